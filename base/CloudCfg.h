@@ -1,0 +1,16 @@
+#ifndef BASE_CLOUDCFG_H_
+#define BASE_CLOUDCFG_H_
+
+#include "platform/config/CfgCloud.h"
+#include "platform/config/LxCfgSysInfo.h"
+
+namespace cloudclient {
+
+// The configuration objects that the daemon works with, asked of the platform's factory at each
+// call. Owned by the factory, never null. Any thread.
+cfg_cloud::CfgCloud* CloudCfg();
+cfg_sysinfo::LxCfgSysInfo* SysInfoCfg();
+
+}  // namespace cloudclient
+
+#endif  // BASE_CLOUDCFG_H_

@@ -1,0 +1,19 @@
+#include "base/LocalTime.h"
+
+namespace cloudclient {
+
+struct tm LocalTimeNow() {
+  const time_t now = time(nullptr);
+  struct tm local = {};
+  localtime_r(&now, &local);
+  return local;
+}
+
+std::string LocalTimeText(const char* format, size_t size) {
+  const struct tm local = LocalTimeNow();
+  std::string text(size, '\0');
+  text.resize(strftime(text.data(), size, format, &local));
+  return text;
+}
+
+}  // namespace cloudclient

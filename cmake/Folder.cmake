@@ -1,0 +1,20 @@
+# cloudclient_folder(NAME [INTERFACE] [SOURCES ...] [LINK ...] [LINK_PRIVATE ...])
+#
+# Makes the calling folder the target NAME. What the target exports is a folder that shows this one
+# and nothing else, so that a source includes "NAME/File.h" only when its target links NAME.
+function(cloudclient_folder name)
+  cmake_parse_arguments(arg "INTERFACE" "" "SOURCES;LINK;LINK_PRIVATE" ${ARGN})
+  set(view "${CMAKE_BINARY_DIR}/include/${name}")
+  file(MAKE_DIRECTORY "${view}")
+  file(CREATE_LINK "${CMAKE_CURRENT_SOURCE_DIR}" "${view}/${name}" SYMBOLIC)
+  if(arg_INTERFACE)
+    add_library(${name} INTERFACE)
+    target_include_directories(${name} INTERFACE "${view}")
+    target_link_libraries(${name} INTERFACE ${arg_LINK})
+  else()
+    add_library(${name} STATIC ${arg_SOURCES})
+    target_include_directories(${name} PUBLIC "${view}")
+    target_link_libraries(${name} PUBLIC ${arg_LINK} PRIVATE ${arg_LINK_PRIVATE})
+    cloudclient_warnings(${name})
+  endif()
+endfunction()

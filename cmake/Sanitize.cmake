@@ -1,0 +1,9 @@
+# CLOUDCLIENT_SANITIZE for everything that this build compiles and links.
+if(CLOUDCLIENT_SANITIZE)
+  string(REPLACE ";" "," _sanitizers "${CLOUDCLIENT_SANITIZE}")
+  add_compile_options(-fsanitize=${_sanitizers} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${_sanitizers})
+  if(_sanitizers MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()

@@ -1,0 +1,39 @@
+#include "device/CloudAlarm.h"
+
+#include "base/LocalTime.h"
+#include "platform/pld/LxVelEventUtil.h"
+
+namespace cloudclient {
+
+const char kSeverityCleared[] = "Cleared";
+
+namespace {
+
+// An array and no string object, so that nothing initialised earlier can see it empty.
+const char kMessageIdPrefix[] = "Zarvel.GDD.";
+
+std::string AlarmTimeText() { return LocalTimeText("%Y-%m-%dT%H:%M:%S%z", 80); }
+
+}  // namespace
+
+CloudAlarm::CloudAlarm()
+    : m_eventId(0), m_severity(kSeverityCleared), m_alarmKey(-1), m_messageArg(0) {}
+
+CloudAlarm::~CloudAlarm() = default;
+
+void CloudAlarm::SetEventId(uint32_t eventId, int32_t instance) {
+  m_eventId = eventId;
+  m_messageId = kMessageIdPrefix + std::to_string(eventId);
+  if (instance >= 0) m_messageId += ":" + std::to_string(instance);
+}
+
+void CloudAlarm::SetState(const std::string& state) {
+  m_severity = state;
+  if (state == LxVelEventUtil::TYPE_CLEARED_STRING) {
+    m_clearedTime = AlarmTimeText();
+  } else {
+    m_created = AlarmTimeText();
+  }
+}
+
+}  // namespace cloudclient

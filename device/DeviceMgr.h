@@ -1,0 +1,224 @@
+#ifndef DEVICE_DEVICEMGR_H_
+#define DEVICE_DEVICEMGR_H_
+
+#include <pthread.h>
+
+#include <cstdint>
+#include <list>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "device/CloudAlarm.h"
+#include "device/DeviceActiveAlarmsMgr.h"
+#include "https/HttpsClient.h"
+#include "patch/PatchMgr.h"
+#include "platform/pld/LxPldProxy.h"
+#include "platform/util/LxLinuxMutex.h"
+#include "platform/util/LxTimerMgr.h"
+
+namespace cloudclient {
+
+// A queued device event: the first 16 bytes of the engine's notification, field for field.
+struct DeviceEvent {
+  uint32_t velId;       // first word of the notification, 0 when queued; used as device instance
+  uint32_t gddId;       // the event's number in the device's data dictionary
+  uint16_t module;      // module that the event concerns
+  uint16_t eventState;  // state code, see LxVelEventUtil
+  uint32_t spare;       // copied through, never read
+};
+
+// A queued change of value.
+struct DeviceCov {
+  uint32_t word0;    // first word of the notification, 0 when queued; used as device number
+  uint32_t pointId;  // point whose value changed
+  uint32_t word2;
+  uint16_t extra;
+  uint16_t word3;
+  uint16_t spareCov;  // never set
+  char valueText[kCovValueSize];
+};
+
+// The hub between the device-data engine and the service: queues what the engine notifies, posts
+// it, and keeps both sides' alarms equal. One object a process.
+//
+// Threads: the application's (set-up, Start, Stop, reconciliation), `CloudPoster`,
+// `ChangeOfCheckerThread` (on which the engine's callbacks run) and the platform timer's. Two
+// mutexes guard one queue each, are held only to append or to copy and clear, and never together.
+// The flags that the threads share, the module-count cache and the tracker are deliberately
+// without lock or atomic.
+class DeviceMgr {
+ public:
+  // The one instance, made by the first call. It does not destroy itself: the application deletes
+  // it once, last.
+  static DeviceMgr* GetInstance();
+
+  // Ends the threads and the daily alarm before the members go.
+  virtual ~DeviceMgr();
+  DeviceMgr(const DeviceMgr&) = delete;
+  DeviceMgr& operator=(const DeviceMgr&) = delete;
+
+  // Not owned. Set once, before anything else is called.
+  void SetPldProxy(LxPldProxy* proxy);
+  LxPldProxy* GetPldProxy() const { return m_pldProxy; }
+  void SetHttpsClient(HttpsClient* client) { m_httpsClient = client; }
+  HttpsClient* GetHttpsClient() const { return m_httpsClient; }
+
+  bool IsRunning() const { return m_running; }
+  bool IsSyncInProgress() const { return m_syncInProgress; }
+  DeviceActiveAlarmsMgr& GetActiveAlarmsMgr() { return m_activeAlarms; }
+  PatchMgr& GetPatchMgr() { return m_patchMgr; }
+  LxTimerMgr& GetTimerMgr() { return m_timerMgr; }
+
+  // The queues. Locking returns the mutex's status; `HasEvents` and `HasCovs` are deliberately
+  // read without the mutex, everything else of a queue only under it.
+  unsigned int LockEventList() { return m_eventMutex.Lock(); }
+  unsigned int UnlockEventList() { return m_eventMutex.Unlock(); }
+  unsigned int LockCovList() { return m_covMutex.Lock(); }
+  unsigned int UnlockCovList() { return m_covMutex.Unlock(); }
+  bool HasEvents() const { return !m_deviceEvents.empty(); }
+  bool HasCovs() const { return !m_deviceCovs.empty(); }
+  void ClearEvents() { m_deviceEvents.clear(); }
+  void ClearCovs() { m_deviceCovs.clear(); }
+  std::vector<DeviceEvent>& GetEventList() { return m_deviceEvents; }
+  std::vector<DeviceCov>& GetCovList() { return m_deviceCovs; }
+
+  // The request for an alarm synchronisation, which `CloudPoster` serves.
+  static bool IsAlarmSyncRequested();
+  static void SetAlarmSyncRequested(bool requested);
+
+  // Starts both threads and arms the daily alarm. Blocks for 2 seconds.
+  void Start();
+  // Ends both threads (waits for what they are doing) and the daily alarm. May be called again.
+  void Stop();
+
+  // Has the engine notify events and changes of value of the device into the queues.
+  void RegisterForDeviceDataChange(int velId);
+
+  // Append to a queue. Any thread.
+  void AddDeviceEvent(const DeviceEvent& event);
+  void AddDeviceCOV(const LxPldCovNotification& notification);
+
+  // Number of modules of a point or event, cached for good; 0 when the engine does not know it,
+  // which is not cached.
+  int32_t GetMaxModuleCountForPoint(unsigned int deviceId, unsigned int pointId);
+
+  // Device data paths.
+
+  // Locates and loads the patch map of the device, and seeds the accumulators.
+  void InitDeviceDataPaths(int velId, LxPldProxy* proxy);
+  // Searches the device's data folder, then the folders above it, for `fileName`. 1 and its full
+  // path in `path`; 0 when the device's product sequence identifier is unknown or empty.
+  // Deliberately does not return while the file is nowhere on the way up.
+  int32_t FindPath(int velId, std::string& path, const std::string& fileName);
+
+  // Edits of a rendered document, as PatchMgr's.
+  void FillSevenDayValues(std::string& document) { m_patchMgr.FillSevenDayValues(document); }
+  void UpdateDocWithTempUomValues(int deviceId, std::string& document) {
+    m_patchMgr.UpdateDocWithTempUomValues(deviceId, document);
+  }
+
+  // Callbacks of the daily alarm, on the platform timer's thread. `context` is not used.
+  static void TimeOfDayAlarmCB(unsigned short alarmId, void* context);
+  static void TimeOfDayCancelCB(unsigned short alarmId, void* context);
+
+  // Active events of the device.
+
+  // Empties the event queue.
+  void ClearDeviceActiveAlarms();
+  // Empties the event queue and has the engine queue the device's active events into it; they are
+  // there within 2 seconds. Without a proxy the queue stays as it is.
+  void GetDeviceActiveAlarms(int velId);
+
+  // Events and alarms of the service. Each operation logs its failures.
+
+  // Posts the event document of `alarm`; an active alarm that the service took is tracked.
+  void PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
+                                const std::string& managerId);
+
+  // Replaces `alarms` by those that the service holds as not cleared for the chassis `origin`:
+  // Fault, Alarm, Warning. What cannot be read is left out.
+  void ReadAlarmsFromCloudForChassis(HttpsClient* httpsClient, const std::string& origin,
+                                     std::vector<CloudAlarm>& alarms);
+  // One query of that list. True, and the answer's body in `listDocument`, on success.
+  bool AskForEvents(const std::string& severity, const std::string& origin,
+                    HttpsClient* httpsClient, std::string& listDocument,
+                    const std::string& baseUrl, const std::string& token);
+  // Reads every event that `listDocument` refers to and appends those that parse.
+  void ProcessAlarmList(HttpsClient* httpsClient, const std::string& listDocument,
+                        std::vector<CloudAlarm>& alarms, const std::string& baseUrl,
+                        const std::string& token);
+  // Fills `alarm` from an event document. True on success; else `alarm` is as it was.
+  bool InitCloudAlarmFromJson(const std::string& eventDocument, CloudAlarm& alarm);
+  // Reads one alarm document of the service's other shape ("AlarmId") at the path `reference` and
+  // appends it.
+  void GetAlarmFromCloud(HttpsClient* httpsClient, const std::string& reference,
+                         std::vector<CloudAlarm>& alarms);
+
+  // Sends every resource of the chassis, then synchronises the alarms of all configured chassis.
+  void SyncChassisAlarms(int velId, const std::string& chassisId);
+  // Makes the service's open alarms those of the device, for every configured chassis.
+  void SyncAlarms();
+  // Fills an empty alarm from a device event.
+  void InitCloudAlarmFromDeviceEvent(CloudAlarm& alarm, const DeviceEvent& event);
+
+  // Posts one heartbeat.
+  void SendHeartbeat();
+
+ private:
+  struct PosterState;
+
+  DeviceMgr();
+
+  // Thread bodies; the argument is not used, the result null.
+  static void* CloudPoster(void* argument);
+  static void* ChangeOfCheckerThread(void* argument);
+
+  static void EventCallback(int status, const LxPldEventNotification* notification);
+  static void CovCallback(int status, const LxPldCovNotification* notification);
+  static void ActiveEventsCallback(int status, const std::list<LxPldProxy::ActiveEvent*>& events);
+
+  void RunCloudPoster();
+  void WaitForChassis(PosterState& state);
+  void PosterPass(PosterState& state);
+  void PostQueuedEvents(PosterState& state);
+  void PostQueuedEvent(PosterState& state, const DeviceEvent& event);
+  void ProcessQueuedCov(PosterState& state);
+  void ServeAlarmSyncRequest(PosterState& state);
+  void RunChangeOfChecker();
+  bool PumpNotifications();
+
+  // Arms the daily alarm of tomorrow; false, with a message in the name of `caller`, when tomorrow
+  // can't be computed.
+  bool ArmTimeOfDayAlarm(const char* caller);
+
+  void SyncAlarmsOfChassis(const std::string& chassisId, const cfg_cloud::CfgCloudChassis& chassis,
+                           const std::string& managerId);
+  void PairFirstAlarm(std::vector<CloudAlarm>& cloudAlarms, std::vector<DeviceEvent>& deviceEvents,
+                      const std::string& chassisId, const std::string& managerId);
+
+  bool m_running;
+  LxPldProxy* m_pldProxy;
+  pthread_t m_changeOfCheckerThread;
+  pthread_t m_cloudPosterThread;
+  std::vector<DeviceEvent> m_deviceEvents;
+  LxLinuxMutex m_eventMutex;
+  std::vector<DeviceCov> m_deviceCovs;
+  std::map<uint32_t, int32_t> m_maxModuleCounts;
+  LxLinuxMutex m_covMutex;
+  HttpsClient* m_httpsClient;
+  DeviceActiveAlarmsMgr m_activeAlarms;
+  // Spare: nothing fills or reads these two.
+  std::map<uint32_t, std::string> m_spareMap;
+  std::vector<uint32_t> m_spareList;
+  PatchMgr m_patchMgr;
+  LxTimerMgr m_timerMgr;
+  bool m_syncInProgress;
+  // The handles keep their values when their threads are joined; a thread is joined only once.
+  bool m_changeOfCheckerJoined;
+  bool m_cloudPosterJoined;
+};
+
+}  // namespace cloudclient
+
+#endif  // DEVICE_DEVICEMGR_H_

@@ -1,0 +1,93 @@
+#ifndef HTTPS_HTTPSCLIENT_H_
+#define HTTPS_HTTPSCLIENT_H_
+
+#include <curl/curl.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "platform/util/LxLinuxMutex.h"
+
+namespace cloudclient {
+
+// Outcome of a transport operation. 8 is not produced.
+typedef uint32_t HttpsResult;
+
+// The values of HttpsResult.
+enum : HttpsResult {
+  kHttpsOk = 0,
+  kHttpsInitFailed = 1,       // curl_global_init failed
+  kHttpsNoHandle = 2,         // not initialised, or no easy handle to be had
+  kHttpsSetupFailed = 3,      // libcurl refused an option
+  kHttpsTransportFailed = 4,  // the transfer failed; a GET answered with any other status
+  kHttpsDeleteRefused = 5,    // DELETE answered with a status other than 204
+  kHttpsPostRefused = 6,      // POST answered with a status other than 200 or 201
+  kHttpsRedirect = 7,         // GET answered 302 or 303
+  kHttpsForbidden = 9,        // GET answered 403
+  kHttpsPatchRefused = 10,    // PATCH answered with a status other than 200, 202 or 204
+};
+
+// The daemon's one HTTPS transport: five synchronous operations against the service.
+//
+// Every operation blocks for the whole exchange (no time-out is set), may be called from any
+// thread and holds `lock` throughout, so that requests go out one at a time. URLs, documents and
+// tokens are taken as they are. The server's certificate is not verified.
+//
+// Answers come back as two raw texts: the header block (every header line with its CR LF, the
+// blank line that ends it included) and the body. The operations share two buffers that only some
+// outcomes empty; what a PATCH, a DELETE or a failed transfer leaves in them becomes the front of
+// the next POST's or GET's answer. This is deliberate.
+class HttpsClient {
+ public:
+  // Makes no libcurl call.
+  HttpsClient();
+  // Ends libcurl, whether or not it was ever initialised.
+  virtual ~HttpsClient();
+  HttpsClient(const HttpsClient&) = delete;
+  HttpsClient& operator=(const HttpsClient&) = delete;
+
+  // Initialises libcurl once for the process. kHttpsOk, or kHttpsInitFailed; `curlCode` receives
+  // libcurl's code, and keeps its value when libcurl was initialised before.
+  HttpsResult InitCurl(uint32_t& curlCode);
+
+  // POST of a JSON document. `responseBody` receives header block and body together. An empty
+  // token sends no token header. On kHttpsPostRefused the answer is handed out all the same.
+  HttpsResult PostJsonDocument(const std::string& url, std::string& responseBody,
+                               std::string& responseHeader, const std::string& document,
+                               const std::string& token);
+
+  // PATCH of a JSON document. The answer is not handed out.
+  HttpsResult PatchResource(const std::string& url, const std::string& token,
+                            const std::string& document);
+
+  // GET without a header of our own, and GET with the token. The outputs are assigned on kHttpsOk,
+  // kHttpsForbidden and kHttpsRedirect (with an empty body), and untouched otherwise. Throws
+  // std::out_of_range when the header block is longer than everything received.
+  HttpsResult GetDocument(const std::string& url, std::string& responseBody,
+                          std::string& responseHeader);
+  HttpsResult GetAuthDocument(const std::string& url, std::string& responseBody,
+                              std::string& responseHeader, const std::string& token);
+
+  // DELETE. An answer's body goes to standard output.
+  HttpsResult DeleteResource(const std::string& url, const std::string& token);
+
+ private:
+  class Request;
+
+  HttpsResult OpenHandle();
+  HttpsResult CloseHandle();
+  HttpsResult PerformGet(CURL* curlHandle, const std::string& url, std::string& responseBody,
+                         std::string& responseHeader);
+
+  bool initialised;
+  CURL* handle;
+  LxLinuxMutex lock;
+};
+
+// A flat JSON object of the map's entries in key order, one a line. Nothing is escaped.
+void BuildFlatJson(const std::map<std::string, std::string>& entries, std::string& text);
+
+}  // namespace cloudclient
+
+#endif  // HTTPS_HTTPSCLIENT_H_
