@@ -11,7 +11,7 @@ struct tm LocalTimeNow();
 
 // The current local time by strftime's `format`; empty when the text does not fit into a buffer of
 // `size` bytes. Any thread.
-std::string LocalTimeText(const char* format, size_t size);
+std::string LocalTimeText(const char* format, size_t size) __attribute__((format(strftime, 1, 0)));
 
 }  // namespace cloudclient
 

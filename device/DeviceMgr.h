@@ -13,6 +13,7 @@
 #include "device/DeviceActiveAlarmsMgr.h"
 #include "https/HttpsClient.h"
 #include "patch/PatchMgr.h"
+#include "platform/config/CfgCloudChassis.h"
 #include "platform/pld/LxPldProxy.h"
 #include "platform/util/LxLinuxMutex.h"
 #include "platform/util/LxTimerMgr.h"
@@ -142,8 +143,8 @@ class DeviceMgr {
                                      std::vector<CloudAlarm>& alarms);
   // One query of that list. True, and the answer's body in `listDocument`, on success.
   bool AskForEvents(const std::string& severity, const std::string& origin,
-                    HttpsClient* httpsClient, std::string& listDocument,
-                    const std::string& baseUrl, const std::string& token);
+                    HttpsClient* httpsClient, std::string& listDocument, const std::string& baseUrl,
+                    const std::string& token);
   // Reads every event that `listDocument` refers to and appends those that parse.
   void ProcessAlarmList(HttpsClient* httpsClient, const std::string& listDocument,
                         std::vector<CloudAlarm>& alarms, const std::string& baseUrl,

@@ -15,10 +15,10 @@ namespace cloudclient {
 
 // One resource of the service that can be patched: an element of the map file's "resourceUrls".
 struct ResourceUrlEntry {
-  std::string url;            // path at the service, with `resourceTag` in it
-  std::string resourcePatch;  // page that renders the resource's document
-  std::string resourceTag;    // marker in `url`: "<chassisid>" or "<uuid>"
-  bool accum7Day = false;     // the document carries the seven-day words
+  std::string url;              // path at the service, with `resourceTag` in it
+  std::string resourcePatch;    // page that renders the resource's document
+  std::string resourceTag;      // marker in `url`: "<chassisid>" or "<uuid>"
+  bool accum7Day = false;       // the document carries the seven-day words
   bool tempUomCelsius = false;  // the document carries temperature tags
 };
 

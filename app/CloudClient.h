@@ -1,0 +1,121 @@
+#ifndef APP_CLOUDCLIENT_H_
+#define APP_CLOUDCLIENT_H_
+
+#include <jansson.h>
+
+#include <cstdint>
+#include <string>
+
+#include "https/HttpsClient.h"
+#include "platform/config/CfgCloud.h"
+#include "platform/framework/LxBaseProxyApp.h"
+
+namespace cloudclient {
+
+class DeviceMgr;
+
+// Result of an operation of the application.
+typedef uint32_t AppResult;
+
+// The values of AppResult.
+enum : AppResult {
+  kAppOk = 0,
+  kAppNotConfigured = 1,        // a configuration value is missing
+  kAppConfigUnreadable = 2,     // URL or token unreadable, or the chassis list not emptied
+  kAppRequestFailed = 3,        // a request to the service failed
+  kAppNoUrl = 4,                // chassis: no URL configured
+  kAppUuidNotStored = 5,        // the UUID could not be stored
+  kAppNoUnitName = 6,           // no usable system name, or it could not be stored
+  kAppNotRegistered = 7,        // the service does not know the appliance, or gave no token
+  kAppServiceNotReached = 8,    // the service root could not be fetched
+  kAppRootNotJson = 9,          // the service root is not JSON
+  kAppNoOdataId = 10,           // no usable "@odata.id"
+  kAppNoCollection = 11,        // no "Managers", or no "ManagerForChassis"
+  kAppNoToken = 13,             // chassis: no token readable
+  kAppNoDevice = 14,            // chassis: no managed device
+  kAppNoId = 16,                // a document without an `Id`
+  kAppNoJson = 17,              // a document that is no JSON
+  kAppDeleteRefused = 18,       // the service did not delete the chassis
+  kAppDocumentNotFetched = 19,  // a document could not be fetched
+  kAppManagerNotJson = 21,      // the manager's document is no JSON
+  kAppNoLinks = 22,             // the manager's document has no "Links"
+  kAppNoTemplate = 24,          // no chassis template
+};
+
+// The application: waits for the cloud client to be enabled, connects the appliance with the
+// service, and reacts to changes of configuration. One object a process, on the main thread, from
+// which every operation is called. Failures are logged and never end the process.
+class CloudClient : public LxBaseProxyApp {
+ public:
+  // `name` is the application's name at the framework. A set-up failure is logged and leaves the
+  // application not ready.
+  explicit CloudClient(const char* name);
+  ~CloudClient() override;
+
+  // Blocks until the cloud client is enabled or a stop is requested. Always 0.
+  int OnStart() override;
+  // One work step; ends with a sleep of 5 seconds. Connects on the transition to enabled, once:
+  // a failure is not retried before the next such transition.
+  void DoWork() override;
+  void OnStop() override;
+  // Follows a change of the system name, which becomes the unit name and unregisters the appliance.
+  void HandleCfgEvent(const LxConfigEvent& event) override;
+
+  bool IsEnabled();
+  // Makes unit name and UUID usable for a connection. kAppOk, kAppNotConfigured, kAppNoUnitName or
+  // kAppUuidNotStored.
+  AppResult HasValidConfiguration();
+  // Finds the manager, or registers and posts the chassis; then synchronises the alarms.
+  void ConnectWithCloudService();
+
+  // Registration and look-up of the manager.
+
+  // Creates the manager and stores the token. kAppNotConfigured, kAppRequestFailed, or
+  // kAppNotRegistered when the answer holds no token.
+  AppResult Register();
+  // Deletes the manager; forgets token and chassis list whatever the service answers.
+  // kAppConfigUnreadable, kAppRequestFailed.
+  AppResult Unregister();
+  // The manager's document in `managerDoc`, untouched unless kAppOk. kAppNotRegistered after the
+  // service refused the token; token and chassis list are then forgotten.
+  AppResult GetManagerInstance(std::string& managerDoc);
+  // Path of the service's collection of managers.
+  AppResult GetManagersURI(std::string& managersPath);
+  // The service root's document. kAppNotConfigured, kAppServiceNotReached.
+  AppResult GetServiceRoot(std::string& doc);
+  // A document of the service from its first "{" on. kAppConfigUnreadable, kAppDocumentNotFetched,
+  // kAppNoJson. Without a readable token deliberately kAppOk, `json` untouched.
+  AppResult GetAuthDocument(const std::string& path, std::string& json);
+
+  // The chassis.
+
+  // Renders, posts and records the chassis. kAppNoUrl, kAppNoToken, kAppNoDevice, kAppNoTemplate,
+  // kAppRequestFailed, kAppNoJson, kAppNoId. Does not return while the template is nowhere.
+  AppResult PostChassisInstance();
+  // Synchronises the alarms of the configured chassis. The document is not read.
+  void ReconcileWithCloudService(const std::string& managerDoc);
+  // Compares the manager's chassis links with the configured list and posts the chassis anew where
+  // they differ. kAppManagerNotJson, kAppNoLinks, kAppNoCollection, or the post's result.
+  AppResult ReconcileChassis(const std::string& managerDoc);
+  // `Id` of the chassis document at a path. kAppNoJson, kAppNoId, or GetAuthDocument's result.
+  AppResult GetChassisIdFromChassisDoc(const std::string& chassisPath, std::string& id);
+  // Deletes a chassis at the service and forgets it. kAppDeleteRefused.
+  AppResult DeleteChassisInstanceFromCloudService(const std::string& id);
+
+ private:
+  void EnterEnabled();
+  void EnterDisabled();
+  AppResult ValidateUnitName();
+  bool RenameUnit();
+  AppResult RecordChassis(const std::string& responseBody, int velId);
+  AppResult LinkedChassisId(const json_t* link, std::string& id);
+
+  bool m_ready;
+  HttpsClient m_httpsClient;
+  cfg_cloud::CfgCloud* m_cfgCloud;
+  DeviceMgr* m_deviceMgr;
+};
+
+}  // namespace cloudclient
+
+#endif  // APP_CLOUDCLIENT_H_

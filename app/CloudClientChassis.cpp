@@ -1,0 +1,174 @@
+// The chassis of the managed device at the service.
+#include <algorithm>
+
+#include "app/CloudClient.h"
+#include "app/CloudClientUnit.h"
+#include "base/JsonText.h"
+#include "device/DeviceMgr.h"
+#include "platform/pld/PldQueryWorker.h"
+#include "platform/util/dlog.h"
+
+namespace cloudclient {
+
+namespace {
+
+const char kChassisPath[] = "/redfish/v1/Chassis";
+const char kChassisTemplate[] = "cloudchassis.txt";
+
+// A page's name begins after "pldserver/" and the two characters of the instance's folder, "0/".
+const char kPldServer[] = "pldserver/";
+constexpr size_t kPldServerCut = 12;
+
+}  // namespace
+
+AppResult CloudClient::PostChassisInstance() {
+  std::string baseUrl;
+  if (m_cfgCloud->GetUrl(baseUrl) != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to get the cloud service base URL", "PostChassisInstance");
+    return kAppNoUrl;
+  }
+  const std::string url = baseUrl + kChassisPath;
+  std::string token;
+  if (m_cfgCloud->GetXAuthToken(token) != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to get the xauthtoken", "PostChassisInstance");
+    return kAppNoToken;
+  }
+  const int velId = GetManagedDeviceVelId();
+  if (velId < 0) {
+    __dlog_printf(3, kUnit, "%s: Invalid managed device id(%i)", "PostChassisInstance", velId);
+    return kAppNoDevice;
+  }
+  std::string path;
+  const bool found = m_deviceMgr->FindPath(velId, path, kChassisTemplate) != 0;
+  const size_t server = path.find(kPldServer);
+  if (!found || server == std::string::npos) {
+    __dlog_printf(3, kUnit, "%s: Failed to find chassis pld (%s)", "PostChassisInstance",
+                  path.c_str());
+    return kAppNoTemplate;
+  }
+  const std::string page = path.substr(std::min(server + kPldServerCut, path.size()));
+  std::string document = PldQueryWorker::GetDocument(GetPldProxy(), "", page, velId);
+  m_deviceMgr->FillSevenDayValues(document);
+  m_deviceMgr->UpdateDocWithTempUomValues(velId, document);
+
+  std::string body;
+  std::string header;
+  if (m_httpsClient.PostJsonDocument(url, body, header, document, token) != kHttpsOk) {
+    __dlog_printf(3, kUnit, "%s: Failed to POST Chassis\nURI: %s\nDocument:\n%s",
+                  "PostChassisInstance", url.c_str(), document.c_str());
+    return kAppRequestFailed;
+  }
+  return RecordChassis(body, velId);
+}
+
+// Takes the chassis's `Id` out of the answer to its post and adds it to the configured list.
+AppResult CloudClient::RecordChassis(const std::string& responseBody, int velId) {
+  const size_t newline = responseBody.find("\n{");
+  if (newline == std::string::npos) {
+    __dlog_printf(3, kUnit, "%s: Failed to find json document begin", "PostChassisInstance");
+    return kAppNoJson;
+  }
+  const JsonRef root(json_loads(responseBody.c_str() + newline + 1, JSON_DECODE_ANY, nullptr));
+  if (!root) {
+    __dlog_printf(3, kUnit, "%s: Failed to parse response document", "PostChassisInstance");
+    return kAppNoJson;
+  }
+  const json_t* const id = json_object_get(root.get(), "Id");
+  if (!json_is_string(id)) {
+    __dlog_printf(3, kUnit, "%s: Failed to find Id in response document", "PostChassisInstance");
+    return kAppNoId;
+  }
+  m_cfgCloud->AddChassis(JsonText(id), velId);
+  m_cfgCloud->Save();
+  return kAppOk;
+}
+
+void CloudClient::ReconcileWithCloudService(const std::string& /*managerDoc*/) {
+  std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
+  m_cfgCloud->GetConfiguredChassis(configured);
+  if (configured.empty()) {
+    __dlog_printf(3, kUnit, "%s: No configure chassis", "ReconcileWithCloudService");
+    return;
+  }
+  const std::string chassisId = configured.begin()->first;
+  if (configured.size() > 1) {
+    __dlog_printf(3, kUnit, "%s: Multiple chassis detected -- only one supported (%s)",
+                  "ReconcileWithCloudService", chassisId.c_str());
+  }
+  m_deviceMgr->SyncChassisAlarms(GetManagedDeviceVelId(), chassisId);
+}
+
+AppResult CloudClient::GetChassisIdFromChassisDoc(const std::string& chassisPath, std::string& id) {
+  std::string doc;
+  const AppResult result = GetAuthDocument(chassisPath, doc);
+  if (result != kAppOk) return result;
+  const JsonRef root(json_loads(doc.c_str(), 0, nullptr));
+  if (!root) {
+    __dlog_printf(3, kUnit, "%s: Failed to parse chassis document", "GetChassisIdFromChassisDoc");
+    return kAppNoJson;
+  }
+  const json_t* const member = json_object_get(root.get(), "Id");
+  if (!json_is_string(member)) return kAppNoId;
+  id = JsonText(member);
+  return kAppOk;
+}
+
+AppResult CloudClient::DeleteChassisInstanceFromCloudService(const std::string& id) {
+  AppResult result = kAppOk;
+  std::string baseUrl;
+  std::string token;
+  if (m_cfgCloud->GetUrl(baseUrl) == 0 && m_cfgCloud->GetXAuthToken(token) == 0) {
+    const HttpsResult deleted =
+        m_httpsClient.DeleteResource(baseUrl + kChassisPath + "/" + id, token);
+    if (deleted != kHttpsOk) {
+      __dlog_printf(3, kUnit, "%s: Failed to delete (%u) chassis from the Cloud Service",
+                    "DeleteChassisInstanceFromCloudService", deleted);
+      result = kAppDeleteRefused;
+    }
+  }
+  if (!id.empty()) {
+    m_cfgCloud->RemoveChassis(id);
+    m_cfgCloud->Save();
+  }
+  return result;
+}
+
+AppResult CloudClient::ReconcileChassis(const std::string& managerDoc) {
+  std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
+  m_cfgCloud->GetConfiguredChassis(configured);
+  const JsonRef root(json_loads(managerDoc.c_str(), JSON_DECODE_ANY, nullptr));
+  if (!root) return kAppManagerNotJson;
+  const json_t* const links = json_object_get(root.get(), "Links");
+  if (links == nullptr) return kAppNoLinks;
+  const json_t* const chassis = json_object_get(links, "ManagerForChassis");
+  if (chassis == nullptr) return kAppNoCollection;
+
+  const size_t count = json_array_size(chassis);
+  bool post = count == 0;
+  AppResult result = kAppOk;
+  for (size_t i = 0; i < count; ++i) {
+    std::string id;
+    result = LinkedChassisId(json_array_get(chassis, i), id);
+    if (result == kAppOk && configured.count(id) != 0) continue;
+    if (!id.empty()) DeleteChassisInstanceFromCloudService(id);
+    for (const auto& entry : configured) {
+      m_cfgCloud->RemoveChassis(entry.first);
+      __dlog_printf(7, kUnit, "%s: removed cloud client chassis %s", "ReconcileChassis",
+                    entry.first.c_str());
+    }
+    m_cfgCloud->Save();
+    post = true;
+  }
+  return post ? PostChassisInstance() : result;
+}
+
+// The `Id` of the chassis that an element of the manager's links refers to. A reference that is no
+// string is not followed and leaves `id` as it is.
+AppResult CloudClient::LinkedChassisId(const json_t* link, std::string& id) {
+  const json_t* const odataId = json_object_get(link, "@odata.id");
+  if (odataId == nullptr) return kAppNoOdataId;
+  if (!json_is_string(odataId)) return kAppOk;
+  return GetChassisIdFromChassisDoc(JsonText(odataId), id);
+}
+
+}  // namespace cloudclient

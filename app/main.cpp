@@ -1,0 +1,16 @@
+#include <cstring>
+
+#include "app/CloudClient.h"
+
+// The application is destroyed also when an exception leaves it, which ends the process.
+int main(int argc, char** argv) {
+  const char* const path = argc > 0 ? argv[0] : "cloudclient";
+  const char* const slash = strrchr(path, '/');
+  try {
+    cloudclient::CloudClient client(slash == nullptr ? path : slash + 1);
+    client.Start();
+  } catch (...) {
+    throw;
+  }
+  return 0;
+}

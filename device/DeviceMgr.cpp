@@ -1,0 +1,372 @@
+// The core: life cycle, engine notifications, queues and the two worker threads.
+#include "device/DeviceMgr.h"
+
+#include <unistd.h>
+
+#include <cstring>
+
+#include "base/CloudCfg.h"
+#include "base/MutexGuard.h"
+#include "device/DeviceMgrState.h"
+#include "platform/pld/LxVelEventUtil.h"
+#include "platform/util/dlog.h"
+
+namespace cloudclient {
+
+unsigned short g_todAlarmId = kNoTodAlarm;
+
+namespace {
+
+// Handle of a thread that was never started.
+constexpr pthread_t kNoThread = 11;
+
+// Passes in a row without a proxy after which notifications are given up: about 160 seconds.
+constexpr int32_t kMaxProxyMissing = 320;
+
+// Further calls of the event dispatch in one pass, while it reports more.
+constexpr int kMaxMoreEvents = 20;
+
+// Seconds announced by the countdown between two heartbeats, and taken off it by each pass.
+constexpr int kHeartbeatCountdown = 90;
+constexpr int kPassSeconds = 5;
+
+constexpr uint16_t kDeviceLabelPoint = 4329;
+
+// Shared with the timer's thread, deliberately without lock or atomic.
+bool g_alarmSyncRequested = false;
+int32_t g_proxyMissingCount = 0;
+// Set by nothing.
+unsigned char g_registrationSuppressed = 0;
+
+// Runs one operation of a worker thread. What it throws makes it a failed operation, no more.
+template <typename Operation>
+void Guarded(const Operation& operation) {
+  try {
+    operation();
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the operation has logged what it could
+  }
+}
+
+}  // namespace
+
+// What one life of the poster thread knows.
+struct DeviceMgr::PosterState {
+  std::string managerId;
+  // Device instance to chassis identifier, built once a thread life.
+  std::map<int32_t, std::string> chassis;
+  // The chassis looked up last, whoever looked it up; changes of value go to it.
+  std::string chassisId;
+};
+
+DeviceMgr* DeviceMgr::GetInstance() {
+  static DeviceMgr* const instance = new DeviceMgr();
+  return instance;
+}
+
+DeviceMgr::DeviceMgr()
+    : m_running(false),
+      m_pldProxy(nullptr),
+      m_changeOfCheckerThread(kNoThread),
+      m_cloudPosterThread(kNoThread),
+      m_httpsClient(nullptr),
+      m_syncInProgress(false),
+      m_changeOfCheckerJoined(false),
+      m_cloudPosterJoined(false) {}
+
+DeviceMgr::~DeviceMgr() { Stop(); }
+
+void DeviceMgr::SetPldProxy(LxPldProxy* proxy) {
+  m_pldProxy = proxy;
+  m_patchMgr.SetPldProxy(proxy);
+}
+
+bool DeviceMgr::IsAlarmSyncRequested() { return g_alarmSyncRequested; }
+
+void DeviceMgr::SetAlarmSyncRequested(bool requested) { g_alarmSyncRequested = requested; }
+
+void DeviceMgr::Start() {
+  m_running = true;
+  pthread_t thread;
+  if (pthread_create(&thread, nullptr, CloudPoster, nullptr) == 0) {
+    m_cloudPosterThread = thread;
+    m_cloudPosterJoined = false;
+  }
+  if (pthread_create(&thread, nullptr, ChangeOfCheckerThread, nullptr) == 0) {
+    m_changeOfCheckerThread = thread;
+    m_changeOfCheckerJoined = false;
+  }
+  m_timerMgr.activate();
+  sleep(2);
+  ArmTimeOfDayAlarm("Start");
+}
+
+void DeviceMgr::Stop() {
+  m_running = false;
+  if (g_todAlarmId < kNoTodAlarm) m_timerMgr.CancelTimer(g_todAlarmId);
+  if (m_cloudPosterThread != kNoThread && !m_cloudPosterJoined) {
+    pthread_join(m_cloudPosterThread, nullptr);
+    m_cloudPosterJoined = true;
+  }
+  if (m_changeOfCheckerThread != kNoThread && !m_changeOfCheckerJoined) {
+    pthread_join(m_changeOfCheckerThread, nullptr);
+    m_changeOfCheckerJoined = true;
+  }
+}
+
+void DeviceMgr::RegisterForDeviceDataChange(int velId) {
+  if (m_pldProxy == nullptr) {
+    __dlog_printf(3, kUnit, "%s: NULL pldProxy", "RegisterForDeviceDataChange");
+    return;
+  }
+  if (g_registrationSuppressed != 0) return;
+  m_pldProxy->RegisterEventNotification(EventCallback, 0, velId);
+  m_pldProxy->RegisterCovNotification(CovCallback, 0, velId);
+}
+
+void DeviceMgr::EventCallback(int /*status*/, const LxPldEventNotification* notification) {
+  if (notification->status != 0) return;
+  DeviceEvent event = {};
+  event.velId = notification->status;
+  event.gddId = notification->gddId;
+  event.module = notification->module;
+  event.eventState = notification->eventState;
+  event.spare = notification->spare;
+  GetInstance()->AddDeviceEvent(event);
+}
+
+void DeviceMgr::CovCallback(int /*status*/, const LxPldCovNotification* notification) {
+  if (notification->status != 0) return;
+  GetInstance()->AddDeviceCOV(*notification);
+}
+
+void DeviceMgr::AddDeviceEvent(const DeviceEvent& event) {
+  __dlog_printf(7, kUnit, "%s: adding event from pld engine: %u:%lu", "AddDeviceEvent", event.velId,
+                static_cast<unsigned long>(event.gddId));
+  const MutexGuard guard(m_eventMutex);
+  if (guard.Status() != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to lock event mutex (%u)", "AddDeviceEvent",
+                  guard.Status());
+    return;
+  }
+  m_deviceEvents.push_back(event);
+}
+
+void DeviceMgr::AddDeviceCOV(const LxPldCovNotification& notification) {
+  DeviceCov cov = {};
+  cov.word0 = notification.status;
+  cov.pointId = notification.pointId;
+  cov.word2 = notification.word2;
+  cov.extra = notification.extra;
+  cov.word3 = notification.word3;
+  memcpy(cov.valueText, notification.valueText, sizeof cov.valueText);
+  const MutexGuard guard(m_covMutex);
+  if (guard.Status() != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to lock the COV list mutex", "AddDeviceCOV");
+    return;
+  }
+  m_deviceCovs.push_back(cov);
+}
+
+int32_t DeviceMgr::GetMaxModuleCountForPoint(unsigned int deviceId, unsigned int pointId) {
+  const auto cached = m_maxModuleCounts.find(pointId);
+  if (cached != m_maxModuleCounts.end()) return cached->second;
+  if (m_pldProxy == nullptr) return 0;
+
+  uint32_t report = 0;
+  const LxDpStatus reportStatus = m_pldProxy->GetReportNumber(
+      static_cast<uint16_t>(deviceId), static_cast<uint16_t>(pointId), report);
+  if (reportStatus != 0) {
+    __dlog_printf(3, kUnit,
+                  "%s: Failed (LxDpStatus: %d) to get report number for point(%d) on device(%d)",
+                  "GetMaxModuleCountForPoint", reportStatus, static_cast<int>(pointId),
+                  static_cast<int>(deviceId));
+    return 0;
+  }
+  uint32_t count = 0;
+  const LxDpStatus countStatus = m_pldProxy->GetMaxModuleCount(
+      static_cast<uint16_t>(deviceId), static_cast<uint16_t>(report), count);
+  if (countStatus != 0) {
+    __dlog_printf(
+        3, kUnit,
+        "%s: Failed (LxDpStatus: %d) to get max module count for report(%lu) on device(%d)",
+        "GetMaxModuleCountForPoint", countStatus, static_cast<unsigned long>(report),
+        static_cast<int>(deviceId));
+    return 0;
+  }
+  m_maxModuleCounts.emplace(pointId, static_cast<int32_t>(count));
+  return static_cast<int32_t>(count);
+}
+
+void* DeviceMgr::ChangeOfCheckerThread(void* /*argument*/) {
+  Guarded([] { GetInstance()->RunChangeOfChecker(); });
+  return nullptr;
+}
+
+void DeviceMgr::RunChangeOfChecker() {
+  if (!m_running) return;
+  do {
+    bool goOn = true;
+    Guarded([&] { goOn = PumpNotifications(); });
+    if (!goOn) return;
+    usleep(500000);
+  } while (m_running);
+}
+
+// One pass of the checker; false when notifications are given up for good.
+bool DeviceMgr::PumpNotifications() {
+  LxPldProxy* const proxy = m_pldProxy;
+  if (proxy == nullptr) {
+    ++g_proxyMissingCount;
+    if (g_proxyMissingCount <= kMaxProxyMissing) return true;
+    __dlog_printf(3, kUnit,
+                  "%s: Stopping event and cov processing for the Cloud Client --- restart of Cloud "
+                  "Client required",
+                  "ChangeOfCheckerThread");
+    return false;
+  }
+  g_proxyMissingCount = 0;
+  int more = proxy->DispatchEvents();
+  for (int calls = 0; more != 0 && calls < kMaxMoreEvents; ++calls) more = proxy->DispatchEvents();
+  while (proxy->DispatchCovs() != 0) {
+  }
+  return true;
+}
+
+void* DeviceMgr::CloudPoster(void* /*argument*/) {
+  Guarded([] { GetInstance()->RunCloudPoster(); });
+  return nullptr;
+}
+
+void DeviceMgr::RunCloudPoster() {
+  PosterState state;
+  const int status = CloudCfg()->GetUUID(state.managerId);
+  if (status != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to get the manager instance (%u)", "CloudPoster",
+                  static_cast<unsigned int>(status));
+    return;
+  }
+  WaitForChassis(state);
+  while (m_running) {
+    for (int countdown = kHeartbeatCountdown;; countdown -= kPassSeconds) {
+      sleep(kPassSeconds);
+      PosterPass(state);
+      // The countdown is asked before the flag: a stop during the last pass still beats once.
+      if (countdown <= 0) break;
+      if (!m_running) return;
+    }
+    Guarded([this] { SendHeartbeat(); });
+  }
+}
+
+void DeviceMgr::WaitForChassis(PosterState& state) {
+  while (m_running) {
+    unsigned int count = 0;
+    CloudCfg()->GetNumCfgChassis(count);
+    if (count != 0) {
+      std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
+      CloudCfg()->GetConfiguredChassis(configured);
+      for (const auto& [id, chassis] : configured) {
+        int velId = 0;
+        chassis.GetVelocityInstance(velId);
+        state.chassis.emplace(velId, id);
+        state.chassisId = id;
+      }
+    }
+    sleep(2);
+    if (count != 0) return;
+  }
+}
+
+void DeviceMgr::PosterPass(PosterState& state) {
+  if (HasEvents() && !m_syncInProgress) {
+    Guarded([&] { PostQueuedEvents(state); });
+  }
+  if (HasCovs()) {
+    Guarded([&] { ProcessQueuedCov(state); });
+  }
+  if (g_alarmSyncRequested) {
+    Guarded([&] { ServeAlarmSyncRequest(state); });
+  }
+}
+
+void DeviceMgr::PostQueuedEvents(PosterState& state) {
+  __dlog_printf(7, kUnit, "%s: has events", "CloudPoster");
+  std::vector<DeviceEvent> events;
+  {
+    const MutexGuard guard(m_eventMutex);
+    if (guard.Status() != 0) {
+      __dlog_printf(3, kUnit, "%s: Failed to get the event list lock", "CloudPoster");
+      return;
+    }
+    events = m_deviceEvents;
+    ClearEvents();
+  }
+  for (const DeviceEvent& event : events) {
+    Guarded([&] { PostQueuedEvent(state, event); });
+  }
+}
+
+void DeviceMgr::PostQueuedEvent(PosterState& state, const DeviceEvent& event) {
+  const auto chassis = state.chassis.find(static_cast<int32_t>(event.velId));
+  if (chassis == state.chassis.end()) {
+    __dlog_printf(3, kUnit, "%s: Failed to find chassis instance for velid: %u", "CloudPoster",
+                  event.velId);
+    return;
+  }
+  state.chassisId = chassis->second;
+
+  CloudAlarm alarm;
+  std::string trackedKey;
+  if (m_activeAlarms.FindActiveAlarmByEventId(event.velId, event.gddId, trackedKey, alarm) != 0 &&
+      alarm.GetMessageArg() == event.module) {
+    const std::string eventState = LxVelEventUtil(event.eventState).GetEventStateString();
+    if (alarm.GetSeverity() == eventState) return;
+    alarm.SetState(eventState);
+  } else {
+    alarm = CloudAlarm();
+    InitCloudAlarmFromDeviceEvent(alarm, event);
+  }
+  __dlog_printf(7, kUnit, "%s: Posting alarm for %d  state %s", "CloudPoster",
+                static_cast<int>(alarm.GetEventId()), alarm.GetSeverity().c_str());
+  PostEventForAlarmToCloud(alarm, state.chassisId, state.managerId);
+  if (alarm.GetSeverity() == kSeverityCleared) {
+    m_activeAlarms.RemoveActiveAlarm(event.velId, alarm.GetMessageId());
+  }
+}
+
+void DeviceMgr::ProcessQueuedCov(PosterState& state) {
+  std::vector<DeviceCov> covs;
+  {
+    const MutexGuard guard(m_covMutex);
+    if (guard.Status() != 0) {
+      __dlog_printf(3, kUnit, "%s: Failed to get the cov list lock", "CloudPoster");
+      return;
+    }
+    covs = m_deviceCovs;
+    ClearCovs();
+  }
+  // Deliberate: a pass delivers the change that was queued first and drops the others.
+  const DeviceCov& cov = covs.front();
+  std::string label;
+  if (m_pldProxy != nullptr) {
+    m_pldProxy->GetPointText(label, static_cast<uint16_t>(cov.word0), kDeviceLabelPoint, 1, 0, 0, 0,
+                             0);
+  }
+  m_patchMgr.ProcessCOV(cov.word0, static_cast<int32_t>(cov.pointId), cov.extra, cov.valueText,
+                        m_httpsClient, state.chassisId, state.managerId, label);
+}
+
+void DeviceMgr::ServeAlarmSyncRequest(PosterState& state) {
+  std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
+  CloudCfg()->GetConfiguredChassis(configured);
+  // Deliberate: each call synchronises all chassis, so that several are done several times.
+  for (const auto& [id, chassis] : configured) {
+    state.chassisId = id;
+    int velId = 0;
+    chassis.GetVelocityInstance(velId);
+    Guarded([&, chassisId = id] { SyncChassisAlarms(velId, chassisId); });
+  }
+  g_alarmSyncRequested = false;
+}
+
+}  // namespace cloudclient

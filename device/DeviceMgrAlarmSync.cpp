@@ -1,0 +1,118 @@
+// Alarm synchronisation: the service's open alarms are made those of the device.
+#include <unistd.h>
+
+#include "base/CloudCfg.h"
+#include "base/MutexGuard.h"
+#include "device/DeviceMgr.h"
+#include "device/DeviceMgrState.h"
+#include "platform/pld/LxVelEventUtil.h"
+#include "platform/util/dlog.h"
+
+namespace cloudclient {
+
+namespace {
+
+// Raises a plain flag for a scope.
+class FlagRaised {
+ public:
+  explicit FlagRaised(bool& flag) : m_flag(flag) { m_flag = true; }
+  ~FlagRaised() { m_flag = false; }
+  FlagRaised(const FlagRaised&) = delete;
+  FlagRaised& operator=(const FlagRaised&) = delete;
+
+ private:
+  bool& m_flag;
+};
+
+}  // namespace
+
+void DeviceMgr::SyncChassisAlarms(int velId, const std::string& chassisId) {
+  std::string managerId;
+  if (CloudCfg()->GetUUID(managerId) == 0) {
+    m_patchMgr.SendAllResourcesToCloud(static_cast<uint32_t>(velId), chassisId, managerId,
+                                       m_httpsClient);
+  }
+  SyncAlarms();
+}
+
+void DeviceMgr::SyncAlarms() {
+  std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
+  CloudCfg()->GetConfiguredChassis(configured);
+  std::string managerId;
+  const int status = CloudCfg()->GetUUID(managerId);
+  if (status != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed(%d) to get manager instance", "SyncAlarms", status);
+    return;
+  }
+  for (const auto& [id, chassis] : configured) SyncAlarmsOfChassis(id, chassis, managerId);
+}
+
+void DeviceMgr::SyncAlarmsOfChassis(const std::string& chassisId,
+                                    const cfg_cloud::CfgCloudChassis& chassis,
+                                    const std::string& managerId) {
+  std::vector<CloudAlarm> cloudAlarms;
+  ReadAlarmsFromCloudForChassis(m_httpsClient, chassisId, cloudAlarms);
+  int velId = 0;
+  const int status = chassis.GetVelocityInstance(velId);
+  if (status != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed(%d) to get velocity instance for chassis: %s", "SyncAlarms",
+                  status, chassisId.c_str());
+    return;
+  }
+  const FlagRaised inProgress(m_syncInProgress);
+  GetDeviceActiveAlarms(velId);
+  sleep(2);  // the engine may answer on a thread of its own
+  std::vector<DeviceEvent> deviceEvents;
+  {
+    const MutexGuard guard(m_eventMutex);
+    if (guard.Status() != 0) return;
+    deviceEvents = m_deviceEvents;
+    ClearEvents();
+  }
+
+  PairFirstAlarm(cloudAlarms, deviceEvents, chassisId, managerId);
+
+  __dlog_printf(7, kUnit, "%s: unprocessed cloud events (%u) that need cleared", "SyncAlarms",
+                static_cast<unsigned int>(cloudAlarms.size()));
+  for (const CloudAlarm& cloudAlarm : cloudAlarms) {
+    CloudAlarm cleared = cloudAlarm;
+    cleared.SetState(kSeverityCleared);
+    PostEventForAlarmToCloud(cleared, chassisId, managerId);
+  }
+  __dlog_printf(7, kUnit, "%s: unprocessed device events (%u) that need posted", "SyncAlarms",
+                static_cast<unsigned int>(deviceEvents.size()));
+  for (const DeviceEvent& event : deviceEvents) {
+    CloudAlarm alarm;
+    InitCloudAlarmFromDeviceEvent(alarm, event);
+    PostEventForAlarmToCloud(alarm, chassisId, managerId);
+  }
+}
+
+// Deliberate: one pair at most is handled in a pass; what would have paired after it is cleared
+// and posted anew.
+void DeviceMgr::PairFirstAlarm(std::vector<CloudAlarm>& cloudAlarms,
+                               std::vector<DeviceEvent>& deviceEvents, const std::string& chassisId,
+                               const std::string& managerId) {
+  for (auto event = deviceEvents.begin(); event != deviceEvents.end(); ++event) {
+    for (auto cloud = cloudAlarms.begin(); cloud != cloudAlarms.end(); ++cloud) {
+      if (cloud->GetEventId() != event->gddId || cloud->GetMessageArg() != event->module) continue;
+      const std::string eventState = LxVelEventUtil(event->eventState).GetEventStateString();
+      if (cloud->GetSeverity() == eventState) {
+        __dlog_printf(7, kUnit, "%s: gdd(%lu) event state the same (%s)", "SyncAlarms",
+                      static_cast<unsigned long>(event->gddId), cloud->GetSeverity().c_str());
+      } else {
+        CloudAlarm alarm;
+        InitCloudAlarmFromDeviceEvent(alarm, *event);
+        PostEventForAlarmToCloud(alarm, chassisId, managerId);
+        __dlog_printf(
+            7, kUnit, "%s: gdd(%u) needs updated to new event state(%s)  old event state(%s)",
+            "SyncAlarms", cloud->GetEventId(), eventState.c_str(), cloud->GetSeverity().c_str());
+      }
+      cloudAlarms.erase(cloud);
+      deviceEvents.erase(event);
+      return;
+    }
+  }
+}
+
+}  // namespace cloudclient

@@ -1,0 +1,121 @@
+// Event documents, and the device's active events.
+#include "base/CloudCfg.h"
+#include "base/MutexGuard.h"
+#include "base/ServiceUrl.h"
+#include "device/DeviceMgr.h"
+#include "device/DeviceMgrState.h"
+#include "platform/pld/LxVelEventUtil.h"
+#include "platform/util/dlog.h"
+
+namespace cloudclient {
+
+namespace {
+
+// The event document. Values are inserted as they are, nothing is escaped.
+std::string EventDocument(const CloudAlarm& alarm, const std::string& chassisId, bool active) {
+  std::string document = "{ \"MessageId\": \"";
+  if (active) {
+    document += alarm.GetMessageId() + "\",";
+    document += "\"Severity\": \"" + alarm.GetSeverity() + "\",";
+    document += "\"MessageArgs\": [\"Unit1\",\"System\",\"" +
+                std::to_string(alarm.GetMessageArg()) + "\", null],";
+    document += "\"Message\": \"" + alarm.GetMessage() + ".\",";
+  } else {
+    document += "258\",";
+    document += "\"Severity\": \"MESSAGE\",";
+    document += "\"MessageArgs\": [\"Unit1\",\"System\",\"" + alarm.GetClearedTime() + "\",\"" +
+                alarm.GetMessageId() + "\"],";
+    document += "\"Message\": \"" + alarm.GetMessage() + " (Cleared).\",";
+  }
+  document += "\"OriginOfCondition\": {\"@odata.id\": \"/redfish/v1/Chassis/" + chassisId;
+  document += "\"}, \"Created\": \"" + alarm.GetCreated() + "\"}";
+  return document;
+}
+
+}  // namespace
+
+void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
+                                         const std::string& managerId) {
+  const cfg_cloud::CfgCloud* const cfg = CloudCfg();
+  std::string token;
+  if (cfg->GetXAuthToken(token) != 0) {
+    __dlog_printf(3, kUnit, "%s: missing the xauthtoken ", "PostEventForAlarmToCloud");
+    return;
+  }
+  const bool active = alarm.GetSeverity() != kSeverityCleared;
+  const std::string document = EventDocument(alarm, chassisId, active);
+  std::string baseUrl;
+  if (cfg->GetUrl(baseUrl) != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to get cloud service URL", "PostEventForAlarmToCloud");
+    return;
+  }
+  const std::string url = EventsUrl(baseUrl, managerId);
+  __dlog_printf(7, kUnit, "%s: url(%s)", "PostEventForAlarmToCloud", url.c_str());
+  __dlog_printf(7, kUnit, "%s: doc(%s)", "PostEventForAlarmToCloud", document.c_str());
+  std::string body;
+  std::string header;
+  const HttpsResult result = m_httpsClient->PostJsonDocument(url, body, header, document, token);
+  if (result != kHttpsOk) {
+    __dlog_printf(3, kUnit, "%s: Failed to POST Event (%u)  %s  %s", "PostEventForAlarmToCloud",
+                  result, header.c_str(), body.c_str());
+    return;
+  }
+  if (active) {
+    m_activeAlarms.AddActiveAlarm(static_cast<uint32_t>(alarm.GetAlarmKey()), alarm.GetMessageId(),
+                                  alarm);
+  }
+}
+
+void DeviceMgr::ClearDeviceActiveAlarms() {
+  const MutexGuard guard(m_eventMutex);
+  if (guard.Status() != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to lock event list", "ClearDeviceActiveAlarms");
+    return;
+  }
+  ClearEvents();
+}
+
+void DeviceMgr::GetDeviceActiveAlarms(int velId) {
+  if (m_pldProxy == nullptr) {
+    __dlog_printf(3, kUnit, "%s: NULL pldproxy", "GetDeviceActiveAlarms");
+    return;
+  }
+  ClearDeviceActiveAlarms();
+  const int status = m_pldProxy->GetActiveEvents(ActiveEventsCallback, velId);
+  if (status != 0) {
+    __dlog_printf(3, kUnit, "%s: Could not get active events for managed device: %d; status: %d",
+                  "GetDeviceActiveAlarms", velId, status);
+  }
+}
+
+void DeviceMgr::ActiveEventsCallback(int status,
+                                     const std::list<LxPldProxy::ActiveEvent*>& events) {
+  if (status != 0) return;
+  for (const LxPldProxy::ActiveEvent* active : events) {
+    DeviceEvent event = {};
+    event.gddId = active->gddId;
+    event.module = static_cast<uint16_t>(active->module);
+    event.eventState = active->eventState;
+    GetInstance()->AddDeviceEvent(event);
+  }
+}
+
+void DeviceMgr::InitCloudAlarmFromDeviceEvent(CloudAlarm& alarm, const DeviceEvent& event) {
+  alarm.SetState(LxVelEventUtil(event.eventState).GetEventStateString());
+  std::string text;
+  if (m_pldProxy != nullptr) {
+    m_pldProxy->GetEventText(text, static_cast<uint16_t>(event.velId),
+                             static_cast<uint16_t>(event.gddId), event.module, 0, "%s");
+  }
+  if (GetMaxModuleCountForPoint(event.velId, event.gddId) == 1) {
+    alarm.SetMessage(text);
+    alarm.SetEventId(event.gddId, -1);
+  } else {
+    alarm.SetMessage("[" + std::to_string(event.module + 1) + "] " + text);
+    alarm.SetEventId(event.gddId, event.module);
+  }
+  alarm.SetAlarmKey(static_cast<int32_t>(event.velId));
+  alarm.SetMessageArg(event.module);
+}
+
+}  // namespace cloudclient

@@ -1,0 +1,20 @@
+#ifndef DEVICE_DEVICEMGRSTATE_H_
+#define DEVICE_DEVICEMGRSTATE_H_
+
+// What the source files of DeviceMgr share among themselves.
+
+namespace cloudclient {
+
+// Log unit of all of them.
+constexpr char kUnit[] = "DeviceMgr";
+
+// Value of `g_todAlarmId` while no daily alarm is armed.
+constexpr unsigned short kNoTodAlarm = 65535;
+
+// Identifier of the daily alarm. Written by the thread that arms it and by the timer's thread,
+// deliberately without lock or atomic.
+extern unsigned short g_todAlarmId;
+
+}  // namespace cloudclient
+
+#endif  // DEVICE_DEVICEMGRSTATE_H_
