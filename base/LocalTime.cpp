@@ -12,7 +12,10 @@ struct tm LocalTimeNow() {
 std::string LocalTimeText(const char* format, size_t size) {
   const struct tm local = LocalTimeNow();
   std::string text(size, '\0');
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // checked where this is called
   text.resize(strftime(text.data(), size, format, &local));
+#pragma GCC diagnostic pop
   return text;
 }
 
