@@ -1,0 +1,41 @@
+# shellcheck shell=bash
+# The Debian packages that this project needs, and the way to install what is missing of them.
+# To be sourced.
+
+# For building and running.
+BUILD_PACKAGES=(
+  g++ cmake ninja-build pkg-config
+  libcurl4-openssl-dev libjansson-dev libboost-dev nlohmann-json3-dev libcli11-dev
+  libsqlite3-dev libssl-dev
+  openssl ca-certificates faketime python3
+)
+
+# For testing, beside those.
+TEST_PACKAGES=(
+  libgtest-dev libgmock-dev libbenchmark-dev
+  clang clang-format clang-tidy libclang-rt-14-dev shellcheck
+  python3-pytest valgrind strace curl dpkg-dev
+)
+
+# install_packages PACKAGE...: installs those that are missing; says nothing when none is.
+install_packages() {
+  local package missing=() root=()
+  for package in "$@"; do
+    if [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) != installed ]]; then
+      missing+=("$package")
+    fi
+  done
+  ((${#missing[@]})) || return 0
+
+  if ((EUID != 0)); then
+    if ! command -v sudo >/dev/null; then
+      echo "Packages are missing, and there is no sudo to install them with: ${missing[*]}" >&2
+      return 1
+    fi
+    root=(sudo)
+  fi
+  echo "Installing Debian packages: ${missing[*]}"
+  "${root[@]}" apt-get update -qq || return 1
+  "${root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" || return 1
+}
