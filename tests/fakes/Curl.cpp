@@ -1,0 +1,312 @@
+#include "fakes/Curl.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace fakes {
+namespace {
+
+// What a CURL* points at.
+struct Easy {
+  std::shared_ptr<Transfer> transfer;
+  curl_write_callback write = nullptr;
+  void* writeData = nullptr;
+  curl_write_callback header = nullptr;
+  void* headerData = nullptr;
+  const curl_slist* list = nullptr;
+  const char* document = nullptr;
+  bool includeHeader = false;
+};
+
+const char* NameOf(CURLoption option) {
+  switch (option) {
+    case CURLOPT_URL:
+      return "URL";
+    case CURLOPT_WRITEFUNCTION:
+      return "WRITEFUNCTION";
+    case CURLOPT_WRITEDATA:
+      return "WRITEDATA";
+    case CURLOPT_SSL_VERIFYPEER:
+      return "SSL_VERIFYPEER";
+    case CURLOPT_SSL_VERIFYHOST:
+      return "SSL_VERIFYHOST";
+    case CURLOPT_HEADER:
+      return "HEADER";
+    case CURLOPT_HEADERFUNCTION:
+      return "HEADERFUNCTION";
+    case CURLOPT_HEADERDATA:
+      return "HEADERDATA";
+    case CURLOPT_HTTPHEADER:
+      return "HTTPHEADER";
+    case CURLOPT_POSTFIELDS:
+      return "POSTFIELDS";
+    case CURLOPT_CUSTOMREQUEST:
+      return "CUSTOMREQUEST";
+    default:
+      return nullptr;
+  }
+}
+
+std::vector<std::string> LinesOf(const curl_slist* list) {
+  std::vector<std::string> lines;
+  for (; list != nullptr; list = list->next) lines.emplace_back(list->data);
+  return lines;
+}
+
+void ReadBorrowed(Easy& easy) {
+  if (easy.list != nullptr) easy.transfer->headerLines = LinesOf(easy.list);
+  if (easy.document != nullptr) easy.transfer->document = easy.document;
+}
+
+void Apply(Easy& easy, CURLoption option, long number, void* pointer) {
+  const auto text = [pointer] { return std::string(static_cast<const char*>(pointer)); };
+  switch (option) {
+    case CURLOPT_URL:
+      easy.transfer->url = text();
+      break;
+    case CURLOPT_CUSTOMREQUEST:
+      easy.transfer->customRequest = text();
+      break;
+    case CURLOPT_POSTFIELDS:
+      easy.document = static_cast<const char*>(pointer);
+      easy.transfer->hasDocument = true;
+      break;
+    case CURLOPT_HTTPHEADER:
+      easy.list = static_cast<const curl_slist*>(pointer);
+      break;
+    case CURLOPT_WRITEFUNCTION:
+      easy.write = reinterpret_cast<curl_write_callback>(pointer);
+      break;
+    case CURLOPT_WRITEDATA:
+      easy.writeData = pointer;
+      break;
+    case CURLOPT_HEADERFUNCTION:
+      easy.header = reinterpret_cast<curl_write_callback>(pointer);
+      break;
+    case CURLOPT_HEADERDATA:
+      easy.headerData = pointer;
+      break;
+    case CURLOPT_HEADER:
+      easy.includeHeader = number != 0;
+      break;
+    default:
+      break;
+  }
+  ReadBorrowed(easy);
+}
+
+std::string Described(CURLoption option, long number, const void* pointer) {
+  const char* const known = NameOf(option);
+  const std::string name = known != nullptr ? known : std::to_string(option);
+  if (option < CURLOPTTYPE_OBJECTPOINT) return name + "=" + std::to_string(number);
+  if (option == CURLOPT_URL || option == CURLOPT_CUSTOMREQUEST || option == CURLOPT_POSTFIELDS) {
+    return name + "=" + static_cast<const char*>(pointer);
+  }
+  return name;
+}
+
+bool Deliver(curl_write_callback callback, void* user, std::string bytes) {
+  return callback(bytes.data(), 1, bytes.size(), user) == bytes.size();
+}
+
+bool DeliverWritten(Easy& easy, const std::string& bytes) {
+  if (bytes.empty()) return true;
+  if (easy.write != nullptr) return Deliver(easy.write, easy.writeData, bytes);
+  easy.transfer->standardOutput += bytes;
+  return true;
+}
+
+bool DeliverHeader(Easy& easy, const std::string& block, bool trailer) {
+  size_t begin = 0;
+  while (begin < block.size()) {
+    const size_t newline = block.find('\n', begin);
+    const size_t end = newline == std::string::npos ? block.size() : newline + 1;
+    const std::string line = block.substr(begin, end - begin);
+    if (easy.includeHeader && !trailer && !DeliverWritten(easy, line)) return false;
+    if (easy.header != nullptr && !Deliver(easy.header, easy.headerData, line)) return false;
+    begin = end;
+  }
+  return true;
+}
+
+CURLcode Play(Easy& easy, const Response& response) {
+  if (response.code == CURLE_OK) easy.transfer->status = response.status;
+  const bool delivered = DeliverHeader(easy, response.header, false) &&
+                         DeliverWritten(easy, response.body) &&
+                         DeliverHeader(easy, response.trailer, true);
+  return delivered ? response.code : CURLE_WRITE_ERROR;
+}
+
+Response NextResponse(const Transfer& transfer) {
+  Curl& state = curl();
+  if (state.respond) return state.respond(transfer);
+  if (state.responses.empty()) return {CURLE_COULDNT_CONNECT, 0, "", "", ""};
+  const Response response = state.responses.front();
+  state.responses.pop_front();
+  return response;
+}
+
+Easy& EasyOf(CURL* handle) {
+  Easy* const easy = static_cast<Easy*>(handle);
+  if (easy == nullptr) {
+    fprintf(stderr, "fakes: libcurl called with a null handle\n");
+    abort();
+  }
+  return *easy;
+}
+
+const char* Reason(long status) {
+  static const std::map<long, const char*> reasons = {{200, "OK"},
+                                                      {201, "Created"},
+                                                      {202, "Accepted"},
+                                                      {204, "No Content"},
+                                                      {302, "Found"},
+                                                      {303, "See Other"},
+                                                      {400, "Bad Request"},
+                                                      {401, "Unauthorized"},
+                                                      {403, "Forbidden"},
+                                                      {404, "Not Found"},
+                                                      {500, "Internal Server Error"}};
+  const auto found = reasons.find(status);
+  return found == reasons.end() ? "Unnamed" : found->second;
+}
+
+}  // namespace
+
+Curl& curl() {
+  static Curl* const instance = new Curl;
+  return *instance;
+}
+
+std::string HeaderBlock(long status, const std::vector<std::string>& lines) {
+  std::string block = "HTTP/1.1 " + std::to_string(status) + " " + Reason(status) + "\r\n";
+  for (const std::string& line : lines) block += line + "\r\n";
+  return block + "\r\n";
+}
+
+std::string Transfer::Method() const {
+  if (!customRequest.empty()) return customRequest;
+  return hasDocument ? "POST" : "GET";
+}
+
+Curl& Curl::Answers(long status, const std::string& body,
+                    const std::vector<std::string>& headerLines) {
+  responses.push_back({CURLE_OK, status, HeaderBlock(status, headerLines), body, ""});
+  return *this;
+}
+
+Curl& Curl::Fails(CURLcode code, int times) {
+  responses.insert(responses.end(), static_cast<size_t>(times), {code, 0, "", "", ""});
+  return *this;
+}
+
+void Curl::Reset() { *this = Curl(); }
+
+}  // namespace fakes
+
+using fakes::curl;
+
+CURLcode curl_global_init(long flags) {
+  curl().globalInits.push_back(flags);
+  return curl().globalInitCode;
+}
+
+void curl_global_cleanup(void) { ++curl().globalCleanups; }
+
+CURL* curl_easy_init(void) {
+  if (curl().initFails) return nullptr;
+  fakes::Easy* const easy = new fakes::Easy;
+  easy->transfer = std::make_shared<fakes::Transfer>();
+  curl().transfers.push_back(easy->transfer);
+  ++curl().liveHandles;
+  return easy;
+}
+
+// The parentheses keep libcurl's macro of the same name away.
+CURLcode(curl_easy_setopt)(CURL* handle, CURLoption option, ...) {
+  fakes::Easy& easy = fakes::EasyOf(handle);
+  long number = 0;
+  void* pointer = nullptr;
+  va_list arguments;
+  va_start(arguments, option);
+  if (option < CURLOPTTYPE_OBJECTPOINT) {
+    number = va_arg(arguments, long);
+  } else {
+    pointer = va_arg(arguments, void*);
+  }
+  va_end(arguments);
+
+  easy.transfer->options.push_back(fakes::Described(option, number, pointer));
+  const auto refused = curl().refuses.find(option);
+  if (refused != curl().refuses.end()) return refused->second;
+  fakes::Apply(easy, option, number, pointer);
+  return CURLE_OK;
+}
+
+CURLcode curl_easy_perform(CURL* handle) {
+  fakes::Easy& easy = fakes::EasyOf(handle);
+  ++easy.transfer->performs;
+  fakes::ReadBorrowed(easy);
+  if (curl().onPerform) curl().onPerform(*easy.transfer);
+  return fakes::Play(easy, fakes::NextResponse(*easy.transfer));
+}
+
+CURLcode(curl_easy_getinfo)(CURL* handle, CURLINFO info, ...) {
+  const fakes::Easy& easy = fakes::EasyOf(handle);
+  if (curl().getinfoCode != CURLE_OK) return curl().getinfoCode;
+  if (info != CURLINFO_RESPONSE_CODE) return CURLE_UNKNOWN_OPTION;
+  va_list arguments;
+  va_start(arguments, info);
+  *va_arg(arguments, long*) = easy.transfer->status;
+  va_end(arguments);
+  return CURLE_OK;
+}
+
+const char* curl_easy_strerror(CURLcode code) {
+  switch (code) {
+    case CURLE_OK:
+      return "No error";
+    case CURLE_COULDNT_RESOLVE_HOST:
+      return "Couldn't resolve host name";
+    case CURLE_COULDNT_CONNECT:
+      return "Couldn't connect to server";
+    case CURLE_WRITE_ERROR:
+      return "Failed writing received data to disk/application";
+    case CURLE_SSL_CONNECT_ERROR:
+      return "SSL connect error";
+    default:
+      return "Unknown error";
+  }
+}
+
+void curl_easy_cleanup(CURL* handle) {
+  fakes::Easy* const easy = &fakes::EasyOf(handle);
+  easy->transfer->cleanedUp = true;
+  --curl().liveHandles;
+  delete easy;
+}
+
+curl_slist* curl_slist_append(curl_slist* list, const char* text) {
+  curl_slist* const node = new curl_slist{strdup(text), nullptr};
+  if (list == nullptr) {
+    ++curl().liveLists;
+    return node;
+  }
+  curl_slist* last = list;
+  while (last->next != nullptr) last = last->next;
+  last->next = node;
+  return list;
+}
+
+void curl_slist_free_all(curl_slist* list) {
+  if (list == nullptr) return;
+  --curl().liveLists;
+  while (list != nullptr) {
+    curl_slist* const next = list->next;
+    free(list->data);
+    delete list;
+    list = next;
+  }
+}
