@@ -4,6 +4,7 @@
 #include <jansson.h>
 
 #include <cstdint>
+#include <ctime>
 #include <map>
 #include <string>
 
@@ -40,30 +41,100 @@ struct PointPatchEntry {
   bool humAccum = false;
 };
 
+// Readings of one day: the extremes as numbers, which are compared, and as texts, which are
+// reported. The low numbers start above any reading.
+struct DayAccumulator {
+  uint16_t lowTemp = 500;
+  uint16_t highTemp = 0;
+  std::string lowTempText = "500";
+  std::string highTempText = "0";
+  uint16_t lowHum = 1100;
+  uint16_t highHum = 0;
+  std::string lowHumText = "1100";
+  std::string highHumText = "0";
+};
+
 // Size of the value buffer of a change of value.
 constexpr size_t kCovValueSize = 256;
+
+// Number of arguments of a point-value query.
+constexpr int kQueryArgs = 5;
 
 // Turns changes of value of device points into documents for the service, as a map file tells.
 //
 // One object, owned by the device manager. It takes no lock: the map's tables do not change after
-// loading, the id history and the accumulators are deliberately unguarded.
+// loading, the id history and the accumulators are deliberately unguarded, although the poster
+// thread, the timer's thread and the main thread use them.
 class PatchMgr {
  public:
+  typedef std::map<std::string, ResourceUrlEntry> ResourceTable;
+  typedef std::map<int32_t, std::string> PointToResourceTable;
+  typedef std::map<int32_t, PointPatchEntry> PointTable;
+  typedef std::map<int32_t, std::string> IdHistory;
+  // By day key.
+  typedef std::map<time_t, DayAccumulator> AccumulatorTable;
+
   PatchMgr();
   virtual ~PatchMgr();
   PatchMgr(const PatchMgr&) = delete;
   PatchMgr& operator=(const PatchMgr&) = delete;
 
-  // The proxy that values are read from; not owned, may be null.
+  // The proxy that values are read from; not owned, may be null: then nothing can be read.
   void SetPldProxy(LxPldProxy* proxy) { m_pldProxy = proxy; }
+
+  // What was loaded and accumulated.
+  const ResourceTable& GetResources() const { return m_resources; }
+  const PointToResourceTable& GetPointResources() const { return m_pointResources; }
+  const PointTable& GetPoints() const { return m_points; }
+  const IdHistory& GetIdHistory() const { return m_idHistory; }
+  const AccumulatorTable& GetAccumulators() const { return m_accumulators; }
+
+  // The map file.
 
   // Loads the map file at `path` (a path of the appliance). 0; 1 when a point description was bad
   // (the others are loaded); 2 when the file could not be read or parsed; 3 without
-  // "resourceUrls". The first entry for a key stays.
+  // "resourceUrls". The first entry for a key stays, also over several loads.
   int32_t InitCovPatchMaps(const std::string& path);
-
-  // Reads the current value of every point that is in the id history.
+  // Builds the resource table from the parsed file. 0 or 3.
+  int32_t InitResUrlMap(const json_t* root, const std::string& path);
+  // Builds the point tables and the id history from the parsed file. 0 or 1.
+  int32_t InitIdToResAndPatchMaps(json_t* root, const std::string& path);
+  // Fills the event fields of a point's entry from its description.
+  void AddEventInfoToPatch(const json_t* element, PointPatchEntry& entry, int32_t pointId);
+  // Reads the current value of every point that is in the id history, by its second argument as a
+  // document name. `client` is not used.
   void InitIdHistoryValues(int32_t deviceId, HttpsClient* client);
+
+  // Values of points, as texts.
+
+  // Converts the first `count` pieces of a comma-separated list into `args`. 0, or -1, with the
+  // pieces before the failing one converted.
+  int32_t ConvertPldQueryArgs(const std::string& text, int32_t* args, int32_t count);
+  // By query arguments when the entry has them, else by document name. Empty after a failed query.
+  std::string GetPointValue(int32_t deviceId, const PointPatchEntry& entry);
+  // By document name. "0" when the document could not be had.
+  std::string GetPointValuePld(int32_t deviceId, const PointPatchEntry& entry);
+  // By the text of query arguments. Empty when it does not convert or the query failed.
+  std::string GetPointValueQueryArgsStr(int32_t deviceId, const std::string& argsText);
+
+  // Documents.
+
+  // The resource's document as the engine renders it; empty on failure.
+  std::string GetPatchDoc(int32_t deviceId, const ResourceUrlEntry& resource);
+  // Replaces the first occurrence of each seven-day word by the kept days' extreme.
+  void FillSevenDayValues(std::string& document);
+  // Replaces every temperature tag by its point's value in degrees Celsius. Deliberately does not
+  // return when the document ends in a tag.
+  void UpdateDocWithTempUomValues(int32_t deviceId, std::string& document);
+  // Replaces the first occurrence of `tag` at or after `from` by `value`, or by "null" when that
+  // is empty. An empty tag replaces nothing.
+  void ReplaceTagWithValue(std::string& document, const std::string& tag, const std::string& value,
+                           size_t from);
+  // `patchTemplate` with its first "%1" replaced by `value` without its double quotes; empty
+  // without a "%1".
+  std::string PatchValueSubstitute(const std::string& patchTemplate, const std::string& value);
+
+  // Delivery.
 
   // Delivers one change of value. 0; 1 the document could not be sent, or the event's URL is
   // missing; 4 the point is not in the map; 5 the event could not be built. Of `value` the first
@@ -72,24 +143,66 @@ class PatchMgr {
                      const char (&value)[kCovValueSize], HttpsClient* client,
                      const std::string& chassisId, const std::string& uuid,
                      const std::string& label);
-
   // Sends every resource of the map, in ascending order of its name.
   void SendAllResourcesToCloud(uint32_t deviceId, const std::string& chassisId,
                                const std::string& uuid, HttpsClient* client);
+  // One PATCH of a resource, `idValue` in place of its tag. 0 or 1.
+  int32_t SendResourceToCloud(HttpsClient* client, const ResourceUrlEntry& resource,
+                              const std::string& idValue, const std::string& document);
+  // One PATCH of a bare URL, `chassisId` in place of "<chassisid>". 0 or 1.
+  int32_t SendPatchToCloud(HttpsClient* client, const std::string& url,
+                           const std::string& chassisId, const std::string& document);
+  // Posts the event of a point. 0, also when the service refused it; 1 without URL or UUID; 5 when
+  // the document could not be built.
+  int32_t SendEventForPoint(uint32_t deviceId, int32_t pointId, uint16_t extra,
+                            const PointPatchEntry& entry, HttpsClient* client,
+                            const std::string& chassisId, const std::string& label);
+  // Text of the event's message; the values of its arguments in `arg1Out` and `arg2Out`.
+  std::string BuildEventMessage(uint32_t deviceId, int32_t pointId, const PointPatchEntry& entry,
+                                std::string& arg1Out, std::string& arg2Out);
 
-  // Edits of a rendered document, in place: the first occurrence of each seven-day word, and every
-  // temperature tag.
-  void FillSevenDayValues(std::string& document);
-  void UpdateDocWithTempUomValues(int32_t deviceId, std::string& document);
+  // Seven-day accumulators.
 
-  // The day's turn, and the readings that seed a day. `client` is not used.
+  // Today's local date at 00:00:01, in seconds since the epoch.
+  time_t GetDayKey();
+  // The day's turn: opens today's record and drops what is older than seven days.
   void NewDayAccumulators();
+  // Takes a reading into the record of a day. `value` is the reading times ten.
+  void AccumulatorUpdate(time_t dayKey, uint16_t value, const PointPatchEntry& entry,
+                         int32_t deviceId);
+  // Seed today's record from the current readings; `client` is not used.
   void NewDaySyncAccumulators(int32_t deviceId, HttpsClient* client, LxPldProxy* proxy);
   void NewDaySyncTempAccumulator(int32_t deviceId, HttpsClient* client, LxPldProxy* proxy);
   void NewDaySyncHumAccumulator(int32_t deviceId, HttpsClient* client, LxPldProxy* proxy);
 
  private:
+  // The accumulator point of a kind: found once and kept, looked for as long as there is none.
+  struct AccumulatorPoint {
+    bool found = false;
+    int32_t id = 0;
+    PointPatchEntry entry;
+  };
+
+  void AddPoint(const json_t* element, const char* resourceName, int32_t& result);
+  std::string DocumentValue(int32_t deviceId, const std::string& name);
+  int QueryPoint(std::string& text, int32_t deviceId, const int32_t (&args)[kQueryArgs]);
+  std::string SecondArgument(uint32_t deviceId, int32_t pointId, const PointPatchEntry& entry,
+                             const std::string& first, std::string& arg2Out);
+  int32_t SendResource(uint32_t deviceId, const ResourceUrlEntry& resource, HttpsClient* client,
+                       const std::string& chassisId, const std::string& uuid);
+  std::string OriginOfPoint(int32_t pointId, const std::string& chassisId);
+  int32_t PostPointEvent(const std::string& document, HttpsClient* client);
+  bool FindAccumulatorPoint(AccumulatorPoint& point, bool PointPatchEntry::*kind);
+  int32_t ScaleOf(const AccumulatorPoint& point, int32_t deviceId, LxPldProxy* proxy);
+
   LxPldProxy* m_pldProxy;
+  ResourceTable m_resources;
+  PointToResourceTable m_pointResources;
+  PointTable m_points;
+  IdHistory m_idHistory;
+  AccumulatorTable m_accumulators;
+  AccumulatorPoint m_tempPoint;
+  AccumulatorPoint m_humPoint;
 };
 
 }  // namespace cloudclient

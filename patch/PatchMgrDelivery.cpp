@@ -1,0 +1,120 @@
+// Delivery of changes of value as PATCH requests of their resources.
+#include "base/CloudCfg.h"
+#include "patch/PatchMgr.h"
+#include "patch/PatchMgrUnit.h"
+#include "platform/util/dlog.h"
+
+namespace cloudclient {
+
+namespace {
+
+constexpr int32_t kUnknownPoint = 4;
+
+// The reading of a change of value: the first 16 bits of its buffer, high byte first on every
+// machine.
+uint16_t RawReading(const char (&value)[kCovValueSize]) {
+  const auto high = static_cast<unsigned char>(value[0]);
+  const auto low = static_cast<unsigned char>(value[1]);
+  return static_cast<uint16_t>(high << 8 | low);
+}
+
+// What stands for a resource's tag in its URL.
+std::string IdentifierFor(const ResourceUrlEntry& resource, const std::string& chassisId,
+                          const std::string& uuid) {
+  if (resource.resourceTag == kChassisIdTag) return chassisId;
+  if (resource.resourceTag == kUuidTag) return uuid;
+  return {};
+}
+
+// `url` with the first occurrence of `tag` replaced; unchanged without one.
+std::string WithIdentifier(std::string url, const std::string& tag, const std::string& identifier) {
+  const size_t position = tag.empty() ? std::string::npos : url.find(tag);
+  if (position != std::string::npos) url.replace(position, tag.size(), identifier);
+  return url;
+}
+
+// One PATCH. `caller` names the operation in the messages; 0 or 1.
+int32_t SendPatch(HttpsClient* client, const std::string& uri, const std::string& document,
+                  const char* caller) {
+  std::string token;
+  const int status = CloudCfg()->GetXAuthToken(token);
+  if (status != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed(%d) to get xauthtoken", caller, status);
+    return 1;
+  }
+  if (client->PatchResource(uri, token, document) != kHttpsOk) {
+    __dlog_printf(3, kUnit, "%s: Failed to PATCH :\n%s", caller, document.c_str());
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int32_t PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
+                             const char (&value)[kCovValueSize], HttpsClient* client,
+                             const std::string& chassisId, const std::string& uuid,
+                             const std::string& label) {
+  const auto name = m_pointResources.find(pointId);
+  if (name == m_pointResources.end()) return kUnknownPoint;
+  const auto found = m_resources.find(name->second);
+  if (found == m_resources.end()) return 1;
+  const ResourceUrlEntry resource = found->second;
+  const PointPatchEntry entry = m_points.at(pointId);
+  if (entry.tempAccum || entry.humAccum) {
+    AccumulatorUpdate(GetDayKey(), RawReading(value), entry, static_cast<int32_t>(deviceId));
+  }
+  if (SendResource(deviceId, resource, client, chassisId, uuid) != 0) return 1;
+  if (entry.msgid.empty()) return 0;
+  const int32_t result =
+      SendEventForPoint(deviceId, pointId, extra, entry, client, chassisId, label);
+  if (result != 0) {
+    __dlog_printf(4, kUnit, "%s: Failed(%d) to send event for point %d", "ProcessCOV", result,
+                  pointId);
+  }
+  return result;
+}
+
+void PatchMgr::SendAllResourcesToCloud(uint32_t deviceId, const std::string& chassisId,
+                                       const std::string& uuid, HttpsClient* client) {
+  for (const auto& entry : m_resources) {
+    SendResource(deviceId, entry.second, client, chassisId, uuid);
+  }
+}
+
+// Renders, edits and sends a resource's document. An empty document is sent all the same.
+int32_t PatchMgr::SendResource(uint32_t deviceId, const ResourceUrlEntry& resource,
+                               HttpsClient* client, const std::string& chassisId,
+                               const std::string& uuid) {
+  const auto device = static_cast<int32_t>(deviceId);
+  std::string document = GetPatchDoc(device, resource);
+  if (resource.accum7Day) FillSevenDayValues(document);
+  if (resource.tempUomCelsius) UpdateDocWithTempUomValues(device, document);
+  return SendResourceToCloud(client, resource, IdentifierFor(resource, chassisId, uuid), document);
+}
+
+int32_t PatchMgr::SendResourceToCloud(HttpsClient* client, const ResourceUrlEntry& resource,
+                                      const std::string& idValue, const std::string& document) {
+  std::string baseUrl;
+  const int status = CloudCfg()->GetUrl(baseUrl);
+  if (status != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed(%d) to get resource URI", "SendResourceToCloud", status);
+    return 1;
+  }
+  return SendPatch(client, baseUrl + WithIdentifier(resource.url, resource.resourceTag, idValue),
+                   document, "SendResourceToCloud");
+}
+
+int32_t PatchMgr::SendPatchToCloud(HttpsClient* client, const std::string& url,
+                                   const std::string& chassisId, const std::string& document) {
+  std::string baseUrl;
+  const int status = CloudCfg()->GetUrl(baseUrl);
+  if (status != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed(%d) to get chassis URI", "SendPatchToCloud", status);
+    return 1;
+  }
+  return SendPatch(client, baseUrl + WithIdentifier(url, kChassisIdTag, chassisId), document,
+                   "SendPatchToCloud");
+}
+
+}  // namespace cloudclient

@@ -1,0 +1,140 @@
+// The map file and the tables made of it.
+#include "base/JsonText.h"
+#include "patch/PatchMgr.h"
+#include "patch/PatchMgrUnit.h"
+#include "platform/util/LocalPath.h"
+#include "platform/util/dlog.h"
+
+namespace cloudclient {
+
+namespace {
+
+const char kResourceUrls[] = "resourceUrls";
+
+// First argument type of an event whose point is in the id history.
+const char kTypeOld[] = "old";
+
+// Value of a point in the id history before its first reading.
+const char kNoReading[] = "0";
+
+bool IsTrue(const json_t* object, const char* key) {
+  return json_is_true(json_object_get(object, key));
+}
+
+}  // namespace
+
+int32_t PatchMgr::InitCovPatchMaps(const std::string& path) {
+  json_error_t error;
+  const JsonRef root(json_load_file(LocalPath(path).c_str(), JSON_DECODE_ANY, &error));
+  if (!root) {
+    __dlog_printf(3, kUnit,
+                  "%s: Failed to load patch map file %s.  text: \"%s\"   line: %d  col: %d",
+                  "InitCovPatchMaps", path.c_str(), error.text, error.line, error.column);
+    return 2;
+  }
+  const int32_t result = InitResUrlMap(root.get(), path);
+  if (result != 0) return result;
+  return InitIdToResAndPatchMaps(root.get(), path);
+}
+
+int32_t PatchMgr::InitResUrlMap(const json_t* root, const std::string& path) {
+  const json_t* const resources = json_object_get(root, kResourceUrls);
+  if (resources == nullptr) {
+    __dlog_printf(3, kUnit, "%s: resourceUrls object not found in patch map %s", "InitResUrlMap",
+                  path.c_str());
+    return 3;
+  }
+  size_t index;
+  const json_t* element;
+  json_array_foreach(resources, index, element) {
+    ResourceUrlEntry entry;
+    entry.url = JsonMemberText(element, "url");
+    entry.resourcePatch = JsonMemberText(element, "resourcePatch");
+    entry.resourceTag = JsonMemberText(element, "resourceTag");
+    entry.accum7Day = IsTrue(element, "7dayAccum");
+    entry.tempUomCelsius = IsTrue(element, "tempUomCelsius");
+    m_resources.emplace(JsonMemberText(element, "name"), entry);
+  }
+  return 0;
+}
+
+int32_t PatchMgr::InitIdToResAndPatchMaps(json_t* root, const std::string& /*path*/) {
+  int32_t result = 0;
+  const char* name;
+  const json_t* group;
+  json_object_foreach(root, name, group) {
+    if (std::string(name) == kResourceUrls) continue;
+    size_t index;
+    const json_t* element;
+    json_array_foreach(group, index, element) { AddPoint(element, name, result); }
+  }
+  return result;
+}
+
+// Adds one point description to the tables. A bad one sets `result`, but for an id that is no
+// number, which deliberately leaves it as it is.
+void PatchMgr::AddPoint(const json_t* element, const char* resourceName, int32_t& result) {
+  const json_t* const id = json_object_get(element, "id");
+  if (id == nullptr) {
+    __dlog_printf(3, kUnit, "%s: id not found", "InitIdToResAndPatchMaps");
+    result = 1;
+    return;
+  }
+  if (!json_is_integer(id)) {
+    __dlog_printf(3, kUnit, "%s: id is not type integer", "InitIdToResAndPatchMaps");
+    return;
+  }
+  if (json_object_get(element, "patch") == nullptr) {
+    __dlog_printf(3, kUnit, "%s: null patchObj", "InitIdToResAndPatchMaps");
+    result = 1;
+    return;
+  }
+  const bool hasArgs = json_object_get(element, "pldQueryArgs") != nullptr;
+  if (json_object_get(element, "pld") == nullptr && !hasArgs) {
+    __dlog_printf(3, kUnit, "%s: null pldObj", "InitIdToResAndPatchMaps");
+    result = 1;
+    return;
+  }
+  const auto pointId = static_cast<int32_t>(json_integer_value(id));
+  PointPatchEntry entry;
+  entry.pld = JsonMemberText(element, "pld");
+  if (hasArgs) {
+    const std::string args = JsonMemberText(element, "pldQueryArgs");
+    if (ConvertPldQueryArgs(args, entry.queryArgs, kQueryArgs) == 0) entry.pldQueryArgs = args;
+  }
+  entry.patch = JsonMemberText(element, "patch");
+  entry.tempAccum = IsTrue(element, "7dayTempAccum");
+  entry.humAccum = IsTrue(element, "7dayHumAccum");
+  AddEventInfoToPatch(element, entry, pointId);
+  m_pointResources.emplace(pointId, resourceName);
+  m_points.emplace(pointId, entry);
+}
+
+void PatchMgr::AddEventInfoToPatch(const json_t* element, PointPatchEntry& entry, int32_t pointId) {
+  entry.numArgs = 0;
+  const json_t* const event = json_object_get(element, "event");
+  const std::string msgid = JsonMemberText(event, "msgid");
+  if (!msgid.empty()) {
+    entry.msgid = msgid;
+    entry.message = JsonMemberText(event, "message");
+    entry.severity = JsonMemberText(event, "severity");
+    entry.numArgs = static_cast<int32_t>(json_integer_value(json_object_get(event, "numargs")));
+    entry.arg1 = JsonMemberText(event, "arg1");
+    entry.arg1Type = JsonMemberText(event, "arg1Type");
+    entry.arg2 = JsonMemberText(event, "arg2");
+    entry.arg2Type = JsonMemberText(event, "arg2Type");
+  }
+  if (entry.arg1Type == kTypeOld) {
+    m_idHistory.emplace(pointId, kNoReading);
+    __dlog_printf(7, kUnit, "%s: adding pointId: %d to id history", "AddEventInfoToPatch", pointId);
+  }
+}
+
+void PatchMgr::InitIdHistoryValues(int32_t deviceId, HttpsClient* /*client*/) {
+  for (auto& [pointId, value] : m_idHistory) {
+    const auto point = m_points.find(pointId);
+    if (point != m_points.end()) value = DocumentValue(deviceId, point->second.arg2);
+  }
+}
+
+}  // namespace cloudclient

@@ -1,0 +1,171 @@
+// Events of points: message, document and post.
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+#include "base/CloudCfg.h"
+#include "base/JsonText.h"
+#include "base/LocalTime.h"
+#include "base/ServiceUrl.h"
+#include "patch/PatchMgr.h"
+#include "patch/PatchMgrUnit.h"
+#include "platform/util/dlog.h"
+
+namespace cloudclient {
+
+namespace {
+
+constexpr int32_t kEventNotBuilt = 5;
+
+// The text from `position` on; empty from the end on.
+std::string Tail(const std::string& text, size_t position) {
+  return text.substr(std::min(position, text.size()));
+}
+
+// Where a placeholder stands; a missing one counts as standing at the end.
+size_t Placeholder(const std::string& message, const char* placeholder) {
+  return std::min(message.find(placeholder), message.size());
+}
+
+// Sets a text member. False when the text is no UTF-8.
+bool SetText(json_t* object, const char* key, const std::string& text) {
+  return json_object_set_new(object, key, json_stringn(text.data(), text.size())) == 0;
+}
+
+// Appends a text. False when it is no UTF-8.
+bool AppendText(json_t* array, const std::string& text) {
+  return json_array_append_new(array, json_stringn(text.data(), text.size())) == 0;
+}
+
+}  // namespace
+
+std::string PatchMgr::BuildEventMessage(uint32_t deviceId, int32_t pointId,
+                                        const PointPatchEntry& entry, std::string& arg1Out,
+                                        std::string& arg2Out) {
+  if (entry.numArgs <= 0) return {};
+  const auto device = static_cast<int32_t>(deviceId);
+  if (entry.arg1Type == "pld") {
+    arg1Out = DocumentValue(device, entry.arg1);
+  } else if (entry.arg1Type == "pldQueryArgs") {
+    arg1Out = GetPointValueQueryArgsStr(device, entry.arg1);
+  } else if (entry.arg1Type == "old") {
+    arg1Out = m_idHistory[pointId];
+  }
+  const std::string& message = entry.message;
+  const size_t first = Placeholder(message, "%1");
+  std::string text = message.substr(0, first) + arg1Out;
+  size_t end = first;
+  if (entry.numArgs > 1) {
+    const size_t second = Placeholder(message, "%2");
+    // Deliberate: the position of the second placeholder is taken as the length of the part
+    // between the two.
+    text += Tail(message, first + 2).substr(0, second);
+    text += SecondArgument(deviceId, pointId, entry, arg1Out, arg2Out);
+    end = second;
+  }
+  return text + Tail(message, end + 2);
+}
+
+// What the message shows as its second argument. Deliberate: of the second type only "pld" counts,
+// "pldQueryArgs" is asked of the first; any other shows the first value again and hands none out.
+std::string PatchMgr::SecondArgument(uint32_t deviceId, int32_t pointId,
+                                     const PointPatchEntry& entry, const std::string& first,
+                                     std::string& arg2Out) {
+  const auto device = static_cast<int32_t>(deviceId);
+  if (entry.arg2Type == "pld") {
+    arg2Out = DocumentValue(device, entry.arg2);
+  } else if (entry.arg1Type == "pldQueryArgs") {
+    arg2Out = GetPointValueQueryArgsStr(device, entry.arg2);
+  } else {
+    return first;
+  }
+  if (entry.arg1Type == "old") m_idHistory[pointId] = arg2Out;
+  return arg2Out;
+}
+
+int32_t PatchMgr::SendEventForPoint(uint32_t deviceId, int32_t pointId, uint16_t /*extra*/,
+                                    const PointPatchEntry& entry, HttpsClient* client,
+                                    const std::string& chassisId, const std::string& label) {
+  const cfg_cloud::CfgCloud* const cfg = CloudCfg();
+  std::string arg1;
+  std::string arg2;
+  const std::string message = BuildEventMessage(deviceId, pointId, entry, arg1, arg2);
+  std::string unitName;
+  if (cfg->GetUnitName(unitName) != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to find unit name", "SendEventForPoint");
+  }
+  const JsonRef event(json_object());
+  const JsonRef args(json_array());
+  const JsonRef origin(json_object());
+  const bool built = SetText(event.get(), "Severity", "MESSAGE") &&
+                     SetText(event.get(), "Message", message) &&
+                     SetText(event.get(), "MessageId", entry.msgid) &&
+                     AppendText(args.get(), unitName) && AppendText(args.get(), label) &&
+                     AppendText(args.get(), arg1) && AppendText(args.get(), arg2) &&
+                     json_object_set(event.get(), "MessageArgs", args.get()) == 0 &&
+                     SetText(event.get(), "Created", LocalTimeText("%FT%TZ", 100)) &&
+                     SetText(origin.get(), "@odata.id", OriginOfPoint(pointId, chassisId)) &&
+                     json_object_set(event.get(), "OriginOfCondition", origin.get()) == 0;
+  if (!built) return kEventNotBuilt;
+  const std::unique_ptr<char, decltype(&free)> text(json_dumps(event.get(), JSON_PRESERVE_ORDER),
+                                                    &free);
+  if (!text) {
+    __dlog_printf(3, kUnit, "%s: null return from json_dumps", "SendEventForPoint");
+    return 0;
+  }
+  return PostPointEvent(text.get(), client);
+}
+
+// Where the event comes from: the point's resource, as far as the chassis. Empty when the resource
+// is not one of a chassis.
+std::string PatchMgr::OriginOfPoint(int32_t pointId, const std::string& chassisId) {
+  const auto name = m_pointResources.find(pointId);
+  if (name == m_pointResources.end()) return {};
+  const auto resource = m_resources.find(name->second);
+  if (resource == m_resources.end()) return {};
+  const ResourceUrlEntry& entry = resource->second;
+  if (entry.resourceTag != kChassisIdTag) {
+    __dlog_printf(3, kUnit, "%s: unknown resource tag: %s", "SendEventForPoint",
+                  entry.resourceTag.c_str());
+    return {};
+  }
+  const size_t tag = entry.url.find(kChassisIdTag);
+  if (tag == std::string::npos) return {};
+  return entry.url.substr(0, tag) + chassisId;
+}
+
+// Posts a point event's document. A refused one is logged and counts as sent: it is not retried.
+int32_t PatchMgr::PostPointEvent(const std::string& document, HttpsClient* client) {
+  const cfg_cloud::CfgCloud* const cfg = CloudCfg();
+  std::string baseUrl;
+  if (cfg->GetUrl(baseUrl) != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to get the cloud service URL", "SendEventForPoint");
+    return 1;
+  }
+  std::string uuid;
+  if (cfg->GetUUID(uuid) != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to get the UUID", "SendEventForPoint");
+    return 1;
+  }
+  const std::string uri = EventsUrl(baseUrl, uuid);
+  __dlog_printf(7, kUnit, "%s: uri: %s ", "SendEventForPoint", uri.c_str());
+  std::string token;
+  if (cfg->GetXAuthToken(token) != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to get xauthtoken", "SendEventForPoint");
+  }
+  std::string body;
+  std::string header;
+  const HttpsResult result = client->PostJsonDocument(uri, body, header, document, token);
+  if (result == kHttpsOk) {
+    __dlog_printf(7, kUnit, "%s: hdr: %s", "SendEventForPoint", header.c_str());
+    __dlog_printf(7, kUnit, "%s: resp: %s", "SendEventForPoint", body.c_str());
+  } else {
+    __dlog_printf(3, kUnit, "%s: Failed (%d) to send event to cloud", "SendEventForPoint",
+                  static_cast<int>(result));
+    __dlog_printf(3, kUnit, "%s: uri: %s  evt: %s", "SendEventForPoint", uri.c_str(),
+                  document.c_str());
+  }
+  return 0;
+}
+
+}  // namespace cloudclient
