@@ -1,0 +1,368 @@
+#include "https/HttpsClient.h"
+
+#include <unistd.h>
+
+#include <utility>
+
+#include "base/MutexGuard.h"
+#include "platform/util/NetUtils.h"
+#include "platform/util/dlog.h"
+
+namespace cloudclient {
+namespace {
+
+constexpr char kUnit[] = "HttpsClient";
+constexpr int kAttempts = 3;
+constexpr useconds_t kResolvePause = 300000;
+
+// What the answers of all requests are received into. Whatever an operation leaves here becomes
+// the front of a later answer: deliberately so.
+std::string g_responseBody;
+std::string g_responseHeader;
+
+size_t ResponseSink(char* data, size_t size, size_t count, void* sink) {
+  static_cast<std::string*>(sink)->append(data, size * count);
+  return size * count;
+}
+
+// Sets options of a handle in order, up to the first that libcurl refuses.
+class Options {
+ public:
+  explicit Options(CURL* handle) : m_handle(handle) {}
+
+  template <typename Value>
+  Options& Set(CURLoption option, Value value) {
+    if (m_code == CURLE_OK) m_code = curl_easy_setopt(m_handle, option, value);
+    return *this;
+  }
+  // The same for an option whose refusal is deliberately not looked at.
+  template <typename Value>
+  Options& Try(CURLoption option, Value value) {
+    if (m_code == CURLE_OK) curl_easy_setopt(m_handle, option, value);
+    return *this;
+  }
+  Options& Sink() {
+    return Set(CURLOPT_WRITEFUNCTION, &ResponseSink).Set(CURLOPT_WRITEDATA, &g_responseBody);
+  }
+  Options& HeaderSink() {
+    return Set(CURLOPT_HEADER, 1L)
+        .Set(CURLOPT_HEADERFUNCTION, &ResponseSink)
+        .Set(CURLOPT_HEADERDATA, &g_responseHeader);
+  }
+  Options& WithoutVerification() {
+    return Set(CURLOPT_SSL_VERIFYPEER, 0L).Set(CURLOPT_SSL_VERIFYHOST, 0L);
+  }
+  CURLcode Code() const { return m_code; }
+  bool Refused() const { return m_code != CURLE_OK; }
+
+ private:
+  CURL* const m_handle;
+  CURLcode m_code = CURLE_OK;
+};
+
+// The header lines of one request, released with it.
+class HeaderList {
+ public:
+  HeaderList() = default;
+  ~HeaderList() { curl_slist_free_all(m_list); }
+  HeaderList(const HeaderList&) = delete;
+  HeaderList& operator=(const HeaderList&) = delete;
+
+  HeaderList& Add(const std::string& line) {
+    curl_slist* const longer = curl_slist_append(m_list, line.c_str());
+    if (longer != nullptr) m_list = longer;
+    return *this;
+  }
+  // The appliance's own address, deliberately not the host of the URL.
+  HeaderList& Host() {
+    std::string address;
+    orv_netutils::GetGlobalAddress(address);
+    return Add("Host: " + address);
+  }
+  HeaderList& Token(const std::string& token) { return Add("X-Auth-Token: " + token); }
+  HeaderList& Length(const std::string& document) {
+    return Add("Content-Length: " + std::to_string(document.size()));
+  }
+  HeaderList& AcceptJson() { return Add("Accept: application/json"); }
+  curl_slist* Get() const { return m_list; }
+
+ private:
+  curl_slist* m_list = nullptr;
+};
+
+CURLcode SetupRequest(CURL* handle, const std::string& url) {
+  return Options(handle)
+      .Set(CURLOPT_URL, url.c_str())
+      .Sink()
+      .WithoutVerification()
+      .HeaderSink()
+      .Code();
+}
+
+// Performs a prepared transfer, and again while the host cannot be resolved.
+CURLcode Perform(CURL* handle, void (*logUnresolved)()) {
+  for (int attempt = 1;; ++attempt) {
+    const CURLcode code = curl_easy_perform(handle);
+    if (code != CURLE_COULDNT_RESOLVE_HOST || attempt == kAttempts) return code;
+    logUnresolved();
+    usleep(kResolvePause);
+  }
+}
+
+long ResponseCode(CURL* handle) {
+  long code = 0;
+  curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &code);
+  return code;
+}
+
+unsigned int Number(CURLcode code) { return static_cast<unsigned int>(code); }
+
+// Moves what was received to the caller and empties the buffers.
+void HandOut(std::string& responseBody, std::string& responseHeader) {
+  responseBody = std::exchange(g_responseBody, {});
+  responseHeader = std::exchange(g_responseHeader, {});
+}
+
+// The same without the header block, which is cut off by its length. Throws std::out_of_range when
+// it is longer than everything received.
+void HandOutBody(std::string& responseBody, std::string& responseHeader) {
+  HandOut(responseBody, responseHeader);
+  responseBody = responseBody.substr(responseHeader.size());
+}
+
+}  // namespace
+
+// One request: holds the lock, and within it an easy handle of its own.
+class HttpsClient::Request {
+ public:
+  explicit Request(HttpsClient& client)
+      : m_guard(client.lock), m_client(client), m_opened(client.OpenHandle()) {}
+  ~Request() { m_client.CloseHandle(); }
+  Request(const Request&) = delete;
+  Request& operator=(const Request&) = delete;
+
+  // What opening the handle answered.
+  HttpsResult Opened() const { return m_opened; }
+
+ private:
+  const MutexGuard m_guard;
+  HttpsClient& m_client;
+  const HttpsResult m_opened;
+};
+
+HttpsClient::HttpsClient() : initialised(false), handle(nullptr) {}
+
+HttpsClient::~HttpsClient() { curl_global_cleanup(); }
+
+HttpsResult HttpsClient::InitCurl(uint32_t& curlCode) {
+  if (initialised) return kHttpsOk;
+  curlCode = Number(curl_global_init(CURL_GLOBAL_ALL));
+  if (curlCode != CURLE_OK) return kHttpsInitFailed;
+  initialised = true;
+  return kHttpsOk;
+}
+
+HttpsResult HttpsClient::OpenHandle() {
+  if (!initialised) return kHttpsNoHandle;
+  handle = curl_easy_init();
+  return handle == nullptr ? kHttpsNoHandle : kHttpsOk;
+}
+
+HttpsResult HttpsClient::CloseHandle() {
+  if (handle != nullptr) curl_easy_cleanup(handle);
+  handle = nullptr;
+  return kHttpsOk;
+}
+
+HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& responseBody,
+                                          std::string& responseHeader, const std::string& document,
+                                          const std::string& token) {
+  const Request request(*this);
+  if (request.Opened() != kHttpsOk) return request.Opened();
+
+  Options options(handle);
+  options.Set(CURLOPT_URL, url.c_str()).Sink().WithoutVerification();
+  HeaderList headers;
+  headers.Host()
+      .Add("Content-Type: application/json")
+      .Add("charset=utf-8")
+      .Length(document)
+      .AcceptJson();
+  if (!token.empty()) headers.Token(token);
+  options.Set(CURLOPT_HTTPHEADER, headers.Get()).Set(CURLOPT_POSTFIELDS, document.c_str());
+  if (options.Refused()) {
+    __dlog_printf(3, kUnit, "%s: Failed to setup curl request", "PostJsonDocument");
+    return kHttpsSetupFailed;
+  }
+  // Nothing is sent, and deliberately no failure reported, when one of these is refused.
+  if (options.HeaderSink().Refused()) return kHttpsOk;
+
+  const CURLcode code =
+      Perform(handle, [] { __dlog_printf(5, kUnit, "%s: POST DNS fail", "PostJsonDocument"); });
+  if (code != CURLE_OK) {
+    __dlog_printf(3, kUnit, "%s: HTTP POST failed (curlres: %u - %s)", "PostJsonDocument",
+                  Number(code), curl_easy_strerror(code));
+    return kHttpsTransportFailed;
+  }
+  const long status = ResponseCode(handle);
+  const bool accepted = status == 200 || status == 201;
+  if (!accepted) {
+    __dlog_printf(3, kUnit, "%s: POST failed for url %s", "PostJsonDocument", url.c_str());
+    __dlog_printf(3, kUnit, "%s: respCode: %ld  hdr: %s  resp: %s", "PostJsonDocument", status,
+                  g_responseHeader.c_str(), g_responseBody.c_str());
+  }
+  HandOut(responseBody, responseHeader);
+  return accepted ? kHttpsOk : kHttpsPostRefused;
+}
+
+HttpsResult HttpsClient::PatchResource(const std::string& url, const std::string& token,
+                                       const std::string& document) {
+  const Request request(*this);
+  if (request.Opened() != kHttpsOk) return request.Opened();
+
+  HeaderList headers;
+  headers.Host()
+      .Token(token)
+      .Add("Content-Type: application/json; charset=utf-8")
+      .Length(document)
+      .AcceptJson();
+  Options options(handle);
+  options.Try(CURLOPT_URL, url.c_str())
+      .Try(CURLOPT_WRITEFUNCTION, &ResponseSink)
+      .Try(CURLOPT_WRITEDATA, &g_responseBody)
+      .WithoutVerification()
+      .Set(CURLOPT_HTTPHEADER, headers.Get())
+      .Try(CURLOPT_HEADER, 1L)
+      .Try(CURLOPT_HEADERFUNCTION, &ResponseSink)
+      .Try(CURLOPT_HEADERDATA, &g_responseHeader)
+      .Try(CURLOPT_CUSTOMREQUEST, "PATCH")
+      .Set(CURLOPT_POSTFIELDS, document.c_str());
+  if (options.Refused()) return kHttpsSetupFailed;
+
+  // The notice deliberately names DELETE.
+  const CURLcode code =
+      Perform(handle, [] { __dlog_printf(5, kUnit, "%s: DELETE DNS fail", "PatchResource"); });
+  if (code != CURLE_OK) {
+    __dlog_printf(3, kUnit, "%s: Patch  failed (curlres: %u - %s)", "PatchResource", Number(code),
+                  curl_easy_strerror(code));
+    return kHttpsTransportFailed;
+  }
+  const long status = ResponseCode(handle);
+  if (status == 200 || status == 202 || status == 204) return kHttpsOk;
+  __dlog_printf(3, kUnit, "%s: PATCH failed for url %s  doc: %s", "PatchResource", url.c_str(),
+                document.c_str());
+  __dlog_printf(3, kUnit, "%s: respCode(%ld)  hdr: %s", "PatchResource", status,
+                g_responseHeader.c_str());
+  return kHttpsPatchRefused;
+}
+
+HttpsResult HttpsClient::GetDocument(const std::string& url, std::string& responseBody,
+                                     std::string& responseHeader) {
+  const Request request(*this);
+  if (request.Opened() != kHttpsOk) return request.Opened();
+
+  if (SetupRequest(handle, url) != CURLE_OK) return kHttpsSetupFailed;
+  return PerformGet(handle, url, responseBody, responseHeader);
+}
+
+HttpsResult HttpsClient::GetAuthDocument(const std::string& url, std::string& responseBody,
+                                         std::string& responseHeader, const std::string& token) {
+  const Request request(*this);
+  if (request.Opened() != kHttpsOk) return request.Opened();
+
+  if (SetupRequest(handle, url) != CURLE_OK) {
+    __dlog_printf(3, kUnit, "%s: Failed to setup the curl request", "GetAuthDocument");
+    return kHttpsSetupFailed;
+  }
+  HeaderList headers;
+  headers.Host().AcceptJson().Token(token);
+  // Nothing is sent, and deliberately no failure reported, when the list is refused.
+  if (Options(handle).Set(CURLOPT_HTTPHEADER, headers.Get()).Refused()) return kHttpsOk;
+  return PerformGet(handle, url, responseBody, responseHeader);
+}
+
+HttpsResult HttpsClient::PerformGet(CURL* curlHandle, const std::string& url,
+                                    std::string& responseBody, std::string& responseHeader) {
+  const CURLcode code =
+      Perform(curlHandle, [] { __dlog_printf(5, kUnit, "%s: GET DNS fail", "PerformGet"); });
+  if (code != CURLE_OK) {
+    __dlog_printf(3, kUnit, "%s: Get(%s) failed (curlres: %u - %s)", "PerformGet", url.c_str(),
+                  Number(code), curl_easy_strerror(code));
+    __dlog_printf(3, kUnit, "%s: Failed to get document (hcr: %d)", "PerformGet",
+                  int{kHttpsTransportFailed});
+    return kHttpsTransportFailed;
+  }
+  switch (const long status = ResponseCode(curlHandle)) {
+    case 200:
+      HandOutBody(responseBody, responseHeader);
+      return kHttpsOk;
+    case 302:
+    case 303:
+      HandOut(responseBody, responseHeader);
+      responseBody.clear();
+      return kHttpsRedirect;
+    case 403:
+      HandOutBody(responseBody, responseHeader);
+      __dlog_printf(6, kUnit, "%s: Failed to get document (invalid xauthtoken(hcr: %d)",
+                    "PerformGet", int{kHttpsForbidden});
+      return kHttpsForbidden;
+    default:
+      __dlog_printf(3, kUnit, "%s: GET failed for url %s", "PerformGet", url.c_str());
+      __dlog_printf(3, kUnit, "%s: respCode: %ld hdr: %s  resp: %s", "PerformGet", status,
+                    g_responseHeader.c_str(), g_responseBody.c_str());
+      g_responseBody.clear();
+      g_responseHeader.clear();
+      __dlog_printf(3, kUnit, "%s: Failed to get document (hcr: %d)", "PerformGet",
+                    int{kHttpsTransportFailed});
+      return kHttpsTransportFailed;
+  }
+}
+
+HttpsResult HttpsClient::DeleteResource(const std::string& url, const std::string& token) {
+  const Request request(*this);
+  if (request.Opened() != kHttpsOk) return request.Opened();
+
+  HeaderList headers;
+  headers.Host().Token(token);
+  Options options(handle);
+  options.Set(CURLOPT_URL, url.c_str())
+      .WithoutVerification()
+      .Set(CURLOPT_HTTPHEADER, headers.Get())
+      .Set(CURLOPT_CUSTOMREQUEST, "DELETE");
+  if (options.Refused()) {
+    __dlog_printf(3, kUnit, "%s: Failed to setup curl request", "DeleteResource");
+    return kHttpsSetupFailed;
+  }
+
+  const CURLcode code =
+      Perform(handle, [] { __dlog_printf(5, kUnit, "%s: DELETE DNS fail", "DeleteResource"); });
+  if (code != CURLE_OK) {
+    __dlog_printf(3, kUnit, "%s: Delete  failed (curlres: %u - %s)", "DeleteResource", Number(code),
+                  curl_easy_strerror(code));
+    __dlog_printf(3, kUnit, "%s: resource url: %s", "DeleteResource", url.c_str());
+    // The token in clear: deliberately so.
+    __dlog_printf(3, kUnit, "%s: xauthtoken: %s", "DeleteResource", token.c_str());
+    return kHttpsTransportFailed;
+  }
+  const long status = ResponseCode(handle);
+  if (status == 204) return kHttpsOk;
+  __dlog_printf(3, kUnit, "%s: DELETE failed for url %s", "DeleteResource", url.c_str());
+  // A DELETE fills no buffer: what is shown is what earlier requests left.
+  __dlog_printf(3, kUnit, "%s: Delete  failed (http respCode %lu - hdr: %s\nresp: %s)",
+                "DeleteResource", static_cast<unsigned long>(status), g_responseHeader.c_str(),
+                g_responseBody.c_str());
+  return kHttpsDeleteRefused;
+}
+
+void BuildFlatJson(const std::map<std::string, std::string>& entries, std::string& text) {
+  text = "{\n";
+  const char* separator = "";
+  for (const auto& [key, value] : entries) {
+    text += separator;
+    text += "\"" + key + "\": \"" + value + "\"";
+    separator = ",\n";
+  }
+  text += entries.empty() ? "}\n" : "\n}\n";
+}
+
+}  // namespace cloudclient
