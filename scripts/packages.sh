@@ -3,6 +3,7 @@
 # To be sourced.
 
 # For building and running.
+# shellcheck disable=SC2034
 BUILD_PACKAGES=(
   g++ cmake ninja-build pkg-config
   libcurl4-openssl-dev libjansson-dev libboost-dev nlohmann-json3-dev libcli11-dev
@@ -11,6 +12,7 @@ BUILD_PACKAGES=(
 )
 
 # For testing, beside those.
+# shellcheck disable=SC2034
 TEST_PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang clang-format clang-tidy libclang-rt-14-dev shellcheck

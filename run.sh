@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# Builds the programs and lets them talk to each other. See --help.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+# shellcheck source=scripts/packages.sh
+. scripts/packages.sh
+
+usage() {
+  cat <<'TXT'
+Usage: ./run.sh [--once]
+
+Installs what is missing (Debian packages), builds, and starts the service and a daemon with an
+example device. Tells what happens until Ctrl-C, which stops both.
+
+  --once      under an accelerated clock until the service has received the second heartbeat;
+              prints what the service holds. Status 0, or 1 with the reason.
+  -h, --help  this text
+
+Everything is below build/: the programs in build/release, their files and logs in build/run.
+TXT
+}
+
+once=()
+case "$#:${1-}" in
+  0:) ;;
+  1:--once) once=(--once) ;;
+  1:-h | 1:--help) usage; exit 0 ;;
+  *)
+    echo "run.sh: wrong arguments: $*" >&2
+    usage >&2
+    exit 2
+    ;;
+esac
+
+quietly() {
+  local log=$1
+  shift
+  "$@" >"$log" 2>&1 || {
+    cat "$log" >&2
+    echo "run.sh: this failed: $*" >&2
+    return 1
+  }
+}
+
+install_packages "${BUILD_PACKAGES[@]}"
+mkdir -p build
+if [[ ! -f build/release/build.ninja ]]; then
+  # What only the tests and benchmarks need is not asked for here.
+  quietly build/release.configure.log \
+    cmake --preset release -DCLOUDCLIENT_TESTS=OFF -DCLOUDCLIENT_BENCH=OFF
+fi
+echo "Building (the first time takes a few minutes)"
+quietly build/release.build.log cmake --build --preset release --target cloudclient cloudservice
+exec /usr/bin/python3 -B scripts/trial.py "${once[@]}"

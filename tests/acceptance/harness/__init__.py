@@ -1,0 +1,1 @@
+"""What the acceptance cases speak with: the programs as processes, the device, the recorder."""

@@ -1,0 +1,98 @@
+"""The daemon: its configuration files, its life, its log."""
+
+import datetime
+import json
+import os
+import re
+from collections import namedtuple
+
+from .process import Process, clock, environment
+
+UUID = "6d7a7c3e-5a54-4a0e-9d0b-6f1c2a3b4c5d"
+EMAIL = "keeper+plant&2@example.org"
+KEY = "key-4711"
+NAME = "Hall 3 north"
+
+Entry = namedtuple("Entry", "time level unit text")
+_LINE = re.compile(r"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d{4}) ([3-7]) (\S+) (.*)")
+
+
+class Daemon(Process):
+    def __init__(self, programs, folder, root):
+        super().__init__("cloudclient", folder)
+        self._program = programs / "app" / "cloudclient"
+        self.root = root
+        self._etc = root / "etc" / "cloudclient"
+        self._etc.mkdir(parents=True)
+        self.write("sysinfo.json", {"SysName": NAME})
+        self.write("cloud.json", {
+            "Enabled": True, "Url": "", "UserEmail": EMAIL, "RegistrationKey": KEY,
+            "UnitName": NAME, "UUID": UUID, "XAuthToken": "", "Chassis": {}})
+
+    # Configuration files
+
+    def path(self, name):
+        return self._etc / name
+
+    def write(self, name, content):
+        """Replaces a configuration file as a whole, as every writer of it does."""
+        text = content if isinstance(content, str) else json.dumps(content, indent=2) + "\n"
+        new = self._etc / f".{name}.new"
+        new.write_text(text)
+        new.chmod(0o600)
+        os.replace(new, self._etc / name)
+
+    def config(self):
+        return json.loads(self.path("cloud.json").read_text())
+
+    def configure(self, **values):
+        self.write("cloud.json", {**self.config(), **values})
+
+    def enable(self):
+        self.configure(Enabled=True)
+
+    def disable(self):
+        self.configure(Enabled=False)
+
+    def rename(self, name):
+        self.write("sysinfo.json", {"SysName": name})
+
+    @property
+    def token(self):
+        return self.config()["XAuthToken"]
+
+    @property
+    def chassis(self):
+        return list(self.config()["Chassis"])
+
+    # Life
+
+    def start(self, faketime=None, **extra):
+        env = environment(faketime or clock())
+        env.update({"CLOUDCLIENT_ROOT": str(self.root), "CLOUDCLIENT_LOG_LEVEL": "7", **extra})
+        self.launch([self._program], env)
+
+    # Log
+
+    def entries(self):
+        """The log of the present start; every line of it has the form of the log."""
+        entries = []
+        for line in self.error_text().splitlines(keepends=True):
+            if not line.endswith("\n"):
+                break  # being written
+            match = _LINE.fullmatch(line.rstrip("\n"))
+            assert match, f"a line that is none of the log's: {line!r}"
+            time, level, unit, text = match.groups()
+            entries.append(Entry(datetime.datetime.strptime(time, "%Y-%m-%dT%H:%M:%S.%f%z"),
+                                 int(level), unit, text))
+        return entries
+
+    def logged(self, text):
+        return [e for e in self.entries() if text in e.text]
+
+    def logs(self, text, times=1):
+        """Waits until `text` was logged `times` times, and returns these entries."""
+        def seen():
+            found = self.logged(text)
+            return found if len(found) >= times else None
+        return self.wait_until(seen, f"log line {text!r}, {times} times")

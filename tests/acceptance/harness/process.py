@@ -1,0 +1,158 @@
+"""One program under test as a process."""
+
+import ctypes
+import glob
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+
+from .waiting import DEADLINE, wait_until
+
+SPEED = 50
+SANITIZER_REPORTS = ("ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error: ")
+PR_SET_PDEATHSIG = 1
+_libc = ctypes.CDLL(None)
+
+
+def clock(speed=SPEED, start=None):
+    """The clock of a process: `speed` times as fast, from now or from `start` (local time)."""
+    return f"{'@' + start if start else '+0'} x{speed}"
+
+
+def _faketime():
+    found = glob.glob("/usr/lib/*/faketime/libfaketimeMT.so.1")
+    if not found:
+        sys.exit("libfaketimeMT.so.1 is missing: install Debian's package faketime")
+    return found[0]
+
+
+def _die_with_the_case():
+    _libc.prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
+
+
+def environment(faketime):
+    """A small environment of known content: no proxy, no locale, a time zone one hour east."""
+    return {
+        "PATH": "/usr/bin:/bin",
+        "LC_ALL": "C.UTF-8",
+        "TZ": "CET-1",
+        "LD_PRELOAD": _faketime(),
+        "FAKETIME": faketime,
+        # The preloaded clock comes before the sanitizer's run-time library, which only minds.
+        "ASAN_OPTIONS": "verify_asan_link_order=0:abort_on_error=0:exitcode=99",
+        "UBSAN_OPTIONS": "print_stacktrace=1",
+    }
+
+
+class Process:
+    """Started once or more; what each start wrote is kept in files of its own."""
+
+    def __init__(self, name, folder):
+        self.name = name
+        self._folder = folder
+        self._starts = 0
+        self._child = None
+        self._expected = 0
+        self._noticed = True
+
+    def launch(self, argv, env):
+        assert not self.running, f"{self.name} runs already"
+        self._starts += 1
+        self._expected = 0
+        self._noticed = False
+        with open(self._path("out"), "wb") as out, open(self._path("err"), "wb") as err:
+            self._child = subprocess.Popen(
+                [str(a) for a in argv], env=env, stdin=subprocess.DEVNULL, stdout=out, stderr=err,
+                cwd=self._folder, preexec_fn=_die_with_the_case)
+
+    def _path(self, stream):
+        return self._folder / f"{self.name}.{self._starts}.{stream}"
+
+    @property
+    def running(self):
+        return self._child is not None and self._child.poll() is None
+
+    @property
+    def pid(self):
+        return self._child.pid
+
+    def _read(self, stream):
+        if self._starts == 0:
+            return ""
+        return self._path(stream).read_bytes().decode("utf-8", "replace")
+
+    def output(self):
+        return self._read("out")
+
+    def error_text(self):
+        return self._read("err")
+
+    def must_run(self):
+        assert self.running, f"{self.name} ended by itself with status {self._child.returncode}"
+
+    def wait_until(self, predicate, what):
+        return wait_until(predicate, f"{self.name}: {what}", alive=self.must_run)
+
+    def signal(self, number):
+        self._child.send_signal(number)
+
+    def signal_was_seen(self, number):
+        """Waits until a signal that was sent is no longer pending."""
+        bit = 1 << (number - 1)
+
+        def taken():
+            status = (pathlib.Path("/proc") / str(self.pid) / "status").read_text()
+            return not any(int(line.split()[1], 16) & bit for line in status.splitlines()
+                           if line.startswith(("SigPnd:", "ShdPnd:")))
+        self.wait_until(taken, f"signal {number} to be taken")
+
+    def ends(self, status):
+        """Waits for the end of the process, which is to come with `status`."""
+        self._expected = status
+        try:
+            self._child.wait(DEADLINE)
+        except subprocess.TimeoutExpired:
+            raise AssertionError(f"{self.name} does not end") from None
+        self._check()
+
+    def stop(self):
+        """Asks the process to end as an administrator does: SIGTERM, status 0."""
+        self.must_run()
+        self.signal(signal.SIGTERM)
+        self.ends(0)
+
+    def crash(self):
+        """Takes the process away without a word."""
+        self.signal(signal.SIGKILL)
+        self.ends(-signal.SIGKILL)
+
+    def _check(self):
+        self._noticed = True
+        text = self.error_text()
+        for report in SANITIZER_REPORTS:
+            assert report not in text, f"{self.name}: sanitizer report"
+        assert self._child.returncode == self._expected, (
+            f"{self.name} ended with status {self._child.returncode}, not {self._expected}")
+
+    def close(self):
+        """Teardown: stops what still runs, and looks at the status of what ended unnoticed."""
+        if self.running:
+            try:
+                self.stop()
+            finally:
+                if self.running:
+                    self._child.kill()
+                    self._child.wait()
+        elif not self._noticed:
+            self._check()
+
+    def story(self):
+        """All that the process wrote, start by start, for the report of a failed case."""
+        parts = []
+        for path in sorted(self._folder.glob(f"{self.name}.*.*"), key=os.path.getmtime):
+            text = path.read_bytes().decode("utf-8", "replace")
+            if text:
+                parts.append(f"--- {path.name}\n{text if len(text) < 200_000 else text[-200_000:]}")
+        return "\n".join(parts)

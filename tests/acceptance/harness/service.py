@@ -1,0 +1,73 @@
+"""The service: started with one command, looked at through its own requests."""
+
+import http.client
+import json
+import re
+import ssl
+import urllib.parse
+
+from .daemon import EMAIL, KEY, UUID
+from .process import Process, clock, environment
+
+_READY = re.compile(r"^listening on (https?://127\.0\.0\.1:(\d+))$", re.MULTILINE)
+
+
+class Service(Process):
+    def __init__(self, programs, folder):
+        super().__init__("cloudservice", folder)
+        self._program = programs / "service" / "cloudservice"
+        self._folder_of_data = folder
+        self.port = 0
+        self.url = ""
+
+    def start(self, *options, faketime=None):
+        """Starts on a free port, or on the one it had before, and waits until it listens."""
+        self.launch([self._program, "--listen", f"127.0.0.1:{self.port}",
+                     "--db", self._folder_of_data / "service.db", "--email", EMAIL,
+                     "--registration-key", KEY, *options],
+                    environment(faketime or clock()))
+        ready = self.wait_until(lambda: _READY.search(self.output()), "the line that it listens")
+        self.url, self.port = ready.group(1), int(ready.group(2))
+
+    def ask(self, method, path, token="", body=None):
+        """One request of an onlooker's: (status, answer as JSON or None)."""
+        parts = urllib.parse.urlsplit(self.url)
+        if parts.scheme == "https":
+            context = ssl.create_default_context()
+            context.check_hostname = False
+            context.verify_mode = ssl.CERT_NONE
+            link = http.client.HTTPSConnection(parts.hostname, parts.port, 60, context=context)
+        else:
+            link = http.client.HTTPConnection(parts.hostname, parts.port, 60)
+        try:
+            link.request(method, path, body, {"X-Auth-Token": token} if token else {})
+            answer = link.getresponse()
+            text = answer.read()
+        finally:
+            link.close()
+        return answer.status, json.loads(text) if text else None
+
+    def manager(self, token):
+        """The manager as it is held, or None when the service knows none with this token."""
+        status, document = self.ask("GET", f"/redfish/v1/Managers/{UUID}", token)
+        return document if status == 200 else None
+
+    def heartbeat(self, token):
+        manager = self.manager(token)
+        return manager["Oem"]["Quorvan"]["Heartbeat"] if manager else None
+
+    def forgets(self, token):
+        """The manager is deleted on the service's side."""
+        status, _ = self.ask("DELETE", f"/redfish/v1/Managers/{UUID}", token)
+        assert status == 204
+
+    def says(self, text, times=1):
+        """Waits until the service's log holds `text`."""
+        self.wait_until(lambda: self.error_text().count(text) >= times, f"log text {text!r}")
+
+    def heartbeats(self, token, count):
+        """Waits until `count` heartbeats of the manager have arrived."""
+        def seen():
+            heartbeat = self.heartbeat(token)
+            return heartbeat if heartbeat and heartbeat["Count"] >= count else None
+        return self.wait_until(seen, f"heartbeat {count}")

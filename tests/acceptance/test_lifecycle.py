@@ -1,0 +1,113 @@
+"""Enabling, disabling, renaming, and the rhythm of a running daemon."""
+
+from harness.daemon import NAME, UUID
+from harness.process import clock
+from harness.recorder import CLOSES, answer
+from harness.waiting import wait_until
+
+ENABLED = "cloudclient is now registered for device changes"
+DISABLED = "DoWork: cloudclient is now DISABLED"
+HEARTBEAT = f"POST /hb/{UUID}"
+
+
+def test_disabled_daemon_waits_and_asks_nothing(daemon, device, recorder):
+    daemon.configure(Url=recorder.url, Enabled=False)
+    daemon.start()
+    daemon.logs("OnStart: Cloud Client is running but DISABLED")
+    daemon.enable()
+    recorder.receives(HEARTBEAT)
+    assert len(daemon.logged("is running but DISABLED")) == 1
+
+
+def test_disabled_and_enabled_again(daemon, device, service):
+    service.start("--http")
+    daemon.configure(Url=service.url)
+    daemon.start()
+    daemon.logs(ENABLED)
+    first = daemon.token
+    daemon.disable()
+    daemon.logs(DISABLED)
+    daemon.logs("DoWork: Cloud Client is unregistered from the Cloud Service")
+    assert service.manager(first) is None
+    assert (daemon.token, daemon.chassis) == ("", [])
+    daemon.enable()
+    daemon.logs(ENABLED, times=2)
+    service.heartbeats(daemon.token, 1)
+
+
+def test_heartbeats_go_on(daemon, device, service):
+    service.start()
+    daemon.configure(Url=service.url)
+    daemon.start()
+    daemon.logs(ENABLED)
+    heartbeat = service.heartbeats(daemon.token, 3)
+    assert heartbeat["IntervalSeconds"] == 90
+    assert not heartbeat["Overdue"]
+
+
+def test_heartbeats_are_95_seconds_apart(daemon, device, recorder):
+    daemon.configure(Url=recorder.url)
+    daemon.start(clock(20))
+    recorder.receives(HEARTBEAT, times=3)
+    daemon.disable()
+    daemon.logs(DISABLED)
+    recorder_says = recorder.moments(HEARTBEAT)
+    apart = [20 * (b - a) for a, b in zip(recorder_says, recorder_says[1:])]
+    assert all(95 <= seconds < 115 for seconds in apart), apart
+
+
+def test_appliance_without_heartbeat_is_overdue(daemon, device, service):
+    service.start("--http")
+    daemon.configure(Url=service.url)
+    daemon.start()
+    daemon.logs(ENABLED)
+    service.heartbeats(daemon.token, 1)
+    daemon.crash()
+    service.wait_until(lambda: service.heartbeat(daemon.token)["Overdue"], "an overdue heartbeat")
+
+
+def test_failed_heartbeat_is_not_repeated_and_the_next_one_comes(daemon, device, recorder):
+    recorder.answers(HEARTBEAT, CLOSES, answer(500), answer(200))
+    daemon.configure(Url=recorder.url)
+    daemon.start()
+    recorder.receives(HEARTBEAT, times=3)
+    assert [e.level for e in daemon.logs("SendHeartbeat: heartbeat failed", times=4)] == [3, 7, 3, 7]
+
+
+def test_renamed_appliance_is_unregistered(daemon, device, service):
+    service.start("--http")
+    daemon.configure(Url=service.url)
+    daemon.start()
+    daemon.logs(ENABLED)
+    token = daemon.token
+    daemon.rename("Hall 4")
+    daemon.logs(f"unit name {NAME} has been unregistered from the cloud service.")
+    wait_until(lambda: daemon.token == "", "the token to be forgotten")
+    assert service.manager(token) is None
+    assert daemon.config()["UnitName"] == "Hall 4"
+    daemon.disable()
+    daemon.logs(DISABLED)
+    daemon.enable()
+    daemon.logs(ENABLED, times=2)
+    assert service.manager(daemon.token)["Name"] == "Hall 4"
+
+
+def test_rename_while_disabled_unregisters_nothing(daemon, device, recorder):
+    daemon.configure(Url=recorder.url)
+    daemon.start()
+    daemon.logs(ENABLED)
+    daemon.disable()
+    daemon.logs(DISABLED)
+    daemon.rename("Hall 4")
+    wait_until(lambda: daemon.config()["UnitName"] == "Hall 4", "the new unit name")
+    daemon.stop()
+    assert not daemon.logged("has been unregistered")
+    assert len(recorder.requests(f"DELETE /redfish/v1/Managers/{UUID}")) == 1
+
+
+def test_daily_alarm_expires_a_second_after_midnight(daemon, device, recorder):
+    daemon.configure(Url=recorder.url)
+    daemon.start(clock(start="2026-03-05 23:58:00"))
+    (expired,) = daemon.logs("TimeOfDayAlarmCB: TOD Alarm(alarmid: 1) Expired 03/06/2026 00:00:0")
+    assert expired.time.strftime("%F %T") >= "2026-03-06 00:00:01"
+    daemon.logs("TimeOfDayAlarmCB: Started tod alarm(alarmid: ")

@@ -1,0 +1,86 @@
+"""The end of the daemon, whenever it comes."""
+
+import os
+import random
+import signal
+import time
+
+import pytest
+
+from harness.daemon import UUID
+from harness.process import clock
+from harness.recorder import HANGS
+
+ENABLED = "cloudclient is now registered for device changes"
+HEARTBEAT = f"POST /hb/{UUID}"
+
+
+def test_stop_while_disabled(daemon, device):
+    daemon.configure(Enabled=False)
+    daemon.start()
+    daemon.logs("OnStart: Cloud Client is running but DISABLED")
+    daemon.stop()
+
+
+def test_stop_while_enabled_leaves_the_registration(daemon, device, recorder):
+    daemon.configure(Url=recorder.url)
+    daemon.start()
+    recorder.receives(HEARTBEAT)
+    token, chassis = daemon.token, daemon.chassis
+    daemon.stop()
+    assert (daemon.token, daemon.chassis) == (token, chassis)
+    assert not recorder.requests(f"DELETE /redfish/v1/Managers/{UUID}")
+
+
+def test_interrupt_stops_as_well(daemon, device, recorder):
+    daemon.configure(Url=recorder.url)
+    daemon.start()
+    daemon.logs(ENABLED)
+    daemon.signal(signal.SIGINT)
+    daemon.ends(0)
+
+
+def test_second_signal_ends_a_stop_that_hangs(daemon, device, recorder):
+    recorder.answers("GET /redfish/v1", HANGS)
+    daemon.configure(Url=recorder.url)
+    daemon.start(clock(1))  # the 60 seconds are not to pass
+    recorder.receives("GET /redfish/v1")
+    daemon.signal(signal.SIGTERM)
+    daemon.signal_was_seen(signal.SIGTERM)
+    daemon.signal(signal.SIGTERM)
+    daemon.ends(1)
+
+
+def test_stop_that_hangs_ends_after_60_seconds(daemon, device, recorder):
+    recorder.answers("GET /redfish/v1", HANGS)
+    daemon.configure(Url=recorder.url)
+    daemon.start(clock(20))
+    recorder.receives("GET /redfish/v1")
+    began = time.monotonic()
+    daemon.signal(signal.SIGTERM)
+    daemon.ends(1)
+    assert 20 * (time.monotonic() - began) >= 59
+
+
+def test_heartbeat_that_hangs_does_not_hold_the_stop(daemon, device, recorder):
+    recorder.answers(HEARTBEAT, HANGS)
+    daemon.configure(Url=recorder.url)
+    daemon.start()
+    recorder.receives(HEARTBEAT)
+    daemon.signal(signal.SIGTERM)
+    daemon.ends(1)
+
+
+@pytest.mark.load
+def test_stops_at_random_moments(daemon, device, service):
+    """20 stops, or 200 under CLOUDCLIENT_LOAD=1; CLOUDCLIENT_SEED repeats a run."""
+    seed = int(os.environ.get("CLOUDCLIENT_SEED", random.randrange(2**32)))
+    print(f"CLOUDCLIENT_SEED={seed}")
+    moments = random.Random(seed)
+    service.start("--http")
+    daemon.configure(Url=service.url)
+    for _ in range(200 if os.environ.get("CLOUDCLIENT_LOAD") == "1" else 20):
+        daemon.start(clock(100))
+        daemon.logs("DoWork: cloudclient is now ENABLED")
+        time.sleep(moments.uniform(0, 0.6))  # where it is by then is the point: a minute of its life
+        daemon.stop()
