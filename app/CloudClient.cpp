@@ -28,8 +28,7 @@ bool g_disabledNoticeLogged = false;
 
 }  // namespace
 
-CloudClient::CloudClient(const char* name)
-    : LxBaseProxyApp(name), m_ready(false), m_cfgCloud(CloudCfg()), m_deviceMgr(nullptr) {
+CloudClient::CloudClient(const char* name) : LxBaseProxyApp(name), m_cfgCloud(CloudCfg()) {
   if (m_cfgCloud->LoadAllChassis() != 0) {
     __dlog_printf(3, kUnit, "%s: Failed to load chassis info from configuration", "CloudClient");
   }

@@ -110,10 +110,10 @@ class CloudClient : public LxBaseProxyApp {
   AppResult RecordChassis(const std::string& responseBody, int velId);
   AppResult LinkedChassisId(const json_t* link, std::string& id);
 
-  bool m_ready;
+  bool m_ready = false;
   HttpsClient m_httpsClient;
   cfg_cloud::CfgCloud* m_cfgCloud;
-  DeviceMgr* m_deviceMgr;
+  DeviceMgr* m_deviceMgr = nullptr;
 };
 
 }  // namespace cloudclient

@@ -16,8 +16,7 @@ std::string AlarmTimeText() { return LocalTimeText("%Y-%m-%dT%H:%M:%S%z", 80); }
 
 }  // namespace
 
-CloudAlarm::CloudAlarm()
-    : m_eventId(0), m_severity(kSeverityCleared), m_alarmKey(-1), m_messageArg(0) {}
+CloudAlarm::CloudAlarm() : m_severity(kSeverityCleared) {}
 
 CloudAlarm::~CloudAlarm() = default;
 

@@ -52,12 +52,12 @@ class CloudAlarm {
   const std::string& GetCloudRef() const { return m_cloudRef; }
 
  private:
-  uint32_t m_eventId;
+  uint32_t m_eventId = 0;
   std::string m_messageId;
   std::string m_message;
   std::string m_severity;
-  int32_t m_alarmKey;
-  int32_t m_messageArg;
+  int32_t m_alarmKey = -1;
+  int32_t m_messageArg = 0;
   std::string m_created;
   std::string m_clearedTime;
   std::string m_cloudRef;

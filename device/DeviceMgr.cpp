@@ -59,19 +59,11 @@ struct DeviceMgr::PosterState {
 };
 
 DeviceMgr* DeviceMgr::GetInstance() {
-  static DeviceMgr* const instance = new DeviceMgr();
+  static auto* const instance = new DeviceMgr();
   return instance;
 }
 
-DeviceMgr::DeviceMgr()
-    : m_running(false),
-      m_pldProxy(nullptr),
-      m_changeOfCheckerThread(kNoThread),
-      m_cloudPosterThread(kNoThread),
-      m_httpsClient(nullptr),
-      m_syncInProgress(false),
-      m_changeOfCheckerJoined(false),
-      m_cloudPosterJoined(false) {}
+DeviceMgr::DeviceMgr() : m_changeOfCheckerThread(kNoThread), m_cloudPosterThread(kNoThread) {}
 
 DeviceMgr::~DeviceMgr() { Stop(); }
 

@@ -198,8 +198,8 @@ class DeviceMgr {
   void PairFirstAlarm(std::vector<CloudAlarm>& cloudAlarms, std::vector<DeviceEvent>& deviceEvents,
                       const std::string& chassisId, const std::string& managerId);
 
-  bool m_running;
-  LxPldProxy* m_pldProxy;
+  bool m_running = false;
+  LxPldProxy* m_pldProxy = nullptr;
   pthread_t m_changeOfCheckerThread;
   pthread_t m_cloudPosterThread;
   std::vector<DeviceEvent> m_deviceEvents;
@@ -207,17 +207,17 @@ class DeviceMgr {
   std::vector<DeviceCov> m_deviceCovs;
   std::map<uint32_t, int32_t> m_maxModuleCounts;
   LxLinuxMutex m_covMutex;
-  HttpsClient* m_httpsClient;
+  HttpsClient* m_httpsClient = nullptr;
   DeviceActiveAlarmsMgr m_activeAlarms;
   // Spare: nothing fills or reads these two.
   std::map<uint32_t, std::string> m_spareMap;
   std::vector<uint32_t> m_spareList;
   PatchMgr m_patchMgr;
   LxTimerMgr m_timerMgr;
-  bool m_syncInProgress;
+  bool m_syncInProgress = false;
   // The handles keep their values when their threads are joined; a thread is joined only once.
-  bool m_changeOfCheckerJoined;
-  bool m_cloudPosterJoined;
+  bool m_changeOfCheckerJoined = false;
+  bool m_cloudPosterJoined = false;
 };
 
 }  // namespace cloudclient

@@ -13,22 +13,22 @@ namespace {
 
 // The event document. Values are inserted as they are, nothing is escaped.
 std::string EventDocument(const CloudAlarm& alarm, const std::string& chassisId, bool active) {
-  std::string document = "{ \"MessageId\": \"";
+  std::string document = R"({ "MessageId": ")";
   if (active) {
-    document += alarm.GetMessageId() + "\",";
-    document += "\"Severity\": \"" + alarm.GetSeverity() + "\",";
-    document += "\"MessageArgs\": [\"Unit1\",\"System\",\"" +
-                std::to_string(alarm.GetMessageArg()) + "\", null],";
-    document += "\"Message\": \"" + alarm.GetMessage() + ".\",";
+    document += alarm.GetMessageId() + R"(",)";
+    document += R"("Severity": ")" + alarm.GetSeverity() + R"(",)";
+    document += R"("MessageArgs": ["Unit1","System",")" + std::to_string(alarm.GetMessageArg()) +
+                R"(", null],)";
+    document += R"("Message": ")" + alarm.GetMessage() + R"(.",)";
   } else {
-    document += "258\",";
-    document += "\"Severity\": \"MESSAGE\",";
-    document += "\"MessageArgs\": [\"Unit1\",\"System\",\"" + alarm.GetClearedTime() + "\",\"" +
-                alarm.GetMessageId() + "\"],";
-    document += "\"Message\": \"" + alarm.GetMessage() + " (Cleared).\",";
+    document += R"(258",)";
+    document += R"("Severity": "MESSAGE",)";
+    document += R"("MessageArgs": ["Unit1","System",")" + alarm.GetClearedTime() + R"(",")" +
+                alarm.GetMessageId() + R"("],)";
+    document += R"("Message": ")" + alarm.GetMessage() + R"( (Cleared).",)";
   }
-  document += "\"OriginOfCondition\": {\"@odata.id\": \"/redfish/v1/Chassis/" + chassisId;
-  document += "\"}, \"Created\": \"" + alarm.GetCreated() + "\"}";
+  document += R"("OriginOfCondition": {"@odata.id": "/redfish/v1/Chassis/)" + chassisId;
+  document += R"("}, "Created": ")" + alarm.GetCreated() + R"("})";
   return document;
 }
 

@@ -32,8 +32,8 @@ void DeviceMgr::SendHeartbeat() {
     return;
   }
   const std::string url = baseUrl + "/hb/" + uuid;
-  const std::string document = "{\"HeartbeatDestination\": \"" + url +
-                               "\", \"HeartbeatInterval\": " + std::to_string(kHeartbeatInterval) +
+  const std::string document = R"({"HeartbeatDestination": ")" + url +
+                               R"(", "HeartbeatInterval": )" + std::to_string(kHeartbeatInterval) +
                                "}";
   std::string body;
   std::string header;

@@ -2,7 +2,7 @@
 
 namespace cloudclient {
 
-PatchMgr::PatchMgr() : m_pldProxy(nullptr) {}
+PatchMgr::PatchMgr() = default;
 
 PatchMgr::~PatchMgr() = default;
 

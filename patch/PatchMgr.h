@@ -195,7 +195,7 @@ class PatchMgr {
   bool FindAccumulatorPoint(AccumulatorPoint& point, bool PointPatchEntry::*kind);
   int32_t ScaleOf(const AccumulatorPoint& point, int32_t deviceId, LxPldProxy* proxy);
 
-  LxPldProxy* m_pldProxy;
+  LxPldProxy* m_pldProxy = nullptr;
   ResourceTable m_resources;
   PointToResourceTable m_pointResources;
   PointTable m_points;
