@@ -1,0 +1,27 @@
+#ifndef SERVICE_CLOCK_H_
+#define SERVICE_CLOCK_H_
+
+#include <ctime>
+#include <functional>
+#include <string>
+
+namespace cloudservice {
+
+// The wall clock in seconds; tests set their own.
+using Clock = std::function<time_t()>;
+
+// time(nullptr).
+time_t WallClock();
+
+// Local time with the zone's offset: 2026-03-05T14:07:09+0100.
+std::string LogTime(time_t when);
+
+// The same with a colon in the offset, as Redfish wants it: 2026-03-05T14:07:09+01:00.
+std::string RedfishTime(time_t when);
+
+// As HTTP's Date header has it: Thu, 05 Mar 2026 13:07:09 GMT.
+std::string HttpDate(time_t when);
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_CLOCK_H_

@@ -1,0 +1,118 @@
+#include "service/Options.h"
+
+#include <arpa/inet.h>
+
+#include <cstdio>
+
+#include <CLI/CLI.hpp>
+
+namespace cloudservice {
+
+namespace {
+
+constexpr int kWrongArguments = 2;
+
+bool IsAddress(int family, const std::string& text) {
+  unsigned char binary[sizeof(struct in6_addr)];
+  return inet_pton(family, text.c_str(), binary) == 1;
+}
+
+bool ParsePort(const std::string& text, std::uint16_t& port) {
+  if (text.empty() || text.size() > 5) return false;
+  if (text.find_first_not_of("0123456789") != std::string::npos) return false;
+  const unsigned long value = std::stoul(text);
+  if (value > 65535) return false;
+  port = static_cast<std::uint16_t>(value);
+  return true;
+}
+
+// The one message about options that don't go together; empty when they do.
+std::string Conflict(const Options& options) {
+  if (options.email.empty() != options.registration_key.empty()) {
+    return "--email and --registration-key go together";
+  }
+  if (options.certificate.empty() != options.key.empty()) {
+    return "--cert and --key go together";
+  }
+  if (options.plain_http && !options.certificate.empty()) {
+    return "--http has no use for --cert and --key";
+  }
+  return "";
+}
+
+int Wrong(const std::string& message) {
+  std::fprintf(stderr, "cloudservice: %s (see cloudservice --help)\n", message.c_str());
+  return kWrongArguments;
+}
+
+void Describe(CLI::App& app, Options& options, std::string& listen) {
+  app.set_version_flag("--version", std::string("cloudservice ") + CLOUDSERVICE_VERSION);
+  app.add_option("--listen", listen, "Address and port; port 0 picks a free one, IPv6 in brackets")
+      ->type_name("ADDR:PORT")
+      ->capture_default_str();
+  app.add_option("--db", options.database, "Database file, made when it is missing")
+      ->type_name("FILE")
+      ->capture_default_str();
+  app.add_option("--email", options.email, "E-mail address with which appliances register");
+  app.add_option("--registration-key", options.registration_key,
+                 "Key with which appliances register");
+  app.add_flag("--http", options.plain_http, "Plain HTTP instead of HTTPS");
+  app.add_option("--cert", options.certificate,
+                 "Certificate chain (PEM); without it one is made beside the database")
+      ->type_name("FILE");
+  app.add_option("--key", options.key, "Private key of the certificate (PEM)")->type_name("FILE");
+  app.add_option("--max-body", options.max_body, "Largest body of a request in bytes")
+      ->type_name("BYTES")
+      ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 30))
+      ->capture_default_str();
+  app.add_option("--io-timeout", options.io_timeout,
+                 "How long a connection may be idle; a body has half of it, a header a sixth")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(1, 100 * 1000 * 1000))
+      ->capture_default_str();
+}
+
+}  // namespace
+
+std::optional<Options> ParseOptions(int argc, const char* const* argv, int& status) {
+  Options options;
+  std::string listen = "127.0.0.1:8443";
+  CLI::App app("The cloud side: a Redfish service for appliances that run cloudclient.",
+               "cloudservice");
+  Describe(app, options, listen);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& wish) {
+    status = app.exit(wish);
+    return std::nullopt;
+  } catch (const CLI::ParseError& error) {
+    status = Wrong(error.what());
+    return std::nullopt;
+  }
+  if (!ParseListen(listen, options.address, options.port)) {
+    status = Wrong("--listen " + listen + ": neither ADDR:PORT nor [ADDR]:PORT");
+    return std::nullopt;
+  }
+  const std::string conflict = Conflict(options);
+  if (!conflict.empty()) {
+    status = Wrong(conflict);
+    return std::nullopt;
+  }
+  return options;
+}
+
+bool ParseListen(const std::string& text, std::string& address, std::uint16_t& port) {
+  const std::size_t colon = text.rfind(':');
+  if (colon == std::string::npos || !ParsePort(text.substr(colon + 1), port)) return false;
+  std::string host = text.substr(0, colon);
+  if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
+    host = host.substr(1, host.size() - 2);
+    if (!IsAddress(AF_INET6, host)) return false;
+  } else if (!IsAddress(AF_INET, host)) {
+    return false;
+  }
+  address = host;
+  return true;
+}
+
+}  // namespace cloudservice

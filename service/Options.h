@@ -1,0 +1,34 @@
+#ifndef SERVICE_OPTIONS_H_
+#define SERVICE_OPTIONS_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace cloudservice {
+
+// What the command line says.
+struct Options {
+  std::string address = "127.0.0.1";  // an IPv4 or IPv6 address, without brackets
+  std::uint16_t port = 8443;          // 0: any free one
+  std::string database = "cloudservice.db";
+  std::string email;             // with the key: what a registration has to bring; both or neither
+  std::string registration_key;  // as above
+  bool plain_http = false;
+  std::string certificate;  // PEM files; both or neither
+  std::string key;
+  std::size_t max_body = 1024 * 1024;  // bytes
+  int io_timeout = 60;                 // seconds
+};
+
+// The options of the command line. Without a value: the process is to end with `status`, and what
+// had to be said (help, version, one message about a wrong argument) has been printed.
+std::optional<Options> ParseOptions(int argc, const char* const* argv, int& status);
+
+// Splits "ADDR:PORT" or "[ADDR]:PORT" into `address` and `port`; false when it is neither.
+bool ParseListen(const std::string& text, std::string& address, std::uint16_t& port);
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_OPTIONS_H_

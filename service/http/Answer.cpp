@@ -1,0 +1,70 @@
+#include "service/http/Answer.h"
+
+#include "service/Clock.h"
+
+namespace cloudservice {
+
+namespace {
+
+const char* ReasonPhrase(unsigned status) {
+  switch (status) {
+    case 200:
+      return "OK";
+    case 201:
+      return "Created";
+    case 204:
+      return "No Content";
+    case 302:
+      return "Found";
+    case 400:
+      return "Bad Request";
+    case 401:
+      return "Unauthorized";
+    case 403:
+      return "Forbidden";
+    case 404:
+      return "Not Found";
+    case 405:
+      return "Method Not Allowed";
+    case 413:
+      return "Payload Too Large";
+    case 417:
+      return "Expectation Failed";
+    case 431:
+      return "Request Header Fields Too Large";
+    case 500:
+      return "Internal Server Error";
+    case 501:
+      return "Not Implemented";
+    case 505:
+      return "HTTP Version Not Supported";
+    default:
+      return "Unknown";
+  }
+}
+
+void AddLine(std::string& text, const std::string& name, const std::string& value) {
+  text += name + ": " + value + "\r\n";
+}
+
+}  // namespace
+
+std::string AnswerBytes(const Response& response, time_t now, bool keep_alive, bool head) {
+  std::string text =
+      "HTTP/1.1 " + std::to_string(response.status) + " " + ReasonPhrase(response.status) + "\r\n";
+  AddLine(text, "Date", HttpDate(now));
+  AddLine(text, "Server", "cloudservice");
+  AddLine(text, "OData-Version", "4.0");
+  AddLine(text, "Cache-Control", "no-store");
+  for (const auto& [name, value] : response.headers) AddLine(text, name, value);
+  if (response.status != 204) {
+    if (!response.body.empty()) AddLine(text, "Content-Type", "application/json; charset=utf-8");
+    AddLine(text, "Content-Length", std::to_string(response.body.size()));
+  }
+  if (!keep_alive) AddLine(text, "Connection", "close");
+  text += "\r\n";
+  if (!head && response.status != 204) text += response.body;
+  return text;
+}
+
+}  // namespace cloudservice

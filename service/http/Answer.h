@@ -1,0 +1,17 @@
+#ifndef SERVICE_HTTP_ANSWER_H_
+#define SERVICE_HTTP_ANSWER_H_
+
+#include <ctime>
+#include <string>
+
+#include "service/http/Message.h"
+
+namespace cloudservice {
+
+// The bytes of an answer. `head` leaves the body out and keeps its length; `keep_alive` says
+// whether another request may follow on the connection.
+std::string AnswerBytes(const Response& response, time_t now, bool keep_alive, bool head);
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_HTTP_ANSWER_H_

@@ -1,0 +1,36 @@
+#ifndef SERVICE_HTTP_MESSAGE_H_
+#define SERVICE_HTTP_MESSAGE_H_
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace cloudservice {
+
+// A request that has arrived whole.
+struct Request {
+  std::string method;
+  std::string target;  // as it came: path and query, nothing decoded
+  std::string body;
+  std::string token;  // X-Auth-Token; empty when there is none
+};
+
+struct Response {
+  unsigned status = 200;
+  std::vector<std::pair<std::string, std::string>> headers;  // names as they go over the wire
+  std::string body;                                          // JSON, or empty
+};
+
+// Answers a request. Called on the server's thread, must not block for long, must not throw.
+using Handler = std::function<Response(const Request&)>;
+
+// Answers a request that never became one, refused with `status` for `reason`. `method` and
+// `target` are empty where they have not been read. Same rules as for a Handler.
+using RefusalHandler =
+    std::function<Response(unsigned status, const std::string& method, const std::string& target,
+                           const std::string& reason)>;
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_HTTP_MESSAGE_H_

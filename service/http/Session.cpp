@@ -1,0 +1,239 @@
+#include "service/http/Session.h"
+
+#include <array>
+#include <optional>
+#include <utility>
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core/error.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http/read.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <boost/beast/ssl/ssl_stream.hpp>
+
+#include "service/http/Answer.h"
+
+namespace cloudservice {
+
+namespace {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
+
+using boost::system::error_code;
+using Plain = beast::tcp_stream;
+using Tls = beast::ssl_stream<beast::tcp_stream>;
+
+constexpr std::size_t kReadSize = 4096;
+// What is read and thrown away of a request that was refused before its end, so that its sender
+// gets to read the answer.
+constexpr std::size_t kFarewellBytes = 8 * 1024 * 1024;
+constexpr char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
+
+std::string ToString(beast::string_view text) { return std::string(text.data(), text.size()); }
+
+// The status and the reason for what the reader of HTTP could not take; 0 for a connection that
+// just ended.
+std::pair<unsigned, std::string> ReadFailure(const error_code& error) {
+  if (error == http::error::header_limit) return {431, "The header is too large."};
+  if (error == http::error::body_limit) return {413, "The body is too large."};
+  if (error == http::error::bad_version) return {505, "Not a version of HTTP that is spoken here."};
+  if (error == http::error::partial_message) {
+    return {400, "The request ended before its declared end."};
+  }
+  if (error == http::error::end_of_stream) return {0, ""};
+  if (error.category() == make_error_code(http::error::bad_value).category()) {
+    return {400, "Not HTTP: " + error.message() + "."};
+  }
+  return {0, ""};
+}
+
+template <class Stream>
+class SessionOn final : public Session, public std::enable_shared_from_this<SessionOn<Stream>> {
+ public:
+  template <typename... Args>
+  SessionOn(const SessionContext& context, std::function<void(Session*)> ended, Args&&... args)
+      : m_context(context), m_ended(std::move(ended)), m_stream(std::forward<Args>(args)...) {}
+
+  ~SessionOn() override { m_ended(this); }
+
+  void Start() override {
+    if constexpr (std::is_same_v<Stream, Tls>) {
+      Expire(m_context.limits.header);
+      m_stream.async_handshake(asio::ssl::stream_base::server,
+                               Then([this](error_code error) { OnHandshake(error); }));
+    } else {
+      WaitForRequest();
+    }
+  }
+
+  void Stop() override {
+    m_stopping = true;
+    if (!m_answering) Lowest().close();
+  }
+
+ private:
+  // A completion that keeps this connection alive; the count of bytes, where there is one, is
+  // dropped.
+  template <typename Function>
+  auto Then(Function function) {
+    return [self = this->shared_from_this(), function](error_code error, std::size_t = 0) {
+      function(error);
+    };
+  }
+
+  beast::tcp_stream& Lowest() { return beast::get_lowest_layer(m_stream); }
+
+  void Expire(std::chrono::milliseconds time) { Lowest().expires_after(time); }
+
+  void OnHandshake(error_code error) {
+    if (!error) return WaitForRequest();
+    if (!m_stopping) m_context.log->Line("connection refused: no TLS: " + error.message());
+  }
+
+  void WaitForRequest() {
+    m_answering = false;
+    if (m_stopping) return Farewell();
+    if (m_buffer.size() > 0) return ReadHeader();
+    m_buffer.shrink_to_fit();
+    Expire(m_context.limits.idle);
+    m_stream.async_read_some(m_buffer.prepare(kReadSize),
+                             [self = this->shared_from_this()](error_code error, std::size_t size) {
+                               self->m_buffer.commit(size);
+                               if (error) return self->OnReadFailure(http::error::end_of_stream);
+                               self->ReadHeader();
+                             });
+  }
+
+  void ReadHeader() {
+    m_parser.emplace();
+    m_parser->header_limit(static_cast<std::uint32_t>(m_context.limits.header_bytes));
+    m_parser->body_limit(m_context.limits.body_bytes);
+    Expire(m_context.limits.header);
+    http::async_read_header(m_stream, m_buffer, *m_parser,
+                            Then([this](error_code error) { OnHeader(error); }));
+  }
+
+  void OnHeader(error_code error) {
+    if (error) return OnReadFailure(error);
+    const auto& message = m_parser->get();
+    if (message.count(http::field::transfer_encoding) > 0 && !m_parser->chunked()) {
+      return Refuse(501, "Of the transfer encodings only chunked is spoken here.");
+    }
+    const beast::string_view expect = message[http::field::expect];
+    if (expect.empty() || m_parser->is_done()) return ReadBody();
+    if (!beast::iequals(expect, "100-continue")) {
+      return Refuse(417, "Of the expectations only 100-continue is met here.");
+    }
+    Expire(m_context.limits.header);
+    asio::async_write(m_stream, asio::buffer(kContinue, sizeof kContinue - 1),
+                      Then([this](error_code failed) {
+                        if (!failed) ReadBody();
+                      }));
+  }
+
+  void ReadBody() {
+    Expire(m_context.limits.body);
+    http::async_read(m_stream, m_buffer, *m_parser, Then([this](error_code error) {
+                       if (error) return OnReadFailure(error);
+                       OnRequest();
+                     }));
+  }
+
+  void OnRequest() {
+    auto message = m_parser->release();
+    Request request;
+    request.method = ToString(message.method_string());
+    request.target = ToString(message.target());
+    request.token = ToString(message["X-Auth-Token"]);
+    request.body = std::move(message.body());
+    Answer(m_context.handler(request), message.keep_alive(), request.method == "HEAD");
+  }
+
+  void OnReadFailure(error_code error) {
+    if (m_stopping) return;
+    if (error == beast::error::timeout) {
+      m_context.log->Line("connection closed: its request took too long");
+      return;
+    }
+    const auto [status, reason] = ReadFailure(error);
+    if (status == 0) return Farewell();
+    Refuse(status, reason);
+  }
+
+  // For requests that are not read to their end: the connection is of no use afterwards.
+  void Refuse(unsigned status, const std::string& reason) {
+    const auto& message = m_parser->get();
+    const std::string method = ToString(message.method_string());
+    const std::string target = ToString(message.target());
+    const bool unread = target.empty();
+    Answer(m_context.refuse(status, unread ? "" : method, target, reason), false,
+           !unread && method == "HEAD");
+  }
+
+  void Answer(const Response& response, bool keep_alive, bool head) {
+    m_answering = true;
+    const bool keep = keep_alive && !m_stopping;
+    m_answer = AnswerBytes(response, m_context.clock(), keep, head);
+    Expire(m_context.limits.body);
+    asio::async_write(m_stream, asio::buffer(m_answer), Then([this, keep](error_code error) {
+                        m_answer.clear();
+                        if (error) return;
+                        if (keep) return WaitForRequest();
+                        Farewell();
+                      }));
+  }
+
+  void Farewell() {
+    Expire(m_context.limits.header);
+    if constexpr (std::is_same_v<Stream, Tls>) {
+      m_stream.async_shutdown(Then([this](error_code) { ShutDown(); }));
+    } else {
+      ShutDown();
+    }
+  }
+
+  // Closing a socket with unread bytes in it would take the answer from the other side.
+  void ShutDown() {
+    m_answering = false;
+    error_code ignored;
+    Lowest().socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+    if (!m_stopping) Drain();
+  }
+
+  void Drain() {
+    Lowest().async_read_some(asio::buffer(m_rest),
+                             [self = this->shared_from_this()](error_code error, std::size_t size) {
+                               self->m_drained += size;
+                               if (error || self->m_drained > kFarewellBytes) return;
+                               self->Drain();
+                             });
+  }
+
+  const SessionContext& m_context;
+  const std::function<void(Session*)> m_ended;
+  Stream m_stream;
+  beast::flat_buffer m_buffer;
+  std::optional<http::request_parser<http::string_body>> m_parser;
+  std::string m_answer;
+  std::array<char, kReadSize> m_rest;
+  std::size_t m_drained = 0;
+  bool m_answering = false;
+  bool m_stopping = false;
+};
+
+}  // namespace
+
+std::shared_ptr<Session> MakeSession(asio::ip::tcp::socket socket, asio::ssl::context* tls,
+                                     const SessionContext& context,
+                                     std::function<void(Session*)> ended) {
+  if (tls != nullptr) {
+    return std::make_shared<SessionOn<Tls>>(context, std::move(ended), std::move(socket), *tls);
+  }
+  return std::make_shared<SessionOn<Plain>>(context, std::move(ended), std::move(socket));
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,131 @@
+#include "service/http/Target.h"
+
+#include <algorithm>
+#include <array>
+
+namespace cloudservice {
+
+namespace {
+
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+std::optional<std::string> Decode(const std::string& text) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '%') {
+      out += text[i];
+      continue;
+    }
+    if (i + 2 >= text.size()) return std::nullopt;
+    const int high = HexDigit(text[i + 1]);
+    const int low = HexDigit(text[i + 2]);
+    if (high < 0 || low < 0) return std::nullopt;
+    out += static_cast<char>(high * 16 + low);
+    i += 2;
+  }
+  return out;
+}
+
+std::string Encode(const std::string& segment) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  static const std::string kPlain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~!$&'()*+,;=:@";
+  std::string out;
+  for (const char c : segment) {
+    if (kPlain.find(c) != std::string::npos) {
+      out += c;
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      out += {'%', kDigits[byte >> 4], kDigits[byte & 0x0f]};
+    }
+  }
+  return out;
+}
+
+bool IsSegment(const std::string& text) {
+  if (text.empty() || text == "." || text == "..") return false;
+  return std::none_of(text.begin(), text.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return c == '/' || byte < 0x20 || byte == 0x7f;
+  });
+}
+
+std::vector<std::string> Split(const std::string& text, char separator) {
+  std::vector<std::string> pieces;
+  std::size_t from = 0;
+  for (;;) {
+    const std::size_t to = text.find(separator, from);
+    pieces.push_back(text.substr(from, to - from));
+    if (to == std::string::npos) return pieces;
+    from = to + 1;
+  }
+}
+
+// "http://host/path" without its scheme and host.
+std::string WithoutAuthority(const std::string& text) {
+  if (text.rfind("http://", 0) != 0 && text.rfind("https://", 0) != 0) return text;
+  const std::size_t slash = text.find('/', text.find("://") + 3);
+  return slash == std::string::npos ? "/" : text.substr(slash);
+}
+
+}  // namespace
+
+std::string Target::Path() const {
+  std::string path;
+  for (const std::string& segment : segments) path += "/" + Encode(segment);
+  return path.empty() ? "/" : path;
+}
+
+std::optional<std::string> Target::Value(const std::string& name) const {
+  for (const std::string& piece : Split(query, '&')) {
+    if (piece.rfind(name + "=", 0) != 0) continue;
+    const std::string value = piece.substr(name.size() + 1);
+    return Decode(value).value_or(value);
+  }
+  return std::nullopt;
+}
+
+std::optional<Target> ParseTarget(const std::string& text) {
+  const std::string local = WithoutAuthority(text);
+  if (local.empty() || local.front() != '/') return std::nullopt;
+  const std::size_t mark = local.find('?');
+  std::string path = local.substr(1, mark == std::string::npos ? mark : mark - 1);
+  if (!path.empty() && path.back() == '/') path.pop_back();
+
+  Target target;
+  if (mark != std::string::npos) target.query = local.substr(mark + 1);
+  if (path.empty()) return target;
+  for (const std::string& piece : Split(path, '/')) {
+    const std::optional<std::string> segment = Decode(piece);
+    if (!segment || !IsSegment(*segment)) return std::nullopt;
+    target.segments.push_back(*segment);
+  }
+  return target;
+}
+
+std::string LoggableTarget(const std::string& text) {
+  static const std::array<std::string, 4> kHarmless = {
+      "uuid=", "OriginOfCondition=", "Cleared=", "Severity="};
+  const std::size_t mark = text.find('?');
+  std::string out = text.substr(0, mark);
+  if (mark == std::string::npos) return out;
+  char separator = '?';
+  for (const std::string& piece : Split(text.substr(mark + 1), '&')) {
+    out += separator;
+    separator = '&';
+    const bool harmless =
+        std::any_of(kHarmless.begin(), kHarmless.end(),
+                    [&](const std::string& name) { return piece.rfind(name, 0) == 0; });
+    // What follows an unknown piece may still belong to its value.
+    if (!harmless) return out + "...";
+    out += piece;
+  }
+  return out;
+}
+
+}  // namespace cloudservice

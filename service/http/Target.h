@@ -1,0 +1,33 @@
+#ifndef SERVICE_HTTP_TARGET_H_
+#define SERVICE_HTTP_TARGET_H_
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace cloudservice {
+
+// What a request's target names.
+struct Target {
+  // The path's segments, percent-decoded; none of them empty, "." or "..", none with a slash or a
+  // control byte. One slash at the end of the path counts for nothing.
+  std::vector<std::string> segments;
+  std::string query;  // after the first "?", as it came
+
+  // The segments as a path again, percent-encoded where it needs to be: one text a path, however it
+  // was written in the request.
+  std::string Path() const;
+  // The first value named `name` in the query, percent-decoded; as it came when that is impossible.
+  std::optional<std::string> Value(const std::string& name) const;
+};
+
+// Without a value when the target is no path of this kind. Takes "/path?query" and
+// "http://host/path?query".
+std::optional<Target> ParseTarget(const std::string& text);
+
+// The target for the log: the path, and of the query only what is known to hold no secret.
+std::string LoggableTarget(const std::string& text);
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_HTTP_TARGET_H_

@@ -1,0 +1,111 @@
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <optional>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+
+#include "service/Clock.h"
+#include "service/Log.h"
+#include "service/Options.h"
+#include "service/http/Server.h"
+#include "service/http/Tls.h"
+#include "service/redfish/Service.h"
+#include "service/store/Store.h"
+
+namespace {
+
+using namespace cloudservice;
+
+Limits LimitsOf(const Options& options) {
+  const std::chrono::milliseconds timeout = std::chrono::seconds(options.io_timeout);
+  Limits limits;
+  limits.body_bytes = options.max_body;
+  limits.idle = timeout;
+  limits.header = timeout / 6;
+  limits.body = timeout / 2;
+  return limits;
+}
+
+std::optional<boost::asio::ssl::context> TlsOf(const Options& options, const Log& log) {
+  if (options.plain_http) return std::nullopt;
+  CertificateFiles files = {options.certificate, options.key};
+  if (files.certificate.empty()) {
+    bool made = false;
+    files = OwnCertificate(options.database, made);
+    if (made) log.Line("certificate made: " + files.certificate);
+  }
+  return ServerContext(files);
+}
+
+// As many connections as the system lets this process have.
+void RaiseDescriptorLimit() {
+  struct rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// The first signal stops the server, the second the process.
+void WaitForSignal(boost::asio::signal_set& signals, Server& server, const Log& log) {
+  signals.async_wait([&](const boost::system::error_code& error, int) {
+    if (error) return;
+    log.Line("stopping");
+    signals.async_wait([](const boost::system::error_code& cancelled, int) {
+      if (!cancelled) std::_Exit(EXIT_FAILURE);
+    });
+    server.Stop([&signals] { signals.cancel(); });
+  });
+}
+
+int Run(const Options& options, const Log& log) {
+  Store store(options.database);
+  std::optional<boost::asio::ssl::context> tls = TlsOf(options, log);
+  RedfishService service(store, log, {options.email, options.registration_key}, WallClock);
+
+  boost::asio::io_context io(1);
+  boost::asio::signal_set signals(io, SIGTERM, SIGINT);
+  SessionContext context;
+  context.limits = LimitsOf(options);
+  context.handler = [&](const Request& request) { return service.Handle(request); };
+  context.refuse = [&](unsigned status, const std::string& method, const std::string& target,
+                       const std::string& reason) {
+    return service.Refuse(status, method, target, reason);
+  };
+  context.clock = WallClock;
+  context.log = &log;
+  Server server(io, tls ? &*tls : nullptr, context);
+  server.Listen(options.address, options.port);
+  WaitForSignal(signals, server, log);
+  if (options.email.empty()) {
+    log.Line("no --email and --registration-key: no appliance can register");
+  }
+  std::printf("listening on %s\n", server.Url().c_str());
+  std::fflush(stdout);
+  io.run();
+  log.Line("stopped");
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int status = EXIT_SUCCESS;
+  const std::optional<Options> options = ParseOptions(argc, argv, status);
+  if (!options) return status;
+  signal(SIGPIPE, SIG_IGN);
+  // What is kept is nobody else's business.
+  umask(077);
+  RaiseDescriptorLimit();
+  try {
+    return Run(*options, Log(WriteToStandardError, WallClock));
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "cloudservice: %s\n", error.what());
+    return EXIT_FAILURE;
+  }
+}

@@ -1,0 +1,107 @@
+#include "service/redfish/Document.h"
+
+#include <algorithm>
+
+#include "service/redfish/Refusal.h"
+
+namespace cloudservice {
+
+namespace {
+
+// "line 3, column 7" of the byte at `offset`.
+std::string Place(const std::string& text, std::size_t offset) {
+  const auto end = text.begin() + static_cast<std::ptrdiff_t>(std::min(offset, text.size()));
+  const auto line = std::count(text.begin(), end, '\n') + 1;
+  const auto start = std::find(std::make_reverse_iterator(end), text.rend(), '\n');
+  const auto column = start - std::make_reverse_iterator(end) + 1;
+  return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+[[noreturn]] void Malformed(const std::string& body, std::size_t offset, const std::string& what) {
+  throw Refusal(400, "The body is not acceptable: " + Place(body, offset) + ": " + what);
+}
+
+// What the parser does not look after: it takes a NUL byte for the end of the text, and goes as
+// deep as it is led.
+void CheckBytes(const std::string& body) {
+  int depth = 0;
+  bool quoted = false;
+  for (std::size_t i = 0; i < body.size(); ++i) {
+    const char c = body[i];
+    if (c == '\0') Malformed(body, i, "a NUL byte");
+    if (quoted) {
+      if (c == '\\') ++i;
+      if (c == '"') quoted = false;
+      if (i < body.size() && body[i] == '\0') Malformed(body, i, "a NUL byte");
+    } else if (c == '"') {
+      quoted = true;
+    } else if (c == '{' || c == '[') {
+      if (++depth > kMaxDepth) {
+        Malformed(body, i, "nested deeper than " + std::to_string(kMaxDepth));
+      }
+    } else if (c == '}' || c == ']') {
+      --depth;
+    }
+  }
+}
+
+// The parser's reason without its own place and without a quotation of the text.
+std::string Reason(const std::string& what) {
+  std::string reason = what;
+  const std::size_t quote = reason.find("; last read:");
+  if (quote != std::string::npos) reason.resize(quote);
+  const std::size_t place = reason.find("column ");
+  const std::size_t colon = reason.find(": ", place == std::string::npos ? 0 : place);
+  if (colon != std::string::npos) reason.erase(0, colon + 2);
+  return reason;
+}
+
+}  // namespace
+
+Json ParseObject(const std::string& body) {
+  if (body.empty()) throw Refusal(400, "The body is empty; a JSON object is expected.");
+  CheckBytes(body);
+  try {
+    Json document = Json::parse(body);
+    if (!document.is_object()) {
+      throw Refusal(400, std::string("The body is a JSON ") + document.type_name() +
+                             "; an object is expected.");
+    }
+    return document;
+  } catch (const Json::parse_error& error) {
+    Malformed(body, error.byte == 0 ? 0 : error.byte - 1, Reason(error.what()));
+  } catch (const Json::out_of_range&) {
+    throw Refusal(400, "The body is not acceptable: a number in it is too large.");
+  }
+}
+
+Json ParseStored(const std::string& document) { return Json::parse(document); }
+
+std::string PrettyText(const Json& document) {
+  return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+std::string StoredText(const Json& document) { return document.dump(); }
+
+std::optional<std::string> OptionalString(const Json& object, const std::string& name) {
+  const auto found = object.find(name);
+  if (found == object.end()) return std::nullopt;
+  if (!found->is_string()) throw Refusal(400, "\"" + name + "\" is no string.");
+  const auto text = found->get<std::string>();
+  const bool control = std::any_of(text.begin(), text.end(), [](char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+  });
+  if (control) throw Refusal(400, "\"" + name + "\" has a control character in it.");
+  return text;
+}
+
+std::string RequiredString(const Json& object, const std::string& name) {
+  std::optional<std::string> text = OptionalString(object, name);
+  if (!text) throw Refusal(400, "\"" + name + "\" is missing.");
+  if (text->empty()) throw Refusal(400, "\"" + name + "\" is empty.");
+  return *std::move(text);
+}
+
+Json Reference(const std::string& path) { return Json{{"@odata.id", path}}; }
+
+}  // namespace cloudservice

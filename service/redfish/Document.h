@@ -1,0 +1,42 @@
+#ifndef SERVICE_REDFISH_DOCUMENT_H_
+#define SERVICE_REDFISH_DOCUMENT_H_
+
+#include <optional>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+namespace cloudservice {
+
+using Json = nlohmann::json;
+
+// Arrays and objects inside one another, the outermost included.
+constexpr int kMaxDepth = 32;
+
+// A request's body as a JSON object. Throws Refusal (400) that says what is wrong and in which line
+// and column (both from 1, columns in bytes): not JSON, not UTF-8, a NUL byte, too deep, no object.
+Json ParseObject(const std::string& body);
+
+// A document that this service has stored.
+Json ParseStored(const std::string& document);
+
+// The text of a document as it is answered: indented, beginning with its brace or bracket, ended by
+// a line feed. Bytes that are no UTF-8 are replaced.
+std::string PrettyText(const Json& document);
+
+// The text of a document as it is stored.
+std::string StoredText(const Json& document);
+
+// The string `name` of `object`; none when it is missing. Throws Refusal (400) when it has another
+// type, or control characters in it.
+std::optional<std::string> OptionalString(const Json& object, const std::string& name);
+
+// The same for a string that must be there and not be empty.
+std::string RequiredString(const Json& object, const std::string& name);
+
+// {"@odata.id": path}
+Json Reference(const std::string& path);
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_REDFISH_DOCUMENT_H_

@@ -1,0 +1,169 @@
+#include <algorithm>
+#include <array>
+#include <cctype>
+
+#include "service/redfish/Refusal.h"
+#include "service/redfish/Service.h"
+
+namespace cloudservice {
+
+namespace {
+
+// An event with this identifier clears the alarm that its fourth argument names.
+constexpr const char* kClearing = "258";
+constexpr std::size_t kClearedAlarm = 3;
+
+std::string EventPath(std::int64_t id) {
+  return "/redfish/v1/Oem/Quorvan:Events/" + std::to_string(id);
+}
+
+std::string Lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
+
+AlarmEffect EffectOf(const EventRecord& event) {
+  if (event.message_id == kClearing) return AlarmEffect::kClear;
+  static const std::array<std::string, 3> kNoAlarm = {"message", "cleared", "ok"};
+  const std::string severity = Lower(event.severity);
+  const bool told = std::find(kNoAlarm.begin(), kNoAlarm.end(), severity) != kNoAlarm.end();
+  return told ? AlarmEffect::kNone : AlarmEffect::kRaise;
+}
+
+void CheckArguments(const Json& document) {
+  const auto found = document.find("MessageArgs");
+  if (found == document.end()) return;
+  if (!found->is_array()) throw Refusal(400, "\"MessageArgs\" is no array.");
+  for (std::size_t i = 0; i < found->size(); ++i) {
+    const Json& argument = found->at(i);
+    if (!argument.is_string() && !argument.is_null()) {
+      throw Refusal(400, "\"MessageArgs\" has neither a string nor null at position " +
+                             std::to_string(i + 1) + ".");
+    }
+  }
+}
+
+std::string AlarmOf(const Json& document, const EventRecord& event, AlarmEffect effect) {
+  if (effect != AlarmEffect::kClear) return event.message_id;
+  const auto found = document.find("MessageArgs");
+  if (found == document.end() || found->size() <= kClearedAlarm ||
+      !found->at(kClearedAlarm).is_string()) {
+    throw Refusal(400, "\"MessageArgs\" does not name the cleared alarm at position 4.");
+  }
+  return found->at(kClearedAlarm).get<std::string>();
+}
+
+std::optional<bool> ClearedOf(const Target& target) {
+  const std::optional<std::string> text = target.Value("Cleared");
+  if (!text) return std::nullopt;
+  if (*text != "true" && *text != "false") {
+    throw Refusal(400, "Cleared takes true or false.");
+  }
+  return *text == "true";
+}
+
+Json EventView(const EventRecord& event) {
+  Json view = ParseStored(event.document);
+  view["@odata.id"] = EventPath(event.id);
+  view["Id"] = std::to_string(event.id);
+  return view;
+}
+
+std::optional<std::int64_t> EventNumber(const std::string& text) {
+  constexpr std::size_t kMaxDigits = 18;
+  if (text.empty() || text.size() > kMaxDigits || text.front() == '0') return std::nullopt;
+  if (text.find_first_not_of("0123456789") != std::string::npos) return std::nullopt;
+  return std::stoll(text);
+}
+
+}  // namespace
+
+// The identifier of the chassis that the event is about; empty for an event about something else.
+std::string RedfishService::OriginChassis(const Call& call, const Json& document,
+                                          AlarmEffect effect) {
+  static const std::string kPrefix = "/redfish/v1/Chassis/";
+  std::string origin;
+  const auto found = document.find("OriginOfCondition");
+  if (found != document.end()) {
+    if (!found->is_object()) throw Refusal(400, "\"OriginOfCondition\" is no object.");
+    origin = OptionalString(*found, "@odata.id").value_or("");
+  }
+  if (origin.rfind(kPrefix, 0) != 0) {
+    if (effect == AlarmEffect::kNone) return "";
+    throw Refusal(400, "\"OriginOfCondition\" names no chassis.");
+  }
+  const std::string id =
+      origin.substr(kPrefix.size(), origin.find('/', kPrefix.size()) - kPrefix.size());
+  if (!m_store.FindChassis(call.owner->uuid, id)) {
+    throw Refusal(400, "\"OriginOfCondition\" names a chassis that this manager has not.");
+  }
+  return id;
+}
+
+Response RedfishService::PostEvent(const Call& call) {
+  RequireOwn(call, call.names.at(0));
+  const Json document = ParseObject(call.request.body);
+  EventRecord event;
+  event.manager = call.owner->uuid;
+  event.message_id = RequiredString(document, "MessageId");
+  event.severity = RequiredString(document, "Severity");
+  event.document = call.request.body;
+  event.received = m_clock();
+  CheckArguments(document);
+  OptionalString(document, "Created");
+  const auto message = document.find("Message");
+  if (message == document.end() || !message->is_string()) {
+    throw Refusal(400, "\"Message\" is missing or no string.");
+  }
+
+  const AlarmEffect effect = EffectOf(event);
+  const std::string alarm = AlarmOf(document, event, effect);
+  event.chassis = OriginChassis(call, document, effect);
+  const StoredEvent stored = m_store.AddEvent(event, effect, alarm);
+  event.id = stored.id;
+  LogEvent(event, message->get<std::string>(), alarm, stored.outcome);
+  Response response = JsonResponse(201, EventView(event));
+  response.headers.emplace_back("Location", EventPath(event.id));
+  return response;
+}
+
+void RedfishService::LogEvent(const EventRecord& event, const std::string& text,
+                              const std::string& alarm, AlarmOutcome outcome) const {
+  const std::string where = event.chassis.empty() ? "" : " on chassis " + event.chassis;
+  const std::string full = alarm + " " + event.severity + " \"" + text + "\"" + where;
+  switch (outcome) {
+    case AlarmOutcome::kOpened:
+      return m_log.Line("alarm open: " + full);
+    case AlarmOutcome::kChanged:
+      return m_log.Line("alarm changed: " + full);
+    case AlarmOutcome::kRepeated:
+      return m_log.Line("alarm repeated: " + full);
+    case AlarmOutcome::kClosed:
+      return m_log.Line("alarm closed: " + alarm + where);
+    case AlarmOutcome::kNotOpen:
+      return m_log.Line("alarm cleared that was not open: " + alarm + where);
+    case AlarmOutcome::kNone:
+      return m_log.Line("message: " + full);
+  }
+}
+
+Response RedfishService::ListEvents(const Call& call) {
+  EventFilter filter;
+  filter.manager = call.owner->uuid;
+  filter.chassis = call.target.Value("OriginOfCondition");
+  filter.cleared = ClearedOf(call.target);
+  filter.severity = call.target.Value("Severity");
+  Json list = Json::array();
+  for (const std::int64_t id : m_store.ListEvents(filter)) list.push_back(Reference(EventPath(id)));
+  return JsonResponse(200, list);
+}
+
+Response RedfishService::GetEvent(const Call& call) {
+  const std::optional<std::int64_t> id = EventNumber(call.names.at(0));
+  const auto event = id ? m_store.FindEvent(call.owner->uuid, *id) : std::nullopt;
+  if (!event) throw Refusal(404, "There is nothing at " + call.target.Path() + ".");
+  return JsonResponse(200, EventView(*event));
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,143 @@
+#include <algorithm>
+
+#include "service/Secret.h"
+#include "service/redfish/Refusal.h"
+#include "service/redfish/Service.h"
+
+namespace cloudservice {
+
+namespace {
+
+constexpr std::size_t kTokenBytes = 32;
+constexpr std::size_t kMaxUuid = 128;
+
+std::string ManagerPath(const std::string& uuid) { return "/redfish/v1/Managers/" + uuid; }
+
+// A UUID becomes a segment of paths.
+std::string CheckedUuid(const Json& document) {
+  const std::string uuid = RequiredString(document, "UUID");
+  static const std::string kAllowed =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+  if (uuid.size() > kMaxUuid || uuid.find_first_not_of(kAllowed) != std::string::npos) {
+    throw Refusal(400, "\"UUID\" is not made of up to 128 letters, digits, \"-\" and \"_\".");
+  }
+  return uuid;
+}
+
+// The member as an object; what is there of another type gives way.
+Json& ObjectMember(Json& object, const char* name) {
+  Json& member = object[name];
+  if (!member.is_object()) member = Json::object();
+  return member;
+}
+
+}  // namespace
+
+Response RedfishService::ListManagers(const Call& call) {
+  const std::optional<std::string> uuid = call.target.Value("uuid");
+  if (uuid) return FindManagerByUuid(call, *uuid);
+  if (!call.owner) throw Refusal(401, "The X-Auth-Token is missing or not known.");
+  return JsonResponse(200, {{"@odata.id", "/redfish/v1/Managers"},
+                            {"@odata.type", "#ManagerCollection.ManagerCollection"},
+                            {"Name", "Managers"},
+                            {"Members", Json::array({Reference(ManagerPath(call.owner->uuid))})},
+                            {"Members@odata.count", 1}});
+}
+
+// An appliance learns from the 403 that it has to register afresh, so that everything that ends a
+// registration has to end up in it.
+Response RedfishService::FindManagerByUuid(const Call& call, const std::string& uuid) {
+  if (!call.owner || call.owner->uuid != uuid) {
+    throw Refusal(403, "The X-Auth-Token is not this manager's.");
+  }
+  m_log.Line("manager found: " + Named(*call.owner));
+  Response response;
+  response.status = 302;
+  response.headers.emplace_back("Location", ManagerPath(uuid));
+  return response;
+}
+
+// The values stand in the query as plain text, an ampersand in the address included: nothing is
+// decoded, and the address runs to the last place where the key can begin.
+void RedfishService::CheckCredentials(const std::string& query) const {
+  static const std::string kEmail = "setup_email=";
+  static const std::string kKey = "&registration_key=";
+  const std::size_t key = query.rfind(kKey);
+  if (query.rfind(kEmail, 0) != 0 || key == std::string::npos || key < kEmail.size()) {
+    throw Refusal(401, "A registration takes setup_email and registration_key.");
+  }
+  if (m_credentials.email.empty()) {
+    throw Refusal(401, "This service has no e-mail address and key to register with.");
+  }
+  const bool email =
+      EqualSecrets(query.substr(kEmail.size(), key - kEmail.size()), m_credentials.email);
+  const bool right = EqualSecrets(query.substr(key + kKey.size()), m_credentials.registration_key);
+  if (!email || !right) throw Refusal(401, "The e-mail address or the key is wrong.");
+}
+
+Response RedfishService::RegisterManager(const Call& call) {
+  CheckCredentials(call.target.query);
+  const Json document = ParseObject(call.request.body);
+  ManagerRecord manager;
+  manager.uuid = CheckedUuid(document);
+  manager.name = OptionalString(document, "Name").value_or("");
+  if (manager.name.empty()) manager.name = "unnamed";
+  manager.document = call.request.body;
+  manager.registered = m_clock();
+
+  const std::string token = RandomHex(kTokenBytes);
+  const bool known = m_store.AddManager(manager, Sha256Hex(token));
+  m_log.Line("manager registered: " + Named(manager) +
+             (known ? ", known before: what it held is dropped" : ""));
+  Response response = JsonResponse(201, ManagerView(manager));
+  response.headers.emplace_back("Location", ManagerPath(manager.uuid));
+  response.headers.emplace_back("X-Auth-Token", token);
+  return response;
+}
+
+Response RedfishService::GetManager(const Call& call) {
+  RequireOwn(call, call.names.at(0));
+  return JsonResponse(200, ManagerView(*call.owner));
+}
+
+Response RedfishService::PatchManager(const Call& call) {
+  RequireOwn(call, call.names.at(0));
+  const Json patch = ParseObject(call.request.body);
+  Json document = ParseStored(call.owner->document);
+  document.merge_patch(patch);
+  m_store.SetManagerDocument(call.owner->uuid, StoredText(document));
+  m_log.Line("manager changed: " + Named(*call.owner));
+  Response response;
+  response.status = 204;
+  return response;
+}
+
+Response RedfishService::DeleteManager(const Call& call) {
+  RequireOwn(call, call.names.at(0));
+  m_store.DeleteManager(call.owner->uuid);
+  m_log.Line("manager removed: " + Named(*call.owner));
+  Response response;
+  response.status = 204;
+  return response;
+}
+
+Json RedfishService::ManagerView(const ManagerRecord& manager) {
+  Json view = ParseStored(manager.document);
+  view["@odata.id"] = ManagerPath(manager.uuid);
+  view["@odata.type"] = "#Manager.v1_5_0.Manager";
+  view["Id"] = manager.uuid;
+  view["UUID"] = manager.uuid;
+  if (!view.contains("Name")) view["Name"] = manager.name;
+  view["Status"] = {{"State", IsOverdue(manager.heartbeat) ? "UnavailableOffline" : "Enabled"}};
+
+  Json chassis = Json::array();
+  for (const std::string& id : m_store.ListChassis(manager.uuid)) {
+    chassis.push_back(Reference("/redfish/v1/Chassis/" + id));
+  }
+  ObjectMember(view, "Links")["ManagerForChassis"] = chassis;
+  ObjectMember(ObjectMember(view, "Oem"), "Quorvan")["Heartbeat"] =
+      HeartbeatView(manager.heartbeat);
+  return view;
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,138 @@
+#include "service/redfish/Service.h"
+
+#include <utility>
+
+#include "service/Secret.h"
+#include "service/redfish/Refusal.h"
+
+namespace cloudservice {
+
+namespace {
+
+// Fills `names` with what the stars stand for.
+bool Matches(const std::vector<std::string>& pattern, const std::vector<std::string>& path,
+             std::vector<std::string>& names) {
+  const bool open = !pattern.empty() && pattern.back() == "**";
+  if (open ? path.size() < pattern.size() : path.size() != pattern.size()) return false;
+  names.clear();
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    if (pattern[i] == "**") break;
+    if (pattern[i] == "*") {
+      names.push_back(path[i]);
+    } else if (pattern[i] != path[i]) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+RedfishService::RedfishService(Store& store, const Log& log, Credentials credentials, Clock clock)
+    : m_store(store),
+      m_log(log),
+      m_credentials(std::move(credentials)),
+      m_clock(std::move(clock)) {}
+
+// The first row that fits is taken.
+const std::vector<RedfishService::Route>& RedfishService::Routes() {
+  using S = RedfishService;
+  static const std::vector<Route> routes = {
+      {"GET", {"redfish"}, Access::kAnyone, &S::GetVersions},
+      {"GET", {"redfish", "v1"}, Access::kAnyone, &S::GetRoot},
+      {"GET", {"redfish", "v1", "Managers"}, Access::kAnyone, &S::ListManagers},
+      {"POST", {"redfish", "v1", "Managers"}, Access::kAnyone, &S::RegisterManager},
+      {"GET", {"redfish", "v1", "Managers", "*"}, Access::kOwner, &S::GetManager},
+      {"PATCH", {"redfish", "v1", "Managers", "*"}, Access::kOwner, &S::PatchManager},
+      {"DELETE", {"redfish", "v1", "Managers", "*"}, Access::kOwner, &S::DeleteManager},
+      {"POST",
+       {"redfish", "v1", "Managers", "*", "Oem", "Quorvan:Events"},
+       Access::kOwner,
+       &S::PostEvent},
+      {"GET", {"redfish", "v1", "Managers", "*", "**"}, Access::kOwner, &S::GetManagerResource},
+      {"PATCH", {"redfish", "v1", "Managers", "*", "**"}, Access::kOwner, &S::PatchManagerResource},
+      {"GET", {"redfish", "v1", "Chassis"}, Access::kOwner, &S::ListChassis},
+      {"POST", {"redfish", "v1", "Chassis"}, Access::kOwner, &S::CreateChassis},
+      {"GET", {"redfish", "v1", "Chassis", "*"}, Access::kOwner, &S::GetChassis},
+      {"PATCH", {"redfish", "v1", "Chassis", "*"}, Access::kOwner, &S::PatchChassis},
+      {"DELETE", {"redfish", "v1", "Chassis", "*"}, Access::kOwner, &S::DeleteChassis},
+      {"GET", {"redfish", "v1", "Chassis", "*", "**"}, Access::kOwner, &S::GetChassisResource},
+      {"PATCH", {"redfish", "v1", "Chassis", "*", "**"}, Access::kOwner, &S::PatchChassisResource},
+      {"GET", {"redfish", "v1", "Oem", "Quorvan:Events"}, Access::kOwner, &S::ListEvents},
+      {"GET", {"redfish", "v1", "Oem", "Quorvan:Events", "*"}, Access::kOwner, &S::GetEvent},
+      {"POST", {"hb", "*"}, Access::kOwner, &S::TakeHeartbeat},
+  };
+  return routes;
+}
+
+const RedfishService::Route& RedfishService::FindRoute(Call& call, std::string& allowed) const {
+  // What HEAD leaves out of GET's answer is the server's business.
+  const std::string method = call.request.method == "HEAD" ? "GET" : call.request.method;
+  for (const Route& route : Routes()) {
+    if (!Matches(route.path, call.target.segments, call.names)) continue;
+    if (route.method == method) return route;
+    // The event collection of a manager matches the resources below a manager, too.
+    if (allowed.find(route.method) != std::string::npos) continue;
+    if (!allowed.empty()) allowed += ", ";
+    allowed += route.method;
+    if (std::string(route.method) == "GET") allowed += ", HEAD";
+  }
+  if (allowed.empty()) throw Refusal(404, "There is nothing at " + call.target.Path() + ".");
+  throw Refusal(405, call.request.method + " is not possible here; possible: " + allowed + ".");
+}
+
+Response RedfishService::Dispatch(Call& call, std::string& allowed) {
+  const Route& route = FindRoute(call, allowed);
+  if (!call.request.token.empty()) {
+    call.owner = m_store.FindManagerByToken(Sha256Hex(call.request.token));
+  }
+  if (route.access == Access::kOwner && !call.owner) {
+    throw Refusal(401, call.request.token.empty() ? "The X-Auth-Token is missing."
+                                                  : "The X-Auth-Token is not known.");
+  }
+  return (this->*route.operation)(call);
+}
+
+Response RedfishService::Handle(const Request& request) {
+  std::string allowed;
+  try {
+    std::optional<Target> target = ParseTarget(request.target);
+    if (!target) throw Refusal(400, "The request's target is no path of this service.");
+    Call call{request, *std::move(target), {}, {}};
+    return Dispatch(call, allowed);
+  } catch (const Refusal& refusal) {
+    Response response = Refuse(refusal.Status(), request.method, request.target, refusal.what());
+    if (refusal.Status() == 405) response.headers.emplace_back("Allow", allowed);
+    return response;
+  } catch (const std::exception& error) {
+    m_log.Line(std::string("error: ") + error.what());
+    return Refuse(500, request.method, request.target, "The service could not do it.");
+  }
+}
+
+Response RedfishService::Refuse(unsigned status, const std::string& method,
+                                const std::string& target, const std::string& reason) {
+  const std::string what = method.empty() && target.empty() ? "unreadable request"
+                                                            : method + " " + LoggableTarget(target);
+  m_log.Line("refused: " + what + ": " + std::to_string(status) + " " + reason);
+  return ErrorResponse(status, reason);
+}
+
+void RedfishService::RequireOwn(const Call& call, const std::string& uuid) {
+  if (call.owner->uuid != uuid) {
+    throw Refusal(404, "There is nothing at " + call.target.Path() + ".");
+  }
+}
+
+std::string Named(const ManagerRecord& manager) {
+  return manager.name + " (UUID " + manager.uuid + ")";
+}
+
+Response JsonResponse(unsigned status, const Json& document) {
+  Response response;
+  response.status = status;
+  response.body = PrettyText(document);
+  return response;
+}
+
+}  // namespace cloudservice

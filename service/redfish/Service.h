@@ -1,0 +1,111 @@
+#ifndef SERVICE_REDFISH_SERVICE_H_
+#define SERVICE_REDFISH_SERVICE_H_
+
+#include <string>
+#include <vector>
+
+#include "service/Clock.h"
+#include "service/Log.h"
+#include "service/http/Message.h"
+#include "service/http/Target.h"
+#include "service/redfish/Document.h"
+#include "service/store/Store.h"
+
+namespace cloudservice {
+
+// What a registration has to bring. Empty: nobody can register.
+struct Credentials {
+  std::string email;
+  std::string registration_key;
+};
+
+// The Redfish service: requests in, answers out, no sockets. One thread. The store and the log
+// outlive it.
+class RedfishService {
+ public:
+  RedfishService(Store& store, const Log& log, Credentials credentials, Clock clock);
+
+  // Answers a request; whatever goes wrong becomes an error answer and a line in the log.
+  Response Handle(const Request& request);
+
+  // The answer to a request that could not be read, and its line in the log.
+  Response Refuse(unsigned status, const std::string& method, const std::string& target,
+                  const std::string& reason);
+
+ private:
+  // A request on its way to its operation.
+  struct Call {
+    const Request& request;
+    Target target;
+    std::vector<std::string> names;      // the path's segments that stand for an identifier
+    std::optional<ManagerRecord> owner;  // whose token it carries
+  };
+
+  enum class Access { kAnyone, kOwner };
+
+  struct Route {
+    const char* method;
+    // "*" stands for one segment, "**" at the end for one or more.
+    std::vector<std::string> path;
+    Access access;
+    Response (RedfishService::*operation)(const Call& call);
+  };
+
+  static const std::vector<Route>& Routes();
+  const Route& FindRoute(Call& call, std::string& allowed) const;
+  Response Dispatch(Call& call, std::string& allowed);
+
+  Response GetVersions(const Call& call);
+  Response GetRoot(const Call& call);
+
+  Response ListManagers(const Call& call);
+  Response RegisterManager(const Call& call);
+  Response GetManager(const Call& call);
+  Response PatchManager(const Call& call);
+  Response DeleteManager(const Call& call);
+  Response FindManagerByUuid(const Call& call, const std::string& uuid);
+  void CheckCredentials(const std::string& query) const;
+  Json ManagerView(const ManagerRecord& manager);
+  Json HeartbeatView(const Heartbeat& heartbeat) const;
+  bool IsOverdue(const Heartbeat& heartbeat) const;
+  Response TakeHeartbeat(const Call& call);
+
+  Response ListChassis(const Call& call);
+  Response CreateChassis(const Call& call);
+  Response GetChassis(const Call& call);
+  Response PatchChassis(const Call& call);
+  Response DeleteChassis(const Call& call);
+  ChassisRecord OwnChassis(const Call& call);
+  Json ChassisView(const ChassisRecord& chassis) const;
+
+  Response GetChassisResource(const Call& call);
+  Response PatchChassisResource(const Call& call);
+  Response GetManagerResource(const Call& call);
+  Response PatchManagerResource(const Call& call);
+  Response GetResource(const Call& call);
+  Response PatchResource(const Call& call, const std::optional<std::string>& chassis);
+
+  Response ListEvents(const Call& call);
+  Response PostEvent(const Call& call);
+  Response GetEvent(const Call& call);
+  std::string OriginChassis(const Call& call, const Json& document, AlarmEffect effect);
+  void LogEvent(const EventRecord& event, const std::string& text, const std::string& alarm,
+                AlarmOutcome outcome) const;
+
+  // Throws Refusal (404) unless `uuid` is the owner's.
+  static void RequireOwn(const Call& call, const std::string& uuid);
+
+  Store& m_store;
+  const Log& m_log;
+  const Credentials m_credentials;
+  const Clock m_clock;
+};
+
+// "NAME (UUID u)": how the log names a manager.
+std::string Named(const ManagerRecord& manager);
+
+Response JsonResponse(unsigned status, const Json& document);
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_REDFISH_SERVICE_H_

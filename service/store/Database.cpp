@@ -1,0 +1,125 @@
+#include "service/store/Database.h"
+
+#include <sqlite3.h>
+
+namespace cloudservice {
+
+namespace {
+
+constexpr int kBusyMilliseconds = 5000;
+
+[[noreturn]] void Fail(sqlite3* handle, const std::string& what) {
+  throw DatabaseError(what + ": " + sqlite3_errmsg(handle));
+}
+
+}  // namespace
+
+void Database::Close::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
+
+Database::Database(const std::string& file) {
+  sqlite3* handle = nullptr;
+  const int code = sqlite3_open_v2(
+      file.c_str(), &handle,
+      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
+      nullptr);
+  m_handle.reset(handle);
+  if (handle == nullptr) throw DatabaseError("cannot open " + file + ": no memory");
+  if (code != SQLITE_OK) Fail(handle, "cannot open " + file);
+  sqlite3_busy_timeout(handle, kBusyMilliseconds);
+  try {
+    Execute("PRAGMA journal_mode = WAL");
+    Execute("PRAGMA synchronous = FULL");
+    Execute("PRAGMA foreign_keys = ON");
+    Execute("PRAGMA trusted_schema = OFF");
+  } catch (const DatabaseError& error) {
+    throw DatabaseError("cannot open " + file + ": " + error.what());
+  }
+}
+
+void Database::Execute(const char* sql) {
+  if (sqlite3_exec(Handle(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) Fail(Handle(), "SQL");
+}
+
+int Database::Changes() const { return sqlite3_changes(Handle()); }
+
+std::int64_t Database::LastInsertId() const { return sqlite3_last_insert_rowid(Handle()); }
+
+void Statement::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+
+Statement::Statement(Database& database, const char* sql) : m_database(database.Handle()) {
+  sqlite3_stmt* statement = nullptr;
+  if (sqlite3_prepare_v2(m_database, sql, -1, &statement, nullptr) != SQLITE_OK) {
+    Fail(m_database, "SQL");
+  }
+  m_statement.reset(statement);
+}
+
+Statement& Statement::Bound(int code) {
+  if (code != SQLITE_OK) Fail(m_database, "value of a statement");
+  ++m_next;
+  return *this;
+}
+
+Statement& Statement::Bind(const std::string& text) {
+  return Bound(sqlite3_bind_text64(m_statement.get(), m_next, text.data(), text.size(),
+                                   SQLITE_TRANSIENT, SQLITE_UTF8));
+}
+
+Statement& Statement::Bind(std::int64_t number) {
+  return Bound(sqlite3_bind_int64(m_statement.get(), m_next, number));
+}
+
+Statement& Statement::BindNull() { return Bound(sqlite3_bind_null(m_statement.get(), m_next)); }
+
+bool Statement::Step() {
+  const int code = sqlite3_step(m_statement.get());
+  if (code == SQLITE_ROW) return true;
+  if (code != SQLITE_DONE) Fail(m_database, "statement");
+  return false;
+}
+
+void Statement::Run() {
+  while (Step()) {
+  }
+}
+
+std::string Statement::Text(int column) const {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement.get(), column));
+  if (text == nullptr) return "";
+  return std::string(text,
+                     static_cast<std::size_t>(sqlite3_column_bytes(m_statement.get(), column)));
+}
+
+std::int64_t Statement::Number(int column) const {
+  return sqlite3_column_int64(m_statement.get(), column);
+}
+
+bool Statement::IsNull(int column) const {
+  return sqlite3_column_type(m_statement.get(), column) == SQLITE_NULL;
+}
+
+std::optional<std::int64_t> Statement::OptionalNumber(int column) const {
+  if (IsNull(column)) return std::nullopt;
+  return Number(column);
+}
+
+// Immediate: the write lock is taken here, where waiting for it is possible.
+Transaction::Transaction(Database& database) : m_database(database) {
+  m_database.Execute("BEGIN IMMEDIATE");
+}
+
+Transaction::~Transaction() {
+  if (!m_open) return;
+  try {
+    m_database.Execute("ROLLBACK");
+  } catch (const DatabaseError&) {
+    // SQLite has rolled back by itself after some errors.
+  }
+}
+
+void Transaction::Commit() {
+  m_database.Execute("COMMIT");
+  m_open = false;
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,94 @@
+#ifndef SERVICE_STORE_DATABASE_H_
+#define SERVICE_STORE_DATABASE_H_
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace cloudservice {
+
+// What SQLite refused; the text names the file or the statement's purpose and SQLite's reason.
+class DatabaseError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// One connection to a database file. One thread. Every commit is on the disk before it returns.
+class Database {
+ public:
+  // Opens or creates the file. Throws DatabaseError.
+  explicit Database(const std::string& file);
+
+  // Runs statements that take no values. Throws DatabaseError.
+  void Execute(const char* sql);
+  // Rows changed by the last statement.
+  int Changes() const;
+  // Key of the row inserted last.
+  std::int64_t LastInsertId() const;
+  sqlite3* Handle() const { return m_handle.get(); }
+
+ private:
+  struct Close {
+    void operator()(sqlite3* handle) const;
+  };
+  std::unique_ptr<sqlite3, Close> m_handle;
+};
+
+// A statement with its values, finalised with the object. Values are bound and columns counted from
+// left to right. Every operation throws DatabaseError.
+class Statement {
+ public:
+  Statement(Database& database, const char* sql);
+
+  Statement& Bind(const std::string& text);
+  Statement& Bind(std::int64_t number);
+  Statement& BindNull();
+  template <typename T>
+  Statement& Bind(const std::optional<T>& value) {
+    return value ? Bind(*value) : BindNull();
+  }
+
+  // The next row; false when there is none left.
+  bool Step();
+  // For a statement without rows.
+  void Run();
+
+  std::string Text(int column) const;
+  std::int64_t Number(int column) const;
+  bool IsNull(int column) const;
+  std::optional<std::int64_t> OptionalNumber(int column) const;
+
+ private:
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const;
+  };
+  Statement& Bound(int code);
+
+  sqlite3* m_database;
+  std::unique_ptr<sqlite3_stmt, Finalize> m_statement;
+  int m_next = 1;
+};
+
+// Everything until Commit() happens whole or not at all; without a Commit() it did not.
+class Transaction {
+ public:
+  explicit Transaction(Database& database);
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  void Commit();
+
+ private:
+  Database& m_database;
+  bool m_open = true;
+};
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_STORE_DATABASE_H_

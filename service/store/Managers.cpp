@@ -1,0 +1,83 @@
+#include "service/store/Schema.h"
+#include "service/store/Store.h"
+
+namespace cloudservice {
+
+namespace {
+
+constexpr const char* kByUuid =
+    "SELECT uuid, name, document, registered, heartbeat_count, heartbeat_last, heartbeat_interval "
+    "FROM manager WHERE uuid = ?";
+constexpr const char* kByToken =
+    "SELECT uuid, name, document, registered, heartbeat_count, heartbeat_last, heartbeat_interval "
+    "FROM manager WHERE token_hash = ?";
+
+std::optional<ManagerRecord> Find(Database& database, const char* sql, const std::string& key) {
+  Statement select(database, sql);
+  select.Bind(key);
+  if (!select.Step()) return std::nullopt;
+  ManagerRecord manager;
+  manager.uuid = select.Text(0);
+  manager.name = select.Text(1);
+  manager.document = select.Text(2);
+  manager.registered = select.Number(3);
+  manager.heartbeat.count = select.Number(4);
+  manager.heartbeat.last = select.OptionalNumber(5);
+  manager.heartbeat.interval = select.OptionalNumber(6);
+  return manager;
+}
+
+}  // namespace
+
+Store::Store(const std::string& file) : m_database(file) { UpgradeSchema(m_database, file); }
+
+bool Store::AddManager(const ManagerRecord& manager, const std::string& token_hash) {
+  Transaction transaction(m_database);
+  Statement(m_database, "DELETE FROM manager WHERE uuid = ?").Bind(manager.uuid).Run();
+  const bool known = m_database.Changes() > 0;
+  Statement(m_database,
+            "INSERT INTO manager (uuid, name, token_hash, document, registered) "
+            "VALUES (?, ?, ?, ?, ?)")
+      .Bind(manager.uuid)
+      .Bind(manager.name)
+      .Bind(token_hash)
+      .Bind(manager.document)
+      .Bind(manager.registered)
+      .Run();
+  transaction.Commit();
+  return known;
+}
+
+std::optional<ManagerRecord> Store::FindManager(const std::string& uuid) {
+  return Find(m_database, kByUuid, uuid);
+}
+
+std::optional<ManagerRecord> Store::FindManagerByToken(const std::string& token_hash) {
+  return Find(m_database, kByToken, token_hash);
+}
+
+void Store::SetManagerDocument(const std::string& uuid, const std::string& document) {
+  Statement(m_database, "UPDATE manager SET document = ? WHERE uuid = ?")
+      .Bind(document)
+      .Bind(uuid)
+      .Run();
+}
+
+void Store::DeleteManager(const std::string& uuid) {
+  Statement(m_database, "DELETE FROM manager WHERE uuid = ?").Bind(uuid).Run();
+}
+
+std::int64_t Store::AddHeartbeat(const std::string& uuid, std::int64_t when,
+                                 std::int64_t interval) {
+  Statement update(m_database,
+                   "UPDATE manager SET heartbeat_count = heartbeat_count + 1, heartbeat_last = ?, "
+                   "heartbeat_interval = ? WHERE uuid = ? RETURNING heartbeat_count");
+  update.Bind(when).Bind(interval).Bind(uuid);
+  if (!update.Step()) return 0;
+  const std::int64_t count = update.Number(0);
+  // The change is on the disk only when the statement has come to its end.
+  update.Run();
+  return count;
+}
+
+}  // namespace cloudservice

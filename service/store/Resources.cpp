@@ -1,0 +1,34 @@
+#include "service/store/Store.h"
+
+namespace cloudservice {
+
+std::optional<ResourceRecord> Store::FindResource(const std::string& manager,
+                                                  const std::string& path) {
+  Statement select(m_database,
+                   "SELECT path, manager, chassis, document, changed FROM resource "
+                   "WHERE path = ? AND manager = ?");
+  select.Bind(path).Bind(manager);
+  if (!select.Step()) return std::nullopt;
+  ResourceRecord resource;
+  resource.path = select.Text(0);
+  resource.manager = select.Text(1);
+  if (!select.IsNull(2)) resource.chassis = select.Text(2);
+  resource.document = select.Text(3);
+  resource.changed = select.Number(4);
+  return resource;
+}
+
+void Store::PutResource(const ResourceRecord& resource) {
+  Statement(m_database,
+            "INSERT INTO resource (path, manager, chassis, document, changed) "
+            "VALUES (?, ?, ?, ?, ?) ON CONFLICT (path) "
+            "DO UPDATE SET document = excluded.document, changed = excluded.changed")
+      .Bind(resource.path)
+      .Bind(resource.manager)
+      .Bind(resource.chassis)
+      .Bind(resource.document)
+      .Bind(resource.changed)
+      .Run();
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,111 @@
+#include "service/store/Schema.h"
+
+#include <array>
+
+namespace cloudservice {
+
+namespace {
+
+// Marks a database as this program's: "Kcld".
+constexpr std::int64_t kApplicationId = 0x4b636c64;
+
+// Step N brings version N to version N + 1. A step that was released never changes.
+constexpr std::array<const char*, 1> kSteps = {
+    R"sql(
+CREATE TABLE manager (
+  uuid TEXT PRIMARY KEY,
+  name TEXT NOT NULL,
+  token_hash TEXT NOT NULL UNIQUE,
+  document TEXT NOT NULL,
+  registered INTEGER NOT NULL,
+  heartbeat_count INTEGER NOT NULL DEFAULT 0,
+  heartbeat_last INTEGER,
+  heartbeat_interval INTEGER
+) STRICT;
+
+CREATE TABLE chassis (
+  id TEXT PRIMARY KEY,
+  manager TEXT NOT NULL REFERENCES manager (uuid) ON DELETE CASCADE,
+  document TEXT NOT NULL,
+  created INTEGER NOT NULL
+) STRICT;
+CREATE INDEX chassis_manager ON chassis (manager);
+
+-- Documents below a manager (chassis is null) or below one of its chassis.
+CREATE TABLE resource (
+  path TEXT PRIMARY KEY,
+  manager TEXT NOT NULL REFERENCES manager (uuid) ON DELETE CASCADE,
+  chassis TEXT REFERENCES chassis (id) ON DELETE CASCADE,
+  document TEXT NOT NULL,
+  changed INTEGER NOT NULL
+) STRICT;
+CREATE INDEX resource_manager ON resource (manager);
+CREATE INDEX resource_chassis ON resource (chassis);
+
+-- The log: an event stays when its chassis goes.
+CREATE TABLE event (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  manager TEXT NOT NULL REFERENCES manager (uuid) ON DELETE CASCADE,
+  chassis TEXT NOT NULL,
+  message_id TEXT NOT NULL,
+  severity TEXT NOT NULL,
+  document TEXT NOT NULL,
+  received INTEGER NOT NULL
+) STRICT;
+CREATE INDEX event_manager ON event (manager, chassis);
+
+-- The event is the one that opened the alarm or changed it last.
+CREATE TABLE alarm (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  chassis TEXT NOT NULL REFERENCES chassis (id) ON DELETE CASCADE,
+  message_id TEXT NOT NULL,
+  severity TEXT NOT NULL,
+  event INTEGER NOT NULL UNIQUE REFERENCES event (id) ON DELETE CASCADE,
+  opened INTEGER NOT NULL,
+  closed INTEGER
+) STRICT;
+CREATE INDEX alarm_chassis ON alarm (chassis);
+CREATE UNIQUE INDEX alarm_open ON alarm (chassis, message_id) WHERE closed IS NULL;
+)sql",
+};
+
+std::int64_t Pragma(Database& database, const char* sql) {
+  Statement statement(database, sql);
+  return statement.Step() ? statement.Number(0) : 0;
+}
+
+bool HasTables(Database& database) {
+  Statement statement(database, "SELECT count(*) FROM sqlite_schema");
+  return statement.Step() && statement.Number(0) > 0;
+}
+
+void SetPragma(Database& database, const std::string& name, std::int64_t value) {
+  database.Execute(("PRAGMA " + name + " = " + std::to_string(value)).c_str());
+}
+
+}  // namespace
+
+int NewestSchemaVersion() { return static_cast<int>(kSteps.size()); }
+
+void UpgradeSchema(Database& database, const std::string& file) {
+  for (;;) {
+    Transaction transaction(database);
+    const bool empty = !HasTables(database);
+    const std::int64_t version = Pragma(database, "PRAGMA user_version");
+    if (!empty && Pragma(database, "PRAGMA application_id") != kApplicationId) {
+      throw DatabaseError(file + " is the database of another program");
+    }
+    if (version > NewestSchemaVersion()) {
+      throw DatabaseError(file + " was written by a newer cloudservice (version " +
+                          std::to_string(version) + " of its schema, known up to " +
+                          std::to_string(NewestSchemaVersion()) + ")");
+    }
+    if (version == NewestSchemaVersion()) return;
+    database.Execute(kSteps.at(static_cast<std::size_t>(version)));
+    SetPragma(database, "application_id", kApplicationId);
+    SetPragma(database, "user_version", version + 1);
+    transaction.Commit();
+  }
+}
+
+}  // namespace cloudservice

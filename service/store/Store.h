@@ -1,0 +1,117 @@
+#ifndef SERVICE_STORE_STORE_H_
+#define SERVICE_STORE_STORE_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "service/store/Database.h"
+
+namespace cloudservice {
+
+// Times are seconds since 1970, UTC. Documents are JSON texts, as they were sent until a PATCH
+// changes them.
+
+struct Heartbeat {
+  std::int64_t count = 0;
+  std::optional<std::int64_t> last;
+  std::optional<std::int64_t> interval;  // seconds, as announced by the last one
+};
+
+struct ManagerRecord {
+  std::string uuid;
+  std::string name;
+  std::string document;
+  std::int64_t registered = 0;
+  Heartbeat heartbeat;
+};
+
+struct ChassisRecord {
+  std::string id;
+  std::string manager;  // its owner's UUID
+  std::string document;
+  std::int64_t created = 0;
+};
+
+struct ResourceRecord {
+  std::string path;
+  std::string manager;
+  std::optional<std::string> chassis;  // none: it hangs below the manager itself
+  std::string document;
+  std::int64_t changed = 0;
+};
+
+struct EventRecord {
+  std::int64_t id = 0;  // given by the store
+  std::string manager;
+  std::string chassis;  // empty: of no chassis
+  std::string message_id;
+  std::string severity;
+  std::string document;
+  std::int64_t received = 0;
+};
+
+// What an event does to the alarms of its chassis.
+enum class AlarmEffect { kNone, kRaise, kClear };
+
+// What became of the alarm.
+enum class AlarmOutcome { kNone, kOpened, kChanged, kRepeated, kClosed, kNotOpen };
+
+struct StoredEvent {
+  std::int64_t id = 0;
+  AlarmOutcome outcome = AlarmOutcome::kNone;
+};
+
+struct EventFilter {
+  std::string manager;
+  std::optional<std::string> chassis;
+  std::optional<bool> cleared;  // false: what stands for an open alarm, true: for a closed one
+  std::optional<std::string> severity;
+};
+
+// Everything that the service keeps. What an operation has changed is on the disk when it returns,
+// or nothing of it is. One thread. Every operation throws DatabaseError.
+class Store {
+ public:
+  // Opens or creates the file and brings its schema up to date.
+  explicit Store(const std::string& file);
+
+  // Takes the place of the manager with the same UUID, with all that it holds; true when there was
+  // one.
+  bool AddManager(const ManagerRecord& manager, const std::string& token_hash);
+  std::optional<ManagerRecord> FindManager(const std::string& uuid);
+  std::optional<ManagerRecord> FindManagerByToken(const std::string& token_hash);
+  void SetManagerDocument(const std::string& uuid, const std::string& document);
+  void DeleteManager(const std::string& uuid);
+  // Returns the count, this one included.
+  std::int64_t AddHeartbeat(const std::string& uuid, std::int64_t when, std::int64_t interval);
+
+  void AddChassis(const ChassisRecord& chassis);
+  std::optional<ChassisRecord> FindChassis(const std::string& manager, const std::string& id);
+  // The identifiers in order of creation.
+  std::vector<std::string> ListChassis(const std::string& manager);
+  void SetChassisDocument(const std::string& id, const std::string& document);
+  // With its resources and alarms; its events stay.
+  void DeleteChassis(const std::string& id);
+
+  std::optional<ResourceRecord> FindResource(const std::string& manager, const std::string& path);
+  void PutResource(const ResourceRecord& resource);
+
+  // Stores the event (its `id` is not looked at) and does to the alarm `alarm` of its chassis what
+  // `effect` says.
+  StoredEvent AddEvent(const EventRecord& event, AlarmEffect effect, const std::string& alarm);
+  std::optional<EventRecord> FindEvent(const std::string& manager, std::int64_t id);
+  // The identifiers, oldest first.
+  std::vector<std::int64_t> ListEvents(const EventFilter& filter);
+
+ private:
+  AlarmOutcome RaiseAlarm(const EventRecord& event, std::int64_t id, const std::string& alarm);
+  AlarmOutcome ClearAlarm(const EventRecord& event, const std::string& alarm);
+
+  Database m_database;
+};
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_STORE_STORE_H_
