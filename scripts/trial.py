@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Lets cloudservice and cloudclient talk to each other and tells what happens.
 
-Called by ./run.sh, which builds the programs. Works in build/run, which it makes anew.
+Called by ./run.sh, which builds the programs. Works in a folder that it makes anew.
 """
 
 import argparse
+import fcntl
 import glob
 import http.client
 import json
@@ -20,11 +21,7 @@ import time
 import urllib.parse
 
 TOP = pathlib.Path(__file__).resolve().parent.parent
-PROGRAMS = TOP / "build" / "release"
-RUN = TOP / "build" / "run"
-ROOT = RUN / "root"
 EXAMPLE = TOP / "examples" / "cooling-unit"
-CLOUD_JSON = ROOT / "etc" / "cloudclient" / "cloud.json"
 EMAIL = "keeper@example.org"
 KEY = "trial-key"
 ACCELERATED = "+0 x50"
@@ -37,33 +34,50 @@ class Failed(Exception):
 
 
 def shown(path):
-    return path.relative_to(TOP)
+    return os.path.relpath(path)
 
 
 def say(text):
     print(text, flush=True)
 
 
-def prepare():
-    """The daemon's root folder: the example device, and a configuration without a service yet."""
-    if RUN.exists():
-        shutil.rmtree(RUN)
-    etc = CLOUD_JSON.parent
-    data = ROOT / "var/local/orv/pldserver/0"
-    for folder in (etc, data, ROOT / "run" / "cloudclient"):
-        folder.mkdir(parents=True)
-    shutil.copy(EXAMPLE / "device.json", etc)
-    for name in ("cloudchassis.txt", "covpatchmap.txt"):
-        shutil.copy(EXAMPLE / name, data)
-    shutil.copytree(EXAMPLE / "patch", data / "patch")
-    (etc / "sysinfo.json").write_text(json.dumps({"SysName": "Hall 3 north"}) + "\n")
+class Place:
+    """The trial's folder: the root of the daemon, the data of the service, the logs of both."""
 
+    def __init__(self, folder):
+        folder = folder.resolve()
+        self.folder = folder
+        self.root = folder / "root"
+        self._etc = self.root / "etc" / "cloudclient"
+        self._cloud = self._etc / "cloud.json"
+        folder.parent.mkdir(parents=True, exist_ok=True)
+        self._lock = open(folder.with_suffix(".lock"), "w")
+        try:
+            fcntl.flock(self._lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            raise Failed(f"another trial runs in {shown(folder)}") from None
+        if folder.exists():
+            shutil.rmtree(folder)
+        self._prepare_root()
 
-def configure(url):
-    CLOUD_JSON.write_text(json.dumps({
-        "Enabled": True, "Url": url, "UserEmail": EMAIL, "RegistrationKey": KEY,
-        "UnitName": "", "UUID": "", "XAuthToken": "", "Chassis": {}}, indent=2) + "\n")
-    CLOUD_JSON.chmod(0o600)
+    def _prepare_root(self):
+        data = self.root / "var/local/orv/pldserver/0"
+        for folder in (self._etc, data, self.root / "run" / "cloudclient"):
+            folder.mkdir(parents=True)
+        shutil.copy(EXAMPLE / "device.json", self._etc)
+        for name in ("cloudchassis.txt", "covpatchmap.txt"):
+            shutil.copy(EXAMPLE / name, data)
+        shutil.copytree(EXAMPLE / "patch", data / "patch")
+        (self._etc / "sysinfo.json").write_text(json.dumps({"SysName": "Hall 3 north"}) + "\n")
+
+    def configure(self, url):
+        self._cloud.write_text(json.dumps({
+            "Enabled": True, "Url": url, "UserEmail": EMAIL, "RegistrationKey": KEY,
+            "UnitName": "", "UUID": "", "XAuthToken": "", "Chassis": {}}, indent=2) + "\n")
+        self._cloud.chmod(0o600)
+
+    def cloud(self):
+        return json.loads(self._cloud.read_text())
 
 
 def environment(once, **extra):
@@ -81,20 +95,21 @@ def environment(once, **extra):
 class Program:
     """A program in a session of its own, so that Ctrl-C reaches this script alone."""
 
-    def __init__(self, path, *options, env):
+    def __init__(self, place, path, *options, env):
         self.name = path.name
-        self.log = RUN / f"{self.name}.log"
+        self.place = place
+        self.log = place.folder / f"{self.name}.log"
+        self._output = place.folder / f"{self.name}.out"
         self._told = 0
         if not path.exists():
             raise Failed(f"{shown(path)} was not built")
-        with open(self.log, "wb") as log:
+        with open(self.log, "wb") as log, open(self._output, "wb") as out:
             self._child = subprocess.Popen(
-                [str(path), *map(str, options)], env=env, stdin=subprocess.DEVNULL,
-                stdout=subprocess.PIPE, stderr=log, start_new_session=True)
+                [str(path), *map(str, options)], env=env, stdin=subprocess.DEVNULL, stdout=out,
+                stderr=log, start_new_session=True)
 
-    @property
     def output(self):
-        return self._child.stdout
+        return self._output.read_text(errors="replace")
 
     def must_run(self):
         if self._child.poll() is not None:
@@ -124,36 +139,39 @@ class Program:
 class Service(Program):
     """cloudservice, and what it holds."""
 
-    def __init__(self, once):
-        super().__init__(PROGRAMS / "service" / "cloudservice", "--listen", "127.0.0.1:0",
-                         "--db", RUN / "service.db", "--email", EMAIL, "--registration-key", KEY,
-                         env=environment(once))
-        os.set_blocking(self.output.fileno(), False)
+    def __init__(self, place, programs, once):
+        super().__init__(
+            place, programs / "service" / "cloudservice", "--listen", "127.0.0.1:0",
+            "--db", place.folder / "service.db", "--email", EMAIL, "--registration-key", KEY,
+            *(["--io-timeout", "100000"] if once else []), env=environment(once))
+        self.url = ""
+
+    def must_answer(self):
+        """Waits until it listens; then it is to answer."""
         self.url = self._listening()
         if self.get("/redfish/v1") is None:
             raise Failed(f"{self.url} does not answer as a service")
 
     def _listening(self):
         end = time.monotonic() + START
-        said = b""
         while time.monotonic() < end:
-            said += self.output.read() or b""
-            match = re.search(rb"^listening on (\S+)\n", said, re.MULTILINE)
+            match = re.search(r"^listening on (\S+)\n", self.output(), re.MULTILINE)
             if match:
-                return match.group(1).decode()
+                return match.group(1)
             self.must_run()
             time.sleep(0.05)
         raise Failed(f"{self.name} did not say within {START} s that it listens")
 
-    def get(self, path):
-        """A document of the service's, asked for with the daemon's token, or None."""
+    def get(self, path, token=""):
+        """A document of the service's, or None."""
         where = urllib.parse.urlsplit(self.url)
         context = ssl.create_default_context()
         context.check_hostname = False
         context.verify_mode = ssl.CERT_NONE  # the service signed its certificate itself
-        link = http.client.HTTPSConnection(where.hostname, where.port, 30, context=context)
+        link = http.client.HTTPSConnection(
+            where.hostname, where.port, timeout=30, context=context)
         try:
-            link.request("GET", path, headers=token_header())
+            link.request("GET", path, headers={"X-Auth-Token": token} if token else {})
             answer = link.getresponse()
             text = answer.read()
         except (OSError, http.client.HTTPException) as error:
@@ -163,32 +181,16 @@ class Service(Program):
         return json.loads(text) if answer.status == 200 else None
 
 
-def cloud():
-    return json.loads(CLOUD_JSON.read_text())
-
-
-def token_header():
-    if not CLOUD_JSON.exists():
-        return {}
-    return {"X-Auth-Token": cloud()["XAuthToken"]}
-
-
 def heartbeats(manager):
     return manager["Oem"]["Quorvan"]["Heartbeat"]
 
 
-def manager_of(service):
-    return service.get("/redfish/v1/Managers/" + cloud()["UUID"])
-
-
-def tell_what_it_holds(service):
-    manager = manager_of(service)
-    if manager is None:
-        raise Failed("the service does not know the manager")
-    beats = heartbeats(manager)
-    chassis = [service.get(f"/redfish/v1/Chassis/{name}") for name in cloud()["Chassis"]]
+def tell_what_is_held(service, cloud, manager):
+    chassis = [service.get(f"/redfish/v1/Chassis/{name}", cloud["XAuthToken"])
+               for name in cloud["Chassis"]]
     if not chassis or None in chassis:
         raise Failed("the service does not hold the chassis")
+    beats = heartbeats(manager)
     say("\nThe service holds:")
     say(f"  manager     {manager['Id']}  {manager['Name']}")
     for one in chassis:
@@ -197,84 +199,99 @@ def tell_what_it_holds(service):
 
 
 def tell_news(service, client):
-    """Prints what both programs have logged since; returns the number of lines."""
+    """Prints what the service has logged since, and what the daemon complains of."""
     for line in service.news():
         say(f"  service  {line}")
     for line in client.news():
-        # Time, level, unit, text: what is worse than a notice is worth a look.
-        parts = line.split(" ", 2)
-        if len(parts) == 3 and parts[1] in "34":
+        parts = line.split(" ", 2)  # time, level, the rest
+        if len(parts) == 3 and parts[1] in ("3", "4"):
             say(f"  daemon   {line}")
 
 
-def follow(service, client):
-    """Tells what happens until somebody ends it."""
+def turns(service, client):
+    """Goes on as long as both programs run; each turn tells what happened."""
     while True:
         service.must_run()
         client.must_run()
         tell_news(service, client)
+        yield
         time.sleep(0.2)
 
 
-def until_second_heartbeat(service, client):
+def until_second_heartbeat(place, service, client):
     end = time.monotonic() + ONCE
-    while time.monotonic() < end:
-        service.must_run()
-        client.must_run()
-        tell_news(service, client)
-        manager = manager_of(service)
+    for _ in turns(service, client):
+        cloud = place.cloud()
+        manager = service.get(f"/redfish/v1/Managers/{cloud['UUID']}", cloud["XAuthToken"])
         if manager and heartbeats(manager)["Count"] >= 2:
             tell_news(service, client)
-            return tell_what_it_holds(service)
-        time.sleep(0.2)
-    raise Failed(f"no second heartbeat within {ONCE} s; the daemon's log: {shown(client.log)}")
+            return tell_what_is_held(service, cloud, manager)
+        if time.monotonic() > end:
+            missing = "second heartbeat" if manager else "registration"
+            raise Failed(f"no {missing} within {ONCE} s; the daemon's log: {shown(client.log)}")
 
 
-def trial(once, programs):
-    prepare()
-    service = Service(once)
-    programs.append(service)
+def trial(given, running):
+    place = Place(given.folder)
+    service = Service(place, given.programs, given.once)
+    running.append(service)
+    service.must_answer()
     say(f"\nThe service listens on {service.url}; log: {shown(service.log)}")
-    configure(service.url)
-    client = Program(PROGRAMS / "app" / "cloudclient",
-                     env=environment(once, CLOUDCLIENT_ROOT=str(ROOT)))
-    programs.append(client)
-    say(f"The daemon runs in {shown(ROOT)}; log: {shown(client.log)}")
-    if once:
+    place.configure(service.url)
+    client = Program(place, given.programs / "app" / "cloudclient",
+                     env=environment(given.once, CLOUDCLIENT_ROOT=str(place.root)))
+    running.append(client)
+    say(f"The daemon runs in {shown(place.root)}; log: {shown(client.log)}")
+    if given.once:
         say("Both have a clock that runs 50 times as fast.\n")
-        until_second_heartbeat(service, client)
+        until_second_heartbeat(place, service, client)
     else:
         say("The first heartbeat comes after about 100 seconds. Ctrl-C stops both.\n")
-        follow(service, client)
+        for _ in turns(service, client):
+            pass
+
+
+def stop(running):
+    """Ends the programs, the daemon first; whether all ended well."""
+    well = True
+    for program in reversed(running):
+        ended = program.stop()
+        if ended != 0:
+            print(f"run.sh: {program.name} ended with status {ended}; log: {shown(program.log)}",
+                  file=sys.stderr)
+            well = False
+    return well
 
 
 def interrupted(*_):
     raise KeyboardInterrupt
 
 
-def main():
+def arguments():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--once", action="store_true", help="end after the second heartbeat")
-    once = parser.parse_args().once
+    parser.add_argument("--programs", type=pathlib.Path, default=TOP / "build" / "release",
+                        help="CMake build folder of the programs")
+    parser.add_argument("--folder", type=pathlib.Path, default=TOP / "build" / "run",
+                        help="where to work; what is there is removed")
+    return parser.parse_args()
+
+
+def main():
+    given = arguments()
     signal.signal(signal.SIGTERM, interrupted)
     status = 0
-    programs = []
+    running = []
     try:
-        trial(once, programs)
+        trial(given, running)
     except KeyboardInterrupt:
         say("\nStopping")
-        status = 1 if once else 0
+        status = 1 if given.once else 0
     except (Failed, OSError, KeyError, ValueError) as error:
         print(f"\nrun.sh: {error}", file=sys.stderr)
         status = 1
     signal.signal(signal.SIGINT, signal.SIG_IGN)
-    for program in reversed(programs):  # the daemon first
-        ended = program.stop()
-        if ended != 0:
-            print(f"run.sh: {program.name} ended with status {ended}; log: {shown(program.log)}",
-                  file=sys.stderr)
-            status = 1
-    return status
+    return status if stop(running) else 1
 
 
 if __name__ == "__main__":

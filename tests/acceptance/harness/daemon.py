@@ -1,6 +1,7 @@
 """The daemon: its configuration files, its life, its log."""
 
 import datetime
+import fcntl
 import json
 import os
 import re
@@ -46,7 +47,10 @@ class Daemon(Process):
         return json.loads(self.path("cloud.json").read_text())
 
     def configure(self, **values):
-        self.write("cloud.json", {**self.config(), **values})
+        """Changes values as a second program does that shares the file with the daemon."""
+        with open(self._etc / "cloud.json.lock", "a") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            self.write("cloud.json", {**self.config(), **values})
 
     def enable(self):
         self.configure(Enabled=True)

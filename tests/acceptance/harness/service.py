@@ -9,6 +9,8 @@ import urllib.parse
 from .daemon import EMAIL, KEY, UUID
 from .process import Process, clock, environment
 
+# Seconds of the accelerated clock until the service gives up a connection: never within a case.
+PATIENCE = 10_000_000
 _READY = re.compile(r"^listening on (https?://127\.0\.0\.1:(\d+))$", re.MULTILINE)
 
 
@@ -24,7 +26,7 @@ class Service(Process):
         """Starts on a free port, or on the one it had before, and waits until it listens."""
         self.launch([self._program, "--listen", f"127.0.0.1:{self.port}",
                      "--db", self._folder_of_data / "service.db", "--email", EMAIL,
-                     "--registration-key", KEY, *options],
+                     "--registration-key", KEY, "--io-timeout", PATIENCE, *options],
                     environment(faketime or clock()))
         ready = self.wait_until(lambda: _READY.search(self.output()), "the line that it listens")
         self.url, self.port = ready.group(1), int(ready.group(2))
@@ -36,9 +38,10 @@ class Service(Process):
             context = ssl.create_default_context()
             context.check_hostname = False
             context.verify_mode = ssl.CERT_NONE
-            link = http.client.HTTPSConnection(parts.hostname, parts.port, 60, context=context)
+            link = http.client.HTTPSConnection(
+                parts.hostname, parts.port, timeout=60, context=context)
         else:
-            link = http.client.HTTPConnection(parts.hostname, parts.port, 60)
+            link = http.client.HTTPConnection(parts.hostname, parts.port, timeout=60)
         try:
             link.request(method, path, body, {"X-Auth-Token": token} if token else {})
             answer = link.getresponse()
