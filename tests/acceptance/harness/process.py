@@ -3,7 +3,6 @@
 import ctypes
 import glob
 import os
-import pathlib
 import signal
 import subprocess
 import sys
@@ -97,16 +96,6 @@ class Process:
 
     def signal(self, number):
         self._child.send_signal(number)
-
-    def signal_was_seen(self, number):
-        """Waits until a signal that was sent is no longer pending."""
-        bit = 1 << (number - 1)
-
-        def taken():
-            status = (pathlib.Path("/proc") / str(self.pid) / "status").read_text()
-            return not any(int(line.split()[1], 16) & bit for line in status.splitlines()
-                           if line.startswith(("SigPnd:", "ShdPnd:")))
-        self.wait_until(taken, f"signal {number} to be taken")
 
     def ends(self, status):
         """Waits for the end of the process, which is to come with `status`."""

@@ -1,5 +1,6 @@
 """The service: started with one command, looked at through its own requests."""
 
+import contextlib
 import http.client
 import json
 import re
@@ -31,8 +32,7 @@ class Service(Process):
         ready = self.wait_until(lambda: _READY.search(self.output()), "the line that it listens")
         self.url, self.port = ready.group(1), int(ready.group(2))
 
-    def ask(self, method, path, token="", body=None):
-        """One request of an onlooker's: (status, answer as JSON or None)."""
+    def _request(self, method, path, token, body):
         parts = urllib.parse.urlsplit(self.url)
         if parts.scheme == "https":
             context = ssl.create_default_context()
@@ -42,13 +42,22 @@ class Service(Process):
                 parts.hostname, parts.port, timeout=60, context=context)
         else:
             link = http.client.HTTPConnection(parts.hostname, parts.port, timeout=60)
-        try:
+        with contextlib.closing(link):
             link.request(method, path, body, {"X-Auth-Token": token} if token else {})
             answer = link.getresponse()
-            text = answer.read()
-        finally:
-            link.close()
-        return answer.status, json.loads(text) if text else None
+            return answer.status, answer.headers, answer.read()
+
+    def ask(self, method, path, token="", body=None):
+        """One request of an onlooker's: (status, answer as JSON or None)."""
+        status, _, text = self._request(method, path, token, body)
+        return status, json.loads(text) if text else None
+
+    def send(self, method, path, token="", body=None):
+        """The same, with the answer's headers instead."""
+        return self._request(method, path, token, body)[:2]
+
+    def certificate(self):
+        return ssl.get_server_certificate(("127.0.0.1", self.port))
 
     def manager(self, token):
         """The manager as it is held, or None when the service knows none with this token."""
