@@ -283,6 +283,7 @@ const char* curl_easy_strerror(CURLcode code) {
 
 void curl_easy_cleanup(CURL* handle) {
   fakes::Easy* const easy = &fakes::EasyOf(handle);
+  if (curl().onCleanup) curl().onCleanup();
   easy->transfer->cleanedUp = true;
   --curl().liveHandles;
   delete easy;
@@ -291,6 +292,7 @@ void curl_easy_cleanup(CURL* handle) {
 curl_slist* curl_slist_append(curl_slist* list, const char* text) {
   curl_slist* const node = new curl_slist{strdup(text), nullptr};
   if (list == nullptr) {
+    ++curl().listsMade;
     ++curl().liveLists;
     return node;
   }

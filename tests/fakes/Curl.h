@@ -52,6 +52,8 @@ class Curl {
   CURLcode getinfoCode = CURLE_OK;
   // Called at each perform before anything else; may throw.
   std::function<void(Transfer&)> onPerform;
+  // Called when a handle is closed.
+  std::function<void()> onCleanup;
   // Answers a perform, when set; else the next of `responses`. Without either the connection
   // fails.
   std::function<Response(const Transfer&)> respond;
@@ -60,6 +62,7 @@ class Curl {
   std::vector<long> globalInits;  // flags
   int globalCleanups = 0;
   std::vector<std::shared_ptr<Transfer>> transfers;
+  int listsMade = 0;
   int liveLists = 0;  // header lists that were not freed
   int liveHandles = 0;
 
