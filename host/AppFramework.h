@@ -1,0 +1,52 @@
+#ifndef HOST_APPFRAMEWORK_H_
+#define HOST_APPFRAMEWORK_H_
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "host/ConfigWatch.h"
+#include "host/DeviceService.h"
+#include "host/EventThread.h"
+#include "host/NotifySocket.h"
+#include "host/SignalWatch.h"
+#include "platform/framework/LxBaseApp.h"
+
+class LxConfigEvent;
+
+namespace host {
+
+// What the process runs beside the application: the event thread with the signals, the watched
+// configuration and the service manager. Made by the main thread with the application, never
+// destroyed: it watches over the end of the process as well.
+class AppFramework {
+ public:
+  static AppFramework& Get();
+
+  EventLoop& Loop() { return m_loop; }
+  SignalWatch& Signals() { return m_signals; }
+  NotifySocket& Notify() { return m_notify; }
+
+  // Hands what changed in the configuration since the last call to `deliver`, an event a section.
+  void DeliverChanges(const std::function<void(const LxConfigEvent&)>& deliver);
+
+ private:
+  AppFramework();
+
+  EventLoop m_loop;
+  NotifySocket m_notify;
+  ConfigWatch m_config;
+  SignalWatch m_signals;
+  std::unique_ptr<Watchdog> m_watchdog;
+};
+
+}  // namespace host
+
+// The framework's part of an application object.
+struct LxBaseApp::Impl {
+  std::string name;
+  std::function<void(const LxConfigEvent&)> deliver;  // to the application's handler
+  std::unique_ptr<host::DeviceService> device;
+};
+
+#endif  // HOST_APPFRAMEWORK_H_

@@ -1,0 +1,18 @@
+#ifndef HOST_CONFIGFILE_H_
+#define HOST_CONFIGFILE_H_
+
+#include <string>
+
+#include "host/Json.h"
+
+namespace host {
+
+enum class FileState { kRead, kMissing, kBad };
+
+// Reads a file that holds one JSON object. kBad: `problem` names the file, and line and column
+// where it does not parse. `object` is set only for kRead.
+FileState ReadJsonObject(const std::string& path, JsonRef& object, std::string& problem);
+
+}  // namespace host
+
+#endif  // HOST_CONFIGFILE_H_

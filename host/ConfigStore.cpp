@@ -1,0 +1,241 @@
+#include "host/ConfigStore.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "host/Files.h"
+#include "host/Log.h"
+
+namespace host {
+namespace {
+
+constexpr int kLockWaitMs = 5000;
+
+JsonRef Copy(const json_t* value) { return JsonRef(json_deep_copy(value)); }
+
+void Apply(json_t* root, const std::string& key, const std::string& member, const json_t* value) {
+  json_t* target = root;
+  const char* name = key.c_str();
+  if (!member.empty()) {
+    target = json_object_get(root, key.c_str());
+    if (!json_is_object(target)) {
+      json_object_set_new(root, key.c_str(), json_object());
+      target = json_object_get(root, key.c_str());
+    }
+    name = member.c_str();
+  }
+  if (value == nullptr) {
+    json_object_del(target, name);
+  } else {
+    json_object_set_new(target, name, json_deep_copy(value));
+  }
+}
+
+// The keys of either object whose values differ.
+std::vector<std::string> Differences(json_t* before, json_t* after) {
+  std::vector<std::string> keys;
+  const char* key = nullptr;
+  json_t* value = nullptr;
+  json_object_foreach(after, key, value) {
+    json_t* old = json_object_get(before, key);
+    if (old == nullptr || !json_equal(old, value)) keys.push_back(key);
+  }
+  json_object_foreach(before, key, value) {
+    if (json_object_get(after, key) == nullptr) keys.push_back(key);
+  }
+  return keys;
+}
+
+std::string FileText(const json_t* root) {
+  std::unique_ptr<char, decltype(&std::free)> text(json_dumps(root, JSON_INDENT(2)), &std::free);
+  return text == nullptr ? std::string() : std::string(text.get()) + "\n";
+}
+
+}  // namespace
+
+ConfigStore::ConfigStore(std::string path, std::vector<Key> keys)
+    : m_path(std::move(path)),
+      m_keys(std::move(keys)),
+      m_stored(json_object()),
+      m_current(json_object()) {
+  Reload();
+  m_changes.clear();
+}
+
+bool ConfigStore::Reload() {
+  std::lock_guard<std::mutex> file(m_fileMutex);
+  JsonRef stored;
+  std::string problem;
+  const FileState state = ReadJsonObject(m_path, stored, problem);
+  std::lock_guard<std::mutex> guard(m_mutex);
+  if (state == FileState::kBad) {
+    ReportLocked(problem + "; the values in use stay");
+    return false;
+  }
+  m_reported.clear();
+  if (state == FileState::kRead) AdoptLocked(std::move(stored));
+  return true;
+}
+
+bool ConfigStore::Save() {
+  if (int error = MakeFolders(FolderOf(m_path))) return Refuse(std::strerror(error));
+  FileLock lock(m_path + ".lock", kLockWaitMs);
+  if (lock.Status() == ETIMEDOUT) return Refuse("another process keeps its lock");
+  if (lock.Status() != 0) return Refuse(m_path + ".lock: " + std::strerror(lock.Status()));
+  std::lock_guard<std::mutex> file(m_fileMutex);
+  return SaveLocked();
+}
+
+bool ConfigStore::SaveLocked() {
+  JsonRef stored;
+  std::string problem;
+  if (ReadJsonObject(m_path, stored, problem) == FileState::kBad) return Refuse(problem);
+
+  JsonRef written;
+  std::string text;
+  unsigned long serial = 0;
+  {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    if (stored != nullptr) AdoptLocked(std::move(stored));
+    written = Copy(m_current.get());
+    text = FileText(written.get());
+    serial = m_lastSerial;
+  }
+  if (text.empty()) return Refuse("out of memory");
+  if (int error = ReplaceFile(m_path, text)) return Refuse(std::strerror(error));
+
+  std::lock_guard<std::mutex> guard(m_mutex);
+  m_stored = std::move(written);
+  m_edits.remove_if([serial](const Edit& edit) { return edit.serial <= serial; });
+  m_reported.clear();
+  return true;
+}
+
+bool ConfigStore::Refuse(const std::string& why) {
+  HOST_LOG(3, "%s is not saved: %s", m_path.c_str(), why.c_str());
+  return false;
+}
+
+std::vector<std::string> ConfigStore::TakeChanges() {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return std::exchange(m_changes, {});
+}
+
+std::string ConfigStore::Text(const char* key) const {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return JsonText(json_object_get(m_current.get(), key));
+}
+
+bool ConfigStore::Flag(const char* key) const {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return json_is_true(json_object_get(m_current.get(), key));
+}
+
+JsonRef ConfigStore::Object(const char* key) const {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  const json_t* value = json_object_get(m_current.get(), key);
+  return json_is_object(value) ? Copy(value) : nullptr;
+}
+
+bool ConfigStore::SetText(const char* key, const std::string& text) {
+  JsonRef value = JsonString(text);
+  if (value == nullptr) return false;
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return SetLocked(key, "", std::move(value));
+}
+
+bool ConfigStore::SetFlag(const char* key, bool flag) {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return SetLocked(key, "", JsonRef(json_boolean(flag)));
+}
+
+bool ConfigStore::SetMember(const char* key, const std::string& member, JsonRef value) {
+  if (member.empty() || member.find('\0') != std::string::npos || JsonString(member) == nullptr) {
+    return false;
+  }
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return SetLocked(key, member, std::move(value));
+}
+
+bool ConfigStore::ClearObject(const char* key) {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return SetLocked(key, "", JsonRef(json_object()));
+}
+
+bool ConfigStore::SetLocked(const std::string& key, const std::string& member, JsonRef value) {
+  Apply(m_current.get(), key, member, value.get());
+  m_edits.remove_if([&](const Edit& edit) {
+    return edit.key == key && (member.empty() || edit.member == member);
+  });
+  m_edits.push_back(Edit{++m_lastSerial, key, member, std::move(value)});
+  return true;
+}
+
+// Takes over what the file holds, below what was set here and is not saved yet.
+void ConfigStore::AdoptLocked(JsonRef stored) {
+  JsonRef next = Copy(stored.get());
+  for (const Edit& edit : m_edits) Apply(next.get(), edit.key, edit.member, edit.value.get());
+  for (std::string& key : Differences(m_current.get(), next.get())) {
+    if (std::find(m_changes.begin(), m_changes.end(), key) == m_changes.end()) {
+      m_changes.push_back(std::move(key));
+    }
+  }
+  m_stored = std::move(stored);
+  m_current = std::move(next);
+  CheckTypesLocked();
+}
+
+void ConfigStore::ReportLocked(const std::string& problem) {
+  if (problem == m_reported) return;
+  m_reported = problem;
+  HOST_LOG(3, "%s", problem.c_str());
+}
+
+void ConfigStore::CheckTypesLocked() {
+  std::set<std::string> problems;
+  for (const Key& key : m_keys) {
+    const json_t* value = json_object_get(m_stored.get(), key.name);
+    std::string problem;
+    if (value != nullptr && !HoldsType(key, value, problem)) problems.insert(problem);
+  }
+  for (const std::string& problem : problems) {
+    if (m_reportedTypes.count(problem) == 0) {
+      HOST_LOG(3, "%s: %s; it counts as absent", m_path.c_str(), problem.c_str());
+    }
+  }
+  m_reportedTypes.swap(problems);
+}
+
+bool ConfigStore::HoldsType(const Key& key, const json_t* value, std::string& problem) const {
+  const std::string name = std::string("\"") + key.name + "\"";
+  switch (key.type) {
+    case Type::kText:
+      problem = name + " is not a text";
+      return json_is_string(value);
+    case Type::kFlag:
+      problem = name + " is neither true nor false";
+      return json_is_boolean(value);
+    case Type::kObject:
+      break;
+  }
+  problem = name + " is not an object";
+  if (!json_is_object(value)) return false;
+  // jansson iterates over its objects only without const.
+  auto* object = const_cast<json_t*>(value);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
+  const char* member = nullptr;
+  json_t* entry = nullptr;
+  json_object_foreach(object, member, entry) {
+    if (key.integerMember != nullptr &&
+        !json_is_integer(json_object_get(entry, key.integerMember))) {
+      problem = "\"" + std::string(key.integerMember) + "\" of \"" + member + "\" in " + name +
+                " is not an integer";
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace host

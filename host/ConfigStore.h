@@ -1,0 +1,100 @@
+#ifndef HOST_CONFIGSTORE_H_
+#define HOST_CONFIGSTORE_H_
+
+#include <list>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "host/ConfigFile.h"
+#include "host/Json.h"
+
+namespace host {
+
+// One configuration file: a JSON object whose members are the keys.
+//
+// Values are read and written in memory. `Save` carries what was set since the last save into
+// what the file holds at that moment, so that of two processes that write at the same time neither
+// loses the other's change, and keys that nobody here knows stay. A file that can't be read or
+// parsed costs one message: the values in use stay, and it is not overwritten. Any thread.
+class ConfigStore {
+ public:
+  enum class Type { kText, kFlag, kObject };
+  struct Key {
+    const char* name;
+    Type type;
+    // For an object: the integer member that each of its members must hold; null for none.
+    const char* integerMember;
+  };
+
+  // `path` is this machine's. Reads the file; a missing one is an empty object.
+  ConfigStore(std::string path, std::vector<Key> keys);
+  ConfigStore(const ConfigStore&) = delete;
+  ConfigStore& operator=(const ConfigStore&) = delete;
+
+  const std::string& Path() const { return m_path; }
+
+  // Reads the file again. False when it could not be read, values are then as they were. A file
+  // that has vanished leaves the values as well: it is about to be replaced, or Save writes it.
+  bool Reload();
+
+  // Writes the file. Waits up to five seconds for another process that writes it. False, with a
+  // message, when it could not be written; the file is then as it was, and what was set is kept
+  // for the next save.
+  bool Save();
+
+  // Names of the keys whose values became others through somebody else's writing since the last
+  // call, each once.
+  std::vector<std::string> TakeChanges();
+
+  // Values. A missing key, and one of a wrong type, is empty, false, null. `Object` is a copy.
+  std::string Text(const char* key) const;
+  bool Flag(const char* key) const;
+  JsonRef Object(const char* key) const;
+
+  // Set values in memory. False, and nothing is changed, when a text is not UTF-8 or a member's
+  // name holds a NUL.
+  bool SetText(const char* key, const std::string& text);
+  bool SetFlag(const char* key, bool flag);
+  // A member of the object `key`; null removes it.
+  bool SetMember(const char* key, const std::string& member, JsonRef value);
+  // Leaves the object `key` without members.
+  bool ClearObject(const char* key);
+
+ private:
+  // A value that was set and not saved yet. Without a member the key as a whole.
+  struct Edit {
+    unsigned long serial;
+    std::string key;
+    std::string member;
+    JsonRef value;
+  };
+
+  bool SetLocked(const std::string& key, const std::string& member, JsonRef value);
+  void AdoptLocked(JsonRef stored);
+  void ReportLocked(const std::string& problem);
+  void CheckTypesLocked();
+  bool Refuse(const std::string& why);
+  bool SaveLocked();
+  bool HoldsType(const Key& key, const json_t* value, std::string& problem) const;
+
+  const std::string m_path;
+  const std::vector<Key> m_keys;
+
+  // Reading and writing of the file. Taken before m_mutex.
+  std::mutex m_fileMutex;
+
+  mutable std::mutex m_mutex;  // guards all that follows
+  JsonRef m_stored;            // as last read or written
+  JsonRef m_current;           // m_stored with the edits
+  std::list<Edit> m_edits;
+  unsigned long m_lastSerial = 0;
+  std::vector<std::string> m_changes;
+  std::string m_reported;
+  std::set<std::string> m_reportedTypes;
+};
+
+}  // namespace host
+
+#endif  // HOST_CONFIGSTORE_H_

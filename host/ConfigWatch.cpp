@@ -1,0 +1,86 @@
+#include "host/ConfigWatch.h"
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "host/Files.h"
+#include "host/Log.h"
+
+namespace host {
+namespace {
+
+constexpr int64_t kTryMs = 1000;
+
+}  // namespace
+
+ConfigWatch::ConfigWatch(std::string folder, std::vector<ConfigStore*> stores)
+    : m_folder(std::move(folder)),
+      m_stores(std::move(stores)),
+      m_inotify(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+  if (!Attach()) {
+    HOST_LOG(4, "%s is not watched yet: %s", m_folder.c_str(), std::strerror(errno));
+  }
+}
+
+bool ConfigWatch::Attach() {
+  if (int error = MakeFolders(m_folder)) {
+    errno = error;
+    return false;
+  }
+  // Not IN_CREATE: a file that was just made is still empty.
+  m_watch = inotify_add_watch(m_inotify.Get(), m_folder.c_str(),
+                              IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVE_SELF | IN_ONLYDIR);
+  return m_watch >= 0;
+}
+
+void ConfigWatch::ReloadAll() {
+  for (ConfigStore* store : m_stores) store->Reload();
+}
+
+void ConfigWatch::Want(Wait& wait) {
+  if (m_watch >= 0) {
+    wait.ForRead(m_inotify.Get());
+  } else {
+    wait.Until(m_nextTryMs);
+  }
+}
+
+void ConfigWatch::Serve(const Wait& wait, int64_t nowMs) {
+  if (m_watch >= 0) {
+    if (wait.Ready(m_inotify.Get())) TakeEvents();
+  } else if (nowMs >= m_nextTryMs) {
+    m_nextTryMs = nowMs + kTryMs;
+    if (!Attach()) return;
+    HOST_LOG(5, "%s is watched", m_folder.c_str());
+    ReloadAll();
+  }
+}
+
+void ConfigWatch::TakeEvents() {
+  alignas(struct inotify_event) char buffer[4096];
+  std::vector<bool> changed(m_stores.size(), false);
+  ssize_t got = 0;
+  while ((got = read(m_inotify.Get(), buffer, sizeof(buffer))) > 0) {
+    for (ssize_t at = 0; at < got;) {
+      struct inotify_event event = {};
+      std::memcpy(&event, buffer + at, sizeof(event));
+      const std::string name(event.len > 0 ? buffer + at + sizeof(event) : "");
+      at += static_cast<ssize_t>(sizeof(event) + event.len);
+      if ((event.mask & IN_MOVE_SELF) != 0) inotify_rm_watch(m_inotify.Get(), event.wd);
+      if ((event.mask & IN_IGNORED) != 0 && event.wd == m_watch) m_watch = -1;
+      for (size_t i = 0; i < m_stores.size(); ++i) {
+        const bool lost = (event.mask & IN_Q_OVERFLOW) != 0;
+        if (lost || m_folder + "/" + name == m_stores[i]->Path()) changed[i] = true;
+      }
+    }
+  }
+  for (size_t i = 0; i < m_stores.size(); ++i) {
+    if (changed[i]) m_stores[i]->Reload();
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,67 @@
+#ifndef HOST_CONTROLSOCKET_H_
+#define HOST_CONTROLSOCKET_H_
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "host/EventThread.h"
+#include "host/Fd.h"
+#include "host/Files.h"
+
+namespace host {
+
+// A stream socket that answers lines. Several clients at once; each line of a client is answered
+// in order, and the next one is not looked at before the answer was taken, so that a slow client
+// holds up itself only. A line of more than 64 KiB is answered once and the client's connection
+// ended.
+class ControlSocket : public EventSource {
+ public:
+  static constexpr size_t kLongestLine = 64 * 1024;
+  static constexpr size_t kMostClients = 32;
+
+  // Answers a line (both without line ends) on the event thread; must not throw.
+  using Handler = std::function<std::string(const std::string& line)>;
+
+  // Makes the socket file, mode 0600, in a folder that is made when missing. A file that nobody
+  // serves any more is replaced. Where it can't be made, or is another process's, a message says
+  // so and nothing is served.
+  ControlSocket(std::string path, Handler handler, std::string tooLongAnswer);
+  // Ends the connections and removes the file.
+  ~ControlSocket() override;
+
+  bool IsServed() const { return m_listener.IsOpen(); }
+
+  void Want(Wait& wait) override;
+  void Serve(const Wait& wait, int64_t nowMs) override;
+
+ private:
+  struct Client {
+    Fd socket;
+    std::string input;
+    std::string output;
+    bool ended = false;     // nothing more comes
+    bool skipping = false;  // what comes is thrown away, up to the end of a line that was too long
+  };
+
+  std::string Open();
+  void Accept(int64_t nowMs);
+  bool ServeClient(Client& client, bool ready);
+  bool Receive(Client& client);
+  bool AnswerLines(Client& client);
+  static bool Flush(Client& client);
+
+  const std::string m_path;
+  const Handler m_handler;
+  const std::string m_tooLongAnswer;
+  std::unique_ptr<FileLock> m_lock;
+  Fd m_listener;
+  std::list<Client> m_clients;
+  int64_t m_acceptFromMs = 0;
+};
+
+}  // namespace host
+
+#endif  // HOST_CONTROLSOCKET_H_

@@ -1,0 +1,32 @@
+#include "host/DeviceService.h"
+
+#include "host/ControlProtocol.h"
+#include "host/DataFolder.h"
+#include "host/DeviceModel.h"
+#include "host/Paths.h"
+#include "platform/util/LocalPath.h"
+
+namespace host {
+
+DeviceService::DeviceService(EventLoop& loop)
+    : m_loop(loop),
+      m_engine(LoadDeviceModel(LocalPath(kDeviceFile))),
+      m_proxy(m_engine),
+      m_poller(m_engine),
+      m_socket(
+          LocalPath(kControlSocket),
+          [this](const std::string& line) { return AnswerControlLine(m_engine, line); },
+          ControlError("a line is at most " + std::to_string(ControlSocket::kLongestLine) +
+                       " bytes long")) {
+  CheckDataFiles(m_engine.Model().psi);
+  m_poller.Poll();
+  m_loop.Add(&m_poller);
+  m_loop.Add(&m_socket);
+}
+
+DeviceService::~DeviceService() {
+  m_loop.Remove(&m_socket);
+  m_loop.Remove(&m_poller);
+}
+
+}  // namespace host

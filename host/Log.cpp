@@ -1,0 +1,157 @@
+#include "host/Log.h"
+
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+namespace host {
+namespace {
+
+constexpr int kDefaultLevel = 5;
+
+struct Settings {
+  int level;
+  bool journal;
+};
+
+// Writes all of it, at once wherever the descriptor takes it at once.
+void WriteWhole(const std::string& line) {
+  // Lines longer than a pipe takes in one piece must not be torn by another thread's.
+  static std::mutex* lock = new std::mutex;
+  std::lock_guard<std::mutex> guard(*lock);
+  size_t done = 0;
+  while (done < line.size()) {
+    ssize_t written = write(STDERR_FILENO, line.data() + done, line.size() - done);
+    if (written >= 0) {
+      done += static_cast<size_t>(written);
+    } else if (errno == EAGAIN) {
+      struct pollfd wait = {STDERR_FILENO, POLLOUT, 0};
+      poll(&wait, 1, -1);
+    } else if (errno != EINTR) {
+      return;
+    }
+  }
+}
+
+void Print(const Settings& settings, int level, const char* unit, const std::string& text) {
+  struct timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  WriteWhole(LogLine(now, level, unit, text, settings.journal));
+}
+
+Settings ReadSettings() {
+  tzset();
+  bool valid = true;
+  const char* variable = std::getenv("CLOUDCLIENT_LOG_LEVEL");
+  Settings settings = {LogLevel(variable, valid),
+                       IsJournal(std::getenv("JOURNAL_STREAM"), STDERR_FILENO)};
+  if (!valid) {
+    Print(settings, 4, "Host",
+          std::string("CLOUDCLIENT_LOG_LEVEL is \"") + variable +
+              "\", not a level from 3 to 7; 5 is used");
+  }
+  return settings;
+}
+
+const Settings& TheSettings() {
+  static const Settings settings = ReadSettings();
+  return settings;
+}
+
+std::string Formatted(const char* format, va_list arguments) {
+  char buffer[1024];
+  va_list again;
+  va_copy(again, arguments);
+  int length = vsnprintf(buffer, sizeof(buffer), format, arguments);
+  std::string text;
+  if (length < 0) {
+    text = format;
+  } else if (static_cast<size_t>(length) < sizeof(buffer)) {
+    text.assign(buffer, static_cast<size_t>(length));
+  } else {
+    text.resize(static_cast<size_t>(length) + 1);
+    vsnprintf(&text[0], text.size(), format, again);
+    text.pop_back();
+  }
+  va_end(again);
+  return text;
+}
+
+}  // namespace
+
+std::string EscapeControls(const std::string& text) {
+  std::string escaped;
+  escaped.reserve(text.size());
+  for (char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (character == '\n') {
+      escaped += "\\n";
+    } else if (character == '\r') {
+      escaped += "\\r";
+    } else if (byte < 0x20 || byte == 0x7f) {
+      char code[5];
+      snprintf(code, sizeof(code), "\\x%02X", static_cast<unsigned int>(byte));
+      escaped += code;
+    } else {
+      escaped += character;
+    }
+  }
+  return escaped;
+}
+
+std::string LogLine(const struct timespec& now, int level, const char* unit,
+                    const std::string& text, bool journal) {
+  char head[80];
+  if (journal) {
+    snprintf(head, sizeof(head), "<%d>", level);
+  } else {
+    struct tm local = {};
+    localtime_r(&now.tv_sec, &local);
+    char date[40] = "";
+    char zone[16] = "";
+    strftime(date, sizeof(date), "%Y-%m-%dT%H:%M:%S", &local);
+    strftime(zone, sizeof(zone), "%z", &local);
+    snprintf(head, sizeof(head), "%s.%03ld%s %d ", date, now.tv_nsec / 1000000, zone, level);
+  }
+  return head + EscapeControls(unit) + " " + EscapeControls(text) + "\n";
+}
+
+int LogLevel(const char* variable, bool& valid) {
+  valid =
+      variable == nullptr || (std::strlen(variable) == 1 && *variable >= '3' && *variable <= '7');
+  return valid && variable != nullptr ? *variable - '0' : kDefaultLevel;
+}
+
+bool IsJournal(const char* variable, int fd) {
+  struct stat status = {};
+  if (variable == nullptr || fstat(fd, &status) != 0) return false;
+  return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == variable;
+}
+
+}  // namespace host
+
+void __dlog_printf(int level, const char* unit, const char* format, ...) {
+  const int savedErrno = errno;
+  const host::Settings& settings = host::TheSettings();
+  if (level <= settings.level) {
+    va_list arguments;
+    va_start(arguments, format);
+    errno = savedErrno;  // "%m" of the caller's
+    std::string text;
+    try {
+      text = host::Formatted(format, arguments);
+      host::Print(settings, level, unit, text);
+    } catch (...) {
+      // Out of memory: this line is lost, its caller is not.
+    }
+    va_end(arguments);
+  }
+  errno = savedErrno;
+}

@@ -1,0 +1,96 @@
+#include "host/Pages.h"
+
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+#include "host/DataFolder.h"
+#include "host/Files.h"
+#include "host/Log.h"
+#include "platform/util/LocalPath.h"
+#include "platform/util/LxStringUtils.h"
+
+namespace host {
+namespace {
+
+constexpr size_t kLargestPage = 16 * 1024 * 1024;
+constexpr char kValuePage[] = "httpGetSet/httpGet.htm";
+constexpr char kPointMark[] = "point:";
+
+// Whether the page's name stays inside the folder that it is looked for in.
+bool StaysInside(const std::string& page) {
+  std::vector<std::string> pieces;
+  LxStringUtils::Split(page, '/', pieces);
+  for (const std::string& piece : pieces) {
+    if (piece == "..") return false;
+  }
+  return !page.empty() && page.find('\0') == std::string::npos;
+}
+
+bool ReadPage(const std::string& psi, const std::string& page, std::string& text) {
+  for (const std::string& folder : PageFolders(psi)) {
+    const std::string path = LocalPath(folder + "/" + page);
+    const int error = ReadFile(path, kLargestPage, text);
+    if (error == 0) return true;
+    if (error == ENOENT || error == ENOTDIR) continue;
+    HOST_LOG(4, "page %s cannot be read: %s", path.c_str(), std::strerror(error));
+    return false;
+  }
+  return false;
+}
+
+// The value of what stands between the braces; false when it is none of the host's marks.
+bool MarkValue(const DeviceEngine& engine, const std::string& uuid, const std::string& mark,
+               std::string& value) {
+  const size_t prefix = sizeof(kPointMark) - 1;
+  if (mark.compare(0, prefix, kPointMark) == 0) {
+    const std::string digits = mark.substr(prefix);
+    int32_t point = 0;
+    if (digits.find_first_not_of("0123456789") != std::string::npos ||
+        !LxStringUtils::ConvertStringToLong(digits, point) || point > UINT16_MAX) {
+      return false;
+    }
+    engine.PointText(static_cast<uint16_t>(point), value);
+  } else if (mark == "label") {
+    value = engine.Model().label;
+  } else if (mark == "psi") {
+    value = engine.Model().psi.value_or("");
+  } else if (mark == "uuid") {
+    value = uuid;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string RenderPage(const DeviceEngine& engine, const std::string& uuid,
+                       const std::string& text) {
+  std::string rendered;
+  size_t done = 0;
+  for (size_t start = text.find("{{"); start != std::string::npos; start = text.find("{{", start)) {
+    const size_t end = text.find("}}", start + 2);
+    if (end == std::string::npos) break;
+    std::string value;
+    if (MarkValue(engine, uuid, text.substr(start + 2, end - start - 2), value)) {
+      rendered.append(text, done, start - done).append(value);
+      start = done = end + 2;
+    } else {
+      ++start;
+    }
+  }
+  return rendered.append(text, done, std::string::npos);
+}
+
+std::string GetPage(const DeviceEngine& engine, const std::string& uuid, const std::string& query,
+                    const std::string& page) {
+  std::string text;
+  if (page == kValuePage && query.compare(0, 4, "op1=") == 0) {
+    return engine.NamedText(query.substr(4), text) ? "op1=\"" + text + "\"" : "";
+  }
+  if (!StaysInside(page) || !ReadPage(engine.Model().psi.value_or(""), page, text)) return "";
+  return RenderPage(engine, uuid, text);
+}
+
+}  // namespace host
