@@ -1,0 +1,214 @@
+// The poster thread's way with changes of value.
+#include <stdexcept>
+
+#include "CoreTest.h"
+
+namespace device_core {
+
+using testing::ElementsAre;
+using testing::Field;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class PosterCovs : public CoreTest {
+ protected:
+  void Queue(uint32_t pointId) { mgr->AddDeviceCOV(Change(pointId).notification); }
+
+  static std::vector<std::string> Chassis() {
+    std::vector<std::string> ids;
+    for (const ProcessedCov& cov : patch().covs) ids.push_back(cov.chassisId);
+    return ids;
+  }
+};
+
+TEST_F(PosterCovs, Only_the_first_of_a_pass_is_delivered) {
+  inPass[1] = [&] {
+    Queue(1201);
+    Queue(1202);
+    Queue(1203);
+  };
+  RunPoster(3);
+  EXPECT_THAT(patch().covs, ElementsAre(Field(&ProcessedCov::pointId, 1201)));
+  EXPECT_FALSE(mgr->HasCovs());
+}
+
+TEST_F(PosterCovs, Each_pass_delivers_one) {
+  for (int pass = 1; pass <= 3; ++pass) {
+    inPass[pass] = [this, pass] { Queue(1200 + static_cast<uint32_t>(pass)); };
+  }
+  RunPoster(4);
+  EXPECT_THAT(patch().covs,
+              ElementsAre(Field(&ProcessedCov::pointId, 1201), Field(&ProcessedCov::pointId, 1202),
+                          Field(&ProcessedCov::pointId, 1203)));
+}
+
+TEST_F(PosterCovs, Everything_of_the_record_is_handed_on) {
+  Change change(4000000000u);
+  change.notification.status = 0x00020003;
+  change.notification.extra = 0xBEEF;
+  for (size_t i = 0; i < sizeof change.buffer; ++i) change.buffer[i] = static_cast<char>(i);
+  engine.points[4329] = "Rack 4";
+  inPass[1] = [&] { mgr->AddDeviceCOV(change.notification); };
+  RunPoster(1);
+  ASSERT_THAT(patch().covs, SizeIs(1));
+  const ProcessedCov& cov = patch().covs[0];
+  EXPECT_EQ(cov.deviceId, 0x00020003u);
+  EXPECT_EQ(cov.pointId, -294967296);
+  EXPECT_EQ(cov.extra, 0xBEEF);
+  EXPECT_EQ(cov.value, std::string(change.buffer, sizeof change.buffer));
+  EXPECT_EQ(cov.client, https.get());
+  EXPECT_EQ(cov.chassisId, "17");
+  EXPECT_EQ(cov.uuid, kUuid);
+  EXPECT_EQ(cov.label, "Rack 4");
+  EXPECT_THAT(Lines(4), IsEmpty());
+}
+
+TEST_F(PosterCovs, The_label_is_asked_of_the_low_half_of_the_first_word) {
+  Change change(1201);
+  change.notification.status = 0x00020003;
+  inPass[1] = [&] { mgr->AddDeviceCOV(change.notification); };
+  RunPoster(1);
+  ASSERT_THAT(engine.pointsAsked, SizeIs(1));
+  const fakes::PointQuery& query = engine.pointsAsked[0];
+  EXPECT_EQ(query.device, 3);
+  EXPECT_EQ(query.point, 4329);
+  EXPECT_EQ(query.arg2, 1);
+  EXPECT_EQ(query.arg3, 0);
+  EXPECT_EQ(query.arg4, 0);
+  EXPECT_EQ(query.arg5, 0);
+  EXPECT_EQ(query.reserved, 0);
+}
+
+TEST_F(PosterCovs, A_label_that_cannot_be_read_is_empty) {
+  engine.pointStatus[4329] = 5;
+  inPass[1] = [&] { Queue(1201); };
+  RunPoster(1);
+  EXPECT_THAT(patch().covs, ElementsAre(Field(&ProcessedCov::label, "")));
+  EXPECT_THAT(Lines(4), IsEmpty());
+}
+
+TEST_F(PosterCovs, Each_label_is_read_afresh) {
+  inPass[1] = [&] { Queue(1201); };
+  inPass[2] = [&] {
+    engine.pointStatus[4329] = 5;
+    Queue(1202);
+  };
+  RunPoster(2);
+  EXPECT_THAT(patch().covs, ElementsAre(Field(&ProcessedCov::label, "Unit label"),
+                                        Field(&ProcessedCov::label, "")));
+}
+
+TEST_F(PosterCovs, Are_delivered_without_a_proxy) {
+  inPass[1] = [&] {
+    mgr->SetPldProxy(nullptr);
+    Queue(1201);
+  };
+  RunPoster(1);
+  EXPECT_THAT(patch().covs, ElementsAre(Field(&ProcessedCov::label, "")));
+}
+
+TEST_F(PosterCovs, Go_to_the_last_chassis_of_the_map_at_first) {
+  platform.cloud.chassis = {{"a", 0}, {"b", 0}, {"c", 1}};
+  inPass[1] = [&] { Queue(1201); };
+  RunPoster(1);
+  EXPECT_THAT(Chassis(), ElementsAre("c"));
+}
+
+TEST_F(PosterCovs, Go_to_the_chassis_of_the_event_before_them) {
+  platform.cloud.chassis = {{"a", 0}, {"b", 1}};
+  inPass[1] = [&] {
+    Queue(1201);
+    Raise(4711, 0, 3, 0);  // of the same pass, and events come first
+  };
+  inPass[2] = [&] { Queue(1202); };
+  RunPoster(2);
+  EXPECT_THAT(Chassis(), ElementsAre("a", "a"));
+}
+
+TEST_F(PosterCovs, Go_to_the_chassis_of_an_event_that_was_known_already) {
+  platform.cloud.chassis = {{"a", 0}, {"b", 1}};
+  inPass[1] = [&] { Raise(4711, 0, 3, 0); };
+  inPass[2] = [&] { Raise(4711, 0, 3, 1); };
+  inPass[3] = [&] {
+    Raise(4711, 0, 3, 0);
+    Queue(1201);
+  };
+  RunPoster(3);
+  EXPECT_THAT(Chassis(), ElementsAre("a"));
+}
+
+TEST_F(PosterCovs, Stay_with_their_chassis_after_an_event_without_one) {
+  platform.cloud.chassis = {{"a", 0}, {"b", 1}};
+  inPass[1] = [&] { Raise(4711, 0, 3, 0); };
+  inPass[2] = [&] {
+    Raise(4711, 0, 3, 9);
+    Queue(1201);
+  };
+  RunPoster(2);
+  EXPECT_THAT(Chassis(), ElementsAre("a"));
+}
+
+TEST_F(PosterCovs, Go_to_the_last_chassis_of_the_daily_synchronisation_after_it) {
+  platform.cloud.chassis = {{"a", 0}, {"b", 1}};
+  service.answers("GET", "/redfish/v1/Oem/Quorvan:Events?*", 200, "[]");
+  inPass[1] = [&] {
+    platform.cloud.chassis["z"] = 2;
+    cloudclient::DeviceMgr::SetAlarmSyncRequested(true);
+    Queue(1201);  // comes before the synchronisation of its pass
+  };
+  inPass[2] = [&] { Queue(1202); };
+  RunPoster(2);
+  EXPECT_THAT(Chassis(), ElementsAre("b", "z"));
+}
+
+TEST_F(PosterCovs, Have_no_chassis_when_none_was_ever_seen) {
+  platform.cloud.chassis.clear();
+  platform.cloud.numChassis = 1;
+  inPass[1] = [&] { Queue(1201); };
+  RunPoster(1);
+  EXPECT_THAT(Chassis(), ElementsAre(""));
+}
+
+TEST_F(PosterCovs, Wait_for_the_next_pass_when_the_queue_cannot_be_locked) {
+  service.answers("GET", "/redfish/v1/Oem/Quorvan:Events?*", 200, "[]");
+  inPass[1] = [&] {
+    Queue(1201);
+    cloudclient::DeviceMgr::SetAlarmSyncRequested(true);
+    platform.mutexes.lockStatusOf[1] = 22;
+  };
+  inPass[2] = [&] {
+    EXPECT_THAT(Lines(4), ElementsAre("3 CloudPoster: Failed to get the cov list lock"));
+    EXPECT_THAT(patch().covs, IsEmpty());
+    EXPECT_FALSE(cloudclient::DeviceMgr::IsAlarmSyncRequested());  // served in that pass
+    platform.mutexes.lockStatusOf.clear();
+  };
+  RunPoster(2);
+  EXPECT_THAT(patch().covs, ElementsAre(Field(&ProcessedCov::pointId, 1201)));
+}
+
+TEST_F(PosterCovs, Are_delivered_with_the_queue_unlocked) {
+  int held = -1;
+  patch().onCov = [&] {
+    held = platform.mutexes.Held();
+    if (patch().covs.empty()) Queue(1202);  // arrives meanwhile
+  };
+  inPass[1] = [&] { Queue(1201); };
+  RunPoster(2);
+  EXPECT_EQ(held, 0);
+  EXPECT_THAT(patch().covs, SizeIs(2));
+}
+
+TEST_F(PosterCovs, What_delivering_throws_fails_that_one) {
+  patch().onCov = [&] {
+    patch().onCov = nullptr;
+    throw std::runtime_error("patch");
+  };
+  inPass[1] = [&] { Queue(1201); };
+  inPass[2] = [&] { Queue(1202); };
+  RunPoster(19);
+  EXPECT_THAT(patch().covs, ElementsAre(Field(&ProcessedCov::pointId, 1202)));
+  EXPECT_THAT(service.requests("POST", kHeartbeatPath), SizeIs(1));
+  EXPECT_THAT(Lines(4), IsEmpty());
+}
+
+}  // namespace device_core

@@ -1,0 +1,147 @@
+// The poster thread's way with the daily synchronisation.
+#include <stdexcept>
+
+#include "CoreTest.h"
+
+namespace device_core {
+
+using cloudclient::DeviceMgr;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr char kAnyList[] = "/redfish/v1/Oem/Quorvan:Events?*";
+
+class PosterSync : public CoreTest {
+ protected:
+  void SetUp() override {
+    CoreTest::SetUp();
+    service.answers("GET", kAnyList, 200, "[]");
+  }
+
+  void RequestInPass(int pass) {
+    inPass[pass] = [] { DeviceMgr::SetAlarmSyncRequested(true); };
+  }
+
+  static std::string Sent(int velId, const std::string& chassisId) {
+    return "SendAllResourcesToCloud(" + std::to_string(velId) + ", " + chassisId + ", " + kUuid +
+           ", https)";
+  }
+
+  // Lists read of the service's events.
+  size_t ListsRead() const { return service.requests("GET", kAnyList).size(); }
+};
+
+TEST_F(PosterSync, Is_not_made_unless_it_is_requested) {
+  RunPoster(18);
+  EXPECT_THAT(patch().calls, IsEmpty());
+  EXPECT_THAT(service.requests(), IsEmpty());
+}
+
+TEST_F(PosterSync, Serves_every_configured_chassis_in_the_order_of_its_keys) {
+  platform.cloud.chassis = {{"b", 2}, {"a", 4}, {"c", 0}};
+  RequestInPass(1);
+  inPass[2] = [] { EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested()); };
+  RunPoster(4);
+  EXPECT_THAT(patch().calls, ElementsAre(Sent(4, "a"), Sent(2, "b"), Sent(0, "c")));
+  EXPECT_THAT(engine.activeEventsAsked, ElementsAre(4, 2, 0, 4, 2, 0, 4, 2, 0));
+  EXPECT_EQ(ListsRead(), 3u * 3 * 3);  // each call synchronises them all, three lists a chassis
+  EXPECT_THAT(Lines(4), IsEmpty());
+}
+
+TEST_F(PosterSync, Reads_the_chassis_afresh) {
+  RequestInPass(1);
+  const auto request = inPass[1];
+  inPass[1] = [&, request] {
+    platform.cloud.chassis = {{"18", 7}};
+    request();
+  };
+  RunPoster(1);
+  EXPECT_THAT(patch().calls, ElementsAre(Sent(7, "18")));
+}
+
+TEST_F(PosterSync, With_no_chassis_left_only_clears_the_request) {
+  inPass[1] = [&] {
+    platform.cloud.chassis.clear();
+    DeviceMgr::SetAlarmSyncRequested(true);
+  };
+  RunPoster(1);
+  EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested());
+  EXPECT_THAT(patch().calls, IsEmpty());
+  EXPECT_THAT(service.requests(), IsEmpty());
+}
+
+TEST_F(PosterSync, Clears_the_request_at_its_end) {
+  RequestInPass(1);
+  fakes::curl().onPerform = [](fakes::Transfer&) {
+    EXPECT_TRUE(DeviceMgr::IsAlarmSyncRequested());
+    DeviceMgr::SetAlarmSyncRequested(true);
+  };
+  RunPoster(3);
+  EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested());
+  EXPECT_THAT(patch().calls, SizeIs(1));
+}
+
+TEST_F(PosterSync, Is_made_again_when_it_is_requested_again) {
+  RequestInPass(1);
+  RequestInPass(3);
+  RunPoster(3);
+  EXPECT_THAT(patch().calls, SizeIs(2));
+}
+
+TEST_F(PosterSync, Comes_after_the_events_of_its_pass) {
+  inPass[1] = [&] {
+    Raise(4711);
+    DeviceMgr::SetAlarmSyncRequested(true);
+  };
+  RunPoster(1);
+  const std::vector<std::string> lines = service.lines();
+  ASSERT_THAT(lines, SizeIs(4));
+  EXPECT_EQ(lines[0], std::string("POST ") + kEventsPath);
+}
+
+// A trailer reaches only the header text, which is then longer than the whole answer.
+TEST_F(PosterSync, An_answer_cut_out_of_range_fails_and_the_thread_goes_on) {
+  platform.cloud.chassis = {{"17", 0}, {"18", 1}};
+  const auto answer = fakes::curl().respond;
+  fakes::curl().respond = [answer](const fakes::Transfer& transfer) {
+    fakes::Response response = answer(transfer);
+    if (transfer.Method() == "GET") {
+      response.body = "";
+      response.trailer = "X-Trailer: longer than the body\r\n";
+    }
+    return response;
+  };
+  RequestInPass(1);
+  inPass[2] = [&] {
+    EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested());
+    Raise(4711);
+  };
+  RunPoster(19);
+  EXPECT_THAT(patch().calls, ElementsAre(Sent(0, "17"), Sent(1, "18")));
+  EXPECT_EQ(ListsRead(), 2u);  // each call ended in its first
+  EXPECT_THAT(service.requests("POST", kEventsPath), SizeIs(1));
+  EXPECT_THAT(service.requests("POST", kHeartbeatPath), SizeIs(1));
+  for (const std::string& line : Lines(4)) {
+    EXPECT_EQ(line.find("CloudPoster"), std::string::npos) << line;
+    EXPECT_EQ(line.find("Sync"), std::string::npos) << line;
+  }
+  EXPECT_EQ(platform.mutexes.Held(), 0);
+  EXPECT_EQ(fakes::curl().liveHandles, 0);
+}
+
+TEST_F(PosterSync, What_the_engine_throws_leaves_no_synchronisation_in_progress) {
+  engine.onGetActiveEvents = [&] {
+    EXPECT_TRUE(mgr->IsSyncInProgress());
+    throw std::runtime_error("engine");
+  };
+  RequestInPass(1);
+  inPass[2] = [&] {
+    EXPECT_FALSE(mgr->IsSyncInProgress());
+    Raise(4711);
+  };
+  RunPoster(2);
+  EXPECT_THAT(service.requests("POST", kEventsPath), SizeIs(1));
+}
+
+}  // namespace device_core

@@ -1,0 +1,243 @@
+// Registration for notifications, the callbacks, and the two queues.
+#include <cstddef>
+
+#include "CoreTest.h"
+
+namespace device_core {
+
+using cloudclient::DeviceCov;
+using cloudclient::DeviceEvent;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// The records' places in memory are those of a 32-bit appliance.
+#define AT_32_BITS(claim) static_assert(sizeof(void*) != 4 || (claim), "layout of a record")
+AT_32_BITS(offsetof(LxPldEventNotification, status) == 0);
+AT_32_BITS(offsetof(LxPldEventNotification, gddId) == 4);
+AT_32_BITS(offsetof(LxPldEventNotification, module) == 8);
+AT_32_BITS(offsetof(LxPldEventNotification, eventState) == 10);
+AT_32_BITS(offsetof(LxPldEventNotification, spare) == 12);
+AT_32_BITS(sizeof(LxPldEventNotification) == 16);
+AT_32_BITS(offsetof(LxPldCovNotification, status) == 0);
+AT_32_BITS(offsetof(LxPldCovNotification, pointId) == 4);
+AT_32_BITS(offsetof(LxPldCovNotification, word2) == 8);
+AT_32_BITS(offsetof(LxPldCovNotification, extra) == 12);
+AT_32_BITS(offsetof(LxPldCovNotification, word3) == 14);
+AT_32_BITS(offsetof(LxPldCovNotification, valueText) == 20);
+AT_32_BITS(offsetof(LxPldProxy::ActiveEvent, module) == 0);
+AT_32_BITS(offsetof(LxPldProxy::ActiveEvent, gddId) == 4);
+AT_32_BITS(offsetof(LxPldProxy::ActiveEvent, eventState) == 8);
+AT_32_BITS(offsetof(DeviceEvent, velId) == 0);
+AT_32_BITS(offsetof(DeviceEvent, gddId) == 4);
+AT_32_BITS(offsetof(DeviceEvent, module) == 8);
+AT_32_BITS(offsetof(DeviceEvent, eventState) == 10);
+AT_32_BITS(offsetof(DeviceEvent, spare) == 12);
+AT_32_BITS(sizeof(DeviceEvent) == 16);
+static_assert(sizeof(DeviceCov::valueText) == 256, "the whole value buffer");
+
+class Instance : public CoreTest {};
+class Registration : public CoreTest {};
+class Notifications : public CoreTest {
+ protected:
+  void SetUp() override {
+    CoreTest::SetUp();
+    mgr->RegisterForDeviceDataChange(1);
+  }
+};
+class EventQueue : public CoreTest {};
+class CovQueue : public CoreTest {};
+
+TEST_F(Instance, There_is_one) { EXPECT_EQ(cloudclient::DeviceMgr::GetInstance(), mgr); }
+
+TEST_F(Instance, Starts_at_rest) {
+  EXPECT_FALSE(mgr->IsRunning());
+  EXPECT_FALSE(mgr->IsSyncInProgress());
+  EXPECT_FALSE(cloudclient::DeviceMgr::IsAlarmSyncRequested());
+  EXPECT_FALSE(mgr->HasEvents());
+  EXPECT_FALSE(mgr->HasCovs());
+  EXPECT_TRUE(platform.threads.created.empty());
+  EXPECT_EQ(platform.timer.activations, 0);
+}
+
+TEST_F(Instance, Hands_out_what_it_was_given) {
+  EXPECT_EQ(mgr->GetPldProxy(), &engine);
+  EXPECT_EQ(mgr->GetHttpsClient(), https.get());
+  mgr->SetPldProxy(nullptr);
+  mgr->SetHttpsClient(nullptr);
+  EXPECT_EQ(mgr->GetPldProxy(), nullptr);
+  EXPECT_EQ(mgr->GetHttpsClient(), nullptr);
+}
+
+TEST_F(Registration, Asks_for_events_then_for_changes_of_value) {
+  mgr->RegisterForDeviceDataChange(5);
+  EXPECT_THAT(engine.registrations, ElementsAre("event 0 5", "cov 0 5"));
+  EXPECT_THAT(Lines(), IsEmpty());
+}
+
+TEST_F(Registration, Goes_on_when_the_engine_refuses_events) {
+  engine.registerEventStatus = 9;
+  engine.registerCovStatus = 9;
+  mgr->RegisterForDeviceDataChange(5);
+  EXPECT_THAT(engine.registrations, ElementsAre("event 0 5", "cov 0 5"));
+  EXPECT_THAT(Lines(), IsEmpty());
+}
+
+TEST_F(Registration, Says_that_there_is_no_proxy) {
+  mgr->SetPldProxy(nullptr);
+  mgr->RegisterForDeviceDataChange(5);
+  EXPECT_THAT(Lines(), ElementsAre("3 RegisterForDeviceDataChange: NULL pldProxy"));
+  EXPECT_THAT(engine.registrations, IsEmpty());
+}
+
+TEST_F(Registration, Is_made_again_when_asked_again) {
+  mgr->RegisterForDeviceDataChange(5);
+  mgr->RegisterForDeviceDataChange(6);
+  EXPECT_THAT(engine.registrations, ElementsAre("event 0 5", "cov 0 5", "event 0 6", "cov 0 6"));
+}
+
+TEST_F(Notifications, An_event_is_queued_field_for_field) {
+  const LxPldEventNotification notification = {0, 70000, 2, 4, 0xA5A5A5A5};
+  engine.eventCallback(0, &notification);
+  ASSERT_EQ(mgr->GetEventList().size(), 1u);
+  const DeviceEvent& event = mgr->GetEventList()[0];
+  EXPECT_EQ(event.velId, 0u);
+  EXPECT_EQ(event.gddId, 70000u);
+  EXPECT_EQ(event.module, 2);
+  EXPECT_EQ(event.eventState, 4);
+  EXPECT_EQ(event.spare, 0xA5A5A5A5u);
+}
+
+TEST_F(Notifications, An_event_with_a_first_word_is_ignored) {
+  const LxPldEventNotification notification = {1, 4711, 0, 3, 0};
+  engine.eventCallback(0, &notification);
+  EXPECT_FALSE(mgr->HasEvents());
+  EXPECT_THAT(Lines(), IsEmpty());
+}
+
+TEST_F(Notifications, An_event_is_taken_whatever_the_status_beside_it) {
+  const LxPldEventNotification notification = {0, 4711, 0, 3, 0};
+  engine.eventCallback(9, &notification);
+  EXPECT_TRUE(mgr->HasEvents());
+}
+
+TEST_F(Notifications, A_change_is_queued_field_for_field_with_its_whole_buffer) {
+  Change change(1201);
+  for (size_t i = 0; i < sizeof change.buffer; ++i) change.buffer[i] = static_cast<char>(i);
+  change.notification.word2 = 0x11223344;
+  change.notification.extra = 0x5566;
+  change.notification.word3 = 0x7788;
+  engine.covCallback(0, &change.notification);
+  ASSERT_EQ(mgr->GetCovList().size(), 1u);
+  const DeviceCov& cov = mgr->GetCovList()[0];
+  EXPECT_EQ(cov.word0, 0u);
+  EXPECT_EQ(cov.pointId, 1201u);
+  EXPECT_EQ(cov.word2, 0x11223344u);
+  EXPECT_EQ(cov.extra, 0x5566);
+  EXPECT_EQ(cov.word3, 0x7788);
+  EXPECT_EQ(std::string(cov.valueText, sizeof cov.valueText),
+            std::string(change.buffer, sizeof change.buffer));
+  EXPECT_THAT(Lines(), IsEmpty());
+}
+
+TEST_F(Notifications, A_change_with_a_first_word_is_ignored) {
+  Change change(1201);
+  change.notification.status = 1;
+  engine.covCallback(0, &change.notification);
+  EXPECT_FALSE(mgr->HasCovs());
+  EXPECT_THAT(Lines(), IsEmpty());
+}
+
+TEST_F(Notifications, A_change_is_taken_whatever_the_status_beside_it) {
+  const Change change(1201);
+  engine.covCallback(9, &change.notification);
+  EXPECT_TRUE(mgr->HasCovs());
+}
+
+TEST_F(EventQueue, Keeps_the_order_and_says_what_is_added) {
+  Raise(4711);
+  Raise(4000000000u, 1, 0, 4294967295u);
+  EXPECT_TRUE(mgr->HasEvents());
+  ASSERT_EQ(mgr->GetEventList().size(), 2u);
+  EXPECT_EQ(mgr->GetEventList()[0].gddId, 4711u);
+  EXPECT_EQ(mgr->GetEventList()[1].gddId, 4000000000u);
+  EXPECT_THAT(Lines(),
+              ElementsAre("7 AddDeviceEvent: adding event from pld engine: 0:4711",
+                          "7 AddDeviceEvent: adding event from pld engine: 4294967295:4000000000"));
+  EXPECT_EQ(platform.mutexes.locks, 2);
+  EXPECT_EQ(platform.mutexes.Held(), 0);
+}
+
+TEST_F(EventQueue, Drops_the_event_when_it_cannot_be_locked) {
+  platform.mutexes.lockStatusOf[0] = 22;
+  Raise(4711);
+  EXPECT_FALSE(mgr->HasEvents());
+  EXPECT_THAT(Lines(), ElementsAre("7 AddDeviceEvent: adding event from pld engine: 0:4711",
+                                   "3 AddDeviceEvent: Failed to lock event mutex (22)"));
+  EXPECT_EQ(platform.mutexes.unlocks, 0);
+}
+
+TEST_F(EventQueue, Is_not_bothered_by_the_other_mutex) {
+  platform.mutexes.lockStatusOf[1] = 22;
+  Raise(4711);
+  EXPECT_TRUE(mgr->HasEvents());
+}
+
+TEST_F(EventQueue, Is_emptied_and_keeps_its_capacity) {
+  for (int i = 0; i < 100; ++i) Raise(4711);
+  const size_t capacity = mgr->GetEventList().capacity();
+  mgr->ClearEvents();
+  EXPECT_FALSE(mgr->HasEvents());
+  EXPECT_EQ(mgr->GetEventList().capacity(), capacity);
+}
+
+TEST_F(EventQueue, Lock_and_unlock_answer_the_status_of_the_mutex) {
+  EXPECT_EQ(mgr->LockEventList(), 0u);
+  EXPECT_EQ(platform.mutexes.Held(), 1);
+  EXPECT_EQ(mgr->UnlockEventList(), 0u);
+  EXPECT_EQ(platform.mutexes.Held(), 0);
+  platform.mutexes.lockStatusOf[0] = 35;
+  EXPECT_EQ(mgr->LockEventList(), 35u);
+}
+
+TEST_F(CovQueue, Keeps_the_order_and_says_nothing) {
+  mgr->AddDeviceCOV(Change(1201).notification);
+  mgr->AddDeviceCOV(Change(1202).notification);
+  EXPECT_TRUE(mgr->HasCovs());
+  ASSERT_EQ(mgr->GetCovList().size(), 2u);
+  EXPECT_EQ(mgr->GetCovList()[0].pointId, 1201u);
+  EXPECT_EQ(mgr->GetCovList()[1].pointId, 1202u);
+  EXPECT_THAT(Lines(), IsEmpty());
+  EXPECT_EQ(platform.mutexes.Held(), 0);
+}
+
+TEST_F(CovQueue, Drops_the_change_when_it_cannot_be_locked) {
+  platform.mutexes.lockStatusOf[1] = 22;
+  mgr->AddDeviceCOV(Change(1201).notification);
+  EXPECT_FALSE(mgr->HasCovs());
+  EXPECT_THAT(Lines(), ElementsAre("3 AddDeviceCOV: Failed to lock the COV list mutex"));
+  EXPECT_EQ(platform.mutexes.unlocks, 0);
+}
+
+TEST_F(CovQueue, Is_not_bothered_by_the_other_mutex) {
+  platform.mutexes.lockStatusOf[0] = 22;
+  mgr->AddDeviceCOV(Change(1201).notification);
+  EXPECT_TRUE(mgr->HasCovs());
+}
+
+TEST_F(CovQueue, Is_emptied_and_keeps_its_capacity) {
+  for (int i = 0; i < 100; ++i) mgr->AddDeviceCOV(Change(1201).notification);
+  const size_t capacity = mgr->GetCovList().capacity();
+  mgr->ClearCovs();
+  EXPECT_FALSE(mgr->HasCovs());
+  EXPECT_EQ(mgr->GetCovList().capacity(), capacity);
+}
+
+TEST_F(CovQueue, Lock_and_unlock_answer_the_status_of_the_mutex) {
+  EXPECT_EQ(mgr->LockCovList(), 0u);
+  EXPECT_EQ(platform.mutexes.Held(), 1);
+  EXPECT_EQ(mgr->UnlockCovList(), 0u);
+  platform.mutexes.lockStatusOf[1] = 35;
+  EXPECT_EQ(mgr->LockCovList(), 35u);
+}
+
+}  // namespace device_core
