@@ -13,6 +13,8 @@ struct Operation {
   std::vector<std::string> failures;
 };
 
+void PrintTo(const Operation& operation, std::ostream* stream) { *stream << operation.name; }
+
 std::string g_body;
 std::string g_header;
 

@@ -1,7 +1,7 @@
 #ifndef UNIT_HTTPS_TRANSPORTTEST_H_
 #define UNIT_HTTPS_TRANSPORTTEST_H_
 
-#include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -20,7 +20,6 @@ using fakes::curl;
 using fakes::platform;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Throw;
 
 constexpr char kUrl[] = "https://cloud.example/redfish/v1/Thing";
 constexpr char kDocument[] = "{\"a\": 1}";
@@ -92,6 +91,8 @@ struct NamedOption {
   CURLoption option;
   const char* name;
 };
+
+inline void PrintTo(const NamedOption& option, std::ostream* stream) { *stream << option.name; }
 
 inline std::string NameOf(const testing::TestParamInfo<NamedOption>& info) {
   return info.param.name;
