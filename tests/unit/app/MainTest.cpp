@@ -1,0 +1,83 @@
+#include "AppTest.h"
+
+// `main` of the program.
+int CloudClientMain(int argc, char** argv);
+
+namespace cloudclient {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Not;
+
+class MainTest : public AppTest {
+ protected:
+  // Runs the program under a path.
+  static int Run(std::string path) {
+    char* argv[] = {path.data(), nullptr};
+    return CloudClientMain(1, argv);
+  }
+};
+
+TEST_F(MainTest, The_application_is_named_by_the_base_name_of_the_program) {
+  fakes::platform().framework.stop = true;
+  EXPECT_EQ(Run("/usr/sbin/cloudclient"), 0);
+  EXPECT_EQ(fakes::platform().framework.name, "cloudclient");
+}
+
+TEST_F(MainTest, A_name_without_folder_is_taken_as_it_is) {
+  fakes::platform().framework.stop = true;
+  EXPECT_EQ(Run("client-2"), 0);
+  EXPECT_EQ(fakes::platform().framework.name, "client-2");
+}
+
+TEST_F(MainTest, Without_any_argument_the_application_still_has_a_name) {
+  fakes::platform().framework.stop = true;
+  char* argv[] = {nullptr};
+  EXPECT_EQ(CloudClientMain(0, argv), 0);
+  EXPECT_EQ(fakes::platform().framework.name, "cloudclient");
+}
+
+TEST_F(MainTest, A_run_is_started_stopped_and_destroyed) {
+  fakes::platform().framework.stop = true;
+  EXPECT_EQ(Run("cloudclient"), 0);
+  EXPECT_THAT(fakes::platform().framework.calls,
+              ElementsAre("LxBaseApp::Start", "LxBaseProxyApp::OnStart", "LxBaseProxyApp::OnStop"));
+  EXPECT_THAT(steps().All(),
+              ElementsAre("cloud.LoadAllChassis", "DeviceMgr::SetPldProxy", "curl_global_init",
+                          "PatchMgr goes", "curl_global_cleanup"));
+  EXPECT_EQ(LxBaseKyrosApp::GetInstance(), nullptr);
+}
+
+TEST_F(MainTest, A_run_works_until_it_is_stopped) {
+  cloud.enabled = false;
+  fakes::platform().sleeps.hook = [](uint64_t) {
+    auto& sleeps = fakes::platform().sleeps.microseconds;
+    if (sleeps.size() == 2) fakes::platform().cloud.enabled = true;
+    if (sleeps.size() == 5) fakes::platform().framework.stop = true;
+  };
+  EXPECT_EQ(Run("cloudclient"), 0);
+  // Two waits for enablement, and the threads' start within the first of two work steps.
+  EXPECT_THAT(fakes::platform().sleeps.microseconds,
+              ElementsAre(5000000, 5000000, 2000000, 5000000, 5000000));
+  EXPECT_THAT(fakes::platform().threads.joined.size(), 2);
+  EXPECT_EQ(fakes::platform().framework.calls.back(), "LxBaseProxyApp::OnStop");
+}
+
+TEST_F(MainTest, What_leaves_the_run_destroys_the_application_and_goes_on) {
+  int sleeps = 0;
+  fakes::platform().sleeps.hook = [&sleeps](uint64_t) {
+    if (++sleeps == 2) throw fakes::Leave();  // the end of the first work step
+  };
+  EXPECT_THROW(Run("cloudclient"), fakes::Leave);
+  EXPECT_THAT(fakes::platform().framework.calls, Not(Contains("LxBaseProxyApp::OnStop")));
+  EXPECT_EQ(fakes::platform().threads.joined.size(), 2);
+  const std::vector<std::string> all = steps().All();
+  ASSERT_GE(all.size(), 2);
+  EXPECT_EQ(all[all.size() - 2], "PatchMgr goes");
+  EXPECT_EQ(all[all.size() - 1], "curl_global_cleanup");
+  EXPECT_EQ(LxBaseKyrosApp::GetInstance(), nullptr);
+}
+
+}  // namespace
+}  // namespace cloudclient
