@@ -7,10 +7,26 @@
 
 namespace cloudservice {
 
+namespace {
+
+constexpr std::size_t kMaxLine = 1000;
+
+// Whether the byte stands inside a character of UTF-8.
+bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; }
+
+}  // namespace
+
 Log::Log(Sink sink, Clock clock) : m_sink(std::move(sink)), m_clock(std::move(clock)) {}
 
 void Log::Line(const std::string& text) const {
-  m_sink(LogTime(m_clock()) + " " + Printable(text));
+  std::string line = LogTime(m_clock()) + " " + Printable(text);
+  if (line.size() > kMaxLine) {
+    std::size_t end = kMaxLine;
+    while (end > 0 && IsContinuation(line[end])) --end;
+    line.resize(end);
+    line += "...";
+  }
+  m_sink(line);
 }
 
 void WriteToStandardError(const std::string& line) {

@@ -9,7 +9,8 @@
 namespace cloudservice {
 
 // One line an event: local time, a blank, the text. Line ends and control bytes inside the text are
-// written \n, \r and \xNN, so that nobody who sends a text can make up a line.
+// written \n, \r and \xNN, so that nobody who sends a text can make up a line. A line ends
+// after 1,000 bytes.
 class Log {
  public:
   // Takes each finished line, without its line end.

@@ -28,6 +28,7 @@ bool ParsePort(const std::string& text, std::uint16_t& port) {
 
 // The one message about options that don't go together; empty when they do.
 std::string Conflict(const Options& options) {
+  if (options.database.empty()) return "--db takes the name of a file";
   if (options.email.empty() != options.registration_key.empty()) {
     return "--email and --registration-key go together";
   }

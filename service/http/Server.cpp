@@ -62,8 +62,10 @@ void Server::OnAccept(const error_code& error, tcp::socket socket) {
   if (!error) {
     error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
-    const auto session = MakeSession(std::move(socket), m_tls, m_context,
-                                     [this](Session* ended) { OnEnded(ended); });
+    auto ended = [this, alive = std::weak_ptr<const bool>(m_alive)](Session* session) {
+      if (!alive.expired()) OnEnded(session);
+    };
+    const auto session = MakeSession(std::move(socket), m_tls, m_context, std::move(ended));
     m_sessions.insert(session.get());
     session->Start();
   }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <unordered_set>
 
@@ -49,6 +50,8 @@ class Server {
   std::unordered_set<Session*> m_sessions;
   std::function<void()> m_done;
   bool m_stopping = false;
+  // Ends with the server: connections that the io_context still holds then don't call it.
+  const std::shared_ptr<const bool> m_alive = std::make_shared<const bool>(true);
 };
 
 }  // namespace cloudservice

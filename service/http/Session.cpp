@@ -91,7 +91,10 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
 
   void OnHandshake(error_code error) {
     if (!error) return WaitForRequest();
-    if (!m_stopping) m_context.log->Line("connection refused: no TLS: " + error.message());
+    const bool left = error == asio::error::eof || error == asio::error::connection_reset ||
+                      error == asio::ssl::error::stream_truncated;
+    if (m_stopping || left) return;
+    m_context.log->Line("connection refused: no TLS: " + error.message());
   }
 
   void WaitForRequest() {
@@ -150,7 +153,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     request.target = ToString(message.target());
     request.token = ToString(message["X-Auth-Token"]);
     request.body = std::move(message.body());
-    Answer(m_context.handler(request), message.keep_alive(), request.method == "HEAD");
+    const bool keep_alive = message.version() >= 11 && message.keep_alive();
+    Answer(m_context.handler(request), keep_alive, request.method == "HEAD");
   }
 
   void OnReadFailure(error_code error) {
@@ -188,17 +192,19 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   }
 
   void Farewell() {
+    m_answering = false;
     Expire(m_context.limits.header);
     if constexpr (std::is_same_v<Stream, Tls>) {
-      m_stream.async_shutdown(Then([this](error_code) { ShutDown(); }));
-    } else {
-      ShutDown();
+      if (!m_stopping) {
+        m_stream.async_shutdown(Then([this](error_code) { ShutDown(); }));
+        return;
+      }
     }
+    ShutDown();
   }
 
   // Closing a socket with unread bytes in it would take the answer from the other side.
   void ShutDown() {
-    m_answering = false;
     error_code ignored;
     Lowest().socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
     if (!m_stopping) Drain();

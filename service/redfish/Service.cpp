@@ -34,7 +34,7 @@ RedfishService::RedfishService(Store& store, const Log& log, Credentials credent
       m_credentials(std::move(credentials)),
       m_clock(std::move(clock)) {}
 
-// The first row that fits is taken.
+// Rows with the same path stand together, narrow paths before the wider ones that they match.
 const std::vector<RedfishService::Route>& RedfishService::Routes() {
   using S = RedfishService;
   static const std::vector<Route> routes = {
@@ -68,14 +68,16 @@ const std::vector<RedfishService::Route>& RedfishService::Routes() {
 const RedfishService::Route& RedfishService::FindRoute(Call& call, std::string& allowed) const {
   // What HEAD leaves out of GET's answer is the server's business.
   const std::string method = call.request.method == "HEAD" ? "GET" : call.request.method;
+  const Route* first = nullptr;
   for (const Route& route : Routes()) {
-    if (!Matches(route.path, call.target.segments, call.names)) continue;
+    // The first path that fits counts alone, whatever wider one follows.
+    if (first != nullptr && route.path != first->path) continue;
+    if (first == nullptr && !Matches(route.path, call.target.segments, call.names)) continue;
+    first = &route;
     if (route.method == method) return route;
-    // The event collection of a manager matches the resources below a manager, too.
-    if (allowed.find(route.method) != std::string::npos) continue;
     if (!allowed.empty()) allowed += ", ";
     allowed += route.method;
-    if (std::string(route.method) == "GET") allowed += ", HEAD";
+    if (route.method == std::string("GET")) allowed += ", HEAD";
   }
   if (allowed.empty()) throw Refusal(404, "There is nothing at " + call.target.Path() + ".");
   throw Refusal(405, call.request.method + " is not possible here; possible: " + allowed + ".");

@@ -8,9 +8,7 @@ namespace {
 
 constexpr int kBusyMilliseconds = 5000;
 
-[[noreturn]] void Fail(sqlite3* handle, const std::string& what) {
-  throw DatabaseError(what + ": " + sqlite3_errmsg(handle));
-}
+[[noreturn]] void Fail(sqlite3* handle) { throw DatabaseError(sqlite3_errmsg(handle)); }
 
 }  // namespace
 
@@ -24,9 +22,9 @@ Database::Database(const std::string& file) {
       nullptr);
   m_handle.reset(handle);
   if (handle == nullptr) throw DatabaseError("cannot open " + file + ": no memory");
-  if (code != SQLITE_OK) Fail(handle, "cannot open " + file);
   sqlite3_busy_timeout(handle, kBusyMilliseconds);
   try {
+    if (code != SQLITE_OK) Fail(handle);
     Execute("PRAGMA journal_mode = WAL");
     Execute("PRAGMA synchronous = FULL");
     Execute("PRAGMA foreign_keys = ON");
@@ -37,7 +35,7 @@ Database::Database(const std::string& file) {
 }
 
 void Database::Execute(const char* sql) {
-  if (sqlite3_exec(Handle(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) Fail(Handle(), "SQL");
+  if (sqlite3_exec(Handle(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) Fail(Handle());
 }
 
 int Database::Changes() const { return sqlite3_changes(Handle()); }
@@ -49,13 +47,13 @@ void Statement::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_fi
 Statement::Statement(Database& database, const char* sql) : m_database(database.Handle()) {
   sqlite3_stmt* statement = nullptr;
   if (sqlite3_prepare_v2(m_database, sql, -1, &statement, nullptr) != SQLITE_OK) {
-    Fail(m_database, "SQL");
+    Fail(m_database);
   }
   m_statement.reset(statement);
 }
 
 Statement& Statement::Bound(int code) {
-  if (code != SQLITE_OK) Fail(m_database, "value of a statement");
+  if (code != SQLITE_OK) Fail(m_database);
   ++m_next;
   return *this;
 }
@@ -74,7 +72,7 @@ Statement& Statement::BindNull() { return Bound(sqlite3_bind_null(m_statement.ge
 bool Statement::Step() {
   const int code = sqlite3_step(m_statement.get());
   if (code == SQLITE_ROW) return true;
-  if (code != SQLITE_DONE) Fail(m_database, "statement");
+  if (code != SQLITE_DONE) Fail(m_database);
   return false;
 }
 

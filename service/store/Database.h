@@ -12,7 +12,7 @@ struct sqlite3_stmt;
 
 namespace cloudservice {
 
-// What SQLite refused; the text names the file or the statement's purpose and SQLite's reason.
+// What SQLite refused and why; about opening, the text names the file.
 class DatabaseError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -1,0 +1,76 @@
+#include "ServiceFixture.h"
+
+namespace cloudservice {
+namespace {
+
+using testing::EndsWith;
+
+class Heartbeats : public ServiceTest {
+ protected:
+  Response Beat(const std::string& interval = "90") {
+    return Ask(
+        "POST", "/hb/u-1", token,
+        R"({"HeartbeatDestination": "https://x/hb/u-1", "HeartbeatInterval": )" + interval + "}");
+  }
+  Json Manager() { return Got(200, Ask("GET", "/redfish/v1/Managers/u-1", token)); }
+  Json Shown() { return Manager().at("Oem").at("Quorvan").at("Heartbeat"); }
+
+  const std::string token = Token("u-1");
+};
+
+TEST_F(Heartbeats, Before_the_first_there_is_nothing_and_nothing_is_overdue) {
+  now += 1000000;
+  EXPECT_EQ(
+      Shown(),
+      Json({{"Count", 0}, {"Last", nullptr}, {"IntervalSeconds", nullptr}, {"Overdue", false}}));
+}
+
+TEST_F(Heartbeats, Count_time_and_interval_are_kept) {
+  EXPECT_EQ(Beat().status, 200u);
+  now += 95;
+  EXPECT_EQ(Beat("60").status, 200u);
+  EXPECT_THAT(lines.back(), EndsWith(" heartbeat 2 from Unit 7 (UUID u-1)"));
+  EXPECT_EQ(
+      Shown(),
+      Json(
+          {{"Count", 2}, {"Last", RedfishTime(now)}, {"IntervalSeconds", 60}, {"Overdue", false}}));
+}
+
+TEST_F(Heartbeats, Overdue_by_twice_the_interval_is_offline_until_the_next) {
+  Beat();
+  now += 90 + 2 * 90 - 1;
+  EXPECT_EQ(Shown().at("Overdue"), false);
+  EXPECT_EQ(Manager().at("Status").at("State"), "Enabled");
+  now += 1;
+  EXPECT_EQ(Shown().at("Overdue"), true);
+  EXPECT_EQ(Manager().at("Status").at("State"), "UnavailableOffline");
+  Beat();
+  EXPECT_EQ(Shown().at("Overdue"), false);
+}
+
+TEST_F(Heartbeats, Clock_that_went_backwards_makes_nothing_overdue) {
+  Beat();
+  now -= 100000;
+  EXPECT_EQ(Shown().at("Overdue"), false);
+}
+
+TEST_F(Heartbeats, What_is_no_interval_is_refused_and_not_counted) {
+  for (const char* interval :
+       {"0", "-1", "\"90\"", "null", "1.5", "99999999999", "[]", "18446744073709551615"}) {
+    EXPECT_EQ(Beat(interval).status, 400u) << interval;
+  }
+  EXPECT_EQ(Ask("POST", "/hb/u-1", token, "{}").status, 400u);
+  EXPECT_EQ(Ask("POST", "/hb/u-1", token, R"({"HeartbeatInterval": 90, "HeartbeatDestination": 1})")
+                .status,
+            400u);
+  EXPECT_EQ(Shown().at("Count"), 0);
+}
+
+TEST_F(Heartbeats, Unknown_or_unnamed_appliance_is_not_counted) {
+  EXPECT_EQ(Ask("POST", "/hb/u-2", token, R"({"HeartbeatInterval": 90})").status, 404u);
+  EXPECT_EQ(Ask("POST", "/hb/", token, R"({"HeartbeatInterval": 90})").status, 404u);
+  EXPECT_EQ(Ask("POST", "/hb/u-1", "", R"({"HeartbeatInterval": 90})").status, 401u);
+}
+
+}  // namespace
+}  // namespace cloudservice

@@ -1,0 +1,99 @@
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "service/Options.h"
+
+namespace cloudservice {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class CommandLine : public testing::Test {
+ protected:
+  std::optional<Options> Parse(std::vector<const char*> words) {
+    words.insert(words.begin(), "cloudservice");
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    auto options = ParseOptions(static_cast<int>(words.size()), words.data(), status);
+    out = testing::internal::GetCapturedStdout();
+    err = testing::internal::GetCapturedStderr();
+    return options;
+  }
+
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+TEST_F(CommandLine, Nothing_said_gives_the_defaults) {
+  const auto options = Parse({});
+  ASSERT_TRUE(options);
+  EXPECT_EQ(options->address, "127.0.0.1");
+  EXPECT_EQ(options->port, 8443);
+  EXPECT_EQ(options->max_body, 1024u * 1024u);
+  EXPECT_EQ(options->io_timeout, 60);
+  EXPECT_FALSE(options->plain_http);
+}
+
+TEST_F(CommandLine, Everything_said_is_taken) {
+  const auto options =
+      Parse({"--listen", "[::1]:0", "--db", "/x/y.db", "--email", "a@b", "--registration-key", "k",
+             "--cert", "c", "--key", "p", "--max-body", "17", "--io-timeout", "3600"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->address, "::1");
+  EXPECT_EQ(options->port, 0);
+  EXPECT_EQ(options->database, "/x/y.db");
+  EXPECT_EQ(options->email, "a@b");
+  EXPECT_EQ(options->registration_key, "k");
+  EXPECT_EQ(options->certificate, "c");
+  EXPECT_EQ(options->key, "p");
+  EXPECT_EQ(options->max_body, 17u);
+  EXPECT_EQ(options->io_timeout, 3600);
+}
+
+TEST_F(CommandLine, Help_and_version_go_to_standard_output) {
+  EXPECT_FALSE(Parse({"--help"}));
+  EXPECT_EQ(status, 0);
+  EXPECT_THAT(out, HasSubstr("--registration-key"));
+  EXPECT_EQ(err, "");
+  EXPECT_FALSE(Parse({"--version"}));
+  EXPECT_EQ(status, 0);
+  EXPECT_THAT(out, StartsWith("cloudservice "));
+}
+
+TEST_F(CommandLine, Wrong_arguments_are_status_2_and_one_line) {
+  const std::vector<std::vector<const char*>> cases = {
+      {"--nonsense"},
+      {"stray"},
+      {"--listen", "8443"},
+      {"--listen", "localhost:1"},
+      {"--listen", "127.0.0.1:65536"},
+      {"--listen", "127.0.0.1:"},
+      {"--listen", "::1:80"},
+      {"--listen", "[127.0.0.1]:80"},
+      {"--email", "a@b"},
+      {"--registration-key", "k"},
+      {"--cert", "c"},
+      {"--key", "k"},
+      {"--http", "--cert", "c", "--key", "k"},
+      {"--max-body", "0"},
+      {"--max-body", "many"},
+      {"--io-timeout", "0"},
+      {"--db", ""},
+      {"--db"},
+  };
+  for (const auto& words : cases) {
+    status = -1;
+    EXPECT_FALSE(Parse(words)) << words.front();
+    EXPECT_EQ(status, 2) << words.front();
+    EXPECT_THAT(err, StartsWith("cloudservice: "));
+    EXPECT_EQ(err.find('\n'), err.size() - 1) << err;
+    EXPECT_EQ(out, "");
+  }
+}
+
+}  // namespace
+}  // namespace cloudservice

@@ -1,0 +1,162 @@
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Peer.h"
+#include "TempFolder.h"
+
+namespace cloudservice {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+// The program itself, started in a folder of its own.
+class Program : public testing::Test {
+ protected:
+  ~Program() override {
+    if (m_child > 0) {
+      kill(m_child, SIGKILL);
+      waitpid(m_child, nullptr, 0);
+    }
+  }
+
+  void Start(std::vector<std::string> words) {
+    words.insert(words.begin(), {CLOUDSERVICE, "--db", folder.File("s.db")});
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    int out[2] = {};
+    ASSERT_EQ(pipe2(out, O_CLOEXEC), 0);
+    m_child = fork();
+    if (m_child == 0) {
+      dup2(out[1], STDOUT_FILENO);
+      if (freopen(folder.File("log").c_str(), "a", stderr) != nullptr) execv(argv[0], argv.data());
+      _exit(127);
+    }
+    close(out[1]);
+    m_out = fdopen(out[0], "r");
+  }
+  void StartPlain() {
+    Start({"--http", "--listen", "127.0.0.1:0", "--email", "e", "--registration-key", "k"});
+    const std::string line = Line();
+    ASSERT_TRUE(std::regex_match(line, std::regex("listening on http://127\\.0\\.0\\.1:[0-9]+\n")))
+        << line << Log();
+    port = static_cast<std::uint16_t>(std::stoul(line.substr(line.rfind(':') + 1)));
+  }
+  // The next line of standard output; empty at its end.
+  std::string Line() {
+    char line[256] = "";
+    return fgets(line, sizeof line, m_out) != nullptr ? line : "";
+  }
+  int Wait() {
+    int status = 0;
+    waitpid(m_child, &status, 0);
+    m_child = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  }
+  int Stop(int signal) {
+    kill(m_child, signal);
+    return Wait();
+  }
+  std::string Log() const {
+    std::ostringstream text;
+    text << std::ifstream(folder.File("log")).rdbuf();
+    return text.str();
+  }
+  std::string Ask(const std::string& head, const std::string& body = "") const {
+    Peer peer(port);
+    peer.Send(head + " HTTP/1.1\r\nHost: x\r\nX-Auth-Token: " + token +
+              "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+    return peer.ReadAnswer();
+  }
+  void Register() {
+    const std::string answer =
+        Ask("POST /redfish/v1/Managers?setup_email=e&registration_key=k", R"({"UUID": "u"})");
+    const std::size_t at = answer.find("\r\nX-Auth-Token: ");
+    ASSERT_NE(at, std::string::npos) << answer;
+    token = answer.substr(at + 16, 64);
+  }
+
+  TempFolder folder;
+  std::uint16_t port = 0;
+  std::string token;
+  pid_t m_child = -1;
+  FILE* m_out = nullptr;
+};
+
+TEST_F(Program, Prints_one_line_when_it_listens_and_stops_with_0) {
+  StartPlain();
+  EXPECT_THAT(Ask("GET /redfish/v1"), StartsWith("HTTP/1.1 200 OK\r\n"));
+  EXPECT_EQ(Stop(SIGTERM), 0);
+  EXPECT_EQ(Line(), "");
+  EXPECT_THAT(Log(), HasSubstr(" stopping\n"));
+  EXPECT_THAT(Log(), EndsWith(" stopped\n"));
+}
+
+TEST_F(Program, Interrupt_stops_it_although_a_request_hangs) {
+  StartPlain();
+  const Peer hanging(port);
+  hanging.Send("POST /redfish/v1/Chassis HTTP/1.1\r\nContent-Le");
+  Ask("GET /redfish/v1");
+  EXPECT_EQ(Stop(SIGINT), 0);
+}
+
+TEST_F(Program, Serves_https_with_a_certificate_of_its_own) {
+  Start({"--listen", "127.0.0.1:0"});
+  EXPECT_THAT(Line(), StartsWith("listening on https://127.0.0.1:"));
+  EXPECT_TRUE(std::filesystem::exists(folder.File("s.db.crt")));
+  EXPECT_THAT(Log(), HasSubstr(" certificate made: " + folder.File("s.db.crt")));
+  EXPECT_EQ(Stop(SIGTERM), 0);
+}
+
+TEST_F(Program, Wrong_arguments_end_with_2) {
+  Start({"--nonsense"});
+  EXPECT_EQ(Wait(), 2);
+  EXPECT_THAT(Log(), StartsWith("cloudservice: "));
+}
+
+TEST_F(Program, Address_that_cannot_be_bound_ends_with_1_and_one_message) {
+  Start({"--listen", "192.0.2.1:1"});
+  EXPECT_EQ(Wait(), 1);
+  EXPECT_EQ(Line(), "");
+  EXPECT_THAT(Log(), HasSubstr("cloudservice: cannot listen on 192.0.2.1, port 1: "));
+}
+
+TEST_F(Program, Unusable_database_ends_with_1_and_one_message) {
+  std::ofstream(folder.File("s.db")) << "no database, whatever its name says, and long enough";
+  Start({"--listen", "127.0.0.1:0"});
+  EXPECT_EQ(Wait(), 1);
+  EXPECT_EQ(Log(),
+            "cloudservice: cannot open " + folder.File("s.db") + ": file is not a database\n");
+}
+
+TEST_F(Program, What_was_answered_survives_kill_9) {
+  for (int round = 1; round <= 5; ++round) {
+    StartPlain();
+    if (round == 1) Register();
+    for (int beat = 0; beat < 3; ++beat) {
+      EXPECT_THAT(Ask("POST /hb/u", R"({"HeartbeatInterval": 90})"), StartsWith("HTTP/1.1 200 "));
+    }
+    EXPECT_THAT(Ask("POST /redfish/v1/Chassis", "{}"), StartsWith("HTTP/1.1 201 "));
+    EXPECT_EQ(Stop(SIGKILL), -SIGKILL);
+    fclose(m_out);
+  }
+  StartPlain();
+  EXPECT_THAT(Ask("GET /redfish/v1/Managers/u"), HasSubstr("\"Count\": 15,"));
+  EXPECT_THAT(Ask("GET /redfish/v1/Chassis"), HasSubstr("\"Members@odata.count\": 5,"));
+}
+
+}  // namespace
+}  // namespace cloudservice

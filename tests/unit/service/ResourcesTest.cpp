@@ -1,0 +1,69 @@
+#include "ServiceFixture.h"
+
+namespace cloudservice {
+namespace {
+
+using testing::EndsWith;
+
+class Resources : public ServiceTest {
+ protected:
+  std::string token = Token("u-1");
+  std::string path = "/redfish/v1/Chassis/" + Chassis(token) + "/Thermal";
+};
+
+TEST_F(Resources, First_patch_creates_and_later_ones_merge) {
+  const std::string first = R"({"Temperatures": [{"ReadingCelsius": 21}], "A": {"b": 1, "c": 2}})";
+  const Response created = Ask("PATCH", path, token, first);
+  EXPECT_EQ(created.status, 204u);
+  EXPECT_EQ(created.body, "");
+  EXPECT_THAT(lines.back(), EndsWith(" resource created: " + path));
+  EXPECT_EQ(Ask("PATCH", path, token, R"({"Temperatures": [], "A": {"b": null}})").status, 204u);
+  EXPECT_THAT(lines.back(), EndsWith(" resource changed: " + path));
+  const Json resource = Got(200, Ask("GET", path, token));
+  EXPECT_EQ(resource.at("@odata.id"), path);
+  EXPECT_EQ(resource.at("Temperatures"), Json::array());
+  EXPECT_EQ(resource.at("A"), Json({{"c", 2}}));
+}
+
+TEST_F(Resources, Null_in_the_first_patch_leaves_nothing_behind) {
+  Ask("PATCH", path, token, R"({"A": {"b": null, "c": [null]}})");
+  EXPECT_EQ(Got(200, Ask("GET", path, token)).at("A"), Json({{"c", {nullptr}}}));
+}
+
+TEST_F(Resources, Path_may_go_deeper_and_hang_below_the_manager) {
+  for (const std::string& deeper :
+       {path + "/Fans/1", std::string("/redfish/v1/Managers/u-1/Net")}) {
+    EXPECT_EQ(Ask("PATCH", deeper, token, R"({"x": "y"})").status, 204u);
+    EXPECT_EQ(Got(200, Ask("GET", deeper, token)).at("x"), "y");
+  }
+}
+
+TEST_F(Resources, One_resource_however_its_path_is_written) {
+  Ask("PATCH", path, token, R"({"x": 1})");
+  const std::string encoded = path.substr(0, path.size() - 7) + "%54hermal/";
+  EXPECT_EQ(Got(200, Ask("GET", encoded, token)).at("x"), 1);
+}
+
+TEST_F(Resources, What_was_never_patched_is_not_there) {
+  EXPECT_EQ(Ask("GET", path, token).status, 404u);
+  EXPECT_EQ(Ask("PATCH", "/redfish/v1/Chassis/none/Thermal", token, "{}").status, 404u);
+  EXPECT_EQ(Ask("PATCH", "/redfish/v1/Chassis//Thermal", token, "{}").status, 400u);
+}
+
+TEST_F(Resources, Refused_patch_changes_nothing) {
+  Ask("PATCH", path, token, R"({"x": 1})");
+  for (const std::string body : {"", "[]", "7", "{\"x\": }", "{\"x\": 2} {}"}) {
+    EXPECT_EQ(Ask("PATCH", path, token, body).status, 400u) << body;
+  }
+  EXPECT_EQ(Got(200, Ask("GET", path, token)).at("x"), 1);
+}
+
+TEST_F(Resources, Event_collection_is_no_resource_to_patch) {
+  const Response response =
+      Ask("PATCH", "/redfish/v1/Managers/u-1/Oem/Quorvan:Events", token, R"({"x": 1})");
+  EXPECT_EQ(response.status, 405u);
+  EXPECT_EQ(Header(response, "Allow"), "POST");
+}
+
+}  // namespace
+}  // namespace cloudservice

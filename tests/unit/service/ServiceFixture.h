@@ -1,0 +1,80 @@
+#ifndef TESTS_UNIT_SERVICE_SERVICEFIXTURE_H_
+#define TESTS_UNIT_SERVICE_SERVICEFIXTURE_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "TempFolder.h"
+#include "service/redfish/Service.h"
+
+namespace cloudservice {
+
+// The service on a database of its own, asked without sockets. Its clock stands at `now`.
+class ServiceTest : public testing::Test {
+ protected:
+  ServiceTest() { Restart(); }
+
+  // What a new start of the program finds.
+  void Restart() {
+    service.reset();
+    store = std::make_unique<Store>(folder.File("service.db"));
+    service = std::make_unique<RedfishService>(
+        *store, log, Credentials{"owner+1&2@example.org", "key-7"}, [this] { return now; });
+  }
+
+  Response Ask(const std::string& method, const std::string& target, const std::string& token = "",
+               const std::string& body = "") {
+    return service->Handle(Request{method, target, body, token});
+  }
+
+  // The answer's body; its status has to be `status`.
+  Json Got(unsigned status, const Response& response) {
+    EXPECT_EQ(response.status, status) << response.body;
+    return response.body.empty() ? Json() : Json::parse(response.body);
+  }
+
+  static std::string Header(const Response& response, const std::string& name) {
+    for (const auto& [key, value] : response.headers) {
+      if (key == name) return value;
+    }
+    return "";
+  }
+
+  // The text of the Redfish error object.
+  static std::string ErrorText(const Response& response) {
+    return Json::parse(response.body).at("error").at("message").get<std::string>();
+  }
+
+  Response Register(const std::string& uuid, const std::string& name = "Unit 7") {
+    return Ask("POST", kRegistration, "",
+               Json{{"UUID", uuid}, {"Name", name}, {"Model", "Kyros"}}.dump());
+  }
+
+  // Registers and returns the token.
+  std::string Token(const std::string& uuid, const std::string& name = "Unit 7") {
+    return Header(Register(uuid, name), "X-Auth-Token");
+  }
+
+  // Creates a chassis and returns its identifier.
+  std::string Chassis(const std::string& token, const std::string& body = "{}") {
+    return Got(201, Ask("POST", "/redfish/v1/Chassis", token, body)).at("Id").get<std::string>();
+  }
+
+  static constexpr const char* kRegistration =
+      "/redfish/v1/Managers?setup_email=owner+1&2@example.org&registration_key=key-7";
+
+  TempFolder folder;
+  time_t now = 1772716029;
+  std::vector<std::string> lines;
+  Log log{[this](const std::string& line) { lines.push_back(line); }, [this] { return now; }};
+  std::unique_ptr<Store> store;
+  std::unique_ptr<RedfishService> service;
+};
+
+}  // namespace cloudservice
+
+#endif  // TESTS_UNIT_SERVICE_SERVICEFIXTURE_H_

@@ -1,0 +1,133 @@
+#include <filesystem>
+#include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "TempFolder.h"
+#include "service/store/Schema.h"
+#include "service/store/Store.h"
+
+namespace cloudservice {
+namespace {
+
+using testing::HasSubstr;
+
+class StoreOnDisk : public testing::Test {
+ protected:
+  std::string OpeningFails(const std::string& name) {
+    try {
+      Store store(name);
+    } catch (const DatabaseError& error) {
+      return error.what();
+    }
+    ADD_FAILURE() << name << " was opened";
+    return "";
+  }
+  static std::int64_t Count(Database& database, const std::string& table) {
+    Statement count(database, ("SELECT count(*) FROM " + table).c_str());
+    return count.Step() ? count.Number(0) : -1;
+  }
+
+  TempFolder folder;
+  const std::string file = folder.File("s.db");
+};
+
+TEST_F(StoreOnDisk, Schema_carries_its_version_and_is_made_once) {
+  { Store store(file); }
+  Database database(file);
+  Statement version(database, "PRAGMA user_version");
+  ASSERT_TRUE(version.Step());
+  EXPECT_EQ(version.Number(0), NewestSchemaVersion());
+  EXPECT_NO_THROW(Store{file});
+}
+
+TEST_F(StoreOnDisk, Every_commit_is_on_the_disk) {
+  Database database(file);
+  Statement mode(database, "PRAGMA journal_mode");
+  ASSERT_TRUE(mode.Step());
+  EXPECT_EQ(mode.Text(0), "wal");
+  Statement synchronous(database, "PRAGMA synchronous");
+  ASSERT_TRUE(synchronous.Step());
+  EXPECT_EQ(synchronous.Number(0), 2);
+}
+
+TEST_F(StoreOnDisk, Database_of_another_program_is_left_alone) {
+  Database(file).Execute("CREATE TABLE theirs (x)");
+  EXPECT_THAT(OpeningFails(file), HasSubstr("s.db is the database of another program"));
+  Database database(file);
+  EXPECT_EQ(Count(database, "sqlite_schema"), 1);
+}
+
+TEST_F(StoreOnDisk, Database_of_a_newer_version_is_left_alone) {
+  { Store store(file); }
+  Database(file).Execute("PRAGMA user_version = 999");
+  EXPECT_THAT(OpeningFails(file), HasSubstr("s.db was written by a newer cloudservice"));
+}
+
+TEST_F(StoreOnDisk, File_that_is_no_database_is_named) {
+  std::ofstream(file) << "This is a text of some length that is certainly no database.";
+  EXPECT_THAT(OpeningFails(file), HasSubstr("cannot open " + file + ": file is not a database"));
+}
+
+TEST_F(StoreOnDisk, Folder_that_is_not_there_is_named) {
+  const std::string name = folder.File("none/s.db");
+  EXPECT_THAT(OpeningFails(name), HasSubstr("cannot open " + name + ": unable to open"));
+}
+
+TEST_F(StoreOnDisk, Deleting_a_manager_leaves_no_row_behind) {
+  Store store(file);
+  store.AddManager({"u", "n", "{}", 1, {}}, "hash");
+  store.AddChassis({"c", "u", "{}", 1});
+  store.PutResource({"/r", "u", "c", "{}", 1});
+  store.PutResource({"/q", "u", std::nullopt, "{}", 1});
+  store.AddEvent({0, "u", "c", "m", "Alarm", "{}", 1}, AlarmEffect::kRaise, "m");
+  store.DeleteManager("u");
+  Database database(file);
+  for (const char* table : {"manager", "chassis", "resource", "event", "alarm"}) {
+    EXPECT_EQ(Count(database, table), 0) << table;
+  }
+}
+
+TEST_F(StoreOnDisk, Event_that_fails_half_way_leaves_nothing) {
+  Store store(file);
+  store.AddManager({"u", "n", "{}", 1, {}}, "hash");
+  // No such chassis: the event fits, its alarm does not.
+  EXPECT_THROW(store.AddEvent({0, "u", "none", "m", "Alarm", "{}", 1}, AlarmEffect::kRaise, "m"),
+               DatabaseError);
+  EXPECT_TRUE(store.ListEvents({"u", {}, {}, {}}).empty());
+  EXPECT_EQ(store.AddEvent({0, "u", "", "m", "MESSAGE", "{}", 1}, AlarmEffect::kNone, "").outcome,
+            AlarmOutcome::kNone);
+}
+
+TEST_F(StoreOnDisk, Event_numbers_are_never_given_twice) {
+  Store store(file);
+  store.AddManager({"u", "n", "{}", 1, {}}, "hash");
+  const auto first = store.AddEvent({0, "u", "", "m", "s", "{}", 1}, AlarmEffect::kNone, "").id;
+  store.AddManager({"u", "n", "{}", 1, {}}, "hash-2");
+  EXPECT_GT(store.AddEvent({0, "u", "", "m", "s", "{}", 1}, AlarmEffect::kNone, "").id, first);
+}
+
+TEST_F(StoreOnDisk, Texts_with_nul_and_quotes_come_back_whole) {
+  using namespace std::string_literals;
+  Store store(file);
+  const std::string name = "a'\"b\0c"s;
+  store.AddManager({"u", name, "{}", 1, {}}, "hash");
+  EXPECT_EQ(store.FindManagerByToken("hash")->name, name);
+  EXPECT_FALSE(store.FindManagerByToken("hash' OR '1'='1"));
+}
+
+TEST_F(StoreOnDisk, Transaction_without_commit_did_not_happen) {
+  Store store(file);
+  Database database(file);
+  {
+    Transaction transaction(database);
+    database.Execute(
+        "INSERT INTO manager (uuid, name, token_hash, document, registered) "
+        "VALUES ('u', 'n', 'h', '{}', 1)");
+  }
+  EXPECT_FALSE(store.FindManager("u"));
+}
+
+}  // namespace
+}  // namespace cloudservice

@@ -1,0 +1,46 @@
+#include <gtest/gtest.h>
+
+#include "service/http/Target.h"
+
+namespace cloudservice {
+namespace {
+
+using Segments = std::vector<std::string>;
+
+TEST(TargetOf, Path_is_split_and_decoded) {
+  const auto target = ParseTarget("/a/b%20c/d:e/?x=1?2");
+  ASSERT_TRUE(target);
+  EXPECT_EQ(target->segments, (Segments{"a", "b c", "d:e"}));
+  EXPECT_EQ(target->query, "x=1?2");
+  EXPECT_EQ(target->Path(), "/a/b%20c/d:e");
+}
+
+TEST(TargetOf, Root_has_no_segments) {
+  ASSERT_TRUE(ParseTarget("/"));
+  EXPECT_EQ(ParseTarget("/")->Path(), "/");
+  EXPECT_TRUE(ParseTarget("/?a")->segments.empty());
+}
+
+TEST(TargetOf, Absolute_form_counts_as_its_path) {
+  EXPECT_EQ(ParseTarget("https://host:8443/redfish?a=b")->Path(), "/redfish");
+  EXPECT_EQ(ParseTarget("http://host")->Path(), "/");
+}
+
+TEST(TargetOf, Value_is_found_by_its_whole_name) {
+  const auto target = ParseTarget("/?xuuid=1&uuid=a%2Db&uuid=2&bad=%4&empty=");
+  EXPECT_EQ(target->Value("uuid"), "a-b");
+  EXPECT_EQ(target->Value("bad"), "%4");
+  EXPECT_EQ(target->Value("empty"), "");
+  EXPECT_FALSE(target->Value("uui"));
+}
+
+TEST(TargetOf, Log_shows_only_what_is_known_to_be_harmless) {
+  EXPECT_EQ(LoggableTarget("/a"), "/a");
+  EXPECT_EQ(LoggableTarget("/a?uuid=1&Cleared=false&Severity=Alarm"),
+            "/a?uuid=1&Cleared=false&Severity=Alarm");
+  EXPECT_EQ(LoggableTarget("/a?uuid=1&registration_key=k&uuid=rest-of-key"), "/a?uuid=1&...");
+  EXPECT_EQ(LoggableTarget("/a?k"), "/a?...");
+}
+
+}  // namespace
+}  // namespace cloudservice
