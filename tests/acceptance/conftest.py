@@ -1,6 +1,6 @@
 """Fixtures of the acceptance cases. Each case has processes, ports and a root folder of its own.
 
-    python3 -m pytest tests/acceptance --programs build/debug
+    python3 -m pytest tests/acceptance --programs=build/debug
 """
 
 import os

@@ -69,7 +69,7 @@ def test_registration(daemon, device, wire, version):
     assert wire.receives(REGISTRATION).text == post(
         "/redfish/v1/Managers?setup_email=keeper+plant&2@example.org&registration_key=key-4711",
         '{\n'
-        '"DateTime": "TIME",\n'
+        '"DateTime": "YYYY-MM-DDThh:mm:ss+0100",\n'
         f'"FirmwareVersion": "{version}",\n'
         '"ManagerType": "ManagementController",\n'
         '"Model": "Kyros",\n'

@@ -41,11 +41,11 @@ class Request(namedtuple("Request", "raw moment")):
     @property
     def text(self):
         """The whole request with what differs from run to run replaced: the appliance's own
-        address in the Host line, and the time of registration."""
+        address in the Host line, and the time of registration, which keeps its length."""
         text = self.raw.decode()
         text = re.sub(r"(?m)^Host: [0-9a-fA-F.:]*[0-9a-fA-F]\r$", "Host: ADDRESS\r", text)
         return re.sub(r'"DateTime": "\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\+0100"',
-                      '"DateTime": "TIME"', text)
+                      '"DateTime": "YYYY-MM-DDThh:mm:ss+0100"', text)
 
 
 def _read_request(link):
@@ -55,6 +55,8 @@ def _read_request(link):
         if not piece:
             return None
         raw += piece
+        if not raw[:1].isupper():
+            return None  # no request: the other side speaks something else
     head, _, body = raw.partition(b"\r\n\r\n")
     length = re.search(rb"(?mi)^content-length: *(\d+)", head)
     while length and len(body) < int(length.group(1)):
