@@ -162,12 +162,10 @@ AppResult CloudClient::ReconcileChassis(const std::string& managerDoc) {
   return post ? PostChassisInstance() : result;
 }
 
-// The `Id` of the chassis that an element of the manager's links refers to. A reference that is no
-// string is not followed and leaves `id` as it is.
+// The `Id` of the chassis that an element of the manager's links refers to.
 AppResult CloudClient::LinkedChassisId(const json_t* link, std::string& id) {
   const json_t* const odataId = json_object_get(link, "@odata.id");
-  if (odataId == nullptr) return kAppNoOdataId;
-  if (!json_is_string(odataId)) return kAppOk;
+  if (!json_is_string(odataId)) return kAppNoOdataId;
   return GetChassisIdFromChassisDoc(JsonText(odataId), id);
 }
 

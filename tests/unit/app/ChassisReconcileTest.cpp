@@ -217,6 +217,14 @@ TEST_F(ReconcileChassisTest, A_reference_that_is_no_string_is_not_followed_and_m
   EXPECT_EQ(Reconcile(R"({"@odata.id":7})"), Joined({{"0"}, m_emptied, m_posted}));
 }
 
+TEST_F(ReconcileChassisTest, A_reference_that_is_no_string_does_not_match_an_empty_Id_either) {
+  cloud.chassis = {{"", 3}};
+  EXPECT_EQ(Reconcile(R"({"@odata.id":7})"),
+            Joined({{"0", "cloud.RemoveChassis",
+                     "7 ReconcileChassis: removed cloud client chassis ", "cloud.Save"},
+                    m_posted}));
+}
+
 TEST_F(ReconcileChassisTest, An_Id_of_an_earlier_element_is_not_that_of_a_later_one) {
   EXPECT_EQ(Reconcile(R"({"@odata.id":"/c/9"},{"@odata.id":7})"),
             Joined({{"0", "GET /c/9"}, m_deleted9, m_emptied, m_emptied, m_posted}));
@@ -234,6 +242,15 @@ TEST_F(ReconcileChassisTest, A_chassis_that_cannot_be_fetched_is_posted_anew) {
                      "document from the Cloud Service"},
                     m_emptied,
                     m_posted}));
+}
+
+TEST_F(ReconcileChassisTest, Without_a_readable_token_the_list_is_removed_and_the_post_fails) {
+  cloud.fails["GetXAuthToken"] = 1;
+  EXPECT_EQ(Reconcile(R"({"@odata.id":"/c/1"})"),
+            Joined({{"13", "3 GetAuthDocument: missing x-auth-token  -- not registered?",
+                     "3 GetChassisIdFromChassisDoc: Failed to parse chassis document"},
+                    m_emptied,
+                    {"3 PostChassisInstance: Failed to get the xauthtoken"}}));
 }
 
 TEST_F(ReconcileChassisTest, A_delete_that_fails_is_reported_and_the_chassis_posted_anew) {

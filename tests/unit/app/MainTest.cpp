@@ -1,3 +1,5 @@
+#include <stdexcept>
+
 #include "AppTest.h"
 
 // `main` of the program.
@@ -76,6 +78,19 @@ TEST_F(MainTest, What_leaves_the_run_destroys_the_application_and_goes_on) {
   ASSERT_GE(all.size(), 2);
   EXPECT_EQ(all[all.size() - 2], "PatchMgr goes");
   EXPECT_EQ(all[all.size() - 1], "curl_global_cleanup");
+  EXPECT_EQ(LxBaseKyrosApp::GetInstance(), nullptr);
+}
+
+// The transport raises when an answer's header, of which a trailer is a part, is longer than what
+// came as its body.
+TEST_F(MainTest, An_answer_that_cannot_be_cut_ends_the_run) {
+  fakes::curl().respond = [](const fakes::Transfer&) {
+    return fakes::Response{CURLE_OK, 200, fakes::HeaderBlock(200), "", "Trailer: 1\r\n"};
+  };
+  EXPECT_THROW(Run("cloudclient"), std::out_of_range);
+  EXPECT_EQ(fakes::curl().liveHandles, 0);
+  EXPECT_EQ(fakes::platform().mutexes.Held(), 0);
+  EXPECT_EQ(steps().All().back(), "curl_global_cleanup");
   EXPECT_EQ(LxBaseKyrosApp::GetInstance(), nullptr);
 }
 

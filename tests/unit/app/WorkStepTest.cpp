@@ -157,6 +157,21 @@ TEST_F(WorkStepTest, An_invalid_configuration_connects_nothing_and_is_not_tried_
   EXPECT_FALSE(DeviceMgr::GetInstance()->IsRunning());
 }
 
+TEST_F(WorkStepTest, A_UUID_that_cannot_be_stored_connects_nothing) {
+  cloud.uuid = "";
+  cloud.fails["SetUUID"] = 1;
+  EXPECT_THAT(Work(), ElementsAre(kEnabled, "cloud.SetUUID", kPause));
+}
+
+TEST_F(WorkStepTest, A_registration_that_fails_still_starts_the_device_manager) {
+  LookUpIsAnswered(403);
+  const auto all = Work();
+  EXPECT_THAT(all,
+              Contains("3 ConnectWithCloudService: Cloud Client failed to register(3) with the "
+                       "Cloud Service"));
+  EXPECT_THAT(all, Contains("DeviceMgr::Start"));
+}
+
 TEST_F(WorkStepTest, Disabling_after_an_invalid_configuration_unregisters) {
   sysInfo.sysName = "Uninitialized";
   Work();
