@@ -56,8 +56,7 @@ class AlarmTest : public fakes::PlatformTest {
   // Header lines that follow the body of the answer to the GET of this path.
   void AnswersWithTrailer(const std::string& path, const std::string& trailer);
 
-  // "LEVEL TEXT" of the device manager's messages, up to a level; and since the last call of
-  // ForgetLog.
+  // "LEVEL TEXT" of the device manager's messages, up to a level, since the last ForgetLog.
   std::vector<std::string> Log(int level = 7) const;
   static void ForgetLog() { fakes::platform().log.records.clear(); }
 

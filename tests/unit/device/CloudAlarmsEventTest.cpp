@@ -10,6 +10,7 @@ using fakes::platform;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::StartsWith;
 
 // The conversion of an event document into an alarm.
 class EventConversion : public AlarmTest {
@@ -176,7 +177,7 @@ TEST_F(EventConversion, Refuses_a_bare_value) {
 TEST_F(EventConversion, Refuses_a_document_nested_too_deep) {
   CloudAlarm alarm;
   EXPECT_FALSE(mgr->InitCloudAlarmFromJson(std::string(100000, '['), alarm));
-  EXPECT_THAT(Log(), ElementsAre(testing::StartsWith(
+  EXPECT_THAT(Log(), ElementsAre(StartsWith(
                          "3 InitCloudAlarmFromJson: Failed to parse (pos: 2049  text: maximum "
                          "parsing depth reached near '[') cloud alarm: ([[[")));
 }

@@ -10,6 +10,7 @@ namespace {
 
 using fakes::platform;
 using testing::AllOf;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -306,8 +307,8 @@ TEST_F(AlarmList, A_trailer_cuts_the_front_of_the_body) {
   service.answers("GET", "/event/1", 200, EventOf({10, 0, "Warning"}));
   AnswersWithTrailer("/event/1", "A: b\r\n");
   EXPECT_THAT(Process(R"([{"@odata.id": "/event/1"}])"), IsEmpty());
-  EXPECT_THAT(Log(), testing::Contains("7 ProcessAlarmList: Got specific event: " +
-                                       EventOf({10, 0, "Warning"}).substr(6)));
+  EXPECT_THAT(Log(), Contains("7 ProcessAlarmList: Got specific event: " +
+                              EventOf({10, 0, "Warning"}).substr(6)));
 }
 
 TEST_F(AlarmList, A_trailer_longer_than_the_body_raises_out_of_range) {
