@@ -58,7 +58,7 @@ class FindPath : public CoreTest {
 
   // Paths of the appliance.
   static void MakeFolder(const std::string& path) {
-    std::filesystem::create_directories(LocalPath(path));
+    std::filesystem::create_directories(fakes::platform().root + path);
   }
   static void MakeFile(const std::string& path) {
     MakeFolder(path.substr(0, path.rfind('/')));
@@ -214,7 +214,7 @@ TEST_F(FindPath, Of_a_file_that_is_nowhere_never_ends) {
   EXPECT_EXIT(search(), testing::ExitedWithCode(77),
               "walked /var/local/orv/pldserver/0/1/2/3 /var/local/orv/pldserver/0/1/2 "
               "/var/local/orv/pldserver/0/1 /var/local/orv/pldserver/0 /var/local/orv/pldserver "
-              "/var/local/orv /var/local /var outside:\n");
+              "/var/local/orv /var/local /var outside: \n");
 }
 
 class DataPaths : public FindPath {};

@@ -81,8 +81,8 @@ int32_t ProcessCOV(PatchMgr*, uint32_t deviceId, int32_t pointId, uint16_t extra
                    const char (&value)[kCovValueSize], HttpsClient* client,
                    const std::string& chassisId, const std::string& uuid,
                    const std::string& label) {
-  const fakes::RecordLock lock(fakes::RecordMutex());
   if (patch().onCov) patch().onCov();
+  const fakes::RecordLock lock(fakes::RecordMutex());
   patch().covs.push_back(
       {deviceId, pointId, extra, std::string(value, sizeof value), client, chassisId, uuid, label});
   return 0;

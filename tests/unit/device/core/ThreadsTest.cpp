@@ -43,6 +43,12 @@ class RealThreads : public CoreTest {
     EXPECT_TRUE(seen());
   }
 
+  // The poster is through with everything that came before.
+  void AwaitAnotherHeartbeat() const {
+    const int before = heartbeats;
+    Await([this, before] { return heartbeats >= before + 2; });
+  }
+
   std::atomic<int> events{0};
   std::atomic<int> heartbeats{0};
   std::atomic<int> lists{0};
@@ -62,15 +68,25 @@ TEST_F(RealThreads, Carry_what_the_device_notifies_to_the_service) {
   EXPECT_EQ(platform.mutexes.Held(), 0);
 }
 
-TEST_F(RealThreads, Serve_the_daily_alarm_beside_a_reconciliation) {
+// One after the other: the tracker, which has no lock, is used by one thread at a time here.
+TEST_F(RealThreads, Serve_the_daily_alarm_and_a_reconciliation) {
+  std::atomic<bool> raise{false};
   engine.HasModules(7, 2);
   engine.HasActive(7, 1, 4);
-  for (uint16_t gdd = 1; gdd <= 40; ++gdd) engine.Notifies(gdd, 0, 3);
+  engine.onDispatchEvents = [&] {
+    if (raise.exchange(false)) engine.Notifies(7, 1, 0);
+  };
   mgr->Start();
   std::thread timer([this] { platform.timer.Expire(1); });
-  mgr->SyncChassisAlarms(0, "17");
   timer.join();
-  Await([this] { return lists >= 6 && heartbeats >= 1; });
+  Await([this] { return lists == 3 && events == 1; });
+  AwaitAnotherHeartbeat();
+  mgr->SyncChassisAlarms(0, "17");
+  EXPECT_EQ(lists, 6);
+  EXPECT_EQ(events, 2);
+  raise = true;
+  Await([this] { return events == 3; });
+  AwaitAnotherHeartbeat();
   mgr->Stop();
   EXPECT_FALSE(mgr->IsSyncInProgress());
   EXPECT_EQ(platform.mutexes.Held(), 0);
@@ -88,9 +104,8 @@ TEST_F(RealThreads, Are_ended_by_the_destructor) {
 }
 
 TEST_F(RealThreads, End_for_good_without_a_proxy) {
-  mgr->Start();
   mgr->SetPldProxy(nullptr);
-  Await([this] { return heartbeats >= 1; });
+  mgr->Start();
   Await([] {
     const fakes::RecordLock lock(fakes::RecordMutex());
     return !Lines(3).empty();
