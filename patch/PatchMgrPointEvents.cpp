@@ -44,23 +44,24 @@ std::string PatchMgr::BuildEventMessage(uint32_t deviceId, int32_t pointId,
                                         std::string& arg2Out) {
   if (entry.numArgs <= 0) return {};
   const auto device = static_cast<int32_t>(deviceId);
+  std::string value;
   if (entry.arg1Type == "pld") {
-    arg1Out = DocumentValue(device, entry.arg1);
+    value = arg1Out = DocumentValue(device, entry.arg1);
   } else if (entry.arg1Type == "pldQueryArgs") {
-    arg1Out = GetPointValueQueryArgsStr(device, entry.arg1);
+    value = arg1Out = GetPointValueQueryArgsStr(device, entry.arg1);
   } else if (entry.arg1Type == "old") {
-    arg1Out = m_idHistory[pointId];
+    value = arg1Out = m_idHistory[pointId];
   }
   const std::string& message = entry.message;
   const size_t first = Placeholder(message, "%1");
-  std::string text = message.substr(0, first) + arg1Out;
+  std::string text = message.substr(0, first) + value;
   size_t end = first;
   if (entry.numArgs > 1) {
     const size_t second = Placeholder(message, "%2");
     // Deliberate: the position of the second placeholder is taken as the length of the part
     // between the two.
     text += Tail(message, first + 2).substr(0, second);
-    text += SecondArgument(deviceId, pointId, entry, arg1Out, arg2Out);
+    text += SecondArgument(deviceId, pointId, entry, value, arg2Out);
     end = second;
   }
   return text + Tail(message, end + 2);
