@@ -61,13 +61,13 @@ int32_t PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
   if (found == m_resources.end()) return 1;
   const ResourceUrlEntry resource = found->second;
   const PointPatchEntry entry = m_points.at(pointId);
+  const auto device = static_cast<uint16_t>(deviceId);
   if (entry.tempAccum || entry.humAccum) {
-    AccumulatorUpdate(GetDayKey(), RawReading(value), entry, static_cast<int32_t>(deviceId));
+    AccumulatorUpdate(GetDayKey(), RawReading(value), entry, device);
   }
-  if (SendResource(deviceId, resource, client, chassisId, uuid) != 0) return 1;
+  if (SendResource(device, resource, client, chassisId, uuid) != 0) return 1;
   if (entry.msgid.empty()) return 0;
-  const int32_t result =
-      SendEventForPoint(deviceId, pointId, extra, entry, client, chassisId, label);
+  const int32_t result = SendEventForPoint(device, pointId, extra, entry, client, chassisId, label);
   if (result != 0) {
     __dlog_printf(4, kUnit, "%s: Failed(%d) to send event for point %d", "ProcessCOV", result,
                   pointId);

@@ -1,0 +1,300 @@
+// Changes of value and the delivery of all resources.
+#include "PatchTest.h"
+
+namespace patch_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr char kEvents[] =
+    "/redfish/v1/Managers/6f1c1e1a-6c5b-4d0e-9f6e-0a4b5f0d2a11/Oem/Quorvan:Events";
+
+class Delivery : public PatchTest {
+ protected:
+  void SetUp() override {
+    PatchTest::SetUp();
+    platform().cloud.token = "token-1";
+    service.answers("PATCH", "*", 204).answers("POST", "*", 201);
+    platform().pages.texts["patch/thermal"] = "{\"thermal\": 1}";
+    SetReading(value, 0, 215);
+  }
+
+  int32_t Process(int32_t pointId, uint32_t device = 1) {
+    return patch.ProcessCOV(device, pointId, 0, value, &client, "17", "uuid-of-cov", "label-1");
+  }
+
+  static std::string PointWithEvent() {
+    return Point("1", R"("pld": "v", "event": {"msgid": "m"})");
+  }
+
+  CovValue value;
+};
+
+TEST_F(Delivery, Sends_the_resource_of_the_point) {
+  Loaded(Map(kThermal, Point("1", R"("pld": "v")")));
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /redfish/v1/Chassis/17/Thermal"));
+  EXPECT_EQ(service.requests()[0].document, "{\"thermal\": 1}");
+  EXPECT_THAT(PagesAsked(), ElementsAre("patch/thermal"));
+  EXPECT_THAT(platform().proxy.pointsAsked, IsEmpty());
+  EXPECT_THAT(platform().log.Lines(), IsEmpty());
+}
+
+TEST_F(Delivery, Of_an_unknown_point_is_4_and_silent) {
+  Loaded(Map(kThermal, Point("1", R"("pld": "v")")));
+  EXPECT_EQ(Process(2), 4);
+  EXPECT_THAT(service.requests(), IsEmpty());
+  EXPECT_THAT(platform().pages.asked, IsEmpty());
+  EXPECT_THAT(platform().log.Lines(), IsEmpty());
+  EXPECT_THAT(patch.GetPoints(), SizeIs(1));
+  EXPECT_THAT(patch.GetPointResources(), SizeIs(1));
+}
+
+TEST_F(Delivery, Of_a_group_without_a_resource_is_1_and_silent) {
+  Loaded(R"({"resourceUrls": [], "thermal": [)" + PointWithEvent() + "]}");
+  EXPECT_EQ(Process(1), 1);
+  EXPECT_THAT(service.requests(), IsEmpty());
+  EXPECT_THAT(platform().log.Lines(), IsEmpty());
+  EXPECT_THAT(patch.GetResources(), IsEmpty());
+  EXPECT_THAT(patch.GetPoints(), SizeIs(1));
+  EXPECT_THAT(patch.GetPointResources(), SizeIs(1));
+}
+
+TEST_F(Delivery, Puts_the_managers_uuid_in_place_of_its_tag) {
+  Loaded(Map(R"("url": "/redfish/v1/Managers/<uuid>/<chassisid>", "resourceTag": "<uuid>",
+                "resourcePatch": "patch/thermal")",
+             Point("1", R"("pld": "v")")));
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /redfish/v1/Managers/uuid-of-cov/<chassisid>"));
+}
+
+TEST_F(Delivery, Puts_nothing_in_place_of_another_tag) {
+  Loaded(Map(R"("url": "/a/<ChassisId>/<chassisid>", "resourceTag": "<ChassisId>",
+                "resourcePatch": "patch/thermal")",
+             Point("1", R"("pld": "v")")));
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /a//<chassisid>"));
+  EXPECT_THAT(platform().log.Lines(), IsEmpty());
+}
+
+TEST_F(Delivery, Sends_an_empty_document_all_the_same) {
+  platform().pages.texts.clear();
+  Loaded(Map(kThermal, Point("1", R"("pld": "v")")));
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /redfish/v1/Chassis/17/Thermal"));
+  EXPECT_EQ(service.requests()[0].document, "");
+  EXPECT_THAT(platform().log.Lines(),
+              ElementsAre("3 PatchMgr GetPatchDoc: Failed to get patch patch/thermal"));
+}
+
+TEST_F(Delivery, Edits_the_document_as_the_resource_says) {
+  platform().pages.texts["patch/thermal"] = "[7dayhightemp,temp_uom_celsius~12]";
+  platform().proxy.points[12] = "21";
+  const std::string page = R"("resourcePatch": "patch/thermal")";
+  Loaded(R"({"resourceUrls": [
+              {"name": "a", "url": "/a", )" +
+         page + R"(},
+              {"name": "b", "url": "/b", "7dayAccum": true, )" +
+         page + R"(},
+              {"name": "c", "url": "/c", "tempUomCelsius": true, )" +
+         page + R"(},
+              {"name": "d", "url": "/d", "7dayAccum": true, "tempUomCelsius": true, )" +
+         page + R"(}], "a": [)" + Point("1", R"("pld": "v")") + R"(], "b": [)" +
+         Point("2", R"("pld": "v")") + R"(], "c": [)" + Point("3", R"("pld": "v")") +
+         R"(], "d": [)" + Point("4", R"("pld": "v")") + "]}");
+  for (const int32_t point : {1, 2, 3, 4}) EXPECT_EQ(Process(point), 0);
+  ASSERT_THAT(service.lines(), ElementsAre("PATCH /a", "PATCH /b", "PATCH /c", "PATCH /d"));
+  EXPECT_EQ(service.requests()[0].document, "[7dayhightemp,temp_uom_celsius~12]");
+  EXPECT_EQ(service.requests()[1].document, "[null,temp_uom_celsius~12]");
+  EXPECT_EQ(service.requests()[2].document, "[7dayhightemp,21]");
+  EXPECT_EQ(service.requests()[3].document, "[null,21]");
+}
+
+TEST_F(Delivery, Fills_seven_day_values_before_temperatures) {
+  platform().pages.texts["patch/thermal"] = "[temp_uom_celsius~12]";
+  platform().proxy.points[12] = "7dayhightemp";
+  Loaded(Map(std::string(kThermal) + R"(, "7dayAccum": true, "tempUomCelsius": true)",
+             Point("1", R"("pld": "v")")));
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_EQ(service.requests()[0].document, "[7dayhightemp]");
+}
+
+TEST_F(Delivery, Uses_the_low_16_bits_of_the_device) {
+  platform().pages.texts["patch/thermal"] = "[temp_uom_celsius~12]";
+  Loaded(Map(std::string(kThermal) + R"(, "tempUomCelsius": true)",
+             Point("1", R"("pld": "v", "event": {"msgid": "m", "numargs": 1, "arg1": "a",
+                           "arg1Type": "pld"})")));
+  EXPECT_EQ(Process(1, 0x00050011), 0);
+  ASSERT_THAT(PagesAsked(), ElementsAre("patch/thermal", kValuePage));
+  EXPECT_EQ(platform().pages.asked[0].velId, 0x11);
+  EXPECT_EQ(platform().pages.asked[1].velId, 0x11);
+  ASSERT_THAT(platform().proxy.pointsAsked, SizeIs(1));
+  EXPECT_EQ(platform().proxy.pointsAsked[0].device, 0x11);
+}
+
+TEST_F(Delivery, Posts_the_points_event_after_its_resource) {
+  Loaded(Map(kThermal, PointWithEvent()));
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(service.lines(),
+              ElementsAre("PATCH /redfish/v1/Chassis/17/Thermal", std::string("POST ") + kEvents));
+}
+
+TEST_F(Delivery, A_resource_that_can_not_be_sent_suppresses_the_event) {
+  Loaded(Map(kThermal, PointWithEvent()));
+  service.answers("PATCH", "*", 400);
+  EXPECT_EQ(Process(1), 1);
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /redfish/v1/Chassis/17/Thermal"));
+  EXPECT_THAT(Lines(), ElementsAre("3 SendResourceToCloud: Failed to PATCH :\n{\"thermal\": 1}"));
+}
+
+TEST_F(Delivery, Goes_on_after_a_refused_document) {
+  Loaded(Map(kThermal, PointWithEvent()));
+  service.answersOnce("PATCH", "/redfish/v1/Chassis/17/Thermal", 500);
+  EXPECT_EQ(Process(1), 1);
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(service.lines(), SizeIs(3));
+}
+
+TEST_F(Delivery, A_refused_event_counts_as_sent) {
+  Loaded(Map(kThermal, PointWithEvent()));
+  service.answers("POST", "*", 400);
+  EXPECT_EQ(Process(1), 0);
+}
+
+// Makes the cloud section's operation fail from its second call on.
+void FailsFromSecond(fakes::CloudConfig& cloud, const std::string& operation, int code) {
+  auto calls = std::make_shared<int>(0);
+  cloud.onCall = [&cloud, operation, code, calls](const std::string& called) {
+    if (called == operation && ++*calls == 2) cloud.fails[operation] = code;
+  };
+}
+
+TEST_F(Delivery, Of_an_event_without_the_base_url_is_1) {
+  Loaded(Map(kThermal, PointWithEvent()));
+  FailsFromSecond(platform().cloud, "GetUrl", 12);
+  EXPECT_EQ(Process(1), 1);
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /redfish/v1/Chassis/17/Thermal"));
+  EXPECT_THAT(platform().log.Lines(),
+              ElementsAre("3 PatchMgr SendEventForPoint: Failed to get the cloud service URL",
+                          "4 PatchMgr ProcessCOV: Failed(1) to send event for point 1"));
+}
+
+TEST_F(Delivery, Of_an_event_that_can_not_be_built_is_5) {
+  Loaded(Map(kThermal, PointWithEvent()));
+  EXPECT_EQ(patch.ProcessCOV(1, 1, 0, value, &client, "17", "u", "\xFF"), 5);
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /redfish/v1/Chassis/17/Thermal"));
+  EXPECT_THAT(platform().log.Lines(),
+              ElementsAre("4 PatchMgr ProcessCOV: Failed(5) to send event for point 1"));
+}
+
+// Accumulator points.
+
+TEST_F(Delivery, Takes_the_reading_before_the_document_is_rendered) {
+  platform().pages.texts["patch/thermal"] = "7dayhightemp";
+  HasDocument("v", "21");
+  Loaded(Map(std::string(kThermal) + R"(, "7dayAccum": true)",
+             Point("1", R"("pld": "v", "7dayTempAccum": true)")));
+  patch.NewDayAccumulators();
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(PagesAsked(), ElementsAre(kValuePage, "patch/thermal"));
+  EXPECT_EQ(service.requests()[0].document, "21");
+}
+
+TEST_F(Delivery, Reads_the_value_high_byte_first) {
+  HasDocument("v", "21");
+  Loaded(Map(kThermal, Point("1", R"("pld": "v", "7dayTempAccum": true)")));
+  patch.NewDayAccumulators();
+  SetReading(value, 0x00, 0xD7);
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_EQ(patch.GetAccumulators().begin()->second.lowTemp, 215);
+  EXPECT_EQ(patch.GetAccumulators().begin()->second.highTemp, 215);
+  SetReading(value, 0xFF, 0x9C);
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_EQ(patch.GetAccumulators().begin()->second.highTemp, 0xFF9C);
+}
+
+TEST_F(Delivery, Takes_readings_of_humidity) {
+  HasDocument("v", "45");
+  Loaded(Map(kThermal, Point("1", R"("pld": "v", "7dayHumAccum": true)")));
+  patch.NewDayAccumulators();
+  SetReading(value, 0x01, 0xC2);
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_EQ(patch.GetAccumulators().begin()->second.lowHum, 450);
+  EXPECT_EQ(patch.GetAccumulators().begin()->second.highHumText, "45");
+  EXPECT_EQ(patch.GetAccumulators().begin()->second.highTemp, 0);
+}
+
+TEST_F(Delivery, Sends_the_resource_although_the_reading_is_lost) {
+  Loaded(Map(kThermal, Point("1", R"("pld": "v", "7dayHumAccum": true)")));
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(service.requests(), SizeIs(1));
+  EXPECT_THAT(platform().log.Lines(),
+              ElementsAre("3 PatchMgr AccumulatorUpdate: Missing accumulator entry"));
+  EXPECT_THAT(patch.GetAccumulators(), IsEmpty());
+}
+
+TEST_F(Delivery, Of_an_ordinary_point_does_not_read_its_value) {
+  Loaded(Map(kThermal, Point("1", R"("pldQueryArgs": "1,1,0,0,0")")));
+  patch.NewDayAccumulators();
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(platform().proxy.pointsAsked, IsEmpty());
+  EXPECT_EQ(patch.GetAccumulators().begin()->second, cloudclient::DayAccumulator());
+}
+
+// All resources.
+
+class AllResources : public Delivery {
+ protected:
+  void SetUp() override {
+    Delivery::SetUp();
+    platform().pages.texts = {{"page/a", "[7dayhightemp,temp_uom_celsius~12]"},
+                              {"page/b", "7dayhightemp"},
+                              {"page/c", "{temp_uom_celsius~12}"}};
+    platform().proxy.points[12] = "21";
+    Loaded(R"({"resourceUrls": [
+        {"name": "c", "url": "/c/<uuid>", "resourceTag": "<uuid>", "resourcePatch": "page/c",
+         "tempUomCelsius": true},
+        {"name": "a", "url": "/a/<chassisid>", "resourceTag": "<chassisid>",
+         "resourcePatch": "page/a", "7dayAccum": true, "tempUomCelsius": true},
+        {"name": "b", "url": "/b/<x>", "resourceTag": "<x>", "resourcePatch": "page/b"}]})");
+  }
+};
+
+TEST_F(AllResources, Are_sent_in_ascending_order_of_their_names_and_edited) {
+  patch.SendAllResourcesToCloud(7, "17", "uuid-1", &client);
+  ASSERT_THAT(service.lines(), ElementsAre("PATCH /a/17", "PATCH /b/", "PATCH /c/uuid-1"));
+  EXPECT_EQ(service.requests()[0].document, "[null,21]");
+  EXPECT_EQ(service.requests()[1].document, "7dayhightemp");
+  EXPECT_EQ(service.requests()[2].document, "{21}");
+  EXPECT_THAT(PagesAsked(), ElementsAre("page/a", "page/b", "page/c"));
+  for (const fakes::Page& page : platform().pages.asked) EXPECT_EQ(page.velId, 7);
+  EXPECT_THAT(platform().log.Lines(), IsEmpty());
+}
+
+TEST_F(AllResources, Go_on_after_one_that_fails) {
+  service.answers("PATCH", "/a/17", 500);
+  platform().pages.texts.erase("page/b");
+  patch.SendAllResourcesToCloud(7, "17", "uuid-1", &client);
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /a/17", "PATCH /b/", "PATCH /c/uuid-1"));
+  EXPECT_THAT(Lines(), ElementsAre("3 SendResourceToCloud: Failed to PATCH :\n[null,21]",
+                                   "3 GetPatchDoc: Failed to get patch page/b"));
+}
+
+TEST_F(AllResources, Each_tell_what_is_missing) {
+  platform().cloud.fails["GetUrl"] = 9;
+  patch.SendAllResourcesToCloud(7, "17", "uuid-1", &client);
+  EXPECT_THAT(service.requests(), IsEmpty());
+  const std::string line = "3 SendResourceToCloud: Failed(9) to get resource URI";
+  EXPECT_THAT(Lines(), ElementsAre(line, line, line));
+}
+
+TEST_F(Delivery, Of_all_resources_without_a_map_sends_nothing) {
+  patch.SendAllResourcesToCloud(7, "17", "uuid-1", &client);
+  EXPECT_THAT(service.requests(), IsEmpty());
+  EXPECT_THAT(platform().log.Lines(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace patch_test
