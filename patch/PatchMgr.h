@@ -137,8 +137,8 @@ class PatchMgr {
   // Delivery.
 
   // Delivers one change of value. 0; 1 the document could not be sent, or the event's URL is
-  // missing; 4 the point is not in the map; 5 the event could not be built. Of `value` the first
-  // two bytes are read, high byte first.
+  // missing; 4 the point is not in the map; 5 the event could not be built. Of `deviceId` the
+  // low 16 bits are used; of `value` the first two bytes are read, high byte first.
   int32_t ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
                      const char (&value)[kCovValueSize], HttpsClient* client,
                      const std::string& chassisId, const std::string& uuid,
@@ -193,7 +193,7 @@ class PatchMgr {
   std::string OriginOfPoint(int32_t pointId, const std::string& chassisId);
   int32_t PostPointEvent(const std::string& document, HttpsClient* client);
   bool FindAccumulatorPoint(AccumulatorPoint& point, bool PointPatchEntry::*kind);
-  int32_t ScaleOf(const AccumulatorPoint& point, int32_t deviceId, LxPldProxy* proxy);
+  uint32_t ScaleOf(const AccumulatorPoint& point, int32_t deviceId, LxPldProxy* proxy);
 
   LxPldProxy* m_pldProxy = nullptr;
   ResourceTable m_resources;

@@ -29,10 +29,10 @@ void TakeReading(uint16_t value, const std::string& text, uint16_t& low, std::st
 }
 
 // The number in `text` times `factor`, cut to 16 bits: negatives are deliberately not clamped.
-uint16_t Scaled(const std::string& text, int32_t factor) {
+uint16_t Scaled(const std::string& text, uint32_t factor) {
   int32_t number = 0;
   LxStringUtils::ConvertStringToLong(text, number);
-  return static_cast<uint16_t>(int64_t{number} * factor);
+  return static_cast<uint16_t>(static_cast<uint32_t>(number) * factor);
 }
 
 }  // namespace
@@ -123,7 +123,7 @@ void PatchMgr::NewDaySyncAccumulators(int32_t deviceId, HttpsClient* client, LxP
 void PatchMgr::NewDaySyncTempAccumulator(int32_t deviceId, HttpsClient* /*client*/,
                                          LxPldProxy* proxy) {
   if (!FindAccumulatorPoint(m_tempPoint, &PointPatchEntry::tempAccum)) return;
-  const int32_t factor = ScaleOf(m_tempPoint, deviceId, proxy);
+  const uint32_t factor = ScaleOf(m_tempPoint, deviceId, proxy);
   const std::string text = GetPointValue(deviceId, m_tempPoint.entry);
   if (!LxStringUtils::IsInteger(text)) {
     __dlog_printf(4, kUnit, "%s: Received invalid integer value for temperature:  %s",
@@ -138,7 +138,7 @@ void PatchMgr::NewDaySyncTempAccumulator(int32_t deviceId, HttpsClient* /*client
 void PatchMgr::NewDaySyncHumAccumulator(int32_t deviceId, HttpsClient* /*client*/,
                                         LxPldProxy* proxy) {
   if (!FindAccumulatorPoint(m_humPoint, &PointPatchEntry::humAccum)) return;
-  const int32_t factor = ScaleOf(m_humPoint, deviceId, proxy);
+  const uint32_t factor = ScaleOf(m_humPoint, deviceId, proxy);
   // Deliberate: humidity is read by document name, whatever source the point has.
   const std::string text = GetPointValuePld(deviceId, m_humPoint.entry);
   if (!LxStringUtils::IsInteger(text)) {
@@ -158,14 +158,14 @@ bool PatchMgr::FindAccumulatorPoint(AccumulatorPoint& point, bool PointPatchEntr
   return point.found;
 }
 
-// What a point's reading is multiplied by to be a reading times ten.
-int32_t PatchMgr::ScaleOf(const AccumulatorPoint& point, int32_t deviceId, LxPldProxy* proxy) {
+// What a point's reading is multiplied by to be a reading times ten. Only its low 16 bits count: it
+// is unsigned so that no factor of the engine's overflows.
+uint32_t PatchMgr::ScaleOf(const AccumulatorPoint& point, int32_t deviceId, LxPldProxy* proxy) {
   int32_t factor = 1;
-  if (proxy != nullptr && proxy->GetResolution(factor, static_cast<uint16_t>(deviceId),
-                                               static_cast<uint16_t>(point.id)) == 0) {
-    factor *= 10;
-  }
-  return factor;
+  const bool resolved =
+      proxy != nullptr && proxy->GetResolution(factor, static_cast<uint16_t>(deviceId),
+                                               static_cast<uint16_t>(point.id)) == 0;
+  return static_cast<uint32_t>(factor) * (resolved ? 10 : 1);
 }
 
 }  // namespace cloudclient
