@@ -10,10 +10,11 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -97,17 +98,17 @@ int Measure(const std::function<bool()>& post, long count, const std::vector<lon
   const int64_t before = CpuMicroseconds();
   for (long request = 1; request <= count; ++request) {
     if (!post()) {
-      fprintf(stderr, "bench_https_post: request %ld failed\n", request);
+      std::cerr << "bench_https_post: request " << request << " failed\n";
       return 1;
     }
     for (size_t i = 0; i < residentAt.size(); ++i) {
       if (residentAt[i] == request) resident[i] = ResidentKib();
     }
   }
-  printf("{\"requests\": %ld, \"cpu_us\": %lld, \"rss_kib\": [", count,
-         static_cast<long long>(CpuMicroseconds() - before));
-  for (size_t i = 0; i < resident.size(); ++i) printf("%s%ld", i == 0 ? "" : ", ", resident[i]);
-  printf("]}\n");
+  std::cout << R"({"requests": )" << count << R"(, "cpu_us": )" << CpuMicroseconds() - before
+            << R"(, "rss_kib": [)";
+  for (size_t i = 0; i < resident.size(); ++i) std::cout << (i == 0 ? "" : ", ") << resident[i];
+  std::cout << "]}\n";
   return 0;
 }
 
@@ -116,7 +117,7 @@ int Measure(const std::function<bool()>& post, long count, const std::vector<lon
 int main(int argc, char** argv) {
   const std::string side = argc > 1 ? argv[1] : "";
   if (argc < 4 || (side != "client" && side != "bare")) {
-    fprintf(stderr, "usage: bench_https_post client|bare URL COUNT [REQUEST ...]\n");
+    std::cerr << "usage: bench_https_post client|bare URL COUNT [REQUEST ...]\n";
     return 2;
   }
   const std::string url = argv[2];

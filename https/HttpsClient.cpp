@@ -150,8 +150,6 @@ class HttpsClient::Request {
   const HttpsResult m_opened;
 };
 
-HttpsClient::HttpsClient() : initialised(false), handle(nullptr) {}
-
 HttpsClient::~HttpsClient() { curl_global_cleanup(); }
 
 HttpsResult HttpsClient::InitCurl(uint32_t& curlCode) {
@@ -358,8 +356,7 @@ void BuildFlatJson(const std::map<std::string, std::string>& entries, std::strin
   text = "{\n";
   const char* separator = "";
   for (const auto& [key, value] : entries) {
-    text += separator;
-    text += "\"" + key + "\": \"" + value + "\"";
+    text.append(separator).append("\"").append(key).append("\": \"").append(value).append("\"");
     separator = ",\n";
   }
   text += entries.empty() ? "}\n" : "\n}\n";

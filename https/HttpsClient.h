@@ -41,7 +41,7 @@ enum : HttpsResult {
 class HttpsClient {
  public:
   // Makes no libcurl call.
-  HttpsClient();
+  HttpsClient() = default;
   // Ends libcurl, whether or not it was ever initialised.
   virtual ~HttpsClient();
   HttpsClient(const HttpsClient&) = delete;
@@ -80,8 +80,8 @@ class HttpsClient {
   HttpsResult PerformGet(CURL* curlHandle, const std::string& url, std::string& responseBody,
                          std::string& responseHeader);
 
-  bool initialised;
-  CURL* handle;
+  bool initialised = false;
+  CURL* handle = nullptr;
   LxLinuxMutex lock;
 };
 
