@@ -1,0 +1,161 @@
+// config get|set|show, enable, disable
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "ctl/Commands.h"
+#include "ctl/ConfigFiles.h"
+#include "ctl/Output.h"
+#include "host/Configuration.h"
+
+namespace ctl {
+
+namespace {
+
+const char kMask[] = "********";
+
+struct ConfigArguments {
+  std::string key;
+  std::string value;
+  bool reveal = false;
+};
+
+enum class Kind { kText, kFlag, kSecret };
+
+// A value that a person may read and set.
+struct Setting {
+  const char* name;
+  Kind kind;
+  host::ConfigStore& (*store)();
+};
+
+const Setting kSettings[] = {
+    {host::kEnabled, Kind::kFlag, host::CloudStore},
+    {host::kUrl, Kind::kText, host::CloudStore},
+    {host::kUserEmail, Kind::kText, host::CloudStore},
+    {host::kRegistrationKey, Kind::kSecret, host::CloudStore},
+    {host::kUnitName, Kind::kText, host::CloudStore},
+    {host::kUuid, Kind::kText, host::CloudStore},
+    {host::kXAuthToken, Kind::kSecret, host::CloudStore},
+    {host::kSysName, Kind::kText, host::SysInfoStore},
+};
+
+std::vector<std::string> Names() {
+  std::vector<std::string> names;
+  for (const Setting& setting : kSettings) names.emplace_back(setting.name);
+  return names;
+}
+
+const Setting& Find(const std::string& name) {
+  for (const Setting& setting : kSettings) {
+    if (name == setting.name) return setting;
+  }
+  throw std::invalid_argument("no key named " + name);  // the parser lets no other name through
+}
+
+std::string Value(const Setting& setting, bool reveal) {
+  const host::ConfigStore& store = setting.store();
+  if (setting.kind == Kind::kFlag) return store.Flag(setting.name) ? "true" : "false";
+  const std::string text = store.Text(setting.name);
+  return setting.kind == Kind::kSecret && !text.empty() && !reveal ? kMask : text;
+}
+
+host::JsonRef JsonValue(const Setting& setting, bool reveal) {
+  if (setting.kind == Kind::kFlag) {
+    return host::JsonRef(json_boolean(setting.store().Flag(setting.name)));
+  }
+  return host::JsonString(Value(setting, reveal));
+}
+
+int Get(const Choice& choice, const ConfigArguments& arguments) {
+  if (!ConfigFilesAreReadable()) return kFailed;
+  const Setting& setting = Find(arguments.key);
+  if (choice.json) {
+    SayJson(JsonValue(setting, arguments.reveal).get());
+  } else {
+    Say(Printable(Value(setting, arguments.reveal)));
+  }
+  return kDone;
+}
+
+int Show(const Choice& choice, const ConfigArguments& arguments) {
+  if (!ConfigFilesAreReadable()) return kFailed;
+  if (choice.json) {
+    const host::JsonRef all(json_object());
+    for (const Setting& setting : kSettings) {
+      json_object_set_new(all.get(), setting.name, JsonValue(setting, arguments.reveal).release());
+    }
+    SayJson(all.get());
+    return kDone;
+  }
+  std::vector<std::vector<std::string>> rows = {{"KEY", "VALUE"}};
+  for (const Setting& setting : kSettings) {
+    rows.push_back({setting.name, Printable(Value(setting, arguments.reveal))});
+  }
+  SayTable(rows);
+  return kDone;
+}
+
+int Set(const std::string& name, const std::string& value) {
+  const Setting& setting = Find(name);
+  if (setting.kind == Kind::kFlag && value != "true" && value != "false") {
+    Complain(name + " takes true or false, not '" + value + "'");
+    return kWrongArguments;
+  }
+  if (!ConfigFilesAreReadable()) return kFailed;
+  host::ConfigStore& store = setting.store();
+  const bool taken = setting.kind == Kind::kFlag ? store.SetFlag(setting.name, value == "true")
+                                                 : store.SetText(setting.name, value);
+  if (!taken) {
+    Complain("the value of " + name + " is not UTF-8");
+    return kWrongArguments;
+  }
+  return store.Save() ? kDone : kFailed;  // the store has said why not
+}
+
+}  // namespace
+
+void AddConfigCommands(CLI::App& app, Choice& choice) {
+  const auto arguments = std::make_shared<ConfigArguments>();
+  CLI::App* const config = app.add_subcommand("config", "Read and change the configuration");
+  config->require_subcommand(1);
+  config->fallthrough();
+  const auto add_key = [&arguments](CLI::App* command) {
+    command->add_option("KEY", arguments->key, "Name of the value")
+        ->required()
+        ->check(CLI::IsMember(Names()));
+  };
+  const auto add_reveal = [&arguments](CLI::App* command) {
+    command->add_flag("--reveal", arguments->reveal, "Write registration key and token in clear");
+  };
+
+  CLI::App* const get = config->add_subcommand("get", "Write one value");
+  add_key(get);
+  add_reveal(get);
+  get->callback([&choice, arguments] {
+    choice.run = [&choice, arguments] { return Get(choice, *arguments); };
+  });
+
+  CLI::App* const set = config->add_subcommand("set", "Change one value; a running daemon follows");
+  add_key(set);
+  set->add_option("VALUE", arguments->value, "Its new value; Enabled takes true or false")
+      ->required();
+  set->callback([&choice, arguments] {
+    choice.run = [arguments] { return Set(arguments->key, arguments->value); };
+  });
+
+  CLI::App* const show = config->add_subcommand("show", "Write all values");
+  add_reveal(show);
+  show->callback([&choice, arguments] {
+    choice.run = [&choice, arguments] { return Show(choice, *arguments); };
+  });
+
+  app.add_subcommand("enable", "Connect the appliance with the service")->callback([&choice] {
+    choice.run = [] { return Set(host::kEnabled, "true"); };
+  });
+  app.add_subcommand("disable", "Unregister the appliance")->callback([&choice] {
+    choice.run = [] { return Set(host::kEnabled, "false"); };
+  });
+}
+
+}  // namespace ctl

@@ -1,0 +1,22 @@
+#include "ctl/ConfigFiles.h"
+
+#include "ctl/Output.h"
+#include "host/ConfigFile.h"
+#include "host/Paths.h"
+#include "platform/util/LocalPath.h"
+
+namespace ctl {
+
+bool ConfigFilesAreReadable() {
+  for (const char* path : {host::kCloudFile, host::kSysInfoFile}) {
+    host::JsonRef object;
+    std::string problem;
+    if (host::ReadJsonObject(LocalPath(path), object, problem) == host::FileState::kBad) {
+      Complain(problem);
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace ctl

@@ -1,0 +1,12 @@
+#ifndef CTL_CONFIGFILES_H_
+#define CTL_CONFIGFILES_H_
+
+namespace ctl {
+
+// Whether both configuration files can be read, or are missing; says what is wrong. Asked before
+// their stores are used, whose defaults would otherwise pass for what the files hold.
+bool ConfigFilesAreReadable();
+
+}  // namespace ctl
+
+#endif  // CTL_CONFIGFILES_H_

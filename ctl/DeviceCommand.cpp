@@ -1,0 +1,137 @@
+// device list|set|raise|clear
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "ctl/Commands.h"
+#include "ctl/DeviceSocket.h"
+#include "ctl/Output.h"
+
+namespace ctl {
+
+namespace {
+
+struct DeviceArguments {
+  int point = 0;
+  std::string value;
+  int gdd = 0;
+  int module = 0;
+  std::string state = "Alarm";
+};
+
+std::string Cell(const json_t* object, const char* key) {
+  const json_t* const value = json_object_get(object, key);
+  if (json_is_integer(value)) return std::to_string(json_integer_value(value));
+  return Printable(host::JsonText(value));
+}
+
+// Sends a request; the exit status, and the answer when that is kDone.
+int Ask(const host::JsonRef& request, host::JsonRef& answer) {
+  std::string problem;
+  const Reach reach = AskDevice(request.get(), answer, problem);
+  if (reach == Reach::kAnswered && json_is_true(json_object_get(answer.get(), "ok"))) return kDone;
+  if (reach == Reach::kAnswered) problem = Cell(answer.get(), "error");
+  Complain(problem);
+  return reach == Reach::kNobodyThere ? kNotRunning : kFailed;
+}
+
+// A request whose answer says no more than whether it was done.
+int Order(const Choice& choice, const host::JsonRef& request) {
+  if (!request) {
+    Complain("the value is not UTF-8");
+    return kWrongArguments;
+  }
+  host::JsonRef answer;
+  const int status = Ask(request, answer);
+  if (status == kDone && choice.json) SayJson(answer.get());
+  return status;
+}
+
+void SayPoints(const json_t* points) {
+  std::vector<std::vector<std::string>> rows = {{"POINT", "NAME", "VALUE", "UNIT", "SOURCE"}};
+  size_t index = 0;
+  const json_t* point = nullptr;
+  json_array_foreach(points, index, point) {
+    rows.push_back({Cell(point, "id"), Cell(point, "name"), Cell(point, "value"),
+                    Cell(point, "unit"), Cell(point, "source")});
+  }
+  SayTable(rows);
+}
+
+void SayEvents(const json_t* events) {
+  std::vector<std::vector<std::string>> rows = {{"EVENT", "MODULE", "STATE", "TEXT"}};
+  size_t index = 0;
+  const json_t* event = nullptr;
+  json_array_foreach(events, index, event) {
+    rows.push_back(
+        {Cell(event, "gdd"), Cell(event, "module"), Cell(event, "state"), Cell(event, "text")});
+  }
+  SayTable(rows);
+}
+
+int List(const Choice& choice) {
+  const host::JsonRef request(json_pack("{s:s}", "op", "list"));
+  host::JsonRef answer;
+  const int status = Ask(request, answer);
+  if (status != kDone) return status;
+  if (choice.json) {
+    SayJson(answer.get());
+    return kDone;
+  }
+  Say(Cell(answer.get(), "label") + "  (device " + Cell(answer.get(), "velocityId") +
+      ", product sequence " + Cell(answer.get(), "psi") + ")\n");
+  SayPoints(json_object_get(answer.get(), "points"));
+  Say("");
+  SayEvents(json_object_get(answer.get(), "events"));
+  return kDone;
+}
+
+}  // namespace
+
+void AddDeviceCommands(CLI::App& app, Choice& choice) {
+  const auto arguments = std::make_shared<DeviceArguments>();
+  const CLI::Range number16(0, 65535);
+  CLI::App* const device = app.add_subcommand("device", "Look at the device and drive it");
+  device->require_subcommand(1);
+  device->fallthrough();
+
+  device->add_subcommand("list", "Points with their values, events with their states")
+      ->callback([&choice] { choice.run = [&choice] { return List(choice); }; });
+
+  CLI::App* const set = device->add_subcommand("set", "Give a point a value");
+  set->add_option("POINT", arguments->point, "Number of the point")->required()->check(number16);
+  set->add_option("VALUE", arguments->value, "Its new value, a text")->required();
+  set->callback([&choice, arguments] {
+    choice.run = [&choice, arguments] {
+      return Order(
+          choice, host::JsonRef(json_pack("{s:s, s:i, s:s}", "op", "set", "point", arguments->point,
+                                          "value", arguments->value.c_str())));
+    };
+  });
+
+  CLI::App* const raise = device->add_subcommand("raise", "Make an event active");
+  raise->add_option("EVENT", arguments->gdd, "Number of the event")->required()->check(number16);
+  raise->add_option("--module", arguments->module, "Module, from 0")->check(number16);
+  raise->add_option("--state", arguments->state, "Its state")
+      ->capture_default_str()
+      ->check(CLI::IsMember({"Message", "Warning", "Alarm", "Fault"}));
+  raise->callback([&choice, arguments] {
+    choice.run = [&choice, arguments] {
+      return Order(choice, host::JsonRef(json_pack("{s:s, s:i, s:i, s:s}", "op", "raise", "gdd",
+                                                   arguments->gdd, "module", arguments->module,
+                                                   "state", arguments->state.c_str())));
+    };
+  });
+
+  CLI::App* const clear = device->add_subcommand("clear", "End an event");
+  clear->add_option("EVENT", arguments->gdd, "Number of the event")->required()->check(number16);
+  clear->add_option("--module", arguments->module, "Module, from 0")->check(number16);
+  clear->callback([&choice, arguments] {
+    choice.run = [&choice, arguments] {
+      return Order(choice, host::JsonRef(json_pack("{s:s, s:i, s:i}", "op", "clear", "gdd",
+                                                   arguments->gdd, "module", arguments->module)));
+    };
+  });
+}
+
+}  // namespace ctl

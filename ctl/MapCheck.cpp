@@ -1,0 +1,141 @@
+#include "ctl/MapCheck.h"
+
+#include <map>
+#include <set>
+
+#include "host/Files.h"
+
+namespace ctl {
+
+namespace {
+
+using cloudclient::PatchMgr;
+using cloudclient::PointPatchEntry;
+using cloudclient::ResourceUrlEntry;
+
+constexpr size_t kLargestPage = 16 * 1024 * 1024;
+
+typedef std::vector<std::string> Findings;
+
+std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
+
+bool IsOneOf(const std::string& text, const std::set<std::string>& words) {
+  return words.count(text) != 0;
+}
+
+// Reads a page of that folder, or of the nearest one above that has it. False when none has.
+bool ReadPage(std::string folder, const std::string& page, std::string& text) {
+  for (;;) {
+    if (host::ReadFile(folder + "/" + page, kLargestPage, text) == 0) return true;
+    if (folder.empty()) return false;
+    folder.erase(folder.rfind('/'));
+  }
+}
+
+// Whether a document ends in a temperature tag: the daemon's loop over the tags would not end.
+bool EndsInTemperatureTag(const std::string& document) {
+  const std::string tag = "temp_uom_celsius~";
+  const size_t last = document.rfind(tag);
+  return last != std::string::npos &&
+         document.find_first_not_of("0123456789", last + tag.size()) == std::string::npos;
+}
+
+void CheckResource(const std::string& name, const ResourceUrlEntry& resource,
+                   const std::string& pages, Findings& findings) {
+  const std::string where = "resource " + Quoted(name) + ": ";
+  if (!IsOneOf(resource.resourceTag, {"<chassisid>", "<uuid>"})) {
+    findings.push_back(where + "\"resourceTag\" is " + Quoted(resource.resourceTag) +
+                       ", neither \"<chassisid>\" nor \"<uuid>\": nothing is put in its place");
+  } else if (resource.url.find(resource.resourceTag) == std::string::npos) {
+    findings.push_back(where + "\"url\" does not hold its tag " + resource.resourceTag);
+  }
+  std::string document;
+  if (resource.resourcePatch.empty()) {
+    findings.push_back(where + "\"resourcePatch\" names no page: empty documents are sent");
+  } else if (!ReadPage(pages, resource.resourcePatch, document)) {
+    findings.push_back(where + "page " + Quoted(resource.resourcePatch) + " is not in " + pages +
+                       " or above: empty documents are sent");
+  } else if (resource.tempUomCelsius && EndsInTemperatureTag(document)) {
+    findings.push_back(where + "page " + Quoted(resource.resourcePatch) +
+                       " ends in a temperature tag: the daemon would never come back from it");
+  }
+}
+
+void CheckArgument(const std::string& where, const char* name, const std::string& type,
+                   const std::set<std::string>& types, Findings& findings) {
+  if (IsOneOf(type, types)) return;
+  findings.push_back(where + "\"" + name + "Type\" is " + Quoted(type) + ": " + name +
+                     " has no value of its own");
+}
+
+void CheckEvent(const std::string& where, const PointPatchEntry& point, Findings& findings) {
+  if (point.msgid.empty() || point.numArgs <= 0) return;
+  if (point.message.find("%1") == std::string::npos) {
+    findings.push_back(where + "the event's message has no \"%1\" for its first argument");
+  }
+  CheckArgument(where, "arg1", point.arg1Type, {"pld", "pldQueryArgs", "old"}, findings);
+  if (point.numArgs == 1) return;
+  if (point.message.find("%2") == std::string::npos) {
+    findings.push_back(where + "the event's message has no \"%2\" for its second argument");
+  }
+  // The kind of the second argument is asked of the first, but for a document.
+  if (point.arg1Type != "pldQueryArgs") {
+    CheckArgument(where, "arg2", point.arg2Type, {"pld"}, findings);
+  }
+}
+
+void CheckPoint(int32_t id, const PointPatchEntry& point, Findings& findings) {
+  const std::string where = "point " + std::to_string(id) + ": ";
+  if (point.pld.empty() && point.pldQueryArgs.empty()) {
+    findings.push_back(where + "it has no source of its value");
+  } else if (point.humAccum && point.pld.empty()) {
+    findings.push_back(where + "a humidity with \"7dayHumAccum\" is read by \"pld\" each day");
+  }
+  CheckEvent(where, point, findings);
+}
+
+// What the loader drops without a word: the second and later entries of a key.
+void CheckDuplicates(json_t* root, Findings& findings) {
+  std::set<std::string> resources;
+  std::map<json_int_t, std::string> points;
+  const char* group = nullptr;
+  json_t* entries = nullptr;
+  json_object_foreach(root, group, entries) {
+    const bool isResources = std::string(group) == "resourceUrls";
+    size_t index = 0;
+    const json_t* entry = nullptr;
+    json_array_foreach(entries, index, entry) {
+      const json_t* const id = json_object_get(entry, "id");
+      if (isResources) {
+        const std::string name = host::JsonText(json_object_get(entry, "name"));
+        if (resources.insert(name).second) continue;
+        findings.push_back("resource " + Quoted(name) + ": there is an earlier one of that name");
+      } else if (json_is_integer(id) && !points.emplace(json_integer_value(id), group).second) {
+        findings.push_back("point " + std::to_string(json_integer_value(id)) + " of " +
+                           Quoted(group) + ": it is listed already in " +
+                           Quoted(points[json_integer_value(id)]));
+      }
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> CheckMap(const PatchMgr& map, json_t* root, const std::string& pages) {
+  Findings findings;
+  CheckDuplicates(root, findings);
+  for (const auto& [name, resource] : map.GetResources()) {
+    CheckResource(name, resource, pages, findings);
+  }
+  for (const auto& [id, point] : map.GetPoints()) {
+    CheckPoint(id, point, findings);
+    const std::string& group = map.GetPointResources().at(id);
+    if (map.GetResources().count(group) == 0) {
+      findings.push_back("point " + std::to_string(id) + ": its group " + Quoted(group) +
+                         " is no resource: nothing is sent for it");
+    }
+  }
+  return findings;
+}
+
+}  // namespace ctl

@@ -1,0 +1,54 @@
+#include "ctl/Output.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "host/Log.h"
+
+namespace ctl {
+
+namespace {
+
+// Characters of a UTF-8 text.
+size_t Width(const std::string& text) {
+  return static_cast<size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+}  // namespace
+
+void Complain(const std::string& text) {
+  std::fprintf(stderr, "cloudclientctl: %s\n", Printable(text).c_str());
+}
+
+void Say(const std::string& text) { std::printf("%s\n", text.c_str()); }
+
+void SayJson(const json_t* value) {
+  const std::unique_ptr<char, decltype(&std::free)> text(
+      json_dumps(value, JSON_INDENT(2) | JSON_ENCODE_ANY), &std::free);
+  if (text) Say(text.get());
+}
+
+std::string Printable(const std::string& text) { return host::EscapeControls(text); }
+
+void SayTable(const std::vector<std::vector<std::string>>& rows) {
+  if (rows.size() < 2) return;
+  std::vector<size_t> widths;
+  for (const auto& row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], Width(row[i]));
+  }
+  for (const auto& row : rows) {
+    std::string line;
+    for (size_t i = 0; i < row.size(); ++i) {
+      line += row[i];
+      if (i + 1 < row.size()) line += std::string(widths[i] - Width(row[i]) + 2, ' ');
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    Say(line);
+  }
+}
+
+}  // namespace ctl

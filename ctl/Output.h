@@ -1,0 +1,29 @@
+#ifndef CTL_OUTPUT_H_
+#define CTL_OUTPUT_H_
+
+#include <string>
+#include <vector>
+
+#include "host/Json.h"
+
+namespace ctl {
+
+// Says on standard error, in one line, what went wrong.
+void Complain(const std::string& text);
+
+// Writes a line to standard output.
+void Say(const std::string& text);
+
+// Writes a JSON value to standard output, indented.
+void SayJson(const json_t* value);
+
+// Writes rows of cells to standard output, columns aligned; the first row is the heading. Nothing
+// without a row beyond it.
+void SayTable(const std::vector<std::vector<std::string>>& rows);
+
+// `text` for a terminal: control bytes become "\xNN".
+std::string Printable(const std::string& text);
+
+}  // namespace ctl
+
+#endif  // CTL_OUTPUT_H_

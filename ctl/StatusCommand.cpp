@@ -1,0 +1,87 @@
+// status: what the daemon's files say.
+#include <CLI/CLI.hpp>
+
+#include "ctl/Commands.h"
+#include "ctl/ConfigFiles.h"
+#include "ctl/DeviceSocket.h"
+#include "ctl/Output.h"
+#include "host/Configuration.h"
+
+namespace ctl {
+
+namespace {
+
+const char* YesNo(bool yes) { return yes ? "yes" : "no"; }
+
+bool DaemonAnswers() {
+  const host::JsonRef request(json_pack("{s:s}", "op", "list"));
+  host::JsonRef answer;
+  std::string problem;
+  return AskDevice(request.get(), answer, problem) == Reach::kAnswered;
+}
+
+host::JsonRef Status() {
+  const host::ConfigStore& cloud = host::CloudStore();
+  const host::JsonRef chassis = cloud.Object(host::kChassis);
+  const host::JsonRef ids(json_array());
+  const char* id = nullptr;
+  json_t* entry = nullptr;
+  json_object_foreach(chassis.get(), id, entry) {
+    json_array_append_new(ids.get(), json_string(id));
+  }
+  host::JsonRef status(json_object());
+  const auto set = [&status](const char* key, host::JsonRef value) {
+    json_object_set_new(status.get(), key, value.release());
+  };
+  set("running", host::JsonRef(json_boolean(DaemonAnswers())));
+  set("enabled", host::JsonRef(json_boolean(cloud.Flag(host::kEnabled))));
+  set("registered", host::JsonRef(json_boolean(!cloud.Text(host::kXAuthToken).empty())));
+  set("service", host::JsonString(cloud.Text(host::kUrl)));
+  set("manager", host::JsonString(cloud.Text(host::kUuid)));
+  set("unitName", host::JsonString(cloud.Text(host::kUnitName)));
+  json_object_set(status.get(), "chassis", ids.get());
+  return status;
+}
+
+void SayStatus(const json_t* status) {
+  const auto text = [status](const char* key) {
+    const std::string value = host::JsonText(json_object_get(status, key));
+    return value.empty() ? std::string("-") : Printable(value);
+  };
+  const auto flag = [status](const char* key) {
+    return YesNo(json_is_true(json_object_get(status, key)));
+  };
+  std::string chassis;
+  size_t index = 0;
+  const json_t* id = nullptr;
+  json_array_foreach(json_object_get(status, "chassis"), index, id) {
+    chassis += (chassis.empty() ? "" : " ") + Printable(host::JsonText(id));
+  }
+  Say(std::string("running     ") + flag("running"));
+  Say(std::string("enabled     ") + flag("enabled"));
+  Say(std::string("registered  ") + flag("registered"));
+  Say("service     " + text("service"));
+  Say("manager     " + text("manager"));
+  Say("unit name   " + text("unitName"));
+  Say("chassis     " + (chassis.empty() ? "-" : chassis));
+}
+
+int Run(const Choice& choice) {
+  if (!ConfigFilesAreReadable()) return kFailed;
+  const host::JsonRef status = Status();
+  if (choice.json) {
+    SayJson(status.get());
+  } else {
+    SayStatus(status.get());
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void AddStatusCommand(CLI::App& app, Choice& choice) {
+  app.add_subcommand("status", "Whether the daemon runs, is enabled and registered")
+      ->callback([&choice] { choice.run = [&choice] { return Run(choice); }; });
+}
+
+}  // namespace ctl

@@ -1,0 +1,3 @@
+#include "ctl/Commands.h"
+
+int main(int argc, char** argv) { return ctl::Main(argc, argv); }
