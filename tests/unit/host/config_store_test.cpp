@@ -1,0 +1,301 @@
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <thread>
+
+#include "HostTest.h"
+#include "host/ConfigStore.h"
+#include "host/Configuration.h"
+#include "host/Files.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+namespace {
+
+constexpr char kFile[] = "/etc/cloudclient/cloud.json";
+
+class ConfigStoreTest : public HostTest {
+ protected:
+  std::unique_ptr<host::ConfigStore> Open() const {
+    return std::make_unique<host::ConfigStore>(In(kFile), host::CloudKeys());
+  }
+};
+
+}  // namespace
+
+TEST_F(ConfigStoreTest, Missing_file_is_defaults_without_a_message) {
+  const auto store = Open();
+  EXPECT_EQ(store->Text(host::kUrl), "");
+  EXPECT_FALSE(store->Flag(host::kEnabled));
+  EXPECT_EQ(store->Object(host::kChassis), nullptr);
+  EXPECT_EQ(Log(), "");
+}
+
+TEST_F(ConfigStoreTest, Values_are_read) {
+  Write(kFile,
+        R"({"Enabled": true, "Url": "https://x", "Chassis": {"a": {"VelocityInstance": 3}}})");
+  const auto store = Open();
+  EXPECT_TRUE(store->Flag(host::kEnabled));
+  EXPECT_EQ(store->Text(host::kUrl), "https://x");
+  EXPECT_EQ(json_object_size(store->Object(host::kChassis).get()), 1u);
+  EXPECT_THAT(store->TakeChanges(), IsEmpty());
+}
+
+TEST_F(ConfigStoreTest, Save_makes_the_folder_and_the_file) {
+  const auto store = Open();
+  ASSERT_TRUE(store->SetText(host::kUuid, "u"));
+  EXPECT_FALSE(Exists(kFile));
+  ASSERT_TRUE(store->Save());
+  EXPECT_EQ(Read(kFile), "{\n  \"UUID\": \"u\"\n}\n");
+  struct stat status = {};
+  ASSERT_EQ(stat(In(kFile).c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600u);
+  EXPECT_THAT(Files("/etc/cloudclient"), ElementsAre("cloud.json"));
+}
+
+TEST_F(ConfigStoreTest, Unknown_keys_and_their_order_are_kept) {
+  Write(kFile, R"({"Zebra": [1, 2.5, null], "Url": "a", "Apple": {"x": "é"}})");
+  const auto store = Open();
+  store->SetText(host::kUrl, "b");
+  ASSERT_TRUE(store->Save());
+  EXPECT_EQ(Read(kFile),
+            "{\n  \"Zebra\": [\n    1,\n    2.5,\n    null\n  ],\n  \"Url\": \"b\",\n"
+            "  \"Apple\": {\n    \"x\": \"é\"\n  }\n}\n");
+}
+
+TEST_F(ConfigStoreTest, Saved_values_are_read_by_another_process) {
+  const auto store = Open();
+  store->SetText(host::kXAuthToken, "t\n\"\\");
+  store->SetText(host::kUnitName, std::string("nul\0in", 6));
+  store->SetFlag(host::kEnabled, true);
+  ASSERT_TRUE(store->Save());
+  const auto other = Open();
+  EXPECT_EQ(other->Text(host::kXAuthToken), "t\n\"\\");
+  EXPECT_EQ(other->Text(host::kUnitName), std::string("nul\0in", 6));
+  EXPECT_TRUE(other->Flag(host::kEnabled));
+}
+
+TEST_F(ConfigStoreTest, Neither_of_two_writers_loses_the_others_change) {
+  Write(kFile, R"({"Url": "a"})");
+  const auto daemon = Open();
+  const auto ctl = Open();
+  daemon->SetText(host::kXAuthToken, "token");
+  daemon->SetMember(host::kChassis, "new", host::JsonRef(json_object()));
+  ctl->SetText(host::kUrl, "b");
+  ctl->SetMember(host::kChassis, "other", host::JsonRef(json_object()));
+  ASSERT_TRUE(ctl->Save());
+  ASSERT_TRUE(daemon->Save());
+  const auto after = Open();
+  EXPECT_EQ(after->Text(host::kXAuthToken), "token");
+  EXPECT_EQ(after->Text(host::kUrl), "b");
+  EXPECT_EQ(json_object_size(after->Object(host::kChassis).get()), 2u);
+  EXPECT_EQ(daemon->Text(host::kUrl), "b");
+}
+
+TEST_F(ConfigStoreTest, Many_writers_at_once_lose_nothing) {
+  std::atomic<bool> saved{true};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([this, i, &saved] {
+      const auto store = Open();
+      for (int turn = 0; turn < 10; ++turn) {
+        const std::string id = std::to_string(i) + "." + std::to_string(turn);
+        store->SetMember(host::kChassis, id, host::JsonRef(json_object()));
+        if (!store->Save()) saved = false;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(saved);
+  EXPECT_EQ(json_object_size(Open()->Object(host::kChassis).get()), 40u);
+}
+
+TEST_F(ConfigStoreTest, Setting_while_saving_keeps_what_was_set) {
+  const auto store = Open();
+  std::thread setter([&] {
+    for (int i = 0; i < 200; ++i) store->SetText(host::kUnitName, std::to_string(i));
+  });
+  for (int i = 0; i < 20; ++i) EXPECT_TRUE(store->Save());
+  setter.join();
+  EXPECT_EQ(store->Text(host::kUnitName), "199");
+  ASSERT_TRUE(store->Save());
+  EXPECT_EQ(Open()->Text(host::kUnitName), "199");
+}
+
+TEST_F(ConfigStoreTest, Own_writing_is_no_change) {
+  const auto store = Open();
+  store->SetText(host::kUuid, "u");
+  ASSERT_TRUE(store->Save());
+  ASSERT_TRUE(store->Reload());
+  EXPECT_THAT(store->TakeChanges(), IsEmpty());
+}
+
+TEST_F(ConfigStoreTest, Changes_of_others_are_named_once) {
+  Write(kFile, R"({"Url": "a", "UserEmail": "e", "UnitName": "n"})");
+  const auto store = Open();
+  Write(kFile, R"({"Url": "b", "UnitName": "n", "Enabled": true})");
+  ASSERT_TRUE(store->Reload());
+  ASSERT_TRUE(store->Reload());
+  EXPECT_THAT(store->TakeChanges(), UnorderedElementsAre("Url", "UserEmail", "Enabled"));
+  EXPECT_THAT(store->TakeChanges(), IsEmpty());
+  EXPECT_EQ(store->Text(host::kUserEmail), "");
+}
+
+TEST_F(ConfigStoreTest, Changes_of_others_met_while_saving_are_named) {
+  const auto store = Open();
+  store->SetText(host::kXAuthToken, "t");
+  Write(kFile, R"({"Url": "b"})");
+  ASSERT_TRUE(store->Save());
+  EXPECT_THAT(store->TakeChanges(), ElementsAre("Url"));
+}
+
+TEST_F(ConfigStoreTest, What_was_set_and_not_saved_survives_a_reload) {
+  const auto store = Open();
+  store->SetText(host::kXAuthToken, "mine");
+  Write(kFile, R"({"XAuthToken": "theirs"})");
+  ASSERT_TRUE(store->Reload());
+  EXPECT_EQ(store->Text(host::kXAuthToken), "mine");
+  EXPECT_THAT(store->TakeChanges(), IsEmpty());
+}
+
+TEST_F(ConfigStoreTest, Vanished_file_leaves_the_values_and_is_written_again) {
+  Write(kFile, R"({"Url": "a", "Other": 1})");
+  const auto store = Open();
+  ASSERT_EQ(remove(In(kFile).c_str()), 0);
+  EXPECT_TRUE(store->Reload());
+  EXPECT_EQ(store->Text(host::kUrl), "a");
+  EXPECT_THAT(store->TakeChanges(), IsEmpty());
+  ASSERT_TRUE(store->Save());
+  EXPECT_EQ(Read(kFile), "{\n  \"Url\": \"a\",\n  \"Other\": 1\n}\n");
+}
+
+TEST_F(ConfigStoreTest, Unparsable_file_at_start_names_file_line_and_column) {
+  Write(kFile, "{\n  \"Url\": \"a\",\n  \"Enabled\": maybe\n}\n");
+  const auto store = Open();
+  EXPECT_EQ(store->Text(host::kUrl), "");
+  EXPECT_EQ(LogCount(In(kFile) + " is not valid JSON: line 3, column 18: invalid token near 'maybe'"
+                                 "; the values in use stay"),
+            1);
+}
+
+TEST_F(ConfigStoreTest, Unparsable_file_leaves_the_last_good_values_and_is_not_overwritten) {
+  Write(kFile, R"({"Url": "a"})");
+  const auto store = Open();
+  Write(kFile, "{\"Url\": ");
+  EXPECT_FALSE(store->Reload());
+  EXPECT_FALSE(store->Reload());
+  EXPECT_EQ(store->Text(host::kUrl), "a");
+  EXPECT_THAT(store->TakeChanges(), IsEmpty());
+  EXPECT_EQ(LogCount("is not valid JSON"), 1);
+  store->SetText(host::kXAuthToken, "t");
+  EXPECT_FALSE(store->Save());
+  EXPECT_EQ(Read(kFile), "{\"Url\": ");
+  EXPECT_EQ(LogCount(In(kFile) + " is not saved: "), 1);
+
+  Write(kFile, R"({"Url": "b"})");
+  ASSERT_TRUE(store->Save());
+  EXPECT_EQ(Open()->Text(host::kXAuthToken), "t");
+  EXPECT_EQ(Open()->Text(host::kUrl), "b");
+}
+
+TEST_F(ConfigStoreTest, Top_level_value_that_is_no_object_is_refused) {
+  Write(kFile, "[1]");
+  const auto store = Open();
+  EXPECT_EQ(LogCount("is not valid: line 1, column 1: not a JSON object"), 1);
+  EXPECT_FALSE(store->Save());
+  EXPECT_EQ(Read(kFile), "[1]");
+}
+
+TEST_F(ConfigStoreTest, Unreadable_file_costs_one_message_and_is_not_overwritten) {
+  MakeUnreadable(kFile);
+  const auto store = Open();
+  EXPECT_FALSE(store->Reload());
+  EXPECT_EQ(LogCount("cannot be read: Too many levels of symbolic links; the values in use stay"),
+            1);
+  EXPECT_FALSE(store->Save());
+  EXPECT_TRUE(Exists(kFile));
+  EXPECT_THAT(Files("/etc/cloudclient"), ElementsAre("cloud.json"));
+}
+
+TEST_F(ConfigStoreTest, Wrong_types_are_named_once_and_count_as_absent) {
+  Write(kFile, R"({"Enabled": "true", "Url": 5, "Chassis": []})");
+  const auto store = Open();
+  store->Reload();
+  EXPECT_FALSE(store->Flag(host::kEnabled));
+  EXPECT_EQ(store->Text(host::kUrl), "");
+  EXPECT_EQ(store->Object(host::kChassis), nullptr);
+  EXPECT_EQ(LogCount("\"Enabled\" is neither true nor false; it counts as absent"), 1);
+  EXPECT_EQ(LogCount("\"Url\" is not a text; it counts as absent"), 1);
+  EXPECT_EQ(LogCount("\"Chassis\" is not an object; it counts as absent"), 1);
+}
+
+TEST_F(ConfigStoreTest, Chassis_without_an_instance_is_named) {
+  Write(kFile, R"({"Chassis": {"a": {"VelocityInstance": 0}, "b": {}}})");
+  Open();
+  EXPECT_EQ(LogCount("\"VelocityInstance\" of \"b\" in \"Chassis\" is not an integer"), 1);
+}
+
+TEST_F(ConfigStoreTest, Full_disk_costs_one_message_and_leaves_the_file) {
+  Write(kFile, R"({"Url": "a"})");
+  const Child child = Run([this] {
+    const auto store = Open();
+    store->SetText(host::kXAuthToken, std::string(100000, 't'));
+    signal(SIGXFSZ, SIG_IGN);
+    const struct rlimit limit = {50000, 50000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    return store->Save() ? 1 : 0;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_EQ(Read(kFile), R"({"Url": "a"})");
+  EXPECT_EQ(LogCount("is not saved: File too large"), 1);
+  EXPECT_THAT(Files("/etc/cloudclient"), ElementsAre("cloud.json"));
+}
+
+TEST_F(ConfigStoreTest, Folder_that_cannot_be_made_fails_the_save) {
+  Write("/etc/cloudclient", "a file");
+  const auto store = Open();
+  EXPECT_FALSE(store->Save());
+  EXPECT_EQ(LogCount("is not saved: Not a directory"), 1);
+}
+
+TEST_F(ConfigStoreTest, Lock_that_cannot_be_made_fails_the_save) {
+  Write(kFile, "{}");
+  ASSERT_EQ(host::MakeFolders(In(kFile) + ".lock"), 0);
+  EXPECT_FALSE(Open()->Save());
+  EXPECT_EQ(LogCount("cloud.json.lock: Is a directory"), 1);
+}
+
+TEST_F(ConfigStoreTest, Texts_that_are_not_utf8_are_refused) {
+  const auto store = Open();
+  EXPECT_FALSE(store->SetText(host::kXAuthToken, "\xff"));
+  EXPECT_EQ(store->Text(host::kXAuthToken), "");
+  EXPECT_FALSE(store->SetMember(host::kChassis, "\xff", host::JsonRef(json_object())));
+  EXPECT_FALSE(
+      store->SetMember(host::kChassis, std::string("a\0b", 3), host::JsonRef(json_object())));
+  EXPECT_FALSE(store->SetMember(host::kChassis, "", host::JsonRef(json_object())));
+  ASSERT_TRUE(store->Save());
+  EXPECT_EQ(Read(kFile), "{}\n");
+}
+
+TEST_F(ConfigStoreTest, Cleared_object_takes_what_others_added_along) {
+  Write(kFile, R"({"Chassis": {"a": {"VelocityInstance": 0}}})");
+  const auto store = Open();
+  Write(kFile, R"({"Chassis": {"a": {"VelocityInstance": 0}, "b": {"VelocityInstance": 1}}})");
+  store->ClearObject(host::kChassis);
+  store->SetMember(host::kChassis, "c", host::JsonRef(json_pack("{s:i}", "VelocityInstance", 2)));
+  ASSERT_TRUE(store->Save());
+  EXPECT_EQ(Read(kFile),
+            "{\n  \"Chassis\": {\n    \"c\": {\n      \"VelocityInstance\": 2\n    }\n  }\n}\n");
+}
+
+TEST_F(ConfigStoreTest, Member_of_a_mistyped_object_replaces_it) {
+  Write(kFile, R"({"Chassis": 7})");
+  const auto store = Open();
+  ASSERT_TRUE(store->SetMember(host::kChassis, "a", host::JsonRef(json_object())));
+  EXPECT_EQ(json_object_size(store->Object(host::kChassis).get()), 1u);
+}

@@ -1,0 +1,135 @@
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "HostTest.h"
+#include "host/Clock.h"
+#include "host/ConfigWatch.h"
+#include "host/Configuration.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr char kFolder[] = "/etc/cloudclient";
+constexpr char kCloud[] = "/etc/cloudclient/cloud.json";
+constexpr char kSysInfo[] = "/etc/cloudclient/sysinfo.json";
+
+class ConfigWatchTest : public HostTest {
+ protected:
+  void Watch() {
+    m_watch = std::make_unique<host::ConfigWatch>(
+        In(kFolder), std::vector<host::ConfigStore*>{&m_cloud, &m_sysInfo});
+    m_loop.Add(m_watch.get());
+    m_loop.RunOnce(0);
+  }
+
+  host::ConfigStore m_cloud{In(kCloud), host::CloudKeys()};
+  host::ConfigStore m_sysInfo{In(kSysInfo), host::SysInfoKeys()};
+  host::EventLoop m_loop;
+  std::unique_ptr<host::ConfigWatch> m_watch;
+};
+
+}  // namespace
+
+TEST_F(ConfigWatchTest, Missing_folder_is_made) {
+  Watch();
+  EXPECT_TRUE(Exists(kFolder));
+  EXPECT_EQ(Log(), "");
+}
+
+TEST_F(ConfigWatchTest, File_written_in_place_is_read) {
+  Watch();
+  Write(kSysInfo, R"({"SysName": "a"})");
+  m_loop.RunOnce(-1);
+  EXPECT_THAT(m_sysInfo.TakeChanges(), ElementsAre("SysName"));
+  EXPECT_THAT(m_cloud.TakeChanges(), IsEmpty());
+}
+
+TEST_F(ConfigWatchTest, File_replaced_by_a_rename_is_read) {
+  Watch();
+  Replace(kCloud, R"({"Url": "a"})");
+  Replace(kCloud, R"({"Url": "b"})");
+  m_loop.RunOnce(-1);
+  EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("Url"));
+  EXPECT_EQ(m_cloud.Text(host::kUrl), "b");
+}
+
+TEST_F(ConfigWatchTest, Own_saving_is_no_change) {
+  Watch();
+  m_cloud.SetText(host::kUuid, "u");
+  ASSERT_TRUE(m_cloud.Save());
+  m_loop.RunOnce(-1);
+  EXPECT_THAT(m_cloud.TakeChanges(), IsEmpty());
+}
+
+TEST_F(ConfigWatchTest, Removed_file_leaves_the_values) {
+  Write(kCloud, R"({"Url": "a"})");
+  m_cloud.Reload();
+  m_cloud.TakeChanges();
+  Watch();
+  std::filesystem::remove(In(kCloud));
+  Replace(kSysInfo, R"({"SysName": "a"})");
+  m_loop.RunOnce(-1);
+  EXPECT_THAT(m_sysInfo.TakeChanges(), ElementsAre("SysName"));
+  EXPECT_EQ(m_cloud.Text(host::kUrl), "a");
+}
+
+TEST_F(ConfigWatchTest, Unparsable_file_costs_one_message) {
+  Watch();
+  Write(kCloud, "{");
+  m_loop.RunOnce(-1);
+  Write(kCloud, "{");
+  m_loop.RunOnce(-1);
+  EXPECT_EQ(LogCount("is not valid JSON"), 1);
+}
+
+TEST_F(ConfigWatchTest, Folder_that_was_taken_away_is_made_and_watched_again) {
+  Watch();
+  std::filesystem::remove_all(In(kFolder));
+  m_loop.RunOnce(-1);
+  Write(kSysInfo, R"({"SysName": "new"})");
+  m_loop.RunOnce(-1);
+  EXPECT_EQ(LogCount("is watched"), 1);
+  EXPECT_EQ(m_sysInfo.Text(host::kSysName), "new");
+  Write(kSysInfo, R"({"SysName": "newer"})");
+  m_loop.RunOnce(-1);
+  EXPECT_EQ(m_sysInfo.Text(host::kSysName), "newer");
+}
+
+TEST_F(ConfigWatchTest, Folder_that_was_renamed_is_made_and_watched_again) {
+  Watch();
+  std::filesystem::rename(In(kFolder), In("/etc/old"));
+  m_loop.RunOnce(-1);
+  m_loop.RunOnce(-1);
+  EXPECT_EQ(LogCount("is watched"), 1);
+  Write(kSysInfo, R"({"SysName": "a"})");
+  m_loop.RunOnce(-1);
+  EXPECT_EQ(m_sysInfo.Text(host::kSysName), "a");
+}
+
+TEST_F(ConfigWatchTest, Folder_that_cannot_be_made_is_looked_for_once_a_second) {
+  Write("/etc", "a file");
+  Watch();
+  EXPECT_EQ(LogCount("is not watched yet: Not a directory"), 1);
+  const int64_t then = host::MonotonicMs() + 1000000;
+  const host::Wait wait;
+  m_watch->Serve(wait, then);
+  std::filesystem::remove(In("/etc"));
+  Write(kSysInfo, R"({"SysName": "a"})");
+  m_watch->Serve(wait, then + 999);
+  EXPECT_EQ(m_sysInfo.Text(host::kSysName), "");
+  m_watch->Serve(wait, then + 1000);
+  EXPECT_EQ(m_sysInfo.Text(host::kSysName), "a");
+  EXPECT_EQ(LogCount("is not watched yet"), 1);
+}
+
+TEST_F(ConfigWatchTest, All_files_are_read_when_asked) {
+  Watch();
+  Write(kCloud, R"({"Url": "a"})");
+  Write(kSysInfo, R"({"SysName": "a"})");
+  m_watch->ReloadAll();
+  EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("Url"));
+  EXPECT_THAT(m_sysInfo.TakeChanges(), ElementsAre("SysName"));
+}

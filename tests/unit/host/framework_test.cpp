@@ -1,0 +1,294 @@
+#include <poll.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <stdexcept>
+#include <thread>
+
+#include "HostTest.h"
+#include "host/UnixAddress.h"
+#include "platform/config/LxAppCfg.h"
+#include "platform/config/LxCfgSysInfo.h"
+#include "platform/framework/LxBaseProxyApp.h"
+#include "platform/framework/LxConfigEvent.h"
+#include "platform/pld/LxPldProxy.h"
+#include "platform/util/dlog.h"
+
+namespace {
+
+#define NOTE(...) __dlog_printf(5, "App", __VA_ARGS__)
+
+// An application that sleeps in its work step, far longer than a test may take.
+class App : public LxBaseProxyApp {
+ public:
+  App() : LxBaseProxyApp("app") {}
+  ~App() override {
+    while (m_hangAtEnd) {
+      NOTE("hangs in its destructor");
+      pause();
+    }
+  }
+
+  int OnStart() override {
+    NOTE("OnStart");
+    if (m_throw) throw std::runtime_error("OnStart");
+    OnRunning();
+    return LxBaseProxyApp::OnStart();
+  }
+  void DoWork() override {
+    if (m_work == Work::kStep) {
+      sched_yield();
+      return;
+    }
+    NOTE("DoWork");
+    do {
+      sleep(100000);
+      if (m_work == Work::kHang) NOTE("hangs in its work");
+    } while (m_work == Work::kHang);
+  }
+  void OnStop() override {
+    NOTE("OnStop");
+    LxBaseProxyApp::OnStop();
+  }
+  void HandleSigTerm() override { NOTE("HandleSigTerm"); }
+  void HandleSigPipe() override { NOTE("HandleSigPipe"); }
+  void HandleCfgEvent(const LxConfigEvent& event) override {
+    for (const std::string& key : event.GetConfigKeyNames()) {
+      NOTE("%s %s %s", event.GetConfigSetName().c_str(), event.GetConfigSectionName().c_str(),
+           key.c_str());
+    }
+  }
+
+  enum class Work { kSleep, kStep, kHang };
+  Work m_work = Work::kSleep;
+  bool m_hangAtEnd = false;
+  bool m_throw = false;
+};
+
+class FrameworkTest : public HostTest {
+ protected:
+  // Runs an application in a process of its own.
+  Child Start(const std::function<void(App&)>& prepare = [](App& /*app*/) {}) const {
+    return Run([prepare] {
+      App app;
+      prepare(app);
+      app.Start();
+      return 0;
+    });
+  }
+};
+
+}  // namespace
+
+TEST_F(FrameworkTest, Stop_ends_the_sleep_at_once_with_status_0) {
+  for (int signal : {SIGTERM, SIGINT}) {
+    const Child child = Start();
+    AwaitLog("DoWork");
+    kill(child.pid, signal);
+    EXPECT_EQ(child.Wait(), 0);
+  }
+  EXPECT_EQ(LogCount("5 Host app 0"), 2);
+  EXPECT_EQ(LogCount("5 Host SIGTERM: stopping"), 1);
+  EXPECT_EQ(LogCount("5 Host SIGINT: stopping"), 1);
+  EXPECT_EQ(LogCount("App HandleSigTerm"), 2);
+  EXPECT_EQ(LogCount("App OnStop"), 2);
+  EXPECT_EQ(LogCount("5 Host app stopped"), 2);
+}
+
+TEST_F(FrameworkTest, Stop_before_the_start_ends_without_work) {
+  const Child child = Run([this] {
+    App app;
+    kill(getpid(), SIGTERM);
+    if (!Await([&] { return app.IsStop(); })) return 7;
+    app.Start();
+    return 0;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_EQ(LogCount("App OnStart"), 1);
+  EXPECT_EQ(LogCount("App DoWork"), 0);
+  EXPECT_EQ(LogCount("App OnStop"), 1);
+}
+
+TEST_F(FrameworkTest, Stop_at_any_moment_costs_no_sleep) {
+  for (int i = 0; i < 20; ++i) {
+    const Child child = Start();
+    AwaitLog("App OnStart");
+    for (int spin = 0; spin < i * 200; ++spin) sched_yield();
+    kill(child.pid, SIGTERM);
+    EXPECT_EQ(child.Wait(), 0);
+    ASSERT_EQ(truncate(In("/log").c_str(), 0), 0);
+  }
+}
+
+TEST_F(FrameworkTest, Second_signal_ends_a_hanging_process_with_status_1) {
+  const Child child = Start([](App& app) { app.m_work = App::Work::kHang; });
+  AwaitLog("App DoWork");
+  kill(child.pid, SIGTERM);
+  AwaitLog("hangs in its work");
+  kill(child.pid, SIGINT);
+  EXPECT_EQ(child.Wait(), 1);
+  EXPECT_EQ(LogCount("3 Host SIGINT while stopping: ended at once"), 1);
+  EXPECT_EQ(LogCount("App OnStop"), 0);
+}
+
+TEST_F(FrameworkTest, Second_signal_ends_a_destructor_that_hangs) {
+  const Child child = Start([](App& app) { app.m_hangAtEnd = true; });
+  AwaitLog("App DoWork");
+  kill(child.pid, SIGTERM);
+  AwaitLog("hangs in its destructor");
+  kill(child.pid, SIGTERM);
+  EXPECT_EQ(child.Wait(), 1);
+  EXPECT_EQ(LogCount("ended at once"), 1);
+}
+
+TEST_F(FrameworkTest, Exception_of_a_hook_leaves_start) {
+  const Child child = Run([] {
+    App app;
+    app.m_throw = true;
+    try {
+      app.Start();
+    } catch (const std::runtime_error&) {
+      return 42;
+    }
+    return 0;
+  });
+  EXPECT_EQ(child.Wait(), 42);
+}
+
+TEST_F(FrameworkTest, Changed_keys_come_while_it_works) {
+  const Child child = Start([](App& app) { app.m_work = App::Work::kStep; });
+  AwaitLog("App OnStart");
+  Replace("/etc/cloudclient/sysinfo.json", R"({"SysName": "new"})");
+  AwaitLog("App sysinfo info SysName");
+  Replace("/etc/cloudclient/cloud.json", R"({"Url": "u", "Own": 1})");
+  AwaitLog("App cloud cloud Url");
+  AwaitLog("App cloud cloud Own");
+  kill(child.pid, SIGHUP);
+  AwaitLog("SIGHUP: the configuration is read again");
+  kill(child.pid, SIGTERM);
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_EQ(LogCount("App cloud"), 2);
+  EXPECT_EQ(LogCount("App sysinfo"), 1);
+}
+
+TEST_F(FrameworkTest, Change_is_delivered_with_set_section_and_keys) {
+  const Child child = Run([this] {
+    App app;
+    orv_cfgserver::LxAppCfg* cfg = orv_cfgserver::LxAppCfgFactory::GetInstance()->GetCfg(
+        cfg_sysinfo::LxCfgSysInfo::CONFIGURATION_SET);
+    auto* sysInfo = dynamic_cast<cfg_sysinfo::LxCfgSysInfo*>(cfg);
+    Replace("/etc/cloudclient/sysinfo.json", R"({"SysName": "new"})");
+    const bool seen = Await([&] {
+      std::string name;
+      sysInfo->GetSysName(name);
+      return name == "new";
+    });
+    app.Start();
+    return seen ? 0 : 7;
+  });
+  AwaitLog("App DoWork");
+  kill(child.pid, SIGTERM);
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_EQ(LogCount("App sysinfo info SysName"), 1);
+  EXPECT_LT(Log().find("App sysinfo info SysName"), Log().find("App DoWork"));
+}
+
+TEST_F(FrameworkTest, Broken_pipe_reaches_its_handler_and_ends_nothing) {
+  const Child child = Run([] {
+    App app;
+    int ends[2] = {};
+    if (pipe(ends) != 0) return 7;
+    close(ends[0]);
+    if (write(ends[1], "x", 1) != -1) return 8;
+    app.Start();
+    return 0;
+  });
+  AwaitLog("App DoWork");
+  kill(child.pid, SIGTERM);
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_EQ(LogCount("App HandleSigPipe"), 1);
+}
+
+TEST_F(FrameworkTest, Service_manager_hears_of_start_watchdog_and_stop) {
+  host::Fd manager(socket(AF_UNIX, SOCK_DGRAM, 0));
+  const host::UnixAddress address(In("/notify"));
+  ASSERT_EQ(bind(manager.Get(), address.Get(), address.Size()), 0);
+  setenv("NOTIFY_SOCKET", In("/notify").c_str(), 1);
+  setenv("WATCHDOG_USEC", "40000", 1);
+  const Child child = Start([](App& app) { app.m_work = App::Work::kHang; });
+  const auto await = [&](const std::string& message) {
+    for (;;) {
+      char buffer[100];
+      struct pollfd ready = {manager.Get(), POLLIN, 0};
+      if (poll(&ready, 1, 60000) != 1) return false;
+      const ssize_t got = recv(manager.Get(), buffer, sizeof(buffer), 0);
+      if (std::string(buffer, got > 0 ? static_cast<size_t>(got) : 0) == message) return true;
+    }
+  };
+  EXPECT_TRUE(await("READY=1"));
+  EXPECT_TRUE(await("WATCHDOG=1"));
+  EXPECT_TRUE(await("WATCHDOG=1"));
+  kill(child.pid, SIGTERM);
+  EXPECT_TRUE(await("STOPPING=1"));
+  AwaitLog("hangs in its work");
+  EXPECT_TRUE(await("WATCHDOG=1"));  // also while the main thread hangs
+  kill(child.pid, SIGTERM);
+  EXPECT_EQ(child.Wait(), 1);
+}
+
+TEST_F(FrameworkTest, Application_knows_its_device) {
+  Write("/etc/cloudclient/device.json",
+        R"({"VelocityId": 5, "Label": "Rack", "Points": [{"Id": 1, "Value": "2"}]})");
+  const Child child = Run([] {
+    if (LxBaseKyrosApp::GetInstance() != nullptr) return 1;
+    {
+      App app;
+      if (LxBaseKyrosApp::GetInstance() != &app) return 2;
+      if (app.GetManagedDeviceVelId() != 5) return 3;
+      std::string text;
+      if (app.GetPldProxy()->GetPointText(text, 5, 4329, 1, 0, 0, 0, 0) != 0) return 4;
+      if (text != "Rack") return 5;
+      if (app.IsStop() || app.ServerIsEnabled() || app.RequiresEventListener()) return 6;
+      if (app.GetEventListenerPort() != 0) return 7;
+    }
+    return LxBaseKyrosApp::GetInstance() == nullptr ? 0 : 8;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+}
+
+TEST_F(FrameworkTest, Control_socket_is_served_while_the_application_lives) {
+  Write("/etc/cloudclient/device.json", R"({"Points": [{"Id": 1, "Value": "2"}]})");
+  const Child child = Start();
+  AwaitLog("App DoWork");
+  host::Fd client(socket(AF_UNIX, SOCK_STREAM, 0));
+  const host::UnixAddress address(In("/run/cloudclient/device.sock"));
+  ASSERT_EQ(connect(client.Get(), address.Get(), address.Size()), 0);
+  const std::string line = "{\"op\":\"set\",\"point\":1,\"value\":\"3\"}\n";
+  ASSERT_EQ(send(client.Get(), line.data(), line.size(), 0), static_cast<ssize_t>(line.size()));
+  char buffer[100];
+  const ssize_t got = recv(client.Get(), buffer, sizeof(buffer), 0);
+  ASSERT_GT(got, 0);
+  EXPECT_EQ(std::string(buffer, static_cast<size_t>(got)), "{\"ok\":true}\n");
+  kill(child.pid, SIGTERM);
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_FALSE(Exists("/run/cloudclient/device.sock"));
+}
+
+TEST_F(FrameworkTest, Bad_files_cost_one_message_each_and_are_not_overwritten) {
+  for (const char* name : {"cloud.json", "sysinfo.json", "device.json"}) {
+    Write(std::string("/etc/cloudclient/") + name, "{\"Enabled\": tru");
+  }
+  const Child child = Start();
+  AwaitLog("App DoWork");
+  kill(child.pid, SIGTERM);
+  EXPECT_EQ(child.Wait(), 0);
+  for (const char* name : {"cloud.json", "sysinfo.json", "device.json"}) {
+    EXPECT_EQ(LogCount(std::string(name) + " is not valid JSON: line 1, column 15"), 1) << name;
+    EXPECT_EQ(Read(std::string("/etc/cloudclient/") + name), "{\"Enabled\": tru");
+  }
+}

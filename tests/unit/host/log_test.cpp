@@ -1,0 +1,124 @@
+#include "host/Log.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <thread>
+#include <vector>
+
+#include "HostTest.h"
+
+using LogTest = HostTest;
+
+namespace {
+
+// 2026-03-05T13:07:09.123Z
+constexpr struct timespec kMoment = {1772716029, 123999999};
+
+std::string Line(const std::string& text, bool journal = false) {
+  setenv("TZ", "CET-1", 1);
+  tzset();
+  return host::LogLine(kMoment, 5, "DeviceMgr", text, journal);
+}
+
+}  // namespace
+
+TEST_F(LogTest, Line_holds_time_level_unit_and_text) {
+  EXPECT_EQ(Line("Start: Started"), "2026-03-05T14:07:09.123+0100 5 DeviceMgr Start: Started\n");
+}
+
+TEST_F(LogTest, Line_for_the_journal_begins_with_the_level) {
+  EXPECT_EQ(Line("Start: Started", true), "<5>DeviceMgr Start: Started\n");
+}
+
+TEST_F(LogTest, Line_ends_and_control_bytes_are_escaped_and_backslashes_stay) {
+  EXPECT_EQ(host::EscapeControls("a\nb\rc\td\x1b\x7f\\n\xc3\xa4"),
+            "a\\nb\\rc\\x09d\\x1B\\x7F\\n\xc3\xa4");
+  EXPECT_EQ(host::EscapeControls(std::string("a\0b", 3)), "a\\x00b");
+}
+
+TEST_F(LogTest, Level_is_a_digit_from_3_to_7) {
+  bool valid = false;
+  EXPECT_EQ(host::LogLevel(nullptr, valid), 5);
+  EXPECT_TRUE(valid);
+  EXPECT_EQ(host::LogLevel("3", valid), 3);
+  EXPECT_TRUE(valid);
+  EXPECT_EQ(host::LogLevel("7", valid), 7);
+  for (const char* text : {"", "2", "8", "55", "x", " 5", "-3"}) {
+    EXPECT_EQ(host::LogLevel(text, valid), 5) << text;
+    EXPECT_FALSE(valid) << text;
+  }
+}
+
+TEST_F(LogTest, Wrong_level_costs_one_message_and_5_is_used) {
+  setenv("CLOUDCLIENT_LOG_LEVEL", "loud", 1);
+  HOST_LOG(6, "a trace");
+  HOST_LOG(5, "a notice");
+  HOST_LOG(5, "another notice");
+  EXPECT_EQ(LogCount("CLOUDCLIENT_LOG_LEVEL is \"loud\", not a level from 3 to 7; 5 is used"), 1);
+  EXPECT_EQ(LogCount(" 5 Host a notice"), 1);
+  EXPECT_EQ(LogCount("a trace"), 0);
+}
+
+TEST_F(LogTest, Levels_above_the_variable_are_not_printed) {
+  setenv("CLOUDCLIENT_LOG_LEVEL", "3", 1);
+  HOST_LOG(3, "an error");
+  HOST_LOG(4, "a warning");
+  EXPECT_EQ(LogCount("an error"), 1);
+  EXPECT_EQ(LogCount("a warning"), 0);
+}
+
+TEST_F(LogTest, Errno_stays) {
+  errno = ENOTTY;
+  HOST_LOG(3, "%s", "x");
+  EXPECT_EQ(errno, ENOTTY);
+}
+
+TEST_F(LogTest, Message_of_any_length_is_one_line) {
+  const std::string text(3000000, 'y');
+  HOST_LOG(3, "begin %s end", text.c_str());
+  EXPECT_EQ(LogCount(" 3 Host begin " + text + " end"), 1);
+}
+
+TEST_F(LogTest, Lines_of_several_threads_stay_whole) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([i] {
+      const std::string text(PIPE_BUF * 3, static_cast<char>('a' + i));
+      for (int turn = 0; turn < 50; ++turn) HOST_LOG(3, "%s.", text.c_str());
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (int i = 0; i < 4; ++i) {
+    const std::string text(PIPE_BUF * 3, static_cast<char>('a' + i));
+    EXPECT_EQ(LogCount(" 3 Host " + text + "."), 50);
+  }
+}
+
+TEST_F(LogTest, Nothing_goes_to_standard_output) {
+  testing::internal::CaptureStdout();
+  HOST_LOG(3, "an error");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST_F(LogTest, Journal_is_known_by_device_and_inode_of_the_stream) {
+  struct stat status = {};
+  ASSERT_EQ(fstat(STDERR_FILENO, &status), 0);
+  const std::string stream = std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+  EXPECT_TRUE(host::IsJournal(stream.c_str(), STDERR_FILENO));
+  EXPECT_FALSE(host::IsJournal((stream + "1").c_str(), STDERR_FILENO));
+  EXPECT_FALSE(host::IsJournal("", STDERR_FILENO));
+  EXPECT_FALSE(host::IsJournal(nullptr, STDERR_FILENO));
+  EXPECT_FALSE(host::IsJournal(stream.c_str(), -1));
+}
+
+TEST_F(LogTest, Log_on_the_journals_stream_has_its_prefix) {
+  struct stat status = {};
+  ASSERT_EQ(fstat(STDERR_FILENO, &status), 0);
+  setenv("JOURNAL_STREAM",
+         (std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino)).c_str(), 1);
+  __dlog_printf(4, "PatchMgr", "%s: text", "Send");
+  EXPECT_EQ(Log(), "<4>PatchMgr Send: text\n");
+}

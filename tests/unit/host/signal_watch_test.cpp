@@ -1,0 +1,103 @@
+#include <signal.h>
+
+#include "HostTest.h"
+#include "host/SignalWatch.h"
+
+namespace {
+
+class SignalWatchTest : public HostTest {
+ protected:
+  int m_reloads = 0;
+  int m_stoppings = 0;
+  int m_pokes = 0;
+  std::vector<int> m_ends;
+  host::SignalWatch m_watch{{[this] { ++m_reloads; }, [this] { ++m_stoppings; },
+                             [this] { ++m_pokes; },
+                             [this](int status) { m_ends.push_back(status); }}};
+};
+
+}  // namespace
+
+TEST_F(SignalWatchTest, First_request_stops) {
+  EXPECT_FALSE(m_watch.IsStop());
+  m_watch.OnSignal(SIGTERM, 1000);
+  EXPECT_TRUE(m_watch.IsStop());
+  EXPECT_EQ(m_stoppings, 1);
+  EXPECT_THAT(m_ends, testing::IsEmpty());
+  EXPECT_EQ(LogCount("5 Host SIGTERM: stopping"), 1);
+}
+
+TEST_F(SignalWatchTest, Second_request_ends_with_status_1) {
+  m_watch.OnSignal(SIGINT, 1000);
+  m_watch.OnSignal(SIGTERM, 1001);
+  EXPECT_THAT(m_ends, testing::ElementsAre(1));
+  EXPECT_EQ(m_stoppings, 1);
+  EXPECT_EQ(LogCount("5 Host SIGINT: stopping"), 1);
+  EXPECT_EQ(LogCount("3 Host SIGTERM while stopping: ended at once"), 1);
+}
+
+TEST_F(SignalWatchTest, A_minute_without_an_end_ends_with_status_1) {
+  m_watch.OnSignal(SIGTERM, 1000);
+  m_watch.OnTime(60999);
+  EXPECT_THAT(m_ends, testing::IsEmpty());
+  m_watch.OnTime(61000);
+  EXPECT_THAT(m_ends, testing::ElementsAre(1));
+  EXPECT_EQ(LogCount("3 Host not stopped within 60 s: ended at once"), 1);
+}
+
+TEST_F(SignalWatchTest, Minute_is_watched_over_after_the_run_as_well) {
+  m_watch.RunBegins();
+  m_watch.OnSignal(SIGTERM, 0);
+  m_watch.RunEnds();
+  m_watch.OnTime(60000);
+  EXPECT_THAT(m_ends, testing::ElementsAre(1));
+}
+
+TEST_F(SignalWatchTest, Main_thread_is_poked_every_50_ms_while_it_runs) {
+  m_watch.RunBegins();
+  m_watch.OnTime(0);
+  EXPECT_EQ(m_pokes, 0);
+  m_watch.OnSignal(SIGTERM, 1000);
+  m_watch.OnTime(1000);
+  EXPECT_EQ(m_pokes, 1);
+  m_watch.OnTime(1049);
+  EXPECT_EQ(m_pokes, 1);
+  m_watch.OnTime(1050);
+  EXPECT_EQ(m_pokes, 2);
+  m_watch.RunEnds();
+  m_watch.OnTime(1100);
+  EXPECT_EQ(m_pokes, 2);
+}
+
+TEST_F(SignalWatchTest, Hangup_reads_the_configuration_again) {
+  m_watch.OnSignal(SIGHUP, 0);
+  m_watch.OnSignal(SIGHUP, 0);
+  EXPECT_EQ(m_reloads, 2);
+  EXPECT_FALSE(m_watch.IsStop());
+  EXPECT_EQ(LogCount("5 Host SIGHUP: the configuration is read again"), 2);
+}
+
+TEST_F(SignalWatchTest, Signals_are_read_from_their_descriptor) {
+  host::PrepareSignals();
+  kill(getpid(), SIGHUP);
+  kill(getpid(), SIGTERM);
+  host::EventLoop loop;
+  loop.Add(&m_watch);
+  loop.RunOnce(-1);
+  loop.Remove(&m_watch);
+  EXPECT_EQ(m_reloads, 1);
+  EXPECT_TRUE(m_watch.IsStop());
+}
+
+TEST_F(SignalWatchTest, Broken_pipe_is_remembered_once) {
+  host::PrepareSignals();
+  EXPECT_FALSE(host::TakeSigPipe());
+  int ends[2] = {};
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  EXPECT_EQ(write(ends[1], "x", 1), -1);
+  EXPECT_EQ(errno, EPIPE);
+  close(ends[1]);
+  EXPECT_TRUE(host::TakeSigPipe());
+  EXPECT_FALSE(host::TakeSigPipe());
+}
