@@ -30,8 +30,8 @@ class Server {
   // "https://127.0.0.1:8443", with the port that was really taken.
   std::string Url() const;
 
-  // Accepts no more, ends every connection (answers being sent are sent to their end), then calls
-  // `done` once.
+  // Accepts no more, ends every connection (answers being sent are sent to their end, each within
+  // its time), then calls `done` once.
   void Stop(std::function<void()> done);
 
   std::size_t Connections() const { return m_sessions.size(); }

@@ -28,8 +28,7 @@ using Plain = beast::tcp_stream;
 using Tls = beast::ssl_stream<beast::tcp_stream>;
 
 constexpr std::size_t kReadSize = 4096;
-// What is read and thrown away of a request that was refused before its end, so that its sender
-// gets to read the answer.
+// How much is thrown away at most before a connection is closed.
 constexpr std::size_t kFarewellBytes = 8 * 1024 * 1024;
 constexpr char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
 
@@ -192,22 +191,21 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   }
 
   void Farewell() {
-    m_answering = false;
+    m_answering = true;
     Expire(m_context.limits.header);
     if constexpr (std::is_same_v<Stream, Tls>) {
-      if (!m_stopping) {
-        m_stream.async_shutdown(Then([this](error_code) { ShutDown(); }));
-        return;
-      }
+      m_stream.async_shutdown(Then([this](error_code) { ShutDown(); }));
+    } else {
+      ShutDown();
     }
-    ShutDown();
   }
 
-  // Closing a socket with unread bytes in it would take the answer from the other side.
+  // Closing a socket with unread bytes in it would take the answer from the other side: what still
+  // comes is read and thrown away until the other side closes too.
   void ShutDown() {
     error_code ignored;
     Lowest().socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-    if (!m_stopping) Drain();
+    Drain();
   }
 
   void Drain() {
@@ -227,7 +225,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   std::string m_answer;
   std::array<char, kReadSize> m_rest;
   std::size_t m_drained = 0;
-  bool m_answering = false;
+  bool m_answering = false;  // the farewell included: before it an answer may still be under way
   bool m_stopping = false;
 };
 

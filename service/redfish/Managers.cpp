@@ -128,7 +128,9 @@ Json RedfishService::ManagerView(const ManagerRecord& manager) {
   view["Id"] = manager.uuid;
   view["UUID"] = manager.uuid;
   if (!view.contains("Name")) view["Name"] = manager.name;
-  view["Status"] = {{"State", IsOverdue(manager.heartbeat) ? "UnavailableOffline" : "Enabled"}};
+  Json& status = ObjectMember(view, "Status");
+  if (!status.contains("State")) status["State"] = "Enabled";
+  if (IsOverdue(manager.heartbeat)) status["State"] = "UnavailableOffline";
 
   Json chassis = Json::array();
   for (const std::string& id : m_store.ListChassis(manager.uuid)) {

@@ -48,6 +48,15 @@ TEST_F(Heartbeats, Overdue_by_twice_the_interval_is_offline_until_the_next) {
   EXPECT_EQ(Shown().at("Overdue"), false);
 }
 
+TEST_F(Heartbeats, Status_that_the_appliance_sends_is_shown_while_it_is_alive) {
+  Beat();
+  Ask("PATCH", "/redfish/v1/Managers/u-1", token,
+      R"({"Status": {"State": "Updating", "Health": "OK"}})");
+  EXPECT_EQ(Manager().at("Status"), Json({{"State", "Updating"}, {"Health", "OK"}}));
+  now += 1000;
+  EXPECT_EQ(Manager().at("Status"), Json({{"State", "UnavailableOffline"}, {"Health", "OK"}}));
+}
+
 TEST_F(Heartbeats, Clock_that_went_backwards_makes_nothing_overdue) {
   Beat();
   now -= 100000;

@@ -111,10 +111,10 @@ TEST_F(Malformed, Log_line_cannot_be_made_up_by_a_sender) {
   EXPECT_THAT(lines.back(), EndsWith("message: x MESSAGE \"a\\nb\\x1b[1m\""));
 }
 
-TEST_F(Malformed, Full_disk_is_500_and_nothing_is_stored) {
+TEST_F(Malformed, Failing_write_is_500_and_nothing_is_stored) {
   Database(folder.File("service.db"))
       .Execute(
-          "CREATE TRIGGER full BEFORE INSERT ON chassis "
+          "CREATE TRIGGER refuse BEFORE INSERT ON chassis "
           "BEGIN SELECT RAISE(ABORT, 'disk is full'); END");
   const Response response = Ask("POST", "/redfish/v1/Chassis", token, "{}");
   EXPECT_EQ(response.status, 500u);

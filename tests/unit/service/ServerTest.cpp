@@ -313,8 +313,9 @@ TEST_F(ServerTest, Stop_sends_an_answer_to_its_end) {
   begun.get_future().wait();
   std::thread stopper([this] { Stop(); });
   const std::string answers = peer.ReadAll();
-  stopper.join();
   sender.join();
+  peer.EndSending();
+  stopper.join();
   EXPECT_THAT(answers, EndsWith("GET " + target + " [] "));
 }
 
