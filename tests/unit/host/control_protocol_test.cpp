@@ -64,7 +64,7 @@ TEST_F(ControlProtocolTest, List_of_an_empty_device) {
 
 TEST_F(ControlProtocolTest, Lines_that_are_no_request_are_answered) {
   EXPECT_EQ(Answer("x"), Error("not JSON: column 1: invalid token near 'x'"));
-  EXPECT_EQ(Answer(""), Error("not JSON: column 0: '[' or '{' expected near end of file"));
+  EXPECT_EQ(Answer(""), Error("not JSON: column 0: unexpected token near end of file"));
   EXPECT_EQ(Answer("\xff").substr(0, 30), Error("not JSON: column 0: ").substr(0, 30));
   EXPECT_EQ(Answer("[]"), Error("not a JSON object"));
   EXPECT_EQ(Answer("{}"), Error("\\\"op\\\" is not a text"));
