@@ -12,7 +12,7 @@ DOWN = "ConnectWithCloudService: Cloud Service is not available at this time(8)"
 def test_unresolved_host_is_tried_three_times(daemon, device):
     url = f"http://{'x' * 64}.example"
     daemon.configure(Url=url)
-    daemon.start(clock(5))
+    daemon.start(clock(2))
     daemon.logs(DOWN)
     notices = daemon.logged("PerformGet: GET DNS fail")
     (failure,) = daemon.logged(f"PerformGet: Get({url}/redfish/v1) failed (curlres: 6 - ")
@@ -20,7 +20,7 @@ def test_unresolved_host_is_tried_three_times(daemon, device):
     assert failure.level == 3
     times = [e.time for e in (*notices, failure)]
     pauses = [(b - a).total_seconds() for a, b in zip(times, times[1:])]
-    assert all(0.3 <= pause < 1.5 for pause in pauses), pauses
+    assert all(0.3 <= pause < 3 for pause in pauses), pauses
 
 
 def test_unresolved_host_of_an_unregistration_is_tried_three_times(daemon, device):
