@@ -5,6 +5,7 @@ import re
 
 import pytest
 
+from harness.daemon import UUID
 from harness.waiting import wait_until
 
 ENABLED = "cloudclient is now registered for device changes"
@@ -57,6 +58,20 @@ def test_repaired_cloud_json_is_taken(daemon, device, recorder):
     complaint(daemon, "cloud.json")
     daemon.write("cloud.json", good)
     daemon.logs(ENABLED)
+
+
+def test_file_that_can_not_be_saved_is_left_as_it_was(daemon, device, recorder):
+    daemon.configure(Url=recorder.url, Remark="x" * 300_000)
+    before = daemon.path("cloud.json").read_text()
+    daemon.start(largest_file=200_000)
+    recorder.receives(f"POST /hb/{UUID}")  # token and chassis are known all the same
+    daemon.stop()
+    refusals = daemon.logged("cloud.json is not saved: File too large")
+    assert refusals
+    assert {(e.unit, e.level) for e in refusals} == {("Host", 3)}
+    assert daemon.path("cloud.json").read_text() == before
+    left = {path.name for path in daemon.path("cloud.json").parent.iterdir()}
+    assert left == {"cloud.json", "cloud.json.lock", "device.json", "sysinfo.json"}
 
 
 def test_keys_that_the_daemon_does_not_know_are_kept(daemon, device, recorder):

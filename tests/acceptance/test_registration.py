@@ -33,6 +33,7 @@ def test_registered_appliance_is_found_again_after_a_restart(daemon, device, ser
     daemon.start()
     daemon.logs(ENABLED)
     assert daemon.config() == before
+    assert not daemon.logged("ConnectWithCloudService: ")  # where its failures are told
     assert service.error_text().count("manager registered") == 1
 
 
@@ -91,6 +92,7 @@ def test_found_manager_gets_no_second_chassis(daemon, device, recorder):
     daemon.configure(Url=recorder.url, XAuthToken="t", Chassis={"C9": {"VelocityInstance": 0}})
     daemon.start()
     daemon.logs(ENABLED)
+    assert recorder.requests(f"GET /redfish/v1/Managers/{UUID}")
     assert not recorder.requests(CHASSIS)
     assert daemon.chassis == ["C9"]
 

@@ -71,10 +71,10 @@ class Daemon(Process):
 
     # Life
 
-    def start(self, faketime=None, **extra):
+    def start(self, faketime=None, largest_file=None, **extra):
         env = environment(faketime or clock())
         env.update({"CLOUDCLIENT_ROOT": str(self.root), "CLOUDCLIENT_LOG_LEVEL": "7", **extra})
-        self.launch([self._program], env)
+        self.launch([self._program], env, largest_file)
 
     # Log
 

@@ -3,6 +3,7 @@
 import ctypes
 import glob
 import os
+import resource
 import signal
 import subprocess
 import sys
@@ -27,18 +28,24 @@ def _faketime():
     return found[0]
 
 
-def _die_with_the_case():
+def _prepare_child(largest_file):
     _libc.prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
+    if largest_file is not None:
+        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (largest_file, largest_file))
 
 
 def environment(faketime):
-    """A small environment of known content: no proxy, no locale, a time zone one hour east."""
+    """A small environment of known content: no proxy, no locale, a time zone one hour east.
+
+    `faketime` is the text of a clock that only runs, or a clock that can be moved."""
+    moving = {"FAKETIME": faketime} if isinstance(faketime, str) else faketime.variables()
     return {
         "PATH": "/usr/bin:/bin",
         "LC_ALL": "C.UTF-8",
         "TZ": "CET-1",
         "LD_PRELOAD": _faketime(),
-        "FAKETIME": faketime,
+        **moving,
         # The preloaded clock comes before the sanitizer's run-time library, which only minds.
         "ASAN_OPTIONS": "verify_asan_link_order=0:abort_on_error=0:exitcode=99",
         "UBSAN_OPTIONS": "print_stacktrace=1",
@@ -56,7 +63,8 @@ class Process:
         self._expected = 0
         self._noticed = True
 
-    def launch(self, argv, env):
+    def launch(self, argv, env, largest_file=None):
+        """Starts the program; writes that make a file of more than `largest_file` bytes fail."""
         assert not self.running, f"{self.name} runs already"
         self._starts += 1
         self._expected = 0
@@ -64,7 +72,7 @@ class Process:
         with open(self._path("out"), "wb") as out, open(self._path("err"), "wb") as err:
             self._child = subprocess.Popen(
                 [str(a) for a in argv], env=env, stdin=subprocess.DEVNULL, stdout=out, stderr=err,
-                cwd=self._folder, preexec_fn=_die_with_the_case)
+                cwd=self._folder, preexec_fn=lambda: _prepare_child(largest_file))
 
     def _path(self, stream):
         return self._folder / f"{self.name}.{self._starts}.{stream}"
