@@ -113,6 +113,23 @@ TEST_F(AlarmSync, Is_in_progress_from_the_query_of_the_device_to_the_last_post) 
   EXPECT_FALSE(mgr->IsSyncInProgress());
 }
 
+// Tells whether a synchronisation is in progress when the device is asked.
+class WatchedProxy : public fakes::PldProxy {
+ public:
+  int GetActiveEvents(ActiveEventsCallback callback, int velId) override {
+    inProgress.push_back(DeviceMgr::GetInstance()->IsSyncInProgress());
+    return fakes::PldProxy::GetActiveEvents(callback, velId);
+  }
+  std::vector<bool> inProgress;
+};
+
+TEST_F(AlarmSync, Is_in_progress_before_the_device_is_asked) {
+  WatchedProxy proxy;
+  mgr->SetPldProxy(&proxy);
+  mgr->SyncAlarms();
+  EXPECT_THAT(proxy.inProgress, ElementsAre(true));
+}
+
 TEST_F(AlarmSync, In_progress_keeps_the_poster_from_the_queue) {
   ServiceHolds("17", {});
   bool waiting = false;
