@@ -160,6 +160,13 @@ TEST_F(MapFile, Keeps_the_first_point_of_an_id_over_groups_in_both_tables) {
   EXPECT_EQ(patch.GetPoints().at(1).pld, source);
 }
 
+TEST_F(MapFile, Loads_the_last_of_two_groups_of_one_name) {
+  EXPECT_EQ(Load(R"({"resourceUrls": [], "fan": [)" + Point("1", R"("pld": "v")") +
+                 R"(], "fan": [)" + Point("2", R"("pld": "v")") + "]}"),
+            0);
+  EXPECT_THAT(patch.GetPointResources(), ElementsAre(Pair(2, "fan")));
+}
+
 TEST_F(MapFile, Enrols_a_dropped_duplicate_in_the_id_history) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v")") + "," +
                                    Point("1", R"("pld": "w", "event": {"msgid": "m",
