@@ -12,8 +12,6 @@
 namespace host {
 namespace {
 
-constexpr int kLockWaitMs = 5000;
-
 JsonRef Copy(const json_t* value) { return JsonRef(json_deep_copy(value)); }
 
 void Apply(json_t* root, const std::string& key, const std::string& member, const json_t* value) {
@@ -56,9 +54,10 @@ std::string FileText(const json_t* root) {
 
 }  // namespace
 
-ConfigStore::ConfigStore(std::string path, std::vector<Key> keys)
+ConfigStore::ConfigStore(std::string path, std::vector<Key> keys, int lockWaitMs)
     : m_path(std::move(path)),
       m_keys(std::move(keys)),
+      m_lockWaitMs(lockWaitMs),
       m_stored(json_object()),
       m_current(json_object()) {
   Reload();
@@ -82,7 +81,7 @@ bool ConfigStore::Reload() {
 
 bool ConfigStore::Save() {
   if (int error = MakeFolders(FolderOf(m_path))) return Refuse(std::strerror(error));
-  FileLock lock(m_path + ".lock", kLockWaitMs);
+  FileLock lock(m_path + ".lock", m_lockWaitMs);
   if (lock.Status() == ETIMEDOUT) return Refuse("another process keeps its lock");
   if (lock.Status() != 0) return Refuse(m_path + ".lock: " + std::strerror(lock.Status()));
   std::lock_guard<std::mutex> file(m_fileMutex);

@@ -28,8 +28,9 @@ class ConfigStore {
     const char* integerMember;
   };
 
-  // `path` is this machine's. Reads the file; a missing one is an empty object.
-  ConfigStore(std::string path, std::vector<Key> keys);
+  // `path` is this machine's. Reads the file; a missing one is an empty object. `Save` waits for
+  // `lockWaitMs` at most.
+  ConfigStore(std::string path, std::vector<Key> keys, int lockWaitMs = 5000);
   ConfigStore(const ConfigStore&) = delete;
   ConfigStore& operator=(const ConfigStore&) = delete;
 
@@ -39,9 +40,8 @@ class ConfigStore {
   // that has vanished leaves the values as well: it is about to be replaced, or Save writes it.
   bool Reload();
 
-  // Writes the file. Waits up to five seconds for another process that writes it. False, with a
-  // message, when it could not be written; the file is then as it was, and what was set is kept
-  // for the next save.
+  // Writes the file. Waits for another process that writes it. False, with a message, when it could
+  // not be written; the file is then as it was, and what was set is kept for the next save.
   bool Save();
 
   // Names of the keys whose values became others through somebody else's writing since the last
@@ -81,6 +81,7 @@ class ConfigStore {
 
   const std::string m_path;
   const std::vector<Key> m_keys;
+  const int m_lockWaitMs;
 
   // Reading and writing of the file. Taken before m_mutex.
   std::mutex m_fileMutex;

@@ -18,15 +18,16 @@ constexpr int64_t kTryMs = 1000;
 }  // namespace
 
 ConfigWatch::ConfigWatch(std::string folder, std::vector<ConfigStore*> stores)
-    : m_folder(std::move(folder)),
-      m_stores(std::move(stores)),
-      m_inotify(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    : m_folder(std::move(folder)), m_stores(std::move(stores)) {
   if (!Attach()) {
     HOST_LOG(4, "%s is not watched yet: %s", m_folder.c_str(), std::strerror(errno));
   }
 }
 
+// False, and errno, when it could not.
 bool ConfigWatch::Attach() {
+  if (!m_inotify.IsOpen()) m_inotify = Fd(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+  if (!m_inotify.IsOpen()) return false;
   if (int error = MakeFolders(m_folder)) {
     errno = error;
     return false;

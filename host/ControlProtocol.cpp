@@ -12,7 +12,7 @@ namespace {
 
 std::string Dumped(const json_t* value) {
   std::unique_ptr<char, decltype(&std::free)> text(json_dumps(value, JSON_COMPACT), &std::free);
-  return text == nullptr ? R"({"ok":false,"error":"the answer is not UTF-8"})" : text.get();
+  return text == nullptr ? R"({"ok":false,"error":"out of memory"})" : text.get();
 }
 
 std::string Done(const std::string& problem) {
@@ -108,7 +108,7 @@ std::string ControlError(const std::string& text) {
   JsonRef answer(json_object());
   json_object_set_new(answer.get(), "ok", json_false());
   JsonRef error = JsonString(text);
-  if (error == nullptr) error.reset(json_string("the request is not UTF-8"));
+  if (error == nullptr) error.reset(json_string("out of memory"));
   json_object_set_new(answer.get(), "error", error.release());
   return Dumped(answer.get());
 }

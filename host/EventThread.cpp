@@ -48,7 +48,7 @@ bool Wait::Poll(int limitMs) {
   return poll(m_fds.data(), m_fds.size(), static_cast<int>(waitMs)) >= 0 || errno == EINTR;
 }
 
-EventLoop::EventLoop() : m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+EventLoop::EventLoop() : m_wake(Needed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")) {}
 
 void EventLoop::Add(EventSource* source) {
   {

@@ -3,6 +3,8 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
 namespace host {
@@ -31,6 +33,13 @@ class Fd {
  private:
   int m_fd = -1;
 };
+
+// The descriptor that a call answered; throws what the system said when it answered none. For what
+// nothing can run without.
+inline Fd Needed(int fd, const char* what) {
+  if (fd < 0) throw std::system_error(errno, std::generic_category(), what);
+  return Fd(fd);
+}
 
 }  // namespace host
 

@@ -35,8 +35,9 @@ struct LxTimerMgr::Impl {
   host::TimerCore core;
   bool active = false;
   bool ending = false;
-  host::Fd timer{timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK)};
-  host::Fd wake{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+  host::Fd timer =
+      host::Needed(timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd");
+  host::Fd wake = host::Needed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd");
   std::thread thread;
 
   void Wake() const;

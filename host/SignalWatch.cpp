@@ -50,7 +50,7 @@ bool TakeSigPipe() { return g_sigPipe.exchange(false); }
 
 SignalWatch::SignalWatch(Actions actions) : m_actions(std::move(actions)) {
   const sigset_t set = WatchedSignals();
-  m_signals = Fd(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+  m_signals = Needed(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK), "signalfd");
 }
 
 void SignalWatch::RunBegins() {

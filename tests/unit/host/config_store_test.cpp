@@ -263,6 +263,16 @@ TEST_F(ConfigStoreTest, Folder_that_cannot_be_made_fails_the_save) {
   EXPECT_EQ(LogCount("is not saved: Not a directory"), 1);
 }
 
+TEST_F(ConfigStoreTest, Lock_that_another_process_keeps_fails_the_save) {
+  Write(kFile, "{}");
+  const host::FileLock lock(In(kFile) + ".lock", 0);
+  host::ConfigStore store(In(kFile), host::CloudKeys(), 0);
+  store.SetText(host::kUrl, "u");
+  EXPECT_FALSE(store.Save());
+  EXPECT_EQ(LogCount("is not saved: another process keeps its lock"), 1);
+  EXPECT_EQ(Read(kFile), "{}");
+}
+
 TEST_F(ConfigStoreTest, Lock_that_cannot_be_made_fails_the_save) {
   Write(kFile, "{}");
   ASSERT_EQ(host::MakeFolders(In(kFile) + ".lock"), 0);

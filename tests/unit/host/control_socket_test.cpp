@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,6 +8,7 @@
 #include <thread>
 
 #include "HostTest.h"
+#include "host/Clock.h"
 #include "host/ControlSocket.h"
 #include "host/UnixAddress.h"
 
@@ -185,6 +187,30 @@ TEST_F(ControlSocketTest, More_clients_than_are_served_wait) {
   clients[0].reset();
   Serve(*socket);
   EXPECT_EQ(clients.back()->Received(), "<x>\n");
+}
+
+TEST_F(ControlSocketTest, Client_waits_while_no_descriptor_is_free) {
+  const auto socket = Open();
+  const Client client(In(kPath));
+  client.Send("x\n");
+  host::EventLoop loop;
+  loop.Add(socket.get());
+  loop.RunOnce(0);  // takes the wake-up of the adding
+  struct rlimit before = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const Client next(In(kPath));
+  next.Send("y\n");
+  const int free = dup(STDIN_FILENO);
+  close(free);
+  const struct rlimit full = {static_cast<rlim_t>(free), before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &full), 0);
+  loop.RunOnce(0);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(next.Received(), "");
+  EXPECT_EQ(LogCount("4 Host " + In(kPath) + ": a client has to wait: Too many open files"), 1);
+  socket->Serve(host::Wait(), host::MonotonicMs() + 1000);
+  for (int i = 0; i < 4; ++i) loop.RunOnce(0);
+  EXPECT_EQ(next.Received(), "<y>\n");
 }
 
 TEST_F(ControlSocketTest, Stale_file_is_replaced) {
