@@ -198,14 +198,23 @@ def tell_what_is_held(service, cloud, manager):
     say(f"  heartbeats  {beats['Count']}, the last at {beats['Last']}")
 
 
+def plain(line):
+    """A line of either log for a reader who sees one appliance: time of day and words."""
+    moment, _, text = line.partition(" ")
+    text = re.sub(r" \(UUID [^)]*\)", "", text)
+    if re.match(r"refused: GET /redfish/v1/Managers\?uuid=\S+: 403 ", text):
+        text = "appliance is not known: it is told to register (403)"
+    return f"{moment[11:19]}  {text}"
+
+
 def tell_news(service, client):
     """Prints what the service has logged since, and what the daemon complains of."""
     for line in service.news():
-        say(f"  service  {line}")
+        say(f"  service  {plain(line)}")
     for line in client.news():
         parts = line.split(" ", 2)  # time, level, the rest
         if len(parts) == 3 and parts[1] in ("3", "4"):
-            say(f"  daemon   {line}")
+            say(f"  daemon   {plain(parts[0] + ' ' + parts[2])}")
 
 
 def turns(service, client):
@@ -222,7 +231,8 @@ def until_second_heartbeat(place, service, client):
     end = time.monotonic() + ONCE
     for _ in turns(service, client):
         cloud = place.cloud()
-        manager = service.get(f"/redfish/v1/Managers/{cloud['UUID']}", cloud["XAuthToken"])
+        token = cloud["XAuthToken"]
+        manager = token and service.get(f"/redfish/v1/Managers/{cloud['UUID']}", token)
         if manager and heartbeats(manager)["Count"] >= 2:
             tell_news(service, client)
             return tell_what_is_held(service, cloud, manager)
