@@ -50,6 +50,12 @@ class Peer {
     return std::exchange(m_read, "");
   }
 
+  // What has arrived, at least a byte of it.
+  std::string ReadSome() {
+    More();
+    return std::exchange(m_read, "");
+  }
+
   // One answer: header and as many bytes of body as it says.
   std::string ReadAnswer() {
     std::size_t end = std::string::npos;
