@@ -3,20 +3,30 @@
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 
 import pytest
 
+from harness.waiting import wait_until
+
 TOP = pathlib.Path(__file__).resolve().parent.parent.parent
 
 
+ENVIRONMENT = {
+    "PATH": "/usr/bin:/bin", "LC_ALL": "C.UTF-8", "TZ": "CET-1", "HTTPS_PROXY": "http://127.0.0.1:1",
+    "ASAN_OPTIONS": "verify_asan_link_order=0"}
+
+
+def command(programs, folder, *options):
+    return [sys.executable, "-B", TOP / "scripts" / "trial.py", *options,
+            "--programs", programs, "--folder", folder / "run"]
+
+
 def trial(programs, folder):
-    env = {"PATH": "/usr/bin:/bin", "LC_ALL": "C.UTF-8", "TZ": "CET-1",
-           "ASAN_OPTIONS": "verify_asan_link_order=0", "HTTPS_PROXY": "http://127.0.0.1:1"}
-    return subprocess.run(
-        [sys.executable, "-B", TOP / "scripts" / "trial.py", "--once", "--programs", programs,
-         "--folder", folder / "run"], env=env, cwd=TOP, capture_output=True, text=True, timeout=240)
+    return subprocess.run(command(programs, folder, "--once"), env=ENVIRONMENT, cwd=TOP,
+                          capture_output=True, text=True, timeout=240)
 
 
 def test_once_shows_manager_chassis_and_heartbeats(programs, folder):
@@ -48,6 +58,22 @@ def test_once_tells_why_a_program_ended(programs, folder):
     assert ended.returncode == 1
     assert "cloudclient ended with status 3" in ended.stderr
     assert "out of luck" in ended.stderr
+
+
+def test_interrupt_stops_both_programs(programs, folder):
+    told = folder / "told"
+    with open(told, "wb") as output, subprocess.Popen(
+            command(programs, folder), env=ENVIRONMENT, cwd=TOP, stdout=output, stderr=output,
+            start_new_session=True) as process:
+        try:
+            wait_until(lambda: "chassis created: " in told.read_text(), "the chassis to be told of",
+                       alive=lambda: process.poll() is None or pytest.fail(told.read_text()))
+        finally:
+            process.send_signal(signal.SIGINT)
+        assert process.wait(timeout=90) == 0, told.read_text()
+    assert told.read_text().endswith("\nStopping\n")
+    assert "cloudclient stopped" in (folder / "run" / "cloudclient.log").read_text()
+    assert "stopped" in (folder / "run" / "cloudservice.log").read_text()
 
 
 @pytest.mark.parametrize("arguments", [["--twice"], ["--once", "--once"], [""]],
