@@ -1,0 +1,55 @@
+#include "Fuzz.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
+
+// The fuzzer's thread that watches the memory would sleep by the doubles, that is not at all: it is
+// switched off. Single allocations are limited instead.
+int LLVMFuzzerInitialize(int* argc, char*** argv) {
+  static char noThread[] = "-rss_limit_mb=0";
+  static char limit[] = "-malloc_limit_mb=1024";
+  static std::vector<char*> arguments;
+  arguments.assign(*argv, *argv + *argc);
+  arguments.insert(arguments.begin() + 1, {noThread, limit});
+  *argc = static_cast<int>(arguments.size());
+  arguments.push_back(nullptr);
+  *argv = arguments.data();
+  fakes::Reset();
+  return 0;
+}
+
+namespace fuzz {
+
+void Require(bool kept, const char* promise) {
+  if (kept) return;
+  fprintf(stderr, "not kept: %s\n", promise);
+  abort();
+}
+
+size_t Input::Choice(size_t count) {
+  if (m_next >= m_text.size()) return 0;
+  return static_cast<unsigned char>(m_text[m_next++]) % count;
+}
+
+std::string Input::Text() {
+  const size_t begin = std::min(m_next, m_text.size());
+  const size_t end = std::min(m_text.find('\0', begin), m_text.size());
+  m_next = end + 1;
+  return m_text.substr(begin, end - begin);
+}
+
+void Forget() {
+  fakes::Platform& platform = fakes::platform();
+  platform.log.records.clear();
+  platform.pages.asked.clear();
+  platform.proxy.pointsAsked.clear();
+  platform.configCalls.clear();
+  platform.sleeps.microseconds.clear();
+  fakes::curl().transfers.clear();
+}
+
+}  // namespace fuzz

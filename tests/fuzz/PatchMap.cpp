@@ -1,0 +1,37 @@
+// The map file's loader, and what its tables are used for.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "Fuzz.h"
+#include "https/HttpsClient.h"
+#include "patch/PatchMgr.h"
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static const int file = memfd_create("map", 0);
+  static const std::string path = "/proc/self/fd/" + std::to_string(file);
+  static fakes::Service service;
+  static cloudclient::HttpsClient client;
+  fuzz::Require(ftruncate(file, 0) == 0, "the map file can be emptied");
+  fuzz::Require(pwrite(file, data, size, 0) == static_cast<ssize_t>(size),
+                "the map file can be written");
+
+  cloudclient::PatchMgr patch;
+  patch.SetPldProxy(&fakes::platform().proxy);
+  const int32_t result = patch.InitCovPatchMaps(path);
+  fuzz::Require(result >= 0 && result <= 3, "a load answers 0 to 3");
+  fuzz::Require(patch.GetPoints().size() == patch.GetPointResources().size(),
+                "both point tables hold the same points");
+  fuzz::Require(result < 2 || (patch.GetPoints().empty() && patch.GetIdHistory().empty()),
+                "a failed load loads no point");
+  patch.InitIdHistoryValues(1, &client);
+  patch.NewDaySyncAccumulators(1, &client, &fakes::platform().proxy);
+  const char value[cloudclient::kCovValueSize] = {};
+  for (const auto& [id, entry] : patch.GetPoints()) {
+    fuzz::Require(patch.GetPointResources().count(id) == 1, "each point has a group");
+    const int32_t delivered = patch.ProcessCOV(1, id, 0, value, &client, "17", "uuid", "label");
+    fuzz::Require(delivered == 0 || delivered == 1 || delivered == 5, "a known point is no 4");
+    if (fakes::platform().log.records.size() > 1000) break;
+  }
+  fuzz::Forget();
+  return 0;
+}
