@@ -8,7 +8,6 @@ namespace cloudclient {
 namespace {
 
 using fakes::platform;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
