@@ -1,5 +1,5 @@
 // Messages of point events and their arguments.
-#include <tuple>
+#include <ostream>
 
 #include "PatchTest.h"
 
@@ -121,6 +121,15 @@ struct Types {
   const char* arg2;
 };
 
+std::ostream& operator<<(std::ostream& out, const Types& types) {
+  return out << (*types.first == 0 ? "none" : types.first) << "_and_"
+             << (*types.second == 0 ? "none" : types.second);
+}
+
+std::string NameOf(const testing::TestParamInfo<Types>& types) {
+  return testing::PrintToString(types.param);
+}
+
 class PointMessageTypes : public PointMessage, public testing::WithParamInterface<Types> {};
 
 TEST_P(PointMessageTypes, Follow_the_first_type_but_for_pld) {
@@ -155,7 +164,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Types{"old", "pldQueryArgs", "a-%2a.", "a", ""},
                     Types{"old", "old", "a-%2a.", "a", ""}, Types{"old", "", "a-%2a.", "a", ""},
                     Types{"", "pld", "-%2b.", "", "b"}, Types{"", "pldQueryArgs", "-%2.", "", ""},
-                    Types{"PLD", "old", "-%2.", "", ""}, Types{"", "", "-%2.", "", ""}));
+                    Types{"PLD", "old", "-%2.", "", ""}, Types{"", "", "-%2.", "", ""}),
+    NameOf);
 
 TEST_F(PointMessage, Of_query_arguments_asks_the_device_for_them) {
   PointPatchEntry entry = Event("%1", 1);
