@@ -11,8 +11,10 @@ import tempfile
 
 import pytest
 
+from harness.clocks import MovableClock
 from harness.daemon import Daemon
 from harness.device import Device
+from harness.proxy import Proxy
 from harness.recorder import Nobody, Recorder, tls_context
 from harness.service import Service
 
@@ -115,3 +117,22 @@ def nobody():
     address = Nobody()
     yield address
     address.close()
+
+
+@pytest.fixture
+def clock_of(folder):
+    """Makes a clock that starts at a time of UTC and can be moved."""
+    return lambda start, speed: MovableClock(folder, start, speed)
+
+
+@pytest.fixture
+def proxy_to():
+    """Puts a way that can be disturbed before a service."""
+    proxies = []
+
+    def make(service):
+        proxies.append(Proxy(service.port))
+        return proxies[-1]
+    yield make
+    for proxy in proxies:
+        proxy.close()

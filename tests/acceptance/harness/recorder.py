@@ -39,6 +39,10 @@ class Request(namedtuple("Request", "raw moment")):
         return self.line.split("?", 1)[0]
 
     @property
+    def body(self):
+        return self.raw.partition(b"\r\n\r\n")[2].decode()
+
+    @property
     def text(self):
         """The whole request with what differs from run to run replaced: the appliance's own
         address in the Host line, and the time of registration, which keeps its length."""
