@@ -7,6 +7,10 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const char* const types[] = {"", "pld", "pldQueryArgs", "old"};
   static fakes::Service service;
   static cloudclient::HttpsClient client;
+  static uint32_t code = 0;
+  static const cloudclient::HttpsResult initialised = client.InitCurl(code);
+  fuzz::Require(initialised == cloudclient::kHttpsOk, "the transport is ready");
+  service.answers("PATCH", "*", 204).answers("POST", "*", 201);
   cloudclient::PatchMgr patch;
   patch.SetPldProxy(&fakes::platform().proxy);
 
@@ -29,6 +33,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 "the message shows its first argument");
   const int32_t result = patch.SendEventForPoint(1, 1, 0, entry, &client, "17", "label");
   fuzz::Require(result == 0 || result == 5, "with a URL and a UUID a post is 0 or 5");
+  service.forget();
   fuzz::Forget();
   return 0;
 }

@@ -11,6 +11,10 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const std::string path = "/proc/self/fd/" + std::to_string(file);
   static fakes::Service service;
   static cloudclient::HttpsClient client;
+  static uint32_t code = 0;
+  static const cloudclient::HttpsResult initialised = client.InitCurl(code);
+  fuzz::Require(initialised == cloudclient::kHttpsOk, "the transport is ready");
+  service.answers("PATCH", "*", 204).answers("POST", "*", 201);
   fuzz::Require(ftruncate(file, 0) == 0, "the map file can be emptied");
   fuzz::Require(pwrite(file, data, size, 0) == static_cast<ssize_t>(size),
                 "the map file can be written");
@@ -32,6 +36,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::Require(delivered == 0 || delivered == 1 || delivered == 5, "a known point is no 4");
     if (fakes::platform().log.records.size() > 1000) break;
   }
+  service.forget();
   fuzz::Forget();
   return 0;
 }
