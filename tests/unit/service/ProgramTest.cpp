@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -112,6 +113,17 @@ TEST_F(Program, Interrupt_stops_it_although_a_request_hangs) {
   hanging.Send("POST /redfish/v1/Chassis HTTP/1.1\r\nContent-Le");
   Ask("GET /redfish/v1");
   EXPECT_EQ(Stop(SIGINT), 0);
+}
+
+TEST_F(Program, Second_signal_ends_it_at_once_with_1) {
+  StartPlain();
+  // Refused, and kept open by its sender: the stop waits for its end.
+  Peer refused(port);
+  refused.Send("no HTTP\r\n\r\n");
+  EXPECT_THAT(refused.ReadAll(), StartsWith("HTTP/1.1 400 "));
+  kill(m_child, SIGTERM);
+  while (Log().find(" stopping\n") == std::string::npos) sched_yield();
+  EXPECT_EQ(Stop(SIGTERM), 1);
 }
 
 TEST_F(Program, Serves_https_with_a_certificate_of_its_own) {
