@@ -14,6 +14,7 @@
 namespace cloudclient {
 
 unsigned short g_todAlarmId = kNoTodAlarm;
+unsigned char g_registrationSuppressed = 0;
 
 namespace {
 
@@ -35,8 +36,6 @@ constexpr uint16_t kDeviceLabelPoint = 4329;
 // Shared with the timer's thread, deliberately without lock or atomic.
 bool g_alarmSyncRequested = false;
 int32_t g_proxyMissingCount = 0;
-// Set by nothing.
-unsigned char g_registrationSuppressed = 0;
 
 // Runs one operation of a worker thread. What it throws makes it a failed operation, no more.
 template <typename Operation>

@@ -15,6 +15,9 @@ constexpr unsigned short kNoTodAlarm = 65535;
 // deliberately without lock or atomic.
 extern unsigned short g_todAlarmId;
 
+// While non-zero, nothing is registered for at the engine. Set by nothing.
+extern unsigned char g_registrationSuppressed;
+
 }  // namespace cloudclient
 
 #endif  // DEVICE_DEVICEMGRSTATE_H_

@@ -2,11 +2,13 @@
 #include <cstddef>
 
 #include "CoreTest.h"
+#include "device/DeviceMgrState.h"
 
 namespace device_core {
 
 using cloudclient::DeviceCov;
 using cloudclient::DeviceEvent;
+using cloudclient::g_registrationSuppressed;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -87,6 +89,13 @@ TEST_F(Registration, Says_that_there_is_no_proxy) {
   mgr->RegisterForDeviceDataChange(5);
   EXPECT_THAT(Lines(), ElementsAre("3 RegisterForDeviceDataChange: NULL pldProxy"));
   EXPECT_THAT(engine.registrations, IsEmpty());
+}
+
+TEST_F(Registration, Is_not_made_while_suppressed) {
+  g_registrationSuppressed = 1;
+  mgr->RegisterForDeviceDataChange(5);
+  EXPECT_THAT(engine.registrations, IsEmpty());
+  EXPECT_THAT(Lines(), IsEmpty());
 }
 
 TEST_F(Registration, Is_made_again_when_asked_again) {

@@ -1,0 +1,24 @@
+// The description of the managed device, and the engine that is made of it.
+#include <memory>
+
+#include "HostFuzz.h"
+#include "host/ControlProtocol.h"
+#include "host/DeviceEngine.h"
+#include "host/Pages.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const host::JsonRef root(json_loadb(reinterpret_cast<const char*>(data), size,
+                                      JSON_ALLOW_NUL | JSON_DECODE_ANY, nullptr));
+  if (!json_is_object(root.get())) return 0;
+  std::vector<std::string> problems;
+  host::DeviceEngine engine(host::ParseDeviceModel(root.get(), problems));
+  for (const auto& point : engine.Points()) {
+    std::string text;
+    engine.PointText(point.model->id, text);
+    engine.CelsiusText(point.model->id, text);
+    fuzz::Require(engine.SetPoint(point.model->id, "21").empty(), "a known point can be set");
+  }
+  fuzz::Require(!host::AnswerControlLine(engine, R"({"op":"list"})").empty(), "a list is answered");
+  host::RenderPage(engine, "uuid", "{{label}} {{psi}} {{point:1}} {{point:");
+  return 0;
+}
