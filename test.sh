@@ -50,11 +50,13 @@ step() {
   echo "== $name: $((SECONDS - start)) s"
 }
 
+# Called by step.
+# shellcheck disable=SC2317
 build() {
   # Warnings are g++'s: clang builds the fuzz targets alone.
   local werror=ON
   [[ $1 != fuzz ]] || werror=OFF
-  cmake --preset "$1" -DCLOUDCLIENT_WERROR=$werror -DCLOUDCLIENT_TESTS=ON \
+  cmake --preset "$1" -DCLOUDCLIENT_WERROR="$werror" -DCLOUDCLIENT_TESTS=ON \
     -DCLOUDCLIENT_FUZZ_SECONDS="${CLOUDCLIENT_FUZZ_SECONDS:-60}" >"build/$1.configure.log" || {
     cat "build/$1.configure.log" >&2
     return 1
