@@ -51,6 +51,18 @@ def test_unparsable_while_running_keeps_the_last_good_values(daemon, device, rec
     assert not daemon.logged("cloudclient is now DISABLED")
 
 
+def test_unparsable_cloud_json_is_not_overwritten_by_a_save(daemon, device, recorder):
+    daemon.configure(Url=recorder.url)
+    daemon.start()
+    daemon.logs(ENABLED)
+    daemon.write("cloud.json", BROKEN)
+    complaint(daemon, "cloud.json")
+    daemon.rename("Hall 4")
+    daemon.logs("HandleCfgEvent: Failed to save configuration")
+    assert len(daemon.logged("cloud.json is not saved: ")) == 1
+    assert daemon.path("cloud.json").read_text() == BROKEN
+
+
 def test_repaired_cloud_json_is_taken(daemon, device, recorder):
     good = {**daemon.config(), "Url": recorder.url}
     daemon.write("cloud.json", BROKEN)
