@@ -121,10 +121,10 @@ TEST_F(FrameworkTest, Stop_before_the_start_ends_without_work) {
 }
 
 TEST_F(FrameworkTest, Stop_at_any_moment_costs_no_sleep) {
-  for (int i = 0; i < 20; ++i) {
+  for (int i = 0; i < 10; ++i) {
     const Child child = Start();
     AwaitLog("App OnStart");
-    for (int spin = 0; spin < i * 200; ++spin) sched_yield();
+    for (int spin = 0; spin < i * 400; ++spin) sched_yield();
     kill(child.pid, SIGTERM);
     EXPECT_EQ(child.Wait(), 0);
     ASSERT_EQ(truncate(In("/log").c_str(), 0), 0);
