@@ -291,6 +291,10 @@ TEST_F(ServerTest, Stop_ends_connections_that_wait_for_more) {
   Peer in_body(port);
   in_body.Send(Get("/") + Post("a", "3"));
   in_body.ReadAnswer();
+  // The answer is there; now the server has seen that too and waits for the rest of the body.
+  std::promise<void> settled;
+  asio::post(m_io, [&] { settled.set_value(); });
+  settled.get_future().wait();
   Stop();
   EXPECT_EQ(m_server->Connections(), 0u);
   EXPECT_EQ(idle.ReadAll(), "");
