@@ -74,8 +74,10 @@ if has unit; then labels+=(unit); fi
 if has acceptance; then labels+=(acceptance); fi
 if has asan; then presets+=(asan) labels+=('asan\.unit' 'asan\.acceptance'); fi
 if has tsan; then presets+=(tsan) labels+=('tsan\.unit'); fi
-if has load; then presets+=(release) labels+=('release\.load'); fi
-
+if has load; then
+  has asan || presets+=(asan)
+  presets+=(release) labels+=('asan\.load' 'release\.load')
+fi
 if has fuzz; then presets+=(fuzz) labels+=('fuzz'); fi
 
 mkdir -p build
