@@ -39,7 +39,7 @@ std::string GlobalText(const struct sockaddr* address, sa_family_t family) {
 std::string FirstGlobal(const struct ifaddrs* addresses, sa_family_t family) {
   for (const struct ifaddrs* entry = addresses; entry != nullptr; entry = entry->ifa_next) {
     if ((entry->ifa_flags & IFF_UP) == 0) continue;
-    const std::string text = GlobalText(entry->ifa_addr, family);
+    std::string text = GlobalText(entry->ifa_addr, family);
     if (!text.empty()) return text;
   }
   return "";
@@ -49,7 +49,7 @@ std::string FirstGlobal(const struct ifaddrs* addresses, sa_family_t family) {
 
 std::string PickAddress(const struct ifaddrs* addresses) {
   for (sa_family_t family : {AF_INET, AF_INET6}) {
-    const std::string text = FirstGlobal(addresses, family);
+    std::string text = FirstGlobal(addresses, family);
     if (!text.empty()) return text;
   }
   return "127.0.0.1";

@@ -12,7 +12,7 @@ CfgCloudChassis::CfgCloudChassis(int velId) : m_impl(new Impl{true, velId}) {}
 CfgCloudChassis::CfgCloudChassis(const CfgCloudChassis& other) : m_impl(new Impl(*other.m_impl)) {}
 
 CfgCloudChassis& CfgCloudChassis::operator=(const CfgCloudChassis& other) {
-  *m_impl = *other.m_impl;
+  if (this != &other) *m_impl = *other.m_impl;
   return *this;
 }
 

@@ -262,7 +262,7 @@ bool DeviceEngine::DispatchCov() {
     const uint16_t reading = TenfoldReading(value);
     text[0] = static_cast<char>(reading >> 8);
     text[1] = static_cast<char>(reading & 0xff);
-    std::memcpy(text + 2, value.data(), std::min(value.size(), kLongestValue));
+    std::copy_n(value.begin(), std::min(value.size(), kLongestValue), text + 2);
     notification.pointId = point;
     m_valueChanges.pop_front();
     more = !m_valueChanges.empty();

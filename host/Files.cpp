@@ -87,7 +87,7 @@ int MakeFolders(const std::string& path) {
 }
 
 FileLock::FileLock(const std::string& path, int waitMs)
-    : m_file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)), m_status(0) {
+    : m_file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
   if (!m_file.IsOpen()) {
     m_status = errno;
     return;

@@ -36,7 +36,7 @@ class FileLock {
 
  private:
   Fd m_file;
-  int m_status;
+  int m_status = 0;
 };
 
 }  // namespace host

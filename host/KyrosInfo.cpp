@@ -1,8 +1,11 @@
 #include "platform/framework/KyrosInfo.h"
 
-struct KyrosInfo::Impl {};
+struct KyrosInfo::Impl {
+  std::string version;
+};
 
-KyrosInfo::KyrosInfo() : m_impl(nullptr) {}
-KyrosInfo::~KyrosInfo() = default;
+KyrosInfo::KyrosInfo() : m_impl(new Impl{CLOUDCLIENT_VERSION}) {}
 
-std::string KyrosInfo::GetAppVersion() const { return CLOUDCLIENT_VERSION; }
+KyrosInfo::~KyrosInfo() { delete m_impl; }
+
+std::string KyrosInfo::GetAppVersion() const { return m_impl->version; }

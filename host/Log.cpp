@@ -24,7 +24,7 @@ struct Settings {
 // Writes all of it, at once wherever the descriptor takes it at once.
 void WriteWhole(const std::string& line) {
   // Lines longer than a pipe takes in one piece must not be torn by another thread's.
-  static std::mutex* lock = new std::mutex;
+  static auto* const lock = new std::mutex;
   std::lock_guard<std::mutex> guard(*lock);
   size_t done = 0;
   while (done < line.size()) {

@@ -12,9 +12,9 @@ constexpr const char* kTexts[] = {"Cleared", "Message", "Warning", "Alarm", "Fau
 }  // namespace
 
 bool EventStateOf(const std::string& text, uint16_t& state) {
-  for (uint16_t code = 0; code < std::size(kTexts); ++code) {
+  for (size_t code = 0; code < std::size(kTexts); ++code) {
     if (text == kTexts[code]) {
-      state = code;
+      state = static_cast<uint16_t>(code);
       return true;
     }
   }
