@@ -24,6 +24,25 @@ CLOUDCLIENT_ROOT is put before the daemon's paths, as it is for the daemon.
 Exit status: 0 done; 1 it could not be done, or a check found something;
 2 wrong arguments; 3 no daemon answers.)";
 
+// A word where a command is missing; empty when the line just ends there.
+std::string UnknownCommand(const CLI::App& app) {
+  const std::vector<std::string> left = app.remaining(true);
+  return left.empty() ? std::string() : left.front();
+}
+
+std::string Reason(const CLI::App& app, const CLI::ParseError& error) {
+  if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr) return error.what();
+  const std::string word = UnknownCommand(app);
+  return word.empty() ? error.what() : "there is no command '" + word + "'";
+}
+
+// What was written may have met a full disk.
+int Flushed(int status) {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+  Complain("the output can't be written");
+  return status == kDone ? kFailed : status;
+}
+
 }  // namespace
 
 int Main(int argc, char** argv) {
@@ -34,21 +53,24 @@ int Main(int argc, char** argv) {
   app.set_version_flag("--version", std::string("cloudclientctl ") + CLOUDCLIENT_VERSION);
   app.require_subcommand(1);
   app.fallthrough();
-  app.footer(kFooter);
+  app.add_option("--timeout", choice.timeout, "Seconds to wait for the daemon's answer")
+      ->capture_default_str()
+      ->check(CLI::Range(0.001, 3600.0));
   AddStatusCommand(app, choice);
   AddConfigCommands(app, choice);
   AddDeviceCommands(app, choice);
   AddMapCommands(app, choice);
+  app.footer(kFooter);  // after the commands, which would take it over
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {  // --help, --version
-    return app.exit(success);
+    return Flushed(app.exit(success));
   } catch (const CLI::ParseError& error) {
-    Complain(std::string(error.what()) + " (see cloudclientctl --help)");
+    Complain(Reason(app, error) + " (see cloudclientctl --help)");
     return kWrongArguments;
   }
   try {
-    return choice.run();
+    return Flushed(choice.run());
   } catch (const std::exception& error) {
     Complain(error.what());
     return kFailed;

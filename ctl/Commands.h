@@ -16,7 +16,8 @@ constexpr int kNotRunning = 3;      // no daemon answers at the device's control
 
 // What the command line chose.
 struct Choice {
-  bool json = false;  // output for scripts
+  bool json = false;    // output for scripts
+  double timeout = 10;  // seconds to wait for the daemon's answer
   std::function<int()> run;
 };
 

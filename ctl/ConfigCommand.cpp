@@ -12,6 +12,11 @@ namespace ctl {
 
 namespace {
 
+const char kExamples[] = R"(Examples:
+  cloudclientctl config set Url https://cloud.example.org
+  cloudclientctl config get RegistrationKey --reveal
+  cloudclientctl config show --json)";
+
 const char kMask[] = "********";
 
 struct ConfigArguments {
@@ -120,6 +125,7 @@ void AddConfigCommands(CLI::App& app, Choice& choice) {
   CLI::App* const config = app.add_subcommand("config", "Read and change the configuration");
   config->require_subcommand(1);
   config->fallthrough();
+  config->footer(kExamples);
   const auto add_key = [&arguments](CLI::App* command) {
     command->add_option("KEY", arguments->key, "Name of the value")
         ->required()

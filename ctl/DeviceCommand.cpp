@@ -11,6 +11,12 @@ namespace ctl {
 
 namespace {
 
+const char kExamples[] = R"(Examples:
+  cloudclientctl device list
+  cloudclientctl device set 1201 23.5
+  cloudclientctl device raise 4711 --module 1 --state Warning
+  cloudclientctl device clear 4711 --module 1)";
+
 struct DeviceArguments {
   int point = 0;
   std::string value;
@@ -26,9 +32,9 @@ std::string Cell(const json_t* object, const char* key) {
 }
 
 // Sends a request; the exit status, and the answer when that is kDone.
-int Ask(const host::JsonRef& request, host::JsonRef& answer) {
+int Ask(const Choice& choice, const host::JsonRef& request, host::JsonRef& answer) {
   std::string problem;
-  const Reach reach = AskDevice(request.get(), answer, problem);
+  const Reach reach = AskDevice(request.get(), choice.timeout, answer, problem);
   if (reach == Reach::kAnswered && json_is_true(json_object_get(answer.get(), "ok"))) return kDone;
   if (reach == Reach::kAnswered) problem = Cell(answer.get(), "error");
   Complain(problem);
@@ -42,7 +48,7 @@ int Order(const Choice& choice, const host::JsonRef& request) {
     return kWrongArguments;
   }
   host::JsonRef answer;
-  const int status = Ask(request, answer);
+  const int status = Ask(choice, request, answer);
   if (status == kDone && choice.json) SayJson(answer.get());
   return status;
 }
@@ -72,7 +78,7 @@ void SayEvents(const json_t* events) {
 int List(const Choice& choice) {
   const host::JsonRef request(json_pack("{s:s}", "op", "list"));
   host::JsonRef answer;
-  const int status = Ask(request, answer);
+  const int status = Ask(choice, request, answer);
   if (status != kDone) return status;
   if (choice.json) {
     SayJson(answer.get());
@@ -94,6 +100,7 @@ void AddDeviceCommands(CLI::App& app, Choice& choice) {
   CLI::App* const device = app.add_subcommand("device", "Look at the device and drive it");
   device->require_subcommand(1);
   device->fallthrough();
+  device->footer(kExamples);
 
   device->add_subcommand("list", "Points with their values, events with their states")
       ->callback([&choice] { choice.run = [&choice] { return List(choice); }; });

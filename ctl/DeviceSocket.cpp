@@ -4,6 +4,7 @@
 #include <sys/time.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -17,13 +18,26 @@ namespace ctl {
 
 namespace {
 
-constexpr int kAnswerSeconds = 10;
+typedef std::chrono::steady_clock Clock;
 
 // More than any device's list needs.
 constexpr size_t kLongestAnswer = 16 * 1024 * 1024;
 
-bool SendAll(int socket, const std::string& text) {
+// Lets `option` end by `end`. False, with errno as a call that waited too long leaves it, when that
+// has passed.
+bool Limit(int socket, int option, Clock::time_point end) {
+  const auto left = std::chrono::duration_cast<std::chrono::microseconds>(end - Clock::now());
+  if (left.count() <= 0) {
+    errno = EAGAIN;
+    return false;
+  }
+  const struct timeval limit = {left.count() / 1000000, left.count() % 1000000};
+  return setsockopt(socket, SOL_SOCKET, option, &limit, sizeof limit) == 0;
+}
+
+bool SendAll(int socket, const std::string& text, Clock::time_point end) {
   for (size_t sent = 0; sent < text.size();) {
+    if (!Limit(socket, SO_SNDTIMEO, end)) return false;
     const ssize_t n = send(socket, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) return false;
@@ -33,9 +47,10 @@ bool SendAll(int socket, const std::string& text) {
 }
 
 // One line, without its end. False with errno when none came.
-bool ReceiveLine(int socket, std::string& line) {
+bool ReceiveLine(int socket, std::string& line, Clock::time_point limit) {
   char buffer[4096];
   while (line.size() <= kLongestAnswer) {
+    if (!Limit(socket, SO_RCVTIMEO, limit)) return false;
     const ssize_t n = recv(socket, buffer, sizeof buffer, 0);
     if (n < 0 && errno == EINTR) continue;
     if (n == 0) errno = ECONNRESET;
@@ -50,28 +65,37 @@ bool ReceiveLine(int socket, std::string& line) {
   return false;
 }
 
+// 0 or an errno. ENOENT and ECONNREFUSED: no daemon is there.
+int Connect(int socket, const std::string& path, Clock::time_point end) {
+  const host::UnixAddress address(path);
+  if (address.Status() != 0) return address.Status();
+  if (!Limit(socket, SO_SNDTIMEO, end)) return errno;  // a connection waits for its turn as well
+  return connect(socket, address.Get(), address.Size()) == 0 ? 0 : errno;
+}
+
+std::string Reason(int error) {
+  return error == EAGAIN ? "it takes too long" : std::strerror(error);
+}
+
 }  // namespace
 
-Reach AskDevice(const json_t* request, host::JsonRef& answer, std::string& problem) {
+Reach AskDevice(const json_t* request, double seconds, host::JsonRef& answer,
+                std::string& problem) {
+  const auto end = Clock::now() + std::chrono::microseconds(static_cast<int64_t>(seconds * 1e6));
   const std::string path = LocalPath(host::kControlSocket);
-  const host::UnixAddress address(path);
   const host::Fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (!socket.IsOpen() || address.Status() != 0 ||
-      connect(socket.Get(), address.Get(), address.Size()) != 0) {
-    const int error = address.Status() != 0 ? address.Status() : errno;
-    problem = "no daemon answers at " + path + ": " + std::strerror(error);
-    return Reach::kNobodyThere;
+  if (const int error = socket.IsOpen() ? Connect(socket.Get(), path, end) : errno) {
+    const bool nobody = error == ENOENT || error == ECONNREFUSED;
+    problem =
+        (nobody ? "no daemon answers at " : "no connection with ") + path + ": " + Reason(error);
+    return nobody ? Reach::kNobodyThere : Reach::kBroken;
   }
-  const struct timeval limit = {kAnswerSeconds, 0};
-  setsockopt(socket.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-  setsockopt(socket.Get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-
   const std::unique_ptr<char, decltype(&std::free)> text(json_dumps(request, JSON_COMPACT),
                                                          &std::free);
   std::string line;
-  if (!text || !SendAll(socket.Get(), text.get() + std::string("\n")) ||
-      !ReceiveLine(socket.Get(), line)) {
-    problem = "no answer from " + path + ": " + std::strerror(errno);
+  if (!text || !SendAll(socket.Get(), text.get() + std::string("\n"), end) ||
+      !ReceiveLine(socket.Get(), line, end)) {
+    problem = "no answer from " + path + ": " + Reason(errno);
     return Reach::kBroken;
   }
   answer.reset(json_loadb(line.data(), line.size(), JSON_ALLOW_NUL, nullptr));

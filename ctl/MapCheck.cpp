@@ -94,10 +94,29 @@ void CheckPoint(int32_t id, const PointPatchEntry& point, Findings& findings) {
   CheckEvent(where, point, findings);
 }
 
+// What the loader passes over without a word.
+void CheckShapes(json_t* root, Findings& findings) {
+  const char* group = nullptr;
+  json_t* entries = nullptr;
+  json_object_foreach(root, group, entries) {
+    if (!json_is_array(entries)) findings.push_back(Quoted(group) + " is not an array");
+    size_t index = 0;
+    const json_t* entry = nullptr;
+    json_array_foreach(entries, index, entry) {
+      const json_t* const event = json_object_get(entry, "event");
+      if (event == nullptr || std::string(group) == "resourceUrls") continue;
+      if (!host::JsonText(json_object_get(event, "msgid")).empty()) continue;
+      findings.push_back("point " +
+                         std::to_string(json_integer_value(json_object_get(entry, "id"))) +
+                         ": its event has no \"msgid\": it is ignored");
+    }
+  }
+}
+
 // What the loader drops without a word: the second and later entries of a key.
 void CheckDuplicates(json_t* root, Findings& findings) {
   std::set<std::string> resources;
-  std::map<json_int_t, std::string> points;
+  std::map<int32_t, std::string> points;
   const char* group = nullptr;
   json_t* entries = nullptr;
   json_object_foreach(root, group, entries) {
@@ -110,11 +129,14 @@ void CheckDuplicates(json_t* root, Findings& findings) {
         const std::string name = host::JsonText(json_object_get(entry, "name"));
         if (resources.insert(name).second) continue;
         findings.push_back("resource " + Quoted(name) + ": there is an earlier one of that name");
-      } else if (json_is_integer(id) && !points.emplace(json_integer_value(id), group).second) {
-        findings.push_back("point " + std::to_string(json_integer_value(id)) + " of " +
-                           Quoted(group) + ": it is listed already in " +
-                           Quoted(points[json_integer_value(id)]));
+        continue;
       }
+      if (!json_is_integer(id)) continue;
+      const auto number = static_cast<int32_t>(json_integer_value(id));
+      const auto [first, isNew] = points.emplace(number, group);
+      if (isNew) continue;
+      findings.push_back("point " + std::to_string(number) + " of " + Quoted(group) +
+                         ": it is listed already in " + Quoted(first->second));
     }
   }
 }
@@ -123,6 +145,7 @@ void CheckDuplicates(json_t* root, Findings& findings) {
 
 std::vector<std::string> CheckMap(const PatchMgr& map, json_t* root, const std::string& pages) {
   Findings findings;
+  CheckShapes(root, findings);
   CheckDuplicates(root, findings);
   for (const auto& [name, resource] : map.GetResources()) {
     CheckResource(name, resource, pages, findings);

@@ -15,6 +15,10 @@ namespace ctl {
 
 namespace {
 
+const char kExamples[] = R"(Examples:
+  cloudclientctl map check /var/local/orv/pldserver/0/covpatchmap.txt
+  cloudclientctl map check covpatchmap.txt --pages pages --json)";
+
 // The file's full name without links; empty, and a message, when there is no such file.
 std::string FullPath(const std::string& path) {
   const std::unique_ptr<char, decltype(&std::free)> full(realpath(path.c_str(), nullptr),
@@ -25,10 +29,10 @@ std::string FullPath(const std::string& path) {
 }
 
 void SayFindings(const Choice& choice, const std::string& path,
-                 const std::vector<std::string>& findings) {
+                 const std::vector<std::string>& findings, bool clean) {
   if (!choice.json) {
     for (const std::string& finding : findings) Say(path + ": " + Printable(finding));
-    if (findings.empty()) Say(path + ": nothing found");
+    if (clean) Say(path + ": nothing found");
     return;
   }
   const host::JsonRef list(json_array());
@@ -47,12 +51,17 @@ int Check(const Choice& choice, const std::string& file, const std::string& page
   if (folder.empty()) return kFailed;
 
   cloudclient::PatchMgr map;
-  const int32_t loaded = map.InitCovPatchMaps(path);  // says itself what it can't take
-  if (loaded > 1) return kFailed;
+  if (map.InitCovPatchMaps(path) > 1) return kFailed;  // it has said why
   const host::JsonRef root(json_load_file(path.c_str(), JSON_DECODE_ANY, nullptr));
-  const std::vector<std::string> findings = CheckMap(map, root.get(), folder);
-  SayFindings(choice, file, findings);
-  return loaded == 0 && findings.empty() ? kDone : kFailed;
+  std::vector<std::string> findings = CheckMap(map, root.get(), folder);
+  json_error_t error;
+  if (!host::JsonRef(json_load_file(path.c_str(), JSON_REJECT_DUPLICATES, &error))) {
+    findings.push_back("line " + std::to_string(error.line) + ": " + error.text);
+  }
+  // What the loader complains of isn't always in its result.
+  const bool clean = findings.empty() && Complaints() == 0;
+  SayFindings(choice, file, findings, clean);
+  return clean ? kDone : kFailed;
 }
 
 }  // namespace
@@ -63,6 +72,7 @@ void AddMapCommands(CLI::App& app, Choice& choice) {
   CLI::App* const map = app.add_subcommand("map", "Look at a patch map");
   map->require_subcommand(1);
   map->fallthrough();
+  map->footer(kExamples);
   CLI::App* const check = map->add_subcommand(
       "check", "Load a patch map as the daemon does and say what in it will not work");
   check->add_option("FILE", *file, "The map file")->required();

@@ -11,6 +11,8 @@ namespace ctl {
 
 namespace {
 
+int complaints = 0;
+
 // Characters of a UTF-8 text.
 size_t Width(const std::string& text) {
   return static_cast<size_t>(
@@ -19,7 +21,10 @@ size_t Width(const std::string& text) {
 
 }  // namespace
 
+int Complaints() { return complaints; }
+
 void Complain(const std::string& text) {
+  ++complaints;
   std::fprintf(stderr, "cloudclientctl: %s\n", Printable(text).c_str());
 }
 

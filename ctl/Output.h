@@ -11,6 +11,9 @@ namespace ctl {
 // Says on standard error, in one line, what went wrong.
 void Complain(const std::string& text);
 
+// How often that was so far.
+int Complaints();
+
 // Writes a line to standard output.
 void Say(const std::string& text);
 

@@ -13,14 +13,14 @@ namespace {
 
 const char* YesNo(bool yes) { return yes ? "yes" : "no"; }
 
-bool DaemonAnswers() {
+bool DaemonAnswers(double seconds) {
   const host::JsonRef request(json_pack("{s:s}", "op", "list"));
   host::JsonRef answer;
   std::string problem;
-  return AskDevice(request.get(), answer, problem) == Reach::kAnswered;
+  return AskDevice(request.get(), seconds, answer, problem) == Reach::kAnswered;
 }
 
-host::JsonRef Status() {
+host::JsonRef Status(const Choice& choice) {
   const host::ConfigStore& cloud = host::CloudStore();
   const host::JsonRef chassis = cloud.Object(host::kChassis);
   const host::JsonRef ids(json_array());
@@ -33,7 +33,7 @@ host::JsonRef Status() {
   const auto set = [&status](const char* key, host::JsonRef value) {
     json_object_set_new(status.get(), key, value.release());
   };
-  set("running", host::JsonRef(json_boolean(DaemonAnswers())));
+  set("running", host::JsonRef(json_boolean(DaemonAnswers(choice.timeout))));
   set("enabled", host::JsonRef(json_boolean(cloud.Flag(host::kEnabled))));
   set("registered", host::JsonRef(json_boolean(!cloud.Text(host::kXAuthToken).empty())));
   set("service", host::JsonString(cloud.Text(host::kUrl)));
@@ -68,7 +68,7 @@ void SayStatus(const json_t* status) {
 
 int Run(const Choice& choice) {
   if (!ConfigFilesAreReadable()) return kFailed;
-  const host::JsonRef status = Status();
+  const host::JsonRef status = Status(choice);
   if (choice.json) {
     SayJson(status.get());
   } else {

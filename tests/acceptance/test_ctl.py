@@ -1,0 +1,415 @@
+"""cloudclientctl: what it does, what it says, and its exit statuses."""
+
+import json
+import os
+import shutil
+import socket
+import subprocess
+import threading
+
+import pytest
+
+from harness.daemon import NAME, UUID
+from harness.waiting import DEADLINE, wait_until
+
+ENABLED = "cloudclient is now registered for device changes"
+BROKEN = '{\n  "Enabled": true,\n  "Url": oops\n}\n'
+EXAMPLE = os.path.join(os.path.dirname(__file__), "..", "..", "examples", "cooling-unit")
+
+
+class Ctl:
+    def __init__(self, programs, root, folder):
+        self._program = programs / "ctl" / "cloudclientctl"
+        self._folder = folder
+        self.root = root
+
+    def run(self, *arguments, stdout=subprocess.PIPE):
+        return subprocess.run(
+            [self._program, *arguments], stdin=subprocess.DEVNULL, stdout=stdout,
+            stderr=subprocess.PIPE, cwd=self._folder, timeout=DEADLINE,
+            env={"PATH": "/usr/bin:/bin", "LC_ALL": "C.UTF-8",
+                 "CLOUDCLIENT_ROOT": str(self.root)})
+
+    def does(self, *arguments):
+        """What it writes when all is well."""
+        ended = self.run(*arguments)
+        assert (ended.returncode, ended.stderr) == (0, b"")
+        return ended.stdout.decode()
+
+    def tells(self, *arguments):
+        return json.loads(self.does("--json", *arguments))
+
+    def refuses(self, status, *arguments):
+        """The one line that says why, without the program's name."""
+        ended = self.run(*arguments)
+        assert (ended.returncode, ended.stdout) == (status, b""), ended.stderr
+        (line,) = ended.stderr.decode().splitlines()
+        assert line.startswith("cloudclientctl: ")
+        return line[len("cloudclientctl: "):]
+
+
+@pytest.fixture
+def ctl(programs, root, folder, daemon):
+    return Ctl(programs, root, folder)
+
+
+@pytest.fixture
+def running(daemon, device, recorder):
+    """A daemon that is connected."""
+    recorder.knows_the_manager()
+    daemon.configure(Url=recorder.url)
+    daemon.start()
+    daemon.logs(ENABLED)
+    return daemon
+
+
+# Command line
+
+@pytest.mark.parametrize("command", [
+    (), ("status",), ("enable",), ("disable",), ("config",), ("config", "get"), ("config", "set"),
+    ("config", "show"), ("device",), ("device", "list"), ("device", "set"), ("device", "raise"),
+    ("device", "clear"), ("map",), ("map", "check")], ids=lambda c: "_".join(c) or "program")
+def test_help_of_every_command(ctl, command):
+    assert f"Usage: {' '.join(['cloudclientctl', *command])}" in ctl.does(*command, "--help")
+
+
+@pytest.mark.parametrize("command", [(), ("config",), ("device",), ("map",)],
+                         ids=lambda c: "_".join(c) or "program")
+def test_help_of_a_group_has_examples_of_its_own(ctl, command):
+    _, examples = ctl.does(*command, "--help").split("Examples:\n")
+    assert f"  {' '.join(['cloudclientctl', *command])} " in examples
+
+
+def test_version(ctl, version):
+    assert ctl.does("--version") == f"cloudclientctl {version}\n"
+
+
+@pytest.mark.parametrize("arguments, word", [
+    (["frobnicate"], "'frobnicate'"),
+    (["device", "explode"], "'explode'"),
+    (["config", "list"], "'list'"),
+    ([], "subcommand is required"),
+    (["config", "get"], "KEY"),
+    (["config", "get", "Chassis"], "Chassis"),
+    (["config", "set", "Url"], "VALUE"),
+    (["config", "set", "Enabled", "yes"], "'yes'"),
+    (["config", "set", "UnitName", b"caf\xe9"], "UTF-8"),
+    (["enable", "now"], "now"),
+    (["device", "set", "65536", "1"], "65536"),
+    (["device", "set", "1201", b"\xff"], "UTF-8"),
+    (["device", "raise", "4711", "--state", "Loud"], "Loud"),
+    (["device", "raise", "4711", "--state", "Cleared"], "Cleared"),
+    (["device", "clear", "4711", "--module", "-1"], "-1"),
+    (["--timeout", "0", "device", "list"], "--timeout"),
+], ids=str)
+def test_wrong_arguments(ctl, daemon, arguments, word):
+    before = daemon.path("cloud.json").read_bytes()
+    assert word in ctl.refuses(2, *arguments)
+    assert daemon.path("cloud.json").read_bytes() == before
+
+
+def test_output_that_can_not_be_written(ctl):
+    with open("/dev/full", "wb") as full:
+        ended = ctl.run("status", stdout=full)
+    assert ended.returncode == 1
+    assert ended.stderr == b"cloudclientctl: the output can't be written\n"
+
+
+# Configuration
+
+def test_secrets_are_masked_unless_revealed(ctl, daemon):
+    daemon.configure(XAuthToken="t0ken")
+    for arguments in (["config", "show"], ["config", "show", "--json"],
+                      ["config", "get", "XAuthToken"], ["config", "get", "RegistrationKey"]):
+        text = ctl.does(*arguments)
+        assert "********" in text and "t0ken" not in text and "key-4711" not in text
+    assert ctl.does("config", "get", "XAuthToken", "--reveal") == "t0ken\n"
+    assert ctl.tells("config", "show", "--reveal")["RegistrationKey"] == "key-4711"
+
+
+def test_configuration_for_scripts(ctl):
+    assert ctl.tells("config", "get", "Enabled") is True
+    assert ctl.tells("config", "get", "UUID") == UUID
+    assert ctl.tells("config", "show") == {
+        "Enabled": True, "Url": "", "UserEmail": "keeper+plant&2@example.org",
+        "RegistrationKey": "********", "UnitName": NAME, "UUID": UUID, "XAuthToken": "",
+        "SysName": NAME}
+
+
+def test_set_keeps_what_it_does_not_know(ctl, daemon):
+    daemon.configure(Remark=["by", "the keeper"])
+    assert ctl.does("config", "set", "Url", "https://cloud.example.org") == ""
+    ctl.does("config", "set", "SysName", "Halle 4, Süd")
+    assert daemon.config()["Url"] == "https://cloud.example.org"
+    assert daemon.config()["Remark"] == ["by", "the keeper"]
+    assert ctl.does("config", "get", "SysName") == "Halle 4, Süd\n"
+    assert daemon.path("cloud.json").stat().st_mode & 0o777 == 0o600
+
+
+def test_control_bytes_are_escaped(ctl):
+    ctl.does("config", "set", "UnitName", "a\x1b[31mb\nc")
+    assert ctl.does("config", "get", "UnitName") == "a\\x1B[31mb\\nc\n"
+    assert "a\\x1B[31mb\\nc" in ctl.does("config", "show")
+    assert ctl.tells("config", "get", "UnitName") == "a\x1b[31mb\nc"
+
+
+@pytest.mark.parametrize("file", ["cloud.json", "sysinfo.json"])
+@pytest.mark.parametrize("arguments", [
+    ["status"], ["enable"], ["config", "show"], ["config", "get", "Url"],
+    ["config", "set", "Url", "x"]], ids=lambda a: "_".join(a[:2]))
+def test_unparsable_file_is_named_and_left(ctl, daemon, file, arguments):
+    daemon.write(file, BROKEN)
+    message = ctl.refuses(1, *arguments)
+    assert f"{daemon.path(file)} is not valid JSON: line 3, column " in message
+    assert daemon.path(file).read_text() == BROKEN
+
+
+def test_file_that_can_not_be_saved(ctl, daemon):
+    (daemon.path("cloud.json.lock")).unlink(missing_ok=True)
+    daemon.path("cloud.json.lock").mkdir()
+    assert "cloud.json is not saved: " in ctl.refuses(1, "disable")
+    assert daemon.config()["Enabled"] is True
+
+
+def test_missing_files_are_empty_ones(ctl, daemon):
+    daemon.path("cloud.json").unlink()
+    daemon.path("sysinfo.json").unlink()
+    assert ctl.tells("config", "get", "Enabled") is False
+    ctl.does("enable")
+    assert daemon.config() == {"Enabled": True}
+
+
+def test_daemon_follows_disable_and_enable(ctl, running, recorder):
+    ctl.does("disable")
+    recorder.receives(f"DELETE /redfish/v1/Managers/{UUID}")
+    running.logs("cloudclient is now DISABLED")
+    ctl.does("enable")
+    running.logs("cloudclient is now ENABLED", times=2)
+
+
+def test_change_and_the_daemons_own_are_both_kept(ctl, daemon, device, recorder):
+    """The daemon stores token and chassis while names are set."""
+    daemon.configure(Url=recorder.url)
+    daemon.start()
+    count = 0
+    while not (daemon.token and daemon.chassis):
+        daemon.must_run()
+        count += 1
+        ctl.does("config", "set", "UserEmail", f"keeper{count}@example.org")
+        assert daemon.config()["UserEmail"] == f"keeper{count}@example.org"
+    daemon.logs(ENABLED)
+    assert daemon.token == "token-0815"
+    assert daemon.chassis == ["C1"]
+    assert daemon.config()["UserEmail"] == f"keeper{count}@example.org"
+
+
+# Status
+
+def test_status_of_a_daemon_that_does_not_run(ctl):
+    assert ctl.tells("status") == {
+        "running": False, "enabled": True, "registered": False, "service": "", "manager": UUID,
+        "unitName": NAME, "chassis": []}
+
+
+def test_status_of_a_connected_daemon(ctl, daemon, device, recorder):
+    daemon.configure(Url=recorder.url)
+    daemon.start()
+    daemon.logs(ENABLED)
+    assert ctl.tells("status") == {
+        "running": True, "enabled": True, "registered": True, "service": recorder.url,
+        "manager": UUID, "unitName": NAME, "chassis": ["C1"]}
+    assert ctl.does("status") == (
+        f"running     yes\nenabled     yes\nregistered  yes\nservice     {recorder.url}\n"
+        f"manager     {UUID}\nunit name   {NAME}\nchassis     C1\n")
+
+
+# Device
+
+@pytest.fixture
+def idle(daemon, device):
+    """A daemon whose device can be driven, and no more."""
+    daemon.configure(Enabled=False)
+    daemon.start()
+    device.lists()
+    return device
+
+
+def test_device_is_driven(ctl, idle):
+    assert ctl.does("device", "set", "1201", "-5") == ""
+    ctl.does("device", "raise", "4711", "--module", "1", "--state", "Warning")
+    listed = ctl.tells("device", "list")
+    assert [(p["id"], p["value"]) for p in listed["points"]] == [(1201, "-5")]
+    assert ("Warning" in {e["state"] for e in listed["events"] if e["module"] == 1})
+    table = ctl.does("device", "list")
+    assert table.startswith("Cooling unit 7  (device 0, product sequence 1.2.3)\n\nPOINT  NAME")
+    assert "4711   1       Warning  Filter clogged\n" in table
+    assert ctl.tells("device", "clear", "4711", "--module", "1") == {"ok": True}
+    assert "Warning" not in ctl.does("device", "list")
+
+
+@pytest.mark.parametrize("arguments", [
+    ["device", "set", "9999", "1"], ["device", "raise", "9999"], ["device", "clear", "9999"],
+    ["device", "raise", "4711", "--module", "2"], ["device", "set", "1201", "7" * 254]],
+    ids=["point", "raise", "clear", "module", "long_value"])
+def test_device_refuses(ctl, idle, arguments):
+    before = idle.lists()
+    assert ctl.refuses(1, *arguments)
+    assert idle.lists() == before
+
+
+@pytest.mark.parametrize("arguments", [
+    ["list"], ["set", "1201", "1"], ["raise", "4711"], ["clear", "4711"]], ids=lambda a: a[0])
+def test_no_daemon_is_a_status_of_its_own(ctl, arguments):
+    socket_path = ctl.root / "run/cloudclient/device.sock"
+    assert f"no daemon answers at {socket_path}: " in ctl.refuses(3, "device", *arguments)
+
+
+@pytest.fixture
+def stranger(root):
+    """Listens in the daemon's place and answers with the given bytes; None: not at all."""
+    path = root / "run" / "cloudclient" / "device.sock"
+    path.parent.mkdir(parents=True)
+    listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+    listener.bind(str(path))
+    listener.listen()
+
+    def answers(reply):
+        def serve():
+            try:
+                link, _ = listener.accept()
+            except OSError:
+                return
+            with link:
+                link.makefile("rb").readline()
+                if reply is None:
+                    link.recv(1)  # until the other side goes
+                else:
+                    link.sendall(reply)
+        threading.Thread(target=serve, daemon=True).start()
+    yield answers
+    listener.close()
+
+
+def test_daemon_that_never_answers(ctl, stranger):
+    stranger(None)
+    assert "it takes too long" in ctl.refuses(1, "--timeout", "0.05", "device", "list")
+
+
+@pytest.mark.parametrize("reply, problem", [
+    (b"", "no answer from "), (b'{"ok": true', "no answer from "),
+    (b"[]\n", "is not a JSON object"), (b"nonsense\n", "is not a JSON object")],
+    ids=["closes", "cut_off", "array", "no_json"])
+def test_daemon_that_answers_wrongly(ctl, stranger, reply, problem):
+    stranger(reply)
+    assert problem in ctl.refuses(1, "device", "list")
+
+
+# Patch map
+
+PAGE = '{"ReadingCelsius": temp_uom_celsius~1201}\n'
+
+
+@pytest.fixture
+def mapped(ctl, folder):
+    """Writes a map with one fault and says what the check finds: status, findings, complaints."""
+    (folder / "page.txt").write_text(PAGE)
+    resource = {"name": "thermal", "url": "/redfish/v1/Chassis/<chassisid>/Thermal",
+                "resourcePatch": "page.txt", "resourceTag": "<chassisid>", "tempUomCelsius": True}
+    point = {"id": 1201, "pldQueryArgs": "1201,1,0,0,0", "patch": "%1"}
+
+    def check(resource_change=None, point_change=None, more=None):
+        (folder / "map.txt").write_text(json.dumps({
+            "resourceUrls": [{**resource, **(resource_change or {})}],
+            "thermal": [{**point, **(point_change or {})}], **(more or {})}))
+        ended = ctl.run("--json", "map", "check", "map.txt")
+        return ended.returncode, json.loads(ended.stdout), ended.stderr.decode()
+    return check
+
+
+def test_clean_map(ctl, mapped, folder):
+    assert mapped() == (0, [], "")
+    assert ctl.does("map", "check", "map.txt") == "map.txt: nothing found\n"
+
+
+def test_example_is_clean(ctl):
+    ctl.does("map", "check", os.path.join(EXAMPLE, "covpatchmap.txt"))
+
+
+def event(**changes):
+    return {"event": {"msgid": "M", "message": "%1 %2", "numargs": 2, "arg1": "a",
+                      "arg1Type": "pld", "arg2": "b", "arg2Type": "pld", **changes}}
+
+
+@pytest.mark.parametrize("fault, finding", [
+    (dict(resource_change={"name": "other"}), 'point 1201: its group "thermal" is no resource'),
+    (dict(resource_change={"url": "/redfish/v1"}), '"url" does not hold its tag <chassisid>'),
+    (dict(resource_change={"resourceTag": "<id>"}), '"resourceTag" is "<id>", neither'),
+    (dict(resource_change={"resourcePatch": ""}), '"resourcePatch" names no page'),
+    (dict(resource_change={"resourcePatch": "none.txt"}), 'page "none.txt" is not in '),
+    (dict(point_change={"pldQueryArgs": "", "pld": ""}), "point 1201: it has no source"),
+    (dict(point_change={"7dayHumAccum": True}), '"7dayHumAccum" is read by "pld"'),
+    (dict(point_change=event(message="%2")), 'has no "%1"'),
+    (dict(point_change=event(message="%1")), 'has no "%2"'),
+    (dict(point_change=event(arg1Type="new")), '"arg1Type" is "new"'),
+    (dict(point_change=event(arg2Type="old")), '"arg2Type" is "old"'),
+    (dict(point_change=event(msgid="")), 'its event has no "msgid"'),
+    (dict(more={"other": [{"id": 1201, "pld": "x", "patch": ""}]}),
+     'point 1201 of "other": it is listed already in "thermal"'),
+    (dict(more={"other": {}}), '"other" is not an array'),
+], ids=lambda value: None if isinstance(value, dict) else value)
+def test_fault_in_a_map_is_found(mapped, fault, finding):
+    status, findings, _ = mapped(**fault)
+    assert status == 1
+    assert any(finding in text for text in findings), findings
+
+
+def test_page_that_ends_in_a_temperature_tag_is_found(mapped, folder):
+    (folder / "hot.txt").write_text("temp_uom_celsius~1201")
+    status, (finding,), _ = mapped({"resourcePatch": "hot.txt"})
+    assert status == 1
+    assert "the daemon would never come back from it" in finding
+
+
+def test_second_resource_of_a_name_is_found(mapped):
+    same = {"name": "thermal", "url": "/<uuid>", "resourceTag": "<uuid>", "resourcePatch": "page.txt"}
+    status, findings, _ = mapped(more={"resourceUrls": [same, same]})
+    assert (status, findings) == (
+        1, ['resource "thermal": there is an earlier one of that name'])
+
+
+def test_key_that_is_written_twice_is_found(ctl, mapped, folder):
+    mapped()
+    text = (folder / "map.txt").read_text()
+    (folder / "map.txt").write_text(text[:-1] + ', "thermal": []}')
+    ended = ctl.run("map", "check", "map.txt")
+    assert ended.returncode == 1
+    assert b"duplicate" in ended.stdout
+
+
+@pytest.mark.parametrize("change, complaint", [
+    ({"id": "1201"}, "InitIdToResAndPatchMaps: id is not type integer"),
+    ({"pld": "supply", "pldQueryArgs": "1201"}, "ConvertPldQueryArgs:  pldQueryArgsStr argument"),
+], ids=["id", "arguments"])
+def test_what_the_loader_complains_of_is_a_fault(mapped, change, complaint):
+    status, _, complaints = mapped(point_change=change)
+    assert status == 1
+    assert complaints.startswith(f"cloudclientctl: {complaint}")
+
+
+def test_map_that_can_not_be_read(ctl, folder):
+    assert "none.txt: No such file" in ctl.refuses(1, "map", "check", "none.txt")
+    (folder / "map.txt").write_text('{\n"resourceUrls": [\n')
+    assert "line: 3" in ctl.refuses(1, "map", "check", "map.txt")
+    (folder / "map.txt").write_text("{}")
+    assert "resourceUrls object not found" in ctl.refuses(1, "map", "check", "map.txt")
+
+
+def test_pages_of_another_folder(ctl, mapped, folder):
+    mapped()
+    (folder / "pages" / "deep").mkdir(parents=True)
+    (folder / "maps").mkdir()
+    shutil.move(folder / "map.txt", folder / "maps" / "map.txt")
+    shutil.move(folder / "page.txt", folder / "pages" / "page.txt")
+    assert ctl.run("map", "check", "maps/map.txt").returncode == 1
+    ctl.does("map", "check", "maps/map.txt", "--pages", "pages/deep")
+    assert "nowhere: No such" in ctl.refuses(1, "map", "check", "maps/map.txt", "--pages", "nowhere")
