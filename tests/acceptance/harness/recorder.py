@@ -14,7 +14,8 @@ from .waiting import wait_until
 
 TOKEN = "token-0815"
 
-# In place of an answer: read the request and stay silent; read it and close.
+# In place of an answer: read the request and stay silent; read it and close. Anything with `wait`
+# gives the answer when that returns.
 HANGS = object()
 CLOSES = object()
 
@@ -164,7 +165,7 @@ class Recorder:
                 if reply is CLOSES:
                     link.close()
                     return
-                link.sendall(reply)
+                link.sendall(reply.wait() if hasattr(reply, "wait") else reply)
         except OSError:
             link.close()  # the other side went away
 
