@@ -1,0 +1,98 @@
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ctl/MapCheck.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const char kResources[] = R"("resourceUrls": [
+  {"name": "thermal", "url": "/Chassis/<chassisid>/Thermal", "resourceTag": "<chassisid>",
+   "resourcePatch": "page.txt", "tempUomCelsius": true}])";
+
+// A map file and its pages in a folder of their own.
+class MapCheckTest : public testing::Test {
+ protected:
+  MapCheckTest() {
+    unsetenv("CLOUDCLIENT_ROOT");
+    std::string name = fs::temp_directory_path() / "map_check.XXXXXX";
+    EXPECT_NE(mkdtemp(&name[0]), nullptr);
+    m_folder = name;
+    Write("page.txt", "{\"ReadingCelsius\": temp_uom_celsius~1201}");
+  }
+  ~MapCheckTest() override { fs::remove_all(m_folder); }
+
+  void Write(const std::string& name, const std::string& text) const {
+    fs::create_directories((m_folder / name).parent_path());
+    std::ofstream(m_folder / name, std::ios::binary) << text;
+  }
+
+  std::vector<std::string> Check(const std::string& map, const std::string& pages = "") const {
+    Write("map.txt", map);
+    const std::string path = m_folder / "map.txt";
+    cloudclient::PatchMgr manager;
+    EXPECT_LT(manager.InitCovPatchMaps(path), 2);
+    const host::JsonRef root(json_load_file(path.c_str(), 0, nullptr));
+    return ctl::CheckMap(manager, root.get(), m_folder / pages);
+  }
+
+  // The findings in a map with the clean resource and these points.
+  std::vector<std::string> CheckPoints(const std::string& points) const {
+    return Check(std::string("{") + kResources + R"(, "thermal": [)" + points + "]}");
+  }
+
+ private:
+  fs::path m_folder;
+};
+
+TEST_F(MapCheckTest, Clean_map_has_no_findings) {
+  EXPECT_THAT(CheckPoints(R"({"id": 1, "pld": "a", "patch": "%1"})"), IsEmpty());
+}
+
+TEST_F(MapCheckTest, Page_is_found_in_a_folder_above) {
+  Write("a/b/other.txt", "");
+  EXPECT_THAT(Check(std::string("{") + kResources + "}", "a/b"), IsEmpty());
+}
+
+TEST_F(MapCheckTest, Page_may_end_in_a_line_end_behind_a_tag) {
+  Write("page.txt", "temp_uom_celsius~1201\n");
+  EXPECT_THAT(CheckPoints(""), IsEmpty());
+}
+
+TEST_F(MapCheckTest, Page_must_not_end_in_a_tag_without_digits) {
+  Write("page.txt", "temp_uom_celsius~1201 temp_uom_celsius~");
+  EXPECT_THAT(CheckPoints(""), ElementsAre(HasSubstr("ends in a temperature tag")));
+}
+
+TEST_F(MapCheckTest, Point_numbers_count_as_the_loader_takes_them) {
+  EXPECT_THAT(CheckPoints(R"({"id": 1, "pld": "a", "patch": ""},
+                             {"id": 4294967297, "pld": "a", "patch": ""})"),
+              ElementsAre(R"(point 1 of "thermal": it is listed already in "thermal")"));
+}
+
+TEST_F(MapCheckTest, Second_argument_after_a_query_needs_no_type) {
+  EXPECT_THAT(CheckPoints(R"({"id": 1, "pld": "a", "patch": "", "event": {
+                "msgid": "M", "message": "%1 %2", "numargs": 2, "arg1Type": "pldQueryArgs"}})"),
+              IsEmpty());
+}
+
+TEST_F(MapCheckTest, Event_without_arguments_needs_no_placeholder) {
+  EXPECT_THAT(CheckPoints(R"({"id": 1, "pld": "a", "patch": "", "event": {"msgid": "M"}})"),
+              IsEmpty());
+}
+
+TEST_F(MapCheckTest, Resources_that_are_no_array) {
+  EXPECT_THAT(
+      Check(R"({"resourceUrls": {}, "g": [{"id": 1, "pld": "a", "patch": ""}]})"),
+      ElementsAre(R"("resourceUrls" is not an array)", HasSubstr(R"(its group "g" is no)")));
+}
+
+}  // namespace
