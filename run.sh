@@ -10,7 +10,8 @@ usage() {
 Usage: ./run.sh [--once]
 
 Installs what is missing (Debian packages), builds, and starts the service and a daemon with an
-example device. Tells what happens until Ctrl-C, which stops both.
+example device. Says how to raise an alarm and how to move a temperature from a second terminal,
+and tells what happens until Ctrl-C, which stops both.
 
   --once      under an accelerated clock until the service has received the second heartbeat;
               prints what the service holds. Status 0, or 1 with the reason.
@@ -50,5 +51,6 @@ if [[ ! -f build/release/build.ninja ]]; then
     cmake --preset release -DCLOUDCLIENT_TESTS=OFF -DCLOUDCLIENT_BENCH=OFF
 fi
 echo "Building (the first time takes a few minutes)"
-quietly build/release.build.log cmake --build --preset release --target cloudclient cloudservice
+quietly build/release.build.log cmake --build --preset release --target \
+  cloudclient cloudservice cloudclientctl
 exec /usr/bin/python3 -B scripts/trial.py "${once[@]}"

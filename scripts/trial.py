@@ -12,6 +12,7 @@ import json
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import signal
 import ssl
@@ -204,37 +205,74 @@ def plain(line):
     text = re.sub(r" \(UUID [^)]*\)", "", text)
     if re.match(r"refused: GET /redfish/v1/Managers\?uuid=\S+: 403 ", text):
         text = "appliance is not known: it is told to register (403)"
+    text = re.sub(r'^alarm open: Zarvel\.GDD\.(\S+) (\w+) (".*") on chassis \S+$',
+                  r"alarm arrived: \1, \2, \3", text)
+    text = re.sub(r"^alarm closed: Zarvel\.GDD\.(\S+) on chassis \S+$", r"alarm cleared: \1", text)
     return f"{moment[11:19]}  {text}"
 
 
-def tell_news(service, client):
+def readings(resource):
+    """The temperatures of the example's resource and the extremes beside them."""
+    days = resource["Oem"]["Quorvan"]["SevenDays"]
+    return (", ".join(f"{one['MemberId']} {one['ReadingCelsius']}"
+                      for one in resource["Temperatures"])
+            + f" degrees; in seven days {days['LowestTemperature']} to "
+            f"{days['HighestTemperature']}")
+
+
+def tell_resource(place, service, line):
+    """What the service holds at a resource that was sent to it, as far as it is temperatures."""
+    sent = re.search(r" resource (?:created|changed): (\S+/Thermal)$", line)
+    resource = service.get(sent.group(1), place.cloud()["XAuthToken"]) if sent else None
+    if resource:
+        say(f"  {'holds:':>17}  {readings(resource)}")
+
+
+def tell_news(place, service, client):
     """Prints what the service has logged since, and what the daemon complains of."""
     for line in service.news():
         say(f"  service  {plain(line)}")
+        tell_resource(place, service, line)
     for line in client.news():
+        if line.endswith("cloudclient is now registered for device changes"):
+            say(f"  ready    {line[11:19]}  the daemon follows the device from now on")
         parts = line.split(" ", 2)  # time, level, the rest
         if len(parts) == 3 and parts[1] in ("3", "4"):
             say(f"  daemon   {plain(parts[0] + ' ' + parts[2])}")
 
 
-def turns(service, client):
+def turns(place, service, client):
     """Goes on as long as both programs run; each turn tells what happened."""
     while True:
         service.must_run()
         client.must_run()
-        tell_news(service, client)
+        tell_news(place, service, client)
         yield
         time.sleep(0.2)
 
 
+def tell_how_to_drive(place, programs):
+    """What to type at a second terminal."""
+    control = programs / "ctl" / "cloudclientctl"
+    if not control.exists():
+        raise Failed(f"{shown(control)} was not built")
+    start = f"CLOUDCLIENT_ROOT={shlex.quote(str(place.root))} {shlex.quote(str(control.resolve()))}"
+    say("\nAt a second terminal, an alarm comes and goes within seconds:")
+    for words in ("device raise 4711", "device clear 4711"):
+        say(f"  {start} {words}")
+    say("The supply temperature moves; above 28 it raises an alarm, at 26 or below that ends:")
+    for words in ("device set 1201 31", "device set 1201 20"):
+        say(f"  {start} {words}")
+
+
 def until_second_heartbeat(place, service, client):
     end = time.monotonic() + ONCE
-    for _ in turns(service, client):
+    for _ in turns(place, service, client):
         cloud = place.cloud()
         token = cloud["XAuthToken"]
         manager = token and service.get(f"/redfish/v1/Managers/{cloud['UUID']}", token)
         if manager and heartbeats(manager)["Count"] >= 2:
-            tell_news(service, client)
+            tell_news(place, service, client)
             return tell_what_is_held(service, cloud, manager)
         if time.monotonic() > end:
             missing = "second heartbeat" if manager else "registration"
@@ -246,6 +284,8 @@ def trial(given, running):
     service = Service(place, given.programs, given.once)
     running.append(service)
     service.must_answer()
+    if not given.once:
+        tell_how_to_drive(place, given.programs)
     say(f"\nThe service listens on {service.url}; log: {shown(service.log)}")
     place.configure(service.url)
     client = Program(place, given.programs / "app" / "cloudclient",
@@ -257,7 +297,7 @@ def trial(given, running):
         until_second_heartbeat(place, service, client)
     else:
         say("The first heartbeat comes after about 100 seconds. Ctrl-C stops both.\n")
-        for _ in turns(service, client):
+        for _ in turns(place, service, client):
             pass
 
 

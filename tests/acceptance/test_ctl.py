@@ -2,9 +2,13 @@
 
 import json
 import os
+import re
+import shlex
 import shutil
+import signal
 import socket
 import subprocess
+import sys
 import threading
 
 import pytest
@@ -14,7 +18,8 @@ from harness.waiting import DEADLINE, wait_until
 
 ENABLED = "cloudclient is now registered for device changes"
 BROKEN = '{\n  "Enabled": true,\n  "Url": oops\n}\n'
-EXAMPLE = os.path.join(os.path.dirname(__file__), "..", "..", "examples", "cooling-unit")
+TOP = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
+EXAMPLE = os.path.join(TOP, "examples", "cooling-unit")
 
 
 class Ctl:
@@ -413,3 +418,39 @@ def test_pages_of_another_folder(ctl, mapped, folder):
     assert ctl.run("map", "check", "maps/map.txt").returncode == 1
     ctl.does("map", "check", "maps/map.txt", "--pages", "pages/deep")
     assert "nowhere: No such" in ctl.refuses(1, "map", "check", "maps/map.txt", "--pages", "nowhere")
+
+
+# The trial of ./run.sh
+
+def test_trial_shows_what_its_own_commands_do(programs, folder):
+    told = folder / "told"
+    with open(told, "wb") as output:
+        trial = subprocess.Popen(
+            [sys.executable, "-B", os.path.join(TOP, "scripts", "trial.py"), "--programs", programs,
+             "--folder", folder / "run"], stdout=output, stderr=output, start_new_session=True)
+
+    def shows(text):
+        wait_until(lambda: re.search(text, told.read_text()), text,
+                   alive=lambda: trial.poll() is None or pytest.fail(told.read_text()))
+
+    def types(words):
+        (line,) = [one for one in told.read_text().splitlines() if one.endswith(f" {words}")]
+        subprocess.run(["/usr/bin/env", *shlex.split(line)], check=True)
+
+    try:
+        shows("supply 18, return 27 degrees; in seven days 18 to 18")
+        shows("the daemon follows the device from now on")
+        types("device raise 4711")
+        types("device set 1201 31")
+        shows('alarm arrived: 4711, Alarm, "Filter clogged')
+        shows('alarm arrived: 4712, Alarm, "Supply temperature high')
+        shows("supply 31, return 27 degrees; in seven days 18 to 31")
+        types("device clear 4711")
+        types("device set 1201 20")
+        shows("alarm cleared: 4711")
+        shows("alarm cleared: 4712")
+        shows("supply 20, return 27 degrees; in seven days 18 to 31")
+        assert "refused" not in told.read_text()
+    finally:
+        trial.send_signal(signal.SIGINT)
+    assert trial.wait(timeout=90) == 0, told.read_text()
