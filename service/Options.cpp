@@ -11,6 +11,7 @@ namespace cloudservice {
 namespace {
 
 constexpr int kWrongArguments = 2;
+constexpr int kMaxDays = 36500;
 
 bool IsAddress(int family, const std::string& text) {
   unsigned char binary[sizeof(struct in6_addr)];
@@ -70,6 +71,15 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
                  "How long a connection may be idle; a body has half of it, a header a sixth")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, 100 * 1000 * 1000))
+      ->capture_default_str();
+  app.add_option("--retention", options.retention, "How long histories of values are kept")
+      ->type_name("DAYS")
+      ->check(CLI::Range(1, kMaxDays))
+      ->capture_default_str();
+  app.add_option("--event-retention", options.event_retention,
+                 "How long events are kept; those of open alarms stay")
+      ->type_name("DAYS")
+      ->check(CLI::Range(1, kMaxDays))
       ->capture_default_str();
 }
 

@@ -20,6 +20,8 @@ struct Options {
   std::string key;
   std::size_t max_body = 1024 * 1024;  // bytes
   int io_timeout = 60;                 // seconds
+  int retention = 7;                   // days of the histories of values
+  int event_retention = 365;           // days of events
 };
 
 // The options of the command line. Without a value: the process is to end with `status`, and what

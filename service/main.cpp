@@ -9,6 +9,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
 
 #include "service/Clock.h"
 #include "service/Log.h"
@@ -18,9 +19,9 @@
 #include "service/redfish/Service.h"
 #include "service/store/Store.h"
 
-namespace {
+namespace cloudservice {
 
-using namespace cloudservice;
+namespace {
 
 Limits LimitsOf(const Options& options) {
   const std::chrono::milliseconds timeout = std::chrono::seconds(options.io_timeout);
@@ -52,10 +53,12 @@ void RaiseDescriptorLimit() {
 }
 
 // The first signal stops the server, the second the process.
-void WaitForSignal(boost::asio::signal_set& signals, Server& server, const Log& log) {
+void WaitForSignal(boost::asio::signal_set& signals, Server& server,
+                   boost::asio::steady_timer& cleaning, const Log& log) {
   signals.async_wait([&](const boost::system::error_code& error, int) {
     if (error) return;
     log.Line("stopping");
+    cleaning.cancel();
     signals.async_wait([](const boost::system::error_code& cancelled, int) {
       if (!cancelled) std::_Exit(EXIT_FAILURE);
     });
@@ -63,10 +66,28 @@ void WaitForSignal(boost::asio::signal_set& signals, Server& server, const Log& 
   });
 }
 
+Retention RetentionOf(const Options& options) {
+  constexpr std::int64_t kDay = 24 * 3600;
+  return {options.retention * kDay, options.event_retention * kDay};
+}
+
+// Now and every hour from now on.
+void RemoveOldEveryHour(boost::asio::steady_timer& timer, RedfishService& service) {
+  service.RemoveOld();
+  timer.expires_after(std::chrono::hours(1));
+  timer.async_wait([&](const boost::system::error_code& cancelled) {
+    if (!cancelled) RemoveOldEveryHour(timer, service);
+  });
+}
+
 int Run(const Options& options, const Log& log) {
   Store store(options.database);
+  if (!store.KeptCopy().empty()) {
+    log.Line("database upgraded, the one before is kept as " + store.KeptCopy());
+  }
   std::optional<boost::asio::ssl::context> tls = TlsOf(options, log);
-  RedfishService service(store, log, {options.email, options.registration_key}, WallClock);
+  RedfishService service(store, log, {options.email, options.registration_key}, WallClock,
+                         RetentionOf(options));
 
   boost::asio::io_context io(1);
   boost::asio::signal_set signals(io, SIGTERM, SIGINT);
@@ -81,7 +102,9 @@ int Run(const Options& options, const Log& log) {
   context.log = &log;
   Server server(io, tls ? &*tls : nullptr, context);
   server.Listen(options.address, options.port);
-  WaitForSignal(signals, server, log);
+  boost::asio::steady_timer cleaning(io);
+  RemoveOldEveryHour(cleaning, service);
+  WaitForSignal(signals, server, cleaning, log);
   if (options.email.empty()) {
     log.Line("no --email and --registration-key: no appliance can register");
   }
@@ -92,9 +115,8 @@ int Run(const Options& options, const Log& log) {
   return EXIT_SUCCESS;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+// The program, called with what main() was called with; its exit status.
+int Main(int argc, char** argv) {
   int status = EXIT_SUCCESS;
   const std::optional<Options> options = ParseOptions(argc, argv, status);
   if (!options) return status;
@@ -109,3 +131,9 @@ int main(int argc, char** argv) {
     return EXIT_FAILURE;
   }
 }
+
+}  // namespace
+
+}  // namespace cloudservice
+
+int main(int argc, char** argv) { return cloudservice::Main(argc, argv); }

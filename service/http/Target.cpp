@@ -90,6 +90,20 @@ std::optional<std::string> Target::Value(const std::string& name) const {
   return std::nullopt;
 }
 
+std::optional<std::vector<std::pair<std::string, std::string>>> Target::Parameters() const {
+  std::vector<std::pair<std::string, std::string>> parameters;
+  if (query.empty()) return parameters;
+  for (const std::string& piece : Split(query, '&')) {
+    const std::size_t equals = piece.find('=');
+    if (equals == std::string::npos) return std::nullopt;
+    const std::optional<std::string> name = Decode(piece.substr(0, equals));
+    const std::optional<std::string> value = Decode(piece.substr(equals + 1));
+    if (!name || !value) return std::nullopt;
+    parameters.emplace_back(*name, *value);
+  }
+  return parameters;
+}
+
 std::optional<Target> ParseTarget(const std::string& text) {
   const std::string local = WithoutAuthority(text);
   if (local.empty() || local.front() != '/') return std::nullopt;
@@ -109,8 +123,8 @@ std::optional<Target> ParseTarget(const std::string& text) {
 }
 
 std::string LoggableTarget(const std::string& text) {
-  static const std::array<std::string, 4> kHarmless = {
-      "uuid=", "OriginOfCondition=", "Cleared=", "Severity="};
+  static const std::array<std::string, 6> kHarmless = {
+      "uuid=", "OriginOfCondition=", "Cleared=", "Severity=", "member=", "after="};
   const std::size_t mark = text.find('?');
   std::string out = text.substr(0, mark);
   if (mark == std::string::npos) return out;

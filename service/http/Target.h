@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace cloudservice {
@@ -19,6 +20,9 @@ struct Target {
   std::string Path() const;
   // The first value named `name` in the query, percent-decoded; as it came when that is impossible.
   std::optional<std::string> Value(const std::string& name) const;
+  // Names and values of the query, percent-decoded; none when that is impossible or a piece has no
+  // "=". A "+" is a plus.
+  std::optional<std::vector<std::pair<std::string, std::string>>> Parameters() const;
 };
 
 // Without a value when the target is no path of this kind. Takes "/path?query" and

@@ -135,7 +135,7 @@ void MakeCertificate(const CertificateFiles& files) {
 }  // namespace
 
 CertificateFiles OwnCertificate(const std::string& database, bool& made) {
-  const CertificateFiles files = {database + ".crt", database + ".key"};
+  CertificateFiles files = {database + ".crt", database + ".key"};
   made = access(files.certificate.c_str(), F_OK) != 0 || access(files.key.c_str(), F_OK) != 0;
   if (made) MakeCertificate(files);
   return files;

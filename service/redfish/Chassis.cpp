@@ -53,7 +53,7 @@ Response RedfishService::PatchChassis(const Call& call) {
   const Json patch = ParseObject(call.request.body);
   Json document = ParseStored(chassis.document);
   document.merge_patch(patch);
-  m_store.SetChassisDocument(chassis.id, StoredText(document));
+  m_store.SetChassisDocument(chassis.id, StoredText(document), ReadingsOf(call, chassis.id, patch));
   m_log.Line("chassis changed: " + chassis.id + " of " + Named(*call.owner));
   Response response;
   response.status = 204;

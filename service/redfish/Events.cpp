@@ -93,8 +93,7 @@ std::string RedfishService::OriginChassis(const Call& call, const Json& document
     if (effect == AlarmEffect::kNone) return "";
     throw Refusal(400, "\"OriginOfCondition\" names no chassis.");
   }
-  const std::string id =
-      origin.substr(kPrefix.size(), origin.find('/', kPrefix.size()) - kPrefix.size());
+  std::string id = origin.substr(kPrefix.size(), origin.find('/', kPrefix.size()) - kPrefix.size());
   if (!m_store.FindChassis(call.owner->uuid, id)) {
     throw Refusal(400, "\"OriginOfCondition\" names a chassis that this manager has not.");
   }

@@ -15,7 +15,7 @@ std::string ManagerPath(const std::string& uuid) { return "/redfish/v1/Managers/
 
 // A UUID becomes a segment of paths.
 std::string CheckedUuid(const Json& document) {
-  const std::string uuid = RequiredString(document, "UUID");
+  std::string uuid = RequiredString(document, "UUID");
   static const std::string kAllowed =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
   if (uuid.size() > kMaxUuid || uuid.find_first_not_of(kAllowed) != std::string::npos) {
@@ -105,7 +105,8 @@ Response RedfishService::PatchManager(const Call& call) {
   const Json patch = ParseObject(call.request.body);
   Json document = ParseStored(call.owner->document);
   document.merge_patch(patch);
-  m_store.SetManagerDocument(call.owner->uuid, StoredText(document));
+  m_store.SetManagerDocument(call.owner->uuid, StoredText(document),
+                             ReadingsOf(call, std::nullopt, patch));
   m_log.Line("manager changed: " + Named(*call.owner));
   Response response;
   response.status = 204;

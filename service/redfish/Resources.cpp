@@ -46,7 +46,7 @@ Response RedfishService::PatchResource(const Call& call,
   Json document = before ? ParseStored(before->document) : Json::object();
   document.merge_patch(patch);
   resource.document = StoredText(document);
-  m_store.PutResource(resource);
+  m_store.PutResource(resource, ReadingsOf(call, chassis, patch));
   m_log.Line(std::string(before ? "resource changed: " : "resource created: ") + resource.path);
   Response response;
   response.status = 204;

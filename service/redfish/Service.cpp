@@ -1,5 +1,6 @@
 #include "service/redfish/Service.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "service/Secret.h"
@@ -9,17 +10,21 @@ namespace cloudservice {
 
 namespace {
 
-// Fills `names` with what the stars stand for.
+// Fills `names` with what the single stars stand for.
 bool Matches(const std::vector<std::string>& pattern, const std::vector<std::string>& path,
              std::vector<std::string>& names) {
-  const bool open = !pattern.empty() && pattern.back() == "**";
-  if (open ? path.size() < pattern.size() : path.size() != pattern.size()) return false;
+  const auto open = std::find(pattern.begin(), pattern.end(), "**");
+  if (open == pattern.end() ? path.size() != pattern.size() : path.size() < pattern.size()) {
+    return false;
+  }
   names.clear();
-  for (std::size_t i = 0; i < pattern.size(); ++i) {
-    if (pattern[i] == "**") break;
-    if (pattern[i] == "*") {
-      names.push_back(path[i]);
-    } else if (pattern[i] != path[i]) {
+  const std::size_t more = path.size() - pattern.size();
+  for (std::size_t i = 0, at = 0; i < pattern.size(); ++i, ++at) {
+    if (pattern[i] == "**") {
+      at += more;
+    } else if (pattern[i] == "*") {
+      names.push_back(path[at]);
+    } else if (pattern[i] != path[at]) {
       return false;
     }
   }
@@ -28,11 +33,22 @@ bool Matches(const std::vector<std::string>& pattern, const std::vector<std::str
 
 }  // namespace
 
-RedfishService::RedfishService(Store& store, const Log& log, Credentials credentials, Clock clock)
+RedfishService::RedfishService(Store& store, const Log& log, Credentials credentials, Clock clock,
+                               Retention retention)
     : m_store(store),
       m_log(log),
       m_credentials(std::move(credentials)),
-      m_clock(std::move(clock)) {}
+      m_clock(std::move(clock)),
+      m_retention(retention) {}
+
+void RedfishService::RemoveOld() {
+  const std::int64_t now = m_clock();
+  try {
+    m_store.RemoveOld(now - m_retention.history, now - m_retention.events);
+  } catch (const DatabaseError& error) {
+    m_log.Line(std::string("error: what is old stays: ") + error.what());
+  }
+}
 
 // Rows with the same path stand together, narrow paths before the wider ones that they match.
 const std::vector<RedfishService::Route>& RedfishService::Routes() {
@@ -49,6 +65,14 @@ const std::vector<RedfishService::Route>& RedfishService::Routes() {
        {"redfish", "v1", "Managers", "*", "Oem", "Quorvan:Events"},
        Access::kOwner,
        &S::PostEvent},
+      {"GET",
+       {"redfish", "v1", "Managers", "*", "Oem", "Quorvan:History"},
+       Access::kOwner,
+       &S::GetManagerHistory},
+      {"GET",
+       {"redfish", "v1", "Managers", "*", "**", "Oem", "Quorvan:History"},
+       Access::kOwner,
+       &S::GetManagerHistory},
       {"GET", {"redfish", "v1", "Managers", "*", "**"}, Access::kOwner, &S::GetManagerResource},
       {"PATCH", {"redfish", "v1", "Managers", "*", "**"}, Access::kOwner, &S::PatchManagerResource},
       {"GET", {"redfish", "v1", "Chassis"}, Access::kOwner, &S::ListChassis},
@@ -56,6 +80,14 @@ const std::vector<RedfishService::Route>& RedfishService::Routes() {
       {"GET", {"redfish", "v1", "Chassis", "*"}, Access::kOwner, &S::GetChassis},
       {"PATCH", {"redfish", "v1", "Chassis", "*"}, Access::kOwner, &S::PatchChassis},
       {"DELETE", {"redfish", "v1", "Chassis", "*"}, Access::kOwner, &S::DeleteChassis},
+      {"GET",
+       {"redfish", "v1", "Chassis", "*", "Oem", "Quorvan:History"},
+       Access::kOwner,
+       &S::GetChassisHistory},
+      {"GET",
+       {"redfish", "v1", "Chassis", "*", "**", "Oem", "Quorvan:History"},
+       Access::kOwner,
+       &S::GetChassisHistory},
       {"GET", {"redfish", "v1", "Chassis", "*", "**"}, Access::kOwner, &S::GetChassisResource},
       {"PATCH", {"redfish", "v1", "Chassis", "*", "**"}, Access::kOwner, &S::PatchChassisResource},
       {"GET", {"redfish", "v1", "Oem", "Quorvan:Events"}, Access::kOwner, &S::ListEvents},

@@ -13,17 +13,29 @@
 
 namespace cloudservice {
 
+struct HistoryQuery;
+
 // What a registration has to bring. Empty: nobody can register.
 struct Credentials {
   std::string email;
   std::string registration_key;
 };
 
+// How long things are kept, in seconds.
+struct Retention {
+  std::int64_t history = 7 * 24 * 3600;
+  std::int64_t events = 365 * 24 * 3600;
+};
+
 // The Redfish service: requests in, answers out, no sockets. One thread. The store and the log
 // outlive it.
 class RedfishService {
  public:
-  RedfishService(Store& store, const Log& log, Credentials credentials, Clock clock);
+  RedfishService(Store& store, const Log& log, Credentials credentials, Clock clock,
+                 Retention retention = {});
+
+  // Drops what is older than it is to be kept; a failure becomes a line in the log.
+  void RemoveOld();
 
   // Answers a request; whatever goes wrong becomes an error answer and a line in the log.
   Response Handle(const Request& request);
@@ -45,7 +57,7 @@ class RedfishService {
 
   struct Route {
     const char* method;
-    // "*" stands for one segment, "**" at the end for one or more.
+    // "*" stands for one segment, one "**" for one or more.
     std::vector<std::string> path;
     Access access;
     Response (RedfishService::*operation)(const Call& call);
@@ -85,6 +97,15 @@ class RedfishService {
   Response GetResource(const Call& call);
   Response PatchResource(const Call& call, const std::optional<std::string>& chassis);
 
+  Response GetChassisHistory(const Call& call);
+  Response GetManagerHistory(const Call& call);
+  Response GetHistory(const Call& call);
+  Response ListHistoryMembers(const Call& call, const std::string& path);
+  Response GetHistoryValues(const Call& call, const std::string& path, const HistoryQuery& query);
+  // What `patch`, taken for the document at `path`, says about its numbers.
+  Readings ReadingsOf(const Call& call, const std::optional<std::string>& chassis,
+                      const Json& patch) const;
+
   Response ListEvents(const Call& call);
   Response PostEvent(const Call& call);
   Response GetEvent(const Call& call);
@@ -99,6 +120,7 @@ class RedfishService {
   const Log& m_log;
   const Credentials m_credentials;
   const Clock m_clock;
+  const Retention m_retention;
 };
 
 // "NAME (UUID u)": how the log names a manager.

@@ -28,11 +28,15 @@ std::vector<std::string> Store::ListChassis(const std::string& manager) {
   return ids;
 }
 
-void Store::SetChassisDocument(const std::string& id, const std::string& document) {
+void Store::SetChassisDocument(const std::string& id, const std::string& document,
+                               const Readings& readings) {
+  Transaction transaction(m_database);
   Statement(m_database, "UPDATE chassis SET document = ? WHERE id = ?")
       .Bind(document)
       .Bind(id)
       .Run();
+  AddReadings(readings);
+  transaction.Commit();
 }
 
 void Store::DeleteChassis(const std::string& id) {

@@ -29,7 +29,8 @@ std::optional<ManagerRecord> Find(Database& database, const char* sql, const std
 
 }  // namespace
 
-Store::Store(const std::string& file) : m_database(file) { UpgradeSchema(m_database, file); }
+Store::Store(const std::string& file)
+    : m_database(file), m_kept_copy(UpgradeSchema(m_database, file)) {}
 
 bool Store::AddManager(const ManagerRecord& manager, const std::string& token_hash) {
   Transaction transaction(m_database);
@@ -56,11 +57,15 @@ std::optional<ManagerRecord> Store::FindManagerByToken(const std::string& token_
   return Find(m_database, kByToken, token_hash);
 }
 
-void Store::SetManagerDocument(const std::string& uuid, const std::string& document) {
+void Store::SetManagerDocument(const std::string& uuid, const std::string& document,
+                               const Readings& readings) {
+  Transaction transaction(m_database);
   Statement(m_database, "UPDATE manager SET document = ? WHERE uuid = ?")
       .Bind(document)
       .Bind(uuid)
       .Run();
+  AddReadings(readings);
+  transaction.Commit();
 }
 
 void Store::DeleteManager(const std::string& uuid) {

@@ -18,7 +18,8 @@ std::optional<ResourceRecord> Store::FindResource(const std::string& manager,
   return resource;
 }
 
-void Store::PutResource(const ResourceRecord& resource) {
+void Store::PutResource(const ResourceRecord& resource, const Readings& readings) {
+  Transaction transaction(m_database);
   Statement(m_database,
             "INSERT INTO resource (path, manager, chassis, document, changed) "
             "VALUES (?, ?, ?, ?, ?) ON CONFLICT (path) "
@@ -29,6 +30,8 @@ void Store::PutResource(const ResourceRecord& resource) {
       .Bind(resource.document)
       .Bind(resource.changed)
       .Run();
+  AddReadings(readings);
+  transaction.Commit();
 }
 
 }  // namespace cloudservice

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "service/store/Copy.h"
+
 namespace cloudservice {
 
 namespace {
@@ -10,7 +12,7 @@ namespace {
 constexpr std::int64_t kApplicationId = 0x4b636c64;
 
 // Step N brings version N to version N + 1. A step that was released never changes.
-constexpr std::array<const char*, 1> kSteps = {
+constexpr std::array<const char*, 2> kSteps = {
     R"sql(
 CREATE TABLE manager (
   uuid TEXT PRIMARY KEY,
@@ -67,6 +69,30 @@ CREATE TABLE alarm (
 CREATE INDEX alarm_chassis ON alarm (chassis);
 CREATE UNIQUE INDEX alarm_open ON alarm (chassis, message_id) WHERE closed IS NULL;
 )sql",
+    R"sql(
+-- The numbers in the documents that a PATCH changes; those of a manager's own have no chassis.
+CREATE TABLE member (
+  id INTEGER PRIMARY KEY,
+  manager TEXT NOT NULL REFERENCES manager (uuid) ON DELETE CASCADE,
+  chassis TEXT REFERENCES chassis (id) ON DELETE CASCADE,
+  path TEXT NOT NULL,
+  name TEXT NOT NULL,
+  UNIQUE (path, name)
+) STRICT;
+CREATE INDEX member_manager ON member (manager);
+CREATE INDEX member_chassis ON member (chassis);
+
+-- In the order of arrival. The value is the text of a JSON number.
+CREATE TABLE reading (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  member INTEGER NOT NULL REFERENCES member (id) ON DELETE CASCADE,
+  time INTEGER NOT NULL,
+  value TEXT NOT NULL
+) STRICT;
+CREATE INDEX reading_member ON reading (member);
+CREATE INDEX reading_time ON reading (time);
+CREATE INDEX event_received ON event (received);
+)sql",
 };
 
 std::int64_t Pragma(Database& database, const char* sql) {
@@ -83,24 +109,35 @@ void SetPragma(Database& database, const std::string& name, std::int64_t value) 
   database.Execute(("PRAGMA " + name + " = " + std::to_string(value)).c_str());
 }
 
+// The version of a database that is this program's to upgrade; 0: an empty one.
+std::int64_t CheckedVersion(Database& database, const std::string& file) {
+  const std::int64_t version = Pragma(database, "PRAGMA user_version");
+  if (HasTables(database) && Pragma(database, "PRAGMA application_id") != kApplicationId) {
+    throw DatabaseError(file + " is the database of another program");
+  }
+  if (version > NewestSchemaVersion()) {
+    throw DatabaseError(file + " was written by a newer cloudservice (version " +
+                        std::to_string(version) + " of its schema, known up to " +
+                        std::to_string(NewestSchemaVersion()) + ")");
+  }
+  return version;
+}
+
 }  // namespace
 
 int NewestSchemaVersion() { return static_cast<int>(kSteps.size()); }
 
-void UpgradeSchema(Database& database, const std::string& file) {
+std::string UpgradeSchema(Database& database, const std::string& file) {
+  std::string kept;
+  const std::int64_t before = CheckedVersion(database, file);
+  if (before > 0 && before < NewestSchemaVersion()) {
+    kept = file + ".v" + std::to_string(before);
+    CopyDatabase(database, kept);
+  }
   for (;;) {
     Transaction transaction(database);
-    const bool empty = !HasTables(database);
-    const std::int64_t version = Pragma(database, "PRAGMA user_version");
-    if (!empty && Pragma(database, "PRAGMA application_id") != kApplicationId) {
-      throw DatabaseError(file + " is the database of another program");
-    }
-    if (version > NewestSchemaVersion()) {
-      throw DatabaseError(file + " was written by a newer cloudservice (version " +
-                          std::to_string(version) + " of its schema, known up to " +
-                          std::to_string(NewestSchemaVersion()) + ")");
-    }
-    if (version == NewestSchemaVersion()) return;
+    const std::int64_t version = CheckedVersion(database, file);
+    if (version == NewestSchemaVersion()) return kept;
     database.Execute(kSteps.at(static_cast<std::size_t>(version)));
     SetPragma(database, "application_id", kApplicationId);
     SetPragma(database, "user_version", version + 1);

@@ -8,9 +8,10 @@
 namespace cloudservice {
 
 // Brings the database to the newest version of the schema, each step in a transaction of its own.
-// Throws DatabaseError, naming `file`, also when it belongs to another program or to a newer
-// version of this one.
-void UpgradeSchema(Database& database, const std::string& file);
+// One of an older version N is copied before that, as "<file>.vN", in place of any file of this
+// name; returns the copy's name, empty when there is none. Throws DatabaseError, naming `file`,
+// also when it belongs to another program or to a newer version of this one.
+std::string UpgradeSchema(Database& database, const std::string& file);
 
 // The newest version that this program knows.
 int NewestSchemaVersion();

@@ -42,6 +42,37 @@ struct ResourceRecord {
   std::int64_t changed = 0;
 };
 
+// A number in a document, as the text of a JSON number.
+struct NumberRecord {
+  std::string member;  // where in the document it stands
+  std::string value;
+};
+
+// What a PATCH said about the numbers of a document.
+struct Readings {
+  std::string path;
+  std::string manager;
+  std::optional<std::string> chassis;  // none: the document hangs below the manager itself
+  std::int64_t time = 0;
+  std::vector<NumberRecord> numbers;
+};
+
+struct HistoryValue {
+  std::int64_t id = 0;  // grows with the arrival
+  std::int64_t time = 0;
+  std::string value;
+};
+
+// A part of a member's history.
+struct HistoryFilter {
+  std::string manager;
+  std::string path;
+  std::string member;
+  std::int64_t since = 0;  // not older than this
+  std::int64_t after = 0;  // the value after which it begins
+  std::int64_t limit = 0;
+};
+
 struct EventRecord {
   std::int64_t id = 0;  // given by the store
   std::string manager;
@@ -51,6 +82,9 @@ struct EventRecord {
   std::string document;
   std::int64_t received = 0;
 };
+
+// Members of one document that have a history; more are not recorded.
+constexpr std::int64_t kMaxHistoryMembers = 1000;
 
 // What an event does to the alarms of its chassis.
 enum class AlarmEffect { kNone, kRaise, kClear };
@@ -76,13 +110,16 @@ class Store {
  public:
   // Opens or creates the file and brings its schema up to date.
   explicit Store(const std::string& file);
+  // The copy of the file that was kept when its schema was brought up to date; empty: it was.
+  const std::string& KeptCopy() const { return m_kept_copy; }
 
   // Takes the place of the manager with the same UUID, with all that it holds; true when there was
   // one.
   bool AddManager(const ManagerRecord& manager, const std::string& token_hash);
   std::optional<ManagerRecord> FindManager(const std::string& uuid);
   std::optional<ManagerRecord> FindManagerByToken(const std::string& token_hash);
-  void SetManagerDocument(const std::string& uuid, const std::string& document);
+  void SetManagerDocument(const std::string& uuid, const std::string& document,
+                          const Readings& readings);
   void DeleteManager(const std::string& uuid);
   // Returns the count, this one included.
   std::int64_t AddHeartbeat(const std::string& uuid, std::int64_t when, std::int64_t interval);
@@ -91,12 +128,22 @@ class Store {
   std::optional<ChassisRecord> FindChassis(const std::string& manager, const std::string& id);
   // The identifiers in order of creation.
   std::vector<std::string> ListChassis(const std::string& manager);
-  void SetChassisDocument(const std::string& id, const std::string& document);
+  void SetChassisDocument(const std::string& id, const std::string& document,
+                          const Readings& readings);
   // With its resources and alarms; its events stay.
   void DeleteChassis(const std::string& id);
 
   std::optional<ResourceRecord> FindResource(const std::string& manager, const std::string& path);
-  void PutResource(const ResourceRecord& resource);
+  void PutResource(const ResourceRecord& resource, const Readings& readings);
+
+  // What has a value not older than `since`, in order of names.
+  std::vector<std::string> ListHistoryMembers(const std::string& manager, const std::string& path,
+                                              std::int64_t since);
+  // In order of arrival; empty also for a member that is not known.
+  std::vector<HistoryValue> ListHistory(const HistoryFilter& filter);
+  // Drops readings older than `readings`, and events older than `events` except those that stand
+  // for an open alarm. Returns how many rows went.
+  std::int64_t RemoveOld(std::int64_t readings, std::int64_t events);
 
   // Stores the event (its `id` is not looked at) and does to the alarm `alarm` of its chassis what
   // `effect` says.
@@ -108,8 +155,12 @@ class Store {
  private:
   AlarmOutcome RaiseAlarm(const EventRecord& event, std::int64_t id, const std::string& alarm);
   AlarmOutcome ClearAlarm(const EventRecord& event, const std::string& alarm);
+  // Inside a transaction.
+  void AddReadings(const Readings& readings);
+  std::optional<std::int64_t> MemberId(const Readings& readings, const std::string& name);
 
   Database m_database;
+  const std::string m_kept_copy;
 };
 
 }  // namespace cloudservice

@@ -35,13 +35,17 @@ TEST_F(CommandLine, Nothing_said_gives_the_defaults) {
   EXPECT_EQ(options->port, 8443);
   EXPECT_EQ(options->max_body, 1024u * 1024u);
   EXPECT_EQ(options->io_timeout, 60);
+  EXPECT_EQ(options->retention, 7);
+  EXPECT_EQ(options->event_retention, 365);
   EXPECT_FALSE(options->plain_http);
 }
 
 TEST_F(CommandLine, Everything_said_is_taken) {
   const auto options =
-      Parse({"--listen", "[::1]:0", "--db", "/x/y.db", "--email", "a@b", "--registration-key", "k",
-             "--cert", "c", "--key", "p", "--max-body", "17", "--io-timeout", "3600"});
+      Parse({"--listen",           "[::1]:0", "--db",         "/x/y.db", "--email",     "a@b",
+             "--registration-key", "k",       "--cert",       "c",       "--key",       "p",
+             "--max-body",         "17",      "--io-timeout", "3600",    "--retention", "30",
+             "--event-retention",  "36500"});
   ASSERT_TRUE(options) << err;
   EXPECT_EQ(options->address, "::1");
   EXPECT_EQ(options->port, 0);
@@ -52,6 +56,8 @@ TEST_F(CommandLine, Everything_said_is_taken) {
   EXPECT_EQ(options->key, "p");
   EXPECT_EQ(options->max_body, 17u);
   EXPECT_EQ(options->io_timeout, 3600);
+  EXPECT_EQ(options->retention, 30);
+  EXPECT_EQ(options->event_retention, 36500);
 }
 
 TEST_F(CommandLine, Help_and_version_go_to_standard_output) {
@@ -82,6 +88,9 @@ TEST_F(CommandLine, Wrong_arguments_are_status_2_and_one_line) {
       {"--max-body", "0"},
       {"--max-body", "many"},
       {"--io-timeout", "0"},
+      {"--retention", "0"},
+      {"--retention", "-1"},
+      {"--event-retention", "36501"},
       {"--db", ""},
       {"--db"},
   };

@@ -65,6 +65,46 @@ TEST_F(StoreOnDisk, Database_of_a_newer_version_is_left_alone) {
   EXPECT_THAT(OpeningFails(file), HasSubstr("s.db was written by a newer cloudservice"));
 }
 
+// Makes of a file of today what version 1 of the schema was.
+void MakeVersion1(const std::string& file) {
+  Database database(file);
+  database.Execute(
+      "DROP TABLE reading; DROP TABLE member; DROP INDEX event_received; PRAGMA user_version = 1");
+}
+
+TEST_F(StoreOnDisk, Older_version_is_upgraded_and_kept_beside) {
+  Store(file).AddManager({"u", "n", "{}", 1, {}}, "hash");
+  MakeVersion1(file);
+  std::ofstream(file + ".v1") << "from some time before";
+  Store store(file);
+  EXPECT_EQ(store.KeptCopy(), file + ".v1");
+  EXPECT_TRUE(store.FindManager("u"));
+  EXPECT_NO_THROW(store.ListHistoryMembers("u", "/x", 0));
+  EXPECT_FALSE(std::filesystem::exists(file + ".v1.new"));
+
+  Database kept(file + ".v1");
+  Statement version(kept, "PRAGMA user_version");
+  ASSERT_TRUE(version.Step());
+  EXPECT_EQ(version.Number(0), 1);
+  EXPECT_EQ(Count(kept, "manager"), 1);
+  EXPECT_EQ(Count(kept, "sqlite_schema WHERE name = 'reading'"), 0);
+}
+
+TEST_F(StoreOnDisk, Nothing_is_upgraded_where_the_old_cannot_be_kept) {
+  { Store store(file); }
+  MakeVersion1(file);
+  std::filesystem::create_directory(file + ".v1");
+  EXPECT_THAT(OpeningFails(file), HasSubstr("cannot write " + file + ".v1: "));
+  EXPECT_FALSE(std::filesystem::exists(file + ".v1.new"));
+  Database database(file);
+  EXPECT_EQ(Count(database, "sqlite_schema WHERE name = 'reading'"), 0);
+}
+
+TEST_F(StoreOnDisk, Newest_version_needs_no_copy) {
+  EXPECT_EQ(Store(file).KeptCopy(), "");
+  EXPECT_EQ(Store(file).KeptCopy(), "");
+}
+
 TEST_F(StoreOnDisk, File_that_is_no_database_is_named) {
   std::ofstream(file) << "This is a text of some length that is certainly no database.";
   EXPECT_THAT(OpeningFails(file), HasSubstr("cannot open " + file + ": file is not a database"));
@@ -79,12 +119,13 @@ TEST_F(StoreOnDisk, Deleting_a_manager_leaves_no_row_behind) {
   Store store(file);
   store.AddManager({"u", "n", "{}", 1, {}}, "hash");
   store.AddChassis({"c", "u", "{}", 1});
-  store.PutResource({"/r", "u", "c", "{}", 1});
-  store.PutResource({"/q", "u", std::nullopt, "{}", 1});
+  store.PutResource({"/r", "u", "c", "{}", 1}, {"/r", "u", "c", 1, {{"a", "1"}}});
+  store.PutResource({"/q", "u", {}, "{}", 1}, {"/q", "u", {}, 1, {{"b", "2"}}});
   store.AddEvent({0, "u", "c", "m", "Alarm", "{}", 1}, AlarmEffect::kRaise, "m");
   store.DeleteManager("u");
   Database database(file);
-  for (const char* table : {"manager", "chassis", "resource", "event", "alarm"}) {
+  for (const char* table :
+       {"manager", "chassis", "resource", "event", "alarm", "member", "reading"}) {
     EXPECT_EQ(Count(database, table), 0) << table;
   }
 }
