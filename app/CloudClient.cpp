@@ -109,6 +109,7 @@ bool CloudClient::IsEnabled() {
   bool enabled = false;
   const int status = m_cfgCloud->GetEnableState(enabled);
   if (status != 0) {
+    // Deliberate: the parenthesis stays open.
     __dlog_printf(3, kUnit, "%s: Failed to get cloud client enable state (%u", "IsEnabled",
                   static_cast<unsigned int>(status));
   }

@@ -52,7 +52,8 @@ class CloudClient : public LxBaseProxyApp {
   explicit CloudClient(const char* name);
   ~CloudClient() override;
 
-  // Blocks until the cloud client is enabled or a stop is requested. Always 0.
+  // Blocks until the cloud client is enabled or a stop is requested; returns at once when the
+  // application is not ready. Always 0.
   int OnStart() override;
   // One work step; ends with a sleep of 5 seconds. Connects on the transition to enabled, once:
   // a failure is not retried before the next such transition.
@@ -74,12 +75,15 @@ class CloudClient : public LxBaseProxyApp {
   // kAppNotRegistered when the answer holds no token.
   AppResult Register();
   // Deletes the manager; forgets token and chassis list whatever the service answers.
-  // kAppConfigUnreadable, kAppRequestFailed.
+  // kAppRequestFailed; kAppConfigUnreadable when the token can't be read, nothing is then done, and
+  // when the chassis list could not be emptied.
   AppResult Unregister();
   // The manager's document in `managerDoc`, untouched unless kAppOk. kAppNotRegistered after the
-  // service refused the token; token and chassis list are then forgotten.
+  // service refused the token; token and chassis list are then forgotten. kAppRequestFailed, or
+  // GetManagersURI's result.
   AppResult GetManagerInstance(std::string& managerDoc);
-  // Path of the service's collection of managers.
+  // Path of the service's collection of managers. kAppRootNotJson, kAppNoCollection,
+  // kAppNoOdataId, or GetServiceRoot's result.
   AppResult GetManagersURI(std::string& managersPath);
   // The service root's document. kAppNotConfigured, kAppServiceNotReached.
   AppResult GetServiceRoot(std::string& doc);

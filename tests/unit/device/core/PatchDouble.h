@@ -32,6 +32,8 @@ struct PatchDouble {
   std::vector<ProcessedCov> covs;
   // Every other call, in order: "NewDaySyncHumAccumulator(0, https, proxy)".
   std::vector<std::string> calls;
+  // Called at each of these after it was recorded; may throw.
+  std::function<void()> onCall;
   // Called at each change of value before it is recorded; may throw.
   std::function<void()> onCov;
   // What loading the map file answers.

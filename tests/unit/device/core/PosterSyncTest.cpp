@@ -49,6 +49,21 @@ TEST_F(PosterSync, Serves_every_configured_chassis_in_the_order_of_its_keys) {
   EXPECT_THAT(Lines(4), IsEmpty());
 }
 
+TEST_F(PosterSync, Counts_a_chassis_without_a_device_as_that_of_device_0) {
+  platform.cloud.chassis = {{"b", std::nullopt}};
+  RequestInPass(1);
+  RunPoster(1);
+  EXPECT_THAT(patch().calls, ElementsAre(Sent(0, "b")));
+}
+
+TEST_F(PosterSync, Serves_all_chassis_also_when_it_is_stopped_at_the_first) {
+  platform.cloud.chassis = {{"a", 4}, {"b", 2}};
+  RequestInPass(1);
+  patch().onCall = [&] { mgr->Stop(); };
+  RunPoster(3);
+  EXPECT_THAT(patch().calls, ElementsAre(Sent(4, "a"), Sent(2, "b")));
+}
+
 TEST_F(PosterSync, Reads_the_chassis_afresh) {
   RequestInPass(1);
   const auto request = inPass[1];

@@ -150,6 +150,16 @@ TEST_F(Poster, Makes_the_pass_in_which_it_is_stopped) {
   EXPECT_THAT(service.requests("POST", kEventsPath), SizeIs(1));
 }
 
+TEST_F(Poster, Posts_the_whole_batch_in_which_it_is_stopped) {
+  inPass[2] = [&] {
+    Raise(4711);
+    Raise(4712);
+  };
+  fakes::curl().onPerform = [&](fakes::Transfer&) { mgr->Stop(); };
+  RunPoster(3);
+  EXPECT_THAT(service.requests("POST", kEventsPath), SizeIs(2));
+}
+
 TEST_F(Poster, Goes_on_after_a_failed_heartbeat) {
   service.fails("POST", kHeartbeatPath, CURLE_COULDNT_CONNECT);
   RunPoster(39);

@@ -1,4 +1,6 @@
 // The daily alarm's callbacks.
+#include <stdexcept>
+
 #include "CoreTest.h"
 #include "device/DeviceMgrState.h"
 
@@ -69,6 +71,23 @@ TEST_F(TimeOfDay, Expiry_opens_the_day_seeds_it_and_requests_the_synchronisation
                           "NewDaySyncTempAccumulator(0, https, proxy)"));
   EXPECT_TRUE(DeviceMgr::IsAlarmSyncRequested());
   EXPECT_THAT(service.requests(), IsEmpty());
+}
+
+TEST_F(TimeOfDay, Expiry_goes_on_when_a_step_of_the_new_day_throws) {
+  patch().onCall = [] { throw std::runtime_error("step"); };
+  EXPECT_NO_THROW(platform.timer.Expire(12));
+  EXPECT_THAT(patch().calls, SizeIs(3));
+  EXPECT_TRUE(DeviceMgr::IsAlarmSyncRequested());
+}
+
+TEST_F(TimeOfDay, Expiry_arms_and_opens_the_day_also_after_a_stop) {
+  platform.timer.armed[0].cancelled = [](unsigned short, void*) {};  // too late for this alarm
+  mgr->Stop();
+  patch().calls.clear();
+  DeviceMgr::TimeOfDayAlarmCB(12, nullptr);
+  EXPECT_THAT(platform.timer.armed, SizeIs(2));
+  EXPECT_THAT(patch().calls, SizeIs(3));
+  EXPECT_TRUE(DeviceMgr::IsAlarmSyncRequested());
 }
 
 TEST_F(TimeOfDay, Expiry_that_cannot_arm_does_nothing_else) {
