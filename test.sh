@@ -17,6 +17,7 @@ Runs the named layers, or without a name all of the first five.
   asan        unit and acceptance tests under AddressSanitizer and UBSan
   tsan        unit tests of daemon and host under ThreadSanitizer
 
+  powerpc     unit and acceptance tests with the daemon on the appliance's processor, emulated
   load        what takes long: many stops, long walks, the benchmarks
   fuzz        each parser under libFuzzer for 60 seconds; CLOUDCLIENT_FUZZ_SECONDS says otherwise
 
@@ -24,7 +25,7 @@ The last lines are the summary of the one ctest run.
 TXT
 }
 
-known=" lint unit acceptance asan tsan load fuzz "
+known=" lint unit acceptance asan tsan powerpc load fuzz "
 layers=()
 for arg in "$@"; do
   case "$arg" in
@@ -56,7 +57,10 @@ build() {
   # Warnings are g++'s: clang builds the fuzz targets alone.
   local werror=ON
   [[ $1 != fuzz ]] || werror=OFF
-  cmake --preset "$1" -DCLOUDCLIENT_WERROR="$werror" -DCLOUDCLIENT_TESTS=ON \
+  # The libraries of another processor lie in a folder that changes with their versions.
+  local fresh=()
+  [[ $1 != powerpc ]] || fresh=(--fresh)
+  cmake "${fresh[@]}" --preset "$1" -DCLOUDCLIENT_WERROR="$werror" -DCLOUDCLIENT_TESTS=ON \
     -DCLOUDCLIENT_FUZZ_SECONDS="${CLOUDCLIENT_FUZZ_SECONDS:-60}" >"build/$1.configure.log" || {
     cat "build/$1.configure.log" >&2
     return 1
@@ -66,14 +70,20 @@ build() {
 
 step "packages" install_packages "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}"
 
+if has powerpc; then
+  step "packages powerpc" install_packages "${POWERPC_PACKAGES[@]}"
+  step "libraries powerpc" scripts/powerpc-sysroot.sh
+fi
+
 presets=()
 labels=()
-if has lint || has unit || has acceptance; then presets+=(debug); fi
+if has lint || has unit || has acceptance || has powerpc; then presets+=(debug); fi
 if has lint; then labels+=(lint); fi
 if has unit; then labels+=(unit); fi
 if has acceptance; then labels+=(acceptance); fi
 if has asan; then presets+=(asan) labels+=('asan\.unit' 'asan\.acceptance'); fi
 if has tsan; then presets+=(tsan) labels+=('tsan\.unit'); fi
+if has powerpc; then presets+=(powerpc) labels+=('powerpc\.unit' 'powerpc\.acceptance'); fi
 if has load; then
   has asan || presets+=(asan)
   presets+=(release) labels+=('asan\.load' 'release\.load')

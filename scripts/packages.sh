@@ -19,6 +19,10 @@ TEST_PACKAGES=(
   python3-pytest valgrind strace curl dpkg-dev
 )
 
+# For the appliance's processor, beside those.
+# shellcheck disable=SC2034
+POWERPC_PACKAGES=(g++-powerpc-linux-gnu qemu-user-static googletest libmbedtls-dev)
+
 # install_packages PACKAGE...: installs those that are missing; says nothing when none is.
 install_packages() {
   local package missing=() root=()

@@ -1,11 +1,17 @@
 """Fixtures of the acceptance cases. Each case has processes, ports and a root folder of its own.
 
     python3 -m pytest tests/acceptance --programs=build/debug
+
+The daemon may be another machine's, run by an emulator and with a clock of its own:
+
+    ... --daemon=build/powerpc --emulator="qemu-ppc-static -L /usr/powerpc-linux-gnu" \
+        --clock=build/powerpc/tests/powerpc/clock.so
 """
 
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import tempfile
 
@@ -25,6 +31,17 @@ PROCESSES = pytest.StashKey[list]()
 def pytest_addoption(parser):
     parser.addoption("--programs", default=os.environ.get("CLOUDCLIENT_PROGRAMS", ""),
                      help="CMake build folder whose programs are tried (CLOUDCLIENT_PROGRAMS)")
+    parser.addoption("--daemon", default="",
+                     help="CMake build folder of the daemon, when it is another one's")
+    parser.addoption("--emulator", default="", help="command that runs the daemon's program")
+    parser.addoption("--clock", default="",
+                     help="accelerated clock that is preloaded into the daemon, in place of faketime")
+
+
+def pytest_collection_modifyitems(config, items):
+    """With another machine's daemon, what has no daemon in it is not tried again."""
+    if config.getoption("--daemon"):
+        items[:] = [item for item in items if "daemon" in item.fixturenames]
 
 
 @pytest.hookimpl(hookwrapper=True)
@@ -84,8 +101,12 @@ def under_watch(request):
 
 
 @pytest.fixture
-def daemon(programs, folder, root, under_watch):
-    return under_watch(Daemon(programs, folder, root))
+def daemon(programs, folder, root, under_watch, pytestconfig):
+    other = pytestconfig.getoption("--daemon")
+    return under_watch(Daemon(
+        pathlib.Path(other).resolve() if other else programs, folder, root,
+        emulator=shlex.split(pytestconfig.getoption("--emulator")),
+        clock_library=pytestconfig.getoption("--clock")))
 
 
 @pytest.fixture

@@ -19,9 +19,10 @@ _LINE = re.compile(r"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d{4}) ([3-7]) (\
 
 
 class Daemon(Process):
-    def __init__(self, programs, folder, root):
+    def __init__(self, programs, folder, root, emulator=(), clock_library=""):
         super().__init__("cloudclient", folder)
-        self._program = programs / "app" / "cloudclient"
+        self._command = [*emulator, programs / "app" / "cloudclient"]
+        self._clock_library = clock_library
         self.root = root
         self._etc = root / "etc" / "cloudclient"
         self._etc.mkdir(parents=True)
@@ -73,8 +74,10 @@ class Daemon(Process):
 
     def start(self, faketime=None, largest_file=None, **extra):
         env = environment(faketime or clock())
+        if self._clock_library:
+            env["LD_PRELOAD"] = os.path.abspath(self._clock_library)
         env.update({"CLOUDCLIENT_ROOT": str(self.root), "CLOUDCLIENT_LOG_LEVEL": "7", **extra})
-        self.launch([self._program], env, largest_file)
+        self.launch(self._command, env, largest_file)
 
     # Log
 
