@@ -16,7 +16,7 @@ BUILD_PACKAGES=(
 TEST_PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang clang-format clang-tidy libclang-rt-14-dev shellcheck
-  python3-pytest valgrind strace curl dpkg-dev
+  python3-pytest git valgrind strace curl dpkg-dev
 )
 
 # For the appliance's processor, beside those.
