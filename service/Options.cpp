@@ -28,8 +28,9 @@ bool ParsePort(const std::string& text, std::uint16_t& port) {
 }
 
 // The one message about options that don't go together; empty when they do.
-std::string Conflict(const Options& options) {
+std::string Conflict(const Options& options, bool backup) {
   if (options.database.empty()) return "--db takes the name of a file";
+  if (backup && options.backup.empty()) return "backup takes the name of a file";
   if (options.email.empty() != options.registration_key.empty()) {
     return "--email and --registration-key go together";
   }
@@ -55,6 +56,10 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
   app.add_option("--db", options.database, "Database file, made when it is missing")
       ->type_name("FILE")
       ->capture_default_str();
+  app.fallthrough();
+  CLI::App* backup = app.add_subcommand(
+      "backup", "Writes a copy of the database, which a running service may be using");
+  backup->add_option("FILE", options.backup, "The copy; must not be there yet")->required();
   app.add_option("--email", options.email, "E-mail address with which appliances register");
   app.add_option("--registration-key", options.registration_key,
                  "Key with which appliances register");
@@ -104,7 +109,7 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv, int& stat
     status = Wrong("--listen " + listen + ": neither ADDR:PORT nor [ADDR]:PORT");
     return std::nullopt;
   }
-  const std::string conflict = Conflict(options);
+  const std::string conflict = Conflict(options, app.got_subcommand("backup"));
   if (!conflict.empty()) {
     status = Wrong(conflict);
     return std::nullopt;

@@ -15,6 +15,7 @@ struct Options {
   std::string database = "cloudservice.db";
   std::string email;             // with the key: what a registration has to bring; both or neither
   std::string registration_key;  // as above
+  std::string backup;            // not empty: back up the database into this file, and end
   bool plain_http = false;
   std::string certificate;  // PEM files; both or neither
   std::string key;

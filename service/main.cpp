@@ -16,6 +16,8 @@
 #include "service/Options.h"
 #include "service/http/Server.h"
 #include "service/http/Tls.h"
+#include "service/ops/Backup.h"
+#include "service/ops/Operations.h"
 #include "service/redfish/Service.h"
 #include "service/store/Store.h"
 
@@ -80,6 +82,14 @@ void RemoveOldEveryHour(boost::asio::steady_timer& timer, RedfishService& servic
   });
 }
 
+Operations::Service Behind(RedfishService& service, const Server& server) {
+  return {[&service](const Request& request) { return service.Handle(request); },
+          [&service](unsigned status, const Request& request, const std::string& reason) {
+            return service.Refuse(status, request.method, request.target, reason);
+          },
+          [&server] { return server.Connections(); }};
+}
+
 int Run(const Options& options, const Log& log) {
   Store store(options.database);
   if (!store.KeptCopy().empty()) {
@@ -91,16 +101,17 @@ int Run(const Options& options, const Log& log) {
 
   boost::asio::io_context io(1);
   boost::asio::signal_set signals(io, SIGTERM, SIGINT);
+  std::optional<Operations> operations;
   SessionContext context;
   context.limits = LimitsOf(options);
-  context.handler = [&](const Request& request) { return service.Handle(request); };
-  context.refuse = [&](unsigned status, const std::string& method, const std::string& target,
-                       const std::string& reason) {
-    return service.Refuse(status, method, target, reason);
+  context.handler = [&](const Request& request) { return operations->Handle(request); };
+  context.refuse = [&](unsigned status, const Request& request, const std::string& reason) {
+    return operations->Refuse(status, request, reason);
   };
   context.clock = WallClock;
   context.log = &log;
   Server server(io, tls ? &*tls : nullptr, context);
+  operations.emplace(store, log, WallClock, Behind(service, server));
   server.Listen(options.address, options.port);
   boost::asio::steady_timer cleaning(io);
   RemoveOldEveryHour(cleaning, service);
@@ -125,6 +136,10 @@ int Main(int argc, char** argv) {
   umask(077);
   RaiseDescriptorLimit();
   try {
+    if (!options->backup.empty()) {
+      BackUp(options->database, options->backup);
+      return EXIT_SUCCESS;
+    }
     return Run(*options, Log(WriteToStandardError, WallClock));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "cloudservice: %s\n", error.what());

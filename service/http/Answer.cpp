@@ -36,6 +36,8 @@ const char* ReasonPhrase(unsigned status) {
       return "Internal Server Error";
     case 501:
       return "Not Implemented";
+    case 503:
+      return "Service Unavailable";
     case 505:
       return "HTTP Version Not Supported";
     default:
@@ -58,7 +60,7 @@ std::string AnswerBytes(const Response& response, time_t now, bool keep_alive, b
   AddLine(text, "Cache-Control", "no-store");
   for (const auto& [name, value] : response.headers) AddLine(text, name, value);
   if (response.status != 204) {
-    if (!response.body.empty()) AddLine(text, "Content-Type", "application/json; charset=utf-8");
+    if (!response.body.empty()) AddLine(text, "Content-Type", response.type);
     AddLine(text, "Content-Length", std::to_string(response.body.size()));
   }
   if (!keep_alive) AddLine(text, "Connection", "close");

@@ -14,22 +14,24 @@ struct Request {
   std::string target;  // as it came: path and query, nothing decoded
   std::string body;
   std::string token;  // X-Auth-Token; empty when there is none
+  std::string peer;   // the sender's address
 };
 
 struct Response {
   unsigned status = 200;
   std::vector<std::pair<std::string, std::string>> headers;  // names as they go over the wire
-  std::string body;                                          // JSON, or empty
+  std::string body;                                          // may be empty
+  std::string type = "application/json; charset=utf-8";      // the body's
 };
 
 // Answers a request. Called on the server's thread, must not block for long, must not throw.
 using Handler = std::function<Response(const Request&)>;
 
-// Answers a request that never became one, refused with `status` for `reason`. `method` and
-// `target` are empty where they have not been read. Same rules as for a Handler.
+// Answers a request that never became one, refused with `status` for `reason`. Of the
+// request, method and target are empty where they have not been read, body and token always. Same
+// rules as for a Handler.
 using RefusalHandler =
-    std::function<Response(unsigned status, const std::string& method, const std::string& target,
-                           const std::string& reason)>;
+    std::function<Response(unsigned status, const Request& request, const std::string& reason)>;
 
 }  // namespace cloudservice
 

@@ -55,7 +55,11 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
  public:
   template <typename... Args>
   SessionOn(const SessionContext& context, std::function<void(Session*)> ended, Args&&... args)
-      : m_context(context), m_ended(std::move(ended)), m_stream(std::forward<Args>(args)...) {}
+      : m_context(context), m_ended(std::move(ended)), m_stream(std::forward<Args>(args)...) {
+    error_code gone;
+    const auto peer = Lowest().socket().remote_endpoint(gone);
+    if (!gone) m_peer = peer.address().to_string();
+  }
 
   ~SessionOn() override { m_ended(this); }
 
@@ -152,6 +156,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     request.target = ToString(message.target());
     request.token = ToString(message["X-Auth-Token"]);
     request.body = std::move(message.body());
+    request.peer = m_peer;
     const bool keep_alive = message.version() >= 11 && message.keep_alive();
     Answer(m_context.handler(request), keep_alive, request.method == "HEAD");
   }
@@ -170,11 +175,11 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   // For requests that are not read to their end: the connection is of no use afterwards.
   void Refuse(unsigned status, const std::string& reason) {
     const auto& message = m_parser->get();
-    const std::string method = ToString(message.method_string());
-    const std::string target = ToString(message.target());
-    const bool unread = target.empty();
-    Answer(m_context.refuse(status, unread ? "" : method, target, reason), false,
-           !unread && method == "HEAD");
+    Request request;
+    request.target = ToString(message.target());
+    if (!request.target.empty()) request.method = ToString(message.method_string());
+    request.peer = m_peer;
+    Answer(m_context.refuse(status, request, reason), false, request.method == "HEAD");
   }
 
   void Answer(const Response& response, bool keep_alive, bool head) {
@@ -220,6 +225,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   const SessionContext& m_context;
   const std::function<void(Session*)> m_ended;
   Stream m_stream;
+  std::string m_peer = "a connection that is gone";
   beast::flat_buffer m_buffer;
   std::optional<http::request_parser<http::string_body>> m_parser;
   std::string m_answer;

@@ -14,12 +14,12 @@ constexpr int kBusyMilliseconds = 5000;
 
 void Database::Close::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
 
-Database::Database(const std::string& file) {
+Database::Database(const std::string& file, Missing missing) {
   sqlite3* handle = nullptr;
+  const int create = missing == Missing::kCreate ? SQLITE_OPEN_CREATE : 0;
   const int code = sqlite3_open_v2(
       file.c_str(), &handle,
-      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
-      nullptr);
+      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | create, nullptr);
   m_handle.reset(handle);
   if (handle == nullptr) throw DatabaseError("cannot open " + file + ": no memory");
   sqlite3_busy_timeout(handle, kBusyMilliseconds);

@@ -21,8 +21,10 @@ class DatabaseError : public std::runtime_error {
 // One connection to a database file. One thread. Every commit is on the disk before it returns.
 class Database {
  public:
-  // Opens or creates the file. Throws DatabaseError.
-  explicit Database(const std::string& file);
+  enum class Missing { kCreate, kRefuse };
+
+  // Opens the file, or creates it where it is missing. Throws DatabaseError.
+  explicit Database(const std::string& file, Missing missing = Missing::kCreate);
 
   // Runs statements that take no values. Throws DatabaseError.
   void Execute(const char* sql);

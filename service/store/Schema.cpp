@@ -109,7 +109,8 @@ void SetPragma(Database& database, const std::string& name, std::int64_t value) 
   database.Execute(("PRAGMA " + name + " = " + std::to_string(value)).c_str());
 }
 
-// The version of a database that is this program's to upgrade; 0: an empty one.
+}  // namespace
+
 std::int64_t CheckedVersion(Database& database, const std::string& file) {
   const std::int64_t version = Pragma(database, "PRAGMA user_version");
   if (HasTables(database) && Pragma(database, "PRAGMA application_id") != kApplicationId) {
@@ -122,8 +123,6 @@ std::int64_t CheckedVersion(Database& database, const std::string& file) {
   }
   return version;
 }
-
-}  // namespace
 
 int NewestSchemaVersion() { return static_cast<int>(kSteps.size()); }
 

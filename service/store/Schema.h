@@ -13,6 +13,10 @@ namespace cloudservice {
 // also when it belongs to another program or to a newer version of this one.
 std::string UpgradeSchema(Database& database, const std::string& file);
 
+// The version of a database that is this program's; 0: an empty one. Throws DatabaseError, naming
+// `file`, when it belongs to another program or to a newer version of this one.
+std::int64_t CheckedVersion(Database& database, const std::string& file);
+
 // The newest version that this program knows.
 int NewestSchemaVersion();
 

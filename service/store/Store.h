@@ -86,6 +86,16 @@ struct EventRecord {
 // Members of one document that have a history; more are not recorded.
 constexpr std::int64_t kMaxHistoryMembers = 1000;
 
+// How much there is of what.
+struct Holdings {
+  std::int64_t managers = 0;
+  std::int64_t silent = 0;   // of the managers: never sent a heartbeat
+  std::int64_t offline = 0;  // of the managers: overdue by twice their interval
+  std::int64_t chassis = 0;
+  std::int64_t open_alarms = 0;
+  std::int64_t bytes = 0;  // of the database
+};
+
 // What an event does to the alarms of its chassis.
 enum class AlarmEffect { kNone, kRaise, kClear };
 
@@ -112,6 +122,10 @@ class Store {
   explicit Store(const std::string& file);
   // The copy of the file that was kept when its schema was brought up to date; empty: it was.
   const std::string& KeptCopy() const { return m_kept_copy; }
+
+  // Throws when the database cannot be read.
+  void Check();
+  Holdings CountHoldings(std::int64_t now);
 
   // Takes the place of the manager with the same UUID, with all that it holds; true when there was
   // one.

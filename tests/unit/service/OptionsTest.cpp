@@ -60,6 +60,14 @@ TEST_F(CommandLine, Everything_said_is_taken) {
   EXPECT_EQ(options->event_retention, 36500);
 }
 
+TEST_F(CommandLine, Backup_takes_a_file_and_the_database) {
+  EXPECT_EQ(Parse({})->backup, "");
+  const auto options = Parse({"backup", "--db", "/x/y.db", "/x/z.db"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->backup, "/x/z.db");
+  EXPECT_EQ(options->database, "/x/y.db");
+}
+
 TEST_F(CommandLine, Help_and_version_go_to_standard_output) {
   EXPECT_FALSE(Parse({"--help"}));
   EXPECT_EQ(status, 0);
@@ -91,6 +99,9 @@ TEST_F(CommandLine, Wrong_arguments_are_status_2_and_one_line) {
       {"--retention", "0"},
       {"--retention", "-1"},
       {"--event-retention", "36501"},
+      {"backup"},
+      {"backup", ""},
+      {"backup", "a", "b"},
       {"--db", ""},
       {"--db"},
   };

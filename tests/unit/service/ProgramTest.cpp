@@ -134,6 +134,13 @@ TEST_F(Program, Serves_https_with_a_certificate_of_its_own) {
   EXPECT_EQ(Stop(SIGTERM), 0);
 }
 
+TEST_F(Program, Backup_without_a_database_ends_with_1_and_one_message) {
+  Start({"backup", folder.File("copy.db")});
+  EXPECT_EQ(Wait(), 1);
+  EXPECT_EQ(Log(), "cloudservice: cannot open " + folder.File("s.db") +
+                       ": unable to open database file\n");
+}
+
 TEST_F(Program, Wrong_arguments_end_with_2) {
   Start({"--nonsense"});
   EXPECT_EQ(Wait(), 2);

@@ -44,9 +44,8 @@ class ServerTest : public testing::Test {
       if (request.target == "/big") response.body = std::string(kBig, 'b');
       return response;
     };
-    context.refuse = [this](unsigned status, const std::string& method, const std::string& target,
-                            const std::string& reason) {
-      log.Line(method + " " + target + " " + reason);
+    context.refuse = [this](unsigned status, const Request& request, const std::string& reason) {
+      log.Line(request.method + " " + request.target + " " + reason);
       Response response;
       response.status = status;
       response.body = reason;

@@ -28,7 +28,7 @@ class ServiceTest : public testing::Test {
 
   Response Ask(const std::string& method, const std::string& target, const std::string& token = "",
                const std::string& body = "") {
-    return service->Handle(Request{method, target, body, token});
+    return service->Handle(Request{method, target, body, token, "192.0.2.7"});
   }
 
   // The answer's body; its status has to be `status`.

@@ -1,0 +1,153 @@
+#include "service/ops/Operations.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <exception>
+
+#include "service/Secret.h"
+#include "service/http/Target.h"
+
+namespace cloudservice {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::size_t kRunBytes = 4;
+
+// The method as a label: senders make up no new ones.
+std::string Known(const std::string& method) {
+  static const std::array<std::string, 7> kMethods = {"GET",    "HEAD",    "POST", "PATCH",
+                                                      "DELETE", "OPTIONS", "PUT"};
+  const bool known = std::find(kMethods.begin(), kMethods.end(), method) != kMethods.end();
+  return known ? method : "other";
+}
+
+std::string Milliseconds(std::chrono::nanoseconds time) {
+  char text[32];
+  snprintf(text, sizeof text, "%.3f", std::chrono::duration<double, std::milli>(time).count());
+  return text;
+}
+
+std::string Seconds(std::chrono::nanoseconds time) {
+  char text[32];
+  snprintf(text, sizeof text, "%.9f", std::chrono::duration<double>(time).count());
+  return text;
+}
+
+// The metrics in Prometheus' text format.
+class MetricsWriter {
+ public:
+  void Begin(const std::string& name, const char* type, const char* help) {
+    m_name = "cloudservice_" + name;
+    m_text += "# HELP " + m_name + " " + help + "\n# TYPE " + m_name + " " + type + "\n";
+  }
+  void Sample(const std::string& value, const std::string& labels = "", const char* suffix = "") {
+    m_text += m_name + suffix + (labels.empty() ? "" : "{" + labels + "}") + " " + value + "\n";
+  }
+  void Single(const std::string& name, const char* type, const char* help, std::int64_t value) {
+    Begin(name, type, help);
+    Sample(std::to_string(value));
+  }
+  const std::string& Text() const { return m_text; }
+
+ private:
+  std::string m_name;
+  std::string m_text;
+};
+
+void WriteHoldings(MetricsWriter& out, const Holdings& held) {
+  out.Begin("appliances", "gauge", "Registered appliances by the state of their heartbeat.");
+  out.Sample(std::to_string(held.managers - held.offline - held.silent), "state=\"online\"");
+  out.Sample(std::to_string(held.offline), "state=\"offline\"");
+  out.Sample(std::to_string(held.silent), "state=\"silent\"");
+  out.Single("chassis", "gauge", "Chassis of all appliances.", held.chassis);
+  out.Single("open_alarms", "gauge", "Alarms that are open.", held.open_alarms);
+  out.Single("database_bytes", "gauge", "Size of the database.", held.bytes);
+}
+
+}  // namespace
+
+Operations::Operations(Store& store, const Log& log, Clock clock, Service service)
+    : m_store(store),
+      m_log(log),
+      m_clock(std::move(clock)),
+      m_service(std::move(service)),
+      m_run(RandomHex(kRunBytes)),
+      m_started(m_clock()) {}
+
+Response Operations::Handle(const Request& request) {
+  return Answer(request, [&] { return Route(request); });
+}
+
+Response Operations::Refuse(unsigned status, const Request& request, const std::string& reason) {
+  return Answer(request, [&] { return m_service.refuse(status, request, reason); });
+}
+
+Response Operations::Answer(const Request& request, const std::function<Response()>& answer) {
+  const steady_clock::time_point begin = steady_clock::now();
+  Response response = answer();
+  const std::chrono::nanoseconds time = steady_clock::now() - begin;
+  m_busy += time;
+  ++m_answers[{Known(request.method), response.status}];
+  const std::string what =
+      request.target.empty() ? "unreadable" : request.method + " " + LoggableTarget(request.target);
+  const std::string id = m_run + "-" + std::to_string(++m_number);
+  m_log.Line("request " + id + " from " + request.peer + ": " + what + ": " +
+             std::to_string(response.status) + ", " + std::to_string(response.body.size()) +
+             " bytes, " + Milliseconds(time) + " ms");
+  response.headers.emplace_back("X-Request-Id", id);
+  return response;
+}
+
+Response Operations::Route(const Request& request) {
+  const std::string path = request.target.substr(0, request.target.find('?'));
+  if (path != "/healthz" && path != "/metrics") return m_service.handler(request);
+  if (request.method != "GET" && request.method != "HEAD") {
+    Response response = m_service.refuse(405, request, request.method + " is not possible here.");
+    response.headers.emplace_back("Allow", "GET, HEAD");
+    return response;
+  }
+  try {
+    return path == "/healthz" ? Health() : Metrics();
+  } catch (const std::exception& error) {
+    m_log.Line(std::string("error: ") + error.what());
+    return m_service.refuse(503, request, "The database does not answer.");
+  }
+}
+
+Response Operations::Health() {
+  m_store.Check();
+  Response response;
+  response.body = "{\"status\": \"ok\"}\n";
+  return response;
+}
+
+Response Operations::Metrics() {
+  Response response;
+  response.type = "text/plain; version=0.0.4; charset=utf-8";
+  response.body = MetricsText();
+  return response;
+}
+
+std::string Operations::MetricsText() {
+  MetricsWriter out;
+  out.Single("start_time_seconds", "gauge", "When the service was started, since 1970.", m_started);
+  out.Single("connections", "gauge", "Open connections.",
+             static_cast<std::int64_t>(m_service.connections()));
+  out.Begin("requests_total", "counter", "Answered requests.");
+  std::uint64_t count = 0;
+  for (const auto& [key, answers] : m_answers) {
+    count += answers;
+    out.Sample(std::to_string(answers),
+               "method=\"" + key.first + "\",status=\"" + std::to_string(key.second) + "\"");
+  }
+  out.Begin("request_duration_seconds", "summary", "From the whole request to its answer.");
+  out.Sample(Seconds(m_busy), "", "_sum");
+  out.Sample(std::to_string(count), "", "_count");
+  WriteHoldings(out, m_store.CountHoldings(m_clock()));
+  return out.Text();
+}
+
+}  // namespace cloudservice

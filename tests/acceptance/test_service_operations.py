@@ -1,0 +1,103 @@
+"""What whoever runs the service needs of it."""
+
+import contextlib
+import json
+import re
+import sqlite3
+import subprocess
+import threading
+
+from harness.daemon import EMAIL, KEY, UUID
+from harness.process import clock, environment
+
+REGISTRATION = f"/redfish/v1/Managers?setup_email={EMAIL}&registration_key={KEY}"
+
+
+def register(service):
+    service.start("--http", faketime=clock(1))
+    _, headers = service.send("POST", REGISTRATION, body=json.dumps({"UUID": UUID, "Name": "a"}))
+    return headers["X-Auth-Token"]
+
+
+def back_up(programs, folder, file):
+    return subprocess.run(
+        [programs / "service" / "cloudservice", "backup", "--db", folder / "service.db", file],
+        env=environment(clock(1)), cwd=folder, capture_output=True, text=True)
+
+
+def test_health_and_metrics_are_open(service):
+    service.start("--http")
+    assert service.ask("GET", "/healthz") == (200, {"status": "ok"})
+    status, headers = service.send("GET", "/metrics")
+    assert status == 200
+    assert headers["Content-Type"] == "text/plain; version=0.0.4; charset=utf-8"
+
+
+def test_every_line_of_the_metrics_is_of_the_format(service):
+    register(service)
+    _, _, text = service._request("GET", "/metrics", "", None)
+    sample = re.compile(r'cloudservice_[a-z_]+(\{[a-z]+="\w+"(,[a-z]+="\w+")*\})? \d+(\.\d+)?')
+    lines = text.decode().splitlines()
+    assert len(lines) > 10
+    for line in lines:
+        assert sample.fullmatch(line) or re.match("# (HELP|TYPE) cloudservice_[a-z_]+ ", line), line
+
+
+def test_answer_and_log_have_the_same_identifier(service):
+    service.start("--http")
+    _, headers = service.send("GET", "/redfish/v1")
+    service.says(f" request {headers['X-Request-Id']} from 127.0.0.1: GET /redfish/v1: 200, ")
+
+
+def test_backup_of_a_busy_service_is_one_state(service, programs, folder):
+    token = register(service)
+    path = f"/redfish/v1/Managers/{UUID}/Load"
+    answered, done = [0], threading.Event()
+
+    def write():
+        while not done.is_set():
+            status, _ = service.ask("PATCH", path, token, json.dumps({"A": answered[0] + 1}))
+            assert status == 204
+            answered[0] += 1
+    writer = threading.Thread(target=write)
+    writer.start()
+    try:
+        for number in range(5):
+            service.wait_until(lambda: answered[0] > 3 * number, "answers")
+            before = answered[0]
+            ended = back_up(programs, folder, folder / f"copy{number}.db")
+            assert (ended.returncode, ended.stderr) == (0, "")
+            after = answered[0] + 1
+            with contextlib.closing(sqlite3.connect(folder / f"copy{number}.db")) as copy:
+                assert copy.execute("PRAGMA integrity_check").fetchall() == [("ok",)]
+                document = copy.execute("SELECT document FROM resource").fetchone()[0]
+                newest = copy.execute("SELECT value FROM reading ORDER BY id DESC").fetchone()[0]
+            assert before <= json.loads(document)["A"] <= after
+            assert json.loads(document)["A"] == int(newest)
+    finally:
+        done.set()
+        writer.join()
+
+
+def test_backup_replaces_no_file(service, programs, folder):
+    register(service)
+    ended = back_up(programs, folder, folder / "service.db")
+    assert ended.returncode == 1
+    assert "it is there already" in ended.stderr
+    assert service.ask("GET", "/healthz")[0] == 200
+
+
+def test_old_histories_go_by_themselves(service, folder):
+    """An hour of the service's clock passes in a second; a history is kept for a day."""
+    service.start("--http", "--retention", "1", faketime=clock(3600))
+    _, headers = service.send("POST", REGISTRATION, body=json.dumps({"UUID": UUID, "Name": "a"}))
+    token = headers["X-Auth-Token"]
+    path = f"/redfish/v1/Managers/{UUID}"
+    assert service.ask("PATCH", path, token, '{"A": 1}')[0] == 204
+
+    def rows():
+        with contextlib.closing(sqlite3.connect(folder / "service.db")) as database:
+            return database.execute("SELECT count(*) FROM reading").fetchone()[0]
+    assert rows() == 1
+    service.wait_until(lambda: rows() == 0, "the removal of the old reading")
+    assert service.ask("GET", f"{path}/Oem/Quorvan:History?member=A", token)[0] == 404

@@ -1,0 +1,165 @@
+#include <filesystem>
+#include <fstream>
+
+#include "ServiceFixture.h"
+#include "service/ops/Backup.h"
+#include "service/ops/Operations.h"
+
+namespace cloudservice {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class InOperation : public ServiceTest {
+ protected:
+  Response AskBefore(const std::string& method, const std::string& target,
+                     const std::string& sent = "", const std::string& body = "") {
+    return operations.Handle(Request{method, target, body, sent, "192.0.2.7"});
+  }
+  std::string Metrics() { return AskBefore("GET", "/metrics").body; }
+
+  std::string token = Token("u-1");
+  Operations operations{
+      *store,
+      log,
+      [this] { return now; },
+      {[this](const Request& request) { return service->Handle(request); },
+       [this](unsigned status, const Request& request, const std::string& reason) {
+         return service->Refuse(status, request.method, request.target, reason);
+       },
+       [] { return std::size_t{3}; }}};
+};
+
+TEST_F(InOperation, Health_is_told_without_a_token) {
+  const Response response = AskBefore("GET", "/healthz");
+  EXPECT_EQ(response.status, 200u);
+  EXPECT_EQ(response.body, "{\"status\": \"ok\"}\n");
+}
+
+TEST_F(InOperation, Database_that_cannot_be_read_is_told) {
+  Database(folder.File("service.db")).Execute("PRAGMA foreign_keys = OFF; DROP TABLE manager");
+  for (const char* target : {"/healthz", "/metrics"}) {
+    EXPECT_EQ(AskBefore("GET", target).status, 503u) << target;
+  }
+}
+
+TEST_F(InOperation, Both_are_only_read) {
+  for (const char* target : {"/healthz", "/metrics"}) {
+    EXPECT_EQ(AskBefore("HEAD", target).status, 200u);
+    const Response response = AskBefore("POST", target);
+    EXPECT_EQ(response.status, 405u);
+    EXPECT_EQ(Header(response, "Allow"), "GET, HEAD");
+  }
+}
+
+TEST_F(InOperation, Each_answer_has_a_line_and_its_identifier) {
+  const Response first = AskBefore("GET", "/redfish/v1/Managers?uuid=u-1", token);
+  const std::string id = Header(first, "X-Request-Id");
+  EXPECT_THAT(id, EndsWith("-1"));
+  EXPECT_THAT(lines.back(), HasSubstr(" request " + id +
+                                      " from 192.0.2.7: GET /redfish/v1/Managers?uuid=u-1: 302, 0 "
+                                      "bytes, "));
+  EXPECT_THAT(lines.back(), EndsWith(" ms"));
+  const Response second = AskBefore("GET", "/nowhere");
+  EXPECT_EQ(Header(second, "X-Request-Id"), id.substr(0, id.size() - 1) + "2");
+}
+
+TEST_F(InOperation, Unreadable_request_has_its_line) {
+  Request unread;
+  unread.peer = "192.0.2.8";
+  EXPECT_EQ(operations.Refuse(431, unread, "too large").status, 431u);
+  EXPECT_THAT(lines.back(), HasSubstr(" from 192.0.2.8: unreadable: 431, "));
+}
+
+TEST_F(InOperation, Line_holds_neither_key_nor_token_and_stays_one) {
+  AskBefore("POST", kRegistration, "", R"({"UUID": "u-2"})");
+  AskBefore("GET", "/a\nb", token);
+  for (const std::string& line : lines) {
+    EXPECT_THAT(line, Not(HasSubstr("key-7")));
+    EXPECT_THAT(line, Not(HasSubstr(token)));
+    EXPECT_THAT(line, Not(HasSubstr("\n")));
+  }
+}
+
+TEST_F(InOperation, Metrics_count_what_was_answered) {
+  AskBefore("GET", "/redfish/v1");
+  AskBefore("GET", "/redfish/v1");
+  AskBefore("BREW", "/pot");
+  EXPECT_EQ(Header(AskBefore("GET", "/metrics"), "Content-Type"), "");
+  const Response response = AskBefore("GET", "/metrics");
+  EXPECT_EQ(response.type, "text/plain; version=0.0.4; charset=utf-8");
+  EXPECT_THAT(response.body,
+              HasSubstr("# TYPE cloudservice_requests_total counter\n"
+                        "cloudservice_requests_total{method=\"GET\",status=\"200\"} 3\n"
+                        "cloudservice_requests_total{method=\"other\",status=\"404\"} 1\n"));
+  EXPECT_THAT(response.body, HasSubstr("cloudservice_request_duration_seconds_count 4\n"));
+  EXPECT_THAT(response.body, HasSubstr("cloudservice_connections 3\n"));
+  EXPECT_THAT(response.body, HasSubstr("cloudservice_start_time_seconds 1772716029\n"));
+}
+
+TEST_F(InOperation, Metrics_count_what_is_held) {
+  const std::string id = Chassis(token);
+  store->AddEvent({0, "u-1", id, "m", "Alarm", "{}", 1}, AlarmEffect::kRaise, "m");
+  EXPECT_THAT(Metrics(), HasSubstr("cloudservice_appliances{state=\"silent\"} 1\n"));
+  store->AddHeartbeat("u-1", now, 90);
+  now += 3 * 90 - 1;
+  EXPECT_THAT(Metrics(), HasSubstr("cloudservice_appliances{state=\"online\"} 1\n"
+                                   "cloudservice_appliances{state=\"offline\"} 0\n"
+                                   "cloudservice_appliances{state=\"silent\"} 0\n"));
+  ++now;
+  const std::string metrics = Metrics();
+  EXPECT_THAT(metrics, HasSubstr("cloudservice_appliances{state=\"online\"} 0\n"
+                                 "cloudservice_appliances{state=\"offline\"} 1\n"));
+  EXPECT_THAT(metrics, HasSubstr("cloudservice_chassis 1\n"));
+  EXPECT_THAT(metrics, HasSubstr("cloudservice_open_alarms 1\n"));
+  EXPECT_THAT(metrics, Not(HasSubstr("cloudservice_database_bytes 0\n")));
+}
+
+class Backup : public ServiceTest {
+ protected:
+  std::string Fails(const std::string& source, const std::string& file) {
+    try {
+      BackUp(source, file);
+    } catch (const DatabaseError& error) {
+      return error.what();
+    }
+    ADD_FAILURE() << file << " was written";
+    return "";
+  }
+  const std::string database = folder.File("service.db");
+  const std::string copy = folder.File("copy.db");
+};
+
+TEST_F(Backup, Holds_all_that_was_answered) {
+  const std::string token = Token("u-1", "Rack 7");
+  BackUp(database, copy);
+  Register("u-2");
+  Store restored(copy);
+  EXPECT_EQ(restored.FindManager("u-1")->name, "Rack 7");
+  EXPECT_FALSE(restored.FindManager("u-2"));
+  EXPECT_EQ(std::filesystem::status(copy).permissions() & std::filesystem::perms(077),
+            std::filesystem::perms::none);
+}
+
+TEST_F(Backup, Replaces_no_file) {
+  EXPECT_THAT(Fails(database, database), HasSubstr("service.db: it is there already"));
+  std::ofstream(copy) << "precious";
+  EXPECT_THAT(Fails(database, copy), StartsWith("cannot write " + copy));
+  EXPECT_EQ(std::filesystem::file_size(copy), 8u);
+}
+
+TEST_F(Backup, Of_nothing_makes_nothing) {
+  const std::string none = folder.File("none.db");
+  EXPECT_THAT(Fails(none, copy), HasSubstr("cannot open " + none));
+  EXPECT_FALSE(std::filesystem::exists(none));
+  Database(none).Execute("CREATE TABLE theirs (x)");
+  EXPECT_THAT(Fails(none, copy), HasSubstr("is the database of another program"));
+  EXPECT_FALSE(std::filesystem::exists(copy));
+  EXPECT_THAT(Fails(database, folder.File("no/copy.db")), HasSubstr("cannot write "));
+}
+
+}  // namespace
+}  // namespace cloudservice
