@@ -81,10 +81,10 @@ class Place:
         return json.loads(self._cloud.read_text())
 
 
-def environment(once, **extra):
+def environment(accelerated, **extra):
     proxies = ("http_proxy", "https_proxy", "all_proxy")
     env = {k: v for k, v in os.environ.items() if k.lower() not in proxies}
-    if once:
+    if accelerated:
         clock = glob.glob("/usr/lib/*/faketime/libfaketimeMT.so.1")
         if not clock:
             raise Failed("the package faketime is not installed")
@@ -140,11 +140,12 @@ class Program:
 class Service(Program):
     """cloudservice, and what it holds."""
 
-    def __init__(self, place, programs, once):
+    def __init__(self, place, programs, accelerated):
         super().__init__(
             place, programs / "service" / "cloudservice", "--listen", "127.0.0.1:0",
             "--db", place.folder / "service.db", "--email", EMAIL, "--registration-key", KEY,
-            *(["--io-timeout", "100000"] if once else []), env=environment(once))
+            *(["--io-timeout", "100000"] if accelerated else []),
+            env=environment(accelerated))
         self.url = ""
 
     def must_answer(self):
@@ -281,7 +282,7 @@ def until_second_heartbeat(place, service, client):
 
 def trial(given, running):
     place = Place(given.folder)
-    service = Service(place, given.programs, given.once)
+    service = Service(place, given.programs, given.accelerated)
     running.append(service)
     service.must_answer()
     if not given.once:
@@ -289,7 +290,7 @@ def trial(given, running):
     say(f"\nThe service listens on {service.url}; log: {shown(service.log)}")
     place.configure(service.url)
     client = Program(place, given.programs / "app" / "cloudclient",
-                     env=environment(given.once, CLOUDCLIENT_ROOT=str(place.root)))
+                     env=environment(given.accelerated, CLOUDCLIENT_ROOT=str(place.root)))
     running.append(client)
     say(f"The daemon runs in {shown(place.root)}; log: {shown(client.log)}")
     if given.once:
@@ -320,11 +321,15 @@ def interrupted(*_):
 def arguments():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--once", action="store_true", help="end after the second heartbeat")
+    parser.add_argument("--accelerated", action="store_true",
+                        help="let the clock run 50 times as fast; --once does it anyway")
     parser.add_argument("--programs", type=pathlib.Path, default=TOP / "build" / "release",
                         help="CMake build folder of the programs")
     parser.add_argument("--folder", type=pathlib.Path, default=TOP / "build" / "run",
                         help="where to work; what is there is removed")
-    return parser.parse_args()
+    given = parser.parse_args()
+    given.accelerated |= given.once
+    return given
 
 
 def main():

@@ -427,7 +427,7 @@ def test_trial_shows_what_its_own_commands_do(programs, folder):
     with open(told, "wb") as output:
         trial = subprocess.Popen(
             [sys.executable, "-B", os.path.join(TOP, "scripts", "trial.py"), "--programs", programs,
-             "--folder", folder / "run"], stdout=output, stderr=output, start_new_session=True)
+             "--accelerated", "--folder", folder / "run"], stdout=output, stderr=output, start_new_session=True)
 
     def shows(text):
         wait_until(lambda: re.search(text, told.read_text()), text,
