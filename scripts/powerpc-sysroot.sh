@@ -12,7 +12,7 @@ set -euo pipefail
 self=$(readlink -f "${BASH_SOURCE[0]}")
 
 triplet=powerpc-linux-gnu
-flags='-O2 -g -fPIC -D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64'
+flags='-O2 -fPIC -D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64'
 
 # version_of PACKAGE: the version of the source that the installed package was built from.
 version_of() {
