@@ -14,6 +14,7 @@ import threading
 import pytest
 
 from harness.daemon import NAME, UUID
+from harness.process import SANITIZERS
 from harness.waiting import DEADLINE, wait_until
 
 ENABLED = "cloudclient is now registered for device changes"
@@ -427,7 +428,8 @@ def test_trial_shows_what_its_own_commands_do(programs, folder):
     with open(told, "wb") as output:
         trial = subprocess.Popen(
             [sys.executable, "-B", os.path.join(TOP, "scripts", "trial.py"), "--programs", programs,
-             "--accelerated", "--folder", folder / "run"], stdout=output, stderr=output, start_new_session=True)
+             "--accelerated", "--folder", folder / "run"],
+            stdout=output, stderr=output, start_new_session=True, env={**os.environ, **SANITIZERS})
 
     def shows(text):
         wait_until(lambda: re.search(text, told.read_text()), text,

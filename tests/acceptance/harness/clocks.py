@@ -28,5 +28,10 @@ class MovableClock:
         self._offset += seconds
         self._write()
 
+    def run_at(self, speed):
+        """From now on another speed; the clock jumps, as if it had always run so."""
+        self._speed = speed
+        self._write()
+
     def variables(self):
         return {"FAKETIME_TIMESTAMP_FILE": str(self._file), "FAKETIME_NO_CACHE": "1"}

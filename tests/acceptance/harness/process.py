@@ -29,6 +29,14 @@ def _faketime():
     return found[0]
 
 
+# The preloaded clock comes before the sanitizer's run-time library, which only minds.
+# Its symbolizer dies under this clock: named_frames does its work.
+SANITIZERS = {
+    "ASAN_OPTIONS": "verify_asan_link_order=0:abort_on_error=0:exitcode=99:symbolize=0",
+    "UBSAN_OPTIONS": "print_stacktrace=1:symbolize=0",
+}
+
+
 def _prepare_child(largest_file):
     _libc.prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
     if largest_file is not None:
@@ -47,10 +55,7 @@ def environment(faketime):
         "TZ": "CET-1",
         "LD_PRELOAD": _faketime(),
         **moving,
-        # The preloaded clock comes before the sanitizer's run-time library, which only minds.
-        # Its symbolizer dies under this clock: named_frames does its work.
-        "ASAN_OPTIONS": "verify_asan_link_order=0:abort_on_error=0:exitcode=99:symbolize=0",
-        "UBSAN_OPTIONS": "print_stacktrace=1:symbolize=0",
+        **SANITIZERS,
     }
 
 

@@ -187,6 +187,8 @@ def _settled(text, values):
         text = text.replace(value, stands_for)
     text = re.sub(r"\b20\d\d-\d\d-\d\dT\d\d:\d\d:\d\d", MOMENT, text)
     text = re.sub(r"(?m)^(Date: ).*", r"\1Thu, 05 Mar 2026 13:07:09 GMT", text)
+    text = re.sub(r"(?m)^(X-Request-Id: ).*", r"\1c07d4f2-1", text)
+    text = re.sub(r"(?m)^(ETag: (?:W/)?).*", r'\1"5d3f80a1"', text)
     text = re.sub(r'("FirmwareVersion": *")[^"]*', rf"\g<1>{STANDS_FOR_VERSION}", text)
     text = re.sub(r'("Count": )[1-9]\d*', r"\g<1>1", text)
     text = re.sub(r'("Overdue": )true', r"\g<1>false", text)
