@@ -16,6 +16,8 @@ const char* ReasonPhrase(unsigned status) {
       return "No Content";
     case 302:
       return "Found";
+    case 304:
+      return "Not Modified";
     case 400:
       return "Bad Request";
     case 401:
@@ -26,10 +28,16 @@ const char* ReasonPhrase(unsigned status) {
       return "Not Found";
     case 405:
       return "Method Not Allowed";
+    case 412:
+      return "Precondition Failed";
     case 413:
       return "Payload Too Large";
+    case 415:
+      return "Unsupported Media Type";
     case 417:
       return "Expectation Failed";
+    case 429:
+      return "Too Many Requests";
     case 431:
       return "Request Header Fields Too Large";
     case 500:
@@ -40,6 +48,8 @@ const char* ReasonPhrase(unsigned status) {
       return "Service Unavailable";
     case 505:
       return "HTTP Version Not Supported";
+    case 507:
+      return "Insufficient Storage";
     default:
       return "Unknown";
   }
@@ -49,6 +59,8 @@ void AddLine(std::string& text, const std::string& name, const std::string& valu
   text += name + ": " + value + "\r\n";
 }
 
+bool HasBody(unsigned status) { return status != 204 && status != 304; }
+
 }  // namespace
 
 std::string AnswerBytes(const Response& response, time_t now, bool keep_alive, bool head) {
@@ -56,16 +68,15 @@ std::string AnswerBytes(const Response& response, time_t now, bool keep_alive, b
       "HTTP/1.1 " + std::to_string(response.status) + " " + ReasonPhrase(response.status) + "\r\n";
   AddLine(text, "Date", HttpDate(now));
   AddLine(text, "Server", "cloudservice");
-  AddLine(text, "OData-Version", "4.0");
-  AddLine(text, "Cache-Control", "no-store");
+  if (response.Header("Cache-Control").empty()) AddLine(text, "Cache-Control", "no-store");
   for (const auto& [name, value] : response.headers) AddLine(text, name, value);
-  if (response.status != 204) {
+  if (HasBody(response.status)) {
     if (!response.body.empty()) AddLine(text, "Content-Type", response.type);
     AddLine(text, "Content-Length", std::to_string(response.body.size()));
   }
   if (!keep_alive) AddLine(text, "Connection", "close");
   text += "\r\n";
-  if (!head && response.status != 204) text += response.body;
+  if (!head && HasBody(response.status)) text += response.body;
   return text;
 }
 

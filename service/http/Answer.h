@@ -9,7 +9,8 @@
 namespace cloudservice {
 
 // The bytes of an answer. `head` leaves the body out and keeps its length; `keep_alive` says
-// whether another request may follow on the connection.
+// whether another request may follow on the connection. What the response does not say about
+// caching is "no-store".
 std::string AnswerBytes(const Response& response, time_t now, bool keep_alive, bool head);
 
 }  // namespace cloudservice

@@ -15,6 +15,11 @@ struct Request {
   std::string body;
   std::string token;  // X-Auth-Token; empty when there is none
   std::string peer;   // the sender's address
+  std::vector<std::pair<std::string, std::string>> headers = {};  // as they came, in their order
+
+  // The values of the header `name`, whatever its case of letters, joined by ", "; empty when there
+  // is none.
+  std::string Header(const std::string& name) const;
 };
 
 struct Response {
@@ -22,6 +27,11 @@ struct Response {
   std::vector<std::pair<std::string, std::string>> headers;  // names as they go over the wire
   std::string body;                                          // may be empty
   std::string type = "application/json; charset=utf-8";      // the body's
+
+  // The header's value; empty when there is none. The name counts as it is written here.
+  std::string Header(const std::string& name) const;
+  // Puts the header in the place of the one that is there, if any.
+  void SetHeader(const std::string& name, const std::string& value);
 };
 
 // Answers a request. Called on the server's thread, must not block for long, must not throw.

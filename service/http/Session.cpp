@@ -34,6 +34,15 @@ constexpr char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
 
 std::string ToString(beast::string_view text) { return std::string(text.data(), text.size()); }
 
+template <class Message>
+std::vector<std::pair<std::string, std::string>> HeadersOf(const Message& message) {
+  std::vector<std::pair<std::string, std::string>> headers;
+  for (const auto& field : message) {
+    headers.emplace_back(ToString(field.name_string()), ToString(field.value()));
+  }
+  return headers;
+}
+
 // The status and the reason for what the reader of HTTP could not take; 0 for a connection that
 // just ended.
 std::pair<unsigned, std::string> ReadFailure(const error_code& error) {
@@ -157,6 +166,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     request.token = ToString(message["X-Auth-Token"]);
     request.body = std::move(message.body());
     request.peer = m_peer;
+    request.headers = HeadersOf(message);
     const bool keep_alive = message.version() >= 11 && message.keep_alive();
     Answer(m_context.handler(request), keep_alive, request.method == "HEAD");
   }
@@ -179,6 +189,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     request.target = ToString(message.target());
     if (!request.target.empty()) request.method = ToString(message.method_string());
     request.peer = m_peer;
+    request.headers = HeadersOf(message);
     Answer(m_context.refuse(status, request, reason), false, request.method == "HEAD");
   }
 

@@ -31,6 +31,12 @@ bool Matches(const std::vector<std::string>& pattern, const std::vector<std::str
   return true;
 }
 
+// With what each answer of a Redfish service carries.
+Response Marked(Response response) {
+  response.headers.insert(response.headers.begin(), {"OData-Version", "4.0"});
+  return response;
+}
+
 }  // namespace
 
 RedfishService::RedfishService(Store& store, const Log& log, Credentials credentials, Clock clock,
@@ -127,7 +133,9 @@ Response RedfishService::Dispatch(Call& call, std::string& allowed) {
   return (this->*route.operation)(call);
 }
 
-Response RedfishService::Handle(const Request& request) {
+Response RedfishService::Handle(const Request& request) { return Marked(Answer(request)); }
+
+Response RedfishService::Answer(const Request& request) {
   std::string allowed;
   try {
     std::optional<Target> target = ParseTarget(request.target);
@@ -135,17 +143,22 @@ Response RedfishService::Handle(const Request& request) {
     Call call{request, *std::move(target), {}, {}};
     return Dispatch(call, allowed);
   } catch (const Refusal& refusal) {
-    Response response = Refuse(refusal.Status(), request.method, request.target, refusal.what());
+    Response response = Refused(refusal.Status(), request.method, request.target, refusal.what());
     if (refusal.Status() == 405) response.headers.emplace_back("Allow", allowed);
     return response;
   } catch (const std::exception& error) {
     m_log.Line(std::string("error: ") + error.what());
-    return Refuse(500, request.method, request.target, "The service could not do it.");
+    return Refused(500, request.method, request.target, "The service could not do it.");
   }
 }
 
 Response RedfishService::Refuse(unsigned status, const std::string& method,
                                 const std::string& target, const std::string& reason) {
+  return Marked(Refused(status, method, target, reason));
+}
+
+Response RedfishService::Refused(unsigned status, const std::string& method,
+                                 const std::string& target, const std::string& reason) {
   const std::string what = method.empty() && target.empty() ? "unreadable request"
                                                             : method + " " + LoggableTarget(target);
   m_log.Line("refused: " + what + ": " + std::to_string(status) + " " + reason);

@@ -66,6 +66,9 @@ class RedfishService {
   static const std::vector<Route>& Routes();
   const Route& FindRoute(Call& call, std::string& allowed) const;
   Response Dispatch(Call& call, std::string& allowed);
+  Response Answer(const Request& request);
+  Response Refused(unsigned status, const std::string& method, const std::string& target,
+                   const std::string& reason);
 
   Response GetVersions(const Call& call);
   Response GetRoot(const Call& call);

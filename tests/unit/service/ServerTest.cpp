@@ -41,6 +41,11 @@ class ServerTest : public testing::Test {
       response.body =
           request.method + " " + request.target + " [" + request.token + "] " +
           (request.body.size() < 100 ? request.body : std::to_string(request.body.size()));
+      if (request.target == "/unchanged") response.status = 304;
+      if (request.target == "/headers") {
+        response.body = request.Header("if-match") + "|" + request.Header("none");
+        response.SetHeader("Cache-Control", "no-cache");
+      }
       if (request.target == "/big") response.body = std::string(kBig, 'b');
       return response;
     };
@@ -117,7 +122,6 @@ TEST_F(ServerTest, Answer_has_exactly_these_bytes) {
             "HTTP/1.1 201 Created\r\n"
             "Date: Thu, 05 Mar 2026 13:07:09 GMT\r\n"
             "Server: cloudservice\r\n"
-            "OData-Version: 4.0\r\n"
             "Cache-Control: no-store\r\n"
             "Location: /x\r\n"
             "X-Auth-Token: t\r\n"
@@ -133,6 +137,28 @@ TEST_F(ServerTest, Answer_without_content_has_neither_length_nor_body) {
   EXPECT_THAT(answer, StartsWith("HTTP/1.1 204 No Content\r\n"));
   EXPECT_THAT(answer, Not(HasSubstr("Content-")));
   EXPECT_THAT(answer, EndsWith("\r\n\r\n"));
+}
+
+TEST_F(ServerTest, Answer_that_nothing_has_changed_has_neither_length_nor_body) {
+  Start();
+  const std::string answer = Exchange(Get("/unchanged"));
+  EXPECT_THAT(answer, StartsWith("HTTP/1.1 304 Not Modified\r\n"));
+  EXPECT_THAT(answer, Not(HasSubstr("Content-")));
+  EXPECT_THAT(answer, EndsWith("\r\n\r\n"));
+}
+
+TEST_F(ServerTest, Headers_reach_the_handler_whatever_their_case_of_letters) {
+  Start();
+  const std::string answer =
+      Exchange("GET /headers HTTP/1.1\r\nHost: x\r\nif-MATCH: \"a\"\r\nIf-Match: \"b\"\r\n\r\n");
+  EXPECT_THAT(answer, EndsWith("\r\n\r\n\"a\", \"b\"|"));
+}
+
+TEST_F(ServerTest, What_an_answer_says_about_caching_holds) {
+  Start();
+  const std::string answer = Exchange(Get("/headers"));
+  EXPECT_THAT(answer, HasSubstr("Cache-Control: no-cache\r\n"));
+  EXPECT_THAT(answer, Not(HasSubstr("no-store")));
 }
 
 TEST_F(ServerTest, Head_keeps_the_length_and_leaves_the_body_out) {

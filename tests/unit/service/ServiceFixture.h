@@ -38,10 +38,7 @@ class ServiceTest : public testing::Test {
   }
 
   static std::string Header(const Response& response, const std::string& name) {
-    for (const auto& [key, value] : response.headers) {
-      if (key == name) return value;
-    }
-    return "";
+    return response.Header(name);
   }
 
   // The text of the Redfish error object.
