@@ -1,0 +1,43 @@
+# What `cmake --install` puts where, by component:
+#
+#   daemon         cloudclient; with host/ a unit file of systemd
+#   tools          cloudclientctl
+#   service        cloudservice
+#   development    the headers of platform/ and the package cloudclient-platform
+#   documentation  docs/ and examples/
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(TARGETS cloudclient RUNTIME COMPONENT daemon)
+if(TARGET cloudclientctl)
+  install(TARGETS cloudclientctl RUNTIME COMPONENT tools)
+endif()
+if(TARGET cloudservice)
+  install(TARGETS cloudservice RUNTIME COMPONENT service)
+endif()
+# The appliance's own framework starts the daemon that is linked against it.
+if(CLOUDCLIENT_PLATFORM STREQUAL "host")
+  install(CODE "
+    set(program \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/cloudclient\")
+    configure_file(\"${CMAKE_SOURCE_DIR}/cmake/cloudclient.service.in\"
+                   \"${CMAKE_BINARY_DIR}/cloudclient.service\" @ONLY)" COMPONENT daemon)
+  install(FILES "${CMAKE_BINARY_DIR}/cloudclient.service" DESTINATION lib/systemd/system
+    COMPONENT daemon)
+endif()
+
+# find_package(cloudclient-platform) gives the target cloudclient::platform.
+set(_package cloudclient-platform)
+set(_package_folder "${CMAKE_INSTALL_DATADIR}/cmake/${_package}")
+install(TARGETS platform EXPORT ${_package}
+  INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/cloudclient")
+install(DIRECTORY platform DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/cloudclient"
+  COMPONENT development FILES_MATCHING PATTERN "*.h")
+install(EXPORT ${_package} NAMESPACE cloudclient:: FILE ${_package}-config.cmake
+  DESTINATION "${_package_folder}" COMPONENT development)
+write_basic_package_version_file("${CMAKE_BINARY_DIR}/${_package}-config-version.cmake"
+  COMPATIBILITY SameMinorVersion ARCH_INDEPENDENT)
+install(FILES "${CMAKE_BINARY_DIR}/${_package}-config-version.cmake"
+  DESTINATION "${_package_folder}" COMPONENT development)
+
+install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT documentation)
+install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT documentation)
