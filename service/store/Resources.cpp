@@ -18,6 +18,16 @@ std::optional<ResourceRecord> Store::FindResource(const std::string& manager,
   return resource;
 }
 
+std::vector<std::string> Store::ListResources(const std::string& manager,
+                                              const std::optional<std::string>& chassis) {
+  Statement select(m_database,
+                   "SELECT path FROM resource WHERE manager = ? AND chassis IS ? ORDER BY path");
+  select.Bind(manager).Bind(chassis);
+  std::vector<std::string> paths;
+  while (select.Step()) paths.push_back(select.Text(0));
+  return paths;
+}
+
 void Store::PutResource(const ResourceRecord& resource, const Readings& readings) {
   Transaction transaction(m_database);
   Statement(m_database,

@@ -148,6 +148,9 @@ class Store {
   void DeleteChassis(const std::string& id);
 
   std::optional<ResourceRecord> FindResource(const std::string& manager, const std::string& path);
+  // The paths of those below the chassis, or below the manager itself, in their order.
+  std::vector<std::string> ListResources(const std::string& manager,
+                                         const std::optional<std::string>& chassis);
   void PutResource(const ResourceRecord& resource, const Readings& readings);
 
   // What has a value not older than `since`, in order of names.
