@@ -290,6 +290,7 @@ void curl_easy_cleanup(CURL* handle) {
 }
 
 curl_slist* curl_slist_append(curl_slist* list, const char* text) {
+  if (!curl().refusesLine.empty() && curl().refusesLine == text) return nullptr;
   curl_slist* const node = new curl_slist{strdup(text), nullptr};
   if (list == nullptr) {
     ++curl().listsMade;

@@ -49,6 +49,7 @@ class Curl {
   CURLcode globalInitCode = CURLE_OK;
   bool initFails = false;  // curl_easy_init answers null
   std::map<CURLoption, CURLcode> refuses;
+  std::string refusesLine;  // the header line that curl_slist_append has no memory for
   CURLcode getinfoCode = CURLE_OK;
   // Called at each perform before anything else; may throw.
   std::function<void(Transfer&)> onPerform;

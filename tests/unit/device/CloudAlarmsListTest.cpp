@@ -76,6 +76,12 @@ TEST_F(AlarmList, Is_asked_for_faults_alarms_and_warnings_with_the_token) {
                                  "7 ProcessAlarmList: number of active events: 0"));
 }
 
+TEST_F(AlarmList, Is_read_by_the_client_that_is_given) {
+  ServiceHolds("17", {{11, 2, "Alarm"}});
+  mgr->SetHttpsClient(nullptr);
+  EXPECT_THAT(Read(), ElementsAre("Zarvel.GDD.11:2 Alarm"));
+}
+
 TEST_F(AlarmList, Names_the_origin_as_it_is) {
   mgr->ReadAlarmsFromCloudForChassis(&client, "a b&c/\xC3\xBC", alarms);
   EXPECT_EQ(service.lines()[0],

@@ -46,6 +46,16 @@ TEST_F(Post, Keeps_the_token_as_it_is_given) {
   EXPECT_EQ(curl().Last().headerLines.back(), "X-Auth-Token:  a:b ");
 }
 
+TEST_F(Post, A_line_that_finds_no_memory_costs_no_other_line) {
+  curl().refusesLine = "charset=utf-8";
+  curl().Answers(200);
+  EXPECT_EQ(TransportTest::Post("tok-1"), 0u);
+  EXPECT_THAT(curl().Last().headerLines,
+              ElementsAre("Host: 192.0.2.17", "Content-Type: application/json", "Content-Length: 8",
+                          "Accept: application/json", "X-Auth-Token: tok-1"));
+  EXPECT_EQ(curl().liveLists, 0);
+}
+
 TEST_F(Post, Counts_the_length_in_bytes) {
   curl().Answers(200);
   client.PostJsonDocument(kUrl, body, header, "\xC3\xA9", "");

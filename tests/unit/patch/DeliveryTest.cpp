@@ -273,6 +273,12 @@ TEST_F(AllResources, Are_sent_in_ascending_order_of_their_names_and_edited) {
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
 }
 
+TEST_F(AllResources, Are_rendered_for_a_device_of_any_number) {
+  patch.SendAllResourcesToCloud(70000, "17", "uuid-1", &client);
+  ASSERT_THAT(service.requests(), SizeIs(3));
+  for (const fakes::Page& page : platform().pages.asked) EXPECT_EQ(page.velId, 70000);
+}
+
 TEST_F(AllResources, Go_on_after_one_that_fails) {
   service.answers("PATCH", "/a/17", 500);
   platform().pages.texts.erase("page/b");

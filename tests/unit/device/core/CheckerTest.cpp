@@ -55,6 +55,14 @@ TEST_F(Checker, Dispatches_every_half_second_until_the_stop) {
   EXPECT_TRUE(Lines(4).empty());
 }
 
+TEST_F(Checker, Ends_a_pass_that_meets_the_stop_with_its_sleep) {
+  engine.onDispatchEvents = [&] { mgr->Stop(); };
+  EXPECT_TRUE(platform.threads.Run(1, nullptr));
+  EXPECT_EQ(engine.eventDispatches, 1);
+  EXPECT_EQ(engine.covDispatches, 1);
+  EXPECT_THAT(platform.sleeps.microseconds, ElementsAre(500000));
+}
+
 TEST_F(Checker, Delivers_events_then_changes_into_the_queues) {
   mgr->RegisterForDeviceDataChange(1);
   engine.Notifies(4711, 0, 3);

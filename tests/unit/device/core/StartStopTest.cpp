@@ -85,6 +85,13 @@ TEST_F(StartOfManager, Arms_nothing_when_tomorrow_is_unknown) {
   EXPECT_TRUE(mgr->IsRunning());
 }
 
+TEST_F(StartOfManager, Tells_an_alarm_that_was_not_armed_like_one_that_was) {
+  platform.timer.nextId = 65535;
+  mgr->Start();
+  EXPECT_THAT(Lines(), ElementsAre("5 Start: Started tod alarm(alarmid: 65535)"));
+  EXPECT_EQ(g_todAlarmId, 65535);
+}
+
 TEST_F(StartOfManager, Goes_on_when_a_thread_cannot_be_created) {
   platform.threads.createStatus = 11;
   mgr->Start();
