@@ -28,9 +28,14 @@ bool ParsePort(const std::string& text, std::uint16_t& port) {
 }
 
 // The one message about options that don't go together; empty when they do.
-std::string Conflict(const Options& options, bool backup) {
+std::string Conflict(const Options& options) {
   if (options.database.empty()) return "--db takes the name of a file";
-  if (backup && options.backup.empty()) return "backup takes the name of a file";
+  if (options.command == Command::kBackup && options.backup.empty()) {
+    return "backup takes the name of a file";
+  }
+  if (options.with_token && options.secret_from_input) {
+    return "--token has no use for --password-stdin";
+  }
   if (options.email.empty() != options.registration_key.empty()) {
     return "--email and --registration-key go together";
   }
@@ -48,6 +53,49 @@ int Wrong(const std::string& message) {
   return kWrongArguments;
 }
 
+void DescribeBackup(CLI::App& app, Options& options) {
+  CLI::App* backup = app.add_subcommand(
+      "backup", "Writes a copy of the database, which a running service may be using");
+  backup->add_option("FILE", options.backup, "The copy; must not be there yet")->required();
+  backup->callback([&options] { options.command = Command::kBackup; });
+}
+
+// A command of `group`; runs on the database of a running service too.
+CLI::App* Sub(CLI::App& group, Options& options, Command command, const char* name,
+              const char* text, const char* subject) {
+  CLI::App* sub = group.add_subcommand(name, text);
+  if (subject != nullptr) sub->add_option(subject, options.subject)->required();
+  sub->callback([&options, command] { options.command = command; });
+  return sub;
+}
+
+void DescribeOwners(CLI::App& app, Options& options) {
+  CLI::App& account = *app.add_subcommand("account", "Who may register appliances");
+  account.require_subcommand(1);
+  CLI::App* add =
+      Sub(account, options, Command::kAddAccount, "add",
+          "Makes an account, or gives it one more registration key; prints the key", "EMAIL");
+  add->add_flag("--key-stdin", options.secret_from_input,
+                "The key is the first line of standard input instead of a new one");
+  add->add_flag("--replace", options.replace, "In place of the keys that the account has");
+  Sub(account, options, Command::kListAccounts, "list", "Lists the accounts", nullptr);
+  Sub(account, options, Command::kRemoveAccount, "remove",
+      "Removes an account; its appliances' tokens end", "EMAIL")
+      ->add_flag("--appliances", options.with_appliances,
+                 "With its appliances and all that they sent");
+
+  CLI::App& people = *app.add_subcommand("operator", "Who may look at all appliances");
+  people.require_subcommand(1);
+  CLI::App* person = Sub(people, options, Command::kAddOperator, "add",
+                         "Makes an operator; prints the password, or the token", "NAME");
+  person->add_flag("--password-stdin", options.secret_from_input,
+                   "The password is the first line of standard input instead of a new one");
+  person->add_flag("--token", options.with_token, "With a token in place of a password");
+  Sub(people, options, Command::kListOperators, "list", "Lists the operators", nullptr);
+  Sub(people, options, Command::kRemoveOperator, "remove",
+      "Removes an operator; sessions and streams end", "NAME");
+}
+
 void Describe(CLI::App& app, Options& options, std::string& listen) {
   app.set_version_flag("--version", std::string("cloudservice ") + CLOUDSERVICE_VERSION);
   app.add_option("--listen", listen, "Address and port; port 0 picks a free one, IPv6 in brackets")
@@ -57,10 +105,10 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
       ->type_name("FILE")
       ->capture_default_str();
   app.fallthrough();
-  CLI::App* backup = app.add_subcommand(
-      "backup", "Writes a copy of the database, which a running service may be using");
-  backup->add_option("FILE", options.backup, "The copy; must not be there yet")->required();
-  app.add_option("--email", options.email, "E-mail address with which appliances register");
+  DescribeBackup(app, options);
+  DescribeOwners(app, options);
+  app.add_option("--email", options.email,
+                 "E-mail address with which appliances register; kept as an account");
   app.add_option("--registration-key", options.registration_key,
                  "Key with which appliances register");
   app.add_flag("--http", options.plain_http, "Plain HTTP instead of HTTPS");
@@ -109,7 +157,7 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv, int& stat
     status = Wrong("--listen " + listen + ": neither ADDR:PORT nor [ADDR]:PORT");
     return std::nullopt;
   }
-  const std::string conflict = Conflict(options, app.got_subcommand("backup"));
+  const std::string conflict = Conflict(options);
   if (!conflict.empty()) {
     status = Wrong(conflict);
     return std::nullopt;

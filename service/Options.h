@@ -8,14 +8,31 @@
 
 namespace cloudservice {
 
+enum class Command {
+  kServe,
+  kBackup,
+  kAddAccount,
+  kListAccounts,
+  kRemoveAccount,
+  kAddOperator,
+  kListOperators,
+  kRemoveOperator,
+};
+
 // What the command line says.
 struct Options {
+  Command command = Command::kServe;
+  std::string subject;                // of an account or operator command: e-mail address or name
+  bool secret_from_input = false;     // account add, operator add
+  bool replace = false;               // account add: in place of the keys that it has
+  bool with_appliances = false;       // account remove
+  bool with_token = false;            // operator add
   std::string address = "127.0.0.1";  // an IPv4 or IPv6 address, without brackets
   std::uint16_t port = 8443;          // 0: any free one
   std::string database = "cloudservice.db";
-  std::string email;             // with the key: what a registration has to bring; both or neither
+  std::string email;             // with the key: an account to be there; both or neither
   std::string registration_key;  // as above
-  std::string backup;            // not empty: back up the database into this file, and end
+  std::string backup;            // kBackup: the file
   bool plain_http = false;
   std::string certificate;  // PEM files; both or neither
   std::string key;

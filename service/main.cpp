@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <iostream>
 #include <optional>
 
 #include <boost/asio/io_context.hpp>
@@ -18,6 +19,9 @@
 #include "service/http/Tls.h"
 #include "service/ops/Backup.h"
 #include "service/ops/Operations.h"
+#include "service/owners/Accounts.h"
+#include "service/owners/Commands.h"
+#include "service/page/Page.h"
 #include "service/redfish/Service.h"
 #include "service/store/Store.h"
 
@@ -83,7 +87,10 @@ void RemoveOldEveryHour(boost::asio::steady_timer& timer, RedfishService& servic
 }
 
 Operations::Service Behind(RedfishService& service, const Server& server) {
-  return {[&service](const Request& request) { return service.Handle(request); },
+  return {[&service](const Request& request) {
+            std::optional<Response> page = AnswerPage(request);
+            return page ? *std::move(page) : service.Handle(request);
+          },
           [&service](unsigned status, const Request& request, const std::string& reason) {
             return service.Refuse(status, request.method, request.target, reason);
           },
@@ -96,8 +103,11 @@ int Run(const Options& options, const Log& log) {
     log.Line("database upgraded, the one before is kept as " + store.KeptCopy());
   }
   std::optional<boost::asio::ssl::context> tls = TlsOf(options, log);
-  RedfishService service(store, log, {options.email, options.registration_key}, WallClock,
-                         RetentionOf(options));
+  Accounts accounts(store, WallClock, SteadyClock);
+  if (!options.email.empty() && accounts.Add(options.email, options.registration_key)) {
+    log.Line("account: " + options.email + " has a new registration key");
+  }
+  RedfishService service(store, log, accounts, WallClock, RetentionOf(options));
 
   boost::asio::io_context io(1);
   boost::asio::signal_set signals(io, SIGTERM, SIGINT);
@@ -116,9 +126,7 @@ int Run(const Options& options, const Log& log) {
   boost::asio::steady_timer cleaning(io);
   RemoveOldEveryHour(cleaning, service);
   WaitForSignal(signals, server, cleaning, log);
-  if (options.email.empty()) {
-    log.Line("no --email and --registration-key: no appliance can register");
-  }
+  if (!accounts.Any()) log.Line("no account: no appliance can register");
   std::printf("listening on %s\n", server.Url().c_str());
   std::fflush(stdout);
   io.run();
@@ -136,9 +144,14 @@ int Main(int argc, char** argv) {
   umask(077);
   RaiseDescriptorLimit();
   try {
-    if (!options->backup.empty()) {
+    if (options->command == Command::kBackup) {
       BackUp(options->database, options->backup);
       return EXIT_SUCCESS;
+    }
+    if (options->command != Command::kServe) {
+      RunOwnersCommand(*options, WallClock, std::cin, std::cout);
+      std::cout.flush();
+      return std::cout ? EXIT_SUCCESS : EXIT_FAILURE;
     }
     return Run(*options, Log(WriteToStandardError, WallClock));
   } catch (const std::exception& error) {

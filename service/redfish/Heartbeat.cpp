@@ -46,7 +46,8 @@ Response RedfishService::TakeHeartbeat(const Call& call) {
   Heartbeat heartbeat;
   heartbeat.last = m_clock();
   heartbeat.interval = CheckedInterval(document);
-  heartbeat.count = m_store.AddHeartbeat(call.owner->uuid, *heartbeat.last, *heartbeat.interval);
+  heartbeat.count = m_store.AddHeartbeat(call.owner->uuid, *heartbeat.last, *heartbeat.interval,
+                                         call.request.peer);
   m_log.Line("heartbeat " + std::to_string(heartbeat.count) + " from " + Named(*call.owner));
   return JsonResponse(200, HeartbeatView(heartbeat));
 }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "service/Secret.h"
 #include "service/redfish/Refusal.h"
@@ -22,6 +23,18 @@ std::string CheckedUuid(const Json& document) {
     throw Refusal(400, "\"UUID\" is not made of up to 128 letters, digits, \"-\" and \"_\".");
   }
   return uuid;
+}
+
+// The values stand in the query as plain text, an ampersand in the address included: nothing is
+// decoded, and the address runs to the last place where the key can begin.
+std::pair<std::string, std::string> CredentialsOf(const std::string& query) {
+  static const std::string kEmail = "setup_email=";
+  static const std::string kKey = "&registration_key=";
+  const std::size_t key = query.rfind(kKey);
+  if (query.rfind(kEmail, 0) != 0 || key == std::string::npos || key < kEmail.size()) {
+    throw Refusal(401, "A registration takes setup_email and registration_key.");
+  }
+  return {query.substr(kEmail.size(), key - kEmail.size()), query.substr(key + kKey.size())};
 }
 
 // The member as an object; what is there of another type gives way.
@@ -57,26 +70,24 @@ Response RedfishService::FindManagerByUuid(const Call& call, const std::string& 
   return response;
 }
 
-// The values stand in the query as plain text, an ampersand in the address included: nothing is
-// decoded, and the address runs to the last place where the key can begin.
-void RedfishService::CheckCredentials(const std::string& query) const {
-  static const std::string kEmail = "setup_email=";
-  static const std::string kKey = "&registration_key=";
-  const std::size_t key = query.rfind(kKey);
-  if (query.rfind(kEmail, 0) != 0 || key == std::string::npos || key < kEmail.size()) {
-    throw Refusal(401, "A registration takes setup_email and registration_key.");
+Admission RedfishService::Admit(const Call& call) {
+  const auto [email, key] = CredentialsOf(call.target.query);
+  if (!m_accounts.Any()) throw Refusal(401, "This service has no account to register with.");
+  const Admission admission = m_accounts.Admit(call.request.peer, email, key);
+  if (admission.wait == 0 && !admission.account) {
+    throw Refusal(401, "The e-mail address or the key is wrong.");
   }
-  if (m_credentials.email.empty()) {
-    throw Refusal(401, "This service has no e-mail address and key to register with.");
-  }
-  const bool email =
-      EqualSecrets(query.substr(kEmail.size(), key - kEmail.size()), m_credentials.email);
-  const bool right = EqualSecrets(query.substr(key + kKey.size()), m_credentials.registration_key);
-  if (!email || !right) throw Refusal(401, "The e-mail address or the key is wrong.");
+  return admission;
 }
 
 Response RedfishService::RegisterManager(const Call& call) {
-  CheckCredentials(call.target.query);
+  const Admission admission = Admit(call);
+  if (admission.wait > 0) {
+    Response response = Refused(429, call.request.method, call.request.target,
+                                "Too many wrong registrations from this address.");
+    response.SetHeader("Retry-After", std::to_string(admission.wait));
+    return response;
+  }
   const Json document = ParseObject(call.request.body);
   ManagerRecord manager;
   manager.uuid = CheckedUuid(document);
@@ -84,6 +95,13 @@ Response RedfishService::RegisterManager(const Call& call) {
   if (manager.name.empty()) manager.name = "unnamed";
   manager.document = call.request.body;
   manager.registered = m_clock();
+  manager.account = admission.account;
+  manager.address = call.request.peer;
+  const std::optional<ManagerRecord> before = m_store.FindManager(manager.uuid);
+  // Else whoever has an account could take, and empty, what is another's.
+  if (before && before->account && before->account != manager.account) {
+    throw Refusal(403, "This UUID is registered with another account.");
+  }
 
   const std::string token = RandomHex(kTokenBytes);
   const bool known = m_store.AddManager(manager, Sha256Hex(token));

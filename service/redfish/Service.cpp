@@ -39,11 +39,11 @@ Response Marked(Response response) {
 
 }  // namespace
 
-RedfishService::RedfishService(Store& store, const Log& log, Credentials credentials, Clock clock,
+RedfishService::RedfishService(Store& store, const Log& log, Accounts& accounts, Clock clock,
                                Retention retention)
     : m_store(store),
       m_log(log),
-      m_credentials(std::move(credentials)),
+      m_accounts(accounts),
       m_clock(std::move(clock)),
       m_retention(retention) {}
 

@@ -8,6 +8,7 @@
 #include "service/Log.h"
 #include "service/http/Message.h"
 #include "service/http/Target.h"
+#include "service/owners/Accounts.h"
 #include "service/redfish/Document.h"
 #include "service/store/Store.h"
 
@@ -15,23 +16,17 @@ namespace cloudservice {
 
 struct HistoryQuery;
 
-// What a registration has to bring. Empty: nobody can register.
-struct Credentials {
-  std::string email;
-  std::string registration_key;
-};
-
 // How long things are kept, in seconds.
 struct Retention {
   std::int64_t history = 7 * 24 * 3600;
   std::int64_t events = 365 * 24 * 3600;
 };
 
-// The Redfish service: requests in, answers out, no sockets. One thread. The store and the log
-// outlive it.
+// The Redfish service: requests in, answers out, no sockets. One thread. The store, the log and the
+// accounts outlive it.
 class RedfishService {
  public:
-  RedfishService(Store& store, const Log& log, Credentials credentials, Clock clock,
+  RedfishService(Store& store, const Log& log, Accounts& accounts, Clock clock,
                  Retention retention = {});
 
   // Drops what is older than it is to be kept; a failure becomes a line in the log.
@@ -79,7 +74,8 @@ class RedfishService {
   Response PatchManager(const Call& call);
   Response DeleteManager(const Call& call);
   Response FindManagerByUuid(const Call& call, const std::string& uuid);
-  void CheckCredentials(const std::string& query) const;
+  // Throws Refusal (401) where the account is not to be had, except for one that has to wait.
+  Admission Admit(const Call& call);
   Json ManagerView(const ManagerRecord& manager);
   Json HeartbeatView(const Heartbeat& heartbeat) const;
   bool IsOverdue(const Heartbeat& heartbeat) const;
@@ -121,7 +117,7 @@ class RedfishService {
 
   Store& m_store;
   const Log& m_log;
-  const Credentials m_credentials;
+  Accounts& m_accounts;
   const Clock m_clock;
   const Retention m_retention;
 };

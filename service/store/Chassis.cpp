@@ -3,12 +3,16 @@
 namespace cloudservice {
 
 void Store::AddChassis(const ChassisRecord& chassis) {
-  Statement(m_database, "INSERT INTO chassis (id, manager, document, created) VALUES (?, ?, ?, ?)")
+  Statement(m_database,
+            "INSERT INTO chassis (id, manager, document, created, changed) "
+            "VALUES (?, ?, ?, ?, ?)")
       .Bind(chassis.id)
       .Bind(chassis.manager)
       .Bind(chassis.document)
       .Bind(chassis.created)
+      .Bind(chassis.created)
       .Run();
+  Tell({Change::What::kAppliance, chassis.manager, 0, ""});
 }
 
 std::optional<ChassisRecord> Store::FindChassis(const std::string& manager, const std::string& id) {
@@ -31,16 +35,22 @@ std::vector<std::string> Store::ListChassis(const std::string& manager) {
 void Store::SetChassisDocument(const std::string& id, const std::string& document,
                                const Readings& readings) {
   Transaction transaction(m_database);
-  Statement(m_database, "UPDATE chassis SET document = ? WHERE id = ?")
+  Statement(m_database, "UPDATE chassis SET document = ?, changed = ? WHERE id = ?")
       .Bind(document)
+      .Bind(readings.time)
       .Bind(id)
       .Run();
   AddReadings(readings);
   transaction.Commit();
+  Tell({Change::What::kDocument, readings.manager, 0, readings.path});
 }
 
 void Store::DeleteChassis(const std::string& id) {
+  Statement owner(m_database, "SELECT manager FROM chassis WHERE id = ?");
+  owner.Bind(id);
+  const std::string manager = owner.Step() ? owner.Text(0) : "";
   Statement(m_database, "DELETE FROM chassis WHERE id = ?").Bind(id).Run();
+  if (!manager.empty()) Tell({Change::What::kAppliance, manager, 0, ""});
 }
 
 }  // namespace cloudservice

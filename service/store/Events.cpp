@@ -20,6 +20,8 @@ StoredEvent Store::AddEvent(const EventRecord& event, AlarmEffect effect,
   if (effect == AlarmEffect::kRaise) stored.outcome = RaiseAlarm(event, stored.id, alarm);
   if (effect == AlarmEffect::kClear) stored.outcome = ClearAlarm(event, alarm);
   transaction.Commit();
+  Tell({Change::What::kEvent, event.manager, stored.id, ""});
+  if (stored.outcome != AlarmOutcome::kNone) Tell({Change::What::kAppliance, event.manager, 0, ""});
   return stored;
 }
 
@@ -31,13 +33,14 @@ AlarmOutcome Store::RaiseAlarm(const EventRecord& event, std::int64_t id,
   open.Bind(event.chassis).Bind(alarm);
   if (!open.Step()) {
     Statement(m_database,
-              "INSERT INTO alarm (chassis, message_id, severity, event, opened) "
-              "VALUES (?, ?, ?, ?, ?)")
+              "INSERT INTO alarm (chassis, message_id, severity, event, opened, opening) "
+              "VALUES (?, ?, ?, ?, ?, ?)")
         .Bind(event.chassis)
         .Bind(alarm)
         .Bind(event.severity)
         .Bind(id)
         .Bind(event.received)
+        .Bind(id)
         .Run();
     return AlarmOutcome::kOpened;
   }

@@ -42,6 +42,7 @@ void Store::PutResource(const ResourceRecord& resource, const Readings& readings
       .Run();
   AddReadings(readings);
   transaction.Commit();
+  Tell({Change::What::kDocument, resource.manager, 0, resource.path});
 }
 
 }  // namespace cloudservice

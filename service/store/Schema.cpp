@@ -12,7 +12,7 @@ namespace {
 constexpr std::int64_t kApplicationId = 0x4b636c64;
 
 // Step N brings version N to version N + 1. A step that was released never changes.
-constexpr std::array<const char*, 2> kSteps = {
+constexpr std::array<const char*, 3> kSteps = {
     R"sql(
 CREATE TABLE manager (
   uuid TEXT PRIMARY KEY,
@@ -92,6 +92,49 @@ CREATE TABLE reading (
 CREATE INDEX reading_member ON reading (member);
 CREATE INDEX reading_time ON reading (time);
 CREATE INDEX event_received ON event (received);
+)sql",
+    R"sql(
+-- Who owns appliances, and with which keys they register.
+CREATE TABLE account (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  email TEXT NOT NULL UNIQUE,
+  created INTEGER NOT NULL
+) STRICT;
+CREATE TABLE registration_key (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  account INTEGER NOT NULL REFERENCES account (id) ON DELETE CASCADE,
+  hash TEXT NOT NULL,
+  created INTEGER NOT NULL
+) STRICT;
+CREATE INDEX registration_key_account ON registration_key (account);
+
+-- Who looks at all appliances: by a password, or by a token.
+CREATE TABLE operator (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  name TEXT NOT NULL UNIQUE,
+  password_hash TEXT,
+  token_hash TEXT UNIQUE,
+  created INTEGER NOT NULL
+) STRICT;
+
+-- The token_hash of a manager whose account was removed is no hash: "ended UUID".
+ALTER TABLE manager ADD COLUMN account INTEGER REFERENCES account (id) ON DELETE SET NULL;
+ALTER TABLE manager ADD COLUMN address TEXT;
+ALTER TABLE manager ADD COLUMN changed INTEGER NOT NULL DEFAULT 0;
+UPDATE manager SET changed = registered;
+CREATE INDEX manager_account ON manager (account);
+ALTER TABLE chassis ADD COLUMN changed INTEGER NOT NULL DEFAULT 0;
+UPDATE chassis SET changed = created;
+
+-- The event that opened the alarm.
+ALTER TABLE alarm ADD COLUMN opening INTEGER NOT NULL DEFAULT 0;
+UPDATE alarm SET opening = coalesce(
+  (SELECT min(event.id) FROM event WHERE event.chassis = alarm.chassis
+   AND event.message_id = alarm.message_id AND event.received >= alarm.opened), event);
+
+CREATE INDEX reading_member_time ON reading (member, time);
+-- Beside the one with the chassis: in the order of arrival.
+CREATE INDEX event_manager_id ON event (manager);
 )sql",
 };
 

@@ -2,8 +2,10 @@
 #define SERVICE_STORE_STORE_H_
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "service/store/Database.h"
@@ -25,6 +27,48 @@ struct ManagerRecord {
   std::string document;
   std::int64_t registered = 0;
   Heartbeat heartbeat;
+  std::optional<std::int64_t> account = std::nullopt;  // with which it registered; none: it is gone
+  std::string address = {};  // from which it was heard of last; empty: not known
+};
+
+struct AccountRecord {
+  std::int64_t id = 0;
+  std::string email;
+  std::int64_t created = 0;
+  std::int64_t keys = 0;      // how many it has
+  std::int64_t managers = 0;  // the same
+};
+
+struct OperatorRecord {
+  std::int64_t id = 0;  // given by the store, never twice
+  std::string name;
+  std::optional<std::string> password_hash;
+  std::optional<std::string> token_hash;
+  std::int64_t created = 0;
+};
+
+// A manager as operators see it.
+struct ApplianceRecord {
+  ManagerRecord manager;
+  std::int64_t changed = 0;            // its document
+  std::optional<std::string> email;    // its account's
+  std::optional<std::string> chassis;  // its first
+};
+
+struct OpenAlarmCount {
+  std::string manager;
+  std::string severity;  // as sent
+  std::int64_t count = 0;
+};
+
+struct AlarmRecord {
+  std::int64_t id = 0;
+  std::int64_t event = 0;  // which opened it or changed it last
+  std::string chassis;
+  std::string message_id;
+  std::string severity;
+  std::string document;  // the event's
+  std::int64_t opened = 0;
 };
 
 struct ChassisRecord {
@@ -86,6 +130,49 @@ struct EventRecord {
 // Members of one document that have a history; more are not recorded.
 constexpr std::int64_t kMaxHistoryMembers = 1000;
 
+// A document that an appliance keeps at the service: its own, a chassis', or a resource's.
+struct DocumentRecord {
+  std::string path;
+  std::string document;
+  std::int64_t changed = 0;
+};
+
+// A number's history.
+struct MemberRecord {
+  std::int64_t id = 0;
+  std::string path;
+  std::string name;
+};
+
+enum class EventKind { kAlarm, kClear, kMessage, kPoint };
+
+// An event as the log shows it.
+struct LoggedEvent {
+  EventRecord event;
+  EventKind kind = EventKind::kMessage;
+  bool cleared = false;  // of an alarm event: its alarm is no longer open
+};
+
+// Newest first.
+struct LogFilter {
+  std::string manager;
+  std::optional<EventKind> kind;
+  std::optional<std::string> severity;  // in any case of letters
+  std::optional<std::int64_t> since;    // received then or later
+  std::optional<std::int64_t> until;    // received earlier
+  std::optional<std::int64_t> before;   // with a smaller identifier
+  std::int64_t limit = 0;
+};
+
+// What an operation has changed.
+struct Change {
+  enum class What { kAppliance, kEvent, kDocument, kGone };
+  What what = What::kAppliance;
+  std::string manager;
+  std::int64_t event = 0;  // kEvent: its identifier
+  std::string path;        // kDocument: the document's
+};
+
 // How much there is of what.
 struct Holdings {
   std::int64_t managers = 0;
@@ -118,10 +205,17 @@ struct EventFilter {
 // or nothing of it is. One thread. Every operation throws DatabaseError.
 class Store {
  public:
-  // Opens or creates the file and brings its schema up to date.
-  explicit Store(const std::string& file);
+  // Opens the file, or creates it where it is missing, and brings its schema up to date.
+  explicit Store(const std::string& file, Database::Missing missing = Database::Missing::kCreate);
   // The copy of the file that was kept when its schema was brought up to date; empty: it was.
   const std::string& KeptCopy() const { return m_kept_copy; }
+
+  // Called with each change of what appliances keep once it is on the disk, on the thread and
+  // before the end of the operation. Must not throw, and must not change anything.
+  using Listener = std::function<void(const Change& change)>;
+  void Listen(Listener listener) { m_listener = std::move(listener); }
+  // A number that is another one when another process has changed the database.
+  std::int64_t ForeignChanges();
 
   // Throws when the database cannot be read.
   void Check();
@@ -135,8 +229,9 @@ class Store {
   void SetManagerDocument(const std::string& uuid, const std::string& document,
                           const Readings& readings);
   void DeleteManager(const std::string& uuid);
-  // Returns the count, this one included.
-  std::int64_t AddHeartbeat(const std::string& uuid, std::int64_t when, std::int64_t interval);
+  // Returns the count, this one included. An empty address leaves the one that is known.
+  std::int64_t AddHeartbeat(const std::string& uuid, std::int64_t when, std::int64_t interval,
+                            const std::string& address = "");
 
   void AddChassis(const ChassisRecord& chassis);
   std::optional<ChassisRecord> FindChassis(const std::string& manager, const std::string& id);
@@ -169,7 +264,58 @@ class Store {
   // The identifiers, oldest first.
   std::vector<std::int64_t> ListEvents(const EventFilter& filter);
 
+  std::optional<AccountRecord> FindAccount(const std::string& email);
+  // In order of their addresses.
+  std::vector<AccountRecord> ListAccounts();
+  // Whether there is one with a key.
+  bool HasAccounts();
+  // Gives the account a key, beside those that it has or in their place; makes the account when
+  // there is none.
+  void AddRegistrationKey(const std::string& email, const std::string& hash, bool replace,
+                          std::int64_t now);
+  // The hashes, oldest first.
+  std::vector<std::string> ListRegistrationKeys(std::int64_t account);
+  // With its keys. Its managers go too, or stay with what they sent: their tokens end, and whoever
+  // registers one of them next owns it.
+  void DeleteAccount(std::int64_t account, bool with_managers);
+
+  // False when there is one of this name.
+  bool AddOperator(const OperatorRecord& person);
+  std::optional<OperatorRecord> FindOperator(const std::string& name);
+  std::optional<OperatorRecord> FindOperator(std::int64_t id);
+  std::optional<OperatorRecord> FindOperatorByToken(const std::string& token_hash);
+  // In order of their names.
+  std::vector<OperatorRecord> ListOperators();
+  // False when there is none of this name.
+  bool DeleteOperator(const std::string& name);
+
+  std::vector<ApplianceRecord> ListAppliances();
+  std::optional<ApplianceRecord> FindAppliance(const std::string& uuid);
+  // Those of which a heartbeat came due, by `factor` intervals since the last one, after `from` and
+  // not after `to`. Before the first heartbeat the registration stands for it, and `interval` for
+  // its interval.
+  std::vector<std::string> ListDue(std::int64_t from, std::int64_t to, std::int64_t factor,
+                                   std::int64_t interval);
+  // Of all managers, or of one.
+  std::vector<OpenAlarmCount> CountOpenAlarms(const std::optional<std::string>& manager);
+  // Newest first.
+  std::vector<AlarmRecord> ListOpenAlarms(const std::string& manager);
+  std::vector<LoggedEvent> ListLog(const LogFilter& filter);
+  std::vector<ChassisRecord> ListChassisRecords(const std::string& manager);
+  // In the order of their paths.
+  std::vector<DocumentRecord> ListDocuments(const std::string& manager);
+  std::optional<DocumentRecord> FindDocument(const std::string& manager, const std::string& path);
+  // What has a history, of all documents or of one, in the order of paths and names.
+  std::vector<MemberRecord> ListMembers(const std::string& manager,
+                                        const std::optional<std::string>& path);
+  // Gives each value of the half-open stretch of time to `take`, in order of time.
+  void ReadHistory(std::int64_t member, std::int64_t since, std::int64_t until,
+                   const std::function<void(std::int64_t time, const std::string& value)>& take);
+
  private:
+  void Tell(const Change& change) const {
+    if (m_listener) m_listener(change);
+  }
   AlarmOutcome RaiseAlarm(const EventRecord& event, std::int64_t id, const std::string& alarm);
   AlarmOutcome ClearAlarm(const EventRecord& event, const std::string& alarm);
   // Inside a transaction.
@@ -178,6 +324,7 @@ class Store {
 
   Database m_database;
   const std::string m_kept_copy;
+  Listener m_listener;
 };
 
 }  // namespace cloudservice

@@ -54,8 +54,7 @@ TEST_F(Managers, Registration_reads_the_query_raw_with_the_address_up_to_the_las
 }
 
 TEST_F(Managers, Address_may_itself_hold_the_words_that_begin_the_key) {
-  service = std::make_unique<RedfishService>(
-      *store, log, Credentials{"a&registration_key=b@example.org", "k"}, [this] { return now; });
+  accounts->Add("a&registration_key=b@example.org", "k");
   const Response response = Ask("POST",
                                 "/redfish/v1/Managers?setup_email=a&registration_key=b@example.org"
                                 "&registration_key=k",
@@ -63,11 +62,57 @@ TEST_F(Managers, Address_may_itself_hold_the_words_that_begin_the_key) {
   EXPECT_EQ(response.status, 201u);
 }
 
-TEST_F(Managers, Without_credentials_of_its_own_the_service_registers_nobody) {
-  service = std::make_unique<RedfishService>(*store, log, Credentials{}, [this] { return now; });
+TEST_F(Managers, Without_an_account_the_service_registers_nobody) {
+  store->DeleteAccount(store->FindAccount(kEmail)->id, false);
   const Response response =
       Ask("POST", "/redfish/v1/Managers?setup_email=&registration_key=", "", R"({"UUID": "u"})");
   EXPECT_EQ(response.status, 401u);
+}
+
+TEST_F(Managers, Too_many_wrong_registrations_have_to_wait_while_others_register) {
+  const std::string wrong = "/redfish/v1/Managers?setup_email=x@example.org&registration_key=y";
+  for (int i = 0; i < FailureLimit::kTries; ++i) EXPECT_EQ(Ask("POST", wrong).status, 401u);
+  const Response response = Register("u-1");
+  EXPECT_EQ(response.status, 429u);
+  EXPECT_EQ(Header(response, "Retry-After"), "30");
+  EXPECT_FALSE(store->FindManager("u-1"));
+  const Request other{"POST", kRegistration, R"({"UUID": "u-2"})", "", "192.0.2.8", {}};
+  EXPECT_EQ(service->Handle(other).status, 201u);
+  steady += 30;
+  EXPECT_EQ(Register("u-1").status, 201u);
+}
+
+TEST_F(Managers, Manager_of_another_account_is_not_taken_over) {
+  const std::string token = Token("u-1");
+  accounts->Add("b@example.org", "k");
+  const std::string other = "/redfish/v1/Managers?setup_email=b@example.org&registration_key=k";
+  EXPECT_EQ(Ask("POST", other, "", R"({"UUID": "u-1"})").status, 403u);
+  EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", token).status, 200u);
+  EXPECT_EQ(Ask("POST", other, "", R"({"UUID": "u-2"})").status, 201u);
+  EXPECT_EQ(store->FindAppliance("u-2")->email, "b@example.org");
+}
+
+TEST_F(Managers, Removed_account_ends_the_tokens_and_frees_the_appliances) {
+  const std::string token = Token("u-1");
+  const std::string chassis = Chassis(token);
+  store->DeleteAccount(store->FindAccount(kEmail)->id, false);
+  EXPECT_EQ(Ask("GET", "/redfish/v1/Managers?uuid=u-1", token).status, 403u);
+  EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", token).status, 401u);
+  EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", "ended u-1").status, 401u);
+  EXPECT_EQ(store->FindAppliance("u-1")->chassis, chassis);
+  EXPECT_FALSE(store->FindAppliance("u-1")->email);
+  accounts->Add("b@example.org", "k");
+  EXPECT_EQ(Ask("POST", "/redfish/v1/Managers?setup_email=b@example.org&registration_key=k", "",
+                R"({"UUID": "u-1"})")
+                .status,
+            201u);
+}
+
+TEST_F(Managers, Account_removed_with_its_appliances_leaves_nothing) {
+  Token("u-1");
+  store->DeleteAccount(store->FindAccount(kEmail)->id, true);
+  EXPECT_FALSE(store->FindManager("u-1"));
+  EXPECT_TRUE(store->ListAccounts().empty());
 }
 
 TEST_F(Managers, Log_never_holds_key_or_token) {

@@ -68,6 +68,29 @@ TEST_F(CommandLine, Backup_takes_a_file_and_the_database) {
   EXPECT_EQ(options->database, "/x/y.db");
 }
 
+TEST_F(CommandLine, Owners_are_commands_of_their_own) {
+  auto options = Parse({"account", "add", "--db", "/x/y.db", "a@b", "--key-stdin", "--replace"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->command, Command::kAddAccount);
+  EXPECT_EQ(options->subject, "a@b");
+  EXPECT_EQ(options->database, "/x/y.db");
+  EXPECT_TRUE(options->secret_from_input);
+  EXPECT_TRUE(options->replace);
+  options = Parse({"account", "remove", "a@b", "--appliances"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->command, Command::kRemoveAccount);
+  EXPECT_TRUE(options->with_appliances);
+  options = Parse({"--db", "d", "operator", "add", "olga", "--token"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->command, Command::kAddOperator);
+  EXPECT_TRUE(options->with_token);
+  EXPECT_EQ(Parse({"account", "list"})->command, Command::kListAccounts);
+  EXPECT_EQ(Parse({"operator", "list"})->command, Command::kListOperators);
+  EXPECT_EQ(Parse({"operator", "remove", "olga"})->command, Command::kRemoveOperator);
+  EXPECT_EQ(Parse({"backup", "f"})->command, Command::kBackup);
+  EXPECT_EQ(Parse({})->command, Command::kServe);
+}
+
 TEST_F(CommandLine, Help_and_version_go_to_standard_output) {
   EXPECT_FALSE(Parse({"--help"}));
   EXPECT_EQ(status, 0);
@@ -102,6 +125,11 @@ TEST_F(CommandLine, Wrong_arguments_are_status_2_and_one_line) {
       {"backup"},
       {"backup", ""},
       {"backup", "a", "b"},
+      {"account"},
+      {"account", "add"},
+      {"account", "list", "x"},
+      {"operator", "rename", "x"},
+      {"operator", "add", "x", "--token", "--password-stdin"},
       {"--db", ""},
       {"--db"},
   };

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "TempFolder.h"
+#include "service/Secret.h"
 #include "service/redfish/Service.h"
 
 namespace cloudservice {
@@ -22,8 +23,16 @@ class ServiceTest : public testing::Test {
   void Restart() {
     service.reset();
     store = std::make_unique<Store>(folder.File("service.db"));
-    service = std::make_unique<RedfishService>(
-        *store, log, Credentials{"owner+1&2@example.org", "key-7"}, [this] { return now; });
+    accounts = std::make_unique<Accounts>(
+        *store, [this] { return now; }, [this] { return steady; });
+    if (!accounts->Any()) store->AddRegistrationKey(kEmail, KeyHash(), false, now);
+    service = std::make_unique<RedfishService>(*store, log, *accounts, [this] { return now; });
+  }
+
+  // Made once, since it is slow to make.
+  static const std::string& KeyHash() {
+    static const std::string hash = HashPassword("key-7");
+    return hash;
   }
 
   Response Ask(const std::string& method, const std::string& target, const std::string& token = "",
@@ -61,14 +70,17 @@ class ServiceTest : public testing::Test {
     return Got(201, Ask("POST", "/redfish/v1/Chassis", token, body)).at("Id").get<std::string>();
   }
 
+  static constexpr const char* kEmail = "owner+1&2@example.org";
   static constexpr const char* kRegistration =
       "/redfish/v1/Managers?setup_email=owner+1&2@example.org&registration_key=key-7";
 
   TempFolder folder;
   time_t now = 1772716029;
+  time_t steady = 1000;
   std::vector<std::string> lines;
   Log log{[this](const std::string& line) { lines.push_back(line); }, [this] { return now; }};
   std::unique_ptr<Store> store;
+  std::unique_ptr<Accounts> accounts;
   std::unique_ptr<RedfishService> service;
 };
 

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "OldSchema.h"
 #include "TempFolder.h"
 #include "service/store/Schema.h"
 #include "service/store/Store.h"
@@ -65,16 +66,13 @@ TEST_F(StoreOnDisk, Database_of_a_newer_version_is_left_alone) {
   EXPECT_THAT(OpeningFails(file), HasSubstr("s.db was written by a newer cloudservice"));
 }
 
-// Makes of a file of today what version 1 of the schema was.
-void MakeVersion1(const std::string& file) {
-  Database database(file);
-  database.Execute(
-      "DROP TABLE reading; DROP TABLE member; DROP INDEX event_received; PRAGMA user_version = 1");
-}
+constexpr const char* kOldManager =
+    "INSERT INTO manager (uuid, name, token_hash, document, registered) "
+    "VALUES ('u', 'n', 'hash', '{}', 7)";
 
 TEST_F(StoreOnDisk, Older_version_is_upgraded_and_kept_beside) {
-  Store(file).AddManager({"u", "n", "{}", 1, {}}, "hash");
-  MakeVersion1(file);
+  MakeOldDatabase(file, 1);
+  Database(file).Execute(kOldManager);
   std::ofstream(file + ".v1") << "from some time before";
   Store store(file);
   EXPECT_EQ(store.KeptCopy(), file + ".v1");
@@ -91,13 +89,47 @@ TEST_F(StoreOnDisk, Older_version_is_upgraded_and_kept_beside) {
 }
 
 TEST_F(StoreOnDisk, Nothing_is_upgraded_where_the_old_cannot_be_kept) {
-  { Store store(file); }
-  MakeVersion1(file);
+  MakeOldDatabase(file, 1);
   std::filesystem::create_directory(file + ".v1");
   EXPECT_THAT(OpeningFails(file), HasSubstr("cannot write " + file + ".v1: "));
   EXPECT_FALSE(std::filesystem::exists(file + ".v1.new"));
   Database database(file);
   EXPECT_EQ(Count(database, "sqlite_schema WHERE name = 'reading'"), 0);
+}
+
+TEST_F(StoreOnDisk, Version_without_accounts_keeps_its_tokens_and_gains_what_is_new) {
+  MakeOldDatabase(file, 2);
+  {
+    Database old(file);
+    old.Execute(kOldManager);
+    old.Execute("INSERT INTO chassis VALUES ('c', 'u', '{}', 8)");
+    for (const char* id : {"3", "4", "5"}) {
+      old.Execute((std::string("INSERT INTO event VALUES (") + id +
+                   ", 'u', 'c', 'm', 'Alarm', '{}', " + id + ")")
+                      .c_str());
+    }
+    // Opened by event 4, changed by event 5.
+    old.Execute("INSERT INTO alarm VALUES (1, 'c', 'm', 'Alarm', 5, 4, NULL)");
+  }
+  Store store(file);
+  EXPECT_EQ(store.KeptCopy(), file + ".v2");
+  const auto manager = store.FindManagerByToken("hash");
+  ASSERT_TRUE(manager);
+  EXPECT_FALSE(manager->account);
+  EXPECT_EQ(manager->address, "");
+  EXPECT_EQ(store.FindAppliance("u")->changed, 7);
+  const auto documents = store.ListDocuments("u");
+  ASSERT_EQ(documents.size(), 2u);
+  EXPECT_EQ(documents[0].path, "/redfish/v1/Chassis/c");
+  EXPECT_EQ(documents[0].changed, 8);
+  LogFilter all;
+  all.manager = "u";
+  all.limit = 9;
+  const auto log = store.ListLog(all);
+  ASSERT_EQ(log.size(), 3u);
+  EXPECT_FALSE(log[0].cleared);
+  EXPECT_FALSE(log[1].cleared);
+  EXPECT_TRUE(log[2].cleared);
 }
 
 TEST_F(StoreOnDisk, Newest_version_needs_no_copy) {

@@ -1,0 +1,102 @@
+#include "service/owners/Commands.h"
+
+#include <istream>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+
+#include "service/Log.h"
+#include "service/Secret.h"
+#include "service/owners/Accounts.h"
+#include "service/owners/Operators.h"
+
+namespace cloudservice {
+
+namespace {
+
+std::string ReadSecret(std::istream& in) {
+  std::string secret;
+  if (!std::getline(in, secret)) throw std::runtime_error("standard input has no line to read");
+  return secret;
+}
+
+std::string Counted(std::int64_t count, const std::string& one, const std::string& many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+void AddAccount(Store& store, const Options& options, const Clock& clock, std::istream& in,
+                std::ostream& out) {
+  Accounts accounts(store, clock, SteadyClock);
+  const std::string key = options.secret_from_input ? ReadSecret(in) : RandomPassword();
+  if (!accounts.Add(options.subject, key, options.replace)) {
+    throw std::runtime_error(options.subject + " has this key already");
+  }
+  if (!options.secret_from_input) out << "registration key: " << key << "\n";
+}
+
+void ListAccounts(Store& store, std::ostream& out) {
+  for (const AccountRecord& account : store.ListAccounts()) {
+    out << Printable(account.email) << "  " << Counted(account.keys, "key", "keys") << ", "
+        << Counted(account.managers, "appliance", "appliances") << ", since "
+        << UtcTime(account.created) << "\n";
+  }
+}
+
+void RemoveAccount(Store& store, const Options& options) {
+  const std::optional<AccountRecord> account = store.FindAccount(options.subject);
+  if (!account) throw std::runtime_error("there is no account " + options.subject);
+  store.DeleteAccount(account->id, options.with_appliances);
+}
+
+void AddOperator(Store& store, const Options& options, const Clock& clock, std::istream& in,
+                 std::ostream& out) {
+  Operators operators(store, clock, SteadyClock);
+  if (options.with_token) {
+    out << "token: " << operators.AddWithToken(options.subject) << "\n";
+    return;
+  }
+  const std::string password = options.secret_from_input ? ReadSecret(in) : RandomPassword();
+  operators.AddWithPassword(options.subject, password);
+  if (!options.secret_from_input) out << "password: " << password << "\n";
+}
+
+void ListOperators(Store& store, std::ostream& out) {
+  for (const OperatorRecord& person : store.ListOperators()) {
+    out << Printable(person.name) << "  " << (person.token_hash ? "token" : "password")
+        << ", since " << UtcTime(person.created) << "\n";
+  }
+}
+
+void RemoveOperator(Store& store, const Options& options) {
+  if (!store.DeleteOperator(options.subject)) {
+    throw std::runtime_error("there is no operator " + options.subject);
+  }
+}
+
+}  // namespace
+
+void RunOwnersCommand(const Options& options, const Clock& clock, std::istream& in,
+                      std::ostream& out) {
+  const bool adds =
+      options.command == Command::kAddAccount || options.command == Command::kAddOperator;
+  Store store(options.database, adds ? Database::Missing::kCreate : Database::Missing::kRefuse);
+  switch (options.command) {
+    case Command::kAddAccount:
+      return AddAccount(store, options, clock, in, out);
+    case Command::kListAccounts:
+      return ListAccounts(store, out);
+    case Command::kRemoveAccount:
+      return RemoveAccount(store, options);
+    case Command::kAddOperator:
+      return AddOperator(store, options, clock, in, out);
+    case Command::kListOperators:
+      return ListOperators(store, out);
+    case Command::kRemoveOperator:
+      return RemoveOperator(store, options);
+    case Command::kServe:
+    case Command::kBackup:
+      throw std::logic_error("no command about owners");
+  }
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,19 @@
+#ifndef SERVICE_OWNERS_COMMANDS_H_
+#define SERVICE_OWNERS_COMMANDS_H_
+
+#include <iosfwd>
+
+#include "service/Clock.h"
+#include "service/Options.h"
+
+namespace cloudservice {
+
+// Carries out `account` or `operator` on the database, whether a service uses it or not. What the
+// command makes or lists goes to `out`; secrets that are not to be made up are read from `in`, a
+// line. Throws std::runtime_error that says what is wrong; nothing is changed then.
+void RunOwnersCommand(const Options& options, const Clock& clock, std::istream& in,
+                      std::ostream& out);
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_OWNERS_COMMANDS_H_

@@ -1,0 +1,86 @@
+#include "service/store/Store.h"
+
+namespace cloudservice {
+
+namespace {
+
+AccountRecord Read(const Statement& select) {
+  return {select.Number(0), select.Text(1), select.Number(2), select.Number(3), select.Number(4)};
+}
+
+constexpr const char* kAll =
+    "SELECT id, email, created, "
+    "(SELECT count(*) FROM registration_key WHERE account = account.id), "
+    "(SELECT count(*) FROM manager WHERE account = account.id) "
+    "FROM account ORDER BY email";
+constexpr const char* kByEmail =
+    "SELECT id, email, created, "
+    "(SELECT count(*) FROM registration_key WHERE account = account.id), "
+    "(SELECT count(*) FROM manager WHERE account = account.id) "
+    "FROM account WHERE email = ?";
+
+}  // namespace
+
+std::optional<AccountRecord> Store::FindAccount(const std::string& email) {
+  Statement select(m_database, kByEmail);
+  select.Bind(email);
+  if (!select.Step()) return std::nullopt;
+  return Read(select);
+}
+
+std::vector<AccountRecord> Store::ListAccounts() {
+  Statement select(m_database, kAll);
+  std::vector<AccountRecord> accounts;
+  while (select.Step()) accounts.push_back(Read(select));
+  return accounts;
+}
+
+bool Store::HasAccounts() {
+  Statement select(m_database, "SELECT 1 FROM registration_key LIMIT 1");
+  return select.Step();
+}
+
+void Store::AddRegistrationKey(const std::string& email, const std::string& hash, bool replace,
+                               std::int64_t now) {
+  Transaction transaction(m_database);
+  Statement(m_database, "INSERT INTO account (email, created) VALUES (?, ?) ON CONFLICT DO NOTHING")
+      .Bind(email)
+      .Bind(now)
+      .Run();
+  if (replace) {
+    Statement(m_database,
+              "DELETE FROM registration_key "
+              "WHERE account = (SELECT id FROM account WHERE email = ?)")
+        .Bind(email)
+        .Run();
+  }
+  Statement(m_database,
+            "INSERT INTO registration_key (account, hash, created) "
+            "SELECT id, ?, ? FROM account WHERE email = ?")
+      .Bind(hash)
+      .Bind(now)
+      .Bind(email)
+      .Run();
+  transaction.Commit();
+}
+
+std::vector<std::string> Store::ListRegistrationKeys(std::int64_t account) {
+  Statement select(m_database, "SELECT hash FROM registration_key WHERE account = ? ORDER BY id");
+  select.Bind(account);
+  std::vector<std::string> hashes;
+  while (select.Step()) hashes.push_back(select.Text(0));
+  return hashes;
+}
+
+void Store::DeleteAccount(std::int64_t account, bool with_managers) {
+  Transaction transaction(m_database);
+  Statement(m_database, with_managers
+                            ? "DELETE FROM manager WHERE account = ?"
+                            : "UPDATE manager SET token_hash = 'ended ' || uuid WHERE account = ?")
+      .Bind(account)
+      .Run();
+  Statement(m_database, "DELETE FROM account WHERE id = ?").Bind(account).Run();
+  transaction.Commit();
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,99 @@
+#ifndef TESTS_UNIT_SERVICE_OLDSCHEMA_H_
+#define TESTS_UNIT_SERVICE_OLDSCHEMA_H_
+
+#include <string>
+
+#include "service/store/Database.h"
+
+namespace cloudservice {
+
+// The tables of databases as released versions made them, written down once more.
+inline constexpr const char* kVersion1Tables = R"sql(
+CREATE TABLE manager (
+  uuid TEXT PRIMARY KEY,
+  name TEXT NOT NULL,
+  token_hash TEXT NOT NULL UNIQUE,
+  document TEXT NOT NULL,
+  registered INTEGER NOT NULL,
+  heartbeat_count INTEGER NOT NULL DEFAULT 0,
+  heartbeat_last INTEGER,
+  heartbeat_interval INTEGER
+) STRICT;
+
+CREATE TABLE chassis (
+  id TEXT PRIMARY KEY,
+  manager TEXT NOT NULL REFERENCES manager (uuid) ON DELETE CASCADE,
+  document TEXT NOT NULL,
+  created INTEGER NOT NULL
+) STRICT;
+CREATE INDEX chassis_manager ON chassis (manager);
+
+CREATE TABLE resource (
+  path TEXT PRIMARY KEY,
+  manager TEXT NOT NULL REFERENCES manager (uuid) ON DELETE CASCADE,
+  chassis TEXT REFERENCES chassis (id) ON DELETE CASCADE,
+  document TEXT NOT NULL,
+  changed INTEGER NOT NULL
+) STRICT;
+CREATE INDEX resource_manager ON resource (manager);
+CREATE INDEX resource_chassis ON resource (chassis);
+
+CREATE TABLE event (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  manager TEXT NOT NULL REFERENCES manager (uuid) ON DELETE CASCADE,
+  chassis TEXT NOT NULL,
+  message_id TEXT NOT NULL,
+  severity TEXT NOT NULL,
+  document TEXT NOT NULL,
+  received INTEGER NOT NULL
+) STRICT;
+CREATE INDEX event_manager ON event (manager, chassis);
+
+CREATE TABLE alarm (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  chassis TEXT NOT NULL REFERENCES chassis (id) ON DELETE CASCADE,
+  message_id TEXT NOT NULL,
+  severity TEXT NOT NULL,
+  event INTEGER NOT NULL UNIQUE REFERENCES event (id) ON DELETE CASCADE,
+  opened INTEGER NOT NULL,
+  closed INTEGER
+) STRICT;
+CREATE INDEX alarm_chassis ON alarm (chassis);
+CREATE UNIQUE INDEX alarm_open ON alarm (chassis, message_id) WHERE closed IS NULL;
+)sql";
+
+inline constexpr const char* kVersion2Tables = R"sql(
+CREATE TABLE member (
+  id INTEGER PRIMARY KEY,
+  manager TEXT NOT NULL REFERENCES manager (uuid) ON DELETE CASCADE,
+  chassis TEXT REFERENCES chassis (id) ON DELETE CASCADE,
+  path TEXT NOT NULL,
+  name TEXT NOT NULL,
+  UNIQUE (path, name)
+) STRICT;
+CREATE INDEX member_manager ON member (manager);
+CREATE INDEX member_chassis ON member (chassis);
+
+CREATE TABLE reading (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  member INTEGER NOT NULL REFERENCES member (id) ON DELETE CASCADE,
+  time INTEGER NOT NULL,
+  value TEXT NOT NULL
+) STRICT;
+CREATE INDEX reading_member ON reading (member);
+CREATE INDEX reading_time ON reading (time);
+CREATE INDEX event_received ON event (received);
+)sql";
+
+// A file as version 1 or 2 of the schema left it, without rows.
+inline void MakeOldDatabase(const std::string& file, int version) {
+  Database database(file);
+  database.Execute(kVersion1Tables);
+  if (version > 1) database.Execute(kVersion2Tables);
+  database.Execute("PRAGMA application_id = 1264807012");
+  database.Execute(("PRAGMA user_version = " + std::to_string(version)).c_str());
+}
+
+}  // namespace cloudservice
+
+#endif  // TESTS_UNIT_SERVICE_OLDSCHEMA_H_
