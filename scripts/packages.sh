@@ -10,13 +10,15 @@ BUILD_PACKAGES=(
   libsqlite3-dev libssl-dev
   openssl ca-certificates faketime python3
 )
+# Node.js from elsewhere brings npm with it, and Debian's npm would not stand beside it.
+command -v npm >/dev/null || BUILD_PACKAGES+=(nodejs npm)
 
 # For testing, beside those.
 # shellcheck disable=SC2034
 TEST_PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang clang-format clang-tidy libclang-rt-14-dev shellcheck
-  python3-pytest git valgrind strace curl dpkg-dev
+  python3-pytest chromium chromium-driver python3-selenium git valgrind strace curl dpkg-dev
 )
 
 # For the appliance's processor, beside those.

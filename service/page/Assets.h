@@ -1,0 +1,23 @@
+#ifndef SERVICE_PAGE_ASSETS_H_
+#define SERVICE_PAGE_ASSETS_H_
+
+#include <string_view>
+#include <vector>
+
+namespace cloudservice {
+
+// A file of the page, as the build made it. What is viewed lives as long as the program.
+struct Asset {
+  std::string_view
+      path;  // "/index.html", or "/assets/..." with a digest of the content in its name
+  std::string_view type;  // Content-Type
+  std::string_view etag;  // with its quotes; changes with the content
+  std::string_view bytes;
+};
+
+// All files; the page itself is the first.
+const std::vector<Asset>& Assets();
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_PAGE_ASSETS_H_

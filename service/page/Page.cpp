@@ -1,0 +1,69 @@
+#include "service/page/Page.h"
+
+#include <algorithm>
+
+#include "service/http/Target.h"
+#include "service/page/Assets.h"
+
+namespace cloudservice {
+
+namespace {
+
+// Nothing but what this service serves is loaded, run, or sent anywhere; nobody frames the page.
+constexpr char kPolicy[] =
+    "default-src 'self'; base-uri 'none'; form-action 'self'; frame-ancestors 'none'; "
+    "object-src 'none'";
+
+const Asset* Find(const std::string& target) {
+  if (target.substr(0, target.find('?')) == "/") return &Assets().front();
+  const std::optional<Target> parsed = ParseTarget(target);
+  if (!parsed) return nullptr;
+  const std::vector<std::string>& segments = parsed->segments;
+  if (segments.size() != 2) return nullptr;
+  // Which appliances there are the page finds out by itself.
+  if (segments[0] == "appliances") return &Assets().front();
+  const std::string path = "/" + segments[0] + "/" + segments[1];
+  const auto found = std::find_if(Assets().begin(), Assets().end(),
+                                  [&](const Asset& asset) { return asset.path == path; });
+  return found == Assets().end() ? nullptr : &*found;
+}
+
+// A tag holds no quote inside, so that finding it with its quotes finds it whole.
+bool IsKnown(const Request& request, const Asset& asset) {
+  const std::string tags = request.Header("If-None-Match");
+  return tags == "*" || tags.find(asset.etag) != std::string::npos;
+}
+
+Response WrongMethod(const std::string& method) {
+  Response response;
+  response.status = 405;
+  response.type = "text/plain; charset=utf-8";
+  response.body = method + " is not possible here; possible: GET, HEAD.\n";
+  response.SetHeader("Allow", "GET, HEAD");
+  return response;
+}
+
+}  // namespace
+
+std::optional<Response> AnswerPage(const Request& request) {
+  const Asset* asset = Find(request.target);
+  if (asset == nullptr) return std::nullopt;
+  if (request.method != "GET" && request.method != "HEAD") return WrongMethod(request.method);
+  Response response;
+  response.type = asset->type;
+  const bool page = asset == &Assets().front();
+  response.SetHeader("Cache-Control", page ? "no-cache" : "public, max-age=31536000, immutable");
+  response.SetHeader("ETag", std::string(asset->etag));
+  response.SetHeader("Content-Security-Policy", kPolicy);
+  response.SetHeader("Cross-Origin-Opener-Policy", "same-origin");
+  response.SetHeader("Referrer-Policy", "no-referrer");
+  response.SetHeader("X-Content-Type-Options", "nosniff");
+  if (IsKnown(request, *asset)) {
+    response.status = 304;
+  } else {
+    response.body = asset->bytes;
+  }
+  return response;
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,206 @@
+// The operator API as this page uses it.
+
+export type State = "alive" | "late" | "offline";
+export type Severity = "Fault" | "Alarm" | "Warning";
+export type AlarmCounts = Record<Severity, number>;
+
+export const STATES: readonly State[] = ["alive", "late", "offline"];
+export const SEVERITIES: readonly Severity[] = ["Fault", "Alarm", "Warning"];
+
+export interface Appliance {
+  uuid: string;
+  name: string;
+  model: string | null;
+  serial: string | null;
+  firmware: string | null;
+  address: string | null;
+  account: string | null;
+  state: State;
+  registered: string;
+  lastHeartbeat: string | null;
+  interval: number | null;  // seconds
+  chassis: string | null;
+  alarms: AlarmCounts;
+  worst: Severity | null;
+}
+
+export interface ApplianceDetail extends Appliance {
+  heartbeats: number;
+  chassisList: {id: string; name: string; created: string}[];
+}
+
+export interface Fleet {
+  total: number;  // on all pages
+  counts: Record<State, number>;  // whatever the filters
+  alarms: AlarmCounts;            // the same
+  items: Appliance[];
+}
+
+export interface Alarm {
+  id: number;
+  severity: Severity;
+  message: string;
+  messageId: string;
+  origin: string;
+  opened: string;
+}
+
+export type Kind = "alarm" | "clear" | "message" | "point";
+
+export const KINDS: readonly Kind[] = ["alarm", "clear", "message", "point"];
+
+export interface LogEvent {
+  id: number;
+  received: string;
+  created: string | null;
+  time: string | null;
+  kind: Kind;
+  severity: string;
+  message: string;
+  messageId: string;
+  origin: string | null;
+  args: (string | null)[];
+  cleared: boolean;
+}
+
+export interface EventPage {
+  items: LogEvent[];
+  next: number | null;
+}
+
+export interface Resource {
+  uri: string;
+  type: string | null;
+  name: string;
+  updated: string;
+}
+
+export interface ResourceDetail {
+  uri: string;
+  updated: string;
+  document: Record<string, unknown>;
+}
+
+export type Quantity = "temperature" | "humidity";
+
+// A number of a document, that has a history.
+export interface Quantified {
+  uri: string;
+  pointer: string;
+  name: string;
+  unit: string | null;
+  quantity: Quantity | null;
+}
+
+export type Sample = [time: number, value: number];  // seconds since 1970; in the series' unit
+
+export interface Peak {
+  time: number;  // seconds since 1970
+  value: number;
+}
+
+export interface Series extends Quantified {
+  samples: Sample[];
+  min: Peak | null;
+  max: Peak | null;
+}
+
+export interface Extreme {
+  pointer: string;
+  quantity: Quantity;
+  extreme: "highest" | "lowest";
+  value: number;
+  unit: string;
+}
+
+export interface History {
+  uri: string;
+  series: Series[];
+  extremes: Extreme[];
+}
+
+export interface Session {
+  name: string;
+  version: string;
+}
+
+// What the service answered instead of data. Status 0: it did not answer.
+export class ApiError extends Error {
+  constructor(readonly status: number, message: string) {
+    super(message);
+  }
+}
+
+type Query = Record<string, string | number | undefined>;
+
+let signedOut = () => {};
+let clockOffset = 0;
+
+// `listener` is called whenever an answer says that the session is over.
+export function onSignedOut(listener: () => void): void {
+  signedOut = listener;
+}
+
+// The service's time in milliseconds: ages do not depend on whether the reader's clock is right.
+export function serviceNow(): number {
+  return Date.now() + clockOffset;
+}
+
+export async function request(path: string, options: RequestInit = {}): Promise<Response> {
+  const headers = new Headers(options.headers);
+  headers.set("X-Requested-With", "page");
+  let answer: Response;
+  try {
+    answer = await fetch(`/api/v1${path}`, {...options, headers, cache: "no-store"});
+  } catch (fault) {
+    if (options.signal?.aborted) throw fault;
+    throw new ApiError(0, "The service does not answer.");
+  }
+  const date = Date.parse(answer.headers.get("Date") ?? "");
+  // The header counts whole seconds; half of one is the least error.
+  if (!Number.isNaN(date)) clockOffset = date + 500 - Date.now();
+  if (answer.ok) return answer;
+  const text = await answer.json().then((body) => body?.error?.message, () => undefined);
+  if (answer.status === 401) signedOut();
+  throw new ApiError(answer.status, text ?? `The service answered ${answer.status}.`);
+}
+
+async function get<T>(path: string, query: Query, signal: AbortSignal): Promise<T> {
+  const parameters = new URLSearchParams();
+  for (const [name, value] of Object.entries(query)) {
+    if (value !== undefined && value !== "") parameters.set(name, String(value));
+  }
+  // A "+" means itself to the service.
+  const text = parameters.toString().replaceAll("+", "%20");
+  return (await request(text ? `${path}?${text}` : path, {signal})).json();
+}
+
+const one = (uuid: string) => `/appliances/${encodeURIComponent(uuid)}`;
+
+export const api = {
+  session: async (): Promise<Session> => (await request("/session")).json(),
+  signIn: async (name: string, password: string): Promise<void> => {
+    await request("/session", {
+      method: "POST",
+      headers: {"Content-Type": "application/json"},
+      body: JSON.stringify({name, password}),
+    });
+  },
+  signOut: async (): Promise<void> => {
+    await request("/session", {method: "DELETE"});
+  },
+  fleet: (query: Query, signal: AbortSignal) => get<Fleet>("/appliances", query, signal),
+  appliance: (uuid: string, signal: AbortSignal) => get<ApplianceDetail>(one(uuid), {}, signal),
+  alarms: async (uuid: string, signal: AbortSignal) =>
+    (await get<{items: Alarm[]}>(`${one(uuid)}/alarms`, {}, signal)).items,
+  events: (uuid: string, query: Query, signal: AbortSignal) =>
+    get<EventPage>(`${one(uuid)}/events`, query, signal),
+  resources: async (uuid: string, signal: AbortSignal) =>
+    (await get<{items: Resource[]}>(`${one(uuid)}/resources`, {}, signal)).items,
+  resource: (uuid: string, uri: string, signal: AbortSignal) =>
+    get<ResourceDetail>(`${one(uuid)}/resources/detail`, {uri}, signal),
+  numbers: async (uuid: string, signal: AbortSignal) =>
+    (await get<{items: Quantified[]}>(`${one(uuid)}/numbers`, {}, signal)).items,
+  history: (uuid: string, query: Query, signal: AbortSignal) =>
+    get<History>(`${one(uuid)}/history`, query, signal),
+};

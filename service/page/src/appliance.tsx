@@ -1,0 +1,126 @@
+// One appliance: what it is, how it is, what happened, and what it has sent.
+import type {ComponentChildren} from "preact";
+import {useEffect} from "preact/hooks";
+import {Link} from "./address";
+import {type Alarm, api, ApiError, type ApplianceDetail} from "./api";
+import {Charts} from "./charts";
+import {Documents} from "./documents";
+import {Events} from "./events";
+import {Age, intervalText, Moment, MomentAndAge} from "./format";
+import {Icon, SeverityMark, StateMark} from "./icons";
+import {useChanges} from "./live";
+import {useLoad} from "./load";
+import {Notice, Shown} from "./states";
+
+const REFRESH = 30_000;  // an appliance becomes late by nothing happening
+
+function Fact({name, children}: {name: string; children: ComponentChildren}) {
+  return <div><dt>{name}</dt><dd>{children ?? <span class="muted">Not told</span>}</dd></div>;
+}
+
+function Identity({one}: {one: ApplianceDetail}) {
+  return (
+    <section class="card" aria-labelledby="identity">
+      <h2 id="identity">Identity</h2>
+      <dl class="facts">
+        <Fact name="UUID"><span class="code">{one.uuid}</span></Fact>
+        <Fact name="Model">{one.model}</Fact>
+        <Fact name="Serial number">{one.serial}</Fact>
+        <Fact name="Firmware">{one.firmware}</Fact>
+        <Fact name="Address">{one.address}</Fact>
+        <Fact name="Account">{one.account}</Fact>
+        <Fact name="Registered"><MomentAndAge time={one.registered} /></Fact>
+        {one.chassisList.map(({id, name}) => (
+          <Fact key={id} name="Chassis">{name} <span class="code muted">{id}</span></Fact>))}
+      </dl>
+    </section>
+  );
+}
+
+function Heartbeat({one}: {one: ApplianceDetail}) {
+  return (
+    <section class={`card heartbeat ${one.state}`} aria-labelledby="heartbeat">
+      <h2 id="heartbeat">Last heartbeat</h2>
+      <p class="large">{one.lastHeartbeat ? <Age time={one.lastHeartbeat} /> : "None yet"}</p>
+      <p class="muted">
+        {one.lastHeartbeat && <><Moment time={one.lastHeartbeat} /><br /></>}
+        {one.interval !== null && <>Due every {intervalText(one.interval)}, {one.heartbeats} so far</>}
+      </p>
+    </section>
+  );
+}
+
+function OpenAlarm({alarm}: {alarm: Alarm}) {
+  return (
+    <li class={`alarm ${alarm.severity}`} data-alarm={alarm.id}>
+      <SeverityMark severity={alarm.severity} />
+      <span class="alarm-text">{alarm.message || <span class="muted">No text</span>}
+        <span class="under muted"><span class="code">{alarm.messageId}</span></span></span>
+      <span class="alarm-time muted">Opened <Age time={alarm.opened} /></span>
+    </li>
+  );
+}
+
+function OpenAlarms({uuid}: {uuid: string}) {
+  const alarms = useLoad("", (signal) => api.alarms(uuid, signal));
+  useChanges((change) => {
+    const ours = change.uuid === uuid && change.type !== "resource";
+    if (ours || change.type === "reset") alarms.reload();
+  });
+  return (
+    <section class="card" aria-labelledby="alarms">
+      <h2 id="alarms">Open alarms</h2>
+      <Shown of={alarms} what="the open alarms" rows={2}>{(items) => items.length > 0
+        ? <ul class="alarms">{items.map((alarm) => <OpenAlarm key={alarm.id} alarm={alarm} />)}</ul>
+        : <Notice icon="clear" title="No open alarms" />}
+      </Shown>
+    </section>
+  );
+}
+
+function Unknown() {
+  return (
+    <section class="card">
+      <Notice icon="offline" title="There is no such appliance">
+        <p>It has never registered with this service, or it has been removed.</p>
+        <Link to="/" class="button">Show the fleet</Link>
+      </Notice>
+    </section>
+  );
+}
+
+export function AppliancePage({uuid}: {uuid: string}) {
+  const loaded = useLoad("", (signal) => api.appliance(uuid, signal));
+  useChanges((change) => {
+    if (change.uuid === uuid || change.type === "reset") loaded.reload();
+  });
+  useEffect(() => {
+    const timer = setInterval(loaded.reload, REFRESH);
+    return () => clearInterval(timer);
+  }, []);
+  const name = loaded.data?.name;
+  useEffect(() => {
+    document.title = name || "Appliance";
+  }, [name]);
+
+  const gone = loaded.error instanceof ApiError && loaded.error.status === 404;
+  return (
+    <>
+      <Link to="/" class="back"><Icon name="back" />Fleet</Link>
+      {gone ? <Unknown /> : <Shown of={loaded} what="the appliance" rows={6}>{(one) => (
+        <>
+          <div class="title">
+            <h1>{one.name || one.uuid}</h1>
+            <StateMark state={one.state} />
+          </div>
+          <div class="columns">
+            <div class="column"><OpenAlarms uuid={uuid} /><Charts uuid={uuid} /></div>
+            <div class="column side"><Heartbeat one={one} /><Identity one={one} /></div>
+          </div>
+          <Events uuid={uuid} />
+          <Documents uuid={uuid} />
+        </>
+      )}</Shown>}
+    </>
+  );
+}

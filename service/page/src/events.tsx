@@ -1,0 +1,170 @@
+// What an appliance reported, newest first. Filters and the page stand in the address.
+import {addressWith, go, Link, useAddress} from "./address";
+import {api, type EventPage, type Kind, KINDS, type LogEvent, SEVERITIES, type Severity} from "./api";
+import {dayText, Moment, MomentAndAge} from "./format";
+import {Icon, type IconName} from "./icons";
+import {useChanges} from "./live";
+import {useLoad} from "./load";
+import {Notice, Shown} from "./states";
+
+const PAGE = 25;
+const DELAY = 60;  // seconds between an event and its arrival that are worth a word
+
+const KIND_TEXT: Record<Kind, string> = {
+  alarm: "Alarm", clear: "End of an alarm", message: "Message", point: "Change of value",
+};
+
+const FILTERS = {severity: "", kind: "", q: "", since: "", until: "", before: ""};
+
+function iconOf(event: LogEvent): IconName {
+  if (event.kind !== "alarm") return event.kind;
+  return SEVERITIES.includes(event.severity as Severity) ? event.severity as Severity : "Alarm";
+}
+
+// A time of the address (UTC) as an input has it (the reader's zone), and back.
+function toInput(time: string): string {
+  const date = new Date(time);
+  if (Number.isNaN(date.getTime())) return "";
+  const local = new Date(date.getTime() - date.getTimezoneOffset() * 60_000);
+  return local.toISOString().slice(0, 16);
+}
+
+function fromInput(text: string): string {
+  const date = new Date(text);
+  return Number.isNaN(date.getTime()) ? "" : date.toISOString().replace(/\.\d+/, "");
+}
+
+const narrow = (name: string, value: string) => go(addressWith({[name]: value, before: ""}), true);
+
+const valueOf = (event: Event) => (event.target as HTMLInputElement | HTMLSelectElement).value;
+
+interface ChoiceProps {
+  name: "severity" | "kind";
+  title: string;
+  value: string;
+  choices: readonly [value: string, text: string][];
+}
+
+function Choice({name, title, value, choices}: ChoiceProps) {
+  return (
+    <label>{title}
+      <select name={name} value={value} onChange={(event) => narrow(name, valueOf(event))}>
+        <option value="">All</option>
+        {choices.map(([choice, text]) => <option key={choice} value={choice}>{text}</option>)}
+      </select>
+    </label>
+  );
+}
+
+function Time({name, title, value}: {name: "since" | "until"; title: string; value: string}) {
+  return (
+    <label>{title}
+      <input type="datetime-local" name={name} value={toInput(value)}
+             onChange={(event) => narrow(name, fromInput(valueOf(event)))} />
+    </label>
+  );
+}
+
+function Filters({query}: {query: URLSearchParams}) {
+  const value = (name: string) => query.get(name) ?? "";
+  const filtered = Object.keys(FILTERS).some((name) => name !== "before" && value(name));
+  return (
+    <form class="filters" role="search" aria-label="Events" onSubmit={(event) => event.preventDefault()}>
+      <label class="grow">Text
+        <input type="search" name="q" value={value("q")} maxLength={200} aria-keyshortcuts="/"
+               placeholder="Message or its number" onChange={(event) => narrow("q", valueOf(event))} />
+      </label>
+      <Choice name="severity" title="Severity" value={value("severity")}
+              choices={[...SEVERITIES, "Message"].map((one) => [one, one])} />
+      <Choice name="kind" title="Kind" value={value("kind")}
+              choices={KINDS.map((kind) => [kind, KIND_TEXT[kind]])} />
+      <Time name="since" title="From" value={value("since")} />
+      <Time name="until" title="Until" value={value("until")} />
+      {filtered && <button type="button" class="quiet" onClick={() => go(addressWith(FILTERS), true)}>Show all</button>}
+    </form>
+  );
+}
+
+// When the appliance says that it happened, where that tells more than the arrival.
+function Happened({event}: {event: LogEvent}) {
+  if (event.time) {
+    const late = Math.abs(Date.parse(event.received) - Date.parse(event.time)) / 1000;
+    return late < DELAY ? null : <span>happened <MomentAndAge time={event.time} /></span>;
+  }
+  return event.created ? <span>happened {event.created}</span> : null;
+}
+
+function Item({event}: {event: LogEvent}) {
+  const icon = iconOf(event);
+  const args = event.args.filter(Boolean).join(", ");
+  return (
+    <li class={`event ${icon}`} data-event={event.id}>
+      <Moment time={event.received} form="clock" />
+      <Icon name={icon} />
+      <div>
+        <p>{event.message || <span class="muted">No text</span>}
+          {event.cleared && <span class="tag">No longer open</span>}</p>
+        <p class="muted meta">
+          <span>{KIND_TEXT[event.kind]}</span>
+          {event.kind === "alarm" && event.severity !== "Alarm" && <span>{event.severity}</span>}
+          <span class="code">{event.messageId}</span>
+          {args && <span>{args}</span>}
+          <Happened event={event} />
+        </p>
+      </div>
+    </li>
+  );
+}
+
+function days(items: LogEvent[]): [day: string, items: LogEvent[]][] {
+  const found = new Map<string, LogEvent[]>();
+  for (const item of items) {
+    const day = dayText(new Date(item.received));
+    found.set(day, [...found.get(day) ?? [], item]);
+  }
+  return [...found];
+}
+
+function Page({page, paged, filtered}: {page: EventPage; paged: boolean; filtered: boolean}) {
+  return (
+    <>
+      {days(page.items).map(([day, items]) => (
+        <section key={day} class="day">
+          <h3>{day}</h3>
+          <ol class="events">{items.map((event) => <Item key={event.id} event={event} />)}</ol>
+        </section>
+      ))}
+      {page.items.length === 0 && (
+        <Notice icon="empty" title={filtered || paged ? "No event fits" : "Nothing has happened yet"}>
+          {filtered && page.next ? "The search goes on among older events." : ""}
+        </Notice>
+      )}
+      <nav class="pages" aria-label="Pages of the events">
+        {paged && <Link to={addressWith({before: ""})}>Newest</Link>}
+        {page.next !== null && <Link to={addressWith({before: String(page.next)})}>Older</Link>}
+      </nav>
+    </>
+  );
+}
+
+export function Events({uuid}: {uuid: string}) {
+  const {query} = useAddress();
+  const ask = Object.fromEntries(Object.keys(FILTERS).map((name) => [name, query.get(name) ?? ""]));
+  const key = JSON.stringify(ask);
+  const loaded = useLoad(key, (signal) => api.events(uuid, {...ask, limit: PAGE}, signal));
+  useChanges((change) => {
+    if ((change.type === "event" && change.uuid === uuid) || change.type === "reset") loaded.reload();
+  });
+  const filtered = Object.keys(FILTERS).some((name) => name !== "before" && ask[name]);
+  return (
+    <section class="card" aria-labelledby="events">
+      <h2 id="events">Events</h2>
+      <Filters query={query} />
+      <div class={loaded.key === key ? "" : "old"}>
+        <Shown of={loaded} what="the events" rows={5}>{(page) =>
+          <Page page={page} paged={Boolean(ask["before"])} filtered={filtered} />}
+        </Shown>
+      </div>
+    </section>
+  );
+}

@@ -1,0 +1,251 @@
+// All appliances: how many are alive, what is wrong, and each as a row.
+import type {ComponentChildren} from "preact";
+import {useEffect, useRef, useState} from "preact/hooks";
+import {addressWith, applianceAddress, go, Link, useAddress} from "./address";
+import {api, type Appliance, type Fleet, SEVERITIES, STATES} from "./api";
+import {Age} from "./format";
+import {Icon, type IconName, STATE_TEXT, StateMark} from "./icons";
+import {useChanges} from "./live";
+import {useLoad} from "./load";
+import {Notice, Shown} from "./states";
+
+const PAGE = 100;
+const REFRESH = 30_000;  // appliances become late by nothing happening
+const TYPING_PAUSE = 200;
+
+const COLUMNS = [
+  {sort: "state", title: "State"},
+  {sort: "name", title: "Appliance"},
+  {sort: "alarms", title: "Open alarms"},
+  {sort: "lastHeartbeat", title: "Last heartbeat"},
+  {sort: "", title: "Firmware"},
+  {sort: "", title: "Address"},
+] as const;
+
+const ORDERS: readonly [sort: string, text: string][] = [
+  ["name", "Name, A to Z"],
+  ["-name", "Name, Z to A"],
+  ["-state", "State, offline first"],
+  ["state", "State, alive first"],
+  ["-alarms", "Alarms, worst first"],
+  ["alarms", "Alarms, none first"],
+  ["-lastHeartbeat", "Heartbeat, newest first"],
+  ["lastHeartbeat", "Heartbeat, oldest first"],
+  ["-registered", "Registered, newest first"],
+  ["registered", "Registered, oldest first"],
+];
+
+// What one looks for stands first at the first press.
+const FIRST: Record<string, string> = {state: "-state", alarms: "-alarms", lastHeartbeat: "-lastHeartbeat"};
+
+const opposite = (sort: string) => sort.startsWith("-") ? sort.slice(1) : `-${sort}`;
+
+interface TileProps {
+  kind: "state" | "severity";
+  value: IconName;
+  text: string;
+  count: number;
+  chosen: string;
+}
+
+// A count that filters the list when it is pressed, and ends that when pressed again.
+function Tile({kind, value, text, count, chosen}: TileProps) {
+  const pressed = chosen === value;
+  return (
+    <button class={`tile ${value} ${count === 0 ? "none" : ""}`} aria-pressed={pressed}
+            data-count={value}
+            onClick={() => go(addressWith({[kind]: pressed ? "" : value, offset: ""}))}>
+      <span class="tile-text"><Icon name={value} />{text}</span>
+      <span class="tile-count">{count}</span>
+    </button>
+  );
+}
+
+function Tiles({fleet, query}: {fleet: Fleet; query: URLSearchParams}) {
+  const state = query.get("state") ?? "";
+  const severity = query.get("severity") ?? "";
+  return (
+    <div class="tiles">
+      <section class="card" aria-label="Appliances by state">
+        <h2>Appliances</h2>
+        <div>{STATES.map((one) =>
+          <Tile key={one} kind="state" value={one} text={STATE_TEXT[one]} count={fleet.counts[one]}
+                chosen={state} />)}</div>
+      </section>
+      <section class="card" aria-label="Open alarms by severity">
+        <h2>Open alarms</h2>
+        <div>{SEVERITIES.map((one) =>
+          <Tile key={one} kind="severity" value={one} text={one} count={fleet.alarms[one]}
+                chosen={severity} />)}</div>
+      </section>
+    </div>
+  );
+}
+
+function Search({value}: {value: string}) {
+  const [text, setText] = useState(value);
+  const timer = useRef<number>();
+  useEffect(() => setText(value), [value]);
+  useEffect(() => () => clearTimeout(timer.current), []);
+  const onInput = (event: Event) => {
+    const next = (event.target as HTMLInputElement).value;
+    setText(next);
+    clearTimeout(timer.current);
+    timer.current = window.setTimeout(() => go(addressWith({q: next, offset: ""}), true), TYPING_PAUSE);
+  };
+  return (
+    <label class="search">
+      <Icon name="search" /><span class="hidden">Search appliances</span>
+      <input type="search" value={text} maxLength={200} onInput={onInput} aria-keyshortcuts="/"
+             placeholder="Name, model, serial, address" />
+      <kbd aria-hidden="true">/</kbd>
+    </label>
+  );
+}
+
+function Order({sort}: {sort: string}) {
+  return (
+    <label class="order"><span class="muted">Order</span>
+      <select value={sort} onChange={(event) =>
+        go(addressWith({sort: (event.target as HTMLSelectElement).value, offset: ""}), true)}>
+        {ORDERS.map(([value, text]) => <option key={value} value={value}>{text}</option>)}
+      </select>
+    </label>
+  );
+}
+
+function Heading({sort, title, chosen}: {sort: string; title: string; chosen: string}) {
+  if (!sort) return <th scope="col">{title}</th>;
+  const current = chosen.replace("-", "") === sort;
+  const down = chosen.startsWith("-");
+  const next = current ? opposite(chosen) : FIRST[sort] ?? sort;
+  return (
+    <th scope="col" {...(current ? {"aria-sort": down ? "descending" : "ascending"} as const : {})}>
+      <button class="sort" onClick={() => go(addressWith({sort: next, offset: ""}), true)}>
+        {title}<span class="arrow" aria-hidden="true">{current ? (down ? "↓" : "↑") : ""}</span>
+      </button>
+    </th>
+  );
+}
+
+function AlarmBadges({alarms}: {alarms: Appliance["alarms"]}) {
+  const open = SEVERITIES.filter((one) => alarms[one] > 0);
+  if (open.length === 0) return <span class="muted">None</span>;
+  return (
+    <span class="badges">{open.map((one) => (
+      <span key={one} class={`badge ${one}`} title={one}>
+        <Icon name={one} /><span class="hidden">{one} </span>{alarms[one]}
+      </span>))}
+    </span>
+  );
+}
+
+function Cell({title, children}: {title: string; children: ComponentChildren}) {
+  return <td><span class="cell-title" aria-hidden="true">{title}</span>{children}</td>;
+}
+
+function Row({one}: {one: Appliance}) {
+  return (
+    <tr data-uuid={one.uuid} class={one.state}>
+      <td><StateMark state={one.state} /></td>
+      <th scope="row">
+        <Link to={applianceAddress(one.uuid)} class="whole">{one.name || one.uuid}</Link>
+        {one.model && <span class="under muted">{one.model}</span>}
+      </th>
+      <Cell title="Open alarms"><AlarmBadges alarms={one.alarms} /></Cell>
+      <Cell title="Last heartbeat">
+        {one.lastHeartbeat ? <Age time={one.lastHeartbeat} /> : <span class="muted">Never</span>}
+      </Cell>
+      <Cell title="Firmware">{one.firmware ?? <span class="muted">Not told</span>}</Cell>
+      <Cell title="Address">{one.address ?? <span class="muted">Not known</span>}</Cell>
+    </tr>
+  );
+}
+
+function Pages({total, offset}: {total: number; offset: number}) {
+  const last = Math.min(offset + PAGE, total);
+  if (offset === 0 && last === total) return null;
+  const to = (next: number) => addressWith({offset: next > 0 ? String(next) : ""});
+  return (
+    <nav class="pages" aria-label="Pages of the list">
+      {offset > 0 && <Link to={to(offset - PAGE)}>Before</Link>}
+      <span class="muted">{offset + 1} to {last} of {total}</span>
+      {last < total && <Link to={to(last)}>After</Link>}
+    </nav>
+  );
+}
+
+function NoRows({fleet}: {fleet: Fleet}) {
+  const registered = STATES.some((state) => fleet.counts[state] > 0);
+  if (!registered) {
+    return (
+      <Notice icon="empty" title="No appliance has registered yet">
+        <p>An appliance appears here as soon as it registers with this service.</p>
+      </Notice>
+    );
+  }
+  return (
+    <Notice icon="search" title="No appliance fits">
+      <p>None has what you search and filter for.</p>
+      <button onClick={() => go("/")}>Show all</button>
+    </Notice>
+  );
+}
+
+function List({fleet, sort, offset, old}: {fleet: Fleet; sort: string; offset: number; old: boolean}) {
+  if (fleet.items.length === 0) return <section class="card"><NoRows fleet={fleet} /></section>;
+  return (
+    <section class={`card list ${old ? "old" : ""}`} aria-label="Appliances" aria-busy={old}>
+      <table class="fleet">
+        <thead><tr>{COLUMNS.map((column) =>
+          <Heading key={column.title} {...column} chosen={sort} />)}</tr></thead>
+        <tbody>{fleet.items.map((one) => <Row key={one.uuid} one={one} />)}</tbody>
+      </table>
+      <Pages total={fleet.total} offset={offset} />
+    </section>
+  );
+}
+
+export function FleetPage() {
+  const {query} = useAddress();
+  const ask = {
+    q: query.get("q") ?? "",
+    state: query.get("state") ?? "",
+    severity: query.get("severity") ?? "",
+    sort: query.get("sort") || "name",
+    offset: Number(query.get("offset")) || 0,
+  };
+  const key = JSON.stringify(ask);
+  const fleet = useLoad(key, (signal) =>
+    api.fleet({...ask, offset: ask.offset || undefined, limit: PAGE}, signal));
+  useChanges((change) => {
+    if (change.type === "appliance" || change.type === "gone" || change.type === "reset") fleet.reload();
+  });
+  useEffect(() => {
+    document.title = "Fleet";
+    const timer = setInterval(fleet.reload, REFRESH);
+    return () => clearInterval(timer);
+  }, []);
+  const filtered = Boolean(ask.q || ask.state || ask.severity);
+  return (
+    <>
+      <h1 class="hidden">Fleet</h1>
+      <Shown of={fleet} what="the fleet" rows={8}>{(data) => (
+        <>
+          <Tiles fleet={data} query={query} />
+          <div class="tools" role="search">
+            <Search value={ask.q} />
+            <Order sort={ask.sort} />
+            <span class="spring" />
+            <span class="muted" role="status" id="found">
+              {data.total === 1 ? "1 appliance" : `${data.total} appliances`}
+              {filtered && data.total > 0 ? " found" : ""}</span>
+            {filtered && <button class="quiet" onClick={() => go(addressWith(
+                {q: "", state: "", severity: "", offset: ""}))}>Show all</button>}
+          </div>
+          <List fleet={data} sort={ask.sort} offset={ask.offset} old={fleet.key !== key} />
+        </>
+      )}</Shown>
+    </>
+  );
+}

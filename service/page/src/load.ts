@@ -1,0 +1,55 @@
+// Data that a view loads, and loads again when it has changed.
+import {useCallback, useEffect, useRef, useState} from "preact/hooks";
+
+export interface Loaded<T> {
+  data: T | undefined;         // the last that was loaded, also while something newer is on its way
+  error: Error | undefined;    // why the last attempt failed
+  key: string | undefined;     // what `data` was loaded for
+  reload: () => void;          // soon, and at most once a second
+}
+
+const SPACING = 1_000;
+
+// Loads when `key` changes; `load` may be another function at each call.
+export function useLoad<T>(key: string, load: (signal: AbortSignal) => Promise<T>): Loaded<T> {
+  const [seen, setSeen] = useState<Omit<Loaded<T>, "reload">>(
+      {data: undefined, error: undefined, key: undefined});
+  const latest = useRef(load);
+  latest.current = load;
+  const again = useRef<() => void>(() => {});
+
+  useEffect(() => {
+    const stop = new AbortController();
+    let timer: number | undefined;
+    let started = 0;
+    let busy = false;
+    let dirty = false;
+
+    const start = async () => {
+      timer = undefined;
+      started = Date.now();
+      busy = true;
+      try {
+        const data = await latest.current(stop.signal);
+        if (!stop.signal.aborted) setSeen({data, error: undefined, key});
+      } catch (fault) {
+        if (!stop.signal.aborted) setSeen((before) => ({...before, error: fault as Error}));
+      }
+      busy = false;
+      if (dirty) schedule();
+    };
+    const schedule = () => {
+      if (stop.signal.aborted || timer !== undefined) return;
+      dirty = busy;
+      if (!busy) timer = window.setTimeout(start, Math.max(0, started + SPACING - Date.now()));
+    };
+    again.current = schedule;
+    void start();
+    return () => {
+      stop.abort();
+      clearTimeout(timer);
+    };
+  }, [key]);
+
+  return {...seen, reload: useCallback(() => again.current(), [])};
+}

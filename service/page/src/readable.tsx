@@ -1,0 +1,99 @@
+// A document as tables: single values as rows, lists of objects as tables of their own.
+import {numberText} from "./format";
+
+type Item = Record<string, unknown>;
+
+const isObject = (value: unknown): value is Item =>
+  typeof value === "object" && value !== null && !Array.isArray(value);
+const isTable = (value: unknown): value is Item[] =>
+  Array.isArray(value) && value.length > 0 && value.every(isObject);
+
+const NAMED_UNITS: readonly [ending: RegExp, unit: string][] = [
+  [/(Celsius|Temperature)$/, "°C"],
+  [/(Percent|Humidity)$/, "%"],
+  [/Volts$/, "V"],
+  [/Amps$/, "A"],
+  [/Watts$/, "W"],
+  [/kPa$/i, "kPa"],
+  [/RPM$/, "rpm"],
+  [/Hz$/, "Hz"],
+  [/Seconds$/, "s"],
+];
+const TOLD_UNITS: Record<string, string> = {Percent: "%", RPM: "rpm", Cel: "°C"};
+
+// The unit of a number: from its name, or from the member beside it that tells units.
+export function unitOf(name: string, beside: Item): string {
+  const told = beside[`${name}Units`];
+  if (typeof told === "string") return TOLD_UNITS[told] ?? told;
+  return NAMED_UNITS.find(([ending]) => ending.test(name))?.[1] ?? "";
+}
+
+// "ReadingCelsius" as "Reading celsius"; runs of capitals stay.
+export function label(name: string): string {
+  const words = name.replace(/([a-z\d])([A-Z])/g, "$1 $2").split(" ");
+  return words.map((word, i) => i === 0 || /^[A-Z]{2}/.test(word) ? word : word.toLowerCase()).join(" ");
+}
+
+function Value({name, value, beside}: {name: string; value: unknown; beside: Item}) {
+  if (value === null || value === undefined || value === "") return <span class="muted">None</span>;
+  if (typeof value === "number") {
+    const unit = unitOf(name, beside);
+    return <span class="number">{numberText(value)}{unit && `\u202f${unit}`}</span>;
+  }
+  if (typeof value === "boolean") return <>{value ? "Yes" : "No"}</>;
+  if (typeof value === "string") return <>{value}</>;
+  if (Array.isArray(value) && value.length === 0) return <span class="muted">None</span>;
+  if (Array.isArray(value) && !value.some((one) => typeof one === "object" && one !== null)) {
+    return <>{value.map(String).join(", ")}</>;
+  }
+  return <code>{JSON.stringify(value)}</code>;
+}
+
+// Names that concern the protocol alone are to be found in the JSON.
+const shown = (item: Item) => Object.entries(item).filter(([name]) => !name.startsWith("@"));
+
+function Rows({item}: {item: Item}) {
+  const rows = shown(item).filter(([, value]) => !isTable(value) && !isObject(value));
+  if (rows.length === 0) return null;
+  return (
+    <table class="values"><tbody>{rows.map(([name, value]) => (
+      <tr key={name}><th scope="row" title={name}>{label(name)}</th>
+        <td><Value name={name} value={value} beside={item} /></td></tr>))}
+    </tbody></table>
+  );
+}
+
+function Grid({items}: {items: Item[]}) {
+  const names = [...new Set(items.flatMap((item) => shown(item).map(([name]) => name)))];
+  const numeric = (name: string) => items.every((item) => typeof item[name] === "number");
+  return (
+    <div class="scroll"><table class="values grid">
+      <thead><tr>{names.map((name) => (
+        <th key={name} scope="col" title={name} class={numeric(name) ? "number" : ""}>{label(name)}</th>))}
+      </tr></thead>
+      <tbody>{items.map((item, i) => (
+        <tr key={i}>{names.map((name) => (
+          <td key={name} class={numeric(name) ? "number" : ""}>
+            <Value name={name} value={item[name]} beside={item} /></td>))}</tr>))}
+      </tbody>
+    </table></div>
+  );
+}
+
+function Part({item, path}: {item: Item; path: string[]}) {
+  const inner = shown(item).filter(([, value]) => isTable(value) || isObject(value));
+  return (
+    <>
+      {path.length > 0 && shown(item).length > inner.length && <h4>{path.map(label).join(" › ")}</h4>}
+      <Rows item={item} />
+      {inner.map(([name, value]) => isTable(value)
+        ? <div key={name}><h4>{[...path, name].map(label).join(" › ")}</h4><Grid items={value} /></div>
+        : <Part key={name} item={value as Item} path={[...path, name]} />)}
+    </>
+  );
+}
+
+export function Readable({document}: {document: Item}) {
+  if (shown(document).length === 0) return <p class="muted">The document is empty.</p>;
+  return <div class="readable"><Part item={document} path={[]} /></div>;
+}

@@ -1,0 +1,64 @@
+// What a view shows when it has nothing to show: not yet, not at all, or because of a failure.
+import type {ComponentChildren} from "preact";
+import {ApiError} from "./api";
+import {Icon, type IconName} from "./icons";
+import type {Loaded} from "./load";
+
+interface NoticeProps {
+  icon: IconName;
+  title: string;
+  children?: ComponentChildren;
+  alert?: boolean;
+}
+
+export function Notice({icon, title, children, alert}: NoticeProps) {
+  return (
+    <div class="notice" role={alert ? "alert" : "status"}>
+      <Icon name={icon} />
+      <p class="notice-title">{title}</p>
+      {children && <div class="muted">{children}</div>}
+    </div>
+  );
+}
+
+export function Loading({what, rows = 4}: {what: string; rows?: number}) {
+  return (
+    <div class="loading" role="status">
+      <span class="hidden">Loading {what}</span>
+      {Array.from({length: rows}, (_, i) => <span key={i} class="bone" />)}
+    </div>
+  );
+}
+
+// Beside data that are shown: they are not the newest.
+function StaleNotice({error, reload}: {error: Error; reload: () => void}) {
+  return (
+    <p class="stale" role="alert">
+      <Icon name="broken" /> Not up to date: {error.message}{" "}
+      <button class="quiet" onClick={reload}>Try again</button>
+    </p>
+  );
+}
+
+interface ShownProps<T> {
+  of: Loaded<T>;
+  what: string;  // follows "Loading" and "Could not load"
+  rows?: number;
+  children: (data: T) => ComponentChildren;
+}
+
+// The loaded data by `children`, or why there are none.
+export function Shown<T>({of, what, rows, children}: ShownProps<T>) {
+  const {data, error, reload} = of;
+  if (data !== undefined) {
+    return <>{error && <StaleNotice error={error} reload={reload} />}{children(data)}</>;
+  }
+  if (!error) return <Loading what={what} {...(rows ? {rows} : {})} />;
+  const retry = !(error instanceof ApiError) || error.status !== 404;
+  return (
+    <Notice icon={error instanceof ApiError && error.status > 0 ? "Alarm" : "broken"} title={`Could not load ${what}`} alert>
+      <p>{error.message}</p>
+      {retry && <button onClick={reload}>Try again</button>}
+    </Notice>
+  );
+}
