@@ -1,0 +1,88 @@
+"""Fixtures of every layer that tries real programs. Each case has processes, ports and a root folder
+of its own."""
+
+import os
+import pathlib
+import re
+import shutil
+import tempfile
+
+import pytest
+
+from .clocks import MovableClock
+from .service import Service
+
+TOP = pathlib.Path(__file__).resolve().parents[3]
+PROCESSES = pytest.StashKey[list]()
+
+
+def pytest_addoption(parser):
+    parser.addoption("--programs", default=os.environ.get("CLOUDCLIENT_PROGRAMS", ""),
+                     help="CMake build folder whose programs are tried (CLOUDCLIENT_PROGRAMS)")
+
+
+@pytest.hookimpl(hookwrapper=True)
+def pytest_runtest_makereport(item):
+    report = (yield).get_result()
+    if report.failed:
+        for process in item.stash.get(PROCESSES, []):
+            report.sections.append((f"what {process.name} wrote", process.story()))
+
+
+@pytest.fixture(scope="session")
+def programs(pytestconfig):
+    given = pytestconfig.getoption("--programs")
+    if not given:
+        pytest.exit("name the programs' build folder: --programs DIR", returncode=2)
+    return pathlib.Path(given).resolve()
+
+
+@pytest.fixture(scope="session")
+def version():
+    """The project's version."""
+    text = (TOP / "CMakeLists.txt").read_text()
+    return re.search(r"project\(\w+ VERSION (\S+)", text).group(1)
+
+
+@pytest.fixture
+def folder():
+    """The case's folder. Short, since the path of a socket lies below it."""
+    path = pathlib.Path(tempfile.mkdtemp(prefix="cc-"))
+    yield path
+    shutil.rmtree(path)
+
+
+@pytest.fixture
+def root(folder):
+    path = folder / "root"
+    path.mkdir()
+    return path
+
+
+@pytest.fixture
+def under_watch(request):
+    """Has a process stopped and judged at the end of the case, and shown when the case fails."""
+    watched = request.node.stash.setdefault(PROCESSES, [])
+
+    def watch(process):
+        watched.append(process)
+        return process
+    yield watch
+    faults = []
+    for process in reversed(watched):
+        try:
+            process.close()
+        except AssertionError as fault:
+            faults.append(str(fault))
+    assert not faults, "; ".join(faults)
+
+
+@pytest.fixture
+def service(programs, folder, under_watch):
+    return under_watch(Service(programs, folder))
+
+
+@pytest.fixture
+def clock_of(folder):
+    """Makes a clock that starts at a time of UTC and can be moved."""
+    return lambda start, speed: MovableClock(folder, start, speed)
