@@ -5,8 +5,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <functional>
 #include <iostream>
 #include <optional>
+#include <vector>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -15,12 +17,15 @@
 #include "service/Clock.h"
 #include "service/Log.h"
 #include "service/Options.h"
+#include "service/api/Api.h"
+#include "service/api/Feed.h"
 #include "service/http/Server.h"
 #include "service/http/Tls.h"
 #include "service/ops/Backup.h"
 #include "service/ops/Operations.h"
 #include "service/owners/Accounts.h"
 #include "service/owners/Commands.h"
+#include "service/owners/Operators.h"
 #include "service/page/Page.h"
 #include "service/redfish/Service.h"
 #include "service/store/Store.h"
@@ -58,13 +63,15 @@ void RaiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+using Timers = std::vector<std::reference_wrapper<boost::asio::steady_timer>>;
+
 // The first signal stops the server, the second the process.
-void WaitForSignal(boost::asio::signal_set& signals, Server& server,
-                   boost::asio::steady_timer& cleaning, const Log& log) {
-  signals.async_wait([&](const boost::system::error_code& error, int) {
+void WaitForSignal(boost::asio::signal_set& signals, Server& server, Timers timers,
+                   const Log& log) {
+  signals.async_wait([&, timers](const boost::system::error_code& error, int) {
     if (error) return;
     log.Line("stopping");
-    cleaning.cancel();
+    for (boost::asio::steady_timer& timer : timers) timer.cancel();
     signals.async_wait([](const boost::system::error_code& cancelled, int) {
       if (!cancelled) std::_Exit(EXIT_FAILURE);
     });
@@ -86,8 +93,19 @@ void RemoveOldEveryHour(boost::asio::steady_timer& timer, RedfishService& servic
   });
 }
 
-Operations::Service Behind(RedfishService& service, const Server& server) {
-  return {[&service](const Request& request) {
+// From now on.
+void TickOn(boost::asio::steady_timer& timer, Feed& feed) {
+  timer.expires_after(std::chrono::seconds(Feed::kTickSeconds));
+  timer.async_wait([&](const boost::system::error_code& cancelled) {
+    if (cancelled) return;
+    feed.Tick();
+    TickOn(timer, feed);
+  });
+}
+
+Operations::Service Behind(RedfishService& service, OperatorApi& api, const Server& server) {
+  return {[&service, &api](const Request& request) {
+            if (OperatorApi::Serves(request.target)) return api.Handle(request);
             std::optional<Response> page = AnswerPage(request);
             return page ? *std::move(page) : service.Handle(request);
           },
@@ -108,6 +126,9 @@ int Run(const Options& options, const Log& log) {
     log.Line("account: " + options.email + " has a new registration key");
   }
   RedfishService service(store, log, accounts, WallClock, RetentionOf(options));
+  Operators operators(store, WallClock, SteadyClock);
+  Feed feed(store, operators, log, WallClock);
+  OperatorApi api(store, operators, feed, log, WallClock, tls.has_value());
 
   boost::asio::io_context io(1);
   boost::asio::signal_set signals(io, SIGTERM, SIGINT);
@@ -121,11 +142,13 @@ int Run(const Options& options, const Log& log) {
   context.clock = WallClock;
   context.log = &log;
   Server server(io, tls ? &*tls : nullptr, context);
-  operations.emplace(store, log, WallClock, Behind(service, server));
+  operations.emplace(store, log, WallClock, Behind(service, api, server));
   server.Listen(options.address, options.port);
   boost::asio::steady_timer cleaning(io);
   RemoveOldEveryHour(cleaning, service);
-  WaitForSignal(signals, server, cleaning, log);
+  boost::asio::steady_timer ticking(io);
+  TickOn(ticking, feed);
+  WaitForSignal(signals, server, {cleaning, ticking}, log);
   if (!accounts.Any()) log.Line("no account: no appliance can register");
   std::printf("listening on %s\n", server.Url().c_str());
   std::fflush(stdout);

@@ -70,7 +70,9 @@ std::string AnswerBytes(const Response& response, time_t now, bool keep_alive, b
   AddLine(text, "Server", "cloudservice");
   if (response.Header("Cache-Control").empty()) AddLine(text, "Cache-Control", "no-store");
   for (const auto& [name, value] : response.headers) AddLine(text, name, value);
-  if (HasBody(response.status)) {
+  if (response.stream != nullptr) {
+    AddLine(text, "Content-Type", response.type);
+  } else if (HasBody(response.status)) {
     if (!response.body.empty()) AddLine(text, "Content-Type", response.type);
     AddLine(text, "Content-Length", std::to_string(response.body.size()));
   }

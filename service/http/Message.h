@@ -2,11 +2,14 @@
 #define SERVICE_HTTP_MESSAGE_H_
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace cloudservice {
+
+class Stream;
 
 // A request that has arrived whole.
 struct Request {
@@ -27,6 +30,7 @@ struct Response {
   std::vector<std::pair<std::string, std::string>> headers;  // names as they go over the wire
   std::string body;                                          // may be empty
   std::string type = "application/json; charset=utf-8";      // the body's
+  std::shared_ptr<Stream> stream = nullptr;                  // the body, when it has no end
 
   // The header's value; empty when there is none. The name counts as it is written here.
   std::string Header(const std::string& name) const;

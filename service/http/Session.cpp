@@ -14,6 +14,7 @@
 #include <boost/beast/ssl/ssl_stream.hpp>
 
 #include "service/http/Answer.h"
+#include "service/http/Stream.h"
 
 namespace cloudservice {
 
@@ -70,7 +71,10 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     if (!gone) m_peer = peer.address().to_string();
   }
 
-  ~SessionOn() override { m_ended(this); }
+  ~SessionOn() override {
+    if (m_out) m_out->Detach();
+    m_ended(this);
+  }
 
   void Start() override {
     if constexpr (std::is_same_v<Stream, Tls>) {
@@ -84,7 +88,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
 
   void Stop() override {
     m_stopping = true;
-    if (!m_answering) Lowest().close();
+    if (m_out || !m_answering) Lowest().close();
   }
 
  private:
@@ -168,7 +172,9 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     request.peer = m_peer;
     request.headers = HeadersOf(message);
     const bool keep_alive = message.version() >= 11 && message.keep_alive();
-    Answer(m_context.handler(request), keep_alive, request.method == "HEAD");
+    const Response response = m_context.handler(request);
+    if (response.stream && !m_stopping) return AnswerWithStream(response);
+    Answer(response, keep_alive, request.method == "HEAD");
   }
 
   void OnReadFailure(error_code error) {
@@ -206,6 +212,44 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
                       }));
   }
 
+  void AnswerWithStream(const Response& response) {
+    m_answering = true;
+    m_out = response.stream;
+    m_answer = AnswerBytes(response, m_context.clock(), false, false);
+    Expire(m_context.limits.body);
+    asio::async_write(m_stream, asio::buffer(m_answer), Then([this](error_code error) {
+                        if (error) return;
+                        m_out->Attach([weak = this->weak_from_this()] {
+                          if (const auto self = weak.lock()) self->SendMore();
+                        });
+                        WatchReader();
+                        SendMore();
+                      }));
+  }
+
+  // Of what is written meanwhile, one piece at a time is under way, with the time of an answer.
+  void SendMore() {
+    if (m_out->Ended()) return Lowest().close();
+    if (m_sending) return;
+    m_answer = m_out->Take();
+    if (m_answer.empty()) return;
+    m_sending = true;
+    Expire(m_context.limits.body);
+    asio::async_write(m_stream, asio::buffer(m_answer), Then([this](error_code error) {
+                        m_sending = false;
+                        if (!error) SendMore();
+                      }));
+  }
+
+  // A reader says nothing; that reading ends is how its end is noticed.
+  void WatchReader() {
+    Lowest().expires_never();
+    m_stream.async_read_some(asio::buffer(m_rest), Then([this](error_code error) {
+                               if (error) return Lowest().close();
+                               WatchReader();
+                             }));
+  }
+
   void Farewell() {
     m_answering = true;
     Expire(m_context.limits.header);
@@ -240,6 +284,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   beast::flat_buffer m_buffer;
   std::optional<http::request_parser<http::string_body>> m_parser;
   std::string m_answer;
+  std::shared_ptr<cloudservice::Stream> m_out;  // the answer that is being sent, when it has no end
+  bool m_sending = false;         // a piece of it
   std::array<char, kReadSize> m_rest;
   std::size_t m_drained = 0;
   bool m_answering = false;  // the farewell included: before it an answer may still be under way

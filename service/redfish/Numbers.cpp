@@ -24,6 +24,21 @@ std::string Escaped(const std::string& text) {
   return out;
 }
 
+// As a JSON pointer has it.
+std::string PointerToken(const std::string& text) {
+  std::string out;
+  for (const char c : text) {
+    if (c == '~') {
+      out += "~0";
+    } else if (c == '/') {
+      out += "~1";
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
 // Whether the member `name` tells all elements of the array apart.
 bool Identifies(const Json& array, const char* name) {
   std::set<std::string> seen;
@@ -38,25 +53,27 @@ bool Identifies(const Json& array, const char* name) {
 
 class Collector {
  public:
-  void Visit(const Json& value, const std::string& name) {
+  void Visit(const Json& value, const std::string& name, const std::string& pointer) {
     // What lies below has a longer name still.
     if (name.size() > kMaxMemberName || Full()) return;
     if (value.is_number()) {
-      m_numbers.push_back({name, value.dump()});
+      m_numbers.push_back({{name, value.dump()}, pointer});
     } else if (value.is_object()) {
       const std::string begin = name.empty() ? "" : name + "/";
-      for (const auto& [key, member] : value.items()) Visit(member, begin + Escaped(key));
+      for (const auto& [key, member] : value.items()) {
+        Visit(member, begin + Escaped(key), pointer + "/" + PointerToken(key));
+      }
     } else if (value.is_array()) {
-      VisitArray(value, name);
+      VisitArray(value, name, pointer);
     }
   }
 
-  std::vector<NumberRecord> Take() { return std::move(m_numbers); }
+  std::vector<NumberPlace> Take() { return std::move(m_numbers); }
 
  private:
   bool Full() const { return m_numbers.size() >= static_cast<std::size_t>(kMaxHistoryMembers); }
 
-  void VisitArray(const Json& array, const std::string& name) {
+  void VisitArray(const Json& array, const std::string& name, const std::string& pointer) {
     const char* identifier = nullptr;
     for (const char* candidate : {"MemberId", "@odata.id"}) {
       if (identifier == nullptr && Identifies(array, candidate)) identifier = candidate;
@@ -66,18 +83,24 @@ class Collector {
           identifier == nullptr
               ? std::to_string(i)
               : std::string(identifier) + "=" + Escaped(array[i].at(identifier).get<std::string>());
-      Visit(array[i], name + "[" + which + "]");
+      Visit(array[i], name + "[" + which + "]", pointer + "/" + std::to_string(i));
     }
   }
 
-  std::vector<NumberRecord> m_numbers;
+  std::vector<NumberPlace> m_numbers;
 };
 
 }  // namespace
 
 std::vector<NumberRecord> NumbersOf(const Json& document) {
+  std::vector<NumberRecord> numbers;
+  for (NumberPlace& place : NumberPlacesOf(document)) numbers.push_back(std::move(place.number));
+  return numbers;
+}
+
+std::vector<NumberPlace> NumberPlacesOf(const Json& document) {
   Collector collector;
-  collector.Visit(document, "");
+  collector.Visit(document, "", "");
   return collector.Take();
 }
 

@@ -21,6 +21,15 @@ constexpr std::size_t kMaxMemberName = 512;  // bytes
 // numbers have the same name.
 std::vector<NumberRecord> NumbersOf(const Json& document);
 
+// A number and where in the document it stands: a JSON pointer.
+struct NumberPlace {
+  NumberRecord number;
+  std::string pointer;
+};
+
+// The same numbers with their places.
+std::vector<NumberPlace> NumberPlacesOf(const Json& document);
+
 }  // namespace cloudservice
 
 #endif  // SERVICE_REDFISH_NUMBERS_H_

@@ -1,0 +1,69 @@
+#include <algorithm>
+
+#include "service/api/Api.h"
+#include "service/api/Error.h"
+
+namespace cloudservice {
+
+namespace {
+
+constexpr std::int64_t kPage = 100;
+constexpr std::int64_t kMaxPage = 500;
+// Events that one request looks through for a text, so that nobody waits long for it.
+constexpr std::int64_t kMaxLookedAt = 5000;
+constexpr std::int64_t kBatch = 100;
+constexpr std::size_t kMaxText = 200;
+constexpr std::int64_t kMaxId = 999999999999999999;
+
+LogFilter FilterOf(const Query& query, const std::string& uuid) {
+  static const std::vector<std::string> kKinds = {"alarm", "clear", "message", "point"};
+  LogFilter filter;
+  filter.manager = uuid;
+  filter.severity = query.Text("severity", kMaxText);
+  filter.since = query.Time("since");
+  filter.until = query.Time("until");
+  filter.before = query.Number("before", 1, kMaxId);
+  if (const auto kind = query.OneOf("kind", kKinds)) {
+    const auto at = std::find(kKinds.begin(), kKinds.end(), *kind) - kKinds.begin();
+    filter.kind = static_cast<EventKind>(at);
+  }
+  return filter;
+}
+
+Response Page(Json items, const std::optional<std::int64_t>& next) {
+  Json view = {{"items", std::move(items)}, {"next", nullptr}};
+  if (next) view["next"] = *next;
+  return ApiAnswer(200, view);
+}
+
+bool HoldsText(const Json& view, const std::string& text) {
+  return Lower(view.at("message").get<std::string>()).find(text) != std::string::npos ||
+         Lower(view.at("messageId").get<std::string>()).find(text) != std::string::npos;
+}
+
+}  // namespace
+
+Response OperatorApi::ListEvents(const Call& call) {
+  FindAppliance(call.uuid);
+  LogFilter filter = FilterOf(call.query, call.uuid);
+  const std::int64_t limit = call.query.Number("limit", 1, kMaxPage).value_or(kPage);
+  const std::string text = Lower(call.query.Text("q", kMaxText).value_or(""));
+  filter.limit = kBatch;
+
+  Json items = Json::array();
+  const auto full = [&] { return static_cast<std::int64_t>(items.size()) == limit; };
+  bool more = true;
+  for (std::int64_t looked_at = 0; more && looked_at < kMaxLookedAt; looked_at += kBatch) {
+    const std::vector<LoggedEvent> log = m_store.ListLog(filter);
+    more = static_cast<std::int64_t>(log.size()) == kBatch;
+    for (const LoggedEvent& entry : log) {
+      if (full()) return Page(std::move(items), filter.before);
+      Json view = EventView(entry);
+      if (HoldsText(view, text)) items.push_back(std::move(view));
+      filter.before = entry.event.id;
+    }
+  }
+  return Page(std::move(items), more ? filter.before : std::nullopt);
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,193 @@
+#include "service/api/Feed.h"
+
+#include <algorithm>
+#include <exception>
+#include <set>
+
+#include "service/Secret.h"
+#include "service/api/Views.h"
+
+namespace cloudservice {
+
+namespace {
+
+constexpr std::size_t kRunBytes = 4;
+
+AlarmCounts CountsOf(Store& store, const std::string& uuid) {
+  AlarmCounts counts = {};
+  for (const OpenAlarmCount& open : store.CountOpenAlarms(uuid)) {
+    counts.at(static_cast<std::size_t>(SeverityOf(open.severity))) += open.count;
+  }
+  return counts;
+}
+
+}  // namespace
+
+Feed::Feed(Store& store, Operators& operators, const Log& log, Clock clock)
+    : m_store(store),
+      m_operators(operators),
+      m_log(log),
+      m_clock(std::move(clock)),
+      m_run(RandomHex(kRunBytes)),
+      m_looked(m_clock()),
+      m_foreign(store.ForeignChanges()) {
+  m_store.Listen([this](const Change& change) { OnChange(change); });
+}
+
+Feed::~Feed() { m_store.Listen(nullptr); }
+
+std::shared_ptr<Stream> Feed::Open(std::int64_t person, const Proof& proof,
+                                   const std::string& last) {
+  DropEnded();
+  if (m_readers.size() >= kMaxStreams) return nullptr;
+  TellDue();
+  TellForeign();
+  auto stream = std::make_shared<Stream>(kMaxUnread + kRememberedBytes);
+  if (last.empty()) {
+    // Where to go on from, should the connection break before the first event.
+    stream->Write("id: " + Identifier(m_number) + "\n\n");
+  } else if (!CatchUp(*stream, last)) {
+    stream->Write("id: " + Identifier(m_number) + "\nevent: reset\ndata: {}\n\n");
+  }
+  m_readers.push_back({stream, person, proof});
+  return stream;
+}
+
+void Feed::End(const std::string& session) {
+  if (session.empty()) return;
+  for (const Reader& reader : m_readers) {
+    if (reader.proof.authorization.empty() && reader.proof.session == session) {
+      reader.stream->End();
+    }
+  }
+  DropEnded();
+}
+
+void Feed::Tick() {
+  DropEnded();
+  ++m_ticks;
+  if (m_readers.empty()) return;
+  try {
+    for (const Reader& reader : m_readers) {
+      if (!m_operators.Holds(reader.person, reader.proof)) reader.stream->End();
+    }
+    TellDue();
+    TellForeign();
+  } catch (const std::exception& error) {
+    m_log.Line(std::string("error: the streams miss something: ") + error.what());
+  }
+  if (m_ticks * kTickSeconds % kCommentSeconds == 0) Write(": still here\n\n");
+  DropEnded();
+}
+
+std::size_t Feed::Streams() {
+  DropEnded();
+  return m_readers.size();
+}
+
+void Feed::OnChange(const Change& change) {
+  try {
+    TellChange(change);
+  } catch (const std::exception& error) {
+    m_log.Line(std::string("error: the streams miss something: ") + error.what());
+    Tell("reset", Json::object());
+  }
+}
+
+void Feed::TellChange(const Change& change) {
+  switch (change.what) {
+    case Change::What::kAppliance:
+      return TellAppliance(change.manager);
+    case Change::What::kGone:
+      return Tell("gone", {{"uuid", change.manager}});
+    case Change::What::kDocument: {
+      const auto document = m_store.FindDocument(change.manager, change.path);
+      if (!document) return;
+      return Tell("resource", {{"uuid", change.manager},
+                               {"uri", change.path},
+                               {"updated", UtcTime(document->changed)}});
+    }
+    case Change::What::kEvent: {
+      LogFilter one;
+      one.manager = change.manager;
+      one.before = change.event + 1;
+      one.limit = 1;
+      const std::vector<LoggedEvent> found = m_store.ListLog(one);
+      if (found.empty()) return;
+      Json data = EventView(found.front());
+      data["uuid"] = change.manager;
+      return Tell("event", data);
+    }
+  }
+}
+
+void Feed::TellAppliance(const std::string& uuid) {
+  const std::optional<ApplianceRecord> appliance = m_store.FindAppliance(uuid);
+  if (appliance) Tell("appliance", ApplianceView(*appliance, CountsOf(m_store, uuid), m_clock()));
+}
+
+void Feed::TellDue() {
+  const std::int64_t now = m_clock();
+  // A clock that was set back makes states young again.
+  const std::int64_t from = std::min(m_looked, now);
+  const std::int64_t to = std::max(m_looked, now);
+  m_looked = now;
+  if (from == to) return;
+  std::set<std::string> due;
+  for (const std::int64_t factor : {kLateFactor, kOfflineFactor}) {
+    for (std::string& uuid : m_store.ListDue(from, to, factor, kFirstInterval)) {
+      due.insert(std::move(uuid));
+    }
+  }
+  for (const std::string& uuid : due) TellAppliance(uuid);
+}
+
+void Feed::TellForeign() {
+  const std::int64_t foreign = m_store.ForeignChanges();
+  if (foreign == m_foreign) return;
+  m_foreign = foreign;
+  Tell("reset", Json::object());
+}
+
+void Feed::Tell(const char* type, const Json& data) {
+  ++m_number;
+  std::string text =
+      "id: " + Identifier(m_number) + "\nevent: " + type + "\ndata: " + CompactText(data) + "\n\n";
+  Write(text);
+  Remember(std::move(text));
+}
+
+std::string Feed::Identifier(std::uint64_t number) const {
+  return m_run + "-" + std::to_string(number);
+}
+
+void Feed::Remember(std::string text) {
+  m_past_bytes += text.size();
+  m_past.push_back(std::move(text));
+  while (m_past.size() > kRemembered || m_past_bytes > kRememberedBytes) {
+    m_past_bytes -= m_past.front().size();
+    m_past.pop_front();
+  }
+}
+
+bool Feed::CatchUp(Stream& stream, const std::string& last) const {
+  // m_past ends with event m_number.
+  for (std::size_t missed = 0; missed <= m_past.size(); ++missed) {
+    if (Identifier(m_number - missed) != last) continue;
+    for (std::size_t i = m_past.size() - missed; i < m_past.size(); ++i) stream.Write(m_past[i]);
+    return true;
+  }
+  return false;
+}
+
+void Feed::Write(const std::string& text) {
+  for (const Reader& reader : m_readers) reader.stream->Write(text);
+}
+
+void Feed::DropEnded() {
+  m_readers.erase(std::remove_if(m_readers.begin(), m_readers.end(),
+                                 [](const Reader& reader) { return reader.stream->Ended(); }),
+                  m_readers.end());
+}
+
+}  // namespace cloudservice

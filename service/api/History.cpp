@@ -1,0 +1,140 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "service/api/Api.h"
+#include "service/api/Error.h"
+#include "service/api/Names.h"
+#include "service/api/Thinning.h"
+#include "service/redfish/Numbers.h"
+
+namespace cloudservice {
+
+namespace {
+
+constexpr std::int64_t kSevenDays = 7 * 24 * 3600;
+constexpr std::size_t kMaxSeries = 50;
+constexpr std::int64_t kPoints = 1000;
+constexpr std::int64_t kMinPoints = 4;
+constexpr std::int64_t kMaxPoints = 10000;
+
+// A number that has a history, and is in its document now.
+struct Place {
+  std::int64_t member = 0;
+  std::string pointer;
+};
+
+// In the order of pointers.
+std::vector<Place> PlacesOf(const std::vector<MemberRecord>& members, const Json& document) {
+  std::map<std::string, std::string> pointers;
+  for (NumberPlace& place : NumberPlacesOf(document)) {
+    pointers.emplace(std::move(place.number.member), std::move(place.pointer));
+  }
+  std::vector<Place> places;
+  for (const MemberRecord& member : members) {
+    const auto found = pointers.find(member.name);
+    if (found != pointers.end()) places.push_back({member.id, found->second});
+  }
+  std::sort(places.begin(), places.end(),
+            [](const Place& a, const Place& b) { return a.pointer < b.pointer; });
+  return places;
+}
+
+template <typename T>
+Json OrNull(const std::optional<T>& value) {
+  if (!value) return nullptr;
+  return *value;
+}
+
+Json NumberView(const std::string& uri, const std::string& pointer, const Json& document) {
+  const Meaning meaning = MeaningOf(document, pointer);
+  return {{"uri", uri},
+          {"pointer", pointer},
+          {"name", meaning.name},
+          {"unit", OrNull(meaning.unit)},
+          {"quantity", meaning.extreme ? Json() : OrNull(meaning.quantity)}};
+}
+
+Json PeakView(const std::optional<Sample>& sample) {
+  if (!sample) return nullptr;
+  return {{"time", sample->time}, {"value", sample->value}};
+}
+
+Json ExtremesView(const Json& document) {
+  Json extremes = Json::array();
+  for (const NumberPlace& place : NumberPlacesOf(document)) {
+    const Meaning meaning = MeaningOf(document, place.pointer);
+    if (!meaning.extreme) continue;
+    extremes.push_back({{"pointer", place.pointer},
+                        {"quantity", OrNull(meaning.quantity)},
+                        {"extreme", *meaning.extreme},
+                        {"value", document.at(Json::json_pointer(place.pointer))},
+                        {"unit", OrNull(meaning.unit)}});
+  }
+  return extremes;
+}
+
+void AddSamples(Json& series, const Thinning& thinning) {
+  Json samples = Json::array();
+  for (const Sample& sample : thinning.Samples()) {
+    samples.push_back(Json::array({sample.time, sample.value}));
+  }
+  series["samples"] = std::move(samples);
+  series["min"] = PeakView(thinning.Lowest());
+  series["max"] = PeakView(thinning.Highest());
+}
+
+}  // namespace
+
+Response OperatorApi::ListNumbers(const Call& call) {
+  FindAppliance(call.uuid);
+  std::map<std::string, std::vector<MemberRecord>> members;
+  for (MemberRecord& member : m_store.ListMembers(call.uuid, std::nullopt)) {
+    members[member.path].push_back(std::move(member));
+  }
+  Json items = Json::array();
+  for (const auto& [path, of_path] : members) {
+    const auto record = m_store.FindDocument(call.uuid, path);
+    if (!record) continue;
+    const Json document = ParseStored(record->document);
+    for (const Place& place : PlacesOf(of_path, document)) {
+      items.push_back(NumberView(path, place.pointer, document));
+    }
+  }
+  return ApiAnswer(200, {{"items", std::move(items)}});
+}
+
+Response OperatorApi::GetHistory(const Call& call) {
+  const DocumentRecord record = FindDocument(call);
+  const std::int64_t until = call.query.Time("until").value_or(m_clock() + 1);
+  const std::int64_t since = call.query.Time("since").value_or(until - kSevenDays);
+  const std::int64_t points = call.query.Number("points", kMinPoints, kMaxPoints).value_or(kPoints);
+  const std::optional<std::string> pointer = call.query.Text("pointer");
+  if (since >= until) throw ApiError(400, "\"since\" is not before \"until\".");
+
+  const Json document = ParseStored(record.document);
+  std::vector<Place> places = PlacesOf(m_store.ListMembers(call.uuid, record.path), document);
+  if (pointer) {
+    places.erase(std::remove_if(places.begin(), places.end(),
+                                [&](const Place& place) { return place.pointer != *pointer; }),
+                 places.end());
+    if (places.empty()) throw Unknown("history of " + *pointer + " in " + record.path);
+  }
+  if (places.size() > kMaxSeries) places.resize(kMaxSeries);
+  Json list = Json::array();
+  for (const Place& place : places) {
+    Thinning thinning(since, until, static_cast<std::size_t>(points));
+    m_store.ReadHistory(place.member, since, until,
+                        [&](std::int64_t time, const std::string& value) {
+                          thinning.Add({time, std::strtod(value.c_str(), nullptr)});
+                        });
+    Json series = NumberView(record.path, place.pointer, document);
+    AddSamples(series, thinning);
+    list.push_back(std::move(series));
+  }
+  return ApiAnswer(
+      200,
+      {{"uri", record.path}, {"series", std::move(list)}, {"extremes", ExtremesView(document)}});
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,131 @@
+#include "service/api/Names.h"
+
+#include <cctype>
+#include <map>
+#include <vector>
+
+#include "service/api/Views.h"
+
+namespace cloudservice {
+
+namespace {
+
+const std::map<std::string, std::string>& Units() {
+  static const std::map<std::string, std::string> units = {
+      {"celsius", "°C"}, {"cel", "°C"},          {"fahrenheit", "°F"}, {"kelvin", "K"},
+      {"percent", "%"},  {"%rh", "%"},           {"volts", "V"},       {"amps", "A"},
+      {"amperes", "A"},  {"watts", "W"},         {"kilowatts", "kW"},  {"rpm", "rpm"},
+      {"pascals", "Pa"}, {"kilopascals", "kPa"}, {"bar", "bar"},       {"hertz", "Hz"},
+      {"hz", "Hz"},      {"seconds", "s"},       {"minutes", "min"},   {"hours", "h"},
+      {"meters", "m"},   {"liters", "l"}};
+  return units;
+}
+
+bool IsUpper(char c) { return std::isupper(static_cast<unsigned char>(c)) != 0; }
+
+// "FanSpeedRPM" as "Fan", "Speed", "RPM".
+std::vector<std::string> Words(const std::string& name) {
+  std::vector<std::string> words;
+  for (std::size_t i = 0; i < name.size(); ++i) {
+    const bool begins =
+        i == 0 ||
+        (IsUpper(name[i]) &&
+         (!IsUpper(name[i - 1]) || (i + 1 < name.size() && !IsUpper(name[i + 1]) &&
+                                    std::isalpha(static_cast<unsigned char>(name[i + 1])) != 0)));
+    if (begins) words.emplace_back();
+    words.back() += name[i];
+  }
+  return words;
+}
+
+// "Fan speed"; abbreviations stay as they are.
+std::string Sentence(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) {
+    if (text.empty()) {
+      text = word;
+    } else {
+      text += " " + (word.size() > 1 && IsUpper(word[1]) ? word : Lower(word));
+    }
+  }
+  return text;
+}
+
+// Takes the unit off the end of the words.
+std::optional<std::string> TakeUnit(std::vector<std::string>& words) {
+  if (words.size() < 2) return std::nullopt;
+  const auto found = Units().find(Lower(words.back()));
+  if (found == Units().end()) return std::nullopt;
+  words.pop_back();
+  return found->second;
+}
+
+std::optional<std::string> ReadingUnit(const Json& object) {
+  const Json told = TextOrNull(object, "ReadingUnits");
+  if (!told.is_string() || told.get_ref<const std::string&>().empty()) return std::nullopt;
+  const auto found = Units().find(Lower(told.get<std::string>()));
+  return found == Units().end() ? told.get<std::string>() : found->second;
+}
+
+bool Holds(const std::string& text, const char* word) {
+  return Lower(text).find(word) != std::string::npos;
+}
+
+std::optional<std::string> QuantityOf(const std::string& text,
+                                      const std::optional<std::string>& unit) {
+  if (unit == "°C" || unit == "°F") return "temperature";
+  if (Holds(text, "humidity") && (!unit || unit == "%")) return "humidity";
+  if (Holds(text, "temperature") && (!unit || unit == "K")) return "temperature";
+  return std::nullopt;
+}
+
+// HighestTemperature, LowestTemperature, HighestHumidity, LowestHumidity: seven days' extremes.
+std::optional<Meaning> ExtremeOf(const std::string& member) {
+  for (const std::string extreme : {"Highest", "Lowest"}) {
+    if (member.rfind(extreme, 0) != 0) continue;
+    const std::string rest = member.substr(extreme.size());
+    if (rest == "Temperature") {
+      return Meaning{extreme + " temperature", "°C", "temperature", Lower(extreme)};
+    }
+    if (rest == "Humidity") return Meaning{extreme + " humidity", "%", "humidity", Lower(extreme)};
+  }
+  return std::nullopt;
+}
+
+// The name of what the object stands for; empty for a document, which is no part of anything.
+std::string NameOf(const Json& object) {
+  for (const char* member : {"Name", "MemberId"}) {
+    const Json name = TextOrNull(object, member);
+    if (name.is_string() && !name.get_ref<const std::string&>().empty()) return name;
+  }
+  return "";
+}
+
+}  // namespace
+
+Meaning MeaningOf(const Json& document, const std::string& pointer) {
+  Json::json_pointer place(pointer);
+  // An element of an array of numbers is named by its array.
+  std::string position;
+  while (document.at(place.parent_pointer()).is_array()) {
+    position = " " + place.back() + position;
+    place.pop_back();
+  }
+  const std::string member = place.back();
+  if (std::optional<Meaning> extreme = ExtremeOf(member)) return *std::move(extreme);
+
+  const Json::json_pointer around = place.parent_pointer();
+  const Json& object = document.at(around);
+  const std::string owner = around.empty() ? "" : NameOf(object);
+  std::vector<std::string> words = Words(member);
+  Meaning meaning;
+  meaning.unit = TakeUnit(words);
+  const bool reading = words.size() == 1 && words.front() == "Reading";
+  if (reading && !meaning.unit) meaning.unit = ReadingUnit(object);
+  meaning.name = reading && !owner.empty() ? owner : Sentence(words) + position;
+  if (!reading && !owner.empty()) meaning.name = owner + ": " + meaning.name;
+  meaning.quantity = QuantityOf(reading ? owner : member, meaning.unit);
+  return meaning;
+}
+
+}  // namespace cloudservice

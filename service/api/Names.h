@@ -1,0 +1,27 @@
+#ifndef SERVICE_API_NAMES_H_
+#define SERVICE_API_NAMES_H_
+
+#include <optional>
+#include <string>
+
+#include "service/redfish/Document.h"
+
+namespace cloudservice {
+
+// What a number in a document is, for people.
+struct Meaning {
+  std::string name;                     // "Supply temperature"
+  std::optional<std::string> unit;      // "°C", "%"
+  std::optional<std::string> quantity;  // "temperature" or "humidity"
+  std::optional<std::string> extreme;   // "highest" or "lowest", of seven days, by the appliance
+};
+
+// The meaning of the number at `pointer`, which is in the document. A reading has the name of what
+// it is read from ("Name", else "MemberId", of the object around it), everything else the words of
+// its member behind that name. Units come from the member's last word ("ReadingCelsius",
+// "HumidityPercent") or from "ReadingUnits".
+Meaning MeaningOf(const Json& document, const std::string& pointer);
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_API_NAMES_H_

@@ -1,0 +1,82 @@
+#include <strings.h>
+
+#include "service/api/Api.h"
+#include "service/api/Description.h"
+#include "service/api/Error.h"
+#include "service/redfish/Refusal.h"
+
+namespace cloudservice {
+
+namespace {
+
+bool IsJson(const std::string& type) {
+  static const std::string kJson = "application/json";
+  const std::size_t end = type.find_first_of("; ");
+  return strcasecmp(type.substr(0, end).c_str(), kJson.c_str()) == 0;
+}
+
+std::string Member(const Json& object, const char* name) {
+  const Json text = TextOrNull(object, name);
+  if (!text.is_string()) {
+    throw ApiError(400, std::string("\"") + name + "\" is missing or no string.");
+  }
+  return text.get<std::string>();
+}
+
+Json ParseBody(const std::string& body) {
+  try {
+    return ParseObject(body);
+  } catch (const Refusal& refusal) {
+    throw ApiError(refusal.Status(), refusal.what());
+  }
+}
+
+}  // namespace
+
+Response OperatorApi::GetDescription(const Call&) {
+  Response response;
+  response.body = kDescription;
+  return response;
+}
+
+Response OperatorApi::SignIn(const Call& call) {
+  // A form of another site's cannot send this type.
+  if (!IsJson(call.request.Header("Content-Type"))) {
+    throw ApiError(415, "The body has to be said to be application/json.");
+  }
+  const Json body = ParseBody(call.request.body);
+  const Identity who =
+      m_operators.Check(call.request.peer, Member(body, "name"), Member(body, "password"));
+  if (who.wait > 0) {
+    Response response = Refused(call.request, 429, "Too many wrong passwords from this address.");
+    response.SetHeader("Retry-After", std::to_string(who.wait));
+    return response;
+  }
+  if (!who.person) throw ApiError(401, "The name or the password is wrong.");
+  m_operators.End(call.proof.session);
+  m_log.Line("operator signed in: " + who.name + " from " + call.request.peer);
+  Response response;
+  response.status = 204;
+  response.SetHeader("Set-Cookie", Cookie(m_operators.Begin(*who.person), ""));
+  return response;
+}
+
+Response OperatorApi::GetSession(const Call& call) {
+  return ApiAnswer(200, {{"name", call.who.name}, {"version", CLOUDSERVICE_VERSION}});
+}
+
+Response OperatorApi::SignOut(const Call& call) {
+  m_operators.End(call.proof.session);
+  m_feed.End(call.proof.session);
+  Response response;
+  response.status = 204;
+  response.SetHeader("Set-Cookie", Cookie("", "; Max-Age=0"));
+  return response;
+}
+
+std::string OperatorApi::Cookie(const std::string& session, const char* attributes) const {
+  return "session=" + session + "; Path=/; HttpOnly; SameSite=Strict" +
+         (m_secure ? "; Secure" : "") + attributes;
+}
+
+}  // namespace cloudservice

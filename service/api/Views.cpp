@@ -1,0 +1,151 @@
+#include "service/api/Views.h"
+
+#include <algorithm>
+
+#include "service/Clock.h"
+
+namespace cloudservice {
+
+namespace {
+
+Json TimeOrNull(const std::optional<std::int64_t>& time) {
+  if (!time) return nullptr;
+  return UtcTime(*time);
+}
+
+template <typename T>
+Json OrNull(const std::optional<T>& value) {
+  if (!value) return nullptr;
+  return *value;
+}
+
+Json ArgumentsView(const Json& document) {
+  Json arguments = Json::array();
+  const auto found = document.find("MessageArgs");
+  if (found == document.end() || !found->is_array()) return arguments;
+  for (const Json& argument : *found) {
+    arguments.push_back(argument.is_string() ? argument : Json());
+  }
+  return arguments;
+}
+
+std::string TextOf(const Json& object, const char* name) {
+  const Json text = TextOrNull(object, name);
+  return text.is_string() ? text.get<std::string>() : "";
+}
+
+// The instant that an event's own time names. A bare Z is no offset: appliances write local time
+// before it.
+Json CreatedTime(const Json& created) {
+  if (!created.is_string()) return nullptr;
+  const auto text = created.get<std::string>();
+  if (text.empty() || text.back() == 'Z') return nullptr;
+  return TimeOrNull(ParseTime(text));
+}
+
+}  // namespace
+
+State StateOf(const ManagerRecord& manager, std::int64_t now) {
+  const std::int64_t last = manager.heartbeat.last.value_or(manager.registered);
+  const std::int64_t interval = manager.heartbeat.interval.value_or(kFirstInterval);
+  if (now >= last + kOfflineFactor * interval) return State::kOffline;
+  return now >= last + kLateFactor * interval ? State::kLate : State::kAlive;
+}
+
+Severity SeverityOf(const std::string& word) {
+  const std::string lower = Lower(word);
+  if (lower == "fault" || lower == "critical") return Severity::kFault;
+  return lower == "warning" ? Severity::kWarning : Severity::kAlarm;
+}
+
+Json CountsView(const AlarmCounts& counts) {
+  Json view = Json::object();
+  for (std::size_t i = 0; i < counts.size(); ++i) view[kSeverityNames.at(i)] = counts.at(i);
+  return view;
+}
+
+std::optional<Severity> Worst(const AlarmCounts& counts) {
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    if (counts.at(i) > 0) return static_cast<Severity>(i);
+  }
+  return std::nullopt;
+}
+
+Json ApplianceView(const ApplianceRecord& appliance, const AlarmCounts& alarms, std::int64_t now) {
+  const ManagerRecord& manager = appliance.manager;
+  const Json document = ParseStored(manager.document);
+  const std::string name = TextOf(document, "Name");
+  const auto state = static_cast<std::size_t>(StateOf(manager, now));
+  const std::optional<Severity> worst = Worst(alarms);
+  Json view = {{"uuid", manager.uuid},
+               {"name", name.empty() ? manager.name : name},
+               {"model", TextOrNull(document, "Model")},
+               {"serial", TextOrNull(document, "SerialNumber")},
+               {"firmware", TextOrNull(document, "FirmwareVersion")},
+               {"address", manager.address.empty() ? Json() : Json(manager.address)},
+               {"account", OrNull(appliance.email)},
+               {"state", kStateNames.at(state)},
+               {"registered", UtcTime(manager.registered)},
+               {"lastHeartbeat", TimeOrNull(manager.heartbeat.last)},
+               {"interval", OrNull(manager.heartbeat.interval)},
+               {"chassis", OrNull(appliance.chassis)},
+               {"alarms", CountsView(alarms)},
+               {"worst", nullptr}};
+  if (worst) view["worst"] = kSeverityNames.at(static_cast<std::size_t>(*worst));
+  return view;
+}
+
+Json AlarmView(const AlarmRecord& alarm) {
+  const Json document = ParseStored(alarm.document);
+  return {{"id", alarm.id},
+          {"event", alarm.event},
+          {"severity", kSeverityNames.at(static_cast<std::size_t>(SeverityOf(alarm.severity)))},
+          {"message", TextOf(document, "Message")},
+          {"messageId", alarm.message_id},
+          {"origin", alarm.chassis},
+          {"opened", UtcTime(alarm.opened)},
+          {"args", ArgumentsView(document)}};
+}
+
+Json EventView(const LoggedEvent& entry) {
+  static constexpr std::array<const char*, 4> kKinds = {"alarm", "clear", "message", "point"};
+  const EventRecord& event = entry.event;
+  const Json document = ParseStored(event.document);
+  const Json created = TextOrNull(document, "Created");
+  return {{"id", event.id},
+          {"received", UtcTime(event.received)},
+          {"created", created},
+          {"time", CreatedTime(created)},
+          {"kind", kKinds.at(static_cast<std::size_t>(entry.kind))},
+          {"severity", event.severity},
+          {"message", TextOf(document, "Message")},
+          {"messageId", event.message_id},
+          {"origin", event.chassis.empty() ? Json() : Json(event.chassis)},
+          {"args", ArgumentsView(document)},
+          {"cleared", entry.cleared}};
+}
+
+std::string Lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return text;
+}
+
+Json TextOrNull(const Json& object, const char* name) {
+  const auto found = object.find(name);
+  if (found == object.end() || !found->is_string()) return nullptr;
+  return *found;
+}
+
+std::string CompactText(const Json& document) {
+  return document.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+Response ApiAnswer(unsigned status, const Json& document) {
+  Response response;
+  response.status = status;
+  response.body = CompactText(document) + "\n";
+  return response;
+}
+
+}  // namespace cloudservice
