@@ -1,5 +1,6 @@
 #include "host/AppFramework.h"
 
+#include <malloc.h>
 #include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
@@ -52,6 +53,9 @@ AppFramework::AppFramework()
       m_signals({[this] { m_config.ReloadAll(); }, [this] { m_notify.Send("STOPPING=1"); },
                  [mainThread = pthread_self()] { pthread_kill(mainThread, SIGURG); },
                  [](int status) { _exit(status); }}) {
+  // Threads wait for each other or for a clock: a heap for each would only keep what its largest
+  // request once took.
+  mallopt(M_ARENA_MAX, 1);
   PrepareSignals();
   m_loop.Add(&m_signals);
   m_loop.Add(&m_config);

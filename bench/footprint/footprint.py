@@ -1,0 +1,144 @@
+#!/usr/bin/env python3
+"""Measures what the daemon takes of a machine, beside a null daemon and beside other agents.
+
+    footprint.py BUILD            the daemon and the null daemon of a build against the goals
+    footprint.py BUILD --write    with the agents and both processors, into docs/footprint.md
+
+BUILD is a build folder with benchmarks. Exits with 1 when a goal is missed.
+"""
+
+import argparse
+import pathlib
+import statistics
+import sys
+import tempfile
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path[:0] = [str(HERE), str(HERE.parent.parent / "tests" / "acceptance")]
+
+import agents  # noqa: E402
+import measure  # noqa: E402
+import report  # noqa: E402
+from programs import Daemon, NullDaemon  # noqa: E402
+from sink import Sink  # noqa: E402
+from sizes import Builds  # noqa: E402
+
+PARTS = ("sizes", "start", "idle", "days")
+GOAL_SIZE_KIB = 160
+GOAL_START = 1.5
+GOAL_PROPORTIONAL = 1.10
+GOAL_ANONYMOUS_MIB = 2.3
+# The checker looks twice a second, the application and the poster every five seconds, and the
+# alarm's clock once a minute.
+GOAL_WAKE_UPS = 2 + 2 / 5 + 1 / 60 + 0.05
+GOAL_CPU_MINUTE_MS = 5
+GOAL_GROWTH_KIB = 32
+
+
+class Run:
+    def __init__(self, options, folder):
+        self._options = options
+        self._folder = pathlib.Path(folder)
+        self._sink = Sink(self._folder)
+        build = pathlib.Path(options.build)
+        self._null_program = build / "bench" / "null_daemon"
+        self._null = NullDaemon(self._folder / "null", self._sink, self._null_program)
+        self._daemon = Daemon(self._folder / "daemon", self._sink, build)
+        self.goals = report.Goals()
+        self.sections = []
+
+    def say(self, title, text):
+        self.sections.append(f"### {title}\n\n{text}")
+        print(self.sections[-1], flush=True)
+
+    def sizes(self):
+        machines = ["amd64", "powerpc"] if self._options.write else ["amd64"]
+        kinds = ["MinSizeRel", "RelWithDebInfo"] if self._options.write else ["MinSizeRel"]
+        found = {}
+        for machine in machines:
+            builds = Builds(self._folder / "sizes", machine)
+            for kind in kinds:
+                found.setdefault(("without `host/`", kind), {})[machine] = builds.without_host(kind)
+                if self._options.write:
+                    found.setdefault(("with `host/`", kind), {})[machine] = builds.with_host(kind)
+            self.goals.at_most(f"stripped size without `host/`, {machine}, KiB",
+                               found["without `host/`", "MinSizeRel"][machine] / 1024,
+                               GOAL_SIZE_KIB, "{:.0f}")
+        self.say("Size of the daemon's program", report.sizes(found))
+
+    def start(self):
+        found = measure.first_requests([self._null, self._daemon], self._options.starts)
+        null, daemon = found[self._null], found[self._daemon]
+        ratio = measure.median_ratio(daemon, null)
+        self.goals.at_most("exec to first request, ratio", ratio, GOAL_START)
+        self.say("From exec to the first request", report.table(
+            ["program", "median, ms", "fastest, ms", f"of {len(null)} starts, in turn"],
+            [[program.name, f"{statistics.median(times):.1f}", f"{min(times):.1f}", ""]
+             for program, times in found.items()]))
+
+    def idle(self):
+        programs = [self._null, self._daemon]
+        if self._options.write:
+            tree = agents.unpack(self._options.agents)
+            programs += [kind(self._folder / kind.__name__.lower(), self._sink, tree)
+                         for kind in agents.ALL]
+        found = {program.name: measure.idle(program) for program in programs}
+        null, daemon = found[self._null.name], found[self._daemon.name]
+        self.goals.at_most("proportional memory when idle, ratio", daemon["Pss"] / null["Pss"],
+                           GOAL_PROPORTIONAL)
+        self.goals.at_most("anonymous memory when idle, MiB", daemon["Anonymous"] / 1024,
+                           GOAL_ANONYMOUS_MIB)
+        self.goals.at_most("wake-ups a second", daemon["wake_ups"], GOAL_WAKE_UPS)
+        self.goals.at_most("CPU a minute when idle, ms", daemon["cpu_minute"], GOAL_CPU_MINUTE_MS)
+        self.say("Between two pushes", report.programs(found))
+
+    def days(self):
+        device = self._daemon.device
+
+        def work(hour):
+            device.sets(1201, str(20 + hour % 7))
+            (device.raises if hour % 2 == 0 else device.clears)(4711, hour // 2 % 2)
+        null, _ = measure.days(self._null, 1)
+        daemon, pushes = measure.days(self._daemon, self._options.days, work)
+        last = len(daemon)
+        self.goals.at_most(f"anonymous memory, day {last} less day 1, KiB",
+                           daemon[-1]["Anonymous"] - daemon[0]["Anonymous"], GOAL_GROWTH_KIB,
+                           "{:.0f}")
+        shown = sorted({1, 2, (last + 1) // 2, last} & set(range(1, last + 1)))
+        self.say("Under a clock 5,000 times as fast", report.days({
+            self._null.name: [(1, null[0])],
+            self._daemon.name: [(day, daemon[day - 1]) for day in shown]})
+            + f"\n{pushes} heartbeats, {self._daemon.failures()} messages of failures.\n")
+
+
+def arguments():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("build", help="build folder with app/cloudclient and bench/null_daemon")
+    parser.add_argument("--write", action="store_true",
+                        help="agents and powerpc too, and all of it into docs/footprint.md")
+    parser.add_argument("--agents", default=pathlib.Path.home() / ".cache/cloudclient/agents",
+                        help="where the agents' packages are unpacked")
+    parser.add_argument("--starts", type=int, default=15, help="starts of each program (15)")
+    parser.add_argument("--days", type=int, default=30, help="simulated days (30)")
+    parser.add_argument("--only", choices=PARTS, action="append",
+                        help="this part; may be given again")
+    options = parser.parse_args()
+    if options.write and options.only:
+        parser.error("--write needs all parts")
+    return options
+
+
+def main():
+    options = arguments()
+    with tempfile.TemporaryDirectory(prefix="cc-", ignore_cleanup_errors=True) as folder:
+        run = Run(options, folder)
+        for part in options.only or PARTS:
+            getattr(run, part)()
+    run.say("Against the goals", run.goals.table())
+    if options.write:
+        report.write(report.machine() + "\n" + "\n".join(run.sections))
+    return 0 if run.goals.met else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,111 @@
+"""The programs that are measured, each pushing to the sink once an interval."""
+
+import os
+import pathlib
+import signal
+import subprocess
+
+from harness.daemon import UUID, Daemon as DaemonFiles
+from harness.device import Device
+from harness.process import environment
+
+# The daemon's own rhythm: a heartbeat after 19 passes of 5 seconds.
+INTERVAL = 95
+PLAIN = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C.UTF-8", "TZ": "CET-1"}
+
+
+class Program:
+    """Started by `start`, which is followed by `stop`."""
+
+    name = ""
+    # Pushes after which the program is what it stays.
+    settled_after = 2
+
+    def __init__(self, folder, sink):
+        self.folder = pathlib.Path(folder)
+        self.folder.mkdir(parents=True)
+        self.sink = sink
+        self._child = None
+        self._log = None
+
+    @property
+    def pid(self):
+        return self._child.pid
+
+    def push(self, name):
+        """Whether a request of this name is the one that comes once an interval."""
+        return name.startswith(("POST ", "PUT "))
+
+    def command(self):
+        raise NotImplementedError
+
+    def prepare(self):
+        """What has to be there before each start."""
+
+    def variables(self):
+        return {}
+
+    def start(self, faketime=None):
+        """Starts the program; with `faketime` under that clock."""
+        self.prepare()
+        env = environment(faketime) if faketime else dict(PLAIN)
+        env.update(self.variables())
+        command = [str(word) for word in self.command()]
+        self._log = open(self.folder / "log", "wb")
+        self._child = subprocess.Popen(command, env=env, cwd=self.folder, stdin=subprocess.DEVNULL,
+                                       stdout=self._log, stderr=self._log)
+
+    def alive(self):
+        if self._child.poll() is not None:
+            raise SystemExit(f"footprint: {self.name} ended with status {self._child.returncode}\n"
+                             + (self.folder / "log").read_text(errors="replace")[-2000:])
+
+    def stop(self, hard=False):
+        """Ends the program, `hard` without asking."""
+        if self._child.poll() is None:
+            self._child.send_signal(signal.SIGKILL if hard else signal.SIGTERM)
+            try:
+                self._child.wait(70)
+            except subprocess.TimeoutExpired:
+                self._child.kill()
+                self._child.wait()
+        self._log.close()
+
+
+class NullDaemon(Program):
+    name = "null daemon"
+
+    def __init__(self, folder, sink, program):
+        super().__init__(folder, sink)
+        self._program = os.path.abspath(program)
+
+    def command(self):
+        return [self._program, self.sink.url + "/null", INTERVAL]
+
+
+class Daemon(Program):
+    name = "cloudclient"
+    settled_after = 1  # it has connected before
+
+    def __init__(self, folder, sink, programs):
+        super().__init__(folder, sink)
+        root = self.folder / "root"
+        root.mkdir()
+        self._files = DaemonFiles(pathlib.Path(programs).resolve(), self.folder, root)
+        self.device = Device(root)
+        self._program = os.path.abspath(pathlib.Path(programs) / "app" / "cloudclient")
+
+    def push(self, name):
+        return name == f"POST /hb/{UUID}"
+
+    def prepare(self):
+        self._files.configure(Url=self.sink.url, XAuthToken="", Chassis={})
+
+    def command(self):
+        return [self._program]
+
+    def variables(self):
+        return {"CLOUDCLIENT_ROOT": str(self._files.root)}
+
+    def failures(self):
+        return (self.folder / "log").read_text(errors="replace").count(" 3 ")
