@@ -104,6 +104,18 @@ std::optional<std::vector<std::pair<std::string, std::string>>> Target::Paramete
   return parameters;
 }
 
+std::vector<std::pair<std::string, std::string>> Target::Options() const {
+  std::vector<std::pair<std::string, std::string>> options;
+  for (const std::string& piece : Split(query, '&')) {
+    const std::size_t equals = piece.find('=');
+    const std::string name = Decode(piece.substr(0, equals)).value_or("");
+    if (name.rfind('$', 0) != 0) continue;
+    const std::string value = equals == std::string::npos ? "" : piece.substr(equals + 1);
+    options.emplace_back(name, Decode(value).value_or(value));
+  }
+  return options;
+}
+
 std::optional<Target> ParseTarget(const std::string& text) {
   const std::string local = WithoutAuthority(text);
   if (local.empty() || local.front() != '/') return std::nullopt;
@@ -123,8 +135,9 @@ std::optional<Target> ParseTarget(const std::string& text) {
 }
 
 std::string LoggableTarget(const std::string& text) {
-  static const std::array<std::string, 6> kHarmless = {
-      "uuid=", "OriginOfCondition=", "Cleared=", "Severity=", "member=", "after="};
+  static const std::array<std::string, 10> kHarmless = {
+      "uuid=",   "OriginOfCondition=", "Cleared=", "Severity=", "member=",
+      "after=",  "$top=",              "$skip=",   "$select=",  "$expand="};
   const std::size_t mark = text.find('?');
   std::string out = text.substr(0, mark);
   if (mark == std::string::npos) return out;

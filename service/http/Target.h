@@ -23,6 +23,9 @@ struct Target {
   // Names and values of the query, percent-decoded; none when that is impossible or a piece has no
   // "=". A "+" is a plus.
   std::optional<std::vector<std::pair<std::string, std::string>>> Parameters() const;
+  // Those of them whose name begins with "$", whatever the others are like. A value that cannot be
+  // decoded is given as it came, a missing one as an empty one.
+  std::vector<std::pair<std::string, std::string>> Options() const;
 };
 
 // Without a value when the target is no path of this kind. Takes "/path?query" and

@@ -14,20 +14,17 @@ std::string ChassisPath(const std::string& id) { return "/redfish/v1/Chassis/" +
 
 ChassisRecord RedfishService::OwnChassis(const Call& call) {
   std::optional<ChassisRecord> chassis = m_store.FindChassis(call.owner->uuid, call.names.at(0));
-  if (!chassis) throw Refusal(404, "There is nothing at " + call.target.Path() + ".");
+  if (!chassis) throw NothingAt(call.target.Path());
   return *std::move(chassis);
 }
 
 Response RedfishService::ListChassis(const Call& call) {
-  Json members = Json::array();
+  std::vector<std::string> members;
   for (const std::string& id : m_store.ListChassis(call.owner->uuid)) {
-    members.push_back(Reference(ChassisPath(id)));
+    members.push_back(ChassisPath(id));
   }
-  return JsonResponse(200, {{"@odata.id", "/redfish/v1/Chassis"},
-                            {"@odata.type", "#ChassisCollection.ChassisCollection"},
-                            {"Name", "Chassis"},
-                            {"Members", members},
-                            {"Members@odata.count", members.size()}});
+  return JsonResponse(200, CollectionView("/redfish/v1/Chassis", types::kChassisCollection,
+                                          "Chassis", members, call.query));
 }
 
 Response RedfishService::CreateChassis(const Call& call) {
@@ -39,42 +36,37 @@ Response RedfishService::CreateChassis(const Call& call) {
   chassis.created = m_clock();
   m_store.AddChassis(chassis);
   m_log.Line("chassis created: " + chassis.id + " of " + Named(*call.owner));
-  Response response = JsonResponse(201, ChassisView(chassis));
-  response.headers.emplace_back("Location", ChassisPath(chassis.id));
-  return response;
+  return CreatedResponse(ChassisView(*call.owner, chassis));
 }
 
 Response RedfishService::GetChassis(const Call& call) {
-  return JsonResponse(200, ChassisView(OwnChassis(call)));
+  return JsonResponse(200, ChassisView(*call.owner, OwnChassis(call)));
 }
 
 Response RedfishService::PatchChassis(const Call& call) {
   const ChassisRecord chassis = OwnChassis(call);
   const Json patch = ParseObject(call.request.body);
+  RefuseReadOnly(patch, {{"Id", chassis.id}});
   Json document = ParseStored(chassis.document);
   document.merge_patch(patch);
   m_store.SetChassisDocument(chassis.id, StoredText(document), ReadingsOf(call, chassis.id, patch));
   m_log.Line("chassis changed: " + chassis.id + " of " + Named(*call.owner));
-  Response response;
-  response.status = 204;
-  return response;
+  return DoneResponse();
 }
 
 Response RedfishService::DeleteChassis(const Call& call) {
   const ChassisRecord chassis = OwnChassis(call);
   m_store.DeleteChassis(chassis.id);
   m_log.Line("chassis removed: " + chassis.id + " of " + Named(*call.owner));
-  Response response;
-  response.status = 204;
-  return response;
+  return DoneResponse();
 }
 
-Json RedfishService::ChassisView(const ChassisRecord& chassis) const {
-  Json view = ParseStored(chassis.document);
-  view["@odata.id"] = ChassisPath(chassis.id);
-  view["@odata.type"] = "#Chassis.v1_14_0.Chassis";
-  view["Id"] = chassis.id;
-  if (!view.contains("Name")) view["Name"] = "Chassis " + chassis.id;
+Json RedfishService::ChassisView(const ManagerRecord& owner, const ChassisRecord& chassis) {
+  Json sent = ParseStored(chassis.document);
+  if (!sent.contains("Name")) sent["Name"] = "Chassis " + chassis.id;
+  Json view = Shaped(TypeNamed(types::kChassis), ChassisPath(chassis.id), sent, ResolverFor(owner));
+  view["Links"]["ManagedBy"] = Json::array({Reference("/redfish/v1/Managers/" + owner.uuid)});
+  LinkResources(owner, chassis.id, view);
   return view;
 }
 

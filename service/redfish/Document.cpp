@@ -8,17 +8,13 @@ namespace cloudservice {
 
 namespace {
 
-// "line 3, column 7" of the byte at `offset`.
-std::string Place(const std::string& text, std::size_t offset) {
-  const auto end = text.begin() + static_cast<std::ptrdiff_t>(std::min(offset, text.size()));
-  const auto line = std::count(text.begin(), end, '\n') + 1;
-  const auto start = std::find(std::make_reverse_iterator(end), text.rend(), '\n');
-  const auto column = start - std::make_reverse_iterator(end) + 1;
-  return "line " + std::to_string(line) + ", column " + std::to_string(column);
-}
-
 [[noreturn]] void Malformed(const std::string& body, std::size_t offset, const std::string& what) {
-  throw Refusal(400, "The body is not acceptable: " + Place(body, offset) + ": " + what);
+  const auto end = body.begin() + static_cast<std::ptrdiff_t>(std::min(offset, body.size()));
+  const std::string line = std::to_string(std::count(body.begin(), end, '\n') + 1);
+  const auto start = std::find(std::make_reverse_iterator(end), body.rend(), '\n');
+  const std::string column = std::to_string(start - std::make_reverse_iterator(end) + 1);
+  throw Refusal(400, {"InvalidJSON", {line}},
+                "The body is not acceptable: line " + line + ", column " + column + ": " + what);
 }
 
 // What the parser does not look after: it takes a NUL byte for the end of the text, and goes as
@@ -59,19 +55,23 @@ std::string Reason(const std::string& what) {
 }  // namespace
 
 Json ParseObject(const std::string& body) {
-  if (body.empty()) throw Refusal(400, "The body is empty; a JSON object is expected.");
+  if (body.empty()) {
+    throw Refusal(400, {"MalformedJSON", {}}, "The body is empty; a JSON object is expected.");
+  }
   CheckBytes(body);
   try {
     Json document = Json::parse(body);
     if (!document.is_object()) {
-      throw Refusal(400, std::string("The body is a JSON ") + document.type_name() +
-                             "; an object is expected.");
+      throw Refusal(
+          400, {"UnrecognizedRequestBody", {}},
+          std::string("The body is a JSON ") + document.type_name() + "; an object is expected.");
     }
     return document;
   } catch (const Json::parse_error& error) {
     Malformed(body, error.byte == 0 ? 0 : error.byte - 1, Reason(error.what()));
   } catch (const Json::out_of_range&) {
-    throw Refusal(400, "The body is not acceptable: a number in it is too large.");
+    throw Refusal(400, {"MalformedJSON", {}},
+                  "The body is not acceptable: a number in it is too large.");
   }
 }
 
@@ -86,20 +86,36 @@ std::string StoredText(const Json& document) { return document.dump(); }
 std::optional<std::string> OptionalString(const Json& object, const std::string& name) {
   const auto found = object.find(name);
   if (found == object.end()) return std::nullopt;
-  if (!found->is_string()) throw Refusal(400, "\"" + name + "\" is no string.");
+  if (!found->is_string()) throw WrongType(name, *found, "\"" + name + "\" is no string.");
   const auto text = found->get<std::string>();
   const bool control = std::any_of(text.begin(), text.end(), [](char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
   });
-  if (control) throw Refusal(400, "\"" + name + "\" has a control character in it.");
+  if (control) throw WrongValue(name, "\"" + name + "\" has a control character in it.");
   return text;
 }
 
 std::string RequiredString(const Json& object, const std::string& name) {
   std::optional<std::string> text = OptionalString(object, name);
-  if (!text) throw Refusal(400, "\"" + name + "\" is missing.");
-  if (text->empty()) throw Refusal(400, "\"" + name + "\" is empty.");
+  if (!text) throw Missing(name);
+  if (text->empty()) throw WrongValue(name, "\"" + name + "\" is empty.");
   return *std::move(text);
+}
+
+Refusal Missing(const std::string& name) {
+  return {400, {"PropertyMissing", {name}, "#/" + name}, "\"" + name + "\" is missing."};
+}
+
+Refusal WrongType(const std::string& name, const Json& value, const std::string& text) {
+  // Of what is longer, the message that quotes nothing.
+  constexpr std::size_t kLongestQuoted = 64;
+  const std::string shown = value.dump(-1, ' ', false, Json::error_handler_t::replace);
+  if (shown.size() > kLongestQuoted) return WrongValue(name, text);
+  return {400, {"PropertyValueTypeError", {shown, name}, "#/" + name}, text};
+}
+
+Refusal WrongValue(const std::string& name, const std::string& text) {
+  return {400, {"PropertyValueError", {name}, "#/" + name}, text};
 }
 
 Json Reference(const std::string& path) { return Json{{"@odata.id", path}}; }

@@ -6,6 +6,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "service/redfish/Refusal.h"
+
 namespace cloudservice {
 
 using Json = nlohmann::json;
@@ -33,6 +35,12 @@ std::optional<std::string> OptionalString(const Json& object, const std::string&
 
 // The same for a string that must be there and not be empty.
 std::string RequiredString(const Json& object, const std::string& name);
+
+// 400 for the member `name` of a body: it is not there; it has the type of `value`, which is none
+// of its own; its value cannot be.
+Refusal Missing(const std::string& name);
+Refusal WrongType(const std::string& name, const Json& value, const std::string& text);
+Refusal WrongValue(const std::string& name, const std::string& text);
 
 // {"@odata.id": path}
 Json Reference(const std::string& path);

@@ -13,9 +13,9 @@ namespace {
 constexpr const char* kClearing = "258";
 constexpr std::size_t kClearedAlarm = 3;
 
-std::string EventPath(std::int64_t id) {
-  return "/redfish/v1/Oem/Quorvan:Events/" + std::to_string(id);
-}
+constexpr const char* kEvents = "/redfish/v1/Oem/Quorvan:Events";
+
+std::string EventPath(std::int64_t id) { return kEvents + ("/" + std::to_string(id)); }
 
 std::string Lower(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
@@ -34,12 +34,13 @@ AlarmEffect EffectOf(const EventRecord& event) {
 void CheckArguments(const Json& document) {
   const auto found = document.find("MessageArgs");
   if (found == document.end()) return;
-  if (!found->is_array()) throw Refusal(400, "\"MessageArgs\" is no array.");
+  if (!found->is_array()) throw WrongType("MessageArgs", *found, "\"MessageArgs\" is no array.");
   for (std::size_t i = 0; i < found->size(); ++i) {
     const Json& argument = found->at(i);
     if (!argument.is_string() && !argument.is_null()) {
-      throw Refusal(400, "\"MessageArgs\" has neither a string nor null at position " +
-                             std::to_string(i + 1) + ".");
+      throw WrongType("MessageArgs/" + std::to_string(i), argument,
+                      "\"MessageArgs\" has neither a string nor null at position " +
+                          std::to_string(i + 1) + ".");
     }
   }
 }
@@ -49,7 +50,8 @@ std::string AlarmOf(const Json& document, const EventRecord& event, AlarmEffect 
   const auto found = document.find("MessageArgs");
   if (found == document.end() || found->size() <= kClearedAlarm ||
       !found->at(kClearedAlarm).is_string()) {
-    throw Refusal(400, "\"MessageArgs\" does not name the cleared alarm at position 4.");
+    throw WrongValue("MessageArgs",
+                     "\"MessageArgs\" does not name the cleared alarm at position 4.");
   }
   return found->at(kClearedAlarm).get<std::string>();
 }
@@ -58,16 +60,10 @@ std::optional<bool> ClearedOf(const Target& target) {
   const std::optional<std::string> text = target.Value("Cleared");
   if (!text) return std::nullopt;
   if (*text != "true" && *text != "false") {
-    throw Refusal(400, "Cleared takes true or false.");
+    throw Refusal(400, {"QueryParameterValueFormatError", {*text, "Cleared"}},
+                  "Cleared takes true or false.");
   }
   return *text == "true";
-}
-
-Json EventView(const EventRecord& event) {
-  Json view = ParseStored(event.document);
-  view["@odata.id"] = EventPath(event.id);
-  view["Id"] = std::to_string(event.id);
-  return view;
 }
 
 std::optional<std::int64_t> EventNumber(const std::string& text) {
@@ -86,16 +82,19 @@ std::string RedfishService::OriginChassis(const Call& call, const Json& document
   std::string origin;
   const auto found = document.find("OriginOfCondition");
   if (found != document.end()) {
-    if (!found->is_object()) throw Refusal(400, "\"OriginOfCondition\" is no object.");
+    if (!found->is_object()) {
+      throw WrongType("OriginOfCondition", *found, "\"OriginOfCondition\" is no object.");
+    }
     origin = OptionalString(*found, "@odata.id").value_or("");
   }
   if (origin.rfind(kPrefix, 0) != 0) {
     if (effect == AlarmEffect::kNone) return "";
-    throw Refusal(400, "\"OriginOfCondition\" names no chassis.");
+    throw WrongValue("OriginOfCondition", "\"OriginOfCondition\" names no chassis.");
   }
   std::string id = origin.substr(kPrefix.size(), origin.find('/', kPrefix.size()) - kPrefix.size());
   if (!m_store.FindChassis(call.owner->uuid, id)) {
-    throw Refusal(400, "\"OriginOfCondition\" names a chassis that this manager has not.");
+    throw WrongValue("OriginOfCondition",
+                     "\"OriginOfCondition\" names a chassis that this manager has not.");
   }
   return id;
 }
@@ -112,9 +111,8 @@ Response RedfishService::PostEvent(const Call& call) {
   CheckArguments(document);
   OptionalString(document, "Created");
   const auto message = document.find("Message");
-  if (message == document.end() || !message->is_string()) {
-    throw Refusal(400, "\"Message\" is missing or no string.");
-  }
+  if (message == document.end()) throw Missing("Message");
+  if (!message->is_string()) throw WrongType("Message", *message, "\"Message\" is no string.");
 
   const AlarmEffect effect = EffectOf(event);
   const std::string alarm = AlarmOf(document, event, effect);
@@ -122,9 +120,7 @@ Response RedfishService::PostEvent(const Call& call) {
   const StoredEvent stored = m_store.AddEvent(event, effect, alarm);
   event.id = stored.id;
   LogEvent(event, message->get<std::string>(), alarm, stored.outcome);
-  Response response = JsonResponse(201, EventView(event));
-  response.headers.emplace_back("Location", EventPath(event.id));
-  return response;
+  return CreatedResponse(EventView(*call.owner, event));
 }
 
 void RedfishService::LogEvent(const EventRecord& event, const std::string& text,
@@ -147,22 +143,41 @@ void RedfishService::LogEvent(const EventRecord& event, const std::string& text,
   }
 }
 
+// With a filter a bare array of all that there are, as appliances expect it; else a collection.
 Response RedfishService::ListEvents(const Call& call) {
   EventFilter filter;
   filter.manager = call.owner->uuid;
   filter.chassis = call.target.Value("OriginOfCondition");
   filter.cleared = ClearedOf(call.target);
   filter.severity = call.target.Value("Severity");
+  const bool filtered = filter.chassis || filter.cleared || filter.severity;
+  if (filtered && !call.query.Empty()) {
+    throw Refusal(400, {"QueryCombinationInvalid", {}},
+                  "A filtered list takes none of the options that begin with $.");
+  }
+  std::vector<std::string> paths;
+  for (const std::int64_t id : m_store.ListEvents(filter)) paths.push_back(EventPath(id));
+  if (!filtered) {
+    return JsonResponse(
+        200, CollectionView(kEvents, types::kEventCollection, "Events", paths, call.query));
+  }
   Json list = Json::array();
-  for (const std::int64_t id : m_store.ListEvents(filter)) list.push_back(Reference(EventPath(id)));
+  for (const std::string& path : paths) list.push_back(Reference(path));
   return JsonResponse(200, list);
 }
 
 Response RedfishService::GetEvent(const Call& call) {
   const std::optional<std::int64_t> id = EventNumber(call.names.at(0));
   const auto event = id ? m_store.FindEvent(call.owner->uuid, *id) : std::nullopt;
-  if (!event) throw Refusal(404, "There is nothing at " + call.target.Path() + ".");
-  return JsonResponse(200, EventView(*event));
+  if (!event) throw NothingAt(call.target.Path());
+  return JsonResponse(200, EventView(*call.owner, *event));
+}
+
+Json RedfishService::EventView(const ManagerRecord& owner, const EventRecord& event) {
+  Json sent = ParseStored(event.document);
+  if (!sent.contains("Name")) sent["Name"] = "Event " + std::to_string(event.id);
+  sent["Received"] = RedfishTime(event.received);
+  return Shaped(TypeNamed(types::kEvent), EventPath(event.id), sent, ResolverFor(owner));
 }
 
 }  // namespace cloudservice

@@ -9,12 +9,13 @@ constexpr std::int64_t kMaxInterval = 366 * 24 * 3600;
 
 std::int64_t CheckedInterval(const Json& document) {
   const auto found = document.find("HeartbeatInterval");
-  if (found == document.end()) throw Refusal(400, "\"HeartbeatInterval\" is missing.");
+  if (found == document.end()) throw Missing("HeartbeatInterval");
   // A number above the signed range is unsigned for the parser and stays out of range here.
   const bool whole = found->is_number_integer();
   if (!whole || *found < 1 || *found > kMaxInterval) {
-    throw Refusal(400, "\"HeartbeatInterval\" is no whole number of seconds from 1 to " +
-                           std::to_string(kMaxInterval) + ".");
+    throw WrongType("HeartbeatInterval", *found,
+                    "\"HeartbeatInterval\" is no whole number of seconds from 1 to " +
+                        std::to_string(kMaxInterval) + ".");
   }
   return found->get<std::int64_t>();
 }

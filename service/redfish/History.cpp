@@ -20,32 +20,35 @@ constexpr std::int64_t kPage = 10000;
 constexpr std::size_t kOwnDocument = 4;
 // Segments of a history's path behind those of its document.
 constexpr std::size_t kHistorySegments = 2;
-constexpr const char* kType = "#QuorvanHistory.v1_0_0.QuorvanHistory";
+const std::string kType = std::string("#") + types::kHistory;
 
 std::int64_t CheckedAfter(const std::string& text) {
   constexpr std::size_t kMaxDigits = 18;
   if (text.empty() || text.size() > kMaxDigits ||
       text.find_first_not_of("0123456789") != std::string::npos) {
-    throw Refusal(400, "\"after\" is no whole number from 0.");
+    throw Refusal(400, {"QueryParameterValueTypeError", {text, "after"}},
+                  "\"after\" is no whole number from 0.");
   }
   return std::stoll(text);
 }
 
+Refusal BadQuery(const std::string& text) { return {400, {"QueryCombinationInvalid", {}}, text}; }
+
 HistoryQuery CheckedQuery(const Target& target) {
   const auto parameters = target.Parameters();
-  if (!parameters) throw Refusal(400, "The query is not made of name=value, percent-encoded.");
+  if (!parameters) throw BadQuery("The query is not made of name=value, percent-encoded.");
   HistoryQuery query;
   std::optional<std::string> after;
   for (const auto& [name, value] : *parameters) {
     if (name != "member" && name != "after") {
-      throw Refusal(400, "A history is asked for with member and after only.");
+      throw BadQuery("A history is asked for with member and after only.");
     }
     std::optional<std::string>& given = name == "member" ? query.member : after;
-    if (given) throw Refusal(400, "\"" + name + "\" is given twice.");
+    if (given) throw BadQuery("\"" + name + "\" is given twice.");
     given = value;
   }
-  if (query.member && query.member->empty()) throw Refusal(400, "\"member\" is empty.");
-  if (after && !query.member) throw Refusal(400, "\"after\" goes with \"member\".");
+  if (query.member && query.member->empty()) throw BadQuery("\"member\" is empty.");
+  if (after && !query.member) throw BadQuery("\"after\" goes with \"member\".");
   if (after) query.after = CheckedAfter(*after);
   return query;
 }
@@ -85,7 +88,7 @@ Response RedfishService::GetHistory(const Call& call) {
   document.segments.resize(document.segments.size() - kHistorySegments);
   const std::string path = document.Path();
   if (document.segments.size() > kOwnDocument && !m_store.FindResource(call.owner->uuid, path)) {
-    throw Refusal(404, "There is nothing at " + path + ".");
+    throw NothingAt(path);
   }
   const HistoryQuery query = CheckedQuery(call.target);
   return query.member ? GetHistoryValues(call, path, query) : ListHistoryMembers(call, path);
@@ -109,7 +112,8 @@ Response RedfishService::GetHistoryValues(const Call& call, const std::string& p
   std::vector<HistoryValue> values =
       m_store.ListHistory({call.owner->uuid, path, *query.member, since, query.after, kPage + 1});
   if (values.empty() && query.after == 0) {
-    throw Refusal(404, path + " has no history of \"" + *query.member + "\".");
+    throw Refusal(404, {"ResourceMissingAtURI", {call.request.target}},
+                  path + " has no history of \"" + *query.member + "\".");
   }
   const bool more = values.size() > static_cast<std::size_t>(kPage);
   if (more) values.pop_back();

@@ -20,7 +20,7 @@ std::string CheckedUuid(const Json& document) {
   static const std::string kAllowed =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
   if (uuid.size() > kMaxUuid || uuid.find_first_not_of(kAllowed) != std::string::npos) {
-    throw Refusal(400, "\"UUID\" is not made of up to 128 letters, digits, \"-\" and \"_\".");
+    throw WrongValue("UUID", "\"UUID\" is not made of up to 128 letters, digits, \"-\" and \"_\".");
   }
   return uuid;
 }
@@ -37,24 +37,14 @@ std::pair<std::string, std::string> CredentialsOf(const std::string& query) {
   return {query.substr(kEmail.size(), key - kEmail.size()), query.substr(key + kKey.size())};
 }
 
-// The member as an object; what is there of another type gives way.
-Json& ObjectMember(Json& object, const char* name) {
-  Json& member = object[name];
-  if (!member.is_object()) member = Json::object();
-  return member;
-}
-
 }  // namespace
 
 Response RedfishService::ListManagers(const Call& call) {
   const std::optional<std::string> uuid = call.target.Value("uuid");
   if (uuid) return FindManagerByUuid(call, *uuid);
   if (!call.owner) throw Refusal(401, "The X-Auth-Token is missing or not known.");
-  return JsonResponse(200, {{"@odata.id", "/redfish/v1/Managers"},
-                            {"@odata.type", "#ManagerCollection.ManagerCollection"},
-                            {"Name", "Managers"},
-                            {"Members", Json::array({Reference(ManagerPath(call.owner->uuid))})},
-                            {"Members@odata.count", 1}});
+  return JsonResponse(200, CollectionView("/redfish/v1/Managers", types::kManagerCollection,
+                                          "Managers", {ManagerPath(call.owner->uuid)}, call.query));
 }
 
 // An appliance learns from the 403 that it has to register afresh, so that everything that ends a
@@ -83,8 +73,8 @@ Admission RedfishService::Admit(const Call& call) {
 Response RedfishService::RegisterManager(const Call& call) {
   const Admission admission = Admit(call);
   if (admission.wait > 0) {
-    Response response = Refused(429, call.request.method, call.request.target,
-                                "Too many wrong registrations from this address.");
+    const Refusal refusal(429, "Too many wrong registrations from this address.");
+    Response response = Refused(refusal, call.request.method, call.request.target);
     response.SetHeader("Retry-After", std::to_string(admission.wait));
     return response;
   }
@@ -107,8 +97,7 @@ Response RedfishService::RegisterManager(const Call& call) {
   const bool known = m_store.AddManager(manager, Sha256Hex(token));
   m_log.Line("manager registered: " + Named(manager) +
              (known ? ", known before: what it held is dropped" : ""));
-  Response response = JsonResponse(201, ManagerView(manager));
-  response.headers.emplace_back("Location", ManagerPath(manager.uuid));
+  Response response = CreatedResponse(ManagerView(manager));
   response.headers.emplace_back("X-Auth-Token", token);
   return response;
 }
@@ -121,33 +110,29 @@ Response RedfishService::GetManager(const Call& call) {
 Response RedfishService::PatchManager(const Call& call) {
   RequireOwn(call, call.names.at(0));
   const Json patch = ParseObject(call.request.body);
+  RefuseReadOnly(patch, {{"Id", call.owner->uuid}, {"UUID", call.owner->uuid}});
   Json document = ParseStored(call.owner->document);
   document.merge_patch(patch);
   m_store.SetManagerDocument(call.owner->uuid, StoredText(document),
                              ReadingsOf(call, std::nullopt, patch));
   m_log.Line("manager changed: " + Named(*call.owner));
-  Response response;
-  response.status = 204;
-  return response;
+  return DoneResponse();
 }
 
 Response RedfishService::DeleteManager(const Call& call) {
   RequireOwn(call, call.names.at(0));
   m_store.DeleteManager(call.owner->uuid);
   m_log.Line("manager removed: " + Named(*call.owner));
-  Response response;
-  response.status = 204;
-  return response;
+  return DoneResponse();
 }
 
 Json RedfishService::ManagerView(const ManagerRecord& manager) {
-  Json view = ParseStored(manager.document);
-  view["@odata.id"] = ManagerPath(manager.uuid);
-  view["@odata.type"] = "#Manager.v1_5_0.Manager";
-  view["Id"] = manager.uuid;
-  view["UUID"] = manager.uuid;
-  if (!view.contains("Name")) view["Name"] = manager.name;
-  Json& status = ObjectMember(view, "Status");
+  Json sent = ParseStored(manager.document);
+  sent["UUID"] = manager.uuid;
+  if (!sent.contains("Name")) sent["Name"] = manager.name;
+  Json view =
+      Shaped(TypeNamed(types::kManager), ManagerPath(manager.uuid), sent, ResolverFor(manager));
+  Json& status = view["Status"];
   if (!status.contains("State")) status["State"] = "Enabled";
   if (IsOverdue(manager.heartbeat)) status["State"] = "UnavailableOffline";
 
@@ -155,9 +140,9 @@ Json RedfishService::ManagerView(const ManagerRecord& manager) {
   for (const std::string& id : m_store.ListChassis(manager.uuid)) {
     chassis.push_back(Reference("/redfish/v1/Chassis/" + id));
   }
-  ObjectMember(view, "Links")["ManagerForChassis"] = chassis;
-  ObjectMember(ObjectMember(view, "Oem"), "Quorvan")["Heartbeat"] =
-      HeartbeatView(manager.heartbeat);
+  view["Links"]["ManagerForChassis"] = chassis;
+  LinkResources(manager, std::nullopt, view);
+  OemOf(view)["Heartbeat"] = HeartbeatView(manager.heartbeat);
   return view;
 }
 

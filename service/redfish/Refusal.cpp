@@ -6,39 +6,59 @@ namespace cloudservice {
 
 namespace {
 
-// The message of the registry that comes nearest.
-const char* MessageId(unsigned status) {
+// None of these messages takes an argument.
+const char* MessageName(unsigned status) {
   switch (status) {
     case 401:
-      return "Base.1.8.NoValidSession";
+      return "NoValidSession";
     case 403:
-      return "Base.1.8.InsufficientPrivilege";
-    case 404:
-      return "Base.1.8.ResourceMissingAtURI";
+      return "InsufficientPrivilege";
     case 405:
-      return "Base.1.8.OperationNotAllowed";
+      return "OperationNotAllowed";
+    case 412:
+      return "PreconditionFailed";
+    case 413:
+      return "PayloadTooLarge";
     case 500:
-      return "Base.1.8.InternalError";
+      return "InternalError";
     default:
-      return "Base.1.8.GeneralError";
+      return "GeneralError";
   }
+}
+
+// As the registry has it.
+const char* SeverityOf(const std::string& name) {
+  const bool warning = name.rfind("Property", 0) == 0 || name.rfind("Query", 0) == 0 ||
+                       name == "UnrecognizedRequestBody";
+  return warning ? "Warning" : "Critical";
 }
 
 }  // namespace
 
-Response ErrorResponse(unsigned status, const std::string& text) {
-  const Json info = {{"@odata.type", "#Message.v1_1_1.Message"},
-                     {"MessageId", MessageId(status)},
-                     {"Message", text},
-                     {"MessageArgs", Json::array()},
-                     {"Severity", status < 500 ? "Warning" : "Critical"}};
-  const Json error = {{"code", MessageId(status)},
-                      {"message", text},
-                      {"@Message.ExtendedInfo", Json::array({info})}};
+Refusal::Refusal(unsigned status, const std::string& text)
+    : Refusal(status, BaseMessage{MessageName(status), {}, ""}, text) {}
+
+Refusal NothingAt(const std::string& path) {
+  return {404, {"ResourceMissingAtURI", {path}, ""}, "There is nothing at " + path + "."};
+}
+
+Response ErrorResponse(const Refusal& refusal) {
+  const BaseMessage& message = refusal.Message();
+  const std::string id = std::string(kBaseRegistry) + "." + message.name;
+  Json info = {{"@odata.type", "#Message.v1_1_1.Message"},
+               {"MessageId", id},
+               {"Message", refusal.what()},
+               {"MessageArgs", message.arguments},
+               {"MessageSeverity", SeverityOf(message.name)}};
+  if (!message.property.empty()) info["RelatedProperties"] = Json::array({message.property});
+  // The registry wants it said here, since the message itself says nothing.
+  if (message.name == "GeneralError") info["Resolution"] = refusal.what();
+  const Json error = {
+      {"code", id}, {"message", refusal.what()}, {"@Message.ExtendedInfo", Json::array({info})}};
   Response response;
-  response.status = status;
+  response.status = refusal.Status();
   response.body = PrettyText({{"error", error}});
-  if (status == 401) {
+  if (refusal.Status() == 401) {
     response.headers.emplace_back("WWW-Authenticate", "X-Auth-Token realm=\"cloudservice\"");
   }
   return response;

@@ -1,7 +1,39 @@
+#include <algorithm>
+
 #include "service/redfish/Refusal.h"
 #include "service/redfish/Service.h"
 
 namespace cloudservice {
+
+namespace {
+
+// Where in a path the identifier of a manager or chassis stands, and what lies below it begins.
+constexpr std::size_t kOwner = 3;
+constexpr std::size_t kBelow = 4;
+
+// The type that a document at this path below a chassis or a manager has.
+const char* TypeAt(const Target& target) {
+  const std::vector<std::string>& path = target.segments;
+  if (path.at(2) != "Chassis") return types::kDocument;
+  const std::size_t below = path.size() - kBelow;
+  const std::string& first = path.at(kBelow);
+  if (below == 1 && first == "Thermal") return types::kThermal;
+  if (below == 1 && first == "EnvironmentMetrics") return types::kEnvironmentMetrics;
+  if (below == 1 && first == "Sensors") return types::kSensorCollection;
+  if (below == 2 && first == "Sensors") return types::kSensor;
+  return types::kDocument;
+}
+
+// The paths of the sensors among those below a chassis.
+std::vector<std::string> SensorsOf(const std::vector<std::string>& resources) {
+  std::vector<std::string> sensors;
+  for (const std::string& path : resources) {
+    if (TypeAt(*ParseTarget(path)) == std::string(types::kSensor)) sensors.push_back(path);
+  }
+  return sensors;
+}
+
+}  // namespace
 
 Response RedfishService::GetChassisResource(const Call& call) {
   OwnChassis(call);
@@ -25,11 +57,29 @@ Response RedfishService::PatchManagerResource(const Call& call) {
 Response RedfishService::GetResource(const Call& call) {
   const std::string path = call.target.Path();
   const std::optional<ResourceRecord> resource = m_store.FindResource(call.owner->uuid, path);
-  if (!resource) throw Refusal(404, "There is nothing at " + path + ".");
-  Json view = ParseStored(resource->document);
-  view["@odata.id"] = path;
-  if (!view.contains("Id")) view["Id"] = call.target.segments.back();
-  if (!view.contains("Name")) view["Name"] = call.target.segments.back();
+  if (!resource) throw NothingAt(path);
+  Json view = Shaped(TypeNamed(TypeAt(call.target)), path, ParseStored(resource->document),
+                     ResolverFor(*call.owner));
+  OemOf(view)["History"] = Reference(path + kHistoryBelow);
+  return JsonResponse(200, view);
+}
+
+// There are sensors, or a document has been sent for their collection itself.
+Response RedfishService::GetSensors(const Call& call) {
+  const std::string chassis = OwnChassis(call).id;
+  const std::string path = call.target.Path();
+  const std::string& owner = call.owner->uuid;
+  const std::vector<std::string> sensors = SensorsOf(m_store.ListResources(owner, chassis));
+  const std::optional<ResourceRecord> sent = m_store.FindResource(owner, path);
+  if (sensors.empty() && !sent) throw NothingAt(path);
+  Json view = CollectionView(path, types::kSensorCollection, "Sensors", sensors, call.query);
+  if (!sent) return JsonResponse(200, view);
+  Json document = ParseStored(sent->document);
+  document.erase("Members");
+  Json shaped =
+      Shaped(TypeNamed(types::kSensorCollection), path, document, ResolverFor(*call.owner));
+  OemOf(shaped)["History"] = Reference(path + kHistoryBelow);
+  view.update(shaped);
   return JsonResponse(200, view);
 }
 
@@ -48,9 +98,84 @@ Response RedfishService::PatchResource(const Call& call,
   resource.document = StoredText(document);
   m_store.PutResource(resource, ReadingsOf(call, chassis, patch));
   m_log.Line(std::string(before ? "resource changed: " : "resource created: ") + resource.path);
-  Response response;
-  response.status = 204;
-  return response;
+  return DoneResponse();
+}
+
+void RedfishService::LinkResources(const ManagerRecord& owner,
+                                   const std::optional<std::string>& chassis, Json& view) {
+  static const std::string kThermal = types::kThermal;
+  static const std::string kEnvironment = types::kEnvironmentMetrics;
+  Json documents = Json::array();
+  for (const std::string& path : m_store.ListResources(owner.uuid, chassis)) {
+    const Target target = *ParseTarget(path);
+    const std::string type = TypeAt(target);
+    if (type == types::kDocument) {
+      documents.push_back(Reference(path));
+    } else if (type == types::kSensor || type == types::kSensorCollection) {
+      view["Sensors"] = Reference(view.at("@odata.id").get<std::string>() + "/Sensors");
+    } else {
+      view[SchemaOf(type)] = Reference(path);
+    }
+  }
+  Json& oem = OemOf(view);
+  oem["History"] = Reference(view.at("@odata.id").get<std::string>() + kHistoryBelow);
+  if (!documents.empty()) oem["Documents"] = documents;
+}
+
+// Everything else that is sent is taken, also together with these.
+void RedfishService::RefuseReadOnly(const Json& patch, const Json& given) {
+  if (patch.empty()) return;
+  std::string changed;
+  for (const auto& [name, value] : patch.items()) {
+    const auto known = given.find(name);
+    if (known == given.end()) return;
+    if (changed.empty() && *known != value) changed = name;
+  }
+  if (changed.empty()) return;
+  throw Refusal(400, {"PropertyNotWritable", {changed}, "#/" + changed},
+                "\"" + changed + "\" is given by the service.");
+}
+
+Resolver RedfishService::ResolverFor(const ManagerRecord& owner) {
+  return [this, &owner](const std::string& path) { return SchemaAt(owner, path); };
+}
+
+std::string RedfishService::SchemaAt(const ManagerRecord& owner, const std::string& path) {
+  const std::size_t fragment = path.find('#');
+  const std::optional<Target> target = ParseTarget(path.substr(0, fragment));
+  if (path.rfind('/', 0) != 0 || !target || !target->query.empty()) return "";
+  const std::vector<std::string>& segments = target->segments;
+  if (segments.size() < 2 || segments[0] != "redfish" || segments[1] != "v1") return "";
+  std::string schema;
+  if (segments.size() == 2) {
+    schema = SchemaOf(types::kServiceRoot);
+  } else if (segments.size() == 3) {
+    if (segments[2] == "Managers") schema = SchemaOf(types::kManagerCollection);
+    if (segments[2] == "Chassis") schema = SchemaOf(types::kChassisCollection);
+  } else {
+    schema = SchemaBelow(owner, *target);
+  }
+  // A part of a resource is none of the type's own.
+  return schema.empty() || fragment == std::string::npos ? schema : schema + "#";
+}
+
+std::string RedfishService::SchemaBelow(const ManagerRecord& owner, const Target& target) {
+  const std::string& id = target.segments.at(kOwner);
+  const bool itself = target.segments.size() == kBelow;
+  if (target.segments.at(2) == "Managers") {
+    if (id != owner.uuid) return "";
+    if (itself) return SchemaOf(types::kManager);
+  } else if (target.segments.at(2) == "Chassis") {
+    if (!m_store.FindChassis(owner.uuid, id)) return "";
+    if (itself) return SchemaOf(types::kChassis);
+  } else {
+    return "";
+  }
+  const std::string type = TypeAt(target);
+  const bool found = m_store.FindResource(owner.uuid, target.Path()).has_value() ||
+                     (type == types::kSensorCollection &&
+                      !SensorsOf(m_store.ListResources(owner.uuid, id)).empty());
+  return found ? SchemaOf(type) : "";
 }
 
 }  // namespace cloudservice

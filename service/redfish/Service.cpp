@@ -1,34 +1,21 @@
 #include "service/redfish/Service.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "service/Secret.h"
+#include "service/redfish/Conditions.h"
 #include "service/redfish/Refusal.h"
+#include "service/redfish/schema/Csdl.h"
 
 namespace cloudservice {
 
 namespace {
 
-// Fills `names` with what the single stars stand for.
-bool Matches(const std::vector<std::string>& pattern, const std::vector<std::string>& path,
-             std::vector<std::string>& names) {
-  const auto open = std::find(pattern.begin(), pattern.end(), "**");
-  if (open == pattern.end() ? path.size() != pattern.size() : path.size() < pattern.size()) {
-    return false;
-  }
-  names.clear();
-  const std::size_t more = path.size() - pattern.size();
-  for (std::size_t i = 0, at = 0; i < pattern.size(); ++i, ++at) {
-    if (pattern[i] == "**") {
-      at += more;
-    } else if (pattern[i] == "*") {
-      names.push_back(path[at]);
-    } else if (pattern[i] != path[at]) {
-      return false;
-    }
-  }
-  return true;
+Response OptionsResponse(const std::string& allowed) {
+  Response response;
+  response.status = 204;
+  response.headers.emplace_back("Allow", allowed);
+  return response;
 }
 
 // With what each answer of a Redfish service carries.
@@ -56,119 +43,111 @@ void RedfishService::RemoveOld() {
   }
 }
 
-// Rows with the same path stand together, narrow paths before the wider ones that they match.
-const std::vector<RedfishService::Route>& RedfishService::Routes() {
-  using S = RedfishService;
-  static const std::vector<Route> routes = {
-      {"GET", {"redfish"}, Access::kAnyone, &S::GetVersions},
-      {"GET", {"redfish", "v1"}, Access::kAnyone, &S::GetRoot},
-      {"GET", {"redfish", "v1", "Managers"}, Access::kAnyone, &S::ListManagers},
-      {"POST", {"redfish", "v1", "Managers"}, Access::kAnyone, &S::RegisterManager},
-      {"GET", {"redfish", "v1", "Managers", "*"}, Access::kOwner, &S::GetManager},
-      {"PATCH", {"redfish", "v1", "Managers", "*"}, Access::kOwner, &S::PatchManager},
-      {"DELETE", {"redfish", "v1", "Managers", "*"}, Access::kOwner, &S::DeleteManager},
-      {"POST",
-       {"redfish", "v1", "Managers", "*", "Oem", "Quorvan:Events"},
-       Access::kOwner,
-       &S::PostEvent},
-      {"GET",
-       {"redfish", "v1", "Managers", "*", "Oem", "Quorvan:History"},
-       Access::kOwner,
-       &S::GetManagerHistory},
-      {"GET",
-       {"redfish", "v1", "Managers", "*", "**", "Oem", "Quorvan:History"},
-       Access::kOwner,
-       &S::GetManagerHistory},
-      {"GET", {"redfish", "v1", "Managers", "*", "**"}, Access::kOwner, &S::GetManagerResource},
-      {"PATCH", {"redfish", "v1", "Managers", "*", "**"}, Access::kOwner, &S::PatchManagerResource},
-      {"GET", {"redfish", "v1", "Chassis"}, Access::kOwner, &S::ListChassis},
-      {"POST", {"redfish", "v1", "Chassis"}, Access::kOwner, &S::CreateChassis},
-      {"GET", {"redfish", "v1", "Chassis", "*"}, Access::kOwner, &S::GetChassis},
-      {"PATCH", {"redfish", "v1", "Chassis", "*"}, Access::kOwner, &S::PatchChassis},
-      {"DELETE", {"redfish", "v1", "Chassis", "*"}, Access::kOwner, &S::DeleteChassis},
-      {"GET",
-       {"redfish", "v1", "Chassis", "*", "Oem", "Quorvan:History"},
-       Access::kOwner,
-       &S::GetChassisHistory},
-      {"GET",
-       {"redfish", "v1", "Chassis", "*", "**", "Oem", "Quorvan:History"},
-       Access::kOwner,
-       &S::GetChassisHistory},
-      {"GET", {"redfish", "v1", "Chassis", "*", "**"}, Access::kOwner, &S::GetChassisResource},
-      {"PATCH", {"redfish", "v1", "Chassis", "*", "**"}, Access::kOwner, &S::PatchChassisResource},
-      {"GET", {"redfish", "v1", "Oem", "Quorvan:Events"}, Access::kOwner, &S::ListEvents},
-      {"GET", {"redfish", "v1", "Oem", "Quorvan:Events", "*"}, Access::kOwner, &S::GetEvent},
-      {"POST", {"hb", "*"}, Access::kOwner, &S::TakeHeartbeat},
-  };
-  return routes;
-}
-
-const RedfishService::Route& RedfishService::FindRoute(Call& call, std::string& allowed) const {
-  // What HEAD leaves out of GET's answer is the server's business.
-  const std::string method = call.request.method == "HEAD" ? "GET" : call.request.method;
-  const Route* first = nullptr;
-  for (const Route& route : Routes()) {
-    // The first path that fits counts alone, whatever wider one follows.
-    if (first != nullptr && route.path != first->path) continue;
-    if (first == nullptr && !Matches(route.path, call.target.segments, call.names)) continue;
-    first = &route;
-    if (route.method == method) return route;
-    if (!allowed.empty()) allowed += ", ";
-    allowed += route.method;
-    if (route.method == std::string("GET")) allowed += ", HEAD";
-  }
-  if (allowed.empty()) throw Refusal(404, "There is nothing at " + call.target.Path() + ".");
-  throw Refusal(405, call.request.method + " is not possible here; possible: " + allowed + ".");
-}
-
-Response RedfishService::Dispatch(Call& call, std::string& allowed) {
-  const Route& route = FindRoute(call, allowed);
-  if (!call.request.token.empty()) {
-    call.owner = m_store.FindManagerByToken(Sha256Hex(call.request.token));
-  }
-  if (route.access == Access::kOwner && !call.owner) {
-    throw Refusal(401, call.request.token.empty() ? "The X-Auth-Token is missing."
-                                                  : "The X-Auth-Token is not known.");
-  }
-  return (this->*route.operation)(call);
-}
-
 Response RedfishService::Handle(const Request& request) { return Marked(Answer(request)); }
 
 Response RedfishService::Answer(const Request& request) {
   std::string allowed;
   try {
     std::optional<Target> target = ParseTarget(request.target);
-    if (!target) throw Refusal(400, "The request's target is no path of this service.");
-    Call call{request, *std::move(target), {}, {}};
+    if (!target) {
+      throw Refusal(400, {"InvalidURI", {LoggableTarget(request.target)}},
+                    "The request's target is no path of this service.");
+    }
+    Call call{request, *std::move(target), {}, {}, {}};
     return Dispatch(call, allowed);
   } catch (const Refusal& refusal) {
-    Response response = Refused(refusal.Status(), request.method, request.target, refusal.what());
+    Response response = Refused(refusal, request.method, request.target);
     if (refusal.Status() == 405) response.headers.emplace_back("Allow", allowed);
     return response;
   } catch (const std::exception& error) {
     m_log.Line(std::string("error: ") + error.what());
-    return Refused(500, request.method, request.target, "The service could not do it.");
+    return Refused(Refusal(500, "The service could not do it."), request.method, request.target);
   }
+}
+
+Response RedfishService::Dispatch(Call& call, std::string& allowed) {
+  const Request& request = call.request;
+  CheckNegotiation(request);
+  // What HEAD leaves out of GET's answer is the server's business.
+  const std::string method = request.method == "HEAD" ? "GET" : request.method;
+  const Route* route = FindRoute(call, method, allowed);
+  if (allowed.empty()) throw NothingAt(call.target.Path());
+  if (method == "OPTIONS") return OptionsResponse(allowed);
+  if (route == nullptr) {
+    throw Refusal(405, request.method + " is not possible here; possible: " + allowed + ".");
+  }
+  if (!request.token.empty()) call.owner = m_store.FindManagerByToken(Sha256Hex(request.token));
+  if (route->access == Access::kOwner && !call.owner) {
+    throw Refusal(401, request.token.empty() ? "The X-Auth-Token is missing."
+                                             : "The X-Auth-Token is not known.");
+  }
+  if (method == "GET") return Get(call, *route, allowed);
+  const bool conditional =
+      !request.Header("If-Match").empty() || !request.Header("If-None-Match").empty();
+  if (conditional && (method == "PATCH" || method == "DELETE")) {
+    CheckConditions(request, CurrentTag(call));
+  }
+  return (this->*route->operation)(call);
+}
+
+Response RedfishService::Get(Call& call, const Route& route, const std::string& allowed) {
+  call.query = ParseQueryOptions(call.target);
+  const bool paged = call.query.top || call.query.skip;
+  if ((route.options == Options::kNone && !call.query.Empty()) ||
+      (route.options == Options::kResource && paged)) {
+    throw Refusal(400, {"QueryNotSupportedOnResource", {}},
+                  "The resource does not take these query options.");
+  }
+  Response response = (this->*route.operation)(call);
+  if (response.status != 200) return response;
+  if (call.query.expand != QueryOptions::Expand::kNone || !call.query.select.empty()) {
+    const Json document = ParseStored(response.body);
+    const auto fetch = [&](const std::string& path) { return Fetched(call, path); };
+    response.body = PrettyText(Selected(Expanded(document, call.query, fetch), call.query));
+  }
+  response.headers.emplace_back("Allow", allowed);
+  response.headers.emplace_back("Cache-Control", "no-cache");
+  ApplyConditions(call.request, response);
+  return response;
+}
+
+// What a GET of the path would answer; null when it would be refused.
+Json RedfishService::Fetched(const Call& call, const std::string& path) {
+  std::optional<Target> target = ParseTarget(path);
+  if (!target) return nullptr;
+  Call inner{call.request, *std::move(target), {}, call.owner, {}};
+  std::string allowed;
+  const Route* route = FindRoute(inner, "GET", allowed);
+  if (route == nullptr) return nullptr;
+  try {
+    const Response response = (this->*route->operation)(inner);
+    return response.status == 200 ? ParseStored(response.body) : Json();
+  } catch (const Refusal&) {
+    return nullptr;
+  }
+}
+
+std::optional<std::string> RedfishService::CurrentTag(const Call& call) {
+  const Json document = Fetched(call, call.target.Path());
+  if (document.is_null()) return std::nullopt;
+  return EntityTag(PrettyText(document));
 }
 
 Response RedfishService::Refuse(unsigned status, const std::string& method,
                                 const std::string& target, const std::string& reason) {
-  return Marked(Refused(status, method, target, reason));
+  return Marked(Refused(Refusal(status, reason), method, target));
 }
 
-Response RedfishService::Refused(unsigned status, const std::string& method,
-                                 const std::string& target, const std::string& reason) {
+Response RedfishService::Refused(const Refusal& refusal, const std::string& method,
+                                 const std::string& target) {
   const std::string what = method.empty() && target.empty() ? "unreadable request"
                                                             : method + " " + LoggableTarget(target);
-  m_log.Line("refused: " + what + ": " + std::to_string(status) + " " + reason);
-  return ErrorResponse(status, reason);
+  m_log.Line("refused: " + what + ": " + std::to_string(refusal.Status()) + " " + refusal.what());
+  return ErrorResponse(refusal);
 }
 
 void RedfishService::RequireOwn(const Call& call, const std::string& uuid) {
-  if (call.owner->uuid != uuid) {
-    throw Refusal(404, "There is nothing at " + call.target.Path() + ".");
-  }
+  if (call.owner->uuid != uuid) throw NothingAt(call.target.Path());
 }
 
 std::string Named(const ManagerRecord& manager) {
@@ -179,6 +158,24 @@ Response JsonResponse(unsigned status, const Json& document) {
   Response response;
   response.status = status;
   response.body = PrettyText(document);
+  const auto type = document.find("@odata.type");
+  if (document.is_object() && type != document.end()) {
+    const std::string schema = JsonSchemaUri(type->get<std::string>().substr(1));
+    response.headers.emplace_back("Link", "<" + schema + ">; rel=describedby");
+  }
+  return response;
+}
+
+Response CreatedResponse(const Json& document) {
+  Response response = JsonResponse(201, document);
+  response.headers.emplace_back("Location", document.at("@odata.id").get<std::string>());
+  response.headers.emplace_back("ETag", EntityTag(response.body));
+  return response;
+}
+
+Response DoneResponse() {
+  Response response;
+  response.status = 204;
   return response;
 }
 

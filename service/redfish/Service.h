@@ -10,6 +10,8 @@
 #include "service/http/Target.h"
 #include "service/owners/Accounts.h"
 #include "service/redfish/Document.h"
+#include "service/redfish/QueryOptions.h"
+#include "service/redfish/Shape.h"
 #include "service/store/Store.h"
 
 namespace cloudservice {
@@ -46,27 +48,45 @@ class RedfishService {
     Target target;
     std::vector<std::string> names;      // the path's segments that stand for an identifier
     std::optional<ManagerRecord> owner;  // whose token it carries
+    QueryOptions query;                  // of a GET
   };
 
   enum class Access { kAnyone, kOwner };
+  // Which of the query's options a GET takes: none; $select and $expand; $top and $skip too.
+  enum class Options { kNone, kResource, kCollection };
+  using Operation = Response (RedfishService::*)(const Call& call);
 
   struct Route {
     const char* method;
     // "*" stands for one segment, one "**" for one or more.
     std::vector<std::string> path;
     Access access;
-    Response (RedfishService::*operation)(const Call& call);
+    Options options;
+    Operation operation;
   };
 
   static const std::vector<Route>& Routes();
-  const Route& FindRoute(Call& call, std::string& allowed) const;
-  Response Dispatch(Call& call, std::string& allowed);
+  // The route of the call with this method, or null; fills the call's names, and `allowed` with the
+  // methods that its path has, as the Allow header has them. Empty: there is no such path.
+  static const Route* FindRoute(Call& call, const std::string& method, std::string& allowed);
   Response Answer(const Request& request);
-  Response Refused(unsigned status, const std::string& method, const std::string& target,
-                   const std::string& reason);
+  Response Dispatch(Call& call, std::string& allowed);
+  Response Get(Call& call, const Route& route, const std::string& allowed);
+  Json Fetched(const Call& call, const std::string& path);
+  std::optional<std::string> CurrentTag(const Call& call);
+  Response Refused(const Refusal& refusal, const std::string& method, const std::string& target);
 
   Response GetVersions(const Call& call);
   Response GetRoot(const Call& call);
+  Response GetServiceDocument(const Call& call);
+  Response GetMetadata(const Call& call);
+  Response GetSchemaFile(const Call& call);
+  Response ListSchemas(const Call& call);
+  Response GetSchema(const Call& call);
+  Response ListRegistries(const Call& call);
+  Response GetRegistry(const Call& call);
+  Response GetSessionService(const Call& call);
+  Response ListSessions(const Call& call);
 
   Response ListManagers(const Call& call);
   Response RegisterManager(const Call& call);
@@ -87,14 +107,24 @@ class RedfishService {
   Response PatchChassis(const Call& call);
   Response DeleteChassis(const Call& call);
   ChassisRecord OwnChassis(const Call& call);
-  Json ChassisView(const ChassisRecord& chassis) const;
+  Json ChassisView(const ManagerRecord& owner, const ChassisRecord& chassis);
 
+  Response GetSensors(const Call& call);
   Response GetChassisResource(const Call& call);
   Response PatchChassisResource(const Call& call);
   Response GetManagerResource(const Call& call);
   Response PatchManagerResource(const Call& call);
   Response GetResource(const Call& call);
   Response PatchResource(const Call& call, const std::optional<std::string>& chassis);
+  Resolver ResolverFor(const ManagerRecord& owner);
+  std::string SchemaAt(const ManagerRecord& owner, const std::string& path);
+  std::string SchemaBelow(const ManagerRecord& owner, const Target& target);
+  // Adds to the view of a chassis or a manager the links to what lies below it.
+  void LinkResources(const ManagerRecord& owner, const std::optional<std::string>& chassis,
+                     Json& view);
+  // Throws Refusal (400) for a patch that would change members that the service gives, and nothing
+  // else.
+  static void RefuseReadOnly(const Json& patch, const Json& given);
 
   Response GetChassisHistory(const Call& call);
   Response GetManagerHistory(const Call& call);
@@ -108,6 +138,7 @@ class RedfishService {
   Response ListEvents(const Call& call);
   Response PostEvent(const Call& call);
   Response GetEvent(const Call& call);
+  Json EventView(const ManagerRecord& owner, const EventRecord& event);
   std::string OriginChassis(const Call& call, const Json& document, AlarmEffect effect);
   void LogEvent(const EventRecord& event, const std::string& text, const std::string& alarm,
                 AlarmOutcome outcome) const;
@@ -122,10 +153,21 @@ class RedfishService {
   const Retention m_retention;
 };
 
+// What follows the path of a document in that of its history.
+constexpr const char* kHistoryBelow = "/Oem/Quorvan:History";
+
 // "NAME (UUID u)": how the log names a manager.
 std::string Named(const ManagerRecord& manager);
 
+// The document, with a link to the schema of its type if it has one.
 Response JsonResponse(unsigned status, const Json& document);
+// 201 for what now stands at the document's own address.
+Response CreatedResponse(const Json& document);
+// 204.
+Response DoneResponse();
+// A collection of the members at these paths, of which the query of the call may want a part.
+Json CollectionView(const std::string& path, const char* type, const std::string& name,
+                    const std::vector<std::string>& members, const QueryOptions& query);
 
 }  // namespace cloudservice
 

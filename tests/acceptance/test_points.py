@@ -7,6 +7,7 @@ import pytest
 from harness.alarms import at_the_service
 from harness.points import SUPPLY, map_file, point, resource
 from harness.proxy import REFUSING_PATCHES, THROUGH
+from harness.service import as_sent
 
 ENABLED = "cloudclient is now registered for device changes"
 PAGE = '{"Temperatures": [{"ReadingCelsius": {{point:1201}}}]}'
@@ -43,8 +44,9 @@ def thermal(daemon, service):
     """The resource at the service: what it answers, and a wait for members of it."""
     class Thermal:
         def ask(self):
-            return service.ask("GET", f"/redfish/v1/Chassis/{daemon.chassis[0]}/Thermal",
-                               daemon.token)
+            status, document = service.ask(
+                "GET", f"/redfish/v1/Chassis/{daemon.chassis[0]}/Thermal", daemon.token)
+            return status, as_sent(document)
 
         def becomes(self, member, value):
             def seen():
@@ -87,7 +89,7 @@ def test_resource_of_the_manager_is_addressed_by_its_uuid(daemon, device, servic
 
     def reading():
         status, document = service.ask("GET", path, daemon.token)
-        return status == 200 and document["Temperatures"][0]["ReadingCelsius"]
+        return status == 200 and as_sent(document)["Temperatures"][0]["ReadingCelsius"]
     service.wait_until(lambda: reading() == 23, "the resource with 23")
 
 

@@ -15,6 +15,23 @@ PATIENCE = 10_000_000
 _READY = re.compile(r"^listening on (https?://127\.0\.0\.1:(\d+))$", re.MULTILINE)
 
 
+# What the service itself puts into the documents of appliances.
+_ADDED = {"@odata.id", "@odata.type", "Documents", "Heartbeat", "History", "MemberId"}
+
+
+def as_sent(document):
+    """A document as its appliance sent it: without what the service put in, and with what it moved
+    below Oem.Quorvan in its place again."""
+    if isinstance(document, list):
+        return [as_sent(element) for element in document]
+    if not isinstance(document, dict):
+        return document
+    moved = document.get("Oem", {}).get("Quorvan", {})
+    places = {**moved, **document}
+    return {name: as_sent(value) for name, value in places.items()
+            if name not in _ADDED and name != "Oem"}
+
+
 class Service(Process):
     def __init__(self, programs, folder):
         super().__init__("cloudservice", folder)
@@ -55,6 +72,16 @@ class Service(Process):
     def send(self, method, path, token="", body=None):
         """The same, with the answer's headers instead."""
         return self._request(method, path, token, body)[:2]
+
+    def members(self, path, token):
+        """The paths of a collection's members, over all its pages."""
+        paths = []
+        while path:
+            status, page = self.ask("GET", path, token)
+            assert status == 200
+            paths += [member["@odata.id"] for member in page["Members"]]
+            path = page.get("Members@odata.nextLink")
+        return paths
 
     def certificate(self):
         return ssl.get_server_certificate(("127.0.0.1", self.port))

@@ -26,7 +26,9 @@ TEST_F(ChassisOf, Document_stays_as_sent_whatever_id_it_brings) {
   const std::string id = Chassis(token, sent);
   EXPECT_NE(id, "mine");
   EXPECT_EQ(store->FindChassis("u-1", id)->document, sent);
-  EXPECT_EQ(Got(200, Ask("GET", "/redfish/v1/Chassis/" + id, token)).at("Weight"), 21.5);
+  EXPECT_EQ(
+      Got(200, Ask("GET", "/redfish/v1/Chassis/" + id, token)).at("Oem").at("Quorvan").at("Weight"),
+      21.5);
 }
 
 TEST_F(ChassisOf, Two_get_two_ids_and_are_listed) {
@@ -54,13 +56,13 @@ TEST_F(ChassisOf, Deleting_takes_resources_and_alarms_and_leaves_the_events) {
   EXPECT_EQ(Ask("GET", path + "/Thermal", token).status, 404u);
   EXPECT_EQ(Ask("DELETE", path, token).status, 404u);
   EXPECT_EQ(Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events?Cleared=false", token)).size(), 0u);
-  EXPECT_EQ(Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events", token)).size(), 1u);
+  EXPECT_EQ(Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events", token)).at("Members").size(), 1u);
 }
 
 TEST_F(ChassisOf, Deleting_without_an_id_is_not_allowed) {
   const Response response = Ask("DELETE", "/redfish/v1/Chassis/", token);
   EXPECT_EQ(response.status, 405u);
-  EXPECT_EQ(Header(response, "Allow"), "GET, HEAD, POST");
+  EXPECT_EQ(Header(response, "Allow"), "GET, HEAD, POST, OPTIONS");
 }
 
 TEST_F(ChassisOf, Another_managers_token_sees_nothing) {
@@ -78,7 +80,8 @@ TEST_F(ChassisOf, Another_managers_token_sees_nothing) {
 TEST_F(ChassisOf, Patch_merges_into_the_chassis_itself) {
   const std::string path = "/redfish/v1/Chassis/" + Chassis(token, R"({"A": {"b": 1, "c": 2}})");
   EXPECT_EQ(Ask("PATCH", path, token, R"({"A": {"b": null, "d": 3}})").status, 204u);
-  EXPECT_EQ(Got(200, Ask("GET", path, token)).at("A"), Json({{"c", 2}, {"d", 3}}));
+  EXPECT_EQ(Got(200, Ask("GET", path, token)).at("Oem").at("Quorvan").at("A"),
+            Json({{"c", 2}, {"d", 3}}));
 }
 
 }  // namespace

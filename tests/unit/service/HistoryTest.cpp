@@ -206,7 +206,7 @@ TEST_F(History, Is_read_only) {
   Reading(begin, "1");
   const Response response = Ask("PATCH", history, token, "{}");
   EXPECT_EQ(response.status, 405u);
-  EXPECT_EQ(Header(response, "Allow"), "GET, HEAD");
+  EXPECT_EQ(Header(response, "Allow"), "GET, HEAD, OPTIONS");
 }
 
 TEST_F(History, Goes_with_its_chassis) {

@@ -87,15 +87,15 @@ TEST_F(Malformed, Path_that_leaves_the_tree_is_400) {
 
 TEST_F(Malformed, Wrong_method_is_405_and_says_which_are_right) {
   const std::pair<const char*, const char*> cases[] = {
-      {"/redfish", "GET, HEAD"},
-      {"/redfish/v1/", "GET, HEAD"},
-      {"/redfish/v1/Managers", "GET, HEAD, POST"},
-      {"/redfish/v1/Managers/u-1", "GET, HEAD, PATCH, DELETE"},
-      {"/redfish/v1/Managers/u-1/Oem/Quorvan:Events", "POST"},
-      {"/redfish/v1/Chassis/x", "GET, HEAD, PATCH, DELETE"},
-      {"/redfish/v1/Chassis/x/Thermal", "GET, HEAD, PATCH"},
-      {"/redfish/v1/Oem/Quorvan:Events", "GET, HEAD"},
-      {"/hb/u-1", "POST"},
+      {"/redfish", "GET, HEAD, OPTIONS"},
+      {"/redfish/v1/", "GET, HEAD, OPTIONS"},
+      {"/redfish/v1/Managers", "GET, HEAD, POST, OPTIONS"},
+      {"/redfish/v1/Managers/u-1", "GET, HEAD, PATCH, DELETE, OPTIONS"},
+      {"/redfish/v1/Managers/u-1/Oem/Quorvan:Events", "POST, OPTIONS"},
+      {"/redfish/v1/Chassis/x", "GET, HEAD, PATCH, DELETE, OPTIONS"},
+      {"/redfish/v1/Chassis/x/Thermal", "GET, HEAD, PATCH, OPTIONS"},
+      {"/redfish/v1/Oem/Quorvan:Events", "GET, HEAD, OPTIONS"},
+      {"/hb/u-1", "POST, OPTIONS"},
   };
   for (const auto& [path, allowed] : cases) {
     const Response response = Ask("PUT", path, token, "{}");

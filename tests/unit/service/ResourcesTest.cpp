@@ -7,6 +7,11 @@ using testing::EndsWith;
 
 class Resources : public ServiceTest {
  protected:
+  // What of the document at `from` has no place in a published type.
+  Json Rest(const std::string& from) {
+    return Got(200, Ask("GET", from, token)).at("Oem").at("Quorvan");
+  }
+
   std::string token = Token("u-1");
   std::string path = "/redfish/v1/Chassis/" + Chassis(token) + "/Thermal";
 };
@@ -22,26 +27,26 @@ TEST_F(Resources, First_patch_creates_and_later_ones_merge) {
   const Json resource = Got(200, Ask("GET", path, token));
   EXPECT_EQ(resource.at("@odata.id"), path);
   EXPECT_EQ(resource.at("Temperatures"), Json::array());
-  EXPECT_EQ(resource.at("A"), Json({{"c", 2}}));
+  EXPECT_EQ(Rest(path).at("A"), Json({{"c", 2}}));
 }
 
 TEST_F(Resources, Null_in_the_first_patch_leaves_nothing_behind) {
   Ask("PATCH", path, token, R"({"A": {"b": null, "c": [null]}})");
-  EXPECT_EQ(Got(200, Ask("GET", path, token)).at("A"), Json({{"c", {nullptr}}}));
+  EXPECT_EQ(Rest(path).at("A"), Json({{"c", {nullptr}}}));
 }
 
 TEST_F(Resources, Path_may_go_deeper_and_hang_below_the_manager) {
   for (const std::string& deeper :
        {path + "/Fans/1", std::string("/redfish/v1/Managers/u-1/Net")}) {
     EXPECT_EQ(Ask("PATCH", deeper, token, R"({"x": "y"})").status, 204u);
-    EXPECT_EQ(Got(200, Ask("GET", deeper, token)).at("x"), "y");
+    EXPECT_EQ(Rest(deeper).at("x"), "y");
   }
 }
 
 TEST_F(Resources, One_resource_however_its_path_is_written) {
   Ask("PATCH", path, token, R"({"x": 1})");
   const std::string encoded = path.substr(0, path.size() - 7) + "%54hermal/";
-  EXPECT_EQ(Got(200, Ask("GET", encoded, token)).at("x"), 1);
+  EXPECT_EQ(Rest(encoded).at("x"), 1);
 }
 
 TEST_F(Resources, What_was_never_patched_is_not_there) {
@@ -55,14 +60,14 @@ TEST_F(Resources, Refused_patch_changes_nothing) {
   for (const std::string body : {"", "[]", "7", "{\"x\": }", "{\"x\": 2} {}"}) {
     EXPECT_EQ(Ask("PATCH", path, token, body).status, 400u) << body;
   }
-  EXPECT_EQ(Got(200, Ask("GET", path, token)).at("x"), 1);
+  EXPECT_EQ(Rest(path).at("x"), 1);
 }
 
 TEST_F(Resources, Event_collection_is_no_resource_to_patch) {
   const Response response =
       Ask("PATCH", "/redfish/v1/Managers/u-1/Oem/Quorvan:Events", token, R"({"x": 1})");
   EXPECT_EQ(response.status, 405u);
-  EXPECT_EQ(Header(response, "Allow"), "POST");
+  EXPECT_EQ(Header(response, "Allow"), "POST, OPTIONS");
 }
 
 }  // namespace

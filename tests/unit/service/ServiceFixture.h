@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "PayloadCheck.h"
 #include "TempFolder.h"
 #include "service/Secret.h"
 #include "service/redfish/Service.h"
@@ -17,6 +18,8 @@ namespace cloudservice {
 // The service on a database of its own, asked without sockets. Its clock stands at `now`.
 class ServiceTest : public testing::Test {
  protected:
+  using Headers = std::vector<std::pair<std::string, std::string>>;
+
   ServiceTest() { Restart(); }
 
   // What a new start of the program finds.
@@ -35,9 +38,16 @@ class ServiceTest : public testing::Test {
     return hash;
   }
 
+  // Every document that is answered has to be what its type says.
   Response Ask(const std::string& method, const std::string& target, const std::string& token = "",
-               const std::string& body = "") {
-    return service->Handle(Request{method, target, body, token, "192.0.2.7"});
+               const std::string& body = "", const Headers& headers = {}) {
+    Response response = service->Handle(Request{method, target, body, token, "192.0.2.7", headers});
+    const bool selected = target.find("$select") != std::string::npos;
+    const Json document = Json::parse(response.body, nullptr, false);
+    if (document.is_object() && document.contains("@odata.id")) {
+      EXPECT_THAT(FaultsOf(document, selected), testing::IsEmpty()) << method << " " << target;
+    }
+    return response;
   }
 
   // The answer's body; its status has to be `status`.

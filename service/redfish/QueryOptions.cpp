@@ -1,0 +1,230 @@
+#include "service/redfish/QueryOptions.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "service/redfish/Refusal.h"
+
+namespace cloudservice {
+
+namespace {
+
+using Option = std::pair<std::string, std::string>;
+
+[[noreturn]] void Malformed(const char* kind, const Option& option, const std::string& expected) {
+  throw Refusal(400, {kind, {option.second, option.first}},
+                "The query option " + option.first + " takes " + expected + ".");
+}
+
+std::size_t NumberOf(const Option& option, const std::string& text, std::size_t least,
+                     std::size_t most) {
+  const std::string range = std::to_string(least) + " to " + std::to_string(most);
+  const bool negative = text.rfind('-', 0) == 0;
+  const std::string digits = text.substr(negative ? 1 : 0);
+  if (digits.empty() || digits.find_first_not_of("0123456789") != std::string::npos) {
+    Malformed("QueryParameterValueTypeError", option, "a whole number");
+  }
+  constexpr std::size_t kMaxDigits = 18;
+  if (negative || digits.size() > kMaxDigits || std::stoull(digits) < least ||
+      std::stoull(digits) > most) {
+    throw Refusal(400, {"QueryParameterOutOfRange", {option.second, option.first, range}},
+                  "The query option " + option.first + " takes a number from " + range + ".");
+  }
+  return std::stoull(digits);
+}
+
+bool IsName(const std::string& text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte > 0x20 && byte != 0x7f && c != '*' && c != '(' && c != ')' && c != '$';
+  });
+}
+
+std::vector<std::string> Split(const std::string& text, char separator) {
+  std::vector<std::string> pieces;
+  std::size_t from = 0;
+  for (;;) {
+    const std::size_t to = text.find(separator, from);
+    pieces.push_back(text.substr(from, to - from));
+    if (to == std::string::npos) return pieces;
+    from = to + 1;
+  }
+}
+
+std::vector<std::vector<std::string>> SelectOf(const Option& option) {
+  std::vector<std::vector<std::string>> ways;
+  for (const std::string& piece : Split(option.second, ',')) {
+    ways.push_back(Split(piece, '/'));
+    if (!std::all_of(ways.back().begin(), ways.back().end(), IsName)) {
+      Malformed("QueryParameterValueFormatError", option,
+                "names of properties with commas between, Status/State for one inside another");
+    }
+  }
+  return ways;
+}
+
+void TakeExpand(const Option& option, QueryOptions& query) {
+  static const std::string kExpected = "one of . ~ *, with ($levels=N) behind it or nothing";
+  static const std::string kLevels = "($levels=";
+  const std::string& text = option.second;
+  switch (text.empty() ? '\0' : text.front()) {
+    case '.':
+      query.expand = QueryOptions::Expand::kNoLinks;
+      break;
+    case '~':
+      query.expand = QueryOptions::Expand::kLinks;
+      break;
+    case '*':
+      query.expand = QueryOptions::Expand::kAll;
+      break;
+    default:
+      Malformed("QueryParameterValueFormatError", option, kExpected);
+  }
+  if (text.size() == 1) return;
+  if (text.compare(1, kLevels.size(), kLevels) != 0 || text.back() != ')') {
+    Malformed("QueryParameterValueFormatError", option, kExpected);
+  }
+  const std::string levels = text.substr(1 + kLevels.size(), text.size() - kLevels.size() - 2);
+  query.levels = static_cast<int>(NumberOf(option, levels, 1, kMaxLevels));
+}
+
+// Replaces links by what they lead to, and the links in that, level by level.
+class Expander {
+ public:
+  Expander(QueryOptions::Expand which, const std::function<Json(const std::string&)>& fetch)
+      : m_which(which), m_fetch(fetch) {}
+
+  void Visit(Json& value, int levels, bool in_links) {
+    if (value.is_array()) {
+      for (Json& element : value) Visit(element, levels, in_links);
+    } else if (value.is_object() && IsLink(value)) {
+      if (Wanted(in_links)) Replace(value, levels);
+    } else if (value.is_object()) {
+      for (const auto& [name, member] : value.items()) {
+        Visit(member, levels, in_links || name == "Links");
+      }
+    }
+  }
+
+ private:
+  // Links into a resource are no links to another one.
+  static bool IsLink(const Json& value) {
+    if (value.size() != 1 || value.begin().key() != "@odata.id") return false;
+    return value.begin()->get<std::string>().find('#') == std::string::npos;
+  }
+
+  bool Wanted(bool in_links) const {
+    if (m_which == QueryOptions::Expand::kAll) return true;
+    return in_links == (m_which == QueryOptions::Expand::kLinks);
+  }
+
+  void Replace(Json& link, int levels) {
+    if (++m_count > kMaxExpanded) {
+      throw Refusal(507, {"InsufficientStorage", {}},
+                    "The answer would hold more than " + std::to_string(kMaxExpanded) +
+                        " expanded resources.");
+    }
+    Json document = m_fetch(link.begin()->get<std::string>());
+    if (!document.is_object()) return;
+    if (levels > 1) Visit(document, levels - 1, false);
+    link = std::move(document);
+  }
+
+  const QueryOptions::Expand m_which;
+  const std::function<Json(const std::string&)>& m_fetch;
+  std::size_t m_count = 0;
+};
+
+using Ways = std::vector<std::vector<std::string>>;
+
+Json Chosen(const Json& value, const Ways& ways, std::size_t depth) {
+  if (value.is_array()) {
+    Json array = Json::array();
+    for (const Json& element : value) array.push_back(Chosen(element, ways, depth));
+    return array;
+  }
+  if (!value.is_object()) return value;
+  Json object = Json::object();
+  for (const auto& [name, member] : value.items()) {
+    // "Members@odata.count" goes with Members.
+    const std::string owner = name.substr(0, name.find('@'));
+    Ways deeper;
+    bool whole = owner.empty();
+    for (const auto& way : ways) {
+      if (way[depth] != owner && way[depth] != name) continue;
+      if (way.size() == depth + 1) whole = true;
+      if (way.size() > depth + 1) deeper.push_back(way);
+    }
+    if (whole) {
+      object[name] = member;
+    } else if (!deeper.empty() && member.is_structured()) {
+      object[name] = Chosen(member, deeper, depth + 1);
+    }
+  }
+  return object;
+}
+
+}  // namespace
+
+QueryOptions ParseQueryOptions(const Target& target) {
+  constexpr std::size_t kMost = 1000000000;
+  QueryOptions query;
+  std::vector<std::string> seen;
+  for (const Option& option : target.Options()) {
+    if (std::find(seen.begin(), seen.end(), option.first) != seen.end()) {
+      throw Refusal(400, {"QueryCombinationInvalid", {}},
+                    "The query option " + option.first + " is given twice.");
+    }
+    seen.push_back(option.first);
+    if (option.first == "$top") {
+      query.top = NumberOf(option, option.second, 0, kMost);
+    } else if (option.first == "$skip") {
+      query.skip = NumberOf(option, option.second, 0, kMost);
+    } else if (option.first == "$select") {
+      query.select = SelectOf(option);
+    } else if (option.first == "$expand") {
+      TakeExpand(option, query);
+    } else {
+      throw Refusal(501, {"QueryNotSupported", {}},
+                    "Of the query options $top, $skip, $select and $expand are known here.");
+    }
+  }
+  return query;
+}
+
+Page PageOf(const QueryOptions& query, std::size_t count) {
+  const std::size_t first = query.skip.value_or(0);
+  if (first > count) {
+    const std::string range = "0 to " + std::to_string(count);
+    throw Refusal(400, {"QueryParameterOutOfRange", {std::to_string(first), "$skip", range}},
+                  "The collection has " + std::to_string(count) + " members, $skip leads beyond.");
+  }
+  const std::size_t wanted = std::min(query.top.value_or(kMaxMembers), kMaxMembers);
+  return {first, first + std::min(wanted, count - first)};
+}
+
+std::string NextPage(const QueryOptions& query, const Page& page, std::size_t count) {
+  // An empty page leads nowhere, least of all to itself.
+  if (page.end == count || page.end == page.first) return "";
+  const std::string next = "$skip=" + std::to_string(page.end);
+  if (!query.top) return next;
+  // What is still due of a larger $top, else another page of this size.
+  const std::size_t shown = page.end - page.first;
+  const std::size_t top = *query.top > shown ? *query.top - shown : *query.top;
+  return next + "&$top=" + std::to_string(top);
+}
+
+Json Expanded(const Json& document, const QueryOptions& query,
+              const std::function<Json(const std::string& path)>& fetch) {
+  Json expanded = document;
+  if (query.expand != QueryOptions::Expand::kNone) {
+    Expander(query.expand, fetch).Visit(expanded, query.levels, false);
+  }
+  return expanded;
+}
+
+Json Selected(const Json& document, const QueryOptions& query) {
+  return query.select.empty() ? document : Chosen(document, query.select, 0);
+}
+
+}  // namespace cloudservice

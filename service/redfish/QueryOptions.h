@@ -1,0 +1,59 @@
+#ifndef SERVICE_REDFISH_QUERYOPTIONS_H_
+#define SERVICE_REDFISH_QUERYOPTIONS_H_
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "service/http/Target.h"
+#include "service/redfish/Document.h"
+
+namespace cloudservice {
+
+// Members of a collection in one answer; what follows is a link away.
+constexpr std::size_t kMaxMembers = 1000;
+// How deep $expand goes at most, and how many resources it brings into one answer.
+constexpr int kMaxLevels = 6;
+constexpr std::size_t kMaxExpanded = 2000;
+
+// What the options of a query ask ("$top", "$skip", "$select", "$expand").
+struct QueryOptions {
+  enum class Expand { kNone, kAll, kLinks, kNoLinks };
+
+  std::optional<std::size_t> top;
+  std::optional<std::size_t> skip;
+  std::vector<std::vector<std::string>> select;  // each a way of names into the document
+  Expand expand = Expand::kNone;
+  int levels = 1;
+
+  bool Empty() const { return !top && !skip && select.empty() && expand == Expand::kNone; }
+};
+
+// Throws Refusal: 501 for an option that is not known here, 400 for a value that is none.
+QueryOptions ParseQueryOptions(const Target& target);
+
+// Which of `count` members a collection shows: those from `first` on, up to `end`. Throws Refusal
+// (400) when $skip leads beyond them.
+struct Page {
+  std::size_t first = 0;
+  std::size_t end = 0;
+};
+Page PageOf(const QueryOptions& query, std::size_t count);
+// The query of the page that follows; empty when none does.
+std::string NextPage(const QueryOptions& query, const Page& page, std::size_t count);
+
+// The document with every link that the query's $expand means replaced by what it leads to. `fetch`
+// gives the document at a path, or null when there is none. Throws Refusal (507) when it becomes
+// too much.
+Json Expanded(const Json& document, const QueryOptions& query,
+              const std::function<Json(const std::string& path)>& fetch);
+
+// The members that the query selects, and what says which resource they belong to. Ways lead
+// through arrays.
+Json Selected(const Json& document, const QueryOptions& query);
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_REDFISH_QUERYOPTIONS_H_

@@ -1,0 +1,266 @@
+#include "service/redfish/Shape.h"
+
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "service/redfish/schema/Formats.h"
+
+namespace cloudservice {
+
+namespace {
+
+// Also of a member: "Temperatures@odata.count".
+bool IsOData(const std::string& name) { return name.find("@odata.") != std::string::npos; }
+
+std::string LastSegment(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+std::optional<Json> WholeNumber(const Json& value) {
+  if (value.is_number_integer()) return value;
+  if (!value.is_number()) return std::nullopt;
+  // Doubles hold whole numbers exactly up to here.
+  constexpr double kExact = 9007199254740992.0;
+  const auto number = value.get<double>();
+  if (std::trunc(number) != number || std::fabs(number) > kExact) return std::nullopt;
+  return static_cast<std::int64_t>(number);
+}
+
+std::optional<Json> FittingText(const Property& property, const std::string& text) {
+  bool fits = true;
+  switch (property.kind) {
+    case Kind::kTime:
+      if (const auto time = ValidTime(text)) return *time;
+      return std::nullopt;
+    case Kind::kOffset:
+      fits = IsOffset(text);
+      break;
+    case Kind::kDuration:
+      fits = IsDuration(text);
+      break;
+    case Kind::kUuid:
+      fits = IsUuid(text);
+      break;
+    case Kind::kUri:
+      fits = IsUri(text);
+      break;
+    case Kind::kEnum:
+      fits = EnumerationNamed(property.type).Has(text);
+      break;
+    default:
+      break;
+  }
+  if (!fits) return std::nullopt;
+  return text;
+}
+
+// The value as one of a plain property; none when it does not fit.
+std::optional<Json> FittingValue(const Property& property, const Json& value) {
+  if (value.is_null()) return property.Is(kNull) ? std::optional<Json>(value) : std::nullopt;
+  switch (property.kind) {
+    case Kind::kBoolean:
+      return value.is_boolean() ? std::optional<Json>(value) : std::nullopt;
+    case Kind::kNumber:
+    case Kind::kInteger: {
+      if (!value.is_number() || (property.Is(kNotNegative) && value < 0)) return std::nullopt;
+      return property.kind == Kind::kInteger ? WholeNumber(value) : value;
+    }
+    case Kind::kObject:
+    case Kind::kLink:
+    case Kind::kOem:
+      return std::nullopt;
+    default:
+      return value.is_string() ? FittingText(property, value.get<std::string>()) : std::nullopt;
+  }
+}
+
+class Shaper {
+ public:
+  explicit Shaper(const Resolver& resolve) : m_resolve(resolve) {}
+
+  // `left` gets what has no place in an object without Oem.
+  Json Object(const Type& type, const std::string& path, const Json& sent, Json& left) const {
+    Json shaped = Json::object();
+    Json oem = Json::object();
+    for (const auto& [name, value] : sent.items()) {
+      if (IsOData(name)) continue;
+      const Property* property = type.Find(name);
+      if (property == nullptr) {
+        left[name] = Foreign(value);
+      } else if (property->kind == Kind::kOem) {
+        TakeOem(value, oem, left);
+      } else {
+        Member(*property, path, value, shaped, left);
+      }
+    }
+    const Property* place = type.Find("Oem");
+    if (place != nullptr) {
+      // What stands there already stays.
+      oem.insert(left.begin(), left.end());
+      left = Json::object();
+      for (const Property& own : TypeNamed(types::kOem).properties) oem.erase(own.name);
+      if (!oem.empty()) OemOf(shaped).insert(oem.begin(), oem.end());
+    }
+    Complete(type, path, shaped);
+    return shaped;
+  }
+
+ private:
+  // A value that is nobody's business but its sender's. What a client would follow in it must lead
+  // somewhere.
+  Json Foreign(const Json& value) const {
+    if (value.is_array()) {
+      Json array = Json::array();
+      for (const Json& element : value) array.push_back(Foreign(element));
+      return array;
+    }
+    if (!value.is_object()) return value;
+    const auto link = value.find("@odata.id");
+    const bool leads = link != value.end() && Target(*link).has_value();
+    if (link != value.end() && value.size() == 1 && !leads) return *link;
+    Json object = Json::object();
+    for (const auto& [name, member] : value.items()) {
+      if (name == "@odata.id" && leads) object[name] = member;
+      if (!IsOData(name)) object[name] = Foreign(member);
+    }
+    return object;
+  }
+
+  void TakeOem(const Json& sent, Json& oem, Json& left) const {
+    if (!sent.is_object()) {
+      left["Oem"] = Foreign(sent);
+      return;
+    }
+    for (const auto& [vendor, value] : sent.items()) {
+      if (vendor == "Quorvan" && value.is_object()) {
+        for (const auto& [name, member] : value.items()) {
+          if (!IsOData(name)) oem[name] = Foreign(member);
+        }
+      } else if (!IsOData(vendor)) {
+        left[vendor] = Foreign(value);
+      }
+    }
+  }
+
+  void Member(const Property& property, const std::string& path, const Json& value, Json& shaped,
+              Json& left) const {
+    const char* name = property.name;
+    if (!property.Is(kArray)) {
+      Json rest = Json::object();
+      std::optional<Json> fitting = One(property, path + "/" + name, value, rest);
+      if (fitting) {
+        shaped[name] = *std::move(fitting);
+        if (!rest.empty()) left[name] = rest;
+      } else {
+        left[name] = Foreign(value);
+      }
+    } else if (!value.is_array()) {
+      left[name] = Foreign(value);
+    } else if (property.kind == Kind::kLink) {
+      Links(property, value, shaped, left);
+    } else {
+      Elements(property, path + "/" + name, value, shaped, left);
+    }
+  }
+
+  // Links that lead somewhere stay, the others don't take them along.
+  void Links(const Property& property, const Json& value, Json& shaped, Json& left) const {
+    Json links = Json::array();
+    Json lost = Json::array();
+    for (const Json& element : value) {
+      const std::optional<Json> link = Link(property, element);
+      (link ? links : lost).push_back(link ? *link : Foreign(element));
+    }
+    if (!links.empty() || lost.empty()) shaped[property.name] = links;
+    if (!lost.empty()) left[property.name] = lost;
+  }
+
+  // All or none: elements are known by their positions.
+  void Elements(const Property& property, const std::string& path, const Json& value, Json& shaped,
+                Json& left) const {
+    Json elements = Json::array();
+    Json rests = Json::array();
+    bool some = false;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+      Json rest = Json::object();
+      std::optional<Json> fitting = One(property, path + "/" + std::to_string(i), value[i], rest);
+      if (!fitting) {
+        left[property.name] = Foreign(value);
+        return;
+      }
+      elements.push_back(*std::move(fitting));
+      some = some || !rest.empty();
+      rests.push_back(std::move(rest));
+    }
+    shaped[property.name] = elements;
+    if (some) left[property.name] = rests;
+  }
+
+  std::optional<Json> One(const Property& property, const std::string& path, const Json& value,
+                          Json& rest) const {
+    if (property.kind == Kind::kLink) return Link(property, value);
+    if (property.kind != Kind::kObject) return FittingValue(property, value);
+    if (!value.is_object()) return std::nullopt;
+    return Object(TypeNamed(property.type), path, value, rest);
+  }
+
+  std::optional<Json> Link(const Property& property, const Json& value) const {
+    if (!value.is_object() || value.size() != 1 || !value.contains("@odata.id")) {
+      return std::nullopt;
+    }
+    const Json& path = value.at("@odata.id");
+    const std::optional<std::string> target = Target(path);
+    const std::string wanted = property.type;
+    if (!target || (!wanted.empty() && *target != wanted)) return std::nullopt;
+    return Reference(path.get<std::string>());
+  }
+
+  // The schema of what the path leads to; none when it leads nowhere.
+  std::optional<std::string> Target(const Json& path) const {
+    if (!path.is_string()) return std::nullopt;
+    std::string schema = m_resolve(path.get<std::string>());
+    if (schema.empty()) return std::nullopt;
+    return schema;
+  }
+
+  static void Complete(const Type& type, const std::string& path, Json& shaped) {
+    if (type.base == Base::kResource || type.base == Base::kCollection) {
+      shaped["@odata.id"] = path;
+      shaped["@odata.type"] = std::string("#") + type.name;
+    }
+    if (type.base == Base::kResource) shaped["Id"] = LastSegment(path);
+    if (type.base == Base::kMember) {
+      shaped["@odata.id"] = PathInside(path);
+      if (!shaped.contains("MemberId")) shaped["MemberId"] = LastSegment(path);
+    }
+    for (const Property& property : type.properties) {
+      if (!property.Is(kRequired) || shaped.contains(property.name)) continue;
+      if (property.name == std::string("Name")) shaped["Name"] = LastSegment(path);
+      if (property.name == std::string("ChassisType")) shaped["ChassisType"] = "Other";
+    }
+  }
+
+  // ".../Thermal#/Temperatures/0" of ".../Thermal/Temperatures/0".
+  static std::string PathInside(const std::string& path) {
+    const std::size_t position = path.rfind('/');
+    const std::size_t array = path.rfind('/', position - 1);
+    return path.substr(0, array) + "#" + path.substr(array);
+  }
+
+  const Resolver& m_resolve;
+};
+
+}  // namespace
+
+Json Shaped(const Type& type, const std::string& path, const Json& sent, const Resolver& resolve) {
+  Json left = Json::object();
+  return Shaper(resolve).Object(type, path, sent, left);
+}
+
+Json& OemOf(Json& document) {
+  Json& oem = document["Oem"]["Quorvan"];
+  oem["@odata.type"] = std::string("#") + types::kOem;
+  return oem;
+}
+
+}  // namespace cloudservice
