@@ -4,7 +4,9 @@ import contextlib
 import http.client
 import json
 import re
+import sqlite3
 import ssl
+import subprocess
 import urllib.parse
 
 from .daemon import EMAIL, KEY, UUID
@@ -40,14 +42,26 @@ class Service(Process):
         self.port = 0
         self.url = ""
 
-    def start(self, *options, faketime=None):
+    def start(self, *options, faketime=None, patience=PATIENCE):
         """Starts on a free port, or on the one it had before, and waits until it listens."""
         self.launch([self._program, "--listen", f"127.0.0.1:{self.port}",
                      "--db", self._folder_of_data / "service.db", "--email", EMAIL,
-                     "--registration-key", KEY, "--io-timeout", PATIENCE, *options],
+                     "--registration-key", KEY, "--io-timeout", patience, *options],
                     environment(faketime or clock()))
         ready = self.wait_until(lambda: _READY.search(self.output()), "the line that it listens")
         self.url, self.port = ready.group(1), int(ready.group(2))
+
+    def command(self, *words, text="", status=0):
+        """Runs a command of the program on the service's database; its standard output."""
+        ended = subprocess.run(
+            [self._program, *words, "--db", self._folder_of_data / "service.db"], input=text,
+            env=environment(clock(1)), cwd=self._folder_of_data, capture_output=True, text=True)
+        assert ended.returncode == status, ended.stderr
+        return ended.stdout if status == 0 else ended.stderr
+
+    def database(self):
+        """A connection to the service's database, beside the service's own."""
+        return sqlite3.connect(self._folder_of_data / "service.db", timeout=30)
 
     def _request(self, method, path, token, body):
         parts = urllib.parse.urlsplit(self.url)

@@ -1,0 +1,216 @@
+"""Who owns appliances, and who may not."""
+
+import contextlib
+import json
+import sqlite3
+
+from harness.appliance import REGISTRATION, Appliance
+from harness.daemon import EMAIL, KEY, UUID
+from harness.operators import Operator
+from harness.process import clock, environment
+
+OTHER = "/redfish/v1/Managers?setup_email=other@example.org&registration_key=other-key"
+ENABLED = "cloudclient is now registered for device changes"
+
+
+def registration(email, key):
+    return f"/redfish/v1/Managers?setup_email={email}&registration_key={key}"
+
+
+def other_account(service):
+    service.command("account", "add", "other@example.org", "--key-stdin", text="other-key\n")
+
+
+def test_account_can_be_added_while_the_service_runs(service):
+    service.start("--http")
+    told = service.command("account", "add", "new@example.org")
+    key = told.removeprefix("registration key: ").rstrip("\n")
+    Appliance(service, "u-1", registration=registration("new@example.org", key))
+    listed = service.command("account", "list").splitlines()
+    assert [line.partition(", since ")[0] for line in listed] == [
+        f"{EMAIL}  1 key, 0 appliances", "new@example.org  1 key, 1 appliance"]
+
+
+def test_key_can_be_replaced(service):
+    service.start("--http")
+    service.command("account", "add", EMAIL, "--replace", "--key-stdin", text="new-key\n")
+    assert service.send("POST", REGISTRATION, body=json.dumps({"UUID": "u-1"}))[0] == 401
+    Appliance(service, "u-1", registration=registration(EMAIL, "new-key"))
+
+
+def test_options_make_an_account_once(service):
+    for _ in range(2):
+        service.start("--http")
+        Appliance(service, "u-1")
+        service.stop()
+    assert service.command("account", "list").startswith(f"{EMAIL}  1 key, 1 appliance, since ")
+    assert "new registration key" not in service.error_text()
+
+
+def test_service_without_options_goes_on_with_its_accounts(programs, folder, service):
+    service.start("--http")
+    service.stop()
+    service.launch([programs / "service" / "cloudservice", "--http", "--listen",
+                    f"127.0.0.1:{service.port}", "--db", folder / "service.db"],
+                   environment(clock(1)))
+    service.wait_until(lambda: "listening on" in service.output(), "the line that it listens")
+    Appliance(service, "u-1")
+
+
+def test_removed_account_ends_its_tokens_and_its_data_stay(service):
+    service.start("--http", faketime=clock(1))
+    operator = Operator(service).is_added()
+    appliance = Appliance(service, "u-1").has_chassis()
+    appliance.raises(1)
+    service.command("account", "remove", EMAIL)
+    appliance.sends("GET", "/redfish/v1/Managers/u-1", expected=401)
+    appliance.sends("GET", "/redfish/v1/Managers?uuid=u-1", expected=403)
+    assert service.send("POST", REGISTRATION, body='{"UUID": "u-1"}')[0] == 401
+    one = operator.ask("GET", "/appliances/{uuid}", "u-1")
+    assert (one["account"], one["alarms"]["Alarm"]) == (None, 1)
+    other_account(service)
+    Appliance(service, "u-1", registration=OTHER)
+    assert operator.ask("GET", "/appliances/{uuid}", "u-1")["account"] == "other@example.org"
+
+
+def test_account_can_be_removed_with_its_appliances(service):
+    service.start("--http", faketime=clock(1))
+    operator = Operator(service).is_added()
+    other_account(service)
+    Appliance(service, "u-1")
+    Appliance(service, "u-2", registration=OTHER)
+    service.command("account", "remove", EMAIL, "--appliances")
+    assert [one["uuid"] for one in operator.ask("GET", "/appliances")["items"]] == ["u-2"]
+
+
+def test_appliance_of_another_account_is_not_taken_over(service):
+    service.start("--http")
+    other_account(service)
+    mine = Appliance(service, "u-1").has_chassis()
+    assert service.send("POST", OTHER, body='{"UUID": "u-1"}')[0] == 403
+    mine.sends("GET", f"/redfish/v1/Chassis/{mine.chassis}", expected=200)
+
+
+def test_ids_of_another_owner_lead_nowhere(service):
+    service.start("--http")
+    other_account(service)
+    mine = Appliance(service, "u-1").has_chassis()
+    uri = mine.keeps("Thermal", {"A": 1})
+    event = mine.raises(1)
+    theirs = Appliance(service, "u-2", registration=OTHER).has_chassis()
+    for method, path in (
+            ("GET", "/redfish/v1/Managers/u-1"), ("DELETE", "/redfish/v1/Managers/u-1"),
+            ("GET", f"/redfish/v1/Chassis/{mine.chassis}"),
+            ("DELETE", f"/redfish/v1/Chassis/{mine.chassis}"), ("GET", uri),
+            ("GET", f"{uri}/Oem/Quorvan:History"), ("GET", f"/redfish/v1/Oem/Quorvan:Events/{event}")):
+        theirs.sends(method, path, expected=404)
+    for path in ("/redfish/v1/Managers/u-1", uri, "/redfish/v1/Managers/u-1/X"):
+        theirs.sends("PATCH", path, {"A": 2}, expected=404)
+    theirs.sends("POST", "/hb/u-1", {"HeartbeatInterval": 90}, expected=404)
+    theirs.sends("POST", "/redfish/v1/Managers/u-1/Oem/Quorvan:Events",
+                 {"MessageId": "m", "Severity": "Alarm", "Message": "m"}, expected=404)
+    own_event = {"MessageId": "m", "Severity": "Alarm", "Message": "m",
+                 "OriginOfCondition": {"@odata.id": f"/redfish/v1/Chassis/{mine.chassis}"}}
+    theirs.sends("POST", "/redfish/v1/Managers/u-2/Oem/Quorvan:Events", own_event, expected=400)
+    theirs.sends("GET", "/redfish/v1/Managers?uuid=u-1", expected=403)
+    listed = f"/redfish/v1/Oem/Quorvan:Events?OriginOfCondition={mine.chassis}"
+    assert theirs.sends("GET", listed, expected=200) == []
+    assert mine.sends("GET", uri, expected=200)["A"] == 1
+    assert mine.sends("GET", "/redfish/v1/Managers/u-1",
+                      expected=200)["Oem"]["Quorvan"]["Heartbeat"]["Count"] == 0
+
+
+def test_token_ends_with_its_manager(service):
+    service.start("--http")
+    appliance = Appliance(service, "u-1").has_chassis()
+    uri = appliance.keeps("Thermal", {"A": 1})
+    appliance.leaves()
+    for method, path, body in (
+            ("GET", "/redfish/v1/Managers/u-1", None), ("POST", "/redfish/v1/Chassis", {}),
+            ("GET", uri, None), ("PATCH", uri, {"A": 2}),
+            ("POST", "/hb/u-1", {"HeartbeatInterval": 90}), ("GET", "/redfish/v1/Chassis", None),
+            ("POST", "/redfish/v1/Managers/u-1/Oem/Quorvan:Events", {"MessageId": "m"})):
+        appliance.sends(method, path, body, expected=401)
+    again = Appliance(service, "u-1")
+    appliance.sends("GET", "/redfish/v1/Managers/u-1", expected=401)
+    again.sends("GET", uri, expected=404)
+
+
+def test_wrong_keys_have_to_wait_and_the_right_one_with_them(service):
+    service.start("--http", faketime=clock(10))
+    wrong = registration(EMAIL, KEY + "x")
+    for _ in range(11):
+        status, headers = service.send("POST", wrong, body='{"UUID": "u-1"}')
+        if status == 429:
+            break
+        assert status == 401
+    assert status == 429
+    assert 1 <= int(headers["Retry-After"]) <= 30
+    service.wait_until(
+        lambda: service.send("POST", REGISTRATION, body='{"UUID": "u-1"}')[0] == 201,
+        "a try that is looked at")
+    assert KEY not in service.error_text()
+
+
+def test_secrets_are_not_in_the_database(service, folder):
+    service.start("--http", faketime=clock(1))
+    operator = Operator(service).is_added()
+    password = service.command("operator", "add", "otto").split()[1]
+    token = service.command("operator", "add", "script", "--token").split()[1]
+    appliance = Appliance(service, "u-1")
+    operator.signs_in()
+    cookie = operator.headers["Cookie"].partition("=")[2]
+    service.stop()
+    kept = b"".join(path.read_bytes() for path in folder.glob("service.db*"))
+    for secret in (KEY, password, token, appliance.token, cookie, "the operator's pass word"):
+        assert secret.encode() not in kept, secret
+        assert secret not in service.error_text()
+
+
+def test_older_database_is_brought_up_to_date_and_kept(service, folder, version):
+    """What the version before accounts left: its appliances keep their tokens."""
+    service.start("--http", faketime=clock(1))
+    appliance = Appliance(service, "u-1").has_chassis()
+    service.stop()
+    with contextlib.closing(sqlite3.connect(folder / "service.db")) as database:
+        database.executescript("""
+            PRAGMA foreign_keys = OFF;
+            DROP INDEX manager_account; DROP INDEX reading_member_time; DROP INDEX event_manager_id;
+            DROP TABLE registration_key; DROP TABLE operator;
+            ALTER TABLE manager DROP COLUMN account;
+            ALTER TABLE manager DROP COLUMN address;
+            ALTER TABLE manager DROP COLUMN changed;
+            ALTER TABLE chassis DROP COLUMN changed;
+            ALTER TABLE alarm DROP COLUMN opening;
+            DROP TABLE account;
+            PRAGMA user_version = 2;""")
+    service.start("--http", faketime=clock(1))
+    service.says("database upgraded, the one before is kept as ")
+    assert (folder / "service.db.v2").exists()
+    appliance.sends("GET", f"/redfish/v1/Chassis/{appliance.chassis}", expected=200)
+    operator = Operator(service).is_added()
+    assert operator.ask("GET", "/appliances")["items"][0]["account"] is None
+    Appliance(service, "u-1")
+    assert operator.ask("GET", "/appliances")["items"][0]["account"] == EMAIL
+
+
+def test_daemon_of_a_removed_account_is_told_so(service, daemon, device):
+    service.start()
+    daemon.configure(Url=service.url)
+    daemon.start()
+    daemon.logs(ENABLED)
+    token = daemon.token
+    service.command("account", "remove", EMAIL)
+    assert service.ask("GET", f"/redfish/v1/Managers?uuid={UUID}", token)[0] == 403
+    service.says(f"POST /hb/{UUID}: 401")
+
+
+def test_commands_say_what_is_wrong(service, folder):
+    assert "cannot open" in service.command("operator", "list", status=1)
+    assert not (folder / "service.db").exists()
+    service.command("operator", "add", "olga")
+    for words, reason in ((("account", "remove", "x@y"), "there is no account x@y"),
+                          (("operator", "add", "olga"), "there is an operator olga already"),
+                          (("operator", "remove", "otto"), "there is no operator otto")):
+        assert service.command(*words, status=1) == f"cloudservice: {reason}\n"
+    assert service.command("operator", "list").startswith("olga  password, since ")

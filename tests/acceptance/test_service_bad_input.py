@@ -1,0 +1,237 @@
+"""What is thrown at the service, and that it goes on."""
+
+import contextlib
+import re
+import socket
+import ssl
+import threading
+
+import pytest
+
+from harness.appliance import Appliance
+from harness.operators import Operator
+from harness.process import clock
+
+
+def raw(service):
+    """A connection that says what it is told, byte for byte."""
+    sock = socket.create_connection(("127.0.0.1", service.port), timeout=60)
+    if service.url.startswith("https"):
+        context = ssl.create_default_context()
+        context.check_hostname = False
+        context.verify_mode = ssl.CERT_NONE
+        sock = context.wrap_socket(sock)
+    return contextlib.closing(sock)
+
+
+def whole(sock):
+    """All that comes until the other side ends."""
+    text = b""
+    with contextlib.suppress(ConnectionError):
+        while part := sock.recv(65536):
+            text += part
+    return text
+
+
+def goes_on(service, times=1):
+    for _ in range(times):
+        assert service.ask("GET", "/healthz") == (200, {"status": "ok"})
+
+
+def connections(service):
+    _, _, text = service._request("GET", "/metrics", "", None)
+    return int(re.search(r"^cloudservice_connections (\d+)$", text.decode(), re.M)[1])
+
+
+@pytest.mark.parametrize("transport", [["--http"], []], ids=["http", "https"])
+def test_senders_of_a_byte_at_a_time_hold_up_nobody(service, transport):
+    """Fifty slow ones, in headers and bodies; between two of their bytes others are served."""
+    service.start(*transport, faketime=clock(1))
+    slow_header = b"GET /redfish/v1 HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"
+    slow_body = (b"POST /redfish/v1/Chassis HTTP/1.1\r\nHost: x\r\nConnection: close\r\n"
+                 b"Content-Length: 20\r\n\r\n" + b" " * 20)
+    with contextlib.ExitStack() as stack:
+        senders = [(stack.enter_context(raw(service)), text)
+                   for _ in range(25) for text in (slow_header, slow_body)]
+        for at in range(max(len(slow_header), len(slow_body))):
+            for sock, text in senders:
+                if at < len(text):
+                    sock.sendall(text[at:at + 1])
+            if at % 10 == 0:
+                goes_on(service)
+        answers = [whole(sock).partition(b"\r\n")[0] for sock, _ in senders]
+    assert answers == [b"HTTP/1.1 200 OK", b"HTTP/1.1 401 Unauthorized"] * 25
+
+
+def test_sender_who_never_comes_to_an_end_is_cut_off(service):
+    """A byte now and then does not keep a request alive: header and body have one time each."""
+    service.start("--http", faketime=clock(1000), patience=600)
+    for head in (b"GET /redfish/v1 HTTP/1.1\r\nX: ",
+                 b"POST /redfish/v1/Chassis HTTP/1.1\r\nHost: x\r\nContent-Length: 100000\r\n\r\n"):
+        with raw(service) as sock:
+            sock.sendall(head)
+            ended = threading.Event()
+
+            def drip(sock=sock, ended=ended):
+                with contextlib.suppress(OSError):
+                    while not ended.wait(0.01):
+                        sock.sendall(b"a")
+            dripping = threading.Thread(target=drip)
+            dripping.start()
+            try:
+                assert whole(sock) == b""
+            finally:
+                ended.set()
+                dripping.join()
+    service.says("connection closed: its request took too long", times=2)
+
+
+def test_thousand_idle_connections_hold_up_nobody(service):
+    service.start("--http", faketime=clock(1))
+    with contextlib.ExitStack() as stack:
+        for _ in range(1000):
+            stack.enter_context(raw(service))
+        service.wait_until(lambda: connections(service) > 1000, "all connections")
+        appliance = Appliance(service, "u-1").has_chassis()
+        uri = appliance.keeps("Thermal", {"A": 1})
+        assert appliance.sends("GET", uri, expected=200)["A"] == 1
+    service.wait_until(lambda: connections(service) < 10, "the end of the connections")
+
+
+def test_floods_of_headers_are_refused(service):
+    service.start("--http", faketime=clock(1))
+    for flood in (b"A: " + b"a" * 100_000, b"A: b\r\n" * 20_000, b"A" * 20_000 + b": b",
+                  b"Cookie: " + b"session=x; " * 5_000):
+        with raw(service) as sock:
+            with contextlib.suppress(ConnectionError):
+                sock.sendall(b"GET /api/v1/session HTTP/1.1\r\nHost: x\r\n" + flood + b"\r\n\r\n")
+            assert whole(sock).startswith(b"HTTP/1.1 431 "), flood[:20]
+    with raw(service) as sock:
+        sock.sendall(b"GET /" + b"a" * 100_000 + b" HTTP/1.1\r\n\r\n")
+        assert whole(sock).startswith((b"HTTP/1.1 431 ", b"HTTP/1.1 400 "))
+    goes_on(service)
+
+
+@pytest.mark.parametrize("authorization", [
+    "Basic", "Basic " + "A" * 8000, "Basic ====", "Basic =YTpi", "Basic OnA=", "Basic b2xnYTo=",
+    "Bearer", "Bearer " + "f" * 64, "Bearer ' OR 1=1 --", "bearer\t", "Digest username=\"olga\""])
+def test_odd_authorizations_are_nobodys(service, authorization):
+    service.start("--http", faketime=clock(1))
+    operator = Operator(service).is_added()
+    operator.headers = {"Authorization": authorization}
+    operator.ask("GET", "/appliances", expected=401)
+
+
+@pytest.mark.parametrize("body", [
+    "", "[]", "{", '{"name": 1, "password": 2}', '{"name": "olga"}', "\0", "[" * 100,
+    '{"name": "olga", "password": "\\ud800"}', '{"name": null, "password": null}'])
+def test_odd_sign_ins_are_refused(service, body):
+    service.start("--http", faketime=clock(1))
+    operator = Operator(service).is_added()
+    operator.headers = {}
+    operator.ask("POST", "/session", expected=400, body=body,
+                 headers={"Content-Type": "application/json"})
+
+
+SQL = "'; DROP TABLE manager; --"
+HTML = "<script>alert(1)</script>\"'&amp;"
+
+
+@pytest.mark.parametrize("text", [SQL, HTML, "\u202e\u0301%s%n{{x}}", "a" * 10_000])
+def test_text_is_text_wherever_it_stands(service, text):
+    service.start("--http", faketime=clock(1))
+    operator = Operator(service).is_added()
+    appliance = Appliance(service, "u-1", text, Model=text, SerialNumber=text, FirmwareVersion=text)
+    appliance.has_chassis(Name=text)
+    uri = appliance.keeps("Thermal", {"Name": text, text: 1, "Note": text})
+    appliance.raises(1, "Alarm", text)
+    appliance.raises(2, text)
+    one = operator.ask("GET", "/appliances/{uuid}", "u-1")
+    assert {one[name] for name in ("name", "model", "serial", "firmware")} == {text}
+    assert one["chassisList"][0]["name"] == text
+    assert operator.ask("GET", "/appliances", q=text[:200])["total"] == 1
+    alarms = operator.ask("GET", "/appliances/{uuid}/alarms", "u-1")["items"]
+    assert text in [alarm["message"] for alarm in alarms]
+    events = operator.ask("GET", "/appliances/{uuid}/events", "u-1", q=text[:200])["items"]
+    assert [event["message"] for event in events] == [text]
+    document = operator.ask("GET", "/appliances/{uuid}/resources/detail", "u-1", uri=uri)["document"]
+    assert document == {"Name": text, text: 1, "Note": text}
+    operator.ask("GET", "/appliances/{uuid}", text[:200], 404)
+    operator.ask("GET", "/appliances/{uuid}/resources/detail", "u-1", 404, uri=text[:4000])
+    numbers = operator.ask("GET", "/appliances/{uuid}/numbers", "u-1")["items"]
+    for number in numbers:
+        operator.ask("GET", "/appliances/{uuid}/history", "u-1", uri=uri, pointer=number["pointer"])
+
+
+def test_requests_that_say_two_things_are_refused(service):
+    service.start("--http", faketime=clock(1))
+    for text in (b"POST / HTTP/1.1\r\nContent-Length: 5\r\nContent-Length: 6\r\n\r\nabcde",
+                 b"POST / HTTP/1.1\r\nContent-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
+                 b"GET /api/v1/session HTTP/1.1\r\n folded: x\r\n\r\n",
+                 b"\x16\x03\x01\x02\x00\x01\x00"):
+        with raw(service) as sock:
+            sock.sendall(text)
+            sock.shutdown(socket.SHUT_WR)
+            assert whole(sock).startswith(b"HTTP/1.1 400 "), text
+    goes_on(service)
+
+
+def test_clock_that_goes_back_loses_nothing(service, clock_of):
+    moving = clock_of("2026-03-05 13:00:00", 1)
+    service.start("--http", faketime=moving)
+    operator = Operator(service).is_added()
+    operator.signs_in()
+    stream = operator.follows().begins()
+    appliance = Appliance(service, "u-1").has_chassis()
+    uri = appliance.keeps("Thermal", {"A": 1})
+    appliance.beats(90)
+    first = appliance.raises(1)
+    moving.step(-7200)
+    appliance.keeps("Thermal", {"A": 2})
+    second = appliance.raises(2)
+    appliance.clears(1)
+    appliance.beats(90)
+    assert operator.ask("GET", "/session")["name"] == "olga"
+    events = operator.ask("GET", "/appliances/{uuid}/events", "u-1")["items"]
+    assert [event["id"] for event in events][1:] == [second, first]
+    assert events[1]["received"] < events[2]["received"]
+    alarms = operator.ask("GET", "/appliances/{uuid}/alarms", "u-1")["items"]
+    assert [alarm["event"] for alarm in alarms] == [second]
+    until = "2026-03-05T14:00:00Z"
+    samples = operator.ask("GET", "/appliances/{uuid}/history", "u-1", uri=uri, pointer="/A",
+                           until=until)["series"][0]["samples"]
+    assert [value for _, value in samples] == [2, 1], "in the order of their times"
+    values = appliance.sends("GET", f"{uri}/Oem/Quorvan:History?member=A", expected=200)["Values"]
+    assert [value["Value"] for value in values] == [1, 2], "in the order of their arrival"
+    one = operator.ask("GET", "/appliances/{uuid}", "u-1")
+    assert (one["state"], one["heartbeats"]) == ("alive", 2)
+    while stream.until("appliance")["alarms"]["Alarm"] != 1:
+        pass
+    service.stop()
+    service.start("--http", faketime=moving)
+    assert appliance.sends("GET", uri, expected=200)["A"] == 2
+
+
+def test_connection_that_is_dropped_in_an_answer_harms_nobody(service):
+    service.start("--http", faketime=clock(1))
+    appliance = Appliance(service, "u-1").has_chassis()
+    uri = appliance.keeps("Large", {"A": "x" * 900_000})
+    for _ in range(20):
+        with raw(service) as sock:
+            sock.sendall(f"GET {uri} HTTP/1.1\r\nHost: x\r\nX-Auth-Token: {appliance.token}\r\n\r\n"
+                         .encode())
+            sock.recv(100)
+    goes_on(service)
+    service.wait_until(lambda: connections(service) < 3, "the end of the connections")
+
+
+def test_huge_answers_to_many_who_do_not_read_hold_up_nobody(service):
+    service.start("--http", faketime=clock(1))
+    appliance = Appliance(service, "u-1").has_chassis()
+    uri = appliance.keeps("Large", {"A": "x" * 900_000})
+    with contextlib.ExitStack() as stack:
+        for _ in range(20):
+            sock = stack.enter_context(raw(service))
+            sock.sendall(f"GET {uri} HTTP/1.1\r\nHost: x\r\nX-Auth-Token: {appliance.token}\r\n\r\n"
+                         .encode())
+        goes_on(service, 20)
