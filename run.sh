@@ -10,8 +10,9 @@ usage() {
 Usage: ./run.sh [--once]
 
 Installs what is missing (Debian packages), builds, and starts the service and a daemon with an
-example device. Says how to raise an alarm and how to move a temperature from a second terminal,
-and tells what happens until Ctrl-C, which stops both.
+example device. Prints the address of the page and the operator's password, says how to raise an
+alarm and how to move a temperature from a second terminal, and tells what happens until Ctrl-C,
+which stops both.
 
   --once      under an accelerated clock until the service has received the second heartbeat;
               prints what the service holds. Status 0, or 1 with the reason.

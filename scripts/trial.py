@@ -25,6 +25,7 @@ TOP = pathlib.Path(__file__).resolve().parent.parent
 EXAMPLE = TOP / "examples" / "cooling-unit"
 EMAIL = "keeper@example.org"
 KEY = "trial-key"
+OPERATOR = "operator"
 ACCELERATED = "+0 x50"
 # Real seconds: until the service listens, until the second heartbeat, until a program has ended.
 START, ONCE, END = 30, 120, 70
@@ -51,6 +52,7 @@ class Place:
         self.root = folder / "root"
         self._etc = self.root / "etc" / "cloudclient"
         self._cloud = self._etc / "cloud.json"
+        self.password = folder / "operator-password"
         folder.parent.mkdir(parents=True, exist_ok=True)
         self._lock = open(folder.with_suffix(".lock"), "w")
         try:
@@ -141,12 +143,29 @@ class Service(Program):
     """cloudservice, and what it holds."""
 
     def __init__(self, place, programs, accelerated):
+        database = place.folder / "service.db"
+        self.password = self._make_operator(place, programs / "service" / "cloudservice", database)
         super().__init__(
             place, programs / "service" / "cloudservice", "--listen", "127.0.0.1:0",
-            "--db", place.folder / "service.db", "--email", EMAIL, "--registration-key", KEY,
+            "--db", database, "--email", EMAIL, "--registration-key", KEY,
             *(["--io-timeout", "100000"] if accelerated else []),
             env=environment(accelerated))
         self.url = ""
+
+    @staticmethod
+    def _make_operator(place, program, database):
+        """Who may look at the page; the password, which is kept in a file of its own too."""
+        if not program.exists():
+            raise Failed(f"{shown(program)} was not built")
+        made = subprocess.run(
+            [str(program), "operator", "add", OPERATOR, "--db", str(database)],
+            env=environment(False), stdin=subprocess.DEVNULL, capture_output=True, text=True)
+        password = re.fullmatch(r"password: (\S+)\n", made.stdout)
+        if made.returncode != 0 or not password:
+            raise Failed(f"no operator was made: {made.stderr.strip()}")
+        with open(place.password, "w", opener=lambda path, flags: os.open(path, flags, 0o600)) as out:
+            out.write(password.group(1) + "\n")
+        return password.group(1)
 
     def must_answer(self):
         """Waits until it listens; then it is to answer."""
@@ -266,6 +285,14 @@ def tell_how_to_drive(place, programs):
         say(f"  {start} {words}")
 
 
+def tell_how_to_look(place, service):
+    """Where the page is, and who may see it."""
+    say("\nLook at the appliance in a browser (the service signed its certificate itself):")
+    say(f"  address   {service.url}/")
+    say(f"  name      {OPERATOR}")
+    say(f"  password  {service.password}   (also in {shown(place.password)})")
+
+
 def until_second_heartbeat(place, service, client):
     end = time.monotonic() + ONCE
     for _ in turns(place, service, client):
@@ -286,6 +313,7 @@ def trial(given, running):
     running.append(service)
     service.must_answer()
     if not given.once:
+        tell_how_to_look(place, service)
         tell_how_to_drive(place, given.programs)
     say(f"\nThe service listens on {service.url}; log: {shown(service.log)}")
     place.configure(service.url)

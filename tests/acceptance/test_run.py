@@ -6,9 +6,11 @@ import re
 import signal
 import subprocess
 import sys
+from types import SimpleNamespace
 
 import pytest
 
+from harness.operators import Operator, basic
 from harness.waiting import wait_until
 
 TOP = pathlib.Path(__file__).resolve().parent.parent.parent
@@ -74,6 +76,28 @@ def test_interrupt_stops_both_programs(programs, folder):
     assert told.read_text().endswith("\nStopping\n")
     assert "cloudclient stopped" in (folder / "run" / "cloudclient.log").read_text()
     assert "stopped" in (folder / "run" / "cloudservice.log").read_text()
+
+
+def test_page_can_be_opened_with_what_is_printed(programs, folder):
+    told = folder / "told"
+    with open(told, "wb") as output, subprocess.Popen(
+            command(programs, folder), env=ENVIRONMENT, cwd=TOP, stdout=output, stderr=output,
+            start_new_session=True) as process:
+        try:
+            wait_until(lambda: "The daemon runs in " in told.read_text(), "the programs to run",
+                       alive=lambda: process.poll() is None or pytest.fail(told.read_text()))
+            block = re.search(r"^  address   (https://127\.0\.0\.1:\d+)/\n  name      (\S+)\n"
+                              r"  password  (\S+) ", told.read_text(), re.MULTILINE)
+            url, name, password = block.groups()
+            operator = Operator(SimpleNamespace(url=url), name)
+            operator.headers = basic(name, password)
+            assert operator.ask("GET", "/session")["name"] == name
+            kept = folder / "run" / "operator-password"
+            assert kept.read_text() == password + "\n"
+            assert kept.stat().st_mode & 0o777 == 0o600
+        finally:
+            process.send_signal(signal.SIGINT)
+        assert process.wait(timeout=90) == 0, told.read_text()
 
 
 @pytest.mark.parametrize("arguments", [["--twice"], ["--once", "--once"], [""]],
