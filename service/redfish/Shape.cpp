@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "service/http/Target.h"
 #include "service/redfish/schema/Formats.h"
 
 namespace cloudservice {
@@ -14,7 +15,11 @@ namespace {
 // Also of a member: "Temperatures@odata.count".
 bool IsOData(const std::string& name) { return name.find("@odata.") != std::string::npos; }
 
-std::string LastSegment(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+// What a path ends with, percent-decoded.
+std::string LastSegment(const std::string& path) {
+  const std::optional<Target> target = ParseTarget(path);
+  return target && !target->segments.empty() ? target->segments.back() : path;
+}
 
 std::optional<Json> WholeNumber(const Json& value) {
   if (value.is_number_integer()) return value;
@@ -116,7 +121,7 @@ class Shaper {
     }
     if (!value.is_object()) return value;
     const auto link = value.find("@odata.id");
-    const bool leads = link != value.end() && Target(*link).has_value();
+    const bool leads = link != value.end() && SchemaAt(*link).has_value();
     if (link != value.end() && value.size() == 1 && !leads) return *link;
     Json object = Json::object();
     for (const auto& [name, member] : value.items()) {
@@ -209,14 +214,14 @@ class Shaper {
       return std::nullopt;
     }
     const Json& path = value.at("@odata.id");
-    const std::optional<std::string> target = Target(path);
+    const std::optional<std::string> target = SchemaAt(path);
     const std::string wanted = property.type;
     if (!target || (!wanted.empty() && *target != wanted)) return std::nullopt;
     return Reference(path.get<std::string>());
   }
 
   // The schema of what the path leads to; none when it leads nowhere.
-  std::optional<std::string> Target(const Json& path) const {
+  std::optional<std::string> SchemaAt(const Json& path) const {
     if (!path.is_string()) return std::nullopt;
     std::string schema = m_resolve(path.get<std::string>());
     if (schema.empty()) return std::nullopt;
