@@ -13,6 +13,7 @@
 #include "Peer.h"
 #include "TempFolder.h"
 #include "service/http/Server.h"
+#include "service/http/Stream.h"
 #include "service/http/Tls.h"
 
 namespace cloudservice {
@@ -34,7 +35,7 @@ class ServerTest : public testing::Test {
   void Start(asio::ssl::context* tls = nullptr) {
     SessionContext context;
     context.limits = limits;
-    context.handler = [](const Request& request) {
+    context.handler = [this](const Request& request) {
       Response response;
       response.status = request.target == "/gone" ? 204 : 201;
       response.headers = {{"Location", "/x"}, {"X-Auth-Token", "t"}};
@@ -47,6 +48,10 @@ class ServerTest : public testing::Test {
         response.SetHeader("Cache-Control", "no-cache");
       }
       if (request.target == "/big") response.body = std::string(kBig, 'b');
+      if (request.target == "/stream") {
+        response.stream = written;
+        response.body.clear();
+      }
       return response;
     };
     context.refuse = [this](unsigned status, const Request& request, const std::string& reason) {
@@ -105,6 +110,17 @@ class ServerTest : public testing::Test {
             m_lines += line + "\n";
           },
           [] { return time_t{1772716029}; }};
+  // Calls the function on the server's thread and waits for its end.
+  void OnServer(const std::function<void()>& function) {
+    std::promise<void> done;
+    asio::post(m_io, [&] {
+      function();
+      done.set_value();
+    });
+    done.get_future().wait();
+  }
+
+  std::shared_ptr<Stream> written = std::make_shared<Stream>(1024 * 1024);
   asio::io_context m_io{1};
   std::unique_ptr<Server> m_server;
 
@@ -343,6 +359,73 @@ TEST_F(ServerTest, Stop_sends_an_answer_to_its_end) {
   answer += peer.ReadAll();
   EXPECT_EQ(answer.size() - answer.find("\r\n\r\n") - 4, kBig);
   EXPECT_EQ(answer.back(), 'b');
+}
+
+TEST_F(ServerTest, Stream_is_sent_as_it_is_written_and_ends_with_its_writer) {
+  Start();
+  Peer peer(port);
+  peer.Send(Get("/stream"));
+  const std::string head = peer.ReadAnswer();
+  EXPECT_THAT(head, HasSubstr("Connection: close\r\n"));
+  EXPECT_THAT(head, Not(HasSubstr("Content-Length")));
+  for (const char* text : {"one", "two"}) {
+    OnServer([&] { written->Write(text); });
+    EXPECT_EQ(peer.ReadSome(), text);
+  }
+  OnServer([&] { written->End(); });
+  EXPECT_EQ(peer.ReadAll(), "");
+}
+
+TEST_F(ServerTest, Stream_outlives_the_times_of_other_answers) {
+  limits.idle = limits.header = limits.body = std::chrono::milliseconds(20);
+  Start();
+  Peer peer(port);
+  peer.Send(Get("/stream"));
+  peer.ReadAnswer();
+  // Connections that came after it have been closed for idling meanwhile.
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Peer(port).ReadAll(), "");
+  OnServer([&] { written->Write("still here"); });
+  EXPECT_EQ(peer.ReadSome(), "still here");
+}
+
+TEST_F(ServerTest, Reader_who_takes_too_long_loses_the_stream) {
+  limits.body = std::chrono::milliseconds(20);
+  Start();
+  Peer peer(port);
+  peer.Send(Get("/stream"));
+  peer.ReadAnswer();
+  bool ended = false;
+  const std::string text(1024 * 1024, 'x');
+  while (!ended) {
+    OnServer([&] {
+      if (written->Take().empty()) written->Write(text);
+      ended = written->Ended();
+    });
+  }
+  EXPECT_LT(peer.ReadAll().size(), 100 * text.size());
+}
+
+TEST_F(ServerTest, Reader_who_leaves_ends_the_stream) {
+  Start();
+  {
+    Peer peer(port);
+    peer.Send(Get("/stream"));
+    peer.ReadAnswer();
+    EXPECT_FALSE(written->Ended());
+  }
+  bool ended = false;
+  while (!ended) OnServer([&] { ended = written->Ended(); });
+}
+
+TEST_F(ServerTest, Stop_ends_streams_at_once) {
+  Start();
+  Peer idle(port);
+  idle.Send(Get("/stream"));
+  idle.ReadAnswer();
+  Stop();
+  EXPECT_EQ(m_server->Connections(), 0u);
+  EXPECT_EQ(idle.ReadAll(), "");
+  EXPECT_TRUE(written->Ended());
 }
 
 TEST_F(ServerTest, Address_that_is_taken_is_named) {
