@@ -1,0 +1,217 @@
+#include <set>
+
+#include "ServiceFixture.h"
+#include "service/redfish/Conditions.h"
+#include "service/redfish/schema/Csdl.h"
+
+namespace cloudservice {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+// An appliance with something of every kind, as good and as bad as it may send it.
+class Redfish : public ServiceTest {
+ protected:
+  Redfish() {
+    for (const char* path :
+         {"Thermal", "EnvironmentMetrics", "Sensors/a", "Sensors/b%20c", "Room/1", "Sensors"}) {
+      EXPECT_EQ(Ask("PATCH", chassis + "/" + path, token, kDocument).status, 204u) << path;
+    }
+    EXPECT_EQ(Ask("PATCH", chassis, token, kDocument).status, 204u);
+    EXPECT_EQ(Ask("PATCH", kManager, token, kDocument).status, 204u);
+    EXPECT_EQ(Ask("PATCH", kManager + "/Network", token, kDocument).status, 204u);
+    Ask("POST", "/hb/u-1", token, R"({"HeartbeatInterval": 90})");
+    for (const std::string& origin : {chassis, std::string()}) {
+      const Json event = {{"MessageId", "x"},
+                          {"Severity", "MESSAGE"},
+                          {"Message", "m"},
+                          {"Created", origin.empty() ? "" : "2016-05-04T13:02:11-0500"},
+                          {"MessageArgs", {"a", nullptr}},
+                          {"Name", 7},
+                          {"OriginOfCondition", {{"@odata.id", origin}}}};
+      EXPECT_EQ(Ask("POST", kManager + "/Oem/Quorvan:Events", token, event.dump()).status, 201u);
+    }
+  }
+
+  // Every resource that links lead to; the checks of Ask() have looked at each.
+  std::map<std::string, Json> Walk() {
+    std::map<std::string, Json> found;
+    std::vector<std::string> waiting = {"/redfish/v1/"};
+    while (!waiting.empty()) {
+      const std::string path = waiting.back();
+      waiting.pop_back();
+      if (found.count(path) != 0) continue;
+      found[path] = Got(200, Ask("GET", path, token));
+      for (const std::string& link : LinksOf(found[path])) waiting.push_back(link);
+    }
+    return found;
+  }
+
+  static constexpr const char* kDocument = R"({"Name": 7, "Id": "mine", "Reading": 21.5, "T": 1,
+      "Temperatures": [{"ReadingCelsius": 21, "Status": "fine"}], "Members": [1], "Thermal": {},
+      "HumidityPercent": {"Reading": 44, "Unit": "%"}, "Links": {"ManagedBy": "me", "X": 1},
+      "Status": {"State": 5}, "Oem": {"Acme": 1}, "UUID": "x", "Sensors": {"@odata.id": "/x"}})";
+  const std::string kManager = "/redfish/v1/Managers/u-1";
+  const std::string token = Token("u-1");
+  const std::string chassis = "/redfish/v1/Chassis/" + Chassis(token, kDocument);
+};
+
+TEST_F(Redfish, Every_link_leads_to_a_valid_resource_and_every_type_is_met) {
+  std::set<std::string> met;
+  for (const auto& [path, document] : Walk()) {
+    met.insert(document.at("@odata.type").get<std::string>().substr(1));
+  }
+  for (const Type* type : AllTypes()) {
+    const bool resource = type->base == Base::kResource || type->base == Base::kCollection;
+    if (resource) {
+      EXPECT_EQ(met.count(type->name), 1u) << type->name;
+    }
+  }
+  now += 1000;
+  Walk();
+}
+
+TEST_F(Redfish, Expanded_and_selected_documents_are_valid_too) {
+  for (const auto& [path, document] : Walk()) {
+    const bool history = path.find("Quorvan:History") != std::string::npos;
+    for (const char* option : {"$expand=*", "$expand=.($levels=3)", "$expand=~($levels=2)",
+                               "$select=Name,Links/ManagedBy", "$expand=.&$select=Members/Id"}) {
+      EXPECT_EQ(Ask("GET", path + "?" + option, token).status, history ? 400u : 200u) << path;
+    }
+  }
+}
+
+TEST_F(Redfish, Expansion_has_an_end) {
+  for (int i = 0; i < 60; ++i) Chassis(token);
+  const Response response = Ask("GET", "/redfish/v1/Chassis?$expand=*($levels=6)", token);
+  EXPECT_EQ(response.status, 507u);
+  EXPECT_THAT(response.body, HasSubstr("Base.1.16.InsufficientStorage"));
+}
+
+TEST_F(Redfish, Collection_is_answered_in_pages) {
+  Database(folder.File("service.db"))
+      .Execute(
+          "WITH RECURSIVE number (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM number LIMIT 1100) "
+          "INSERT INTO event (manager, chassis, message_id, severity, document, received) "
+          "SELECT 'u-1', '', 'x', 'MESSAGE', '{\"MessageId\": \"x\"}', 0 FROM number");
+  const Json first = Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events", token));
+  EXPECT_EQ(first.at("Members").size(), 1000u);
+  EXPECT_EQ(first.at("Members@odata.count"), 1102);
+  const std::string next = first.at("Members@odata.nextLink");
+  EXPECT_EQ(next, "/redfish/v1/Oem/Quorvan:Events?$skip=1000");
+  const Json second = Got(200, Ask("GET", next, token));
+  EXPECT_EQ(second.at("Members").size(), 102u);
+  EXPECT_FALSE(second.contains("Members@odata.nextLink"));
+  const Json many = Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events?$top=1050", token));
+  EXPECT_EQ(many.at("Members@odata.nextLink"), "/redfish/v1/Oem/Quorvan:Events?$skip=1000&$top=50");
+  // The list that appliances ask for has everything in one answer.
+  EXPECT_EQ(Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events?Severity=MESSAGE", token)).size(),
+            1102u);
+}
+
+TEST_F(Redfish, Links_come_and_go_with_what_they_lead_to) {
+  const std::string other = "/redfish/v1/Chassis/" + Chassis(token);
+  EXPECT_FALSE(Got(200, Ask("GET", other, token)).contains("Sensors"));
+  EXPECT_EQ(Ask("GET", other + "/Sensors", token).status, 404u);
+  Ask("PATCH", other + "/Sensors/1", token, R"({"Reading": 1})");
+  EXPECT_EQ(Got(200, Ask("GET", other, token)).at("Sensors"), Reference(other + "/Sensors"));
+  EXPECT_EQ(Got(200, Ask("GET", other + "/Sensors", token)).at("Members@odata.count"), 1);
+  Ask("DELETE", chassis, token);
+  const Json event = Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events/1", token));
+  EXPECT_FALSE(event.contains("OriginOfCondition"));
+  EXPECT_EQ(event.at("Oem").at("Quorvan").at("OriginOfCondition"), chassis);
+  Walk();
+}
+
+TEST_F(Redfish, Changes_and_deletions_wait_for_the_right_entity_tag) {
+  const std::string tag = Header(Ask("GET", chassis, token), "ETag");
+  EXPECT_EQ(Ask("PATCH", chassis, token, "{}", {{"If-Match", "\"x\""}}).status, 412u);
+  EXPECT_EQ(Ask("DELETE", chassis, token, "", {{"if-match", "\"x\""}}).status, 412u);
+  EXPECT_EQ(Ask("PATCH", chassis, token, "{}", {{"If-Match", tag}}).status, 204u);
+  EXPECT_EQ(Ask("DELETE", chassis, token, "", {{"If-Match", "W/" + tag}}).status, 204u);
+  EXPECT_EQ(Ask("PATCH", kManager + "/New", token, "{}", {{"If-Match", "*"}}).status, 412u);
+  EXPECT_EQ(Ask("PATCH", kManager + "/New", token, "{}", {{"If-None-Match", "*"}}).status, 204u);
+  EXPECT_EQ(Ask("PATCH", kManager + "/New", token, "{}", {{"If-None-Match", "*"}}).status, 412u);
+}
+
+TEST_F(Redfish, Condition_of_another_owner_tells_nothing) {
+  const std::string other = Token("u-2");
+  EXPECT_EQ(Ask("DELETE", chassis, other, "", {{"If-Match", "*"}}).status, 412u);
+  EXPECT_EQ(Ask("DELETE", "/redfish/v1/Chassis/none", other, "", {{"If-Match", "*"}}).status, 412u);
+}
+
+TEST_F(Redfish, Tag_is_found_in_a_list) {
+  EXPECT_TRUE(MeansTag("\"a\" , W/\"b\"", "\"b\""));
+  EXPECT_TRUE(MeansTag("*", "\"b\""));
+  EXPECT_FALSE(MeansTag("*", std::nullopt));
+  EXPECT_FALSE(MeansTag("\"ab\", b, ,", "\"b\""));
+}
+
+TEST_F(Redfish, Members_that_the_service_gives_are_refused_where_they_come_alone) {
+  for (const std::string& path : {chassis, kManager}) {
+    const Response response = Ask("PATCH", path, token, R"({"Id": "other"})");
+    EXPECT_EQ(response.status, 400u);
+    EXPECT_THAT(response.body, HasSubstr("\"#/Id\""));
+    const std::string id = path.substr(path.rfind('/') + 1);
+    EXPECT_EQ(Ask("PATCH", path, token, Json{{"Id", id}}.dump()).status, 204u);
+  }
+  EXPECT_EQ(Ask("PATCH", kManager, token, R"({"UUID": "u-2"})").status, 400u);
+  EXPECT_EQ(Ask("PATCH", chassis + "/Thermal", token, R"({"Id": "other"})").status, 204u);
+}
+
+TEST_F(Redfish, Options_asks_for_no_token) {
+  const Response response = Ask("OPTIONS", kManager);
+  EXPECT_EQ(response.status, 204u);
+  EXPECT_EQ(Header(response, "Allow"), "GET, HEAD, PATCH, DELETE, OPTIONS");
+  EXPECT_EQ(Ask("OPTIONS", "/nothing").status, 404u);
+}
+
+TEST_F(Redfish, Own_schemas_are_served_and_nothing_else_from_there) {
+  const std::string metadata = Ask("GET", "/redfish/v1/$metadata").body;
+  for (const auto& [name, text] : SchemaFiles()) {
+    const Response response = Ask("GET", "/redfish/v1/Schemas/" + name);
+    EXPECT_EQ(response.status, 200u) << name;
+    EXPECT_EQ(response.body, text);
+    const bool xml = name.find(".xml") != std::string::npos;
+    if (xml) {
+      EXPECT_THAT(metadata, HasSubstr("\"/redfish/v1/Schemas/" + name + "\""));
+    } else {
+      EXPECT_EQ(Json::parse(text).at("$id"), "/redfish/v1/Schemas/" + name);
+    }
+  }
+  EXPECT_EQ(SchemaFiles().size(), 10u);
+  EXPECT_EQ(Ask("GET", "/redfish/v1/Schemas/Chassis_v1.xml").status, 404u);
+}
+
+TEST_F(Redfish, Error_names_the_member_and_quotes_only_what_is_short) {
+  const auto info = [this](const Json& body) {
+    const Response response = Ask("POST", "/hb/u-1", token, body.dump());
+    return Got(400, response).at("error").at("@Message.ExtendedInfo").at(0);
+  };
+  const Json missing = info(Json::object());
+  EXPECT_EQ(missing.at("MessageId"), "Base.1.16.PropertyMissing");
+  EXPECT_EQ(missing.at("MessageArgs"), Json::array({"HeartbeatInterval"}));
+  EXPECT_EQ(missing.at("RelatedProperties"), Json::array({"#/HeartbeatInterval"}));
+  EXPECT_EQ(missing.at("MessageSeverity"), "Warning");
+  const Json wrong = info({{"HeartbeatInterval", "soon"}});
+  EXPECT_EQ(wrong.at("MessageArgs"), Json::array({"\"soon\"", "HeartbeatInterval"}));
+  const Json long_one = info({{"HeartbeatInterval", std::string(1000, 'x')}});
+  EXPECT_EQ(long_one.at("MessageId"), "Base.1.16.PropertyValueError");
+  EXPECT_THAT(long_one.dump(), Not(HasSubstr("xx")));
+}
+
+TEST_F(Redfish, Selection_goes_through_arrays_and_keeps_what_names_the_resource) {
+  const Json thermal =
+      Got(200, Ask("GET", chassis + "/Thermal?$select=Temperatures/ReadingCelsius", token));
+  EXPECT_EQ(
+      thermal.at("Temperatures"),
+      Json::array({{{"@odata.id", chassis + "/Thermal#/Temperatures/0"}, {"ReadingCelsius", 21}}}));
+  EXPECT_FALSE(thermal.contains("Name"));
+  const Json list = Got(200, Ask("GET", "/redfish/v1/Chassis?$select=Members", token));
+  EXPECT_EQ(list.at("Members@odata.count"), 1);
+}
+
+}  // namespace
+}  // namespace cloudservice

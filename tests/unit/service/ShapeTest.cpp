@@ -1,0 +1,176 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "PayloadCheck.h"
+#include "service/redfish/Shape.h"
+
+namespace cloudservice {
+namespace {
+
+using testing::IsEmpty;
+
+class Shape : public testing::Test {
+ protected:
+  // The view of what was sent for `type` at /redfish/v1/a, which has to be valid.
+  Json Of(const char* type, const std::string& sent) {
+    Json view = Shaped(TypeNamed(type), "/redfish/v1/a", Json::parse(sent), resolve);
+    EXPECT_THAT(FaultsOf(view), IsEmpty()) << view.dump(1);
+    return view;
+  }
+  static Json Rest(const Json& view) { return view.at("Oem").at("Quorvan"); }
+
+  // Nothing but one chassis, one of its documents, and a part of that are there.
+  const Resolver resolve = [](const std::string& path) -> std::string {
+    if (path == "/redfish/v1/Chassis/1") return "Chassis";
+    if (path == "/redfish/v1/Chassis/1/Thermal") return "Thermal";
+    return path == "/redfish/v1/Chassis/1/Thermal#/Fans/0" ? "Thermal#" : "";
+  };
+};
+
+TEST_F(Shape, Empty_document_is_made_whole) {
+  EXPECT_EQ(Of(types::kChassis, "{}"), Json({{"@odata.id", "/redfish/v1/a"},
+                                             {"@odata.type", "#Chassis.v1_28_0.Chassis"},
+                                             {"ChassisType", "Other"},
+                                             {"Id", "a"},
+                                             {"Name", "a"}}));
+}
+
+TEST_F(Shape, Every_type_takes_every_kind_of_value_for_every_member) {
+  const Json odd = Json::parse(R"(["", "x", 0, -1, 1.5, true, null, [], {}, [null], [1], [{}],
+      ["x"], {"@odata.id": 1}, {"@odata.id": "/x"}, {"@odata.id": "/redfish/v1/Chassis/1"},
+      [{"@odata.id": "/redfish/v1/Chassis/1"}, {"@odata.id": "/x"}], {"x": {"@odata.id": "/x"}},
+      {"Oem": 1}, {"Oem": {"Quorvan": 1}}, {"Oem": {"Acme": {"x": 1}}}, {"@odata.type": "#X.X"}])");
+  for (const Type* type : AllTypes()) {
+    // Events are checked before they are taken, the others are the service's own.
+    const bool sent = type->name == std::string(types::kDocument) || !IsOwnType(type->name);
+    if (type->base != Base::kResource || !sent) continue;
+    if (SchemaOf(type->name) == "ServiceRoot" || SchemaOf(type->name).find("File") < 20) continue;
+    for (const Property& property : type->properties) {
+      for (const Json& value : odd) Of(type->name, Json{{property.name, value}}.dump());
+    }
+  }
+}
+
+TEST_F(Shape, What_has_no_place_moves_below_the_nearest_oem) {
+  const Json view = Of(types::kThermal, R"({"Mode": "Cooling",
+      "Temperatures": [{"Trend": [1], "Status": {"State": "Odd", "Health": "OK"}}]})");
+  EXPECT_EQ(Rest(view).at("Mode"), "Cooling");
+  const Json& temperature = view.at("Temperatures").at(0);
+  EXPECT_EQ(Rest(temperature).at("Trend"), Json::array({1}));
+  EXPECT_EQ(temperature.at("Status").at("Health"), "OK");
+  EXPECT_EQ(Rest(temperature.at("Status")).at("State"), "Odd");
+}
+
+TEST_F(Shape, Object_without_oem_gives_its_rest_to_what_it_stands_in) {
+  const Json view = Of(types::kChassis, R"({"Location": {"Placement": {"Row": "7", "Level": 2}}})");
+  EXPECT_EQ(view.at("Location").at("Placement"), Json({{"Row", "7"}}));
+  EXPECT_EQ(Rest(view.at("Location")).at("Placement"), Json({{"Level", 2}}));
+}
+
+TEST_F(Shape, Array_stays_whole_or_moves_whole) {
+  const Json view = Of(types::kThermal, R"({"Fans": [{"Reading": 1}, 2]})");
+  EXPECT_FALSE(view.contains("Fans"));
+  EXPECT_EQ(Rest(view).at("Fans"), Json::parse(R"([{"Reading": 1}, 2])"));
+}
+
+TEST_F(Shape, Elements_have_addresses_inside_their_resource) {
+  const Json view = Of(types::kThermal, R"({"Fans": [{"MemberId": "x"}, {"MemberId": 7}]})");
+  EXPECT_EQ(view.at("Fans").at(0).at("@odata.id"), "/redfish/v1/a#/Fans/0");
+  EXPECT_EQ(view.at("Fans").at(0).at("MemberId"), "x");
+  EXPECT_EQ(view.at("Fans").at(1).at("MemberId"), "1");
+  EXPECT_EQ(Rest(view.at("Fans").at(1)).at("MemberId"), 7);
+}
+
+TEST_F(Shape, Times_get_their_colon_and_impossible_ones_move) {
+  EXPECT_EQ(Of(types::kManager, R"({"DateTime": "2016-05-04T13:02:11-0500"})").at("DateTime"),
+            "2016-05-04T13:02:11-05:00");
+  for (const std::string time : {"", "now", "2016-05-04", "2016-02-30T00:00:00Z",
+                                 "2016-05-04T24:00:00Z", "2016-05-04T13:02:11"}) {
+    EXPECT_EQ(Rest(Of(types::kManager, Json{{"DateTime", time}}.dump())).at("DateTime"), time);
+  }
+}
+
+TEST_F(Shape, Whole_numbers_may_be_written_with_a_point) {
+  const Json view =
+      Of(types::kThermal, R"({"Fans": [{"Reading": 1200.0, "MaxReadingRange": 1.5}]})");
+  EXPECT_TRUE(view.at("Fans").at(0).at("Reading").is_number_integer());
+  EXPECT_EQ(Rest(view.at("Fans").at(0)).at("MaxReadingRange"), 1.5);
+}
+
+TEST_F(Shape, Link_has_to_lead_to_what_its_place_is_for) {
+  const Json view = Of(types::kChassis, R"({"Thermal": {"@odata.id": "/redfish/v1/Chassis/1"},
+      "Links": {"Contains": [{"@odata.id": "/redfish/v1/Chassis/1"}, {"@odata.id": "/x"}]}})");
+  EXPECT_FALSE(view.contains("Thermal"));
+  EXPECT_EQ(Rest(view).at("Thermal"), Reference("/redfish/v1/Chassis/1"));
+  EXPECT_EQ(view.at("Links").at("Contains"), Json::array({Reference("/redfish/v1/Chassis/1")}));
+  EXPECT_EQ(Rest(view.at("Links")).at("Contains"), Json::array({"/x"}));
+}
+
+TEST_F(Shape, Nothing_under_oem_leads_nowhere) {
+  const Json rest = Rest(Of(types::kDocument, R"({"A": {"@odata.id": "/x"},
+      "B": {"@odata.id": "/x", "@odata.type": "#X.X", "c": 1},
+      "C": {"@odata.id": "/redfish/v1/Chassis/1/Thermal#/Fans/0"}})"));
+  EXPECT_EQ(rest.at("A"), "/x");
+  EXPECT_EQ(rest.at("B"), Json({{"c", 1}}));
+  EXPECT_EQ(rest.at("C"), Reference("/redfish/v1/Chassis/1/Thermal#/Fans/0"));
+}
+
+TEST_F(Shape, What_stands_under_oem_already_stays) {
+  const Json rest = Rest(Of(types::kDocument, R"({"Mode": 1, "Oem": {"Acme": {"x": 1}, "Quorvan":
+      {"Mode": "Cooling", "@odata.type": "#Mine.Mine"}}})"));
+  EXPECT_EQ(rest.at("Mode"), "Cooling");
+  EXPECT_EQ(rest.at("Acme"), Json({{"x", 1}}));
+  EXPECT_EQ(rest.at("@odata.type"), "#QuorvanOem.v1_0_0.QuorvanOem");
+}
+
+TEST_F(Shape, Names_of_the_services_under_oem_are_not_the_appliances) {
+  const Json view =
+      Of(types::kDocument, R"({"Heartbeat": 1, "Oem": {"Quorvan": {"History": "x", "Own": 2}}})");
+  EXPECT_EQ(Rest(view), Json({{"@odata.type", "#QuorvanOem.v1_0_0.QuorvanOem"}, {"Own", 2}}));
+}
+
+TEST(Types, Table_holds_together) {
+  for (const Type* type : AllTypes()) {
+    for (const Property& property : type->properties) {
+      SCOPED_TRACE(std::string(type->name) + " " + property.name);
+      EXPECT_EQ(type->Find(property.name), &property) << "is there twice";
+      if (property.kind == Kind::kObject) {
+        EXPECT_NO_THROW(TypeNamed(property.type));
+      }
+      if (property.kind == Kind::kEnum) {
+        EXPECT_FALSE(EnumerationNamed(property.type).values.empty());
+      }
+      if (property.kind == Kind::kOem) {
+        EXPECT_STREQ(property.name, "Oem");
+      }
+    }
+    const bool resource = type->base == Base::kResource || type->base == Base::kCollection;
+    if (!resource) continue;
+    for (const char* name : {"Name", "Oem"}) EXPECT_NE(type->Find(name), nullptr) << type->name;
+  }
+  EXPECT_THROW(TypeNamed("Chassis"), std::out_of_range);
+}
+
+TEST(PayloadCheck, Finds_what_is_wrong) {
+  const Json good = {{"@odata.id", "/redfish/v1/a"},
+                     {"@odata.type", "#Thermal.v1_7_3.Thermal"},
+                     {"Id", "a"},
+                     {"Name", "a"}};
+  EXPECT_THAT(FaultsOf(good), IsEmpty());
+  for (const char* wrong :
+       {R"({"Name": null})", R"({"Id": 7})", R"({"X": 1})", R"({"Fans": {}})", R"({"Fans": [{}]})",
+        R"({"Status": {"State": "Odd"}})", R"({"Oem": {"Acme": {}}})",
+        R"({"Oem": {"Quorvan": {}}})", R"({"@odata.type": "#Thermal.Thermal"})",
+        R"({"X@odata.count": 1})", R"({"@x.y": 1})"}) {
+    Json bad = good;
+    bad.update(Json::parse(wrong));
+    EXPECT_THAT(FaultsOf(bad), testing::Not(IsEmpty())) << wrong;
+  }
+  Json short_of = good;
+  short_of.erase("Name");
+  EXPECT_THAT(FaultsOf(short_of), testing::ElementsAre("/Name is missing"));
+  EXPECT_THAT(FaultsOf(short_of, true), IsEmpty());
+}
+
+}  // namespace
+}  // namespace cloudservice
