@@ -9,15 +9,16 @@ usage() {
   cat <<'TXT'
 Usage: ./test.sh [LAYER...]
 
-Runs the named layers, or without a name all of the first five.
+Runs the named layers, or without a name all of the first six.
 
   lint        format, clang-tidy, shell scripts
   unit        unit tests
   acceptance  the real programs against each other under an accelerated clock
+  browser     cloudservice's page in Chromium without a window
   asan        unit and acceptance tests under AddressSanitizer and UBSan
   tsan        unit tests of daemon and host under ThreadSanitizer
-
   powerpc     unit and acceptance tests with the daemon on the appliance's processor, emulated
+
   load        what takes long: many stops, long walks, the benchmarks
   fuzz        each parser under libFuzzer for 60 seconds; CLOUDCLIENT_FUZZ_SECONDS says otherwise
 
@@ -25,7 +26,7 @@ The last lines are the summary of the one ctest run.
 TXT
 }
 
-known=" lint unit acceptance asan tsan powerpc load fuzz "
+known=" lint unit acceptance browser asan tsan powerpc load fuzz "
 layers=()
 for arg in "$@"; do
   case "$arg" in
@@ -38,7 +39,7 @@ for arg in "$@"; do
   fi
   layers+=("$arg")
 done
-((${#layers[@]})) || layers=(lint unit acceptance asan tsan)
+((${#layers[@]})) || layers=(lint unit acceptance browser asan tsan)
 
 has() { [[ " ${layers[*]} " == *" $1 "* ]]; }
 
@@ -77,10 +78,11 @@ fi
 
 presets=()
 labels=()
-if has lint || has unit || has acceptance || has powerpc; then presets+=(debug); fi
+if has lint || has unit || has acceptance || has browser || has powerpc; then presets+=(debug); fi
 if has lint; then labels+=(lint); fi
 if has unit; then labels+=(unit); fi
 if has acceptance; then labels+=(acceptance); fi
+if has browser; then labels+=(browser); fi
 if has asan; then presets+=(asan) labels+=('asan\.unit' 'asan\.acceptance'); fi
 if has tsan; then presets+=(tsan) labels+=('tsan\.unit'); fi
 if has powerpc; then presets+=(powerpc) labels+=('powerpc\.unit' 'powerpc\.acceptance'); fi

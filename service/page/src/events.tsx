@@ -102,7 +102,7 @@ function Item({event}: {event: LogEvent}) {
       <Moment time={event.received} form="clock" />
       <Icon name={icon} />
       <div>
-        <p>{event.message || <span class="muted">No text</span>}
+        <p>{event.message || <span class="muted">No text</span>}{" "}
           {event.cleared && <span class="tag">No longer open</span>}</p>
         <p class="muted meta">
           <span>{KIND_TEXT[event.kind]}</span>

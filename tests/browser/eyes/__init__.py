@@ -1,0 +1,1 @@
+"""What the cases look at the page with."""

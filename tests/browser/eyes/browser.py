@@ -1,0 +1,178 @@
+"""Chromium without a window, and what a reader sees and does in it."""
+
+import json
+import os
+
+from selenium import webdriver
+from selenium.common.exceptions import StaleElementReferenceException
+from selenium.webdriver.chrome.service import Service as Driver
+from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
+
+from harness.waiting import wait_until
+
+from .fleet import OPERATOR, PASSWORD
+
+DESK, PHONE = (1280, 900), (360, 740)
+ZONE = "Asia/Kolkata"  # nobody else's here: five and a half hours before UTC
+FLAGS = (
+    "--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--hide-scrollbars",
+    "--lang=en-GB", "--force-prefers-reduced-motion",
+    # It speaks to nobody but the service.
+    "--disable-background-networking", "--disable-component-update", "--disable-sync",
+    "--no-first-run", "--no-proxy-server", "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1",
+)
+
+
+class Browser:
+    def __init__(self, folder, dark=False, size=DESK, flags=()):
+        options = webdriver.ChromeOptions()
+        options.binary_location = "/usr/bin/chromium"
+        for flag in (*FLAGS, *flags, f"--user-data-dir={folder / 'chromium'}"):
+            options.add_argument(flag)
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+        driver = Driver("/usr/bin/chromedriver", log_path=str(folder / "chromedriver.log"),
+                        env={"PATH": "/usr/bin:/bin", "HOME": str(folder), "LC_ALL": "C.UTF-8",
+                             "TMPDIR": str(folder)})
+        self._driver = webdriver.Chrome(service=driver, options=options)
+        self._url = ""
+        self.resize(*size)
+        self.prefers(dark)
+        self._tell("Emulation.setTimezoneOverride", timezoneId=ZONE)
+        self._tell("Emulation.setLocaleOverride", locale="en-GB")
+
+    def _tell(self, command, **parameters):
+        return self._driver.execute_cdp_cmd(command, parameters)
+
+    def close(self):
+        self._driver.quit()
+
+    def resize(self, width, height):
+        self._tell("Emulation.setDeviceMetricsOverride", width=width, height=height,
+                   deviceScaleFactor=1, mobile=width < 600)
+
+    def prefers(self, dark):
+        """As the reader's system says."""
+        self._tell("Emulation.setEmulatedMedia", features=[
+            {"name": "prefers-color-scheme", "value": "dark" if dark else "light"}])
+
+    # Going somewhere
+
+    def visits(self, url, path="/"):
+        self._url = url
+        self._driver.get(url + path)
+
+    def goes(self, path):
+        self._driver.get(self._url + path)
+
+    def goes_back(self):
+        self._driver.back()
+
+    @property
+    def address(self):
+        return self._driver.current_url.removeprefix(self._url)
+
+    @property
+    def title(self):
+        return self._driver.title
+
+    def signs_in(self, url, path="/", name=OPERATOR, password=PASSWORD):
+        self.visits(url, path)
+        self.fills_in(name, password)
+        self.sees(".top", "the page behind the door")
+
+    def fills_in(self, name=OPERATOR, password=PASSWORD):
+        self.types("input[name=name]", name)
+        self.types("input[name=password]", password)
+        self.clicks(".sign-in button")
+
+    # Looking
+
+    def find(self, css):
+        return self._driver.find_elements(By.CSS_SELECTOR, css)
+
+    def run(self, script, *arguments):
+        return self._driver.execute_script(script, *arguments)
+
+    def until(self, predicate, what):
+        """Waits; what is drawn anew meanwhile is looked at again."""
+        def seen():
+            try:
+                return predicate()
+            except StaleElementReferenceException:
+                return None
+        return wait_until(seen, f"page: {what}")
+
+    def sees(self, css, what=""):
+        return self.until(lambda: next((one for one in self.find(css) if one.is_displayed()), None),
+                          what or css)
+
+    def sees_text(self, text, css="body"):
+        self.until(lambda: text in self.text(css), f"{text!r} in {css}")
+
+    def misses(self, css):
+        self.until(lambda: not self.find(css), f"the end of {css}")
+
+    def text(self, css):
+        """What a reader reads there, spaces of any width as one."""
+        found = self.sees(css)
+        return " ".join(found.text.split())
+
+    def texts(self, css):
+        """The text of each, at one moment."""
+        return self.run("return [...document.querySelectorAll(arguments[0])]"
+                        ".map(one => one.innerText.replace(/\\s+/g, ' ').trim())", css)
+
+    def values(self, css, name):
+        return self.run("return [...document.querySelectorAll(arguments[0])]"
+                        ".map(one => one.getAttribute(arguments[1]))", css, name)
+
+    # Doing
+
+    def clicks(self, css):
+        self.until(lambda: self._clicked(css), f"{css} to click")
+
+    def _clicked(self, css):
+        self.sees(css).click()
+        return True
+
+    def types(self, css, text):
+        field = self.sees(css)
+        field.send_keys(Keys.CONTROL, "a")
+        field.send_keys(text)
+
+    def chooses(self, css, value):
+        """In a list of choices."""
+        self.clicks(f"{css} option[value='{value}']")
+
+    def presses(self, *keys):
+        for key in keys:
+            self._driver.switch_to.active_element.send_keys(key)
+
+    def focus(self):
+        """The element with the focus: its tag and its text or label."""
+        return self.run("const one = document.activeElement;"
+                        "return [one.tagName, (one.getAttribute('aria-label') || one.innerText ||"
+                        " one.name || '').replace(/\\s+/g, ' ').trim()]")
+
+    # Judging
+
+    def complaints(self):
+        """What went wrong in the scripts or against the policies since the last time."""
+        # Refused requests are the cases' business, and reading pictures is slow, as they know.
+        return [entry["message"] for entry in self._driver.get_log("browser")
+                if entry["source"] not in ("network", "rendering") and entry["level"] in ("SEVERE", "WARNING")]
+
+    def requested(self):
+        """Addresses of all requests since the last time."""
+        events = [json.loads(entry["message"])["message"]
+                  for entry in self._driver.get_log("performance")]
+        return [event["params"]["request"]["url"] for event in events
+                if event["method"] == "Network.requestWillBeSent"]
+
+    def screenshot(self, path, whole=True):
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        if whole:
+            width = self.run("return innerWidth")
+            self.resize(width, max(self.run("return document.documentElement.scrollHeight"), 500))
+        self._driver.save_screenshot(str(path))

@@ -1,0 +1,167 @@
+"""One appliance: compared with what the operator API answers to a script."""
+
+import json
+
+import pytest
+
+NASTY = '<img src=x onerror="document.title=1"><script>document.title=2</script>\'"; DROP TABLE x;--'
+
+
+@pytest.fixture
+def hall(seeded):
+    return seeded.appliances["Hall 3 north"]
+
+
+@pytest.fixture
+def visitor(seeded, browser, hall):
+    """A browser that shows the hall's appliance."""
+    browser.signs_in(seeded.service.url, f"/appliances/{hall.uuid}")
+    browser.sees("h1")
+    return browser
+
+
+def facts(browser):
+    names, values = browser.texts(".facts dt"), browser.texts(".facts dd")
+    return dict(zip(names, values))
+
+
+def event_ids(browser):
+    return [int(one) for one in browser.values("[data-event]", "data-event")]
+
+
+def shows_events(browser, answer):
+    wanted = [one["id"] for one in answer["items"]]
+    browser.until(lambda: event_ids(browser) == wanted, f"the events {wanted}")
+
+
+def test_identity_and_heartbeat_are_told(seeded, visitor, hall):
+    one = seeded.ask(f"/appliances/{hall.uuid}")
+    assert visitor.text("h1") == one["name"] == visitor.title
+    assert visitor.text(".title .mark") == "Alive"
+    told = facts(visitor)
+    for name, member in (("UUID", "uuid"), ("Model", "model"), ("Serial number", "serial"),
+                         ("Firmware", "firmware"), ("Address", "address"), ("Account", "account")):
+        assert told[name] == one[member] and told[name], name
+    assert told["Registered"].startswith("1 Mar 2026, 11:30:")  # 06:00 in UTC
+    assert told["Registered"].endswith("(9 d 4 h ago)")
+    assert told["Chassis"] == f"Cooling unit of Hall 3 north {one['chassis']}"
+    assert "Due every 90 s, 1 so far" in visitor.text(".heartbeat")
+    assert visitor.values(".heartbeat time", "datetime") == [one["lastHeartbeat"]] * 2
+
+
+def test_open_alarms_are_told_worst_first(seeded, visitor, hall):
+    items = seeded.ask(f"/appliances/{hall.uuid}/alarms")["items"]
+    assert [one["severity"] for one in items] == ["Alarm", "Warning"]
+    assert visitor.values("[data-alarm]", "data-alarm") == [str(one["id"]) for one in items]
+    assert visitor.texts(".alarm .mark") == [one["severity"] for one in items]
+    for text, one in zip(visitor.texts(".alarm-text"), items):
+        assert text == f"{one['message']} {one['messageId']}"
+    assert visitor.values(".alarm time", "datetime") == [one["opened"] for one in items]
+
+
+def test_an_appliance_without_alarms_says_so(seeded, browser):
+    pump = seeded.appliances["Pump room"]
+    browser.signs_in(seeded.service.url, f"/appliances/{pump.uuid}")
+    browser.sees_text("No open alarms", "[aria-labelledby=alarms]")
+    browser.sees_text("No readings yet")
+    browser.sees_text("Nothing has happened yet", "[aria-labelledby=events]")
+
+
+def test_the_time_line_holds_every_event_newest_first(seeded, visitor, hall):
+    answer = seeded.ask(f"/appliances/{hall.uuid}/events")
+    assert [one["kind"] for one in answer["items"]] == ["alarm", "alarm", "point", "clear", "alarm"]
+    shows_events(visitor, answer)
+    for text, one in zip(visitor.texts(".event p:first-child"), answer["items"]):
+        assert text == one["message"] + (" No longer open" if one["cleared"] else "")
+    assert visitor.texts(".day h3") == ["Tuesday, 10 March 2026"]
+    assert visitor.values(".event > time", "datetime") == [
+        one["received"] for one in answer["items"]]
+
+
+@pytest.mark.parametrize("name, value", [
+    ("kind", "clear"), ("kind", "alarm"), ("severity", "Warning"), ("q", "filter")])
+def test_the_time_line_is_filtered_by_the_service(seeded, visitor, hall, name, value):
+    field = f".filters [name={name}]"
+    if name == "q":
+        visitor.types(field, value + "\n")
+    else:
+        visitor.chooses(field, value)
+    answer = seeded.ask(f"/appliances/{hall.uuid}/events", **{name: value})
+    assert 0 < len(answer["items"]) < 5
+    shows_events(visitor, answer)
+    assert visitor.address == f"/appliances/{hall.uuid}?{name}={value}"
+
+
+def test_a_time_is_put_in_as_the_reader_has_it(seeded, visitor, hall):
+    middle = "2026-03-10T10:15:00Z"
+    visitor.goes(f"/appliances/{hall.uuid}?since={middle}")
+    shows_events(visitor, seeded.ask(f"/appliances/{hall.uuid}/events", since=middle))
+    assert len(event_ids(visitor)) == 4
+    assert visitor.run("return document.querySelector('[name=since]').value") == "2026-03-10T15:45"
+    visitor.run("const field = document.querySelector('[name=until]');"
+                "field.value = '2026-03-10T15:45';"
+                "field.dispatchEvent(new Event('change', {bubbles: true}))")
+    visitor.sees_text("No event fits")
+    assert visitor.address.endswith("&until=2026-03-10T10%3A15%3A00Z")
+
+
+def test_the_time_line_is_turned_like_pages(seeded, visitor, hall):
+    for number in range(30):
+        hall.tells("ModeChanged", "MESSAGE", f"Step {number}")
+    visitor.goes(f"/appliances/{hall.uuid}")
+    first = seeded.ask(f"/appliances/{hall.uuid}/events", limit=25)
+    shows_events(visitor, first)
+    visitor.clicks("[aria-labelledby=events] .pages a")
+    shows_events(visitor, seeded.ask(f"/appliances/{hall.uuid}/events", limit=25,
+                                     before=first["next"]))
+    visitor.clicks("[aria-labelledby=events] .pages a")
+    shows_events(visitor, first)
+
+
+def test_a_document_is_a_table_and_its_json_a_click_away(seeded, visitor, hall):
+    uris = [one["uri"] for one in seeded.ask(f"/appliances/{hall.uuid}/resources")["items"]]
+    visitor.sees("[data-uri]")
+    assert visitor.values("[data-uri]", "data-uri") == uris
+    place = f"[data-uri='{hall.thermal}']"
+    visitor.clicks(f"{place} summary")
+    visitor.sees(f"{place} .readable")
+    tables = visitor.texts(f"{place} .grid tbody tr")
+    assert tables == ["fans Fan speed 62.5 % Percent", "supply Supply temperature 20.5 °C",
+                      "return Return temperature 28 °C"]
+    values = dict(zip(visitor.texts(f"{place} .values:not(.grid) th"),
+                      visitor.texts(f"{place} .values:not(.grid) td")))
+    assert values == {"Name": "Thermal", "Humidity percent": "45 %", "Highest temperature": "31 °C",
+                      "Lowest temperature": "12.5 °C", "Highest humidity": "52 %",
+                      "Lowest humidity": "40 %"}
+    visitor.clicks(f"{place} .switch button:last-child")
+    visitor.sees(f"{place} pre")
+    shown = visitor.run(f"return document.querySelector(\"{place} pre\").textContent")
+    answer = seeded.ask(f"/appliances/{hall.uuid}/resources/detail", uri=hall.thermal)
+    assert json.loads(shown) == answer["document"]
+
+
+def test_an_unknown_appliance_is_said_to_be_unknown(reader):
+    for name in ("nobody", "%3Cb%3E", "%25"):
+        reader.goes(f"/appliances/{name}")
+        reader.sees_text("There is no such appliance")
+
+
+def test_what_appliances_send_is_text_whatever_it_is(fleet, browser):
+    one = fleet.joins(NASTY, Model=NASTY, FirmwareVersion=NASTY, SerialNumber=NASTY)
+    one.tells(NASTY, "Fault", NASTY, (NASTY, None), created=NASTY)
+    one.tells(NASTY, NASTY, NASTY)
+    one.keeps(one.path + "/Notes", {
+        "Name": NASTY, "@odata.type": f"#{NASTY}.v1_0_0.X", NASTY: NASTY, "List": [{NASTY: NASTY}],
+        "Temperatures": [{"MemberId": NASTY, "Name": NASTY, "ReadingCelsius": 21}]})
+    browser.signs_in(fleet.service.url)
+    assert browser.text(".whole") == NASTY
+    browser.clicks(".whole")
+    browser.sees_text(NASTY, "h1")
+    for css in (".alarm-text", ".event p", ".readings tbody th", ".facts"):
+        browser.sees_text(NASTY, css)
+    browser.until(lambda: len(browser.find("[data-uri]")) == 3, "the documents")
+    browser.run("document.querySelectorAll('[data-uri]').forEach(one => one.open = true)")
+    browser.until(lambda: len(browser.find(".readable")) == 3, "the tables")
+    assert browser.texts("[data-uri$='/Notes'] .values:not(.grid) td")[-1] == NASTY
+    assert browser.title == NASTY
+    assert browser.run("return document.querySelectorAll('img, main script').length") == 0

@@ -1,0 +1,140 @@
+"""The list of appliances: compared with what the operator API answers to a script."""
+
+import urllib.parse
+
+import pytest
+
+SORTS = ("-name", "state", "-state", "alarms", "-alarms", "lastHeartbeat", "-lastHeartbeat",
+         "registered", "-registered", "name")
+
+
+def rows(browser):
+    """Each row as (state, name, model, open alarms, firmware, address)."""
+    found = browser.run("""
+      return [...document.querySelectorAll('table.fleet tbody tr')].map(row => {
+        const words = one => (one?.textContent ?? '').replace(/\\s+/g, ' ').trim();
+        const cell = i => words(row.cells[i]);
+        const badges = [...row.querySelectorAll('.badge')].map(words);
+        return [cell(0), words(row.querySelector('.whole')), words(row.querySelector('.under')),
+                badges.join(', '), cell(4), cell(5)];
+      })""")
+    return [tuple(row) for row in found]
+
+
+def expected(appliance):
+    counts = appliance["alarms"]
+    alarms = ", ".join(f"{severity} {counts[severity]}" for severity in ("Fault", "Alarm", "Warning")
+                       if counts[severity])
+    return (appliance["state"].capitalize(), appliance["name"], appliance["model"], alarms,
+            "Firmware" + appliance["firmware"], "Address" + appliance["address"])
+
+
+def shows(browser, answer):
+    """The page has come to show these appliances in this order."""
+    wanted = [expected(one) for one in answer["items"]]
+    try:
+        browser.until(lambda: rows(browser) == wanted, f"the rows {[row[1] for row in wanted]}")
+    except AssertionError:
+        assert rows(browser) == wanted  # says which differs
+        raise
+
+
+def test_rows_and_counts_are_those_of_the_service(seeded, reader):
+    answer = seeded.ask("/appliances", sort="name")
+    assert [one["state"] for one in answer["items"]].count("alive") == 6
+    shows(reader, answer)
+    for name, count in {**answer["counts"], **answer["alarms"]}.items():
+        assert reader.text(f"[data-count={name}] .tile-count") == str(count), name
+    assert answer["counts"] == {"alive": 6, "late": 1, "offline": 1}
+    assert answer["alarms"] == {"Fault": 1, "Alarm": 2, "Warning": 2}
+    assert reader.text("#found") == "8 appliances"
+
+
+def test_the_age_of_a_heartbeat_is_the_service_clocks(seeded, reader):
+    row = f"tr[data-uuid='{seeded.appliances['Roof unit west'].uuid}']"
+    assert reader.text(f"{row} time") == "2 d 4 h ago"
+    heard = seeded.ask("/appliances", q="Roof unit west")["items"][0]["lastHeartbeat"]
+    assert reader.values(f"{row} time", "datetime") == [heard]
+    # 08:00 on the eighth in UTC, where the reader is.
+    assert reader.values(f"{row} time", "title")[0].startswith("Sunday, 8 March 2026 at 11:30:")
+
+
+def test_every_order_is_the_services(seeded, reader):
+    assert sorted(reader.values(".order option", "value")) == sorted(SORTS)
+    for sort in SORTS:
+        reader.chooses(".order select", sort)
+        shows(reader, seeded.ask("/appliances", sort=sort))
+        assert reader.address == f"/?sort={sort}"
+
+
+def test_headings_sort_and_turn_the_order_round(seeded, reader):
+    heading = ".fleet thead th:nth-child(3)"
+    reader.clicks(f"{heading} button")
+    shows(reader, seeded.ask("/appliances", sort="-alarms"))
+    assert reader.values(heading, "aria-sort") == ["descending"]
+    reader.clicks(f"{heading} button")
+    shows(reader, seeded.ask("/appliances", sort="alarms"))
+    assert reader.values(heading, "aria-sort") == ["ascending"]
+    assert reader.address == "/?sort=alarms"
+
+
+def test_a_count_filters_and_is_let_go_again(seeded, reader):
+    for name, value in (("state", "late"), ("state", "offline"), ("state", "alive"),
+                        ("severity", "Fault"), ("severity", "Alarm"), ("severity", "Warning")):
+        reader.clicks(f"[data-count={value}]")
+        answer = seeded.ask("/appliances", sort="name", **{name: value})
+        assert 0 < answer["total"] < 8
+        shows(reader, answer)
+        assert reader.address == f"/?{name}={value}"
+        assert reader.values(f"[data-count={value}]", "aria-pressed") == ["true"]
+        reader.clicks(f"[data-count={value}]")
+        shows(reader, seeded.ask("/appliances", sort="name"))
+        assert reader.address == "/"
+
+
+@pytest.mark.parametrize("text", ["room", "BOARD 5", "2.9.11", "50% + \"x\" & <y>"],
+                         ids=["word", "capitals", "version", "signs"])
+def test_a_search_is_the_services_and_stays_in_the_address(seeded, reader, text):
+    reader.types("input[type=search]", text)
+    answer = seeded.ask("/appliances", q=text, sort="name")
+    if answer["total"]:
+        shows(reader, answer)
+    else:
+        reader.sees_text("No appliance fits")
+    reader.until(lambda: urllib.parse.urlsplit(reader.address).query, "a query in the address")
+    query = urllib.parse.parse_qs(urllib.parse.urlsplit(reader.address).query)
+    assert query == {"q": [text]}
+    reader.goes(reader.address)
+    reader.until(lambda: reader.values("input[type=search]", "value") or True, "the field")
+    if answer["total"]:
+        shows(reader, answer)
+
+
+def test_filters_add_up_and_the_arrows_of_the_browser_go_back(seeded, reader):
+    reader.clicks("[data-count=alive]")
+    reader.clicks("[data-count=Warning]")
+    shows(reader, seeded.ask("/appliances", sort="name", state="alive", severity="Warning"))
+    assert reader.text("#found") == "2 appliances found"
+    reader.goes_back()
+    shows(reader, seeded.ask("/appliances", sort="name", state="alive"))
+    reader.clicks(".tools button.quiet")
+    shows(reader, seeded.ask("/appliances", sort="name"))
+
+
+def test_a_fleet_without_appliances_says_what_to_expect(fleet, browser):
+    browser.signs_in(fleet.service.url)
+    browser.sees_text("No appliance has registered yet")
+    assert browser.texts(".tile-count") == ["0"] * 6
+
+
+def test_more_than_a_page_is_turned_like_pages(fleet, browser):
+    for number in range(101):
+        fleet.joins(f"Unit {number:03}")
+    browser.signs_in(fleet.service.url)
+    browser.sees_text("1 to 100 of 101", ".pages")
+    assert len(rows(browser)) == 100
+    browser.clicks(".pages a")
+    browser.until(lambda: [row[1] for row in rows(browser)] == ["Unit 100"], "the second page")
+    assert browser.address == "/?offset=100"
+    browser.clicks(".pages a")
+    browser.until(lambda: len(rows(browser)) == 100, "the first page")

@@ -1,0 +1,100 @@
+"""What happens appears by itself; a lost connection is told and found again."""
+
+import pytest
+
+
+@pytest.fixture
+def watcher(seeded, cable, browser):
+    """A browser at the end of a cable, that follows the fleet."""
+    browser.signs_in(f"http://127.0.0.1:{cable.port}")
+    browser.sees("table.fleet")
+    browser.sees_text("Live", ".link")
+    return browser
+
+
+def count(browser, name):
+    return browser.texts(f"[data-count={name}] .tile-count")[0]
+
+
+def test_an_alarm_comes_and_goes(seeded, watcher):
+    room = seeded.appliances["Server room B"]
+    room.raises(4711, "Fault", "[1] Filter clogged.")
+    watcher.until(lambda: count(watcher, "Fault") == "2", "another fault")
+    row = f"tr[data-uuid='{room.uuid}']"
+    assert watcher.text(f"{row} .badge") == "Fault 1"
+    room.clears(4711, "[1] Filter clogged (Cleared).")
+    watcher.until(lambda: count(watcher, "Fault") == "1", "the end of that fault")
+    watcher.misses(f"{row} .badge")
+
+
+def test_a_heartbeat_brings_an_appliance_back(seeded, watcher):
+    west = seeded.appliances["Roof unit west"]
+    assert count(watcher, "offline") == "1"
+    west.beats()
+    watcher.until(lambda: count(watcher, "offline") == "0", "nobody offline")
+    assert watcher.text(f"tr[data-uuid='{west.uuid}'] .mark") == "Alive"
+
+
+def test_appliances_join_and_leave(seeded, watcher):
+    newcomer = seeded.joins("Annex")
+    watcher.sees(f"tr[data-uuid='{newcomer.uuid}']")
+    newcomer.leaves()
+    watcher.misses(f"tr[data-uuid='{newcomer.uuid}']")
+
+
+def test_an_open_appliance_follows_its_events_and_values(seeded, watcher):
+    hall = seeded.appliances["Hall 3 north"]
+    watcher.goes(f"/appliances/{hall.uuid}")
+    watcher.sees_text("Live", ".link")
+    watcher.sees("section[aria-labelledby=temperature] .extreme")
+    hall.raises(4799, "Fault", "[1] Compressor stopped.")
+    watcher.until(lambda: watcher.texts(".alarm-text")[0].startswith("[1] Compressor stopped."),
+                  "the alarm, first")
+    watcher.until(lambda: watcher.texts(".event p")[0] == "[1] Compressor stopped.", "the event")
+    hall.reads(29.9, 28, 45)
+    watcher.until(lambda: watcher.texts("[aria-labelledby=temperature] .current")[0] == "29.9 °C",
+                  "the new temperature")
+    watcher.sees_text("29.9 °C", "[aria-labelledby=temperature] tbody tr td:last-child")
+
+
+def test_an_appliance_that_leaves_while_it_is_looked_at_is_said_to_be_gone(seeded, watcher):
+    pump = seeded.appliances["Pump room"]
+    watcher.goes(f"/appliances/{pump.uuid}")
+    watcher.sees_text("Live", ".link")
+    watcher.sees_text("Pump room", "h1")
+    pump.leaves()
+    watcher.sees_text("There is no such appliance")
+
+
+def test_a_lost_connection_is_told_and_found_again(seeded, cable, watcher):
+    cable.cut()
+    watcher.sees_text("Disconnected", ".link")
+    watcher.sees_text("The connection is lost: what you see may be out of date.", ".lost")
+    assert len(watcher.find("table.fleet tbody tr")) == 8
+    seeded.appliances["Server room B"].raises(4711, "Fault", "[1] Filter clogged.")
+    cable.mend()
+    watcher.sees_text("Live", ".link")
+    watcher.misses(".lost")
+    # What happened meanwhile is there.
+    watcher.until(lambda: count(watcher, "Fault") == "2", "another fault")
+
+
+def test_the_reader_can_have_it_tried_at_once(cable, watcher):
+    watcher.run("Math.random = () => 1e6")
+    cable.cut()
+    watcher.sees(".lost")
+    cable.mend()
+    assert "Next attempt in" in watcher.text(".lost")
+    watcher.clicks(".lost button")
+    watcher.sees_text("Live", ".link")
+
+
+def test_data_that_cannot_be_loaded_are_asked_for_again(cable, watcher):
+    cable.cut()
+    watcher.sees(".lost")
+    watcher.clicks(".fleet tbody tr:first-child .whole")
+    watcher.sees_text("Could not load the appliance", "[role=alert]")
+    assert "The service does not answer." in watcher.text(".notice")
+    cable.mend()
+    watcher.sees("h1")
+    watcher.misses(".notice [role=alert]")

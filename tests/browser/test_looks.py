@@ -1,0 +1,179 @@
+"""How the page looks and is handled: colours, narrow screens, keyboard, policies."""
+
+import pytest
+
+from eyes.browser import PHONE
+
+# Each text with the least ratio of contrast that its letters and its ground have. Colours are
+# painted to learn their parts, whatever notation they have; grounds are laid over each other.
+CONTRASTS = """
+  const canvas = document.createElement('canvas');
+  canvas.width = canvas.height = 1;
+  const paint = canvas.getContext('2d', {willReadFrequently: true});
+  const over = (colours) => {
+    paint.clearRect(0, 0, 1, 1);
+    for (const colour of colours) { paint.fillStyle = colour; paint.fillRect(0, 0, 1, 1); }
+    return [...paint.getImageData(0, 0, 1, 1).data].slice(0, 3);
+  };
+  const light = (colour) => {
+    const [r, g, b] = colour.map(part => {
+      const s = part / 255;
+      return s <= 0.04045 ? s / 12.92 : ((s + 0.055) / 1.055) ** 2.4;
+    });
+    return 0.2126 * r + 0.7152 * g + 0.0722 * b;
+  };
+  const found = [];
+  const walk = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
+  while (walk.nextNode()) {
+    const text = walk.currentNode.data.trim();
+    const holder = walk.currentNode.parentElement;
+    if (!text || !holder.checkVisibility() || holder.closest('.hidden, noscript')) continue;
+    const grounds = [];
+    for (let one = holder; one; one = one.parentElement) {
+      grounds.unshift(getComputedStyle(one).backgroundColor);
+    }
+    const ground = over(['Canvas', ...grounds]);
+    const ink = over(['Canvas', ...grounds, getComputedStyle(holder).color]);
+    const [low, high] = [light(ground), light(ink)].sort((one, other) => one - other);
+    found.push([text, (high + 0.05) / (low + 0.05)]);
+  }
+  return found;
+"""
+
+
+@pytest.fixture
+def views(seeded):
+    hall = seeded.appliances["Hall 3 north"]
+    pump = seeded.appliances["Pump room"]
+    return {
+        "/": "table.fleet",
+        "/?state=late&sort=-alarms": "table.fleet",
+        "/?q=nobody-at-all": ".notice",
+        f"/appliances/{hall.uuid}": "section[aria-labelledby=humidity] .extreme",
+        f"/appliances/{pump.uuid}": "section[aria-labelledby=documents] details",
+        "/appliances/nobody": ".notice",
+    }
+
+
+def opened(browser, path, css):
+    browser.goes(path)
+    browser.sees(css)
+    browser.run("document.querySelectorAll('details').forEach(one => one.open = true)")
+    browser.until(lambda: not browser.find(".loading, .old"), "everything loaded")
+
+
+@pytest.mark.parametrize("dark", [False, True])
+def test_every_text_stands_out_from_its_ground(seeded, opens, views, dark):
+    browser = opens(dark=dark)
+    browser.visits(seeded.service.url)
+    browser.sees(".sign-in")
+    assert [one for one in browser.run(CONTRASTS) if one[1] < 4.5] == []
+    browser.fills_in()
+    browser.sees(".top")
+    for path, css in views.items():
+        opened(browser, path, css)
+        seen = browser.run(CONTRASTS)
+        assert len(seen) > 5
+        assert [one for one in seen if one[1] < 4.5] == [], path
+
+
+def test_a_phone_shows_all_of_it_without_moving_sideways(seeded, opens, views):
+    browser = opens(size=PHONE)
+    browser.signs_in(seeded.service.url)
+    for path, css in views.items():
+        opened(browser, path, css)
+        assert browser.run("return [innerWidth, document.documentElement.scrollWidth]") == [
+            PHONE[0]] * 2, path
+
+
+def test_the_switch_of_colours_wins_over_the_system_and_lasts(reader):
+    ground = "return getComputedStyle(document.documentElement).backgroundColor"
+    light = reader.run(ground)
+    reader.prefers(dark=True)
+    dark = reader.until(lambda: reader.run(ground) != light and reader.run(ground), "dark colours")
+    reader.clicks("#theme")
+    assert reader.run(ground) == light
+    assert reader.values("#theme", "aria-label") == ["Colours: light"]
+    reader.goes("/")
+    reader.sees("#theme")
+    assert reader.run(ground) == light
+    reader.clicks("#theme")
+    assert reader.run(ground) == dark
+    reader.clicks("#theme")
+    assert reader.values("#theme", "aria-label") == ["Colours: as the system has it"]
+
+
+def test_the_keyboard_reaches_everything_in_order(reader):
+    reader.goes("/")
+    reader.sees("table.fleet")
+    reader.presses("\ue004")
+    assert reader.focus() == ["A", "Skip to content"]
+    seen = []
+    for _ in range(22):
+        reader.presses("\ue004")
+        seen.append(reader.focus())
+        outline = reader.run("const one = document.activeElement;"
+                             "return [getComputedStyle(one).outlineStyle,"
+                             " getComputedStyle(one, '::after').outlineStyle]")
+        assert "solid" in outline, seen[-1]
+    names = [name for _, name in seen]
+    wanted = ["Fleet", "Colours: as the system has it", "Sign out", "Alive 6", "Late 1",
+              "Offline 1", "Fault 1", "Alarm 2", "Warning 2"]
+    assert names[:len(wanted)] == wanted
+    # The search, the order, the headings, and then the rows.
+    assert [tag for tag, _ in seen[9:15]] == ["INPUT", "SELECT"] + ["BUTTON"] * 4
+    assert [tag for tag, _ in seen[15:]] == ["A"] * 7
+    assert names[15:] == reader.texts("tbody .whole")[:7]
+
+
+def test_return_opens_the_row_and_the_skip_link_leads_to_the_content(seeded, reader):
+    reader.run("document.querySelector('.whole').focus()")
+    reader.presses("\ue007")
+    reader.sees("h1")
+    reader.until(lambda: reader.address.startswith("/appliances/"), "the appliance's address")
+    reader.run("document.querySelector('.skip').focus()")
+    reader.presses("\ue007")
+    assert reader.run("return document.activeElement.id") == "main"
+    assert reader.address.startswith("/appliances/")
+
+
+def test_a_slash_leads_to_the_search_and_is_a_letter_there(reader):
+    reader.presses("/")
+    assert reader.run("return document.activeElement.type") == "search"
+    reader.presses("/")
+    assert reader.run("return document.activeElement.value") == "/"
+
+
+def test_readers_of_the_screen_find_their_way(seeded, reader, views):
+    for path, css in views.items():
+        opened(reader, path, css)
+        assert reader.run("return document.querySelectorAll('main').length") == 1
+        assert reader.run("return document.querySelectorAll('h1').length") == (
+            0 if path.endswith("nobody") else 1)
+        nameless = reader.run(
+            "return [...document.querySelectorAll('button, a, input, select, summary')].filter("
+            "one => !(one.innerText || one.textContent || one.labels?.[0]?.textContent ||"
+            " one.getAttribute('aria-label') || '').trim()).map(one => one.outerHTML)")
+        assert nameless == []
+        double = reader.run(
+            "const ids = [...document.querySelectorAll('[id]')].map(one => one.id);"
+            "return ids.filter((id, i) => ids.indexOf(id) !== i)")
+        assert double == []
+
+
+def test_the_page_asks_nobody_but_the_service(seeded, reader, views):
+    for path, css in views.items():
+        opened(reader, path, css)
+    # The browser's first page and the pictures of its fields are its own.
+    asked = [one for one in reader.requested() if not one.startswith(("chrome://", "data:"))]
+    assert len(asked) > 20
+    assert [one for one in asked if not one.startswith(seeded.service.url + "/")] == []
+
+
+def test_a_failing_service_is_told(seeded, reader, views):
+    reader.sees_text("Live", ".link")
+    seeded.service.crash()
+    reader.clicks(".fleet tbody tr:first-child .whole")
+    reader.sees_text("Could not load the appliance", "[role=alert]")
+    reader.sees_text("Disconnected", ".link")
+    reader.sees(".notice button")
