@@ -206,7 +206,7 @@ Page PageOf(const QueryOptions& query, std::size_t count) {
 std::string NextPage(const QueryOptions& query, const Page& page, std::size_t count) {
   // An empty page leads nowhere, least of all to itself.
   if (page.end == count || page.end == page.first) return "";
-  const std::string next = "$skip=" + std::to_string(page.end);
+  std::string next = "$skip=" + std::to_string(page.end);
   if (!query.top) return next;
   // What is still due of a larger $top, else another page of this size.
   const std::size_t shown = page.end - page.first;

@@ -1,4 +1,5 @@
-#include <algorithm>
+#include <map>
+#include <memory>
 
 #include "service/redfish/Refusal.h"
 #include "service/redfish/Service.h"
@@ -10,6 +11,8 @@ namespace {
 // Where in a path the identifier of a manager or chassis stands, and what lies below it begins.
 constexpr std::size_t kOwner = 3;
 constexpr std::size_t kBelow = 4;
+// Links of one document that are followed, to see whether they lead anywhere.
+constexpr std::size_t kMaxLinks = 1000;
 
 // The type that a document at this path below a chassis or a manager has.
 const char* TypeAt(const Target& target) {
@@ -136,8 +139,15 @@ void RedfishService::RefuseReadOnly(const Json& patch, const Json& given) {
                 "\"" + changed + "\" is given by the service.");
 }
 
+// For one document: each path is looked up once, and not more of them than a document needs.
 Resolver RedfishService::ResolverFor(const ManagerRecord& owner) {
-  return [this, &owner](const std::string& path) { return SchemaAt(owner, path); };
+  using Known = std::map<std::string, std::string>;
+  return [this, &owner, known = std::make_shared<Known>()](const std::string& path) {
+    const auto found = known->find(path);
+    if (found != known->end()) return found->second;
+    if (known->size() >= kMaxLinks) return std::string();
+    return known->emplace(path, SchemaAt(owner, path)).first->second;
+  };
 }
 
 std::string RedfishService::SchemaAt(const ManagerRecord& owner, const std::string& path) {

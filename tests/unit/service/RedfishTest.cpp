@@ -125,6 +125,22 @@ TEST_F(Redfish, Links_come_and_go_with_what_they_lead_to) {
   Walk();
 }
 
+TEST_F(Redfish, Links_beyond_the_thousandth_lead_nowhere) {
+  Json links = Json::array();
+  for (int i = 0; i < 1001; ++i) {
+    links.push_back(Reference(chassis + "?" + std::to_string(i)));
+  }
+  links.push_back(Reference(chassis));
+  Ask("PATCH", kManager + "/New", token, Json{{"L", links}, {"A", Reference(chassis)}}.dump());
+  const Json rest = Got(200, Ask("GET", kManager + "/New", token)).at("Oem").at("Quorvan");
+  EXPECT_EQ(rest.at("A"), Reference(chassis));
+  EXPECT_EQ(rest.at("L").at(0), chassis + "?0");
+  EXPECT_EQ(rest.at("L").at(1001), Reference(chassis));
+  Ask("PATCH", kManager + "/New", token, R"({"A": null})");
+  EXPECT_EQ(Got(200, Ask("GET", kManager + "/New", token)).at("Oem").at("Quorvan").at("L").at(1001),
+            chassis);
+}
+
 TEST_F(Redfish, Changes_and_deletions_wait_for_the_right_entity_tag) {
   const std::string tag = Header(Ask("GET", chassis, token), "ETag");
   EXPECT_EQ(Ask("PATCH", chassis, token, "{}", {{"If-Match", "\"x\""}}).status, 412u);
