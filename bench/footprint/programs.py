@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 import signal
 import subprocess
 
@@ -11,6 +12,8 @@ from harness.process import environment
 
 # The daemon's own rhythm: a heartbeat after 19 passes of 5 seconds.
 INTERVAL = 95
+UNIT_FILE = (pathlib.Path(__file__).resolve().parent.parent.parent / "cmake"
+             / "cloudclient.service.in")
 PLAIN = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C.UTF-8", "TZ": "CET-1"}
 
 
@@ -107,5 +110,21 @@ class Daemon(Program):
     def variables(self):
         return {"CLOUDCLIENT_ROOT": str(self._files.root)}
 
+    def works(self, hour):
+        """What an hour brings: a change of value, and an alarm that comes or goes."""
+        self.device.sets(1201, str(20 + hour % 7))
+        (self.device.raises if hour % 2 == 0 else self.device.clears)(4711, hour // 2 % 2)
+
     def failures(self):
-        return (self.folder / "log").read_text(errors="replace").count(" 3 ")
+        """Messages of failures since the start."""
+        return len(re.findall(r"(?m)^\S+ 3 ", (self.folder / "log").read_text(errors="replace")))
+
+
+class DaemonOfUnitFile(Daemon):
+    """With the variables that the installed unit file gives it."""
+
+    name = "cloudclient by its unit file"
+
+    def variables(self):
+        given = re.findall(r"(?m)^Environment=(\w+)=(.*)$", UNIT_FILE.read_text())
+        return {**super().variables(), **dict(given)}

@@ -34,7 +34,7 @@ def programs(figures):
 
 
 def days(figures):
-    """Rows of simulated days: program to (number of the day, memory, pushes until then)."""
+    """Rows of simulated days: program to (number of the day, memory at its end)."""
     rows = [[name, day, memory["Rss"], memory["Pss"], memory["Anonymous"]]
             for name, measured in figures.items() for day, memory in measured]
     return table(["program", "day", "resident, KiB", "proportional, KiB", "anonymous, KiB"], rows)

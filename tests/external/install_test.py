@@ -62,6 +62,7 @@ class Installed(unittest.TestCase):
         unit = (TREE / "opt/cloud/lib/systemd/system/cloudclient.service").read_text()
         self.assertEqual(re.findall(r"(?m)^ExecStart=(.*)$", unit), ["/opt/cloud/bin/cloudclient"])
         self.assertNotIn("@", unit)
+        self.assertIn("\nEnvironment=GLIBC_TUNABLES=", unit)
 
     def test_z_whole_tree(self):  # the last one: what follows builds upon this tree
         files = self.install()
