@@ -5,10 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <functional>
 #include <iostream>
 #include <optional>
-#include <vector>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -19,6 +17,7 @@
 #include "service/Options.h"
 #include "service/api/Api.h"
 #include "service/api/Feed.h"
+#include "service/api/Ticker.h"
 #include "service/http/Server.h"
 #include "service/http/Tls.h"
 #include "service/ops/Backup.h"
@@ -63,15 +62,14 @@ void RaiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-using Timers = std::vector<std::reference_wrapper<boost::asio::steady_timer>>;
-
 // The first signal stops the server, the second the process.
-void WaitForSignal(boost::asio::signal_set& signals, Server& server, Timers timers,
-                   const Log& log) {
-  signals.async_wait([&, timers](const boost::system::error_code& error, int) {
+void WaitForSignal(boost::asio::signal_set& signals, Server& server,
+                   boost::asio::steady_timer& cleaning, Ticker& ticker, const Log& log) {
+  signals.async_wait([&](const boost::system::error_code& error, int) {
     if (error) return;
     log.Line("stopping");
-    for (boost::asio::steady_timer& timer : timers) timer.cancel();
+    cleaning.cancel();
+    ticker.Stop();
     signals.async_wait([](const boost::system::error_code& cancelled, int) {
       if (!cancelled) std::_Exit(EXIT_FAILURE);
     });
@@ -90,16 +88,6 @@ void RemoveOldEveryHour(boost::asio::steady_timer& timer, RedfishService& servic
   timer.expires_after(std::chrono::hours(1));
   timer.async_wait([&](const boost::system::error_code& cancelled) {
     if (!cancelled) RemoveOldEveryHour(timer, service);
-  });
-}
-
-// From now on.
-void TickOn(boost::asio::steady_timer& timer, Feed& feed) {
-  timer.expires_after(std::chrono::seconds(Feed::kTickSeconds));
-  timer.async_wait([&](const boost::system::error_code& cancelled) {
-    if (cancelled) return;
-    feed.Tick();
-    TickOn(timer, feed);
   });
 }
 
@@ -146,9 +134,8 @@ int Run(const Options& options, const Log& log) {
   server.Listen(options.address, options.port);
   boost::asio::steady_timer cleaning(io);
   RemoveOldEveryHour(cleaning, service);
-  boost::asio::steady_timer ticking(io);
-  TickOn(ticking, feed);
-  WaitForSignal(signals, server, {cleaning, ticking}, log);
+  Ticker ticker(io, feed);
+  WaitForSignal(signals, server, cleaning, ticker, log);
   if (!accounts.Any()) log.Line("no account: no appliance can register");
   std::printf("listening on %s\n", server.Url().c_str());
   std::fflush(stdout);

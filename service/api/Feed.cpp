@@ -50,6 +50,7 @@ std::shared_ptr<Stream> Feed::Open(std::int64_t person, const Proof& proof,
     stream->Write("id: " + Identifier(m_number) + "\nevent: reset\ndata: {}\n\n");
   }
   m_readers.push_back({stream, person, proof});
+  if (m_opened) m_opened();
   return stream;
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -28,7 +29,7 @@ class Feed {
   // Events that a reader who was away can catch up with.
   static constexpr std::size_t kRemembered = 1000;
   static constexpr std::size_t kRememberedBytes = 1024 * 1024;
-  // How often Tick() is to be called, and the readers get a comment.
+  // How often Tick() is to be called while anybody reads, and the readers get a comment.
   static constexpr std::int64_t kTickSeconds = 5;
   static constexpr std::int64_t kCommentSeconds = 15;
 
@@ -43,6 +44,9 @@ class Feed {
   std::shared_ptr<Stream> Open(std::int64_t person, const Proof& proof, const std::string& last);
   // Ends the streams that were opened with this session.
   void End(const std::string& session);
+
+  // Called with each stream that is opened.
+  void OnOpened(std::function<void()> opened) { m_opened = std::move(opened); }
 
   // Tells of appliances that have become late or offline, of what another process has changed, and
   // ends the streams of operators who are no more.
@@ -85,6 +89,7 @@ class Feed {
   std::int64_t m_looked;   // up to when heartbeats that came due are told
   std::int64_t m_foreign;  // what Store::ForeignChanges() was
   std::int64_t m_ticks = 0;
+  std::function<void()> m_opened;
 };
 
 }  // namespace cloudservice

@@ -95,7 +95,7 @@ def test_ids_of_another_owner_lead_nowhere(service):
     service.start("--http")
     other_account(service)
     mine = Appliance(service, "u-1").has_chassis()
-    uri = mine.keeps("Thermal", {"A": 1})
+    uri = mine.keeps("Thermal", {"Name": "mine"})
     event = mine.raises(1)
     theirs = Appliance(service, "u-2", registration=OTHER).has_chassis()
     for method, path in (
@@ -105,7 +105,7 @@ def test_ids_of_another_owner_lead_nowhere(service):
             ("GET", f"{uri}/Oem/Quorvan:History"), ("GET", f"/redfish/v1/Oem/Quorvan:Events/{event}")):
         theirs.sends(method, path, expected=404)
     for path in ("/redfish/v1/Managers/u-1", uri, "/redfish/v1/Managers/u-1/X"):
-        theirs.sends("PATCH", path, {"A": 2}, expected=404)
+        theirs.sends("PATCH", path, {"Name": "theirs"}, expected=404)
     theirs.sends("POST", "/hb/u-1", {"HeartbeatInterval": 90}, expected=404)
     theirs.sends("POST", "/redfish/v1/Managers/u-1/Oem/Quorvan:Events",
                  {"MessageId": "m", "Severity": "Alarm", "Message": "m"}, expected=404)
@@ -115,7 +115,7 @@ def test_ids_of_another_owner_lead_nowhere(service):
     theirs.sends("GET", "/redfish/v1/Managers?uuid=u-1", expected=403)
     listed = f"/redfish/v1/Oem/Quorvan:Events?OriginOfCondition={mine.chassis}"
     assert theirs.sends("GET", listed, expected=200) == []
-    assert mine.sends("GET", uri, expected=200)["A"] == 1
+    assert mine.sends("GET", uri, expected=200)["Name"] == "mine"
     assert mine.sends("GET", "/redfish/v1/Managers/u-1",
                       expected=200)["Oem"]["Quorvan"]["Heartbeat"]["Count"] == 0
 

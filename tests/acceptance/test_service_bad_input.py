@@ -93,8 +93,8 @@ def test_thousand_idle_connections_hold_up_nobody(service):
             stack.enter_context(raw(service))
         service.wait_until(lambda: connections(service) > 1000, "all connections")
         appliance = Appliance(service, "u-1").has_chassis()
-        uri = appliance.keeps("Thermal", {"A": 1})
-        assert appliance.sends("GET", uri, expected=200)["A"] == 1
+        uri = appliance.keeps("Thermal", {"Name": "a"})
+        assert appliance.sends("GET", uri, expected=200)["Name"] == "a"
     service.wait_until(lambda: connections(service) < 10, "the end of the connections")
 
 
@@ -183,11 +183,11 @@ def test_clock_that_goes_back_loses_nothing(service, clock_of):
     operator.signs_in()
     stream = operator.follows().begins()
     appliance = Appliance(service, "u-1").has_chassis()
-    uri = appliance.keeps("Thermal", {"A": 1})
+    uri = appliance.keeps("Thermal", {"A": 1, "Name": "before"})
     appliance.beats(90)
     first = appliance.raises(1)
     moving.step(-7200)
-    appliance.keeps("Thermal", {"A": 2})
+    appliance.keeps("Thermal", {"A": 2, "Name": "after"})
     second = appliance.raises(2)
     appliance.clears(1)
     appliance.beats(90)
@@ -209,7 +209,7 @@ def test_clock_that_goes_back_loses_nothing(service, clock_of):
         pass
     service.stop()
     service.start("--http", faketime=moving)
-    assert appliance.sends("GET", uri, expected=200)["A"] == 2
+    assert appliance.sends("GET", uri, expected=200)["Name"] == "after"
 
 
 def test_connection_that_is_dropped_in_an_answer_harms_nobody(service):

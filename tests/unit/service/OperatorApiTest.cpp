@@ -222,6 +222,17 @@ TEST_F(Followed, Comment_comes_with_every_third_tick) {
   EXPECT_EQ(stream->Take(), ": still here\n\n");
 }
 
+TEST_F(Followed, Stream_ends_at_the_tick_after_its_session) {
+  const std::string session = operators.Begin(person);
+  const auto stream = feed.Open(person, {session, ""}, "");
+  steady += kSessionSeconds - 1;
+  feed.Tick();
+  EXPECT_FALSE(stream->Ended());
+  steady += 1;
+  feed.Tick();
+  EXPECT_TRUE(stream->Ended());
+}
+
 TEST_F(Followed, Database_that_fails_is_logged_and_makes_readers_load_afresh) {
   const auto stream = Open();
   stream->Take();
