@@ -105,8 +105,7 @@ function Item({event}: {event: LogEvent}) {
         <p>{event.message || <span class="muted">No text</span>}{" "}
           {event.cleared && <span class="tag">No longer open</span>}</p>
         <p class="muted meta">
-          <span>{KIND_TEXT[event.kind]}</span>
-          {event.kind === "alarm" && event.severity !== "Alarm" && <span>{event.severity}</span>}
+          <span>{event.kind === "alarm" ? event.severity || KIND_TEXT.alarm : KIND_TEXT[event.kind]}</span>
           <span class="code">{event.messageId}</span>
           {args && <span>{args}</span>}
           <Happened event={event} />

@@ -172,6 +172,8 @@ class Browser:
 
     def screenshot(self, path, whole=True):
         os.makedirs(os.path.dirname(path), exist_ok=True)
+        # The pointer points at nothing.
+        self._tell("Input.dispatchMouseEvent", type="mouseMoved", x=1, y=1)
         if whole:
             width = self.run("return innerWidth")
             self.resize(width, max(self.run("return document.documentElement.scrollHeight"), 500))

@@ -12,7 +12,7 @@ from harness.daemon import EMAIL, KEY
 from harness.process import clock, environment
 
 START = "2026-03-01 06:00:00"
-DAY = 24 * 3600
+WEEK, WEST_LAST = 7 * 24, 114  # hours after it; the second is the last heartbeat of one appliance
 INTERVAL = 90
 OPERATOR, PASSWORD = "keeper", "a password of eight words or so"
 SUPPLY, RETURN = "/Temperatures/0/ReadingCelsius", "/Temperatures/1/ReadingCelsius"
@@ -122,16 +122,16 @@ class Fleet:
             link.close()
 
 
-def week_of_readings(fleet, appliance, step=3 * 3600):
-    """Seven days pass. The supply is at its highest on the fourth day, at its lowest on the fifth."""
-    for turn in range(7 * DAY // step):
-        hours = turn * step / 3600
+def days_of_readings(fleet, appliance, first, last):
+    """The hours pass, with readings every three. The supply is at its highest on the fourth day, at
+    its lowest on the fifth."""
+    for hours in range(first, last, 3):
         wave = math.sin(hours / 24 * 2 * math.pi)
         peak = 8 if 84 <= hours < 90 else -7 if 99 <= hours < 105 else 0
-        appliance.reads(round(20 + 2 * wave + peak, 1), round(27.5 + 1.5 * wave, 1),
+        appliance.reads(round(20 + 2 * wave + peak, 1), round(33.5 + 1.5 * wave, 1),
                         round(46 - 5 * wave, 1), HighestTemperature=31, LowestTemperature=12.5,
                         HighestHumidity=52, LowestHumidity=40)
-        fleet.clock.step(step)
+        fleet.clock.step(3 * 3600)
 
 
 def seed(fleet):
@@ -141,12 +141,13 @@ def seed(fleet):
     shelter = fleet.joins("Telecom shelter 12", FirmwareVersion="2.9.11")
     rest = [fleet.joins(name) for name in (
         "Server room A", "Server room B", "Lab cold aisle", "battery room", "Pump room")]
-    week_of_readings(fleet, hall)
+    days_of_readings(fleet, hall, 0, WEST_LAST)
     west.beats()
     west.raises(4720, "Fault", "[2] Fan failure.")
     west.raises(4711, "Alarm", "[1] Filter clogged.")
-    fleet.clock.step(2 * DAY + 4 * 3600)
-    hall.reads(20.5, 28, 45)
+    days_of_readings(fleet, hall, WEST_LAST, WEEK)
+    hall.reads(20.5, 34, 45, HighestTemperature=31, LowestTemperature=12.5, HighestHumidity=52,
+               LowestHumidity=40)
     hall.raises(4711, "Alarm", "[1] Filter clogged.")
     fleet.clock.step(1800)
     hall.clears(4711, "[1] Filter clogged (Cleared).")
