@@ -10,7 +10,8 @@ from harness.process import clock
 IDLE_SECONDS = 60
 # How long what a push began may go on.
 SETTLES_SECONDS = 4
-SAMPLES = 5
+# For how long the machine may be without a quiet moment.
+QUIET_SECONDS = 900
 SPEED = 5000
 DAY_SECONDS = 86400 / SPEED
 START = "2026-03-05 12:00:00"
@@ -47,29 +48,30 @@ def median_ratio(numbers, base):
 
 
 def _memory(pid):
-    """The highest of some samples: others who have the same libraries open, if only for a moment,
-    lower the proportional size."""
-    samples = []
-    for _ in range(SAMPLES):
-        samples.append(proc.memory_kib(pid))
-        time.sleep(1)
-    return {name: max(sample[name] for sample in samples) for name in proc.MEMORY}
+    """Memory at a moment at which nobody else has the same libraries open."""
+    end = time.monotonic() + QUIET_SECONDS
+    while time.monotonic() < end:
+        alone = not proc.shares(pid)
+        found = proc.memory_kib(pid)
+        if alone and not proc.shares(pid):
+            return found
+        time.sleep(0.1)
+    raise SystemExit("footprint: other programs use the same libraries all the time")
 
 
 def idle(program):
-    """A program between two pushes: memory, threads, wake-ups, processor time; and what the next
-    push takes."""
+    """A program between its first two pushes: threads, wake-ups, processor time; what the second
+    push takes, and memory after it."""
     sink, began, mark = program.sink, time.monotonic(), program.sink.mark()
     program.start()
     try:
         first = sink.wait(mark, _any, 1, 400, program.alive)
-        sink.wait(mark, program.push, program.settled_after, 400, program.alive)
+        sink.wait(mark, program.push, 1, 400, program.alive)
         time.sleep(SETTLES_SECONDS)
         mark = sink.mark()
-        found = _memory(program.pid)
-        found["first_ms"] = (first.moment - began) * 1000
-        found["threads"] = proc.threads(program.pid)
-        wake_ups, cpu, since = proc.wake_ups(program.pid), proc.cpu_ms(program.pid), time.monotonic()
+        found = {"first_ms": (first.moment - began) * 1000, "threads": proc.threads(program.pid)}
+        wake_ups, cpu = proc.wake_ups(program.pid), proc.cpu_ms(program.pid)
+        since = time.monotonic()
         time.sleep(IDLE_SECONDS)
         passed = time.monotonic() - since
         found["wake_ups"] = (proc.wake_ups(program.pid) - wake_ups) / passed
@@ -82,6 +84,7 @@ def idle(program):
         waited = time.monotonic() - since
         found["cpu_push"] = (proc.cpu_ms(program.pid) - idle_cpu
                              - found["cpu_minute"] / 60 * waited)
+        found.update(_memory(program.pid))
         return found
     finally:
         program.stop()

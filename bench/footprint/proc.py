@@ -4,6 +4,8 @@ import pathlib
 import re
 
 MEMORY = ("Rss", "Pss", "Anonymous")
+# Most of what the programs share with others that push.
+LIBRARIES = ("libcurl", "libgnutls")
 
 
 def _parent(pid):
@@ -23,6 +25,26 @@ def family(pid):
     for one in found:
         found += children.get(one, [])
     return found
+
+
+def _libraries(pid):
+    maps = pathlib.Path(f"/proc/{pid}/maps").read_text()
+    return {line.split(maxsplit=5)[5] for line in maps.splitlines()
+            if any(f"/{name}" in line for name in LIBRARIES)}
+
+
+def shares(pid):
+    """Whether a process that did not come of this start has the same libraries open: the
+    proportional size is then another one than on a machine of its own."""
+    own = set(family(pid))
+    files = {file for one in own for file in _libraries(one)}
+    for path in pathlib.Path("/proc").glob("[0-9]*"):
+        try:
+            if int(path.name) not in own and not files.isdisjoint(_libraries(path.name)):
+                return True
+        except (FileNotFoundError, ProcessLookupError):
+            continue  # ended meanwhile
+    return False
 
 
 def memory_kib(pid):

@@ -21,9 +21,6 @@ class Program:
     """Started by `start`, which is followed by `stop`."""
 
     name = ""
-    # Pushes after which the program is what it stays.
-    settled_after = 2
-
     def __init__(self, folder, sink):
         self.folder = pathlib.Path(folder)
         self.folder.mkdir(parents=True)
@@ -88,7 +85,6 @@ class NullDaemon(Program):
 
 class Daemon(Program):
     name = "cloudclient"
-    settled_after = 1  # it has connected before
 
     def __init__(self, folder, sink, programs):
         super().__init__(folder, sink)

@@ -7,7 +7,7 @@ import subprocess
 
 TOP = pathlib.Path(__file__).resolve().parent.parent.parent
 DOCUMENT = TOP / "docs" / "footprint.md"
-MARKED = re.compile(r"(<!-- measured -->\n).*?(<!-- end -->\n)", re.DOTALL)
+MARKED = re.compile(r"(<!-- measured: (\w+) -->\n).*?(<!-- end -->\n)", re.DOTALL)
 
 COLUMNS = (
     ("resident, KiB", "Rss", "{:.0f}"),
@@ -62,7 +62,9 @@ class Goals:
                            "met" if met else "MISSED"])
 
     def table(self):
-        return table(["", "measured", "at most", "goal"], self._rows)
+        """The figures since the last table."""
+        rows, self._rows = self._rows, []
+        return table(["against the goal", "measured", "at most", ""], rows)
 
 
 def machine():
@@ -78,9 +80,13 @@ def machine():
             f"({first('^model name.*: (.*)', cpuinfo)}), libcurl {version}.\n").replace('"', "")
 
 
-def write(text):
+def write(part, text):
+    """Puts the figures of a part into their place in the document."""
     document = DOCUMENT.read_text(encoding="utf-8")
-    if len(MARKED.findall(document)) != 1:
-        raise SystemExit(f"footprint: {DOCUMENT} has no place for what was measured")
-    DOCUMENT.write_text(MARKED.sub(lambda m: f"{m.group(1)}\n{text}\n{m.group(2)}", document),
-                        encoding="utf-8")
+    if [name for _, name, _ in MARKED.findall(document)].count(part) != 1:
+        raise SystemExit(f"footprint: {DOCUMENT} has no place for the part {part}")
+
+    def renewed(mark):
+        return (f"{mark.group(1)}\n{text}\n{mark.group(3)}" if mark.group(2) == part
+                else mark.group())
+    DOCUMENT.write_text(MARKED.sub(renewed, document), encoding="utf-8")
