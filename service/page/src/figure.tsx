@@ -124,7 +124,7 @@ function options(width: number, figure: FigureProps, unit: string | null,
     scales: {
       x: {range: () => [from, to]},
       y: {range: (_, low, high) => {
-        const room = Math.max((high - low) * 0.15, 0.5);
+        const room = Math.max((high - low) * 0.2, 0.5);
         return [low - room, high + room];
       }},
     },
@@ -134,7 +134,7 @@ function options(width: number, figure: FigureProps, unit: string | null,
         const every = Math.ceil(days.length * WIDE_DAY / Math.max(plot.over.clientWidth, 1));
         return days.filter((_, i) => (days.length - 1 - i) % every === 0);
       }, values: (_, times) => times.map(shortDay)},
-      {...axis, size: 62, values: (_, values) => values.map((value) => withUnit(value, unit))},
+      {...axis, size: 62, space: 32, values: (_, values) => values.map((value) => withUnit(value, unit))},
     ],
     series: [{}, ...series.map((one, index): uPlot.Series => ({
       label: one.name,
