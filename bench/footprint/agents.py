@@ -43,8 +43,8 @@ def version(tree, package):
 class Agent(Program):
     package = ""
 
-    def __init__(self, folder, sink, tree):
-        super().__init__(folder, sink)
+    def __init__(self, folder, tree):
+        super().__init__(folder)
         self.tree = tree
         self.name = f"{type(self).title} {version(tree, self.package)}"
 

@@ -20,7 +20,6 @@ import agents  # noqa: E402
 import measure  # noqa: E402
 import report  # noqa: E402
 from programs import Daemon, DaemonOfUnitFile, NullDaemon  # noqa: E402
-from sink import Sink  # noqa: E402
 from sizes import Builds  # noqa: E402
 
 PARTS = ("sizes", "start", "idle", "days")
@@ -41,11 +40,9 @@ class Run:
     def __init__(self, options, folder):
         self._options = options
         self._folder = pathlib.Path(folder)
-        self._sink = Sink(self._folder)
         build = pathlib.Path(options.build)
-        self._null_program = build / "bench" / "null_daemon"
-        self._null = NullDaemon(self._folder / "null", self._sink, self._null_program)
-        self._daemon = Daemon(self._folder / "daemon", self._sink, build)
+        self._null = NullDaemon(self._folder / "null", build / "bench" / "null_daemon")
+        self._daemon = Daemon(self._folder / "daemon", build)
         self.goals = report.Goals()
 
     def part(self, name):
@@ -84,9 +81,9 @@ class Run:
         programs = [self._null, self._daemon]
         if self._options.write:
             tree = agents.unpack(self._options.agents)
-            programs += [kind(self._folder / kind.__name__.lower(), self._sink, tree)
+            programs += [kind(self._folder / kind.__name__.lower(), tree)
                          for kind in agents.ALL]
-        found = {program.name: measure.idle(program) for program in programs}
+        found = dict(zip((program.name for program in programs), measure.idle_together(programs)))
         null, daemon = found[self._null.name], found[self._daemon.name]
         self.goals.at_most("proportional memory when idle, ratio", daemon["Pss"] / null["Pss"],
                            GOAL_PROPORTIONAL)
@@ -97,7 +94,7 @@ class Run:
         return report.programs(found)
 
     def days(self):
-        long_run = DaemonOfUnitFile(self._folder / "long", self._sink, self._options.build)
+        long_run = DaemonOfUnitFile(self._folder / "long", self._options.build)
         null, _ = measure.days(self._null, 1)
         daemon, _ = measure.days(self._daemon, 1, self._daemon.works)
         installed, pushes = measure.days(long_run, self._options.days, long_run.works)

@@ -1,5 +1,6 @@
 """What a program costs: to start, to stay, and over simulated days."""
 
+import concurrent.futures
 import statistics
 import time
 
@@ -10,8 +11,6 @@ from harness.process import clock
 IDLE_SECONDS = 60
 # How long what a push began may go on.
 SETTLES_SECONDS = 4
-# For how long the machine may be without a quiet moment.
-QUIET_SECONDS = 900
 SPEED = 5000
 DAY_SECONDS = 86400 / SPEED
 START = "2026-03-05 12:00:00"
@@ -47,18 +46,6 @@ def median_ratio(numbers, base):
     return statistics.median(n / b for n, b in zip(numbers, base))
 
 
-def _memory(pid):
-    """Memory at a moment at which nobody else has the same libraries open."""
-    end = time.monotonic() + QUIET_SECONDS
-    while time.monotonic() < end:
-        alone = not proc.shares(pid)
-        found = proc.memory_kib(pid)
-        if alone and not proc.shares(pid):
-            return found
-        time.sleep(0.1)
-    raise SystemExit("footprint: other programs use the same libraries all the time")
-
-
 def idle(program):
     """A program between its first two pushes: threads, wake-ups, processor time; what the second
     push takes, and memory after it."""
@@ -84,10 +71,16 @@ def idle(program):
         waited = time.monotonic() - since
         found["cpu_push"] = (proc.cpu_ms(program.pid) - idle_cpu
                              - found["cpu_minute"] / 60 * waited)
-        found.update(_memory(program.pid))
+        found.update(proc.memory_kib(program.pid))
         return found
     finally:
         program.stop()
+
+
+def idle_together(programs):
+    """`idle` of all programs at the same time: each has a server of its own."""
+    with concurrent.futures.ThreadPoolExecutor(len(programs)) as threads:
+        return list(threads.map(idle, programs))
 
 
 def days(program, count, work=lambda hour: None):

@@ -1,11 +1,13 @@
 """What the kernel tells of a program: all processes that came of one start."""
 
+import array
+import mmap
+import os
 import pathlib
 import re
 
-MEMORY = ("Rss", "Pss", "Anonymous")
-# Most of what the programs share with others that push.
-LIBRARIES = ("libcurl", "libgnutls")
+_PRESENT = 1 << 63
+_FRAME = (1 << 55) - 1
 
 
 def _parent(pid):
@@ -27,32 +29,43 @@ def family(pid):
     return found
 
 
-def _libraries(pid):
-    maps = pathlib.Path(f"/proc/{pid}/maps").read_text()
-    return {line.split(maxsplit=5)[5] for line in maps.splitlines()
-            if any(f"/{name}" in line for name in LIBRARIES)}
+def _frames(pid):
+    """The physical pages that a process has in memory; one that it has twice is there twice."""
+    found = []
+    with open(f"/proc/{pid}/pagemap", "rb", buffering=0) as pagemap:
+        for line in pathlib.Path(f"/proc/{pid}/maps").read_text().splitlines():
+            if line.endswith("[vsyscall]"):
+                continue
+            begin, end = (int(part, 16) // mmap.PAGESIZE for part in line.split()[0].split("-"))
+            pagemap.seek(begin * 8)
+            pages = array.array("Q", pagemap.read((end - begin) * 8))
+            found += [page & _FRAME for page in pages if page & _PRESENT]
+    if found and not any(found):
+        raise SystemExit("footprint: the proportional size can be read by root only")
+    return found
 
 
-def shares(pid):
-    """Whether a process that did not come of this start has the same libraries open: the
-    proportional size is then another one than on a machine of its own."""
-    own = set(family(pid))
-    files = {file for one in own for file in _libraries(one)}
-    for path in pathlib.Path("/proc").glob("[0-9]*"):
-        try:
-            if int(path.name) not in own and not files.isdisjoint(_libraries(path.name)):
-                return True
-        except (FileNotFoundError, ProcessLookupError):
-            continue  # ended meanwhile
-    return False
+def proportional_kib(pid):
+    """The proportional size on a machine that has only this program and its server: this process.
+
+    Each page counts in parts, one for each process that has it. The kernel's own figure counts all
+    processes of the machine, and says another thing each time.
+    """
+    processes = [_frames(one) for one in family(pid)]
+    owners = {}
+    for frames in [*processes, _frames(os.getpid())]:
+        for frame in set(frames):
+            owners[frame] = owners.get(frame, 0) + 1
+    pages = sum(1 / owners[frame] for frames in processes for frame in frames)
+    return pages * mmap.PAGESIZE / 1024
 
 
 def memory_kib(pid):
-    """Resident, proportional and anonymous size, summed over the processes."""
-    total = dict.fromkeys(MEMORY, 0)
+    """Resident, anonymous and proportional size, summed over the processes."""
+    total = {"Rss": 0, "Anonymous": 0, "Pss": proportional_kib(pid)}
     for one in family(pid):
         text = pathlib.Path(f"/proc/{one}/smaps_rollup").read_text()
-        for name in MEMORY:
+        for name in ("Rss", "Anonymous"):
             total[name] += int(re.search(rf"(?m)^{name}: +(\d+) kB", text).group(1))
     return total
 

@@ -9,6 +9,7 @@ import subprocess
 from harness.daemon import UUID, Daemon as DaemonFiles
 from harness.device import Device
 from harness.process import environment
+from sink import Sink
 
 # The daemon's own rhythm: a heartbeat after 19 passes of 5 seconds.
 INTERVAL = 95
@@ -18,13 +19,13 @@ PLAIN = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C.UTF-8", "TZ": "CE
 
 
 class Program:
-    """Started by `start`, which is followed by `stop`."""
+    """Started by `start`, which is followed by `stop`; pushes to a server of its own."""
 
     name = ""
-    def __init__(self, folder, sink):
+    def __init__(self, folder):
         self.folder = pathlib.Path(folder)
         self.folder.mkdir(parents=True)
-        self.sink = sink
+        self.sink = Sink(self.folder)
         self._child = None
         self._log = None
 
@@ -75,8 +76,8 @@ class Program:
 class NullDaemon(Program):
     name = "null daemon"
 
-    def __init__(self, folder, sink, program):
-        super().__init__(folder, sink)
+    def __init__(self, folder, program):
+        super().__init__(folder)
         self._program = os.path.abspath(program)
 
     def command(self):
@@ -86,8 +87,8 @@ class NullDaemon(Program):
 class Daemon(Program):
     name = "cloudclient"
 
-    def __init__(self, folder, sink, programs):
-        super().__init__(folder, sink)
+    def __init__(self, folder, programs):
+        super().__init__(folder)
         root = self.folder / "root"
         root.mkdir()
         self._files = DaemonFiles(pathlib.Path(programs).resolve(), self.folder, root)

@@ -35,9 +35,9 @@ def programs(figures):
 
 def days(figures):
     """Rows of simulated days: program to (number of the day, memory at its end)."""
-    rows = [[name, day, memory["Rss"], memory["Pss"], memory["Anonymous"]]
+    rows = [[name, day, memory["Rss"], memory["Anonymous"]]
             for name, measured in figures.items() for day, memory in measured]
-    return table(["program", "day", "resident, KiB", "proportional, KiB", "anonymous, KiB"], rows)
+    return table(["program", "day", "resident, KiB", "anonymous, KiB"], rows)
 
 
 def sizes(figures):
