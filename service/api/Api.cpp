@@ -25,7 +25,7 @@ class TooMany : public ApiError {
 bool Matches(const std::vector<std::string>& pattern, const std::vector<std::string>& path) {
   if (path.size() != kBase.size() + pattern.size()) return false;
   if (!std::equal(kBase.begin(), kBase.end(), path.begin())) return false;
-  return std::equal(pattern.begin(), pattern.end(), path.begin() + 2,
+  return std::equal(pattern.begin(), pattern.end(), path.begin() + kBase.size(),
                     [](const std::string& a, const std::string& b) { return a == "*" || a == b; });
 }
 
@@ -176,7 +176,9 @@ Response OperatorApi::GetStream(const Call& call) {
   Response response;
   response.type = "text/event-stream";
   if (call.request.method == "HEAD") return response;
-  response.stream = m_feed.Open(*call.who.person, call.proof, call.request.Header("Last-Event-ID"));
+  // A session that came beside another proof has nothing to do with the stream.
+  const std::string session = call.proof.authorization.empty() ? call.proof.session : "";
+  response.stream = m_feed.Open(*call.who.person, session, call.request.Header("Last-Event-ID"));
   if (response.stream) return response;
   response = Refused(call.request, 503, "As many streams are open as can be served at once.");
   response.SetHeader("Retry-After", std::to_string(Feed::kCommentSeconds));

@@ -36,7 +36,7 @@ Feed::Feed(Store& store, Operators& operators, const Log& log, Clock clock)
 
 Feed::~Feed() { m_store.Listen(nullptr); }
 
-std::shared_ptr<Stream> Feed::Open(std::int64_t person, const Proof& proof,
+std::shared_ptr<Stream> Feed::Open(std::int64_t person, const std::string& session,
                                    const std::string& last) {
   DropEnded();
   if (m_readers.size() >= kMaxStreams) return nullptr;
@@ -49,7 +49,7 @@ std::shared_ptr<Stream> Feed::Open(std::int64_t person, const Proof& proof,
   } else if (!CatchUp(*stream, last)) {
     stream->Write("id: " + Identifier(m_number) + "\nevent: reset\ndata: {}\n\n");
   }
-  m_readers.push_back({stream, person, proof});
+  m_readers.push_back({stream, person, session});
   if (m_opened) m_opened();
   return stream;
 }
@@ -57,9 +57,7 @@ std::shared_ptr<Stream> Feed::Open(std::int64_t person, const Proof& proof,
 void Feed::End(const std::string& session) {
   if (session.empty()) return;
   for (const Reader& reader : m_readers) {
-    if (reader.proof.authorization.empty() && reader.proof.session == session) {
-      reader.stream->End();
-    }
+    if (reader.session == session) reader.stream->End();
   }
   DropEnded();
 }
@@ -70,7 +68,7 @@ void Feed::Tick() {
   if (m_readers.empty()) return;
   try {
     for (const Reader& reader : m_readers) {
-      if (!m_operators.Holds(reader.person, reader.proof)) reader.stream->End();
+      if (!m_operators.Holds(reader.person, reader.session)) reader.stream->End();
     }
     TellDue();
     TellForeign();

@@ -39,9 +39,10 @@ class Feed {
   Feed(const Feed&) = delete;
   Feed& operator=(const Feed&) = delete;
 
-  // A stream for an operator who was let in with this proof; `last` is the identifier of the last
-  // event that was read, or empty. Null when there are too many.
-  std::shared_ptr<Stream> Open(std::int64_t person, const Proof& proof, const std::string& last);
+  // A stream for an operator, who was let in with a session or, where that is empty, by other means;
+  // `last` is the identifier of the last event that was read, or empty. Null when there are too many.
+  std::shared_ptr<Stream> Open(std::int64_t person, const std::string& session,
+                               const std::string& last);
   // Ends the streams that were opened with this session.
   void End(const std::string& session);
 
@@ -58,7 +59,7 @@ class Feed {
   struct Reader {
     std::shared_ptr<Stream> stream;
     std::int64_t person = 0;
-    Proof proof;
+    std::string session;
   };
 
   void OnChange(const Change& change);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <deque>
 #include <tuple>
 
 #include "service/api/Api.h"
@@ -15,7 +16,7 @@ constexpr std::int64_t kMaxOffset = 1000000000;
 
 // An appliance with what it is filtered and sorted by.
 struct Entry {
-  Json view;
+  const Json* view = nullptr;
   State state = State::kAlive;
   AlarmCounts alarms = {};
   std::string key;  // the name, for sorting
@@ -53,9 +54,9 @@ bool HoldsText(const Json& view, const std::string& text) {
 }
 
 bool IsWished(const Entry& entry, const Wish& wish) {
-  if (wish.state && entry.view.at("state") != *wish.state) return false;
-  if (wish.severity && entry.view.at("alarms").at(*wish.severity) == 0) return false;
-  return !wish.text || HoldsText(entry.view, *wish.text);
+  if (wish.state && entry.view->at("state") != *wish.state) return false;
+  if (wish.severity && entry.view->at("alarms").at(*wish.severity) == 0) return false;
+  return !wish.text || HoldsText(*entry.view, *wish.text);
 }
 
 // None, then the more and the worse the later.
@@ -70,7 +71,7 @@ bool IsBefore(const Entry& a, const Entry& b, const std::string& sort) {
   if (sort == "alarms") return Weight(a.alarms) < Weight(b.alarms);
   if (sort == "name") return a.key < b.key;
   // Times compare as texts; null is before them.
-  return a.view.at(sort) < b.view.at(sort);
+  return a.view->at(sort) < b.view->at(sort);
 }
 
 void Sort(std::vector<Entry>& entries, const Wish& wish) {
@@ -79,8 +80,8 @@ void Sort(std::vector<Entry>& entries, const Wish& wish) {
     const Entry& second = wish.descending ? a : b;
     if (IsBefore(first, second, wish.sort)) return true;
     if (IsBefore(second, first, wish.sort)) return false;
-    return std::tie(a.key, a.view.at("uuid").get_ref<const std::string&>()) <
-           std::tie(b.key, b.view.at("uuid").get_ref<const std::string&>());
+    return std::tie(a.key, a.view->at("uuid").get_ref<const std::string&>()) <
+           std::tie(b.key, b.view->at("uuid").get_ref<const std::string&>());
   });
 }
 
@@ -116,13 +117,14 @@ Response OperatorApi::ListAppliances(const Call& call) {
   auto alarms = CountAlarms(std::nullopt);
   std::array<std::int64_t, 3> states = {};
   AlarmCounts all = {};
+  std::deque<Json> views;
   std::vector<Entry> entries;
   for (const ApplianceRecord& appliance : m_store.ListAppliances()) {
     Entry entry;
     entry.alarms = alarms[appliance.manager.uuid];
-    entry.view = ApplianceView(appliance, entry.alarms, now);
+    entry.view = &views.emplace_back(ApplianceView(appliance, entry.alarms, now));
     entry.state = StateOf(appliance.manager, now);
-    entry.key = Lower(entry.view.at("name").get<std::string>());
+    entry.key = Lower(entry.view->at("name").get<std::string>());
     ++states.at(static_cast<std::size_t>(entry.state));
     for (std::size_t i = 0; i < all.size(); ++i) all.at(i) += entry.alarms.at(i);
     if (IsWished(entry, wish)) entries.push_back(std::move(entry));
@@ -131,7 +133,7 @@ Response OperatorApi::ListAppliances(const Call& call) {
   Json items = Json::array();
   const auto size = static_cast<std::int64_t>(entries.size());
   for (std::int64_t i = offset; i < std::min(size, offset + limit); ++i) {
-    items.push_back(std::move(entries[static_cast<std::size_t>(i)].view));
+    items.push_back(*entries[static_cast<std::size_t>(i)].view);
   }
   return ApiAnswer(200, {{"total", size},
                          {"counts", StatesView(states)},

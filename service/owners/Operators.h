@@ -39,8 +39,9 @@ class Operators {
   // Who brings this proof; the authorization counts where there is one. Blocks for a slow hash when
   // it is a password that was not seen before.
   Identity Identify(const std::string& peer, const Proof& proof);
-  // Whether it would still be let in, asked without that being a request of a session's.
-  bool Holds(std::int64_t person, const Proof& proof);
+  // Whether the operator is still there, and the session, unless it is empty; that this is asked
+  // does not make the session last longer.
+  bool Holds(std::int64_t person, const std::string& session);
   // Who has this password.
   Identity Check(const std::string& peer, const std::string& name, const std::string& password);
 

@@ -100,9 +100,7 @@ class Followed : public ServiceTest {
     operators.AddWithToken("script");
     person = store->FindOperator("script")->id;
   }
-  std::shared_ptr<Stream> Open(const std::string& last = "") {
-    return feed.Open(person, {"", "Bearer x"}, last);
-  }
+  std::shared_ptr<Stream> Open(const std::string& last = "") { return feed.Open(person, "", last); }
   // The types of the events that wait.
   static std::string Types(Stream& stream) {
     std::istringstream lines(stream.Take());
@@ -224,7 +222,7 @@ TEST_F(Followed, Comment_comes_with_every_third_tick) {
 
 TEST_F(Followed, Stream_ends_at_the_tick_after_its_session) {
   const std::string session = operators.Begin(person);
-  const auto stream = feed.Open(person, {session, ""}, "");
+  const auto stream = feed.Open(person, session, "");
   steady += kSessionSeconds - 1;
   feed.Tick();
   EXPECT_FALSE(stream->Ended());

@@ -171,9 +171,9 @@ TEST_F(Owners, Removed_operator_is_out_at_once_also_when_the_name_comes_back) {
   operators.AddWithPassword("olga", "password");
   const std::int64_t id = *operators.Check("p", "olga", "password").person;
   const std::string session = operators.Begin(id);
-  EXPECT_TRUE(operators.Holds(id, {session, ""}));
+  EXPECT_TRUE(operators.Holds(id, session));
   EXPECT_TRUE(store.DeleteOperator("olga"));
-  EXPECT_FALSE(operators.Holds(id, {session, ""}));
+  EXPECT_FALSE(operators.Holds(id, session));
   EXPECT_FALSE(operators.Check("p", "olga", "password").person);
   operators.AddWithPassword("olga", "another one");
   EXPECT_FALSE(operators.Identify("p", {session, ""}).person);
@@ -193,7 +193,7 @@ TEST_F(Owners, Session_ends_when_nobody_asks_and_when_told) {
   EXPECT_FALSE(operators.Identify("p", {session, ""}).person);
   const std::string other = operators.Begin(id);
   operators.End(other);
-  EXPECT_FALSE(operators.Holds(id, {other, ""}));
+  EXPECT_FALSE(operators.Holds(id, other));
 }
 
 TEST_F(Owners, Sessions_have_an_end_and_the_oldest_goes) {
@@ -202,7 +202,7 @@ TEST_F(Owners, Sessions_have_an_end_and_the_oldest_goes) {
   const std::string first = operators.Begin(id);
   ++steady;
   for (std::size_t i = 0; i < kMaxSessions; ++i) operators.Begin(id);
-  EXPECT_FALSE(operators.Holds(id, {first, ""}));
+  EXPECT_FALSE(operators.Holds(id, first));
 }
 
 TEST_F(Owners, Wrong_passwords_have_to_wait_and_who_was_right_before_need_not) {
