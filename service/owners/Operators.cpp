@@ -105,7 +105,7 @@ std::string Operators::Begin(std::int64_t person) {
         m_sessions.begin(), m_sessions.end(),
         [](const auto& a, const auto& b) { return a.second.used < b.second.used; }));
   }
-  const std::string session = RandomHex(kTokenBytes);
+  std::string session = RandomHex(kTokenBytes);
   m_sessions[Sha256Hex(session)] = {person, m_steady()};
   return session;
 }
