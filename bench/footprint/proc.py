@@ -5,7 +5,9 @@ import mmap
 import os
 import pathlib
 import re
+import time
 
+_SCHEDULED = 2
 _PRESENT = 1 << 63
 _FRAME = (1 << 55) - 1
 
@@ -85,5 +87,5 @@ def wake_ups(pid):
 
 
 def cpu_ms(pid):
-    """Time on a processor so far, as the scheduler counts it."""
-    return sum(int((task / "schedstat").read_text().split()[0]) for task in _tasks(pid)) / 1e6
+    """Time on a processor so far, that of ended threads too: each process's own clock."""
+    return sum(time.clock_gettime((~one << 3) | _SCHEDULED) for one in family(pid)) * 1000
