@@ -8,7 +8,6 @@ namespace cloudservice {
 namespace {
 
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 
 // An appliance with something of every kind, as good and as bad as it may send it.
