@@ -1,4 +1,4 @@
-"""Agents that Debian packages, pushing to the same sink at the same rate.
+"""Agents that Debian packages, pushing at the same rate.
 
 Their packages are unpacked into a folder; nothing is installed, no service of theirs is started.
 """

@@ -1,4 +1,4 @@
-"""What all programs push to: a TLS server that notes when which request came in.
+"""What a program pushes to: a TLS server that notes when which request came in.
 
 It plays the service for the daemon as far as the daemon asks, and answers everything else with an
 empty object.
