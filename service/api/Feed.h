@@ -39,8 +39,9 @@ class Feed {
   Feed(const Feed&) = delete;
   Feed& operator=(const Feed&) = delete;
 
-  // A stream for an operator, who was let in with a session or, where that is empty, by other means;
-  // `last` is the identifier of the last event that was read, or empty. Null when there are too many.
+  // A stream for an operator, who was let in with a session or, where that is empty, by other
+  // means; `last` is the identifier of the last event that was read, or empty. Null when there are
+  // too many.
   std::shared_ptr<Stream> Open(std::int64_t person, const std::string& session,
                                const std::string& last);
   // Ends the streams that were opened with this session.

@@ -285,7 +285,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   std::optional<http::request_parser<http::string_body>> m_parser;
   std::string m_answer;
   std::shared_ptr<cloudservice::Stream> m_out;  // the answer that is being sent, when it has no end
-  bool m_sending = false;         // a piece of it
+  bool m_sending = false;                       // a piece of it
   std::array<char, kReadSize> m_rest;
   std::size_t m_drained = 0;
   bool m_answering = false;  // the farewell included: before it an answer may still be under way
