@@ -136,8 +136,8 @@ std::optional<Target> ParseTarget(const std::string& text) {
 
 std::string LoggableTarget(const std::string& text) {
   static const std::array<std::string, 10> kHarmless = {
-      "uuid=",   "OriginOfCondition=", "Cleared=", "Severity=", "member=",
-      "after=",  "$top=",              "$skip=",   "$select=",  "$expand="};
+      "uuid=",  "OriginOfCondition=", "Cleared=", "Severity=", "member=", "after=", "$top=",
+      "$skip=", "$select=",           "$expand="};
   const std::size_t mark = text.find('?');
   std::string out = text.substr(0, mark);
   if (mark == std::string::npos) return out;
