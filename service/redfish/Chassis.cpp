@@ -47,9 +47,8 @@ Response RedfishService::PatchChassis(const Call& call) {
   const ChassisRecord chassis = OwnChassis(call);
   const Json patch = ParseObject(call.request.body);
   RefuseReadOnly(patch, {{"Id", chassis.id}});
-  Json document = ParseStored(chassis.document);
-  document.merge_patch(patch);
-  m_store.SetChassisDocument(chassis.id, StoredText(document), ReadingsOf(call, chassis.id, patch));
+  m_store.SetChassisDocument(chassis.id, MergedText(chassis.document, patch),
+                             ReadingsOf(call, chassis.id, patch));
   m_log.Line("chassis changed: " + chassis.id + " of " + Named(*call.owner));
   return DoneResponse();
 }

@@ -83,6 +83,17 @@ std::string PrettyText(const Json& document) {
 
 std::string StoredText(const Json& document) { return document.dump(); }
 
+std::string MergedText(const std::string& document, const Json& patch) {
+  Json merged = ParseStored(document);
+  merged.merge_patch(patch);
+  std::string text = StoredText(merged);
+  if (text.size() > kMaxDocument) {
+    throw Refusal(413, "The document would grow to " + std::to_string(text.size()) +
+                           " bytes; it may have " + std::to_string(kMaxDocument) + ".");
+  }
+  return text;
+}
+
 std::optional<std::string> OptionalString(const Json& object, const std::string& name) {
   const auto found = object.find(name);
   if (found == object.end()) return std::nullopt;

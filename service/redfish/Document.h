@@ -1,6 +1,7 @@
 #ifndef SERVICE_REDFISH_DOCUMENT_H_
 #define SERVICE_REDFISH_DOCUMENT_H_
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -15,6 +16,9 @@ using Json = nlohmann::json;
 // Arrays and objects inside one another, the outermost included.
 constexpr int kMaxDepth = 32;
 
+// Bytes of a document as it is stored, to which each PATCH may add.
+constexpr std::size_t kMaxDocument = std::size_t{4} << 20;
+
 // A request's body as a JSON object. Throws Refusal (400) that says what is wrong and in which line
 // and column (both from 1, columns in bytes): not JSON, not UTF-8, a NUL byte, too deep, no object.
 Json ParseObject(const std::string& body);
@@ -28,6 +32,10 @@ std::string PrettyText(const Json& document);
 
 // The text of a document as it is stored.
 std::string StoredText(const Json& document);
+
+// A stored document with a patch merged into it (RFC 7396), as it is stored. Throws Refusal (413)
+// when that is longer than kMaxDocument.
+std::string MergedText(const std::string& document, const Json& patch);
 
 // The string `name` of `object`; none when it is missing. Throws Refusal (400) when it has another
 // type, or control characters in it.

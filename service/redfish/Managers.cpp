@@ -111,9 +111,7 @@ Response RedfishService::PatchManager(const Call& call) {
   RequireOwn(call, call.names.at(0));
   const Json patch = ParseObject(call.request.body);
   RefuseReadOnly(patch, {{"Id", call.owner->uuid}, {"UUID", call.owner->uuid}});
-  Json document = ParseStored(call.owner->document);
-  document.merge_patch(patch);
-  m_store.SetManagerDocument(call.owner->uuid, StoredText(document),
+  m_store.SetManagerDocument(call.owner->uuid, MergedText(call.owner->document, patch),
                              ReadingsOf(call, std::nullopt, patch));
   m_log.Line("manager changed: " + Named(*call.owner));
   return DoneResponse();

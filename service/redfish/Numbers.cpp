@@ -8,22 +8,6 @@ namespace cloudservice {
 
 namespace {
 
-std::string Escaped(const std::string& text) {
-  std::string out;
-  for (const char c : text) {
-    if (c == '~') {
-      out += "~0";
-    } else if (c == '/') {
-      out += "~1";
-    } else if (c == '[') {
-      out += "~2";
-    } else {
-      out += c;
-    }
-  }
-  return out;
-}
-
 // As a JSON pointer has it.
 std::string PointerToken(const std::string& text) {
   std::string out;
@@ -32,6 +16,19 @@ std::string PointerToken(const std::string& text) {
       out += "~0";
     } else if (c == '/') {
       out += "~1";
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
+// The same, with '[' told apart too: behind it an element's name begins.
+std::string Escaped(const std::string& text) {
+  std::string out;
+  for (const char c : PointerToken(text)) {
+    if (c == '[') {
+      out += "~2";
     } else {
       out += c;
     }

@@ -96,9 +96,7 @@ Response RedfishService::PatchResource(const Call& call,
   resource.changed = m_clock();
 
   const auto before = m_store.FindResource(resource.manager, resource.path);
-  Json document = before ? ParseStored(before->document) : Json::object();
-  document.merge_patch(patch);
-  resource.document = StoredText(document);
+  resource.document = MergedText(before ? before->document : "{}", patch);
   m_store.PutResource(resource, ReadingsOf(call, chassis, patch));
   m_log.Line(std::string(before ? "resource changed: " : "resource created: ") + resource.path);
   return DoneResponse();

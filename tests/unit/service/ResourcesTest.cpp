@@ -1,9 +1,12 @@
+#include <cstring>
+
 #include "ServiceFixture.h"
 
 namespace cloudservice {
 namespace {
 
 using testing::EndsWith;
+using testing::HasSubstr;
 
 class Resources : public ServiceTest {
  protected:
@@ -61,6 +64,22 @@ TEST_F(Resources, Refused_patch_changes_nothing) {
     EXPECT_EQ(Ask("PATCH", path, token, body).status, 400u) << body;
   }
   EXPECT_EQ(Rest(path).at("x"), 1);
+}
+
+TEST_F(Resources, Document_grows_to_its_limit_and_no_further) {
+  const Json megabyte(std::string(std::size_t{1} << 20, 'x'));
+  for (const std::string& of : {path, std::string("/redfish/v1/Managers/u-1"),
+                                path.substr(0, path.size() - std::strlen("/Thermal"))}) {
+    for (const char* name : {"a", "b", "c"}) {
+      EXPECT_EQ(Ask("PATCH", of, token, Json({{name, megabyte}}).dump()).status, 204u);
+    }
+    const Response refused = Ask("PATCH", of, token, Json({{"d", megabyte}}).dump());
+    EXPECT_EQ(refused.status, 413u) << of;
+    EXPECT_THAT(refused.body, HasSubstr("bytes; it may have 4194304."));
+    EXPECT_EQ(Rest(of).count("d"), 0u);
+    EXPECT_EQ(Ask("PATCH", of, token, R"({"a": null})").status, 204u);
+    EXPECT_EQ(Ask("PATCH", of, token, Json({{"d", megabyte}}).dump()).status, 204u);
+  }
 }
 
 TEST_F(Resources, Event_collection_is_no_resource_to_patch) {
