@@ -24,8 +24,9 @@ class TooMany : public ApiError {
 
 bool Matches(const std::vector<std::string>& pattern, const std::vector<std::string>& path) {
   if (path.size() != kBase.size() + pattern.size()) return false;
-  if (!std::equal(kBase.begin(), kBase.end(), path.begin())) return false;
-  return std::equal(pattern.begin(), pattern.end(), path.begin() + kBase.size(),
+  const auto [differs, rest] = std::mismatch(kBase.begin(), kBase.end(), path.begin());
+  if (differs != kBase.end()) return false;
+  return std::equal(pattern.begin(), pattern.end(), rest,
                     [](const std::string& a, const std::string& b) { return a == "*" || a == b; });
 }
 
