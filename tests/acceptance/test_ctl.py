@@ -107,7 +107,7 @@ def test_version(ctl, version):
     (["device", "raise", "4711", "--state", "Cleared"], "Cleared"),
     (["device", "clear", "4711", "--module", "-1"], "-1"),
     (["--timeout", "0", "device", "list"], "--timeout"),
-], ids=str)
+])
 def test_wrong_arguments(ctl, daemon, arguments, word):
     before = daemon.path("cloud.json").read_bytes()
     assert word in ctl.refuses(2, *arguments)
@@ -362,7 +362,7 @@ def event(**changes):
     (dict(more={"other": [{"id": 1201, "pld": "x", "patch": ""}]}),
      'point 1201 of "other": it is listed already in "thermal"'),
     (dict(more={"other": {}}), '"other" is not an array'),
-], ids=lambda value: None if isinstance(value, dict) else value)
+])
 def test_fault_in_a_map_is_found(mapped, fault, finding):
     status, findings, _ = mapped(**fault)
     assert status == 1

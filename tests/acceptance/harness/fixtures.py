@@ -21,6 +21,18 @@ def pytest_addoption(parser):
                      help="CMake build folder whose programs are tried (CLOUDCLIENT_PROGRAMS)")
 
 
+def pytest_make_parametrize_id(val):
+    """A case is named by one short line whatever it is given: CMake reads a list of the names, in
+    which a bracket that nothing closes would swallow the names behind it."""
+    if isinstance(val, (list, tuple)) and all(isinstance(part, (str, bytes)) for part in val):
+        return " ".join(map(pytest_make_parametrize_id, val))
+    if isinstance(val, bytes):
+        val = val.decode("latin-1")
+    if isinstance(val, str):
+        return re.sub(r"[^\w.,:/?&=%$()+<> -]+", "_", val, flags=re.ASCII)[:60]
+    return None
+
+
 @pytest.hookimpl(hookwrapper=True)
 def pytest_runtest_makereport(item):
     report = (yield).get_result()
