@@ -85,7 +85,8 @@ class CloudClient : public LxBaseProxyApp {
   // Path of the service's collection of managers. kAppRootNotJson, kAppNoCollection,
   // kAppNoOdataId, or GetServiceRoot's result.
   AppResult GetManagersURI(std::string& managersPath);
-  // The service root's document. kAppNotConfigured, kAppServiceNotReached.
+  // The service root's document; `doc` counts for nothing unless kAppOk. kAppNotConfigured,
+  // kAppServiceNotReached.
   AppResult GetServiceRoot(std::string& doc);
   // A document of the service from its first "{" on. kAppConfigUnreadable, kAppDocumentNotFetched,
   // kAppNoJson. Without a readable token deliberately kAppOk, `json` untouched.
@@ -103,7 +104,9 @@ class CloudClient : public LxBaseProxyApp {
   AppResult ReconcileChassis(const std::string& managerDoc);
   // `Id` of the chassis document at a path. kAppNoJson, kAppNoId, or GetAuthDocument's result.
   AppResult GetChassisIdFromChassisDoc(const std::string& chassisPath, std::string& id);
-  // Deletes a chassis at the service and forgets it. kAppDeleteRefused.
+  // Deletes a chassis at the service and forgets it whatever the service answers.
+  // kAppDeleteRefused. Without a readable URL or token deliberately kAppOk, with nothing sent and
+  // nothing forgotten. An empty `id` asks at the collection and forgets nothing.
   AppResult DeleteChassisInstanceFromCloudService(const std::string& id);
 
  private:

@@ -132,7 +132,8 @@ class DeviceMgr {
   // there within 2 seconds. Without a proxy the queue stays as it is.
   void GetDeviceActiveAlarms(int velId);
 
-  // Events and alarms of the service. Each operation logs its failures.
+  // Events and alarms of the service. Each operation logs its failures. What HttpsClient's GET
+  // throws leaves them unlogged, with what was read until then.
 
   // Posts the event document of `alarm`; an active alarm that the service took is tracked.
   void PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
@@ -158,6 +159,8 @@ class DeviceMgr {
                          std::vector<CloudAlarm>& alarms);
 
   // Sends every resource of the chassis, then synchronises the alarms of all configured chassis.
+  // This and SyncAlarms block for 2 seconds a chassis, in which the engine queues its active events
+  // on a thread of its own, and for all their requests.
   void SyncChassisAlarms(int velId, const std::string& chassisId);
   // Makes the service's open alarms those of the device, for every configured chassis.
   void SyncAlarms();

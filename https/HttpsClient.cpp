@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <exception>
+#include <type_traits>
 #include <utility>
 
 #include "base/MutexGuard.h"
@@ -20,8 +22,14 @@ constexpr useconds_t kResolvePause = 300000;
 std::string g_responseBody;
 std::string g_responseHeader;
 
-size_t ResponseSink(char* data, size_t size, size_t count, void* sink) {
-  static_cast<std::string*>(sink)->append(data, size * count);
+// libcurl's write callback. An answer for which there is no memory fails the transfer: an exception
+// must not pass through libcurl.
+size_t ResponseSink(char* data, size_t size, size_t count, void* sink) noexcept {
+  try {
+    static_cast<std::string*>(sink)->append(data, size * count);
+  } catch (const std::exception&) {
+    return 0;
+  }
   return size * count;
 }
 
@@ -32,12 +40,14 @@ class Options {
 
   template <typename Value>
   Options& Set(CURLoption option, Value value) {
+    static_assert(kIsPassedWhole<Value>);
     if (m_code == CURLE_OK) m_code = curl_easy_setopt(m_handle, option, value);
     return *this;
   }
   // The same for an option whose refusal is deliberately not looked at.
   template <typename Value>
   Options& Try(CURLoption option, Value value) {
+    static_assert(kIsPassedWhole<Value>);
     if (m_code == CURLE_OK) curl_easy_setopt(m_handle, option, value);
     return *this;
   }
@@ -56,6 +66,10 @@ class Options {
   bool Refused() const { return m_code != CURLE_OK; }
 
  private:
+  // libcurl reads a number as a long.
+  template <typename Value>
+  static constexpr bool kIsPassedWhole = std::is_pointer_v<Value> || std::is_same_v<Value, long>;
+
   CURL* const m_handle;
   CURLcode m_code = CURLE_OK;
 };
@@ -218,18 +232,18 @@ HttpsResult HttpsClient::PatchResource(const std::string& url, const std::string
   const Request request(*this);
   if (request.Opened() != kHttpsOk) return request.Opened();
 
+  Options options(handle);
+  options.Try(CURLOPT_URL, url.c_str())
+      .Try(CURLOPT_WRITEFUNCTION, &ResponseSink)
+      .Try(CURLOPT_WRITEDATA, &g_responseBody)
+      .WithoutVerification();
   HeaderList headers;
   headers.Host()
       .Token(token)
       .Add("Content-Type: application/json; charset=utf-8")
       .Length(document)
       .AcceptJson();
-  Options options(handle);
-  options.Try(CURLOPT_URL, url.c_str())
-      .Try(CURLOPT_WRITEFUNCTION, &ResponseSink)
-      .Try(CURLOPT_WRITEDATA, &g_responseBody)
-      .WithoutVerification()
-      .Set(CURLOPT_HTTPHEADER, headers.Get())
+  options.Set(CURLOPT_HTTPHEADER, headers.Get())
       .Try(CURLOPT_HEADER, 1L)
       .Try(CURLOPT_HEADERFUNCTION, &ResponseSink)
       .Try(CURLOPT_HEADERDATA, &g_responseHeader)
@@ -320,13 +334,11 @@ HttpsResult HttpsClient::DeleteResource(const std::string& url, const std::strin
   const Request request(*this);
   if (request.Opened() != kHttpsOk) return request.Opened();
 
+  Options options(handle);
+  options.Set(CURLOPT_URL, url.c_str()).WithoutVerification();
   HeaderList headers;
   headers.Host().Token(token);
-  Options options(handle);
-  options.Set(CURLOPT_URL, url.c_str())
-      .WithoutVerification()
-      .Set(CURLOPT_HTTPHEADER, headers.Get())
-      .Set(CURLOPT_CUSTOMREQUEST, "DELETE");
+  options.Set(CURLOPT_HTTPHEADER, headers.Get()).Set(CURLOPT_CUSTOMREQUEST, "DELETE");
   if (options.Refused()) {
     __dlog_printf(3, kUnit, "%s: Failed to setup curl request", "DeleteResource");
     return kHttpsSetupFailed;

@@ -36,8 +36,8 @@ enum : HttpsResult {
 //
 // Answers come back as two raw texts: the header block (every header line with its CR LF, the
 // blank line that ends it included) and the body. The operations share two buffers that only some
-// outcomes empty; what a PATCH, a DELETE or a failed transfer leaves in them becomes the front of
-// the next POST's or GET's answer. This is deliberate.
+// outcomes empty; what a PATCH or a failed transfer leaves in them, and a DELETE does not empty,
+// becomes the front of the next POST's or GET's answer. This is deliberate.
 class HttpsClient {
  public:
   // Makes no libcurl call.
@@ -67,7 +67,7 @@ class HttpsClient {
   // kHttpsForbidden and kHttpsRedirect (with an empty body), and untouched otherwise; also on the
   // kHttpsOk that GetAuthDocument deliberately returns, without having sent anything, when libcurl
   // refuses the header list. Throws std::out_of_range when the header block is longer than
-  // everything received.
+  // everything received; the outputs hold all of it then.
   HttpsResult GetDocument(const std::string& url, std::string& responseBody,
                           std::string& responseHeader);
   HttpsResult GetAuthDocument(const std::string& url, std::string& responseBody,

@@ -42,7 +42,7 @@ struct PointPatchEntry {
 };
 
 // Readings of one day: the extremes as numbers, which are compared, and as texts, which are
-// reported. The low numbers start above any reading.
+// reported. A low is replaced by any reading below it, its start included.
 struct DayAccumulator {
   uint16_t lowTemp = 500;
   uint16_t highTemp = 0;
@@ -62,9 +62,9 @@ constexpr int kQueryArgs = 5;
 
 // Turns changes of value of device points into documents for the service, as a map file tells.
 //
-// One object, owned by the device manager. It takes no lock: the map's tables do not change after
-// loading, the id history and the accumulators are deliberately unguarded, although the poster
-// thread, the timer's thread and the main thread use them.
+// One object, owned by the device manager. It takes no lock: the map's tables change only while a
+// file brings keys that they lack, the id history and the accumulators are deliberately unguarded,
+// although the poster thread, the timer's thread and the main thread use them.
 class PatchMgr {
  public:
   typedef std::map<std::string, ResourceUrlEntry> ResourceTable;
@@ -136,9 +136,10 @@ class PatchMgr {
 
   // Delivery.
 
-  // Delivers one change of value. 0; 1 the document could not be sent, or the event's URL is
-  // missing; 4 the point is not in the map; 5 the event could not be built. Of `deviceId` the
-  // low 16 bits are used; of `value` the first two bytes are read, high byte first.
+  // Delivers one change of value. 0; 1 the document could not be sent, the event's URL or UUID is
+  // missing, or the point's group has no resource; 4 the point is not in the map; 5 the event could
+  // not be built. Of `deviceId` the low 16 bits are used; of `value` the first two bytes are read,
+  // high byte first.
   int32_t ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
                      const char (&value)[kCovValueSize], HttpsClient* client,
                      const std::string& chassisId, const std::string& uuid,
@@ -152,12 +153,13 @@ class PatchMgr {
   // One PATCH of a bare URL, `chassisId` in place of "<chassisid>". 0 or 1.
   int32_t SendPatchToCloud(HttpsClient* client, const std::string& url,
                            const std::string& chassisId, const std::string& document);
-  // Posts the event of a point. 0, also when the service refused it; 1 without URL or UUID; 5 when
-  // the document could not be built.
+  // Posts the event of a point. 0, also when the service refused it or its document came out as no
+  // text; 1 without URL or UUID; 5 when the document could not be built.
   int32_t SendEventForPoint(uint32_t deviceId, int32_t pointId, uint16_t extra,
                             const PointPatchEntry& entry, HttpsClient* client,
                             const std::string& chassisId, const std::string& label);
-  // Text of the event's message; the values of its arguments in `arg1Out` and `arg2Out`.
+  // Text of the event's message; the values of its arguments in `arg1Out` and `arg2Out`, which keep
+  // what they held where the entry has no such argument.
   std::string BuildEventMessage(uint32_t deviceId, int32_t pointId, const PointPatchEntry& entry,
                                 std::string& arg1Out, std::string& arg2Out);
 
@@ -165,7 +167,8 @@ class PatchMgr {
 
   // Today's local date at 00:00:01, in seconds since the epoch.
   time_t GetDayKey();
-  // The day's turn: opens today's record and drops what is older than seven days.
+  // The day's turn: opens today's record and, of seven or more, drops those that are seven days old
+  // or older.
   void NewDayAccumulators();
   // Takes a reading into the record of a day. `value` is the reading times ten.
   void AccumulatorUpdate(time_t dayKey, uint16_t value, const PointPatchEntry& entry,

@@ -58,6 +58,7 @@ int32_t PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
   const auto name = m_pointResources.find(pointId);
   if (name == m_pointResources.end()) return kUnknownPoint;
   const auto found = m_resources.find(name->second);
+  // Deliberate: the reading of a point without a resource does not count for the day either.
   if (found == m_resources.end()) return 1;
   const ResourceUrlEntry resource = found->second;
   const PointPatchEntry entry = m_points.at(pointId);

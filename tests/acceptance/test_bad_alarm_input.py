@@ -91,9 +91,17 @@ def test_event(connects, daemon, recorder, event, text):
     daemon.logs(text)
 
 
-def test_trailer_that_is_shorter_than_the_body(connects, recorder):
-    connects(chunked(json.dumps([{"@odata.id": EVENT}]), "1"), chunked("{}" + " " * 60, "1"))
-    assert recorder.receives(LIST)
+def test_trailer_cuts_the_front_of_a_list(connects, daemon, recorder):
+    """Deliberate: a trailer counts as header, so that as much is missing of the body."""
+    connects(chunked(json.dumps([{"@odata.id": EVENT}]), "1"), answer(200, body={}))
+    daemon.logs(NO_LIST)
+    assert recorder.requests(f"GET {EVENT}") == []
+
+
+def test_trailer_cuts_the_front_of_an_event(connects, daemon, recorder):
+    connects(one({})[0], chunked("{}" + " " * 60, "1"))
+    recorder.receives(f"GET {EVENT}")
+    daemon.logs(NO_JSON)
 
 
 def test_trailer_longer_than_the_body_ends_the_start(daemon, device, recorder):
@@ -105,15 +113,21 @@ def test_trailer_longer_than_the_body_ends_the_start(daemon, device, recorder):
     daemon.ends(-signal.SIGABRT)
 
 
-def test_trailer_longer_than_the_body_fails_the_operation_of_a_pass(daemon, device, recorder):
+def test_trailer_longer_than_the_body_fails_the_operation_of_a_pass(daemon, device, recorder,
+                                                                     clock_of):
     """Deliberate: in the poster thread it is one failed operation, and the next pass goes on."""
-    recorder.answers(EVENTS, chunked("{}", "x" * 200), answer(201))
-    daemon.configure(Url=recorder.url)
-    daemon.start()
+    recorder.knows_the_manager()
+    recorder.answers(LIST, *[answer(200, body=[])] * 3, chunked("[]", "x" * 200))
+    recorder.answers(EVENTS, answer(201))
+    daemon.configure(Url=recorder.url, XAuthToken="secret",
+                     Chassis={"C1": {"VelocityInstance": 0}})
+    clock = clock_of("2026-03-05 22:00:00", 50)
+    daemon.start(clock)
     daemon.logs(ENABLED)
+    asked = len(recorder.requests(LIST))
+    clock.step(3500)  # over local midnight, after which a pass synchronises
+    recorder.receives(LIST, times=asked + 1)
+    recorder.receives(HEARTBEAT, times=len(recorder.requests(HEARTBEAT)) + 1)
+    assert len(recorder.requests(LIST)) == asked + 1
     device.raises(4711)
     recorder.receives(EVENTS)
-    device.raises(4711, module=1)
-    recorder.receives(EVENTS, times=2)
-    count = len(recorder.requests(HEARTBEAT))
-    recorder.receives(HEARTBEAT, times=count + 1)

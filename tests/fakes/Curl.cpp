@@ -111,6 +111,13 @@ bool Deliver(curl_write_callback callback, void* user, std::string bytes) {
   return callback(bytes.data(), 1, bytes.size(), user) == bytes.size();
 }
 
+// More than any buffer takes, so that none of it is read.
+bool DeliverTooMuch(const Easy& easy) {
+  constexpr size_t kLength = std::string::npos / 2;
+  char first = 'x';
+  return easy.write(&first, 1, kLength, easy.writeData) == kLength;
+}
+
 bool DeliverWritten(Easy& easy, const std::string& bytes) {
   if (bytes.empty()) return true;
   if (easy.write != nullptr) return Deliver(easy.write, easy.writeData, bytes);
@@ -133,9 +140,9 @@ bool DeliverHeader(Easy& easy, const std::string& block, bool trailer) {
 
 CURLcode Play(Easy& easy, const Response& response) {
   if (response.code == CURLE_OK) easy.transfer->status = response.status;
-  const bool delivered = DeliverHeader(easy, response.header, false) &&
-                         DeliverWritten(easy, response.body) &&
-                         DeliverHeader(easy, response.trailer, true);
+  const bool delivered =
+      DeliverHeader(easy, response.header, false) && DeliverWritten(easy, response.body) &&
+      (!response.tooLong || DeliverTooMuch(easy)) && DeliverHeader(easy, response.trailer, true);
   return delivered ? response.code : CURLE_WRITE_ERROR;
 }
 

@@ -21,6 +21,7 @@ struct Response {
   std::string header = "HTTP/1.1 200 OK\r\n\r\n";
   std::string body;
   std::string trailer;
+  bool tooLong = false;  // the body is longer than any memory
 };
 
 // One easy handle, from curl_easy_init to curl_easy_cleanup.

@@ -126,6 +126,13 @@ TEST_F(ConfigEventTest, A_unit_without_an_old_name_is_not_unregistered) {
   EXPECT_THAT(steps().All(), ElementsAre("cloud.SetUnitName", "cloud.Save"));
 }
 
+TEST_F(ConfigEventTest, The_enable_state_is_asked_before_the_old_name_is_looked_at) {
+  cloud.unitName = "";
+  cloud.fails["GetEnableState"] = 4;
+  FreshApp().HandleCfgEvent(ConfigEvent());
+  EXPECT_EQ(steps().All().back(), "3 IsEnabled: Failed to get cloud client enable state (4");
+}
+
 TEST_F(ConfigEventTest, An_unreadable_old_name_counts_as_empty) {
   cloud.fails["GetUnitName"] = 9;
   FreshApp().HandleCfgEvent(ConfigEvent());
@@ -136,6 +143,14 @@ TEST_F(ConfigEventTest, An_unreadable_old_name_counts_as_empty) {
 TEST_F(ConfigEventTest, An_unreadable_system_name_ends_the_handling) {
   sysInfo.fails["GetSysName"] = -2;
   FreshApp().HandleCfgEvent(ConfigEvent(m_set, m_section, {m_key, m_key}));
+  EXPECT_THAT(steps().All(),
+              ElementsAre("3 HandleCfgEvent: Failed(CfgError: -2) to get system name"));
+}
+
+TEST_F(ConfigEventTest, Of_two_unreadable_names_the_system_name_ends_the_handling) {
+  sysInfo.fails["GetSysName"] = -2;
+  cloud.fails["GetUnitName"] = 9;
+  FreshApp().HandleCfgEvent(ConfigEvent());
   EXPECT_THAT(steps().All(),
               ElementsAre("3 HandleCfgEvent: Failed(CfgError: -2) to get system name"));
 }

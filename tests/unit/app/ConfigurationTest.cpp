@@ -59,6 +59,16 @@ TEST_F(ConfigurationTest, An_unreadable_unit_name_is_1) {
               ElementsAre("3 HasValidConfiguration: Cloud Client configuration invalid/missing"));
 }
 
+TEST_F(ConfigurationTest, An_unreadable_unit_name_is_1_whatever_the_system_name_is) {
+  cloud.fails["GetUnitName"] = 1;
+  sysInfo.sysName = "Uninitialized";
+  EXPECT_EQ(FreshApp().HasValidConfiguration(), 1);
+  sysInfo.fails["GetSysName"] = 1;
+  EXPECT_EQ(FreshApp().HasValidConfiguration(), 1);
+  EXPECT_THAT(steps().All(),
+              ElementsAre("3 HasValidConfiguration: Cloud Client configuration invalid/missing"));
+}
+
 TEST_F(ConfigurationTest, An_unreadable_system_name_is_6) {
   sysInfo.fails["GetSysName"] = 1;
   EXPECT_EQ(FreshApp().HasValidConfiguration(), 6);

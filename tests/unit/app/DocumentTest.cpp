@@ -49,6 +49,12 @@ TEST_F(DocumentTest, An_unreadable_URL_is_2) {
   EXPECT_THAT(steps().All(), IsEmpty());
 }
 
+TEST_F(DocumentTest, An_unreadable_URL_is_2_also_without_a_readable_token) {
+  cloud.fails = {{"GetUrl", 1}, {"GetXAuthToken", 1}};
+  EXPECT_EQ(Fetch(), 2);
+  EXPECT_THAT(steps().All(), IsEmpty());
+}
+
 // Deliberate: no failure, and no document either.
 TEST_F(DocumentTest, Without_a_readable_token_success_is_reported_and_nothing_fetched) {
   cloud.fails["GetXAuthToken"] = 1;

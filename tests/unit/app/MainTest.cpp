@@ -1,4 +1,9 @@
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <stdexcept>
+#include <thread>
 
 #include "AppTest.h"
 
@@ -79,6 +84,19 @@ TEST_F(MainTest, What_leaves_the_run_destroys_the_application_and_goes_on) {
   EXPECT_EQ(all[all.size() - 2], "PatchMgr goes");
   EXPECT_EQ(all[all.size() - 1], "curl_global_cleanup");
   EXPECT_EQ(LxBaseKyrosApp::GetInstance(), nullptr);
+}
+
+// As in the program, no handler waits for what leaves it: a thread's first function has none above.
+TEST_F(MainTest, What_nobody_catches_destroys_the_application_before_the_process_ends) {
+  fakes::platform().sleeps.hook = [](uint64_t) { throw fakes::Leave(); };
+  const auto run = [] {
+    std::set_terminate([] {
+      for (const std::string& step : steps().All()) fprintf(stderr, "%s\n", step.c_str());
+      abort();
+    });
+    std::thread([] { Run("cloudclient"); }).join();
+  };
+  EXPECT_EXIT(run(), testing::KilledBySignal(SIGABRT), "PatchMgr goes\ncurl_global_cleanup\n");
 }
 
 // The transport raises when an answer's header, of which a trailer is a part, is longer than what

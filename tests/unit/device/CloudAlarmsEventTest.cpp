@@ -236,6 +236,14 @@ class SingleAlarm : public AlarmTest {
   std::vector<CloudAlarm> alarms;
 };
 
+TEST_F(SingleAlarm, Is_read_by_the_client_that_is_given) {
+  ServiceAnswers(R"({"AlarmId": 10, "AlarmDescription": "", "NotifyType": "Alarm",
+                     "StatusChangeTime": ""})");
+  mgr->SetHttpsClient(nullptr);
+  Get();
+  EXPECT_THAT(alarms, SizeIs(1));
+}
+
 TEST_F(SingleAlarm, Is_read_and_added) {
   ServiceAnswers(R"({"AlarmId": 10, "AlarmDescription": "Fan failed.", "NotifyType": "Alarm",
                      "StatusChangeTime": "then"})");

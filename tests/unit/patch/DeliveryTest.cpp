@@ -62,6 +62,16 @@ TEST_F(Delivery, Of_a_group_without_a_resource_is_1_and_silent) {
   EXPECT_THAT(patch.GetPointResources(), SizeIs(1));
 }
 
+TEST_F(Delivery, Of_a_group_without_a_resource_takes_no_reading_into_the_day) {
+  Loaded(R"({"resourceUrls": [], "thermal": [)" +
+         Point("1", R"("pld": "v", "7dayTempAccum": true)") + "]}");
+  patch.NewDayAccumulators();
+  EXPECT_EQ(Process(1), 1);
+  ASSERT_THAT(patch.GetAccumulators(), SizeIs(1));
+  EXPECT_EQ(patch.GetAccumulators().begin()->second.highTempText, "0");
+  EXPECT_EQ(patch.GetAccumulators().begin()->second.lowTempText, "500");
+}
+
 TEST_F(Delivery, Puts_the_managers_uuid_in_place_of_its_tag) {
   Loaded(Map(R"("url": "/redfish/v1/Managers/<uuid>/<chassisid>", "resourceTag": "<uuid>",
                 "resourcePatch": "patch/thermal")",

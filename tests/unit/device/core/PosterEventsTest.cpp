@@ -91,6 +91,25 @@ TEST_F(PosterEvents, Each_device_has_its_chassis) {
                                     HasSubstr("Chassis/c\"")));
 }
 
+TEST_F(PosterEvents, A_chassis_without_a_device_is_that_of_device_0) {
+  platform.cloud.chassis = {{"a", 4}, {"b", std::nullopt}};
+  inPass[1] = [&] { Raise(4711); };
+  RunPoster(1);
+  EXPECT_THAT(Posted(), ElementsAre(HasSubstr("Chassis/b\"")));
+}
+
+TEST_F(PosterEvents, A_cleared_alarm_is_no_longer_tracked_for_its_device) {
+  platform.cloud.chassis = {{"17", 0}, {"18", 7}};
+  inPass[1] = [&] {
+    Raise(4711);
+    Raise(4711, 0, 3, 7);
+  };
+  inPass[2] = [&] { Raise(4711, 0, 0, 7); };
+  RunPoster(2);
+  EXPECT_TRUE(IsTracked("Zarvel.GDD.4711", 0));
+  EXPECT_FALSE(IsTracked("Zarvel.GDD.4711", 7));
+}
+
 TEST_F(PosterEvents, Of_a_device_without_a_chassis_is_dropped_and_the_others_are_not) {
   inPass[1] = [&] {
     Raise(4711, 0, 3, 4294967290u);

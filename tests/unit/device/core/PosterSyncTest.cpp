@@ -50,10 +50,10 @@ TEST_F(PosterSync, Serves_every_configured_chassis_in_the_order_of_its_keys) {
 }
 
 TEST_F(PosterSync, Counts_a_chassis_without_a_device_as_that_of_device_0) {
-  platform.cloud.chassis = {{"b", std::nullopt}};
+  platform.cloud.chassis = {{"a", 4}, {"b", std::nullopt}};
   RequestInPass(1);
   RunPoster(1);
-  EXPECT_THAT(patch().calls, ElementsAre(Sent(0, "b")));
+  EXPECT_THAT(patch().calls, ElementsAre(Sent(4, "a"), Sent(0, "b")));
 }
 
 TEST_F(PosterSync, Serves_all_chassis_also_when_it_is_stopped_at_the_first) {
