@@ -9,7 +9,7 @@ usage() {
   cat <<'TXT'
 Usage: ./test.sh [LAYER...]
 
-Runs the named layers, or without a name all of the first six.
+Runs the named layers, or without a name all but the last two.
 
   lint        format, clang-tidy, shell scripts
   unit        unit tests
@@ -39,7 +39,7 @@ for arg in "$@"; do
   fi
   layers+=("$arg")
 done
-((${#layers[@]})) || layers=(lint unit acceptance browser asan tsan)
+((${#layers[@]})) || layers=(lint unit acceptance browser asan tsan powerpc)
 
 has() { [[ " ${layers[*]} " == *" $1 "* ]]; }
 
