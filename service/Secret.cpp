@@ -87,6 +87,12 @@ std::optional<StoredHash> ParseHash(const std::string& text) {
   return stored;
 }
 
+std::string Written(const StoredHash& stored) {
+  const Cost& cost = stored.cost;
+  return "scrypt$" + std::to_string(cost.log2_n) + "$" + std::to_string(cost.r) + "$" +
+         std::to_string(cost.p) + "$" + stored.salt + "$" + stored.hash;
+}
+
 }  // namespace
 
 std::string RandomHex(std::size_t bytes) {
@@ -136,13 +142,18 @@ std::optional<std::string> DecodeBase64(const std::string& text) {
 std::string HashPassword(const std::string& password) {
   const Cost cost;
   const std::string salt = RandomHex(kSaltBytes);
-  return "scrypt$" + std::to_string(cost.log2_n) + "$" + std::to_string(cost.r) + "$" +
-         std::to_string(cost.p) + "$" + salt + "$" + Scrypt(password, salt, cost);
+  return Written({cost, salt, Scrypt(password, salt, cost)});
+}
+
+std::optional<std::string> HashPasswordLike(const std::string& password, const std::string& hash) {
+  const std::optional<StoredHash> like = ParseHash(hash);
+  if (!like) return std::nullopt;
+  return Written({like->cost, like->salt, Scrypt(password, like->salt, like->cost)});
 }
 
 bool MatchesPassword(const std::string& password, const std::string& hash) {
-  const std::optional<StoredHash> stored = ParseHash(hash);
-  return stored && EqualSecrets(Scrypt(password, stored->salt, stored->cost), stored->hash);
+  const std::optional<std::string> same = HashPasswordLike(password, hash);
+  return same && EqualSecrets(*same, hash);
 }
 
 bool EqualSecrets(const std::string& a, const std::string& b) {

@@ -26,6 +26,10 @@ std::optional<std::string> DecodeBase64(const std::string& text);
 // std::runtime_error.
 std::string HashPassword(const std::string& password);
 
+// The same with the cost and the salt of a hash that is there already; none when that is no such
+// hash.
+std::optional<std::string> HashPasswordLike(const std::string& password, const std::string& hash);
+
 // Whether `hash` was made of `password`; false also for what is no such hash. Blocks as long, and
 // tells as little by its time. Throws std::runtime_error.
 bool MatchesPassword(const std::string& password, const std::string& hash);

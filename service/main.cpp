@@ -16,6 +16,7 @@
 #include "service/Log.h"
 #include "service/Options.h"
 #include "service/api/Api.h"
+#include "service/api/Error.h"
 #include "service/api/Feed.h"
 #include "service/api/Ticker.h"
 #include "service/http/Server.h"
@@ -98,6 +99,7 @@ Operations::Service Behind(RedfishService& service, OperatorApi& api, const Serv
             return page ? *std::move(page) : service.Handle(request);
           },
           [&service](unsigned status, const Request& request, const std::string& reason) {
+            if (OperatorApi::Serves(request.target)) return ApiErrorResponse(status, reason);
             return service.Refuse(status, request.method, request.target, reason);
           },
           [&server] { return server.Connections(); }};

@@ -15,6 +15,7 @@
 
 #include "service/http/Answer.h"
 #include "service/http/Stream.h"
+#include "service/http/Target.h"
 
 namespace cloudservice {
 
@@ -166,7 +167,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     auto message = m_parser->release();
     Request request;
     request.method = ToString(message.method_string());
-    request.target = ToString(message.target());
+    request.target = WithoutAuthority(ToString(message.target()));
     request.token = ToString(message["X-Auth-Token"]);
     request.body = std::move(message.body());
     request.peer = m_peer;
@@ -192,7 +193,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   void Refuse(unsigned status, const std::string& reason) {
     const auto& message = m_parser->get();
     Request request;
-    request.target = ToString(message.target());
+    request.target = WithoutAuthority(ToString(message.target()));
     if (!request.target.empty()) request.method = ToString(message.method_string());
     request.peer = m_peer;
     request.headers = HeadersOf(message);

@@ -66,14 +66,13 @@ std::vector<std::string> Split(const std::string& text, char separator) {
   }
 }
 
-// "http://host/path" without its scheme and host.
+}  // namespace
+
 std::string WithoutAuthority(const std::string& text) {
   if (text.rfind("http://", 0) != 0 && text.rfind("https://", 0) != 0) return text;
   const std::size_t slash = text.find('/', text.find("://") + 3);
   return slash == std::string::npos ? "/" : text.substr(slash);
 }
-
-}  // namespace
 
 std::string Target::Path() const {
   std::string path;

@@ -28,6 +28,9 @@ struct Target {
   std::vector<std::pair<std::string, std::string>> Options() const;
 };
 
+// A target of the form "http://host/path" without its scheme and host; any other as it is.
+std::string WithoutAuthority(const std::string& text);
+
 // Without a value when the target is no path of this kind. Takes "/path?query" and
 // "http://host/path?query".
 std::optional<Target> ParseTarget(const std::string& text);

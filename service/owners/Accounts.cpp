@@ -23,6 +23,12 @@ void Check(const std::string& what, const std::string& text) {
   if (blank) throw std::runtime_error(what + " has a blank, a control character or a # in it");
 }
 
+// Whether all but the last piece of two hashes is the same.
+bool HaveOneSalt(const std::string& a, const std::string& b) {
+  const std::size_t length = a.rfind('$');
+  return length != std::string::npos && a.compare(0, length + 1, b, 0, length + 1) == 0;
+}
+
 }  // namespace
 
 Accounts::Accounts(Store& store, Clock clock, Clock steady)
@@ -44,18 +50,27 @@ Admission Accounts::Admit(const std::string& peer, const std::string& email,
   return admission;
 }
 
+// One slow hash, whatever the address, so that the time does not tell which addresses there are.
 bool Accounts::Matches(const std::string& email, const std::string& key, std::int64_t& account) {
   const std::optional<AccountRecord> found = m_store.FindAccount(email);
-  if (!found) {
-    // As slow as a wrong key, so that the time does not tell which addresses there are.
-    if (m_nobodys_hash.empty()) m_nobodys_hash = HashPassword("");
-    MatchesPassword(key, m_nobodys_hash);
-    return false;
-  }
-  account = found->id;
-  const std::vector<std::string> hashes = m_store.ListRegistrationKeys(found->id);
-  return std::any_of(hashes.begin(), hashes.end(),
-                     [&](const std::string& hash) { return MatchesPassword(key, hash); });
+  std::vector<std::string> hashes;
+  if (found) hashes = m_store.ListRegistrationKeys(found->id);
+  if (m_nobodys_hash.empty()) m_nobodys_hash = HashPassword("");
+  const std::string& like = hashes.empty() ? m_nobodys_hash : hashes.front();
+  const std::optional<std::string> same = HashPasswordLike(key, like);
+  if (found) account = found->id;
+  return std::any_of(hashes.begin(), hashes.end(), [&](const std::string& hash) {
+    // Two keys that were added at the same moment may have salts of their own.
+    return HaveOneSalt(hash, like) ? same && EqualSecrets(*same, hash) : MatchesPassword(key, hash);
+  });
+}
+
+// With the salt of the account's other keys.
+std::string Accounts::HashOf(const std::string& key, const std::optional<AccountRecord>& account) {
+  std::vector<std::string> hashes;
+  if (account) hashes = m_store.ListRegistrationKeys(account->id);
+  const auto same = hashes.empty() ? std::nullopt : HashPasswordLike(key, hashes.front());
+  return same ? *same : HashPassword(key);
 }
 
 bool Accounts::Add(const std::string& email, const std::string& key, bool replace) {
@@ -71,7 +86,7 @@ bool Accounts::Add(const std::string& email, const std::string& key, bool replac
     throw std::runtime_error(email + " has " + std::to_string(kMaxKeys) +
                              " keys already; account add --replace puts a new one in their place");
   }
-  m_store.AddRegistrationKey(email, HashPassword(key), replace, m_clock());
+  m_store.AddRegistrationKey(email, HashOf(key, known), replace, m_clock());
   return true;
 }
 

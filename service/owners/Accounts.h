@@ -11,7 +11,7 @@
 
 namespace cloudservice {
 
-// Keys of one account: each costs a slow hash at a registration.
+// Keys of one account.
 constexpr std::size_t kMaxKeys = 8;
 
 // Whether a registration is let in.
@@ -29,8 +29,8 @@ class Accounts {
   // Whether there is a key at all.
   bool Any();
 
-  // Judges an e-mail address and a key that came from `peer`. Blocks for a slow hash or some,
-  // whether or not the address is known.
+  // Judges an e-mail address and a key that came from `peer`. Blocks for a slow hash, as
+  // long whether or not the address is known.
   Admission Admit(const std::string& peer, const std::string& email, const std::string& key);
 
   // Lets this address register with this key from now on, beside the keys that it has, or in their
@@ -39,6 +39,7 @@ class Accounts {
   bool Add(const std::string& email, const std::string& key, bool replace = false);
 
  private:
+  std::string HashOf(const std::string& key, const std::optional<AccountRecord>& account);
   bool Matches(const std::string& email, const std::string& key, std::int64_t& account);
 
   Store& m_store;

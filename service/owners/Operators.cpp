@@ -74,6 +74,9 @@ Identity Operators::IdentifyByHeader(const std::string& peer, const std::string&
 
 Identity Operators::Check(const std::string& peer, const std::string& name,
                           const std::string& password) {
+  Identity identity;
+  identity.wait = m_limit.Wait(peer);
+  if (identity.wait > 0) return identity;
   const std::optional<OperatorRecord> person = m_store.FindOperator(name);
   const bool able = person && person->password_hash;
   if (able) {
@@ -83,9 +86,6 @@ Identity Operators::Check(const std::string& peer, const std::string& name,
       return {person->id, person->name, 0};
     }
   }
-  Identity identity;
-  identity.wait = m_limit.Wait(peer);
-  if (identity.wait > 0) return identity;
   if (able && MatchesPassword(password, *person->password_hash)) {
     m_verified[person->id] = {*person->password_hash, Sha256Hex(m_salt + password)};
     return {person->id, person->name, 0};

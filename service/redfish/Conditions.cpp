@@ -22,14 +22,14 @@ std::string EntityTag(const std::string& body) {
   return "\"" + Sha256Hex(body).substr(0, kDigits) + "\"";
 }
 
-bool MeansTag(const std::string& header, const std::optional<std::string>& tag) {
+bool MeansTag(const std::string& header, const std::optional<std::string>& tag, Comparison how) {
   if (!tag) return false;
   // No tag of this service's has a comma in it.
   std::size_t from = 0;
   for (;;) {
     const std::size_t comma = header.find(',', from);
     std::string piece = Trimmed(header.substr(from, comma - from));
-    if (piece.rfind("W/", 0) == 0) piece.erase(0, 2);
+    if (how == Comparison::kWeak && piece.rfind("W/", 0) == 0) piece.erase(0, 2);
     if (piece == "*" || piece == *tag) return true;
     if (comma == std::string::npos) return false;
     from = comma + 1;
@@ -39,23 +39,23 @@ bool MeansTag(const std::string& header, const std::optional<std::string>& tag) 
 void ApplyConditions(const Request& request, Response& response) {
   const std::string tag = EntityTag(response.body);
   const std::string match = request.Header("If-Match");
-  if (!match.empty() && !MeansTag(match, tag)) {
+  if (!match.empty() && !MeansTag(match, tag, Comparison::kStrong)) {
     throw Refusal(412, "The resource is not what If-Match expects.");
   }
   response.headers.emplace_back("ETag", tag);
   const std::string none = request.Header("If-None-Match");
-  if (none.empty() || !MeansTag(none, tag)) return;
+  if (none.empty() || !MeansTag(none, tag, Comparison::kWeak)) return;
   response.status = 304;
   response.body.clear();
 }
 
 void CheckConditions(const Request& request, const std::optional<std::string>& tag) {
   const std::string match = request.Header("If-Match");
-  if (!match.empty() && !MeansTag(match, tag)) {
+  if (!match.empty() && !MeansTag(match, tag, Comparison::kStrong)) {
     throw Refusal(412, "The resource is not what If-Match expects.");
   }
   const std::string none = request.Header("If-None-Match");
-  if (!none.empty() && MeansTag(none, tag)) {
+  if (!none.empty() && MeansTag(none, tag, Comparison::kWeak)) {
     throw Refusal(412, "The resource is what If-None-Match excludes.");
   }
 }

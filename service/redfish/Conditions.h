@@ -11,9 +11,12 @@ namespace cloudservice {
 // The entity tag of a body, with its quotation marks: the same for the same bytes.
 std::string EntityTag(const std::string& body);
 
+// Whether a tag that is marked as weak means the one without the mark (RFC 9110, for If-None-Match)
+// or none of this service's (for If-Match).
+enum class Comparison { kWeak, kStrong };
+
 // Whether a header that lists entity tags, or says "*", means `tag`; none: there is no resource.
-// Tags that are marked as weak count like the others.
-bool MeansTag(const std::string& header, const std::optional<std::string>& tag);
+bool MeansTag(const std::string& header, const std::optional<std::string>& tag, Comparison how);
 
 // Gives the answer to a GET its entity tag, and turns it into 304 where If-None-Match knows it.
 // Throws Refusal (412) when If-Match wants another one.

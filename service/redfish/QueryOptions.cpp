@@ -110,7 +110,8 @@ class Expander {
   // Links into a resource are no links to another one.
   static bool IsLink(const Json& value) {
     if (value.size() != 1 || value.begin().key() != "@odata.id") return false;
-    return value.begin()->get<std::string>().find('#') == std::string::npos;
+    const Json& path = *value.begin();
+    return path.is_string() && path.get_ref<const std::string&>().find('#') == std::string::npos;
   }
 
   bool Wanted(bool in_links) const {
@@ -126,6 +127,12 @@ class Expander {
     }
     Json document = m_fetch(link.begin()->get<std::string>());
     if (!document.is_object()) return;
+    m_bytes += PrettyText(document).size();
+    if (m_bytes > kMaxExpandedBytes) {
+      throw Refusal(507, {"InsufficientStorage", {}},
+                    "The expanded resources would have more than " +
+                        std::to_string(kMaxExpandedBytes) + " bytes.");
+    }
     if (levels > 1) Visit(document, levels - 1, false);
     link = std::move(document);
   }
@@ -133,6 +140,7 @@ class Expander {
   const QueryOptions::Expand m_which;
   const std::function<Json(const std::string&)>& m_fetch;
   std::size_t m_count = 0;
+  std::size_t m_bytes = 0;
 };
 
 using Ways = std::vector<std::vector<std::string>>;

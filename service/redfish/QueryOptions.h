@@ -14,9 +14,11 @@ namespace cloudservice {
 
 // Members of a collection in one answer; what follows is a link away.
 constexpr std::size_t kMaxMembers = 1000;
-// How deep $expand goes at most, and how many resources it brings into one answer.
+// How deep $expand goes at most, and how many resources, of how many bytes as answers of their own,
+// it brings into one answer.
 constexpr int kMaxLevels = 6;
 constexpr std::size_t kMaxExpanded = 2000;
+constexpr std::size_t kMaxExpandedBytes = std::size_t{8} << 20;
 
 // What the options of a query ask ("$top", "$skip", "$select", "$expand").
 struct QueryOptions {

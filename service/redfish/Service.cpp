@@ -37,6 +37,11 @@ RedfishService::RedfishService(Store& store, const Log& log, Accounts& accounts,
 void RedfishService::RemoveOld() {
   const std::int64_t now = m_clock();
   try {
+    const std::int64_t ahead = m_store.TakeBackHeartbeats(now);
+    if (ahead > 0) {
+      m_log.Line("the clock was set back: the last heartbeat of " + std::to_string(ahead) +
+                 " appliances counts as of now");
+    }
     m_store.RemoveOld(now - m_retention.history, now - m_retention.events);
   } catch (const DatabaseError& error) {
     m_log.Line(std::string("error: what is old stays: ") + error.what());

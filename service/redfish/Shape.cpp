@@ -122,7 +122,7 @@ class Shaper {
     if (!value.is_object()) return value;
     const auto link = value.find("@odata.id");
     const bool leads = link != value.end() && SchemaAt(*link).has_value();
-    if (link != value.end() && value.size() == 1 && !leads) return *link;
+    if (link != value.end() && value.size() == 1 && !leads) return Foreign(*link);
     Json object = Json::object();
     for (const auto& [name, member] : value.items()) {
       if (name == "@odata.id" && leads) object[name] = member;

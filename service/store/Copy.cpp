@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -21,12 +22,31 @@ struct CloseHandle {
   throw DatabaseError("cannot write " + file + ": " + reason);
 }
 
-// Made here for its mode; SQLite takes an empty file for an empty database.
-void CreateEmpty(const std::string& file) {
-  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (fd < 0) Fail(file, std::strerror(errno));
-  close(fd);
-}
+// An empty file beside `file`, which SQLite takes for an empty database. It has a name that no
+// other file had, and goes unless it has been given that of `file`.
+class Unfinished {
+ public:
+  explicit Unfinished(const std::string& file) : m_file(file), m_name(file + ".XXXXXX") {
+    const int fd = mkostemp(m_name.data(), O_CLOEXEC);
+    if (fd < 0) Fail(file, std::strerror(errno));
+    close(fd);
+  }
+  ~Unfinished() {
+    if (!m_name.empty()) unlink(m_name.c_str());
+  }
+  Unfinished(const Unfinished&) = delete;
+  Unfinished& operator=(const Unfinished&) = delete;
+
+  const std::string& Name() const { return m_name; }
+  void Finish() {
+    if (rename(m_name.c_str(), m_file.c_str()) != 0) Fail(m_file, std::strerror(errno));
+    m_name.clear();
+  }
+
+ private:
+  const std::string& m_file;
+  std::string m_name;
+};
 
 void CopyPages(sqlite3* from, const std::string& file) {
   sqlite3* handle = nullptr;
@@ -59,16 +79,10 @@ std::string FolderOf(const std::string& file) {
 }  // namespace
 
 void CopyDatabase(Database& database, const std::string& file) {
-  const std::string fresh = file + ".new";
-  try {
-    CreateEmpty(fresh);
-    CopyPages(database.Handle(), fresh);
-    Sync(fresh, O_RDWR);
-    if (rename(fresh.c_str(), file.c_str()) != 0) Fail(file, std::strerror(errno));
-  } catch (const DatabaseError&) {
-    unlink(fresh.c_str());
-    throw;
-  }
+  Unfinished copy(file);
+  CopyPages(database.Handle(), copy.Name());
+  Sync(copy.Name(), O_RDWR);
+  copy.Finish();
   Sync(FolderOf(file), O_RDONLY | O_DIRECTORY);
 }
 

@@ -67,6 +67,13 @@ std::vector<HistoryValue> Store::ListHistory(const HistoryFilter& filter) {
   return values;
 }
 
+std::int64_t Store::TakeBackHeartbeats(std::int64_t now) {
+  Statement(m_database, "UPDATE manager SET heartbeat_last = ?1 WHERE heartbeat_last > ?1")
+      .Bind(now)
+      .Run();
+  return m_database.Changes();
+}
+
 std::int64_t Store::RemoveOld(std::int64_t readings, std::int64_t events) {
   Transaction transaction(m_database);
   Statement(m_database, "DELETE FROM reading WHERE time < ?").Bind(readings).Run();

@@ -253,6 +253,9 @@ class Store {
                                               std::int64_t since);
   // In order of arrival; empty also for a member that is not known.
   std::vector<HistoryValue> ListHistory(const HistoryFilter& filter);
+  // Takes the last heartbeats of appliances that lie behind `now` for ones of now: a clock that was
+  // set back would keep them alive for as long as it was set. Returns how many there were.
+  std::int64_t TakeBackHeartbeats(std::int64_t now);
   // Drops readings older than `readings`, and events older than `events` except those that stand
   // for an open alarm. Returns how many rows went.
   std::int64_t RemoveOld(std::int64_t readings, std::int64_t events);

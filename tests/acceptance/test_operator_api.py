@@ -155,6 +155,28 @@ def test_what_is_not_described_is_not_there(service, operator):
     assert (answer.status, text) == (200, b"")
 
 
+def test_what_is_too_large_is_refused_in_the_same_form(service, operator):
+    for status, headers, body in ((413, {}, b"x" * (2 << 20)), (431, {"X-Long": "x" * 20000}, b"")):
+        with contextlib.closing(connect(service)) as link:
+            link.putrequest("POST", "/api/v1/session")
+            link.putheader("Content-Length", str(len(body)))
+            for name, value in headers.items():
+                link.putheader(name, value)
+            link.endheaders()
+            answer = link.getresponse()
+            assert answer.status == status
+            assert json.loads(answer.read())["error"]["code"] == "too_large"
+
+
+def test_target_with_a_host_is_that_without(service, operator):
+    host = service.url.partition("//")[2]
+    for path in ("/healthz", "/metrics", "/", "/api/v1/session", "/redfish/v1"):
+        answer, text = raw(service, "GET", f"{service.url}{path}", **operator.headers)
+        assert answer.status == 200, path
+        assert text
+    assert raw(service, "GET", f"http://{host}", **operator.headers)[0].status == 200
+
+
 def test_only_scripts_are_offered_basic(service, operator):
     def offers(**headers):
         answer, _ = raw(service, "GET", "/api/v1/session", **headers)

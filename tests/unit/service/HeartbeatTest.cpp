@@ -63,6 +63,20 @@ TEST_F(Heartbeats, Clock_that_went_backwards_makes_nothing_overdue) {
   EXPECT_EQ(Shown().at("Overdue"), false);
 }
 
+TEST_F(Heartbeats, Clock_that_was_set_back_keeps_nobody_alive_for_as_long) {
+  Beat();
+  now -= 100000;
+  service->RemoveOld();
+  EXPECT_EQ(Shown().at("Last"), RedfishTime(now));
+  EXPECT_THAT(lines.back(), EndsWith(" the clock was set back: the last heartbeat of 1 appliances "
+                                     "counts as of now"));
+  const std::size_t said = lines.size();
+  now += 3 * 90;
+  service->RemoveOld();
+  EXPECT_EQ(Shown().at("Overdue"), true);
+  EXPECT_EQ(lines.size(), said);
+}
+
 TEST_F(Heartbeats, What_is_no_interval_is_refused_and_not_counted) {
   for (const char* interval :
        {"0", "-1", "\"90\"", "null", "1.5", "99999999999", "[]", "18446744073709551615"}) {

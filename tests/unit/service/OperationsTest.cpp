@@ -151,6 +151,16 @@ TEST_F(Backup, Replaces_no_file) {
   EXPECT_EQ(std::filesystem::file_size(copy), 8u);
 }
 
+TEST_F(Backup, Touches_nothing_of_a_similar_name) {
+  const std::string source = copy + ".new";
+  { Store made(source); }
+  std::ofstream(folder.File("other.new")) << "precious";
+  BackUp(source, copy);
+  BackUp(source, folder.File("other"));
+  EXPECT_EQ(std::filesystem::file_size(folder.File("other.new")), 8u);
+  EXPECT_NO_THROW(Store(source).Check());
+}
+
 TEST_F(Backup, Of_nothing_makes_nothing) {
   const std::string none = folder.File("none.db");
   EXPECT_THAT(Fails(none, copy), HasSubstr("cannot open " + none));

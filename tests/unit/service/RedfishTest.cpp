@@ -89,6 +89,32 @@ TEST_F(Redfish, Expansion_has_an_end) {
   EXPECT_THAT(response.body, HasSubstr("Base.1.16.InsufficientStorage"));
 }
 
+TEST_F(Redfish, Expansion_has_an_end_of_few_large_documents_too) {
+  const std::string manager = "/redfish/v1/Managers/u-1";
+  Json links = Json::array();
+  for (int i = 0; i < 9; ++i) links.push_back({{"@odata.id", manager + "/Large"}});
+  Ask("PATCH", manager + "/Large", token, Json({{"x", std::string(1000000, 'x')}}).dump());
+  Ask("PATCH", manager + "/Links", token, Json({{"Nine", links}}).dump());
+  const Response response = Ask("GET", manager + "/Links?$expand=*", token);
+  EXPECT_EQ(response.status, 507u);
+  EXPECT_THAT(response.body, HasSubstr("more than 8388608 bytes"));
+  links.erase(0);
+  Ask("PATCH", manager + "/Links", token, Json({{"Nine", links}}).dump());
+  EXPECT_EQ(Ask("GET", manager + "/Links?$expand=*", token).status, 200u);
+}
+
+TEST_F(Redfish, Link_inside_a_link_is_no_link) {
+  const std::string path = "/redfish/v1/Managers/u-1/Odd";
+  Ask("PATCH", path, token,
+      R"({"y": {"@odata.id": {"@odata.id": 5}},
+          "z": {"@odata.id": {"@odata.id": "/redfish/v1/none"}}})");
+  for (const char* options : {"", "?$expand=*"}) {
+    const Json oem = Got(200, Ask("GET", path + options, token)).at("Oem").at("Quorvan");
+    EXPECT_EQ(oem.at("y"), 5);
+    EXPECT_EQ(oem.at("z"), "/redfish/v1/none");
+  }
+}
+
 TEST_F(Redfish, Collection_is_answered_in_pages) {
   Database(folder.File("service.db"))
       .Execute(
@@ -145,7 +171,8 @@ TEST_F(Redfish, Changes_and_deletions_wait_for_the_right_entity_tag) {
   EXPECT_EQ(Ask("PATCH", chassis, token, "{}", {{"If-Match", "\"x\""}}).status, 412u);
   EXPECT_EQ(Ask("DELETE", chassis, token, "", {{"if-match", "\"x\""}}).status, 412u);
   EXPECT_EQ(Ask("PATCH", chassis, token, "{}", {{"If-Match", tag}}).status, 204u);
-  EXPECT_EQ(Ask("DELETE", chassis, token, "", {{"If-Match", "W/" + tag}}).status, 204u);
+  EXPECT_EQ(Ask("DELETE", chassis, token, "", {{"If-Match", "W/" + tag}}).status, 412u);
+  EXPECT_EQ(Ask("DELETE", chassis, token, "", {{"If-Match", tag}}).status, 204u);
   EXPECT_EQ(Ask("PATCH", kManager + "/New", token, "{}", {{"If-Match", "*"}}).status, 412u);
   EXPECT_EQ(Ask("PATCH", kManager + "/New", token, "{}", {{"If-None-Match", "*"}}).status, 204u);
   EXPECT_EQ(Ask("PATCH", kManager + "/New", token, "{}", {{"If-None-Match", "*"}}).status, 412u);
@@ -158,10 +185,14 @@ TEST_F(Redfish, Condition_of_another_owner_tells_nothing) {
 }
 
 TEST_F(Redfish, Tag_is_found_in_a_list) {
-  EXPECT_TRUE(MeansTag("\"a\" , W/\"b\"", "\"b\""));
-  EXPECT_TRUE(MeansTag("*", "\"b\""));
-  EXPECT_FALSE(MeansTag("*", std::nullopt));
-  EXPECT_FALSE(MeansTag("\"ab\", b, ,", "\"b\""));
+  EXPECT_TRUE(MeansTag("\"a\" , W/\"b\"", "\"b\"", Comparison::kWeak));
+  EXPECT_FALSE(MeansTag("\"a\" , W/\"b\"", "\"b\"", Comparison::kStrong));
+  for (const Comparison how : {Comparison::kWeak, Comparison::kStrong}) {
+    EXPECT_TRUE(MeansTag("\"a\" , \"b\"", "\"b\"", how));
+    EXPECT_TRUE(MeansTag("*", "\"b\"", how));
+    EXPECT_FALSE(MeansTag("*", std::nullopt, how));
+    EXPECT_FALSE(MeansTag("\"ab\", b, ,", "\"b\"", how));
+  }
 }
 
 TEST_F(Redfish, Members_that_the_service_gives_are_refused_where_they_come_alone) {

@@ -13,6 +13,7 @@ namespace cloudservice {
 namespace {
 
 using testing::HasSubstr;
+using testing::UnorderedElementsAre;
 
 class StoreOnDisk : public testing::Test {
  protected:
@@ -66,6 +67,16 @@ TEST_F(StoreOnDisk, Database_of_a_newer_version_is_left_alone) {
   EXPECT_THAT(OpeningFails(file), HasSubstr("s.db was written by a newer cloudservice"));
 }
 
+// Names of the files in the folder of `file`.
+std::vector<std::string> Beside(const std::string& file) {
+  std::vector<std::string> names;
+  const std::filesystem::path folder = std::filesystem::path(file).parent_path();
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    names.push_back(entry.path().filename());
+  }
+  return names;
+}
+
 constexpr const char* kOldManager =
     "INSERT INTO manager (uuid, name, token_hash, document, registered) "
     "VALUES ('u', 'n', 'hash', '{}', 7)";
@@ -78,7 +89,7 @@ TEST_F(StoreOnDisk, Older_version_is_upgraded_and_kept_beside) {
   EXPECT_EQ(store.KeptCopy(), file + ".v1");
   EXPECT_TRUE(store.FindManager("u"));
   EXPECT_NO_THROW(store.ListHistoryMembers("u", "/x", 0));
-  EXPECT_FALSE(std::filesystem::exists(file + ".v1.new"));
+  EXPECT_THAT(Beside(file), UnorderedElementsAre("s.db", "s.db-wal", "s.db-shm", "s.db.v1"));
 
   Database kept(file + ".v1");
   Statement version(kept, "PRAGMA user_version");
@@ -92,7 +103,7 @@ TEST_F(StoreOnDisk, Nothing_is_upgraded_where_the_old_cannot_be_kept) {
   MakeOldDatabase(file, 1);
   std::filesystem::create_directory(file + ".v1");
   EXPECT_THAT(OpeningFails(file), HasSubstr("cannot write " + file + ".v1: "));
-  EXPECT_FALSE(std::filesystem::exists(file + ".v1.new"));
+  EXPECT_THAT(Beside(file), UnorderedElementsAre("s.db", "s.db.v1"));
   Database database(file);
   EXPECT_EQ(Count(database, "sqlite_schema WHERE name = 'reading'"), 0);
 }
