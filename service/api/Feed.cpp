@@ -101,10 +101,9 @@ void Feed::TellChange(const Change& change) {
       return Tell("gone", {{"uuid", change.manager}});
     case Change::What::kDocument: {
       const auto document = m_store.FindDocument(change.manager, change.path);
-      if (!document) return;
       return Tell("resource", {{"uuid", change.manager},
                                {"uri", change.path},
-                               {"updated", UtcTime(document->changed)}});
+                               {"updated", document ? Json(UtcTime(document->changed)) : Json()}});
     }
     case Change::What::kEvent: {
       LogFilter one;

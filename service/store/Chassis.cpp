@@ -2,6 +2,12 @@
 
 namespace cloudservice {
 
+namespace {
+
+std::string PathOf(const std::string& id) { return "/redfish/v1/Chassis/" + id; }
+
+}  // namespace
+
 void Store::AddChassis(const ChassisRecord& chassis) {
   Statement(m_database,
             "INSERT INTO chassis (id, manager, document, created, changed) "
@@ -12,6 +18,7 @@ void Store::AddChassis(const ChassisRecord& chassis) {
       .Bind(chassis.created)
       .Bind(chassis.created)
       .Run();
+  Tell({Change::What::kDocument, chassis.manager, 0, PathOf(chassis.id)});
   Tell({Change::What::kAppliance, chassis.manager, 0, ""});
 }
 
@@ -50,7 +57,9 @@ void Store::DeleteChassis(const std::string& id) {
   owner.Bind(id);
   const std::string manager = owner.Step() ? owner.Text(0) : "";
   Statement(m_database, "DELETE FROM chassis WHERE id = ?").Bind(id).Run();
-  if (!manager.empty()) Tell({Change::What::kAppliance, manager, 0, ""});
+  if (manager.empty()) return;
+  Tell({Change::What::kDocument, manager, 0, PathOf(id)});
+  Tell({Change::What::kAppliance, manager, 0, ""});
 }
 
 }  // namespace cloudservice

@@ -51,6 +51,7 @@ bool Store::AddManager(const ManagerRecord& manager, const std::string& token_ha
       .Bind(manager.registered)
       .Run();
   transaction.Commit();
+  if (known) Tell({Change::What::kGone, manager.uuid, 0, ""});
   Tell({Change::What::kAppliance, manager.uuid, 0, ""});
   return known;
 }

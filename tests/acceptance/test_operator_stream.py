@@ -28,6 +28,9 @@ def test_changes_come_as_they_happen(service, operator):
     appliance = rack(service)
     kind, data = stream.next()
     assert (kind, data["uuid"], data["chassis"]) == ("appliance", "u-1", None)
+    kind, data = stream.next()
+    chassis = f"/redfish/v1/Chassis/{appliance.chassis}"
+    assert (kind, data["uri"]) == ("resource", chassis) and data["updated"]
     assert stream.next()[1]["chassis"] == appliance.chassis
     uri = appliance.keeps("Thermal", {"A": 1})
     kind, data = stream.next()
@@ -41,6 +44,9 @@ def test_changes_come_as_they_happen(service, operator):
     assert stream.until("appliance")["worst"] is None
     appliance.beats(90)
     assert stream.next()[1]["interval"] == 90
+    appliance.sends("DELETE", chassis)
+    assert stream.next() == ("resource", {"uuid": "u-1", "uri": chassis, "updated": None})
+    assert stream.next()[1]["chassis"] is None
     appliance.leaves()
     assert stream.next() == ("gone", {"uuid": "u-1"})
 
@@ -66,6 +72,7 @@ def test_reader_who_comes_back_misses_nothing(service, operator):
     appliance.keeps("A", {"x": 1})
     appliance.keeps("B", {"x": 1})
     stream = operator.follows(last)
+    assert stream.next()[1]["uri"].endswith(appliance.chassis)
     assert stream.next()[1]["chassis"] == appliance.chassis
     assert [stream.next()[1]["uri"].rpartition("/")[2] for _ in "AB"] == ["A", "B"]
     again = operator.follows(stream.last)

@@ -66,6 +66,48 @@ def test_an_appliance_that_leaves_while_it_is_looked_at_is_said_to_be_gone(seede
     watcher.sees_text("There is no such appliance")
 
 
+@pytest.fixture
+def hall(seeded, watcher):
+    """An appliance with readings, alarms and documents, that the browser shows live."""
+    hall = seeded.appliances["Hall 3 north"]
+    watcher.goes(f"/appliances/{hall.uuid}")
+    watcher.sees_text("Live", ".link")
+    for css in ("section[aria-labelledby=temperature]", ".event", ".alarm", "[data-uri]"):
+        watcher.sees(css)
+    return hall
+
+
+def shows_documents(seeded, browser, appliance):
+    def shown():
+        uris = [one["uri"] for one in seeded.ask(f"/appliances/{appliance.uuid}/resources")["items"]]
+        return browser.values("[data-uri]", "data-uri") == uris
+    browser.until(shown, "the documents")
+
+
+def test_an_appliance_that_registers_again_begins_anew(seeded, watcher, hall):
+    anew = seeded.joins(hall.name)
+    assert (anew.uuid, anew.chassis == hall.chassis) == (hall.uuid, False)
+    watcher.sees_text("Nothing has happened yet", "[aria-labelledby=events]")
+    watcher.sees_text("No open alarms", "[aria-labelledby=alarms]")
+    watcher.sees_text("No readings yet")
+    shows_documents(seeded, watcher, anew)
+
+
+def test_a_chassis_goes_with_its_documents_and_readings(seeded, watcher, hall):
+    hall.drops_chassis()
+    watcher.sees_text("No readings yet")
+    shows_documents(seeded, watcher, hall)
+    assert watcher.find(f"[data-uri^='{hall.chassis}']") == []
+    assert "Chassis" not in watcher.texts(".facts dt")
+
+
+def test_a_new_chassis_appears_among_the_documents(seeded, watcher, hall):
+    hall.has_chassis("Second unit")
+    watcher.sees(f"[data-uri='{hall.chassis}']")
+    watcher.sees_text("Second unit", ".facts")
+    shows_documents(seeded, watcher, hall)
+
+
 def test_a_lost_connection_is_told_and_found_again(seeded, cable, watcher):
     cable.cut()
     watcher.sees_text("Disconnected", ".link")

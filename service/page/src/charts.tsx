@@ -3,7 +3,7 @@ import {useEffect, useState} from "preact/hooks";
 import {api, type Extreme, type History, type Quantified, type Quantity, type Series, serviceNow} from "./api";
 import {Figure} from "./figure";
 import {Notice, Shown} from "./states";
-import {useChanges} from "./live";
+import {concerns, useChanges} from "./live";
 import {useLoad} from "./load";
 
 const DAYS = 7;
@@ -72,7 +72,7 @@ function OneNumber({uuid, number}: {uuid: string; number: Quantified}) {
     return joined(span, [await api.history(uuid, {uri, pointer, points: MOST_SAMPLES}, signal)]);
   });
   useChanges((change) => {
-    if ((change.type === "resource" && change.uuid === uuid) || change.type === "reset") loaded.reload();
+    if (concerns(change, uuid, "resource")) loaded.reload();
   });
   return (
     <Shown of={loaded} what="the history" rows={3}>{(drawn) =>
@@ -107,7 +107,7 @@ export function Charts({uuid}: {uuid: string}) {
     return {numbers, drawn: await loadAll(uuid, numbers, signal)};
   });
   useChanges((change) => {
-    if ((change.type === "resource" && change.uuid === uuid) || change.type === "reset") loaded.reload();
+    if (concerns(change, uuid, "resource")) loaded.reload();
   });
   useEffect(() => {
     const timer = setInterval(loaded.reload, REFRESH);

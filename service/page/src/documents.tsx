@@ -2,7 +2,7 @@
 import {useState} from "preact/hooks";
 import {api, type Resource} from "./api";
 import {Age} from "./format";
-import {useChanges} from "./live";
+import {concerns, useChanges} from "./live";
 import {useLoad} from "./load";
 import {Readable} from "./readable";
 import {Notice, Shown} from "./states";
@@ -11,7 +11,7 @@ function Opened({uuid, uri}: {uuid: string; uri: string}) {
   const [raw, setRaw] = useState(false);
   const loaded = useLoad(uri, (signal) => api.resource(uuid, uri, signal));
   useChanges((change) => {
-    if ((change.type === "resource" && change.uuid === uuid) || change.type === "reset") loaded.reload();
+    if (concerns(change, uuid, "resource")) loaded.reload();
   });
   const choice = (text: string, value: boolean) => (
     <button aria-pressed={raw === value} onClick={() => setRaw(value)}>{text}</button>
@@ -46,7 +46,7 @@ function Item({uuid, resource}: {uuid: string; resource: Resource}) {
 export function Documents({uuid}: {uuid: string}) {
   const loaded = useLoad("", (signal) => api.resources(uuid, signal));
   useChanges((change) => {
-    if ((change.type === "resource" && change.uuid === uuid) || change.type === "reset") loaded.reload();
+    if (concerns(change, uuid, "resource")) loaded.reload();
   });
   return (
     <section class="card" aria-labelledby="documents">

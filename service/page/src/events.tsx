@@ -3,7 +3,7 @@ import {addressWith, go, Link, useAddress} from "./address";
 import {api, type EventPage, type Kind, KINDS, type LogEvent, SEVERITIES, type Severity} from "./api";
 import {dayText, Moment, MomentAndAge} from "./format";
 import {Icon, type IconName} from "./icons";
-import {useChanges} from "./live";
+import {concerns, useChanges} from "./live";
 import {useLoad} from "./load";
 import {Notice, Shown} from "./states";
 
@@ -152,7 +152,7 @@ export function Events({uuid}: {uuid: string}) {
   const key = JSON.stringify(ask);
   const loaded = useLoad(key, (signal) => api.events(uuid, {...ask, limit: PAGE}, signal));
   useChanges((change) => {
-    if ((change.type === "event" && change.uuid === uuid) || change.type === "reset") loaded.reload();
+    if (concerns(change, uuid, "event")) loaded.reload();
   });
   const filtered = Object.keys(FILTERS).some((name) => name !== "before" && ask[name]);
   return (

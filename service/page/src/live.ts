@@ -123,6 +123,10 @@ export function useLink(): Link {
   return seen;
 }
 
+// Whether what is shown of this appliance, told as `type`, may be another now.
+export const concerns = (change: Change, uuid: string, type: string) =>
+  change.type === "reset" || (change.uuid === uuid && (change.type === type || change.type === "gone"));
+
 export function useChanges(listener: (change: Change) => void): void {
   useEffect(() => {
     changeListeners.add(listener);

@@ -35,16 +35,24 @@ class Appliance:
             body=json.dumps(document))
         assert status == 201
         self.token = headers["X-Auth-Token"]
-        chassis = self._ask("POST", "/redfish/v1/Chassis", 201, {
-            "Name": f"Cooling unit of {name}", "ChassisType": "Module",
-            "Links": {"ManagedBy": [{"@odata.id": self.path}]}})
-        self.chassis = f"/redfish/v1/Chassis/{chassis['Id']}"
-        self.thermal = self.chassis + "/Thermal"
+        self.chassis = self.thermal = ""
+        self.has_chassis(f"Cooling unit of {name}")
 
     def _ask(self, method, path, expected, body=None):
         status, document = self._service.ask(method, path, self.token, json.dumps(body))
         assert status == expected, (status, document)
         return document
+
+    def has_chassis(self, name):
+        """Another one, which its readings belong to from now on."""
+        chassis = self._ask("POST", "/redfish/v1/Chassis", 201, {
+            "Name": name, "ChassisType": "Module",
+            "Links": {"ManagedBy": [{"@odata.id": self.path}]}})
+        self.chassis = f"/redfish/v1/Chassis/{chassis['Id']}"
+        self.thermal = self.chassis + "/Thermal"
+
+    def drops_chassis(self):
+        self._ask("DELETE", self.chassis, 204)
 
     def beats(self):
         self._ask("POST", f"/hb/{self.uuid}", 200, {"HeartbeatInterval": INTERVAL})

@@ -9,6 +9,7 @@
 namespace cloudservice {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -127,8 +128,30 @@ TEST_F(Followed, Changes_are_told_once_each_to_everyone) {
   Chassis(token);
   Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, R"({"A": 1})");
   Ask("DELETE", "/redfish/v1/Managers/u-1", token);
-  EXPECT_EQ(Types(*first), "appliance appliance resource gone ");
-  EXPECT_EQ(Types(*second), "appliance appliance resource gone ");
+  EXPECT_EQ(Types(*first), "appliance resource appliance resource gone ");
+  EXPECT_EQ(Types(*second), "appliance resource appliance resource gone ");
+}
+
+TEST_F(Followed, New_registration_drops_what_there_was) {
+  Token("u-1");
+  const auto stream = Open();
+  Token("u-1");
+  EXPECT_EQ(Types(*stream), "gone appliance ");
+}
+
+TEST_F(Followed, Chassis_is_told_as_it_comes_and_as_it_goes) {
+  const std::string token = Token("u-1");
+  const auto stream = Open();
+  stream->Take();
+  const std::string path = "/redfish/v1/Chassis/" + Chassis(token);
+  const std::string uri = "\"uri\":\"" + path + "\"";
+  EXPECT_THAT(stream->Take(),
+              AllOf(HasSubstr("event: resource\n"), HasSubstr(uri), HasSubstr("\"updated\":\"20"),
+                    HasSubstr("event: appliance\n")));
+  Ask("DELETE", path, token);
+  EXPECT_THAT(stream->Take(),
+              AllOf(HasSubstr("event: resource\n"), HasSubstr(uri), HasSubstr("\"updated\":null"),
+                    HasSubstr("event: appliance\n")));
 }
 
 TEST_F(Followed, Refused_request_tells_nothing) {
