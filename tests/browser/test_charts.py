@@ -140,3 +140,34 @@ def test_any_other_number_can_be_chosen(seeded, visitor, hall):
     visitor.chooses("[aria-labelledby=others] select", f"{fan['uri']} {fan['pointer']}")
     row = "section[aria-labelledby=other] tbody tr"
     assert visitor.text(row).startswith("Fan speed 62.5 % 62.5 % ")
+
+
+def test_each_unit_has_a_chart_of_its_own(seeded, browser):
+    pump = seeded.appliances["Pump room"]
+    pump.keeps(pump.thermal, {"Temperatures": [{"MemberId": "a", "ReadingCelsius": 20},
+                                               {"MemberId": "b", "ReadingFahrenheit": 70}]})
+    browser.signs_in(seeded.service.url, f"/appliances/{pump.uuid}")
+    for section, unit, row in (("temperature", "°C", "a 20 °C"), ("temperature-2", "°F", "b 70 °F")):
+        place = f"section[aria-labelledby={section}]"
+        browser.sees(f"{place} .extreme")
+        assert browser.text(f"{place} h2") == f"Temperature in {unit}, 7 days"
+        (told,) = browser.texts(f"{place} tbody tr")
+        assert told.startswith(row)
+        assert browser.texts(f"{place} .extreme b") == [row[2:]]
+
+
+def test_extremes_of_several_documents_are_told_with_their_names(seeded, visitor, hall):
+    first = hall.thermal
+    hall.keeps(first + "Backup", {"Name": "Spare sensors", "ReadingCelsius": 1,
+                                  "LowestTemperature": 3, "HighestTemperature": 41})
+    hall.has_chassis("Second unit")
+    hall.keeps(hall.thermal, {"Name": "Thermal", "ReadingCelsius": 1, "LowestTemperature": 7})
+    visitor.goes(f"/appliances/{hall.uuid}")
+    place = "section[aria-labelledby=temperature] .told"
+    visitor.sees(place)
+    assert sorted(visitor.texts(f"{place} li")) == sorted([
+        f"Thermal ({first}): lowest 12.5 °C, highest 31 °C",
+        "Spare sensors: lowest 3 °C, highest 41 °C",
+        f"Thermal ({hall.thermal}): lowest 7 °C"])
+    assert visitor.text("section[aria-labelledby=humidity] .told").endswith(
+        "tells them: lowest 40 %, highest 52 %")

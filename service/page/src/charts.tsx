@@ -1,7 +1,7 @@
 // Temperature and humidity over seven days, and any other number on demand.
 import {useEffect, useState} from "preact/hooks";
-import {api, type Extreme, type History, type Quantified, type Quantity, type Series, serviceNow} from "./api";
-import {Figure} from "./figure";
+import {api, type History, type Quantified, type Quantity, type Resource, type Series, serviceNow} from "./api";
+import {Figure, type ToldExtreme} from "./figure";
 import {Notice, Shown} from "./states";
 import {concerns, useChanges} from "./live";
 import {useLoad} from "./load";
@@ -12,6 +12,7 @@ const MOST_SAMPLES = 1_000;
 // A document's history names no more series than these at once.
 const MOST_SERIES = 50;
 
+const QUANTITIES: readonly Quantity[] = ["temperature", "humidity"];
 const COLOURS: Record<Quantity, number> = {temperature: 0, humidity: 2};
 const TITLES: Record<Quantity, string> = {temperature: "Temperature", humidity: "Humidity"};
 
@@ -22,7 +23,7 @@ interface Span {
 
 interface Drawn extends Span {
   series: Series[];
-  extremes: Extreme[];
+  extremes: ToldExtreme[];
 }
 
 function lastDays(): Span {
@@ -30,12 +31,23 @@ function lastDays(): Span {
   return {from: to - DAYS * 24 * 3600, to};
 }
 
-function joined(span: Span, histories: History[]): Drawn {
-  return {
-    ...span,
-    series: histories.flatMap((history) => history.series),
-    extremes: histories.flatMap((history) => history.extremes),
-  };
+// What one calls each document: its name, with its address where others have the same name.
+function titlesOf(documents: Resource[]): Map<string, string> {
+  return new Map(documents.map(({uri, name}) => {
+    const alone = documents.every((other) => other.uri === uri || other.name !== name);
+    return [uri, alone ? name : `${name} (${uri})`];
+  }));
+}
+
+// A document that is asked for number by number tells its extremes each time.
+function extremesOf(histories: History[], titles: Map<string, string>): ToldExtreme[] {
+  const found = new Map<string, ToldExtreme>();
+  for (const {uri, extremes} of histories) {
+    for (const one of extremes) {
+      found.set(`${uri} ${one.pointer}`, {...one, uri, document: titles.get(uri) ?? uri});
+    }
+  }
+  return [...found.values()];
 }
 
 // The documents that hold `wanted`; a number at a time where a document holds too many.
@@ -49,18 +61,31 @@ async function loadAll(uuid: string, numbers: Quantified[], signal: AbortSignal)
     return wanted.filter((number) => number.uri === uri).map(({pointer}) => ({uri, pointer}));
   });
   const since = new Date(span.from * 1000).toISOString().replace(/\.\d+/, "");
-  return joined(span, await Promise.all(asked.map((query) =>
-    api.history(uuid, {...query, since, points: MOST_SAMPLES}, signal))));
+  const [histories, documents] = await Promise.all([
+    Promise.all(asked.map((query) =>
+      api.history(uuid, {...query, since, points: MOST_SAMPLES}, signal))),
+    uris.length > 1 ? api.resources(uuid, signal) : [],
+  ]);
+  return {
+    ...span,
+    series: histories.flatMap(({series}) => series),
+    extremes: extremesOf(histories, titlesOf(documents)),
+  };
 }
 
-function Quantities({drawn}: {drawn: Drawn}) {
-  const shown = (["temperature", "humidity"] as const).filter((quantity) =>
-    drawn.series.some((series) => series.quantity === quantity));
+// A chart has one scale: a quantity in several units is a chart for each.
+function Charted({quantity, drawn}: {quantity: Quantity; drawn: Drawn}) {
+  const series = drawn.series.filter((one) => one.quantity === quantity);
+  const extremes = drawn.extremes.filter((one) => one.quantity === quantity);
+  const units = [...new Set(series.map(({unit}) => unit))];
+  const title = (unit: string | null) =>
+    units.length === 1 ? TITLES[quantity] : `${TITLES[quantity]} ${unit ? `in ${unit}` : "without unit"}`;
   return (
-    <>{shown.map((quantity) => (
-      <Figure key={quantity} id={quantity} title={`${TITLES[quantity]}, ${DAYS} days`} {...drawn} first={COLOURS[quantity]}
-              series={drawn.series.filter((series) => series.quantity === quantity)}
-              extremes={drawn.extremes.filter((extreme) => extreme.quantity === quantity)} />
+    <>{units.map((unit, i) => (
+      <Figure key={unit} id={i === 0 ? quantity : `${quantity}-${i + 1}`} {...drawn} first={COLOURS[quantity]}
+              title={`${title(unit)}, ${DAYS} days`} series={series.filter((one) => one.unit === unit)}
+              extremes={extremes.filter((one) =>
+                one.unit === unit || (i === 0 && !units.includes(one.unit)))} />
     ))}</>
   );
 }
@@ -69,14 +94,15 @@ function OneNumber({uuid, number}: {uuid: string; number: Quantified}) {
   const {uri, pointer} = number;
   const loaded = useLoad(`${uri} ${pointer}`, async (signal) => {
     const span = lastDays();
-    return joined(span, [await api.history(uuid, {uri, pointer, points: MOST_SAMPLES}, signal)]);
+    const {series} = await api.history(uuid, {uri, pointer, points: MOST_SAMPLES}, signal);
+    return {...span, series, extremes: []};
   });
   useChanges((change) => {
     if (concerns(change, uuid, "resource")) loaded.reload();
   });
   return (
     <Shown of={loaded} what="the history" rows={3}>{(drawn) =>
-      <Figure id="other" title={number.name} {...drawn} extremes={[]} first={3} />}
+      <Figure id="other" title={number.name} {...drawn} first={3} />}
     </Shown>
   );
 }
@@ -117,7 +143,7 @@ export function Charts({uuid}: {uuid: string}) {
     <Shown of={loaded} what="the histories" rows={5}>{({numbers, drawn}) => (
       <>
         {drawn.series.some((series) => series.quantity !== null)
-          ? <Quantities drawn={drawn} />
+          ? QUANTITIES.map((quantity) => <Charted key={quantity} quantity={quantity} drawn={drawn} />)
           : <section class="card"><h2>Temperature and humidity</h2>
               <Notice icon="point" title="No readings yet">
                 This appliance has sent neither temperatures nor humidity in the last {DAYS} days.

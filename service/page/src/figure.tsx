@@ -15,13 +15,18 @@ const STANDS = 25 * 3600;
 // With more series than these only the outermost extremes carry their number.
 const LABELLED = 3;
 
+export interface ToldExtreme extends Extreme {
+  uri: string;
+  document: string;  // what one calls the one at `uri`
+}
+
 interface FigureProps {
   id: string;
   title: string;
   from: number;  // seconds since 1970
   to: number;
-  series: Series[];
-  extremes: Extreme[];  // as the appliance tells them
+  series: Series[];         // all in the same unit
+  extremes: ToldExtreme[];  // as the appliance tells them
   first?: number;       // colour of the first series
 }
 
@@ -190,15 +195,20 @@ function Row({series, index, first, unit, time}: RowProps) {
 }
 
 // What the appliance says itself; its days end at its own midnight.
-function Told({extremes}: {extremes: Extreme[]}) {
+function Told({extremes}: {extremes: ToldExtreme[]}) {
   if (extremes.length === 0) return null;
-  const ordered = [...extremes].sort((one, other) => one.value - other.value);
+  const uris = [...new Set(extremes.map(({uri}) => uri))];
+  const listed = (wanted: string) => extremes.filter(({uri}) => uri === wanted)
+    .sort((one, other) => one.value - other.value)
+    .map(({extreme, value, unit}) => `${extreme} ${withUnit(value, unit)}`).join(", ");
+  const title = "Seven-day extremes as the appliance tells them";
+  if (uris.length === 1) return <p class="told muted">{title}: {listed(uris[0]!)}</p>;
   return (
-    <p class="told muted">Seven-day extremes as the appliance tells them:{" "}
-      {ordered.map(({pointer, extreme, value, unit}, i) => (
-        <span key={pointer} data-pointer={pointer}>{i > 0 && ", "}{extreme} {withUnit(value, unit)}</span>
-      ))}
-    </p>
+    <div class="told muted">{title}:
+      <ul>{uris.map((uri) => (
+        <li key={uri}>{extremes.find((one) => one.uri === uri)!.document}: {listed(uri)}</li>))}
+      </ul>
+    </div>
   );
 }
 
