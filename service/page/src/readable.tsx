@@ -8,24 +8,34 @@ const isObject = (value: unknown): value is Item =>
 const isTable = (value: unknown): value is Item[] =>
   Array.isArray(value) && value.length > 0 && value.every(isObject);
 
-const NAMED_UNITS: readonly [ending: RegExp, unit: string][] = [
-  [/(Celsius|Temperature)$/, "°C"],
-  [/(Percent|Humidity)$/, "%"],
-  [/Volts$/, "V"],
-  [/Amps$/, "A"],
-  [/Watts$/, "W"],
-  [/kPa$/i, "kPa"],
-  [/RPM$/, "rpm"],
-  [/Hz$/, "Hz"],
-  [/Seconds$/, "s"],
+// The last word of a name, or what is told as unit, in small letters; as the service reads them for
+// the histories.
+const UNITS: ReadonlyMap<string, string> = new Map([
+  ["celsius", "°C"], ["cel", "°C"], ["fahrenheit", "°F"], ["kelvin", "K"], ["percent", "%"],
+  ["%rh", "%"], ["volts", "V"], ["amps", "A"], ["amperes", "A"], ["watts", "W"],
+  ["kilowatts", "kW"], ["rpm", "rpm"], ["pascals", "Pa"], ["kilopascals", "kPa"], ["bar", "bar"],
+  ["hertz", "Hz"], ["hz", "Hz"], ["seconds", "s"], ["minutes", "min"], ["hours", "h"],
+  ["meters", "m"], ["liters", "l"],
+]);
+const WHOLE_NAMES: readonly [name: RegExp, unit: string][] = [
+  [/^(Highest|Lowest)Temperature$/, "°C"],
+  [/^(Highest|Lowest)Humidity$/, "%"],
+  [/kPa$/, "kPa"],
 ];
-const TOLD_UNITS: Record<string, string> = {Percent: "%", RPM: "rpm", Cel: "°C"};
+
+// "FanSpeedRPM" as "Fan", "Speed", "RPM".
+const wordsOf = (name: string) =>
+  name.replace(/([^A-Z])([A-Z])|([A-Z])(?=[A-Z][a-z])/g, (_, one, two, three) =>
+    three ? `${three} ` : `${one} ${two}`).split(" ");
 
 // The unit of a number: from its name, or from the member beside it that tells units.
 export function unitOf(name: string, beside: Item): string {
   const told = beside[`${name}Units`];
-  if (typeof told === "string") return TOLD_UNITS[told] ?? told;
-  return NAMED_UNITS.find(([ending]) => ending.test(name))?.[1] ?? "";
+  if (typeof told === "string") return UNITS.get(told.toLowerCase()) ?? told;
+  const whole = WHOLE_NAMES.find(([wanted]) => wanted.test(name));
+  if (whole) return whole[1];
+  const words = wordsOf(name);
+  return words.length > 1 ? UNITS.get(words.at(-1)!.toLowerCase()) ?? "" : "";
 }
 
 // "ReadingCelsius" as "Reading celsius"; runs of capitals stay.
