@@ -137,6 +137,23 @@ def test_return_opens_the_row_and_the_skip_link_leads_to_the_content(seeded, rea
     assert reader.address.startswith("/appliances/")
 
 
+def test_the_keyboard_goes_on_in_the_new_view(reader):
+    reader.run("document.querySelector('.whole').focus()")
+    reader.presses("\ue007")
+    reader.sees("h1:not(.hidden)")
+    assert reader.run("return document.activeElement.id") == "main"
+    reader.presses("\ue004")
+    assert reader.focus() == ["A", "Fleet"]
+    assert reader.run("return document.activeElement.className") == "back"
+    reader.goes_back()
+    reader.sees("table.fleet")
+    reader.until(lambda: reader.run("return document.activeElement.id") == "main", "the focus")
+    # A search narrows the view that the reader is in.
+    reader.types("input[type=search]", "roof")
+    reader.until(lambda: reader.address == "/?q=roof", "the search in the address")
+    assert reader.run("return document.activeElement.type") == "search"
+
+
 def test_a_slash_leads_to_the_search_and_is_a_letter_there(reader):
     reader.presses("/")
     assert reader.run("return document.activeElement.type") == "search"

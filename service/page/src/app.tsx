@@ -1,7 +1,7 @@
 import "uplot/dist/uPlot.min.css";
 import "./style.css";
 import {render} from "preact";
-import {useEffect, useState} from "preact/hooks";
+import {useEffect, useRef, useState} from "preact/hooks";
 import {applianceOf, useAddress} from "./address";
 import {api, ApiError, onSignedOut, type Session} from "./api";
 import {AppliancePage} from "./appliance";
@@ -18,6 +18,13 @@ type Who =
 
 function View() {
   const {path} = useAddress();
+  const shown = useRef(path);
+  useEffect(() => {
+    if (path === shown.current) return;
+    shown.current = path;
+    // What had the focus is no more: the keyboard goes on in the new view, not before it.
+    document.getElementById("main")?.focus({preventScroll: true});
+  }, [path]);
   const uuid = applianceOf(path);
   return uuid === undefined ? <FleetPage /> : <AppliancePage key={uuid} uuid={uuid} />;
 }
