@@ -1,6 +1,8 @@
 """One appliance: compared with what the operator API answers to a script."""
 
 import json
+import pathlib
+import re
 
 import pytest
 
@@ -56,7 +58,11 @@ def test_open_alarms_are_told_worst_first(seeded, visitor, hall):
     assert visitor.texts(".alarm .mark") == [one["severity"] for one in items]
     for text, one in zip(visitor.texts(".alarm-text"), items):
         assert text == f"{one['message']} {one['messageId']}"
-    assert visitor.values(".alarm time", "datetime") == [one["opened"] for one in items]
+    # The age with the moment, and both in the zone of the reader.
+    times = visitor.values(".alarm time", "datetime")
+    assert times[0::2] == times[1::2] == [one["opened"] for one in items]
+    for text in visitor.texts(".alarm-time"):
+        assert re.fullmatch(r"Opened \d+ min ago 8 Mar 2026, 12:0\d:\d\d", text), text
 
 
 def test_an_appliance_without_alarms_says_so(seeded, browser):
@@ -74,8 +80,10 @@ def test_the_time_line_holds_every_event_newest_first(seeded, visitor, hall):
     for text, one in zip(visitor.texts(".event p:first-child"), answer["items"]):
         assert text == one["message"] + (" No longer open" if one["cleared"] else "")
     assert visitor.texts(".day h3") == ["Sunday, 8 March 2026"]
-    assert visitor.values(".event > time", "datetime") == [
-        one["received"] for one in answer["items"]]
+    times = visitor.values(".event .when time", "datetime")
+    assert times[0::2] == times[1::2] == [one["received"] for one in answer["items"]]
+    for text in visitor.texts(".event .when"):
+        assert re.fullmatch(r"1[12]:\d\d:\d\d \d+ min ago", text), text
 
 
 @pytest.mark.parametrize("name, value", [
@@ -138,6 +146,34 @@ def test_a_document_is_a_table_and_its_json_a_click_away(seeded, visitor, hall):
     shown = visitor.run(f"return document.querySelector(\"{place} pre\").textContent")
     answer = seeded.ask(f"/appliances/{hall.uuid}/resources/detail", uri=hall.thermal)
     assert json.loads(shown) == answer["document"]
+
+
+SERVICE = pathlib.Path(__file__).resolve().parents[2] / "service"
+
+
+def units_in(source):
+    """What a list in the sources gives for each word."""
+    units = re.findall(r'[{[]"([a-z%]+)", "([^"]+)"[}\]]', (SERVICE / source).read_text("utf-8"))
+    assert len(units) > 20
+    return dict(units)
+
+
+def test_tables_and_histories_know_the_same_units(seeded, browser):
+    units = units_in("api/Names.cpp")
+    assert units_in("page/src/readable.tsx") == units
+    pump = seeded.appliances["Pump room"]
+    uri = pump.path + "/Units"
+    pump.keeps(uri, {**{f"Reading{word.capitalize()}": 1 for word in units if word.isalpha()},
+                     "FanSpeedRPM": 1, "Crowbar": 1, "Percent": 1})
+    answer = seeded.ask(f"/appliances/{pump.uuid}/numbers")["items"]
+    wanted = {one["pointer"][1:]: f"1 {one['unit']}" if one["unit"] else "1"
+              for one in answer if one["uri"] == uri}
+    assert len(wanted) == len(units) + 2  # all but one are words
+    assert sorted(name for name, text in wanted.items() if text == "1") == ["Crowbar", "Percent"]
+    browser.signs_in(seeded.service.url, f"/appliances/{pump.uuid}")
+    browser.clicks(f"[data-uri='{uri}'] summary")
+    browser.sees(f"[data-uri='{uri}'] .values")
+    assert dict(zip(browser.values(".values th", "title"), browser.texts(".values td"))) == wanted
 
 
 def test_an_unknown_appliance_is_said_to_be_unknown(reader):

@@ -54,9 +54,10 @@ def test_the_age_of_a_heartbeat_is_the_service_clocks(seeded, reader):
     row = f"tr[data-uuid='{seeded.appliances['Roof unit west'].uuid}']"
     assert reader.text(f"{row} time") == "2 d 6 h ago"
     heard = seeded.ask("/appliances", q="Roof unit west")["items"][0]["lastHeartbeat"]
-    assert reader.values(f"{row} time", "datetime") == [heard]
+    assert reader.values(f"{row} time", "datetime") == [heard] * 2
     # Midnight in UTC, where the reader is.
     assert reader.values(f"{row} time", "title")[0].startswith("Friday, 6 March 2026 at 05:30:")
+    assert reader.texts(f"{row} .wider")[0].startswith("6 Mar 2026, 05:30:")
 
 
 def test_every_order_is_the_services(seeded, reader):
@@ -138,3 +139,18 @@ def test_more_than_a_page_is_turned_like_pages(fleet, browser):
     assert browser.address == "/?offset=100"
     browser.clicks(".pages a")
     browser.until(lambda: len(rows(browser)) == 100, "the first page")
+
+
+def test_who_asks_for_more_than_there_is_sees_the_last_page(seeded, reader):
+    for number in range(100):
+        seeded.joins(f"Unit {number:03}")
+    last = seeded.ask("/appliances", sort="-name", limit=100, offset=100)
+    assert len(last["items"]) == 8
+    reader.goes("/?sort=-name&offset=4000")
+    shows(reader, last)
+    assert reader.address == "/?sort=-name&offset=100"
+    reader.goes("/?q=roof&offset=100")
+    shows(reader, seeded.ask("/appliances", q="roof"))
+    assert reader.address == "/?q=roof"
+    reader.goes("/?q=nobody-at-all&offset=100")
+    reader.sees_text("No appliance fits")

@@ -56,7 +56,8 @@ function OpenAlarm({alarm}: {alarm: Alarm}) {
       <SeverityMark severity={alarm.severity} />
       <span class="alarm-text">{alarm.message || <span class="muted">No text</span>}
         <span class="under muted"><span class="code">{alarm.messageId}</span></span></span>
-      <span class="alarm-time muted">Opened <Age time={alarm.opened} /></span>
+      <span class="alarm-time muted">Opened <Age time={alarm.opened} />
+        <span class="under"><Moment time={alarm.opened} /></span></span>
     </li>
   );
 }

@@ -1,7 +1,7 @@
 // The documents that an appliance keeps here, each opened on demand.
 import {useState} from "preact/hooks";
 import {api, type Resource} from "./api";
-import {Age} from "./format";
+import {Age, Moment} from "./format";
 import {concerns, useChanges} from "./live";
 import {useLoad} from "./load";
 import {Readable} from "./readable";
@@ -36,7 +36,8 @@ function Item({uuid, resource}: {uuid: string; resource: Resource}) {
         <span class="document-name">{resource.name}</span>
         {resource.type && resource.type !== resource.name && <span class="tag">{resource.type}</span>}
         <span class="code muted uri">{resource.uri}</span>
-        <span class="muted updated"><Age time={resource.updated} /></span>
+        <span class="muted updated"><span class="wider"><Moment time={resource.updated} />, </span>
+          <Age time={resource.updated} /></span>
       </summary>
       {open && <Opened uuid={uuid} uri={resource.uri} />}
     </details>

@@ -1,7 +1,7 @@
 // What an appliance reported, newest first. Filters and the page stand in the address.
 import {addressWith, go, Link, useAddress} from "./address";
 import {api, type EventPage, type Kind, KINDS, type LogEvent, SEVERITIES, type Severity} from "./api";
-import {dayText, Moment, MomentAndAge} from "./format";
+import {Age, dayText, Moment, MomentAndAge} from "./format";
 import {Icon, type IconName} from "./icons";
 import {concerns, useChanges} from "./live";
 import {useLoad} from "./load";
@@ -99,7 +99,8 @@ function Item({event}: {event: LogEvent}) {
   const args = event.args.filter(Boolean).join(", ");
   return (
     <li class={`event ${icon}`} data-event={event.id}>
-      <Moment time={event.received} form="clock" />
+      <span class="when"><Moment time={event.received} form="clock" />
+        <span class="under"><Age time={event.received} /></span></span>
       <Icon name={icon} />
       <div>
         <p>{event.message || <span class="muted">No text</span>}{" "}

@@ -3,11 +3,11 @@ import type {ComponentChildren} from "preact";
 import {useEffect, useRef, useState} from "preact/hooks";
 import {addressWith, applianceAddress, go, Link, useAddress} from "./address";
 import {api, type Appliance, type Fleet, SEVERITIES, STATES} from "./api";
-import {Age} from "./format";
+import {Age, Moment} from "./format";
 import {Icon, type IconName, STATE_TEXT, StateMark} from "./icons";
 import {useChanges} from "./live";
 import {useLoad} from "./load";
-import {Notice, Shown} from "./states";
+import {Loading, Notice, Shown} from "./states";
 
 const PAGE = 100;
 const REFRESH = 30_000;  // appliances become late by nothing happening
@@ -154,7 +154,10 @@ function Row({one}: {one: Appliance}) {
       </th>
       <Cell title="Open alarms"><AlarmBadges alarms={one.alarms} /></Cell>
       <Cell title="Last heartbeat">
-        {one.lastHeartbeat ? <Age time={one.lastHeartbeat} /> : <span class="muted">Never</span>}
+        {one.lastHeartbeat
+          ? <><Age time={one.lastHeartbeat} />
+              <span class="under muted wider"><Moment time={one.lastHeartbeat} /></span></>
+          : <span class="muted">Never</span>}
       </Cell>
       <Cell title="Firmware">{one.firmware ?? <span class="muted">Not told</span>}</Cell>
       <Cell title="Address">{one.address ?? <span class="muted">Not known</span>}</Cell>
@@ -193,7 +196,10 @@ function NoRows({fleet}: {fleet: Fleet}) {
 }
 
 function List({fleet, sort, offset, old}: {fleet: Fleet; sort: string; offset: number; old: boolean}) {
-  if (fleet.items.length === 0) return <section class="card"><NoRows fleet={fleet} /></section>;
+  if (fleet.items.length === 0) {
+    const elsewhere = fleet.total > 0;  // on the pages before this one
+    return <section class="card">{elsewhere ? <Loading what="the last page" /> : <NoRows fleet={fleet} />}</section>;
+  }
   return (
     <section class={`card list ${old ? "old" : ""}`} aria-label="Appliances" aria-busy={old}>
       <table class="fleet">
@@ -221,6 +227,13 @@ export function FleetPage() {
   useChanges((change) => {
     if (change.type === "appliance" || change.type === "gone" || change.type === "reset") fleet.reload();
   });
+  // The list may have become shorter than the address says.
+  const beyond = fleet.key === key && ask.offset > 0 && fleet.data?.items.length === 0;
+  useEffect(() => {
+    if (!beyond) return;
+    const last = Math.floor((fleet.data!.total - 1) / PAGE) * PAGE;
+    go(addressWith({offset: last > 0 ? String(last) : ""}), true);
+  }, [beyond, key]);
   useEffect(() => {
     document.title = "Fleet";
     const timer = setInterval(fleet.reload, REFRESH);

@@ -67,7 +67,7 @@ export function useTick(): void {
   }, []);
 }
 
-// How long ago; the time itself is a title away.
+// How long ago; the title tells the time with its zone.
 export function Age({time}: {time: string}) {
   useTick();
   const date = new Date(time);
