@@ -77,6 +77,42 @@ def hall(seeded, watcher):
     return hall
 
 
+def shows_reading(browser, value):
+    browser.until(lambda: browser.texts("[aria-labelledby=temperature] .current")[0] == f"{value} °C",
+                  f"the reading {value}")
+
+
+def histories(browser):
+    return [one.partition("?")[0].rpartition("/")[2] for one in browser.asked()
+            if "/numbers" in one or "/history" in one]
+
+
+def test_many_readings_load_the_charts_once_in_a_while(seeded, browser):
+    browser.signs_in(seeded.service.url)
+    browser.holds_clock()
+    hall = seeded.appliances["Hall 3 north"]
+    browser.goes(f"/appliances/{hall.uuid}")
+    browser.sees_text("Live", ".link")
+    browser.sees("section[aria-labelledby=temperature]")
+    browser.settles()
+    browser.passes(1)
+    # The first is shown at once.
+    hall.reads(21, 34, 45)
+    shows_reading(browser, 21)
+    before = len(histories(browser))
+    for value, left in ((22, 15), (23, 14), (24, 13)):
+        hall.reads(value, 34, 45)
+        browser.until(lambda: browser.waits().count(1) == 2, "the page and its documents waiting")
+        assert left in browser.waits()
+        browser.passes(1)
+    browser.passes(11)
+    assert len(histories(browser)) == before
+    # The last is not lost.
+    browser.passes(1)
+    shows_reading(browser, 24)
+    assert histories(browser)[before:] == ["numbers", "history"]
+
+
 def shows_documents(seeded, browser, appliance):
     def shown():
         uris = [one["uri"] for one in seeded.ask(f"/appliances/{appliance.uuid}/resources")["items"]]

@@ -4,10 +4,11 @@ import {api, type History, type Quantified, type Quantity, type Resource, type S
 import {Figure, type ToldExtreme} from "./figure";
 import {Notice, Shown} from "./states";
 import {concerns, useChanges} from "./live";
-import {useLoad} from "./load";
+import {type Loaded, useLoad, useSpaced} from "./load";
 
 const DAYS = 7;
 const REFRESH = 300_000;
+const SPACING = 15_000;  // between two loads because of documents, which may come each second
 const MOST_SAMPLES = 1_000;
 // A document's history names no more series than these at once.
 const MOST_SERIES = 50;
@@ -90,6 +91,15 @@ function Charted({quantity, drawn}: {quantity: Quantity; drawn: Drawn}) {
   );
 }
 
+function useFollowed(uuid: string, loaded: Loaded<unknown>): void {
+  const spaced = useSpaced(loaded.reload, SPACING);
+  useChanges((change) => {
+    if (!concerns(change, uuid, "resource")) return;
+    if (change.type === "resource") spaced();
+    else loaded.reload();
+  });
+}
+
 function OneNumber({uuid, number}: {uuid: string; number: Quantified}) {
   const {uri, pointer} = number;
   const loaded = useLoad(`${uri} ${pointer}`, async (signal) => {
@@ -97,9 +107,7 @@ function OneNumber({uuid, number}: {uuid: string; number: Quantified}) {
     const {series} = await api.history(uuid, {uri, pointer, points: MOST_SAMPLES}, signal);
     return {...span, series, extremes: []};
   });
-  useChanges((change) => {
-    if (concerns(change, uuid, "resource")) loaded.reload();
-  });
+  useFollowed(uuid, loaded);
   return (
     <Shown of={loaded} what="the history" rows={3}>{(drawn) =>
       <Figure id="other" title={number.name} {...drawn} first={3} />}
@@ -132,9 +140,7 @@ export function Charts({uuid}: {uuid: string}) {
     const numbers = await api.numbers(uuid, signal);
     return {numbers, drawn: await loadAll(uuid, numbers, signal)};
   });
-  useChanges((change) => {
-    if (concerns(change, uuid, "resource")) loaded.reload();
-  });
+  useFollowed(uuid, loaded);
   useEffect(() => {
     const timer = setInterval(loaded.reload, REFRESH);
     return () => clearInterval(timer);

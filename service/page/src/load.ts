@@ -10,6 +10,22 @@ export interface Loaded<T> {
 
 const SPACING = 1_000;
 
+// `call`, but not before `spacing` milliseconds have passed since the last time; what is put off is
+// done then, once.
+export function useSpaced(call: () => void, spacing: number): () => void {
+  const timer = useRef<number>();
+  const last = useRef(-Infinity);
+  useEffect(() => () => clearTimeout(timer.current), []);
+  return useCallback(() => {
+    if (timer.current !== undefined) return;
+    timer.current = window.setTimeout(() => {
+      timer.current = undefined;
+      last.current = Date.now();
+      call();
+    }, Math.max(0, last.current + spacing - Date.now()));
+  }, [call, spacing]);
+}
+
 // Loads when `key` changes; `load` may be another function at each call.
 export function useLoad<T>(key: string, load: (signal: AbortSignal) => Promise<T>): Loaded<T> {
   const [seen, setSeen] = useState<Omit<Loaded<T>, "reload">>(

@@ -22,6 +22,42 @@ FLAGS = (
     "--disable-background-networking", "--disable-component-update", "--disable-sync",
     "--no-first-run", "--no-proxy-server", "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1",
 )
+# A clock that stands still until the case moves it, with the timers that wait for it, and what is
+# asked for by scripts.
+HELD_CLOCK = """
+  const [timeout, clear, ask] = [window.setTimeout, window.clearTimeout, window.fetch];
+  let now = Date.now();
+  let last = 1e9;  // none of the browser's own
+  const timers = new Map();
+  Date.now = () => now;
+  window.setTimeout = (call, wait = 0, ...rest) => {
+    if (wait <= 0) return timeout(call, 0, ...rest);
+    timers.set(++last, {due: now + wait, call: () => call(...rest)});
+    return last;
+  };
+  window.clearTimeout = (timer) => timers.delete(timer) || clear(timer);
+  window.held = {
+    asked: [],
+    open: 0,  // that were not read to their end
+    waits: () => [...timers.values()].map(({due}) => (due - now) / 1000),
+    pass: (seconds) => {
+      now += seconds * 1000;
+      for (const [timer, {due, call}] of [...timers]) {
+        if (due <= now && timers.delete(timer)) call();
+      }
+    },
+  };
+  window.fetch = (address, ...rest) => {
+    held.asked.push(String(address));
+    ++held.open;
+    return ask(address, ...rest).then((answer) => {
+      const read = () => Response.prototype.json.call(answer);
+      if (!answer.headers.get('Content-Type')?.includes('json')) --held.open;
+      else answer.json = () => read().finally(() => --held.open);
+      return answer;
+    });
+  };
+"""
 
 
 class Browser:
@@ -55,6 +91,28 @@ class Browser:
         """As the reader's system says."""
         self._tell("Emulation.setEmulatedMedia", features=[
             {"name": "prefers-color-scheme", "value": "dark" if dark else "light"}])
+
+    def holds_clock(self):
+        """From the next page on that it goes to."""
+        self._tell("Page.addScriptToEvaluateOnNewDocument", source="{" + HELD_CLOCK + "}")
+
+    def passes(self, seconds):
+        self.run("held.pass(arguments[0])", seconds)
+
+    def settles(self):
+        """All that waits a second at most is done."""
+        self.until(lambda: self.run(
+            "if (held.open > 0) return false;"
+            "if (!held.waits().some(one => one <= 1)) return true;"
+            "held.pass(1)"), "nothing to load")
+
+    def waits(self):
+        """The seconds that each timer still waits."""
+        return self.run("return held.waits()")
+
+    def asked(self):
+        """Addresses of what scripts have asked for since the page was opened."""
+        return self.run("return held.asked")
 
     # Going somewhere
 
