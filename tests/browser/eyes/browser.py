@@ -26,7 +26,8 @@ FLAGS = (
 # asked for by scripts.
 HELD_CLOCK = """
   const [timeout, clear, ask] = [window.setTimeout, window.clearTimeout, window.fetch];
-  let now = Date.now();
+  const real = Date.now;
+  let now = real();
   let last = 1e9;  // none of the browser's own
   const timers = new Map();
   Date.now = () => now;
@@ -46,6 +47,12 @@ HELD_CLOCK = """
         if (due <= now && timers.delete(timer)) call();
       }
     },
+  };
+  held.release = () => {
+    const ahead = now - real();
+    timers.clear();
+    Date.now = () => real() + ahead;
+    window.setTimeout = timeout;
   };
   window.fetch = (address, ...rest) => {
     held.asked.push(String(address));
@@ -105,6 +112,10 @@ class Browser:
             "if (held.open > 0) return false;"
             "if (!held.waits().some(one => one <= 1)) return true;"
             "held.pass(1)"), "nothing to load")
+
+    def releases_clock(self):
+        """It goes on by itself, and what still waits is forgotten."""
+        self.run("held.release()")
 
     def waits(self):
         """The seconds that each timer still waits."""
