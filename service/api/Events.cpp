@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "service/Text.h"
 #include "service/api/Api.h"
 #include "service/api/Error.h"
 

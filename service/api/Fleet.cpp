@@ -2,6 +2,7 @@
 #include <deque>
 #include <tuple>
 
+#include "service/Text.h"
 #include "service/api/Api.h"
 #include "service/api/Error.h"
 

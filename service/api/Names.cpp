@@ -4,6 +4,7 @@
 #include <map>
 #include <vector>
 
+#include "service/Text.h"
 #include "service/api/Views.h"
 
 namespace cloudservice {

@@ -1,8 +1,7 @@
 #include "service/api/Views.h"
 
-#include <algorithm>
-
 #include "service/Clock.h"
+#include "service/Text.h"
 
 namespace cloudservice {
 
@@ -123,12 +122,6 @@ Json EventView(const LoggedEvent& entry) {
           {"origin", event.chassis.empty() ? Json() : Json(event.chassis)},
           {"args", ArgumentsView(document)},
           {"cleared", entry.cleared}};
-}
-
-std::string Lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  return text;
 }
 
 Json TextOrNull(const Json& object, const char* name) {

@@ -40,8 +40,6 @@ Json ApplianceView(const ApplianceRecord& appliance, const AlarmCounts& alarms, 
 Json AlarmView(const AlarmRecord& alarm);
 Json EventView(const LoggedEvent& entry);
 
-// Letters A to Z in lower case.
-std::string Lower(std::string text);
 // The member where it is a string, else null.
 Json TextOrNull(const Json& object, const char* name);
 

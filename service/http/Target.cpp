@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "service/Text.h"
+
 namespace cloudservice {
 
 namespace {
@@ -53,17 +55,6 @@ bool IsSegment(const std::string& text) {
     const auto byte = static_cast<unsigned char>(c);
     return c == '/' || byte < 0x20 || byte == 0x7f;
   });
-}
-
-std::vector<std::string> Split(const std::string& text, char separator) {
-  std::vector<std::string> pieces;
-  std::size_t from = 0;
-  for (;;) {
-    const std::size_t to = text.find(separator, from);
-    pieces.push_back(text.substr(from, to - from));
-    if (to == std::string::npos) return pieces;
-    from = to + 1;
-  }
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <array>
-#include <cctype>
 
+#include "service/Text.h"
 #include "service/redfish/Refusal.h"
 #include "service/redfish/Service.h"
 
@@ -16,12 +16,6 @@ constexpr std::size_t kClearedAlarm = 3;
 constexpr const char* kEvents = "/redfish/v1/Oem/Quorvan:Events";
 
 std::string EventPath(std::int64_t id) { return kEvents + ("/" + std::to_string(id)); }
-
-std::string Lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
-}
 
 AlarmEffect EffectOf(const EventRecord& event) {
   if (event.message_id == kClearing) return AlarmEffect::kClear;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "service/Text.h"
 #include "service/redfish/Refusal.h"
 
 namespace cloudservice {
@@ -38,17 +39,6 @@ bool IsName(const std::string& text) {
     const auto byte = static_cast<unsigned char>(c);
     return byte > 0x20 && byte != 0x7f && c != '*' && c != '(' && c != ')' && c != '$';
   });
-}
-
-std::vector<std::string> Split(const std::string& text, char separator) {
-  std::vector<std::string> pieces;
-  std::size_t from = 0;
-  for (;;) {
-    const std::size_t to = text.find(separator, from);
-    pieces.push_back(text.substr(from, to - from));
-    if (to == std::string::npos) return pieces;
-    from = to + 1;
-  }
 }
 
 std::vector<std::vector<std::string>> SelectOf(const Option& option) {

@@ -1,0 +1,17 @@
+#ifndef SERVICE_TEXT_H_
+#define SERVICE_TEXT_H_
+
+#include <string>
+#include <vector>
+
+namespace cloudservice {
+
+// Letters A to Z in lower case; any other byte as it is.
+std::string Lower(std::string text);
+
+// The pieces of a text between separators: one more than it has of these.
+std::vector<std::string> Split(const std::string& text, char separator);
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_TEXT_H_
