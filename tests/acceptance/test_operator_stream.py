@@ -58,7 +58,10 @@ def test_daemon_is_seen_live(service, daemon, device):
     daemon.configure(Url=service.url)
     daemon.start()
     assert stream.until("appliance")["uuid"] == UUID
-    assert stream.until("resource")["uri"].endswith("/Thermal")
+    chassis = stream.until("resource")["uri"]
+    assert re.fullmatch("/redfish/v1/Chassis/[0-9a-f]{16}", chassis)
+    while stream.until("resource")["uri"] != f"{chassis}/Thermal":
+        pass
     while stream.until("appliance")["lastHeartbeat"] is None:
         pass
 
