@@ -39,8 +39,8 @@ void RedfishService::RemoveOld() {
   try {
     const std::int64_t ahead = m_store.TakeBackHeartbeats(now);
     if (ahead > 0) {
-      m_log.Line("the clock was set back: the last heartbeat of " + std::to_string(ahead) +
-                 " appliances counts as of now");
+      m_log.Line("the clock was set back: last heartbeats that count as of now: " +
+                 std::to_string(ahead));
     }
     m_store.RemoveOld(now - m_retention.history, now - m_retention.events);
   } catch (const DatabaseError& error) {
