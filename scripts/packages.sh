@@ -5,7 +5,7 @@
 # For building and running.
 # shellcheck disable=SC2034
 BUILD_PACKAGES=(
-  g++ cmake ninja-build pkg-config
+  g++ cmake ninja-build pkg-config ccache
   libcurl4-openssl-dev libjansson-dev libboost-dev nlohmann-json3-dev libcli11-dev
   libsqlite3-dev libssl-dev
   openssl ca-certificates faketime python3
