@@ -132,8 +132,8 @@ class DeviceMgr {
   // there within 2 seconds. Without a proxy the queue stays as it is.
   void GetDeviceActiveAlarms(int velId);
 
-  // Events and alarms of the service. Each operation logs its failures. What HttpsClient's GET
-  // throws leaves them unlogged, with what was read until then.
+  // Events and alarms of the service. Each operation logs its failures; an answer that
+  // HttpsClient's GET cannot cut is one.
 
   // Posts the event document of `alarm`; an active alarm that the service took is tracked.
   void PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,

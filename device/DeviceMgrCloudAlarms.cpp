@@ -1,6 +1,8 @@
 // Reading back the alarms that the service holds as not cleared.
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
+#include <stdexcept>
 
 #include "base/CloudCfg.h"
 #include "base/JsonText.h"
@@ -16,6 +18,26 @@ namespace {
 int64_t LeadingNumber(const std::string& text) {
   const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
   return strtoll(text.substr(0, digits).c_str(), nullptr, 10);
+}
+
+struct Answer {
+  HttpsResult result = kHttpsOk;
+  std::string body;
+  std::string header;
+};
+
+// One GET with the token. An answer whose trailer is longer than its body makes the transport
+// raise; that is told here, and there is no answer.
+std::optional<Answer> Ask(HttpsClient* httpsClient, const std::string& url,
+                          const std::string& token, const char* caller) {
+  Answer answer;
+  try {
+    answer.result = httpsClient->GetAuthDocument(url, answer.body, answer.header, token);
+  } catch (const std::out_of_range&) {
+    __dlog_printf(3, kUnit, "%s: answer without a body to cut  url: %s", caller, url.c_str());
+    return std::nullopt;
+  }
+  return answer;
 }
 
 }  // namespace
@@ -47,16 +69,16 @@ bool DeviceMgr::AskForEvents(const std::string& severity, const std::string& ori
                              const std::string& baseUrl, const std::string& token) {
   const std::string url = baseUrl + "/redfish/v1/Oem/Quorvan:Events?OriginOfCondition=" + origin +
                           "&Cleared=false&Severity=" + severity;
-  std::string body;
-  std::string header;
-  const HttpsResult result = httpsClient->GetAuthDocument(url, body, header, token);
-  if (result != kHttpsOk) {
-    __dlog_printf(3, kUnit, "%s: herr(%d)  hdr: %s", "AskForEvents", static_cast<int>(result),
-                  header.c_str());
-    __dlog_printf(3, kUnit, "%s: url: %s  resp: %s", "AskForEvents", url.c_str(), body.c_str());
+  const std::optional<Answer> answer = Ask(httpsClient, url, token, "AskForEvents");
+  if (!answer) return false;
+  if (answer->result != kHttpsOk) {
+    __dlog_printf(3, kUnit, "%s: herr(%d)  hdr: %s", "AskForEvents",
+                  static_cast<int>(answer->result), answer->header.c_str());
+    __dlog_printf(3, kUnit, "%s: url: %s  resp: %s", "AskForEvents", url.c_str(),
+                  answer->body.c_str());
     return false;
   }
-  listDocument = body;
+  listDocument = answer->body;
   return true;
 }
 
@@ -88,17 +110,16 @@ void DeviceMgr::ProcessAlarmList(HttpsClient* httpsClient, const std::string& li
     __dlog_printf(7, kUnit, "%s: event ref: %s", "ProcessAlarmList", reference.c_str());
     const std::string url = baseUrl + reference;
     __dlog_printf(7, kUnit, "%s: Get Event: %s", "ProcessAlarmList", url.c_str());
-    std::string body;
-    std::string header;
-    const HttpsResult result = httpsClient->GetAuthDocument(url, body, header, token);
-    if (result != kHttpsOk) {
+    const std::optional<Answer> answer = Ask(httpsClient, url, token, "ProcessAlarmList");
+    if (!answer) continue;
+    if (answer->result != kHttpsOk) {
       __dlog_printf(3, kUnit, "%s: failed to get specific event: %d  url: %s", "ProcessAlarmList",
-                    static_cast<int>(result), url.c_str());
+                    static_cast<int>(answer->result), url.c_str());
       continue;
     }
-    __dlog_printf(7, kUnit, "%s: Got specific event: %s", "ProcessAlarmList", body.c_str());
+    __dlog_printf(7, kUnit, "%s: Got specific event: %s", "ProcessAlarmList", answer->body.c_str());
     CloudAlarm alarm;
-    if (InitCloudAlarmFromJson(body, alarm)) alarms.push_back(alarm);
+    if (InitCloudAlarmFromJson(answer->body, alarm)) alarms.push_back(alarm);
   }
 }
 
@@ -147,16 +168,16 @@ void DeviceMgr::GetAlarmFromCloud(HttpsClient* httpsClient, const std::string& r
     __dlog_printf(3, kUnit, "%s: missing xauth token (ccr: %d)", "GetAlarmFromCloud", tokenStatus);
     return;
   }
-  std::string body;
-  std::string header;
-  const HttpsResult result = httpsClient->GetAuthDocument(baseUrl + reference, body, header, token);
-  if (result != kHttpsOk) {
+  const std::optional<Answer> answer =
+      Ask(httpsClient, baseUrl + reference, token, "GetAlarmFromCloud");
+  if (!answer) return;
+  if (answer->result != kHttpsOk) {
     __dlog_printf(3, kUnit,
                   "%s: Failed to get (%u) the Alarm (%s) from the Cloud Service (ccr: %d)",
-                  "GetAlarmFromCloud", result, reference.c_str(), 0);
+                  "GetAlarmFromCloud", answer->result, reference.c_str(), 0);
     return;
   }
-  const JsonRef root(json_loads(body.c_str(), 0, nullptr));
+  const JsonRef root(json_loads(answer->body.c_str(), 0, nullptr));
   if (!root) {
     __dlog_printf(3, kUnit, "%s: failed to parse alarm document (ccr: %d)", "GetAlarmFromCloud", 0);
     return;

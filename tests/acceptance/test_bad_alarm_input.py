@@ -1,7 +1,6 @@
 """Answers about open alarms that are not what they should be: the daemon says so and goes on."""
 
 import json
-import signal
 
 import pytest
 
@@ -24,10 +23,10 @@ def chunked(body, trailer):
 
 @pytest.fixture
 def connects(daemon, device, recorder):
-    """Connects the daemon with a service that answers the list, and each event, as given, and
-    waits until it has gone on."""
-    def connect(listed, event=None):
-        recorder.answers(LIST, listed)
+    """Connects the daemon with a service that answers the lists in turn, and each event, as given,
+    and waits until it has gone on."""
+    def connect(*lists, event=None):
+        recorder.answers(LIST, *lists)
         if event is not None:
             recorder.answers(f"GET {EVENT}", event)
         recorder.answers(EVENTS, answer(201))
@@ -41,9 +40,9 @@ def connects(daemon, device, recorder):
     return connect
 
 
-def one(event):
-    """A list with one reference, and what that is answered with."""
-    return answer(200, body=[{"@odata.id": EVENT}]), answer(200, body=event)
+def listing(*paths):
+    """A list that refers to these events."""
+    return answer(200, body=[{"@odata.id": path} for path in paths])
 
 
 NO_REFERENCE = "ProcessAlarmList: Failed to get odata object for index: "
@@ -86,48 +85,56 @@ EVENT_BODIES = {
 
 @pytest.mark.parametrize("event, text", EVENT_BODIES.values(), ids=EVENT_BODIES.keys())
 def test_event(connects, daemon, recorder, event, text):
-    connects(*one(event))
+    connects(listing(EVENT), event=answer(200, body=event))
     recorder.receives(f"GET {EVENT}")
     daemon.logs(text)
 
 
 def test_trailer_cuts_the_front_of_a_list(connects, daemon, recorder):
     """Deliberate: a trailer counts as header, so that as much is missing of the body."""
-    connects(chunked(json.dumps([{"@odata.id": EVENT}]), "1"), answer(200, body={}))
+    connects(chunked(json.dumps([{"@odata.id": EVENT}]), "1"), event=answer(200, body={}))
     daemon.logs(NO_LIST)
     assert recorder.requests(f"GET {EVENT}") == []
 
 
 def test_trailer_cuts_the_front_of_an_event(connects, daemon, recorder):
-    connects(one({})[0], chunked("{}" + " " * 60, "1"))
+    connects(listing(EVENT), event=chunked("{}" + " " * 60, "1"))
     recorder.receives(f"GET {EVENT}")
     daemon.logs(NO_JSON)
 
 
-def test_trailer_longer_than_the_body_ends_the_start(daemon, device, recorder):
-    """Deliberate: what the start's reconciliation raises leaves the start and ends the process."""
-    recorder.answers(LIST, chunked("[]", "x" * 200))
-    daemon.configure(Url=recorder.url)
-    daemon.start()
-    recorder.receives(LIST)
-    daemon.ends(-signal.SIGABRT)
+NO_BODY = "answer without a body to cut  url: "
+LONGER = chunked("[]", "x" * 200)
 
 
-def test_trailer_longer_than_the_body_fails_the_operation_of_a_pass(daemon, device, recorder,
-                                                                     clock_of):
-    """Deliberate: in the poster thread it is one failed operation, and the next pass goes on."""
+def test_trailer_longer_than_a_list_is_a_failed_query(connects, daemon, recorder):
+    """Also at the start, where what left the reconciliation would end the process."""
+    connects(LONGER, listing(), LONGER)
+    assert [line.rpartition("=")[2] for line in recorder.lines() if line.startswith(LIST)] == [
+        "Fault", "Alarm", "Warning"]
+    for severity in ("Fault", "Warning"):
+        daemon.logs(f"AskForEvents: {NO_BODY}{recorder.url}{LIST[4:]}?OriginOfCondition=C1"
+                    f"&Cleared=false&Severity={severity}")
+
+
+def test_trailer_longer_than_an_event_leaves_it_out(connects, daemon, recorder):
+    other = f"{EVENT}2"
+    recorder.answers(f"GET {other}", answer(200, body={}))
+    connects(listing(EVENT, other), event=LONGER)
+    daemon.logs(f"ProcessAlarmList: {NO_BODY}{recorder.url}{EVENT}")
+    recorder.receives(f"GET {other}")
+
+
+def test_trailer_longer_than_a_list_leaves_a_pass_whole(daemon, device, recorder, clock_of):
     recorder.knows_the_manager()
-    recorder.answers(LIST, *[answer(200, body=[])] * 3, chunked("[]", "x" * 200))
+    recorder.answers(LIST, *[listing()] * 3, LONGER, listing())
     recorder.answers(EVENTS, answer(201))
     daemon.configure(Url=recorder.url, XAuthToken="secret",
                      Chassis={"C1": {"VelocityInstance": 0}})
     clock = clock_of("2026-03-05 22:00:00", 50)
     daemon.start(clock)
     daemon.logs(ENABLED)
-    asked = len(recorder.requests(LIST))
     clock.step(3500)  # over local midnight, after which a pass synchronises
-    recorder.receives(LIST, times=asked + 1)
-    recorder.receives(HEARTBEAT, times=len(recorder.requests(HEARTBEAT)) + 1)
-    assert len(recorder.requests(LIST)) == asked + 1
+    recorder.receives(LIST, times=6)
     device.raises(4711)
     recorder.receives(EVENTS)

@@ -49,13 +49,17 @@ def unit_of(path):
     raise ValueError(f"{path}: no log unit")
 
 
-def callers(source):
-    """The operations that a file's helpers log for: the literal last argument of their calls."""
+def callers(helper, source):
+    """The operations that a helper logs for: the literal last argument of its calls."""
     found = set()
-    for helper in {match.group(1) for match in OPERATION.finditer(source)}:
-        for call in re.finditer(rf"\b{helper}\s*\(", source):
-            found.update(literals(arguments(source, call.end())[-1]) or [])
+    for call in re.finditer(rf"\b{helper}\s*\(", source):
+        found.update(literals(arguments(source, call.end())[-1]) or [])
     return found
+
+
+def helper_at(source, position):
+    """The helper in which a message stands that is logged in the name of a caller."""
+    return [m.group(1) for m in OPERATION.finditer(source, 0, position)][-1]
 
 
 def one(texts):
@@ -73,7 +77,9 @@ def daemon_messages(path):
         if not text.startswith("%s:"):
             raise ValueError(f"{path}: a message without its operation: {text!r}")
         named = literals(operation)
-        for name in [one(named)] if named else sorted(callers(shared_source(path))):
+        names = [one(named)] if named else sorted(
+            callers(helper_at(source, match.start()), shared_source(path)))
+        for name in names:
             yield Message(level, f"{unit_of(path)} {name}:{pattern(text[3:])}")
 
 

@@ -1,4 +1,5 @@
 #include <functional>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -174,7 +175,9 @@ TEST_F(PostedAlarms, A_chassis_configured_later_is_synchronised) {
 }
 
 TEST_F(PostedAlarms, Go_on_after_a_synchronisation_that_raised) {
-  AnswersWithTrailer(ListPath("17", "Fault"), "X-Checksum: 0123456789\r\n");
+  fakes::curl().onPerform = [](fakes::Transfer& transfer) {
+    if (transfer.Method() == "GET") throw std::bad_alloc();
+  };
   RunPoster({Request, Event(10, 0, kAlarm)});
   EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested());
   EXPECT_FALSE(mgr->IsSyncInProgress());

@@ -23,6 +23,11 @@ constexpr char kEventsPath[] =
 constexpr char kNow[] = "2026-03-05T13:07:09+0000";
 constexpr char kLater[] = "2026-03-05T13:08:09+0000";
 
+// Header lines after a body that are longer than any body of these cases.
+constexpr char kLongTrailer[] =
+    "X-Checksum: 0123456789012345678901234567890123456789012345678901234567890123456789"
+    "0123456789012345678901234567890123456789012345678901234567890123456789012345678901\r\n";
+
 // State codes of the fake device.
 enum State : uint16_t { kCleared = 0, kMessage = 1, kWarning = 2, kAlarm = 3, kFault = 4 };
 

@@ -304,6 +304,15 @@ TEST_F(SingleAlarm, A_refusal_is_told) {
   EXPECT_THAT(alarms, IsEmpty());
 }
 
+TEST_F(SingleAlarm, That_cannot_be_cut_is_told) {
+  ServiceAnswers("{}");
+  AnswersWithTrailer("/alarm/1", kLongTrailer);
+  Get();
+  EXPECT_THAT(Log(), ElementsAre("3 GetAlarmFromCloud: answer without a body to cut  url: "
+                                 "https://cloud.example/alarm/1"));
+  EXPECT_THAT(alarms, IsEmpty());
+}
+
 TEST_F(SingleAlarm, That_is_not_JSON_is_told) {
   for (const char* body : {"", "nonsense", "5"}) {
     ForgetLog();

@@ -1,4 +1,4 @@
-#include <stdexcept>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -317,20 +317,59 @@ TEST_F(AlarmList, A_trailer_cuts_the_front_of_the_body) {
                               EventOf({10, 0, "Warning"}).substr(6)));
 }
 
-TEST_F(AlarmList, A_trailer_longer_than_the_body_raises_out_of_range) {
-  ServiceHolds("17", {{10, 0, "Warning"}});
-  AnswersWithTrailer(kAlarms, "X-Checksum: 0123456789\r\n");
-  EXPECT_THROW(Read(), std::out_of_range);
+TEST_F(AlarmList, That_cannot_be_cut_is_told_and_the_next_one_is_asked_for) {
+  ServiceHolds("17", {{11, 3, "Fault"}, {10, 0, "Warning"}});
+  AnswersWithTrailer(kAlarms, kLongTrailer);
+  EXPECT_THAT(Read(), ElementsAre("Zarvel.GDD.11:3 Fault", "Zarvel.GDD.10 Warning"));
+  EXPECT_THAT(Log(3), ElementsAre("3 AskForEvents: answer without a body to cut  url: "
+                                  "https://cloud.example" +
+                                  std::string(kAlarms)));
   ExpectReleased();
-  EXPECT_THAT(service.requests(), SizeIs(2));
 }
 
-TEST_F(AlarmList, Is_read_cleanly_after_an_answer_that_raised) {
+TEST_F(AlarmList, Of_answers_that_cannot_be_cut_is_told_once_a_request_and_empty) {
+  for (const char* path : {kFaults, kAlarms, kWarnings}) AnswersWithTrailer(path, kLongTrailer);
+  service.answers("GET", kAlarms, 403);
+  EXPECT_THAT(Read(), IsEmpty());
+  const std::string line =
+      "3 AskForEvents: answer without a body to cut  url: https://cloud.example";
+  EXPECT_THAT(Log(), ElementsAre(line + kFaults, line + kAlarms, line + kWarnings));
+}
+
+TEST_F(AlarmList, A_query_whose_answer_cannot_be_cut_delivers_no_document) {
+  std::string document = "as it was";
+  service.answers("GET", kFaults, 200, "[]");
+  AnswersWithTrailer(kFaults, kLongTrailer);
+  EXPECT_FALSE(mgr->AskForEvents("Fault", "17", &client, document, kBase, "token-1"));
+  EXPECT_EQ(document, "as it was");
+}
+
+TEST_F(AlarmList, An_event_that_cannot_be_cut_is_told_and_the_next_one_is_read) {
+  service.answers("GET", "/event/1", 200, "{}").answers("GET", "/event/2", 403);
+  service.answers("GET", "/event/3", 200, EventOf({10, 0, "Warning"}));
+  AnswersWithTrailer("/event/1", kLongTrailer);
+  AnswersWithTrailer("/event/2", kLongTrailer);
+  EXPECT_THAT(Process(R"([{"@odata.id": "/event/1"}, {"@odata.id": "/event/2"},
+                          {"@odata.id": "/event/3"}])"),
+              ElementsAre("Zarvel.GDD.10 Warning"));
+  const std::string line =
+      "3 ProcessAlarmList: answer without a body to cut  url: https://cloud.example/event/";
+  EXPECT_THAT(Log(3), ElementsAre(line + "1", line + "2"));
+  ExpectReleased();
+}
+
+TEST_F(AlarmList, Is_read_cleanly_after_an_answer_that_could_not_be_cut) {
   ServiceHolds("17", {{10, 0, "Warning"}});
-  AnswersWithTrailer(kAlarms, "X-Checksum: 0123456789\r\n");
-  EXPECT_THROW(Read(), std::out_of_range);
-  AnswersWithTrailer(kAlarms, "");
+  AnswersWithTrailer(kWarnings, kLongTrailer);
+  EXPECT_THAT(Read(), IsEmpty());
+  AnswersWithTrailer(kWarnings, "");
   EXPECT_THAT(Read(), ElementsAre("Zarvel.GDD.10 Warning"));
+}
+
+TEST_F(AlarmList, What_else_is_raised_is_not_taken_for_an_answer) {
+  fakes::curl().onPerform = [](fakes::Transfer&) { throw std::bad_alloc(); };
+  EXPECT_THROW(Read(), std::bad_alloc);
+  EXPECT_THAT(Log(), IsEmpty());
 }
 
 TEST_F(AlarmList, Is_cut_wrong_after_a_patch_that_was_answered_with_a_body) {
