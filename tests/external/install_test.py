@@ -4,6 +4,7 @@
     install_test.py CMAKE BUILD TREE
 """
 
+import configparser
 import os
 import pathlib
 import re
@@ -63,6 +64,15 @@ class Installed(unittest.TestCase):
         self.assertEqual(re.findall(r"(?m)^ExecStart=(.*)$", unit), ["/opt/cloud/bin/cloudclient"])
         self.assertNotIn("@", unit)
         self.assertIn("\nEnvironment=GLIBC_TUNABLES=", unit)
+
+    def test_unit_file_starts_the_daemon_again_for_good(self):
+        self.install(component="daemon")
+        unit = configparser.ConfigParser(interpolation=None)
+        unit.optionxform = str
+        unit.read(TREE / "usr/lib/systemd/system/cloudclient.service")
+        self.assertEqual(unit["Unit"]["StartLimitIntervalSec"], "0")
+        self.assertEqual(unit["Service"]["Restart"], "on-failure")
+        self.assertEqual(unit["Service"]["RestartSec"], "5")
 
     def test_z_whole_tree(self):  # the last one: what follows builds upon this tree
         files = self.install()
