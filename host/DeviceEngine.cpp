@@ -20,6 +20,33 @@ void Queue(std::deque<std::pair<Key, Value>>& changes, std::pair<Key, Value> cha
   changes.push_back(std::move(change));
 }
 
+enum class Verdict { kRaise, kClear, kLeave };
+
+Verdict JudgeLimit(const WhenModel& when, const std::string& value) {
+  double number = 0;
+  if (!ParseNumber(value, number)) return Verdict::kLeave;
+  // How far the number is beyond the limit, whichever side that is.
+  const bool above = when.kind == WhenModel::Kind::kAbove;
+  const double beyond = above ? number - when.limit : when.limit - number;
+  if (beyond > 0) return Verdict::kRaise;
+  return beyond < -when.hysteresis ? Verdict::kClear : Verdict::kLeave;
+}
+
+bool IsSame(const WhenModel::Same& same, const std::string& value) {
+  double number = 0;
+  return same.number ? ParseNumber(value, number) && number == *same.number : value == same.text;
+}
+
+// What a rule makes of a value; an empty one is missing.
+Verdict Judge(const WhenModel& when, const std::string& value) {
+  const auto raiseIf = [](bool met) { return met ? Verdict::kRaise : Verdict::kClear; };
+  if (when.kind == WhenModel::Kind::kMissing) return raiseIf(value.empty());
+  if (value.empty()) return Verdict::kLeave;
+  if (when.kind == WhenModel::Kind::kEquals) return raiseIf(IsSame(when.same, value));
+  if (when.kind == WhenModel::Kind::kNotEquals) return raiseIf(!IsSame(when.same, value));
+  return JudgeLimit(when, value);
+}
+
 }  // namespace
 
 uint16_t TenfoldReading(const std::string& value) {
@@ -33,7 +60,8 @@ uint16_t TenfoldReading(const std::string& value) {
 
 DeviceEngine::DeviceEngine(DeviceModel model) : m_model(std::move(model)) {
   for (const PointModel& point : m_model.points) {
-    m_points[point.id] = Point{point.value, !point.source.has_value()};
+    m_points[point.id] =
+        Point{point.value, point.source ? Point::State::kUnread : Point::State::kTold};
   }
   for (const EventModel& event : m_model.events) {
     if (event.state != kCleared) m_active[{event.gddId, 0}] = event.state;
@@ -57,8 +85,9 @@ const EventModel* DeviceEngine::FindEvent(uint16_t gddId) const {
 
 bool DeviceEngine::TextLocked(const PointModel& point, std::string& text) const {
   const Point& state = m_points.at(point.id);
-  text = state.known ? state.value : std::string();
-  return state.known;
+  const bool told = state.state == Point::State::kTold;
+  text = told ? state.value : std::string();
+  return told;
 }
 
 bool DeviceEngine::PointText(uint16_t point, std::string& text) const {
@@ -86,7 +115,9 @@ bool DeviceEngine::CelsiusText(uint16_t point, std::string& text) const {
 bool DeviceEngine::NamedText(const std::string& name, std::string& text) const {
   text.clear();
   for (const PointModel& model : m_model.points) {
-    if (!name.empty() && model.name == name) return PointText(model.id, text);
+    if (name.empty() || model.name != name) continue;
+    PointText(model.id, text);
+    return true;
   }
   return false;
 }
@@ -156,8 +187,9 @@ std::string DeviceEngine::SetPoint(uint16_t point, const std::string& value) {
   if (value.size() > kLongestValue) {
     return "a value is at most " + std::to_string(kLongestValue) + " bytes long";
   }
+  if (value.find('\0') != std::string::npos) return "a value holds no NUL byte";
   std::lock_guard<std::mutex> guard(m_mutex);
-  SetValueLocked(*model, value);
+  SetValueLocked(*model, Point{value, Point::State::kTold});
   return "";
 }
 
@@ -165,36 +197,41 @@ void DeviceEngine::SetFromSource(uint16_t point, const std::string* value) {
   const PointModel* model = FindPoint(point);
   if (model == nullptr) return;
   std::lock_guard<std::mutex> guard(m_mutex);
-  m_points.at(point).known = value != nullptr;
-  if (value != nullptr) SetValueLocked(*model, value->substr(0, kLongestValue));
+  SetValueLocked(*model, value == nullptr
+                             ? Point{"", Point::State::kMissing}
+                             : Point{value->substr(0, kLongestValue), Point::State::kTold});
 }
 
-void DeviceEngine::SetValueLocked(const PointModel& point, const std::string& value) {
-  std::string& current = m_points.at(point.id).value;
-  if (current == value) return;
-  current = value;
-  if (m_covCallback != nullptr) Queue(m_valueChanges, {point.id, value});
+void DeviceEngine::SetValueLocked(const PointModel& point, Point told) {
+  Point& current = m_points.at(point.id);
+  if (current.state == told.state && current.value == told.value) return;
+  // Nobody saw a value go away that was never there.
+  const bool seen = told.state == Point::State::kTold || current.state == Point::State::kTold;
+  current = std::move(told);
+  if (seen && m_covCallback != nullptr) Queue(m_valueChanges, {point.id, current.value});
   ApplyRulesLocked(point, false);
 }
 
 void DeviceEngine::ApplyRulesLocked(const PointModel& point, bool starting) {
-  double number = 0;
-  if (!ParseNumber(m_points.at(point.id).value, number)) return;
+  const Point& current = m_points.at(point.id);
+  if (current.state == Point::State::kUnread) return;
   for (const EventModel& event : m_model.events) {
-    if (!event.when || event.when->point != point.id) continue;
-    // How far the number is beyond the limit, whichever side that is.
-    const WhenModel& when = *event.when;
-    const double beyond = when.above ? number - when.limit : when.limit - number;
-    const bool active = m_active.count({event.gddId, 0}) != 0;
-    if (!active && beyond > 0) {
-      if (starting) {
-        m_active[{event.gddId, 0}] = kAlarm;
-      } else {
-        SetStateLocked({event.gddId, 0}, kAlarm);
-      }
-    } else if (active && !starting && beyond < -when.hysteresis) {
-      SetStateLocked({event.gddId, 0}, kCleared);
+    if (event.when && event.when->point == point.id) ApplyRuleLocked(event, current, starting);
+  }
+}
+
+void DeviceEngine::ApplyRuleLocked(const EventModel& event, const Point& point, bool starting) {
+  const EventKey key = {event.gddId, 0};
+  const bool active = m_active.count(key) != 0;
+  const Verdict verdict = Judge(*event.when, point.value);
+  if (verdict == Verdict::kRaise && !active) {
+    if (starting) {
+      m_active[key] = event.when->state;
+    } else {
+      SetStateLocked(key, event.when->state);
     }
+  } else if (verdict == Verdict::kClear && active && !starting) {
+    SetStateLocked(key, kCleared);
   }
 }
 

@@ -30,7 +30,7 @@ class DeviceEngine {
   bool PointText(uint16_t point, std::string& text) const;
   // The value in degrees Celsius: converted where the point's unit is "degF".
   bool CelsiusText(uint16_t point, std::string& text) const;
-  // The value of the first point of that name.
+  // The value of the first point of that name, empty when it can't be told; false for no such name.
   bool NamedText(const std::string& name, std::string& text) const;
   bool EventText(uint16_t gddId, std::string& text) const;
   bool IsPoint(uint16_t point) const;
@@ -56,7 +56,8 @@ class DeviceEngine {
   std::string SetPoint(uint16_t point, const std::string& value);
   std::string SetEvent(uint16_t gddId, uint32_t module, uint16_t state);
 
-  // What a point's source told; null: it could not tell.
+  // What a point's source told; null: it could not tell. A value that goes away, and one that comes
+  // back, is a change; the text of a value that went away is empty.
   void SetFromSource(uint16_t point, const std::string* value);
 
   // Notifications. Changes of value wait from the registration of their callback on, changes of
@@ -72,17 +73,19 @@ class DeviceEngine {
 
  private:
   struct Point {
+    enum class State { kUnread, kMissing, kTold };  // unread: its source was not asked yet
     std::string value;
-    bool known = true;
+    State state = State::kTold;
   };
   using EventKey = std::pair<uint16_t, uint16_t>;  // event, module
 
   const PointModel* FindPoint(uint16_t point) const;
   const EventModel* FindEvent(uint16_t gddId) const;
   bool TextLocked(const PointModel& point, std::string& text) const;
-  void SetValueLocked(const PointModel& point, const std::string& value);
+  void SetValueLocked(const PointModel& point, Point told);
   void SetStateLocked(EventKey key, uint16_t state);
   void ApplyRulesLocked(const PointModel& point, bool starting);
+  void ApplyRuleLocked(const EventModel& event, const Point& point, bool starting);
 
   const DeviceModel m_model;
 

@@ -1,5 +1,6 @@
 #include "host/DeviceModel.h"
 
+#include <cstring>
 #include <limits>
 #include <set>
 
@@ -31,6 +32,8 @@ class Reader {
     if (value == nullptr) return "";
     if (!json_is_string(value)) {
       Wrong(key, "is not a text");
+    } else if (std::memchr(json_string_value(value), 0, json_string_length(value)) != nullptr) {
+      Wrong(key, "holds a NUL byte");
     } else if (json_string_length(value) > longest) {
       Wrong(key, "is longer than " + std::to_string(longest) + " bytes");
     } else {
@@ -112,6 +115,78 @@ PointModel ParsePoint(const json_t* value, size_t index, std::vector<std::string
   return point;
 }
 
+// The conditions of a rule, by the key that names each.
+struct Condition {
+  const char* key;
+  WhenModel::Kind kind;
+};
+constexpr Condition kConditions[] = {{"Above", WhenModel::Kind::kAbove},
+                                     {"Below", WhenModel::Kind::kBelow},
+                                     {"Equals", WhenModel::Kind::kEquals},
+                                     {"NotEquals", WhenModel::Kind::kNotEquals},
+                                     {"Missing", WhenModel::Kind::kMissing}};
+
+// The one condition that a rule holds; null, and a problem, when there is none or more than one.
+const Condition* FindCondition(const Reader& event, const Reader& rule) {
+  const Condition* found = nullptr;
+  int count = 0;
+  for (const Condition& condition : kConditions) {
+    if (rule.Member(condition.key) == nullptr) continue;
+    found = &condition;
+    ++count;
+  }
+  if (count == 1) return found;
+  event.Wrong("When",
+              "does not hold one of \"Above\", \"Below\", \"Equals\", \"NotEquals\" and "
+              "\"Missing\"");
+  return nullptr;
+}
+
+// Reads what the rule's point is compared with; false, and a problem, when it is of a wrong type.
+bool ParseOperand(const Reader& rule, const char* key, WhenModel& when) {
+  const json_t* value = rule.Member(key);
+  switch (when.kind) {
+    case WhenModel::Kind::kAbove:
+    case WhenModel::Kind::kBelow:
+      when.limit = rule.Number(key, 0);
+      return json_is_number(value);
+    case WhenModel::Kind::kEquals:
+    case WhenModel::Kind::kNotEquals:
+      if (json_is_number(value)) when.same.number = json_number_value(value);
+      when.same.text = JsonText(value);
+      if (json_is_number(value) || json_is_string(value)) return true;
+      rule.Wrong(key, "is neither a text nor a number");
+      return false;
+    case WhenModel::Kind::kMissing:
+      break;
+  }
+  if (json_is_true(value)) return true;
+  rule.Wrong(key, "is not true");
+  return false;
+}
+
+double ParseHysteresis(const Reader& rule, WhenModel::Kind kind) {
+  const double hysteresis = rule.Number("Hysteresis", 0);
+  if (hysteresis < 0) {
+    rule.Wrong("Hysteresis", "is negative");
+    return 0;
+  }
+  const bool limited = kind == WhenModel::Kind::kAbove || kind == WhenModel::Kind::kBelow;
+  if (!limited && rule.Member("Hysteresis") != nullptr) {
+    rule.Wrong("Hysteresis", "goes with \"Above\" and \"Below\" alone");
+  }
+  return hysteresis;
+}
+
+uint16_t ParseRaisedState(const Reader& rule) {
+  uint16_t state = kAlarm;
+  const bool raises = rule.Member("State") == nullptr ||
+                      (EventStateOf(JsonText(rule.Member("State")), state) && state != kCleared);
+  if (raises) return state;
+  rule.Wrong("State", "is none of Message, Warning, Alarm, Fault");
+  return kAlarm;
+}
+
 std::optional<WhenModel> ParseWhen(const Reader& event, const std::string& where) {
   const json_t* value = event.Member("When");
   if (value == nullptr) return std::nullopt;
@@ -122,19 +197,12 @@ std::optional<WhenModel> ParseWhen(const Reader& event, const std::string& where
   const Reader reader(value, " in \"When\"" + where, event.Problems());
   WhenModel when;
   when.point = reader.Identity("Point");
-  when.above = reader.Member("Above") != nullptr;
-  const char* limit = when.above ? "Above" : "Below";
-  when.limit = reader.Number(limit, 0);
-  when.hysteresis = reader.Number("Hysteresis", 0);
-  if (when.above == (reader.Member("Below") != nullptr)) {
-    event.Wrong("When", "does not hold one of \"Above\" and \"Below\"");
-    return std::nullopt;
-  }
-  if (when.hysteresis < 0) {
-    reader.Wrong("Hysteresis", "is negative");
-    when.hysteresis = 0;
-  }
-  const bool usable = when.point != 0 && json_is_number(reader.Member(limit));
+  const Condition* const condition = FindCondition(event, reader);
+  if (condition == nullptr) return std::nullopt;
+  when.kind = condition->kind;
+  const bool usable = ParseOperand(reader, condition->key, when) && when.point != 0;
+  when.hysteresis = ParseHysteresis(reader, when.kind);
+  when.state = ParseRaisedState(reader);
   return usable ? std::optional<WhenModel>(when) : std::nullopt;
 }
 

@@ -33,13 +33,27 @@ struct PointModel {
   std::optional<FileSource> source;
 };
 
-// What raises an event by itself: the point's number beyond the limit. It is cleared when the
-// number is back by more than the hysteresis.
+// What raises an event by itself, and clears it: what a point's value is.
 struct WhenModel {
+  enum class Kind {
+    kAbove,      // a number above the limit; cleared when it is back by more than the hysteresis
+    kBelow,      // the same below it
+    kEquals,     // the text, or the number, of `same`; cleared by any other value
+    kNotEquals,  // the other way round
+    kMissing,    // no value: none can be told, or it is empty; cleared by a value
+  };
+  // What a value is compared with: a number where there is one, else a text.
+  struct Same {
+    std::optional<double> number;
+    std::string text;
+  };
+
   uint16_t point = 0;
-  bool above = true;
+  Kind kind = Kind::kAbove;
   double limit = 0;
   double hysteresis = 0;
+  Same same;
+  uint16_t state = kAlarm;  // that it raises
 };
 
 struct EventModel {

@@ -39,19 +39,29 @@ bool ReadPage(const std::string& psi, const std::string& page, std::string& text
   return false;
 }
 
+// The value of the point that stands in a mark behind `point:`, with what stands in for it, if any,
+// behind a bar; false when it is no point's number.
+bool PointMark(const DeviceEngine& engine, const std::string& mark, std::string& value) {
+  const size_t bar = mark.find('|');
+  const std::string digits = mark.substr(0, bar);
+  int32_t point = 0;
+  if (digits.find_first_not_of("0123456789") != std::string::npos ||
+      !LxStringUtils::ConvertStringToLong(digits, point) || point > UINT16_MAX) {
+    return false;
+  }
+  engine.PointText(static_cast<uint16_t>(point), value);
+  if (value.empty() && bar != std::string::npos) value = mark.substr(bar + 1);
+  return true;
+}
+
 // The value of what stands between the braces; false when it is none of the host's marks.
 bool MarkValue(const DeviceEngine& engine, const std::string& uuid, const std::string& mark,
                std::string& value) {
   const size_t prefix = sizeof(kPointMark) - 1;
   if (mark.compare(0, prefix, kPointMark) == 0) {
-    const std::string digits = mark.substr(prefix);
-    int32_t point = 0;
-    if (digits.find_first_not_of("0123456789") != std::string::npos ||
-        !LxStringUtils::ConvertStringToLong(digits, point) || point > UINT16_MAX) {
-      return false;
-    }
-    engine.PointText(static_cast<uint16_t>(point), value);
-  } else if (mark == "label") {
+    return PointMark(engine, mark.substr(prefix), value);
+  }
+  if (mark == "label") {
     value = engine.Model().label;
   } else if (mark == "psi") {
     value = engine.Model().psi.value_or("");
@@ -61,6 +71,13 @@ bool MarkValue(const DeviceEngine& engine, const std::string& uuid, const std::s
     return false;
   }
   return true;
+}
+
+// `rendered`; empty, and a message, when it holds a NUL byte.
+std::string Checked(const std::string& page, std::string rendered) {
+  if (rendered.find('\0') == std::string::npos) return rendered;
+  HOST_LOG(4, "page %s is refused: it holds a NUL byte", page.c_str());
+  return "";
 }
 
 }  // namespace
@@ -87,10 +104,11 @@ std::string GetPage(const DeviceEngine& engine, const std::string& uuid, const s
                     const std::string& page) {
   std::string text;
   if (page == kValuePage && query.compare(0, 4, "op1=") == 0) {
+    // A point without a value is known all the same: its value is empty, not absent.
     return engine.NamedText(query.substr(4), text) ? "op1=\"" + text + "\"" : "";
   }
   if (!StaysInside(page) || !ReadPage(engine.Model().psi.value_or(""), page, text)) return "";
-  return RenderPage(engine, uuid, text);
+  return Checked(page, RenderPage(engine, uuid, text));
 }
 
 }  // namespace host

@@ -7,13 +7,15 @@
 
 namespace host {
 
-// `text` with `{{point:ID}}`, `{{label}}`, `{{psi}}` and `{{uuid}}` replaced by their values; a
-// value that can't be told is empty. Values are inserted as they are and not looked at again.
-// Everything else stays.
+// `text` with `{{point:ID}}`, `{{label}}`, `{{psi}}` and `{{uuid}}` replaced by their values. In
+// place of a point's value that can't be told or is empty comes what stands behind the bar of
+// `{{point:ID|null}}`, nothing without one. What is inserted is not looked at again. Everything
+// else stays.
 std::string RenderPage(const DeviceEngine& engine, const std::string& uuid,
                        const std::string& text);
 
-// The text of a page, rendered; empty when there is none.
+// The text of a page, rendered; empty when there is none, and, with a message, when it would hold
+// a NUL byte: whoever takes such a text for a request's body counts more than he sends.
 std::string GetPage(const DeviceEngine& engine, const std::string& uuid, const std::string& query,
                     const std::string& page);
 

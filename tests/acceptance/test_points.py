@@ -140,6 +140,41 @@ def test_file_moves_a_value_by_itself(daemon, device, root, connected, thermal):
     thermal.becomes("Temperatures", [{"ReadingCelsius": 24.1}])
 
 
+def test_broken_sensor_costs_its_own_value_alone(device, root, connected, thermal):
+    source = root / "sys" / "fan1_input"
+    source.parent.mkdir()
+    source.write_text("1200\n")
+    device.describe(points({"Id": 1301, "Source": {"Type": "file", "Path": "/sys/fan1_input"}}))
+    device.page("1/2/covpatchmap.txt", map_file([resource()], thermal=[point(), point(1301)]))
+    device.page("patch/thermal.txt", '{"Supply": {{point:1201|null}}, "Fan": {{point:1301|null}}}')
+    connected()
+    thermal.becomes("Fan", 1200)
+    source.unlink()
+    thermal.becomes("Fan", None)  # a null takes a member away
+    device.sets(SUPPLY, "23")
+    thermal.becomes("Supply", 23)
+    source.write_text("1200\n")
+    thermal.becomes("Fan", 1200)
+
+
+def test_missing_value_raises_and_clears_its_alarm(daemon, device, root, service, connected):
+    def alarms(*expected):
+        service.wait_until(lambda: at_the_service(service, daemon) == set(expected),
+                           f"alarms {expected}")
+    source = root / "sys" / "fan1_input"
+    source.parent.mkdir()
+    source.write_text("1200\n")
+    description = points({"Id": 1301, "Source": {"Type": "file", "Path": "/sys/fan1_input"}})
+    description["Events"].append({"GddId": 4712, "Text": "Fan sensor lost", "When": {
+        "Point": 1301, "Missing": True, "State": "Warning"}})
+    device.describe(description)
+    connected()
+    source.unlink()
+    alarms((4712, 0, "Warning"))
+    source.write_text("1200\n")
+    alarms()
+
+
 def test_limit_raises_and_clears_its_alarm(daemon, device, service, connected):
     def alarms(*expected):
         service.wait_until(lambda: at_the_service(service, daemon) == set(expected),

@@ -76,23 +76,26 @@ class DeviceEngineTest : public testing::Test {
     m_engine.RegisterEvents(&OnEvent);
     m_engine.RegisterCovs(&OnCov);
   }
+  void Tell(uint16_t point, const std::string& value) { m_engine.SetFromSource(point, &value); }
   // Everything that waits, dispatched.
-  std::vector<std::string> Events() {
+  static std::vector<std::string> EventsOf(host::DeviceEngine& engine) {
     g_events.clear();
-    while (m_engine.DispatchEvent()) {
+    while (engine.DispatchEvent()) {
     }
     return g_events;
   }
+  std::vector<std::string> Events() { return EventsOf(m_engine); }
   std::vector<std::string> Covs() {
     g_covs.clear();
     while (m_engine.DispatchCov()) {
     }
     return g_covs;
   }
-  std::vector<std::string> Active() {
-    m_engine.ActiveEvents(&OnActive);
+  static std::vector<std::string> ActiveOf(host::DeviceEngine& engine) {
+    engine.ActiveEvents(&OnActive);
     return g_active;
   }
+  std::vector<std::string> Active() { return ActiveOf(m_engine); }
 
   host::DeviceEngine m_engine{ModelOf(kDevice)};
 };
@@ -163,6 +166,7 @@ TEST_F(DeviceEngineTest, Setting_answers_why_not) {
   EXPECT_EQ(m_engine.SetPoint(4329, "1"), "unknown point 4329");
   EXPECT_EQ(m_engine.SetPoint(5, "1"), "point 5 has a source of its own");
   EXPECT_EQ(m_engine.SetPoint(2, std::string(254, 'x')), "a value is at most 253 bytes long");
+  EXPECT_EQ(m_engine.SetPoint(2, std::string("a\0", 2)), "a value holds no NUL byte");
   EXPECT_EQ(m_engine.SetPoint(2, std::string(253, 'x')), "");
   EXPECT_EQ(m_engine.SetEvent(1, 0, 3), "unknown event 1");
   EXPECT_EQ(m_engine.SetEvent(100, 3, 3), "event 100 has no module 3");
@@ -341,18 +345,98 @@ TEST_F(DeviceEngineTest, Rule_holds_for_the_values_of_the_start) {
 }
 
 TEST_F(DeviceEngineTest, Source_that_cannot_tell_has_no_value) {
-  Listen();
   EXPECT_EQ(Text(5), "none");
-  const std::string value = "12";
-  m_engine.SetFromSource(5, &value);
+  Tell(5, "12");
   EXPECT_EQ(Text(5), "12");
-  EXPECT_THAT(Covs(), ElementsAre("5=12"));
   m_engine.SetFromSource(5, nullptr);
   EXPECT_EQ(Text(5), "none");
-  m_engine.SetFromSource(5, &value);
+  Tell(5, "12");
   EXPECT_EQ(Text(5), "12");
+  Tell(99, "12");
+}
+
+TEST_F(DeviceEngineTest, Value_that_goes_away_or_comes_back_is_a_change) {
+  Listen();
+  m_engine.SetFromSource(5, nullptr);
   EXPECT_THAT(Covs(), IsEmpty());
-  m_engine.SetFromSource(99, &value);
+  Tell(5, "12");
+  EXPECT_THAT(Covs(), ElementsAre("5=12"));
+  m_engine.SetFromSource(5, nullptr);
+  m_engine.SetFromSource(5, nullptr);
+  EXPECT_THAT(Covs(), ElementsAre("5="));
+  EXPECT_EQ(g_buffer, std::string(256, '\0'));
+  Tell(5, "12");
+  EXPECT_THAT(Covs(), ElementsAre("5=12"));
+}
+
+TEST_F(DeviceEngineTest, Missing_value_raises_and_a_value_clears) {
+  host::DeviceEngine engine(ModelOf(R"({"Points": [{"Id": 1, "Value": "x"}], "Events": [
+      {"GddId": 7, "When": {"Point": 1, "Missing": true, "State": "Fault"}}]})"));
+  engine.RegisterEvents(&OnEvent);
+  engine.SetPoint(1, "");
+  EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=4"));
+  engine.SetPoint(1, "y");
+  EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=0"));
+}
+
+TEST_F(DeviceEngineTest, Source_that_was_not_asked_yet_is_not_missing) {
+  host::DeviceEngine engine(ModelOf(R"({
+      "Points": [{"Id": 1, "Source": {"Type": "file", "Path": "/x"}}],
+      "Events": [{"GddId": 7, "When": {"Point": 1, "Missing": true, "State": "Warning"}}]})"));
+  engine.RegisterEvents(&OnEvent);
+  EXPECT_THAT(ActiveOf(engine), IsEmpty());
+  engine.SetFromSource(1, nullptr);
+  EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=2"));
+  const std::string value = "1";
+  engine.SetFromSource(1, &value);
+  EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=0"));
+  engine.SetFromSource(1, nullptr);
+  EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=2"));
+}
+
+TEST_F(DeviceEngineTest, Point_that_starts_without_a_value_is_missing_from_the_start) {
+  host::DeviceEngine engine(ModelOf(R"({"Points": [{"Id": 1}], "Events": [
+      {"GddId": 7, "When": {"Point": 1, "Missing": true}}]})"));
+  EXPECT_THAT(ActiveOf(engine), ElementsAre("7.0=3"));
+}
+
+TEST_F(DeviceEngineTest, Rule_raises_at_a_text_and_clears_at_any_other) {
+  host::DeviceEngine engine(ModelOf(R"({"Points": [{"Id": 1, "Value": "Off"}], "Events": [
+      {"GddId": 7, "When": {"Point": 1, "Equals": "Heating", "State": "Message"}},
+      {"GddId": 8, "When": {"Point": 1, "NotEquals": "Off", "State": "Warning"}}]})"));
+  engine.RegisterEvents(&OnEvent);
+  EXPECT_THAT(ActiveOf(engine), IsEmpty());
+  engine.SetPoint(1, "Heating");
+  EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=1", "8.0=2"));
+  engine.SetPoint(1, "Heatin");
+  EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=0"));
+  engine.SetPoint(1, "");
+  EXPECT_THAT(EventsOf(engine), IsEmpty());
+  engine.SetPoint(1, "Off");
+  EXPECT_THAT(EventsOf(engine), ElementsAre("8.0=0"));
+}
+
+TEST_F(DeviceEngineTest, Rule_compares_numbers_as_numbers) {
+  host::DeviceEngine engine(ModelOf(R"({"Points": [{"Id": 1, "Value": "1.50"}], "Events": [
+      {"GddId": 7, "When": {"Point": 1, "Equals": 1.5}},
+      {"GddId": 8, "When": {"Point": 1, "NotEquals": 1.5}}]})"));
+  engine.RegisterEvents(&OnEvent);
+  EXPECT_THAT(ActiveOf(engine), ElementsAre("7.0=3"));
+  engine.SetPoint(1, "1.5");
+  EXPECT_THAT(EventsOf(engine), IsEmpty());
+  engine.SetPoint(1, "off");
+  EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=0", "8.0=3"));
+}
+
+TEST_F(DeviceEngineTest, Limit_of_a_value_that_goes_away_changes_nothing) {
+  host::DeviceEngine engine(ModelOf(R"({
+      "Points": [{"Id": 1, "Source": {"Type": "file", "Path": "/x"}}],
+      "Events": [{"GddId": 7, "When": {"Point": 1, "Above": 40, "State": "Fault"}}]})"));
+  engine.RegisterEvents(&OnEvent);
+  const std::string value = "50";
+  engine.SetFromSource(1, &value);
+  engine.SetFromSource(1, nullptr);
+  EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=4"));
 }
 
 TEST_F(DeviceEngineTest, Threads_may_set_and_dispatch_at_once) {

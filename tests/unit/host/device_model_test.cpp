@@ -10,7 +10,7 @@ class DeviceModelTest : public HostTest {
  protected:
   host::DeviceModel Parse(const std::string& json) {
     json_error_t where = {};
-    host::JsonRef root(json_loads(json.c_str(), 0, &where));
+    host::JsonRef root(json_loads(json.c_str(), JSON_ALLOW_NUL, &where));
     EXPECT_NE(root, nullptr) << where.text;
     m_problems.clear();
     return host::ParseDeviceModel(root.get(), m_problems);
@@ -65,9 +65,42 @@ TEST_F(DeviceModelTest, Every_key_is_read) {
   EXPECT_EQ(event.state, 4);
   ASSERT_TRUE(event.when.has_value());
   EXPECT_EQ(event.when->point, 1201);
-  EXPECT_FALSE(event.when->above);
+  EXPECT_EQ(event.when->kind, host::WhenModel::Kind::kBelow);
   EXPECT_EQ(event.when->limit, -3.5);
   EXPECT_EQ(event.when->hysteresis, 2);
+  EXPECT_EQ(event.when->state, 3);
+}
+
+TEST_F(DeviceModelTest, Rule_compares_with_a_text_or_a_number) {
+  const host::DeviceModel model = Parse(R"({"Points": [{"Id": 5}], "Events": [
+      {"GddId": 1, "When": {"Point": 5, "Equals": "Heating", "State": "Message"}},
+      {"GddId": 2, "When": {"Point": 5, "NotEquals": 1.5, "State": "Fault"}},
+      {"GddId": 3, "When": {"Point": 5, "Missing": true, "State": "Warning"}},
+      {"GddId": 4, "When": {"Point": 5, "Above": 3, "State": "Alarm"}}]})");
+  EXPECT_THAT(m_problems, IsEmpty());
+  using Kind = host::WhenModel::Kind;
+  const host::WhenModel equals = model.events.at(0).when.value();
+  EXPECT_EQ(equals.kind, Kind::kEquals);
+  EXPECT_FALSE(equals.same.number.has_value());
+  EXPECT_EQ(equals.same.text, "Heating");
+  EXPECT_EQ(equals.state, 1);
+  const host::WhenModel notEquals = model.events.at(1).when.value();
+  EXPECT_EQ(notEquals.kind, Kind::kNotEquals);
+  EXPECT_EQ(notEquals.same.number, 1.5);
+  EXPECT_EQ(notEquals.state, 4);
+  EXPECT_EQ(model.events.at(2).when.value().kind, Kind::kMissing);
+  EXPECT_EQ(model.events.at(2).when.value().state, 2);
+  EXPECT_EQ(model.events.at(3).when.value().kind, Kind::kAbove);
+  EXPECT_EQ(model.events.at(3).when.value().state, 3);
+}
+
+TEST_F(DeviceModelTest, Text_with_a_NUL_byte_is_named_and_left_out) {
+  const host::DeviceModel model =
+      Parse(R"({"Label": "a\u0000b", "Points": [{"Id": 5, "Value": "\u0000"}]})");
+  EXPECT_EQ(model.label, "");
+  EXPECT_EQ(model.points.at(0).value, "");
+  EXPECT_THAT(m_problems, ElementsAre("\"Label\" holds a NUL byte",
+                                      "\"Value\" of \"Points\"[0] holds a NUL byte"));
 }
 
 TEST_F(DeviceModelTest, Report_defaults_to_the_points_number) {
@@ -182,14 +215,37 @@ TEST_F(DeviceModelTest, Wrong_rules_are_named_and_left_out) {
       {"GddId": 2, "When": {"Above": 1}},
       {"GddId": 3, "When": {"Point": 5}},
       {"GddId": 4, "When": {"Point": 5, "Above": 1, "Below": 2}},
-      {"GddId": 6, "When": {"Point": 5, "Above": "1"}}]})");
+      {"GddId": 6, "When": {"Point": 5, "Above": "1"}},
+      {"GddId": 7, "When": {"Point": 5, "Equals": true}},
+      {"GddId": 8, "When": {"Point": 5, "NotEquals": null}},
+      {"GddId": 9, "When": {"Point": 5, "Missing": false}},
+      {"GddId": 10, "When": {"Point": 5, "Missing": true, "Equals": "x"}}]})");
   for (const host::EventModel& event : model.events) EXPECT_FALSE(event.when) << event.gddId;
-  EXPECT_THAT(m_problems,
-              ElementsAre("\"When\" of \"Events\"[0] is not an object",
-                          "\"Point\" in \"When\" of \"Events\"[1] is missing",
-                          "\"When\" of \"Events\"[2] does not hold one of \"Above\" and \"Below\"",
-                          "\"When\" of \"Events\"[3] does not hold one of \"Above\" and \"Below\"",
-                          "\"Above\" in \"When\" of \"Events\"[4] is not a number"));
+  const std::string none =
+      " does not hold one of \"Above\", \"Below\", \"Equals\", \"NotEquals\" and \"Missing\"";
+  EXPECT_THAT(
+      m_problems,
+      ElementsAre("\"When\" of \"Events\"[0] is not an object",
+                  "\"Point\" in \"When\" of \"Events\"[1] is missing",
+                  "\"When\" of \"Events\"[2]" + none, "\"When\" of \"Events\"[3]" + none,
+                  "\"Above\" in \"When\" of \"Events\"[4] is not a number",
+                  "\"Equals\" in \"When\" of \"Events\"[5] is neither a text nor a number",
+                  "\"NotEquals\" in \"When\" of \"Events\"[6] is neither a text nor a number",
+                  "\"Missing\" in \"When\" of \"Events\"[7] is not true",
+                  "\"When\" of \"Events\"[8]" + none));
+}
+
+TEST_F(DeviceModelTest, Wrong_keys_of_a_rule_are_named_and_take_their_defaults) {
+  const host::DeviceModel model = Parse(R"({"Points": [{"Id": 5}], "Events": [
+      {"GddId": 1, "When": {"Point": 5, "Above": 1, "State": "Cleared"}},
+      {"GddId": 2, "When": {"Point": 5, "Above": 1, "State": 3}},
+      {"GddId": 3, "When": {"Point": 5, "Missing": true, "Hysteresis": 2}}]})");
+  for (const host::EventModel& event : model.events) EXPECT_EQ(event.when.value().state, 3);
+  const std::string wrong = " is none of Message, Warning, Alarm, Fault";
+  EXPECT_THAT(m_problems, ElementsAre("\"State\" in \"When\" of \"Events\"[0]" + wrong,
+                                      "\"State\" in \"When\" of \"Events\"[1]" + wrong,
+                                      "\"Hysteresis\" in \"When\" of \"Events\"[2] goes with "
+                                      "\"Above\" and \"Below\" alone"));
 }
 
 TEST_F(DeviceModelTest, Rule_with_a_negative_hysteresis_or_an_unknown_point_is_named) {

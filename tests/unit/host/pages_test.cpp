@@ -39,10 +39,30 @@ TEST_F(PagesTest, Values_that_cannot_be_told_are_empty) {
   EXPECT_EQ(Render("[{{point:99}}{{point:7}}]"), "[]");
 }
 
+TEST_F(PagesTest, Mark_says_what_stands_in_for_a_value_that_cannot_be_told) {
+  EXPECT_EQ(Render("[{{point:99|null}}, {{point:7|0}}, \"{{point:7|not known}}\", {{point:7|}}]"),
+            "[null, 0, \"not known\", ]");
+  EXPECT_EQ(Render("{{point:1201|null}}"), "21.5");
+  EXPECT_EQ(Render("{{point:7|a|b}}"), "a|b");
+  const std::string value = "3";
+  m_engine.SetFromSource(7, &value);
+  EXPECT_EQ(Render("{{point:7|null}}"), "3");
+}
+
+TEST_F(PagesTest, Mark_of_an_empty_value_takes_what_stands_in_for_it) {
+  ASSERT_EQ(m_engine.SetPoint(1201, ""), "");
+  EXPECT_EQ(Render("{{point:1201|null}}[{{point:1201}}]"), "null[]");
+}
+
+TEST_F(PagesTest, What_stands_in_is_not_looked_at_again) {
+  EXPECT_EQ(Render("{{point:99|{{psi}}"), "{{psi");
+}
+
 TEST_F(PagesTest, Everything_else_passes_untouched) {
   for (const char* text :
        {"", "{{", "}}", "{{}}", "{{ label }}", "{{Label}}", "{{point:}}", "{{point:x}}",
-        "{{point:-1}}", "{{point:65536}}", "{{point:99999999999}}", "<chassisid> %1 7dayhightemp",
+        "{{point:-1}}", "{{point:65536}}", "{{point:99999999999}}", "{{point:|null}}",
+        "{{point:x|null}}", "{{label|null}}", "{{point: 99|null}}", "<chassisid> %1 7dayhightemp",
         "{\"t\":temp_uom_celsius~1201}", "{{unknown {{other", "\r\n\t\\"}) {
     EXPECT_EQ(Render(text), text);
   }
@@ -79,6 +99,19 @@ TEST_F(PagesTest, Page_outside_the_data_folder_is_not_found) {
   EXPECT_EQ(Get("x"), "x");
 }
 
+TEST_F(PagesTest, Page_with_a_NUL_byte_is_refused) {
+  Write("/var/local/orv/pldserver/0/page", std::string("{\"a\": \0 1}", 10));
+  EXPECT_EQ(Get("page"), "");
+  EXPECT_EQ(LogCount("4 Host page page is refused: it holds a NUL byte"), 1);
+}
+
+TEST_F(PagesTest, Page_with_a_NUL_byte_in_an_inserted_value_is_refused) {
+  Write("/etc/cloudclient/cloud.json", R"({"UUID": "the-\u0000uuid"})");
+  Write("/var/local/orv/pldserver/0/page", "{{uuid}}");
+  EXPECT_EQ(Get("page"), "");
+  EXPECT_EQ(LogCount("page page is refused: it holds a NUL byte"), 1);
+}
+
 TEST_F(PagesTest, Unreadable_page_costs_a_message) {
   MakeUnreadable("/var/local/orv/pldserver/0/1/page");
   EXPECT_EQ(Get("page"), "");
@@ -95,10 +128,13 @@ TEST_F(PagesTest, Uuid_is_the_configured_one) {
 
 TEST_F(PagesTest, Value_page_answers_the_named_point_without_a_line_end) {
   EXPECT_EQ(Get("httpGetSet/httpGet.htm", "op1=supply_temp"), "op1=\"21.5\"");
-  EXPECT_EQ(Get("httpGetSet/httpGet.htm", "op1=lost"), "");
   EXPECT_EQ(Get("httpGetSet/httpGet.htm", "op1=nobody"), "");
   EXPECT_EQ(Get("httpGetSet/httpGet.htm", "op1="), "");
   EXPECT_EQ(Get("httpGetSet/httpGet.htm", ""), "");
+}
+
+TEST_F(PagesTest, Value_page_of_a_point_without_a_value_has_an_empty_one) {
+  EXPECT_EQ(Get("httpGetSet/httpGet.htm", "op1=lost"), "op1=\"\"");
 }
 
 TEST_F(PagesTest, Without_a_proxy_there_is_no_page) {
