@@ -141,7 +141,7 @@ int Run(const Options& options, const Log& log) {
   if (!accounts.Any()) log.Line("no account: no appliance can register");
   std::printf("listening on %s\n", server.Url().c_str());
   std::fflush(stdout);
-  io.run();
+  RunLoop(io, log);
   log.Line("stopped");
   return EXIT_SUCCESS;
 }

@@ -18,7 +18,7 @@ struct Request {
   std::string body;
   std::string token;  // X-Auth-Token; empty when there is none
   std::string peer;   // the sender's address
-  std::vector<std::pair<std::string, std::string>> headers = {};  // as they came, in their order
+  std::vector<std::pair<std::string, std::string>> headers = {};  // as they came; trailers are none
 
   // The values of the header `name`, whatever its case of letters, joined by ", "; empty when there
   // is none.
@@ -38,12 +38,13 @@ struct Response {
   void SetHeader(const std::string& name, const std::string& value);
 };
 
-// Answers a request. Called on the server's thread, must not block for long, must not throw.
+// Answers a request. Called on the server's thread, must not block for long. What it throws costs
+// the connection.
 using Handler = std::function<Response(const Request&)>;
 
 // Answers a request that never became one, refused with `status` for `reason`. Of the
-// request, method and target are empty where they have not been read, body and token always. Same
-// rules as for a Handler.
+// request, method and target are empty where they have not been read, the body always. Same rules
+// as for a Handler.
 using RefusalHandler =
     std::function<Response(unsigned status, const Request& request, const std::string& reason)>;
 

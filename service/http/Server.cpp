@@ -59,17 +59,20 @@ void Server::OnAccept(const error_code& error, tcp::socket socket) {
     });
     return;
   }
-  if (!error) {
-    error_code ignored;
-    socket.set_option(tcp::no_delay(true), ignored);
-    auto ended = [this, alive = std::weak_ptr<const bool>(m_alive)](Session* session) {
-      if (!alive.expired()) OnEnded(session);
-    };
-    const auto session = MakeSession(std::move(socket), m_tls, m_context, std::move(ended));
-    m_sessions.insert(session.get());
-    session->Start();
-  }
+  // Before the new connection begins: one that fails keeps no other from being accepted.
   Accept();
+  if (!error) Begin(std::move(socket));
+}
+
+void Server::Begin(tcp::socket socket) {
+  error_code ignored;
+  socket.set_option(tcp::no_delay(true), ignored);
+  auto ended = [this, alive = std::weak_ptr<const bool>(m_alive)](Session* session) {
+    if (!alive.expired()) OnEnded(session);
+  };
+  const auto session = MakeSession(std::move(socket), m_tls, m_context, std::move(ended));
+  m_sessions.insert(session.get());
+  session->Start();
 }
 
 void Server::OnEnded(Session* session) {
@@ -92,6 +95,16 @@ void Server::Stop(std::function<void()> done) {
 void Server::TellDone() {
   if (!m_sessions.empty() || !m_done) return;
   asio::post(m_io, std::exchange(m_done, nullptr));
+}
+
+void RunLoop(asio::io_context& io, const Log& log) {
+  while (!io.stopped()) {
+    try {
+      io.run();
+    } catch (const std::exception& error) {
+      log.Line(std::string("error: a connection is given up: ") + error.what());
+    }
+  }
 }
 
 }  // namespace cloudservice

@@ -39,6 +39,7 @@ class Server {
  private:
   void Accept();
   void OnAccept(const boost::system::error_code& error, boost::asio::ip::tcp::socket socket);
+  void Begin(boost::asio::ip::tcp::socket socket);
   void OnEnded(Session* session);
   void TellDone();
 
@@ -53,6 +54,10 @@ class Server {
   // Ends with the server: connections that the io_context still holds then don't call it.
   const std::shared_ptr<const bool> m_alive = std::make_shared<const bool>(true);
 };
+
+// Runs the io_context until nothing is left to do. An exception ends the connection whose operation
+// it left, and becomes a line in the log.
+void RunLoop(boost::asio::io_context& io, const Log& log);
 
 }  // namespace cloudservice
 

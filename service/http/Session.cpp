@@ -30,6 +30,9 @@ using Plain = beast::tcp_stream;
 using Tls = beast::ssl_stream<beast::tcp_stream>;
 
 constexpr std::size_t kReadSize = 4096;
+// What is read and not yet understood, as a multiple of the largest header: extensions of a chunk
+// and trailers wait there until they are whole.
+constexpr std::size_t kBufferedHeaders = 2;
 // How much is thrown away at most before a connection is closed.
 constexpr std::size_t kFarewellBytes = 8 * 1024 * 1024;
 constexpr char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
@@ -45,12 +48,30 @@ std::vector<std::pair<std::string, std::string>> HeadersOf(const Message& messag
   return headers;
 }
 
+// Whether the body comes as it is: in chunks or in one piece, and in no other encoding.
+template <class Message>
+bool IsPlainBody(const Message& message) {
+  const auto encodings = message.count(http::field::transfer_encoding);
+  return encodings == 0 ||
+         (encodings == 1 && beast::iequals(message[http::field::transfer_encoding], "chunked"));
+}
+
+// HTTP/1.0 has no Host.
+template <class Message>
+bool NamesHostOnce(const Message& message) {
+  const auto hosts = message.count(http::field::host);
+  return hosts == 1 || (hosts == 0 && message.version() < 11);
+}
+
 // The status and the reason for what the reader of HTTP could not take; 0 for a connection that
 // just ended.
 std::pair<unsigned, std::string> ReadFailure(const error_code& error) {
   if (error == http::error::header_limit) return {431, "The header is too large."};
   if (error == http::error::body_limit) return {413, "The body is too large."};
   if (error == http::error::bad_version) return {505, "Not a version of HTTP that is spoken here."};
+  if (error == http::error::buffer_overflow) {
+    return {400, "A chunk's extensions or the trailers are too large."};
+  }
   if (error == http::error::partial_message) {
     return {400, "The request ended before its declared end."};
   }
@@ -66,7 +87,10 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
  public:
   template <typename... Args>
   SessionOn(const SessionContext& context, std::function<void(Session*)> ended, Args&&... args)
-      : m_context(context), m_ended(std::move(ended)), m_stream(std::forward<Args>(args)...) {
+      : m_context(context),
+        m_ended(std::move(ended)),
+        m_stream(std::forward<Args>(args)...),
+        m_buffer(kBufferedHeaders * context.limits.header_bytes) {
     error_code gone;
     const auto peer = Lowest().socket().remote_endpoint(gone);
     if (!gone) m_peer = peer.address().to_string();
@@ -138,9 +162,13 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   }
 
   void OnHeader(error_code error) {
+    TakeHeader();
     if (error) return OnReadFailure(error);
     const auto& message = m_parser->get();
-    if (message.count(http::field::transfer_encoding) > 0 && !m_parser->chunked()) {
+    if (!NamesHostOnce(message)) {
+      return Refuse(400, "A request names its host once, in a Host header.");
+    }
+    if (!IsPlainBody(message)) {
       return Refuse(501, "Of the transfer encodings only chunked is spoken here.");
     }
     const beast::string_view expect = message[http::field::expect];
@@ -155,6 +183,18 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
                       }));
   }
 
+  // Before the body is read: what comes behind it, as trailers, counts for nothing.
+  void TakeHeader() {
+    const auto& message = m_parser->get();
+    m_request = Request{};
+    m_request.target = WithoutAuthority(ToString(message.target()));
+    if (!m_request.target.empty()) m_request.method = ToString(message.method_string());
+    m_request.token = ToString(message["X-Auth-Token"]);
+    m_request.peer = m_peer;
+    m_request.headers = HeadersOf(message);
+    m_keep_alive = message.version() >= 11 && message.keep_alive();
+  }
+
   void ReadBody() {
     Expire(m_context.limits.body);
     http::async_read(m_stream, m_buffer, *m_parser, Then([this](error_code error) {
@@ -164,18 +204,10 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   }
 
   void OnRequest() {
-    auto message = m_parser->release();
-    Request request;
-    request.method = ToString(message.method_string());
-    request.target = WithoutAuthority(ToString(message.target()));
-    request.token = ToString(message["X-Auth-Token"]);
-    request.body = std::move(message.body());
-    request.peer = m_peer;
-    request.headers = HeadersOf(message);
-    const bool keep_alive = message.version() >= 11 && message.keep_alive();
-    const Response response = m_context.handler(request);
+    m_request.body = std::move(m_parser->get().body());
+    const Response response = m_context.handler(m_request);
     if (response.stream && !m_stopping) return AnswerWithStream(response);
-    Answer(response, keep_alive, request.method == "HEAD");
+    Answer(response, m_keep_alive, m_request.method == "HEAD");
   }
 
   void OnReadFailure(error_code error) {
@@ -191,13 +223,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
 
   // For requests that are not read to their end: the connection is of no use afterwards.
   void Refuse(unsigned status, const std::string& reason) {
-    const auto& message = m_parser->get();
-    Request request;
-    request.target = WithoutAuthority(ToString(message.target()));
-    if (!request.target.empty()) request.method = ToString(message.method_string());
-    request.peer = m_peer;
-    request.headers = HeadersOf(message);
-    Answer(m_context.refuse(status, request, reason), false, request.method == "HEAD");
+    Answer(m_context.refuse(status, m_request, reason), false, m_request.method == "HEAD");
   }
 
   void Answer(const Response& response, bool keep_alive, bool head) {
@@ -284,6 +310,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   std::string m_peer = "a connection that is gone";
   beast::flat_buffer m_buffer;
   std::optional<http::request_parser<http::string_body>> m_parser;
+  Request m_request;
+  bool m_keep_alive = false;  // as its sender wants it
   std::string m_answer;
   std::shared_ptr<cloudservice::Stream> m_out;  // the answer that is being sent, when it has no end
   bool m_sending = false;                       // a piece of it

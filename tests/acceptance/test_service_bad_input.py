@@ -112,6 +112,34 @@ def test_floods_of_headers_are_refused(service):
     goes_on(service)
 
 
+@pytest.mark.parametrize("transport", [["--http"], []], ids=["http", "https"])
+def test_endless_extensions_and_trailers_are_refused(service, transport):
+    """Nobody's token, and one connection: neither ends the service nor makes it grow."""
+    service.start(*transport, faketime=clock(1))
+    head = b"POST /hb/u-1 HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n"
+    for begin in (b"0\r\nT: ", b"1;x=", b"0;x=", b"2\r\n{}\r\n0\r\nT: t\r\nT: "):
+        with raw(service) as sock:
+            with contextlib.suppress(OSError):
+                sock.sendall(head + begin)
+                for _ in range(64):
+                    sock.sendall(b"a" * 65536)
+            assert whole(sock).startswith(b"HTTP/1.1 400 "), begin
+    with raw(service) as sock:
+        sock.sendall(head + b"0\r\nT: " + b"t" * 70_000 + b"\r\n\r\n")
+        assert whole(sock).startswith(b"HTTP/1.1 400 ")
+    goes_on(service)
+
+
+def test_token_behind_the_body_is_none(service):
+    service.start("--http", faketime=clock(1))
+    appliance = Appliance(service, "u-1")
+    with raw(service) as sock:
+        sock.sendall(b"POST /redfish/v1/Chassis HTTP/1.1\r\nHost: x\r\nConnection: close\r\n"
+                     b"Transfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\nX-Auth-Token: "
+                     + appliance.token.encode() + b"\r\n\r\n")
+        assert whole(sock).startswith(b"HTTP/1.1 401 ")
+
+
 @pytest.mark.parametrize("authorization", [
     "Basic", "Basic " + "A" * 8000, "Basic ====", "Basic =YTpi", "Basic OnA=", "Basic b2xnYTo=",
     "Bearer", "Bearer " + "f" * 64, "Bearer ' OR 1=1 --", "bearer\t", "Digest username=\"olga\""])
@@ -168,6 +196,7 @@ def test_requests_that_say_two_things_are_refused(service):
     for text in (b"POST / HTTP/1.1\r\nContent-Length: 5\r\nContent-Length: 6\r\n\r\nabcde",
                  b"POST / HTTP/1.1\r\nContent-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
                  b"GET /api/v1/session HTTP/1.1\r\n folded: x\r\n\r\n",
+                 b"GET /api/v1/session HTTP/1.1\r\nHost: a\r\nHost: b\r\n\r\n",
                  b"\x16\x03\x01\x02\x00\x01\x00"):
         with raw(service) as sock:
             sock.sendall(text)

@@ -48,6 +48,7 @@ class ServerTest : public testing::Test {
         response.SetHeader("Cache-Control", "no-cache");
       }
       if (request.target == "/big") response.body = std::string(kBig, 'b');
+      if (request.target == "/throw") throw std::runtime_error("no memory");
       if (request.target == "/stream") {
         response.stream = written;
         response.body.clear();
@@ -67,7 +68,7 @@ class ServerTest : public testing::Test {
     m_server->Listen("127.0.0.1", 0);
     const std::string url = m_server->Url();
     port = static_cast<std::uint16_t>(std::stoul(url.substr(url.rfind(':') + 1)));
-    m_thread = std::thread([this] { m_io.run(); });
+    m_thread = std::thread([this] { RunLoop(m_io, log); });
   }
 
   // Returns when the server has ended every connection. May come after another stop.
@@ -86,6 +87,9 @@ class ServerTest : public testing::Test {
   }
   static std::string Post(const std::string& body, const std::string& length) {
     return "POST /p HTTP/1.1\r\nHost: x\r\nContent-Length: " + length + "\r\n\r\n" + body;
+  }
+  static std::string Chunked(const std::string& chunks) {
+    return "POST /p HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n" + chunks;
   }
   // What a connection that sends these bytes, and then nothing more, reads until its end.
   std::string Exchange(const std::string& bytes) {
@@ -208,7 +212,7 @@ TEST_F(ServerTest, Connection_is_closed_where_the_sender_wants_it) {
 TEST_F(ServerTest, Slow_senders_hold_up_nobody) {
   Start();
   Peer in_header(port);
-  in_header.Send("POST /slow HTTP/1.1\r\nHo");
+  in_header.Send("POST /slow HTTP/1.1\r\nHost: x\r\nMo");
   Peer in_body(port);
   in_body.Send(Post("a", "3"));
   Peer silent(port);
@@ -252,8 +256,7 @@ TEST_F(ServerTest, Body_above_the_limit_is_413_and_its_sender_gets_to_read_it) {
   EXPECT_THAT(answer, HasSubstr("Connection: close\r\n"));
   EXPECT_THAT(Lines(), HasSubstr("POST /p The body is too large."));
   const std::string chunk = "186a1\r\n" + std::string(100001, 'a') + "\r\n0\r\n\r\n";
-  EXPECT_THAT(Exchange("POST /p HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n" + chunk),
-              StartsWith("HTTP/1.1 413 "));
+  EXPECT_THAT(Exchange(Chunked(chunk)), StartsWith("HTTP/1.1 413 "));
 }
 
 TEST_F(ServerTest, Wrong_length_is_400) {
@@ -292,7 +295,88 @@ TEST_F(ServerTest, Chunked_bodies_are_read_and_other_encodings_are_not) {
   EXPECT_THAT(Exchange(head + "chunked\r\n\r\n2\r\nab\r\n1\r\nc\r\n0\r\n\r\n"),
               EndsWith("POST /p [] abc"));
   EXPECT_THAT(Exchange(head + "chunked\r\n\r\nzz\r\n"), StartsWith("HTTP/1.1 400 "));
-  EXPECT_THAT(Exchange(head + "gzip\r\n\r\nabc"), StartsWith("HTTP/1.1 501 "));
+  for (const char* others :
+       {"gzip", "gzip, chunked", "chunked, chunked", "gzip\r\nTransfer-Encoding: chunked"}) {
+    const std::string answer = Exchange(head + others + "\r\n\r\n0\r\n\r\n");
+    EXPECT_THAT(answer, StartsWith("HTTP/1.1 501 ")) << others;
+  }
+}
+
+TEST_F(ServerTest, Chunked_in_any_case_of_letters_with_all_that_belongs_to_it_is_read) {
+  limits.body_bytes = 1000000;
+  Start();
+  EXPECT_THAT(Exchange("POST /p HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: Chunked \r\n\r\n"
+                       "1\r\na\r\n0\r\n\r\n"),
+              EndsWith("POST /p [] a"));
+  const std::string extended = "1;name=" + std::string(10000, 'e') + "\r\na\r\n";
+  const std::string trailer = "T: " + std::string(10000, 't') + "\r\n";
+  std::string body;
+  for (int i = 0; i < 100; ++i) body += extended;
+  body += "F41DC\r\n" + std::string(999900, 'b') + "\r\n0\r\n" + trailer + trailer + "\r\n";
+  Peer peer(port);
+  peer.Send(Chunked(body) + Get("/next"));
+  EXPECT_THAT(peer.ReadAnswer(), EndsWith("POST /p [] 1000000"));
+  EXPECT_THAT(peer.ReadAnswer(), EndsWith("GET /next [] "));
+}
+
+TEST_F(ServerTest, Trailer_that_is_too_large_is_400) {
+  Start();
+  const std::string last = "1\r\na\r\n0\r\n";
+  std::string many;
+  for (int i = 0; i < 20000; ++i) many += "T: t\r\n";
+  for (const std::string& trailers :
+       {"T: " + std::string(70000, 't') + "\r\n", std::string(70000, 'T') + ": t\r\n", many}) {
+    const std::string answer = Exchange(Chunked(last + trailers + "\r\n"));
+    EXPECT_THAT(answer, StartsWith("HTTP/1.1 400 "));
+    EXPECT_THAT(answer, EndsWith("A chunk's extensions or the trailers are too large."));
+  }
+}
+
+TEST_F(ServerTest, Extensions_and_trailers_without_end_are_not_kept) {
+  Start();
+  for (const std::string& begin :
+       {std::string("1;name="), std::string("0;"), std::string("0\r\nT: ")}) {
+    EXPECT_THAT(Exchange(Chunked(begin + std::string(1000000, 'a'))), StartsWith("HTTP/1.1 400 "))
+        << begin;
+  }
+}
+
+TEST_F(ServerTest, Trailers_are_no_headers) {
+  Start();
+  const std::string head =
+      "POST /headers HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n";
+  EXPECT_THAT(Exchange(head + "If-Match: \"a\"\r\n\r\n"), EndsWith("\r\n\r\n|"));
+  Peer peer(port);
+  peer.Send(Chunked("0\r\nX-Auth-Token: tok\r\nConnection: close\r\n\r\n") + Get("/next"));
+  EXPECT_THAT(peer.ReadAnswer(), EndsWith("POST /p [] "));
+  EXPECT_THAT(peer.ReadAnswer(), EndsWith("GET /next [] "));
+}
+
+TEST_F(ServerTest, Host_is_named_once) {
+  Start();
+  const std::string head = "GET /1 HTTP/1.1\r\n";
+  for (const char* hosts : {"", "Host: a\r\nHost: a\r\n", "Host: a\r\nX: y\r\nhost:\r\n"}) {
+    const std::string answer = Exchange(head + hosts + "\r\n");
+    EXPECT_THAT(answer, StartsWith("HTTP/1.1 400 ")) << hosts;
+    EXPECT_THAT(answer, EndsWith("A request names its host once, in a Host header."));
+  }
+  EXPECT_THAT(Exchange(head + "Host:\r\n\r\n"), EndsWith("GET /1 [] "));
+  EXPECT_THAT(Exchange("GET /1 HTTP/1.0\r\n\r\n"), EndsWith("GET /1 [] "));
+  EXPECT_THAT(Exchange("GET /1 HTTP/1.0\r\nHost: a\r\nHost: b\r\n\r\n"),
+              StartsWith("HTTP/1.1 400 "));
+}
+
+TEST_F(ServerTest, Exception_ends_its_connection_and_no_other) {
+  Start();
+  Peer other(port);
+  other.Send(Get("/1"));
+  other.ReadAnswer();
+  EXPECT_EQ(Exchange(Get("/throw") + Get("/2")), "");
+  OnServer([] {});
+  EXPECT_THAT(Lines(), HasSubstr("error: a connection is given up: no memory\n"));
+  other.Send(Get("/3"));
+  EXPECT_THAT(other.ReadAnswer(), EndsWith("GET /3 [] "));
+  EXPECT_THAT(Exchange(Get("/4")), EndsWith("GET /4 [] "));
 }
 
 TEST_F(ServerTest, Sender_that_waits_for_100_is_told_to_go_on) {
@@ -302,8 +386,9 @@ TEST_F(ServerTest, Sender_that_waits_for_100_is_told_to_go_on) {
   EXPECT_EQ(peer.ReadAnswer(), "HTTP/1.1 100 Continue\r\n\r\n");
   peer.Send("abc");
   EXPECT_THAT(peer.ReadAnswer(), EndsWith("POST /p [] abc"));
-  EXPECT_THAT(Exchange("POST /p HTTP/1.1\r\nContent-Length: 3\r\nExpect: tea\r\n\r\nabc"),
-              StartsWith("HTTP/1.1 417 "));
+  EXPECT_THAT(
+      Exchange("POST /p HTTP/1.1\r\nHost: x\r\nContent-Length: 3\r\nExpect: tea\r\n\r\nabc"),
+      StartsWith("HTTP/1.1 417 "));
 }
 
 TEST_F(ServerTest, Idle_connection_is_closed) {
@@ -476,7 +561,8 @@ class TlsServerTest : public ServerTest {
 TEST_F(TlsServerTest, Fresh_certificate_serves_and_the_end_is_announced) {
   EXPECT_THAT(m_server->Url(), StartsWith("https://127.0.0.1:"));
   const auto stream = Connect();
-  asio::write(*stream, asio::buffer(Get("/1") + "GET /2 HTTP/1.1\r\nConnection: close\r\n\r\n"));
+  asio::write(*stream,
+              asio::buffer(Get("/1") + "GET /2 HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"));
   std::string answers;
   boost::system::error_code error;
   asio::read(*stream, asio::dynamic_buffer(answers), error);
