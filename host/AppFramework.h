@@ -1,9 +1,11 @@
 #ifndef HOST_APPFRAMEWORK_H_
 #define HOST_APPFRAMEWORK_H_
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "host/ConfigWatch.h"
 #include "host/DeviceService.h"
@@ -44,9 +46,15 @@ class AppFramework {
 
 // The framework's part of an application object.
 struct LxBaseApp::Impl {
+  // Hands what changed to the application's handler, when `listener` is the calling thread.
+  void DeliverToListener();
+
   std::string name;
   std::function<void(const LxConfigEvent&)> deliver;  // to the application's handler
   std::unique_ptr<host::DeviceService> device;
+  // The thread to which `IsStop` delivers: the main thread while it is in `OnStart` and in no
+  // handler, else none.
+  std::atomic<std::thread::id> listener{std::thread::id()};
 };
 
 #endif  // HOST_APPFRAMEWORK_H_

@@ -18,7 +18,27 @@ class Running {
   host::SignalWatch& m_signals;
 };
 
+// Makes a thread the listener for a time, or nobody.
+class Listening {
+ public:
+  Listening(std::atomic<std::thread::id>& listener, std::thread::id thread)
+      : m_listener(listener), m_before(listener.exchange(thread)) {}
+  ~Listening() { m_listener = m_before; }
+  Listening(const Listening&) = delete;
+  Listening& operator=(const Listening&) = delete;
+
+ private:
+  std::atomic<std::thread::id>& m_listener;
+  const std::thread::id m_before;
+};
+
 }  // namespace
+
+void LxBaseApp::Impl::DeliverToListener() {
+  if (listener != std::this_thread::get_id()) return;
+  const Listening nobody(listener, std::thread::id());
+  host::AppFramework::Get().DeliverChanges(deliver);
+}
 
 LxBaseApp::LxBaseApp(const std::string& name) : m_impl(new Impl) {
   m_impl->name = name;
@@ -38,7 +58,10 @@ void LxBaseApp::Start() {
   host::AppFramework& framework = host::AppFramework::Get();
   HOST_LOG(5, "%s %s starts", m_impl->name.c_str(), KyrosInfo().GetAppVersion().c_str());
   const Running running(framework.Signals());
-  OnStart();
+  {
+    const Listening here(m_impl->listener, std::this_thread::get_id());
+    OnStart();
+  }
   while (!IsStop()) {
     framework.DeliverChanges(m_impl->deliver);
     if (host::TakeSigPipe()) HandleSigPipe();
@@ -49,4 +72,10 @@ void LxBaseApp::Start() {
   HOST_LOG(5, "%s stopped", m_impl->name.c_str());
 }
 
-bool LxBaseApp::IsStop() const { return host::AppFramework::Get().Signals().IsStop(); }
+bool LxBaseApp::IsStop() const {
+  const host::SignalWatch& signals = host::AppFramework::Get().Signals();
+  // `OnStart` may wait for a configuration in which the application has work to do: what changes
+  // meanwhile must not first be heard of when it has begun.
+  if (!signals.IsStop()) m_impl->DeliverToListener();
+  return signals.IsStop();
+}

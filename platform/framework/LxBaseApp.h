@@ -28,11 +28,13 @@ class LxBaseApp {
   virtual void HandleSigPipe();
 
   // Runs the application on the calling thread: `OnStart`, then `DoWork` repeatedly with events
-  // delivered between two calls, `OnStop` at the end. Returns when the application was stopped.
+  // delivered between two calls, `OnStop` at the end. An `OnStart` that waits asks `IsStop`, which
+  // delivers them meanwhile. Returns when the application was stopped.
   // What a hook throws leaves it.
   void Start();
 
-  // True once a stop has been requested. Any thread.
+  // True once a stop has been requested. Any thread; on the main thread inside `OnStart`, but in no
+  // handler, it calls the handlers of the events that wait before it answers false.
   bool IsStop() const;
 
  protected:

@@ -11,8 +11,8 @@ class LxLifeEvent;
 class LxRemoteSvcEvent;
 class LxSystemEvent;
 
-// An application that takes part in the appliance's events. Handlers run on the main thread,
-// between two work steps.
+// An application that takes part in the appliance's events. Handlers run on the main thread, one at
+// a time: between two work steps, and inside `IsStop` while `OnStart` runs.
 class LxBaseKyrosApp : public LxBaseApp {
  public:
   explicit LxBaseKyrosApp(const std::string& name);

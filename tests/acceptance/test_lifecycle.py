@@ -1,5 +1,7 @@
 """Enabling, disabling, renaming, and the rhythm of a running daemon."""
 
+import signal
+
 from harness.daemon import NAME, UUID
 from harness.recorder import CLOSES, answer
 from harness.waiting import wait_until
@@ -78,6 +80,50 @@ def test_renamed_appliance_is_unregistered(daemon, device, service):
     daemon.enable()
     daemon.logs(ENABLED, times=2)
     assert service.manager(daemon.token)["Name"] == "Hall 4"
+
+
+def test_rename_while_waiting_to_be_enabled_loses_nothing(daemon, device, service):
+    service.start("--http")
+    daemon.configure(Url=service.url)
+    daemon.start()
+    daemon.logs(ENABLED)
+    token, chassis = daemon.token, daemon.chassis
+    daemon.stop()
+    daemon.disable()
+    daemon.start()
+    daemon.logs("OnStart: Cloud Client is running but DISABLED")
+    daemon.rename("Hall 4")
+    wait_until(lambda: daemon.config()["UnitName"] == "Hall 4", "the new unit name")
+    daemon.enable()
+    daemon.logs(ENABLED)
+    service.heartbeats(token, 1)
+    assert (daemon.token, daemon.chassis) == (token, chassis)
+    assert not daemon.logged("has been unregistered")
+
+
+def test_rename_while_waiting_to_be_enabled_sends_nothing(daemon, device, recorder):
+    daemon.configure(Url=recorder.url, Enabled=False, XAuthToken="secret",
+                     Chassis={"C1": {"VelocityInstance": 0}})
+    daemon.start()
+    daemon.logs("OnStart: Cloud Client is running but DISABLED")
+    daemon.rename("Hall 4")
+    wait_until(lambda: daemon.config()["UnitName"] == "Hall 4", "the new unit name")
+    daemon.stop()
+    assert recorder.requests() == []
+    assert (daemon.token, daemon.chassis) == ("secret", ["C1"])
+
+
+def test_rename_that_is_enabled_in_the_same_interval_unregisters(daemon, device, recorder):
+    recorder.answers(f"DELETE /redfish/v1/Managers/{UUID}", answer(204))
+    daemon.configure(Url=recorder.url, Enabled=False, XAuthToken="secret")
+    daemon.start()
+    daemon.logs("OnStart: Cloud Client is running but DISABLED")
+    daemon.signal(signal.SIGSTOP)
+    daemon.enable()
+    daemon.rename("Hall 4")
+    daemon.signal(signal.SIGCONT)
+    daemon.logs(f"unit name {NAME} has been unregistered from the cloud service.")
+    recorder.receives(f"DELETE /redfish/v1/Managers/{UUID}")
 
 
 def test_rename_while_disabled_unregisters_nothing(daemon, device, recorder):

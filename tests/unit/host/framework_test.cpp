@@ -9,6 +9,7 @@
 #include <cstring>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "HostTest.h"
 #include "host/UnixAddress.h"
@@ -37,10 +38,12 @@ class App : public LxBaseProxyApp {
   int OnStart() override {
     NOTE("OnStart");
     if (m_throw) throw std::runtime_error("OnStart");
+    if (m_inStart) m_inStart();
     OnRunning();
     return LxBaseProxyApp::OnStart();
   }
   void DoWork() override {
+    if (m_inWork) std::exchange(m_inWork, nullptr)();
     if (m_work == Work::kStep) {
       sched_yield();
       return;
@@ -58,6 +61,7 @@ class App : public LxBaseProxyApp {
   void HandleSigTerm() override { NOTE("HandleSigTerm"); }
   void HandleSigPipe() override { NOTE("HandleSigPipe"); }
   void HandleCfgEvent(const LxConfigEvent& event) override {
+    if (m_inHandler) std::exchange(m_inHandler, nullptr)();
     for (const std::string& key : event.GetConfigKeyNames()) {
       NOTE("%s %s %s", event.GetConfigSetName().c_str(), event.GetConfigSectionName().c_str(),
            key.c_str());
@@ -68,7 +72,23 @@ class App : public LxBaseProxyApp {
   Work m_work = Work::kSleep;
   bool m_hangAtEnd = false;
   bool m_throw = false;
+  // Run within these hooks, in the latter two once.
+  std::function<void()> m_inStart;
+  std::function<void()> m_inWork;
+  std::function<void()> m_inHandler;
 };
+
+// Waits until the process has read this name of the system.
+bool AwaitName(const std::string& name) {
+  orv_cfgserver::LxAppCfg* cfg = orv_cfgserver::LxAppCfgFactory::GetInstance()->GetCfg(
+      cfg_sysinfo::LxCfgSysInfo::CONFIGURATION_SET);
+  auto* sysInfo = dynamic_cast<cfg_sysinfo::LxCfgSysInfo*>(cfg);
+  return Await([&] {
+    std::string read;
+    sysInfo->GetSysName(read);
+    return read == name;
+  });
+}
 
 class FrameworkTest : public HostTest {
  protected:
@@ -78,8 +98,15 @@ class FrameworkTest : public HostTest {
       App app;
       prepare(app);
       app.Start();
-      return 0;
+      // What a hook of the application expects counts here as well.
+      return testing::Test::HasFailure() ? 99 : 0;
     });
+  }
+
+  // Gives the system a name, and waits until the process has read it.
+  bool Rename(const std::string& name) const {
+    Replace("/etc/cloudclient/sysinfo.json", "{\"SysName\": \"" + name + "\"}");
+    return AwaitName(name);
   }
 };
 
@@ -185,15 +212,7 @@ TEST_F(FrameworkTest, Changed_keys_come_while_it_works) {
 TEST_F(FrameworkTest, Change_is_delivered_with_set_section_and_keys) {
   const Child child = Run([this] {
     App app;
-    orv_cfgserver::LxAppCfg* cfg = orv_cfgserver::LxAppCfgFactory::GetInstance()->GetCfg(
-        cfg_sysinfo::LxCfgSysInfo::CONFIGURATION_SET);
-    auto* sysInfo = dynamic_cast<cfg_sysinfo::LxCfgSysInfo*>(cfg);
-    Replace("/etc/cloudclient/sysinfo.json", R"({"SysName": "new"})");
-    const bool seen = Await([&] {
-      std::string name;
-      sysInfo->GetSysName(name);
-      return name == "new";
-    });
+    const bool seen = Rename("new");
     app.Start();
     return seen ? 0 : 7;
   });
@@ -202,6 +221,85 @@ TEST_F(FrameworkTest, Change_is_delivered_with_set_section_and_keys) {
   EXPECT_EQ(child.Wait(), 0);
   EXPECT_EQ(LogCount("App sysinfo info SysName"), 1);
   EXPECT_LT(Log().find("App sysinfo info SysName"), Log().find("App DoWork"));
+}
+
+TEST_F(FrameworkTest, Changed_keys_come_while_the_start_waits) {
+  const Child child = Start([](App& app) {
+    app.m_inStart = [&app] {
+      while (!app.IsStop()) sched_yield();
+    };
+  });
+  AwaitLog("App OnStart");
+  Replace("/etc/cloudclient/sysinfo.json", R"({"SysName": "new"})");
+  AwaitLog("App sysinfo info SysName");
+  kill(child.pid, SIGTERM);
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_EQ(LogCount("App sysinfo"), 1);
+  EXPECT_EQ(LogCount("App DoWork"), 0);
+}
+
+TEST_F(FrameworkTest, Stop_that_was_asked_for_delivers_nothing_more) {
+  const Child child = Start([this](App& app) {
+    app.m_inStart = [this, &app] {
+      EXPECT_TRUE(Rename("new"));
+      kill(getpid(), SIGTERM);
+      AwaitLog("SIGTERM: stopping");
+      EXPECT_TRUE(Await([&app] { return app.IsStop(); }));
+    };
+  });
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_EQ(LogCount("App sysinfo"), 0);
+}
+
+TEST_F(FrameworkTest, Change_does_not_come_inside_another_handler) {
+  const Child child = Start([this](App& app) {
+    app.m_inHandler = [this, &app] {
+      EXPECT_TRUE(Rename("newer"));
+      EXPECT_FALSE(app.IsStop());
+      NOTE("handler goes on");
+    };
+    app.m_inStart = [this, &app] {
+      EXPECT_TRUE(Rename("new"));
+      EXPECT_FALSE(app.IsStop());
+      EXPECT_EQ(LogCount("App sysinfo"), 1);
+      EXPECT_FALSE(app.IsStop());
+      EXPECT_EQ(LogCount("App sysinfo"), 2);
+    };
+  });
+  AwaitLog("App DoWork");
+  kill(child.pid, SIGTERM);
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_LT(Log().find("handler goes on"), Log().find("App sysinfo"));
+}
+
+TEST_F(FrameworkTest, Change_does_not_come_on_another_thread) {
+  const Child child = Start([this](App& app) {
+    app.m_inStart = [this, &app] {
+      EXPECT_TRUE(Rename("new"));
+      std::thread([&app] { EXPECT_FALSE(app.IsStop()); }).join();
+      EXPECT_EQ(LogCount("App sysinfo"), 0);
+      EXPECT_FALSE(app.IsStop());
+      EXPECT_EQ(LogCount("App sysinfo"), 1);
+    };
+  });
+  AwaitLog("App DoWork");
+  kill(child.pid, SIGTERM);
+  EXPECT_EQ(child.Wait(), 0);
+}
+
+TEST_F(FrameworkTest, Change_does_not_come_inside_a_work_step) {
+  const Child child = Start([this](App& app) {
+    app.m_work = App::Work::kStep;
+    app.m_inWork = [this, &app] {
+      EXPECT_TRUE(Rename("new"));
+      EXPECT_FALSE(app.IsStop());
+      NOTE("work goes on");
+    };
+  });
+  AwaitLog("App sysinfo info SysName");
+  kill(child.pid, SIGTERM);
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_LT(Log().find("work goes on"), Log().find("App sysinfo"));
 }
 
 TEST_F(FrameworkTest, Broken_pipe_reaches_its_handler_and_ends_nothing) {
