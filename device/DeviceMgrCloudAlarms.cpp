@@ -1,6 +1,7 @@
 // Reading back the alarms that the service holds as not cleared.
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 
@@ -14,10 +15,19 @@ namespace cloudclient {
 
 namespace {
 
-// Decimal number at the start of a text, as far as its digits reach; 0 without one.
+// Decimal number at the start of a text, as far as its digits reach, negative after a "-"; 0
+// without one.
 int64_t LeadingNumber(const std::string& text) {
-  const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
-  return strtoll(text.substr(0, digits).c_str(), nullptr, 10);
+  const size_t sign = text.compare(0, 1, "-") == 0 ? 1 : 0;
+  const size_t end = text.find_first_not_of("0123456789", sign);
+  return strtoll(text.substr(0, end).c_str(), nullptr, 10);
+}
+
+// The value of `Number` that is nearest to `value`.
+template <typename Number>
+Number Clamped(int64_t value) {
+  using Limits = std::numeric_limits<Number>;
+  return static_cast<Number>(std::clamp<int64_t>(value, Limits::min(), Limits::max()));
 }
 
 struct Answer {
@@ -144,9 +154,10 @@ bool DeviceMgr::InitCloudAlarmFromJson(const std::string& eventDocument, CloudAl
                   eventDocument.c_str());
     return false;
   }
-  const auto eventId = static_cast<uint32_t>(LeadingNumber(identifier));
-  const auto module = static_cast<int32_t>(LeadingNumber(argument));
+  const auto eventId = Clamped<uint32_t>(LeadingNumber(identifier));
+  const auto module = Clamped<int32_t>(LeadingNumber(argument));
   alarm.SetEventId(eventId, GetMaxModuleCountForPoint(0, eventId) == 1 ? -1 : module);
+  // An alarm pairs by number and argument: so a held one of module 2 finds the device's module 2.
   alarm.SetMessageArg(module);
   alarm.SetState(severity);
   alarm.SetMessage(message);
@@ -191,7 +202,7 @@ void DeviceMgr::GetAlarmFromCloud(HttpsClient* httpsClient, const std::string& r
     return;
   }
   CloudAlarm alarm;
-  alarm.SetEventId(static_cast<uint32_t>(json_integer_value(id)), -1);
+  alarm.SetEventId(Clamped<uint32_t>(json_integer_value(id)), -1);
   alarm.SetMessage(JsonText(description));
   alarm.SetState(JsonText(state));
   alarm.SetCreated(JsonText(changed));

@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,15 @@ class EventConversion : public AlarmTest {
     EXPECT_THAT(Log(), IsEmpty());
     return alarm;
   }
+  // Third argument and event number, of an event that has several modules or that nobody knows.
+  int32_t ArgumentOf(const std::string& text) {
+    return Converted(Document("Zarvel.GDD.11", "Alarm", text)).GetMessageArg();
+  }
+  uint32_t NumberOf(const std::string& text) {
+    CloudAlarm alarm;
+    EXPECT_TRUE(mgr->InitCloudAlarmFromJson(Document("Zarvel.GDD." + text), alarm));
+    return alarm.GetEventId();
+  }
   std::string MessageOf(const std::string& message) {
     return Converted(Document("Zarvel.GDD.10", "Alarm", "0", message)).GetMessage();
   }
@@ -62,8 +72,36 @@ TEST_F(EventConversion, Reads_numbers_up_to_the_first_character_that_is_no_digit
   EXPECT_EQ(Converted(Document("Zarvel.GDD.-5")).GetEventId(), 0u);
   EXPECT_EQ(Converted(Document("Zarvel.GDD. 5")).GetEventId(), 0u);
   EXPECT_EQ(Converted(Document("Zarvel.GDD.11", "Alarm", "3a")).GetMessageId(), "Zarvel.GDD.11:3");
-  EXPECT_EQ(Converted(Document("Zarvel.GDD.11", "Alarm", "-3")).GetMessageArg(), 0);
-  EXPECT_EQ(Converted(Document("Zarvel.GDD.11", "Alarm", "x")).GetMessageArg(), 0);
+  EXPECT_EQ(ArgumentOf("-3a"), -3);
+}
+
+TEST_F(EventConversion, The_argument_is_signed_and_without_digits_0) {
+  EXPECT_EQ(ArgumentOf("-3"), -3);
+  EXPECT_EQ(ArgumentOf("-0"), 0);
+  EXPECT_EQ(ArgumentOf("010"), 10);
+  for (const char* none : {"x", "-", "--3", "- 3", "-x3", " 3", "+3", "\\t3"}) {
+    EXPECT_EQ(ArgumentOf(none), 0) << none;
+  }
+}
+
+TEST_F(EventConversion, A_negative_argument_is_no_instance) {
+  EXPECT_EQ(Converted(Document("Zarvel.GDD.11", "Alarm", "-3")).GetMessageId(), "Zarvel.GDD.11");
+}
+
+TEST_F(EventConversion, Numbers_beyond_their_bounds_are_the_bounds) {
+  EXPECT_EQ(ArgumentOf("65538"), 65538);
+  EXPECT_EQ(ArgumentOf("2147483647"), 2147483647);
+  EXPECT_EQ(ArgumentOf("2147483648"), 2147483647);
+  EXPECT_EQ(ArgumentOf("4294967298"), 2147483647);
+  EXPECT_EQ(ArgumentOf("99999999999999999999"), 2147483647);
+  EXPECT_EQ(ArgumentOf("-2147483648"), INT32_MIN);
+  EXPECT_EQ(ArgumentOf("-2147483649"), INT32_MIN);
+  EXPECT_EQ(ArgumentOf("-99999999999999999999"), INT32_MIN);
+  EXPECT_EQ(NumberOf("65546"), 65546u);
+  EXPECT_EQ(NumberOf("4294967295"), 4294967295u);
+  EXPECT_EQ(NumberOf("4294967296"), 4294967295u);
+  EXPECT_EQ(NumberOf("4294967306"), 4294967295u);
+  EXPECT_EQ(NumberOf("99999999999999999999"), 4294967295u);
 }
 
 TEST_F(EventConversion, Of_an_event_of_a_single_module) {
@@ -268,6 +306,19 @@ TEST_F(SingleAlarm, That_is_cleared_has_the_time_of_its_clearing) {
   ASSERT_THAT(alarms, SizeIs(1));
   EXPECT_EQ(alarms[0].GetClearedTime(), kNow);
   EXPECT_EQ(alarms[0].GetCreated(), "then");
+}
+
+TEST_F(SingleAlarm, A_number_beyond_its_bounds_is_the_bound) {
+  for (const char* number : {"65546", "4294967295", "4294967306", "-1"}) {
+    ServiceAnswers("{\"AlarmId\": " + std::string(number) +
+                   R"(, "AlarmDescription": "", "NotifyType": "Alarm", "StatusChangeTime": ""})");
+    Get();
+  }
+  ASSERT_THAT(alarms, SizeIs(4));
+  EXPECT_EQ(alarms[0].GetEventId(), 65546u);
+  EXPECT_EQ(alarms[1].GetEventId(), 4294967295u);
+  EXPECT_EQ(alarms[2].GetEventId(), 4294967295u);
+  EXPECT_EQ(alarms[3].GetEventId(), 0u);
 }
 
 TEST_F(SingleAlarm, Members_of_other_types_read_as_empty) {
