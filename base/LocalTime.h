@@ -9,6 +9,11 @@ namespace cloudclient {
 // The current local broken-down time, by `time` and `localtime_r`. Any thread.
 struct tm LocalTimeNow();
 
+// When today's local date shows this time of day, in seconds since the epoch: the same whenever it
+// is asked during the date. The first of the two where the zone's clock shows the time twice; where
+// it skips the time, as long after the gap as the time is into it. Any thread.
+time_t LocalTimeToday(int hour, int minute, int second);
+
 // The current local time by strftime's `format`; empty when the text does not fit into a buffer of
 // `size` bytes. Any thread.
 std::string LocalTimeText(const char* format, size_t size) __attribute__((format(strftime, 1, 0)));

@@ -165,7 +165,8 @@ class PatchMgr {
 
   // Seven-day accumulators.
 
-  // Today's local date at 00:00:01, in seconds since the epoch.
+  // Today's local date at 00:00:01, in seconds since the epoch; the first of the two where the date
+  // has that time twice.
   time_t GetDayKey();
   // The day's turn: opens today's record and, of seven or more, drops those that are seven days old
   // or older.

@@ -37,14 +37,7 @@ uint16_t Scaled(const std::string& text, uint32_t factor) {
 
 }  // namespace
 
-time_t PatchMgr::GetDayKey() {
-  struct tm day = LocalTimeNow();
-  day.tm_sec = 1;
-  day.tm_min = 0;
-  day.tm_hour = 0;
-  day.tm_isdst = -1;  // so that a day on which the offset changes has one key
-  return mktime(&day);
-}
+time_t PatchMgr::GetDayKey() { return LocalTimeToday(0, 0, 1); }
 
 void PatchMgr::NewDayAccumulators() {
   const time_t today = GetDayKey();

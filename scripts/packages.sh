@@ -18,7 +18,7 @@ command -v npm >/dev/null || BUILD_PACKAGES+=(nodejs npm)
 TEST_PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang clang-format clang-tidy libclang-rt-14-dev shellcheck
-  python3-pytest chromium chromium-driver python3-selenium git valgrind strace curl dpkg-dev
+  python3-pytest chromium chromium-driver python3-selenium git valgrind strace curl dpkg-dev tzdata
 )
 
 # For the appliance's processor, beside those.

@@ -8,6 +8,7 @@ namespace {
 
 using cloudclient::LocalTimeNow;
 using cloudclient::LocalTimeText;
+using cloudclient::LocalTimeToday;
 
 class LocalTime : public fakes::PlatformTest {};
 
@@ -20,6 +21,34 @@ TEST_F(LocalTime, Is_the_clocks_time_in_the_local_zone) {
   EXPECT_EQ(now.tm_hour, 14);
   EXPECT_EQ(now.tm_min, 7);
   EXPECT_EQ(now.tm_sec, 9);
+}
+
+TEST_F(LocalTime, Of_today_is_the_time_of_the_clock) {
+  fakes::SetTimeZone("CET-1");
+  const time_t midnight = 1772665200;  // 2026-03-05T00:00:00+0100
+  EXPECT_EQ(LocalTimeToday(0, 0, 0), midnight);
+  EXPECT_EQ(LocalTimeToday(14, 7, 9), fakes::platform().clock.now);
+  EXPECT_EQ(LocalTimeToday(23, 59, 59), midnight + 86399);
+}
+
+TEST_F(LocalTime, Of_today_is_the_first_of_two) {
+  fakes::SetTimeZone("CET-1CEST,M3.5.0,M10.5.0/3");
+  const time_t october25 = 1792879200;  // 2026-10-25T00:00:00+0200; 02:30 comes twice
+  for (const time_t since : {0, 2 * 3600 + 1800, 3 * 3600 + 1800, 24 * 3600}) {
+    fakes::platform().clock.now = october25 + since;
+    EXPECT_EQ(LocalTimeToday(2, 30, 0), october25 + 2 * 3600 + 1800) << since;
+    EXPECT_EQ(LocalTimeToday(3, 0, 0), october25 + 4 * 3600) << since;
+  }
+}
+
+TEST_F(LocalTime, Of_today_is_behind_the_gap_that_skips_it) {
+  fakes::SetTimeZone("CET-1CEST,M3.5.0,M10.5.0/3");
+  const time_t march29 = 1774738800;  // 2026-03-29T00:00:00+0100; 02:30 does not come
+  for (const time_t since : {0, 2 * 3600, 22 * 3600}) {
+    fakes::platform().clock.now = march29 + since;
+    EXPECT_EQ(LocalTimeToday(2, 30, 0), march29 + 2 * 3600 + 1800) << since;
+    EXPECT_EQ(LocalTimeToday(3, 0, 0), march29 + 2 * 3600) << since;
+  }
 }
 
 TEST_F(LocalTime, Text_has_the_zones_offset_without_a_colon) {
