@@ -1,17 +1,16 @@
 #include "host/EventThread.h"
 
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <exception>
 #include <limits>
-#include <thread>
 
 #include "host/Clock.h"
+#include "host/ExceptionText.h"
 #include "host/Log.h"
+#include "host/QuietThread.h"
 
 namespace host {
 namespace {
@@ -23,6 +22,20 @@ void Drain(int fd) {
   uint64_t count = 0;
   while (read(fd, &count, sizeof(count)) > 0) {
   }
+}
+
+// Whether `work` was done. What it throws, most likely for want of memory, is logged and followed
+// by a pause: what failed may be wanted again at once.
+template <typename Work>
+bool Survives(Work work) {
+  try {
+    work();
+    return true;
+  } catch (...) {
+    HOST_LOG(3, "the event thread goes on after: %s", ExceptionText());
+  }
+  usleep(kPauseUs);
+  return false;
 }
 
 }  // namespace
@@ -75,13 +88,20 @@ void EventLoop::Wake() {
 }
 
 void EventLoop::RunOnce(int limitMs) {
+  Survives([&] { Turn(limitMs); });
+}
+
+void EventLoop::Turn(int limitMs) {
   Wait wait;
   wait.ForRead(m_wake.Get());
   unsigned long generation = 0;
   {
     std::lock_guard<std::mutex> guard(m_mutex);
     generation = m_generation;
-    for (EventSource* source : m_sources) source->Want(wait);
+    for (EventSource* source : m_sources) {
+      // A source that could not say all that it wants is asked again soon.
+      if (!Survives([&] { source->Want(wait); })) wait.Until(MonotonicMs());
+    }
   }
   if (!wait.Poll(limitMs)) {
     usleep(kPauseUs);  // out of memory: nothing was waited for
@@ -93,23 +113,14 @@ void EventLoop::RunOnce(int limitMs) {
   // A descriptor that was waited for may be another source's by now.
   if (generation != m_generation) return;
   for (EventSource* source : m_sources) {
-    try {
-      source->Serve(wait, MonotonicMs());
-    } catch (const std::exception& error) {
-      HOST_LOG(3, "the event thread goes on after: %s", error.what());
-    }
+    Survives([&] { source->Serve(wait, MonotonicMs()); });
   }
 }
 
 void StartEventThread(EventLoop& loop) {
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  std::thread([&loop] {
+  StartQuietThread([&loop] {
     for (;;) loop.RunOnce(-1);
   }).detach();
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace host

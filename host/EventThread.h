@@ -40,8 +40,8 @@ class EventSource {
   virtual void Serve(const Wait& wait, int64_t nowMs) = 0;
 };
 
-// Serves sources one after the other. Sources are borrowed. What a source throws is logged and
-// ends neither the loop nor the thread.
+// Serves sources one after the other. Sources are borrowed. What is thrown, by a source or for want
+// of memory, is logged and ends neither the loop nor the thread.
 class EventLoop {
  public:
   EventLoop();
@@ -55,17 +55,20 @@ class EventLoop {
   void Wake();
 
   // One turn: waits for what the sources want, at most `limitMs` (-1: without end), and serves
-  // them.
+  // them. Throws nothing.
   void RunOnce(int limitMs);
 
  private:
+  void Turn(int limitMs);
+
   Fd m_wake;
   std::mutex m_mutex;  // held while sources are asked and served
   std::vector<EventSource*> m_sources;
   unsigned long m_generation = 0;
 };
 
-// Starts a thread with every signal blocked that runs `loop` until the process ends.
+// Starts a thread with every signal blocked that runs `loop` until the process ends. Throws when
+// there can be no thread.
 void StartEventThread(EventLoop& loop);
 
 }  // namespace host

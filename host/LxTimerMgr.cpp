@@ -1,18 +1,18 @@
 #include "platform/util/LxTimerMgr.h"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
 
 #include <cerrno>
 #include <cstdint>
-#include <exception>
 #include <mutex>
 #include <thread>
 
+#include "host/ExceptionText.h"
 #include "host/Fd.h"
 #include "host/Log.h"
+#include "host/QuietThread.h"
 #include "host/TimerCore.h"
 
 namespace {
@@ -33,7 +33,6 @@ void Drain(int fd) {
 struct LxTimerMgr::Impl {
   std::mutex mutex;
   host::TimerCore core;
-  bool active = false;
   bool ending = false;
   host::Fd timer =
       host::Needed(timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd");
@@ -71,8 +70,8 @@ bool LxTimerMgr::Impl::RunDue() {
     }
     try {
       if (ended.callback != nullptr) ended.callback(ended.id, ended.context);
-    } catch (const std::exception& error) {
-      HOST_LOG(3, "the timer goes on after alarm %d: %s", int{ended.id}, error.what());
+    } catch (...) {
+      HOST_LOG(3, "the timer goes on after alarm %d: %s", int{ended.id}, host::ExceptionText());
     }
   }
 }
@@ -112,14 +111,8 @@ LxTimerMgr::~LxTimerMgr() {
 
 void LxTimerMgr::activate() {
   std::lock_guard<std::mutex> guard(m_impl->mutex);
-  if (m_impl->active) return;
-  m_impl->active = true;
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  m_impl->thread = std::thread([this] { m_impl->Run(); });
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  if (m_impl->thread.joinable()) return;
+  m_impl->thread = host::StartQuietThread([this] { m_impl->Run(); });
 }
 
 bool LxTimerMgr::ComputeTomorrow(struct tm* tomorrow) {

@@ -7,7 +7,8 @@
 //
 // Callbacks run on the timer's own thread, but for the cancel callback of `CancelTimer`, which
 // runs on the caller's thread before `CancelTimer` returns. A callback may create and cancel
-// alarms. No callback runs after the destructor has returned.
+// alarms, but must not destroy the timer: the destructor waits for the callback that runs. No
+// callback runs after the destructor has returned.
 class LxTimerMgr {
  public:
   typedef void (*Callback)(unsigned short alarmId, void* context);
@@ -17,7 +18,8 @@ class LxTimerMgr {
   LxTimerMgr(const LxTimerMgr&) = delete;
   LxTimerMgr& operator=(const LxTimerMgr&) = delete;
 
-  // Starts the timer's thread; alarms fire from now on. A second call does nothing.
+  // Starts the timer's thread; alarms fire from now on. A second call does nothing. May throw when
+  // there can be no thread; nothing has changed then.
   void activate();
 
   // Fills `tomorrow` with the local broken-down time of tomorrow's date (the time of day is

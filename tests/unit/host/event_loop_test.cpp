@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "HostTest.h"
+#include "Scarcity.h"
 #include "host/Clock.h"
 #include "host/EventThread.h"
 
@@ -76,6 +77,42 @@ TEST_F(EventLoopTest, Exception_of_a_source_is_logged_and_the_others_are_served)
   loop.RunOnce(-1);
   EXPECT_EQ(other.got, 1);
   EXPECT_EQ(LogCount("the event thread goes on after: x came"), 1);
+}
+
+TEST_F(EventLoopTest, Failure_to_ask_a_source_is_logged_and_the_others_are_served) {
+  class Failing : public host::EventSource {
+   public:
+    void Want(host::Wait& /*wait*/) override { throw 7; }
+    void Serve(const host::Wait& /*wait*/, int64_t /*nowMs*/) override { ++turns; }
+    int turns = 0;
+  } failing;
+  host::EventLoop loop;
+  PipeSource other;
+  loop.Add(&failing);
+  loop.Add(&other);
+  other.Put('a');
+  loop.RunOnce(-1);
+  EXPECT_EQ(other.got, 1);
+  loop.RunOnce(-1);  // asked again, though it could not say what it waits for
+  EXPECT_EQ(failing.turns, 2);
+  EXPECT_EQ(LogCount("3 Host the event thread goes on after: an exception without a text"), 2);
+}
+
+TEST_F(EventLoopTest, Want_of_memory_ends_no_turn) {
+  host::EventLoop loop;
+  PipeSource source;
+  loop.Add(&source);
+  int allocation = 0;
+  for (bool failed = true; failed; ++allocation) {
+    const FailingMemory memory(allocation);
+    EXPECT_NO_THROW(loop.RunOnce(0));
+    failed = memory.Failed();
+  }
+  EXPECT_GT(allocation, 2);
+  EXPECT_EQ(LogCount("the event thread goes on after: std::bad_alloc"), allocation - 1);
+  source.Put('a');
+  loop.RunOnce(-1);
+  EXPECT_EQ(source.got, 1);
 }
 
 TEST_F(EventLoopTest, Time_that_was_asked_for_ends_the_wait) {

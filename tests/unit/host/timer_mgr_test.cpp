@@ -1,8 +1,10 @@
 #include <atomic>
 #include <ctime>
+#include <system_error>
 #include <thread>
 
 #include "HostTest.h"
+#include "Scarcity.h"
 #include "platform/util/LxTimerMgr.h"
 
 namespace {
@@ -148,9 +150,22 @@ TEST_F(LxTimerMgrTest, Exception_of_a_callback_does_not_end_the_timer) {
   m_timer->CreateLocalTODAlarm(
       &now, [](unsigned short /*id*/, void* /*context*/) { throw std::runtime_error("oops"); },
       nullptr, nullptr);
+  m_timer->CreateLocalTODAlarm(
+      &now, [](unsigned short /*id*/, void* /*context*/) { throw 7; }, nullptr, nullptr);
   Create(0);
   EXPECT_TRUE(Await([] { return g_expired == 1; }));
   EXPECT_EQ(LogCount("the timer goes on after alarm 1: oops"), 1);
+  EXPECT_EQ(LogCount("the timer goes on after alarm 2: an exception without a text"), 1);
+}
+
+TEST_F(LxTimerMgrTest, Thread_that_cannot_be_started_may_be_started_later) {
+  {
+    const NoThreads none;
+    EXPECT_THROW(m_timer->activate(), std::system_error);
+  }
+  Create(0);
+  m_timer->activate();
+  EXPECT_TRUE(Await([] { return g_expired == 1; }));
 }
 
 TEST_F(LxTimerMgrTest, Time_that_cannot_be_represented_is_not_armed) {

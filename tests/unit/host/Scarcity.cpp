@@ -1,0 +1,43 @@
+#include "Scarcity.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+constexpr int kNone = -1;
+thread_local int t_allocationsLeft = kNone;
+
+// Larger than what any process can have.
+constexpr size_t kHugeStack = SIZE_MAX / 4 / 4096 * 4096;
+
+void* Allocated(size_t size) {
+  if (t_allocationsLeft >= 0 && t_allocationsLeft-- == 0) throw std::bad_alloc();
+  void* const memory = std::malloc(size == 0 ? 1 : size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+
+}  // namespace
+
+// All memory of the tests comes from here.
+void* operator new(size_t size) { return Allocated(size); }
+void* operator new[](size_t size) { return Allocated(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, size_t /*size*/) noexcept { std::free(memory); }
+void operator delete[](void* memory, size_t /*size*/) noexcept { std::free(memory); }
+
+FailingMemory::FailingMemory(int allocation) { t_allocationsLeft = allocation; }
+FailingMemory::~FailingMemory() { t_allocationsLeft = kNone; }
+bool FailingMemory::Failed() const { return t_allocationsLeft == kNone; }
+
+NoThreads::NoThreads() {
+  pthread_getattr_default_np(&m_before);
+  pthread_attr_t huge = m_before;
+  pthread_attr_setstacksize(&huge, kHugeStack);
+  pthread_setattr_default_np(&huge);
+}
+
+NoThreads::~NoThreads() { pthread_setattr_default_np(&m_before); }
