@@ -1,5 +1,6 @@
 #include "host/DeviceService.h"
 
+#include "host/Clock.h"
 #include "host/ControlProtocol.h"
 #include "host/DataFolder.h"
 #include "host/DeviceModel.h"
@@ -7,6 +8,11 @@
 #include "platform/util/LocalPath.h"
 
 namespace host {
+namespace {
+
+constexpr int kFirstRoundMs = 1000;
+
+}  // namespace
 
 DeviceService::DeviceService(EventLoop& loop)
     : m_loop(loop),
@@ -19,7 +25,9 @@ DeviceService::DeviceService(EventLoop& loop)
           ControlError("a line is at most " + std::to_string(ControlSocket::kLongestLine) +
                        " bytes long")) {
   CheckDataFiles(m_engine.Model().psi);
-  m_poller.Poll();
+  // Whatever asks first shall find values, but a source that hangs must not keep the daemon.
+  m_poller.Serve(Wait(), MonotonicMs());
+  m_poller.AwaitRound(kFirstRoundMs);
   m_loop.Add(&m_poller);
   m_loop.Add(&m_socket);
 }

@@ -13,8 +13,8 @@ namespace host {
 // control socket and the proxy to it.
 class DeviceService {
  public:
-  // Reads the device's file and its sources, and serves them on `loop`, which it borrows, until it
-  // is destroyed.
+  // Reads the device's file and its sources, for which it waits a second at most, and serves them
+  // on `loop`, which it borrows, until it is destroyed.
   explicit DeviceService(EventLoop& loop);
   ~DeviceService();
   DeviceService(const DeviceService&) = delete;
