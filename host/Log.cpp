@@ -1,6 +1,5 @@
 #include "host/Log.h"
 
-#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,41 +8,37 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
+#include <string>
+
+#include "host/LineWriter.h"
 
 namespace host {
 namespace {
 
 constexpr int kDefaultLevel = 5;
+// Signals and the service manager's watchdog wait behind a line of the event thread.
+constexpr int kLongestWaitMs = 500;
 
 struct Settings {
   int level;
   bool journal;
 };
 
-// Writes all of it, at once wherever the descriptor takes it at once.
-void WriteWhole(const std::string& line) {
-  // Lines longer than a pipe takes in one piece must not be torn by another thread's.
-  static auto* const lock = new std::mutex;
-  std::lock_guard<std::mutex> guard(*lock);
-  size_t done = 0;
-  while (done < line.size()) {
-    ssize_t written = write(STDERR_FILENO, line.data() + done, line.size() - done);
-    if (written >= 0) {
-      done += static_cast<size_t>(written);
-    } else if (errno == EAGAIN) {
-      struct pollfd wait = {STDERR_FILENO, POLLOUT, 0};
-      poll(&wait, 1, -1);
-    } else if (errno != EINTR) {
-      return;
-    }
-  }
+std::string LineNow(int level, const char* unit, const std::string& text, bool journal) {
+  struct timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return LogLine(now, level, unit, text, journal);
 }
 
 void Print(const Settings& settings, int level, const char* unit, const std::string& text) {
-  struct timespec now = {};
-  clock_gettime(CLOCK_REALTIME, &now);
-  WriteWhole(LogLine(now, level, unit, text, settings.journal));
+  static auto* const writer =
+      new LineWriter(STDERR_FILENO, kLongestWaitMs, [journal = settings.journal](auto lost) {
+        return LineNow(
+            4, "Host",
+            "standard error took no lines for a while; missing here: " + std::to_string(lost),
+            journal);
+      });
+  writer->Write(LineNow(level, unit, text, settings.journal));
 }
 
 Settings ReadSettings() {

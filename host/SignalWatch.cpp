@@ -92,11 +92,11 @@ void SignalWatch::OnSignal(int signal, int64_t nowMs) {
     m_actions.endNow(1);
     return;
   }
-  HOST_LOG(5, "%s: stopping", name);
   m_stopMs = nowMs;
   m_nextPokeMs = nowMs;
   m_stop = true;
   m_actions.stopping();
+  HOST_LOG(5, "%s: stopping", name);
 }
 
 void SignalWatch::OnTime(int64_t nowMs) {

@@ -1,5 +1,6 @@
 """The end of the daemon, whenever it comes."""
 
+import fcntl
 import os
 import random
 import signal
@@ -38,6 +39,18 @@ def test_interrupt_stops_as_well(daemon, device, recorder):
     daemon.logs(ENABLED)
     daemon.signal(signal.SIGINT)
     daemon.ends(0)
+
+
+def test_standard_error_that_nobody_reads_holds_nothing(daemon, device, recorder):
+    reading, writing = os.pipe()
+    os.write(writing, b"x" * fcntl.fcntl(writing, fcntl.F_SETPIPE_SZ, 4096))
+    daemon.configure(Url=recorder.url)
+    daemon.start(errors=writing)
+    os.close(writing)
+    recorder.receives(HEARTBEAT)
+    daemon.stop()
+    with open(reading, "rb") as pipe:
+        assert pipe.read().strip(b"x") == b""
 
 
 def test_second_signal_ends_a_stop_that_hangs(daemon, device, recorder):

@@ -72,12 +72,12 @@ class Daemon(Process):
 
     # Life
 
-    def start(self, faketime=None, largest_file=None, **extra):
+    def start(self, faketime=None, largest_file=None, errors=None, **extra):
         env = environment(faketime or clock())
         if self._clock_library:
             env["LD_PRELOAD"] = os.path.abspath(self._clock_library)
         env.update({"CLOUDCLIENT_ROOT": str(self.root), "CLOUDCLIENT_LOG_LEVEL": "7", **extra})
-        self.launch(self._command, env, largest_file)
+        self.launch(self._command, env, largest_file, errors)
 
     # Log
 

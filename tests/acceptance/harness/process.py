@@ -79,15 +79,17 @@ class Process:
         self._expected = 0
         self._noticed = True
 
-    def launch(self, argv, env, largest_file=None):
-        """Starts the program; writes that make a file of more than `largest_file` bytes fail."""
+    def launch(self, argv, env, largest_file=None, errors=None):
+        """Starts the program; writes that make a file of more than `largest_file` bytes fail.
+        `errors`: a descriptor that becomes its standard error in the place of the kept file."""
         assert not self.running, f"{self.name} runs already"
         self._starts += 1
         self._expected = 0
         self._noticed = False
         with open(self._path("out"), "wb") as out, open(self._path("err"), "wb") as err:
             self._child = subprocess.Popen(
-                [str(a) for a in argv], env=env, stdin=subprocess.DEVNULL, stdout=out, stderr=err,
+                [str(a) for a in argv], env=env, stdin=subprocess.DEVNULL, stdout=out,
+                stderr=err if errors is None else errors,
                 cwd=self._folder, preexec_fn=lambda: _prepare_child(largest_file))
 
     def _path(self, stream):

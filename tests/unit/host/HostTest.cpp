@@ -1,6 +1,7 @@
 #include "HostTest.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -95,6 +96,16 @@ HostTest::Child HostTest::Run(const std::function<int()>& body) const {
   const pid_t pid = fork();
   if (pid == 0) exit(body());
   return Child{pid};
+}
+
+HostTest::Child HostTest::RunAsOther(const std::function<int()>& body) const {
+  return Run([&body] {
+    if (geteuid() == 0 &&
+        (setgroups(0, nullptr) != 0 || setgid(kOther) != 0 || setuid(kOther) != 0)) {
+      return 99;
+    }
+    return body();
+  });
 }
 
 int HostTest::Child::Wait() const {

@@ -44,6 +44,9 @@ class HostTest : public testing::Test {
     int Wait() const;
   };
   Child Run(const std::function<int()>& body) const;
+  // The same as another user: kOther when the tests run as root, else whoever runs them.
+  static constexpr unsigned int kOther = 65534;
+  Child RunAsOther(const std::function<int()>& body) const;
   // Waits until the log holds `text`, or fails.
   void AwaitLog(const std::string& text) const;
 

@@ -27,6 +27,21 @@ TEST_F(SignalWatchTest, First_request_stops) {
   EXPECT_EQ(LogCount("5 Host SIGTERM: stopping"), 1);
 }
 
+TEST_F(SignalWatchTest, Request_counts_before_its_line_is_written) {
+  bool stopped = false;
+  host::SignalWatch* self = nullptr;
+  host::SignalWatch watch({[] {},
+                           [&] {
+                             stopped = self->IsStop();
+                             EXPECT_EQ(Log(), "");
+                           },
+                           [] {}, [](int) {}});
+  self = &watch;
+  watch.OnSignal(SIGTERM, 1000);
+  EXPECT_TRUE(stopped);
+  EXPECT_EQ(LogCount("SIGTERM: stopping"), 1);
+}
+
 TEST_F(SignalWatchTest, Second_request_ends_with_status_1) {
   m_watch.OnSignal(SIGINT, 1000);
   m_watch.OnSignal(SIGTERM, 1001);
