@@ -180,6 +180,9 @@ void CloudClient::ConnectWithCloudService() {
                     "ConnectWithCloudService", registered);
       return;
     }
+    // Deliberate: the new token is read here too and not used; the chassis's post reads its own.
+    std::string token;
+    m_cfgCloud->GetXAuthToken(token);
     const AppResult posted = PostChassisInstance();
     if (posted != kAppOk) {
       __dlog_printf(3, kUnit, "%s: Failed to add chassis to cloud service (%u)",

@@ -4,8 +4,11 @@
 namespace cloudclient {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
+using testing::HasSubstr;
+using testing::Not;
 
 class ConnectTest : public AppTest {
  protected:
@@ -74,6 +77,27 @@ TEST_F(ConnectTest, The_chassis_is_posted_with_the_new_token) {
   ASSERT_EQ(posts.size(), 1);
   EXPECT_EQ(posts[0].Header("X-Auth-Token"), "t-2");
   EXPECT_FALSE(service.requests("POST", kRegisterPath).at(0).HasHeader("X-Auth-Token"));
+}
+
+TEST_F(ConnectTest, The_new_token_is_read_before_the_chassis_is_posted_and_not_used) {
+  ServiceHasRoot();
+  LookUpIsAnswered(403);
+  ServiceRegisters();
+  std::vector<std::string> afterRegistration;
+  cloud.onCall = [&](const std::string& operation) {
+    afterRegistration.push_back(operation);
+    if (operation == "SetXAuthToken") afterRegistration.clear();
+    // Of the two readings the first fails.
+    cloud.fails.erase("GetXAuthToken");
+    if (afterRegistration == std::vector<std::string>{"Save", "GetXAuthToken"}) {
+      cloud.fails["GetXAuthToken"] = 1;
+    }
+  };
+  Connect();
+  afterRegistration.resize(4);
+  EXPECT_THAT(afterRegistration, ElementsAre("Save", "GetXAuthToken", "GetUrl", "GetXAuthToken"));
+  EXPECT_EQ(service.requests("POST", "/redfish/v1/Chassis").at(0).Header("X-Auth-Token"), "t-2");
+  EXPECT_THAT(steps().All(3), Not(Contains(HasSubstr("token"))));
 }
 
 TEST_F(ConnectTest, A_failed_registration_is_reported_with_its_code_and_ends_the_connection) {
