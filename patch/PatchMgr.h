@@ -144,7 +144,8 @@ class PatchMgr {
                      const char (&value)[kCovValueSize], HttpsClient* client,
                      const std::string& chassisId, const std::string& uuid,
                      const std::string& label);
-  // Sends every resource of the map, in ascending order of its name.
+  // Sends every resource of the map, in ascending order of its name. Of `deviceId` the low 16 bits
+  // are used.
   void SendAllResourcesToCloud(uint32_t deviceId, const std::string& chassisId,
                                const std::string& uuid, HttpsClient* client);
   // One PATCH of a resource, `idValue` in place of its tag. 0 or 1.
@@ -192,7 +193,7 @@ class PatchMgr {
   int QueryPoint(std::string& text, int32_t deviceId, const int32_t (&args)[kQueryArgs]);
   std::string SecondArgument(uint32_t deviceId, int32_t pointId, const PointPatchEntry& entry,
                              const std::string& first, std::string& arg2Out);
-  int32_t SendResource(uint32_t deviceId, const ResourceUrlEntry& resource, HttpsClient* client,
+  int32_t SendResource(uint16_t device, const ResourceUrlEntry& resource, HttpsClient* client,
                        const std::string& chassisId, const std::string& uuid);
   std::string OriginOfPoint(int32_t pointId, const std::string& chassisId);
   int32_t PostPointEvent(const std::string& document, HttpsClient* client);

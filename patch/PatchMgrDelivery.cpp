@@ -78,16 +78,16 @@ int32_t PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
 
 void PatchMgr::SendAllResourcesToCloud(uint32_t deviceId, const std::string& chassisId,
                                        const std::string& uuid, HttpsClient* client) {
+  const auto device = static_cast<uint16_t>(deviceId);
   for (const auto& entry : m_resources) {
-    SendResource(deviceId, entry.second, client, chassisId, uuid);
+    SendResource(device, entry.second, client, chassisId, uuid);
   }
 }
 
 // Renders, edits and sends a resource's document. An empty document is sent all the same.
-int32_t PatchMgr::SendResource(uint32_t deviceId, const ResourceUrlEntry& resource,
+int32_t PatchMgr::SendResource(uint16_t device, const ResourceUrlEntry& resource,
                                HttpsClient* client, const std::string& chassisId,
                                const std::string& uuid) {
-  const auto device = static_cast<int32_t>(deviceId);
   std::string document = GetPatchDoc(device, resource);
   if (resource.accum7Day) FillSevenDayValues(document);
   if (resource.tempUomCelsius) UpdateDocWithTempUomValues(device, document);

@@ -283,10 +283,14 @@ TEST_F(AllResources, Are_sent_in_ascending_order_of_their_names_and_edited) {
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
 }
 
-TEST_F(AllResources, Are_rendered_for_a_device_of_any_number) {
+TEST_F(AllResources, Pages_and_tags_are_those_of_the_device_of_the_low_16_bits) {
   patch.SendAllResourcesToCloud(70000, "17", "uuid-1", &client);
   ASSERT_THAT(service.requests(), SizeIs(3));
-  for (const fakes::Page& page : platform().pages.asked) EXPECT_EQ(page.velId, 70000);
+  for (const fakes::Page& page : platform().pages.asked) EXPECT_EQ(page.velId, 4464);
+  ASSERT_THAT(platform().proxy.pointsAsked, SizeIs(2));
+  for (const fakes::PointQuery& query : platform().proxy.pointsAsked) {
+    EXPECT_EQ(query.device, 4464);
+  }
 }
 
 TEST_F(AllResources, Go_on_after_one_that_fails) {
