@@ -18,6 +18,12 @@ ChassisRecord RedfishService::OwnChassis(const Call& call) {
   return *std::move(chassis);
 }
 
+const std::string& RedfishService::OwnChassisId(const Call& call) {
+  const std::string& id = call.names.at(0);
+  if (!m_store.HasChassis(call.owner->uuid, id)) throw NothingAt(call.target.Path());
+  return id;
+}
+
 Response RedfishService::ListChassis(const Call& call) {
   std::vector<std::string> members;
   for (const std::string& id : m_store.ListChassis(call.owner->uuid)) {
@@ -36,11 +42,11 @@ Response RedfishService::CreateChassis(const Call& call) {
   chassis.created = m_clock();
   m_store.AddChassis(chassis);
   m_log.Line("chassis created: " + chassis.id + " of " + Named(*call.owner));
-  return CreatedResponse(ChassisView(*call.owner, chassis));
+  return CreatedResponse(ChassisView(call, chassis));
 }
 
 Response RedfishService::GetChassis(const Call& call) {
-  return JsonResponse(200, ChassisView(*call.owner, OwnChassis(call)));
+  return JsonResponse(200, ChassisView(call, OwnChassis(call)));
 }
 
 Response RedfishService::PatchChassis(const Call& call) {
@@ -54,18 +60,19 @@ Response RedfishService::PatchChassis(const Call& call) {
 }
 
 Response RedfishService::DeleteChassis(const Call& call) {
-  const ChassisRecord chassis = OwnChassis(call);
-  m_store.DeleteChassis(chassis.id);
-  m_log.Line("chassis removed: " + chassis.id + " of " + Named(*call.owner));
+  const std::string& id = OwnChassisId(call);
+  m_store.DeleteChassis(id);
+  m_log.Line("chassis removed: " + id + " of " + Named(*call.owner));
   return DoneResponse();
 }
 
-Json RedfishService::ChassisView(const ManagerRecord& owner, const ChassisRecord& chassis) {
+Json RedfishService::ChassisView(const Call& call, const ChassisRecord& chassis) {
   Json sent = ParseStored(chassis.document);
   if (!sent.contains("Name")) sent["Name"] = "Chassis " + chassis.id;
-  Json view = Shaped(TypeNamed(types::kChassis), ChassisPath(chassis.id), sent, ResolverFor(owner));
-  view["Links"]["ManagedBy"] = Json::array({Reference("/redfish/v1/Managers/" + owner.uuid)});
-  LinkResources(owner, chassis.id, view);
+  Json view = Shaped(TypeNamed(types::kChassis), ChassisPath(chassis.id), sent,
+                     ResolverFor(call, *call.owner));
+  view["Links"]["ManagedBy"] = Json::array({Reference("/redfish/v1/Managers/" + call.owner->uuid)});
+  LinkResources(*call.owner, chassis.id, view);
   return view;
 }
 

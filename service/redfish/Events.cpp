@@ -86,7 +86,7 @@ std::string RedfishService::OriginChassis(const Call& call, const Json& document
     throw WrongValue("OriginOfCondition", "\"OriginOfCondition\" names no chassis.");
   }
   std::string id = origin.substr(kPrefix.size(), origin.find('/', kPrefix.size()) - kPrefix.size());
-  if (!m_store.FindChassis(call.owner->uuid, id)) {
+  if (!m_store.HasChassis(call.owner->uuid, id)) {
     throw WrongValue("OriginOfCondition",
                      "\"OriginOfCondition\" names a chassis that this manager has not.");
   }
@@ -114,7 +114,7 @@ Response RedfishService::PostEvent(const Call& call) {
   const StoredEvent stored = m_store.AddEvent(event, effect, alarm);
   event.id = stored.id;
   LogEvent(event, message->get<std::string>(), alarm, stored.outcome);
-  return CreatedResponse(EventView(*call.owner, event));
+  return CreatedResponse(EventView(call, event));
 }
 
 void RedfishService::LogEvent(const EventRecord& event, const std::string& text,
@@ -164,14 +164,15 @@ Response RedfishService::GetEvent(const Call& call) {
   const std::optional<std::int64_t> id = EventNumber(call.names.at(0));
   const auto event = id ? m_store.FindEvent(call.owner->uuid, *id) : std::nullopt;
   if (!event) throw NothingAt(call.target.Path());
-  return JsonResponse(200, EventView(*call.owner, *event));
+  return JsonResponse(200, EventView(call, *event));
 }
 
-Json RedfishService::EventView(const ManagerRecord& owner, const EventRecord& event) {
+Json RedfishService::EventView(const Call& call, const EventRecord& event) {
   Json sent = ParseStored(event.document);
   if (!sent.contains("Name")) sent["Name"] = "Event " + std::to_string(event.id);
   sent["Received"] = RedfishTime(event.received);
-  return Shaped(TypeNamed(types::kEvent), EventPath(event.id), sent, ResolverFor(owner));
+  return Shaped(TypeNamed(types::kEvent), EventPath(event.id), sent,
+                ResolverFor(call, *call.owner));
 }
 
 }  // namespace cloudservice

@@ -74,7 +74,7 @@ Json ValueView(const HistoryValue& value) {
 }  // namespace
 
 Response RedfishService::GetChassisHistory(const Call& call) {
-  OwnChassis(call);
+  OwnChassisId(call);
   return GetHistory(call);
 }
 
@@ -87,7 +87,7 @@ Response RedfishService::GetHistory(const Call& call) {
   Target document = call.target;
   document.segments.resize(document.segments.size() - kHistorySegments);
   const std::string path = document.Path();
-  if (document.segments.size() > kOwnDocument && !m_store.FindResource(call.owner->uuid, path)) {
+  if (document.segments.size() > kOwnDocument && !m_store.HasResource(call.owner->uuid, path)) {
     throw NothingAt(path);
   }
   const HistoryQuery query = CheckedQuery(call.target);

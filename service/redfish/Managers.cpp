@@ -97,14 +97,14 @@ Response RedfishService::RegisterManager(const Call& call) {
   const bool known = m_store.AddManager(manager, Sha256Hex(token));
   m_log.Line("manager registered: " + Named(manager) +
              (known ? ", known before: what it held is dropped" : ""));
-  Response response = CreatedResponse(ManagerView(manager));
+  Response response = CreatedResponse(ManagerView(call, manager));
   response.headers.emplace_back("X-Auth-Token", token);
   return response;
 }
 
 Response RedfishService::GetManager(const Call& call) {
   RequireOwn(call, call.names.at(0));
-  return JsonResponse(200, ManagerView(*call.owner));
+  return JsonResponse(200, ManagerView(call, *call.owner));
 }
 
 Response RedfishService::PatchManager(const Call& call) {
@@ -124,12 +124,12 @@ Response RedfishService::DeleteManager(const Call& call) {
   return DoneResponse();
 }
 
-Json RedfishService::ManagerView(const ManagerRecord& manager) {
+Json RedfishService::ManagerView(const Call& call, const ManagerRecord& manager) {
   Json sent = ParseStored(manager.document);
   sent["UUID"] = manager.uuid;
   if (!sent.contains("Name")) sent["Name"] = manager.name;
-  Json view =
-      Shaped(TypeNamed(types::kManager), ManagerPath(manager.uuid), sent, ResolverFor(manager));
+  Json view = Shaped(TypeNamed(types::kManager), ManagerPath(manager.uuid), sent,
+                     ResolverFor(call, manager));
   Json& status = view["Status"];
   if (!status.contains("State")) status["State"] = "Enabled";
   if (IsOverdue(manager.heartbeat)) status["State"] = "UnavailableOffline";

@@ -1,6 +1,3 @@
-#include <map>
-#include <memory>
-
 #include "service/redfish/Refusal.h"
 #include "service/redfish/Service.h"
 
@@ -11,8 +8,6 @@ namespace {
 // Where in a path the identifier of a manager or chassis stands, and what lies below it begins.
 constexpr std::size_t kOwner = 3;
 constexpr std::size_t kBelow = 4;
-// Links of one document that are followed, to see whether they lead anywhere.
-constexpr std::size_t kMaxLinks = 1000;
 
 // The type that a document at this path below a chassis or a manager has.
 const char* TypeAt(const Target& target) {
@@ -27,24 +22,15 @@ const char* TypeAt(const Target& target) {
   return types::kDocument;
 }
 
-// The paths of the sensors among those below a chassis.
-std::vector<std::string> SensorsOf(const std::vector<std::string>& resources) {
-  std::vector<std::string> sensors;
-  for (const std::string& path : resources) {
-    if (TypeAt(*ParseTarget(path)) == std::string(types::kSensor)) sensors.push_back(path);
-  }
-  return sensors;
-}
-
 }  // namespace
 
 Response RedfishService::GetChassisResource(const Call& call) {
-  OwnChassis(call);
+  OwnChassisId(call);
   return GetResource(call);
 }
 
 Response RedfishService::PatchChassisResource(const Call& call) {
-  return PatchResource(call, OwnChassis(call).id);
+  return PatchResource(call, OwnChassisId(call));
 }
 
 Response RedfishService::GetManagerResource(const Call& call) {
@@ -62,17 +48,17 @@ Response RedfishService::GetResource(const Call& call) {
   const std::optional<ResourceRecord> resource = m_store.FindResource(call.owner->uuid, path);
   if (!resource) throw NothingAt(path);
   Json view = Shaped(TypeNamed(TypeAt(call.target)), path, ParseStored(resource->document),
-                     ResolverFor(*call.owner));
+                     ResolverFor(call, *call.owner));
   OemOf(view)["History"] = Reference(path + kHistoryBelow);
   return JsonResponse(200, view);
 }
 
 // There are sensors, or a document has been sent for their collection itself.
 Response RedfishService::GetSensors(const Call& call) {
-  const std::string chassis = OwnChassis(call).id;
+  OwnChassisId(call);
   const std::string path = call.target.Path();
   const std::string& owner = call.owner->uuid;
-  const std::vector<std::string> sensors = SensorsOf(m_store.ListResources(owner, chassis));
+  const std::vector<std::string> sensors = m_store.ListChildren(owner, path);
   const std::optional<ResourceRecord> sent = m_store.FindResource(owner, path);
   if (sensors.empty() && !sent) throw NothingAt(path);
   Json view = CollectionView(path, types::kSensorCollection, "Sensors", sensors, call.query);
@@ -80,7 +66,7 @@ Response RedfishService::GetSensors(const Call& call) {
   Json document = ParseStored(sent->document);
   document.erase("Members");
   Json shaped =
-      Shaped(TypeNamed(types::kSensorCollection), path, document, ResolverFor(*call.owner));
+      Shaped(TypeNamed(types::kSensorCollection), path, document, ResolverFor(call, *call.owner));
   OemOf(shaped)["History"] = Reference(path + kHistoryBelow);
   view.update(shaped);
   return JsonResponse(200, view);
@@ -137,20 +123,18 @@ void RedfishService::RefuseReadOnly(const Json& patch, const Json& given) {
                 "\"" + changed + "\" is given by the service.");
 }
 
-// For one document: each path is looked up once, and not more of them than a document needs.
-Resolver RedfishService::ResolverFor(const ManagerRecord& owner) {
-  using Known = std::map<std::string, std::string>;
-  return [this, &owner, known = std::make_shared<Known>()](const std::string& path) {
-    const auto found = known->find(path);
-    if (found != known->end()) return found->second;
-    if (known->size() >= kMaxLinks) return std::string();
-    return known->emplace(path, SchemaAt(owner, path)).first->second;
+Resolver RedfishService::ResolverFor(const Call& call, const ManagerRecord& owner) {
+  return [this, &call, &owner](const std::string& link) {
+    const std::size_t fragment = link.find('#');
+    const std::string path = link.substr(0, fragment);
+    const std::string schema = call.look_ups->Schema(path, [&] { return SchemaAt(owner, path); });
+    // A part of a resource is none of the type's own.
+    return schema.empty() || fragment == std::string::npos ? schema : schema + "#";
   };
 }
 
 std::string RedfishService::SchemaAt(const ManagerRecord& owner, const std::string& path) {
-  const std::size_t fragment = path.find('#');
-  const std::optional<Target> target = ParseTarget(path.substr(0, fragment));
+  const std::optional<Target> target = ParseTarget(path);
   if (path.rfind('/', 0) != 0 || !target || !target->query.empty()) return "";
   const std::vector<std::string>& segments = target->segments;
   if (segments.size() < 2 || segments[0] != "redfish" || segments[1] != "v1") return "";
@@ -163,8 +147,7 @@ std::string RedfishService::SchemaAt(const ManagerRecord& owner, const std::stri
   } else {
     schema = SchemaBelow(owner, *target);
   }
-  // A part of a resource is none of the type's own.
-  return schema.empty() || fragment == std::string::npos ? schema : schema + "#";
+  return schema;
 }
 
 std::string RedfishService::SchemaBelow(const ManagerRecord& owner, const Target& target) {
@@ -174,15 +157,15 @@ std::string RedfishService::SchemaBelow(const ManagerRecord& owner, const Target
     if (id != owner.uuid) return "";
     if (itself) return SchemaOf(types::kManager);
   } else if (target.segments.at(2) == "Chassis") {
-    if (!m_store.FindChassis(owner.uuid, id)) return "";
+    if (!m_store.HasChassis(owner.uuid, id)) return "";
     if (itself) return SchemaOf(types::kChassis);
   } else {
     return "";
   }
   const std::string type = TypeAt(target);
-  const bool found = m_store.FindResource(owner.uuid, target.Path()).has_value() ||
-                     (type == types::kSensorCollection &&
-                      !SensorsOf(m_store.ListResources(owner.uuid, id)).empty());
+  const std::string path = target.Path();
+  const bool found = m_store.HasResource(owner.uuid, path) ||
+                     (type == types::kSensorCollection && m_store.HasChildren(owner.uuid, path));
   return found ? SchemaOf(type) : "";
 }
 

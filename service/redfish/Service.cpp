@@ -82,7 +82,7 @@ Response RedfishService::Dispatch(Call& call, std::string& allowed) {
     throw Refusal(405, request.method + " is not possible here; possible: " + allowed + ".");
   }
   if (!request.token.empty()) call.owner = m_store.FindManagerByToken(Sha256Hex(request.token));
-  if (route->access == Access::kOwner && !call.owner) {
+  if (!MayTake(call, *route)) {
     throw Refusal(401, request.token.empty() ? "The X-Auth-Token is missing."
                                              : "The X-Auth-Token is not known.");
   }
@@ -103,9 +103,11 @@ Response RedfishService::Get(Call& call, const Route& route, const std::string& 
     throw Refusal(400, {"QueryNotSupportedOnResource", {}},
                   "The resource does not take these query options.");
   }
+  const bool expands = call.query.expand != QueryOptions::Expand::kNone;
+  call.look_ups->RefuseMore(expands ? 507 : 400);
   Response response = (this->*route.operation)(call);
   if (response.status != 200) return response;
-  if (call.query.expand != QueryOptions::Expand::kNone || !call.query.select.empty()) {
+  if (expands || !call.query.select.empty()) {
     const Json document = ParseStored(response.body);
     const auto fetch = [&](const std::string& path) { return Fetched(call, path); };
     response.body = PrettyText(Selected(Expanded(document, call.query, fetch), call.query));
@@ -116,24 +118,31 @@ Response RedfishService::Get(Call& call, const Route& route, const std::string& 
   return response;
 }
 
-// What a GET of the path would answer; null when it would be refused.
-Json RedfishService::Fetched(const Call& call, const std::string& path) {
+const Json& RedfishService::Fetched(const Call& call, const std::string& path) {
+  static const Json nothing;
   std::optional<Target> target = ParseTarget(path);
-  if (!target) return nullptr;
-  Call inner{call.request, *std::move(target), {}, call.owner, {}};
+  // No link has a query.
+  if (!target || !target->query.empty()) return nothing;
+  return call.look_ups->Document(target->Path(), [&] {
+    return Answered({call.request, *std::move(target), {}, call.owner, {}, call.look_ups});
+  });
+}
+
+Json RedfishService::Answered(Call call) {
   std::string allowed;
-  const Route* route = FindRoute(inner, "GET", allowed);
-  if (route == nullptr) return nullptr;
+  const Route* route = FindRoute(call, "GET", allowed);
+  if (route == nullptr || !MayTake(call, *route)) return nullptr;
   try {
-    const Response response = (this->*route->operation)(inner);
+    const Response response = (this->*route->operation)(call);
     return response.status == 200 ? ParseStored(response.body) : Json();
-  } catch (const Refusal&) {
+  } catch (const Refusal& refusal) {
+    if (refusal.Status() == 507) throw;
     return nullptr;
   }
 }
 
 std::optional<std::string> RedfishService::CurrentTag(const Call& call) {
-  const Json document = Fetched(call, call.target.Path());
+  const Json& document = Fetched(call, call.target.Path());
   if (document.is_null()) return std::nullopt;
   return EntityTag(PrettyText(document));
 }

@@ -1,6 +1,7 @@
 #ifndef SERVICE_REDFISH_SERVICE_H_
 #define SERVICE_REDFISH_SERVICE_H_
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "service/http/Target.h"
 #include "service/owners/Accounts.h"
 #include "service/redfish/Document.h"
+#include "service/redfish/LookUps.h"
 #include "service/redfish/QueryOptions.h"
 #include "service/redfish/Shape.h"
 #include "service/store/Store.h"
@@ -49,6 +51,7 @@ class RedfishService {
     std::vector<std::string> names;      // the path's segments that stand for an identifier
     std::optional<ManagerRecord> owner;  // whose token it carries
     QueryOptions query;                  // of a GET
+    std::shared_ptr<LookUps> look_ups = std::make_shared<LookUps>();
   };
 
   enum class Access { kAnyone, kOwner };
@@ -69,10 +72,15 @@ class RedfishService {
   // The route of the call with this method, or null; fills the call's names, and `allowed` with the
   // methods that its path has, as the Allow header has them. Empty: there is no such path.
   static const Route* FindRoute(Call& call, const std::string& method, std::string& allowed);
+  static bool MayTake(const Call& call, const Route& route) {
+    return route.access == Access::kAnyone || call.owner;
+  }
   Response Answer(const Request& request);
   Response Dispatch(Call& call, std::string& allowed);
   Response Get(Call& call, const Route& route, const std::string& allowed);
-  Json Fetched(const Call& call, const std::string& path);
+  // What a GET of the path would answer, made once a request; null when it would be refused.
+  const Json& Fetched(const Call& call, const std::string& path);
+  Json Answered(Call call);
   std::optional<std::string> CurrentTag(const Call& call);
   Response Refused(const Refusal& refusal, const std::string& method, const std::string& target);
 
@@ -96,7 +104,7 @@ class RedfishService {
   Response FindManagerByUuid(const Call& call, const std::string& uuid);
   // Throws Refusal (401) where the account is not to be had, except for one that has to wait.
   Admission Admit(const Call& call);
-  Json ManagerView(const ManagerRecord& manager);
+  Json ManagerView(const Call& call, const ManagerRecord& manager);
   Json HeartbeatView(const Heartbeat& heartbeat) const;
   bool IsOverdue(const Heartbeat& heartbeat) const;
   Response TakeHeartbeat(const Call& call);
@@ -106,8 +114,10 @@ class RedfishService {
   Response GetChassis(const Call& call);
   Response PatchChassis(const Call& call);
   Response DeleteChassis(const Call& call);
+  // Both throw Refusal (404) unless the chassis is the owner's.
   ChassisRecord OwnChassis(const Call& call);
-  Json ChassisView(const ManagerRecord& owner, const ChassisRecord& chassis);
+  const std::string& OwnChassisId(const Call& call);
+  Json ChassisView(const Call& call, const ChassisRecord& chassis);
 
   Response GetSensors(const Call& call);
   Response GetChassisResource(const Call& call);
@@ -116,7 +126,7 @@ class RedfishService {
   Response PatchManagerResource(const Call& call);
   Response GetResource(const Call& call);
   Response PatchResource(const Call& call, const std::optional<std::string>& chassis);
-  Resolver ResolverFor(const ManagerRecord& owner);
+  Resolver ResolverFor(const Call& call, const ManagerRecord& owner);
   std::string SchemaAt(const ManagerRecord& owner, const std::string& path);
   std::string SchemaBelow(const ManagerRecord& owner, const Target& target);
   // Adds to the view of a chassis or a manager the links to what lies below it.
@@ -138,7 +148,7 @@ class RedfishService {
   Response ListEvents(const Call& call);
   Response PostEvent(const Call& call);
   Response GetEvent(const Call& call);
-  Json EventView(const ManagerRecord& owner, const EventRecord& event);
+  Json EventView(const Call& call, const EventRecord& event);
   std::string OriginChassis(const Call& call, const Json& document, AlarmEffect effect);
   void LogEvent(const EventRecord& event, const std::string& text, const std::string& alarm,
                 AlarmOutcome outcome) const;

@@ -22,6 +22,11 @@ void Store::AddChassis(const ChassisRecord& chassis) {
   Tell({Change::What::kAppliance, chassis.manager, 0, ""});
 }
 
+bool Store::HasChassis(const std::string& manager, const std::string& id) {
+  Statement select(m_database, "SELECT 1 FROM chassis WHERE id = ? AND manager = ?");
+  return select.Bind(id).Bind(manager).Step();
+}
+
 std::optional<ChassisRecord> Store::FindChassis(const std::string& manager, const std::string& id) {
   Statement select(m_database,
                    "SELECT id, manager, document, created FROM chassis "

@@ -2,6 +2,28 @@
 
 namespace cloudservice {
 
+namespace {
+
+// The paths are those between PATH/ and PATH0, since "0" comes after "/". The plus keeps the search
+// away from the index of managers: they are found by their paths.
+constexpr const char* kChildren =
+    "SELECT path FROM resource WHERE path > ? AND path < ? AND +manager = ? "
+    "AND instr(substr(path, ?), '/') = 0 ORDER BY path";
+
+void BindChildren(Statement& select, const std::string& manager, const std::string& path) {
+  select.Bind(path + "/")
+      .Bind(path + "0")
+      .Bind(manager)
+      .Bind(static_cast<std::int64_t>(path.size() + 2));
+}
+
+}  // namespace
+
+bool Store::HasResource(const std::string& manager, const std::string& path) {
+  Statement select(m_database, "SELECT 1 FROM resource WHERE path = ? AND manager = ?");
+  return select.Bind(path).Bind(manager).Step();
+}
+
 std::optional<ResourceRecord> Store::FindResource(const std::string& manager,
                                                   const std::string& path) {
   Statement select(m_database,
@@ -26,6 +48,20 @@ std::vector<std::string> Store::ListResources(const std::string& manager,
   std::vector<std::string> paths;
   while (select.Step()) paths.push_back(select.Text(0));
   return paths;
+}
+
+std::vector<std::string> Store::ListChildren(const std::string& manager, const std::string& path) {
+  Statement select(m_database, kChildren);
+  BindChildren(select, manager, path);
+  std::vector<std::string> paths;
+  while (select.Step()) paths.push_back(select.Text(0));
+  return paths;
+}
+
+bool Store::HasChildren(const std::string& manager, const std::string& path) {
+  Statement select(m_database, kChildren);
+  BindChildren(select, manager, path);
+  return select.Step();
 }
 
 void Store::PutResource(const ResourceRecord& resource, const Readings& readings) {

@@ -234,6 +234,7 @@ class Store {
                             const std::string& address = "");
 
   void AddChassis(const ChassisRecord& chassis);
+  bool HasChassis(const std::string& manager, const std::string& id);
   std::optional<ChassisRecord> FindChassis(const std::string& manager, const std::string& id);
   // The identifiers in order of creation.
   std::vector<std::string> ListChassis(const std::string& manager);
@@ -242,10 +243,14 @@ class Store {
   // With its resources and alarms; its events stay.
   void DeleteChassis(const std::string& id);
 
+  bool HasResource(const std::string& manager, const std::string& path);
   std::optional<ResourceRecord> FindResource(const std::string& manager, const std::string& path);
   // The paths of those below the chassis, or below the manager itself, in their order.
   std::vector<std::string> ListResources(const std::string& manager,
                                          const std::optional<std::string>& chassis);
+  // The paths one segment below this one, in their order.
+  std::vector<std::string> ListChildren(const std::string& manager, const std::string& path);
+  bool HasChildren(const std::string& manager, const std::string& path);
   void PutResource(const ResourceRecord& resource, const Readings& readings);
 
   // What has a value not older than `since`, in order of names.

@@ -54,6 +54,22 @@ TEST_F(StoreOnDisk, Every_commit_is_on_the_disk) {
   EXPECT_EQ(synchronous.Number(0), 2);
 }
 
+TEST_F(StoreOnDisk, Children_are_one_segment_below_and_of_one_manager) {
+  Store store(file);
+  store.AddManager({"u", "n", "{}", 1, {}}, "t");
+  store.AddManager({"v", "n", "{}", 1, {}}, "s");
+  for (const char* path : {"/a/S", "/a/S/2", "/a/S/1", "/a/S/3/x", "/a/S0", "/a/S-", "/a/T/1"}) {
+    store.PutResource({path, "u", {}, "{}", 1}, {});
+  }
+  store.PutResource({"/a/S/9", "v", {}, "{}", 1}, {});
+  EXPECT_THAT(store.ListChildren("u", "/a/S"), testing::ElementsAre("/a/S/1", "/a/S/2"));
+  EXPECT_TRUE(store.HasChildren("u", "/a/S"));
+  EXPECT_FALSE(store.HasChildren("u", "/a/S/3/x"));
+  EXPECT_FALSE(store.HasChildren("v", "/a/T"));
+  EXPECT_TRUE(store.HasResource("v", "/a/S/9"));
+  EXPECT_FALSE(store.HasResource("u", "/a/S/9"));
+}
+
 TEST_F(StoreOnDisk, Database_of_another_program_is_left_alone) {
   Database(file).Execute("CREATE TABLE theirs (x)");
   EXPECT_THAT(OpeningFails(file), HasSubstr("s.db is the database of another program"));
