@@ -16,6 +16,8 @@ time_t OffsetAt(time_t when) {
 }  // namespace
 
 struct tm LocalTimeNow() {
+  // Unlike localtime, localtime_r alone does not notice that the machine's zone was changed.
+  tzset();
   const time_t now = time(nullptr);
   struct tm local = {};
   localtime_r(&now, &local);

@@ -6,7 +6,8 @@
 
 namespace cloudclient {
 
-// The current local broken-down time, by `time` and `localtime_r`. Any thread.
+// The current local broken-down time, by `time` and `localtime_r`, in the zone that the machine has
+// now. Any thread.
 struct tm LocalTimeNow();
 
 // When today's local date shows this time of day, in seconds since the epoch: the same whenever it

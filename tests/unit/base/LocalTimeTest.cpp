@@ -2,6 +2,7 @@
 
 #include "base/LocalTime.h"
 #include "fakes/PlatformTest.h"
+#include "zones/MachineRoot.h"
 
 namespace unit {
 namespace {
@@ -66,6 +67,19 @@ TEST_F(LocalTime, Text_that_does_not_fit_is_empty) {
   EXPECT_EQ(LocalTimeText("%F", 11), "2026-03-05");
   EXPECT_EQ(LocalTimeText("%F", 10), "");
   EXPECT_EQ(LocalTimeText("%F", 0), "");
+}
+
+TEST_F(LocalTime, Follows_the_machines_zone) {
+  zones::MachineRoot root({"Asia/Kolkata", "America/New_York"});
+  ASSERT_EQ(root.Error(), "");
+  root.SetZone("Asia/Kolkata");
+  EXPECT_EQ(LocalTimeText("%FT%T%z", 64), "2026-03-05T18:37:09+0530");
+  root.SetZone("America/New_York");
+  EXPECT_EQ(LocalTimeText("%FT%T%z", 64), "2026-03-05T08:07:09-0500");
+  root.SetZone("Asia/Kolkata");
+  EXPECT_EQ(LocalTimeNow().tm_hour, 18);
+  root.SetZone("America/New_York");
+  EXPECT_EQ(LocalTimeToday(8, 7, 9), fakes::platform().clock.now);
 }
 
 }  // namespace
