@@ -12,6 +12,8 @@
 
 #include "host/LineWriter.h"
 
+#include "host/LocalTime.h"
+
 namespace host {
 namespace {
 
@@ -42,7 +44,6 @@ void Print(const Settings& settings, int level, const char* unit, const std::str
 }
 
 Settings ReadSettings() {
-  tzset();
   bool valid = true;
   const char* variable = std::getenv("CLOUDCLIENT_LOG_LEVEL");
   Settings settings = {LogLevel(variable, valid),
@@ -108,7 +109,7 @@ std::string LogLine(const struct timespec& now, int level, const char* unit,
     snprintf(head, sizeof(head), "<%d>", level);
   } else {
     struct tm local = {};
-    localtime_r(&now.tv_sec, &local);
+    LocalTimeOf(now.tv_sec, local);
     char date[40] = "";
     char zone[16] = "";
     strftime(date, sizeof(date), "%Y-%m-%dT%H:%M:%S", &local);

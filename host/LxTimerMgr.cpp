@@ -11,6 +11,7 @@
 
 #include "host/ExceptionText.h"
 #include "host/Fd.h"
+#include "host/LocalTime.h"
 #include "host/Log.h"
 #include "host/QuietThread.h"
 #include "host/TimerCore.h"
@@ -122,12 +123,14 @@ bool LxTimerMgr::ComputeTomorrow(struct tm* tomorrow) {
 unsigned short LxTimerMgr::CreateLocalTODAlarm(struct tm* when, Callback expired,
                                                Callback cancelled, void* context) {
   host::TimerCore::Alarm alarm;
-  const time_t now = time(nullptr);
-  if (when == nullptr || !host::LocalTimeAt(*when, alarm.due) ||
-      localtime_r(&now, &alarm.created) == nullptr) {
+  alarm.created = time(nullptr);
+  time_t due = 0;
+  if (when == nullptr || !host::LocalTimeAt(*when, alarm.created, due) ||
+      !host::LocalTimeOf(alarm.created, alarm.createdOn)) {
     HOST_LOG(3, "an alarm was not armed: its time cannot be represented");
     return kNoAlarm;
   }
+  alarm.when = *when;
   alarm.expired = expired;
   alarm.cancelled = cancelled;
   alarm.context = context;

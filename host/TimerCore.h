@@ -8,26 +8,20 @@
 
 namespace host {
 
-// Local time of `when`'s fields as a time of the clock, `tm_isdst` not looked at. A time that the
-// zone skips is the first one after it. False when it can't be represented.
-bool LocalTimeAt(const struct tm& when, time_t& time);
-
-// Fills `tomorrow` with noon of the date after that of `now`, `tm_isdst` -1. False when it can't
-// be computed.
-bool TomorrowOf(time_t now, struct tm& tomorrow);
-
 // The table of time-of-day alarms: no thread, no clock, no lock, and no callback is called.
 //
-// An alarm whose time the clock has reached or passed is due as expired. One whose time is ahead
-// while the clock shows a date before that of its creation is due as cancelled: the clock was set
-// back and "tomorrow" is another day than the one it was armed for. A clock that moves on to
-// another date, by itself or by being set, cancels nothing: midnight passes a second before an
-// alarm of 00:00:01 is reached.
+// An alarm is one for a local time: when that is reached follows the zone that the machine has at
+// each look. One whose time the clock has reached or passed is due as expired. One whose time is
+// ahead while the clock shows a date before that of its creation is due as cancelled, when the
+// clock was set back or the zone changed: "tomorrow" is another day than the one it was armed for.
+// A clock that moves on to another date, by itself or by being set, cancels nothing: midnight
+// passes a second before an alarm of 00:00:01 is reached.
 class TimerCore {
  public:
   struct Alarm {
-    time_t due = 0;
-    struct tm created = {};
+    struct tm when = {};       // local time of the alarm
+    time_t created = 0;        // when it was armed,
+    struct tm createdOn = {};  // and what the clock showed then
     LxTimerMgr::Callback expired = nullptr;
     LxTimerMgr::Callback cancelled = nullptr;
     void* context = nullptr;

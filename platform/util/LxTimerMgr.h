@@ -26,15 +26,17 @@ class LxTimerMgr {
   // unspecified, `tm_isdst` is -1) and returns true; false when the date cannot be computed.
   bool ComputeTomorrow(struct tm* tomorrow);
 
-  // Arms an alarm for the local time `*when` (read during the call, `tm_isdst` not looked at; a
-  // time that the zone skips is the first one after the gap) and returns its identifier, 1 to
-  // 65534. Each alarm ends in exactly one callback, after which it is gone, unless the destructor
-  // comes first:
+  // Arms an alarm for the local time `*when` (read during the call, `tm_isdst` not looked at; of a
+  // time that the zone has twice the first that is not past, for one that it skips a time soon
+  // after the gap) and returns its identifier, 1 to 65534. Each alarm ends in exactly one callback,
+  // after which it is gone, unless the destructor comes first:
   // - `expired`, once the wall clock has reached or passed that time, never earlier;
-  // - `cancelled`, when `CancelTimer` names it, or when the clock was set back to a date before
-  //   the one on which the alarm was created: its day is then no longer tomorrow. A clock that
-  //   goes on to another date, by itself or by being set, cancels nothing: at midnight tomorrow is
-  //   another date as well, a second before an alarm of 00:00:01 is reached.
+  // - `cancelled`, when `CancelTimer` names it, or when the clock was set back, or the zone
+  // changed,
+  //   to a date before the one on which the alarm was created: its day is then no longer tomorrow.
+  //   A zone that repeats an hour around midnight cancels nothing. A clock that goes on to another
+  //   date, by itself or by being set, cancels nothing: at midnight tomorrow is another date as
+  //   well, a second before an alarm of 00:00:01 is reached.
   // `context` is handed to the callback as it is. 65535, and no callback ever, when the time cannot
   // be represented or no identifier is free.
   unsigned short CreateLocalTODAlarm(struct tm* when, Callback expired, Callback cancelled,

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "HostTest.h"
+#include "host/LocalTime.h"
 #include "host/TimerCore.h"
 
 namespace {
@@ -29,7 +30,7 @@ struct tm Local(int year, int month, int day, int hour, int minute, int second) 
 
 time_t At(int year, int month, int day, int hour, int minute, int second) {
   time_t time = 0;
-  EXPECT_TRUE(host::LocalTimeAt(Local(year, month, day, hour, minute, second), time));
+  EXPECT_TRUE(host::LocalTimeAt(Local(year, month, day, hour, minute, second), 0, time));
   return time;
 }
 
@@ -48,8 +49,9 @@ class TimerCoreTest : public testing::Test {
 
   unsigned short Arm(time_t now, time_t due) {
     host::TimerCore::Alarm alarm;
-    alarm.due = due;
-    localtime_r(&now, &alarm.created);
+    localtime_r(&due, &alarm.when);
+    alarm.created = now;
+    localtime_r(&now, &alarm.createdOn);
     alarm.expired = &Expired;
     alarm.cancelled = &Cancelled;
     return m_core.Add(alarm);
@@ -102,6 +104,41 @@ TEST_F(TimerCoreTest, Clock_set_back_to_another_date_cancels) {
 TEST_F(TimerCoreTest, Clock_set_back_into_another_year_cancels) {
   Arm(At(2026, 1, 1, 12, 0, 0), At(2026, 1, 2, 0, 0, 1));
   EXPECT_EQ(Ends(At(2025, 12, 31, 12, 0, 0)), "1cancelled ");
+}
+
+TEST_F(TimerCoreTest, Zone_that_goes_back_over_midnight_cancels_nothing) {
+  UseZone("America/St_Johns");  // clocks went from 00:01 of 7 November 2010 back to 23:01
+  const time_t first = 1289097001;
+  EXPECT_EQ(Text(first), "2010-11-07 00:00:01 NDT");
+  Arm(first, At(2010, 11, 8, 0, 0, 1));
+  EXPECT_EQ(Text(first + 600), "2010-11-06 23:10:01 NST");
+  EXPECT_EQ(Ends(first + 600), "");
+  EXPECT_EQ(Ends(first + 3600), "");
+  EXPECT_EQ(Ends(first + 25 * 3600), "1expired ");
+}
+
+TEST_F(TimerCoreTest, Clock_set_back_into_the_hour_before_such_a_change_cancels) {
+  UseZone("America/St_Johns");
+  const time_t first = 1289097001;
+  Arm(first, At(2010, 11, 8, 0, 0, 1));
+  EXPECT_EQ(Ends(first - 60), "1cancelled ");
+}
+
+TEST_F(TimerCoreTest, Zone_changed_to_one_of_an_earlier_date_cancels) {
+  Arm(At(2026, 3, 6, 0, 0, 1), At(2026, 3, 7, 0, 0, 1));
+  const time_t now = At(2026, 3, 6, 5, 0, 0);
+  EXPECT_EQ(Ends(now), "");
+  UseZone("EST5");
+  EXPECT_EQ(Ends(now), "1cancelled ");
+}
+
+TEST_F(TimerCoreTest, Zone_changed_within_the_date_moves_the_alarm) {
+  Arm(At(2026, 3, 5, 12, 0, 0), At(2026, 3, 6, 0, 0, 1));
+  const time_t due = At(2026, 3, 6, 0, 0, 1);
+  UseZone("EST5");
+  EXPECT_EQ(Ends(due), "");
+  EXPECT_EQ(Ends(due + 6 * 3600 - 1), "");
+  EXPECT_EQ(Ends(due + 6 * 3600), "1expired ");
 }
 
 TEST_F(TimerCoreTest, Clock_set_on_the_same_date_cancels_nothing) {
@@ -195,7 +232,7 @@ TEST_F(TimerCoreTest, Summer_time_flag_of_the_caller_is_not_looked_at) {
   struct tm when = Local(2026, 7, 1, 0, 0, 1);
   when.tm_isdst = 0;
   time_t time = 0;
-  ASSERT_TRUE(host::LocalTimeAt(when, time));
+  ASSERT_TRUE(host::LocalTimeAt(when, 0, time));
   EXPECT_EQ(Text(time), "2026-07-01 00:00:01 CEST");
 }
 
@@ -224,6 +261,6 @@ TEST_F(TimerCoreTest, Time_that_cannot_be_represented_is_refused) {
   when.tm_year = INT32_MAX;
   when.tm_mon = INT32_MAX;
   time_t time = 5;
-  EXPECT_FALSE(host::LocalTimeAt(when, time));
+  EXPECT_FALSE(host::LocalTimeAt(when, 0, time));
   EXPECT_EQ(time, 5);
 }
