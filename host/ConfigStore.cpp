@@ -58,64 +58,75 @@ ConfigStore::ConfigStore(std::string path, std::vector<Key> keys, int lockWaitMs
     : m_path(std::move(path)),
       m_keys(std::move(keys)),
       m_lockWaitMs(lockWaitMs),
-      m_stored(json_object()),
       m_current(json_object()) {
   Reload();
   m_changes.clear();
 }
 
-bool ConfigStore::Reload() {
-  std::lock_guard<std::mutex> file(m_fileMutex);
+// Reads the file and takes over what it holds.
+FileState ConfigStore::Refresh(std::string& problem, Lines& lines) {
+  std::lock_guard<std::mutex> reading(m_readMutex);
   JsonRef stored;
-  std::string problem;
   const FileState state = ReadJsonObject(m_path, stored, problem);
-  std::lock_guard<std::mutex> guard(m_mutex);
-  if (state == FileState::kBad) {
-    ReportLocked(problem + "; the values in use stay");
-    return false;
+  if (state == FileState::kRead) {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    AdoptLocked(stored.get(), lines);
   }
-  m_reported.clear();
-  if (state == FileState::kRead) AdoptLocked(std::move(stored));
-  return true;
+  return state;
+}
+
+bool ConfigStore::Reload() {
+  Lines lines;
+  std::string problem;
+  const bool good = Refresh(problem, lines) != FileState::kBad;
+  if (!good) problem += "; the values in use stay";
+  {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    if (!good && problem != m_reported) lines.push_back(problem);
+    m_reported = problem;
+  }
+  for (const std::string& line : lines) HOST_LOG(3, "%s", line.c_str());
+  return good;
 }
 
 bool ConfigStore::Save() {
-  if (int error = MakeFolders(FolderOf(m_path))) return Refuse(std::strerror(error));
-  FileLock lock(m_path + ".lock", m_lockWaitMs);
-  if (lock.Status() == ETIMEDOUT) return Refuse("another process keeps its lock");
-  if (lock.Status() != 0) return Refuse(m_path + ".lock: " + std::strerror(lock.Status()));
-  std::lock_guard<std::mutex> file(m_fileMutex);
-  return SaveLocked();
+  Lines lines;
+  std::string warning;
+  const std::string problem = Write(warning, lines);
+  for (const std::string& line : lines) HOST_LOG(3, "%s", line.c_str());
+  if (!problem.empty()) HOST_LOG(3, "%s is not saved: %s", m_path.c_str(), problem.c_str());
+  if (!warning.empty()) HOST_LOG(4, "%s is saved, but %s", m_path.c_str(), warning.c_str());
+  return problem.empty();
 }
 
-bool ConfigStore::SaveLocked() {
-  JsonRef stored;
-  std::string problem;
-  if (ReadJsonObject(m_path, stored, problem) == FileState::kBad) return Refuse(problem);
+// Empty, or why the file is not written.
+std::string ConfigStore::Write(std::string& warning, Lines& lines) {
+  std::string path = m_path;
+  if (int error = FollowLinks(path)) return std::strerror(error);
+  if (int error = MakeFolders(FolderOf(path))) return std::strerror(error);
+  const Ownership ownership = OwnershipOf(path);
+  FileLock lock(path + ".lock", m_lockWaitMs, ownership);
+  if (lock.Status() == ETIMEDOUT) return "another process keeps its lock";
+  if (lock.Status() != 0) return path + ".lock: " + std::strerror(lock.Status());
+  SweepTemporaries(path);
 
-  JsonRef written;
+  std::string problem;
+  if (Refresh(problem, lines) == FileState::kBad) return problem;
   std::string text;
   unsigned long serial = 0;
   {
     std::lock_guard<std::mutex> guard(m_mutex);
-    if (stored != nullptr) AdoptLocked(std::move(stored));
-    written = Copy(m_current.get());
-    text = FileText(written.get());
+    text = FileText(m_current.get());
     serial = m_lastSerial;
   }
-  if (text.empty()) return Refuse("out of memory");
-  if (int error = ReplaceFile(m_path, text)) return Refuse(std::strerror(error));
+  if (text.empty()) return "out of memory";
+  if (int error = ReplaceFile(path, ownership, text, warning)) return std::strerror(error);
 
+  std::lock_guard<std::mutex> reading(m_readMutex);
   std::lock_guard<std::mutex> guard(m_mutex);
-  m_stored = std::move(written);
   m_edits.remove_if([serial](const Edit& edit) { return edit.serial <= serial; });
   m_reported.clear();
-  return true;
-}
-
-bool ConfigStore::Refuse(const std::string& why) {
-  HOST_LOG(3, "%s is not saved: %s", m_path.c_str(), why.c_str());
-  return false;
+  return "";
 }
 
 std::vector<std::string> ConfigStore::TakeChanges() {
@@ -174,35 +185,28 @@ bool ConfigStore::SetLocked(const std::string& key, const std::string& member, J
 }
 
 // Takes over what the file holds, below what was set here and is not saved yet.
-void ConfigStore::AdoptLocked(JsonRef stored) {
-  JsonRef next = Copy(stored.get());
+void ConfigStore::AdoptLocked(const json_t* stored, Lines& lines) {
+  JsonRef next = Copy(stored);
   for (const Edit& edit : m_edits) Apply(next.get(), edit.key, edit.member, edit.value.get());
   for (std::string& key : Differences(m_current.get(), next.get())) {
     if (std::find(m_changes.begin(), m_changes.end(), key) == m_changes.end()) {
       m_changes.push_back(std::move(key));
     }
   }
-  m_stored = std::move(stored);
   m_current = std::move(next);
-  CheckTypesLocked();
+  CheckTypesLocked(stored, lines);
 }
 
-void ConfigStore::ReportLocked(const std::string& problem) {
-  if (problem == m_reported) return;
-  m_reported = problem;
-  HOST_LOG(3, "%s", problem.c_str());
-}
-
-void ConfigStore::CheckTypesLocked() {
+void ConfigStore::CheckTypesLocked(const json_t* stored, Lines& lines) {
   std::set<std::string> problems;
   for (const Key& key : m_keys) {
-    const json_t* value = json_object_get(m_stored.get(), key.name);
+    const json_t* value = json_object_get(stored, key.name);
     std::string problem;
     if (value != nullptr && !HoldsType(key, value, problem)) problems.insert(problem);
   }
   for (const std::string& problem : problems) {
     if (m_reportedTypes.count(problem) == 0) {
-      HOST_LOG(3, "%s: %s; it counts as absent", m_path.c_str(), problem.c_str());
+      lines.push_back(m_path + ": " + problem + "; it counts as absent");
     }
   }
   m_reportedTypes.swap(problems);

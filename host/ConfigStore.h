@@ -17,7 +17,8 @@ namespace host {
 // Values are read and written in memory. `Save` carries what was set since the last save into
 // what the file holds at that moment, so that of two processes that write at the same time neither
 // loses the other's change, and keys that nobody here knows stay. A file that can't be read or
-// parsed costs one message: the values in use stay, and it is not overwritten. Any thread.
+// parsed costs one message: the values in use stay, and it is not overwritten. Any thread; messages
+// are written when no lock is held any more.
 class ConfigStore {
  public:
   enum class Type { kText, kFlag, kObject };
@@ -40,8 +41,10 @@ class ConfigStore {
   // that has vanished leaves the values as well: it is about to be replaced, or Save writes it.
   bool Reload();
 
-  // Writes the file. Waits for another process that writes it. False, with a message, when it could
-  // not be written; the file is then as it was, and what was set is kept for the next save.
+  // Writes the file, which keeps owner, group and mode; a link stays, and what it names is written.
+  // Waits for another process that writes it and for the disk; nothing else of this store waits
+  // meanwhile. False, with a message, when it could not be written; the file is then as it was, and
+  // what was set is kept for the next save.
   bool Save();
 
   // Names of the keys whose values became others through somebody else's writing since the last
@@ -71,24 +74,26 @@ class ConfigStore {
     JsonRef value;
   };
 
+  // Messages of level 3 that are still to be written.
+  using Lines = std::vector<std::string>;
+
   bool SetLocked(const std::string& key, const std::string& member, JsonRef value);
-  void AdoptLocked(JsonRef stored);
-  void ReportLocked(const std::string& problem);
-  void CheckTypesLocked();
-  bool Refuse(const std::string& why);
-  bool SaveLocked();
+  FileState Refresh(std::string& problem, Lines& lines);
+  void AdoptLocked(const json_t* stored, Lines& lines);
+  void CheckTypesLocked(const json_t* stored, Lines& lines);
+  std::string Write(std::string& warning, Lines& lines);
   bool HoldsType(const Key& key, const json_t* value, std::string& problem) const;
 
   const std::string m_path;
   const std::vector<Key> m_keys;
   const int m_lockWaitMs;
 
-  // Reading and writing of the file. Taken before m_mutex.
-  std::mutex m_fileMutex;
+  // Held from a reading of the file until its values are taken over: an older reading must not
+  // come after a newer one, nor after the end of a save. Taken before m_mutex.
+  std::mutex m_readMutex;
 
   mutable std::mutex m_mutex;  // guards all that follows
-  JsonRef m_stored;            // as last read or written
-  JsonRef m_current;           // m_stored with the edits
+  JsonRef m_current;           // as last read or written, with the edits
   std::list<Edit> m_edits;
   unsigned long m_lastSerial = 0;
   std::vector<std::string> m_changes;

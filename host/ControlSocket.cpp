@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <utility>
 
 #include "host/Log.h"
@@ -29,10 +30,8 @@ bool IsAlive(const UnixAddress& address) {
 
 }  // namespace
 
-ControlSocket::ControlSocket(std::string path, Handler handler, std::string tooLongAnswer)
-    : m_path(std::move(path)),
-      m_handler(std::move(handler)),
-      m_tooLongAnswer(std::move(tooLongAnswer)) {
+ControlSocket::ControlSocket(std::string path, Handler handler, Answers answers)
+    : m_path(std::move(path)), m_handler(std::move(handler)), m_answers(std::move(answers)) {
   const std::string problem = Open();
   if (problem.empty()) return;
   m_listener.Reset();
@@ -47,7 +46,7 @@ ControlSocket::~ControlSocket() {
 std::string ControlSocket::Open() {
   if (int error = MakeFolders(FolderOf(m_path))) return Because("its folder", error);
   // The lock keeps two processes that start at once from both finding the file unserved.
-  m_lock = std::make_unique<FileLock>(m_path + ".lock", 0);
+  m_lock = std::make_unique<FileLock>(m_path + ".lock", 0, OwnershipOf(m_path + ".lock"));
   if (m_lock->Status() == ETIMEDOUT) return "another process serves it";
   if (m_lock->Status() != 0) return Because("its lock", m_lock->Status());
   const UnixAddress address(m_path);
@@ -77,12 +76,13 @@ void ControlSocket::Want(Wait& wait) {
     } else {
       wait.ForWrite(client.socket.Get());
     }
+    wait.Until(client.heardMs + kLongestSilenceMs);
   }
 }
 
 void ControlSocket::Serve(const Wait& wait, int64_t nowMs) {
   for (auto client = m_clients.begin(); client != m_clients.end();) {
-    const bool stays = ServeClient(*client, wait.Ready(client->socket.Get()));
+    const bool stays = ServeClient(*client, wait.Ready(client->socket.Get()), nowMs);
     client = stays ? std::next(client) : m_clients.erase(client);
   }
   if (m_acceptFromMs != 0 && nowMs >= m_acceptFromMs) m_acceptFromMs = 0;
@@ -101,12 +101,14 @@ void ControlSocket::Accept(int64_t nowMs) {
     }
     m_clients.emplace_back();
     m_clients.back().socket = std::move(socket);
+    m_clients.back().heardMs = nowMs;
   }
 }
 
 // False when the client is done with.
-bool ControlSocket::ServeClient(Client& client, bool ready) {
-  if (!ready) return true;
+bool ControlSocket::ServeClient(Client& client, bool ready, int64_t nowMs) {
+  if (!ready) return nowMs - client.heardMs < kLongestSilenceMs;
+  client.heardMs = nowMs;
   if (!client.output.empty()) return Flush(client) && AnswerLines(client);
   return Receive(client) && AnswerLines(client);
 }
@@ -137,18 +139,28 @@ bool ControlSocket::AnswerLines(Client& client) {
       client.skipping = true;
       client.ended = end != std::string::npos;
       client.input.clear();
-      client.output = m_tooLongAnswer + "\n";
+      client.output = m_answers.tooLong + "\n";
     } else if (end != std::string::npos) {
-      client.output = m_handler(client.input.substr(0, end)) + "\n";
+      client.output = Answer(client.input.substr(0, end));
       client.input.erase(0, end + 1);
     } else if (client.ended && !client.input.empty()) {
-      client.output = m_handler(std::exchange(client.input, "")) + "\n";
+      client.output = Answer(std::exchange(client.input, ""));
     } else {
       break;
     }
     if (!Flush(client)) return false;
   }
   return !client.output.empty() || !client.ended;
+}
+
+// With its line end.
+std::string ControlSocket::Answer(const std::string& line) const {
+  try {
+    return m_handler(line) + "\n";
+  } catch (const std::exception& error) {
+    HOST_LOG(3, "%s: a request failed: %s", m_path.c_str(), error.what());
+    return m_answers.failed + "\n";
+  }
 }
 
 bool ControlSocket::Flush(Client& client) {

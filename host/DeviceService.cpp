@@ -19,11 +19,11 @@ DeviceService::DeviceService(EventLoop& loop)
       m_engine(LoadDeviceModel(LocalPath(kDeviceFile))),
       m_proxy(m_engine),
       m_poller(m_engine),
-      m_socket(
-          LocalPath(kControlSocket),
-          [this](const std::string& line) { return AnswerControlLine(m_engine, line); },
-          ControlError("a line is at most " + std::to_string(ControlSocket::kLongestLine) +
-                       " bytes long")) {
+      m_socket(LocalPath(kControlSocket),
+               [this](const std::string& line) { return AnswerControlLine(m_engine, line); },
+               {ControlError("a line is at most " + std::to_string(ControlSocket::kLongestLine) +
+                             " bytes long"),
+                ControlError("the request failed")}) {
   CheckDataFiles(m_engine.Model().psi);
   // Whatever asks first shall find values, but a source that hangs must not keep the daemon.
   m_poller.Serve(Wait(), MonotonicMs());

@@ -1,18 +1,23 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <thread>
 
 #include "HostTest.h"
+#include "SystemCalls.h"
 #include "host/ConfigStore.h"
 #include "host/Configuration.h"
 #include "host/Files.h"
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::UnorderedElementsAre;
 
 namespace {
@@ -23,6 +28,11 @@ class ConfigStoreTest : public HostTest {
  protected:
   std::unique_ptr<host::ConfigStore> Open() const {
     return std::make_unique<host::ConfigStore>(In(kFile), host::CloudKeys());
+  }
+  // Mode 0700, and the other user's where the tests run as root.
+  void GiveToOther(const std::string& path) const {
+    EXPECT_EQ(chmod(In(path).c_str(), 0700), 0);
+    EXPECT_TRUE(geteuid() != 0 || chown(In(path).c_str(), kOther, kOther) == 0);
   }
 };
 
@@ -178,8 +188,7 @@ TEST_F(ConfigStoreTest, Unparsable_file_at_start_names_file_line_and_column) {
   Write(kFile, "{\n  \"Url\": \"a\",\n  \"Enabled\": maybe\n}\n");
   const auto store = Open();
   EXPECT_EQ(store->Text(host::kUrl), "");
-  EXPECT_EQ(LogCount(In(kFile) + " is not valid JSON: line 3, column 18: invalid token near 'maybe'"
-                                 "; the values in use stay"),
+  EXPECT_EQ(LogCount(In(kFile) + " is not valid JSON: line 3, column 18; the values in use stay"),
             1);
 }
 
@@ -265,7 +274,7 @@ TEST_F(ConfigStoreTest, Folder_that_cannot_be_made_fails_the_save) {
 
 TEST_F(ConfigStoreTest, Lock_that_another_process_keeps_fails_the_save) {
   Write(kFile, "{}");
-  const host::FileLock lock(In(kFile) + ".lock", 0);
+  const host::FileLock lock(In(kFile) + ".lock", 0, host::OwnershipOf(In(kFile)));
   host::ConfigStore store(In(kFile), host::CloudKeys(), 0);
   store.SetText(host::kUrl, "u");
   EXPECT_FALSE(store.Save());
@@ -278,6 +287,111 @@ TEST_F(ConfigStoreTest, Lock_that_cannot_be_made_fails_the_save) {
   ASSERT_EQ(host::MakeFolders(In(kFile) + ".lock"), 0);
   EXPECT_FALSE(Open()->Save());
   EXPECT_EQ(LogCount("cloud.json.lock: Is a directory"), 1);
+}
+
+TEST_F(ConfigStoreTest, What_root_writes_stays_another_users) {
+  Write(kFile, R"({"Url": "a"})");
+  for (const char* path : {"", "/etc", "/etc/cloudclient", kFile}) GiveToOther(path);
+  {
+    const auto store = Open();
+    store->SetText(host::kUrl, "b");
+    ASSERT_TRUE(store->Save());
+  }
+  const Child other = RunAsOther([this] {
+    const auto store = Open();
+    if (store->Text(host::kUrl) != "b") return 1;
+    store->SetText(host::kXAuthToken, "t");
+    return store->Save() ? 0 : 2;
+  });
+  EXPECT_EQ(other.Wait(), 0);
+  EXPECT_EQ(Open()->Text(host::kXAuthToken), "t");
+  struct stat status = {};
+  ASSERT_EQ(stat(In(kFile).c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0700u);
+  EXPECT_EQ(status.st_uid, geteuid() == 0 ? kOther : geteuid());
+  EXPECT_EQ(status.st_gid, geteuid() == 0 ? kOther : getegid());
+  EXPECT_THAT(Log(), Not(HasSubstr("saved")));
+}
+
+TEST_F(ConfigStoreTest, What_root_makes_is_the_folders_owners) {
+  ASSERT_EQ(host::MakeFolders(In("/etc/cloudclient")), 0);
+  for (const char* path : {"", "/etc", "/etc/cloudclient"}) GiveToOther(path);
+  ASSERT_TRUE(Open()->Save());
+  EXPECT_EQ(RunAsOther([this] { return Open()->Save() ? 0 : 1; }).Wait(), 0);
+}
+
+TEST_F(ConfigStoreTest, Link_stays_and_what_it_names_is_written) {
+  Write("/data/cloud.json", R"({"Url": "a"})");
+  ASSERT_EQ(host::MakeFolders(In("/etc/cloudclient")), 0);
+  ASSERT_EQ(symlink("../../data/cloud.json", In(kFile).c_str()), 0);
+  const auto store = Open();
+  store->SetText(host::kUrl, "b");
+  ASSERT_TRUE(store->Save());
+  EXPECT_EQ(Read("/data/cloud.json"), "{\n  \"Url\": \"b\"\n}\n");
+  EXPECT_THAT(Files("/etc/cloudclient"), ElementsAre("cloud.json"));
+  char named[100] = "";
+  EXPECT_GT(readlink(In(kFile).c_str(), named, sizeof(named) - 1), 0);
+  EXPECT_STREQ(named, "../../data/cloud.json");
+  EXPECT_TRUE(Exists("/data/cloud.json.lock"));
+}
+
+TEST_F(ConfigStoreTest, Link_to_nothing_makes_the_file_that_it_names) {
+  ASSERT_EQ(host::MakeFolders(In("/etc/cloudclient")), 0);
+  ASSERT_EQ(symlink("../../data/cloud.json", In(kFile).c_str()), 0);
+  ASSERT_TRUE(Open()->Save());
+  EXPECT_EQ(Read("/data/cloud.json"), "{}\n");
+}
+
+TEST_F(ConfigStoreTest, Folder_that_cannot_be_synced_is_a_warning) {
+  Write(kFile, "{}");
+  const auto store = Open();
+  store->SetText(host::kUrl, "b");
+  int calls = 0;
+  g_fsync = [&calls](int) { return ++calls == 1 ? 0 : EIO; };
+  EXPECT_TRUE(store->Save());
+  EXPECT_EQ(Open()->Text(host::kUrl), "b");
+  EXPECT_EQ(LogCount("4 Host " + In(kFile) + " is saved, but its folder could not be synced: "), 1);
+}
+
+TEST_F(ConfigStoreTest, Temporaries_of_a_killed_save_are_swept_by_the_next) {
+  const Child child = Run([this] {
+    g_fsync = [](int) { return raise(SIGKILL); };
+    return Open()->Save() ? 0 : 1;
+  });
+  EXPECT_EQ(child.Wait(), 128 + SIGKILL);
+  EXPECT_EQ(Files("/etc/cloudclient").size(), 1u);
+  ASSERT_TRUE(Open()->Save());
+  EXPECT_THAT(Files("/etc/cloudclient"), ElementsAre("cloud.json"));
+}
+
+TEST_F(ConfigStoreTest, Reading_again_does_not_wait_for_the_disk) {
+  Write(kFile, R"({"Url": "a"})");
+  const auto store = Open();
+  store->SetText(host::kXAuthToken, "t");
+  int syncs = 0;
+  std::atomic<int> reloads{0};
+  std::vector<std::thread> readers;
+  g_fsync = [&](int) {
+    ++syncs;
+    readers.emplace_back([&] {
+      EXPECT_TRUE(store->Reload());
+      EXPECT_EQ(store->Text(host::kXAuthToken), "t");
+      ++reloads;
+    });
+    EXPECT_TRUE(Await([&] { return reloads == syncs; }));
+    return 0;
+  };
+  EXPECT_TRUE(store->Save());
+  for (std::thread& reader : readers) reader.join();
+  EXPECT_EQ(syncs, 2);
+  EXPECT_THAT(store->TakeChanges(), IsEmpty());
+  EXPECT_EQ(Open()->Text(host::kXAuthToken), "t");
+}
+
+TEST_F(ConfigStoreTest, Broken_file_is_not_quoted) {
+  Write(kFile, R"({"RegistrationKey": s3cret})");
+  EXPECT_FALSE(Open()->Save());
+  EXPECT_THAT(Log(), AllOf(HasSubstr("line 1, column "), Not(HasSubstr("s3cret"))));
 }
 
 TEST_F(ConfigStoreTest, Texts_that_are_not_utf8_are_refused) {

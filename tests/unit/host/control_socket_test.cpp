@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <stdexcept>
 #include <thread>
 
 #include "HostTest.h"
+#include "SystemCalls.h"
 #include "host/Clock.h"
 #include "host/ControlSocket.h"
 #include "host/UnixAddress.h"
@@ -51,7 +53,11 @@ class ControlSocketTest : public HostTest {
  protected:
   std::unique_ptr<host::ControlSocket> Open(const std::string& path = kPath) const {
     return std::make_unique<host::ControlSocket>(
-        In(path), [](const std::string& line) { return "<" + line + ">"; }, "too long");
+        In(path), &Answer, host::ControlSocket::Answers{"too long", "failed"});
+  }
+  static std::string Answer(const std::string& line) {
+    if (line == "throw") throw std::runtime_error("no answer");
+    return "<" + line + ">";
   }
   void Serve(host::ControlSocket& socket, int turns = 4) const {
     host::EventLoop loop;
@@ -164,6 +170,62 @@ TEST_F(ControlSocketTest, Client_that_takes_no_answer_holds_up_itself_only) {
   EXPECT_GE(received, static_cast<size_t>(sent) * (line.size() + 3));
 }
 
+TEST_F(ControlSocketTest, Handler_that_throws_answers_an_error_and_the_next_line_counts) {
+  const auto socket = Open();
+  const Client client(In(kPath));
+  client.Send("throw\nnext\nthrow");
+  client.EndSending();
+  Serve(*socket);
+  EXPECT_EQ(client.Received(), "failed\n<next>\nfailed\nEND");
+  EXPECT_EQ(LogCount("3 Host " + In(kPath) + ": a request failed: no answer"), 2);
+}
+
+TEST_F(ControlSocketTest, Silent_client_is_dropped_after_30_seconds) {
+  const auto socket = Open();
+  const Client silent(In(kPath));
+  const Client halfway(In(kPath));
+  const int64_t before = host::MonotonicMs();
+  Serve(*socket);
+  const int64_t after = host::MonotonicMs();
+  socket->Serve(host::Wait(), before + 29999);
+  EXPECT_EQ(silent.Received(), "");
+  socket->Serve(host::Wait(), after + 30000);
+  EXPECT_EQ(silent.Received(), "END");
+  EXPECT_EQ(halfway.Received(), "END");
+}
+
+TEST_F(ControlSocketTest, Client_that_speaks_stays) {
+  const auto socket = Open();
+  const Client client(In(kPath));
+  Serve(*socket);
+  client.Send("half");
+  const int64_t heard = host::MonotonicMs() + 20000;
+  host::Wait wait;
+  socket->Want(wait);
+  ASSERT_TRUE(wait.Poll(0));
+  socket->Serve(wait, heard);
+  socket->Serve(host::Wait(), heard + 29999);
+  EXPECT_EQ(client.Received(), "");
+  socket->Serve(host::Wait(), heard + 30000);
+  EXPECT_EQ(client.Received(), "END");
+}
+
+TEST_F(ControlSocketTest, Loop_wakes_for_a_silent_client) {
+  const auto socket = Open();
+  const Client client(In(kPath));
+  const int64_t before = host::MonotonicMs();
+  Serve(*socket);
+  int waitMs = 0;
+  g_poll = [&waitMs](int timeoutMs) { waitMs = timeoutMs; };
+  host::Wait wait;
+  socket->Want(wait);
+  client.Send("x");  // so that nothing is waited for
+  EXPECT_TRUE(wait.Poll(-1));
+  EXPECT_GT(waitMs, 0);
+  EXPECT_LE(waitMs, 30000);
+  EXPECT_GE(waitMs, 30000 - (host::MonotonicMs() - before));
+}
+
 TEST_F(ControlSocketTest, Client_that_leaves_is_forgotten) {
   const auto socket = Open();
   for (size_t i = 0; i < host::ControlSocket::kMostClients * 3; ++i) {
@@ -215,7 +277,7 @@ TEST_F(ControlSocketTest, Client_waits_while_no_descriptor_is_free) {
 
 TEST_F(ControlSocketTest, Stale_file_is_replaced) {
   Write(kPath, "left over");
-  { host::FileLock lock(In(kPath) + ".lock", 0); }
+  { host::FileLock lock(In(kPath) + ".lock", 0, host::OwnershipOf(In(kPath))); }
   EXPECT_TRUE(Open()->IsServed());
   EXPECT_EQ(Log(), "");
 }

@@ -7,21 +7,89 @@
 #include <cerrno>
 
 #include "HostTest.h"
+#include "SystemCalls.h"
 
 using FilesTest = HostTest;
 
-TEST_F(FilesTest, Replaced_file_is_whole_and_for_its_owner_only) {
-  Write("/f/a", "old and longer");
-  ASSERT_EQ(host::ReplaceFile(In("/f/a"), "new"), 0);
-  EXPECT_EQ(Read("/f/a"), "new");
+namespace {
+
+struct stat StatusOf(const std::string& path) {
   struct stat status = {};
-  ASSERT_EQ(stat(In("/f/a").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0600u);
+  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+  return status;
+}
+
+mode_t ModeOf(const std::string& path) { return StatusOf(path).st_mode & 07777; }
+
+// Replaces the file by one like it, and expects that nothing was left out.
+int ReplaceWhole(const std::string& path, const std::string& text) {
+  std::string warning = "before";
+  const int error = host::ReplaceFile(path, host::OwnershipOf(path), text, warning);
+  EXPECT_EQ(warning, "");
+  return error;
+}
+
+}  // namespace
+
+TEST_F(FilesTest, Replaced_file_is_whole_and_keeps_its_mode) {
+  Write("/f/a", "old and longer");
+  ASSERT_EQ(chmod(In("/f/a").c_str(), 0640), 0);
+  ASSERT_EQ(ReplaceWhole(In("/f/a"), "new"), 0);
+  EXPECT_EQ(Read("/f/a"), "new");
+  EXPECT_EQ(ModeOf(In("/f/a")), 0640u);
   EXPECT_THAT(Files("/f"), testing::ElementsAre("a"));
 }
 
+TEST_F(FilesTest, New_file_is_for_its_owner_only) {
+  ASSERT_EQ(host::MakeFolders(In("/f")), 0);
+  ASSERT_EQ(ReplaceWhole(In("/f/a"), "new"), 0);
+  EXPECT_EQ(ModeOf(In("/f/a")), 0600u);
+}
+
+TEST_F(FilesTest, Group_that_cannot_be_kept_has_no_rights) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give the folder away";
+  Write("/f/a", "old");
+  ASSERT_EQ(chmod(In("/f/a").c_str(), 0644), 0);
+  for (const char* path : {"", "/f"}) ASSERT_EQ(chmod(In(path).c_str(), 0777), 0);
+  const Child child = RunAsOther([this] {
+    std::string warning;
+    const std::string path = In("/f/a");
+    const int error = host::ReplaceFile(path, host::OwnershipOf(path), "new", warning);
+    return error == 0 && warning == "its owner or group could not be kept" ? 0 : 1;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_EQ(Read("/f/a"), "new");
+  EXPECT_EQ(ModeOf(In("/f/a")), 0604u);
+}
+
 TEST_F(FilesTest, Replacing_in_a_missing_folder_fails) {
-  EXPECT_EQ(host::ReplaceFile(In("/none/a"), "new"), ENOENT);
+  EXPECT_EQ(ReplaceWhole(In("/none/a"), "new"), ENOENT);
+}
+
+TEST_F(FilesTest, File_that_cannot_be_synced_is_not_put_in_place) {
+  Write("/f/a", "old");
+  g_fsync = [](int) { return EIO; };
+  EXPECT_EQ(ReplaceWhole(In("/f/a"), "new"), EIO);
+  EXPECT_EQ(Read("/f/a"), "old");
+  EXPECT_THAT(Files("/f"), testing::ElementsAre("a"));
+}
+
+TEST_F(FilesTest, Folder_that_cannot_be_synced_is_a_warning) {
+  Write("/f/a", "old");
+  int calls = 0;
+  g_fsync = [&calls](int) { return ++calls == 1 ? 0 : EIO; };
+  std::string warning;
+  EXPECT_EQ(host::ReplaceFile(In("/f/a"), host::OwnershipOf(In("/f/a")), "new", warning), 0);
+  EXPECT_EQ(warning, "its folder could not be synced: Input/output error");
+  EXPECT_EQ(Read("/f/a"), "new");
+}
+
+TEST_F(FilesTest, Folder_of_a_file_system_without_syncing_is_none) {
+  Write("/f/a", "old");
+  int calls = 0;
+  g_fsync = [&calls](int) { return ++calls == 1 ? 0 : EINVAL; };
+  EXPECT_EQ(ReplaceWhole(In("/f/a"), "new"), 0);
+  EXPECT_EQ(calls, 2);
 }
 
 TEST_F(FilesTest, Full_disk_leaves_the_old_file_and_nothing_beside_it) {
@@ -30,7 +98,7 @@ TEST_F(FilesTest, Full_disk_leaves_the_old_file_and_nothing_beside_it) {
     signal(SIGXFSZ, SIG_IGN);
     const struct rlimit limit = {10, 10};
     setrlimit(RLIMIT_FSIZE, &limit);
-    return host::ReplaceFile(In("/f/a"), std::string(1000, 'x')) == EFBIG ? 0 : 1;
+    return ReplaceWhole(In("/f/a"), std::string(1000, 'x')) == EFBIG ? 0 : 1;
   });
   EXPECT_EQ(child.Wait(), 0);
   EXPECT_EQ(Read("/f/a"), "old");
@@ -39,8 +107,36 @@ TEST_F(FilesTest, Full_disk_leaves_the_old_file_and_nothing_beside_it) {
 
 TEST_F(FilesTest, Failed_rename_leaves_nothing_beside_it) {
   ASSERT_EQ(host::MakeFolders(In("/f/a")), 0);  // a folder where the file should go
-  EXPECT_NE(host::ReplaceFile(In("/f/a"), "new"), 0);
+  EXPECT_NE(ReplaceWhole(In("/f/a"), "new"), 0);
   EXPECT_THAT(Files("/f"), testing::ElementsAre("a"));
+}
+
+TEST_F(FilesTest, Temporaries_of_a_killed_replacing_are_swept_and_nothing_else) {
+  Write("/f/a", "old");
+  const Child child = Run([this] {
+    g_fsync = [](int) { return raise(SIGKILL); };
+    return ReplaceWhole(In("/f/a"), "new");
+  });
+  EXPECT_EQ(child.Wait(), 128 + SIGKILL);
+  EXPECT_EQ(Files("/f").size(), 2u);
+  Write("/f/.a.new", "a person's");
+  Write("/f/.a.backup", "a person's");
+  Write("/f/.ab.new.abcdef", "another file's");
+  host::SweepTemporaries(In("/f/a"));
+  EXPECT_THAT(Files("/f"), testing::ElementsAre(".a.backup", ".a.new", ".ab.new.abcdef", "a"));
+}
+
+TEST_F(FilesTest, Links_are_followed_to_their_end) {
+  ASSERT_EQ(host::MakeFolders(In("/f")), 0);
+  ASSERT_EQ(symlink("../g/b", In("/f/a").c_str()), 0);
+  ASSERT_EQ(host::MakeFolders(In("/g")), 0);
+  ASSERT_EQ(symlink(In("/h/c").c_str(), In("/g/b").c_str()), 0);
+  std::string path = In("/f/a");
+  EXPECT_EQ(host::FollowLinks(path), 0);
+  EXPECT_EQ(path, In("/h/c"));
+  MakeUnreadable("/loop");
+  path = In("/loop");
+  EXPECT_EQ(host::FollowLinks(path), ELOOP);
 }
 
 TEST_F(FilesTest, Reading_tells_what_is_wrong) {
@@ -78,13 +174,28 @@ TEST_F(FilesTest, Folder_of_a_path) {
 }
 
 TEST_F(FilesTest, Lock_is_held_once) {
-  host::FileLock first(In("/lock"), 0);
+  const host::Ownership mine = host::OwnershipOf(In("/lock"));
+  host::FileLock first(In("/lock"), 0, mine);
   EXPECT_EQ(first.Status(), 0);
-  EXPECT_EQ(host::FileLock(In("/lock"), 0).Status(), ETIMEDOUT);
-  EXPECT_EQ(host::FileLock(In("/none/lock"), 0).Status(), ENOENT);
+  EXPECT_EQ(host::FileLock(In("/lock"), 0, mine).Status(), ETIMEDOUT);
+  EXPECT_EQ(host::FileLock(In("/none/lock"), 0, mine).Status(), ENOENT);
 }
 
 TEST_F(FilesTest, Lock_is_free_again_afterwards) {
-  { host::FileLock first(In("/lock"), 0); }
-  EXPECT_EQ(host::FileLock(In("/lock"), 0).Status(), 0);
+  const host::Ownership mine = host::OwnershipOf(In("/lock"));
+  { host::FileLock first(In("/lock"), 0, mine); }
+  EXPECT_EQ(host::FileLock(In("/lock"), 0, mine).Status(), 0);
+}
+
+TEST_F(FilesTest, Lock_lets_in_whom_the_file_lets_in) {
+  Write("/a", "");
+  ASSERT_EQ(chmod(In("/a").c_str(), 0640), 0);
+  { host::FileLock first(In("/lock"), 0, host::OwnershipOf(In("/a"))); }
+  EXPECT_EQ(ModeOf(In("/lock")), 0640u);
+}
+
+TEST_F(FilesTest, Lock_is_no_link) {
+  Write("/a", "");
+  ASSERT_EQ(symlink(In("/a").c_str(), In("/lock").c_str()), 0);
+  EXPECT_EQ(host::FileLock(In("/lock"), 0, host::OwnershipOf(In("/a"))).Status(), ELOOP);
 }
