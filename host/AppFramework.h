@@ -50,6 +50,7 @@ struct LxBaseApp::Impl {
   void DeliverToListener();
 
   std::string name;
+  bool stopped = false;                               // `Start` has returned
   std::function<void(const LxConfigEvent&)> deliver;  // to the application's handler
   std::unique_ptr<host::DeviceService> device;
   // The thread to which `IsStop` delivers: the main thread while it is in `OnStart` and in no

@@ -45,7 +45,11 @@ LxBaseApp::LxBaseApp(const std::string& name) : m_impl(new Impl) {
   host::AppFramework::Get();
 }
 
-LxBaseApp::~LxBaseApp() { delete m_impl; }
+// What derives from it is gone, with its threads: the end of the process is all that is left.
+LxBaseApp::~LxBaseApp() {
+  if (m_impl->stopped) HOST_LOG(5, "%s stopped", m_impl->name.c_str());
+  delete m_impl;
+}
 
 int LxBaseApp::OnStart() { return 0; }
 void LxBaseApp::DoWork() {}
@@ -69,7 +73,7 @@ void LxBaseApp::Start() {
   }
   HandleSigTerm();
   OnStop();
-  HOST_LOG(5, "%s stopped", m_impl->name.c_str());
+  m_impl->stopped = true;
 }
 
 bool LxBaseApp::IsStop() const {

@@ -84,6 +84,7 @@ def test_heartbeat_that_hangs_does_not_hold_the_stop(daemon, device, recorder):
     recorder.receives(HEARTBEAT)
     daemon.signal(signal.SIGTERM)
     daemon.ends(1)
+    assert not daemon.logged("cloudclient stopped")
 
 
 @pytest.mark.load

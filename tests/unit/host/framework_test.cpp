@@ -22,6 +22,8 @@
 
 namespace {
 
+using testing::EndsWith;
+
 #define NOTE(...) __dlog_printf(5, "App", __VA_ARGS__)
 
 // An application that sleeps in its work step, far longer than a test may take.
@@ -33,6 +35,7 @@ class App : public LxBaseProxyApp {
       NOTE("hangs in its destructor");
       pause();
     }
+    NOTE("gone");
   }
 
   int OnStart() override {
@@ -122,6 +125,8 @@ TEST_F(FrameworkTest, Stop_ends_the_sleep_at_once_with_status_0) {
   EXPECT_EQ(LogCount("App HandleSigTerm"), 1);
   EXPECT_EQ(LogCount("App OnStop"), 1);
   EXPECT_EQ(LogCount("5 Host app stopped"), 1);
+  EXPECT_THAT(Log(), EndsWith("5 Host app stopped\n"));
+  EXPECT_LT(Log().find("App gone"), Log().find("app stopped"));
 }
 
 TEST_F(FrameworkTest, Interrupt_stops_as_well) {
@@ -177,6 +182,7 @@ TEST_F(FrameworkTest, Second_signal_ends_a_destructor_that_hangs) {
   kill(child.pid, SIGTERM);
   EXPECT_EQ(child.Wait(), 1);
   EXPECT_EQ(LogCount("ended at once"), 1);
+  EXPECT_EQ(LogCount("app stopped"), 0);
 }
 
 TEST_F(FrameworkTest, Exception_of_a_hook_leaves_start) {
@@ -191,6 +197,8 @@ TEST_F(FrameworkTest, Exception_of_a_hook_leaves_start) {
     return 0;
   });
   EXPECT_EQ(child.Wait(), 42);
+  EXPECT_EQ(LogCount("App gone"), 1);
+  EXPECT_EQ(LogCount("app stopped"), 0);
 }
 
 TEST_F(FrameworkTest, Changed_keys_come_while_it_works) {
