@@ -44,7 +44,8 @@ enum : AppResult {
 
 // The application: waits for the cloud client to be enabled, connects the appliance with the
 // service, and reacts to changes of configuration. One object a process, on the main thread, from
-// which every operation is called. Failures are logged and never end the process.
+// which every operation is called. Failures are logged and reported by result. Only what a GET of
+// HttpsClient throws leaves the operations that ask, and out of a work step it ends the process.
 class CloudClient : public LxBaseProxyApp {
  public:
   // `name` is the application's name at the framework. A set-up failure is logged and leaves the
@@ -105,8 +106,9 @@ class CloudClient : public LxBaseProxyApp {
   // `Id` of the chassis document at a path. kAppNoJson, kAppNoId, or GetAuthDocument's result.
   AppResult GetChassisIdFromChassisDoc(const std::string& chassisPath, std::string& id);
   // Deletes a chassis at the service and forgets it whatever the service answers.
-  // kAppDeleteRefused. Without a readable URL or token deliberately kAppOk, with nothing sent and
-  // nothing forgotten. An empty `id` asks at the collection and forgets nothing.
+  // kAppDeleteRefused. Without a readable URL or token deliberately kAppOk: nothing is sent, and
+  // the chassis is forgotten all the same. An empty `id` asks at the collection and forgets
+  // nothing.
   AppResult DeleteChassisInstanceFromCloudService(const std::string& id);
 
  private:

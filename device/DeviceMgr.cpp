@@ -35,6 +35,8 @@ constexpr uint16_t kDeviceLabelPoint = 4329;
 
 // Shared with the timer's thread, deliberately without lock or atomic.
 bool g_alarmSyncRequested = false;
+
+// Passes of the checker in a row that found no proxy. No other thread reads or writes it.
 int32_t g_proxyMissingCount = 0;
 
 }  // namespace
@@ -68,6 +70,7 @@ void DeviceMgr::SetAlarmSyncRequested(bool requested) { g_alarmSyncRequested = r
 
 void DeviceMgr::Start() {
   m_running = true;
+  // A creation that fails leaves its handle undefined: what was not started must not be joined.
   pthread_t thread;
   if (pthread_create(&thread, nullptr, CloudPoster, nullptr) == 0) {
     m_cloudPosterThread = thread;

@@ -51,7 +51,7 @@ struct DeviceCov {
 class DeviceMgr {
  public:
   // The one instance, made by the first call. It does not destroy itself: the application deletes
-  // it once, last.
+  // it once, before the transport through which it posts, and calls nothing of it afterwards.
   static DeviceMgr* GetInstance();
 
   // Ends the threads and the daily alarm before the members go.
@@ -110,8 +110,9 @@ class DeviceMgr {
   // Locates and loads the patch map of the device, and seeds the accumulators.
   void InitDeviceDataPaths(int velId, LxPldProxy* proxy);
   // Searches the device's data folder, then the folders above it, for `fileName`. 1 and its full
-  // path in `path`; 0 when the device's product sequence identifier is unknown or empty.
-  // Deliberately does not return while the file is nowhere on the way up.
+  // path in `path`; 0 when the device's product sequence identifier is unknown or empty, and when
+  // it begins with a full stop and the file is not found up to the server's folder. Deliberately
+  // does not return otherwise while the file is nowhere on the way up.
   int32_t FindPath(int velId, std::string& path, const std::string& fileName);
 
   // Edits of a rendered document, as PatchMgr's.
@@ -217,6 +218,7 @@ class DeviceMgr {
   std::map<uint32_t, std::string> m_spareMap;
   std::vector<uint32_t> m_spareList;
   PatchMgr m_patchMgr;
+  // Behind `m_patchMgr`, so that it goes first: the callbacks of its thread work on that.
   LxTimerMgr m_timerMgr;
   bool m_syncInProgress = false;
   // The handles keep their values when their threads are joined; a thread is joined only once.

@@ -98,8 +98,9 @@ int32_t DeviceMgr::FindPath(int velId, std::string& path, const std::string& fil
   std::string folder = kPldServerDir;
   for (const char c : sequence) folder += c == '.' ? '/' : c;
 
-  // Only an empty sequence meets the base, which ends in a slash. Deliberately, the search for a
-  // file that is nowhere on the way up never ends: its folder is empty then and stays so.
+  // Only an empty sequence and one that begins with a full stop meet the base, which ends in a
+  // slash. Deliberately, any other search for a file that is nowhere on the way up never ends: its
+  // folder is empty then and stays so.
   while (folder != kPldServerDir) {
     if (FolderHolds(folder, fileName)) {
       path = folder;

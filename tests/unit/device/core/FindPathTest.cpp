@@ -174,6 +174,17 @@ TEST_F(FindPath, A_lone_full_stop_comes_upon_the_base_and_ends) {
   EXPECT_THAT(Opened(), ElementsAre(std::string(kBase) + "//"));
 }
 
+TEST_F(FindPath, A_sequence_that_begins_with_a_full_stop_comes_upon_the_base_and_ends) {
+  engine.identity.text = ".1.2";
+  MakeFile(std::string(kBase) + "/covpatchmap.txt");
+  EXPECT_EQ(Find(), 0);
+  EXPECT_EQ(path, "as it was");
+  EXPECT_THAT(Opened(), ElementsAre(std::string(kBase) + "//1/2", std::string(kBase) + "//1"));
+  MakeFile(std::string(kBase) + "/1/covpatchmap.txt");
+  EXPECT_EQ(Find(), 1);
+  EXPECT_EQ(path, std::string(kBase) + "//1/covpatchmap.txt");
+}
+
 TEST_F(FindPath, An_unknown_sequence_finds_nothing) {
   engine.knowsPsi = false;
   EXPECT_EQ(Find(), 0);
