@@ -1,6 +1,7 @@
 #include "platform/framework/LxBaseApp.h"
 
 #include "host/AppFramework.h"
+#include "host/CommandLine.h"
 #include "host/Log.h"
 #include "platform/framework/KyrosInfo.h"
 
@@ -41,6 +42,8 @@ void LxBaseApp::Impl::DeliverToListener() {
 }
 
 LxBaseApp::LxBaseApp(const std::string& name) : m_impl(new Impl) {
+  // First: who asks for help gets no daemon on the machine's files.
+  host::RunErrand(name);
   m_impl->name = name;
   host::AppFramework::Get();
 }

@@ -45,6 +45,18 @@ TEST_F(MainTest, Without_any_argument_the_application_still_has_a_name) {
   EXPECT_EQ(fakes::platform().framework.name, "cloudclient");
 }
 
+// Arguments that can't be read: whoever looked at one would end the process.
+TEST_F(MainTest, Nothing_but_the_name_of_the_program_is_looked_at) {
+  fakes::platform().framework.stop = true;
+  std::string name = "cloudclient";
+  char* const unreadable = reinterpret_cast<char*>(16);
+  char* argv[] = {name.data(), unreadable, unreadable, nullptr};
+  EXPECT_EQ(CloudClientMain(3, argv), 0);
+  EXPECT_EQ(fakes::platform().framework.name, "cloudclient");
+  EXPECT_THAT(fakes::platform().framework.calls,
+              ElementsAre("LxBaseApp::Start", "LxBaseProxyApp::OnStart", "LxBaseProxyApp::OnStop"));
+}
+
 TEST_F(MainTest, A_run_is_started_stopped_and_destroyed) {
   fakes::platform().framework.stop = true;
   EXPECT_EQ(Run("cloudclient"), 0);
