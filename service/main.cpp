@@ -83,10 +83,10 @@ Retention RetentionOf(const Options& options) {
   return {options.retention * kDay, options.event_retention * kDay};
 }
 
-// Now and every hour from now on.
+// Now and every hour from now on, in steps with requests between them.
 void RemoveOldEveryHour(boost::asio::steady_timer& timer, RedfishService& service) {
-  service.RemoveOld();
-  timer.expires_after(std::chrono::hours(1));
+  const bool more = service.RemoveOld();
+  timer.expires_after(more ? std::chrono::hours(0) : std::chrono::hours(1));
   timer.async_wait([&](const boost::system::error_code& cancelled) {
     if (!cancelled) RemoveOldEveryHour(timer, service);
   });

@@ -2,7 +2,6 @@
 #define SERVICE_API_API_H_
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -69,8 +68,6 @@ class OperatorApi {
   Response ListAppliances(const Call& call);
   Response GetAppliance(const Call& call);
   Response ListAlarms(const Call& call);
-  // By the manager's UUID; of all, or of one.
-  std::map<std::string, AlarmCounts> CountAlarms(const std::optional<std::string>& uuid);
   ApplianceRecord FindAppliance(const std::string& uuid);
 
   Response ListEvents(const Call& call);

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <exception>
-#include <set>
+#include <utility>
 
 #include "service/Secret.h"
 #include "service/api/Views.h"
@@ -12,14 +12,6 @@ namespace cloudservice {
 namespace {
 
 constexpr std::size_t kRunBytes = 4;
-
-AlarmCounts CountsOf(Store& store, const std::string& uuid) {
-  AlarmCounts counts = {};
-  for (const OpenAlarmCount& open : store.CountOpenAlarms(uuid)) {
-    counts.at(static_cast<std::size_t>(SeverityOf(open.severity))) += open.count;
-  }
-  return counts;
-}
 
 }  // namespace
 
@@ -42,14 +34,18 @@ std::shared_ptr<Stream> Feed::Open(std::int64_t person, const std::string& sessi
   if (m_readers.size() >= kMaxStreams) return nullptr;
   TellDue();
   TellForeign();
+  TellNoted(last);
   auto stream = std::make_shared<Stream>(kMaxUnread + kRememberedBytes);
-  if (last.empty()) {
+  const std::optional<std::size_t> missed = MissedSince(last);
+  if (missed) {
+    for (std::size_t i = m_past.size() - *missed; i < m_past.size(); ++i) stream->Write(m_past[i]);
+  } else {
     // Where to go on from, should the connection break before the first event.
-    stream->Write("id: " + Identifier(m_number) + "\n\n");
-  } else if (!CatchUp(*stream, last)) {
-    stream->Write("id: " + Identifier(m_number) + "\nevent: reset\ndata: {}\n\n");
+    stream->Write("id: " + Identifier(m_number) +
+                  (last.empty() ? "\n\n" : "\nevent: reset\ndata: {}\n\n"));
   }
   m_readers.push_back({stream, person, session});
+  m_awaited = true;
   if (m_opened) m_opened();
   return stream;
 }
@@ -85,6 +81,14 @@ std::size_t Feed::Streams() {
 }
 
 void Feed::OnChange(const Change& change) {
+  DropEnded();
+  if (!m_readers.empty()) return TellOrReset(change);
+  if (!m_awaited) return;
+  if (m_noted.size() == kRemembered) return Forget();
+  m_noted.push_back(change);
+}
+
+void Feed::TellOrReset(const Change& change) {
   try {
     TellChange(change);
   } catch (const std::exception& error) {
@@ -121,7 +125,7 @@ void Feed::TellChange(const Change& change) {
 
 void Feed::TellAppliance(const std::string& uuid) {
   const std::optional<ApplianceRecord> appliance = m_store.FindAppliance(uuid);
-  if (appliance) Tell("appliance", ApplianceView(*appliance, CountsOf(m_store, uuid), m_clock()));
+  if (appliance) Tell("appliance", ApplianceView(*appliance, m_clock()));
 }
 
 void Feed::TellDue() {
@@ -131,19 +135,16 @@ void Feed::TellDue() {
   const std::int64_t to = std::max(m_looked, now);
   m_looked = now;
   if (from == to) return;
-  std::set<std::string> due;
-  for (const std::int64_t factor : {kLateFactor, kOfflineFactor}) {
-    for (std::string& uuid : m_store.ListDue(from, to, factor, kFirstInterval)) {
-      due.insert(std::move(uuid));
-    }
+  for (const std::string& uuid : m_store.ListDue(from, to)) {
+    OnChange({Change::What::kAppliance, uuid, 0, ""});
   }
-  for (const std::string& uuid : due) TellAppliance(uuid);
 }
 
 void Feed::TellForeign() {
   const std::int64_t foreign = m_store.ForeignChanges();
   if (foreign == m_foreign) return;
   m_foreign = foreign;
+  if (m_readers.empty()) return Forget();
   Tell("reset", Json::object());
 }
 
@@ -168,14 +169,28 @@ void Feed::Remember(std::string text) {
   }
 }
 
-bool Feed::CatchUp(Stream& stream, const std::string& last) const {
+std::optional<std::size_t> Feed::MissedSince(const std::string& last) const {
   // m_past ends with event m_number.
   for (std::size_t missed = 0; missed <= m_past.size(); ++missed) {
-    if (Identifier(m_number - missed) != last) continue;
-    for (std::size_t i = m_past.size() - missed; i < m_past.size(); ++i) stream.Write(m_past[i]);
-    return true;
+    if (Identifier(m_number - missed) == last) return missed;
   }
-  return false;
+  return std::nullopt;
+}
+
+void Feed::Forget() {
+  // The number is one that nobody has read up to.
+  ++m_number;
+  m_past.clear();
+  m_past_bytes = 0;
+  m_noted.clear();
+  m_awaited = false;
+}
+
+void Feed::TellNoted(const std::string& last) {
+  if (m_noted.empty()) return;
+  if (!MissedSince(last)) return Forget();
+  const std::vector<Change> noted = std::exchange(m_noted, {});
+  for (const Change& change : noted) TellOrReset(change);
 }
 
 void Feed::Write(const std::string& text) {

@@ -6,6 +6,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -63,7 +64,10 @@ class Feed {
     std::string session;
   };
 
+  // Tells the change, or notes it while nobody reads.
   void OnChange(const Change& change);
+  // Whatever goes wrong makes the readers load afresh.
+  void TellOrReset(const Change& change);
   void TellChange(const Change& change);
   void TellAppliance(const std::string& uuid);
   // Of heartbeats that came due since the last time.
@@ -73,8 +77,12 @@ class Feed {
   void Tell(const char* type, const Json& data);
   std::string Identifier(std::uint64_t number) const;
   void Remember(std::string text);
-  // What came after `last`; none when that is not known any more.
-  bool CatchUp(Stream& stream, const std::string& last) const;
+  // How many events came after `last`; none when that is not known any more.
+  std::optional<std::size_t> MissedSince(const std::string& last) const;
+  // Nobody who has read before can catch up any more.
+  void Forget();
+  // What was noted, for one who has read up to `last` before.
+  void TellNoted(const std::string& last);
   void Write(const std::string& text);
   void DropEnded();
 
@@ -88,6 +96,10 @@ class Feed {
   std::deque<std::string> m_past;
   std::size_t m_past_bytes = 0;
   std::vector<Reader> m_readers;
+  // Whether somebody may come back who has read all that was told.
+  bool m_awaited = false;
+  // What has changed since then while nobody reads, to be told to them alone.
+  std::vector<Change> m_noted;
   std::int64_t m_looked;   // up to when heartbeats that came due are told
   std::int64_t m_foreign;  // what Store::ForeignChanges() was
   std::int64_t m_ticks = 0;

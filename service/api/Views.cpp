@@ -1,7 +1,6 @@
 #include "service/api/Views.h"
 
 #include "service/Clock.h"
-#include "service/Text.h"
 
 namespace cloudservice {
 
@@ -33,6 +32,13 @@ std::string TextOf(const Json& object, const char* name) {
   return text.is_string() ? text.get<std::string>() : "";
 }
 
+State StateOf(const ApplianceRecord& appliance, std::int64_t now) {
+  const std::int64_t last = appliance.heartbeat.last.value_or(appliance.registered);
+  const std::int64_t interval = appliance.heartbeat.interval.value_or(kFirstInterval);
+  if (now >= last + kOfflineFactor * interval) return State::kOffline;
+  return now >= last + kLateFactor * interval ? State::kLate : State::kAlive;
+}
+
 // The instant that an event's own time names. A bare Z is no offset: appliances write local time
 // before it.
 Json CreatedTime(const Json& created) {
@@ -43,19 +49,6 @@ Json CreatedTime(const Json& created) {
 }
 
 }  // namespace
-
-State StateOf(const ManagerRecord& manager, std::int64_t now) {
-  const std::int64_t last = manager.heartbeat.last.value_or(manager.registered);
-  const std::int64_t interval = manager.heartbeat.interval.value_or(kFirstInterval);
-  if (now >= last + kOfflineFactor * interval) return State::kOffline;
-  return now >= last + kLateFactor * interval ? State::kLate : State::kAlive;
-}
-
-Severity SeverityOf(const std::string& word) {
-  const std::string lower = Lower(word);
-  if (lower == "fault" || lower == "critical") return Severity::kFault;
-  return lower == "warning" ? Severity::kWarning : Severity::kAlarm;
-}
 
 Json CountsView(const AlarmCounts& counts) {
   Json view = Json::object();
@@ -70,25 +63,22 @@ std::optional<Severity> Worst(const AlarmCounts& counts) {
   return std::nullopt;
 }
 
-Json ApplianceView(const ApplianceRecord& appliance, const AlarmCounts& alarms, std::int64_t now) {
-  const ManagerRecord& manager = appliance.manager;
-  const Json document = ParseStored(manager.document);
-  const std::string name = TextOf(document, "Name");
-  const auto state = static_cast<std::size_t>(StateOf(manager, now));
-  const std::optional<Severity> worst = Worst(alarms);
-  Json view = {{"uuid", manager.uuid},
-               {"name", name.empty() ? manager.name : name},
-               {"model", TextOrNull(document, "Model")},
-               {"serial", TextOrNull(document, "SerialNumber")},
-               {"firmware", TextOrNull(document, "FirmwareVersion")},
-               {"address", manager.address.empty() ? Json() : Json(manager.address)},
+Json ApplianceView(const ApplianceRecord& appliance, std::int64_t now) {
+  const auto state = static_cast<std::size_t>(StateOf(appliance, now));
+  const std::optional<Severity> worst = Worst(appliance.alarms);
+  Json view = {{"uuid", appliance.uuid},
+               {"name", appliance.shown.name},
+               {"model", OrNull(appliance.shown.model)},
+               {"serial", OrNull(appliance.shown.serial)},
+               {"firmware", OrNull(appliance.shown.firmware)},
+               {"address", appliance.address.empty() ? Json() : Json(appliance.address)},
                {"account", OrNull(appliance.email)},
                {"state", kStateNames.at(state)},
-               {"registered", UtcTime(manager.registered)},
-               {"lastHeartbeat", TimeOrNull(manager.heartbeat.last)},
-               {"interval", OrNull(manager.heartbeat.interval)},
+               {"registered", UtcTime(appliance.registered)},
+               {"lastHeartbeat", TimeOrNull(appliance.heartbeat.last)},
+               {"interval", OrNull(appliance.heartbeat.interval)},
                {"chassis", OrNull(appliance.chassis)},
-               {"alarms", CountsView(alarms)},
+               {"alarms", CountsView(appliance.alarms)},
                {"worst", nullptr}};
   if (worst) view["worst"] = kSeverityNames.at(static_cast<std::size_t>(*worst));
   return view;

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <exception>
+#include <numeric>
 
 #include "service/Secret.h"
 #include "service/http/Target.h"
@@ -59,11 +60,13 @@ class MetricsWriter {
 
 void WriteHoldings(MetricsWriter& out, const Holdings& held) {
   out.Begin("appliances", "gauge", "Registered appliances by the state of their heartbeat.");
-  out.Sample(std::to_string(held.managers - held.offline - held.silent), "state=\"online\"");
+  out.Sample(std::to_string(held.totals.managers - held.offline - held.silent), "state=\"online\"");
   out.Sample(std::to_string(held.offline), "state=\"offline\"");
   out.Sample(std::to_string(held.silent), "state=\"silent\"");
-  out.Single("chassis", "gauge", "Chassis of all appliances.", held.chassis);
-  out.Single("open_alarms", "gauge", "Alarms that are open.", held.open_alarms);
+  out.Single("chassis", "gauge", "Chassis of all appliances.", held.totals.chassis);
+  const AlarmCounts& alarms = held.totals.alarms;
+  out.Single("open_alarms", "gauge", "Alarms that are open.",
+             std::accumulate(alarms.begin(), alarms.end(), std::int64_t{0}));
   out.Single("database_bytes", "gauge", "Size of the database.", held.bytes);
 }
 

@@ -149,15 +149,25 @@ Response RedfishService::ListEvents(const Call& call) {
     throw Refusal(400, {"QueryCombinationInvalid", {}},
                   "A filtered list takes none of the options that begin with $.");
   }
-  std::vector<std::string> paths;
-  for (const std::int64_t id : m_store.ListEvents(filter)) paths.push_back(EventPath(id));
-  if (!filtered) {
-    return JsonResponse(
-        200, CollectionView(kEvents, types::kEventCollection, "Events", paths, call.query));
-  }
+  if (!filtered) return JsonResponse(200, EventsView(call));
   Json list = Json::array();
-  for (const std::string& path : paths) list.push_back(Reference(path));
+  for (const std::int64_t id : m_store.ListEvents(filter)) list.push_back(Reference(EventPath(id)));
   return JsonResponse(200, list);
+}
+
+Json RedfishService::EventsView(const Call& call) {
+  const std::string& owner = call.owner->uuid;
+  const auto list = [&](const Page& page) {
+    std::vector<std::string> paths;
+    const auto first = static_cast<std::int64_t>(page.first);
+    const auto count = static_cast<std::int64_t>(page.end - page.first);
+    for (const std::int64_t id : m_store.ListEvents(owner, first, count)) {
+      paths.push_back(EventPath(id));
+    }
+    return paths;
+  };
+  const auto count = static_cast<std::size_t>(m_store.CountEvents(owner));
+  return CollectionView(kEvents, types::kEventCollection, "Events", count, list, call.query);
 }
 
 Response RedfishService::GetEvent(const Call& call) {

@@ -73,18 +73,30 @@ Response RedfishService::ListSessions(const Call& call) {
 }
 
 Json CollectionView(const std::string& path, const char* type, const std::string& name,
-                    const std::vector<std::string>& members, const QueryOptions& query) {
-  const Page page = PageOf(query, members.size());
+                    std::size_t count,
+                    const std::function<std::vector<std::string>(const Page& page)>& list,
+                    const QueryOptions& query) {
+  const Page page = PageOf(query, count);
   Json shown = Json::array();
-  for (std::size_t i = page.first; i < page.end; ++i) shown.push_back(Reference(members[i]));
+  for (const std::string& member : list(page)) shown.push_back(Reference(member));
   Json view = {{"@odata.id", path},
                {"@odata.type", std::string("#") + type},
                {"Name", name},
                {"Members", shown},
-               {"Members@odata.count", members.size()}};
-  const std::string next = NextPage(query, page, members.size());
+               {"Members@odata.count", count}};
+  const std::string next = NextPage(query, page, count);
   if (!next.empty()) view["Members@odata.nextLink"] = path + "?" + next;
   return view;
+}
+
+Json CollectionView(const std::string& path, const char* type, const std::string& name,
+                    const std::vector<std::string>& members, const QueryOptions& query) {
+  const auto list = [&](const Page& page) {
+    const auto from = members.begin();
+    return std::vector<std::string>(from + static_cast<std::ptrdiff_t>(page.first),
+                                    from + static_cast<std::ptrdiff_t>(page.end));
+  };
+  return CollectionView(path, type, name, members.size(), list, query);
 }
 
 }  // namespace cloudservice

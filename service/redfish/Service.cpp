@@ -11,6 +11,9 @@ namespace cloudservice {
 
 namespace {
 
+// Rows that go in one step, which takes some hundredths of a second.
+constexpr std::int64_t kRemovedAtOnce = 2000;
+
 Response OptionsResponse(const std::string& allowed) {
   Response response;
   response.status = 204;
@@ -34,7 +37,7 @@ RedfishService::RedfishService(Store& store, const Log& log, Accounts& accounts,
       m_clock(std::move(clock)),
       m_retention(retention) {}
 
-void RedfishService::RemoveOld() {
+bool RedfishService::RemoveOld() {
   const std::int64_t now = m_clock();
   try {
     const std::int64_t ahead = m_store.TakeBackHeartbeats(now);
@@ -42,9 +45,10 @@ void RedfishService::RemoveOld() {
       m_log.Line("the clock was set back: last heartbeats that count as of now: " +
                  std::to_string(ahead));
     }
-    m_store.RemoveOld(now - m_retention.history, now - m_retention.events);
+    return m_store.RemoveOld(now - m_retention.history, now - m_retention.events, kRemovedAtOnce);
   } catch (const DatabaseError& error) {
     m_log.Line(std::string("error: what is old stays: ") + error.what());
+    return false;
   }
 }
 

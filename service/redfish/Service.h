@@ -1,6 +1,8 @@
 #ifndef SERVICE_REDFISH_SERVICE_H_
 #define SERVICE_REDFISH_SERVICE_H_
 
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,8 +35,9 @@ class RedfishService {
   RedfishService(Store& store, const Log& log, Accounts& accounts, Clock clock,
                  Retention retention = {});
 
-  // Drops what is older than it is to be kept; a failure becomes a line in the log.
-  void RemoveOld();
+  // Drops some of what is older than it is to be kept; true: there may be more. A failure becomes a
+  // line in the log.
+  bool RemoveOld();
 
   // Answers a request; whatever goes wrong becomes an error answer and a line in the log.
   Response Handle(const Request& request);
@@ -146,6 +149,8 @@ class RedfishService {
                       const Json& patch) const;
 
   Response ListEvents(const Call& call);
+  // The collection of all events.
+  Json EventsView(const Call& call);
   Response PostEvent(const Call& call);
   Response GetEvent(const Call& call);
   Json EventView(const Call& call, const EventRecord& event);
@@ -175,6 +180,11 @@ Response JsonResponse(unsigned status, const Json& document);
 Response CreatedResponse(const Json& document);
 // 204.
 Response DoneResponse();
+// A collection of `count` members, of which `list` gives the paths of a part.
+Json CollectionView(const std::string& path, const char* type, const std::string& name,
+                    std::size_t count,
+                    const std::function<std::vector<std::string>(const Page& page)>& list,
+                    const QueryOptions& query);
 // A collection of the members at these paths, of which the query of the call may want a part.
 Json CollectionView(const std::string& path, const char* type, const std::string& name,
                     const std::vector<std::string>& members, const QueryOptions& query);

@@ -4,20 +4,27 @@ namespace cloudservice {
 
 namespace {
 
+const std::string kAccount =
+    "SELECT id, email, created, "
+    "(SELECT count(*) FROM registration_key WHERE account = account.id), "
+    "(SELECT count(*) FROM manager WHERE account = account.id) FROM account ";
+const Sql kAll(kAccount + "ORDER BY email");
+const Sql kByEmail(kAccount + "WHERE email = ?");
+const Sql kAnyKey("SELECT 1 FROM registration_key LIMIT 1");
+const Sql kKeys("SELECT hash FROM registration_key WHERE account = ? ORDER BY id");
+const Sql kAdd("INSERT INTO account (email, created) VALUES (?, ?) ON CONFLICT DO NOTHING");
+const Sql kDeleteKeys(
+    "DELETE FROM registration_key WHERE account = (SELECT id FROM account WHERE email = ?)");
+const Sql kAddKey(
+    "INSERT INTO registration_key (account, hash, created) "
+    "SELECT id, ?, ? FROM account WHERE email = ?");
+const Sql kDeleteManagers("DELETE FROM manager WHERE account = ?");
+const Sql kEndTokens("UPDATE manager SET token_hash = 'ended ' || uuid WHERE account = ?");
+const Sql kDelete("DELETE FROM account WHERE id = ?");
+
 AccountRecord Read(const Statement& select) {
   return {select.Number(0), select.Text(1), select.Number(2), select.Number(3), select.Number(4)};
 }
-
-constexpr const char* kAll =
-    "SELECT id, email, created, "
-    "(SELECT count(*) FROM registration_key WHERE account = account.id), "
-    "(SELECT count(*) FROM manager WHERE account = account.id) "
-    "FROM account ORDER BY email";
-constexpr const char* kByEmail =
-    "SELECT id, email, created, "
-    "(SELECT count(*) FROM registration_key WHERE account = account.id), "
-    "(SELECT count(*) FROM manager WHERE account = account.id) "
-    "FROM account WHERE email = ?";
 
 }  // namespace
 
@@ -36,36 +43,21 @@ std::vector<AccountRecord> Store::ListAccounts() {
 }
 
 bool Store::HasAccounts() {
-  Statement select(m_database, "SELECT 1 FROM registration_key LIMIT 1");
+  Statement select(m_database, kAnyKey);
   return select.Step();
 }
 
 void Store::AddRegistrationKey(const std::string& email, const std::string& hash, bool replace,
                                std::int64_t now) {
   Transaction transaction(m_database);
-  Statement(m_database, "INSERT INTO account (email, created) VALUES (?, ?) ON CONFLICT DO NOTHING")
-      .Bind(email)
-      .Bind(now)
-      .Run();
-  if (replace) {
-    Statement(m_database,
-              "DELETE FROM registration_key "
-              "WHERE account = (SELECT id FROM account WHERE email = ?)")
-        .Bind(email)
-        .Run();
-  }
-  Statement(m_database,
-            "INSERT INTO registration_key (account, hash, created) "
-            "SELECT id, ?, ? FROM account WHERE email = ?")
-      .Bind(hash)
-      .Bind(now)
-      .Bind(email)
-      .Run();
+  Statement(m_database, kAdd).Bind(email).Bind(now).Run();
+  if (replace) Statement(m_database, kDeleteKeys).Bind(email).Run();
+  Statement(m_database, kAddKey).Bind(hash).Bind(now).Bind(email).Run();
   transaction.Commit();
 }
 
 std::vector<std::string> Store::ListRegistrationKeys(std::int64_t account) {
-  Statement select(m_database, "SELECT hash FROM registration_key WHERE account = ? ORDER BY id");
+  Statement select(m_database, kKeys);
   select.Bind(account);
   std::vector<std::string> hashes;
   while (select.Step()) hashes.push_back(select.Text(0));
@@ -74,13 +66,10 @@ std::vector<std::string> Store::ListRegistrationKeys(std::int64_t account) {
 
 void Store::DeleteAccount(std::int64_t account, bool with_managers) {
   Transaction transaction(m_database);
-  Statement(m_database, with_managers
-                            ? "DELETE FROM manager WHERE account = ?"
-                            : "UPDATE manager SET token_hash = 'ended ' || uuid WHERE account = ?")
-      .Bind(account)
-      .Run();
-  Statement(m_database, "DELETE FROM account WHERE id = ?").Bind(account).Run();
+  Statement(m_database, with_managers ? kDeleteManagers : kEndTokens).Bind(account).Run();
+  Statement(m_database, kDelete).Bind(account).Run();
   transaction.Commit();
+  m_totals.reset();
 }
 
 }  // namespace cloudservice

@@ -4,42 +4,55 @@ namespace cloudservice {
 
 namespace {
 
-const std::string kColumns =
-    "SELECT manager.uuid, manager.name, manager.document, manager.registered, "
-    "manager.heartbeat_count, manager.heartbeat_last, manager.heartbeat_interval, "
-    "manager.account, manager.address, manager.changed, account.email, "
+const Sql kAppliance(
+    "SELECT manager.uuid, manager.name, manager.registered, manager.heartbeat_count, "
+    "manager.heartbeat_last, manager.heartbeat_interval, manager.account, manager.address, "
+    "manager.changed, manager.label, manager.model, manager.serial, manager.firmware, "
+    "manager.faults, manager.alarms, manager.warnings, account.email, "
     "(SELECT id FROM chassis WHERE chassis.manager = manager.uuid ORDER BY rowid LIMIT 1) "
-    "FROM manager LEFT JOIN account ON account.id = manager.account ";
+    "FROM manager LEFT JOIN account ON account.id = manager.account WHERE manager.uuid = ?");
 
-std::optional<std::string> OptionalText(const Statement& select, int column) {
-  if (select.IsNull(column)) return std::nullopt;
-  return select.Text(column);
-}
+// An appliance, once for each time that it may come due at.
+const Sql kDue(
+    "SELECT uuid FROM manager WHERE late_at > ?1 AND late_at <= ?2 UNION "
+    "SELECT uuid FROM manager WHERE offline_at > ?1 AND offline_at <= ?2");
+
+// Paths of what has a row of its own, not one in `resource`.
+const std::string kDocuments =
+    "SELECT path, document, changed FROM ("
+    "SELECT '/redfish/v1/Managers/' || uuid AS path, document, changed FROM manager "
+    "JOIN manager_document ON manager_document.manager = uuid WHERE uuid = ?1 UNION ALL "
+    "SELECT '/redfish/v1/Chassis/' || id, document, changed FROM chassis WHERE manager = ?1 "
+    "UNION ALL SELECT path, document, changed FROM resource WHERE manager = ?1) ";
+const Sql kAllDocuments(kDocuments + "ORDER BY path");
+const Sql kDocument(kDocuments + "WHERE path = ?2");
+
+const Sql kChassis(
+    "SELECT id, manager, document, created FROM chassis WHERE manager = ? ORDER BY rowid");
+const Sql kMembers("SELECT id, path, name FROM member WHERE manager = ? ORDER BY path, name");
+const Sql kMembersOfPath(
+    "SELECT id, path, name FROM member WHERE manager = ? AND path = ? ORDER BY path, name");
+const Sql kHistory(
+    "SELECT time, value FROM reading "
+    "WHERE member = ? AND time >= ? AND time < ? ORDER BY time, id");
+const Sql kDataVersion("PRAGMA data_version");
 
 ApplianceRecord Read(const Statement& select) {
   ApplianceRecord appliance;
-  appliance.manager.uuid = select.Text(0);
-  appliance.manager.name = select.Text(1);
-  appliance.manager.document = select.Text(2);
-  appliance.manager.registered = select.Number(3);
-  appliance.manager.heartbeat.count = select.Number(4);
-  appliance.manager.heartbeat.last = select.OptionalNumber(5);
-  appliance.manager.heartbeat.interval = select.OptionalNumber(6);
-  appliance.manager.account = select.OptionalNumber(7);
-  appliance.manager.address = select.Text(8);
-  appliance.changed = select.Number(9);
-  appliance.email = OptionalText(select, 10);
-  appliance.chassis = OptionalText(select, 11);
+  appliance.uuid = select.Text(0);
+  appliance.registered = select.Number(2);
+  appliance.heartbeat.count = select.Number(3);
+  appliance.heartbeat.last = select.OptionalNumber(4);
+  appliance.heartbeat.interval = select.OptionalNumber(5);
+  appliance.address = select.Text(7);
+  appliance.changed = select.Number(8);
+  appliance.shown = {select.Text(9), select.OptionalText(10), select.OptionalText(11),
+                     select.OptionalText(12)};
+  appliance.alarms = {select.Number(13), select.Number(14), select.Number(15)};
+  appliance.email = select.OptionalText(16);
+  appliance.chassis = select.OptionalText(17);
   return appliance;
 }
-
-// Paths of what has a row of its own, not one in `resource`.
-constexpr const char* kDocuments =
-    "SELECT path, document, changed FROM ("
-    "SELECT '/redfish/v1/Managers/' || uuid AS path, document, changed FROM manager "
-    "WHERE uuid = ?1 UNION ALL "
-    "SELECT '/redfish/v1/Chassis/' || id, document, changed FROM chassis WHERE manager = ?1 "
-    "UNION ALL SELECT path, document, changed FROM resource WHERE manager = ?1) ";
 
 DocumentRecord ReadDocument(const Statement& select) {
   return {select.Text(0), select.Text(1), select.Number(2)};
@@ -47,36 +60,23 @@ DocumentRecord ReadDocument(const Statement& select) {
 
 }  // namespace
 
-std::vector<ApplianceRecord> Store::ListAppliances() {
-  Statement select(m_database, kColumns.c_str());
-  std::vector<ApplianceRecord> appliances;
-  while (select.Step()) appliances.push_back(Read(select));
-  return appliances;
-}
-
 std::optional<ApplianceRecord> Store::FindAppliance(const std::string& uuid) {
-  Statement select(m_database, (kColumns + "WHERE manager.uuid = ?").c_str());
+  Statement select(m_database, kAppliance);
   select.Bind(uuid);
   if (!select.Step()) return std::nullopt;
   return Read(select);
 }
 
-std::vector<std::string> Store::ListDue(std::int64_t from, std::int64_t to, std::int64_t factor,
-                                        std::int64_t interval) {
-  Statement select(m_database,
-                   "SELECT uuid FROM (SELECT uuid, coalesce(heartbeat_last, registered) + "
-                   "?3 * coalesce(heartbeat_interval, ?4) AS due FROM manager) "
-                   "WHERE due > ?1 AND due <= ?2");
-  select.Bind(from).Bind(to).Bind(factor).Bind(interval);
+std::vector<std::string> Store::ListDue(std::int64_t from, std::int64_t to) {
+  Statement select(m_database, kDue);
+  select.Bind(from).Bind(to);
   std::vector<std::string> uuids;
   while (select.Step()) uuids.push_back(select.Text(0));
   return uuids;
 }
 
 std::vector<ChassisRecord> Store::ListChassisRecords(const std::string& manager) {
-  Statement select(
-      m_database,
-      "SELECT id, manager, document, created FROM chassis WHERE manager = ? ORDER BY rowid");
+  Statement select(m_database, kChassis);
   select.Bind(manager);
   std::vector<ChassisRecord> list;
   while (select.Step()) {
@@ -86,7 +86,7 @@ std::vector<ChassisRecord> Store::ListChassisRecords(const std::string& manager)
 }
 
 std::vector<DocumentRecord> Store::ListDocuments(const std::string& manager) {
-  Statement select(m_database, (std::string(kDocuments) + "ORDER BY path").c_str());
+  Statement select(m_database, kAllDocuments);
   select.Bind(manager);
   std::vector<DocumentRecord> documents;
   while (select.Step()) documents.push_back(ReadDocument(select));
@@ -95,7 +95,7 @@ std::vector<DocumentRecord> Store::ListDocuments(const std::string& manager) {
 
 std::optional<DocumentRecord> Store::FindDocument(const std::string& manager,
                                                   const std::string& path) {
-  Statement select(m_database, (std::string(kDocuments) + "WHERE path = ?2").c_str());
+  Statement select(m_database, kDocument);
   select.Bind(manager).Bind(path);
   if (!select.Step()) return std::nullopt;
   return ReadDocument(select);
@@ -103,10 +103,9 @@ std::optional<DocumentRecord> Store::FindDocument(const std::string& manager,
 
 std::vector<MemberRecord> Store::ListMembers(const std::string& manager,
                                              const std::optional<std::string>& path) {
-  Statement select(m_database,
-                   "SELECT id, path, name FROM member WHERE manager = ?1 "
-                   "AND (?2 IS NULL OR path = ?2) ORDER BY path, name");
-  select.Bind(manager).Bind(path);
+  Statement select(m_database, path ? kMembersOfPath : kMembers);
+  select.Bind(manager);
+  if (path) select.Bind(*path);
   std::vector<MemberRecord> members;
   while (select.Step()) members.push_back({select.Number(0), select.Text(1), select.Text(2)});
   return members;
@@ -115,15 +114,13 @@ std::vector<MemberRecord> Store::ListMembers(const std::string& manager,
 void Store::ReadHistory(
     std::int64_t member, std::int64_t since, std::int64_t until,
     const std::function<void(std::int64_t time, const std::string& value)>& take) {
-  Statement select(m_database,
-                   "SELECT time, value FROM reading "
-                   "WHERE member = ? AND time >= ? AND time < ? ORDER BY time, id");
+  Statement select(m_database, kHistory);
   select.Bind(member).Bind(since).Bind(until);
   while (select.Step()) take(select.Number(0), select.Text(1));
 }
 
 std::int64_t Store::ForeignChanges() {
-  Statement select(m_database, "PRAGMA data_version");
+  Statement select(m_database, kDataVersion);
   return select.Step() ? select.Number(0) : 0;
 }
 

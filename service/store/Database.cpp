@@ -2,6 +2,9 @@
 
 #include <sqlite3.h>
 
+#include <atomic>
+#include <utility>
+
 namespace cloudservice {
 
 namespace {
@@ -10,7 +13,24 @@ constexpr int kBusyMilliseconds = 5000;
 
 [[noreturn]] void Fail(sqlite3* handle) { throw DatabaseError(sqlite3_errmsg(handle)); }
 
+std::vector<const Sql*>& Known() {
+  static std::vector<const Sql*> known;
+  return known;
+}
+
+std::atomic<bool>& Prepared() {
+  static std::atomic<bool> prepared = false;
+  return prepared;
+}
+
 }  // namespace
+
+Sql::Sql(std::string text) : m_text(std::move(text)) {
+  if (Prepared()) throw std::logic_error("a statement that no test has seen: " + m_text);
+  Known().push_back(this);
+}
+
+const std::vector<const Sql*>& Sql::All() { return Known(); }
 
 void Database::Close::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
 
@@ -34,8 +54,8 @@ Database::Database(const std::string& file, Missing missing) {
   }
 }
 
-void Database::Execute(const char* sql) {
-  if (sqlite3_exec(Handle(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) Fail(Handle());
+void Database::Execute(const char* script) {
+  if (sqlite3_exec(Handle(), script, nullptr, nullptr, nullptr) != SQLITE_OK) Fail(Handle());
 }
 
 int Database::Changes() const { return sqlite3_changes(Handle()); }
@@ -44,9 +64,10 @@ std::int64_t Database::LastInsertId() const { return sqlite3_last_insert_rowid(H
 
 void Statement::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
-Statement::Statement(Database& database, const char* sql) : m_database(database.Handle()) {
+Statement::Statement(Database& database, const Sql& sql) : m_database(database.Handle()) {
+  Prepared() = true;
   sqlite3_stmt* statement = nullptr;
-  if (sqlite3_prepare_v2(m_database, sql, -1, &statement, nullptr) != SQLITE_OK) {
+  if (sqlite3_prepare_v2(m_database, sql.Text().c_str(), -1, &statement, nullptr) != SQLITE_OK) {
     Fail(m_database);
   }
   m_statement.reset(statement);
@@ -86,6 +107,11 @@ std::string Statement::Text(int column) const {
   if (text == nullptr) return "";
   return std::string(text,
                      static_cast<std::size_t>(sqlite3_column_bytes(m_statement.get(), column)));
+}
+
+std::optional<std::string> Statement::OptionalText(int column) const {
+  if (IsNull(column)) return std::nullopt;
+  return Text(column);
 }
 
 std::int64_t Statement::Number(int column) const {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -18,6 +19,23 @@ class DatabaseError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The text of one statement. All there are is known before the first of them is prepared, so that a
+// test can look at the plan of each: a constant outside of functions, never made later. Throws
+// std::logic_error where it is.
+class Sql {
+ public:
+  explicit Sql(std::string text);
+  Sql(const Sql&) = delete;
+  Sql& operator=(const Sql&) = delete;
+
+  const std::string& Text() const { return m_text; }
+  // In no particular order.
+  static const std::vector<const Sql*>& All();
+
+ private:
+  const std::string m_text;
+};
+
 // One connection to a database file. One thread. Every commit is on the disk before it returns.
 class Database {
  public:
@@ -26,8 +44,9 @@ class Database {
   // Opens the file, or creates it where it is missing. Throws DatabaseError.
   explicit Database(const std::string& file, Missing missing = Missing::kCreate);
 
-  // Runs statements that take no values. Throws DatabaseError.
-  void Execute(const char* sql);
+  // Runs what makes the schema and sets the connection, statements that take no values. Whatever
+  // reads or writes rows for a request is a Statement. Throws DatabaseError.
+  void Execute(const char* script);
   // Rows changed by the last statement.
   int Changes() const;
   // Key of the row inserted last.
@@ -45,7 +64,7 @@ class Database {
 // left to right. Every operation throws DatabaseError.
 class Statement {
  public:
-  Statement(Database& database, const char* sql);
+  Statement(Database& database, const Sql& sql);
 
   Statement& Bind(const std::string& text);
   Statement& Bind(std::int64_t number);
@@ -61,6 +80,7 @@ class Statement {
   void Run();
 
   std::string Text(int column) const;
+  std::optional<std::string> OptionalText(int column) const;
   std::int64_t Number(int column) const;
   bool IsNull(int column) const;
   std::optional<std::int64_t> OptionalNumber(int column) const;

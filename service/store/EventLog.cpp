@@ -1,3 +1,5 @@
+#include <limits>
+
 #include "service/store/Store.h"
 
 namespace cloudservice {
@@ -16,21 +18,34 @@ const std::string kOpen =
     "AND alarm.message_id = event.message_id AND alarm.closed IS NULL "
     "AND alarm.opening <= event.id)";
 
+// Newest first, before an event; conditions that are null let everything through.
+const Sql kLog(
+    "SELECT id, manager, chassis, message_id, severity, document, received, kind, "
+    "kind = 0 AND NOT open FROM (SELECT *, " +
+    kKind + " AS kind, " + kOpen +
+    " AS open FROM event WHERE manager = ?1 AND id < ?2) "
+    "WHERE (?3 IS NULL OR kind = ?3) AND (?4 IS NULL OR lower(severity) = lower(?4)) "
+    "AND (?5 IS NULL OR received >= ?5) AND (?6 IS NULL OR received < ?6) "
+    "ORDER BY id DESC LIMIT ?7");
+
+const Sql kOpenAlarms(
+    "SELECT alarm.id, alarm.event, alarm.chassis, alarm.message_id, alarm.severity, "
+    "event.document, alarm.opened FROM chassis "
+    "CROSS JOIN alarm ON alarm.chassis = chassis.id AND alarm.closed IS NULL "
+    "CROSS JOIN event ON event.id = alarm.event "
+    "WHERE chassis.manager = ? ORDER BY alarm.id DESC");
+
 }  // namespace
 
 std::vector<LoggedEvent> Store::ListLog(const LogFilter& filter) {
-  Statement select(m_database,
-                   ("SELECT id, manager, chassis, message_id, severity, document, received, kind, "
-                    "kind = 0 AND NOT open FROM (SELECT *, " +
-                    kKind + " AS kind, " + kOpen +
-                    " AS open FROM event WHERE manager = ?1 AND (?2 IS NULL OR id < ?2)) "
-                    "WHERE (?3 IS NULL OR kind = ?3) AND (?4 IS NULL OR lower(severity) = "
-                    "lower(?4)) AND (?5 IS NULL OR received >= ?5) AND (?6 IS NULL OR "
-                    "received < ?6) ORDER BY id DESC LIMIT ?7")
-                       .c_str());
+  constexpr std::int64_t kNewest = std::numeric_limits<std::int64_t>::max();
+  Statement select(m_database, kLog);
   std::optional<std::int64_t> kind;
   if (filter.kind) kind = static_cast<std::int64_t>(*filter.kind);
-  select.Bind(filter.manager).Bind(filter.before).Bind(kind).Bind(filter.severity);
+  select.Bind(filter.manager)
+      .Bind(filter.before.value_or(kNewest))
+      .Bind(kind)
+      .Bind(filter.severity);
   select.Bind(filter.since).Bind(filter.until).Bind(filter.limit);
   std::vector<LoggedEvent> log;
   while (select.Step()) {
@@ -44,25 +59,8 @@ std::vector<LoggedEvent> Store::ListLog(const LogFilter& filter) {
   return log;
 }
 
-std::vector<OpenAlarmCount> Store::CountOpenAlarms(const std::optional<std::string>& manager) {
-  Statement select(m_database,
-                   "SELECT chassis.manager, alarm.severity, count(*) FROM alarm "
-                   "JOIN chassis ON chassis.id = alarm.chassis "
-                   "WHERE alarm.closed IS NULL AND (?1 IS NULL OR chassis.manager = ?1) "
-                   "GROUP BY chassis.manager, alarm.severity");
-  select.Bind(manager);
-  std::vector<OpenAlarmCount> counts;
-  while (select.Step()) counts.push_back({select.Text(0), select.Text(1), select.Number(2)});
-  return counts;
-}
-
 std::vector<AlarmRecord> Store::ListOpenAlarms(const std::string& manager) {
-  Statement select(m_database,
-                   "SELECT alarm.id, alarm.event, alarm.chassis, alarm.message_id, "
-                   "alarm.severity, event.document, alarm.opened FROM alarm "
-                   "JOIN event ON event.id = alarm.event "
-                   "JOIN chassis ON chassis.id = alarm.chassis "
-                   "WHERE alarm.closed IS NULL AND chassis.manager = ? ORDER BY alarm.id DESC");
+  Statement select(m_database, kOpenAlarms);
   select.Bind(manager);
   std::vector<AlarmRecord> alarms;
   while (select.Step()) {

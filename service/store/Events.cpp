@@ -2,12 +2,59 @@
 
 namespace cloudservice {
 
+namespace {
+
+const Sql kAdd(
+    "INSERT INTO event (manager, chassis, message_id, severity, document, received) "
+    "VALUES (?, ?, ?, ?, ?, ?)");
+const Sql kById(
+    "SELECT id, manager, chassis, message_id, severity, document, received "
+    "FROM event WHERE id = ? AND manager = ?");
+
+const Sql kOpenAlarm(
+    "SELECT id, severity FROM alarm WHERE chassis = ? AND message_id = ? AND closed IS NULL");
+const Sql kOpen(
+    "INSERT INTO alarm (chassis, message_id, severity, event, opened, opening) "
+    "VALUES (?, ?, ?, ?, ?, ?)");
+const Sql kChange("UPDATE alarm SET severity = ?, event = ? WHERE id = ?");
+const Sql kClose("UPDATE alarm SET closed = ? WHERE id = ?");
+const Sql kCountAlarms(
+    "UPDATE manager SET faults = faults + ?, alarms = alarms + ?, warnings = warnings + ? "
+    "WHERE uuid = ?");
+
+const Sql kCount("SELECT count(*) FROM event WHERE manager = ?");
+const Sql kPage("SELECT id FROM event WHERE manager = ? ORDER BY id LIMIT ? OFFSET ?");
+const Sql kOfAll(
+    "SELECT id FROM event WHERE manager = ?1 AND (?3 IS NULL OR severity = ?3) ORDER BY id");
+const Sql kOfChassis(
+    "SELECT id FROM event WHERE manager = ?1 AND chassis = ?2 AND (?3 IS NULL OR severity = ?3) "
+    "ORDER BY id");
+// From the alarms, since most events stand for none.
+const std::string kOfAlarms =
+    "SELECT event.id FROM chassis CROSS JOIN alarm ON alarm.chassis = chassis.id "
+    "CROSS JOIN event ON event.id = alarm.event "
+    "WHERE chassis.manager = ?1 AND (?2 IS NULL OR chassis.id = ?2) "
+    "AND (?3 IS NULL OR event.severity = ?3) AND alarm.closed ";
+const Sql kOfOpenAlarms(kOfAlarms + "IS NULL ORDER BY event.id");
+const Sql kOfClosedAlarms(kOfAlarms + "IS NOT NULL ORDER BY event.id");
+
+const Sql& Listing(const EventFilter& filter) {
+  if (filter.cleared) return *filter.cleared ? kOfClosedAlarms : kOfOpenAlarms;
+  return filter.chassis ? kOfChassis : kOfAll;
+}
+
+std::vector<std::int64_t> Identifiers(Statement& select) {
+  std::vector<std::int64_t> ids;
+  while (select.Step()) ids.push_back(select.Number(0));
+  return ids;
+}
+
+}  // namespace
+
 StoredEvent Store::AddEvent(const EventRecord& event, AlarmEffect effect,
                             const std::string& alarm) {
   Transaction transaction(m_database);
-  Statement(m_database,
-            "INSERT INTO event (manager, chassis, message_id, severity, document, received) "
-            "VALUES (?, ?, ?, ?, ?, ?)")
+  Statement(m_database, kAdd)
       .Bind(event.manager)
       .Bind(event.chassis)
       .Bind(event.message_id)
@@ -21,20 +68,27 @@ StoredEvent Store::AddEvent(const EventRecord& event, AlarmEffect effect,
   if (effect == AlarmEffect::kClear) stored.outcome = ClearAlarm(event, alarm);
   transaction.Commit();
   Tell({Change::What::kEvent, event.manager, stored.id, ""});
-  if (stored.outcome != AlarmOutcome::kNone) Tell({Change::What::kAppliance, event.manager, 0, ""});
+  if (stored.outcome != AlarmOutcome::kNone) {
+    m_totals.reset();
+    Tell({Change::What::kAppliance, event.manager, 0, ""});
+  }
   return stored;
+}
+
+std::optional<Store::OpenAlarm> Store::FindOpenAlarm(const std::string& chassis,
+                                                     const std::string& alarm) {
+  Statement open(m_database, kOpenAlarm);
+  open.Bind(chassis).Bind(alarm);
+  if (!open.Step()) return std::nullopt;
+  return OpenAlarm{open.Number(0), open.Text(1)};
 }
 
 AlarmOutcome Store::RaiseAlarm(const EventRecord& event, std::int64_t id,
                                const std::string& alarm) {
-  Statement open(m_database,
-                 "SELECT id, severity FROM alarm "
-                 "WHERE chassis = ? AND message_id = ? AND closed IS NULL");
-  open.Bind(event.chassis).Bind(alarm);
-  if (!open.Step()) {
-    Statement(m_database,
-              "INSERT INTO alarm (chassis, message_id, severity, event, opened, opening) "
-              "VALUES (?, ?, ?, ?, ?, ?)")
+  const std::optional<OpenAlarm> open = FindOpenAlarm(event.chassis, alarm);
+  CountAlarms(event.manager, open ? &open->severity : nullptr, &event.severity);
+  if (!open) {
+    Statement(m_database, kOpen)
         .Bind(event.chassis)
         .Bind(alarm)
         .Bind(event.severity)
@@ -44,29 +98,29 @@ AlarmOutcome Store::RaiseAlarm(const EventRecord& event, std::int64_t id,
         .Run();
     return AlarmOutcome::kOpened;
   }
-  const bool same = open.Text(1) == event.severity;
-  Statement(m_database, "UPDATE alarm SET severity = ?, event = ? WHERE id = ?")
-      .Bind(event.severity)
-      .Bind(id)
-      .Bind(open.Number(0))
-      .Run();
-  return same ? AlarmOutcome::kRepeated : AlarmOutcome::kChanged;
+  Statement(m_database, kChange).Bind(event.severity).Bind(id).Bind(open->id).Run();
+  return open->severity == event.severity ? AlarmOutcome::kRepeated : AlarmOutcome::kChanged;
 }
 
 AlarmOutcome Store::ClearAlarm(const EventRecord& event, const std::string& alarm) {
-  Statement(m_database,
-            "UPDATE alarm SET closed = ? WHERE chassis = ? AND message_id = ? AND closed IS NULL")
-      .Bind(event.received)
-      .Bind(event.chassis)
-      .Bind(alarm)
-      .Run();
-  return m_database.Changes() > 0 ? AlarmOutcome::kClosed : AlarmOutcome::kNotOpen;
+  const std::optional<OpenAlarm> open = FindOpenAlarm(event.chassis, alarm);
+  if (!open) return AlarmOutcome::kNotOpen;
+  CountAlarms(event.manager, &open->severity, nullptr);
+  Statement(m_database, kClose).Bind(event.received).Bind(open->id).Run();
+  return AlarmOutcome::kClosed;
+}
+
+void Store::CountAlarms(const std::string& manager, const std::string* gone,
+                        const std::string* come) {
+  AlarmCounts more = {};
+  if (gone != nullptr) --more.at(static_cast<std::size_t>(SeverityOf(*gone)));
+  if (come != nullptr) ++more.at(static_cast<std::size_t>(SeverityOf(*come)));
+  if (more == AlarmCounts{}) return;
+  Statement(m_database, kCountAlarms).Bind(more[0]).Bind(more[1]).Bind(more[2]).Bind(manager).Run();
 }
 
 std::optional<EventRecord> Store::FindEvent(const std::string& manager, std::int64_t id) {
-  Statement select(m_database,
-                   "SELECT id, manager, chassis, message_id, severity, document, received "
-                   "FROM event WHERE id = ? AND manager = ?");
+  Statement select(m_database, kById);
   select.Bind(id).Bind(manager);
   if (!select.Step()) return std::nullopt;
   EventRecord event;
@@ -81,23 +135,22 @@ std::optional<EventRecord> Store::FindEvent(const std::string& manager, std::int
 }
 
 std::vector<std::int64_t> Store::ListEvents(const EventFilter& filter) {
-  std::string sql = "SELECT event.id FROM event ";
-  if (filter.cleared) {
-    sql += "JOIN alarm ON alarm.event = event.id AND alarm.closed IS ";
-    sql += *filter.cleared ? "NOT NULL " : "NULL ";
-  }
-  sql += "WHERE event.manager = ? ";
-  if (filter.chassis) sql += "AND event.chassis = ? ";
-  if (filter.severity) sql += "AND event.severity = ? ";
-  sql += "ORDER BY event.id";
+  Statement select(m_database, Listing(filter));
+  select.Bind(filter.manager).Bind(filter.chassis).Bind(filter.severity);
+  return Identifiers(select);
+}
 
-  Statement select(m_database, sql.c_str());
-  select.Bind(filter.manager);
-  if (filter.chassis) select.Bind(*filter.chassis);
-  if (filter.severity) select.Bind(*filter.severity);
-  std::vector<std::int64_t> ids;
-  while (select.Step()) ids.push_back(select.Number(0));
-  return ids;
+std::int64_t Store::CountEvents(const std::string& manager) {
+  Statement select(m_database, kCount);
+  select.Bind(manager);
+  return select.Step() ? select.Number(0) : 0;
+}
+
+std::vector<std::int64_t> Store::ListEvents(const std::string& manager, std::int64_t first,
+                                            std::int64_t count) {
+  Statement select(m_database, kPage);
+  select.Bind(manager).Bind(count).Bind(first);
+  return Identifiers(select);
 }
 
 }  // namespace cloudservice

@@ -1,3 +1,5 @@
+#include <set>
+
 #include "service/store/Store.h"
 
 namespace cloudservice {
@@ -6,10 +8,34 @@ namespace {
 
 constexpr std::int64_t kHour = 3600;
 
+const Sql kLast("SELECT time, value FROM reading WHERE member = ? ORDER BY id DESC LIMIT 1");
+const Sql kMember("SELECT id FROM member WHERE path = ? AND name = ?");
+const Sql kAddMember(
+    "INSERT INTO member (manager, chassis, path, name) SELECT ?, ?, ?, ? "
+    "WHERE (SELECT count(*) FROM member WHERE path = ?) < ?");
+const Sql kAddReading("INSERT INTO reading (member, time, value) VALUES (?, ?, ?)");
+const Sql kNames(
+    "SELECT name FROM member WHERE manager = ? AND path = ? AND EXISTS "
+    "(SELECT 1 FROM reading WHERE reading.member = member.id AND time >= ?) ORDER BY name");
+const Sql kValues(
+    "SELECT reading.id, time, value FROM reading "
+    "WHERE member = (SELECT id FROM member WHERE path = ? AND name = ? AND manager = ?) "
+    "AND reading.id > ? AND time >= ? ORDER BY reading.id LIMIT ?");
+
+const Sql kTakeBack("UPDATE manager SET heartbeat_last = ?1 WHERE heartbeat_last > ?1");
+const Sql kDropReadings(
+    "DELETE FROM reading WHERE id IN (SELECT id FROM reading WHERE time < ? LIMIT ?) "
+    "RETURNING member");
+const Sql kDropMember(
+    "DELETE FROM member WHERE id = ? AND NOT EXISTS "
+    "(SELECT 1 FROM reading WHERE reading.member = member.id)");
+const Sql kDropEvents(
+    "DELETE FROM event WHERE id IN (SELECT id FROM event WHERE received < ? AND NOT EXISTS "
+    "(SELECT 1 FROM alarm WHERE alarm.event = event.id AND closed IS NULL) LIMIT ?)");
+
 // Whether a value adds nothing to what is there: the same as the last one, within the same hour.
 bool IsKnown(Database& database, std::int64_t member, std::int64_t time, const std::string& value) {
-  Statement last(database,
-                 "SELECT time, value FROM reading WHERE member = ? ORDER BY id DESC LIMIT 1");
+  Statement last(database, kLast);
   last.Bind(member);
   return last.Step() && last.Text(1) == value && last.Number(0) / kHour == time / kHour;
 }
@@ -17,12 +43,10 @@ bool IsKnown(Database& database, std::int64_t member, std::int64_t time, const s
 }  // namespace
 
 std::optional<std::int64_t> Store::MemberId(const Readings& readings, const std::string& name) {
-  Statement known(m_database, "SELECT id FROM member WHERE path = ? AND name = ?");
+  Statement known(m_database, kMember);
   known.Bind(readings.path).Bind(name);
   if (known.Step()) return known.Number(0);
-  Statement add(m_database,
-                "INSERT INTO member (manager, chassis, path, name) SELECT ?, ?, ?, ? "
-                "WHERE (SELECT count(*) FROM member WHERE path = ?) < ?");
+  Statement add(m_database, kAddMember);
   add.Bind(readings.manager).Bind(readings.chassis).Bind(readings.path).Bind(name);
   add.Bind(readings.path).Bind(kMaxHistoryMembers).Run();
   if (m_database.Changes() == 0) return std::nullopt;
@@ -33,20 +57,13 @@ void Store::AddReadings(const Readings& readings) {
   for (const NumberRecord& number : readings.numbers) {
     const std::optional<std::int64_t> member = MemberId(readings, number.member);
     if (!member || IsKnown(m_database, *member, readings.time, number.value)) continue;
-    Statement(m_database, "INSERT INTO reading (member, time, value) VALUES (?, ?, ?)")
-        .Bind(*member)
-        .Bind(readings.time)
-        .Bind(number.value)
-        .Run();
+    Statement(m_database, kAddReading).Bind(*member).Bind(readings.time).Bind(number.value).Run();
   }
 }
 
 std::vector<std::string> Store::ListHistoryMembers(const std::string& manager,
                                                    const std::string& path, std::int64_t since) {
-  Statement select(m_database,
-                   "SELECT name FROM member WHERE manager = ? AND path = ? AND EXISTS "
-                   "(SELECT 1 FROM reading WHERE reading.member = member.id AND time >= ?) "
-                   "ORDER BY name");
+  Statement select(m_database, kNames);
   select.Bind(manager).Bind(path).Bind(since);
   std::vector<std::string> names;
   while (select.Step()) names.push_back(select.Text(0));
@@ -54,10 +71,7 @@ std::vector<std::string> Store::ListHistoryMembers(const std::string& manager,
 }
 
 std::vector<HistoryValue> Store::ListHistory(const HistoryFilter& filter) {
-  Statement select(m_database,
-                   "SELECT reading.id, time, value FROM reading "
-                   "WHERE member = (SELECT id FROM member WHERE path = ? AND name = ? AND "
-                   "manager = ?) AND reading.id > ? AND time >= ? ORDER BY reading.id LIMIT ?");
+  Statement select(m_database, kValues);
   select.Bind(filter.path).Bind(filter.member).Bind(filter.manager);
   select.Bind(filter.after).Bind(filter.since).Bind(filter.limit);
   std::vector<HistoryValue> values;
@@ -68,28 +82,21 @@ std::vector<HistoryValue> Store::ListHistory(const HistoryFilter& filter) {
 }
 
 std::int64_t Store::TakeBackHeartbeats(std::int64_t now) {
-  Statement(m_database, "UPDATE manager SET heartbeat_last = ?1 WHERE heartbeat_last > ?1")
-      .Bind(now)
-      .Run();
+  Statement(m_database, kTakeBack).Bind(now).Run();
   return m_database.Changes();
 }
 
-std::int64_t Store::RemoveOld(std::int64_t readings, std::int64_t events) {
+bool Store::RemoveOld(std::int64_t readings, std::int64_t events, std::int64_t most) {
   Transaction transaction(m_database);
-  Statement(m_database, "DELETE FROM reading WHERE time < ?").Bind(readings).Run();
-  std::int64_t removed = m_database.Changes();
-  Statement(m_database,
-            "DELETE FROM member WHERE NOT EXISTS "
-            "(SELECT 1 FROM reading WHERE reading.member = member.id)")
-      .Run();
-  Statement(m_database,
-            "DELETE FROM event WHERE received < ? AND NOT EXISTS "
-            "(SELECT 1 FROM alarm WHERE alarm.event = event.id AND closed IS NULL)")
-      .Bind(events)
-      .Run();
-  removed += m_database.Changes();
+  std::int64_t gone = 0;
+  std::set<std::int64_t> members;
+  Statement old(m_database, kDropReadings);
+  for (old.Bind(readings).Bind(most); old.Step(); ++gone) members.insert(old.Number(0));
+  for (const std::int64_t member : members) Statement(m_database, kDropMember).Bind(member).Run();
+  Statement(m_database, kDropEvents).Bind(events).Bind(most).Run();
+  const bool more = gone == most || m_database.Changes() == most;
   transaction.Commit();
-  return removed;
+  return more;
 }
 
 }  // namespace cloudservice

@@ -2,28 +2,43 @@
 
 namespace cloudservice {
 
-void Store::Check() {
-  Statement(m_database, "SELECT count(*) FROM (SELECT 1 FROM manager LIMIT 1)").Run();
+namespace {
+
+const Sql kAny("SELECT 1 FROM manager LIMIT 1");
+const Sql kTotals(
+    "SELECT count(*), coalesce(sum(faults), 0), coalesce(sum(alarms), 0), "
+    "coalesce(sum(warnings), 0), (SELECT count(*) FROM chassis) FROM manager");
+const Sql kSilentAndOffline(
+    "SELECT (SELECT count(*) FROM manager WHERE heartbeat_last IS NULL), "
+    "(SELECT count(*) FROM manager WHERE offline_at <= ? AND heartbeat_last IS NOT NULL), "
+    "(SELECT page_count * page_size FROM pragma_page_count, pragma_page_size)");
+
+}  // namespace
+
+void Store::Check() { Statement(m_database, kAny).Run(); }
+
+const Totals& Store::CountTotals() {
+  const std::int64_t foreign = ForeignChanges();
+  if (m_totals && m_totals_foreign == foreign) return *m_totals;
+  Statement select(m_database, kTotals);
+  select.Step();
+  Totals totals;
+  totals.managers = select.Number(0);
+  totals.alarms = {select.Number(1), select.Number(2), select.Number(3)};
+  totals.chassis = select.Number(4);
+  m_totals_foreign = foreign;
+  return m_totals.emplace(totals);
 }
 
 Holdings Store::CountHoldings(std::int64_t now) {
-  Statement select(m_database,
-                   "SELECT count(*), "
-                   "coalesce(sum(heartbeat_last IS NULL), 0), "
-                   "coalesce(sum(heartbeat_last + 3 * heartbeat_interval <= ?), 0), "
-                   "(SELECT count(*) FROM chassis), "
-                   "(SELECT count(*) FROM alarm WHERE closed IS NULL), "
-                   "(SELECT page_count * page_size FROM pragma_page_count, pragma_page_size) "
-                   "FROM manager");
+  Holdings held;
+  held.totals = CountTotals();
+  Statement select(m_database, kSilentAndOffline);
   select.Bind(now);
   select.Step();
-  Holdings held;
-  held.managers = select.Number(0);
-  held.silent = select.Number(1);
-  held.offline = select.Number(2);
-  held.chassis = select.Number(3);
-  held.open_alarms = select.Number(4);
-  held.bytes = select.Number(5);
+  held.silent = select.Number(0);
+  held.offline = select.Number(1);
+  held.bytes = select.Number(2);
   return held;
 }
 

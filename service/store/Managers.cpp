@@ -1,18 +1,32 @@
 #include "service/store/Schema.h"
+#include "service/store/Shown.h"
 #include "service/store/Store.h"
 
 namespace cloudservice {
 
 namespace {
 
-constexpr const char* kByUuid =
+const std::string kManager =
     "SELECT uuid, name, document, registered, heartbeat_count, heartbeat_last, heartbeat_interval, "
-    "account, address FROM manager WHERE uuid = ?";
-constexpr const char* kByToken =
-    "SELECT uuid, name, document, registered, heartbeat_count, heartbeat_last, heartbeat_interval, "
-    "account, address FROM manager WHERE token_hash = ?";
+    "account, address FROM manager JOIN manager_document ON manager_document.manager = uuid ";
+const Sql kByUuid(kManager + "WHERE uuid = ?");
+const Sql kByToken(kManager + "WHERE token_hash = ?");
+const Sql kAdd(
+    "INSERT INTO manager (uuid, name, token_hash, registered, account, address, changed) "
+    "VALUES (?, ?, ?, ?, ?, ?, ?)");
+const Sql kDelete("DELETE FROM manager WHERE uuid = ?");
+const Sql kPutDocument(
+    "INSERT INTO manager_document (manager, document) VALUES (?, ?) ON CONFLICT (manager) "
+    "DO UPDATE SET document = excluded.document");
+const Sql kChange(
+    "UPDATE manager SET label = coalesce(nullif(?, ''), name), model = ?, serial = ?, "
+    "firmware = ?, changed = ? WHERE uuid = ?");
+const Sql kBeat(
+    "UPDATE manager SET heartbeat_count = heartbeat_count + 1, heartbeat_last = ?, "
+    "heartbeat_interval = ?, address = coalesce(nullif(?, ''), address) "
+    "WHERE uuid = ? RETURNING heartbeat_count");
 
-std::optional<ManagerRecord> Find(Database& database, const char* sql, const std::string& key) {
+std::optional<ManagerRecord> Find(Database& database, const Sql& sql, const std::string& key) {
   Statement select(database, sql);
   select.Bind(key);
   if (!select.Step()) return std::nullopt;
@@ -29,6 +43,21 @@ std::optional<ManagerRecord> Find(Database& database, const char* sql, const std
   return manager;
 }
 
+// With what lists show of it. Inside a transaction.
+void PutDocument(Database& database, const std::string& uuid, const std::string& document,
+                 std::int64_t changed) {
+  Statement(database, kPutDocument).Bind(uuid).Bind(document).Run();
+  const Shown shown = ShownOf(document);
+  Statement(database, kChange)
+      .Bind(shown.name)
+      .Bind(shown.model)
+      .Bind(shown.serial)
+      .Bind(shown.firmware)
+      .Bind(changed)
+      .Bind(uuid)
+      .Run();
+}
+
 }  // namespace
 
 Store::Store(const std::string& file, Database::Missing missing)
@@ -36,21 +65,20 @@ Store::Store(const std::string& file, Database::Missing missing)
 
 bool Store::AddManager(const ManagerRecord& manager, const std::string& token_hash) {
   Transaction transaction(m_database);
-  Statement(m_database, "DELETE FROM manager WHERE uuid = ?").Bind(manager.uuid).Run();
+  Statement(m_database, kDelete).Bind(manager.uuid).Run();
   const bool known = m_database.Changes() > 0;
-  Statement(m_database,
-            "INSERT INTO manager (uuid, name, token_hash, document, registered, account, address, "
-            "changed) VALUES (?, ?, ?, ?, ?, ?, ?, ?)")
+  Statement(m_database, kAdd)
       .Bind(manager.uuid)
       .Bind(manager.name)
       .Bind(token_hash)
-      .Bind(manager.document)
       .Bind(manager.registered)
       .Bind(manager.account)
       .Bind(manager.address)
       .Bind(manager.registered)
       .Run();
+  PutDocument(m_database, manager.uuid, manager.document, manager.registered);
   transaction.Commit();
+  m_totals.reset();
   if (known) Tell({Change::What::kGone, manager.uuid, 0, ""});
   Tell({Change::What::kAppliance, manager.uuid, 0, ""});
   return known;
@@ -67,11 +95,7 @@ std::optional<ManagerRecord> Store::FindManagerByToken(const std::string& token_
 void Store::SetManagerDocument(const std::string& uuid, const std::string& document,
                                const Readings& readings) {
   Transaction transaction(m_database);
-  Statement(m_database, "UPDATE manager SET document = ?, changed = ? WHERE uuid = ?")
-      .Bind(document)
-      .Bind(readings.time)
-      .Bind(uuid)
-      .Run();
+  PutDocument(m_database, uuid, document, readings.time);
   AddReadings(readings);
   transaction.Commit();
   Tell({Change::What::kDocument, uuid, 0, readings.path});
@@ -79,16 +103,14 @@ void Store::SetManagerDocument(const std::string& uuid, const std::string& docum
 }
 
 void Store::DeleteManager(const std::string& uuid) {
-  Statement(m_database, "DELETE FROM manager WHERE uuid = ?").Bind(uuid).Run();
+  Statement(m_database, kDelete).Bind(uuid).Run();
+  m_totals.reset();
   Tell({Change::What::kGone, uuid, 0, ""});
 }
 
 std::int64_t Store::AddHeartbeat(const std::string& uuid, std::int64_t when, std::int64_t interval,
                                  const std::string& address) {
-  Statement update(m_database,
-                   "UPDATE manager SET heartbeat_count = heartbeat_count + 1, heartbeat_last = ?, "
-                   "heartbeat_interval = ?, address = coalesce(nullif(?, ''), address) "
-                   "WHERE uuid = ? RETURNING heartbeat_count");
+  Statement update(m_database, kBeat);
   update.Bind(when).Bind(interval).Bind(address).Bind(uuid);
   if (!update.Step()) return 0;
   const std::int64_t count = update.Number(0);

@@ -4,18 +4,23 @@ namespace cloudservice {
 
 namespace {
 
-std::optional<std::string> OptionalText(const Statement& select, int column) {
-  if (select.IsNull(column)) return std::nullopt;
-  return select.Text(column);
-}
+const std::string kOperator = "SELECT id, name, password_hash, token_hash, created FROM operator ";
+const Sql kAll(kOperator + "ORDER BY name");
+const Sql kByName(kOperator + "WHERE name = ?");
+const Sql kById(kOperator + "WHERE id = ?");
+const Sql kByToken(kOperator + "WHERE token_hash = ?");
+const Sql kAdd(
+    "INSERT INTO operator (name, password_hash, token_hash, created) VALUES (?, ?, ?, ?) "
+    "ON CONFLICT (name) DO NOTHING");
+const Sql kDelete("DELETE FROM operator WHERE name = ?");
 
 OperatorRecord Read(const Statement& select) {
-  return {select.Number(0), select.Text(1), OptionalText(select, 2), OptionalText(select, 3),
+  return {select.Number(0), select.Text(1), select.OptionalText(2), select.OptionalText(3),
           select.Number(4)};
 }
 
 template <typename Key>
-std::optional<OperatorRecord> Find(Database& database, const char* sql, const Key& key) {
+std::optional<OperatorRecord> Find(Database& database, const Sql& sql, const Key& key) {
   Statement select(database, sql);
   select.Bind(key);
   if (!select.Step()) return std::nullopt;
@@ -25,9 +30,7 @@ std::optional<OperatorRecord> Find(Database& database, const char* sql, const Ke
 }  // namespace
 
 bool Store::AddOperator(const OperatorRecord& person) {
-  Statement(m_database,
-            "INSERT INTO operator (name, password_hash, token_hash, created) VALUES (?, ?, ?, ?) "
-            "ON CONFLICT (name) DO NOTHING")
+  Statement(m_database, kAdd)
       .Bind(person.name)
       .Bind(person.password_hash)
       .Bind(person.token_hash)
@@ -37,34 +40,26 @@ bool Store::AddOperator(const OperatorRecord& person) {
 }
 
 std::optional<OperatorRecord> Store::FindOperator(const std::string& name) {
-  return Find(m_database,
-              "SELECT id, name, password_hash, token_hash, created FROM operator WHERE name = ?",
-              name);
+  return Find(m_database, kByName, name);
 }
 
 std::optional<OperatorRecord> Store::FindOperator(std::int64_t id) {
-  return Find(m_database,
-              "SELECT id, name, password_hash, token_hash, created FROM operator WHERE id = ?", id);
+  return Find(m_database, kById, id);
 }
 
 std::optional<OperatorRecord> Store::FindOperatorByToken(const std::string& token_hash) {
-  return Find(
-      m_database,
-      "SELECT id, name, password_hash, token_hash, created FROM operator WHERE token_hash = ?",
-      token_hash);
+  return Find(m_database, kByToken, token_hash);
 }
 
 std::vector<OperatorRecord> Store::ListOperators() {
-  Statement select(
-      m_database,
-      "SELECT id, name, password_hash, token_hash, created FROM operator ORDER BY name");
+  Statement select(m_database, kAll);
   std::vector<OperatorRecord> operators;
   while (select.Step()) operators.push_back(Read(select));
   return operators;
 }
 
 bool Store::DeleteOperator(const std::string& name) {
-  Statement(m_database, "DELETE FROM operator WHERE name = ?").Bind(name).Run();
+  Statement(m_database, kDelete).Bind(name).Run();
   return m_database.Changes() > 0;
 }
 

@@ -4,11 +4,20 @@ namespace cloudservice {
 
 namespace {
 
+const Sql kByPath(
+    "SELECT path, manager, chassis, document, changed FROM resource "
+    "WHERE path = ? AND manager = ?");
+const Sql kExists("SELECT 1 FROM resource WHERE path = ? AND manager = ?");
+const Sql kPaths("SELECT path FROM resource WHERE manager = ? AND chassis IS ? ORDER BY path");
 // The paths are those between PATH/ and PATH0, since "0" comes after "/". The plus keeps the search
 // away from the index of managers: they are found by their paths.
-constexpr const char* kChildren =
+const Sql kChildren(
     "SELECT path FROM resource WHERE path > ? AND path < ? AND +manager = ? "
-    "AND instr(substr(path, ?), '/') = 0 ORDER BY path";
+    "AND instr(substr(path, ?), '/') = 0 ORDER BY path");
+const Sql kPut(
+    "INSERT INTO resource (path, manager, chassis, document, changed) "
+    "VALUES (?, ?, ?, ?, ?) ON CONFLICT (path) "
+    "DO UPDATE SET document = excluded.document, changed = excluded.changed");
 
 void BindChildren(Statement& select, const std::string& manager, const std::string& path) {
   select.Bind(path + "/")
@@ -20,21 +29,19 @@ void BindChildren(Statement& select, const std::string& manager, const std::stri
 }  // namespace
 
 bool Store::HasResource(const std::string& manager, const std::string& path) {
-  Statement select(m_database, "SELECT 1 FROM resource WHERE path = ? AND manager = ?");
+  Statement select(m_database, kExists);
   return select.Bind(path).Bind(manager).Step();
 }
 
 std::optional<ResourceRecord> Store::FindResource(const std::string& manager,
                                                   const std::string& path) {
-  Statement select(m_database,
-                   "SELECT path, manager, chassis, document, changed FROM resource "
-                   "WHERE path = ? AND manager = ?");
+  Statement select(m_database, kByPath);
   select.Bind(path).Bind(manager);
   if (!select.Step()) return std::nullopt;
   ResourceRecord resource;
   resource.path = select.Text(0);
   resource.manager = select.Text(1);
-  if (!select.IsNull(2)) resource.chassis = select.Text(2);
+  resource.chassis = select.OptionalText(2);
   resource.document = select.Text(3);
   resource.changed = select.Number(4);
   return resource;
@@ -42,8 +49,7 @@ std::optional<ResourceRecord> Store::FindResource(const std::string& manager,
 
 std::vector<std::string> Store::ListResources(const std::string& manager,
                                               const std::optional<std::string>& chassis) {
-  Statement select(m_database,
-                   "SELECT path FROM resource WHERE manager = ? AND chassis IS ? ORDER BY path");
+  Statement select(m_database, kPaths);
   select.Bind(manager).Bind(chassis);
   std::vector<std::string> paths;
   while (select.Step()) paths.push_back(select.Text(0));
@@ -66,10 +72,7 @@ bool Store::HasChildren(const std::string& manager, const std::string& path) {
 
 void Store::PutResource(const ResourceRecord& resource, const Readings& readings) {
   Transaction transaction(m_database);
-  Statement(m_database,
-            "INSERT INTO resource (path, manager, chassis, document, changed) "
-            "VALUES (?, ?, ?, ?, ?) ON CONFLICT (path) "
-            "DO UPDATE SET document = excluded.document, changed = excluded.changed")
+  Statement(m_database, kPut)
       .Bind(resource.path)
       .Bind(resource.manager)
       .Bind(resource.chassis)

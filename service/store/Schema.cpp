@@ -11,8 +11,8 @@ namespace {
 // Marks a database as this program's: "Kcld".
 constexpr std::int64_t kApplicationId = 0x4b636c64;
 
-// Step N brings version N to version N + 1. A step that was released never changes.
-constexpr std::array<const char*, 3> kSteps = {
+// Step N brings version N to version N + 1. What a step that was released makes never changes.
+constexpr std::array<const char*, 4> kSteps = {
     R"sql(
 CREATE TABLE manager (
   uuid TEXT PRIMARY KEY,
@@ -128,24 +128,87 @@ UPDATE chassis SET changed = created;
 
 -- The event that opened the alarm.
 ALTER TABLE alarm ADD COLUMN opening INTEGER NOT NULL DEFAULT 0;
+-- The least identifier of those that came at a time or later: read backwards once, not once for
+-- each alarm.
+CREATE TEMP TABLE since AS
+  SELECT chassis, message_id, received,
+         min(id) OVER (PARTITION BY chassis, message_id ORDER BY received DESC) AS first
+  FROM event;
+CREATE INDEX temp.since_received ON since (chassis, message_id, received, first);
 UPDATE alarm SET opening = coalesce(
-  (SELECT min(event.id) FROM event WHERE event.chassis = alarm.chassis
-   AND event.message_id = alarm.message_id AND event.received >= alarm.opened), event);
+  (SELECT first FROM since WHERE since.chassis = alarm.chassis
+   AND since.message_id = alarm.message_id AND since.received >= alarm.opened
+   ORDER BY since.received LIMIT 1), event);
+DROP TABLE since;
 
 CREATE INDEX reading_member_time ON reading (member, time);
 -- Beside the one with the chassis: in the order of arrival.
 CREATE INDEX event_manager_id ON event (manager);
 )sql",
+    R"sql(
+-- Apart from the manager, whose row each heartbeat writes and each list reads.
+CREATE TABLE manager_document (
+  manager TEXT PRIMARY KEY REFERENCES manager (uuid) ON DELETE CASCADE,
+  document TEXT NOT NULL
+) STRICT;
+INSERT INTO manager_document SELECT uuid, document FROM manager;
+ALTER TABLE manager DROP COLUMN document;
+
+-- What lists show of the document; the label is the manager's own name where it has none there.
+ALTER TABLE manager ADD COLUMN label TEXT NOT NULL DEFAULT '';
+ALTER TABLE manager ADD COLUMN model TEXT;
+ALTER TABLE manager ADD COLUMN serial TEXT;
+ALTER TABLE manager ADD COLUMN firmware TEXT;
+CREATE TEMP TABLE shown AS
+  -- Of members with one name the last counts.
+  SELECT manager, key, CASE type WHEN 'text' THEN value END AS value, max(json_each.id)
+  FROM manager_document, json_each(document)
+  WHERE json_valid(document) AND key IN ('Name', 'Model', 'SerialNumber', 'FirmwareVersion')
+  GROUP BY manager, key;
+CREATE INDEX temp.shown_manager ON shown (manager, key);
+UPDATE manager SET
+  label = coalesce(
+    nullif((SELECT value FROM shown WHERE manager = uuid AND key = 'Name'), ''), name),
+  model = (SELECT value FROM shown WHERE manager = uuid AND key = 'Model'),
+  serial = (SELECT value FROM shown WHERE manager = uuid AND key = 'SerialNumber'),
+  firmware = (SELECT value FROM shown WHERE manager = uuid AND key = 'FirmwareVersion');
+DROP TABLE shown;
+
+-- Open alarms by severity.
+ALTER TABLE manager ADD COLUMN faults INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE manager ADD COLUMN alarms INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE manager ADD COLUMN warnings INTEGER NOT NULL DEFAULT 0;
+UPDATE manager SET (faults, alarms, warnings) = (
+  SELECT coalesce(sum(lower(severity) IN ('fault', 'critical')), 0),
+         coalesce(sum(lower(severity) NOT IN ('fault', 'critical', 'warning')), 0),
+         coalesce(sum(lower(severity) = 'warning'), 0)
+  FROM chassis CROSS JOIN alarm ON alarm.chassis = chassis.id AND alarm.closed IS NULL
+  WHERE chassis.manager = manager.uuid);
+
+-- When the appliance becomes late, and offline, unless a heartbeat comes.
+ALTER TABLE manager ADD COLUMN late_at INTEGER AS
+  (coalesce(heartbeat_last, registered) + 2 * coalesce(heartbeat_interval, 120)) VIRTUAL;
+ALTER TABLE manager ADD COLUMN offline_at INTEGER AS
+  (coalesce(heartbeat_last, registered) + 3 * coalesce(heartbeat_interval, 120)) VIRTUAL;
+CREATE INDEX manager_late ON manager (late_at);
+CREATE INDEX manager_offline ON manager (offline_at, heartbeat_last);
+CREATE INDEX manager_heartbeat ON manager (heartbeat_last);
+
+-- The orders of the list of all; those with the most and worst alarms are asked for first.
+CREATE INDEX manager_label ON manager (label COLLATE NOCASE, uuid);
+CREATE INDEX manager_alarms ON manager
+  (faults DESC, alarms DESC, warnings DESC, label COLLATE NOCASE, uuid);
+CREATE INDEX manager_registered ON manager (registered);
+)sql",
 };
 
-std::int64_t Pragma(Database& database, const char* sql) {
+const Sql kApplication("PRAGMA application_id");
+const Sql kVersion("PRAGMA user_version");
+const Sql kTables("SELECT count(*) FROM sqlite_schema");
+
+std::int64_t Number(Database& database, const Sql& sql) {
   Statement statement(database, sql);
   return statement.Step() ? statement.Number(0) : 0;
-}
-
-bool HasTables(Database& database) {
-  Statement statement(database, "SELECT count(*) FROM sqlite_schema");
-  return statement.Step() && statement.Number(0) > 0;
 }
 
 void SetPragma(Database& database, const std::string& name, std::int64_t value) {
@@ -155,8 +218,8 @@ void SetPragma(Database& database, const std::string& name, std::int64_t value) 
 }  // namespace
 
 std::int64_t CheckedVersion(Database& database, const std::string& file) {
-  const std::int64_t version = Pragma(database, "PRAGMA user_version");
-  if (HasTables(database) && Pragma(database, "PRAGMA application_id") != kApplicationId) {
+  const std::int64_t version = Number(database, kVersion);
+  if (Number(database, kTables) > 0 && Number(database, kApplication) != kApplicationId) {
     throw DatabaseError(file + " is the database of another program");
   }
   if (version > NewestSchemaVersion()) {

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "service/store/Database.h"
+#include "service/store/Rules.h"
+#include "service/store/Shown.h"
 
 namespace cloudservice {
 
@@ -47,18 +49,30 @@ struct OperatorRecord {
   std::int64_t created = 0;
 };
 
-// A manager as operators see it.
+// A manager as operators see it in a list.
 struct ApplianceRecord {
-  ManagerRecord manager;
+  std::string uuid;
+  Shown shown;  // with the name that it registered with where its document has none
+  std::int64_t registered = 0;
+  Heartbeat heartbeat;
+  std::string address;                 // from which it was heard of last; empty: not known
   std::int64_t changed = 0;            // its document
+  AlarmCounts alarms = {};             // open ones
   std::optional<std::string> email;    // its account's
   std::optional<std::string> chassis;  // its first
 };
 
-struct OpenAlarmCount {
-  std::string manager;
-  std::string severity;  // as sent
-  std::int64_t count = 0;
+// A part of the list of all appliances.
+struct FleetFilter {
+  enum class Sort { kName, kState, kAlarms, kHeartbeat, kRegistered };
+  Sort sort = Sort::kName;  // equals by their names, and those by their UUIDs
+  bool descending = false;
+  std::int64_t now = 0;              // what states are told by
+  std::optional<State> state;        // those in it
+  std::optional<Severity> severity;  // those with an open alarm of it
+  std::optional<std::string> text;   // in lower case; those that have it in what a list shows
+  std::int64_t offset = 0;
+  std::int64_t limit = 0;
 };
 
 struct AlarmRecord {
@@ -173,14 +187,18 @@ struct Change {
   std::string path;        // kDocument: the document's
 };
 
-// How much there is of what.
-struct Holdings {
+// How much there is of what, of all appliances.
+struct Totals {
   std::int64_t managers = 0;
-  std::int64_t silent = 0;   // of the managers: never sent a heartbeat
-  std::int64_t offline = 0;  // of the managers: overdue by twice their interval
   std::int64_t chassis = 0;
-  std::int64_t open_alarms = 0;
-  std::int64_t bytes = 0;  // of the database
+  AlarmCounts alarms = {};  // open ones
+};
+
+struct Holdings {
+  Totals totals;
+  std::int64_t silent = 0;   // managers that never sent a heartbeat
+  std::int64_t offline = 0;  // of the others: overdue by twice their interval
+  std::int64_t bytes = 0;    // of the database
 };
 
 // What an event does to the alarms of its chassis.
@@ -219,6 +237,8 @@ class Store {
 
   // Throws when the database cannot be read.
   void Check();
+  // Counted anew only when something has changed them; good until the next operation.
+  const Totals& CountTotals();
   Holdings CountHoldings(std::int64_t now);
 
   // Takes the place of the manager with the same UUID, with all that it holds; true when there was
@@ -262,8 +282,8 @@ class Store {
   // set back would keep them alive for as long as it was set. Returns how many there were.
   std::int64_t TakeBackHeartbeats(std::int64_t now);
   // Drops readings older than `readings`, and events older than `events` except those that stand
-  // for an open alarm. Returns how many rows went.
-  std::int64_t RemoveOld(std::int64_t readings, std::int64_t events);
+  // for an open alarm, up to `most` of each; true: there may be more.
+  bool RemoveOld(std::int64_t readings, std::int64_t events, std::int64_t most);
 
   // Stores the event (its `id` is not looked at) and does to the alarm `alarm` of its chassis what
   // `effect` says.
@@ -271,6 +291,10 @@ class Store {
   std::optional<EventRecord> FindEvent(const std::string& manager, std::int64_t id);
   // The identifiers, oldest first.
   std::vector<std::int64_t> ListEvents(const EventFilter& filter);
+  // The same of all events: how many there are, and up to `count` from the one at `first` on.
+  std::int64_t CountEvents(const std::string& manager);
+  std::vector<std::int64_t> ListEvents(const std::string& manager, std::int64_t first,
+                                       std::int64_t count);
 
   std::optional<AccountRecord> FindAccount(const std::string& email);
   // In order of their addresses.
@@ -297,15 +321,13 @@ class Store {
   // False when there is none of this name.
   bool DeleteOperator(const std::string& name);
 
-  std::vector<ApplianceRecord> ListAppliances();
+  std::vector<ApplianceRecord> ListAppliances(const FleetFilter& filter);
+  // How many pass the filter, whatever part of them it wants.
+  std::int64_t CountAppliances(const FleetFilter& filter);
+  StateCounts CountStates(std::int64_t now);
   std::optional<ApplianceRecord> FindAppliance(const std::string& uuid);
-  // Those of which a heartbeat came due, by `factor` intervals since the last one, after `from` and
-  // not after `to`. Before the first heartbeat the registration stands for it, and `interval` for
-  // its interval.
-  std::vector<std::string> ListDue(std::int64_t from, std::int64_t to, std::int64_t factor,
-                                   std::int64_t interval);
-  // Of all managers, or of one.
-  std::vector<OpenAlarmCount> CountOpenAlarms(const std::optional<std::string>& manager);
+  // Those that have become late or offline after `from` and not after `to`.
+  std::vector<std::string> ListDue(std::int64_t from, std::int64_t to);
   // Newest first.
   std::vector<AlarmRecord> ListOpenAlarms(const std::string& manager);
   std::vector<LoggedEvent> ListLog(const LogFilter& filter);
@@ -324,6 +346,13 @@ class Store {
   void Tell(const Change& change) const {
     if (m_listener) m_listener(change);
   }
+  struct OpenAlarm {
+    std::int64_t id = 0;
+    std::string severity;
+  };
+  std::optional<OpenAlarm> FindOpenAlarm(const std::string& chassis, const std::string& alarm);
+  // One alarm less of a severity, and one more of another; either may be null.
+  void CountAlarms(const std::string& manager, const std::string* gone, const std::string* come);
   AlarmOutcome RaiseAlarm(const EventRecord& event, std::int64_t id, const std::string& alarm);
   AlarmOutcome ClearAlarm(const EventRecord& event, const std::string& alarm);
   // Inside a transaction.
@@ -333,6 +362,9 @@ class Store {
   Database m_database;
   const std::string m_kept_copy;
   Listener m_listener;
+  // None when something has changed since it was counted, or `m_totals_foreign` has.
+  std::optional<Totals> m_totals;
+  std::int64_t m_totals_foreign = 0;
 };
 
 }  // namespace cloudservice

@@ -85,11 +85,42 @@ CREATE INDEX reading_time ON reading (time);
 CREATE INDEX event_received ON event (received);
 )sql";
 
-// A file as version 1 or 2 of the schema left it, without rows.
+inline constexpr const char* kVersion3Tables = R"sql(
+CREATE TABLE account (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  email TEXT NOT NULL UNIQUE,
+  created INTEGER NOT NULL
+) STRICT;
+CREATE TABLE registration_key (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  account INTEGER NOT NULL REFERENCES account (id) ON DELETE CASCADE,
+  hash TEXT NOT NULL,
+  created INTEGER NOT NULL
+) STRICT;
+CREATE INDEX registration_key_account ON registration_key (account);
+CREATE TABLE operator (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  name TEXT NOT NULL UNIQUE,
+  password_hash TEXT,
+  token_hash TEXT UNIQUE,
+  created INTEGER NOT NULL
+) STRICT;
+ALTER TABLE manager ADD COLUMN account INTEGER REFERENCES account (id) ON DELETE SET NULL;
+ALTER TABLE manager ADD COLUMN address TEXT;
+ALTER TABLE manager ADD COLUMN changed INTEGER NOT NULL DEFAULT 0;
+CREATE INDEX manager_account ON manager (account);
+ALTER TABLE chassis ADD COLUMN changed INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE alarm ADD COLUMN opening INTEGER NOT NULL DEFAULT 0;
+CREATE INDEX reading_member_time ON reading (member, time);
+CREATE INDEX event_manager_id ON event (manager);
+)sql";
+
+// A file as version 1, 2 or 3 of the schema left it, without rows.
 inline void MakeOldDatabase(const std::string& file, int version) {
   Database database(file);
   database.Execute(kVersion1Tables);
   if (version > 1) database.Execute(kVersion2Tables);
+  if (version > 2) database.Execute(kVersion3Tables);
   database.Execute("PRAGMA application_id = 1264807012");
   database.Execute(("PRAGMA user_version = " + std::to_string(version)).c_str());
 }

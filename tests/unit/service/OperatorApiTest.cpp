@@ -112,6 +112,12 @@ class Followed : public ServiceTest {
     return types;
   }
 
+  // Up to where the stream has told.
+  static std::string IdentifierOf(Stream& stream) {
+    const std::string text = stream.Take();
+    return text.substr(4, text.find('\n') - 4);
+  }
+
   Operators operators{*store, [this] { return now; }, [this] { return steady; }};
   std::int64_t person = 0;
   Feed feed{*store, operators, log, [this] { return now; }};
@@ -185,19 +191,65 @@ TEST_F(Followed, What_came_due_while_nobody_read_is_caught_up_with) {
   Token("u-1");
   store->AddHeartbeat("u-1", now, 90);
   const auto stream = Open();
-  const std::string text = stream->Take();
-  const std::string id = text.substr(4, text.find('\n') - 4);
+  const std::string id = IdentifierOf(*stream);
   stream->End();
   now += 1000;
   feed.Tick();
   EXPECT_THAT(Open(id)->Take(), HasSubstr("\"state\":\"offline\""));
 }
 
+TEST_F(Followed, Nothing_is_made_ready_while_nobody_follows) {
+  Token("u-1");
+  Open()->End();
+  // Without it no appliance can be told of.
+  Database(folder.File("service.db")).Execute("PRAGMA foreign_keys = OFF; DROP TABLE account");
+  store->AddHeartbeat("u-1", now, 90);
+  EXPECT_THAT(lines, Not(testing::Contains(HasSubstr("error: "))));
+}
+
+TEST_F(Followed, Reader_who_comes_back_is_told_what_nobody_read) {
+  const std::string token = Token("u-1");
+  const auto stream = Open();
+  const std::string id = IdentifierOf(*stream);
+  stream->End();
+  Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, R"({"A": 1})");
+  Ask("POST", "/redfish/v1/Managers/u-1/Oem/Quorvan:Events", token,
+      R"({"MessageId": "m", "Severity": "OK", "Message": "x"})");
+  const auto again = Open(id);
+  EXPECT_EQ(Types(*again), "resource event ");
+  Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, R"({"A": 2})");
+  EXPECT_EQ(Types(*again), "resource ");
+  EXPECT_EQ(Types(*Open(id)), "resource event resource ");
+}
+
+TEST_F(Followed, What_nobody_waits_for_is_forgotten) {
+  const std::string token = Token("u-1");
+  const auto stream = Open();
+  const std::string id = IdentifierOf(*stream);
+  stream->End();
+  Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, R"({"A": 1})");
+  const auto other = Open();
+  EXPECT_NE(IdentifierOf(*other), id);
+  EXPECT_EQ(Types(*Open(id)), "reset ");
+}
+
+TEST_F(Followed, More_than_is_remembered_makes_who_comes_back_load_afresh) {
+  Token("u-1");
+  const auto stream = Open();
+  const std::string id = IdentifierOf(*stream);
+  stream->End();
+  for (std::size_t i = 0; i < Feed::kRemembered; ++i) store->AddHeartbeat("u-1", now, 90);
+  const auto again = Open(id);
+  EXPECT_THAT(Types(*again), StartsWith("appliance "));
+  again->End();
+  for (std::size_t i = 0; i <= Feed::kRemembered; ++i) store->AddHeartbeat("u-1", now, 90);
+  EXPECT_EQ(Types(*Open(id)), "reset ");
+}
+
 TEST_F(Followed, Events_are_remembered_up_to_their_bytes) {
   const std::string token = Token("u-1");
   const auto stream = Open();
-  const std::string text = stream->Take();
-  const std::string id = text.substr(4, text.find('\n') - 4);
+  const std::string id = IdentifierOf(*stream);
   const std::string large =
       Json{{"MessageId", "m"}, {"Severity", "OK"}, {"Message", std::string(200000, 'x')}}.dump();
   for (int i = 0; i < 4; ++i)

@@ -1,0 +1,121 @@
+#include <algorithm>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Rows.h"
+#include "TempFolder.h"
+#include "service/store/Store.h"
+
+namespace cloudservice {
+namespace {
+
+using testing::ContainsRegex;
+using testing::Not;
+
+// What has more rows the more appliances there are.
+const std::set<std::string> kGrowing = {
+    "manager", "manager_document", "chassis", "resource", "event",
+    "alarm",   "member",           "reading", "account",  "registration_key"};
+
+// A scan that is meant so: a piece of the statement, the table, and why.
+struct Meant {
+  const char* piece;
+  const char* table;
+  const char* why;
+};
+const std::vector<Meant> kMeant = {
+    {"SELECT 1 FROM manager LIMIT 1", "manager", "one row"},
+    {"SELECT 1 FROM registration_key LIMIT 1", "registration_key", "one row"},
+    {"FROM account ORDER BY email", "account", "a command lists them all"},
+    {"coalesce(sum(faults), 0)", "manager", "counts that are kept until they change"},
+    {"SELECT count(*) FROM chassis", "chassis", "counts that are kept until they change"},
+    {"SELECT count(*) FROM manager WHERE (?2", "manager", "a search by text"},
+    {"ORDER BY label", "manager", "the order of an index, with LIMIT"},
+    {"ORDER BY faults", "manager", "the order of an index, with LIMIT"},
+    {"ORDER BY heartbeat_last", "manager", "the order of an index, with LIMIT"},
+    {"ORDER BY registered", "manager", "the order of an index, with LIMIT"},
+    {"ORDER BY (CASE WHEN offline_at", "manager", "an order by the clock, which no index has"},
+};
+
+class Statements : public testing::Test {
+ protected:
+  // The steps of the plan, as SQLite words them.
+  std::vector<std::string> Plan(const std::string& sql) {
+    constexpr int kDetail = 3;
+    return Rows(database, "EXPLAIN QUERY PLAN " + sql, kDetail);
+  }
+
+  // The growing table that a step of a plan reads as a whole; empty: it reads none.
+  static std::string Scanned(const std::string& step) {
+    if (step.rfind("SCAN ", 0) != 0) return "";
+    const std::string table = step.substr(5, step.find(' ', 5) - 5);
+    return kGrowing.count(table) == 0 ? "" : table;
+  }
+
+  TempFolder folder;
+  Store store{folder.File("s.db")};
+  Database database{folder.File("s.db")};
+};
+
+TEST_F(Statements, None_scans_what_grows_with_the_fleet_unless_it_is_meant_so) {
+  ASSERT_GT(Sql::All().size(), 60u);
+  std::set<const Meant*> used;
+  for (const Sql* sql : Sql::All()) {
+    for (const std::string& step : Plan(sql->Text())) {
+      EXPECT_THAT(step, Not(ContainsRegex("AUTOMATIC"))) << sql->Text();
+      const std::string table = Scanned(step);
+      if (table.empty()) continue;
+      const auto meant = std::find_if(kMeant.begin(), kMeant.end(), [&](const Meant& one) {
+        return table == one.table && sql->Text().find(one.piece) != std::string::npos;
+      });
+      if (meant == kMeant.end()) {
+        ADD_FAILURE() << step << " of " << sql->Text();
+      } else {
+        used.insert(&*meant);
+      }
+    }
+  }
+  for (const Meant& meant : kMeant) EXPECT_EQ(used.count(&meant), 1u) << meant.piece;
+}
+
+TEST_F(Statements, Lists_in_the_order_of_an_index_do_not_sort_all_for_it) {
+  for (const Sql* sql : Sql::All()) {
+    const std::string& text = sql->Text();
+    if (text.find("LIMIT ?5 OFFSET ?6") == std::string::npos) continue;
+    if (text.find("ORDER BY (CASE") != std::string::npos) continue;
+    for (const std::string& step : Plan(text))
+      EXPECT_NE(step, "USE TEMP B-TREE FOR ORDER BY") << text;
+  }
+}
+
+TEST_F(Statements, Log_is_read_from_the_event_it_is_asked_from) {
+  for (const Sql* sql : Sql::All()) {
+    if (sql->Text().find("kind = 0 AND NOT open") == std::string::npos) continue;
+    EXPECT_EQ(Plan(sql->Text()).front(),
+              "SEARCH event USING INDEX event_manager_id (manager=? AND rowid<?)");
+  }
+}
+
+TEST_F(Statements, None_is_made_that_this_test_does_not_see) {
+  Store(folder.File("s.db")).Check();
+  EXPECT_THROW(Sql("SELECT 1"), std::logic_error);
+}
+
+TEST_F(Statements, Each_that_is_deleted_through_another_is_found_by_an_index) {
+  for (const std::string& table :
+       Rows(database, "SELECT name FROM sqlite_schema WHERE type = 'table'")) {
+    const std::string keys = "pragma_foreign_key_list('" + table + "')";
+    for (const std::string& column : Rows(database, "SELECT \"from\" FROM " + keys)) {
+      EXPECT_THAT(Plan("SELECT 1 FROM " + table + " WHERE " + column + " = ?").front(),
+                  testing::StartsWith("SEARCH "))
+          << table << "." << column;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace cloudservice
