@@ -1,6 +1,7 @@
 #include "host/ConfigWatch.h"
 
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,12 +15,22 @@ namespace host {
 namespace {
 
 constexpr int64_t kTryMs = 1000;
+constexpr int64_t kLookMs = 5000;
+
+// Which folder stands at a path; zeros for none.
+std::pair<dev_t, ino_t> IdentityOf(const std::string& folder) {
+  struct stat status = {};
+  if (stat(folder.c_str(), &status) != 0) return {};
+  return {status.st_dev, status.st_ino};
+}
 
 }  // namespace
 
 ConfigWatch::ConfigWatch(std::string folder, std::vector<ConfigStore*> stores)
     : m_folder(std::move(folder)), m_stores(std::move(stores)) {
-  if (!Attach()) {
+  if (Attach()) {
+    ReloadAll();  // what was written since the stores were made
+  } else {
     HOST_LOG(4, "%s is not watched yet: %s", m_folder.c_str(), std::strerror(errno));
   }
 }
@@ -32,6 +43,8 @@ bool ConfigWatch::Attach() {
     errno = error;
     return false;
   }
+  // Before the watch: a folder that takes its place in between differs at the next look.
+  m_watched = IdentityOf(m_folder);
   // Not IN_CREATE: a file that was just made is still empty.
   m_watch = inotify_add_watch(m_inotify.Get(), m_folder.c_str(),
                               IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVE_SELF | IN_ONLYDIR);
@@ -45,20 +58,31 @@ void ConfigWatch::ReloadAll() {
 void ConfigWatch::Want(Wait& wait) {
   if (m_watch >= 0) {
     wait.ForRead(m_inotify.Get());
+    wait.Until(m_nextLookMs);
   } else {
     wait.Until(m_nextTryMs);
   }
 }
 
 void ConfigWatch::Serve(const Wait& wait, int64_t nowMs) {
-  if (m_watch >= 0) {
-    if (wait.Ready(m_inotify.Get())) TakeEvents();
-  } else if (nowMs >= m_nextTryMs) {
-    m_nextTryMs = nowMs + kTryMs;
-    if (!Attach()) return;
-    HOST_LOG(5, "%s is watched", m_folder.c_str());
-    ReloadAll();
+  if (m_watch >= 0 && wait.Ready(m_inotify.Get())) TakeEvents();
+  if (m_watch >= 0 && nowMs >= m_nextLookMs) {
+    m_nextLookMs = nowMs + kLookMs;
+    LookForAnother();
   }
+  if (m_watch >= 0 || nowMs < m_nextTryMs) return;
+  m_nextTryMs = nowMs + kTryMs;
+  if (!Attach()) return;
+  HOST_LOG(5, "%s is watched", m_folder.c_str());
+  ReloadAll();
+}
+
+// A folder that was deleted or moved with those above it tells nothing while somebody holds it
+// open.
+void ConfigWatch::LookForAnother() {
+  if (IdentityOf(m_folder) == m_watched) return;
+  inotify_rm_watch(m_inotify.Get(), m_watch);
+  m_watch = -1;
 }
 
 void ConfigWatch::TakeEvents() {

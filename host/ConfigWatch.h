@@ -1,8 +1,11 @@
 #ifndef HOST_CONFIGWATCH_H_
 #define HOST_CONFIGWATCH_H_
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/ConfigStore.h"
@@ -11,9 +14,10 @@
 
 namespace host {
 
-// Has stores read their files again when somebody wrote them, in place or by a rename. All files
-// are of one folder, which is made when it is missing; where that fails, and when the folder is
-// taken away, it is looked for once a second.
+// Has stores read their files again when somebody wrote them, in place or by a rename, and whenever
+// watching begins. All files are of one folder, which is made when it is missing; where that fails,
+// and when the folder is taken away, it is looked for once a second. Every five seconds it is
+// looked whether another folder has taken its place.
 class ConfigWatch : public EventSource {
  public:
   // Borrows the stores. The folder is this machine's.
@@ -28,12 +32,15 @@ class ConfigWatch : public EventSource {
  private:
   bool Attach();
   void TakeEvents();
+  void LookForAnother();
 
   const std::string m_folder;
   const std::vector<ConfigStore*> m_stores;
   Fd m_inotify;
   int m_watch = -1;
+  std::pair<dev_t, ino_t> m_watched;  // the folder that m_watch is of
   int64_t m_nextTryMs = 0;
+  int64_t m_nextLookMs = 0;
 };
 
 }  // namespace host
