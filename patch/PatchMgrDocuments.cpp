@@ -12,10 +12,51 @@ namespace cloudclient {
 namespace {
 
 const char kTempUomTag[] = "temp_uom_celsius~";
-const char kDigits[] = "0123456789";
 
 // Fourth query argument that selects degrees Celsius.
 constexpr int32_t kCelsius = 4125;
+
+// Of the ten digits, whatever the locale.
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// A text that is edited in one pass: what is done stands at its beginning, what is still to be read
+// at its end, and between the two is a gap, so that neither moves when a part of another length is
+// put in. Positions are those of the text with its gap; they hold until the next change.
+class GapText {
+ public:
+  explicit GapText(std::string& text) : m_text(text) {}
+
+  size_t Rest() const { return m_rest; }
+
+  // What stands up to `begin` is done, and `value` takes the place of what stands from there up to
+  // `end`: the rest to be read begins with it.
+  void Replace(size_t begin, size_t end, const std::string& value) {
+    std::copy(&m_text[m_rest], &m_text[begin], &m_text[m_done]);
+    m_done += begin - m_rest;
+    const size_t gap = end - m_done;
+    if (gap < value.size()) {
+      // As much again as is left: a text that grows moves its rest seldom.
+      const size_t more = m_text.size() - end + value.size();
+      m_text.insert(end, more, ' ');
+      end += more;
+    }
+    m_rest = end - value.size();
+    value.copy(&m_text[m_rest], value.size());
+  }
+
+  // Makes it the edited text again; nothing is done any more. How far the rest moved.
+  size_t Close() {
+    const size_t gap = m_rest - m_done;
+    m_text.erase(m_done, gap);
+    m_rest = m_done;
+    return gap;
+  }
+
+ private:
+  std::string& m_text;
+  size_t m_done = 0;
+  size_t m_rest = 0;
+};
 
 }  // namespace
 
@@ -32,26 +73,32 @@ std::string PatchMgr::GetPatchDoc(int32_t deviceId, const ResourceUrlEntry& reso
 }
 
 void PatchMgr::UpdateDocWithTempUomValues(int32_t deviceId, std::string& document) {
-  const std::string tagText = kTempUomTag;
-  size_t position = document.find(tagText);
+  constexpr size_t tagSize = sizeof kTempUomTag - 1;
+  GapText text(document);
+  size_t position = document.find(kTempUomTag);
   while (position != std::string::npos) {
-    const size_t digits = position + tagText.size();
-    const size_t end = document.find_first_not_of(kDigits, digits);
-    if (end == std::string::npos) {
+    const size_t digits = position + tagSize;
+    size_t end = digits;
+    while (IsDigit(document[end])) ++end;
+    if (end == document.size()) {
       // Deliberate: the document stays as it is, the tag is found again, the loop does not end.
+      position -= text.Close();
       __dlog_printf(3, kUnit, "%s: Found invalid UoM tag (%s) at position %d.  No point ID.",
                     "UpdateDocWithTempUomValues", kTempUomTag, static_cast<int>(position));
     } else {
       std::string value;
       if (end > digits) {
-        const std::string id = document.substr(digits, end - digits);
-        const auto pointId = static_cast<int32_t>(strtoll(id.c_str(), nullptr, 10));
+        const auto pointId = static_cast<int32_t>(strtoll(&document[digits], nullptr, 10));
         QueryPoint(value, deviceId, {pointId, 1, 0, kCelsius, 0});
       }
-      ReplaceTagWithValue(document, document.substr(position, end - position), value, position);
+      // What the value makes is searched as well, with what stands behind it.
+      if (value.empty()) value = "null";
+      text.Replace(position, end, value);
+      position = text.Rest();
     }
-    position = document.find(tagText, position);
+    position = document.find(kTempUomTag, position, tagSize);
   }
+  text.Close();
 }
 
 void PatchMgr::ReplaceTagWithValue(std::string& document, const std::string& tag,

@@ -82,8 +82,14 @@ void __dlog_printf(int level, const char* unit, const char* format, ...) {
   va_end(again);
   text.pop_back();
 
-  const fakes::RecordLock lock(fakes::RecordMutex());
-  fakes::platform().log.records.push_back({level, unit, format, text});
-  fakes::CollectFormat(fakes::platform().log.records.back());
+  const fakes::LogRecord record = {level, unit, format, text};
+  std::function<void(const fakes::LogRecord&)> hook;
+  {
+    const fakes::RecordLock lock(fakes::RecordMutex());
+    fakes::platform().log.records.push_back(record);
+    fakes::CollectFormat(record);
+    hook = fakes::platform().log.hook;
+  }
   errno = savedErrno;
+  if (hook) hook(record);
 }

@@ -24,6 +24,8 @@ struct LogRecord {
 
 struct Log {
   std::vector<LogRecord> records;
+  // Called after the recording of each message; may throw.
+  std::function<void(const LogRecord&)> hook;
 
   // "LEVEL UNIT TEXT" of each message, in order, and those of the levels up to `level`.
   std::vector<std::string> Lines(int level = 7) const;
