@@ -15,7 +15,6 @@ namespace host {
 namespace {
 
 constexpr int64_t kTryMs = 1000;
-constexpr int64_t kLookMs = 5000;
 
 // Which folder stands at a path; zeros for none.
 std::pair<dev_t, ino_t> IdentityOf(const std::string& folder) {
@@ -45,6 +44,10 @@ bool ConfigWatch::Attach() {
   }
   // Before the watch: a folder that takes its place in between differs at the next look.
   m_watched = IdentityOf(m_folder);
+  // A folder that is deleted tells nothing of it while somebody holds it open; the one above it
+  // tells of the next one. Where that can't be had, the folder's own events have to do.
+  m_watchAbove = inotify_add_watch(m_inotify.Get(), FolderOf(m_folder).c_str(),
+                                   IN_CREATE | IN_MOVED_TO | IN_ONLYDIR);
   // Not IN_CREATE: a file that was just made is still empty.
   m_watch = inotify_add_watch(m_inotify.Get(), m_folder.c_str(),
                               IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVE_SELF | IN_ONLYDIR);
@@ -58,7 +61,6 @@ void ConfigWatch::ReloadAll() {
 void ConfigWatch::Want(Wait& wait) {
   if (m_watch >= 0) {
     wait.ForRead(m_inotify.Get());
-    wait.Until(m_nextLookMs);
   } else {
     wait.Until(m_nextTryMs);
   }
@@ -66,10 +68,6 @@ void ConfigWatch::Want(Wait& wait) {
 
 void ConfigWatch::Serve(const Wait& wait, int64_t nowMs) {
   if (m_watch >= 0 && wait.Ready(m_inotify.Get())) TakeEvents();
-  if (m_watch >= 0 && nowMs >= m_nextLookMs) {
-    m_nextLookMs = nowMs + kLookMs;
-    LookForAnother();
-  }
   if (m_watch >= 0 || nowMs < m_nextTryMs) return;
   m_nextTryMs = nowMs + kTryMs;
   if (!Attach()) return;
@@ -77,8 +75,7 @@ void ConfigWatch::Serve(const Wait& wait, int64_t nowMs) {
   ReloadAll();
 }
 
-// A folder that was deleted or moved with those above it tells nothing while somebody holds it
-// open.
+// Gives the watch up when another folder stands in the place of the watched one.
 void ConfigWatch::LookForAnother() {
   if (IdentityOf(m_folder) == m_watched) return;
   inotify_rm_watch(m_inotify.Get(), m_watch);
@@ -88,6 +85,7 @@ void ConfigWatch::LookForAnother() {
 void ConfigWatch::TakeEvents() {
   alignas(struct inotify_event) char buffer[4096];
   std::vector<bool> changed(m_stores.size(), false);
+  bool another = false;
   ssize_t got = 0;
   while ((got = read(m_inotify.Get(), buffer, sizeof(buffer))) > 0) {
     for (ssize_t at = 0; at < got;) {
@@ -95,17 +93,20 @@ void ConfigWatch::TakeEvents() {
       std::memcpy(&event, buffer + at, sizeof(event));
       const std::string name(event.len > 0 ? buffer + at + sizeof(event) : "");
       at += static_cast<ssize_t>(sizeof(event) + event.len);
+      const bool lost = (event.mask & IN_Q_OVERFLOW) != 0;
+      const std::string path = event.wd == m_watch ? m_folder + "/" + name : "";
       if ((event.mask & IN_MOVE_SELF) != 0) inotify_rm_watch(m_inotify.Get(), event.wd);
       if ((event.mask & IN_IGNORED) != 0 && event.wd == m_watch) m_watch = -1;
+      if (lost || event.wd == m_watchAbove) another = true;
       for (size_t i = 0; i < m_stores.size(); ++i) {
-        const bool lost = (event.mask & IN_Q_OVERFLOW) != 0;
-        if (lost || m_folder + "/" + name == m_stores[i]->Path()) changed[i] = true;
+        if (lost || path == m_stores[i]->Path()) changed[i] = true;
       }
     }
   }
   for (size_t i = 0; i < m_stores.size(); ++i) {
     if (changed[i]) m_stores[i]->Reload();
   }
+  if (another && m_watch >= 0) LookForAnother();
 }
 
 }  // namespace host

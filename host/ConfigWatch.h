@@ -39,8 +39,8 @@ class ConfigWatch : public EventSource {
   Fd m_inotify;
   int m_watch = -1;
   std::pair<dev_t, ino_t> m_watched;  // the folder that m_watch is of
+  int m_watchAbove = -1;
   int64_t m_nextTryMs = 0;
-  int64_t m_nextLookMs = 0;
 };
 
 }  // namespace host

@@ -373,6 +373,19 @@ TEST_F(FrameworkTest, Application_knows_its_device) {
   EXPECT_EQ(child.Wait(), 0);
 }
 
+TEST_F(FrameworkTest, Sources_were_read_when_the_application_asks) {
+  Write("/etc/cloudclient/device.json", R"({"Points": [
+      {"Id": 1, "Source": {"Type": "file", "Path": "/sys/fan"}}]})");
+  Write("/sys/fan", "1200\n");
+  const Child child = Run([] {
+    App app;
+    std::string text;
+    app.GetPldProxy()->GetPointText(text, 0, 1, 1, 0, 0, 0, 0);
+    return text == "1200" ? 0 : 7;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+}
+
 TEST_F(FrameworkTest, Control_socket_is_served_while_the_application_lives) {
   Write("/etc/cloudclient/device.json", R"({"Points": [{"Id": 1, "Value": "2"}]})");
   const Child child = Start();
