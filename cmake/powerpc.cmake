@@ -28,9 +28,6 @@ set(ENV{PKG_CONFIG_LIBDIR} "${CLOUDCLIENT_POWERPC_PREFIX}/lib/pkgconfig")
 # By CMake's own search, as on the build machine: curl's own file names no include folder.
 set(CURL_NO_CURL_CMAKE ON)
 
-# The times of the C library have 32 bits there unless asked otherwise.
-set(CMAKE_C_FLAGS_INIT "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64")
-set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT}")
 # The processor has no atomic operation on 64 bits.
 set(CMAKE_CXX_STANDARD_LIBRARIES "-Wl,--as-needed -latomic")
 
