@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "ctl/Output.h"
+#include "host/Numbers.h"
 
 namespace ctl {
 
@@ -28,6 +29,22 @@ Exit status: 0 done; 1 it could not be done, or a check found something;
 std::string UnknownCommand(const CLI::App& app) {
   const std::vector<std::string> left = app.remaining(true);
   return left.empty() ? std::string() : left.front();
+}
+
+// Whether the line names a group of commands and ends there.
+bool EndsInGroup(const CLI::App& app) {
+  const std::vector<CLI::App*> chosen = app.get_subcommands();
+  if (chosen.size() != 1 || !UnknownCommand(app).empty()) return false;
+  const CLI::App& group = *chosen.front();
+  const bool hasCommands = !group.get_subcommands([](const CLI::App*) { return true; }).empty();
+  return hasCommands && group.get_subcommands().empty();
+}
+
+// Empty when the text is a time to wait for an answer, else why not.
+std::string CheckTimeout(const std::string& text) {
+  double seconds = 0;
+  const bool good = host::ParseNumber(text, seconds) && seconds >= 0.001 && seconds <= 3600;
+  return good ? "" : "takes a number from 0.001 to 3600, not '" + text + "'";
 }
 
 std::string Reason(const CLI::App& app, const CLI::ParseError& error) {
@@ -53,9 +70,10 @@ int Main(int argc, char** argv) {
   app.set_version_flag("--version", std::string("cloudclientctl ") + CLOUDCLIENT_VERSION);
   app.require_subcommand(1);
   app.fallthrough();
-  app.add_option("--timeout", choice.timeout, "Seconds to wait for the daemon's answer")
+  app.add_option("--timeout", choice.timeout,
+                 "Seconds to wait for the daemon's answer, 0.001 to 3600")
       ->capture_default_str()
-      ->check(CLI::Range(0.001, 3600.0));
+      ->check(CheckTimeout);
   AddStatusCommand(app, choice);
   AddConfigCommands(app, choice);
   AddDeviceCommands(app, choice);
@@ -66,6 +84,7 @@ int Main(int argc, char** argv) {
   } catch (const CLI::Success& success) {  // --help, --version
     return Flushed(app.exit(success));
   } catch (const CLI::ParseError& error) {
+    if (EndsInGroup(app)) return Flushed(app.exit(CLI::CallForHelp()));
     Complain(Reason(app, error) + " (see cloudclientctl --help)");
     return kWrongArguments;
   }

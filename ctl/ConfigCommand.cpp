@@ -5,8 +5,10 @@
 
 #include "ctl/Commands.h"
 #include "ctl/ConfigFiles.h"
+#include "ctl/ConfigValues.h"
 #include "ctl/Output.h"
 #include "host/Configuration.h"
+#include "host/Secrets.h"
 
 namespace ctl {
 
@@ -14,15 +16,15 @@ namespace {
 
 const char kExamples[] = R"(Examples:
   cloudclientctl config set Url https://cloud.example.org
+  cloudclientctl config set RegistrationKey - < keyfile
   cloudclientctl config get RegistrationKey --reveal
   cloudclientctl config show --json)";
-
-const char kMask[] = "********";
 
 struct ConfigArguments {
   std::string key;
   std::string value;
   bool reveal = false;
+  bool yes = false;  // a rename that unregisters is meant
 };
 
 enum class Kind { kText, kFlag, kSecret };
@@ -62,7 +64,7 @@ std::string Value(const Setting& setting, bool reveal) {
   const host::ConfigStore& store = setting.store();
   if (setting.kind == Kind::kFlag) return store.Flag(setting.name) ? "true" : "false";
   const std::string text = store.Text(setting.name);
-  return setting.kind == Kind::kSecret && !text.empty() && !reveal ? kMask : text;
+  return setting.kind == Kind::kSecret && !text.empty() && !reveal ? host::kMask : text;
 }
 
 host::JsonRef JsonValue(const Setting& setting, bool reveal) {
@@ -101,21 +103,51 @@ int Show(const Choice& choice, const ConfigArguments& arguments) {
   return kDone;
 }
 
-int Set(const std::string& name, const std::string& value) {
-  const Setting& setting = Find(name);
-  if (setting.kind == Kind::kFlag && value != "true" && value != "false") {
-    Complain(name + " takes true or false, not '" + value + "'");
-    return kWrongArguments;
-  }
-  if (!ConfigFilesAreReadable()) return kFailed;
+int Store(const Setting& setting, const std::string& value) {
   host::ConfigStore& store = setting.store();
   const bool taken = setting.kind == Kind::kFlag ? store.SetFlag(setting.name, value == "true")
                                                  : store.SetText(setting.name, value);
   if (!taken) {
-    Complain("the value of " + name + " is not UTF-8");
+    Complain(std::string("the value of ") + setting.name + " is not UTF-8");
     return kWrongArguments;
   }
   return store.Save() ? kDone : kFailed;  // the store has said why not
+}
+
+// What a rename ends, in a sentence; empty when it ends nothing.
+std::string EndedByName(const std::string& name) {
+  const host::ConfigStore& cloud = host::CloudStore();
+  const bool connected = cloud.Flag(host::kEnabled) && !cloud.Text(host::kXAuthToken).empty();
+  if (!connected || name == host::SysInfoStore().Text(host::kSysName)) return "";
+  const host::JsonRef chassis = cloud.Object(host::kChassis);
+  return "a new name unregisters the appliance: " + cloud.Text(host::kUrl) + " deletes manager " +
+         cloud.Text(host::kUuid) + ", " + std::to_string(json_object_size(chassis.get())) +
+         " chassis and their history";
+}
+
+int Set(const ConfigArguments& arguments) {
+  const Setting& setting = Find(arguments.key);
+  std::string value = arguments.value;
+  if (setting.kind == Kind::kSecret && value == "-" && !ReadSecret(setting.name, value)) {
+    return kFailed;
+  }
+  const std::string problem = WhyNot(setting.name, value);
+  if (!problem.empty()) {
+    Complain(problem);
+    return kWrongArguments;
+  }
+  if (!ConfigFilesAreReadable()) return kFailed;
+  const std::string ended = setting.name == std::string(host::kSysName) ? EndedByName(value) : "";
+  if (!ended.empty() && !arguments.yes) {
+    Complain(ended + "; --yes if that is meant");
+    return kWrongArguments;
+  }
+  return Store(setting, value);
+}
+
+int Enable(bool enabled) {
+  if (!ConfigFilesAreReadable()) return kFailed;
+  return Store(Find(host::kEnabled), enabled ? "true" : "false");
 }
 
 }  // namespace
@@ -144,11 +176,11 @@ void AddConfigCommands(CLI::App& app, Choice& choice) {
 
   CLI::App* const set = config->add_subcommand("set", "Change one value; a running daemon follows");
   add_key(set);
-  set->add_option("VALUE", arguments->value, "Its new value; Enabled takes true or false")
+  set->add_option("VALUE", arguments->value,
+                  "Its new value; - reads registration key or token from standard input")
       ->required();
-  set->callback([&choice, arguments] {
-    choice.run = [arguments] { return Set(arguments->key, arguments->value); };
-  });
+  set->add_flag("--yes", arguments->yes, "Rename an appliance that is registered");
+  set->callback([&choice, arguments] { choice.run = [arguments] { return Set(*arguments); }; });
 
   CLI::App* const show = config->add_subcommand("show", "Write all values");
   add_reveal(show);
@@ -157,10 +189,10 @@ void AddConfigCommands(CLI::App& app, Choice& choice) {
   });
 
   app.add_subcommand("enable", "Connect the appliance with the service")->callback([&choice] {
-    choice.run = [] { return Set(host::kEnabled, "true"); };
+    choice.run = [] { return Enable(true); };
   });
   app.add_subcommand("disable", "Unregister the appliance")->callback([&choice] {
-    choice.run = [] { return Set(host::kEnabled, "false"); };
+    choice.run = [] { return Enable(false); };
   });
 }
 

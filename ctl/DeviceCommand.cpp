@@ -25,12 +25,6 @@ struct DeviceArguments {
   std::string state = "Alarm";
 };
 
-std::string Cell(const json_t* object, const char* key) {
-  const json_t* const value = json_object_get(object, key);
-  if (json_is_integer(value)) return std::to_string(json_integer_value(value));
-  return Printable(host::JsonText(value));
-}
-
 // Sends a request; the exit status, and the answer when that is kDone.
 int Ask(const Choice& choice, const host::JsonRef& request, host::JsonRef& answer) {
   std::string problem;

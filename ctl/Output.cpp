@@ -38,6 +38,12 @@ void SayJson(const json_t* value) {
 
 std::string Printable(const std::string& text) { return host::EscapeControls(text); }
 
+std::string Cell(const json_t* object, const char* key) {
+  const json_t* const value = json_object_get(object, key);
+  if (json_is_integer(value)) return std::to_string(json_integer_value(value));
+  return Printable(host::JsonText(value));
+}
+
 void SayTable(const std::vector<std::vector<std::string>>& rows) {
   if (rows.size() < 2) return;
   std::vector<size_t> widths;

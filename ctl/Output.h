@@ -20,6 +20,9 @@ void Say(const std::string& text);
 // Writes a JSON value to standard output, indented.
 void SayJson(const json_t* value);
 
+// An integer or a text among an object's members, for a terminal; empty for anything else.
+std::string Cell(const json_t* object, const char* key);
+
 // Writes rows of cells to standard output, columns aligned; the first row is the heading. Nothing
 // without a row beyond it.
 void SayTable(const std::vector<std::vector<std::string>>& rows);

@@ -13,11 +13,15 @@ namespace {
 
 const char* YesNo(bool yes) { return yes ? "yes" : "no"; }
 
-bool DaemonAnswers(double seconds) {
-  const host::JsonRef request(json_pack("{s:s}", "op", "list"));
+// Whether the daemon answers, and the newest failures and warnings of its log.
+bool DaemonAnswers(double seconds, host::JsonRef& messages) {
+  const host::JsonRef request(json_pack("{s:s}", "op", "messages"));
   host::JsonRef answer;
   std::string problem;
-  return AskDevice(request.get(), seconds, answer, problem) == Reach::kAnswered;
+  const bool answers = AskDevice(request.get(), seconds, answer, problem) == Reach::kAnswered;
+  json_t* const told = json_object_get(answer.get(), "messages");
+  messages.reset(json_is_array(told) ? json_incref(told) : json_array());
+  return answers;
 }
 
 host::JsonRef Status(const Choice& choice) {
@@ -33,14 +37,34 @@ host::JsonRef Status(const Choice& choice) {
   const auto set = [&status](const char* key, host::JsonRef value) {
     json_object_set_new(status.get(), key, value.release());
   };
-  set("running", host::JsonRef(json_boolean(DaemonAnswers(choice.timeout))));
+  host::JsonRef messages;
+  set("running", host::JsonRef(json_boolean(DaemonAnswers(choice.timeout, messages))));
   set("enabled", host::JsonRef(json_boolean(cloud.Flag(host::kEnabled))));
   set("registered", host::JsonRef(json_boolean(!cloud.Text(host::kXAuthToken).empty())));
   set("service", host::JsonString(cloud.Text(host::kUrl)));
   set("manager", host::JsonString(cloud.Text(host::kUuid)));
   set("unitName", host::JsonString(cloud.Text(host::kUnitName)));
   json_object_set(status.get(), "chassis", ids.get());
+  set("messages", std::move(messages));
   return status;
+}
+
+// Says why a daemon that should be connected is not.
+void SayTrouble(const json_t* status) {
+  const auto holds = [status](const char* key) {
+    return json_is_true(json_object_get(status, key));
+  };
+  const bool complete =
+      holds("registered") && json_array_size(json_object_get(status, "chassis")) > 0;
+  if (!holds("running") || !holds("enabled") || complete) return;
+  Say("\nNot connected, or not yet. After a failure nothing is tried before the next enabling or\n"
+      "start. The newest failures and warnings of the log:");
+  size_t index = 0;
+  const json_t* message = nullptr;
+  json_array_foreach(json_object_get(status, "messages"), index, message) {
+    Say(Cell(message, "time") + "  " + Cell(message, "unit") + " " + Cell(message, "text"));
+  }
+  if (index == 0) Say("none");
 }
 
 void SayStatus(const json_t* status) {
@@ -64,6 +88,7 @@ void SayStatus(const json_t* status) {
   Say("manager     " + text("manager"));
   Say("unit name   " + text("unitName"));
   Say("chassis     " + (chassis.empty() ? "-" : chassis));
+  SayTrouble(status);
 }
 
 int Run(const Choice& choice) {

@@ -8,6 +8,7 @@
 
 #include "host/Files.h"
 #include "host/Log.h"
+#include "host/Secrets.h"
 
 namespace host {
 namespace {
@@ -181,7 +182,14 @@ bool ConfigStore::SetLocked(const std::string& key, const std::string& member, J
     return edit.key == key && (member.empty() || edit.member == member);
   });
   m_edits.push_back(Edit{++m_lastSerial, key, member, std::move(value)});
+  KeepSecretsLocked();
   return true;
+}
+
+void ConfigStore::KeepSecretsLocked() const {
+  for (const Key& key : m_keys) {
+    if (key.type == Type::kSecret) KeepSecret(JsonText(json_object_get(m_current.get(), key.name)));
+  }
 }
 
 // Takes over what the file holds, below what was set here and is not saved yet.
@@ -194,6 +202,7 @@ void ConfigStore::AdoptLocked(const json_t* stored, Lines& lines) {
     }
   }
   m_current = std::move(next);
+  KeepSecretsLocked();
   CheckTypesLocked(stored, lines);
 }
 
@@ -216,6 +225,7 @@ bool ConfigStore::HoldsType(const Key& key, const json_t* value, std::string& pr
   const std::string name = std::string("\"") + key.name + "\"";
   switch (key.type) {
     case Type::kText:
+    case Type::kSecret:
       problem = name + " is not a text";
       return json_is_string(value);
     case Type::kFlag:

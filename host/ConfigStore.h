@@ -21,7 +21,8 @@ namespace host {
 // are written when no lock is held any more.
 class ConfigStore {
  public:
-  enum class Type { kText, kFlag, kObject };
+  // A secret is a text that no message for others shows (host/Secrets.h).
+  enum class Type { kText, kSecret, kFlag, kObject };
   struct Key {
     const char* name;
     Type type;
@@ -78,6 +79,7 @@ class ConfigStore {
   using Lines = std::vector<std::string>;
 
   bool SetLocked(const std::string& key, const std::string& member, JsonRef value);
+  void KeepSecretsLocked() const;
   FileState Refresh(std::string& problem, Lines& lines);
   void AdoptLocked(const json_t* stored, Lines& lines);
   void CheckTypesLocked(const json_t* stored, Lines& lines);

@@ -26,10 +26,10 @@ class Factory : public orv_cfgserver::LxAppCfgFactory {
 
 std::vector<ConfigStore::Key> CloudKeys() {
   using Type = ConfigStore::Type;
-  return {{kEnabled, Type::kFlag, nullptr},    {kUrl, Type::kText, nullptr},
-          {kUserEmail, Type::kText, nullptr},  {kRegistrationKey, Type::kText, nullptr},
-          {kUnitName, Type::kText, nullptr},   {kUuid, Type::kText, nullptr},
-          {kXAuthToken, Type::kText, nullptr}, {kChassis, Type::kObject, kVelocityInstance}};
+  return {{kEnabled, Type::kFlag, nullptr},      {kUrl, Type::kText, nullptr},
+          {kUserEmail, Type::kText, nullptr},    {kRegistrationKey, Type::kSecret, nullptr},
+          {kUnitName, Type::kText, nullptr},     {kUuid, Type::kText, nullptr},
+          {kXAuthToken, Type::kSecret, nullptr}, {kChassis, Type::kObject, kVelocityInstance}};
 }
 
 std::vector<ConfigStore::Key> SysInfoKeys() {

@@ -1,11 +1,13 @@
 #include "host/ControlProtocol.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <memory>
 
 #include "host/EventStates.h"
 #include "host/Json.h"
+#include "host/Log.h"
 
 namespace host {
 namespace {
@@ -102,6 +104,32 @@ std::string List(const DeviceEngine& engine) {
   return Dumped(answer.get());
 }
 
+// A text that perhaps is not UTF-8, which JSON has to be.
+JsonRef AnyText(const std::string& text) {
+  JsonRef value = JsonString(text);
+  if (value != nullptr) return value;
+  std::string ascii = text;
+  std::replace_if(
+      ascii.begin(), ascii.end(), [](char c) { return static_cast<signed char>(c) < 0; }, '?');
+  return JsonString(ascii);
+}
+
+std::string Messages() {
+  JsonRef answer(json_object());
+  json_object_set_new(answer.get(), "ok", json_true());
+  json_t* messages = json_array();
+  for (const LogMessage& message : RecentMessages()) {
+    json_t* entry = json_object();
+    json_object_set_new(entry, "time", json_string(message.time.c_str()));
+    json_object_set_new(entry, "level", json_integer(message.level));
+    json_object_set_new(entry, "unit", AnyText(message.unit).release());
+    json_object_set_new(entry, "text", AnyText(message.text).release());
+    json_array_append_new(messages, entry);
+  }
+  json_object_set_new(answer.get(), "messages", messages);
+  return Dumped(answer.get());
+}
+
 }  // namespace
 
 std::string ControlError(const std::string& text) {
@@ -127,6 +155,7 @@ std::string AnswerControlLine(DeviceEngine& engine, const std::string& line) {
   if (name == "raise") return Raise(engine, request.get());
   if (name == "clear") return Change(engine, request.get(), kCleared);
   if (name == "list") return List(engine);
+  if (name == "messages") return Messages();
   return ControlError("unknown op \"" + name + "\"");
 }
 

@@ -8,11 +8,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
+#include <mutex>
 #include <string>
+#include <utility>
 
 #include "host/LineWriter.h"
-
 #include "host/LocalTime.h"
+#include "host/Secrets.h"
 
 namespace host {
 namespace {
@@ -20,27 +23,32 @@ namespace {
 constexpr int kDefaultLevel = 5;
 // Signals and the service manager's watchdog wait behind a line of the event thread.
 constexpr int kLongestWaitMs = 500;
+constexpr int kLowestKeptLevel = 3;
+constexpr int kHighestKeptLevel = 4;
+constexpr size_t kMostKept = 20;
+constexpr size_t kLongestKept = 1000;
 
 struct Settings {
   int level;
   bool journal;
 };
 
-std::string LineNow(int level, const char* unit, const std::string& text, bool journal) {
+struct timespec Now() {
   struct timespec now = {};
   clock_gettime(CLOCK_REALTIME, &now);
-  return LogLine(now, level, unit, text, journal);
+  return now;
 }
 
-void Print(const Settings& settings, int level, const char* unit, const std::string& text) {
+void Print(const Settings& settings, const struct timespec& now, int level, const char* unit,
+           const std::string& text) {
   static auto* const writer =
       new LineWriter(STDERR_FILENO, kLongestWaitMs, [journal = settings.journal](auto lost) {
-        return LineNow(
-            4, "Host",
+        return LogLine(
+            Now(), 4, "Host",
             "standard error took no lines for a while; missing here: " + std::to_string(lost),
             journal);
       });
-  writer->Write(LineNow(level, unit, text, settings.journal));
+  writer->Write(LogLine(now, level, unit, text, settings.journal));
 }
 
 Settings ReadSettings() {
@@ -49,7 +57,7 @@ Settings ReadSettings() {
   Settings settings = {LogLevel(variable, valid),
                        IsJournal(std::getenv("JOURNAL_STREAM"), STDERR_FILENO)};
   if (!valid) {
-    Print(settings, 4, "Host",
+    Print(settings, Now(), 4, "Host",
           std::string("CLOUDCLIENT_LOG_LEVEL is \"") + variable +
               "\", not a level from 3 to 7; 5 is used");
   }
@@ -59,6 +67,34 @@ Settings ReadSettings() {
 const Settings& TheSettings() {
   static const Settings settings = ReadSettings();
   return settings;
+}
+
+struct Recent {
+  std::mutex mutex;
+  std::deque<LogMessage> messages;
+};
+
+// Never destroyed: threads may log until the end.
+Recent& TheRecent() {
+  static auto* const recent = new Recent;
+  return *recent;
+}
+
+// The beginning of a text, no character of UTF-8 cut in two.
+std::string Beginning(const std::string& text) {
+  if (text.size() <= kLongestKept) return text;
+  size_t end = kLongestKept;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  return text.substr(0, end);
+}
+
+void Keep(const struct timespec& now, int level, const char* unit, const std::string& text) {
+  LogMessage message = {LogTime(now), level, EscapeControls(unit),
+                        EscapeControls(Beginning(WithoutSecrets(text)))};
+  Recent& recent = TheRecent();
+  std::lock_guard<std::mutex> guard(recent.mutex);
+  if (recent.messages.size() == kMostKept) recent.messages.pop_front();
+  recent.messages.push_back(std::move(message));
 }
 
 std::string Formatted(const char* format, va_list arguments) {
@@ -102,21 +138,29 @@ std::string EscapeControls(const std::string& text) {
   return escaped;
 }
 
+std::string LogTime(const struct timespec& time) {
+  struct tm local = {};
+  LocalTimeOf(time.tv_sec, local);
+  char date[40] = "";
+  char zone[16] = "";
+  strftime(date, sizeof(date), "%Y-%m-%dT%H:%M:%S", &local);
+  strftime(zone, sizeof(zone), "%z", &local);
+  char text[80];
+  snprintf(text, sizeof(text), "%s.%03ld%s", date, time.tv_nsec / 1000000, zone);
+  return text;
+}
+
 std::string LogLine(const struct timespec& now, int level, const char* unit,
                     const std::string& text, bool journal) {
-  char head[80];
-  if (journal) {
-    snprintf(head, sizeof(head), "<%d>", level);
-  } else {
-    struct tm local = {};
-    LocalTimeOf(now.tv_sec, local);
-    char date[40] = "";
-    char zone[16] = "";
-    strftime(date, sizeof(date), "%Y-%m-%dT%H:%M:%S", &local);
-    strftime(zone, sizeof(zone), "%z", &local);
-    snprintf(head, sizeof(head), "%s.%03ld%s %d ", date, now.tv_nsec / 1000000, zone, level);
-  }
+  const std::string number = std::to_string(level);
+  const std::string head = journal ? "<" + number + ">" : LogTime(now) + " " + number + " ";
   return head + EscapeControls(unit) + " " + EscapeControls(text) + "\n";
+}
+
+std::vector<LogMessage> RecentMessages() {
+  Recent& recent = TheRecent();
+  std::lock_guard<std::mutex> guard(recent.mutex);
+  return {recent.messages.begin(), recent.messages.end()};
 }
 
 int LogLevel(const char* variable, bool& valid) {
@@ -136,14 +180,18 @@ bool IsJournal(const char* variable, int fd) {
 void __dlog_printf(int level, const char* unit, const char* format, ...) {
   const int savedErrno = errno;
   const host::Settings& settings = host::TheSettings();
-  if (level <= settings.level) {
+  const bool printed = level <= settings.level;
+  const bool kept = level >= host::kLowestKeptLevel && level <= host::kHighestKeptLevel;
+  if (printed || kept) {
     va_list arguments;
     va_start(arguments, format);
     errno = savedErrno;  // "%m" of the caller's
     std::string text;
     try {
       text = host::Formatted(format, arguments);
-      host::Print(settings, level, unit, text);
+      const struct timespec now = host::Now();
+      if (kept) host::Keep(now, level, unit, text);
+      if (printed) host::Print(settings, now, level, unit, text);
     } catch (...) {
       // Out of memory: this line is lost, its caller is not.
     }

@@ -4,6 +4,7 @@
 #include <time.h>
 
 #include <string>
+#include <vector>
 
 #include "platform/util/dlog.h"
 
@@ -15,6 +16,20 @@ namespace host {
 // `text` with line ends and control bytes written `\n`, `\r`, `\xNN`. All other bytes, backslashes
 // included, stay as they are.
 std::string EscapeControls(const std::string& text);
+
+// A message as it is kept for whoever asks later.
+struct LogMessage {
+  std::string time;  // as in a line of the log
+  int level = 0;
+  std::string unit;
+  std::string text;  // escaped, without secrets, its first 1,000 bytes
+};
+
+// The newest 20 messages of levels 3 and 4, printed or not, oldest first. Any thread.
+std::vector<LogMessage> RecentMessages();
+
+// The time of a line of the log: local, with milliseconds and zone.
+std::string LogTime(const struct timespec& time);
 
 // One line of the log, its line end included: the local time, the level, the unit and the text,
 // or, for the journal, `<level>`, the unit and the text.

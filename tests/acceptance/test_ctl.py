@@ -15,6 +15,7 @@ import pytest
 
 from harness.daemon import NAME, UUID
 from harness.process import SANITIZERS
+from harness.recorder import answer
 from harness.waiting import DEADLINE, wait_until
 
 ENABLED = "cloudclient is now registered for device changes"
@@ -25,29 +26,30 @@ EXAMPLE = os.path.join(TOP, "examples", "cooling-unit")
 
 class Ctl:
     def __init__(self, programs, root, folder):
-        self._program = programs / "ctl" / "cloudclientctl"
+        self.command = [programs / "ctl" / "cloudclientctl"]
         self._folder = folder
         self.root = root
+        self.environment = {"PATH": "/usr/bin:/bin", "LC_ALL": "C.UTF-8",
+                            "CLOUDCLIENT_ROOT": str(root)}
 
-    def run(self, *arguments, stdout=subprocess.PIPE):
+    def run(self, *arguments, stdout=subprocess.PIPE, stdin=b""):
         return subprocess.run(
-            [self._program, *arguments], stdin=subprocess.DEVNULL, stdout=stdout,
+            [*self.command, *arguments], input=stdin, stdout=stdout,
             stderr=subprocess.PIPE, cwd=self._folder, timeout=DEADLINE,
-            env={"PATH": "/usr/bin:/bin", "LC_ALL": "C.UTF-8",
-                 "CLOUDCLIENT_ROOT": str(self.root)})
+            env=self.environment)
 
-    def does(self, *arguments):
+    def does(self, *arguments, stdin=b""):
         """What it writes when all is well."""
-        ended = self.run(*arguments)
+        ended = self.run(*arguments, stdin=stdin)
         assert (ended.returncode, ended.stderr) == (0, b"")
         return ended.stdout.decode()
 
     def tells(self, *arguments):
         return json.loads(self.does("--json", *arguments))
 
-    def refuses(self, status, *arguments):
+    def refuses(self, status, *arguments, stdin=b""):
         """The one line that says why, without the program's name."""
-        ended = self.run(*arguments)
+        ended = self.run(*arguments, stdin=stdin)
         assert (ended.returncode, ended.stdout) == (status, b""), ended.stderr
         (line,) = ended.stderr.decode().splitlines()
         assert line.startswith("cloudclientctl: ")
@@ -86,6 +88,16 @@ def test_help_of_a_group_has_examples_of_its_own(ctl, command):
     assert f"  {' '.join(['cloudclientctl', *command])} " in examples
 
 
+@pytest.mark.parametrize("group, commands", [
+    ("config", ["get", "set", "show"]), ("device", ["list", "set", "raise", "clear"]),
+    ("map", ["check"])], ids=["config", "device", "map"])
+def test_group_alone_lists_its_commands(ctl, group, commands):
+    listed = ctl.does(group)
+    assert listed == ctl.does(group, "--help")
+    for command in commands:
+        assert re.search(fr"^  {command} +\w", listed, re.MULTILINE), command
+
+
 def test_version(ctl, version):
     assert ctl.does("--version") == f"cloudclientctl {version}\n"
 
@@ -107,11 +119,26 @@ def test_version(ctl, version):
     (["device", "raise", "4711", "--state", "Cleared"], "Cleared"),
     (["device", "clear", "4711", "--module", "-1"], "-1"),
     (["--timeout", "0", "device", "list"], "--timeout"),
+    (["--timeout", "nan", "device", "list"], "'nan'"),
+    (["--timeout", "inf", "device", "list"], "'inf'"),
+    (["--timeout", "3601", "device", "list"], "'3601'"),
+    (["config", "set", "Url", "cloud.example.org"], "https://"),
+    (["config", "set", "Url", "ftp://cloud.example.org"], "https://"),
+    (["config", "set", "Url", "https://cloud.example.org/"], "slash"),
+    (["config", "set", "Url", "https://"], "host"),
+    (["config", "set", "Url", "https://cloud.example.org/a b"], "blanks"),
+    (["config", "set", "Url", "https://cloud.example.org?a"], "no ?"),
+    (["config", "set", "UUID", "6d7a7c3e-5a54-4a0e-9d0b-6f1c2a3b4c5"], "UUID"),
+    (["config", "set", "UUID", "6d7a7c3e-5a54-4a0e-9d0b-6f1c2a3b4c5g"], "UUID"),
+    (["config", "set", "UUID", "6d7a7c3e05a54-4a0e-9d0b-6f1c2a3b4c5d"], "UUID"),
+    (["config", "set", "SysName", ""], "SysName"),
+    (["config", "set", "SysName", "Uninitialized"], "SysName"),
 ])
 def test_wrong_arguments(ctl, daemon, arguments, word):
-    before = daemon.path("cloud.json").read_bytes()
+    files = [daemon.path("cloud.json"), daemon.path("sysinfo.json")]
+    before = [file.read_bytes() for file in files]
     assert word in ctl.refuses(2, *arguments)
-    assert daemon.path("cloud.json").read_bytes() == before
+    assert [file.read_bytes() for file in files] == before
 
 
 def test_output_that_can_not_be_written(ctl):
@@ -142,6 +169,65 @@ def test_configuration_for_scripts(ctl):
         "SysName": NAME}
 
 
+@pytest.mark.parametrize("key, value", [
+    ("Url", ""), ("Url", "http://[::1]:8443/base"), ("Url", "HTTPS://cloud.example.org"),
+    ("UUID", ""), ("UUID", UUID.upper()), ("RegistrationKey", ""), ("UserEmail", "-")])
+def test_values_that_are_taken(ctl, key, value):
+    assert ctl.does("config", "set", key, value) == ""
+    assert ctl.tells("config", "get", key, "--reveal") == value
+
+
+@pytest.mark.parametrize("key", ["RegistrationKey", "XAuthToken"])
+@pytest.mark.parametrize("typed", [b"s3 cret", b"s3 cret\n", b"s3 cret\r\n"])
+def test_secret_from_standard_input(ctl, key, typed):
+    assert ctl.does("config", "set", key, "-", stdin=typed) == ""
+    assert ctl.does("config", "get", key, "--reveal") == "s3 cret\n"
+
+
+@pytest.mark.parametrize("typed", [b"", b"\n", b"two\nlines\n", b"x" * 65537],
+                         ids=["nothing", "empty", "lines", "long"])
+def test_secret_that_standard_input_does_not_hold(ctl, typed):
+    message = ctl.refuses(1, "config", "set", "RegistrationKey", "-", stdin=typed)
+    assert message == "standard input does not hold one line with the value of RegistrationKey"
+    assert ctl.tells("config", "get", "RegistrationKey", "--reveal") == "key-4711"
+
+
+def test_secret_is_not_shown_on_a_terminal(ctl):
+    """What a person types is not written back."""
+    master, slave = os.openpty()
+    typing = threading.Thread(target=lambda: (
+        os.read(master, 100), os.write(master, b"typed\n")))
+    typing.start()
+    ended = subprocess.run(
+        [*ctl.command, "config", "set", "RegistrationKey", "-"], stdin=slave, stdout=slave,
+        stderr=slave, env=ctl.environment, timeout=DEADLINE)
+    typing.join()
+    os.close(slave)
+    assert ended.returncode == 0
+    assert ctl.tells("config", "get", "RegistrationKey", "--reveal") == "typed"
+    with open(master, "rb", buffering=0) as terminal:
+        assert terminal.read(100) == b"\r\n"
+
+
+def test_rename_of_a_registered_appliance_has_to_be_meant(ctl, daemon):
+    daemon.configure(XAuthToken="t0ken", Url="https://cloud.example.org",
+                     Chassis={"C1": {"VelocityInstance": 0}})
+    message = ctl.refuses(2, "config", "set", "SysName", "Hall 4")
+    assert message == (
+        f"a new name unregisters the appliance: https://cloud.example.org deletes manager {UUID}, "
+        "1 chassis and their history; --yes if that is meant")
+    assert ctl.does("config", "get", "SysName") == f"{NAME}\n"
+    ctl.does("config", "set", "SysName", NAME)
+    ctl.does("config", "set", "SysName", "Hall 4", "--yes")
+    assert ctl.does("config", "get", "SysName") == "Hall 4\n"
+
+
+@pytest.mark.parametrize("change", [{"Enabled": False}, {"XAuthToken": ""}], ids=lambda c: [*c][0])
+def test_rename_that_ends_nothing_needs_no_yes(ctl, daemon, change):
+    daemon.configure(**{"XAuthToken": "t0ken", **change})
+    ctl.does("config", "set", "SysName", "Hall 4")
+
+
 def test_set_keeps_what_it_does_not_know(ctl, daemon):
     daemon.configure(Remark=["by", "the keeper"])
     assert ctl.does("config", "set", "Url", "https://cloud.example.org") == ""
@@ -162,7 +248,7 @@ def test_control_bytes_are_escaped(ctl):
 @pytest.mark.parametrize("file", ["cloud.json", "sysinfo.json"])
 @pytest.mark.parametrize("arguments", [
     ["status"], ["enable"], ["config", "show"], ["config", "get", "Url"],
-    ["config", "set", "Url", "x"]], ids=lambda a: "_".join(a[:2]))
+    ["config", "set", "Url", "https://x"]], ids=lambda a: "_".join(a[:2]))
 def test_unparsable_file_is_named_and_left(ctl, daemon, file, arguments):
     daemon.write(file, BROKEN)
     message = ctl.refuses(1, *arguments)
@@ -214,19 +300,36 @@ def test_change_and_the_daemons_own_are_both_kept(ctl, daemon, device, recorder)
 def test_status_of_a_daemon_that_does_not_run(ctl):
     assert ctl.tells("status") == {
         "running": False, "enabled": True, "registered": False, "service": "", "manager": UUID,
-        "unitName": NAME, "chassis": []}
+        "unitName": NAME, "chassis": [], "messages": []}
+    assert "Not connected" not in ctl.does("status")
 
 
 def test_status_of_a_connected_daemon(ctl, daemon, device, recorder):
     daemon.configure(Url=recorder.url)
     daemon.start()
     daemon.logs(ENABLED)
-    assert ctl.tells("status") == {
+    status = ctl.tells("status")
+    assert all(message["level"] in (3, 4) for message in status.pop("messages"))
+    assert status == {
         "running": True, "enabled": True, "registered": True, "service": recorder.url,
         "manager": UUID, "unitName": NAME, "chassis": ["C1"]}
     assert ctl.does("status") == (
         f"running     yes\nenabled     yes\nregistered  yes\nservice     {recorder.url}\n"
         f"manager     {UUID}\nunit name   {NAME}\nchassis     C1\n")
+
+
+def test_status_says_why_an_appliance_is_not_connected(ctl, daemon, device, recorder):
+    recorder.answers("POST /redfish/v1/Managers", answer(401))
+    daemon.configure(Url=recorder.url)
+    daemon.start()
+    daemon.logs(ENABLED)
+    told = ctl.does("status")
+    assert "registered  no\n" in told
+    assert "nothing is tried before the next enabling" in told
+    (line,) = [line for line in told.splitlines() if "Failed to register device" in line]
+    assert line.replace("  ", " 3 ", 1) in daemon.error_text().splitlines()
+    assert "registration_key=********" in told and "key-4711" not in told
+    assert {m["level"] for m in ctl.tells("status")["messages"]} <= {3, 4}
 
 
 # Device

@@ -12,6 +12,7 @@
 #include "host/ConfigStore.h"
 #include "host/Configuration.h"
 #include "host/Files.h"
+#include "host/Secrets.h"
 
 using testing::AllOf;
 using testing::ElementsAre;
@@ -422,4 +423,13 @@ TEST_F(ConfigStoreTest, Member_of_a_mistyped_object_replaces_it) {
   const auto store = Open();
   ASSERT_TRUE(store->SetMember(host::kChassis, "a", host::JsonRef(json_object())));
   EXPECT_EQ(json_object_size(store->Object(host::kChassis).get()), 1u);
+}
+
+TEST_F(ConfigStoreTest, Key_and_token_are_secrets_whether_read_or_set) {
+  Write(kFile, R"({"RegistrationKey": "key-4711", "Url": "https://x", "XAuthToken": "first"})");
+  const auto store = Open();
+  store->SetText(host::kXAuthToken, "second");
+  store->SetText(host::kXAuthToken, "");
+  EXPECT_EQ(host::WithoutSecrets("key-4711 https://x first second"),
+            "******** https://x ******** ********");
 }

@@ -1,5 +1,7 @@
 #include "HostTest.h"
 #include "host/ControlProtocol.h"
+#include "host/Log.h"
+#include "host/Secrets.h"
 
 namespace {
 
@@ -101,4 +103,15 @@ TEST_F(ControlProtocolTest, Wrong_events_are_answered) {
               Error("\\\"state\\\" is none of Message, Warning, Alarm, Fault"));
   }
   EXPECT_EQ(State(0), 0);
+}
+
+TEST_F(ControlProtocolTest, Messages_are_the_newest_of_the_log) {
+  setenv("CLOUDCLIENT_LOG_LEVEL", "3", 1);
+  EXPECT_EQ(Answer(R"({"op": "messages"})"), R"({"ok":true,"messages":[]})");
+  host::KeepSecret("s3cret");
+  __dlog_printf(4, "HttpsClient", "%s: s3cret \"\xff\"", "PerformGet");
+  const std::string time = host::RecentMessages().at(0).time;
+  EXPECT_EQ(Answer(R"({"op": "messages"})"),
+            R"({"ok":true,"messages":[{"time":")" + time +
+                R"(","level":4,"unit":"HttpsClient","text":"PerformGet: ******** \"?\""}]})");
 }

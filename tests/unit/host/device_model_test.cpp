@@ -271,7 +271,7 @@ TEST_F(DeviceModelTest, Unparsable_file_costs_one_message) {
   const host::DeviceModel model = host::LoadDeviceModel(In("/device.json"));
   EXPECT_EQ(model.velId, 0);
   EXPECT_THAT(model.points, IsEmpty());
-  EXPECT_EQ(LogCount("3 Host " + In("/device.json") + " is not valid JSON: line 2, column 1: "), 1);
+  EXPECT_EQ(LogCount("3 Host " + In("/device.json") + " is not valid JSON: line 2, column 1; "), 1);
   EXPECT_EQ(LogCount("a device without points and events"), 1);
 }
 

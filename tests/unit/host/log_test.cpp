@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "HostTest.h"
+#include "host/Secrets.h"
 
 using LogTest = HostTest;
 
@@ -121,4 +122,55 @@ TEST_F(LogTest, Log_on_the_journals_stream_has_its_prefix) {
          (std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino)).c_str(), 1);
   __dlog_printf(4, "PatchMgr", "%s: text", "Send");
   EXPECT_EQ(Log(), "<4>PatchMgr Send: text\n");
+}
+
+namespace {
+
+std::vector<std::string> KeptTexts() {
+  std::vector<std::string> texts;
+  for (const host::LogMessage& message : host::RecentMessages()) texts.push_back(message.text);
+  return texts;
+}
+
+}  // namespace
+
+TEST_F(LogTest, Newest_20_messages_of_levels_3_and_4_are_kept) {
+  setenv("CLOUDCLIENT_LOG_LEVEL", "3", 1);
+  __dlog_printf(2, "Unit", "too low");
+  HOST_LOG(5, "too high");
+  for (int i = 0; i < 21; ++i) __dlog_printf(3 + i % 2, "Unit", "message %d", i);
+  const std::vector<host::LogMessage> kept = host::RecentMessages();
+  ASSERT_EQ(kept.size(), 20u);
+  EXPECT_EQ(kept.front().text, "message 1");
+  EXPECT_EQ(kept.front().level, 4);
+  EXPECT_EQ(kept.front().unit, "Unit");
+  EXPECT_EQ(kept.back().text, "message 20");
+  EXPECT_EQ(kept.back().level, 3);
+  EXPECT_EQ(LogCount(kept.back().time + " 3 Unit message 20"), 1);
+  EXPECT_EQ(LogCount("message 1 "), 0);
+}
+
+TEST_F(LogTest, Kept_messages_are_short_escaped_and_hold_no_secret) {
+  host::KeepSecret("s3cret");
+  HOST_LOG(3, "the\nkey is s3cret, s3cret");
+  HOST_LOG(3, "%s", (std::string(999, 'x') + "\xc3\xa4 and more").c_str());
+  HOST_LOG(3, "%s", (std::string(998, 's') + "s3cret").c_str());
+  EXPECT_THAT(KeptTexts(),
+              testing::ElementsAre("the\\nkey is ********, ********", std::string(999, 'x'),
+                                   std::string(998, 's') + "**"));
+  EXPECT_EQ(LogCount("s3cret"), 2);  // the log itself is as it was
+}
+
+TEST_F(LogTest, Longer_secret_is_masked_before_one_that_it_holds) {
+  host::KeepSecret("key1");
+  host::KeepSecret("key1-more");
+  EXPECT_EQ(host::WithoutSecrets("key1-more key1"), "******** ********");
+}
+
+TEST_F(LogTest, Former_secrets_stay_secret_and_short_texts_are_none) {
+  host::KeepSecret("");
+  host::KeepSecret("abc");
+  for (int i = 0; i < 17; ++i) host::KeepSecret("secret" + std::to_string(10 + i));
+  EXPECT_EQ(host::WithoutSecrets("abc secret10 secret11 secret26"),
+            "abc secret10 ******** ********");
 }

@@ -1,0 +1,113 @@
+#include "ctl/ConfigValues.h"
+
+#include <strings.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cstdio>
+
+#include "ctl/Output.h"
+#include "host/Configuration.h"
+
+namespace ctl {
+
+namespace {
+
+constexpr size_t kLongestSecret = 64 * 1024;
+
+// No echo on the terminal behind standard input, if there is one.
+class QuietTerminal {
+ public:
+  QuietTerminal() : m_isTerminal(tcgetattr(STDIN_FILENO, &m_before) == 0) {
+    if (!m_isTerminal) return;
+    struct termios quiet = m_before;
+    quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+  }
+  ~QuietTerminal() {
+    if (!m_isTerminal) return;
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_before);
+    std::fputc('\n', stderr);
+  }
+  QuietTerminal(const QuietTerminal&) = delete;
+  QuietTerminal& operator=(const QuietTerminal&) = delete;
+
+  bool IsTerminal() const { return m_isTerminal; }
+
+ private:
+  struct termios m_before = {};
+  const bool m_isTerminal;
+};
+
+// Until the end of the input; at a terminal until the end of the line.
+std::string ReadInput(const std::string& key) {
+  const QuietTerminal terminal;
+  if (terminal.IsTerminal()) std::fprintf(stderr, "%s: ", key.c_str());
+  std::string text;
+  for (int c = std::getchar(); c != EOF && text.size() <= kLongestSecret; c = std::getchar()) {
+    if (c == '\n' && terminal.IsTerminal()) break;
+    text += static_cast<char>(c);
+  }
+  return text;
+}
+
+// Why the daemon can't make its addresses of that one: it puts paths behind it as it is.
+std::string WhyNoUrl(const std::string& url) {
+  size_t host = 0;
+  for (const char* scheme : {"https://", "http://"}) {
+    const size_t length = std::char_traits<char>::length(scheme);
+    if (strncasecmp(url.c_str(), scheme, length) == 0) host = length;
+  }
+  if (host == 0) return "Url begins with https:// or http://";
+  if (url.back() == '/')
+    return url.size() > host ? "Url has no slash at its end" : "Url names no host";
+  if (url.size() == host) return "Url names no host";
+  for (const char c : url) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte <= 0x20 || byte == 0x7f || c == '?' || c == '#') {
+      return "Url has no blanks, no control bytes, no ? and no #";
+    }
+  }
+  return "";
+}
+
+bool IsUuid(const std::string& text) {
+  constexpr char kShape[] = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+  if (text.size() != sizeof(kShape) - 1) return false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const bool fits =
+        kShape[i] == '-' ? text[i] == '-' : std::isxdigit(static_cast<unsigned char>(text[i])) != 0;
+    if (!fits) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string WhyNot(const std::string& key, const std::string& value) {
+  if (key == host::kEnabled && value != "true" && value != "false") {
+    return key + " takes true or false, not '" + value + "'";
+  }
+  if (key == host::kSysName && (value.empty() || value == "Uninitialized")) {
+    return "SysName is a name: the daemon does not connect an appliance that has none";
+  }
+  if (key == host::kUrl && !value.empty()) return WhyNoUrl(value);
+  if (key == host::kUuid && !value.empty() && !IsUuid(value)) {
+    return "UUID has the form 6d7a7c3e-5a54-4a0e-9d0b-6f1c2a3b4c5d, or is empty for a new one";
+  }
+  return "";
+}
+
+bool ReadSecret(const std::string& key, std::string& secret) {
+  secret = ReadInput(key);
+  if (!secret.empty() && secret.back() == '\n') secret.pop_back();
+  if (!secret.empty() && secret.back() == '\r') secret.pop_back();
+  if (secret.empty() || secret.size() > kLongestSecret || secret.find('\n') != std::string::npos) {
+    Complain("standard input does not hold one line with the value of " + key);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace ctl

@@ -1,0 +1,18 @@
+#ifndef CTL_CONFIGVALUES_H_
+#define CTL_CONFIGVALUES_H_
+
+#include <string>
+
+namespace ctl {
+
+// Why that value of a key cannot work, in a sentence; empty when it can. The empty text, where a
+// key may have it, takes a value away.
+std::string WhyNot(const std::string& key, const std::string& value);
+
+// Reads a secret, one line, from standard input; at a terminal without showing it. False, and a
+// message, when there is none.
+bool ReadSecret(const std::string& key, std::string& secret);
+
+}  // namespace ctl
+
+#endif  // CTL_CONFIGVALUES_H_
