@@ -225,6 +225,33 @@ TEST_F(Delivery, Reads_the_value_high_byte_first) {
   EXPECT_EQ(patch.GetAccumulators().begin()->second.highTemp, 0xFF9C);
 }
 
+TEST_F(Delivery, Takes_the_reading_into_todays_record_and_not_into_the_newest) {
+  HasDocument("v", "21");
+  Loaded(Map(kThermal, Point("1", R"("pld": "v", "7dayTempAccum": true)")));
+  patch.NewDayAccumulators();
+  const time_t today = patch.GetDayKey();
+  platform().clock.now += 2 * 86400;
+  patch.NewDayAccumulators();
+  platform().clock.now -= 2 * 86400;  // the clock was set back
+  SetReading(value, 0x00, 0xD7);
+  EXPECT_EQ(Process(1), 0);
+  ASSERT_THAT(patch.GetAccumulators(), SizeIs(2));
+  EXPECT_EQ(patch.GetAccumulators().at(today).highTemp, 215);
+  EXPECT_EQ(patch.GetAccumulators().rbegin()->second.highTemp, 0);
+}
+
+TEST_F(Delivery, Loses_the_reading_of_a_day_that_was_not_begun) {
+  HasDocument("v", "21");
+  Loaded(Map(kThermal, Point("1", R"("pld": "v", "7dayTempAccum": true)")));
+  patch.NewDayAccumulators();
+  platform().clock.now += 86400;
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(platform().log.Lines(),
+              ElementsAre("3 PatchMgr AccumulatorUpdate: Missing accumulator entry"));
+  ASSERT_THAT(patch.GetAccumulators(), SizeIs(1));
+  EXPECT_EQ(patch.GetAccumulators().begin()->second.highTemp, 0);
+}
+
 TEST_F(Delivery, Takes_readings_of_humidity) {
   HasDocument("v", "45");
   Loaded(Map(kThermal, Point("1", R"("pld": "v", "7dayHumAccum": true)")));

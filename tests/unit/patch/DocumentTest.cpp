@@ -142,6 +142,13 @@ TEST_F(Document, Gets_null_for_a_temperature_that_is_empty_or_can_not_be_had) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
+TEST_F(Document, Gets_the_text_that_a_failed_query_for_a_temperature_left) {
+  LeavingProxy proxy;
+  patch.SetPldProxy(&proxy);
+  EXPECT_EQ(WithTemperatures("{\"t\":temp_uom_celsius~12}"), "{\"t\":left}");
+  EXPECT_THAT(Lines(), IsEmpty());
+}
+
 TEST_F(Document, Gets_null_for_temperatures_without_a_proxy) {
   patch.SetPldProxy(nullptr);
   EXPECT_EQ(WithTemperatures("[temp_uom_celsius~12,temp_uom_celsius~13]"), "[null,null]");
@@ -169,8 +176,9 @@ TEST_F(Document, Ends_a_temperatures_number_at_the_first_character_that_is_no_di
 }
 
 TEST_F(Document, Reads_a_temperatures_number_as_a_decimal_one) {
-  platform().proxy.points = {{12, "21"}};
+  platform().proxy.points = {{12, "21"}, {10, "octal"}, {8, "octal"}};
   EXPECT_EQ(WithTemperatures("{temp_uom_celsius~00012}"), "{21}");
+  EXPECT_EQ(WithTemperatures("{temp_uom_celsius~010}"), "{octal}");
 }
 
 TEST_F(Document, Cuts_a_temperatures_number_to_16_bits) {

@@ -53,6 +53,16 @@ std::string Point(const std::string& id, const std::string& members);
 typedef char CovValue[cloudclient::kCovValueSize];
 void SetReading(CovValue& value, uint8_t first, uint8_t second);
 
+// An engine whose queries fail and leave the text "left" all the same.
+class LeavingProxy : public fakes::PldProxy {
+ public:
+  int GetPointText(std::string& text, uint16_t, uint16_t, uint16_t, uint16_t, int32_t, int16_t,
+                   int) override {
+    text = "left";
+    return 12;
+  }
+};
+
 // A PatchMgr on the fakes, with a root folder of its own for map files and a service behind its
 // transport.
 class PatchTest : public fakes::PlatformTest {

@@ -48,16 +48,6 @@ class Value : public PatchTest {
   }
 };
 
-// Fails, and leaves a text all the same.
-class LeavingProxy : public fakes::PldProxy {
- public:
-  int GetPointText(std::string& text, uint16_t, uint16_t, uint16_t, uint16_t, int32_t, int16_t,
-                   int) override {
-    text = "left";
-    return 12;
-  }
-};
-
 // Query arguments.
 
 TEST_F(Value, Converts_five_pieces) {
@@ -238,6 +228,13 @@ TEST_F(Value, A_document_without_an_equals_sign_is_worth_0_without_a_message) {
 TEST_F(Value, Is_everything_behind_the_first_equals_sign_without_quotes) {
   platform().pages.texts[kValuePage] = "\"op1\"=\"a=\"\"b\" c\r\n\"";
   EXPECT_EQ(patch.GetPointValuePld(1, ByName("v")), "a=b c\r\n");
+}
+
+TEST_F(Value, Keeps_a_line_end_behind_the_closing_quote) {
+  platform().pages.texts[kValuePage] = "op1=\"21.5\"\n";
+  EXPECT_EQ(patch.GetPointValuePld(1, ByName("v")), "21.5\n");
+  platform().pages.texts[kValuePage] = "op1=\"21.5\" \r\n";
+  EXPECT_EQ(patch.GetPointValuePld(1, ByName("v")), "21.5 \r\n");
 }
 
 TEST_F(Value, May_be_empty_behind_the_equals_sign) {
