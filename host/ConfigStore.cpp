@@ -9,6 +9,7 @@
 #include "host/Files.h"
 #include "host/Log.h"
 #include "host/Secrets.h"
+#include "host/UnknownKeys.h"
 
 namespace host {
 namespace {
@@ -83,10 +84,10 @@ bool ConfigStore::Reload() {
   if (!good) problem += "; the values in use stay";
   {
     std::lock_guard<std::mutex> guard(m_mutex);
-    if (!good && problem != m_reported) lines.push_back(problem);
+    if (!good && problem != m_reported) lines.push_back({3, problem});
     m_reported = problem;
   }
-  for (const std::string& line : lines) HOST_LOG(3, "%s", line.c_str());
+  Say(lines);
   return good;
 }
 
@@ -94,7 +95,7 @@ bool ConfigStore::Save() {
   Lines lines;
   std::string warning;
   const std::string problem = Write(warning, lines);
-  for (const std::string& line : lines) HOST_LOG(3, "%s", line.c_str());
+  Say(lines);
   if (!problem.empty()) HOST_LOG(3, "%s is not saved: %s", m_path.c_str(), problem.c_str());
   if (!warning.empty()) HOST_LOG(4, "%s is saved, but %s", m_path.c_str(), warning.c_str());
   return problem.empty();
@@ -203,22 +204,30 @@ void ConfigStore::AdoptLocked(const json_t* stored, Lines& lines) {
   }
   m_current = std::move(next);
   KeepSecretsLocked();
-  CheckTypesLocked(stored, lines);
+  CheckKeysLocked(stored, lines);
 }
 
-void ConfigStore::CheckTypesLocked(const json_t* stored, Lines& lines) {
-  std::set<std::string> problems;
+void ConfigStore::CheckKeysLocked(const json_t* stored, Lines& lines) {
+  std::set<std::string> reported;
+  const auto report = [&](int level, const std::string& problem) {
+    if (m_reportedKeys.count(problem) == 0) lines.push_back({level, m_path + ": " + problem});
+    reported.insert(problem);
+  };
+  std::vector<std::string> known;
   for (const Key& key : m_keys) {
+    known.emplace_back(key.name);
     const json_t* value = json_object_get(stored, key.name);
     std::string problem;
-    if (value != nullptr && !HoldsType(key, value, problem)) problems.insert(problem);
+    if (value == nullptr || HoldsType(key, value, problem)) continue;
+    report(3, problem + "; it counts as absent");
   }
-  for (const std::string& problem : problems) {
-    if (m_reportedTypes.count(problem) == 0) {
-      lines.push_back(m_path + ": " + problem + "; it counts as absent");
-    }
-  }
-  m_reportedTypes.swap(problems);
+  const std::string unknown = UnknownKeysText(UnknownKeys(stored, known));
+  if (!unknown.empty()) report(4, unknown);
+  m_reportedKeys.swap(reported);
+}
+
+void ConfigStore::Say(const Lines& lines) {
+  for (const Line& line : lines) HOST_LOG(line.level, "%s", line.text.c_str());
 }
 
 bool ConfigStore::HoldsType(const Key& key, const json_t* value, std::string& problem) const {

@@ -75,14 +75,19 @@ class ConfigStore {
     JsonRef value;
   };
 
-  // Messages of level 3 that are still to be written.
-  using Lines = std::vector<std::string>;
+  // Messages that are still to be written.
+  struct Line {
+    int level;
+    std::string text;
+  };
+  using Lines = std::vector<Line>;
 
   bool SetLocked(const std::string& key, const std::string& member, JsonRef value);
   void KeepSecretsLocked() const;
   FileState Refresh(std::string& problem, Lines& lines);
   void AdoptLocked(const json_t* stored, Lines& lines);
-  void CheckTypesLocked(const json_t* stored, Lines& lines);
+  void CheckKeysLocked(const json_t* stored, Lines& lines);
+  static void Say(const Lines& lines);
   std::string Write(std::string& warning, Lines& lines);
   bool HoldsType(const Key& key, const json_t* value, std::string& problem) const;
 
@@ -100,7 +105,7 @@ class ConfigStore {
   unsigned long m_lastSerial = 0;
   std::vector<std::string> m_changes;
   std::string m_reported;
-  std::set<std::string> m_reportedTypes;
+  std::set<std::string> m_reportedKeys;
 };
 
 }  // namespace host

@@ -51,7 +51,27 @@ bool ConfigWatch::Attach() {
   // Not IN_CREATE: a file that was just made is still empty.
   m_watch = inotify_add_watch(m_inotify.Get(), m_folder.c_str(),
                               IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVE_SELF | IN_ONLYDIR);
+  if (m_watch >= 0) WatchTargets();
   return m_watch >= 0;
+}
+
+// Whoever writes a file that is a link writes what it names.
+void ConfigWatch::WatchTargets() {
+  m_targets.assign(m_stores.size(), Target());
+  for (size_t i = 0; i < m_stores.size(); ++i) {
+    std::string path = m_stores[i]->Path();
+    if (FollowLinks(path) != 0 || path == m_stores[i]->Path()) continue;
+    // The folder may be watched already, for more.
+    m_targets[i].watch = inotify_add_watch(m_inotify.Get(), FolderOf(path).c_str(),
+                                           IN_CLOSE_WRITE | IN_MOVED_TO | IN_ONLYDIR | IN_MASK_ADD);
+    m_targets[i].name = path.substr(path.rfind('/') + 1);
+  }
+}
+
+bool ConfigWatch::Concerns(size_t store, int watch, const std::string& name) const {
+  if (watch == m_watch && m_folder + "/" + name == m_stores[store]->Path()) return true;
+  const Target& target = m_targets[store];
+  return watch == target.watch && name == target.name;
 }
 
 void ConfigWatch::ReloadAll() {
@@ -94,18 +114,18 @@ void ConfigWatch::TakeEvents() {
       const std::string name(event.len > 0 ? buffer + at + sizeof(event) : "");
       at += static_cast<ssize_t>(sizeof(event) + event.len);
       const bool lost = (event.mask & IN_Q_OVERFLOW) != 0;
-      const std::string path = event.wd == m_watch ? m_folder + "/" + name : "";
+      for (size_t i = 0; i < m_stores.size(); ++i) {
+        if (lost || Concerns(i, event.wd, name)) changed[i] = true;
+      }
       if ((event.mask & IN_MOVE_SELF) != 0) inotify_rm_watch(m_inotify.Get(), event.wd);
       if ((event.mask & IN_IGNORED) != 0 && event.wd == m_watch) m_watch = -1;
       if (lost || event.wd == m_watchAbove) another = true;
-      for (size_t i = 0; i < m_stores.size(); ++i) {
-        if (lost || path == m_stores[i]->Path()) changed[i] = true;
-      }
     }
   }
   for (size_t i = 0; i < m_stores.size(); ++i) {
     if (changed[i]) m_stores[i]->Reload();
   }
+  if (m_watch >= 0) WatchTargets();  // a link may name another file now
   if (another && m_watch >= 0) LookForAnother();
 }
 

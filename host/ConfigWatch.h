@@ -16,7 +16,8 @@ namespace host {
 
 // Has stores read their files again when somebody wrote them, in place or by a rename, and whenever
 // watching begins. All files are of one folder, which is made when it is missing; where that fails,
-// and when the folder is taken away, it is looked for once a second. Every five seconds it is
+// and when the folder is taken away, it is looked for once a second. What a file that is a link
+// names is watched in its own folder. Every five seconds it is
 // looked whether another folder has taken its place.
 class ConfigWatch : public EventSource {
  public:
@@ -33,6 +34,8 @@ class ConfigWatch : public EventSource {
   bool Attach();
   void TakeEvents();
   void LookForAnother();
+  void WatchTargets();
+  bool Concerns(size_t store, int watch, const std::string& name) const;
 
   const std::string m_folder;
   const std::vector<ConfigStore*> m_stores;
@@ -40,6 +43,12 @@ class ConfigWatch : public EventSource {
   int m_watch = -1;
   std::pair<dev_t, ino_t> m_watched;  // the folder that m_watch is of
   int m_watchAbove = -1;
+  // For each store what its file names in the end, and the watch of that folder.
+  struct Target {
+    int watch = -1;
+    std::string name;
+  };
+  std::vector<Target> m_targets;
   int64_t m_nextTryMs = 0;
 };
 

@@ -6,6 +6,7 @@
 
 #include "host/ConfigFile.h"
 #include "host/Log.h"
+#include "host/UnknownKeys.h"
 
 namespace host {
 namespace {
@@ -318,6 +319,8 @@ DeviceModel LoadDeviceModel(const std::string& path) {
   for (const std::string& text : problems) {
     HOST_LOG(3, "%s: %s; it counts as absent", path.c_str(), text.c_str());
   }
+  const std::string unknown = UnknownKeysText(UnknownDeviceKeys(root.get()));
+  if (!unknown.empty()) HOST_LOG(4, "%s: %s", path.c_str(), unknown.c_str());
   return model;
 }
 

@@ -230,11 +230,15 @@ def test_rename_that_ends_nothing_needs_no_yes(ctl, daemon, change):
 
 def test_set_keeps_what_it_does_not_know(ctl, daemon):
     daemon.configure(Remark=["by", "the keeper"])
-    assert ctl.does("config", "set", "Url", "https://cloud.example.org") == ""
-    ctl.does("config", "set", "SysName", "Halle 4, Süd")
+    ended = ctl.run("config", "set", "Url", "https://cloud.example.org")
+    assert (ended.returncode, ended.stdout) == (0, b"")
+    (line,) = ended.stderr.decode().splitlines()
+    assert line == (f"cloudclientctl: {daemon.path('cloud.json')}: "
+                    'keys that are not known are not used: "Remark"')
+    ctl.run("config", "set", "SysName", "Halle 4, Süd")
     assert daemon.config()["Url"] == "https://cloud.example.org"
     assert daemon.config()["Remark"] == ["by", "the keeper"]
-    assert ctl.does("config", "get", "SysName") == "Halle 4, Süd\n"
+    assert ctl.run("config", "get", "SysName").stdout.decode() == "Halle 4, Süd\n"
     assert daemon.path("cloud.json").stat().st_mode & 0o777 == 0o600
 
 

@@ -7,6 +7,7 @@
 #include "host/Clock.h"
 #include "host/ConfigWatch.h"
 #include "host/Configuration.h"
+#include "host/Files.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -55,6 +56,29 @@ TEST_F(ConfigWatchTest, File_replaced_by_a_rename_is_read) {
   m_loop.RunOnce(-1);
   EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("Url"));
   EXPECT_EQ(m_cloud.Text(host::kUrl), "b");
+}
+
+TEST_F(ConfigWatchTest, What_a_link_names_is_watched_and_so_is_what_another_link_names) {
+  Write("/data/cloud.json", "{}");
+  Write("/other/cloud.json", "{}");
+  ASSERT_EQ(host::MakeFolders(In(kFolder)), 0);
+  std::filesystem::create_symlink(In("/data/cloud.json"), In(kCloud));
+  Watch();
+  host::ConfigStore ctl(In(kCloud), host::CloudKeys());
+  ctl.SetText(host::kUrl, "a");
+  ASSERT_TRUE(ctl.Save());
+  m_loop.RunOnce(-1);
+  EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("Url"));
+
+  std::filesystem::create_symlink(In("/other/cloud.json"), In(kFolder) + "/new");
+  std::filesystem::rename(In(kFolder) + "/new", In(kCloud));
+  m_loop.RunOnce(-1);
+  EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("Url"));
+  ctl.SetText(host::kUserEmail, "e");
+  ASSERT_TRUE(ctl.Save());
+  EXPECT_EQ(Read("/other/cloud.json"), "{\n  \"UserEmail\": \"e\"\n}\n");
+  m_loop.RunOnce(-1);
+  EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("UserEmail"));
 }
 
 TEST_F(ConfigWatchTest, Own_saving_is_no_change) {
