@@ -216,6 +216,27 @@ TEST_F(EventConversion, Refuses_what_is_not_JSON) {
   EXPECT_EQ(alarm.GetMessageId(), "Zarvel.GDD.7:3");
 }
 
+TEST_F(EventConversion, Tells_by_position_where_several_lines_are_no_JSON) {
+  CloudAlarm alarm;
+  EXPECT_FALSE(mgr->InitCloudAlarmFromJson("{\n\"a\": 1,\n}", alarm));
+  EXPECT_THAT(Log(), ElementsAre("3 InitCloudAlarmFromJson: Failed to parse (pos: 11  text: string "
+                                 "or '}' expected near '}') cloud alarm: ({\n\"a\": 1,\n})"));
+}
+
+TEST_F(EventConversion, Takes_the_last_of_two_members_of_one_name) {
+  CloudAlarm alarm;
+  EXPECT_TRUE(mgr->InitCloudAlarmFromJson(
+      R"({"MessageId": "Zarvel.GDD.9", "MessageId": "Zarvel.GDD.10", "Severity": "Alarm",
+          "MessageArgs": ["", "", "0"]})",
+      alarm));
+  EXPECT_EQ(alarm.GetEventId(), 10u);
+}
+
+TEST_F(EventConversion, Reads_an_event_number_as_a_decimal_one) {
+  EXPECT_EQ(NumberOf("010"), 10u);
+  EXPECT_EQ(NumberOf("0x10"), 0u);
+}
+
 TEST_F(EventConversion, Refuses_a_bare_value) {
   CloudAlarm alarm;
   EXPECT_FALSE(mgr->InitCloudAlarmFromJson("5", alarm));
@@ -297,6 +318,14 @@ TEST_F(SingleAlarm, Is_read_and_added) {
   EXPECT_EQ(service.requests()[0].url, "https://cloud.example/alarm/1");
   EXPECT_EQ(service.requests()[0].Header("X-Auth-Token"), "token-1");
   EXPECT_THAT(Log(), IsEmpty());
+}
+
+TEST_F(SingleAlarm, Takes_the_last_of_two_members_of_one_name) {
+  ServiceAnswers(R"({"AlarmId": 9, "AlarmId": 10, "AlarmDescription": "", "NotifyType": "Alarm",
+                     "StatusChangeTime": ""})");
+  Get();
+  ASSERT_THAT(alarms, SizeIs(1));
+  EXPECT_EQ(alarms[0].GetEventId(), 10u);
 }
 
 TEST_F(SingleAlarm, That_is_cleared_has_the_time_of_its_clearing) {

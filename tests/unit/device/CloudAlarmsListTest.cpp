@@ -273,9 +273,24 @@ TEST_F(AlarmList, An_absent_element_is_told_and_skipped) {
   service.answers("GET", "/event/1", 200, EventOf({10, 0, "Warning"}));
   service.answers("GET", "/event/4", 200, "[]");
   SetMissingArrayElement(1);
-  EXPECT_THAT(Process(R"([{"@odata.id": "/event/4"}, {"@odata.id": "/event/1"}])"), IsEmpty());
+  EXPECT_THAT(Process(R"([{"@odata.id": "/event/4"}, {"@odata.id": "/event/2"},
+                          {"@odata.id": "/event/1"}])"),
+              ElementsAre("Zarvel.GDD.10 Warning"));
   EXPECT_EQ(Log(3).back(), "3 ProcessAlarmList: Failed to get odataref for index: 1");
-  EXPECT_THAT(service.lines(), ElementsAre("GET /event/4"));
+  EXPECT_THAT(service.lines(), ElementsAre("GET /event/4", "GET /event/1"));
+}
+
+TEST_F(AlarmList, Of_several_lines_that_is_not_JSON_is_told_by_position) {
+  Process("[1,\n2,\n]");
+  EXPECT_THAT(Log(3), ElementsAre("3 ProcessAlarmList: Failed(pos: 8  text: unexpected token near "
+                                  "']') to parse alarm list ([1,\n2,\n])"));
+}
+
+TEST_F(AlarmList, Takes_the_last_of_two_members_of_one_name) {
+  service.answers("GET", "/event/1", 200, EventOf({10, 0, "Warning"}));
+  EXPECT_THAT(Process(R"([{"@odata.id": "/event/2", "@odata.id": "/event/1"}])"),
+              ElementsAre("Zarvel.GDD.10 Warning"));
+  EXPECT_THAT(service.lines(), ElementsAre("GET /event/1"));
 }
 
 TEST_F(AlarmList, An_empty_reference_reads_the_base_URL) {
