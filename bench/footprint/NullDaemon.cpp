@@ -1,11 +1,12 @@
-// What a daemon of this kind costs before it does anything: two threads that wait, and one bare
-// POST by libcurl an interval.
+// What a daemon of this kind costs before it does anything: three threads that sleep in its rhythm,
+// and one bare POST by libcurl an interval.
 //
 //   null_daemon URL SECONDS
 
 #include <curl/curl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 #include <thread>
@@ -29,8 +30,17 @@ void Post(const char* url) {
   curl_easy_cleanup(curl);
 }
 
-[[noreturn]] void Idle() {
-  for (;;) pause();
+// The daemon's checker wakes twice a second, its poster and its application every five seconds.
+constexpr useconds_t kCheckerUs = 500000;
+constexpr useconds_t kPosterUs = 5000000;
+
+[[noreturn]] void Sleep(useconds_t period) {
+  for (;;) usleep(period);
+}
+
+// As the application, which does nothing in between.
+void SleepSeconds(useconds_t seconds) {
+  for (useconds_t passed = 0; passed < seconds; passed += 5) sleep(std::min(seconds - passed, 5U));
 }
 
 }  // namespace
@@ -41,11 +51,11 @@ int main(int argc, char** argv) {
     return 2;
   }
   const auto seconds = static_cast<unsigned int>(strtoul(argv[2], nullptr, 10));
-  std::thread(Idle).detach();
-  std::thread(Idle).detach();
+  std::thread(Sleep, kCheckerUs).detach();
+  std::thread(Sleep, kPosterUs).detach();
   if (curl_global_init(CURL_GLOBAL_ALL) != CURLE_OK) return 1;
   for (;;) {
     Post(argv[1]);
-    sleep(seconds);
+    SleepSeconds(seconds);
   }
 }
