@@ -16,9 +16,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string text;
     engine.PointText(point.model->id, text);
     engine.CelsiusText(point.model->id, text);
-    fuzz::Require(engine.SetPoint(point.model->id, "21").empty(), "a known point can be set");
+    if (point.model->source) {
+      const std::string value = "21";
+      engine.SetFromSource(point.model->id, &value);
+      engine.SetFromSource(point.model->id, nullptr);
+    } else {
+      fuzz::Require(engine.SetPoint(point.model->id, "21").empty(), "a known point can be set");
+      fuzz::Require(engine.SetPoint(point.model->id, "").empty(), "a value can be taken away");
+    }
   }
   fuzz::Require(!host::AnswerControlLine(engine, R"({"op":"list"})").empty(), "a list is answered");
-  host::RenderPage(engine, "uuid", "{{label}} {{psi}} {{point:1}} {{point:");
+  const std::string page =
+      host::RenderPage(engine, "uuid", "{{label}} {{psi}} {{point:1|null}} {{point:");
+  fuzz::Require(page.find('\0') == std::string::npos, "no value holds a NUL byte");
   return 0;
 }

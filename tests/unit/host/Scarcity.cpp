@@ -24,6 +24,12 @@ void* Allocated(size_t size) {
 // All memory of the tests comes from here.
 void* operator new(size_t size) { return Allocated(size); }
 void* operator new[](size_t size) { return Allocated(size); }
+void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return std::malloc(size);
+}
+void* operator new[](size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return std::malloc(size);
+}
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, size_t /*size*/) noexcept { std::free(memory); }
