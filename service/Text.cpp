@@ -21,4 +21,21 @@ std::vector<std::string> Split(const std::string& text, char separator) {
   }
 }
 
+std::string PercentEncoded(const std::string& text, const std::string& readable) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  static const std::string kMarks = "-._~";
+  std::string out;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool letter_or_digit =
+        (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    if (letter_or_digit || (kMarks + readable).find(c) != std::string::npos) {
+      out += c;
+    } else {
+      out += {'%', kDigits[byte >> 4], kDigits[byte & 0x0f]};
+    }
+  }
+  return out;
+}
+
 }  // namespace cloudservice

@@ -12,6 +12,10 @@ std::string Lower(std::string text);
 // The pieces of a text between separators: one more than it has of these.
 std::vector<std::string> Split(const std::string& text, char separator);
 
+// The text as a value in a query: letters, digits, "-._~" and the bytes of `readable` as they are,
+// every other byte percent-encoded.
+std::string PercentEncoded(const std::string& text, const std::string& readable = "");
+
 }  // namespace cloudservice
 
 #endif  // SERVICE_TEXT_H_

@@ -1,5 +1,4 @@
-#include <cctype>
-
+#include "service/Text.h"
 #include "service/redfish/Numbers.h"
 #include "service/redfish/Refusal.h"
 #include "service/redfish/Service.h"
@@ -53,20 +52,6 @@ HistoryQuery CheckedQuery(const Target& target) {
   return query;
 }
 
-std::string EncodedValue(const std::string& text) {
-  static const char kDigits[] = "0123456789ABCDEF";
-  std::string out;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (std::isalnum(byte) != 0 || c == '-' || c == '.' || c == '_' || c == '~') {
-      out += c;
-    } else {
-      out += {'%', kDigits[byte >> 4], kDigits[byte & 0x0f]};
-    }
-  }
-  return out;
-}
-
 Json ValueView(const HistoryValue& value) {
   return {{"Time", RedfishTime(value.time)}, {"Value", Json::parse(value.value)}};
 }
@@ -117,7 +102,7 @@ Response RedfishService::GetHistoryValues(const Call& call, const std::string& p
   }
   const bool more = values.size() > static_cast<std::size_t>(kPage);
   if (more) values.pop_back();
-  const std::string asked = call.target.Path() + "?member=" + EncodedValue(*query.member);
+  const std::string asked = call.target.Path() + "?member=" + PercentEncoded(*query.member);
   Json view = {{"@odata.id", asked},     {"@odata.type", kType},        {"Id", "History"},
                {"Name", "History"},      {"Resource", Reference(path)}, {"Member", *query.member},
                {"Values", Json::array()}};

@@ -144,13 +144,14 @@ Json Chosen(const Json& value, const Ways& ways, std::size_t depth) {
   if (!value.is_object()) return value;
   Json object = Json::object();
   for (const auto& [name, member] : value.items()) {
-    // "Members@odata.count" goes with Members.
+    // "Members@odata.count" goes with Members, and with a part of them.
     const std::string owner = name.substr(0, name.find('@'));
+    const bool annotation = owner.size() < name.size();
     Ways deeper;
     bool whole = owner.empty();
     for (const auto& way : ways) {
       if (way[depth] != owner && way[depth] != name) continue;
-      if (way.size() == depth + 1) whole = true;
+      if (way.size() == depth + 1 || annotation) whole = true;
       if (way.size() > depth + 1) deeper.push_back(way);
     }
     if (whole) {
@@ -166,6 +167,8 @@ Json Chosen(const Json& value, const Ways& ways, std::size_t depth) {
 
 QueryOptions ParseQueryOptions(const Target& target) {
   constexpr std::size_t kMost = 1000000000;
+  // What may stand in a query as it is.
+  constexpr const char* kReadable = "$()*,/:=@";
   QueryOptions query;
   std::vector<std::string> seen;
   for (const Option& option : target.Options()) {
@@ -180,8 +183,10 @@ QueryOptions ParseQueryOptions(const Target& target) {
       query.skip = NumberOf(option, option.second, 0, kMost);
     } else if (option.first == "$select") {
       query.select = SelectOf(option);
+      query.others += "&$select=" + PercentEncoded(option.second, kReadable);
     } else if (option.first == "$expand") {
       TakeExpand(option, query);
+      query.others += "&$expand=" + PercentEncoded(option.second, kReadable);
     } else {
       throw Refusal(501, {"QueryNotSupported", {}},
                     "Of the query options $top, $skip, $select and $expand are known here.");
@@ -205,11 +210,8 @@ std::string NextPage(const QueryOptions& query, const Page& page, std::size_t co
   // An empty page leads nowhere, least of all to itself.
   if (page.end == count || page.end == page.first) return "";
   std::string next = "$skip=" + std::to_string(page.end);
-  if (!query.top) return next;
-  // What is still due of a larger $top, else another page of this size.
-  const std::size_t shown = page.end - page.first;
-  const std::size_t top = *query.top > shown ? *query.top - shown : *query.top;
-  return next + "&$top=" + std::to_string(top);
+  if (query.top) next += "&$top=" + std::to_string(*query.top);
+  return next + query.others;
 }
 
 Json Expanded(const Json& document, const QueryOptions& query,

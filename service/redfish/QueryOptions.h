@@ -29,6 +29,8 @@ struct QueryOptions {
   std::vector<std::vector<std::string>> select;  // each a way of names into the document
   Expand expand = Expand::kNone;
   int levels = 1;
+  // $select and $expand as they were given, each behind an ampersand.
+  std::string others;
 
   bool Empty() const { return !top && !skip && select.empty() && expand == Expand::kNone; }
 };
@@ -43,7 +45,7 @@ struct Page {
   std::size_t end = 0;
 };
 Page PageOf(const QueryOptions& query, std::size_t count);
-// The query of the page that follows; empty when none does.
+// The query of the page that follows, with the same options; empty when none does.
 std::string NextPage(const QueryOptions& query, const Page& page, std::size_t count);
 
 // The document with every link that the query's $expand means replaced by what it leads to. `fetch`

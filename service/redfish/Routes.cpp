@@ -107,8 +107,10 @@ const RedfishService::Route* RedfishService::FindRoute(Call& call, const std::st
     // The first path that fits counts alone, whatever wider one follows.
     if (first != nullptr && route.path != first->path) continue;
     if (first == nullptr && !Matches(route.path, call.target.segments, call.names)) continue;
-    first = &route;
+    if (first == nullptr) first = &route;
     if (route.method == method) found = &route;
+    // Appliances may say something about a collection; its type says that nobody changes it.
+    if (first->options == Options::kCollection && route.method == std::string("PATCH")) continue;
     allowed += std::string(allowed.empty() ? "" : ", ") + route.method;
     if (route.method == std::string("GET")) allowed += ", HEAD";
   }

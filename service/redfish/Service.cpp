@@ -14,6 +14,9 @@ namespace {
 // Rows that go in one step, which takes some hundredths of a second.
 constexpr std::int64_t kRemovedAtOnce = 2000;
 
+// Of the service as a whole.
+constexpr const char* kMethods = "GET, HEAD, POST, PATCH, DELETE, OPTIONS";
+
 Response OptionsResponse(const std::string& allowed) {
   Response response;
   response.status = 204;
@@ -57,6 +60,7 @@ Response RedfishService::Handle(const Request& request) { return Marked(Answer(r
 Response RedfishService::Answer(const Request& request) {
   std::string allowed;
   try {
+    if (request.method == "OPTIONS" && request.target == "*") return OptionsResponse(kMethods);
     std::optional<Target> target = ParseTarget(request.target);
     if (!target) {
       throw Refusal(400, {"InvalidURI", {LoggableTarget(request.target)}},

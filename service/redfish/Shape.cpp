@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "service/Text.h"
 #include "service/http/Target.h"
 #include "service/redfish/schema/Formats.h"
 
@@ -68,6 +69,7 @@ std::optional<Json> FittingValue(const Property& property, const Json& value) {
     case Kind::kNumber:
     case Kind::kInteger: {
       if (!value.is_number() || (property.Is(kNotNegative) && value < 0)) return std::nullopt;
+      if (value < property.least || value > property.most) return std::nullopt;
       return property.kind == Kind::kInteger ? WholeNumber(value) : value;
     }
     case Kind::kObject:
@@ -77,6 +79,25 @@ std::optional<Json> FittingValue(const Property& property, const Json& value) {
     default:
       return value.is_string() ? FittingText(property, value.get<std::string>()) : std::nullopt;
   }
+}
+
+// Whether a path leads to an item, as the types call it: a resource that is no collection, or an
+// element of an array that has an address of its own. `schema` is what a Resolver says of the path.
+bool IsItem(const std::string& path, const std::string& schema) {
+  const std::string whole = schema.substr(0, schema.find('#'));
+  for (const Type* type : AllTypes()) {
+    if (SchemaOf(type->name) != whole || type->base != Base::kResource) continue;
+    if (whole == schema) return true;
+    const std::vector<std::string> part = Split(path.substr(path.find('#') + 1), '/');
+    if (part.size() != 3 || !part[0].empty() || part[2].empty() ||
+        part[2].find_first_not_of("0123456789") != std::string::npos) {
+      return false;
+    }
+    const Property* array = type->Find(part[1]);
+    return array != nullptr && array->kind == Kind::kObject && array->Is(kArray) &&
+           TypeNamed(array->type).base == Base::kMember;
+  }
+  return false;
 }
 
 class Shaper {
@@ -90,7 +111,10 @@ class Shaper {
     for (const auto& [name, value] : sent.items()) {
       if (IsOData(name)) continue;
       const Property* property = type.Find(name);
-      if (property == nullptr) {
+      if (type.base == Base::kMember && name == "MemberId") {
+        // Its position, as whoever follows a link into the array counts.
+        if (value != LastSegment(path)) left[name] = Foreign(value);
+      } else if (property == nullptr) {
         left[name] = Foreign(value);
       } else if (property->kind == Kind::kOem) {
         TakeOem(value, oem, left);
@@ -216,7 +240,9 @@ class Shaper {
     const Json& path = value.at("@odata.id");
     const std::optional<std::string> target = SchemaAt(path);
     const std::string wanted = property.type;
-    if (!target || (!wanted.empty() && *target != wanted)) return std::nullopt;
+    if (!target || !(wanted.empty() ? IsItem(path, *target) : *target == wanted)) {
+      return std::nullopt;
+    }
     return Reference(path.get<std::string>());
   }
 
@@ -236,7 +262,7 @@ class Shaper {
     if (type.base == Base::kResource) shaped["Id"] = LastSegment(path);
     if (type.base == Base::kMember) {
       shaped["@odata.id"] = PathInside(path);
-      if (!shaped.contains("MemberId")) shaped["MemberId"] = LastSegment(path);
+      shaped["MemberId"] = LastSegment(path);
     }
     for (const Property& property : type.properties) {
       if (!property.Is(kRequired) || shaped.contains(property.name)) continue;

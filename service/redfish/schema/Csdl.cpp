@@ -108,8 +108,9 @@ std::string EdmType(const Property& property) {
     case Kind::kObject:
       return property.type;
     case Kind::kLink:
-      return *property.type == '\0' ? "Resource.Item"
-                                    : property.type + std::string(".") + property.type;
+      if (*property.type == '\0') return "Resource.Item";
+      if (property.type == std::string(kItemOrCollection)) return "Resource.ItemOrCollection";
+      return property.type + std::string(".") + property.type;
     default:
       return "Edm.String";
   }
@@ -167,7 +168,10 @@ std::string CsdlOf(const std::string& schema) {
   std::set<std::string> others;
   for (const Type* type : types) {
     for (const Property& property : type->properties) {
-      if (property.kind == Kind::kLink && *property.type != '\0') others.insert(property.type);
+      if (property.kind == Kind::kLink && *property.type != '\0' &&
+          property.type != std::string(kItemOrCollection)) {
+        others.insert(property.type);
+      }
     }
   }
   Xml xml;

@@ -42,7 +42,7 @@ std::optional<std::string> ValidTime(const std::string& text) {
 bool IsOffset(const std::string& text) { return Fits(text, "[-+][0-1][0-9]:[0-5][0-9]"); }
 
 bool IsDuration(const std::string& text) {
-  return Fits(text, R"(-?P(\d+D)?(T(\d+H)?(\d+M)?(\d+(\.\d+)?S)?)?)");
+  return Fits(text, R"(P(\d+D)?(T(\d+H)?(\d+M)?(\d+(\.\d+)?S)?)?)");
 }
 
 bool IsUuid(const std::string& text) {

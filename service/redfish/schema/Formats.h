@@ -13,7 +13,7 @@ std::optional<std::string> ValidTime(const std::string& text);
 
 // +01:00, up to 19:59 as the published pattern has it.
 bool IsOffset(const std::string& text);
-// P1DT2H3M4.5S, and parts of it.
+// P1DT2H3M4.5S, and parts of it; none is negative.
 bool IsDuration(const std::string& text);
 // 8-4-4-4-12 hexadecimal digits.
 bool IsUuid(const std::string& text);

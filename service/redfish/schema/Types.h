@@ -1,6 +1,7 @@
 #ifndef SERVICE_REDFISH_SCHEMA_TYPES_H_
 #define SERVICE_REDFISH_SCHEMA_TYPES_H_
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -22,9 +23,13 @@ enum class Kind {
   kUri,
   kEnum,    // `type` names the enumeration
   kObject,  // `type` names the type
-  kLink,    // {"@odata.id": path}; `type` names the target's type without its version, or is empty
+  // {"@odata.id": path}; `type` names the target's type without its version. Empty: of any item, a
+  // resource or an element with an address; kItemOrCollection: of a collection as well.
+  kLink,
   kOem,
 };
+
+constexpr const char* kItemOrCollection = "ItemOrCollection";
 
 // Traits of a property.
 constexpr unsigned kRequired = 1;
@@ -38,7 +43,9 @@ struct Property {
   Kind kind;
   unsigned traits = 0;
   const char* type = "";
-  const char* description = "";  // of the service's own types
+  const char* description = "";                             // of the service's own types
+  double least = -std::numeric_limits<double>::infinity();  // of a number
+  double most = std::numeric_limits<double>::infinity();
 
   bool Is(unsigned trait) const { return (traits & trait) != 0; }
 };

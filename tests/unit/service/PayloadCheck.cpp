@@ -45,6 +45,10 @@ class Checker {
       const Json expected = std::string("#") + type.name;
       if (object.value("@odata.type", Json()) != expected) Fault(where, "has another type");
     }
+    if (type.base == Base::kMember && !(m_partial && !object.contains("MemberId")) &&
+        object.value("MemberId", "") != where.substr(where.rfind('/') + 1)) {
+      Fault(where + "/MemberId", "is no position");
+    }
     for (const auto& [name, value] : object.items()) {
       const std::string way = where + "/" + name;
       const Property* property = type.Find(name);
@@ -96,6 +100,9 @@ class Checker {
       Fault(way, "has the wrong value " + value.dump());
     }
     if (property.Is(kNotNegative) && value.is_number() && value < 0) Fault(way, "is negative");
+    if (value.is_number() && (value < property.least || value > property.most)) {
+      Fault(way, "is beyond its bounds");
+    }
   }
 
   // A link, or in its place what it leads to.
@@ -104,7 +111,10 @@ class Checker {
     if (value.size() == 1) return;
     Resource(value, way);
     const std::string type = value.value("@odata.type", "#");
-    if (*property.type != '\0' && SchemaOf(type.substr(1)) != property.type) {
+    const std::string schema = SchemaOf(type.substr(1));
+    const bool collection = schema.find("Collection") != std::string::npos;
+    const std::string wanted = property.type;
+    if (wanted.empty() ? collection : wanted != kItemOrCollection && wanted != schema) {
       Fault(way, "leads to a " + type);
     }
   }
@@ -122,7 +132,7 @@ class Checker {
       case Kind::kOffset:
         return Fits(value, R"([-+][0-1]\d:[0-5]\d)");
       case Kind::kDuration:
-        return Fits(value, R"(-?P(\d+D)?(T(\d+H)?(\d+M)?(\d+(\.\d+)?S)?)?)");
+        return Fits(value, R"(P(\d+D)?(T(\d+H)?(\d+M)?(\d+(\.\d+)?S)?)?)");
       case Kind::kUuid:
         return Fits(value, "[0-9a-fA-F]{8}-([0-9a-fA-F]{4}-){3}[0-9a-fA-F]{12}");
       case Kind::kUri:

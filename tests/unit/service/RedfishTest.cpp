@@ -198,10 +198,48 @@ TEST_F(Redfish, Collection_is_answered_in_pages) {
   EXPECT_EQ(second.at("Members").size(), 102u);
   EXPECT_FALSE(second.contains("Members@odata.nextLink"));
   const Json many = Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events?$top=1050", token));
-  EXPECT_EQ(many.at("Members@odata.nextLink"), "/redfish/v1/Oem/Quorvan:Events?$skip=1000&$top=50");
+  EXPECT_EQ(many.at("Members@odata.nextLink"),
+            "/redfish/v1/Oem/Quorvan:Events?$skip=1000&$top=1050");
   // The list that appliances ask for has everything in one answer.
   EXPECT_EQ(Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events?Severity=MESSAGE", token)).size(),
             1102u);
+}
+
+TEST_F(Redfish, Options_go_from_page_to_page) {
+  Chassis(token, R"({"Name": "1", "AssetTag": "a"})");
+  std::string path =
+      "/redfish/v1/Chassis?$expand=.($levels=1)&$top=1&x=y&$select=Members/Name,N%C3%BC%26";
+  std::vector<Json> names;
+  for (int pages = 0; !path.empty() && pages < 9; ++pages) {
+    const Json page = Got(200, Ask("GET", path, token));
+    EXPECT_EQ(page.at("Members@odata.count"), 2);
+    EXPECT_FALSE(page.contains("Name"));
+    EXPECT_FALSE(page.at("Members").at(0).contains("ChassisType"));
+    names.push_back(page.at("Members").at(0).at("Name"));
+    path = page.value("Members@odata.nextLink", "");
+    if (pages > 0) continue;
+    EXPECT_EQ(path,
+              "/redfish/v1/Chassis?$skip=1&$top=1&$expand=.($levels=1)"
+              "&$select=Members/Name,N%C3%BC%26");
+  }
+  ASSERT_EQ(names.size(), 2u);
+  EXPECT_EQ(names[1], "1");
+}
+
+TEST_F(Redfish, History_says_that_it_may_be_a_collections) {
+  EXPECT_THAT(Ask("GET", "/redfish/v1/Schemas/QuorvanHistory_v1.xml").body,
+              HasSubstr("Name=\"Resource\" Type=\"Resource.ItemOrCollection\""));
+  EXPECT_THAT(Ask("GET", "/redfish/v1/Schemas/QuorvanEvent_v1.xml").body,
+              HasSubstr("Name=\"OriginOfCondition\" Type=\"Resource.Item\""));
+}
+
+TEST_F(Redfish, Collection_that_nobody_changes_offers_no_patch) {
+  const std::string sensors = chassis + "/Sensors";
+  EXPECT_EQ(Ask("PATCH", sensors, token, R"({"Name": "All"})").status, 204u);
+  EXPECT_EQ(Header(Ask("OPTIONS", sensors), "Allow"), "GET, HEAD, OPTIONS");
+  const Response got = Ask("GET", sensors, token);
+  EXPECT_EQ(Header(got, "Allow"), "GET, HEAD, OPTIONS");
+  EXPECT_EQ(Got(200, got).at("Name"), "All");
 }
 
 TEST_F(Redfish, Links_come_and_go_with_what_they_lead_to) {
@@ -263,6 +301,8 @@ TEST_F(Redfish, Options_asks_for_no_token) {
   const Response response = Ask("OPTIONS", kManager);
   EXPECT_EQ(response.status, 204u);
   EXPECT_EQ(Header(response, "Allow"), "GET, HEAD, PATCH, DELETE, OPTIONS");
+  EXPECT_EQ(Header(Ask("OPTIONS", "*"), "Allow"), "GET, HEAD, POST, PATCH, DELETE, OPTIONS");
+  EXPECT_EQ(Ask("GET", "*").status, 400u);
   EXPECT_EQ(Ask("OPTIONS", "/nothing").status, 404u);
 }
 

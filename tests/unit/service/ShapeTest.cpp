@@ -26,7 +26,9 @@ class Shape : public testing::Test {
   const Resolver resolve = [](const std::string& path) -> std::string {
     if (path == "/redfish/v1/Chassis/1") return "Chassis";
     if (path == "/redfish/v1/Chassis/1/Thermal") return "Thermal";
-    return path == "/redfish/v1/Chassis/1/Thermal#/Fans/0" ? "Thermal#" : "";
+    if (path == "/redfish/v1/Chassis") return "ChassisCollection";
+    if (path == "/redfish/v1/Chassis#/Members/0") return "ChassisCollection#";
+    return path.rfind("/redfish/v1/Chassis/1/Thermal#", 0) == 0 ? "Thermal#" : "";
   };
 };
 
@@ -97,9 +99,66 @@ TEST_F(Shape, Array_stays_whole_or_moves_whole) {
 TEST_F(Shape, Elements_have_addresses_inside_their_resource) {
   const Json view = Of(types::kThermal, R"({"Fans": [{"MemberId": "x"}, {"MemberId": 7}]})");
   EXPECT_EQ(view.at("Fans").at(0).at("@odata.id"), "/redfish/v1/a#/Fans/0");
-  EXPECT_EQ(view.at("Fans").at(0).at("MemberId"), "x");
-  EXPECT_EQ(view.at("Fans").at(1).at("MemberId"), "1");
-  EXPECT_EQ(Rest(view.at("Fans").at(1)).at("MemberId"), 7);
+}
+
+TEST_F(Shape, Elements_are_named_by_their_positions) {
+  const Json fans = Of(types::kThermal,
+                       R"({"Fans": [{"MemberId": "x"}, {"MemberId": 7}, {"MemberId": "2"}, {}]})")
+                        .at("Fans");
+  for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(fans.at(i).at("MemberId"), std::to_string(i));
+  EXPECT_EQ(Rest(fans.at(0)).at("MemberId"), "x");
+  EXPECT_EQ(Rest(fans.at(1)).at("MemberId"), 7);
+  EXPECT_FALSE(fans.at(2).contains("Oem"));
+  EXPECT_FALSE(fans.at(3).contains("Oem"));
+}
+
+TEST_F(Shape, Any_item_may_be_linked_to_where_the_type_names_none) {
+  const Json links = Json::array(
+      {Reference("/redfish/v1/Chassis/1"), Reference("/redfish/v1/Chassis/1/Thermal#/Fans/0")});
+  Json sent = links;
+  Json others = Json::array();
+  for (const char* other :
+       {"/redfish/v1/Chassis", "/redfish/v1/Chassis#/Members/0",
+        "/redfish/v1/Chassis/1/Thermal#/Status", "/redfish/v1/Chassis/1/Thermal#/Fans",
+        "/redfish/v1/Chassis/1/Thermal#/Fans/x", "/redfish/v1/Chassis/1/Thermal#/Fans/",
+        "/redfish/v1/Chassis/1/Thermal#/Name/0", "/redfish/v1/Chassis/1/Thermal#Fans/0/1"}) {
+    sent.push_back(Reference(other));
+    others.push_back(Reference(other));
+  }
+  const Json view = Of(types::kSensor, Json{{"RelatedItem", sent}}.dump());
+  EXPECT_EQ(view.at("RelatedItem"), links);
+  EXPECT_EQ(Rest(view).at("RelatedItem"), others);
+}
+
+TEST_F(Shape, Excerpts_alone_say_where_they_are_from) {
+  const char* const sent = R"({"DeviceName": "d", "DataSourceUri": "/u"})";
+  const Json sensor = Of(types::kSensor, sent);
+  EXPECT_EQ(Rest(sensor).at("DeviceName"), "d");
+  EXPECT_EQ(Rest(sensor).at("DataSourceUri"), "/u");
+  const Json metrics =
+      Of(types::kEnvironmentMetrics,
+         std::string(R"({"PowerWatts": )") + sent + R"(, "FanSpeedsPercent": [)" + sent + "]}");
+  EXPECT_EQ(metrics.at("PowerWatts"), Json({{"DataSourceUri", "/u"}}));
+  EXPECT_EQ(Rest(metrics).at("PowerWatts"), Json({{"DeviceName", "d"}}));
+  EXPECT_EQ(metrics.at("FanSpeedsPercent").at(0), Json::parse(sent));
+}
+
+TEST_F(Shape, Numbers_keep_their_bounds) {
+  for (const char* name : {"PowerFactor", "PhaseAngleDegrees"}) {
+    const int most = name == std::string("PowerFactor") ? 1 : 90;
+    for (const double fits : {-1.0 * most, 0.5, 1.0 * most}) {
+      EXPECT_EQ(Of(types::kSensor, Json{{name, fits}}.dump()).at(name), fits);
+    }
+    for (const double beyond : {-1.001 * most, 1.001 * most, 1e300}) {
+      EXPECT_EQ(Rest(Of(types::kSensor, Json{{name, beyond}}.dump())).at(name), beyond);
+    }
+  }
+}
+
+TEST_F(Shape, Durations_are_not_negative) {
+  EXPECT_EQ(Of(types::kSensor, R"({"SensingInterval": "PT5S"})").at("SensingInterval"), "PT5S");
+  EXPECT_EQ(Rest(Of(types::kSensor, R"({"SensingInterval": "-PT5S"})")).at("SensingInterval"),
+            "-PT5S");
 }
 
 TEST_F(Shape, Times_get_their_colon_and_impossible_ones_move) {
