@@ -1,11 +1,17 @@
-// device list|set|raise|clear
+// device list|set|raise|clear|check
+#include <cerrno>
+#include <cstring>
 #include <memory>
 
 #include <CLI/CLI.hpp>
 
 #include "ctl/Commands.h"
 #include "ctl/DeviceSocket.h"
+#include "ctl/Findings.h"
 #include "ctl/Output.h"
+#include "host/ConfigFile.h"
+#include "host/DeviceModel.h"
+#include "host/UnknownKeys.h"
 
 namespace ctl {
 
@@ -15,7 +21,8 @@ const char kExamples[] = R"(Examples:
   cloudclientctl device list
   cloudclientctl device set 1201 23.5
   cloudclientctl device raise 4711 --module 1 --state Warning
-  cloudclientctl device clear 4711 --module 1)";
+  cloudclientctl device clear 4711 --module 1
+  cloudclientctl device check /etc/cloudclient/device.json)";
 
 struct DeviceArguments {
   int point = 0;
@@ -23,6 +30,7 @@ struct DeviceArguments {
   int gdd = 0;
   int module = 0;
   std::string state = "Alarm";
+  std::string file;
 };
 
 // Sends a request; the exit status, and the answer when that is kDone.
@@ -86,6 +94,23 @@ int List(const Choice& choice) {
   return kDone;
 }
 
+// Judges a description as the daemon reads it. The file is named as it lies on this machine.
+int Check(const Choice& choice, const std::string& file) {
+  host::JsonRef root;
+  std::string problem = file + ": " + std::strerror(ENOENT);
+  if (host::ReadJsonObject(file, root, problem) != host::FileState::kRead) {
+    Complain(problem);
+    return kFailed;
+  }
+  Findings findings;
+  host::ParseDeviceModel(root.get(), findings);
+  for (const std::string& key : host::UnknownDeviceKeys(root.get())) {
+    findings.push_back("nobody knows the key " + key);
+  }
+  FindKeysWrittenTwice(file, findings);
+  return SayFindings(choice.json, file, findings);
+}
+
 }  // namespace
 
 void AddDeviceCommands(CLI::App& app, Choice& choice) {
@@ -98,6 +123,13 @@ void AddDeviceCommands(CLI::App& app, Choice& choice) {
 
   device->add_subcommand("list", "Points with their values, events with their states")
       ->callback([&choice] { choice.run = [&choice] { return List(choice); }; });
+
+  CLI::App* const check =
+      device->add_subcommand("check", "Say what in a device's description will not work");
+  check->add_option("FILE", arguments->file, "The description, device.json")->required();
+  check->callback([&choice, arguments] {
+    choice.run = [&choice, arguments] { return Check(choice, arguments->file); };
+  });
 
   CLI::App* const set = device->add_subcommand("set", "Give a point a value");
   set->add_option("POINT", arguments->point, "Number of the point")->required()->check(number16);

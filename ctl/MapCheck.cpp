@@ -1,9 +1,12 @@
 #include "ctl/MapCheck.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
 
+#include "ctl/PageCheck.h"
 #include "host/Files.h"
+#include "host/UnknownKeys.h"
 
 namespace ctl {
 
@@ -14,10 +17,6 @@ using cloudclient::PointPatchEntry;
 using cloudclient::ResourceUrlEntry;
 
 constexpr size_t kLargestPage = 16 * 1024 * 1024;
-
-typedef std::vector<std::string> Findings;
-
-std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
 
 bool IsOneOf(const std::string& text, const std::set<std::string>& words) {
   return words.count(text) != 0;
@@ -32,16 +31,8 @@ bool ReadPage(std::string folder, const std::string& page, std::string& text) {
   }
 }
 
-// Whether a document ends in a temperature tag: the daemon's loop over the tags would not end.
-bool EndsInTemperatureTag(const std::string& document) {
-  const std::string tag = "temp_uom_celsius~";
-  const size_t last = document.rfind(tag);
-  return last != std::string::npos &&
-         document.find_first_not_of("0123456789", last + tag.size()) == std::string::npos;
-}
-
 void CheckResource(const std::string& name, const ResourceUrlEntry& resource,
-                   const std::string& pages, Findings& findings) {
+                   const std::string& pages, const host::DeviceModel* device, Findings& findings) {
   const std::string where = "resource " + Quoted(name) + ": ";
   if (!IsOneOf(resource.resourceTag, {"<chassisid>", "<uuid>"})) {
     findings.push_back(where + "\"resourceTag\" is " + Quoted(resource.resourceTag) +
@@ -49,15 +40,20 @@ void CheckResource(const std::string& name, const ResourceUrlEntry& resource,
   } else if (resource.url.find(resource.resourceTag) == std::string::npos) {
     findings.push_back(where + "\"url\" does not hold its tag " + resource.resourceTag);
   }
+  if (resource.url.compare(0, 1, "/") != 0) {
+    findings.push_back(where +
+                       "\"url\" does not begin with a slash: it is put behind the service's "
+                       "address as it is");
+  }
   std::string document;
   if (resource.resourcePatch.empty()) {
     findings.push_back(where + "\"resourcePatch\" names no page: empty documents are sent");
   } else if (!ReadPage(pages, resource.resourcePatch, document)) {
     findings.push_back(where + "page " + Quoted(resource.resourcePatch) + " is not in " + pages +
                        " or above: empty documents are sent");
-  } else if (resource.tempUomCelsius && EndsInTemperatureTag(document)) {
-    findings.push_back(where + "page " + Quoted(resource.resourcePatch) +
-                       " ends in a temperature tag: the daemon would never come back from it");
+  } else {
+    CheckPage(where + "page " + Quoted(resource.resourcePatch) + ": ", document, resource, device,
+              findings);
   }
 }
 
@@ -113,6 +109,78 @@ void CheckShapes(json_t* root, Findings& findings) {
   }
 }
 
+// A flag that the loader takes for none.
+void CheckFlag(const std::string& where, const json_t* object, const char* flag,
+               Findings& findings) {
+  const json_t* const value = json_object_get(object, flag);
+  if (value == nullptr || json_is_boolean(value)) return;
+  findings.push_back(where + Quoted(flag) + " is neither true nor false: it counts as false");
+}
+
+void CheckKnown(const std::string& where, const json_t* object,
+                const std::vector<std::string>& known, Findings& findings) {
+  for (const std::string& key : host::UnknownKeys(object, known)) {
+    findings.push_back(where + "nobody knows its key " + key);
+  }
+}
+
+void CheckResourceKeys(const json_t* resource, Findings& findings) {
+  const std::string where =
+      "resource " + Quoted(host::JsonText(json_object_get(resource, "name"))) + ": ";
+  CheckKnown(where, resource,
+             {"name", "url", "resourcePatch", "resourceTag", "7dayAccum", "tempUomCelsius"},
+             findings);
+  for (const char* flag : {"7dayAccum", "tempUomCelsius"}) {
+    CheckFlag(where, resource, flag, findings);
+  }
+}
+
+void CheckPointKeys(const json_t* point, Findings& findings) {
+  const std::string where =
+      "point " + std::to_string(json_integer_value(json_object_get(point, "id"))) + ": ";
+  CheckKnown(where, point,
+             {"id", "patch", "pld", "pldQueryArgs", "7dayTempAccum", "7dayHumAccum", "event"},
+             findings);
+  for (const char* flag : {"7dayTempAccum", "7dayHumAccum"}) {
+    CheckFlag(where, point, flag, findings);
+  }
+  CheckKnown(where + "its event: ", json_object_get(point, "event"),
+             {"msgid", "message", "severity", "numargs", "arg1", "arg1Type", "arg2", "arg2Type"},
+             findings);
+}
+
+// Keys without a meaning, and with a meaning that they don't have as they are written.
+void CheckKeys(json_t* root, Findings& findings) {
+  const char* group = nullptr;
+  json_t* entries = nullptr;
+  json_object_foreach(root, group, entries) {
+    const bool isResources = std::string(group) == "resourceUrls";
+    size_t index = 0;
+    const json_t* entry = nullptr;
+    json_array_foreach(entries, index, entry) {
+      (isResources ? CheckResourceKeys : CheckPointKeys)(entry, findings);
+    }
+  }
+}
+
+// Numbers that the device does not have: no change comes of them, no value is answered.
+void CheckDevicePoints(int32_t id, const PointPatchEntry& point, const host::DeviceModel& device,
+                       Findings& findings) {
+  const auto lacks = [&device](int32_t number) {
+    return std::none_of(device.points.begin(), device.points.end(), [number](const auto& known) {
+      return known.id == static_cast<uint16_t>(number);
+    });
+  };
+  const std::string where = "point " + std::to_string(id) + ": ";
+  if (lacks(id)) findings.push_back(where + "the device has no such point");
+  const int32_t asked = point.queryArgs[0];
+  if (point.pldQueryArgs.empty() || asked == id || asked == host::kLabelPoint || !lacks(asked)) {
+    return;
+  }
+  findings.push_back(where + "\"pldQueryArgs\" asks for point " + std::to_string(asked) +
+                     ", which the device does not have");
+}
+
 // What the loader drops without a word: the second and later entries of a key.
 void CheckDuplicates(json_t* root, Findings& findings) {
   std::set<std::string> resources;
@@ -143,15 +211,18 @@ void CheckDuplicates(json_t* root, Findings& findings) {
 
 }  // namespace
 
-std::vector<std::string> CheckMap(const PatchMgr& map, json_t* root, const std::string& pages) {
+Findings CheckMap(const PatchMgr& map, json_t* root, const std::string& pages,
+                  const host::DeviceModel* device) {
   Findings findings;
   CheckShapes(root, findings);
+  CheckKeys(root, findings);
   CheckDuplicates(root, findings);
   for (const auto& [name, resource] : map.GetResources()) {
-    CheckResource(name, resource, pages, findings);
+    CheckResource(name, resource, pages, device, findings);
   }
   for (const auto& [id, point] : map.GetPoints()) {
     CheckPoint(id, point, findings);
+    if (device != nullptr) CheckDevicePoints(id, point, *device, findings);
     const std::string& group = map.GetPointResources().at(id);
     if (map.GetResources().count(group) == 0) {
       findings.push_back("point " + std::to_string(id) + ": its group " + Quoted(group) +

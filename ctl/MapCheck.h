@@ -2,8 +2,9 @@
 #define CTL_MAPCHECK_H_
 
 #include <string>
-#include <vector>
 
+#include "ctl/Findings.h"
+#include "host/DeviceModel.h"
 #include "host/Json.h"
 #include "patch/PatchMgr.h"
 
@@ -11,9 +12,10 @@ namespace ctl {
 
 // What in a loaded patch map will not work, in plain words, beyond what the loader says itself:
 // `map` has loaded the file, `root` is its parsed text, in which what the loader drops is still to
-// be seen. The pages of resources are looked for in `pages` and the folders above it.
-std::vector<std::string> CheckMap(const cloudclient::PatchMgr& map, json_t* root,
-                                  const std::string& pages);
+// be seen. The pages of resources are looked for in `pages` and the folders above it. `device` is
+// the one that the map is for; null: not known.
+Findings CheckMap(const cloudclient::PatchMgr& map, json_t* root, const std::string& pages,
+                  const host::DeviceModel* device);
 
 }  // namespace ctl
 

@@ -3,13 +3,18 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include <CLI/CLI.hpp>
 
 #include "ctl/Commands.h"
+#include "ctl/Findings.h"
 #include "ctl/MapCheck.h"
 #include "ctl/Output.h"
+#include "host/ConfigFile.h"
 #include "host/Files.h"
+#include "host/Paths.h"
+#include "platform/util/LocalPath.h"
 
 namespace ctl {
 
@@ -18,6 +23,12 @@ namespace {
 const char kExamples[] = R"(Examples:
   cloudclientctl map check /var/local/orv/pldserver/0/covpatchmap.txt
   cloudclientctl map check covpatchmap.txt --pages pages --json)";
+
+struct MapArguments {
+  std::string file;
+  std::string pages;
+  std::string device;
+};
 
 // The file's full name without links; empty, and a message, when there is no such file.
 std::string FullPath(const std::string& path) {
@@ -28,58 +39,60 @@ std::string FullPath(const std::string& path) {
   return {};
 }
 
-void SayFindings(const Choice& choice, const std::string& path,
-                 const std::vector<std::string>& findings, bool clean) {
-  if (!choice.json) {
-    for (const std::string& finding : findings) Say(path + ": " + Printable(finding));
-    if (clean) Say(path + ": nothing found");
-    return;
+// The device that the map is for: of the file that was named, else the daemon's own if there is
+// one. False, and a message, when the file can't be used.
+bool ReadDevice(const std::string& named, std::optional<host::DeviceModel>& device) {
+  const std::string path = named.empty() ? LocalPath(host::kDeviceFile) : named;
+  host::JsonRef root;
+  std::string problem;
+  const host::FileState state = host::ReadJsonObject(path, root, problem);
+  if (state == host::FileState::kMissing && named.empty()) return true;
+  if (state == host::FileState::kMissing) problem = path + ": " + std::strerror(ENOENT);
+  if (state != host::FileState::kRead) {
+    Complain(problem);
+    return false;
   }
-  const host::JsonRef list(json_array());
-  for (const std::string& finding : findings) {
-    json_array_append_new(list.get(), host::JsonString(finding).release());
-  }
-  SayJson(list.get());
+  std::vector<std::string> problems;  // said by `device check`
+  device = host::ParseDeviceModel(root.get(), problems);
+  return true;
 }
 
-int Check(const Choice& choice, const std::string& file, const std::string& pages) {
+int Check(const Choice& choice, const MapArguments& arguments) {
+  std::optional<host::DeviceModel> device;
+  if (!ReadDevice(arguments.device, device)) return kFailed;
   // The file is this machine's: nothing is put before its path.
   unsetenv("CLOUDCLIENT_ROOT");
-  const std::string path = FullPath(file);
+  const std::string path = FullPath(arguments.file);
   if (path.empty()) return kFailed;
-  const std::string folder = pages.empty() ? host::FolderOf(path) : FullPath(pages);
+  const std::string folder =
+      arguments.pages.empty() ? host::FolderOf(path) : FullPath(arguments.pages);
   if (folder.empty()) return kFailed;
 
   cloudclient::PatchMgr map;
   if (map.InitCovPatchMaps(path) > 1) return kFailed;  // it has said why
   const host::JsonRef root(json_load_file(path.c_str(), JSON_DECODE_ANY, nullptr));
-  std::vector<std::string> findings = CheckMap(map, root.get(), folder);
-  json_error_t error;
-  if (!host::JsonRef(json_load_file(path.c_str(), JSON_REJECT_DUPLICATES, &error))) {
-    findings.push_back("line " + std::to_string(error.line) + ": " + error.text);
-  }
-  // What the loader complains of isn't always in its result.
-  const bool clean = findings.empty() && Complaints() == 0;
-  SayFindings(choice, file, findings, clean);
-  return clean ? kDone : kFailed;
+  Findings findings = CheckMap(map, root.get(), folder, device ? &*device : nullptr);
+  FindKeysWrittenTwice(path, findings);
+  return SayFindings(choice.json, arguments.file, findings);
 }
 
 }  // namespace
 
 void AddMapCommands(CLI::App& app, Choice& choice) {
-  const auto file = std::make_shared<std::string>();
-  const auto pages = std::make_shared<std::string>();
+  const auto arguments = std::make_shared<MapArguments>();
   CLI::App* const map = app.add_subcommand("map", "Look at a patch map");
   map->require_subcommand(1);
   map->fallthrough();
   map->footer(kExamples);
   CLI::App* const check = map->add_subcommand(
       "check", "Load a patch map as the daemon does and say what in it will not work");
-  check->add_option("FILE", *file, "The map file")->required();
-  check->add_option("--pages", *pages,
+  check->add_option("FILE", arguments->file, "The map file")->required();
+  check->add_option("--device", arguments->device,
+                    "The device's description; the daemon's own if not given");
+  check->add_option("--pages", arguments->pages,
                     "Folder of the resources' pages; the file's own if not given");
-  check->callback([&choice, file, pages] {
-    choice.run = [&choice, file, pages] { return Check(choice, *file, *pages); };
+  check->callback([&choice, arguments] {
+    choice.run = [&choice, arguments] { return Check(choice, *arguments); };
   });
 }
 

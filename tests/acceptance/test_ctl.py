@@ -76,7 +76,7 @@ def running(daemon, device, recorder):
 @pytest.mark.parametrize("command", [
     (), ("status",), ("enable",), ("disable",), ("config",), ("config", "get"), ("config", "set"),
     ("config", "show"), ("device",), ("device", "list"), ("device", "set"), ("device", "raise"),
-    ("device", "clear"), ("map",), ("map", "check")], ids=lambda c: "_".join(c) or "program")
+    ("device", "clear"), ("device", "check"), ("map",), ("map", "check")], ids=lambda c: "_".join(c) or "program")
 def test_help_of_every_command(ctl, command):
     assert f"Usage: {' '.join(['cloudclientctl', *command])}" in ctl.does(*command, "--help")
 
@@ -89,7 +89,7 @@ def test_help_of_a_group_has_examples_of_its_own(ctl, command):
 
 
 @pytest.mark.parametrize("group, commands", [
-    ("config", ["get", "set", "show"]), ("device", ["list", "set", "raise", "clear"]),
+    ("config", ["get", "set", "show"]), ("device", ["list", "check", "set", "raise", "clear"]),
     ("map", ["check"])], ids=["config", "device", "map"])
 def test_group_alone_lists_its_commands(ctl, group, commands):
     listed = ctl.does(group)
@@ -445,7 +445,9 @@ def test_clean_map(ctl, mapped, folder):
 
 
 def test_example_is_clean(ctl):
-    ctl.does("map", "check", os.path.join(EXAMPLE, "covpatchmap.txt"))
+    description = os.path.join(EXAMPLE, "device.json")
+    ctl.does("map", "check", os.path.join(EXAMPLE, "covpatchmap.txt"), "--device", description)
+    assert ctl.does("device", "check", description) == f"{description}: nothing found\n"
 
 
 def event(**changes):
@@ -469,11 +471,104 @@ def event(**changes):
     (dict(more={"other": [{"id": 1201, "pld": "x", "patch": ""}]}),
      'point 1201 of "other": it is listed already in "thermal"'),
     (dict(more={"other": {}}), '"other" is not an array'),
+    (dict(resource_change={"tempUomCelsius": 1}), '"tempUomCelsius" is neither true nor false'),
+    (dict(resource_change={"7dayAccum": "true"}), '"7dayAccum" is neither true nor false'),
+    (dict(point_change={"7dayTempAccum": None}), '"7dayTempAccum" is neither true nor false'),
+    (dict(point_change={"7dayHumAccum": 0}), '"7dayHumAccum" is neither true nor false'),
+    (dict(resource_change={"resourcePach": ""}),
+     'resource "thermal": nobody knows its key "resourcePach" (is "resourcePatch" meant?)'),
+    (dict(point_change={"Patch": ""}), 'nobody knows its key "Patch" (is "patch" meant?)'),
+    (dict(point_change=event(num="")), 'point 1201: its event: nobody knows its key "num"'),
+    (dict(resource_change={"url": "redfish/v1/Chassis/<chassisid>"}),
+     '"url" does not begin with a slash'),
+    (dict(resource_change={"tempUomCelsius": False}),
+     'it holds a temperature tag, and the resource has no "tempUomCelsius"'),
 ])
 def test_fault_in_a_map_is_found(mapped, fault, finding):
     status, findings, _ = mapped(**fault)
     assert status == 1
     assert any(finding in text for text in findings), findings
+
+
+@pytest.mark.parametrize("word", ["7dayhightemp", "7daylowtemp", "7dayhighhum", "7daylowhum"])
+def test_seven_day_word_without_its_flag_is_found(mapped, folder, word):
+    (folder / "page.txt").write_text('{"A": %s}' % word)
+    status, (finding,), _ = mapped()
+    assert status == 1
+    assert f'it holds "{word}", and the resource has no "7dayAccum"' in finding
+    (folder / "page.txt").write_text('{"A": %s}' % word)
+    assert mapped({"7dayAccum": True}) == (0, [], "")
+
+
+@pytest.fixture
+def described(ctl, mapped, folder):
+    """Writes a device and a page, and says what the check of a map finds with both."""
+    def check(page, description=None, point_change=None):
+        (folder / "device.json").write_text(json.dumps(description or {"Points": [
+            {"Id": 1201, "Name": "supply", "Value": "21"},
+            {"Id": 1202, "Source": {"Type": "file", "Path": "/nowhere"}}]}))
+        mapped(point_change=point_change)
+        (folder / "page.txt").write_text(page)
+        ended = ctl.run("--json", "map", "check", "map.txt", "--device", "device.json")
+        assert ended.stderr == b""
+        return json.loads(ended.stdout)
+    return check
+
+
+@pytest.mark.parametrize("page", [
+    '{"A": {{point:1201}}, "B": temp_uom_celsius~1201, "C": {{point:1202|null}}}',
+    '{"A": "{{label}}{{point:7}}{{point:1202}}"}'])
+def test_page_that_becomes_json_is_none_to_find(described, page):
+    assert described(page) == []
+
+
+@pytest.mark.parametrize("page, finding", [
+    ('{"A": {{point:7}}}', "with the device's values it becomes no JSON object"),
+    ('{"A": 1,}', "with the device's values it becomes no JSON object"),
+    ('[{{point:1201}}]', "with the device's values it becomes no JSON object"),
+    ('{"A": {{point:1202}}}', "it becomes no JSON object while a source has no value"),
+])
+def test_page_that_becomes_no_json_is_found(described, page, finding):
+    (found,) = described(page)
+    assert found.startswith('resource "thermal": page "page.txt": ' + finding)
+
+
+def test_point_that_the_device_lacks_is_found(described):
+    page = '{"A": {{point:1201}}}'
+    assert described(page, point_change={"id": 5}) == ["point 5: the device has no such point"]
+    assert described(page, point_change={"pldQueryArgs": "6,1,0,0,0"}) == [
+        'point 1201: "pldQueryArgs" asks for point 6, which the device does not have']
+    assert described(page, point_change={"pldQueryArgs": "4329,1,0,0,0"}) == []
+
+
+def test_daemons_own_device_is_taken_unless_another_is_named(ctl, mapped, device):
+    device.describe({"Points": []})
+    assert "point 1201: the device has no such point" in mapped()[1]
+    device.describe("{")
+    assert f"{device.file} is not valid JSON: line 1, column " in ctl.refuses(
+        1, "map", "check", "map.txt")
+    assert "none.json: No such file" in ctl.refuses(
+        1, "map", "check", "map.txt", "--device", "none.json")
+
+
+def test_device_is_checked(ctl, folder):
+    (folder / "device.json").write_text(
+        '{"Points": [{"Id": 1, "id": 2, "Modules": "x"}], "Events": [], "Events": []}')
+    ended = ctl.run("--json", "device", "check", "device.json")
+    assert (ended.returncode, ended.stderr) == (1, b"")
+    findings = json.loads(ended.stdout)
+    assert findings[:2] == ['"Modules" of "Points"[0] is not an integer from 1 to 1024',
+                            'nobody knows the key "id" (is "Id" meant?) of "Points"[0]']
+    assert "duplicate" in findings[2] and len(findings) == 3
+    assert ctl.run("device", "check", "device.json").stdout.decode().splitlines() == [
+        f"device.json: {finding}" for finding in findings]
+
+
+def test_device_that_can_not_be_read(ctl, folder):
+    assert "none.json: No such file" in ctl.refuses(1, "device", "check", "none.json")
+    (folder / "device.json").write_text('{\n"Points": [\n')
+    assert "device.json is not valid JSON: line 3, column " in ctl.refuses(
+        1, "device", "check", "device.json")
 
 
 def test_page_that_ends_in_a_temperature_tag_is_found(mapped, folder):
@@ -484,7 +579,8 @@ def test_page_that_ends_in_a_temperature_tag_is_found(mapped, folder):
 
 
 def test_second_resource_of_a_name_is_found(mapped):
-    same = {"name": "thermal", "url": "/<uuid>", "resourceTag": "<uuid>", "resourcePatch": "page.txt"}
+    same = {"name": "thermal", "url": "/<uuid>", "resourceTag": "<uuid>",
+            "resourcePatch": "page.txt", "tempUomCelsius": True}
     status, findings, _ = mapped(more={"resourceUrls": [same, same]})
     assert (status, findings) == (
         1, ['resource "thermal": there is an earlier one of that name'])

@@ -41,7 +41,7 @@ class MapCheckTest : public testing::Test {
     cloudclient::PatchMgr manager;
     EXPECT_LT(manager.InitCovPatchMaps(path), 2);
     const host::JsonRef root(json_load_file(path.c_str(), 0, nullptr));
-    return ctl::CheckMap(manager, root.get(), m_folder / pages);
+    return ctl::CheckMap(manager, root.get(), m_folder / pages, nullptr);
   }
 
   // The findings in a map with the clean resource and these points.

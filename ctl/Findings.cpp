@@ -1,0 +1,34 @@
+#include "ctl/Findings.h"
+
+#include "ctl/Commands.h"
+#include "ctl/Output.h"
+#include "host/Json.h"
+
+namespace ctl {
+
+std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
+
+void FindKeysWrittenTwice(const std::string& path, Findings& findings) {
+  json_error_t error;
+  if (!host::JsonRef(json_load_file(path.c_str(), JSON_REJECT_DUPLICATES, &error))) {
+    findings.push_back("line " + std::to_string(error.line) + ": " + error.text);
+  }
+}
+
+int SayFindings(bool json, const std::string& file, const Findings& findings) {
+  // What a loader complains of isn't always in its result.
+  const bool clean = findings.empty() && Complaints() == 0;
+  if (json) {
+    const host::JsonRef list(json_array());
+    for (const std::string& finding : findings) {
+      json_array_append_new(list.get(), host::JsonString(finding).release());
+    }
+    SayJson(list.get());
+  } else {
+    for (const std::string& finding : findings) Say(file + ": " + Printable(finding));
+    if (clean) Say(file + ": nothing found");
+  }
+  return clean ? kDone : kFailed;
+}
+
+}  // namespace ctl

@@ -1,0 +1,21 @@
+#ifndef CTL_PAGECHECK_H_
+#define CTL_PAGECHECK_H_
+
+#include <string>
+
+#include "ctl/Findings.h"
+#include "host/DeviceModel.h"
+#include "patch/PatchMgr.h"
+
+namespace ctl {
+
+// What in the page of a resource will not work; `where` begins each finding. With a device the
+// page is rendered as its engine does: each value at start, and those of sources once there and
+// once missing.
+void CheckPage(const std::string& where, const std::string& page,
+               const cloudclient::ResourceUrlEntry& resource, const host::DeviceModel* device,
+               Findings& findings);
+
+}  // namespace ctl
+
+#endif  // CTL_PAGECHECK_H_
