@@ -31,8 +31,9 @@ enum : HttpsResult {
 // The daemon's one HTTPS transport: five synchronous operations against the service.
 //
 // Every operation blocks for the whole exchange (no time-out is set), may be called from any
-// thread and holds `lock` throughout, so that requests go out one at a time. URLs, documents and
-// tokens are taken as they are. The server's certificate is not verified.
+// thread and holds `lock` throughout, so that requests go out one at a time; a lock that cannot be
+// had stops none of them, deliberately. URLs, documents and tokens are taken as they are. The
+// server's certificate is not verified.
 //
 // Answers come back as two raw texts: the header block (every header line with its CR LF, the
 // blank line that ends it included) and the body. The operations share two buffers that only some

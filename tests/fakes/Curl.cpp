@@ -108,7 +108,8 @@ std::string Described(CURLoption option, long number, const void* pointer) {
 }
 
 bool Deliver(curl_write_callback callback, void* user, std::string bytes) {
-  return callback(bytes.data(), 1, bytes.size(), user) == bytes.size();
+  const size_t count = curl().oneItem ? 1 : bytes.size();
+  return callback(bytes.data(), bytes.size() / count, count, user) == bytes.size();
 }
 
 // More than any buffer takes, so that none of it is read.

@@ -52,6 +52,8 @@ class Curl {
   std::map<CURLoption, CURLcode> refuses;
   std::string refusesLine;  // the header line that curl_slist_append has no memory for
   CURLcode getinfoCode = CURLE_OK;
+  // Callbacks are given each piece as one item of its length, not as so many items of one byte.
+  bool oneItem = false;
   // Called at each perform before anything else; may throw.
   std::function<void(Transfer&)> onPerform;
   // Called when a handle is closed.

@@ -52,6 +52,8 @@ struct Mutexes {
   // What `Lock` answers, without locking: of all mutexes, and of single ones.
   unsigned int lockStatus = 0;
   std::map<int, unsigned int> lockStatusOf;
+  // Called with the mutex's number before each `Lock`.
+  std::function<void(int number)> onLock;
 
   int Held() const { return locks - unlocks; }
 };

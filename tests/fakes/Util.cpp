@@ -45,6 +45,7 @@ unsigned int LxLinuxMutex::Lock() {
   {
     const fakes::RecordLock lock(fakes::RecordMutex());
     const fakes::Mutexes& mutexes = fakes::platform().mutexes;
+    if (mutexes.onLock) mutexes.onLock(m_impl->number);
     const auto scripted = mutexes.lockStatusOf.find(m_impl->number);
     const unsigned int status =
         scripted == mutexes.lockStatusOf.end() ? mutexes.lockStatus : scripted->second;

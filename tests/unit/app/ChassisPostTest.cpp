@@ -233,6 +233,13 @@ TEST_F(ChassisPostTest, A_document_starts_at_the_first_line_with_a_brace) {
   EXPECT_THAT(fakes::platform().configCalls, ElementsAre("AddChassis(c-1, 3)", "Save()"));
 }
 
+TEST_F(ChassisPostTest, A_line_with_a_brace_inside_the_document_does_not_start_it) {
+  service.answers("POST", "/redfish/v1/Chassis", 201,
+                  "{\"Id\":\"c-1\",\"Links\":[\n{\"Id\":\"c-9\"}\n]}");
+  EXPECT_EQ(Post(), 0);
+  EXPECT_THAT(fakes::platform().configCalls, ElementsAre("AddChassis(c-1, 3)", "Save()"));
+}
+
 TEST_F(ChassisPostTest, A_document_that_does_not_parse_is_17) {
   for (const char* body : {"{", R"({"Id":"c-1"}x)", R"({"Id":c-1})"}) {
     service.answers("POST", "/redfish/v1/Chassis", 201, body);

@@ -68,6 +68,18 @@ TEST_F(MainTest, A_run_is_started_stopped_and_destroyed) {
   EXPECT_EQ(LxBaseKyrosApp::GetInstance(), nullptr);
 }
 
+TEST_F(MainTest, A_lone_argument_is_not_looked_at) {
+  fakes::platform().framework.stop = true;
+  std::string path = "/usr/sbin/cloudclient";
+  std::string argument = "--help";
+  char* argv[] = {path.data(), argument.data(), nullptr};
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(CloudClientMain(2, argv), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(fakes::platform().framework.name, "cloudclient");
+  EXPECT_THAT(fakes::platform().framework.calls, Contains("LxBaseApp::Start"));
+}
+
 TEST_F(MainTest, A_run_works_until_it_is_stopped) {
   cloud.enabled = false;
   fakes::platform().sleeps.hook = [](uint64_t) {

@@ -156,6 +156,22 @@ TEST_F(LookUpTest, It_asks_at_the_path_that_the_root_names) {
   EXPECT_EQ(LookUp(), 0);
 }
 
+TEST_F(LookUpTest, It_asks_at_the_service_that_is_configured_then) {
+  LookUpIsAnswered(302, "", {"Location: /a"});
+  service.answers("GET", "/a", 200, "{}");
+  EXPECT_EQ(LookUp(), 0);
+  cloud.url = "https://other.example";
+  cloud.uuid = "second";
+  cloud.token = "t-9";
+  service.answers("GET", "https://other.example/redfish/v1", 200, kRootDocument);
+  service.answers("GET", "https://other.example/redfish/v1/Managers?uuid=second", 302, "",
+                  {"Location: /b"});
+  service.answers("GET", "https://other.example/b", 200, "{ second }");
+  EXPECT_EQ(LookUp(), 0);
+  EXPECT_EQ(m_doc, "{ second }");
+  EXPECT_EQ(service.requests().back().Header("X-Auth-Token"), "t-9");
+}
+
 TEST_F(LookUpTest, A_failed_root_is_handed_on) {
   service.answers("GET", "/redfish/v1", 500);
   EXPECT_EQ(LookUp(), 8);

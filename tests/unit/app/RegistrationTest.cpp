@@ -56,6 +56,14 @@ TEST_F(RegisterTest, The_time_is_local_with_its_zone_east_of_Greenwich_too) {
             std::string::npos);
 }
 
+TEST_F(RegisterTest, The_time_has_room_for_a_year_of_more_digits) {
+  fakes::platform().clock.now = 253402300800;  // 10000-01-01T00:00:00Z
+  Answers({"X-Auth-Token: t-2"});
+  Register();
+  EXPECT_NE(service.requests().at(0).document.find("\"DateTime\": \"10000-01-01T00:00:00+0000\""),
+            std::string::npos);
+}
+
 TEST_F(RegisterTest, The_request_carries_no_token_even_when_one_is_stored) {
   Answers({"X-Auth-Token: t-2"});
   Register();

@@ -205,6 +205,34 @@ TEST_F(WorkStepTest, Enabling_again_sets_everything_up_again) {
   EXPECT_EQ(fakes::platform().threads.created.size(), 4);
 }
 
+TEST_F(WorkStepTest, Enabling_again_takes_the_device_that_is_managed_then) {
+  Work();
+  cloud.enabled = false;
+  Work();
+  cloud.enabled = true;
+  fakes::platform().framework.managedVelId = 7;
+  const auto all = Work();
+  EXPECT_THAT(all, Contains("DeviceMgr::InitDeviceDataPaths(7, proxy)"));
+  EXPECT_THAT(all, Contains("DeviceMgr::RegisterForDeviceDataChange(7)"));
+}
+
+TEST_F(WorkStepTest, Each_step_asks_once_whether_it_is_enabled) {
+  App();
+  const auto inner = cloud.onCall;
+  int asked = 0;
+  cloud.onCall = [&](const std::string& operation) {
+    if (operation == "GetEnableState") ++asked;
+    inner(operation);
+  };
+  // Enabling, enabled, disabling, disabled with and without the notice.
+  for (const bool enabled : {true, true, false, false, false}) {
+    cloud.enabled = enabled;
+    asked = 0;
+    Work();
+    EXPECT_EQ(asked, 1);
+  }
+}
+
 TEST_F(WorkStepTest, A_second_stop_joins_no_thread_again) {
   Work();
   cloud.enabled = false;

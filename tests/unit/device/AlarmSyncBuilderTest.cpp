@@ -60,6 +60,12 @@ TEST_F(AlarmBuilder, Of_several_modules_counts_them_from_1_in_the_text) {
   EXPECT_EQ(Built(0, 20, 65535, kAlarm).GetMessage(), "[65536] ");
 }
 
+TEST_F(AlarmBuilder, Of_a_number_of_more_than_16_bits_is_identified_by_all_of_it) {
+  const CloudAlarm alarm = Built(0, 65536 + 20, 2, kAlarm);
+  EXPECT_EQ(alarm.GetEventId(), 65556u);
+  EXPECT_EQ(alarm.GetMessageId(), "Zarvel.GDD.65556:2");
+}
+
 TEST_F(AlarmBuilder, Of_an_unknown_or_no_module_count_names_the_module) {
   platform().proxy.HasModules(21, 0);
   platform().proxy.eventTexts[21] = "Fan failed";

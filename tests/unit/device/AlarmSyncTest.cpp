@@ -115,6 +115,51 @@ TEST_F(AlarmSync, Compares_states_by_length_and_bytes) {
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 ALARM of 17"));
 }
 
+TEST_F(AlarmSync, A_state_that_begins_like_the_other_is_another_one) {
+  ServiceHolds("17", {{10, 0, "Alarm"}});
+  for (const char* state : {"Alar", "Alarms", ""}) {
+    service.forget();
+    platform().stateTexts[kAlarm] = state;
+    platform().proxy.activeEvents.clear();
+    platform().proxy.HasActive(10, 0, kAlarm);
+    mgr->SyncAlarms();
+    EXPECT_THAT(Posted(), ElementsAre(std::string("Zarvel.GDD.10 ") + state + " of 17"));
+  }
+}
+
+TEST_F(AlarmSync, Pairs_by_the_whole_number_and_argument) {
+  platform().proxy.HasModules(20, 4);
+  ServiceHolds("17", {{65536 + 20, 1, "Fault"}, {20, 65536 + 1, "Fault"}});
+  platform().proxy.HasActive(20, 1, kFault);
+  mgr->SyncAlarms();
+  EXPECT_THAT(Posted(),
+              ElementsAre("Zarvel.GDD.65556:1 cleared of 17", "Zarvel.GDD.20:65537 cleared of 17",
+                          "Zarvel.GDD.20:1 Fault of 17"));
+}
+
+TEST_F(AlarmSync, Counts_what_it_clears_and_posts_before_it_does) {
+  ServiceHolds("17", {{10, 0, "Alarm"}});
+  platform().proxy.HasActive(11, 0, kAlarm);
+  std::vector<size_t> posts;
+  platform().log.hook = [&](const fakes::LogRecord& record) {
+    if (record.text.find("unprocessed") != std::string::npos) posts.push_back(Documents().size());
+  };
+  mgr->SyncAlarms();
+  EXPECT_THAT(posts, ElementsAre(0u, 1u));
+  EXPECT_THAT(Documents(), SizeIs(2));
+}
+
+TEST_F(AlarmSync, Two_chassis_of_one_device_are_both_made_the_devices) {
+  platform().cloud.chassis = {{"17", 1}, {"18", 1}};
+  ServiceHolds("17", {});
+  ServiceHolds("18", {{10, 0, "Alarm"}});
+  platform().proxy.HasActive(11, 0, kAlarm);
+  mgr->SyncAlarms();
+  EXPECT_THAT(platform().proxy.activeEventsAsked, ElementsAre(1, 1));
+  EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.11 Alarm of 17", "Zarvel.GDD.10 cleared of 18",
+                                    "Zarvel.GDD.11 Alarm of 18"));
+}
+
 TEST_F(AlarmSync, A_device_without_active_events_clears_everything_in_order) {
   ServiceHolds("17", {{10, 0, "Warning"}, {11, 0, "Alarm"}, {20, 3, "Fault"}});
   mgr->SyncAlarms();

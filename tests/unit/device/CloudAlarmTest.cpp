@@ -136,6 +136,15 @@ TEST_F(CloudAlarmRecord, Times_are_local_with_an_offset_without_colon) {
   EXPECT_EQ(alarm.GetClearedTime(), "2026-03-05T09:37:09-0330");
 }
 
+TEST_F(CloudAlarmRecord, Times_have_room_for_a_year_of_more_digits) {
+  fakes::platform().clock.now = 253402300800;  // 10000-01-01T00:00:00Z
+  CloudAlarm alarm;
+  alarm.SetState("Alarm");
+  alarm.SetState("Cleared");
+  EXPECT_EQ(alarm.GetCreated(), "10000-01-01T00:00:00+0000");
+  EXPECT_EQ(alarm.GetClearedTime(), "10000-01-01T00:00:00+0000");
+}
+
 TEST_F(CloudAlarmRecord, The_cleared_text_is_compared_by_length_and_bytes) {
   EXPECT_TRUE(StampsCleared("Cleared"));
   EXPECT_FALSE(StampsCleared("cleared"));

@@ -328,6 +328,11 @@ TEST_F(SingleAlarm, Takes_the_last_of_two_members_of_one_name) {
   EXPECT_EQ(alarms[0].GetEventId(), 10u);
 }
 
+TEST_F(SingleAlarm, Is_asked_for_at_its_reference_as_it_is) {
+  mgr->GetAlarmFromCloud(&client, "alarm/1", alarms);
+  EXPECT_EQ(service.requests()[0].url, "https://cloud.examplealarm/1");
+}
+
 TEST_F(SingleAlarm, That_is_cleared_has_the_time_of_its_clearing) {
   ServiceAnswers(R"({"AlarmId": 10, "AlarmDescription": "", "NotifyType": "Cleared",
                      "StatusChangeTime": "then"})");

@@ -298,6 +298,13 @@ TEST_F(AlarmList, An_empty_reference_reads_the_base_URL) {
   EXPECT_EQ(service.requests()[0].url, kBase);
 }
 
+TEST_F(AlarmList, A_reference_without_a_slash_is_appended_as_it_is) {
+  Process(R"([{"@odata.id": "event/1"}, {"@odata.id": "?e=1"}])");
+  ASSERT_THAT(service.requests(), SizeIs(2));
+  EXPECT_EQ(service.requests()[0].url, "https://cloud.exampleevent/1");
+  EXPECT_EQ(service.requests()[1].url, "https://cloud.example?e=1");
+}
+
 TEST_F(AlarmList, Events_that_cannot_be_had_are_told_and_skipped) {
   service.answers("GET", "/event/1", 404)
       .answers("GET", "/event/2", 302)

@@ -38,6 +38,21 @@ class EventDocument : public AlarmTest {
   }
 };
 
+TEST_F(EventDocument, Of_a_state_like_cleared_is_that_of_an_active_alarm) {
+  for (const char* state : {"Clear", "Cleared late", "cleared", ""}) {
+    EXPECT_NE(DocumentOf(Alarm(1234, -1, state)).find(R"("MessageId": "Zarvel.GDD.1234")"),
+              std::string::npos)
+        << state;
+    EXPECT_EQ(Tracked(0, "Zarvel.GDD.1234"), state);
+  }
+}
+
+TEST_F(EventDocument, Shows_numbers_of_more_than_16_bits) {
+  const std::string document = DocumentOf(Alarm(4294967295u, 70000, "Alarm"));
+  EXPECT_NE(document.find(R"("MessageId": "Zarvel.GDD.4294967295:70000")"), std::string::npos);
+  EXPECT_NE(document.find(R"("System","70000", null])"), std::string::npos);
+}
+
 TEST_F(EventDocument, Of_an_active_alarm_without_instance) {
   EXPECT_EQ(DocumentOf(Alarm(1234, -1, "Alarm")),
             R"({ "MessageId": "Zarvel.GDD.1234","Severity": "Alarm",)"

@@ -47,6 +47,16 @@ TEST_F(Buffers, After_a_patch_with_a_body_a_get_is_cut_wrong) {
   EXPECT_EQ(header, fakes::HeaderBlock(200) + fakes::HeaderBlock(200));
 }
 
+TEST_F(Buffers, Take_pieces_of_any_number_and_size_of_items) {
+  curl().oneItem = true;
+  curl().Answers(201, "{}").Answers(200, "[ ]");
+  EXPECT_EQ(Post(), 0u);
+  EXPECT_EQ(body, "HTTP/1.1 201 Created\r\n\r\n{}");
+  EXPECT_EQ(GetAuth(), 0u);
+  EXPECT_EQ(body, "[ ]");
+  EXPECT_EQ(header, fakes::HeaderBlock(200));
+}
+
 TEST_F(Buffers, Several_patches_add_up) {
   Leave(204, "");
   Leave(204, "");

@@ -133,6 +133,7 @@ TEST_F(Get, Raises_out_of_range_when_the_header_is_longer_than_everything_receiv
     curl().responses.push_back(
         {CURLE_OK, status, fakes::HeaderBlock(status), "{}", "X-Checksum: 1\r\n\r\n"});
     EXPECT_THROW(GetAuth(), std::out_of_range) << status;
+    EXPECT_THAT(LogLines(), IsEmpty());  // a token is told as refused only with its answer cut
     EXPECT_EQ(curl().liveHandles, 0);
     EXPECT_EQ(curl().liveLists, 0);
     EXPECT_EQ(platform().mutexes.Held(), 0);

@@ -105,6 +105,17 @@ TEST_F(Life, Each_request_holds_the_lock_while_it_performs) {
   EXPECT_EQ(platform().mutexes.locks, 5);
 }
 
+TEST_F(Life, A_lock_that_cannot_be_had_stops_no_request) {
+  platform().mutexes.lockStatus = 22;
+  const std::vector<HttpsResult> results = {0, 0, 0, 0, 5};
+  for (size_t i = 0; i < operations.size(); ++i) {
+    curl().Answers(200, "{}");
+    EXPECT_EQ((this->*operations[i])(), results[i]) << i;
+    EXPECT_EQ(curl().Last().performs, 1) << i;
+  }
+  EXPECT_EQ(platform().mutexes.unlocks, 0);
+}
+
 TEST_F(Life, The_handle_is_closed_under_the_lock) {
   int cleanups = 0;
   curl().onCleanup = [&cleanups] {

@@ -42,6 +42,14 @@ TEST_F(Heartbeat, Is_sent_with_an_empty_identifier) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
+TEST_F(Heartbeat, Is_sent_with_an_empty_token_that_no_header_carries) {
+  platform.cloud.token = "";
+  mgr->SendHeartbeat();
+  ASSERT_EQ(service.requests().size(), 1u);
+  EXPECT_FALSE(service.requests()[0].HasHeader("X-Auth-Token"));
+  EXPECT_THAT(Lines(), IsEmpty());
+}
+
 TEST_F(Heartbeat, Is_not_sent_without_a_url) {
   platform.cloud.fails = {{"GetUrl", 4}, {"GetXAuthToken", 4}, {"GetUUID", 4}};
   mgr->SendHeartbeat();

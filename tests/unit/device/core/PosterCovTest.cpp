@@ -114,6 +114,13 @@ TEST_F(PosterCovs, Go_to_the_last_chassis_of_the_map_at_first) {
   EXPECT_THAT(Chassis(), ElementsAre("c"));
 }
 
+TEST_F(PosterCovs, Go_to_the_second_of_two_chassis_of_one_device_at_first) {
+  platform.cloud.chassis = {{"a", 0}, {"b", 0}};
+  inPass[1] = [&] { Queue(1201); };
+  RunPoster(1);
+  EXPECT_THAT(Chassis(), ElementsAre("b"));
+}
+
 TEST_F(PosterCovs, Go_to_the_chassis_of_the_event_before_them) {
   platform.cloud.chassis = {{"a", 0}, {"b", 1}};
   inPass[1] = [&] {

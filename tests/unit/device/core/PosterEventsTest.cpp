@@ -161,9 +161,10 @@ TEST_F(PosterEvents, A_state_is_known_only_with_the_same_bytes) {
   platform.stateTexts[6] = "alarm";
   inPass[1] = [&] { Raise(4711, 0, 3); };
   inPass[2] = [&] { Raise(4711, 0, 5); };
-  inPass[3] = [&] { Raise(4711, 0, 6); };
-  RunPoster(3);
-  EXPECT_THAT(Posted(), SizeIs(3));
+  inPass[3] = [&] { Raise(4711, 0, 3); };
+  inPass[4] = [&] { Raise(4711, 0, 6); };
+  RunPoster(4);
+  EXPECT_THAT(Posted(), SizeIs(4));
 }
 
 TEST_F(PosterEvents, Another_state_is_posted_with_the_identity_that_is_tracked) {
@@ -243,6 +244,37 @@ TEST_F(PosterEvents, Cleared_is_forgotten_even_when_the_post_is_refused) {
   };
   RunPoster(2);
   EXPECT_FALSE(IsTracked("Zarvel.GDD.4711"));
+}
+
+TEST_F(PosterEvents, Cleared_is_tracked_until_it_is_posted) {
+  std::vector<bool> tracked;
+  fakes::curl().onPerform = [&](fakes::Transfer&) {
+    tracked.push_back(IsTracked("Zarvel.GDD.4711"));
+  };
+  inPass[1] = [&] { Raise(4711); };
+  inPass[2] = [&] { Raise(4711, 0, 0); };
+  RunPoster(2);
+  EXPECT_THAT(tracked, ElementsAre(false, true));
+}
+
+TEST_F(PosterEvents, A_state_like_cleared_stays_tracked) {
+  platform.stateTexts[5] = "Clear";
+  platform.stateTexts[6] = "Cleared late";
+  inPass[1] = [&] { Raise(4711, 0, 5); };
+  inPass[2] = [&] { EXPECT_TRUE(IsTracked("Zarvel.GDD.4711")); };
+  inPass[3] = [&] { Raise(4711, 0, 6); };
+  RunPoster(3);
+  EXPECT_TRUE(IsTracked("Zarvel.GDD.4711"));
+  EXPECT_THAT(Posted(), ElementsAre(HasSubstr("\"Severity\": \"Clear\""),
+                                    HasSubstr("\"Severity\": \"Cleared late\"")));
+}
+
+TEST_F(PosterEvents, Numbers_of_more_than_16_bits_are_told_apart) {
+  engine.HasModules(4711, 1);
+  inPass[1] = [&] { Raise(4711 + 65536); };
+  inPass[2] = [&] { Raise(4711); };
+  RunPoster(2);
+  EXPECT_THAT(Posted(), ElementsAre(HasSubstr("Zarvel.GDD.70247"), HasSubstr("Zarvel.GDD.4711\"")));
 }
 
 TEST_F(PosterEvents, Cleared_of_one_module_leaves_the_other_tracked) {

@@ -176,6 +176,16 @@ TEST_F(EventQueue, Keeps_the_order_and_says_what_is_added) {
   EXPECT_EQ(platform.mutexes.Held(), 0);
 }
 
+TEST_F(EventQueue, Says_what_is_added_before_it_is_locked) {
+  int records = 0;
+  platform.log.hook = [&](const fakes::LogRecord&) {
+    EXPECT_EQ(platform.mutexes.locks, 0);
+    ++records;
+  };
+  Raise(4711);
+  EXPECT_EQ(records, 1);
+}
+
 TEST_F(EventQueue, Drops_the_event_when_it_cannot_be_locked) {
   platform.mutexes.lockStatusOf[0] = 22;
   Raise(4711);
@@ -217,6 +227,30 @@ TEST_F(CovQueue, Keeps_the_order_and_says_nothing) {
   EXPECT_EQ(mgr->GetCovList()[1].pointId, 1202u);
   EXPECT_THAT(Lines(), IsEmpty());
   EXPECT_EQ(platform.mutexes.Held(), 0);
+}
+
+TEST_F(CovQueue, Takes_the_change_as_it_is_before_it_is_locked) {
+  Change change(1201, "21.5");
+  platform.mutexes.onLock = [&](int) {
+    change.notification.pointId = 9;
+    change.buffer[2] = 'x';
+  };
+  mgr->AddDeviceCOV(change.notification);
+  ASSERT_EQ(mgr->GetCovList().size(), 1u);
+  EXPECT_EQ(mgr->GetCovList()[0].pointId, 1201u);
+  EXPECT_STREQ(mgr->GetCovList()[0].valueText + 2, "21.5");
+}
+
+TEST_F(Instance, Queues_are_asked_whether_they_hold_something_without_a_lock) {
+  EXPECT_FALSE(mgr->HasEvents());
+  EXPECT_FALSE(mgr->HasCovs());
+  EXPECT_EQ(platform.mutexes.locks, 0);
+  mgr->LockEventList();
+  mgr->LockCovList();
+  EXPECT_FALSE(mgr->HasEvents());
+  EXPECT_FALSE(mgr->HasCovs());
+  mgr->UnlockCovList();
+  mgr->UnlockEventList();
 }
 
 TEST_F(CovQueue, Drops_the_change_when_it_cannot_be_locked) {

@@ -64,7 +64,10 @@ TEST_F(TimeOfDay, Expiry_shows_the_identifier_that_it_was_given) {
 }
 
 TEST_F(TimeOfDay, Expiry_opens_the_day_seeds_it_and_requests_the_synchronisation) {
-  patch().onCall = [] { EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested()); };
+  patch().onCall = [&] {
+    EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested());
+    EXPECT_THAT(platform.timer.armed, SizeIs(2));  // the next alarm comes before the new day
+  };
   platform.timer.Expire(12);
   EXPECT_THAT(patch().calls,
               ElementsAre("NewDayAccumulators()", "NewDaySyncHumAccumulator(0, https, proxy)",
