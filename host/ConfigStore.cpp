@@ -84,7 +84,7 @@ bool ConfigStore::Reload() {
   if (!good) problem += "; the values in use stay";
   {
     std::lock_guard<std::mutex> guard(m_mutex);
-    if (!good && problem != m_reported) lines.push_back({3, problem});
+    if (!good && problem != m_reported) lines.push_back({false, problem});
     m_reported = problem;
   }
   Say(lines);
@@ -209,9 +209,9 @@ void ConfigStore::AdoptLocked(const json_t* stored, Lines& lines) {
 
 void ConfigStore::CheckKeysLocked(const json_t* stored, Lines& lines) {
   std::set<std::string> reported;
-  const auto report = [&](int level, const std::string& problem) {
-    if (m_reportedKeys.count(problem) == 0) lines.push_back({level, m_path + ": " + problem});
-    reported.insert(problem);
+  const auto report = [&](bool unknownKeys, const std::string& text) {
+    if (m_reportedKeys.count(text) == 0) lines.push_back({unknownKeys, text});
+    reported.insert(text);
   };
   std::vector<std::string> known;
   for (const Key& key : m_keys) {
@@ -219,15 +219,22 @@ void ConfigStore::CheckKeysLocked(const json_t* stored, Lines& lines) {
     const json_t* value = json_object_get(stored, key.name);
     std::string problem;
     if (value == nullptr || HoldsType(key, value, problem)) continue;
-    report(3, problem + "; it counts as absent");
+    report(false, m_path + ": " + problem + "; it counts as absent");
   }
   const std::string unknown = UnknownKeysText(UnknownKeys(stored, known));
-  if (!unknown.empty()) report(4, unknown);
+  if (!unknown.empty()) report(true, unknown);
   m_reportedKeys.swap(reported);
 }
 
-void ConfigStore::Say(const Lines& lines) {
-  for (const Line& line : lines) HOST_LOG(line.level, "%s", line.text.c_str());
+void ConfigStore::Say(const Lines& lines) const {
+  for (const Line& line : lines) {
+    if (line.unknownKeys) {
+      HOST_LOG(4, "%s: keys that are not known are not used: %s", m_path.c_str(),
+               line.text.c_str());
+    } else {
+      HOST_LOG(3, "%s", line.text.c_str());
+    }
+  }
 }
 
 bool ConfigStore::HoldsType(const Key& key, const json_t* value, std::string& problem) const {

@@ -77,7 +77,7 @@ class ConfigStore {
 
   // Messages that are still to be written.
   struct Line {
-    int level;
+    bool unknownKeys;  // the text lists them; else it is a problem
     std::string text;
   };
   using Lines = std::vector<Line>;
@@ -87,7 +87,7 @@ class ConfigStore {
   FileState Refresh(std::string& problem, Lines& lines);
   void AdoptLocked(const json_t* stored, Lines& lines);
   void CheckKeysLocked(const json_t* stored, Lines& lines);
-  static void Say(const Lines& lines);
+  void Say(const Lines& lines) const;
   std::string Write(std::string& warning, Lines& lines);
   bool HoldsType(const Key& key, const json_t* value, std::string& problem) const;
 

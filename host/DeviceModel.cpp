@@ -320,7 +320,9 @@ DeviceModel LoadDeviceModel(const std::string& path) {
     HOST_LOG(3, "%s: %s; it counts as absent", path.c_str(), text.c_str());
   }
   const std::string unknown = UnknownKeysText(UnknownDeviceKeys(root.get()));
-  if (!unknown.empty()) HOST_LOG(4, "%s: %s", path.c_str(), unknown.c_str());
+  if (!unknown.empty()) {
+    HOST_LOG(4, "%s: keys that are not known are not used: %s", path.c_str(), unknown.c_str());
+  }
   return model;
 }
 

@@ -88,7 +88,7 @@ std::vector<std::string> UnknownDeviceKeys(const json_t* root) {
 std::string UnknownKeysText(const std::vector<std::string>& unknown) {
   std::string text;
   for (const std::string& key : unknown) text += (text.empty() ? "" : ", ") + key;
-  return text.empty() ? "" : "keys that are not known are not used: " + text;
+  return text;
 }
 
 }  // namespace host

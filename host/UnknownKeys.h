@@ -16,7 +16,7 @@ std::vector<std::string> UnknownKeys(const json_t* object, const std::vector<std
 // belongs to a source beyond its type is its own.
 std::vector<std::string> UnknownDeviceKeys(const json_t* root);
 
-// What is said of them in the log; empty when there are none.
+// All of them in one text; empty when there are none.
 std::string UnknownKeysText(const std::vector<std::string>& unknown);
 
 }  // namespace host

@@ -19,6 +19,8 @@ from log_formats import CALL, arguments, blank_comments, literals  # noqa: E402
 DOCUMENT = TOP / "docs" / "messages.md"
 DAEMON = ("app", "base", "device", "https", "patch")
 HOST_CALL = re.compile(r"(?<!#define )\bHOST_LOG\s*\(")
+# What the log says of itself: a line that is made by hand and ends in a number.
+HOST_LINE = re.compile(r'\bLogLine\(\s*Now\(\), (\d), "Host",\s*"([^"]*)" \+')
 UNIT = re.compile(r'\bkUnit\[\] = "(\w+)"')
 OPERATION = re.compile(r"\b(\w+)\s*\([^()]*(?:\([^()]*\)[^()]*)*const char\* caller\)")
 CONVERSION = re.compile(r"%[-+ #0]*\d*(?:\.\d+)?(?:hh|h|ll|l|z|j|t)?[diouxXcsp]")
@@ -94,6 +96,8 @@ def host_messages(path):
     for match in HOST_CALL.finditer(source):
         level, text = arguments(source, match.end())[:2]
         yield Message("".join(piece for _, piece in level), "Host " + pattern(one(literals(text))))
+    for match in HOST_LINE.finditer(path.read_text(encoding="utf-8")):
+        yield Message(match.group(1), f"Host {match.group(2)}\x00")
 
 
 def in_sources():
