@@ -5,7 +5,7 @@ if(CLOUDCLIENT_SANITIZE)
   add_link_options(-fsanitize=${_sanitizers})
   # With a sanitizer's code between, g++ 12 reports uninitialised members inside the standard
   # library that are none. The plain builds warn of the real ones.
-  add_compile_options(-Wno-maybe-uninitialized)
+  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   if(_sanitizers MATCHES "undefined")
     add_compile_options(-fno-sanitize-recover=undefined)
   endif()

@@ -2,7 +2,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "HostFuzz.h"
+#include "Input.h"
 #include "host/CfgCloudHost.h"
 #include "host/Configuration.h"
 

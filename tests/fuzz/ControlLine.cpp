@@ -1,5 +1,5 @@
 // Lines of the control socket.
-#include "HostFuzz.h"
+#include "Input.h"
 #include "host/ControlProtocol.h"
 #include "host/DeviceEngine.h"
 

@@ -1,7 +1,7 @@
 // The description of the managed device, and the engine that is made of it.
 #include <memory>
 
-#include "HostFuzz.h"
+#include "Input.h"
 #include "host/ControlProtocol.h"
 #include "host/DeviceEngine.h"
 #include "host/Pages.h"

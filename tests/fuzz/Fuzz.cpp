@@ -1,8 +1,5 @@
 #include "Fuzz.h"
 
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <vector>
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
@@ -23,24 +20,6 @@ int LLVMFuzzerInitialize(int* argc, char*** argv) {
 }
 
 namespace fuzz {
-
-void Require(bool kept, const char* promise) {
-  if (kept) return;
-  fprintf(stderr, "not kept: %s\n", promise);
-  abort();
-}
-
-size_t Input::Choice(size_t count) {
-  if (m_next >= m_text.size()) return 0;
-  return static_cast<unsigned char>(m_text[m_next++]) % count;
-}
-
-std::string Input::Text() {
-  const size_t begin = std::min(m_next, m_text.size());
-  const size_t end = std::min(m_text.find('\0', begin), m_text.size());
-  m_next = end + 1;
-  return m_text.substr(begin, end - begin);
-}
 
 void Forget() {
   fakes::Platform& platform = fakes::platform();
