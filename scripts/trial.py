@@ -158,7 +158,7 @@ class Service(Program):
         if not program.exists():
             raise Failed(f"{shown(program)} was not built")
         made = subprocess.run(
-            [str(program), "operator", "add", OPERATOR, "--db", str(database)],
+            [str(program), "operator", "add", OPERATOR, "--create", "--db", str(database)],
             env=environment(False), stdin=subprocess.DEVNULL, capture_output=True, text=True)
         password = re.fullmatch(r"password: (\S+)\n", made.stdout)
         if made.returncode != 0 or not password:

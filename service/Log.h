@@ -1,16 +1,18 @@
 #ifndef SERVICE_LOG_H_
 #define SERVICE_LOG_H_
 
+#include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "service/Clock.h"
 
 namespace cloudservice {
 
-// One line an event: local time, a blank, the text. Line ends and control bytes inside the text are
-// written \n, \r and \xNN, so that nobody who sends a text can make up a line. A line ends
-// after 1,000 bytes.
+// One line an event: local time, a blank, the text. Line ends, control bytes and bytes that are no
+// UTF-8 are written \n, \r and \xNN, so that nobody who sends a text can make up a line. A line
+// ends after 1,000 bytes.
 class Log {
  public:
   // Takes each finished line, without its line end.
@@ -25,10 +27,21 @@ class Log {
   const Clock m_clock;
 };
 
-// Writes the line and its end to standard error in one piece.
-void WriteToStandardError(const std::string& line);
+// Writes lines to standard error, each with its end in one piece. Where nobody reads there, it
+// waits for a tenth of a second, once, and drops lines until somebody does; how many is said before
+// the next one. One thread.
+class StandardError {
+ public:
+  explicit StandardError(Clock clock) : m_clock(std::move(clock)) {}
 
-// The text with line ends and control bytes written \n, \r, \xNN.
+  void Write(const std::string& line);
+
+ private:
+  const Clock m_clock;
+  std::uint64_t m_dropped = 0;
+};
+
+// The text with line ends, control bytes and what is no UTF-8 written \n, \r, \xNN.
 std::string Printable(const std::string& text);
 
 }  // namespace cloudservice

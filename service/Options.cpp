@@ -36,8 +36,12 @@ std::string Conflict(const Options& options) {
   if (options.with_token && options.secret_from_input) {
     return "--token has no use for --password-stdin";
   }
-  if (options.email.empty() != options.registration_key.empty()) {
-    return "--email and --registration-key go together";
+  if (!options.registration_key.empty() && !options.registration_key_file.empty()) {
+    return "--registration-key has no use for --registration-key-file";
+  }
+  const bool key = !options.registration_key.empty() || !options.registration_key_file.empty();
+  if (options.email.empty() == key) {
+    return "--email and --registration-key, or --registration-key-file, go together";
   }
   if (options.certificate.empty() != options.key.empty()) {
     return "--cert and --key go together";
@@ -60,6 +64,10 @@ void DescribeBackup(CLI::App& app, Options& options) {
   backup->callback([&options] { options.command = Command::kBackup; });
 }
 
+void DescribeCreate(CLI::App& command, Options& options) {
+  command.add_flag("--create", options.create, "Makes the database where it is missing");
+}
+
 // A command of `group`; runs on the database of a running service too.
 CLI::App* Sub(CLI::App& group, Options& options, Command command, const char* name,
               const char* text, const char* subject) {
@@ -77,6 +85,7 @@ void DescribeOwners(CLI::App& app, Options& options) {
           "Makes an account, or gives it one more registration key; prints the key", "EMAIL");
   add->add_flag("--key-stdin", options.secret_from_input,
                 "The key is the first line of standard input instead of a new one");
+  DescribeCreate(*add, options);
   add->add_flag("--replace", options.replace, "In place of the keys that the account has");
   Sub(account, options, Command::kListAccounts, "list", "Lists the accounts", nullptr);
   Sub(account, options, Command::kRemoveAccount, "remove",
@@ -90,6 +99,7 @@ void DescribeOwners(CLI::App& app, Options& options) {
                          "Makes an operator; prints the password, or the token", "NAME");
   person->add_flag("--password-stdin", options.secret_from_input,
                    "The password is the first line of standard input instead of a new one");
+  DescribeCreate(*person, options);
   person->add_flag("--token", options.with_token, "With a token in place of a password");
   Sub(people, options, Command::kListOperators, "list", "Lists the operators", nullptr);
   Sub(people, options, Command::kRemoveOperator, "remove",
@@ -111,6 +121,9 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
                  "E-mail address with which appliances register; kept as an account");
   app.add_option("--registration-key", options.registration_key,
                  "Key with which appliances register");
+  app.add_option("--registration-key-file", options.registration_key_file,
+                 "File whose first line is this key; - is standard input")
+      ->type_name("FILE");
   app.add_flag("--http", options.plain_http, "Plain HTTP instead of HTTPS");
   app.add_option("--cert", options.certificate,
                  "Certificate chain (PEM); without it one is made beside the database")

@@ -27,12 +27,14 @@ struct Options {
   bool replace = false;               // account add: in place of the keys that it has
   bool with_appliances = false;       // account remove
   bool with_token = false;            // operator add
+  bool create = false;                // account add, operator add: the database where it is missing
   std::string address = "127.0.0.1";  // an IPv4 or IPv6 address, without brackets
   std::uint16_t port = 8443;          // 0: any free one
   std::string database = "cloudservice.db";
-  std::string email;             // with the key: an account to be there; both or neither
-  std::string registration_key;  // as above
-  std::string backup;            // kBackup: the file
+  std::string email;                  // with the key: an account to be there; both or neither
+  std::string registration_key;       // as above
+  std::string registration_key_file;  // in its place: a file, or "-", whose first line is the key
+  std::string backup;                 // kBackup: the file
   bool plain_http = false;
   std::string certificate;  // PEM files; both or neither
   std::string key;

@@ -28,6 +28,7 @@
 #include "service/owners/Operators.h"
 #include "service/page/Page.h"
 #include "service/redfish/Service.h"
+#include "service/store/Lock.h"
 #include "service/store/Store.h"
 
 namespace cloudservice {
@@ -92,6 +93,11 @@ void RemoveOldEveryHour(boost::asio::steady_timer& timer, RedfishService& servic
   });
 }
 
+std::string RegistrationKeyOf(const Options& options) {
+  if (options.registration_key_file.empty()) return options.registration_key;
+  return ReadSecret(options.registration_key_file, std::cin);
+}
+
 Operations::Service Behind(RedfishService& service, OperatorApi& api, const Server& server) {
   return {[&service, &api](const Request& request) {
             if (OperatorApi::Serves(request.target)) return api.Handle(request);
@@ -106,13 +112,14 @@ Operations::Service Behind(RedfishService& service, OperatorApi& api, const Serv
 }
 
 int Run(const Options& options, const Log& log) {
+  const DatabaseLock lock(options.database);
   Store store(options.database);
   if (!store.KeptCopy().empty()) {
     log.Line("database upgraded, the one before is kept as " + store.KeptCopy());
   }
   std::optional<boost::asio::ssl::context> tls = TlsOf(options, log);
   Accounts accounts(store, WallClock, SteadyClock);
-  if (!options.email.empty() && accounts.Add(options.email, options.registration_key)) {
+  if (!options.email.empty() && accounts.Add(options.email, RegistrationKeyOf(options))) {
     log.Line("account: " + options.email + " has a new registration key");
   }
   RedfishService service(store, log, accounts, WallClock, RetentionOf(options));
@@ -165,7 +172,8 @@ int Main(int argc, char** argv) {
       std::cout.flush();
       return std::cout ? EXIT_SUCCESS : EXIT_FAILURE;
     }
-    return Run(*options, Log(WriteToStandardError, WallClock));
+    StandardError out(WallClock);
+    return Run(*options, Log([&out](const std::string& line) { out.Write(line); }, WallClock));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "cloudservice: %s\n", error.what());
     return EXIT_FAILURE;

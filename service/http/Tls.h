@@ -18,7 +18,8 @@ struct CertificateFiles {
 // std::runtime_error that names the file and the reason.
 CertificateFiles OwnCertificate(const std::string& database, bool& made);
 
-// A server's context, TLS 1.2 and up, with that certificate. Throws std::runtime_error that names
+// A server's context, TLS 1.2 and up with forward secrecy and authenticated encryption, with that
+// certificate. Throws std::runtime_error that names
 // the file that is not usable.
 boost::asio::ssl::context ServerContext(const CertificateFiles& files);
 

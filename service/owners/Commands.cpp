@@ -1,5 +1,6 @@
 #include "service/owners/Commands.h"
 
+#include <fstream>
 #include <istream>
 #include <ostream>
 #include <stdexcept>
@@ -14,11 +15,7 @@ namespace cloudservice {
 
 namespace {
 
-std::string ReadSecret(std::istream& in) {
-  std::string secret;
-  if (!std::getline(in, secret)) throw std::runtime_error("standard input has no line to read");
-  return secret;
-}
+constexpr const char* kInput = "-";
 
 std::string Counted(std::int64_t count, const std::string& one, const std::string& many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
@@ -27,7 +24,7 @@ std::string Counted(std::int64_t count, const std::string& one, const std::strin
 void AddAccount(Store& store, const Options& options, const Clock& clock, std::istream& in,
                 std::ostream& out) {
   Accounts accounts(store, clock, SteadyClock);
-  const std::string key = options.secret_from_input ? ReadSecret(in) : RandomPassword();
+  const std::string key = options.secret_from_input ? ReadSecret(kInput, in) : RandomPassword();
   if (!accounts.Add(options.subject, key, options.replace)) {
     throw std::runtime_error(options.subject + " has this key already");
   }
@@ -55,7 +52,8 @@ void AddOperator(Store& store, const Options& options, const Clock& clock, std::
     out << "token: " << operators.AddWithToken(options.subject) << "\n";
     return;
   }
-  const std::string password = options.secret_from_input ? ReadSecret(in) : RandomPassword();
+  const std::string password =
+      options.secret_from_input ? ReadSecret(kInput, in) : RandomPassword();
   operators.AddWithPassword(options.subject, password);
   if (!options.secret_from_input) out << "password: " << password << "\n";
 }
@@ -77,9 +75,8 @@ void RemoveOperator(Store& store, const Options& options) {
 
 void RunOwnersCommand(const Options& options, const Clock& clock, std::istream& in,
                       std::ostream& out) {
-  const bool adds =
-      options.command == Command::kAddAccount || options.command == Command::kAddOperator;
-  Store store(options.database, adds ? Database::Missing::kCreate : Database::Missing::kRefuse);
+  Store store(options.database,
+              options.create ? Database::Missing::kCreate : Database::Missing::kRefuse);
   switch (options.command) {
     case Command::kAddAccount:
       return AddAccount(store, options, clock, in, out);
@@ -97,6 +94,17 @@ void RunOwnersCommand(const Options& options, const Clock& clock, std::istream& 
     case Command::kBackup:
       throw std::logic_error("no command about owners");
   }
+}
+
+std::string ReadSecret(const std::string& file, std::istream& in) {
+  std::ifstream opened;
+  if (file != kInput) opened.open(file);
+  const std::string name = file == kInput ? "standard input" : file;
+  std::string secret;
+  if (!std::getline(file == kInput ? in : opened, secret) || secret.empty()) {
+    throw std::runtime_error(name + " has no line to read");
+  }
+  return secret;
 }
 
 }  // namespace cloudservice

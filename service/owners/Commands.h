@@ -2,6 +2,7 @@
 #define SERVICE_OWNERS_COMMANDS_H_
 
 #include <iosfwd>
+#include <string>
 
 #include "service/Clock.h"
 #include "service/Options.h"
@@ -13,6 +14,10 @@ namespace cloudservice {
 // line. Throws std::runtime_error that says what is wrong; nothing is changed then.
 void RunOwnersCommand(const Options& options, const Clock& clock, std::istream& in,
                       std::ostream& out);
+
+// The first line of the file, of `in` where its name is "-". Throws std::runtime_error when there
+// is none, or nothing in it.
+std::string ReadSecret(const std::string& file, std::istream& in);
 
 }  // namespace cloudservice
 

@@ -1,8 +1,10 @@
 #include "service/store/Database.h"
 
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <utility>
 
 namespace cloudservice {
@@ -44,6 +46,9 @@ Database::Database(const std::string& file, Missing missing) {
   if (handle == nullptr) throw DatabaseError("cannot open " + file + ": no memory");
   sqlite3_busy_timeout(handle, kBusyMilliseconds);
   try {
+    if (missing == Missing::kRefuse && access(file.c_str(), F_OK) != 0 && errno == ENOENT) {
+      throw DatabaseError("it is not there");
+    }
     if (code != SQLITE_OK) Fail(handle);
     Execute("PRAGMA journal_mode = WAL");
     Execute("PRAGMA synchronous = FULL");
@@ -58,23 +63,30 @@ void Database::Execute(const char* script) {
   if (sqlite3_exec(Handle(), script, nullptr, nullptr, nullptr) != SQLITE_OK) Fail(Handle());
 }
 
+void Database::NoteChange(int code) {
+  constexpr int kPrimary = 0xff;
+  if ((code & kPrimary) == SQLITE_CONSTRAINT) return;
+  m_change_failed = code != SQLITE_DONE && code != SQLITE_OK;
+}
+
 int Database::Changes() const { return sqlite3_changes(Handle()); }
 
 std::int64_t Database::LastInsertId() const { return sqlite3_last_insert_rowid(Handle()); }
 
 void Statement::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
-Statement::Statement(Database& database, const Sql& sql) : m_database(database.Handle()) {
+Statement::Statement(Database& database, const Sql& sql) : m_database(database) {
   Prepared() = true;
+  sqlite3* const handle = database.Handle();
   sqlite3_stmt* statement = nullptr;
-  if (sqlite3_prepare_v2(m_database, sql.Text().c_str(), -1, &statement, nullptr) != SQLITE_OK) {
-    Fail(m_database);
+  if (sqlite3_prepare_v2(handle, sql.Text().c_str(), -1, &statement, nullptr) != SQLITE_OK) {
+    Fail(handle);
   }
   m_statement.reset(statement);
 }
 
 Statement& Statement::Bound(int code) {
-  if (code != SQLITE_OK) Fail(m_database);
+  if (code != SQLITE_OK) Fail(m_database.Handle());
   ++m_next;
   return *this;
 }
@@ -93,7 +105,10 @@ Statement& Statement::BindNull() { return Bound(sqlite3_bind_null(m_statement.ge
 bool Statement::Step() {
   const int code = sqlite3_step(m_statement.get());
   if (code == SQLITE_ROW) return true;
-  if (code != SQLITE_DONE) Fail(m_database);
+  // Inside a transaction nothing is on the disk before its end.
+  const bool counts = code != SQLITE_DONE || sqlite3_get_autocommit(m_database.Handle()) != 0;
+  if (counts && sqlite3_stmt_readonly(m_statement.get()) == 0) m_database.NoteChange(code);
+  if (code != SQLITE_DONE) Fail(m_database.Handle());
   return false;
 }
 
@@ -142,7 +157,9 @@ Transaction::~Transaction() {
 }
 
 void Transaction::Commit() {
-  m_database.Execute("COMMIT");
+  const int code = sqlite3_exec(m_database.Handle(), "COMMIT", nullptr, nullptr, nullptr);
+  m_database.NoteChange(code);
+  if (code != SQLITE_OK) Fail(m_database.Handle());
   m_open = false;
 }
 

@@ -53,11 +53,20 @@ class Database {
   std::int64_t LastInsertId() const;
   sqlite3* Handle() const { return m_handle.get(); }
 
+  // Whether the last change could not be brought to the disk. One that the schema forbids is not
+  // meant: that is an answer too.
+  bool ChangeFailed() const { return m_change_failed; }
+
  private:
+  friend class Statement;
+  friend class Transaction;
+  void NoteChange(int code);
+
   struct Close {
     void operator()(sqlite3* handle) const;
   };
   std::unique_ptr<sqlite3, Close> m_handle;
+  bool m_change_failed = false;
 };
 
 // A statement with its values, finalised with the object. Values are bound and columns counted from
@@ -91,7 +100,7 @@ class Statement {
   };
   Statement& Bound(int code);
 
-  sqlite3* m_database;
+  Database& m_database;
   std::unique_ptr<sqlite3_stmt, Finalize> m_statement;
   int m_next = 1;
 };

@@ -15,7 +15,10 @@ const Sql kSilentAndOffline(
 
 }  // namespace
 
-void Store::Check() { Statement(m_database, kAny).Run(); }
+void Store::Check() {
+  if (m_database.ChangeFailed()) throw DatabaseError("the last change is not on the disk");
+  Statement(m_database, kAny).Run();
+}
 
 const Totals& Store::CountTotals() {
   const std::int64_t foreign = ForeignChanges();

@@ -235,7 +235,7 @@ class Store {
   // A number that is another one when another process has changed the database.
   std::int64_t ForeignChanges();
 
-  // Throws when the database cannot be read.
+  // Throws when the database cannot be read, and when it could not take the last change.
   void Check();
   // Counted anew only when something has changed them; good until the next operation.
   const Totals& CountTotals();

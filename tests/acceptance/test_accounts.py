@@ -206,9 +206,12 @@ def test_daemon_of_a_removed_account_is_told_so(service, daemon, device):
 
 
 def test_commands_say_what_is_wrong(service, folder):
-    assert "cannot open" in service.command("operator", "list", status=1)
-    assert not (folder / "service.db").exists()
-    service.command("operator", "add", "olga")
+    for words in (("operator", "list"), ("operator", "add", "olga"), ("account", "add", "x@y"),
+                  ("account", "list"), ("backup", str(folder / "copy.db"))):
+        assert service.command(*words, status=1) == (
+            f"cloudservice: cannot open {folder / 'service.db'}: it is not there\n")
+    assert not list(folder.glob("*.db*"))
+    service.command("operator", "add", "olga", "--create")
     for words, reason in ((("account", "remove", "x@y"), "there is no account x@y"),
                           (("operator", "add", "olga"), "there is an operator olga already"),
                           (("operator", "remove", "otto"), "there is no operator otto")):

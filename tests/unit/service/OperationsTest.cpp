@@ -1,3 +1,6 @@
+#include <signal.h>
+#include <sys/resource.h>
+
 #include <filesystem>
 #include <fstream>
 
@@ -98,6 +101,51 @@ TEST_F(InOperation, Metrics_count_what_was_answered) {
   EXPECT_THAT(response.body, HasSubstr("cloudservice_request_duration_seconds_count 4\n"));
   EXPECT_THAT(response.body, HasSubstr("cloudservice_connections 3\n"));
   EXPECT_THAT(response.body, HasSubstr("cloudservice_start_time_seconds 1772716029\n"));
+}
+
+// Files of this process have no more than these bytes while it lives: the disk is full.
+class DiskWith {
+ public:
+  explicit DiskWith(rlim_t bytes) {
+    signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &m_before);
+    const struct rlimit limit = {bytes, m_before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~DiskWith() { setrlimit(RLIMIT_FSIZE, &m_before); }
+  DiskWith(const DiskWith&) = delete;
+  DiskWith& operator=(const DiskWith&) = delete;
+
+ private:
+  struct rlimit m_before = {};
+};
+
+TEST_F(InOperation, Health_fails_from_a_failed_change_to_the_next_one_that_succeeds) {
+  const std::string chassis = "/redfish/v1/Chassis";
+  EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
+  {
+    const DiskWith few(1);
+    EXPECT_EQ(AskBefore("POST", chassis, token, "{}").status, 500u);
+    EXPECT_EQ(AskBefore("PATCH", "/redfish/v1/Managers/u-1/X", token, "{}").status, 500u);
+  }
+  EXPECT_EQ(AskBefore("GET", "/healthz").status, 503u);
+  EXPECT_THAT(lines.at(lines.size() - 3), EndsWith("error: the last change is not on the disk"));
+  EXPECT_EQ(AskBefore("GET", chassis, token).status, 200u);
+  EXPECT_EQ(AskBefore("GET", "/healthz").status, 503u);
+  EXPECT_EQ(AskBefore("POST", chassis, token, "{}").status, 201u);
+  EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
+  {
+    const DiskWith few(1);
+    EXPECT_EQ(AskBefore("POST", chassis, token, "{}").status, 500u);
+  }
+  EXPECT_EQ(AskBefore("GET", "/healthz").status, 503u);
+  EXPECT_EQ(AskBefore("PATCH", "/redfish/v1/Managers/u-1/X", token, "{}").status, 204u);
+  EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
+}
+
+TEST_F(InOperation, Change_that_the_schema_forbids_is_no_failure_of_the_disk) {
+  EXPECT_THROW(store->AddChassis({"c", "nobody", "{}", 1}), DatabaseError);
+  EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
 }
 
 TEST_F(InOperation, Metrics_count_what_is_held) {

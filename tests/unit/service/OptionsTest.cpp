@@ -84,6 +84,9 @@ TEST_F(CommandLine, Owners_are_commands_of_their_own) {
   ASSERT_TRUE(options) << err;
   EXPECT_EQ(options->command, Command::kAddOperator);
   EXPECT_TRUE(options->with_token);
+  EXPECT_FALSE(options->create);
+  EXPECT_TRUE(Parse({"operator", "add", "olga", "--create"})->create);
+  EXPECT_TRUE(Parse({"account", "add", "a@b", "--create"})->create);
   EXPECT_EQ(Parse({"account", "list"})->command, Command::kListAccounts);
   EXPECT_EQ(Parse({"operator", "list"})->command, Command::kListOperators);
   EXPECT_EQ(Parse({"operator", "remove", "olga"})->command, Command::kRemoveOperator);
@@ -113,6 +116,10 @@ TEST_F(CommandLine, Wrong_arguments_are_status_2_and_one_line) {
       {"--listen", "[127.0.0.1]:80"},
       {"--email", "a@b"},
       {"--registration-key", "k"},
+      {"--email", "a@b", "--registration-key", "k", "--registration-key-file", "f"},
+      {"--registration-key-file", "f"},
+      {"operator", "list", "--create"},
+      {"--create"},
       {"--cert", "c"},
       {"--key", "k"},
       {"--http", "--cert", "c", "--key", "k"},

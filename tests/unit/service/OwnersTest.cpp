@@ -296,16 +296,23 @@ TEST_F(Commands, Operator_is_added_listed_and_removed) {
   EXPECT_EQ(Fails([&] { Run(Of(Command::kRemoveOperator, "olga")); }), "there is no operator olga");
 }
 
-TEST_F(Commands, Only_adding_makes_a_database) {
-  Options list = Of(Command::kListOperators);
-  list.database = folder.File("none.db");
+TEST_F(Commands, Database_is_made_where_that_is_asked_for) {
   std::istringstream in;
   std::ostringstream out;
-  EXPECT_THAT(Fails([&] {
-                RunOwnersCommand(
-                    list, [] { return time_t{1}; }, in, out);
-              }),
-              HasSubstr("cannot open " + list.database));
+  const auto run = [&](Options options) {
+    options.database = folder.File("none.db");
+    RunOwnersCommand(
+        options, [] { return time_t{1}; }, in, out);
+  };
+  for (const Command command : {Command::kAddAccount, Command::kListAccounts, Command::kAddOperator,
+                                Command::kListOperators}) {
+    EXPECT_EQ(Fails([&] { run(Of(command, "x")); }),
+              "cannot open " + folder.File("none.db") + ": it is not there");
+  }
+  Options add = Of(Command::kAddOperator, "x");
+  add.create = true;
+  run(add);
+  run(add = Of(Command::kAddAccount, "x"));
 }
 
 }  // namespace

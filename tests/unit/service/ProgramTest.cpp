@@ -32,8 +32,9 @@ class Program : public testing::Test {
     }
   }
 
-  void Start(std::vector<std::string> words) {
-    words.insert(words.begin(), {CLOUDSERVICE, "--db", folder.File("s.db")});
+  void Start(const std::vector<std::string>& words) { RunOn(folder.File("s.db"), words); }
+  void RunOn(const std::string& database, std::vector<std::string> words) {
+    words.insert(words.begin(), {CLOUDSERVICE, "--db", database});
     std::vector<char*> argv;
     for (std::string& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
@@ -126,6 +127,54 @@ TEST_F(Program, Second_signal_ends_it_at_once_with_1) {
   EXPECT_EQ(Stop(SIGTERM), 1);
 }
 
+// One more of them, beside the one that a test has.
+class Another : public Program {
+ public:
+  using Program::Log;
+  using Program::RunOn;
+  using Program::Wait;
+
+ private:
+  void TestBody() override {}
+};
+
+TEST_F(Program, Second_service_on_one_database_does_not_start) {
+  StartPlain();
+  std::filesystem::create_symlink(folder.File("s.db"), folder.File("link.db"));
+  for (const char* name : {"s.db", "link.db"}) {
+    Another second;
+    second.RunOn(folder.File(name), {"--http", "--listen", "127.0.0.1:0"});
+    EXPECT_EQ(second.Wait(), 1);
+    EXPECT_EQ(second.Log(),
+              "cloudservice: " + folder.File(name) + " is in use by another service\n");
+  }
+  Another command;
+  command.RunOn(folder.File("s.db"), {"operator", "add", "olga"});
+  EXPECT_EQ(command.Wait(), 0) << command.Log();
+  EXPECT_EQ(Stop(SIGKILL), -SIGKILL);
+  StartPlain();
+}
+
+TEST_F(Program, Registration_key_comes_from_a_file) {
+  std::ofstream(folder.File("key")) << "k\nanother line\n";
+  Start({"--http", "--listen", "127.0.0.1:0", "--email", "e", "--registration-key-file",
+         folder.File("key")});
+  const std::string line = Line();
+  port = static_cast<std::uint16_t>(std::stoul(line.substr(line.rfind(':') + 1)));
+  Register();
+}
+
+TEST_F(Program, Registration_key_that_cannot_be_read_ends_with_1) {
+  std::ofstream(folder.File("empty")).flush();
+  for (const char* name : {"none", "empty"}) {
+    Another one;
+    one.RunOn(folder.File("s.db"),
+              {"--email", "e", "--registration-key-file", folder.File(name), "--http"});
+    EXPECT_EQ(one.Wait(), 1);
+    EXPECT_EQ(one.Log(), "cloudservice: " + folder.File(name) + " has no line to read\n");
+  }
+}
+
 TEST_F(Program, Serves_https_with_a_certificate_of_its_own) {
   Start({"--listen", "127.0.0.1:0"});
   EXPECT_THAT(Line(), StartsWith("listening on https://127.0.0.1:"));
@@ -137,8 +186,7 @@ TEST_F(Program, Serves_https_with_a_certificate_of_its_own) {
 TEST_F(Program, Backup_without_a_database_ends_with_1_and_one_message) {
   Start({"backup", folder.File("copy.db")});
   EXPECT_EQ(Wait(), 1);
-  EXPECT_EQ(Log(), "cloudservice: cannot open " + folder.File("s.db") +
-                       ": unable to open database file\n");
+  EXPECT_EQ(Log(), "cloudservice: cannot open " + folder.File("s.db") + ": it is not there\n");
 }
 
 TEST_F(Program, Wrong_arguments_end_with_2) {

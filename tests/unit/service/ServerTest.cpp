@@ -539,6 +539,17 @@ class TlsServerTest : public ServerTest {
 
   using Stream = asio::ssl::stream<asio::ip::tcp::socket>;
 
+  // The cipher that a client gets who speaks TLS 1.2 and takes only these; empty when none.
+  std::string CipherOf(const char* ciphers) {
+    asio::ssl::context client(asio::ssl::context::tlsv12_client);
+    SSL_CTX_set_cipher_list(client.native_handle(), ciphers);
+    Stream stream(m_client_io, client);
+    stream.lowest_layer().connect({asio::ip::make_address("127.0.0.1"), port});
+    boost::system::error_code error;
+    stream.handshake(asio::ssl::stream_base::client, error);
+    return error ? "" : SSL_get_cipher_name(stream.native_handle());
+  }
+
   std::unique_ptr<Stream> Connect() {
     auto stream = std::make_unique<Stream>(m_client_io, m_client);
     stream->lowest_layer().connect({asio::ip::make_address("127.0.0.1"), port});
@@ -588,6 +599,16 @@ TEST_F(TlsServerTest, Handshakes_that_do_not_come_hold_up_nobody) {
   asio::write(*stream, asio::buffer(Get("/1")));
   char byte = 0;
   EXPECT_EQ(asio::read(*stream, asio::buffer(&byte, 1)), 1u);
+}
+
+TEST_F(TlsServerTest, Tls_1_2_has_forward_secrecy_and_authenticated_encryption) {
+  for (const char* taken : {"ECDHE-ECDSA-AES128-GCM-SHA256", "ECDHE-ECDSA-CHACHA20-POLY1305"}) {
+    EXPECT_EQ(CipherOf(taken), taken);
+  }
+  for (const char* refused : {"ECDHE-ECDSA-AES256-SHA384", "ECDHE-ECDSA-AES128-SHA",
+                              "ECDHE-ECDSA-AES128-CCM", "AES128-GCM-SHA256"}) {
+    EXPECT_EQ(CipherOf(refused), "") << refused;
+  }
 }
 
 TEST_F(TlsServerTest, Plain_http_is_refused_and_said_in_the_log) {
