@@ -13,8 +13,8 @@ namespace cloudservice {
 
 namespace {
 
-// Also of a member: "Temperatures@odata.count".
-bool IsOData(const std::string& name) { return name.find("@odata.") != std::string::npos; }
+// Whatever a client takes for one, also of a member: "Temperatures@odata.count".
+bool IsAnnotation(const std::string& name) { return name.find('@') != std::string::npos; }
 
 // What a path ends with, percent-decoded.
 std::string LastSegment(const std::string& path) {
@@ -109,7 +109,7 @@ class Shaper {
     Json shaped = Json::object();
     Json oem = Json::object();
     for (const auto& [name, value] : sent.items()) {
-      if (IsOData(name)) continue;
+      if (IsAnnotation(name)) continue;
       const Property* property = type.Find(name);
       if (type.base == Base::kMember && name == "MemberId") {
         // Its position, as whoever follows a link into the array counts.
@@ -150,7 +150,7 @@ class Shaper {
     Json object = Json::object();
     for (const auto& [name, member] : value.items()) {
       if (name == "@odata.id" && leads) object[name] = member;
-      if (!IsOData(name)) object[name] = Foreign(member);
+      if (!IsAnnotation(name)) object[name] = Foreign(member);
     }
     return object;
   }
@@ -163,9 +163,9 @@ class Shaper {
     for (const auto& [vendor, value] : sent.items()) {
       if (vendor == "Quorvan" && value.is_object()) {
         for (const auto& [name, member] : value.items()) {
-          if (!IsOData(name)) oem[name] = Foreign(member);
+          if (!IsAnnotation(name)) oem[name] = Foreign(member);
         }
-      } else if (!IsOData(vendor)) {
+      } else if (!IsAnnotation(vendor)) {
         left[vendor] = Foreign(value);
       }
     }

@@ -14,8 +14,8 @@ namespace cloudservice {
 using Resolver = std::function<std::string(const std::string& path)>;
 
 // The document `sent` in the shape of `type`, for the resource at `path`: a valid document whatever
-// was sent, in which nothing that was sent is left out but annotations of OData's and what the
-// service itself says ("Id").
+// was sent, in which nothing that was sent is left out but annotations, which are all names with an
+// "@" in them, and what the service itself says ("Id").
 //  - Members that the type has, with values that fit it, stay in their places; times get the colon
 //    that their offset lacks.
 //  - Everything else moves below the nearest Oem.Quorvan, under its own name. Where that name is

@@ -177,6 +177,13 @@ TEST_F(Shape, Whole_numbers_may_be_written_with_a_point) {
   EXPECT_EQ(Rest(view.at("Fans").at(0)).at("MaxReadingRange"), 1.5);
 }
 
+TEST_F(Shape, Annotations_that_were_sent_are_not_shown) {
+  const Json view = Of(types::kChassis, R"({"A@Site": 1, "@Site": 2, "Name@x": 3,
+      "Free": {"B@x": 4, "C": 5}, "Oem": {"Quorvan": {"D@x": {"E": 6}}, "F@x": 7}})");
+  EXPECT_EQ(Rest(view).at("Free"), Json({{"C", 5}}));
+  EXPECT_EQ(Rest(view).size(), 2u) << "beside its type";
+}
+
 TEST_F(Shape, Link_has_to_lead_to_what_its_place_is_for) {
   const Json view = Of(types::kChassis, R"({"Thermal": {"@odata.id": "/redfish/v1/Chassis/1"},
       "Links": {"Contains": [{"@odata.id": "/redfish/v1/Chassis/1"}, {"@odata.id": "/x"}]}})");
