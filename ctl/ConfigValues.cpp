@@ -1,13 +1,12 @@
 #include "ctl/ConfigValues.h"
 
 #include <strings.h>
-#include <termios.h>
-#include <unistd.h>
 
 #include <cctype>
 #include <cstdio>
 
 #include "ctl/Output.h"
+#include "ctl/QuietTerminal.h"
 #include "host/Configuration.h"
 
 namespace ctl {
@@ -15,30 +14,6 @@ namespace ctl {
 namespace {
 
 constexpr size_t kLongestSecret = 64 * 1024;
-
-// No echo on the terminal behind standard input, if there is one.
-class QuietTerminal {
- public:
-  QuietTerminal() : m_isTerminal(tcgetattr(STDIN_FILENO, &m_before) == 0) {
-    if (!m_isTerminal) return;
-    struct termios quiet = m_before;
-    quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
-  }
-  ~QuietTerminal() {
-    if (!m_isTerminal) return;
-    tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_before);
-    std::fputc('\n', stderr);
-  }
-  QuietTerminal(const QuietTerminal&) = delete;
-  QuietTerminal& operator=(const QuietTerminal&) = delete;
-
-  bool IsTerminal() const { return m_isTerminal; }
-
- private:
-  struct termios m_before = {};
-  const bool m_isTerminal;
-};
 
 // Until the end of the input; at a terminal until the end of the line.
 std::string ReadInput(const std::string& key) {

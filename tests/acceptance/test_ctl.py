@@ -1,5 +1,6 @@
 """cloudclientctl: what it does, what it says, and its exit statuses."""
 
+import fcntl
 import json
 import os
 import re
@@ -9,6 +10,7 @@ import signal
 import socket
 import subprocess
 import sys
+import termios
 import threading
 
 import pytest
@@ -207,6 +209,65 @@ def test_secret_is_not_shown_on_a_terminal(ctl):
     assert ctl.tells("config", "get", "RegistrationKey", "--reveal") == "typed"
     with open(master, "rb", buffering=0) as terminal:
         assert terminal.read(100) == b"\r\n"
+
+
+def shows(master, text):
+    """Waits until the terminal shows this, and nothing else before."""
+    shown = b""
+    while shown != text:
+        shown += os.read(master, 100)
+        assert text.startswith(shown)
+
+
+@pytest.fixture
+def prompted(ctl, folder):
+    """The program at its hidden prompt, on a controlling terminal of its own: the process and both
+    ends of the terminal."""
+    master, slave = os.openpty()
+    started = []
+
+    def start(ignored=()):
+        def prepare():
+            fcntl.ioctl(slave, termios.TIOCSCTTY, 0)
+            for number in ignored:
+                signal.signal(number, signal.SIG_IGN)
+        started.append(subprocess.Popen(
+            [*ctl.command, "config", "set", "RegistrationKey", "-"], stdin=slave, stdout=slave,
+            stderr=slave, cwd=folder, env=ctl.environment, start_new_session=True,
+            preexec_fn=prepare))
+        shows(master, b"RegistrationKey: ")
+        return started[-1], master, slave
+
+    yield start
+    for process in started:
+        process.kill()
+        process.wait()
+    os.close(master)
+    os.close(slave)
+
+
+@pytest.mark.parametrize("number, key", [
+    (signal.SIGINT, b"\x03"), (signal.SIGQUIT, b"\x1c"), (signal.SIGTERM, None),
+    (signal.SIGHUP, None)], ids=["SIGINT", "SIGQUIT", "SIGTERM", "SIGHUP"])
+def test_signal_at_the_hidden_prompt_brings_the_echo_back(ctl, prompted, number, key):
+    process, master, slave = prompted()
+    quiet = termios.tcgetattr(slave)[3]
+    os.write(master, b"s3c" + (key or b""))
+    if key is None:
+        process.send_signal(number)
+    assert process.wait(timeout=DEADLINE) == -number
+    assert termios.tcgetattr(slave)[3] == quiet | termios.ECHO != quiet
+    os.write(master, b"next\n")
+    assert os.read(slave, 100) == b"next\n"
+    shows(master, b"\r\nnext\r\n")
+    assert ctl.tells("config", "get", "RegistrationKey", "--reveal") == "key-4711"
+
+
+def test_signal_that_is_ignored_stays_so_at_the_hidden_prompt(ctl, prompted):
+    process, master, _ = prompted(ignored=[signal.SIGINT])
+    os.write(master, b"\x03typed\n")
+    assert process.wait(timeout=DEADLINE) == 0
+    assert ctl.tells("config", "get", "RegistrationKey", "--reveal") == "typed"
 
 
 def test_rename_of_a_registered_appliance_has_to_be_meant(ctl, daemon):
