@@ -29,14 +29,15 @@ TEST_F(UnknownKeysTest, Nearest_of_several_is_meant) {
 }
 
 TEST_F(UnknownKeysTest, Device_is_searched_to_its_rules) {
-  EXPECT_THAT(host::UnknownDeviceKeys(Json(R"({
+  EXPECT_THAT(
+      host::UnknownDeviceKeys(Json(R"({
     "Lable": "", "Points": [{"Id": 1, "Source": {"Type": "file", "Own": 1}}, {"id": 1}],
     "Events": [{"Gdd": 1, "When": {"Pont": 1, "above": 2}}]})")
-                                          .get()),
-              ElementsAre(R"("Lable" (is "Label" meant?))",
-                          R"("id" (is "Id" meant?) of "Points"[1])", R"("Gdd" (is "GddId" meant?) of "Events"[0])",
-                          R"("Pont" (is "Point" meant?) in "When" of "Events"[0])",
-                          R"("above" (is "Above" meant?) in "When" of "Events"[0])"));
+                                  .get()),
+      ElementsAre(R"("Lable" (is "Label" meant?))", R"("id" (is "Id" meant?) of "Points"[1])",
+                  R"("Gdd" (is "GddId" meant?) of "Events"[0])",
+                  R"("Pont" (is "Point" meant?) in "When" of "Events"[0])",
+                  R"("above" (is "Above" meant?) in "When" of "Events"[0])"));
 }
 
 TEST_F(UnknownKeysTest, Device_with_all_keys_has_no_unknown_one) {
