@@ -1,6 +1,10 @@
 #include "ctl/PageCheck.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <set>
+#include <tuple>
 
 #include "host/DeviceEngine.h"
 #include "host/Json.h"
@@ -62,6 +66,32 @@ void CheckFlags(const std::string& where, const std::string& page,
   }
 }
 
+// Points that the device does not have: no value ever comes in their place.
+void CheckPagePoints(const std::string& where, const std::string& page,
+                     const cloudclient::ResourceUrlEntry& resource, const host::DeviceModel& device,
+                     Findings& findings) {
+  const host::DeviceEngine engine(device);
+  std::set<std::tuple<size_t, uint16_t, std::string>> lacking;  // line, point, what asks for it
+  const auto ask = [&](size_t position, uint16_t point, const char* what) {
+    if (engine.IsPoint(point)) return;
+    const auto start = page.begin();
+    const auto at = start + static_cast<std::string::difference_type>(position);
+    lacking.emplace(1 + static_cast<size_t>(std::count(start, at, '\n')), point, what);
+  };
+  for (const host::PointMark& mark : host::PointMarks(page)) ask(mark.position, mark.point, "mark");
+  size_t at = resource.tempUomCelsius ? page.find(kTemperatureTag) : std::string::npos;
+  for (; at != std::string::npos; at = page.find(kTemperatureTag, at + 1)) {
+    const char* const digits = &page[at + sizeof(kTemperatureTag) - 1];
+    // As the daemon reads it: the lowest 16 bits; without digits nothing is asked.
+    if (std::isdigit(static_cast<unsigned char>(*digits)) == 0) continue;
+    ask(at, static_cast<uint16_t>(strtoll(digits, nullptr, 10)), "temperature tag");
+  }
+  for (const auto& [line, point, what] : lacking) {
+    findings.push_back(where + "line " + std::to_string(line) + ": a " + what + " asks for point " +
+                       std::to_string(point) + ", which the device does not have");
+  }
+}
+
 }  // namespace
 
 void CheckPage(const std::string& where, const std::string& page,
@@ -73,6 +103,7 @@ void CheckPage(const std::string& where, const std::string& page,
   }
   CheckFlags(where, page, resource, findings);
   if (device == nullptr) return;
+  CheckPagePoints(where, page, resource, *device, findings);
   if (!BecomesJson(page, *device, "0")) {
     findings.push_back(where + "with the device's values it becomes no JSON object");
   } else if (!BecomesJson(page, *device, "")) {

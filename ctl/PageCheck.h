@@ -11,7 +11,7 @@ namespace ctl {
 
 // What in the page of a resource will not work; `where` begins each finding. With a device the
 // page is rendered as its engine does: each value at start, and those of sources once there and
-// once missing.
+// once missing; and each point that a mark or a tag asks for has to be one of the device's.
 void CheckPage(const std::string& where, const std::string& page,
                const cloudclient::ResourceUrlEntry& resource, const host::DeviceModel* device,
                Findings& findings);

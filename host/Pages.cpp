@@ -39,29 +39,35 @@ bool ReadPage(const std::string& psi, const std::string& page, std::string& text
   return false;
 }
 
-// The value of the point that stands in a mark behind `point:`, with what stands in for it, if any,
-// behind a bar; false when it is no point's number.
-bool PointMark(const DeviceEngine& engine, const std::string& mark, std::string& value) {
-  const size_t bar = mark.find('|');
-  const std::string digits = mark.substr(0, bar);
-  int32_t point = 0;
+// The point of a mark `point:ID`, with or without a bar; false when it is no point's number.
+bool PointOf(const std::string& mark, uint16_t& point) {
+  const size_t prefix = sizeof(kPointMark) - 1;
+  if (mark.compare(0, prefix, kPointMark) != 0) return false;
+  const std::string digits = mark.substr(prefix, mark.find('|') - prefix);
+  int32_t number = 0;
   if (digits.find_first_not_of("0123456789") != std::string::npos ||
-      !LxStringUtils::ConvertStringToLong(digits, point) || point > UINT16_MAX) {
+      !LxStringUtils::ConvertStringToLong(digits, number) || number > UINT16_MAX) {
     return false;
   }
-  engine.PointText(static_cast<uint16_t>(point), value);
-  if (value.empty() && bar != std::string::npos) value = mark.substr(bar + 1);
+  point = static_cast<uint16_t>(number);
   return true;
+}
+
+// The point's value, or what stands in for it behind the mark's bar.
+std::string PointValue(const DeviceEngine& engine, const std::string& mark, uint16_t point) {
+  std::string value;
+  engine.PointText(point, value);
+  const size_t bar = mark.find('|');
+  return value.empty() && bar != std::string::npos ? mark.substr(bar + 1) : value;
 }
 
 // The value of what stands between the braces; false when it is none of the host's marks.
 bool MarkValue(const DeviceEngine& engine, const std::string& uuid, const std::string& mark,
                std::string& value) {
-  const size_t prefix = sizeof(kPointMark) - 1;
-  if (mark.compare(0, prefix, kPointMark) == 0) {
-    return PointMark(engine, mark.substr(prefix), value);
-  }
-  if (mark == "label") {
+  uint16_t point = 0;
+  if (PointOf(mark, point)) {
+    value = PointValue(engine, mark, point);
+  } else if (mark == "label") {
     value = engine.Model().label;
   } else if (mark == "psi") {
     value = engine.Model().psi.value_or("");
@@ -71,6 +77,18 @@ bool MarkValue(const DeviceEngine& engine, const std::string& uuid, const std::s
     return false;
   }
   return true;
+}
+
+// Calls `take` with each pair of braces in the text: where it begins, where its end begins, and
+// what stands between. What it takes is passed over, else the search goes on behind the first
+// brace.
+template <typename Take>
+void ForEachMark(const std::string& text, const Take& take) {
+  for (size_t start = text.find("{{"); start != std::string::npos; start = text.find("{{", start)) {
+    const size_t end = text.find("}}", start + 2);
+    if (end == std::string::npos) break;
+    start = take(start, end, text.substr(start + 2, end - start - 2)) ? end + 2 : start + 1;
+  }
 }
 
 // `rendered`; empty, and a message, when it holds a NUL byte.
@@ -86,18 +104,25 @@ std::string RenderPage(const DeviceEngine& engine, const std::string& uuid,
                        const std::string& text) {
   std::string rendered;
   size_t done = 0;
-  for (size_t start = text.find("{{"); start != std::string::npos; start = text.find("{{", start)) {
-    const size_t end = text.find("}}", start + 2);
-    if (end == std::string::npos) break;
+  ForEachMark(text, [&](size_t start, size_t end, const std::string& mark) {
     std::string value;
-    if (MarkValue(engine, uuid, text.substr(start + 2, end - start - 2), value)) {
-      rendered.append(text, done, start - done).append(value);
-      start = done = end + 2;
-    } else {
-      ++start;
-    }
-  }
+    if (!MarkValue(engine, uuid, mark, value)) return false;
+    rendered.append(text, done, start - done).append(value);
+    done = end + 2;
+    return true;
+  });
   return rendered.append(text, done, std::string::npos);
+}
+
+std::vector<PointMark> PointMarks(const std::string& text) {
+  std::vector<PointMark> marks;
+  ForEachMark(text, [&marks](size_t start, size_t /*end*/, const std::string& mark) {
+    uint16_t point = 0;
+    if (!PointOf(mark, point)) return false;
+    marks.push_back({start, point});
+    return true;
+  });
+  return marks;
 }
 
 std::string GetPage(const DeviceEngine& engine, const std::string& uuid, const std::string& query,

@@ -1,7 +1,9 @@
 #ifndef HOST_PAGES_H_
 #define HOST_PAGES_H_
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "host/DeviceEngine.h"
 
@@ -13,6 +15,15 @@ namespace host {
 // else stays.
 std::string RenderPage(const DeviceEngine& engine, const std::string& uuid,
                        const std::string& text);
+
+// A mark `{{point:ID}}` or `{{point:ID|null}}`: where it begins, and the point that it asks for.
+struct PointMark {
+  size_t position;
+  uint16_t point;
+};
+
+// Those of a text that rendering replaces, in their order, whether there is such a point or not.
+std::vector<PointMark> PointMarks(const std::string& text);
 
 // The text of a page, rendered; empty when there is none, and, with a message, when it would hold
 // a NUL byte: whoever takes such a text for a request's body counts more than he sends.

@@ -578,13 +578,13 @@ def described(ctl, mapped, folder):
 
 @pytest.mark.parametrize("page", [
     '{"A": {{point:1201}}, "B": temp_uom_celsius~1201, "C": {{point:1202|null}}}',
-    '{"A": "{{label}}{{point:7}}{{point:1202}}"}'])
+    '{"A": "{{label}}{{point:4329}}{{point:1202}}"}'])
 def test_page_that_becomes_json_is_none_to_find(described, page):
     assert described(page) == []
 
 
 @pytest.mark.parametrize("page, finding", [
-    ('{"A": {{point:7}}}', "with the device's values it becomes no JSON object"),
+    ('{"A": {{point:4329}}}', "with the device's values it becomes no JSON object"),
     ('{"A": 1,}', "with the device's values it becomes no JSON object"),
     ('[{{point:1201}}]', "with the device's values it becomes no JSON object"),
     ('{"A": {{point:1202}}}', "it becomes no JSON object while a source has no value"),
@@ -600,6 +600,15 @@ def test_point_that_the_device_lacks_is_found(described):
     assert described(page, point_change={"pldQueryArgs": "6,1,0,0,0"}) == [
         'point 1201: "pldQueryArgs" asks for point 6, which the device does not have']
     assert described(page, point_change={"pldQueryArgs": "4329,1,0,0,0"}) == []
+
+
+@pytest.mark.parametrize("asking, what", [
+    ("{{point:7|null}}", "mark"), ("temp_uom_celsius~7", "temperature tag")],
+    ids=["mark", "tag"])
+def test_point_of_a_page_that_the_device_lacks_is_found(described, asking, what):
+    assert described('{"A": {{point:1201}},\n "B": %s}' % asking) == [
+        f'resource "thermal": page "page.txt": line 2: a {what} asks for point 7, which the device '
+        "does not have"]
 
 
 def test_daemons_own_device_is_taken_unless_another_is_named(ctl, mapped, device):

@@ -1,6 +1,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -41,13 +42,25 @@ class MapCheckTest : public testing::Test {
     cloudclient::PatchMgr manager;
     EXPECT_LT(manager.InitCovPatchMaps(path), 2);
     const host::JsonRef root(json_load_file(path.c_str(), 0, nullptr));
-    return ctl::CheckMap(manager, root.get(), m_folder / pages, nullptr);
+    return ctl::CheckMap(manager, root.get(), m_folder / pages, m_device ? &*m_device : nullptr);
+  }
+
+  // The findings in a page of the clean resource, for a device with point 1201 alone.
+  std::vector<std::string> CheckPage(const std::string& page) {
+    m_device.emplace();
+    m_device->points.emplace_back().id = 1201;
+    m_device->points.back().value = "21";
+    m_device->label = "1";
+    Write("page.txt", page);
+    return Check(std::string("{") + kResources + "}");
   }
 
   // The findings in a map with the clean resource and these points.
   std::vector<std::string> CheckPoints(const std::string& points) const {
     return Check(std::string("{") + kResources + R"(, "thermal": [)" + points + "]}");
   }
+
+  std::optional<host::DeviceModel> m_device;  // that the map is for, when it is known
 
  private:
   fs::path m_folder;
@@ -70,6 +83,37 @@ TEST_F(MapCheckTest, Page_may_end_in_a_line_end_behind_a_tag) {
 TEST_F(MapCheckTest, Page_must_not_end_in_a_tag_without_digits) {
   Write("page.txt", "temp_uom_celsius~1201 temp_uom_celsius~");
   EXPECT_THAT(CheckPoints(""), ElementsAre(HasSubstr("ends in a temperature tag")));
+}
+
+TEST_F(MapCheckTest, Points_of_a_page_that_the_device_has_are_none_to_find) {
+  EXPECT_THAT(CheckPage("{\"A\": [{{point:1201}}, {{point:4329}}, temp_uom_celsius~1201,\n"
+                        " temp_uom_celsius~4329, temp_uom_celsius~66737, temp_uom_celsius~]}"),
+              IsEmpty());
+}
+
+TEST_F(MapCheckTest, Points_of_a_page_that_the_device_lacks) {
+  const std::string where = R"(resource "thermal": page "page.txt": )";
+  const std::string lacks = ", which the device does not have";
+  EXPECT_THAT(CheckPage("{\"A\": temp_uom_celsius~8,\n"
+                        " \"B\": [{{point:9|null}}, {{point:1201}}, \"{{point:9}}\"],\n\n"
+                        " \"C\": \"{{point:8}}\", \"D\": temp_uom_celsius~65545}"),
+              ElementsAre(where + "line 1: a temperature tag asks for point 8" + lacks,
+                          where + "line 2: a mark asks for point 9" + lacks,
+                          where + "line 4: a mark asks for point 8" + lacks,
+                          where + "line 4: a temperature tag asks for point 9" + lacks));
+}
+
+TEST_F(MapCheckTest, Points_of_a_page_need_a_device_to_be_lacking) {
+  Write("page.txt", "{\"A\": {{point:9}}, \"B\": temp_uom_celsius~8}");
+  EXPECT_THAT(CheckPoints(""), IsEmpty());
+}
+
+TEST_F(MapCheckTest, Temperature_tag_that_is_no_tag_of_the_resource_asks_for_nothing) {
+  m_device.emplace();
+  Write("page.txt", "{\"A\": \"temp_uom_celsius~8\"}");
+  EXPECT_THAT(Check(R"({"resourceUrls": [{"name": "thermal", "url": "/<uuid>",
+                        "resourceTag": "<uuid>", "resourcePatch": "page.txt"}]})"),
+              ElementsAre(HasSubstr("no \"tempUomCelsius\"")));
 }
 
 TEST_F(MapCheckTest, Point_numbers_count_as_the_loader_takes_them) {

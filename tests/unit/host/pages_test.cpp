@@ -74,6 +74,17 @@ TEST_F(PagesTest, Mark_behind_braces_that_are_none_is_found) {
   EXPECT_EQ(Render("{{x {{psi}}"), "{{x 1.2.3");
 }
 
+TEST_F(PagesTest, Points_of_marks_are_told_with_their_places) {
+  const std::string text =
+      "{{point:1201}} {{{point:99|null}} {{label}}{{point:x}}{{point:65536}}\n"
+      "{{point:7|{{point:8}} {{point:65535";
+  std::string told;
+  for (const host::PointMark& mark : host::PointMarks(text)) {
+    told += std::to_string(mark.position) + ":" + std::to_string(mark.point) + " ";
+  }
+  EXPECT_EQ(told, "0:1201 16:99 " + std::to_string(text.find("{{point:7|")) + ":7 ");
+}
+
 TEST_F(PagesTest, Page_is_searched_from_the_devices_folder_upwards) {
   Write("/var/local/orv/pldserver/0/patch/thermal", "base");
   EXPECT_EQ(Get("patch/thermal"), "base");
