@@ -11,6 +11,9 @@ namespace ctl {
 
 namespace {
 
+// The level of a failure in the daemon's log.
+constexpr json_int_t kFailureLevel = 3;
+
 const char* YesNo(bool yes) { return yes ? "yes" : "no"; }
 
 // Whether the daemon answers, and the newest failures and warnings of its log.
@@ -49,19 +52,33 @@ host::JsonRef Status(const Choice& choice) {
   return status;
 }
 
-// Says why a daemon that should be connected is not.
+bool HoldsFailure(const json_t* messages) {
+  size_t index = 0;
+  const json_t* message = nullptr;
+  json_array_foreach(messages, index, message) {
+    if (json_integer_value(json_object_get(message, "level")) == kFailureLevel) return true;
+  }
+  return false;
+}
+
+// Says what went wrong in a daemon that is enabled. Token and chassis may be an earlier start's, so
+// they do not tell that this one connected; while nothing failed it is believed.
 void SayTrouble(const json_t* status) {
   const auto holds = [status](const char* key) {
     return json_is_true(json_object_get(status, key));
   };
+  if (!holds("running") || !holds("enabled")) return;
+  const json_t* const messages = json_object_get(status, "messages");
   const bool complete =
       holds("registered") && json_array_size(json_object_get(status, "chassis")) > 0;
-  if (!holds("running") || !holds("enabled") || complete) return;
-  Say("\nNot connected, or not yet. After a failure nothing is tried before the next enabling or\n"
-      "start. The newest failures and warnings of the log:");
+  if (complete && !HoldsFailure(messages)) return;
+  Say(complete ? "\nIf connecting failed, it is not tried again before the next enabling or start."
+               : "\nNot connected, or not yet. After a failure nothing is tried before the next "
+                 "enabling or start.");
+  Say("The newest failures and warnings of the log:");
   size_t index = 0;
   const json_t* message = nullptr;
-  json_array_foreach(json_object_get(status, "messages"), index, message) {
+  json_array_foreach(messages, index, message) {
     Say(Cell(message, "time") + "  " + Cell(message, "unit") + " " + Cell(message, "text"));
   }
   if (index == 0) Say("none");
@@ -105,7 +122,8 @@ int Run(const Choice& choice) {
 }  // namespace
 
 void AddStatusCommand(CLI::App& app, Choice& choice) {
-  app.add_subcommand("status", "Whether the daemon runs, is enabled and registered")
+  app.add_subcommand("status",
+                     "Whether the daemon runs, is enabled and registered, and what failed")
       ->callback([&choice] { choice.run = [&choice] { return Run(choice); }; });
 }
 

@@ -369,12 +369,16 @@ def test_status_of_a_daemon_that_does_not_run(ctl):
     assert "Not connected" not in ctl.does("status")
 
 
-def test_status_of_a_connected_daemon(ctl, daemon, device, recorder):
+def test_status_of_a_connected_daemon_shows_no_warnings_alone(ctl, daemon, device, recorder):
+    recorder.answers("PATCH /redfish/v1/Chassis/C1/Thermal", answer(200))
+    recorder.answers("GET /redfish/v1/Oem/Quorvan:Events", answer(200, body="[]"))
+    device.describe({**json.loads(device.file.read_text()), "Colour": "grey"})
     daemon.configure(Url=recorder.url)
     daemon.start()
     daemon.logs(ENABLED)
     status = ctl.tells("status")
-    assert all(message["level"] in (3, 4) for message in status.pop("messages"))
+    (warning,) = status.pop("messages")
+    assert warning["level"] == 4 and '"Colour"' in warning["text"]
     assert status == {
         "running": True, "enabled": True, "registered": True, "service": recorder.url,
         "manager": UUID, "unitName": NAME, "chassis": ["C1"]}
@@ -395,6 +399,25 @@ def test_status_says_why_an_appliance_is_not_connected(ctl, daemon, device, reco
     assert line.replace("  ", " 3 ", 1) in daemon.error_text().splitlines()
     assert "registration_key=********" in told and "key-4711" not in told
     assert {m["level"] for m in ctl.tells("status")["messages"]} <= {3, 4}
+
+
+def test_status_says_that_a_registered_appliance_did_not_reach_the_service(
+        ctl, daemon, device, nobody):
+    daemon.configure(Url=nobody.url, XAuthToken="token-0815",
+                     Chassis={"C1": {"VelocityInstance": 0}})
+    daemon.start()
+    daemon.logs(ENABLED)
+    told = ctl.does("status")
+    assert "registered  yes\n" in told and "chassis     C1\n" in told
+    assert "Not connected" not in told
+    assert "\n\nIf connecting failed, it is not tried again before the next enabling" in told
+    (line,) = [line for line in told.splitlines() if "Cloud Service is not available" in line]
+    assert line.replace("  ", " 3 ", 1) in daemon.error_text().splitlines()
+    assert "token-0815" not in told
+    daemon.disable()
+    daemon.logs("cloudclient is now DISABLED")
+    assert ctl.tells("status")["messages"]
+    assert ctl.does("status").endswith("chassis     -\n")
 
 
 # Device
