@@ -93,6 +93,7 @@ struct SourcePoller::Shared {
   void Run(unsigned long id);
   void HandOver(std::unique_lock<std::mutex>& lock, Source& source, const Told& told);
   Source* FindDue();
+  bool IsAtWork();
 
   const Read read;
 
@@ -111,6 +112,9 @@ Source* SourcePoller::Shared::FindDue() {
   }
   return nullptr;
 }
+
+// A source that is due counts before the reader wakes: it may be the one that hangs.
+bool SourcePoller::Shared::IsAtWork() { return current != nullptr || FindDue() != nullptr; }
 
 // A thread's life: reads what is due, as long as it is the one who does.
 void SourcePoller::Shared::Run(unsigned long id) {
@@ -168,7 +172,7 @@ void SourcePoller::Want(Wait& wait) {
   if (m_shared->sources.empty()) return;
   wait.Until(m_nextRoundMs);
   std::lock_guard<std::mutex> guard(m_shared->mutex);
-  if (m_shared->current != nullptr || m_needsReader) wait.Until(m_nextLookMs);
+  if (m_shared->IsAtWork() || m_needsReader) wait.Until(m_nextLookMs);
 }
 
 void SourcePoller::Serve(const Wait& /*wait*/, int64_t nowMs) {
@@ -225,7 +229,7 @@ bool SourcePoller::AwaitRound(int limitMs) {
   for (;;) {
     {
       std::lock_guard<std::mutex> guard(m_shared->mutex);
-      if (m_shared->current == nullptr && m_shared->FindDue() == nullptr) return true;
+      if (!m_shared->IsAtWork()) return true;
     }
     // A condition variable's timed wait would follow another clock than this one.
     if (MonotonicMs() >= end) return false;

@@ -1,3 +1,6 @@
+#include <sched.h>
+#include <sys/eventfd.h>
+
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -5,6 +8,8 @@
 
 #include "HostTest.h"
 #include "Scarcity.h"
+#include "SystemCalls.h"
+#include "host/Clock.h"
 #include "host/SourcePoller.h"
 
 namespace {
@@ -131,6 +136,10 @@ class HangingSourceTest : public SourcePollerTest {
       std::unique_lock<std::mutex> lock(mutex);
       changed.wait(lock, [this] { return inside > 0; });
     }
+    void Close() {
+      const std::lock_guard<std::mutex> lock(mutex);
+      open = false;
+    }
     void Open() {
       const std::lock_guard<std::mutex> lock(mutex);
       open = true;
@@ -195,6 +204,41 @@ TEST_F(HangingSourceTest, Value_that_it_had_goes_away) {
   Serve(110000);
   Serve(115000);
   EXPECT_EQ(Text(1), "none");
+}
+
+TEST_F(HangingSourceTest, Look_is_wanted_though_the_reader_has_not_woken) {
+  host::DeviceEngine engine(ModelOf(R"({"PollSeconds": 60, "Points": [
+    {"Id": 1, "Source": {"Type": "file", "Path": "/sys/temp"}}]})"));
+  // On one processor a thread of this policy lets whoever wakes it go on first.
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  CPU_SET(sched_getcpu(), &one);
+  ASSERT_EQ(sched_setaffinity(0, sizeof(one), &one), 0);
+  const auto read = [door = m_door](const host::PointModel& /*point*/, std::string& value,
+                                    std::string& /*problem*/) {
+    constexpr struct sched_param kNone = {};
+    sched_setscheduler(0, SCHED_BATCH, &kNone);
+    door->Pass();
+    value = "1";
+    return true;
+  };
+  host::SourcePoller poller(engine, read);
+  const host::Fd ready(eventfd(1, EFD_CLOEXEC));  // so that nothing is waited for
+  int waitMs = 0;
+  g_poll = [&waitMs](int timeoutMs) { waitMs = timeoutMs; };
+  const int64_t startMs = host::MonotonicMs();
+  for (int64_t atMs = startMs; atMs < startMs + 10 * 60000; atMs += 60000) {
+    m_door->Close();
+    poller.Serve(host::Wait(), atMs);
+    host::Wait wait;
+    wait.ForRead(ready.Get());
+    poller.Want(wait);
+    EXPECT_TRUE(wait.Poll(-1));
+    EXPECT_LE(waitMs, atMs + 5000 - startMs);
+    m_door->Open();
+    EXPECT_TRUE(poller.AwaitRound(60000));
+  }
+  g_poll = nullptr;
 }
 
 TEST_F(HangingSourceTest, Nothing_waits_for_it) {
