@@ -72,8 +72,11 @@ std::vector<std::string> UnknownDeviceKeys(const json_t* root) {
   size_t index = 0;
   const json_t* element = nullptr;
   json_array_foreach(json_object_get(root, "Points"), index, element) {
+    const std::string where = " of \"Points\"[" + std::to_string(index) + "]";
     AddUnknown(element, {"Id", "Name", "Value", "Unit", "Decimals", "Modules", "Report", "Source"},
-               " of \"Points\"[" + std::to_string(index) + "]", unknown);
+               where, unknown);
+    AddUnknown(json_object_get(element, "Source"), {"Type", "Path", "Scale"},
+               " in \"Source\"" + where, unknown);
   }
   json_array_foreach(json_object_get(root, "Events"), index, element) {
     const std::string where = " of \"Events\"[" + std::to_string(index) + "]";

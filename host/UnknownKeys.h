@@ -12,8 +12,7 @@ namespace host {
 // most like where there is one: `"Urll" (is "Url" meant?)`. None for what is no object.
 std::vector<std::string> UnknownKeys(const json_t* object, const std::vector<std::string>& known);
 
-// The unknown keys of a device's description and of all objects in it, each with its place. What
-// belongs to a source beyond its type is its own.
+// The unknown keys of a device's description and of all objects in it, each with its place.
 std::vector<std::string> UnknownDeviceKeys(const json_t* root);
 
 // All of them in one text; empty when there are none.
