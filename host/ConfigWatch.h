@@ -17,8 +17,8 @@ namespace host {
 // Has stores read their files again when somebody wrote them, in place or by a rename, and whenever
 // watching begins. All files are of one folder, which is made when it is missing; where that fails,
 // and when the folder is taken away, it is looked for once a second. What a file that is a link
-// names is watched in its own folder. Every five seconds it is
-// looked whether another folder has taken its place.
+// names is watched in its own folder. The folder above is watched as well, where that can be had:
+// it tells when another folder takes the place of this one, which is then watched instead.
 class ConfigWatch : public EventSource {
  public:
   // Borrows the stores. The folder is this machine's.
