@@ -179,23 +179,22 @@ bool IsJournal(const char* variable, int fd) {
 
 void __dlog_printf(int level, const char* unit, const char* format, ...) {
   const int savedErrno = errno;
-  const host::Settings& settings = host::TheSettings();
-  const bool printed = level <= settings.level;
-  const bool kept = level >= host::kLowestKeptLevel && level <= host::kHighestKeptLevel;
-  if (printed || kept) {
-    va_list arguments;
-    va_start(arguments, format);
-    errno = savedErrno;  // "%m" of the caller's
-    std::string text;
-    try {
-      text = host::Formatted(format, arguments);
+  va_list arguments;
+  va_start(arguments, format);
+  try {
+    const host::Settings& settings = host::TheSettings();
+    const bool printed = level <= settings.level;
+    const bool kept = level >= host::kLowestKeptLevel && level <= host::kHighestKeptLevel;
+    if (printed || kept) {
+      errno = savedErrno;  // "%m" of the caller's
+      const std::string text = host::Formatted(format, arguments);
       const struct timespec now = host::Now();
       if (kept) host::Keep(now, level, unit, text);
       if (printed) host::Print(settings, now, level, unit, text);
-    } catch (...) {
-      // Out of memory: this line is lost, its caller is not.
     }
-    va_end(arguments);
+  } catch (...) {
+    // Out of memory: this line is lost, its caller is not.
   }
+  va_end(arguments);
   errno = savedErrno;
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "HostTest.h"
+#include "Scarcity.h"
 #include "host/Secrets.h"
 
 using LogTest = HostTest;
@@ -75,6 +76,21 @@ TEST_F(LogTest, Errno_stays) {
   errno = ENOTTY;
   HOST_LOG(3, "%s", "x");
   EXPECT_EQ(errno, ENOTTY);
+}
+
+TEST_F(LogTest, Memory_that_fails_costs_a_line_and_the_first_one_no_more) {
+  // The first line reads the settings as well, and tells of a wrong one.
+  setenv("CLOUDCLIENT_LOG_LEVEL", "loud", 1);
+  int failures = 0;
+  for (bool failed = true; failed; failures += failed ? 1 : 0) {
+    const FailingMemory memory(failures);
+    EXPECT_NO_THROW(HOST_LOG(3, "an error"));
+    failed = memory.Failed();
+  }
+  EXPECT_GT(failures, 1);
+  HOST_LOG(5, "a notice");
+  EXPECT_EQ(LogCount("not a level from 3 to 7; 5 is used"), 1);
+  EXPECT_EQ(LogCount(" 5 Host a notice"), 1);
 }
 
 TEST_F(LogTest, Message_of_any_length_is_one_line) {
