@@ -82,12 +82,13 @@ void SignalWatch::Serve(const Wait& wait, int64_t nowMs) {
 
 void SignalWatch::OnSignal(int signal, int64_t nowMs) {
   if (signal == SIGHUP) {
-    HOST_LOG(5, "SIGHUP: the configuration is read again");
     m_actions.reload();
+    HOST_LOG(5, "SIGHUP: the configuration is read again");
     return;
   }
   const char* name = signal == SIGTERM ? "SIGTERM" : "SIGINT";
   if (m_stop) {
+    // Before the end, for no line comes after it; the log's bounded wait is all that this can cost.
     HOST_LOG(3, "%s while stopping: ended at once", name);
     m_actions.endNow(1);
     return;

@@ -42,6 +42,18 @@ TEST_F(SignalWatchTest, Request_counts_before_its_line_is_written) {
   EXPECT_EQ(LogCount("SIGTERM: stopping"), 1);
 }
 
+TEST_F(SignalWatchTest, Configuration_is_read_before_the_line_is_written) {
+  int reloads = 0;
+  host::SignalWatch watch({[&] {
+                             ++reloads;
+                             EXPECT_EQ(Log(), "");
+                           },
+                           [] {}, [] {}, [](int) {}});
+  watch.OnSignal(SIGHUP, 0);
+  EXPECT_EQ(reloads, 1);
+  EXPECT_EQ(LogCount("5 Host SIGHUP: the configuration is read again"), 1);
+}
+
 TEST_F(SignalWatchTest, Second_request_ends_with_status_1) {
   m_watch.OnSignal(SIGINT, 1000);
   m_watch.OnSignal(SIGTERM, 1001);
@@ -49,6 +61,19 @@ TEST_F(SignalWatchTest, Second_request_ends_with_status_1) {
   EXPECT_EQ(m_stoppings, 1);
   EXPECT_EQ(LogCount("5 Host SIGINT: stopping"), 1);
   EXPECT_EQ(LogCount("3 Host SIGTERM while stopping: ended at once"), 1);
+}
+
+TEST_F(SignalWatchTest, End_comes_after_its_line) {
+  int ends = 0;
+  host::SignalWatch watch({[] {}, [] {}, [] {},
+                           [&](int) {
+                             ++ends;
+                             EXPECT_EQ(LogCount("ended at once"), ends);
+                           }});
+  watch.OnSignal(SIGTERM, 0);
+  watch.OnSignal(SIGINT, 0);
+  watch.OnTime(60000);
+  EXPECT_EQ(ends, 2);
 }
 
 TEST_F(SignalWatchTest, A_minute_without_an_end_ends_with_status_1) {
