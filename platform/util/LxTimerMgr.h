@@ -32,8 +32,8 @@ class LxTimerMgr {
   // after which it is gone, unless the destructor comes first:
   // - `expired`, once the wall clock has reached or passed that time, never earlier;
   // - `cancelled`, when `CancelTimer` names it, or when the clock was set back, or the zone
-  // changed,
-  //   to a date before the one on which the alarm was created: its day is then no longer tomorrow.
+  //   changed, to a date before the one on which the alarm was created: its day is then no longer
+  //   tomorrow.
   //   A zone that repeats an hour around midnight cancels nothing. A clock that goes on to another
   //   date, by itself or by being set, cancels nothing: at midnight tomorrow is another date as
   //   well, a second before an alarm of 00:00:01 is reached.

@@ -22,8 +22,7 @@ using Resolver = std::function<std::string(const std::string& path)>;
 //    taken there, what stands there stays; the names that the service has for itself there are
 //    always taken.
 //  - Links to nothing become texts there. Where any item may be linked to, a collection may not,
-//  nor
-//    a part that has no address.
+//    nor a part that has no address.
 //  - Elements of arrays have their positions as MemberId, whatever was sent for it.
 //  - Required members that were not sent are made up: names from the path.
 Json Shaped(const Type& type, const std::string& path, const Json& sent, const Resolver& resolve);
