@@ -2,12 +2,15 @@
 #include "SystemCalls.h"
 
 #include <poll.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
 
 std::function<int(int fd)> g_fsync;
 std::function<void(int timeoutMs)> g_poll;
+std::function<void(int64_t us)> g_usleep;
+std::function<int64_t()> g_monotonicUs;
 
 extern "C" {
 
@@ -15,6 +18,10 @@ int RealFsync(int fd) __asm__("__real_fsync");
 int WrappedFsync(int fd) __asm__("__wrap_fsync");
 int RealPoll(struct pollfd* fds, nfds_t count, int timeoutMs) __asm__("__real_poll");
 int WrappedPoll(struct pollfd* fds, nfds_t count, int timeoutMs) __asm__("__wrap_poll");
+int RealUsleep(useconds_t us) __asm__("__real_usleep");
+int WrappedUsleep(useconds_t us) __asm__("__wrap_usleep");
+int RealClock(clockid_t clock, struct timespec* now) __asm__("__real_clock_gettime");
+int WrappedClock(clockid_t clock, struct timespec* now) __asm__("__wrap_clock_gettime");
 
 int WrappedFsync(int fd) {
   if (!g_fsync) return RealFsync(fd);
@@ -27,5 +34,18 @@ int WrappedFsync(int fd) {
 int WrappedPoll(struct pollfd* fds, nfds_t count, int timeoutMs) {
   if (g_poll) g_poll(timeoutMs);
   return RealPoll(fds, count, timeoutMs);
+}
+
+int WrappedUsleep(useconds_t us) {
+  if (!g_usleep) return RealUsleep(us);
+  g_usleep(us);
+  return 0;
+}
+
+int WrappedClock(clockid_t clock, struct timespec* now) {
+  if (!g_monotonicUs || clock != CLOCK_MONOTONIC) return RealClock(clock, now);
+  const int64_t us = g_monotonicUs();
+  *now = {static_cast<time_t>(us / 1000000), static_cast<long>(us % 1000000 * 1000)};
+  return 0;
 }
 }

@@ -1,6 +1,7 @@
 #ifndef TESTS_UNIT_HOST_SYSTEMCALLS_H_
 #define TESTS_UNIT_HOST_SYSTEMCALLS_H_
 
+#include <cstdint>
 #include <functional>
 
 // What the tests put around calls of the system; nothing as long as a hook is empty.
@@ -10,5 +11,11 @@ extern std::function<int(int fd)> g_fsync;
 
 // Told of each poll before it is done.
 extern std::function<void(int timeoutMs)> g_poll;
+
+// Asked in the place of usleep.
+extern std::function<void(int64_t us)> g_usleep;
+
+// Asked for the microseconds of the monotonic clock.
+extern std::function<int64_t()> g_monotonicUs;
 
 #endif  // TESTS_UNIT_HOST_SYSTEMCALLS_H_
