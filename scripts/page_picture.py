@@ -13,7 +13,7 @@ import tempfile
 TOP = pathlib.Path(__file__).resolve().parent.parent
 PICTURE = TOP / "docs" / "page.png"
 sys.path += [str(TOP / "tests" / "acceptance"), str(TOP / "tests" / "browser")]
-from eyes.browser import Browser  # noqa: E402
+from eyes.browser import Browser, Chromium  # noqa: E402
 from eyes.fleet import Fleet, seed  # noqa: E402
 from harness.clocks import MovableClock  # noqa: E402
 from harness.service import Service  # noqa: E402
@@ -29,7 +29,8 @@ def take(programs, path, picture):
             fleet.starts()
             fleet.hires_operator()
             seed(fleet)
-            with contextlib.closing(Browser(folder, size=(1180, 620))) as browser:
+            with Chromium(folder) as chromium:
+                browser = Browser(chromium, size=(1180, 620))
                 hall = fleet.appliances["Hall 3 north"]
                 browser.signs_in(service.url, path.replace("HALL", hall.uuid))
                 browser.sees_text("Live", ".link")

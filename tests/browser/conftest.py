@@ -1,17 +1,20 @@
-"""Fixtures of the browser cases. Each case has a service, appliances and a browser of its own.
+"""Fixtures of the browser cases. Each case has a service and appliances of its own, and a browser
+that knows nothing of the cases before.
 
     /usr/bin/python3 -m pytest tests/browser --programs=build/debug
 """
 
+import contextlib
 import pathlib
 import sys
+import tempfile
 
 import pytest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "acceptance"))
 
 # The harness is found from here on.
-from eyes.browser import Browser  # noqa: E402
+from eyes.browser import Browser, Chromium  # noqa: E402
 from eyes.cable import Cable  # noqa: E402
 from eyes.fleet import Fleet, seed  # noqa: E402
 
@@ -32,20 +35,38 @@ def seeded(fleet):
     return seed(fleet)
 
 
+@pytest.fixture(scope="session")
+def chromiums():
+    """Takes a Chromium that nobody has; to be given back."""
+    with contextlib.ExitStack() as running:
+        folder = running.enter_context(tempfile.TemporaryDirectory(prefix="cc-"))
+        free = {}
+
+        @contextlib.contextmanager
+        def take(flags):
+            waiting = free.setdefault(flags, [])
+            if not waiting:
+                place = pathlib.Path(tempfile.mkdtemp(dir=folder))
+                waiting.append(running.enter_context(Chromium(place, flags)))
+            chromium = waiting.pop()
+            yield chromium
+            waiting.append(chromium)
+        yield take
+
+
 @pytest.fixture
-def opens(folder):
+def opens(chromiums):
     """Makes a browser."""
     browsers = []
-
-    def make(**more):
-        place = folder / f"browser{len(browsers)}"
-        place.mkdir()
-        browsers.append(Browser(place, **more))
-        return browsers[-1]
-    yield make
-    for browser in browsers:
-        complaints = browser.complaints()
-        browser.close()
+    with contextlib.ExitStack() as taken:
+        def make(flags=(), **more):
+            browsers.append(Browser(taken.enter_context(chromiums(flags)), **more))
+            return browsers[-1]
+        yield make
+        complaints = []
+        for browser in browsers:
+            complaints += browser.complaints()
+            browser.close()
         assert complaints == []
 
 

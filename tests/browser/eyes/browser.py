@@ -67,8 +67,11 @@ HELD_CLOCK = """
 """
 
 
-class Browser:
-    def __init__(self, folder, dark=False, size=DESK, flags=()):
+class Chromium:
+    """A running Chromium, whose readers come one after the other: each has cookies, stores and
+    windows of its own, and leaves nothing."""
+
+    def __init__(self, folder, flags=()):
         options = webdriver.ChromeOptions()
         options.binary_location = "/usr/bin/chromium"
         for flag in (*FLAGS, *flags, f"--user-data-dir={folder / 'chromium'}"):
@@ -77,7 +80,36 @@ class Browser:
         driver = Driver("/usr/bin/chromedriver", log_path=str(folder / "chromedriver.log"),
                         env={"PATH": "/usr/bin:/bin", "HOME": str(folder), "LC_ALL": "C.UTF-8",
                              "TMPDIR": str(folder)})
-        self._driver = webdriver.Chrome(service=driver, options=options)
+        self.driver = webdriver.Chrome(service=driver, options=options)
+        self._first = self.driver.current_window_handle
+
+    def admits(self):
+        """Begins a reader's stay, in a window of its own."""
+        self.driver.switch_to.new_window("window")
+        for log in ("browser", "performance"):
+            self.driver.get_log(log)
+
+    def dismisses(self, url):
+        """Ends it; `url` is where the reader was."""
+        for command, parameters in (
+                ("Network.clearBrowserCookies", {}), ("Network.clearBrowserCache", {}),
+                ("Storage.clearDataForOrigin", {"origin": url, "storageTypes": "all"})):
+            self.driver.execute_cdp_cmd(command, parameters)
+        self.driver.close()
+        self.driver.switch_to.window(self._first)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.driver.quit()
+
+
+class Browser:
+    def __init__(self, chromium, dark=False, size=DESK):
+        chromium.admits()
+        self._chromium = chromium
+        self._driver = chromium.driver
         self._url = ""
         self.resize(*size)
         self.prefers(dark)
@@ -88,7 +120,7 @@ class Browser:
         return self._driver.execute_cdp_cmd(command, parameters)
 
     def close(self):
-        self._driver.quit()
+        self._chromium.dismisses(self._url)
 
     def resize(self, width, height):
         self._tell("Emulation.setDeviceMetricsOverride", width=width, height=height,
