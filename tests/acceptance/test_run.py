@@ -35,9 +35,10 @@ def test_once_shows_manager_chassis_and_heartbeats(programs, folder):
     ended = trial(programs, folder)
     assert (ended.returncode, ended.stderr) == (0, ""), ended.stdout
     told, held = ended.stdout.split("The service holds:\n")
-    for text in ("manager registered: Hall 3 north", "chassis created: ", "heartbeat 1 from ",
-                 "heartbeat 2 from "):
+    for text in ("appliance registered: Hall 3 north\n", "its device has a chassis: ",
+                 "values arrived: Thermal\n", "heartbeat 1\n", "heartbeat 2\n"):
         assert text in told
+    assert " request " not in told, "a line that only a log needs"
     assert re.search(r"manager +\S{36}  Hall 3 north\n +chassis +\S+  Cooling unit 7, hall 3\n"
                      r" +heartbeats +2, the last at 20", held)
     assert "daemon   " not in told, "the example makes the daemon complain"
@@ -68,7 +69,7 @@ def test_interrupt_stops_both_programs(programs, folder):
             command(programs, folder), env=ENVIRONMENT, cwd=TOP, stdout=output, stderr=output,
             start_new_session=True) as process:
         try:
-            wait_until(lambda: "chassis created: " in told.read_text(), "the chassis to be told of",
+            wait_until(lambda: "has a chassis: " in told.read_text(), "the chassis to be told of",
                        alive=lambda: process.poll() is None or pytest.fail(told.read_text()))
         finally:
             process.send_signal(signal.SIGINT)
