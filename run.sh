@@ -18,7 +18,7 @@ which stops both.
               prints what the service holds. Status 0, or 1 with the reason.
   -h, --help  this text
 
-Everything is below build/: the programs in build/release, their files and logs in build/run.
+Everything is below build/: the programs in build/debug, their files and logs in build/run.
 TXT
 }
 
@@ -46,12 +46,12 @@ quietly() {
 
 install_packages "${BUILD_PACKAGES[@]}"
 mkdir -p build
-if [[ ! -f build/release/build.ninja ]]; then
-  # What only the tests and benchmarks need is not asked for here.
-  quietly build/release.configure.log \
-    cmake --preset release -DCLOUDCLIENT_TESTS=OFF -DCLOUDCLIENT_BENCH=OFF
+# The build is the one of the preset "debug", whoever configured it first.
+if [[ ! -f build/debug/build.ninja ]]; then
+  # What only the tests need is not asked for here.
+  quietly build/debug.configure.log cmake --preset debug -DCLOUDCLIENT_TESTS=OFF
 fi
 echo "Building (the first time takes a few minutes)"
-quietly build/release.build.log cmake --build --preset release --target \
+NINJA_STATUS='[%f of %t] ' cmake --build --preset debug --target \
   cloudclient cloudservice cloudclientctl
 exec /usr/bin/python3 -B scripts/trial.py "${once[@]}"

@@ -1,5 +1,7 @@
 """What is left of a disturbed link: nothing, after an answered heartbeat and a synchronisation."""
 
+import time
+
 import pytest
 
 from harness.alarms import at_the_device, at_the_service
@@ -65,6 +67,7 @@ def test_refused_patch_spoils_one_daily_reading(daemon, device, service, connect
     connected.becomes(REFUSING_PATCHES)
 
     daemon.logs("TOD Alarm(alarmid: 1) Expired 03/06/2026")
+    midnight = time.monotonic()
     daemon.logs("SendResourceToCloud: Failed to PATCH")
     daemon.logs("ProcessAlarmList: Failed(pos:")
     daemon.logs("SyncAlarms: unprocessed device events (0) that need posted", times=2)
@@ -72,7 +75,7 @@ def test_refused_patch_spoils_one_daily_reading(daemon, device, service, connect
 
     connected.becomes(THROUGH)
     service.heartbeats(daemon.token, service.heartbeat(daemon.token)["Count"] + 1)
-    clock.step(23 * 3600 + 1800)
+    clock.step(23 * 3600 + 50 * 60 - clock.passed(midnight))
     daemon.logs("Expired 03/07/2026")
     both_sides_are_equal(daemon, device, service)
     assert at_the_device(device) == set()

@@ -36,6 +36,7 @@ def alarms(daemon, device, service):
     return Alarms()
 
 
+@pytest.mark.smoke
 def test_alarm_arrives_and_clears(alarms, device):
     device.raises(TWO_MODULES)
     alarms.become((TWO_MODULES, 0, "Alarm"))

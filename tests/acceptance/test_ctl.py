@@ -369,6 +369,7 @@ def test_status_of_a_daemon_that_does_not_run(ctl):
     assert "Not connected" not in ctl.does("status")
 
 
+@pytest.mark.smoke
 def test_status_of_a_connected_daemon_shows_no_warnings_alone(ctl, daemon, device, recorder):
     recorder.answers("PATCH /redfish/v1/Chassis/C1/Thermal", answer(200))
     recorder.answers("GET /redfish/v1/Oem/Quorvan:Events", answer(200, body="[]"))

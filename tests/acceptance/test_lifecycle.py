@@ -2,6 +2,8 @@
 
 import signal
 
+import pytest
+
 from harness.daemon import NAME, UUID
 from harness.recorder import CLOSES, answer
 from harness.waiting import wait_until
@@ -20,6 +22,7 @@ def test_disabled_daemon_waits_and_asks_nothing(daemon, device, recorder):
     assert len(daemon.logged("is running but DISABLED")) == 1
 
 
+@pytest.mark.smoke
 def test_disabled_and_enabled_again(daemon, device, service):
     service.start("--http")
     daemon.configure(Url=service.url)

@@ -188,6 +188,7 @@ def test_only_scripts_are_offered_basic(service, operator):
     assert offers(Accept="text/event-stream") == ["Bearer"]
 
 
+@pytest.mark.smoke
 def test_appliance_tells_what_it_sent(service, operator):
     appliance = rack(service)
     appliance.beats(90)

@@ -56,6 +56,7 @@ def thermal(daemon, service):
     return Thermal()
 
 
+@pytest.mark.smoke
 def test_change_of_value_arrives_in_the_resource(device, connected, thermal):
     connected()
     device.sets(SUPPLY, "23")

@@ -90,7 +90,7 @@ def test_unknown_point_changes_nothing(daemon, device, recorder, connected):
 
 def test_of_several_changes_within_a_pass_the_first_alone_is_delivered(daemon, device, recorder,
                                                                        connected):
-    connected([resource(), resource("humid", "Humidity", "patch/humidity.txt")], clock(5),
+    connected([resource(), resource("humid", "Humidity", "patch/humidity.txt")],
               thermal=[point()], humid=[point(HUMIDITY)])
     held = Held(answer(204))
     recorder.answers(THERMAL, held, answer(204))

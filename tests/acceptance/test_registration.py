@@ -1,5 +1,7 @@
 """Registration, look-up and chassis."""
 
+import pytest
+
 from harness.daemon import NAME, UUID
 from harness.recorder import CLOSES, TOKEN, answer
 
@@ -9,6 +11,7 @@ REGISTRATION = "POST /redfish/v1/Managers"
 CHASSIS = "POST /redfish/v1/Chassis"
 
 
+@pytest.mark.smoke
 def test_appliance_registers_with_the_service_and_creates_its_chassis(daemon, device, service):
     service.start()
     daemon.configure(Url=service.url)

@@ -2,6 +2,8 @@
 
 import subprocess
 
+import pytest
+
 from harness.daemon import EMAIL, KEY, UUID
 from harness.process import clock, environment
 
@@ -16,6 +18,7 @@ def register(service):
     return headers["X-Auth-Token"]
 
 
+@pytest.mark.smoke
 def test_what_is_registered_outlives_the_process(service):
     token = register(service)
     service.stop()

@@ -25,8 +25,12 @@ class MovableClock:
         os.replace(new, self._file)
 
     def step(self, seconds):
-        self._offset += seconds
+        self._offset += round(seconds)
         self._write()
+
+    def passed(self, since):
+        """Seconds of this clock, at its one speed, since a moment of time.monotonic()."""
+        return (time.monotonic() - since) * self._speed
 
     def run_at(self, speed):
         """From now on another speed; the clock jumps, as if it had always run so."""
