@@ -9,8 +9,8 @@ namespace {
 constexpr int kNone = -1;
 thread_local int t_allocationsLeft = kNone;
 
-// Larger than what any process can have.
-constexpr size_t kHugeStack = SIZE_MAX / 4 / 4096 * 4096;
+// More than any process has in one piece, also where addresses have 32 bits.
+constexpr size_t kHugeStack = SIZE_MAX / 4 * 3 / 4096 * 4096;
 
 void* Allocated(size_t size) {
   if (t_allocationsLeft >= 0 && t_allocationsLeft-- == 0) throw std::bad_alloc();
