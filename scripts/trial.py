@@ -252,7 +252,7 @@ def in_words(text):
 def readings(resource):
     """The temperatures of the example's resource and the extremes beside them."""
     days = resource["Oem"]["Quorvan"]["SevenDays"]
-    return (", ".join(f"{one['MemberId']} {one['ReadingCelsius']}"
+    return (", ".join(f"{one['Oem']['Quorvan']['MemberId']} {one['ReadingCelsius']}"
                       for one in resource["Temperatures"])
             + f" degrees; in seven days {days['LowestTemperature']} to "
             f"{days['HighestTemperature']}")

@@ -36,8 +36,10 @@ def pytest_addoption(parser):
 def pytest_collection_modifyitems(config, items):
     """With another machine's daemon, what has no daemon in it is not tried again."""
     if config.getoption("--daemon"):
-        items[:] = [item for item in items if "daemon" in item.fixturenames
-                    and item.originalname not in TOO_FAST_TO_STOP]
+        kept = [item for item in items if "daemon" in item.fixturenames
+                and item.originalname not in TOO_FAST_TO_STOP]
+        config.hook.pytest_deselected(items=[item for item in items if item not in kept])
+        items[:] = kept
 
 
 @pytest.fixture

@@ -175,8 +175,23 @@ def test_older_database_is_brought_up_to_date_and_kept(service, folder, version)
     with contextlib.closing(sqlite3.connect(folder / "service.db")) as database:
         database.executescript("""
             PRAGMA foreign_keys = OFF;
+            ALTER TABLE manager ADD COLUMN document TEXT NOT NULL DEFAULT '{}';
+            UPDATE manager SET document = (
+              SELECT document FROM manager_document WHERE manager = uuid);
+            DROP TABLE manager_document;
+            DROP INDEX manager_label; DROP INDEX manager_alarms; DROP INDEX manager_registered;
+            DROP INDEX manager_late; DROP INDEX manager_offline; DROP INDEX manager_heartbeat;
             DROP INDEX manager_account; DROP INDEX reading_member_time; DROP INDEX event_manager_id;
             DROP TABLE registration_key; DROP TABLE operator;
+            ALTER TABLE manager DROP COLUMN late_at;
+            ALTER TABLE manager DROP COLUMN offline_at;
+            ALTER TABLE manager DROP COLUMN label;
+            ALTER TABLE manager DROP COLUMN model;
+            ALTER TABLE manager DROP COLUMN serial;
+            ALTER TABLE manager DROP COLUMN firmware;
+            ALTER TABLE manager DROP COLUMN faults;
+            ALTER TABLE manager DROP COLUMN alarms;
+            ALTER TABLE manager DROP COLUMN warnings;
             ALTER TABLE manager DROP COLUMN account;
             ALTER TABLE manager DROP COLUMN address;
             ALTER TABLE manager DROP COLUMN changed;

@@ -32,9 +32,10 @@ def test_who_signs_out_stands_at_the_door(reader):
 def test_a_session_that_has_ended_is_told_and_goes_on_where_it_was(seeded, reader):
     reader.types("input[type=search]", "roof")
     reader.until(lambda: reader.address == "/?q=roof", "the search in the address")
+    reader.clicks("[data-count=offline]")
+    reader.until(lambda: reader.address == "/?q=roof&state=offline", "the filter in the address")
     seeded.clock.step(13 * 3600)
     seeded.appliances["Server room A"].beats()
-    reader.clicks("[data-count=offline]")
     reader.sees_text("Your session has ended.", ".sign-in")
     reader.fills_in()
     reader.until(lambda: reader.texts("tbody th .whole") == ["Roof unit west"], "the search's rows")
