@@ -82,6 +82,8 @@ std::pair<unsigned, std::string> ReadFailure(const error_code& error) {
   return {0, ""};
 }
 
+using Deadline = std::chrono::steady_clock::time_point;
+
 template <class Stream>
 class SessionOn final : public Session, public std::enable_shared_from_this<SessionOn<Stream>> {
  public:
@@ -156,10 +158,22 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     m_parser.emplace();
     m_parser->header_limit(static_cast<std::uint32_t>(m_context.limits.header_bytes));
     m_parser->body_limit(m_context.limits.body_bytes);
-    Expire(m_context.limits.header);
-    http::async_read_header(m_stream, m_buffer, *m_parser,
-                            Then([this](error_code error) { OnHeader(error); }));
+    m_deadline = Deadline::clock::now() + m_context.limits.header;
+    ReadMoreOfHeader();
   }
+
+  // In steps: a stream's time never runs out while each of its operations finds something to read,
+  // and then one time has to hold for all of them.
+  void ReadMoreOfHeader() {
+    Lowest().expires_at(m_deadline);
+    http::async_read_some(m_stream, m_buffer, *m_parser, Then([this](error_code error) {
+                            if (error || m_parser->is_header_done()) return OnHeader(error);
+                            if (Late()) return OnHeader(beast::error::timeout);
+                            ReadMoreOfHeader();
+                          }));
+  }
+
+  bool Late() const { return Deadline::clock::now() >= m_deadline; }
 
   void OnHeader(error_code error) {
     TakeHeader();
@@ -196,11 +210,19 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   }
 
   void ReadBody() {
-    Expire(m_context.limits.body);
-    http::async_read(m_stream, m_buffer, *m_parser, Then([this](error_code error) {
-                       if (error) return OnReadFailure(error);
-                       OnRequest();
-                     }));
+    m_deadline = Deadline::clock::now() + m_context.limits.body;
+    m_parser->eager(true);
+    ReadMoreOfBody();
+  }
+
+  void ReadMoreOfBody() {
+    if (m_parser->is_done()) return OnRequest();
+    if (Late()) return OnReadFailure(beast::error::timeout);
+    Lowest().expires_at(m_deadline);
+    http::async_read_some(m_stream, m_buffer, *m_parser, Then([this](error_code error) {
+                            if (error) return OnReadFailure(error);
+                            ReadMoreOfBody();
+                          }));
   }
 
   void OnRequest() {
@@ -310,6 +332,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   std::string m_peer = "a connection that is gone";
   beast::flat_buffer m_buffer;
   std::optional<http::request_parser<http::string_body>> m_parser;
+  Deadline m_deadline;  // of the header or the body that is being read
   Request m_request;
   bool m_keep_alive = false;  // as its sender wants it
   std::string m_answer;
