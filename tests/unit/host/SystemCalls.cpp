@@ -7,6 +7,13 @@
 
 #include <cerrno>
 
+// Under 64-bit times of a machine of 32 bits it has another name.
+#if defined(__USE_TIME_BITS64) && __SIZEOF_POINTER__ == 4
+#define CLOCK_GETTIME "__clock_gettime64"
+#else
+#define CLOCK_GETTIME "clock_gettime"
+#endif
+
 std::function<int(int fd)> g_fsync;
 std::function<void(int timeoutMs)> g_poll;
 std::function<void(int64_t us)> g_usleep;
@@ -20,8 +27,8 @@ int RealPoll(struct pollfd* fds, nfds_t count, int timeoutMs) __asm__("__real_po
 int WrappedPoll(struct pollfd* fds, nfds_t count, int timeoutMs) __asm__("__wrap_poll");
 int RealUsleep(useconds_t us) __asm__("__real_usleep");
 int WrappedUsleep(useconds_t us) __asm__("__wrap_usleep");
-int RealClock(clockid_t clock, struct timespec* now) __asm__("__real_clock_gettime");
-int WrappedClock(clockid_t clock, struct timespec* now) __asm__("__wrap_clock_gettime");
+int RealClock(clockid_t clock, struct timespec* now) __asm__("__real_" CLOCK_GETTIME);
+int WrappedClock(clockid_t clock, struct timespec* now) __asm__("__wrap_" CLOCK_GETTIME);
 
 int WrappedFsync(int fd) {
   if (!g_fsync) return RealFsync(fd);
