@@ -1,10 +1,12 @@
 #include "ctl/MapCheck.h"
 
-#include <algorithm>
 #include <map>
+#include <optional>
 #include <set>
 
 #include "ctl/PageCheck.h"
+#include "ctl/PointCheck.h"
+#include "host/DeviceEngine.h"
 #include "host/Files.h"
 #include "host/UnknownKeys.h"
 
@@ -13,14 +15,9 @@ namespace ctl {
 namespace {
 
 using cloudclient::PatchMgr;
-using cloudclient::PointPatchEntry;
 using cloudclient::ResourceUrlEntry;
 
 constexpr size_t kLargestPage = 16 * 1024 * 1024;
-
-bool IsOneOf(const std::string& text, const std::set<std::string>& words) {
-  return words.count(text) != 0;
-}
 
 // Reads a page of that folder, or of the nearest one above that has it. False when none has.
 bool ReadPage(std::string folder, const std::string& page, std::string& text) {
@@ -34,7 +31,7 @@ bool ReadPage(std::string folder, const std::string& page, std::string& text) {
 void CheckResource(const std::string& name, const ResourceUrlEntry& resource,
                    const std::string& pages, const host::DeviceModel* device, Findings& findings) {
   const std::string where = "resource " + Quoted(name) + ": ";
-  if (!IsOneOf(resource.resourceTag, {"<chassisid>", "<uuid>"})) {
+  if (resource.resourceTag != "<chassisid>" && resource.resourceTag != "<uuid>") {
     findings.push_back(where + "\"resourceTag\" is " + Quoted(resource.resourceTag) +
                        ", neither \"<chassisid>\" nor \"<uuid>\": nothing is put in its place");
   } else if (resource.url.find(resource.resourceTag) == std::string::npos) {
@@ -57,37 +54,18 @@ void CheckResource(const std::string& name, const ResourceUrlEntry& resource,
   }
 }
 
-void CheckArgument(const std::string& where, const char* name, const std::string& type,
-                   const std::set<std::string>& types, Findings& findings) {
-  if (IsOneOf(type, types)) return;
-  findings.push_back(where + "\"" + name + "Type\" is " + Quoted(type) + ": " + name +
-                     " has no value of its own");
-}
-
-void CheckEvent(const std::string& where, const PointPatchEntry& point, Findings& findings) {
-  if (point.msgid.empty() || point.numArgs <= 0) return;
-  if (point.message.find("%1") == std::string::npos) {
-    findings.push_back(where + "the event's message has no \"%1\" for its first argument");
+// Calls `take` with each entry of the map's groups, and whether it is a resource.
+template <typename Take>
+void ForEachEntry(json_t* root, const Take& take) {
+  const char* group = nullptr;
+  json_t* entries = nullptr;
+  json_object_foreach(root, group, entries) {
+    size_t index = 0;
+    const json_t* entry = nullptr;
+    json_array_foreach(entries, index, entry) {
+      take(std::string(group), entry, std::string(group) == "resourceUrls");
+    }
   }
-  CheckArgument(where, "arg1", point.arg1Type, {"pld", "pldQueryArgs", "old"}, findings);
-  if (point.numArgs == 1) return;
-  if (point.message.find("%2") == std::string::npos) {
-    findings.push_back(where + "the event's message has no \"%2\" for its second argument");
-  }
-  // The kind of the second argument is asked of the first, but for a document.
-  if (point.arg1Type != "pldQueryArgs") {
-    CheckArgument(where, "arg2", point.arg2Type, {"pld"}, findings);
-  }
-}
-
-void CheckPoint(int32_t id, const PointPatchEntry& point, Findings& findings) {
-  const std::string where = "point " + std::to_string(id) + ": ";
-  if (point.pld.empty() && point.pldQueryArgs.empty()) {
-    findings.push_back(where + "it has no source of its value");
-  } else if (point.humAccum && point.pld.empty()) {
-    findings.push_back(where + "a humidity with \"7dayHumAccum\" is read by \"pld\" each day");
-  }
-  CheckEvent(where, point, findings);
 }
 
 // What the loader passes over without a word.
@@ -96,17 +74,14 @@ void CheckShapes(json_t* root, Findings& findings) {
   json_t* entries = nullptr;
   json_object_foreach(root, group, entries) {
     if (!json_is_array(entries)) findings.push_back(Quoted(group) + " is not an array");
-    size_t index = 0;
-    const json_t* entry = nullptr;
-    json_array_foreach(entries, index, entry) {
-      const json_t* const event = json_object_get(entry, "event");
-      if (event == nullptr || std::string(group) == "resourceUrls") continue;
-      if (!host::JsonText(json_object_get(event, "msgid")).empty()) continue;
-      findings.push_back("point " +
-                         std::to_string(json_integer_value(json_object_get(entry, "id"))) +
-                         ": its event has no \"msgid\": it is ignored");
-    }
   }
+  ForEachEntry(root, [&](const std::string& /*group*/, const json_t* entry, bool isResource) {
+    const json_t* const event = json_object_get(entry, "event");
+    if (isResource || event == nullptr) return;
+    if (!host::JsonText(json_object_get(event, "msgid")).empty()) return;
+    findings.push_back("point " + std::to_string(json_integer_value(json_object_get(entry, "id"))) +
+                       ": its event has no \"msgid\": it is ignored");
+  });
 }
 
 // A flag that the loader takes for none.
@@ -149,64 +124,25 @@ void CheckPointKeys(const json_t* point, Findings& findings) {
              findings);
 }
 
-// Keys without a meaning, and with a meaning that they don't have as they are written.
-void CheckKeys(json_t* root, Findings& findings) {
-  const char* group = nullptr;
-  json_t* entries = nullptr;
-  json_object_foreach(root, group, entries) {
-    const bool isResources = std::string(group) == "resourceUrls";
-    size_t index = 0;
-    const json_t* entry = nullptr;
-    json_array_foreach(entries, index, entry) {
-      (isResources ? CheckResourceKeys : CheckPointKeys)(entry, findings);
-    }
-  }
-}
-
-// Numbers that the device does not have: no change comes of them, no value is answered.
-void CheckDevicePoints(int32_t id, const PointPatchEntry& point, const host::DeviceModel& device,
-                       Findings& findings) {
-  const auto lacks = [&device](int32_t number) {
-    return std::none_of(device.points.begin(), device.points.end(), [number](const auto& known) {
-      return known.id == static_cast<uint16_t>(number);
-    });
-  };
-  const std::string where = "point " + std::to_string(id) + ": ";
-  if (lacks(id)) findings.push_back(where + "the device has no such point");
-  const int32_t asked = point.queryArgs[0];
-  if (point.pldQueryArgs.empty() || asked == id || asked == host::kLabelPoint || !lacks(asked)) {
-    return;
-  }
-  findings.push_back(where + "\"pldQueryArgs\" asks for point " + std::to_string(asked) +
-                     ", which the device does not have");
-}
-
 // What the loader drops without a word: the second and later entries of a key.
 void CheckDuplicates(json_t* root, Findings& findings) {
   std::set<std::string> resources;
   std::map<int32_t, std::string> points;
-  const char* group = nullptr;
-  json_t* entries = nullptr;
-  json_object_foreach(root, group, entries) {
-    const bool isResources = std::string(group) == "resourceUrls";
-    size_t index = 0;
-    const json_t* entry = nullptr;
-    json_array_foreach(entries, index, entry) {
-      const json_t* const id = json_object_get(entry, "id");
-      if (isResources) {
-        const std::string name = host::JsonText(json_object_get(entry, "name"));
-        if (resources.insert(name).second) continue;
-        findings.push_back("resource " + Quoted(name) + ": there is an earlier one of that name");
-        continue;
-      }
-      if (!json_is_integer(id)) continue;
-      const auto number = static_cast<int32_t>(json_integer_value(id));
-      const auto [first, isNew] = points.emplace(number, group);
-      if (isNew) continue;
-      findings.push_back("point " + std::to_string(number) + " of " + Quoted(group) +
-                         ": it is listed already in " + Quoted(first->second));
+  ForEachEntry(root, [&](const std::string& group, const json_t* entry, bool isResource) {
+    if (isResource) {
+      const std::string name = host::JsonText(json_object_get(entry, "name"));
+      if (resources.insert(name).second) return;
+      findings.push_back("resource " + Quoted(name) + ": there is an earlier one of that name");
+      return;
     }
-  }
+    const json_t* const id = json_object_get(entry, "id");
+    if (!json_is_integer(id)) return;
+    const auto number = static_cast<int32_t>(json_integer_value(id));
+    const auto [first, isNew] = points.emplace(number, group);
+    if (isNew) return;
+    findings.push_back("point " + std::to_string(number) + " of " + Quoted(group) +
+                       ": it is listed already in " + Quoted(first->second));
+  });
 }
 
 }  // namespace
@@ -215,14 +151,18 @@ Findings CheckMap(const PatchMgr& map, json_t* root, const std::string& pages,
                   const host::DeviceModel* device) {
   Findings findings;
   CheckShapes(root, findings);
-  CheckKeys(root, findings);
+  // Keys without a meaning, and with a meaning that they don't have as they are written.
+  ForEachEntry(root, [&](const std::string& /*group*/, const json_t* entry, bool isResource) {
+    (isResource ? CheckResourceKeys : CheckPointKeys)(entry, findings);
+  });
   CheckDuplicates(root, findings);
   for (const auto& [name, resource] : map.GetResources()) {
     CheckResource(name, resource, pages, device, findings);
   }
+  std::optional<host::DeviceEngine> engine;
+  if (device != nullptr) engine.emplace(*device);
   for (const auto& [id, point] : map.GetPoints()) {
-    CheckPoint(id, point, findings);
-    if (device != nullptr) CheckDevicePoints(id, point, *device, findings);
+    CheckPoint(id, point, engine ? &*engine : nullptr, findings);
     const std::string& group = map.GetPointResources().at(id);
     if (map.GetResources().count(group) == 0) {
       findings.push_back("point " + std::to_string(id) + ": its group " + Quoted(group) +

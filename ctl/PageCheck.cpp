@@ -66,6 +66,26 @@ void CheckFlags(const std::string& where, const std::string& page,
   }
 }
 
+// The line of a byte of the page, from 1.
+size_t LineOf(const std::string& page, size_t position) {
+  const auto at = page.begin() + static_cast<std::string::difference_type>(position);
+  return 1 + static_cast<size_t>(std::count(page.begin(), at, '\n'));
+}
+
+// What looks like a point's mark, and has no point's number: it is not replaced.
+void CheckMarks(const std::string& where, const std::string& page, Findings& findings) {
+  std::set<size_t> marks;
+  for (const host::PointMark& mark : host::PointMarks(page)) marks.insert(mark.position);
+  for (size_t at = 0; (at = page.find("{{point:", at)) != std::string::npos; ++at) {
+    const size_t end = page.find("}}", at);
+    if (end == std::string::npos) return;
+    if (marks.count(at) != 0) continue;
+    findings.push_back(where + "line " + std::to_string(LineOf(page, at)) + ": " +
+                       page.substr(at, end + 2 - at) +
+                       " is no mark, it is sent as it is: a point is a number of up to 65535");
+  }
+}
+
 // Points that the device does not have: no value ever comes in their place.
 void CheckPagePoints(const std::string& where, const std::string& page,
                      const cloudclient::ResourceUrlEntry& resource, const host::DeviceModel& device,
@@ -73,10 +93,7 @@ void CheckPagePoints(const std::string& where, const std::string& page,
   const host::DeviceEngine engine(device);
   std::set<std::tuple<size_t, uint16_t, std::string>> lacking;  // line, point, what asks for it
   const auto ask = [&](size_t position, uint16_t point, const char* what) {
-    if (engine.IsPoint(point)) return;
-    const auto start = page.begin();
-    const auto at = start + static_cast<std::string::difference_type>(position);
-    lacking.emplace(1 + static_cast<size_t>(std::count(start, at, '\n')), point, what);
+    if (!engine.IsPoint(point)) lacking.emplace(LineOf(page, position), point, what);
   };
   for (const host::PointMark& mark : host::PointMarks(page)) ask(mark.position, mark.point, "mark");
   size_t at = resource.tempUomCelsius ? page.find(kTemperatureTag) : std::string::npos;
@@ -102,6 +119,7 @@ void CheckPage(const std::string& where, const std::string& page,
                        "it ends in a temperature tag: the daemon would never come back from it");
   }
   CheckFlags(where, page, resource, findings);
+  CheckMarks(where, page, findings);
   if (device == nullptr) return;
   CheckPagePoints(where, page, resource, *device, findings);
   if (!BecomesJson(page, *device, "0")) {

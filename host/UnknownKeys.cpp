@@ -28,7 +28,7 @@ size_t Distance(const std::string& one, const std::string& other) {
   return row.back();
 }
 
-// The known key that is most like the text; empty when none is like it.
+// The known text that is most like this one; empty when none is like it.
 std::string Nearest(const std::string& text, const std::vector<std::string>& known) {
   std::string nearest;
   size_t least = kMostChanges + 1;
@@ -50,6 +50,11 @@ void AddUnknown(const json_t* object, const std::vector<std::string>& known,
 
 }  // namespace
 
+std::string MeantHint(const std::string& text, const std::vector<std::string>& known) {
+  const std::string nearest = Nearest(text, known);
+  return nearest.empty() ? "" : " (is \"" + nearest + "\" meant?)";
+}
+
 std::vector<std::string> UnknownKeys(const json_t* object, const std::vector<std::string>& known) {
   std::vector<std::string> unknown;
   // jansson iterates over its objects only without const.
@@ -58,9 +63,7 @@ std::vector<std::string> UnknownKeys(const json_t* object, const std::vector<std
   json_t* value = nullptr;
   json_object_foreach(iterated, key, value) {
     if (std::find(known.begin(), known.end(), key) != known.end()) continue;
-    const std::string nearest = Nearest(key, known);
-    const std::string hint = nearest.empty() ? "" : " (is \"" + nearest + "\" meant?)";
-    unknown.push_back("\"" + std::string(key) + "\"" + hint);
+    unknown.push_back("\"" + std::string(key) + "\"" + MeantHint(key, known));
   }
   return unknown;
 }

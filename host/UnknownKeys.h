@@ -8,6 +8,10 @@
 
 namespace host {
 
+// The known text that is most like this one, asked for: ` (is "Url" meant?)`; empty when none is
+// like it.
+std::string MeantHint(const std::string& text, const std::vector<std::string>& known);
+
 // The keys of an object that are none of `known`, each in quotes, with the known one that it is
 // most like where there is one: `"Urll" (is "Url" meant?)`. None for what is no object.
 std::vector<std::string> UnknownKeys(const json_t* object, const std::vector<std::string>& known);

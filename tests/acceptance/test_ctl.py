@@ -552,6 +552,7 @@ def event(**changes):
     (dict(point_change=event(message="%1")), 'has no "%2"'),
     (dict(point_change=event(arg1Type="new")), '"arg1Type" is "new"'),
     (dict(point_change=event(arg2Type="old")), '"arg2Type" is "old"'),
+    (dict(point_change=event(arg1Type="pldQueryArgs", arg1="1,2")), '"arg1" is "1,2", not five'),
     (dict(point_change=event(msgid="")), 'its event has no "msgid"'),
     (dict(more={"other": [{"id": 1201, "pld": "x", "patch": ""}]}),
      'point 1201 of "other": it is listed already in "thermal"'),
@@ -624,6 +625,11 @@ def test_point_that_the_device_lacks_is_found(described):
     assert described(page, point_change={"pldQueryArgs": "6,1,0,0,0"}) == [
         'point 1201: "pldQueryArgs" asks for point 6, which the device does not have']
     assert described(page, point_change={"pldQueryArgs": "4329,1,0,0,0"}) == []
+    assert described(page, point_change={"pld": "suply"}) == [
+        'point 1201: "pld" asks for point "suply", which the device does not have '
+        '(is "supply" meant?)']
+    assert described(page, point_change=event(arg1="supply", arg2="a")) == [
+        'point 1201: "arg2" asks for point "a", which the device does not have']
 
 
 @pytest.mark.parametrize("asking, what", [

@@ -60,6 +60,23 @@ class MapCheckTest : public testing::Test {
     return Check(std::string("{") + kResources + R"(, "thermal": [)" + points + "]}");
   }
 
+  // The map is for a device with point 1201, "supply_temp", and the nameless 1202.
+  void Describe() {
+    m_device.emplace();
+    m_device->points.resize(2);
+    m_device->points[0].id = 1201;
+    m_device->points[0].name = "supply_temp";
+    m_device->points[1].id = 1202;
+  }
+
+  // The findings in point 1201 of that device, with an event.
+  std::vector<std::string> CheckEvent(const std::string& members) {
+    Describe();
+    return CheckPoints(R"({"id": 1201, "pld": "supply_temp", "patch": "", "event": {
+                           "msgid": "M", "message": "%1 %2", )" +
+                       members + "}}");
+  }
+
   std::optional<host::DeviceModel> m_device;  // that the map is for, when it is known
 
  private:
@@ -116,6 +133,91 @@ TEST_F(MapCheckTest, Temperature_tag_that_is_no_tag_of_the_resource_asks_for_not
               ElementsAre(HasSubstr("no \"tempUomCelsius\"")));
 }
 
+TEST_F(MapCheckTest, Mark_of_a_number_that_no_point_can_have_stays_as_it_is) {
+  EXPECT_THAT(
+      CheckPage("{\"A\": \"{{point:65536}}\", \"B\": {{point:1201}},\n"
+                " \"C\": \"{{point:supply}}\", \"D\": \"{{uuid}} {{other}} {{point:1\"}"),
+      ElementsAre(HasSubstr("page.txt\": line 1: {{point:65536}} is no mark, it is sent as it "
+                            "is: a point is a number of up to 65535"),
+                  HasSubstr("page.txt\": line 2: {{point:supply}} is no mark")));
+}
+
+TEST_F(MapCheckTest, Point_whose_change_never_comes) {
+  const std::string args = R"("pldQueryArgs": "1201,1,0,0,0", "patch": ""})";
+  Describe();
+  EXPECT_THAT(CheckPoints(R"({"id": 1201, )" + args), IsEmpty());
+  for (const char* id : {"4329", "66737", "-1", "1203"}) {
+    EXPECT_THAT(CheckPoints(std::string(R"({"id": )") + id + ", " + args),
+                ElementsAre("point " + std::string(id) + ": the device has no such point"));
+  }
+}
+
+TEST_F(MapCheckTest, Name_that_the_device_lacks) {
+  Describe();
+  EXPECT_THAT(
+      CheckPoints(R"({"id": 1201, "pld": "Suply_temp", "patch": ""})"),
+      ElementsAre(R"(point 1201: "pld" asks for point "Suply_temp", which the device does not )"
+                  R"(have (is "supply_temp" meant?))"));
+  EXPECT_THAT(
+      CheckPoints(R"({"id": 1201, "pld": "x", "pldQueryArgs": "1201,1,0,0,0", "patch": ""})"),
+      ElementsAre(R"(point 1201: "pld" asks for point "x", which the device does not have)"));
+}
+
+TEST_F(MapCheckTest, Names_and_lists_that_the_device_has_are_none_to_find) {
+  EXPECT_THAT(CheckEvent(R"("numargs": 2, "arg1Type": "pld", "arg1": "supply_temp",
+                            "arg2Type": "pld", "arg2": "supply_temp")"),
+              IsEmpty());
+  EXPECT_THAT(CheckEvent(R"("numargs": 2, "arg1Type": "pldQueryArgs", "arg1": "1202,1,0,4125,0",
+                            "arg2": "4329,1,0,0,0")"),
+              IsEmpty());
+  EXPECT_THAT(CheckEvent(R"("numargs": 2, "arg1Type": "old", "arg1": "x", "arg2Type": "pld",
+                            "arg2": "supply_temp")"),
+              IsEmpty());
+}
+
+TEST_F(MapCheckTest, Arguments_that_ask_for_what_the_device_lacks) {
+  const std::string lacks = ", which the device does not have";
+  EXPECT_THAT(CheckEvent(R"("numargs": 2, "arg1Type": "pld", "arg1": "supply_tmp",
+                            "arg2Type": "pld", "arg2": "")"),
+              ElementsAre(R"(point 1201: "arg1" asks for point "supply_tmp")" + lacks +
+                              R"( (is "supply_temp" meant?))",
+                          R"(point 1201: "arg2" asks for point "")" + lacks));
+  EXPECT_THAT(CheckEvent(R"("numargs": 2, "arg1Type": "pldQueryArgs", "arg1": "7,1,0,0,0",
+                            "arg2": "8,1,0,0,0")"),
+              ElementsAre(R"(point 1201: "arg1" asks for point 7)" + lacks,
+                          R"(point 1201: "arg2" asks for point 8)" + lacks));
+  EXPECT_THAT(CheckEvent(R"("numargs": 2, "arg1Type": "pldQueryArgs", "arg1": "7,1,0,0,0",
+                            "arg2Type": "pld", "arg2": "8,1,0,0,0")"),
+              ElementsAre(R"(point 1201: "arg1" asks for point 7)" + lacks,
+                          R"(point 1201: "arg2" asks for point "8,1,0,0,0")" + lacks));
+}
+
+TEST_F(MapCheckTest, Value_before_is_read_by_the_second_argument_at_first) {
+  EXPECT_THAT(CheckEvent(R"("numargs": 1, "arg1Type": "old", "arg2": "x")"),
+              ElementsAre(HasSubstr(R"("arg2" asks for point "x", which)")));
+}
+
+TEST_F(MapCheckTest, Arguments_that_nobody_asks_for) {
+  EXPECT_THAT(CheckEvent(R"("numargs": 1, "arg1Type": "old", "arg1": "x", "arg2": "supply_temp")"),
+              IsEmpty());
+  EXPECT_THAT(CheckEvent(R"("numargs": 1, "arg1Type": "pld", "arg1": "supply_temp",
+                            "arg2Type": "pld", "arg2": "x")"),
+              IsEmpty());
+  EXPECT_THAT(CheckEvent(R"("numargs": 1, "arg1Type": "pldQueryArgs", "arg1": "1201,1,0,0,0",
+                            "arg2": "x")"),
+              IsEmpty());
+  EXPECT_THAT(CheckEvent(R"("numargs": 0, "arg1Type": "pld", "arg1": "x")"), IsEmpty());
+}
+
+TEST_F(MapCheckTest, Arguments_that_are_no_list_of_five_numbers) {
+  EXPECT_THAT(
+      CheckPoints(R"({"id": 1, "pld": "a", "patch": "", "event": {
+                "msgid": "M", "message": "%1 %2", "numargs": 2, "arg1Type": "pldQueryArgs",
+                "arg1": "1201,1,0,0", "arg2": "1201,1,0,0,x"}})"),
+      ElementsAre(R"(point 1: "arg1" is "1201,1,0,0", not five numbers: arg1 has no value)",
+                  R"(point 1: "arg2" is "1201,1,0,0,x", not five numbers: arg2 has no value)"));
+}
+
 TEST_F(MapCheckTest, Point_numbers_count_as_the_loader_takes_them) {
   EXPECT_THAT(CheckPoints(R"({"id": 1, "pld": "a", "patch": ""},
                              {"id": 4294967297, "pld": "a", "patch": ""})"),
@@ -124,7 +226,8 @@ TEST_F(MapCheckTest, Point_numbers_count_as_the_loader_takes_them) {
 
 TEST_F(MapCheckTest, Second_argument_after_a_query_needs_no_type) {
   EXPECT_THAT(CheckPoints(R"({"id": 1, "pld": "a", "patch": "", "event": {
-                "msgid": "M", "message": "%1 %2", "numargs": 2, "arg1Type": "pldQueryArgs"}})"),
+                "msgid": "M", "message": "%1 %2", "numargs": 2, "arg1Type": "pldQueryArgs",
+                "arg1": "1,0,0,0,0", "arg2": "2,0,0,0,0"}})"),
               IsEmpty());
 }
 
