@@ -29,9 +29,9 @@
 #include <utility>
 #include <vector>
 
-#include "host/DeviceEngine.h"
-#include "host/DeviceModel.h"
-#include "host/DeviceProxy.h"
+#include "host/device/DeviceEngine.h"
+#include "host/device/DeviceModel.h"
+#include "host/device/DeviceProxy.h"
 #include "patch/PatchMgr.h"
 
 namespace {

@@ -1,12 +1,15 @@
-# cloudclient_folder(NAME [INTERFACE] [SOURCES ...] [LINK ...] [LINK_PRIVATE ...])
+# cloudclient_folder(PATH [INTERFACE] [SOURCES ...] [LINK ...] [LINK_PRIVATE ...])
 #
-# Makes the calling folder the target NAME. What the target exports is a folder that shows this one
-# and nothing else, so that a source includes "NAME/File.h" only when its target links NAME.
-function(cloudclient_folder name)
+# Makes the calling folder, which is PATH below the root, a target: "base" is the target base,
+# "host/util" the target host_util. What the target exports is a folder that shows this one and
+# nothing else, so that a source includes "PATH/File.h" only when its target links that target.
+function(cloudclient_folder path)
   cmake_parse_arguments(arg "INTERFACE" "" "SOURCES;LINK;LINK_PRIVATE" ${ARGN})
+  string(REPLACE "/" "_" name "${path}")
   set(view "${CMAKE_BINARY_DIR}/include/${name}")
-  file(MAKE_DIRECTORY "${view}")
-  file(CREATE_LINK "${CMAKE_CURRENT_SOURCE_DIR}" "${view}/${name}" SYMBOLIC)
+  get_filename_component(above "${view}/${path}" DIRECTORY)
+  file(MAKE_DIRECTORY "${above}")
+  file(CREATE_LINK "${CMAKE_CURRENT_SOURCE_DIR}" "${view}/${path}" SYMBOLIC)
   if(arg_INTERFACE)
     add_library(${name} INTERFACE)
     target_include_directories(${name} INTERFACE "$<BUILD_INTERFACE:${view}>")

@@ -6,7 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "ctl/Output.h"
-#include "host/Numbers.h"
+#include "host/util/Numbers.h"
 
 namespace ctl {
 

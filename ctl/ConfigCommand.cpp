@@ -7,8 +7,8 @@
 #include "ctl/ConfigFiles.h"
 #include "ctl/ConfigValues.h"
 #include "ctl/Output.h"
-#include "host/Configuration.h"
-#include "host/Secrets.h"
+#include "host/config/Configuration.h"
+#include "host/util/Secrets.h"
 
 namespace ctl {
 

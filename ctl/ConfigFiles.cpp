@@ -1,8 +1,8 @@
 #include "ctl/ConfigFiles.h"
 
 #include "ctl/Output.h"
-#include "host/ConfigFile.h"
-#include "host/Paths.h"
+#include "host/config/ConfigFile.h"
+#include "host/util/Paths.h"
 #include "platform/util/LocalPath.h"
 
 namespace ctl {

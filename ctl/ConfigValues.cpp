@@ -7,7 +7,7 @@
 
 #include "ctl/Output.h"
 #include "ctl/QuietTerminal.h"
-#include "host/Configuration.h"
+#include "host/config/Configuration.h"
 
 namespace ctl {
 

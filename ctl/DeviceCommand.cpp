@@ -9,9 +9,8 @@
 #include "ctl/DeviceSocket.h"
 #include "ctl/Findings.h"
 #include "ctl/Output.h"
-#include "host/ConfigFile.h"
-#include "host/DeviceModel.h"
-#include "host/UnknownKeys.h"
+#include "host/config/ConfigFile.h"
+#include "host/device/DeviceModel.h"
 
 namespace ctl {
 

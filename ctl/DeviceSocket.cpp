@@ -9,9 +9,9 @@
 #include <cstring>
 #include <memory>
 
-#include "host/Fd.h"
-#include "host/Paths.h"
-#include "host/UnixAddress.h"
+#include "host/util/Fd.h"
+#include "host/util/Paths.h"
+#include "host/util/UnixAddress.h"
 #include "platform/util/LocalPath.h"
 
 namespace ctl {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "host/Json.h"
+#include "host/util/Json.h"
 
 namespace ctl {
 

@@ -2,7 +2,7 @@
 
 #include "ctl/Commands.h"
 #include "ctl/Output.h"
-#include "host/Json.h"
+#include "host/util/Json.h"
 
 namespace ctl {
 

@@ -6,9 +6,9 @@
 
 #include "ctl/PageCheck.h"
 #include "ctl/PointCheck.h"
-#include "host/DeviceEngine.h"
-#include "host/Files.h"
-#include "host/UnknownKeys.h"
+#include "host/device/DeviceEngine.h"
+#include "host/util/Files.h"
+#include "host/util/UnknownKeys.h"
 
 namespace ctl {
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "ctl/Findings.h"
-#include "host/DeviceModel.h"
-#include "host/Json.h"
+#include "host/device/DeviceModel.h"
+#include "host/util/Json.h"
 #include "patch/PatchMgr.h"
 
 namespace ctl {

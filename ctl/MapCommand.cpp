@@ -11,9 +11,9 @@
 #include "ctl/Findings.h"
 #include "ctl/MapCheck.h"
 #include "ctl/Output.h"
-#include "host/ConfigFile.h"
-#include "host/Files.h"
-#include "host/Paths.h"
+#include "host/config/ConfigFile.h"
+#include "host/util/Files.h"
+#include "host/util/Paths.h"
 #include "platform/util/LocalPath.h"
 
 namespace ctl {

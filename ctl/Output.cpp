@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "host/Log.h"
+#include "host/util/Log.h"
 
 namespace ctl {
 

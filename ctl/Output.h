@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/Json.h"
+#include "host/util/Json.h"
 
 namespace ctl {
 

@@ -6,9 +6,9 @@
 #include <set>
 #include <tuple>
 
-#include "host/DeviceEngine.h"
-#include "host/Json.h"
-#include "host/Pages.h"
+#include "host/device/DeviceEngine.h"
+#include "host/device/Pages.h"
+#include "host/util/Json.h"
 
 namespace ctl {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "ctl/Findings.h"
-#include "host/DeviceModel.h"
+#include "host/device/DeviceModel.h"
 #include "patch/PatchMgr.h"
 
 namespace ctl {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/UnknownKeys.h"
+#include "host/util/UnknownKeys.h"
 
 namespace ctl {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "ctl/Findings.h"
-#include "host/DeviceEngine.h"
+#include "host/device/DeviceEngine.h"
 #include "patch/PatchMgr.h"
 
 namespace ctl {

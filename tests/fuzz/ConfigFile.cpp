@@ -3,8 +3,8 @@
 #include <unistd.h>
 
 #include "Input.h"
-#include "host/CfgCloudHost.h"
-#include "host/Configuration.h"
+#include "host/config/CfgCloudHost.h"
+#include "host/config/Configuration.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const int file = memfd_create("cloud.json", 0);

@@ -1,7 +1,7 @@
 // Lines of the control socket.
 #include "Input.h"
-#include "host/ControlProtocol.h"
-#include "host/DeviceEngine.h"
+#include "host/device/ControlProtocol.h"
+#include "host/device/DeviceEngine.h"
 
 namespace {
 

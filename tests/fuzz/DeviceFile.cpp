@@ -2,9 +2,9 @@
 #include <memory>
 
 #include "Input.h"
-#include "host/ControlProtocol.h"
-#include "host/DeviceEngine.h"
-#include "host/Pages.h"
+#include "host/device/ControlProtocol.h"
+#include "host/device/DeviceEngine.h"
+#include "host/device/Pages.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const host::JsonRef root(json_loadb(reinterpret_cast<const char*>(data), size,

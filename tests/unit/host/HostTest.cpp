@@ -13,8 +13,8 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "host/Clock.h"
-#include "host/Json.h"
+#include "host/util/Clock.h"
+#include "host/util/Json.h"
 
 namespace fs = std::filesystem;
 

@@ -9,9 +9,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/DeviceEngine.h"
-#include "host/DeviceModel.h"
-#include "host/Fd.h"
+#include "host/device/DeviceEngine.h"
+#include "host/device/DeviceModel.h"
+#include "host/util/Fd.h"
 
 // A root folder of its own and a look at what is written to standard error, log level 7.
 class HostTest : public testing::Test {

@@ -4,8 +4,8 @@
 #include <set>
 
 #include "HostTest.h"
-#include "host/CfgCloudHost.h"
-#include "host/Configuration.h"
+#include "host/config/CfgCloudHost.h"
+#include "host/config/Configuration.h"
 #include "platform/config/CfgCloud.h"
 #include "platform/config/LxAppCfg.h"
 #include "platform/config/LxCfgSysInfo.h"

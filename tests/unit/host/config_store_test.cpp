@@ -9,10 +9,10 @@
 
 #include "HostTest.h"
 #include "SystemCalls.h"
-#include "host/ConfigStore.h"
-#include "host/Configuration.h"
-#include "host/Files.h"
-#include "host/Secrets.h"
+#include "host/config/ConfigStore.h"
+#include "host/config/Configuration.h"
+#include "host/util/Files.h"
+#include "host/util/Secrets.h"
 
 using testing::AllOf;
 using testing::ElementsAre;

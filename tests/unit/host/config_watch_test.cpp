@@ -4,10 +4,10 @@
 #include <filesystem>
 
 #include "HostTest.h"
-#include "host/Clock.h"
-#include "host/ConfigWatch.h"
-#include "host/Configuration.h"
-#include "host/Files.h"
+#include "host/config/ConfigWatch.h"
+#include "host/config/Configuration.h"
+#include "host/util/Clock.h"
+#include "host/util/Files.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,7 +1,7 @@
 #include "HostTest.h"
-#include "host/ControlProtocol.h"
-#include "host/Log.h"
-#include "host/Secrets.h"
+#include "host/device/ControlProtocol.h"
+#include "host/util/Log.h"
+#include "host/util/Secrets.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 
 #include "HostTest.h"
 #include "SystemCalls.h"
-#include "host/Clock.h"
-#include "host/ControlSocket.h"
-#include "host/UnixAddress.h"
+#include "host/device/ControlSocket.h"
+#include "host/util/Clock.h"
+#include "host/util/UnixAddress.h"
 
 namespace {
 

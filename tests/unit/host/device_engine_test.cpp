@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "HostTest.h"
-#include "host/DeviceEngine.h"
+#include "host/device/DeviceEngine.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

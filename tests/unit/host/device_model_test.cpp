@@ -1,5 +1,5 @@
 #include "HostTest.h"
-#include "host/DeviceModel.h"
+#include "host/device/DeviceModel.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

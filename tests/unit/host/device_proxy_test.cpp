@@ -1,6 +1,6 @@
 #include "HostTest.h"
-#include "host/DataFolder.h"
-#include "host/DeviceProxy.h"
+#include "host/device/DataFolder.h"
+#include "host/device/DeviceProxy.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "HostTest.h"
 #include "Scarcity.h"
 #include "SystemCalls.h"
-#include "host/DeviceService.h"
-#include "host/Paths.h"
+#include "host/device/DeviceService.h"
+#include "host/util/Paths.h"
 
 using DeviceServiceTest = HostTest;
 

@@ -6,8 +6,8 @@
 
 #include "HostTest.h"
 #include "Scarcity.h"
-#include "host/Clock.h"
-#include "host/EventThread.h"
+#include "host/util/Clock.h"
+#include "host/util/EventThread.h"
 
 using EventLoopTest = HostTest;
 

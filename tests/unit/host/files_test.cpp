@@ -1,4 +1,4 @@
-#include "host/Files.h"
+#include "host/util/Files.h"
 
 #include <signal.h>
 #include <sys/resource.h>

@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "HostTest.h"
-#include "host/UnixAddress.h"
+#include "host/util/UnixAddress.h"
 #include "platform/config/LxAppCfg.h"
 #include "platform/config/LxCfgSysInfo.h"
 #include "platform/framework/LxBaseProxyApp.h"

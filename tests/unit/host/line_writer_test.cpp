@@ -8,7 +8,7 @@
 
 #include "HostTest.h"
 #include "SystemCalls.h"
-#include "host/LineWriter.h"
+#include "host/util/LineWriter.h"
 
 namespace {
 

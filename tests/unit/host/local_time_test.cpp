@@ -4,9 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/LocalTime.h"
-#include "host/Log.h"
-#include "host/TimerCore.h"
+#include "host/util/LocalTime.h"
+#include "host/util/Log.h"
+#include "host/util/TimerCore.h"
 #include "zones/MachineRoot.h"
 #include "zones/Zones.h"
 

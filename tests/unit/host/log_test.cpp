@@ -1,4 +1,4 @@
-#include "host/Log.h"
+#include "host/util/Log.h"
 
 #include <sys/stat.h>
 
@@ -10,7 +10,7 @@
 
 #include "HostTest.h"
 #include "Scarcity.h"
-#include "host/Secrets.h"
+#include "host/util/Secrets.h"
 
 using LogTest = HostTest;
 

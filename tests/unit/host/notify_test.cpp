@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "HostTest.h"
-#include "host/NotifySocket.h"
+#include "host/framework/NotifySocket.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "host/Pages.h"
+#include "host/device/Pages.h"
 
 #include "HostTest.h"
-#include "host/Configuration.h"
-#include "host/DataFolder.h"
-#include "host/DeviceProxy.h"
+#include "host/config/Configuration.h"
+#include "host/device/DataFolder.h"
+#include "host/device/DeviceProxy.h"
 #include "platform/pld/PldQueryWorker.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include "HostTest.h"
 #include "Scarcity.h"
-#include "host/QuietThread.h"
+#include "host/util/QuietThread.h"
 
 using QuietThreadTest = HostTest;
 

@@ -1,7 +1,7 @@
 #include <signal.h>
 
 #include "HostTest.h"
-#include "host/SignalWatch.h"
+#include "host/framework/SignalWatch.h"
 
 namespace {
 

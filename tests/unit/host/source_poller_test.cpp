@@ -9,8 +9,8 @@
 #include "HostTest.h"
 #include "Scarcity.h"
 #include "SystemCalls.h"
-#include "host/Clock.h"
-#include "host/SourcePoller.h"
+#include "host/device/SourcePoller.h"
+#include "host/util/Clock.h"
 
 namespace {
 

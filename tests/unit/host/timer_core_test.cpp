@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "HostTest.h"
-#include "host/LocalTime.h"
-#include "host/TimerCore.h"
+#include "host/util/LocalTime.h"
+#include "host/util/TimerCore.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "HostTest.h"
-#include "host/Configuration.h"
-#include "host/UnknownKeys.h"
+#include "host/config/Configuration.h"
+#include "host/util/UnknownKeys.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

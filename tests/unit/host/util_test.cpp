@@ -9,9 +9,9 @@
 #include <thread>
 
 #include "HostTest.h"
-#include "host/AddressPicker.h"
-#include "host/EventStates.h"
-#include "host/Numbers.h"
+#include "host/device/EventStates.h"
+#include "host/util/AddressPicker.h"
+#include "host/util/Numbers.h"
 #include "platform/framework/KyrosInfo.h"
 #include "platform/pld/LxVelEventUtil.h"
 #include "platform/util/LocalPath.h"

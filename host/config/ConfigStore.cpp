@@ -1,0 +1,270 @@
+#include "host/config/ConfigStore.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "host/util/Files.h"
+#include "host/util/Log.h"
+#include "host/util/Secrets.h"
+#include "host/util/UnknownKeys.h"
+
+namespace host {
+namespace {
+
+JsonRef Copy(const json_t* value) { return JsonRef(json_deep_copy(value)); }
+
+void Apply(json_t* root, const std::string& key, const std::string& member, const json_t* value) {
+  json_t* target = root;
+  const char* name = key.c_str();
+  if (!member.empty()) {
+    target = json_object_get(root, key.c_str());
+    if (!json_is_object(target)) {
+      json_object_set_new(root, key.c_str(), json_object());
+      target = json_object_get(root, key.c_str());
+    }
+    name = member.c_str();
+  }
+  if (value == nullptr) {
+    json_object_del(target, name);
+  } else {
+    json_object_set_new(target, name, json_deep_copy(value));
+  }
+}
+
+// The keys of either object whose values differ.
+std::vector<std::string> Differences(json_t* before, json_t* after) {
+  std::vector<std::string> keys;
+  const char* key = nullptr;
+  json_t* value = nullptr;
+  json_object_foreach(after, key, value) {
+    json_t* old = json_object_get(before, key);
+    if (old == nullptr || !json_equal(old, value)) keys.push_back(key);
+  }
+  json_object_foreach(before, key, value) {
+    if (json_object_get(after, key) == nullptr) keys.push_back(key);
+  }
+  return keys;
+}
+
+std::string FileText(const json_t* root) {
+  std::unique_ptr<char, decltype(&std::free)> text(json_dumps(root, JSON_INDENT(2)), &std::free);
+  return text == nullptr ? std::string() : std::string(text.get()) + "\n";
+}
+
+}  // namespace
+
+ConfigStore::ConfigStore(std::string path, std::vector<Key> keys, int lockWaitMs)
+    : m_path(std::move(path)),
+      m_keys(std::move(keys)),
+      m_lockWaitMs(lockWaitMs),
+      m_current(json_object()) {
+  Reload();
+  m_changes.clear();
+}
+
+// Reads the file and takes over what it holds.
+FileState ConfigStore::Refresh(std::string& problem, Lines& lines) {
+  std::lock_guard<std::mutex> reading(m_readMutex);
+  JsonRef stored;
+  const FileState state = ReadJsonObject(m_path, stored, problem);
+  if (state == FileState::kRead) {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    AdoptLocked(stored.get(), lines);
+  }
+  return state;
+}
+
+bool ConfigStore::Reload() {
+  Lines lines;
+  std::string problem;
+  const bool good = Refresh(problem, lines) != FileState::kBad;
+  if (!good) problem += "; the values in use stay";
+  {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    if (!good && problem != m_reported) lines.push_back({false, problem});
+    m_reported = problem;
+  }
+  Say(lines);
+  return good;
+}
+
+bool ConfigStore::Save() {
+  Lines lines;
+  std::string warning;
+  const std::string problem = Write(warning, lines);
+  Say(lines);
+  if (!problem.empty()) HOST_LOG(3, "%s is not saved: %s", m_path.c_str(), problem.c_str());
+  if (!warning.empty()) HOST_LOG(4, "%s is saved, but %s", m_path.c_str(), warning.c_str());
+  return problem.empty();
+}
+
+// Empty, or why the file is not written.
+std::string ConfigStore::Write(std::string& warning, Lines& lines) {
+  std::string path = m_path;
+  if (int error = FollowLinks(path)) return std::strerror(error);
+  if (int error = MakeFolders(FolderOf(path))) return std::strerror(error);
+  const Ownership ownership = OwnershipOf(path);
+  FileLock lock(path + ".lock", m_lockWaitMs, ownership);
+  if (lock.Status() == ETIMEDOUT) return "another process keeps its lock";
+  if (lock.Status() != 0) return path + ".lock: " + std::strerror(lock.Status());
+  SweepTemporaries(path);
+
+  std::string problem;
+  if (Refresh(problem, lines) == FileState::kBad) return problem;
+  std::string text;
+  unsigned long serial = 0;
+  {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    text = FileText(m_current.get());
+    serial = m_lastSerial;
+  }
+  if (text.empty()) return "out of memory";
+  if (int error = ReplaceFile(path, ownership, text, warning)) return std::strerror(error);
+
+  std::lock_guard<std::mutex> reading(m_readMutex);
+  std::lock_guard<std::mutex> guard(m_mutex);
+  m_edits.remove_if([serial](const Edit& edit) { return edit.serial <= serial; });
+  m_reported.clear();
+  return "";
+}
+
+std::vector<std::string> ConfigStore::TakeChanges() {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return std::exchange(m_changes, {});
+}
+
+std::string ConfigStore::Text(const char* key) const {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return JsonText(json_object_get(m_current.get(), key));
+}
+
+bool ConfigStore::Flag(const char* key) const {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return json_is_true(json_object_get(m_current.get(), key));
+}
+
+JsonRef ConfigStore::Object(const char* key) const {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  const json_t* value = json_object_get(m_current.get(), key);
+  return json_is_object(value) ? Copy(value) : nullptr;
+}
+
+bool ConfigStore::SetText(const char* key, const std::string& text) {
+  JsonRef value = JsonString(text);
+  if (value == nullptr) return false;
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return SetLocked(key, "", std::move(value));
+}
+
+bool ConfigStore::SetFlag(const char* key, bool flag) {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return SetLocked(key, "", JsonRef(json_boolean(flag)));
+}
+
+bool ConfigStore::SetMember(const char* key, const std::string& member, JsonRef value) {
+  if (member.empty() || member.find('\0') != std::string::npos || JsonString(member) == nullptr) {
+    return false;
+  }
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return SetLocked(key, member, std::move(value));
+}
+
+bool ConfigStore::ClearObject(const char* key) {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return SetLocked(key, "", JsonRef(json_object()));
+}
+
+bool ConfigStore::SetLocked(const std::string& key, const std::string& member, JsonRef value) {
+  Apply(m_current.get(), key, member, value.get());
+  m_edits.remove_if([&](const Edit& edit) {
+    return edit.key == key && (member.empty() || edit.member == member);
+  });
+  m_edits.push_back(Edit{++m_lastSerial, key, member, std::move(value)});
+  KeepSecretsLocked();
+  return true;
+}
+
+void ConfigStore::KeepSecretsLocked() const {
+  for (const Key& key : m_keys) {
+    if (key.type == Type::kSecret) KeepSecret(JsonText(json_object_get(m_current.get(), key.name)));
+  }
+}
+
+// Takes over what the file holds, below what was set here and is not saved yet.
+void ConfigStore::AdoptLocked(const json_t* stored, Lines& lines) {
+  JsonRef next = Copy(stored);
+  for (const Edit& edit : m_edits) Apply(next.get(), edit.key, edit.member, edit.value.get());
+  for (std::string& key : Differences(m_current.get(), next.get())) {
+    if (std::find(m_changes.begin(), m_changes.end(), key) == m_changes.end()) {
+      m_changes.push_back(std::move(key));
+    }
+  }
+  m_current = std::move(next);
+  KeepSecretsLocked();
+  CheckKeysLocked(stored, lines);
+}
+
+void ConfigStore::CheckKeysLocked(const json_t* stored, Lines& lines) {
+  std::set<std::string> reported;
+  const auto report = [&](bool unknownKeys, const std::string& text) {
+    if (m_reportedKeys.count(text) == 0) lines.push_back({unknownKeys, text});
+    reported.insert(text);
+  };
+  std::vector<std::string> known;
+  for (const Key& key : m_keys) {
+    known.emplace_back(key.name);
+    const json_t* value = json_object_get(stored, key.name);
+    std::string problem;
+    if (value == nullptr || HoldsType(key, value, problem)) continue;
+    report(false, m_path + ": " + problem + "; it counts as absent");
+  }
+  const std::string unknown = UnknownKeysText(UnknownKeys(stored, known));
+  if (!unknown.empty()) report(true, unknown);
+  m_reportedKeys.swap(reported);
+}
+
+void ConfigStore::Say(const Lines& lines) const {
+  for (const Line& line : lines) {
+    if (line.unknownKeys) {
+      HOST_LOG(4, "%s: keys that are not known are not used: %s", m_path.c_str(),
+               line.text.c_str());
+    } else {
+      HOST_LOG(3, "%s", line.text.c_str());
+    }
+  }
+}
+
+bool ConfigStore::HoldsType(const Key& key, const json_t* value, std::string& problem) const {
+  const std::string name = std::string("\"") + key.name + "\"";
+  switch (key.type) {
+    case Type::kText:
+    case Type::kSecret:
+      problem = name + " is not a text";
+      return json_is_string(value);
+    case Type::kFlag:
+      problem = name + " is neither true nor false";
+      return json_is_boolean(value);
+    case Type::kObject:
+      break;
+  }
+  problem = name + " is not an object";
+  if (!json_is_object(value)) return false;
+  // jansson iterates over its objects only without const.
+  auto* object = const_cast<json_t*>(value);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
+  const char* member = nullptr;
+  json_t* entry = nullptr;
+  json_object_foreach(object, member, entry) {
+    if (key.integerMember != nullptr &&
+        !json_is_integer(json_object_get(entry, key.integerMember))) {
+      problem = "\"" + std::string(key.integerMember) + "\" of \"" + member + "\" in " + name +
+                " is not an integer";
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace host

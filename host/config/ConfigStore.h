@@ -1,0 +1,113 @@
+#ifndef HOST_CONFIG_CONFIGSTORE_H_
+#define HOST_CONFIG_CONFIGSTORE_H_
+
+#include <list>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "host/config/ConfigFile.h"
+#include "host/util/Json.h"
+
+namespace host {
+
+// One configuration file: a JSON object whose members are the keys.
+//
+// Values are read and written in memory. `Save` carries what was set since the last save into
+// what the file holds at that moment, so that of two processes that write at the same time neither
+// loses the other's change, and keys that nobody here knows stay. A file that can't be read or
+// parsed costs one message: the values in use stay, and it is not overwritten. Any thread; messages
+// are written when no lock is held any more.
+class ConfigStore {
+ public:
+  // A secret is a text that no message for others shows (host/util/Secrets.h).
+  enum class Type { kText, kSecret, kFlag, kObject };
+  struct Key {
+    const char* name;
+    Type type;
+    // For an object: the integer member that each of its members must hold; null for none.
+    const char* integerMember;
+  };
+
+  // `path` is this machine's. Reads the file; a missing one is an empty object. `Save` waits for
+  // `lockWaitMs` at most.
+  ConfigStore(std::string path, std::vector<Key> keys, int lockWaitMs = 5000);
+  ConfigStore(const ConfigStore&) = delete;
+  ConfigStore& operator=(const ConfigStore&) = delete;
+
+  const std::string& Path() const { return m_path; }
+
+  // Reads the file again. False when it could not be read, values are then as they were. A file
+  // that has vanished leaves the values as well: it is about to be replaced, or Save writes it.
+  bool Reload();
+
+  // Writes the file, which keeps owner, group and mode; a link stays, and what it names is written.
+  // Waits for another process that writes it and for the disk; nothing else of this store waits
+  // meanwhile. False, with a message, when it could not be written; the file is then as it was, and
+  // what was set is kept for the next save.
+  bool Save();
+
+  // Names of the keys whose values became others through somebody else's writing since the last
+  // call, each once.
+  std::vector<std::string> TakeChanges();
+
+  // Values. A missing key, and one of a wrong type, is empty, false, null. `Object` is a copy.
+  std::string Text(const char* key) const;
+  bool Flag(const char* key) const;
+  JsonRef Object(const char* key) const;
+
+  // Set values in memory. False, and nothing is changed, when a text is not UTF-8 or a member's
+  // name holds a NUL.
+  bool SetText(const char* key, const std::string& text);
+  bool SetFlag(const char* key, bool flag);
+  // A member of the object `key`; null removes it.
+  bool SetMember(const char* key, const std::string& member, JsonRef value);
+  // Leaves the object `key` without members.
+  bool ClearObject(const char* key);
+
+ private:
+  // A value that was set and not saved yet. Without a member the key as a whole.
+  struct Edit {
+    unsigned long serial;
+    std::string key;
+    std::string member;
+    JsonRef value;
+  };
+
+  // Messages that are still to be written.
+  struct Line {
+    bool unknownKeys;  // the text lists them; else it is a problem
+    std::string text;
+  };
+  using Lines = std::vector<Line>;
+
+  bool SetLocked(const std::string& key, const std::string& member, JsonRef value);
+  void KeepSecretsLocked() const;
+  FileState Refresh(std::string& problem, Lines& lines);
+  void AdoptLocked(const json_t* stored, Lines& lines);
+  void CheckKeysLocked(const json_t* stored, Lines& lines);
+  void Say(const Lines& lines) const;
+  std::string Write(std::string& warning, Lines& lines);
+  bool HoldsType(const Key& key, const json_t* value, std::string& problem) const;
+
+  const std::string m_path;
+  const std::vector<Key> m_keys;
+  const int m_lockWaitMs;
+
+  // Held from a reading of the file until its values are taken over: an older reading must not
+  // come after a newer one, nor after the end of a save. Taken before m_mutex.
+  std::mutex m_readMutex;
+
+  mutable std::mutex m_mutex;  // guards all that follows
+  JsonRef m_current;           // as last read or written, with the edits
+  std::list<Edit> m_edits;
+  unsigned long m_lastSerial = 0;
+  std::vector<std::string> m_changes;
+  std::string m_reported;
+  std::set<std::string> m_reportedKeys;
+};
+
+}  // namespace host
+
+#endif  // HOST_CONFIG_CONFIGSTORE_H_

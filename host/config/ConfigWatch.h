@@ -1,0 +1,57 @@
+#ifndef HOST_CONFIG_CONFIGWATCH_H_
+#define HOST_CONFIG_CONFIGWATCH_H_
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/config/ConfigStore.h"
+#include "host/util/EventThread.h"
+#include "host/util/Fd.h"
+
+namespace host {
+
+// Has stores read their files again when somebody wrote them, in place or by a rename, and whenever
+// watching begins. All files are of one folder, which is made when it is missing; where that fails,
+// and when the folder is taken away, it is looked for once a second. What a file that is a link
+// names is watched in its own folder. The folder above is watched as well, where that can be had:
+// it tells when another folder takes the place of this one, which is then watched instead.
+class ConfigWatch : public EventSource {
+ public:
+  // Borrows the stores. The folder is this machine's.
+  ConfigWatch(std::string folder, std::vector<ConfigStore*> stores);
+
+  void Want(Wait& wait) override;
+  void Serve(const Wait& wait, int64_t nowMs) override;
+
+  // Has every store read its file.
+  void ReloadAll();
+
+ private:
+  bool Attach();
+  void TakeEvents();
+  void LookForAnother();
+  void WatchTargets();
+  bool Concerns(size_t store, int watch, const std::string& name) const;
+
+  const std::string m_folder;
+  const std::vector<ConfigStore*> m_stores;
+  Fd m_inotify;
+  int m_watch = -1;
+  std::pair<dev_t, ino_t> m_watched;  // the folder that m_watch is of
+  int m_watchAbove = -1;
+  // For each store what its file names in the end, and the watch of that folder.
+  struct Target {
+    int watch = -1;
+    std::string name;
+  };
+  std::vector<Target> m_targets;
+  int64_t m_nextTryMs = 0;
+};
+
+}  // namespace host
+
+#endif  // HOST_CONFIG_CONFIGWATCH_H_

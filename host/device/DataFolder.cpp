@@ -1,0 +1,57 @@
+#include "host/device/DataFolder.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+
+#include "host/util/Files.h"
+#include "host/util/Log.h"
+#include "host/util/Paths.h"
+#include "platform/util/LocalPath.h"
+
+namespace host {
+namespace {
+
+std::string DeviceFolder(const std::string& psi) {
+  std::string folder = kDataFolder;
+  if (psi.empty()) return folder;
+  std::string below = psi;
+  std::replace(below.begin(), below.end(), '.', '/');
+  return folder + "/" + below;
+}
+
+bool IsThere(const std::string& path) {
+  struct stat status = {};
+  return stat(LocalPath(path).c_str(), &status) == 0;
+}
+
+bool IsOnPath(const std::string& psi, const std::string& name) {
+  for (std::string folder = DeviceFolder(psi); folder != "/"; folder = FolderOf(folder)) {
+    if (IsThere(folder + "/" + name)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::vector<std::string> PageFolders(const std::string& psi) {
+  std::vector<std::string> folders;
+  for (std::string folder = DeviceFolder(psi); folder != kDataFolder; folder = FolderOf(folder)) {
+    folders.push_back(folder);
+  }
+  folders.push_back(kDataFolder);
+  return folders;
+}
+
+void CheckDataFiles(const std::optional<std::string>& psi) {
+  if (!psi) {
+    HOST_LOG(4, "the device has no product sequence id: its data files are not looked for");
+    return;
+  }
+  for (const char* name : {"cloudchassis.txt", "covpatchmap.txt"}) {
+    if (IsOnPath(*psi, name)) continue;
+    HOST_LOG(4, "%s is neither in %s nor in a folder above it", name, DeviceFolder(*psi).c_str());
+  }
+}
+
+}  // namespace host

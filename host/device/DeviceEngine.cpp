@@ -1,0 +1,326 @@
+#include "host/device/DeviceEngine.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <list>
+
+#include "host/util/Numbers.h"
+
+namespace host {
+namespace {
+
+// Puts `change` at the end, in place of an older one of the same key.
+template <typename Key, typename Value>
+void Queue(std::deque<std::pair<Key, Value>>& changes, std::pair<Key, Value> change) {
+  auto older = std::find_if(changes.begin(), changes.end(),
+                            [&](const auto& entry) { return entry.first == change.first; });
+  if (older != changes.end()) changes.erase(older);
+  changes.push_back(std::move(change));
+}
+
+enum class Verdict { kRaise, kClear, kLeave };
+
+Verdict JudgeLimit(const WhenModel& when, const std::string& value) {
+  double number = 0;
+  if (!ParseNumber(value, number)) return Verdict::kLeave;
+  // How far the number is beyond the limit, whichever side that is.
+  const bool above = when.kind == WhenModel::Kind::kAbove;
+  const double beyond = above ? number - when.limit : when.limit - number;
+  if (beyond > 0) return Verdict::kRaise;
+  return beyond < -when.hysteresis ? Verdict::kClear : Verdict::kLeave;
+}
+
+bool IsSame(const WhenModel::Same& same, const std::string& value) {
+  double number = 0;
+  return same.number ? ParseNumber(value, number) && number == *same.number : value == same.text;
+}
+
+// What a rule makes of a value; an empty one is missing.
+Verdict Judge(const WhenModel& when, const std::string& value) {
+  const auto raiseIf = [](bool met) { return met ? Verdict::kRaise : Verdict::kClear; };
+  if (when.kind == WhenModel::Kind::kMissing) return raiseIf(value.empty());
+  if (value.empty()) return Verdict::kLeave;
+  if (when.kind == WhenModel::Kind::kEquals) return raiseIf(IsSame(when.same, value));
+  if (when.kind == WhenModel::Kind::kNotEquals) return raiseIf(!IsSame(when.same, value));
+  return JudgeLimit(when, value);
+}
+
+}  // namespace
+
+uint16_t TenfoldReading(const std::string& value) {
+  double number = 0;
+  if (!ParseNumber(value, number)) return 0;
+  const double tenfold = std::round(number * 10);
+  if (tenfold <= 0) return 0;
+  constexpr uint16_t kLargest = std::numeric_limits<uint16_t>::max();
+  return tenfold >= kLargest ? kLargest : static_cast<uint16_t>(tenfold);
+}
+
+DeviceEngine::DeviceEngine(DeviceModel model) : m_model(std::move(model)) {
+  for (const PointModel& point : m_model.points) {
+    m_points[point.id] =
+        Point{point.value, point.source ? Point::State::kUnread : Point::State::kTold};
+  }
+  for (const EventModel& event : m_model.events) {
+    if (event.state != kCleared) m_active[{event.gddId, 0}] = event.state;
+  }
+  for (const PointModel& point : m_model.points) ApplyRulesLocked(point, true);
+}
+
+const PointModel* DeviceEngine::FindPoint(uint16_t point) const {
+  for (const PointModel& model : m_model.points) {
+    if (model.id == point) return &model;
+  }
+  return nullptr;
+}
+
+const EventModel* DeviceEngine::FindEvent(uint16_t gddId) const {
+  for (const EventModel& model : m_model.events) {
+    if (model.gddId == gddId) return &model;
+  }
+  return nullptr;
+}
+
+bool DeviceEngine::TextLocked(const PointModel& point, std::string& text) const {
+  const Point& state = m_points.at(point.id);
+  const bool told = state.state == Point::State::kTold;
+  text = told ? state.value : std::string();
+  return told;
+}
+
+bool DeviceEngine::PointText(uint16_t point, std::string& text) const {
+  text.clear();
+  if (point == kLabelPoint) {
+    text = m_model.label;
+    return true;
+  }
+  const PointModel* model = FindPoint(point);
+  if (model == nullptr) return false;
+  std::lock_guard<std::mutex> guard(m_mutex);
+  return TextLocked(*model, text);
+}
+
+bool DeviceEngine::CelsiusText(uint16_t point, std::string& text) const {
+  if (!PointText(point, text)) return false;
+  const PointModel* model = FindPoint(point);
+  if (model == nullptr || model->unit != "degF") return true;
+  double fahrenheit = 0;
+  const bool valid = ParseNumber(text, fahrenheit);
+  text = valid ? NumberText((fahrenheit - 32) * 5 / 9, model->decimals) : std::string();
+  return valid;
+}
+
+bool DeviceEngine::NamedText(const std::string& name, std::string& text) const {
+  text.clear();
+  for (const PointModel& model : m_model.points) {
+    if (name.empty() || model.name != name) continue;
+    PointText(model.id, text);
+    return true;
+  }
+  return false;
+}
+
+bool DeviceEngine::EventText(uint16_t gddId, std::string& text) const {
+  const EventModel* model = FindEvent(gddId);
+  text = model == nullptr ? std::string() : model->text;
+  return model != nullptr;
+}
+
+bool DeviceEngine::IsPoint(uint16_t point) const {
+  return point == kLabelPoint || FindPoint(point) != nullptr;
+}
+
+bool DeviceEngine::Report(uint16_t number, uint32_t& report) const {
+  if (const PointModel* point = FindPoint(number)) {
+    report = point->report;
+  } else if (FindEvent(number) != nullptr) {
+    report = number;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+bool DeviceEngine::ModuleCount(uint32_t report, uint32_t& count) const {
+  uint32_t largest = 0;
+  for (const PointModel& point : m_model.points) {
+    if (point.report == report) largest = std::max(largest, point.modules);
+  }
+  for (const EventModel& event : m_model.events) {
+    if (event.gddId == report) largest = std::max(largest, event.modules);
+  }
+  if (largest == 0) return false;
+  count = largest;
+  return true;
+}
+
+std::vector<DeviceEngine::PointView> DeviceEngine::Points() const {
+  std::vector<PointView> views;
+  std::lock_guard<std::mutex> guard(m_mutex);
+  for (const PointModel& point : m_model.points) {
+    PointView view = {&point, ""};
+    TextLocked(point, view.value);
+    views.push_back(std::move(view));
+  }
+  return views;
+}
+
+std::vector<DeviceEngine::EventView> DeviceEngine::Events() const {
+  std::vector<EventView> views;
+  std::lock_guard<std::mutex> guard(m_mutex);
+  for (const EventModel& event : m_model.events) {
+    for (uint32_t i = 0; i < event.modules; ++i) {
+      const auto module = static_cast<uint16_t>(i);
+      const auto active = m_active.find({event.gddId, module});
+      views.push_back({&event, module, active == m_active.end() ? kCleared : active->second});
+    }
+  }
+  return views;
+}
+
+std::string DeviceEngine::SetPoint(uint16_t point, const std::string& value) {
+  const PointModel* model = FindPoint(point);
+  if (model == nullptr) return "unknown point " + std::to_string(point);
+  if (model->source) return "point " + std::to_string(point) + " has a source of its own";
+  if (value.size() > kLongestValue) {
+    return "a value is at most " + std::to_string(kLongestValue) + " bytes long";
+  }
+  if (value.find('\0') != std::string::npos) return "a value holds no NUL byte";
+  std::lock_guard<std::mutex> guard(m_mutex);
+  SetValueLocked(*model, Point{value, Point::State::kTold});
+  return "";
+}
+
+void DeviceEngine::SetFromSource(uint16_t point, const std::string* value) {
+  const PointModel* model = FindPoint(point);
+  if (model == nullptr) return;
+  std::lock_guard<std::mutex> guard(m_mutex);
+  SetValueLocked(*model, value == nullptr
+                             ? Point{"", Point::State::kMissing}
+                             : Point{value->substr(0, kLongestValue), Point::State::kTold});
+}
+
+void DeviceEngine::SetValueLocked(const PointModel& point, Point told) {
+  Point& current = m_points.at(point.id);
+  if (current.state == told.state && current.value == told.value) return;
+  // Nobody saw a value go away that was never there.
+  const bool seen = told.state == Point::State::kTold || current.state == Point::State::kTold;
+  current = std::move(told);
+  if (seen && m_covCallback != nullptr) Queue(m_valueChanges, {point.id, current.value});
+  ApplyRulesLocked(point, false);
+}
+
+void DeviceEngine::ApplyRulesLocked(const PointModel& point, bool starting) {
+  const Point& current = m_points.at(point.id);
+  if (current.state == Point::State::kUnread) return;
+  for (const EventModel& event : m_model.events) {
+    if (event.when && event.when->point == point.id) ApplyRuleLocked(event, current, starting);
+  }
+}
+
+void DeviceEngine::ApplyRuleLocked(const EventModel& event, const Point& point, bool starting) {
+  const EventKey key = {event.gddId, 0};
+  const bool active = m_active.count(key) != 0;
+  const Verdict verdict = Judge(*event.when, point.value);
+  if (verdict == Verdict::kRaise && !active) {
+    if (starting) {
+      m_active[key] = event.when->state;
+    } else {
+      SetStateLocked(key, event.when->state);
+    }
+  } else if (verdict == Verdict::kClear && active && !starting) {
+    SetStateLocked(key, kCleared);
+  }
+}
+
+std::string DeviceEngine::SetEvent(uint16_t gddId, uint32_t module, uint16_t state) {
+  const EventModel* model = FindEvent(gddId);
+  if (model == nullptr) return "unknown event " + std::to_string(gddId);
+  if (module >= model->modules) {
+    return "event " + std::to_string(gddId) + " has no module " + std::to_string(module);
+  }
+  std::lock_guard<std::mutex> guard(m_mutex);
+  SetStateLocked({gddId, static_cast<uint16_t>(module)}, state);
+  return "";
+}
+
+void DeviceEngine::SetStateLocked(EventKey key, uint16_t state) {
+  const auto active = m_active.find(key);
+  if ((active == m_active.end() ? kCleared : active->second) == state) return;
+  if (state == kCleared) {
+    m_active.erase(active);
+  } else {
+    m_active[key] = state;
+  }
+  Queue(m_eventChanges, {key, state});
+}
+
+void DeviceEngine::RegisterEvents(LxPldProxy::EventCallback callback) {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  m_eventCallback = callback;
+}
+
+void DeviceEngine::RegisterCovs(LxPldProxy::CovCallback callback) {
+  std::lock_guard<std::mutex> guard(m_mutex);
+  m_covCallback = callback;
+}
+
+bool DeviceEngine::DispatchEvent() {
+  LxPldEventNotification notification = {};
+  LxPldProxy::EventCallback callback = nullptr;
+  bool more = false;
+  {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    if (m_eventCallback == nullptr || m_eventChanges.empty()) return false;
+    callback = m_eventCallback;
+    const auto& [key, state] = m_eventChanges.front();
+    notification.gddId = key.first;
+    notification.module = key.second;
+    notification.eventState = state;
+    m_eventChanges.pop_front();
+    more = !m_eventChanges.empty();
+  }
+  callback(0, &notification);
+  return more;
+}
+
+bool DeviceEngine::DispatchCov() {
+  char text[256] = {};
+  LxPldCovNotification notification = {};
+  LxPldProxy::CovCallback callback = nullptr;
+  bool more = false;
+  {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    if (m_covCallback == nullptr || m_valueChanges.empty()) return false;
+    callback = m_covCallback;
+    const auto& [point, value] = m_valueChanges.front();
+    const uint16_t reading = TenfoldReading(value);
+    text[0] = static_cast<char>(reading >> 8);
+    text[1] = static_cast<char>(reading & 0xff);
+    std::copy_n(value.begin(), std::min(value.size(), kLongestValue), text + 2);
+    notification.pointId = point;
+    m_valueChanges.pop_front();
+    more = !m_valueChanges.empty();
+  }
+  notification.valueText = text;
+  callback(0, &notification);
+  return more;
+}
+
+void DeviceEngine::ActiveEvents(LxPldProxy::ActiveEventsCallback callback) {
+  std::vector<LxPldProxy::ActiveEvent> events;
+  {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    for (const auto& [key, state] : m_active) events.push_back({key.second, key.first, state});
+    // Who does not listen yet learns everything from this answer. Who listens keeps a record of
+    // his own by the changes, and must miss none.
+    if (m_eventCallback == nullptr) m_eventChanges.clear();
+  }
+  std::list<LxPldProxy::ActiveEvent*> list;
+  for (LxPldProxy::ActiveEvent& event : events) list.push_back(&event);
+  callback(0, list);
+}
+
+}  // namespace host

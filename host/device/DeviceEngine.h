@@ -1,0 +1,107 @@
+#ifndef HOST_DEVICE_DEVICEENGINE_H_
+#define HOST_DEVICE_DEVICEENGINE_H_
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/device/DeviceModel.h"
+#include "platform/pld/LxPldProxy.h"
+
+namespace host {
+
+// The managed device: its points and events, and the notifications that wait to be dispatched.
+// Any thread; callbacks run without a lock held, on the thread that dispatches.
+class DeviceEngine {
+ public:
+  explicit DeviceEngine(DeviceModel model);
+  DeviceEngine(const DeviceEngine&) = delete;
+  DeviceEngine& operator=(const DeviceEngine&) = delete;
+
+  // What never changes.
+  const DeviceModel& Model() const { return m_model; }
+
+  // Queries. False, and an empty text or a number as it was, for a point or event that is unknown
+  // and for a value that can't be told.
+  bool PointText(uint16_t point, std::string& text) const;
+  // The value in degrees Celsius: converted where the point's unit is "degF".
+  bool CelsiusText(uint16_t point, std::string& text) const;
+  // The value of the first point of that name, empty when it can't be told; false for no such name.
+  bool NamedText(const std::string& name, std::string& text) const;
+  bool EventText(uint16_t gddId, std::string& text) const;
+  bool IsPoint(uint16_t point) const;
+  // The report of a point, or of an event (its own number).
+  bool Report(uint16_t number, uint32_t& report) const;
+  // The largest number of modules of a report's points and events.
+  bool ModuleCount(uint32_t report, uint32_t& count) const;
+
+  // A look at everything, in the order of the file.
+  struct PointView {
+    const PointModel* model;
+    std::string value;
+  };
+  struct EventView {
+    const EventModel* model;
+    uint16_t module;
+    uint16_t state;
+  };
+  std::vector<PointView> Points() const;
+  std::vector<EventView> Events() const;
+
+  // Changes. Empty, or why not.
+  std::string SetPoint(uint16_t point, const std::string& value);
+  std::string SetEvent(uint16_t gddId, uint32_t module, uint16_t state);
+
+  // What a point's source told; null: it could not tell. A value that goes away, and one that comes
+  // back, is a change; the text of a value that went away is empty.
+  void SetFromSource(uint16_t point, const std::string* value);
+
+  // Notifications. Changes of value wait from the registration of their callback on, changes of
+  // events from the last `ActiveEvents` on. Of what waits only the newest entry for each point,
+  // and for each event and module, is kept.
+  void RegisterEvents(LxPldProxy::EventCallback callback);
+  void RegisterCovs(LxPldProxy::CovCallback callback);
+  // Deliver one notification; true while more are waiting.
+  bool DispatchEvent();
+  bool DispatchCov();
+  // Hands the active events to `callback`, before it returns.
+  void ActiveEvents(LxPldProxy::ActiveEventsCallback callback);
+
+ private:
+  struct Point {
+    enum class State { kUnread, kMissing, kTold };  // unread: its source was not asked yet
+    std::string value;
+    State state = State::kTold;
+  };
+  using EventKey = std::pair<uint16_t, uint16_t>;  // event, module
+
+  const PointModel* FindPoint(uint16_t point) const;
+  const EventModel* FindEvent(uint16_t gddId) const;
+  bool TextLocked(const PointModel& point, std::string& text) const;
+  void SetValueLocked(const PointModel& point, Point told);
+  void SetStateLocked(EventKey key, uint16_t state);
+  void ApplyRulesLocked(const PointModel& point, bool starting);
+  void ApplyRuleLocked(const EventModel& event, const Point& point, bool starting);
+
+  const DeviceModel m_model;
+
+  mutable std::mutex m_mutex;
+  std::map<uint16_t, Point> m_points;
+  std::map<EventKey, uint16_t> m_active;  // what is not cleared
+  LxPldProxy::EventCallback m_eventCallback = nullptr;
+  LxPldProxy::CovCallback m_covCallback = nullptr;
+  std::deque<std::pair<EventKey, uint16_t>> m_eventChanges;
+  std::deque<std::pair<uint16_t, std::string>> m_valueChanges;
+};
+
+// The first 16 bits of a change of value: the number times ten, rounded to nearest; 0 for a text
+// that is no number and below 0, 65535 above what they hold.
+uint16_t TenfoldReading(const std::string& value);
+
+}  // namespace host
+
+#endif  // HOST_DEVICE_DEVICEENGINE_H_

@@ -1,0 +1,240 @@
+#include "host/device/SourcePoller.h"
+
+#include <unistd.h>
+
+#include <cmath>
+#include <condition_variable>
+#include <cstring>
+#include <exception>
+#include <list>
+#include <mutex>
+#include <utility>
+
+#include "host/util/Clock.h"
+#include "host/util/ExceptionText.h"
+#include "host/util/Files.h"
+#include "host/util/Log.h"
+#include "host/util/Numbers.h"
+#include "host/util/QuietThread.h"
+#include "platform/util/LocalPath.h"
+
+namespace host {
+namespace {
+
+constexpr size_t kLargestSource = 4096;
+constexpr int64_t kAnswerMs = 5000;
+constexpr useconds_t kPauseUs = 1000;
+
+std::string Trimmed(const std::string& text) {
+  constexpr char kBlanks[] = " \t\r\n";
+  const size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string::npos) return "";
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+}  // namespace
+
+bool ReadFileSource(const PointModel& point, std::string& value, std::string& problem) {
+  const std::string path = LocalPath(point.source->path);
+  std::string text;
+  if (int error = ReadFile(path, kLargestSource, text)) {
+    problem = path + ": " + std::strerror(error);
+    return false;
+  }
+  double number = 0;
+  if (!ParseNumber(Trimmed(text), number) || !std::isfinite(number * point.source->scale)) {
+    problem = path + ": holds no number";
+    return false;
+  }
+  value = NumberText(number * point.source->scale, point.decimals);
+  return true;
+}
+
+namespace {
+
+// One source. Guarded by the lock of what it is shared in, but for the point, which never changes.
+struct Source {
+  explicit Source(const PointModel& model) : point(model) {}
+
+  const PointModel point;
+  bool due = false;   // to be read in this round
+  bool busy = false;  // being read
+  std::string problem;
+};
+
+// What a source told: its value, or the problem that kept it from telling one.
+struct Told {
+  bool valid = false;
+  std::string value;
+  std::string problem;
+};
+
+Told ReadSource(const SourcePoller::Read& read, const PointModel& point) {
+  Told told;
+  try {
+    told.valid = read(point, told.value, told.problem);
+  } catch (...) {
+    told.valid = false;
+    told.problem = ExceptionText();
+  }
+  return told;
+}
+
+}  // namespace
+
+// What the poller shares with its threads.
+struct SourcePoller::Shared {
+  Shared(DeviceEngine& itsEngine, Read itsRead) : read(std::move(itsRead)), engine(&itsEngine) {
+    for (const PointModel& point : itsEngine.Model().points) {
+      if (point.source) sources.emplace_back(point);
+    }
+  }
+
+  void Run(unsigned long id);
+  void HandOver(std::unique_lock<std::mutex>& lock, Source& source, const Told& told);
+  Source* FindDue();
+  bool IsAtWork();
+
+  const Read read;
+
+  std::mutex mutex;  // guards all that follows
+  std::condition_variable changed;
+  DeviceEngine* engine;       // null when the poller is gone
+  std::list<Source> sources;  // the list itself never changes
+  unsigned long reader = 0;   // the thread that takes the sources; others end when they can
+  Source* current = nullptr;  // what that thread reads
+  unsigned long readings = 0;
+};
+
+Source* SourcePoller::Shared::FindDue() {
+  for (Source& source : sources) {
+    if (source.due) return &source;
+  }
+  return nullptr;
+}
+
+// A source that is due counts before the reader wakes: it may be the one that hangs.
+bool SourcePoller::Shared::IsAtWork() { return current != nullptr || FindDue() != nullptr; }
+
+// A thread's life: reads what is due, as long as it is the one who does.
+void SourcePoller::Shared::Run(unsigned long id) {
+  std::unique_lock<std::mutex> lock(mutex);
+  for (;;) {
+    changed.wait(lock, [&] { return reader != id || FindDue() != nullptr; });
+    if (reader != id) return;
+    Source& source = *FindDue();
+    source.due = false;
+    source.busy = true;
+    current = &source;
+    ++readings;
+    lock.unlock();
+    const Told told = ReadSource(read, source.point);
+    lock.lock();
+    source.busy = false;
+    HandOver(lock, source, told);
+    if (reader == id) current = nullptr;
+    changed.notify_all();
+  }
+}
+
+// Tells the engine, and the log what is new about it: without the lock, for the log may block.
+void SourcePoller::Shared::HandOver(std::unique_lock<std::mutex>& lock, Source& source,
+                                    const Told& told) {
+  if (engine == nullptr) return;
+  try {
+    engine->SetFromSource(source.point.id, told.valid ? &told.value : nullptr);
+    if (source.problem == told.problem) return;
+    source.problem = told.problem;
+  } catch (...) {
+    return;  // out of memory: the next round tells again
+  }
+  lock.unlock();
+  if (told.valid) {
+    HOST_LOG(5, "point %d has a value again", int{source.point.id});
+  } else {
+    HOST_LOG(4, "point %d has no value: %s", int{source.point.id}, told.problem.c_str());
+  }
+  lock.lock();
+}
+
+SourcePoller::SourcePoller(DeviceEngine& engine, Read read)
+    : m_intervalMs(int64_t{engine.Model().pollSeconds} * 1000),
+      m_shared(std::make_shared<Shared>(engine, std::move(read))) {}
+
+SourcePoller::~SourcePoller() {
+  std::lock_guard<std::mutex> guard(m_shared->mutex);
+  m_shared->engine = nullptr;
+  ++m_shared->reader;
+  m_shared->changed.notify_all();
+}
+
+void SourcePoller::Want(Wait& wait) {
+  if (m_shared->sources.empty()) return;
+  wait.Until(m_nextRoundMs);
+  std::lock_guard<std::mutex> guard(m_shared->mutex);
+  if (m_shared->IsAtWork() || m_needsReader) wait.Until(m_nextLookMs);
+}
+
+void SourcePoller::Serve(const Wait& /*wait*/, int64_t nowMs) {
+  if (m_shared->sources.empty()) return;
+  if (nowMs >= m_nextRoundMs) {
+    m_nextRoundMs = nowMs + m_intervalMs;
+    BeginRound();
+  }
+  if (nowMs >= m_nextLookMs) {
+    m_nextLookMs = nowMs + kAnswerMs;
+    LookForHanging();
+    if (m_needsReader) StartReader();
+  }
+}
+
+void SourcePoller::BeginRound() {
+  std::lock_guard<std::mutex> guard(m_shared->mutex);
+  for (Source& source : m_shared->sources) source.due = !source.busy;
+  m_shared->changed.notify_all();
+}
+
+// A source that is still being read since the last look keeps its thread to itself.
+void SourcePoller::LookForHanging() {
+  std::unique_lock<std::mutex> lock(m_shared->mutex);
+  const bool hangs = m_shared->current != nullptr && m_shared->readings == m_seen;
+  m_seen = m_shared->readings;
+  if (!hangs) return;
+  Source& source = *std::exchange(m_shared->current, nullptr);
+  ++m_shared->reader;
+  m_needsReader = true;
+  Told told;
+  told.problem = LocalPath(source.point.source->path) + ": no answer";
+  m_shared->HandOver(lock, source, told);
+}
+
+void SourcePoller::StartReader() {
+  unsigned long id = 0;
+  {
+    std::lock_guard<std::mutex> guard(m_shared->mutex);
+    id = m_shared->reader;
+  }
+  try {
+    StartQuietThread([shared = m_shared, id] { shared->Run(id); }).detach();
+    m_needsReader = m_complained = false;
+  } catch (const std::exception& error) {
+    if (m_complained) return;
+    m_complained = true;
+    HOST_LOG(3, "sources are not read: %s", error.what());
+  }
+}
+
+bool SourcePoller::AwaitRound(int limitMs) {
+  const int64_t end = MonotonicMs() + limitMs;
+  for (;;) {
+    {
+      std::lock_guard<std::mutex> guard(m_shared->mutex);
+      if (!m_shared->IsAtWork()) return true;
+    }
+    // A condition variable's timed wait would follow another clock than this one.
+    if (MonotonicMs() >= end) return false;
+    usleep(kPauseUs);
+  }
+}
+
+}  // namespace host

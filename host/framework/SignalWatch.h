@@ -1,0 +1,66 @@
+#ifndef HOST_FRAMEWORK_SIGNALWATCH_H_
+#define HOST_FRAMEWORK_SIGNALWATCH_H_
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+
+#include "host/util/EventThread.h"
+#include "host/util/Fd.h"
+
+namespace host {
+
+// Blocks SIGTERM, SIGINT and SIGHUP on the calling thread, and so on those that it starts: they
+// are read by the event thread. Makes SIGURG end a sleep and do nothing else, and SIGPIPE be
+// remembered only.
+void PrepareSignals();
+
+// Whether SIGPIPE came since the last call.
+bool TakeSigPipe();
+
+// Serves the signals. SIGTERM and SIGINT ask for a stop; a second one, and 60 s without the
+// process having ended, ends it at once. SIGHUP asks for the configuration to be read again.
+class SignalWatch : public EventSource {
+ public:
+  struct Actions {
+    std::function<void()> reload;
+    std::function<void()> stopping;   // after the first request
+    std::function<void()> poke;       // ends what the main thread sleeps in
+    std::function<void(int)> endNow;  // with the exit status
+  };
+
+  // Before the first thread is started.
+  explicit SignalWatch(Actions actions);
+
+  // True once a stop was asked for. Any thread.
+  bool IsStop() const { return m_stop; }
+
+  // While the main thread runs the application it is poked after a request, again and again: a
+  // poke that comes just before a sleep begins must not cost that sleep. Main thread. After
+  // `RunEnds` has returned no poke comes.
+  void RunBegins();
+  void RunEnds();
+
+  void Want(Wait& wait) override;
+  void Serve(const Wait& wait, int64_t nowMs) override;
+
+  // What `Serve` consists of.
+  void OnSignal(int signal, int64_t nowMs);
+  void OnTime(int64_t nowMs);
+
+ private:
+  const Actions m_actions;
+  Fd m_signals;
+  std::atomic<bool> m_stop{false};
+  int64_t m_stopMs = 0;      // event thread only
+  int64_t m_nextPokeMs = 0;  // event thread only
+  std::mutex m_mutex;
+  bool m_running = false;
+};
+
+}  // namespace host
+
+#endif  // HOST_FRAMEWORK_SIGNALWATCH_H_

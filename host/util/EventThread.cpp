@@ -1,0 +1,126 @@
+#include "host/util/EventThread.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+
+#include "host/util/Clock.h"
+#include "host/util/ExceptionText.h"
+#include "host/util/Log.h"
+#include "host/util/QuietThread.h"
+
+namespace host {
+namespace {
+
+constexpr useconds_t kPauseUs = 10000;
+
+// Two threads may clear the count at once: none of them may block on it.
+void Drain(int fd) {
+  uint64_t count = 0;
+  while (read(fd, &count, sizeof(count)) > 0) {
+  }
+}
+
+// Whether `work` was done. What it throws, most likely for want of memory, is logged and followed
+// by a pause: what failed may be wanted again at once.
+template <typename Work>
+bool Survives(Work work) {
+  try {
+    work();
+    return true;
+  } catch (...) {
+    HOST_LOG(3, "the event thread goes on after: %s", ExceptionText());
+  }
+  usleep(kPauseUs);
+  return false;
+}
+
+}  // namespace
+
+void Wait::Until(int64_t timeMs) {
+  m_endMs = m_bounded ? std::min(m_endMs, timeMs) : timeMs;
+  m_bounded = true;
+}
+
+bool Wait::Ready(int fd) const {
+  return std::any_of(m_fds.begin(), m_fds.end(), [fd](const struct pollfd& entry) {
+    return entry.fd == fd && entry.revents != 0;
+  });
+}
+
+bool Wait::Poll(int limitMs) {
+  int64_t waitMs = limitMs < 0 ? -1 : limitMs;
+  if (m_bounded) {
+    const int64_t left = std::max<int64_t>(m_endMs - MonotonicMs(), 0);
+    waitMs = waitMs < 0 ? left : std::min(waitMs, left);
+  }
+  waitMs = std::min<int64_t>(waitMs, std::numeric_limits<int>::max());
+  return poll(m_fds.data(), m_fds.size(), static_cast<int>(waitMs)) >= 0 || errno == EINTR;
+}
+
+EventLoop::EventLoop() : m_wake(Needed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")) {}
+
+void EventLoop::Add(EventSource* source) {
+  {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    m_sources.push_back(source);
+    ++m_generation;
+  }
+  Wake();
+}
+
+void EventLoop::Remove(EventSource* source) {
+  {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    m_sources.erase(std::remove(m_sources.begin(), m_sources.end(), source), m_sources.end());
+    ++m_generation;
+  }
+  Wake();
+}
+
+void EventLoop::Wake() {
+  const uint64_t one = 1;
+  while (write(m_wake.Get(), &one, sizeof(one)) < 0 && errno == EINTR) {
+  }
+}
+
+void EventLoop::RunOnce(int limitMs) {
+  Survives([&] { Turn(limitMs); });
+}
+
+void EventLoop::Turn(int limitMs) {
+  Wait wait;
+  wait.ForRead(m_wake.Get());
+  unsigned long generation = 0;
+  {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    generation = m_generation;
+    for (EventSource* source : m_sources) {
+      // A source that could not say all that it wants is asked again soon.
+      if (!Survives([&] { source->Want(wait); })) wait.Until(MonotonicMs());
+    }
+  }
+  if (!wait.Poll(limitMs)) {
+    usleep(kPauseUs);  // out of memory: nothing was waited for
+    return;
+  }
+  if (wait.Ready(m_wake.Get())) Drain(m_wake.Get());
+
+  std::lock_guard<std::mutex> guard(m_mutex);
+  // A descriptor that was waited for may be another source's by now.
+  if (generation != m_generation) return;
+  for (EventSource* source : m_sources) {
+    Survives([&] { source->Serve(wait, MonotonicMs()); });
+  }
+}
+
+void StartEventThread(EventLoop& loop) {
+  StartQuietThread([&loop] {
+    for (;;) loop.RunOnce(-1);
+  }).detach();
+}
+
+}  // namespace host

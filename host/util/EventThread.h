@@ -1,0 +1,76 @@
+#ifndef HOST_UTIL_EVENTTHREAD_H_
+#define HOST_UTIL_EVENTTHREAD_H_
+
+#include <poll.h>
+
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "host/util/Fd.h"
+
+namespace host {
+
+// What one turn of an event loop waits for, and what it met.
+class Wait {
+ public:
+  void ForRead(int fd) { m_fds.push_back({fd, POLLIN, 0}); }
+  void ForWrite(int fd) { m_fds.push_back({fd, POLLOUT, 0}); }
+  // Not longer than until that time of the monotonic clock, in milliseconds.
+  void Until(int64_t timeMs);
+
+  // Whether a descriptor that was waited for can be read, written, or has failed.
+  bool Ready(int fd) const;
+
+  // Waits, at most `limitMs` (-1: without end). False when waiting itself failed.
+  bool Poll(int limitMs);
+
+ private:
+  std::vector<struct pollfd> m_fds;
+  bool m_bounded = false;
+  int64_t m_endMs = 0;
+};
+
+// Something that an event loop serves. Both operations run on the loop's thread, must not block
+// and must not add or remove sources.
+class EventSource {
+ public:
+  virtual ~EventSource() = default;
+  virtual void Want(Wait& wait) = 0;
+  virtual void Serve(const Wait& wait, int64_t nowMs) = 0;
+};
+
+// Serves sources one after the other. Sources are borrowed. What is thrown, by a source or for want
+// of memory, is logged and ends neither the loop nor the thread.
+class EventLoop {
+ public:
+  EventLoop();
+
+  // Any thread, but none that is inside a source. Once `Remove` has returned the source is not
+  // being served and will not be.
+  void Add(EventSource* source);
+  void Remove(EventSource* source);
+
+  // Makes a waiting turn ask the sources again. Any thread.
+  void Wake();
+
+  // One turn: waits for what the sources want, at most `limitMs` (-1: without end), and serves
+  // them. Throws nothing.
+  void RunOnce(int limitMs);
+
+ private:
+  void Turn(int limitMs);
+
+  Fd m_wake;
+  std::mutex m_mutex;  // held while sources are asked and served
+  std::vector<EventSource*> m_sources;
+  unsigned long m_generation = 0;
+};
+
+// Starts a thread with every signal blocked that runs `loop` until the process ends. Throws when
+// there can be no thread.
+void StartEventThread(EventLoop& loop);
+
+}  // namespace host
+
+#endif  // HOST_UTIL_EVENTTHREAD_H_

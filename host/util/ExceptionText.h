@@ -1,0 +1,22 @@
+#ifndef HOST_UTIL_EXCEPTIONTEXT_H_
+#define HOST_UTIL_EXCEPTIONTEXT_H_
+
+#include <exception>
+
+namespace host {
+
+// What the exception says that is being handled; for use inside a catch clause, within which the
+// text lives. Takes no memory: the exception may be the want of it.
+inline const char* ExceptionText() noexcept {
+  try {
+    throw;
+  } catch (const std::exception& error) {
+    return error.what();
+  } catch (...) {
+    return "an exception without a text";
+  }
+}
+
+}  // namespace host
+
+#endif  // HOST_UTIL_EXCEPTIONTEXT_H_

@@ -1,0 +1,49 @@
+#ifndef HOST_UTIL_LINEWRITER_H_
+#define HOST_UTIL_LINEWRITER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+
+#include "host/util/Fd.h"
+
+namespace host {
+
+// Writes lines to a descriptor that perhaps nobody reads. Any thread; lines are never mixed.
+class LineWriter {
+ public:
+  // Makes the line that tells how many are missing before it.
+  using Notice = std::function<std::string(unsigned long lost)>;
+
+  // Borrows `fd`, whose settings stay as they are: others may share them.
+  LineWriter(int fd, int waitMs, Notice notice);
+
+  // Writes a line, its end included. Where it is not taken at once, waits for `waitMs` at most and
+  // then drops the line; from then on nothing waits until the descriptor takes something again. A
+  // line that was begun is finished before the next one.
+  void Write(const std::string& line);
+
+ private:
+  bool Put(std::string line, int64_t endMs);
+  bool Flush(int64_t endMs);
+  ssize_t WriteSome(const char* bytes, size_t size) const;
+  bool AwaitRoom(int64_t endMs) const;
+
+  const int m_fd;
+  const int m_waitMs;
+  const Notice m_notice;
+  bool m_isSocket = false;
+  Fd m_reopened;  // the same pipe or terminal, non-blocking for this program alone
+
+  std::mutex m_mutex;  // guards all that follows
+  std::string m_line;  // the line at hand, of which `m_done` bytes are written
+  size_t m_done = 0;
+  bool m_stalled = false;
+  unsigned long m_lost = 0;
+};
+
+}  // namespace host
+
+#endif  // HOST_UTIL_LINEWRITER_H_

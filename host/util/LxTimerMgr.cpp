@@ -1,0 +1,153 @@
+#include "platform/util/LxTimerMgr.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/timerfd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+
+#include "host/util/ExceptionText.h"
+#include "host/util/Fd.h"
+#include "host/util/LocalTime.h"
+#include "host/util/Log.h"
+#include "host/util/QuietThread.h"
+#include "host/util/TimerCore.h"
+
+namespace {
+
+constexpr unsigned short kNoAlarm = 65535;
+// The coarse clock of time() is behind the timer's by up to a tick: a little later it has begun
+// the second that was waited for.
+constexpr long kWithinSecondNs = 10000000;
+
+void Drain(int fd) {
+  uint64_t count = 0;
+  while (read(fd, &count, sizeof(count)) > 0) {
+  }
+}
+
+}  // namespace
+
+struct LxTimerMgr::Impl {
+  std::mutex mutex;
+  host::TimerCore core;
+  bool ending = false;
+  host::Fd timer =
+      host::Needed(timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd");
+  host::Fd wake = host::Needed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd");
+  std::thread thread;
+
+  void Wake() const;
+  void Run();
+  bool RunDue();
+  void SetTimer();
+  void Sleep() const;
+};
+
+void LxTimerMgr::Impl::Wake() const {
+  const uint64_t one = 1;
+  while (write(wake.Get(), &one, sizeof(one)) < 0 && errno == EINTR) {
+  }
+}
+
+void LxTimerMgr::Impl::Run() {
+  while (RunDue()) {
+    SetTimer();
+    Sleep();
+  }
+}
+
+// Runs the callbacks of what is due; false when the timer ends.
+bool LxTimerMgr::Impl::RunDue() {
+  for (;;) {
+    host::TimerCore::Ended ended = {};
+    {
+      std::lock_guard<std::mutex> guard(mutex);
+      if (ending) return false;
+      if (!core.TakeDue(time(nullptr), ended)) return true;
+    }
+    try {
+      if (ended.callback != nullptr) ended.callback(ended.id, ended.context);
+    } catch (...) {
+      HOST_LOG(3, "the timer goes on after alarm %d: %s", int{ended.id}, host::ExceptionText());
+    }
+  }
+}
+
+void LxTimerMgr::Impl::SetTimer() {
+  struct itimerspec when = {};
+  {
+    std::lock_guard<std::mutex> guard(mutex);
+    time_t look = 0;
+    if (core.NextLook(time(nullptr), look)) {
+      when.it_value.tv_sec = look;
+      when.it_value.tv_nsec = kWithinSecondNs;
+    }
+  }
+  timerfd_settime(timer.Get(), TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &when, nullptr);
+}
+
+// Until the timer's time, a clock that was set, or a wake-up.
+void LxTimerMgr::Impl::Sleep() const {
+  struct pollfd fds[] = {{timer.Get(), POLLIN, 0}, {wake.Get(), POLLIN, 0}};
+  poll(fds, 2, -1);
+  Drain(timer.Get());
+  Drain(wake.Get());
+}
+
+LxTimerMgr::LxTimerMgr() : m_impl(new Impl) {}
+
+LxTimerMgr::~LxTimerMgr() {
+  {
+    std::lock_guard<std::mutex> guard(m_impl->mutex);
+    m_impl->ending = true;
+  }
+  m_impl->Wake();
+  if (m_impl->thread.joinable()) m_impl->thread.join();
+  delete m_impl;
+}
+
+void LxTimerMgr::activate() {
+  std::lock_guard<std::mutex> guard(m_impl->mutex);
+  if (m_impl->thread.joinable()) return;
+  m_impl->thread = host::StartQuietThread([this] { m_impl->Run(); });
+}
+
+bool LxTimerMgr::ComputeTomorrow(struct tm* tomorrow) {
+  return tomorrow != nullptr && host::TomorrowOf(time(nullptr), *tomorrow);
+}
+
+unsigned short LxTimerMgr::CreateLocalTODAlarm(struct tm* when, Callback expired,
+                                               Callback cancelled, void* context) {
+  host::TimerCore::Alarm alarm;
+  alarm.created = time(nullptr);
+  time_t due = 0;
+  if (when == nullptr || !host::LocalTimeAt(*when, alarm.created, due) ||
+      !host::LocalTimeOf(alarm.created, alarm.createdOn)) {
+    HOST_LOG(3, "an alarm was not armed: its time cannot be represented");
+    return kNoAlarm;
+  }
+  alarm.when = *when;
+  alarm.expired = expired;
+  alarm.cancelled = cancelled;
+  alarm.context = context;
+  unsigned short id = kNoAlarm;
+  {
+    std::lock_guard<std::mutex> guard(m_impl->mutex);
+    id = m_impl->core.Add(alarm);
+  }
+  m_impl->Wake();
+  return id;
+}
+
+void LxTimerMgr::CancelTimer(unsigned short alarmId) {
+  host::TimerCore::Alarm alarm;
+  {
+    std::lock_guard<std::mutex> guard(m_impl->mutex);
+    if (!m_impl->core.Take(alarmId, alarm)) return;
+  }
+  if (alarm.cancelled != nullptr) alarm.cancelled(alarmId, alarm.context);
+}

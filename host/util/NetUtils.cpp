@@ -1,0 +1,26 @@
+#include "platform/util/NetUtils.h"
+
+#include <ifaddrs.h>
+
+#include <cerrno>
+#include <memory>
+
+#include "host/util/AddressPicker.h"
+#include "host/util/Clock.h"
+
+namespace {
+
+int LookUp(std::string& address) {
+  struct ifaddrs* list = nullptr;
+  if (getifaddrs(&list) != 0) return errno != 0 ? errno : EIO;
+  std::unique_ptr<struct ifaddrs, decltype(&freeifaddrs)> owner(list, &freeifaddrs);
+  address = host::PickAddress(list);
+  return 0;
+}
+
+}  // namespace
+
+int orv_netutils::GetGlobalAddress(std::string& address) {
+  static auto* cache = new host::AddressCache(&LookUp, &host::MonotonicMs);
+  return cache->Get(address);
+}
