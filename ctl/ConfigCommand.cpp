@@ -14,7 +14,7 @@ namespace ctl {
 
 namespace {
 
-const char kExamples[] = R"(Examples:
+const char kConfigExamples[] = R"(Examples:
   cloudclientctl config set Url https://cloud.example.org
   cloudclientctl config set RegistrationKey - < keyfile
   cloudclientctl config get RegistrationKey --reveal
@@ -157,7 +157,7 @@ void AddConfigCommands(CLI::App& app, Choice& choice) {
   CLI::App* const config = app.add_subcommand("config", "Read and change the configuration");
   config->require_subcommand(1);
   config->fallthrough();
-  config->footer(kExamples);
+  config->footer(kConfigExamples);
   const auto add_key = [&arguments](CLI::App* command) {
     command->add_option("KEY", arguments->key, "Name of the value")
         ->required()

@@ -16,7 +16,7 @@ namespace ctl {
 
 namespace {
 
-const char kExamples[] = R"(Examples:
+const char kDeviceExamples[] = R"(Examples:
   cloudclientctl device list
   cloudclientctl device set 1201 23.5
   cloudclientctl device raise 4711 --module 1 --state Warning
@@ -118,7 +118,7 @@ void AddDeviceCommands(CLI::App& app, Choice& choice) {
   CLI::App* const device = app.add_subcommand("device", "Look at the device and drive it");
   device->require_subcommand(1);
   device->fallthrough();
-  device->footer(kExamples);
+  device->footer(kDeviceExamples);
 
   device->add_subcommand("list", "Points with their values, events with their states")
       ->callback([&choice] { choice.run = [&choice] { return List(choice); }; });

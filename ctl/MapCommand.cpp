@@ -20,7 +20,7 @@ namespace ctl {
 
 namespace {
 
-const char kExamples[] = R"(Examples:
+const char kMapExamples[] = R"(Examples:
   cloudclientctl map check /var/local/orv/pldserver/0/covpatchmap.txt
   cloudclientctl map check covpatchmap.txt --pages pages --json)";
 
@@ -83,7 +83,7 @@ void AddMapCommands(CLI::App& app, Choice& choice) {
   CLI::App* const map = app.add_subcommand("map", "Look at a patch map");
   map->require_subcommand(1);
   map->fallthrough();
-  map->footer(kExamples);
+  map->footer(kMapExamples);
   CLI::App* const check = map->add_subcommand(
       "check", "Load a patch map as the daemon does and say what in it will not work");
   check->add_option("FILE", arguments->file, "The map file")->required();

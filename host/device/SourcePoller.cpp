@@ -23,7 +23,7 @@ namespace {
 
 constexpr size_t kLargestSource = 4096;
 constexpr int64_t kAnswerMs = 5000;
-constexpr useconds_t kPauseUs = 1000;
+constexpr useconds_t kRoundPauseUs = 1000;
 
 std::string Trimmed(const std::string& text) {
   constexpr char kBlanks[] = " \t\r\n";
@@ -52,16 +52,6 @@ bool ReadFileSource(const PointModel& point, std::string& value, std::string& pr
 
 namespace {
 
-// One source. Guarded by the lock of what it is shared in, but for the point, which never changes.
-struct Source {
-  explicit Source(const PointModel& model) : point(model) {}
-
-  const PointModel point;
-  bool due = false;   // to be read in this round
-  bool busy = false;  // being read
-  std::string problem;
-};
-
 // What a source told: its value, or the problem that kept it from telling one.
 struct Told {
   bool valid = false;
@@ -84,6 +74,16 @@ Told ReadSource(const SourcePoller::Read& read, const PointModel& point) {
 
 // What the poller shares with its threads.
 struct SourcePoller::Shared {
+  // One source. All but the point, which never changes, is guarded by the mutex.
+  struct Source {
+    explicit Source(const PointModel& model) : point(model) {}
+
+    const PointModel point;
+    bool due = false;   // to be read in this round
+    bool busy = false;  // being read
+    std::string problem;
+  };
+
   Shared(DeviceEngine& itsEngine, Read itsRead) : read(std::move(itsRead)), engine(&itsEngine) {
     for (const PointModel& point : itsEngine.Model().points) {
       if (point.source) sources.emplace_back(point);
@@ -106,7 +106,7 @@ struct SourcePoller::Shared {
   unsigned long readings = 0;
 };
 
-Source* SourcePoller::Shared::FindDue() {
+SourcePoller::Shared::Source* SourcePoller::Shared::FindDue() {
   for (Source& source : sources) {
     if (source.due) return &source;
   }
@@ -190,7 +190,7 @@ void SourcePoller::Serve(const Wait& /*wait*/, int64_t nowMs) {
 
 void SourcePoller::BeginRound() {
   std::lock_guard<std::mutex> guard(m_shared->mutex);
-  for (Source& source : m_shared->sources) source.due = !source.busy;
+  for (Shared::Source& source : m_shared->sources) source.due = !source.busy;
   m_shared->changed.notify_all();
 }
 
@@ -200,7 +200,7 @@ void SourcePoller::LookForHanging() {
   const bool hangs = m_shared->current != nullptr && m_shared->readings == m_seen;
   m_seen = m_shared->readings;
   if (!hangs) return;
-  Source& source = *std::exchange(m_shared->current, nullptr);
+  Shared::Source& source = *std::exchange(m_shared->current, nullptr);
   ++m_shared->reader;
   m_needsReader = true;
   Told told;
@@ -233,7 +233,7 @@ bool SourcePoller::AwaitRound(int limitMs) {
     }
     // A condition variable's timed wait would follow another clock than this one.
     if (MonotonicMs() >= end) return false;
-    usleep(kPauseUs);
+    usleep(kRoundPauseUs);
   }
 }
 

@@ -15,7 +15,7 @@
 namespace host {
 namespace {
 
-constexpr useconds_t kPauseUs = 10000;
+constexpr useconds_t kRetryPauseUs = 10000;
 
 // Two threads may clear the count at once: none of them may block on it.
 void Drain(int fd) {
@@ -34,7 +34,7 @@ bool Survives(Work work) {
   } catch (...) {
     HOST_LOG(3, "the event thread goes on after: %s", ExceptionText());
   }
-  usleep(kPauseUs);
+  usleep(kRetryPauseUs);
   return false;
 }
 
@@ -104,7 +104,7 @@ void EventLoop::Turn(int limitMs) {
     }
   }
   if (!wait.Poll(limitMs)) {
-    usleep(kPauseUs);  // out of memory: nothing was waited for
+    usleep(kRetryPauseUs);  // out of memory: nothing was waited for
     return;
   }
   if (wait.Ready(m_wake.Get())) Drain(m_wake.Get());

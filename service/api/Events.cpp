@@ -8,19 +8,16 @@ namespace cloudservice {
 
 namespace {
 
-constexpr std::int64_t kPage = 100;
-constexpr std::int64_t kMaxPage = 500;
 // Events that one request looks through for a text, so that nobody waits long for it.
 constexpr std::int64_t kMaxLookedAt = 5000;
 constexpr std::int64_t kBatch = 100;
-constexpr std::size_t kMaxText = 200;
 constexpr std::int64_t kMaxId = 999999999999999999;
 
 LogFilter FilterOf(const Query& query, const std::string& uuid) {
   static const std::vector<std::string> kKinds = {"alarm", "clear", "message", "point"};
   LogFilter filter;
   filter.manager = uuid;
-  filter.severity = query.Text("severity", kMaxText);
+  filter.severity = query.Word("severity");
   filter.since = query.Time("since");
   filter.until = query.Time("until");
   filter.before = query.Number("before", 1, kMaxId);
@@ -47,8 +44,8 @@ bool HoldsText(const Json& view, const std::string& text) {
 Response OperatorApi::ListEvents(const Call& call) {
   FindAppliance(call.uuid);
   LogFilter filter = FilterOf(call.query, call.uuid);
-  const std::int64_t limit = call.query.Number("limit", 1, kMaxPage).value_or(kPage);
-  const std::string text = Lower(call.query.Text("q", kMaxText).value_or(""));
+  const std::int64_t limit = call.query.Limit();
+  const std::string text = call.query.Sought().value_or("");
   filter.limit = kBatch;
 
   Json items = Json::array();

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 
-#include "service/Text.h"
 #include "service/api/Api.h"
 #include "service/api/Error.h"
 
@@ -9,9 +8,6 @@ namespace cloudservice {
 
 namespace {
 
-constexpr std::int64_t kPage = 100;
-constexpr std::int64_t kMaxPage = 500;
-constexpr std::size_t kMaxText = 200;
 constexpr std::int64_t kMaxOffset = 1000000000;
 
 // The parameter's value as that of an enumeration that counts up with the words.
@@ -31,8 +27,7 @@ FleetFilter FilterOf(const Query& query, std::int64_t now) {
       "-alarms", "lastHeartbeat", "-lastHeartbeat", "registered", "-registered"};
   FleetFilter filter;
   filter.now = now;
-  filter.text = query.Text("q", kMaxText);
-  if (filter.text) filter.text = Lower(*filter.text);
+  filter.text = query.Sought();
   filter.state = NumberedOf<State>(query, "state", kStateNames);
   filter.severity = NumberedOf<Severity>(query, "severity", kSeverityNames);
   std::string sort = query.OneOf("sort", kDirections).value_or("name");
@@ -40,7 +35,7 @@ FleetFilter FilterOf(const Query& query, std::int64_t now) {
   if (filter.descending) sort.erase(0, 1);
   filter.sort = static_cast<FleetFilter::Sort>(std::find(kSorts.begin(), kSorts.end(), sort) -
                                                kSorts.begin());
-  filter.limit = query.Number("limit", 1, kMaxPage).value_or(kPage);
+  filter.limit = query.Limit();
   filter.offset = query.Number("offset", 0, kMaxOffset).value_or(0);
   return filter;
 }

@@ -7,6 +7,7 @@
 #include "service/api/Error.h"
 #include "service/api/Names.h"
 #include "service/api/Thinning.h"
+#include "service/api/Views.h"
 #include "service/redfish/Numbers.h"
 
 namespace cloudservice {
@@ -39,12 +40,6 @@ std::vector<Place> PlacesOf(const std::vector<MemberRecord>& members, const Json
   std::sort(places.begin(), places.end(),
             [](const Place& a, const Place& b) { return a.pointer < b.pointer; });
   return places;
-}
-
-template <typename T>
-Json OrNull(const std::optional<T>& value) {
-  if (!value) return nullptr;
-  return *value;
 }
 
 Json NumberView(const std::string& uri, const std::string& pointer, const Json& document) {

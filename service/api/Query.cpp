@@ -4,11 +4,16 @@
 #include <charconv>
 
 #include "service/Clock.h"
+#include "service/Text.h"
 #include "service/api/Error.h"
 
 namespace cloudservice {
 
 namespace {
+
+constexpr std::int64_t kPage = 100;
+constexpr std::int64_t kMaxPage = 500;
+constexpr std::size_t kMaxWord = 200;
 
 ApiError Wrong(const std::string& name, const std::string& what) {
   return {400, "\"" + name + "\" " + what + "."};
@@ -71,6 +76,18 @@ std::optional<std::int64_t> Query::Time(const std::string& name) const {
   const std::optional<std::int64_t> time = ParseTime(*text);
   if (!time) throw Wrong(name, "takes a time such as 2026-03-05T13:07:09Z");
   return time;
+}
+
+std::int64_t Query::Limit() const { return Number("limit", 1, kMaxPage).value_or(kPage); }
+
+std::optional<std::string> Query::Word(const std::string& name) const {
+  return Text(name, kMaxWord);
+}
+
+std::optional<std::string> Query::Sought() const {
+  std::optional<std::string> word = Word("q");
+  if (word) word = Lower(*word);
+  return word;
 }
 
 }  // namespace cloudservice

@@ -29,6 +29,13 @@ class Query {
   // Seconds since 1970.
   std::optional<std::int64_t> Time(const std::string& name) const;
 
+  // What all lists take. "limit": of how many items an answer has at most.
+  std::int64_t Limit() const;
+  // A word to compare items with.
+  std::optional<std::string> Word(const std::string& name) const;
+  // "q": what to look for, in lower case.
+  std::optional<std::string> Sought() const;
+
  private:
   std::map<std::string, std::string> m_values;
 };

@@ -11,12 +11,6 @@ Json TimeOrNull(const std::optional<std::int64_t>& time) {
   return UtcTime(*time);
 }
 
-template <typename T>
-Json OrNull(const std::optional<T>& value) {
-  if (!value) return nullptr;
-  return *value;
-}
-
 Json ArgumentsView(const Json& document) {
   Json arguments = Json::array();
   const auto found = document.find("MessageArgs");

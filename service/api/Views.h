@@ -24,6 +24,12 @@ Json ApplianceView(const ApplianceRecord& appliance, std::int64_t now);
 Json AlarmView(const AlarmRecord& alarm);
 Json EventView(const LoggedEvent& entry);
 
+template <typename T>
+Json OrNull(const std::optional<T>& value) {
+  if (!value) return nullptr;
+  return *value;
+}
+
 // The member where it is a string, else null.
 Json TextOrNull(const Json& object, const char* name);
 

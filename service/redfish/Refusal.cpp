@@ -27,7 +27,7 @@ const char* MessageName(unsigned status) {
 }
 
 // As the registry has it.
-const char* SeverityOf(const std::string& name) {
+const char* MessageSeverity(const std::string& name) {
   const bool warning = name.rfind("Property", 0) == 0 || name.rfind("Query", 0) == 0 ||
                        name == "UnrecognizedRequestBody";
   return warning ? "Warning" : "Critical";
@@ -49,7 +49,7 @@ Response ErrorResponse(const Refusal& refusal) {
                {"MessageId", id},
                {"Message", refusal.what()},
                {"MessageArgs", message.arguments},
-               {"MessageSeverity", SeverityOf(message.name)}};
+               {"MessageSeverity", MessageSeverity(message.name)}};
   if (!message.property.empty()) info["RelatedProperties"] = Json::array({message.property});
   // The registry wants it said here, since the message itself says nothing.
   if (message.name == "GeneralError") info["Resolution"] = refusal.what();

@@ -6,7 +6,7 @@ namespace cloudservice {
 namespace {
 
 // Where in a path the identifier of a manager or chassis stands, and what lies below it begins.
-constexpr std::size_t kOwner = 3;
+constexpr std::size_t kOwnerSegment = 3;
 constexpr std::size_t kBelow = 4;
 
 // The type that a document at this path below a chassis or a manager has.
@@ -151,7 +151,7 @@ std::string RedfishService::SchemaAt(const ManagerRecord& owner, const std::stri
 }
 
 std::string RedfishService::SchemaBelow(const ManagerRecord& owner, const Target& target) {
-  const std::string& id = target.segments.at(kOwner);
+  const std::string& id = target.segments.at(kOwnerSegment);
   const bool itself = target.segments.size() == kBelow;
   if (target.segments.at(2) == "Managers") {
     if (id != owner.uuid) return "";

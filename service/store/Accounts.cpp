@@ -8,11 +8,11 @@ const std::string kAccount =
     "SELECT id, email, created, "
     "(SELECT count(*) FROM registration_key WHERE account = account.id), "
     "(SELECT count(*) FROM manager WHERE account = account.id) FROM account ";
-const Sql kAll(kAccount + "ORDER BY email");
-const Sql kByEmail(kAccount + "WHERE email = ?");
+const Sql kAllAccounts(kAccount + "ORDER BY email");
+const Sql kAccountByEmail(kAccount + "WHERE email = ?");
 const Sql kAnyKey("SELECT 1 FROM registration_key LIMIT 1");
 const Sql kKeys("SELECT hash FROM registration_key WHERE account = ? ORDER BY id");
-const Sql kAdd("INSERT INTO account (email, created) VALUES (?, ?) ON CONFLICT DO NOTHING");
+const Sql kAddAccount("INSERT INTO account (email, created) VALUES (?, ?) ON CONFLICT DO NOTHING");
 const Sql kDeleteKeys(
     "DELETE FROM registration_key WHERE account = (SELECT id FROM account WHERE email = ?)");
 const Sql kAddKey(
@@ -20,25 +20,25 @@ const Sql kAddKey(
     "SELECT id, ?, ? FROM account WHERE email = ?");
 const Sql kDeleteManagers("DELETE FROM manager WHERE account = ?");
 const Sql kEndTokens("UPDATE manager SET token_hash = 'ended ' || uuid WHERE account = ?");
-const Sql kDelete("DELETE FROM account WHERE id = ?");
+const Sql kDeleteAccount("DELETE FROM account WHERE id = ?");
 
-AccountRecord Read(const Statement& select) {
+AccountRecord ReadAccount(const Statement& select) {
   return {select.Number(0), select.Text(1), select.Number(2), select.Number(3), select.Number(4)};
 }
 
 }  // namespace
 
 std::optional<AccountRecord> Store::FindAccount(const std::string& email) {
-  Statement select(m_database, kByEmail);
+  Statement select(m_database, kAccountByEmail);
   select.Bind(email);
   if (!select.Step()) return std::nullopt;
-  return Read(select);
+  return ReadAccount(select);
 }
 
 std::vector<AccountRecord> Store::ListAccounts() {
-  Statement select(m_database, kAll);
+  Statement select(m_database, kAllAccounts);
   std::vector<AccountRecord> accounts;
-  while (select.Step()) accounts.push_back(Read(select));
+  while (select.Step()) accounts.push_back(ReadAccount(select));
   return accounts;
 }
 
@@ -50,7 +50,7 @@ bool Store::HasAccounts() {
 void Store::AddRegistrationKey(const std::string& email, const std::string& hash, bool replace,
                                std::int64_t now) {
   Transaction transaction(m_database);
-  Statement(m_database, kAdd).Bind(email).Bind(now).Run();
+  Statement(m_database, kAddAccount).Bind(email).Bind(now).Run();
   if (replace) Statement(m_database, kDeleteKeys).Bind(email).Run();
   Statement(m_database, kAddKey).Bind(hash).Bind(now).Bind(email).Run();
   transaction.Commit();
@@ -67,7 +67,7 @@ std::vector<std::string> Store::ListRegistrationKeys(std::int64_t account) {
 void Store::DeleteAccount(std::int64_t account, bool with_managers) {
   Transaction transaction(m_database);
   Statement(m_database, with_managers ? kDeleteManagers : kEndTokens).Bind(account).Run();
-  Statement(m_database, kDelete).Bind(account).Run();
+  Statement(m_database, kDeleteAccount).Bind(account).Run();
   transaction.Commit();
   m_totals.reset();
 }

@@ -37,7 +37,7 @@ const Sql kHistory(
     "WHERE member = ? AND time >= ? AND time < ? ORDER BY time, id");
 const Sql kDataVersion("PRAGMA data_version");
 
-ApplianceRecord Read(const Statement& select) {
+ApplianceRecord ReadAppliance(const Statement& select) {
   ApplianceRecord appliance;
   appliance.uuid = select.Text(0);
   appliance.registered = select.Number(2);
@@ -64,7 +64,7 @@ std::optional<ApplianceRecord> Store::FindAppliance(const std::string& uuid) {
   Statement select(m_database, kAppliance);
   select.Bind(uuid);
   if (!select.Step()) return std::nullopt;
-  return Read(select);
+  return ReadAppliance(select);
 }
 
 std::vector<std::string> Store::ListDue(std::int64_t from, std::int64_t to) {

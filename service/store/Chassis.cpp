@@ -4,15 +4,16 @@ namespace cloudservice {
 
 namespace {
 
-const Sql kAdd(
+const Sql kAddChassis(
     "INSERT INTO chassis (id, manager, document, created, changed) VALUES (?, ?, ?, ?, ?)");
-const Sql kById("SELECT id, manager, document, created FROM chassis WHERE id = ? AND manager = ?");
-const Sql kExists("SELECT 1 FROM chassis WHERE id = ? AND manager = ?");
-const Sql kIds("SELECT id FROM chassis WHERE manager = ? ORDER BY rowid");
-const Sql kOwner("SELECT manager FROM chassis WHERE id = ?");
-const Sql kChange("UPDATE chassis SET document = ?, changed = ? WHERE id = ?");
-const Sql kDelete("DELETE FROM chassis WHERE id = ?");
-const Sql kCountAlarms(
+const Sql kChassisById(
+    "SELECT id, manager, document, created FROM chassis WHERE id = ? AND manager = ?");
+const Sql kHasChassis("SELECT 1 FROM chassis WHERE id = ? AND manager = ?");
+const Sql kChassisIds("SELECT id FROM chassis WHERE manager = ? ORDER BY rowid");
+const Sql kOwnerOfChassis("SELECT manager FROM chassis WHERE id = ?");
+const Sql kChangeChassis("UPDATE chassis SET document = ?, changed = ? WHERE id = ?");
+const Sql kDeleteChassis("DELETE FROM chassis WHERE id = ?");
+const Sql kCountAlarmsAnew(
     "UPDATE manager SET (faults, alarms, warnings) = ("
     "SELECT coalesce(sum(lower(severity) IN ('fault', 'critical')), 0), "
     "coalesce(sum(lower(severity) NOT IN ('fault', 'critical', 'warning')), 0), "
@@ -25,7 +26,7 @@ std::string PathOf(const std::string& id) { return "/redfish/v1/Chassis/" + id; 
 }  // namespace
 
 void Store::AddChassis(const ChassisRecord& chassis) {
-  Statement(m_database, kAdd)
+  Statement(m_database, kAddChassis)
       .Bind(chassis.id)
       .Bind(chassis.manager)
       .Bind(chassis.document)
@@ -38,19 +39,19 @@ void Store::AddChassis(const ChassisRecord& chassis) {
 }
 
 bool Store::HasChassis(const std::string& manager, const std::string& id) {
-  Statement select(m_database, kExists);
+  Statement select(m_database, kHasChassis);
   return select.Bind(id).Bind(manager).Step();
 }
 
 std::optional<ChassisRecord> Store::FindChassis(const std::string& manager, const std::string& id) {
-  Statement select(m_database, kById);
+  Statement select(m_database, kChassisById);
   select.Bind(id).Bind(manager);
   if (!select.Step()) return std::nullopt;
   return ChassisRecord{select.Text(0), select.Text(1), select.Text(2), select.Number(3)};
 }
 
 std::vector<std::string> Store::ListChassis(const std::string& manager) {
-  Statement select(m_database, kIds);
+  Statement select(m_database, kChassisIds);
   select.Bind(manager);
   std::vector<std::string> ids;
   while (select.Step()) ids.push_back(select.Text(0));
@@ -60,7 +61,7 @@ std::vector<std::string> Store::ListChassis(const std::string& manager) {
 void Store::SetChassisDocument(const std::string& id, const std::string& document,
                                const Readings& readings) {
   Transaction transaction(m_database);
-  Statement(m_database, kChange).Bind(document).Bind(readings.time).Bind(id).Run();
+  Statement(m_database, kChangeChassis).Bind(document).Bind(readings.time).Bind(id).Run();
   AddReadings(readings);
   transaction.Commit();
   Tell({Change::What::kDocument, readings.manager, 0, readings.path});
@@ -68,12 +69,12 @@ void Store::SetChassisDocument(const std::string& id, const std::string& documen
 
 void Store::DeleteChassis(const std::string& id) {
   Transaction transaction(m_database);
-  Statement owner(m_database, kOwner);
+  Statement owner(m_database, kOwnerOfChassis);
   owner.Bind(id);
   if (!owner.Step()) return;
   const std::string manager = owner.Text(0);
-  Statement(m_database, kDelete).Bind(id).Run();
-  Statement(m_database, kCountAlarms).Bind(manager).Run();
+  Statement(m_database, kDeleteChassis).Bind(id).Run();
+  Statement(m_database, kCountAlarmsAnew).Bind(manager).Run();
   transaction.Commit();
   m_totals.reset();
   Tell({Change::What::kDocument, manager, 0, PathOf(id)});

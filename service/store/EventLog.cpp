@@ -13,7 +13,7 @@ const std::string kKind =
     "WHEN event.message_id LIKE 'Zarvel.GDD.%' THEN 2 ELSE 3 END";
 
 // Whether an alarm that this event opened or changed is open.
-const std::string kOpen =
+const std::string kStillOpen =
     "EXISTS (SELECT 1 FROM alarm WHERE alarm.chassis = event.chassis "
     "AND alarm.message_id = event.message_id AND alarm.closed IS NULL "
     "AND alarm.opening <= event.id)";
@@ -22,7 +22,7 @@ const std::string kOpen =
 const Sql kLog(
     "SELECT id, manager, chassis, message_id, severity, document, received, kind, "
     "kind = 0 AND NOT open FROM (SELECT *, " +
-    kKind + " AS kind, " + kOpen +
+    kKind + " AS kind, " + kStillOpen +
     " AS open FROM event WHERE manager = ?1 AND id < ?2) "
     "WHERE (?3 IS NULL OR kind = ?3) AND (?4 IS NULL OR lower(severity) = lower(?4)) "
     "AND (?5 IS NULL OR received >= ?5) AND (?6 IS NULL OR received < ?6) "

@@ -4,25 +4,25 @@ namespace cloudservice {
 
 namespace {
 
-const Sql kAdd(
+const Sql kAddEvent(
     "INSERT INTO event (manager, chassis, message_id, severity, document, received) "
     "VALUES (?, ?, ?, ?, ?, ?)");
-const Sql kById(
+const Sql kEventById(
     "SELECT id, manager, chassis, message_id, severity, document, received "
     "FROM event WHERE id = ? AND manager = ?");
 
 const Sql kOpenAlarm(
     "SELECT id, severity FROM alarm WHERE chassis = ? AND message_id = ? AND closed IS NULL");
-const Sql kOpen(
+const Sql kAddAlarm(
     "INSERT INTO alarm (chassis, message_id, severity, event, opened, opening) "
     "VALUES (?, ?, ?, ?, ?, ?)");
-const Sql kChange("UPDATE alarm SET severity = ?, event = ? WHERE id = ?");
-const Sql kClose("UPDATE alarm SET closed = ? WHERE id = ?");
-const Sql kCountAlarms(
+const Sql kChangeAlarm("UPDATE alarm SET severity = ?, event = ? WHERE id = ?");
+const Sql kCloseAlarm("UPDATE alarm SET closed = ? WHERE id = ?");
+const Sql kAddToAlarmCounts(
     "UPDATE manager SET faults = faults + ?, alarms = alarms + ?, warnings = warnings + ? "
     "WHERE uuid = ?");
 
-const Sql kCount("SELECT count(*) FROM event WHERE manager = ?");
+const Sql kCountEvents("SELECT count(*) FROM event WHERE manager = ?");
 const Sql kPage("SELECT id FROM event WHERE manager = ? ORDER BY id LIMIT ? OFFSET ?");
 const Sql kOfAll(
     "SELECT id FROM event WHERE manager = ?1 AND (?3 IS NULL OR severity = ?3) ORDER BY id");
@@ -54,7 +54,7 @@ std::vector<std::int64_t> Identifiers(Statement& select) {
 StoredEvent Store::AddEvent(const EventRecord& event, AlarmEffect effect,
                             const std::string& alarm) {
   Transaction transaction(m_database);
-  Statement(m_database, kAdd)
+  Statement(m_database, kAddEvent)
       .Bind(event.manager)
       .Bind(event.chassis)
       .Bind(event.message_id)
@@ -88,7 +88,7 @@ AlarmOutcome Store::RaiseAlarm(const EventRecord& event, std::int64_t id,
   const std::optional<OpenAlarm> open = FindOpenAlarm(event.chassis, alarm);
   CountAlarms(event.manager, open ? &open->severity : nullptr, &event.severity);
   if (!open) {
-    Statement(m_database, kOpen)
+    Statement(m_database, kAddAlarm)
         .Bind(event.chassis)
         .Bind(alarm)
         .Bind(event.severity)
@@ -98,7 +98,7 @@ AlarmOutcome Store::RaiseAlarm(const EventRecord& event, std::int64_t id,
         .Run();
     return AlarmOutcome::kOpened;
   }
-  Statement(m_database, kChange).Bind(event.severity).Bind(id).Bind(open->id).Run();
+  Statement(m_database, kChangeAlarm).Bind(event.severity).Bind(id).Bind(open->id).Run();
   return open->severity == event.severity ? AlarmOutcome::kRepeated : AlarmOutcome::kChanged;
 }
 
@@ -106,7 +106,7 @@ AlarmOutcome Store::ClearAlarm(const EventRecord& event, const std::string& alar
   const std::optional<OpenAlarm> open = FindOpenAlarm(event.chassis, alarm);
   if (!open) return AlarmOutcome::kNotOpen;
   CountAlarms(event.manager, &open->severity, nullptr);
-  Statement(m_database, kClose).Bind(event.received).Bind(open->id).Run();
+  Statement(m_database, kCloseAlarm).Bind(event.received).Bind(open->id).Run();
   return AlarmOutcome::kClosed;
 }
 
@@ -116,11 +116,16 @@ void Store::CountAlarms(const std::string& manager, const std::string* gone,
   if (gone != nullptr) --more.at(static_cast<std::size_t>(SeverityOf(*gone)));
   if (come != nullptr) ++more.at(static_cast<std::size_t>(SeverityOf(*come)));
   if (more == AlarmCounts{}) return;
-  Statement(m_database, kCountAlarms).Bind(more[0]).Bind(more[1]).Bind(more[2]).Bind(manager).Run();
+  Statement(m_database, kAddToAlarmCounts)
+      .Bind(more[0])
+      .Bind(more[1])
+      .Bind(more[2])
+      .Bind(manager)
+      .Run();
 }
 
 std::optional<EventRecord> Store::FindEvent(const std::string& manager, std::int64_t id) {
-  Statement select(m_database, kById);
+  Statement select(m_database, kEventById);
   select.Bind(id).Bind(manager);
   if (!select.Step()) return std::nullopt;
   EventRecord event;
@@ -141,7 +146,7 @@ std::vector<std::int64_t> Store::ListEvents(const EventFilter& filter) {
 }
 
 std::int64_t Store::CountEvents(const std::string& manager) {
-  Statement select(m_database, kCount);
+  Statement select(m_database, kCountEvents);
   select.Bind(manager);
   return select.Step() ? select.Number(0) : 0;
 }

@@ -24,7 +24,7 @@ std::string Ordered(const std::string& order) {
          "label COLLATE NOCASE, uuid LIMIT ?5 OFFSET ?6";
 }
 
-const Sql kCount("SELECT count(*) " + kWished);
+const Sql kCountWished("SELECT count(*) " + kWished);
 // In the order of FleetFilter::Sort, each ascending and descending; equals by their names.
 const std::array<std::array<Sql, 2>, 5> kLists = {{
     {Sql(Ordered("")),
@@ -72,7 +72,7 @@ std::int64_t Store::CountAppliances(const FleetFilter& filter) {
     return filter.state ? states.at(static_cast<std::size_t>(*filter.state))
                         : states[0] + states[1] + states[2];
   }
-  Statement select(m_database, kCount);
+  Statement select(m_database, kCountWished);
   BindWish(select, filter);
   return select.Step() ? select.Number(0) : 0;
 }

@@ -9,24 +9,24 @@ namespace {
 const std::string kManager =
     "SELECT uuid, name, document, registered, heartbeat_count, heartbeat_last, heartbeat_interval, "
     "account, address FROM manager JOIN manager_document ON manager_document.manager = uuid ";
-const Sql kByUuid(kManager + "WHERE uuid = ?");
-const Sql kByToken(kManager + "WHERE token_hash = ?");
-const Sql kAdd(
+const Sql kManagerByUuid(kManager + "WHERE uuid = ?");
+const Sql kManagerByToken(kManager + "WHERE token_hash = ?");
+const Sql kAddManager(
     "INSERT INTO manager (uuid, name, token_hash, registered, account, address, changed) "
     "VALUES (?, ?, ?, ?, ?, ?, ?)");
-const Sql kDelete("DELETE FROM manager WHERE uuid = ?");
-const Sql kPutDocument(
+const Sql kDeleteManager("DELETE FROM manager WHERE uuid = ?");
+const Sql kPutManagerDocument(
     "INSERT INTO manager_document (manager, document) VALUES (?, ?) ON CONFLICT (manager) "
     "DO UPDATE SET document = excluded.document");
-const Sql kChange(
+const Sql kChangeShown(
     "UPDATE manager SET label = coalesce(nullif(?, ''), name), model = ?, serial = ?, "
     "firmware = ?, changed = ? WHERE uuid = ?");
-const Sql kBeat(
+const Sql kAddHeartbeat(
     "UPDATE manager SET heartbeat_count = heartbeat_count + 1, heartbeat_last = ?, "
     "heartbeat_interval = ?, address = coalesce(nullif(?, ''), address) "
     "WHERE uuid = ? RETURNING heartbeat_count");
 
-std::optional<ManagerRecord> Find(Database& database, const Sql& sql, const std::string& key) {
+std::optional<ManagerRecord> ManagerBy(Database& database, const Sql& sql, const std::string& key) {
   Statement select(database, sql);
   select.Bind(key);
   if (!select.Step()) return std::nullopt;
@@ -46,9 +46,9 @@ std::optional<ManagerRecord> Find(Database& database, const Sql& sql, const std:
 // With what lists show of it. Inside a transaction.
 void PutDocument(Database& database, const std::string& uuid, const std::string& document,
                  std::int64_t changed) {
-  Statement(database, kPutDocument).Bind(uuid).Bind(document).Run();
+  Statement(database, kPutManagerDocument).Bind(uuid).Bind(document).Run();
   const Shown shown = ShownOf(document);
-  Statement(database, kChange)
+  Statement(database, kChangeShown)
       .Bind(shown.name)
       .Bind(shown.model)
       .Bind(shown.serial)
@@ -65,9 +65,9 @@ Store::Store(const std::string& file, Database::Missing missing)
 
 bool Store::AddManager(const ManagerRecord& manager, const std::string& token_hash) {
   Transaction transaction(m_database);
-  Statement(m_database, kDelete).Bind(manager.uuid).Run();
+  Statement(m_database, kDeleteManager).Bind(manager.uuid).Run();
   const bool known = m_database.Changes() > 0;
-  Statement(m_database, kAdd)
+  Statement(m_database, kAddManager)
       .Bind(manager.uuid)
       .Bind(manager.name)
       .Bind(token_hash)
@@ -85,11 +85,11 @@ bool Store::AddManager(const ManagerRecord& manager, const std::string& token_ha
 }
 
 std::optional<ManagerRecord> Store::FindManager(const std::string& uuid) {
-  return Find(m_database, kByUuid, uuid);
+  return ManagerBy(m_database, kManagerByUuid, uuid);
 }
 
 std::optional<ManagerRecord> Store::FindManagerByToken(const std::string& token_hash) {
-  return Find(m_database, kByToken, token_hash);
+  return ManagerBy(m_database, kManagerByToken, token_hash);
 }
 
 void Store::SetManagerDocument(const std::string& uuid, const std::string& document,
@@ -103,14 +103,14 @@ void Store::SetManagerDocument(const std::string& uuid, const std::string& docum
 }
 
 void Store::DeleteManager(const std::string& uuid) {
-  Statement(m_database, kDelete).Bind(uuid).Run();
+  Statement(m_database, kDeleteManager).Bind(uuid).Run();
   m_totals.reset();
   Tell({Change::What::kGone, uuid, 0, ""});
 }
 
 std::int64_t Store::AddHeartbeat(const std::string& uuid, std::int64_t when, std::int64_t interval,
                                  const std::string& address) {
-  Statement update(m_database, kBeat);
+  Statement update(m_database, kAddHeartbeat);
   update.Bind(when).Bind(interval).Bind(address).Bind(uuid);
   if (!update.Step()) return 0;
   const std::int64_t count = update.Number(0);

@@ -4,17 +4,17 @@ namespace cloudservice {
 
 namespace {
 
-const Sql kByPath(
+const Sql kResourceByPath(
     "SELECT path, manager, chassis, document, changed FROM resource "
     "WHERE path = ? AND manager = ?");
-const Sql kExists("SELECT 1 FROM resource WHERE path = ? AND manager = ?");
+const Sql kHasResource("SELECT 1 FROM resource WHERE path = ? AND manager = ?");
 const Sql kPaths("SELECT path FROM resource WHERE manager = ? AND chassis IS ? ORDER BY path");
 // The paths are those between PATH/ and PATH0, since "0" comes after "/". The plus keeps the search
 // away from the index of managers: they are found by their paths.
 const Sql kChildren(
     "SELECT path FROM resource WHERE path > ? AND path < ? AND +manager = ? "
     "AND instr(substr(path, ?), '/') = 0 ORDER BY path");
-const Sql kPut(
+const Sql kPutResource(
     "INSERT INTO resource (path, manager, chassis, document, changed) "
     "VALUES (?, ?, ?, ?, ?) ON CONFLICT (path) "
     "DO UPDATE SET document = excluded.document, changed = excluded.changed");
@@ -29,13 +29,13 @@ void BindChildren(Statement& select, const std::string& manager, const std::stri
 }  // namespace
 
 bool Store::HasResource(const std::string& manager, const std::string& path) {
-  Statement select(m_database, kExists);
+  Statement select(m_database, kHasResource);
   return select.Bind(path).Bind(manager).Step();
 }
 
 std::optional<ResourceRecord> Store::FindResource(const std::string& manager,
                                                   const std::string& path) {
-  Statement select(m_database, kByPath);
+  Statement select(m_database, kResourceByPath);
   select.Bind(path).Bind(manager);
   if (!select.Step()) return std::nullopt;
   ResourceRecord resource;
@@ -72,7 +72,7 @@ bool Store::HasChildren(const std::string& manager, const std::string& path) {
 
 void Store::PutResource(const ResourceRecord& resource, const Readings& readings) {
   Transaction transaction(m_database);
-  Statement(m_database, kPut)
+  Statement(m_database, kPutResource)
       .Bind(resource.path)
       .Bind(resource.manager)
       .Bind(resource.chassis)

@@ -4,7 +4,7 @@ namespace cloudservice {
 
 namespace {
 
-const std::vector<Type> kTypes = {
+const std::vector<Type> kChassisTypes = {
     {"Chassis.v1_27_0.Links",
      Base::kObject,
      {
@@ -76,7 +76,7 @@ const std::vector<Type> kTypes = {
      }},
 };
 
-const std::vector<Enumeration> kEnumerations = {
+const std::vector<Enumeration> kChassisEnumerations = {
     {"Chassis.v1_0_0.ChassisType",
      {"Rack",          "Blade",         "Enclosure",    "StandAlone", "RackMount",
       "Card",          "Cartridge",     "Row",          "Pod",        "Expansion",
@@ -94,8 +94,8 @@ const std::vector<Enumeration> kEnumerations = {
 
 }  // namespace
 
-const std::vector<Type>& ChassisTypes() { return kTypes; }
+const std::vector<Type>& ChassisTypes() { return kChassisTypes; }
 
-const std::vector<Enumeration>& ChassisEnumerations() { return kEnumerations; }
+const std::vector<Enumeration>& ChassisEnumerations() { return kChassisEnumerations; }
 
 }  // namespace cloudservice

@@ -4,7 +4,7 @@ namespace cloudservice {
 
 namespace {
 
-const std::vector<Type> kTypes = {
+const std::vector<Type> kManagerTypes = {
     {"Manager.v1_22_0.Links",
      Base::kObject,
      {
@@ -50,7 +50,7 @@ const std::vector<Type> kTypes = {
      }},
 };
 
-const std::vector<Enumeration> kEnumerations = {
+const std::vector<Enumeration> kManagerEnumerations = {
     {"Manager.v1_0_0.ManagerType",
      {"ManagementController", "EnclosureManager", "BMC", "RackManager", "AuxiliaryController",
       "Service", "FabricManager"}},
@@ -59,8 +59,8 @@ const std::vector<Enumeration> kEnumerations = {
 
 }  // namespace
 
-const std::vector<Type>& ManagerTypes() { return kTypes; }
+const std::vector<Type>& ManagerTypes() { return kManagerTypes; }
 
-const std::vector<Enumeration>& ManagerEnumerations() { return kEnumerations; }
+const std::vector<Enumeration>& ManagerEnumerations() { return kManagerEnumerations; }
 
 }  // namespace cloudservice

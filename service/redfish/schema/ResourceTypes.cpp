@@ -4,7 +4,7 @@ namespace cloudservice {
 
 namespace {
 
-const std::vector<Type> kTypes = {
+const std::vector<Type> kResourceTypes = {
     {"Resource.v1_5_0.PartLocation",
      Base::kObject,
      {
@@ -86,7 +86,7 @@ const std::vector<Type> kTypes = {
      }},
 };
 
-const std::vector<Enumeration> kEnumerations = {
+const std::vector<Enumeration> kResourceEnumerations = {
     {"PhysicalContext.PhysicalContext",
      {"Room",
       "Intake",
@@ -160,8 +160,8 @@ const std::vector<Enumeration> kEnumerations = {
 
 }  // namespace
 
-const std::vector<Type>& ResourceTypes() { return kTypes; }
+const std::vector<Type>& ResourceTypes() { return kResourceTypes; }
 
-const std::vector<Enumeration>& ResourceEnumerations() { return kEnumerations; }
+const std::vector<Enumeration>& ResourceEnumerations() { return kResourceEnumerations; }
 
 }  // namespace cloudservice

@@ -4,7 +4,7 @@ namespace cloudservice {
 
 namespace {
 
-const std::vector<Type> kTypes = {
+const std::vector<Type> kSensorTypes = {
     {"EnvironmentMetrics.v1_6_0.EnvironmentMetrics",
      Base::kResource,
      {
@@ -175,7 +175,7 @@ const std::vector<Type> kTypes = {
      }},
 };
 
-const std::vector<Enumeration> kEnumerations = {
+const std::vector<Enumeration> kSensorEnumerations = {
     {"Sensor.ElectricalContext",
      {"Line1", "Line2", "Line3", "Neutral", "LineToLine", "Line1ToLine2", "Line2ToLine3",
       "Line3ToLine1", "LineToNeutral", "Line1ToNeutral", "Line2ToNeutral", "Line3ToNeutral",
@@ -221,8 +221,8 @@ const std::vector<Enumeration> kEnumerations = {
 
 }  // namespace
 
-const std::vector<Type>& SensorTypes() { return kTypes; }
+const std::vector<Type>& SensorTypes() { return kSensorTypes; }
 
-const std::vector<Enumeration>& SensorEnumerations() { return kEnumerations; }
+const std::vector<Enumeration>& SensorEnumerations() { return kSensorEnumerations; }
 
 }  // namespace cloudservice

@@ -4,7 +4,7 @@ namespace cloudservice {
 
 namespace {
 
-const std::vector<Type> kTypes = {
+const std::vector<Type> kThermalTypes = {
     {"Thermal.v1_7_3.Fan",
      Base::kMember,
      {
@@ -76,14 +76,14 @@ const std::vector<Type> kTypes = {
      }},
 };
 
-const std::vector<Enumeration> kEnumerations = {
+const std::vector<Enumeration> kThermalEnumerations = {
     {"Thermal.v1_0_1.ReadingUnits", {"RPM", "Percent"}},
 };
 
 }  // namespace
 
-const std::vector<Type>& ThermalTypes() { return kTypes; }
+const std::vector<Type>& ThermalTypes() { return kThermalTypes; }
 
-const std::vector<Enumeration>& ThermalEnumerations() { return kEnumerations; }
+const std::vector<Enumeration>& ThermalEnumerations() { return kThermalEnumerations; }
 
 }  // namespace cloudservice
