@@ -266,6 +266,12 @@ TEST_F(ChassisPostTest, An_Id_that_is_no_string_counts_as_missing) {
   EXPECT_THAT(fakes::platform().configCalls, IsEmpty());
 }
 
+TEST_F(ChassisPostTest, The_last_of_two_Ids_counts) {
+  service.answers("POST", "/redfish/v1/Chassis", 201, R"({"Id":"c-9","Id":"c-1"})");
+  EXPECT_EQ(Post(), 0);
+  EXPECT_THAT(fakes::platform().configCalls, ElementsAre("AddChassis(c-1, 3)", "Save()"));
+}
+
 TEST_F(ChassisPostTest, An_earlier_chassis_stays_in_the_list) {
   EXPECT_EQ(Post(), 0);
   EXPECT_EQ(cloud.chassis.count("c-0"), 1);

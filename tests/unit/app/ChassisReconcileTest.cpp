@@ -181,6 +181,12 @@ TEST_F(ReconcileChassisTest, Chassis_that_all_match_change_nothing) {
   EXPECT_EQ(cloud.chassis.size(), 2);
 }
 
+TEST_F(ReconcileChassisTest, The_last_of_two_members_of_one_name_counts) {
+  EXPECT_THAT(ReconcileDocument(R"({"Links":{},"Links":{"ManagerForChassis":[)"
+                                R"({"@odata.id":"/c/9","@odata.id":"/c/1"}]}})"),
+              ElementsAre("0", "GET /c/1"));
+}
+
 TEST_F(ReconcileChassisTest, A_chassis_that_is_not_configured_is_deleted_and_a_new_one_posted) {
   EXPECT_EQ(Reconcile(R"({"@odata.id":"/c/9"})"),
             Joined({{"0", "GET /c/9"}, m_deleted9, m_emptied, m_posted}));

@@ -127,6 +127,11 @@ TEST_F(ChassisIdTest, The_Id_is_the_member_of_that_name) {
   EXPECT_THAT(steps().All(), ElementsAre("GET /c/1"));
 }
 
+TEST_F(ChassisIdTest, The_last_of_two_Ids_counts) {
+  EXPECT_EQ(Ask(R"({"Id":"c-9","Id":"c-1"})"), 0);
+  EXPECT_EQ(m_id, "c-1");
+}
+
 TEST_F(ChassisIdTest, A_document_without_Id_is_16_without_a_message) {
   EXPECT_EQ(Ask("{}"), 16);
   EXPECT_EQ(Ask(R"({"id":"c-1"})"), 16);

@@ -115,6 +115,12 @@ TEST_F(ManagersUriTest, A_reference_that_is_no_string_is_10) {
   EXPECT_EQ(m_path, "as it was");
 }
 
+TEST_F(ManagersUriTest, The_last_of_two_members_of_one_name_counts) {
+  EXPECT_THAT(Answer(R"({"Managers":7,"Managers":{"@odata.id":"/a","@odata.id":"/b"}})"),
+              ElementsAre("0"));
+  EXPECT_EQ(m_path, "/b");
+}
+
 // The look-up; its document starts as "as it was".
 class LookUpTest : public AppTest {
  protected:
