@@ -78,7 +78,8 @@ bool ReadSecret(const std::string& key, std::string& secret) {
   secret = ReadInput(key);
   if (!secret.empty() && secret.back() == '\n') secret.pop_back();
   if (!secret.empty() && secret.back() == '\r') secret.pop_back();
-  if (secret.empty() || secret.size() > kLongestSecret || secret.find('\n') != std::string::npos) {
+  const bool isLine = secret.find_first_of(std::string("\n\0", 2)) == std::string::npos;
+  if (secret.empty() || secret.size() > kLongestSecret || !isLine) {
     Complain("standard input does not hold one line with the value of " + key);
     return false;
   }

@@ -49,6 +49,8 @@ std::vector<std::string> Differences(json_t* before, json_t* after) {
   return keys;
 }
 
+bool HoldsNul(const std::string& text) { return text.find('\0') != std::string::npos; }
+
 std::string FileText(const json_t* root) {
   std::unique_ptr<char, decltype(&std::free)> text(json_dumps(root, JSON_INDENT(2)), &std::free);
   return text == nullptr ? std::string() : std::string(text.get()) + "\n";
@@ -138,7 +140,9 @@ std::vector<std::string> ConfigStore::TakeChanges() {
 
 std::string ConfigStore::Text(const char* key) const {
   std::lock_guard<std::mutex> guard(m_mutex);
-  return JsonText(json_object_get(m_current.get(), key));
+  const std::string text = JsonText(json_object_get(m_current.get(), key));
+  // A request that holds a NUL byte would never end: its length counts what is not sent.
+  return HoldsNul(text) ? std::string() : text;
 }
 
 bool ConfigStore::Flag(const char* key) const {
@@ -154,7 +158,7 @@ JsonRef ConfigStore::Object(const char* key) const {
 
 bool ConfigStore::SetText(const char* key, const std::string& text) {
   JsonRef value = JsonString(text);
-  if (value == nullptr) return false;
+  if (value == nullptr || HoldsNul(text)) return false;
   std::lock_guard<std::mutex> guard(m_mutex);
   return SetLocked(key, "", std::move(value));
 }
@@ -165,9 +169,7 @@ bool ConfigStore::SetFlag(const char* key, bool flag) {
 }
 
 bool ConfigStore::SetMember(const char* key, const std::string& member, JsonRef value) {
-  if (member.empty() || member.find('\0') != std::string::npos || JsonString(member) == nullptr) {
-    return false;
-  }
+  if (member.empty() || HoldsNul(member) || JsonString(member) == nullptr) return false;
   std::lock_guard<std::mutex> guard(m_mutex);
   return SetLocked(key, member, std::move(value));
 }
@@ -242,8 +244,8 @@ bool ConfigStore::HoldsType(const Key& key, const json_t* value, std::string& pr
   switch (key.type) {
     case Type::kText:
     case Type::kSecret:
-      problem = name + " is not a text";
-      return json_is_string(value);
+      problem = name + (json_is_string(value) ? " holds a NUL byte" : " is not a text");
+      return json_is_string(value) && !HoldsNul(JsonText(value));
     case Type::kFlag:
       problem = name + " is neither true nor false";
       return json_is_boolean(value);

@@ -52,13 +52,14 @@ class ConfigStore {
   // call, each once.
   std::vector<std::string> TakeChanges();
 
-  // Values. A missing key, and one of a wrong type, is empty, false, null. `Object` is a copy.
+  // Values. A missing key, one of a wrong type and a text with a NUL byte are empty, false, null.
+  // `Object` is a copy.
   std::string Text(const char* key) const;
   bool Flag(const char* key) const;
   JsonRef Object(const char* key) const;
 
-  // Set values in memory. False, and nothing is changed, when a text is not UTF-8 or a member's
-  // name holds a NUL.
+  // Set values in memory. False, and nothing is changed, when a text or a member's name is not
+  // UTF-8 or holds a NUL byte.
   bool SetText(const char* key, const std::string& text);
   bool SetFlag(const char* key, bool flag);
   // A member of the object `key`; null removes it.

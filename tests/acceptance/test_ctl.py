@@ -186,8 +186,8 @@ def test_secret_from_standard_input(ctl, key, typed):
     assert ctl.does("config", "get", key, "--reveal") == "s3 cret\n"
 
 
-@pytest.mark.parametrize("typed", [b"", b"\n", b"two\nlines\n", b"x" * 65537],
-                         ids=["nothing", "empty", "lines", "long"])
+@pytest.mark.parametrize("typed", [b"", b"\n", b"two\nlines\n", b"x" * 65537, b"one\0\n"],
+                         ids=["nothing", "empty", "lines", "long", "NUL"])
 def test_secret_that_standard_input_does_not_hold(ctl, typed):
     message = ctl.refuses(1, "config", "set", "RegistrationKey", "-", stdin=typed)
     assert message == "standard input does not hold one line with the value of RegistrationKey"

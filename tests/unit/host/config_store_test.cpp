@@ -82,12 +82,12 @@ TEST_F(ConfigStoreTest, Unknown_keys_and_their_order_are_kept) {
 TEST_F(ConfigStoreTest, Saved_values_are_read_by_another_process) {
   const auto store = Open();
   store->SetText(host::kXAuthToken, "t\n\"\\");
-  store->SetText(host::kUnitName, std::string("nul\0in", 6));
+  store->SetText(host::kUnitName, "\x01\xC3\xBC");
   store->SetFlag(host::kEnabled, true);
   ASSERT_TRUE(store->Save());
   const auto other = Open();
   EXPECT_EQ(other->Text(host::kXAuthToken), "t\n\"\\");
-  EXPECT_EQ(other->Text(host::kUnitName), std::string("nul\0in", 6));
+  EXPECT_EQ(other->Text(host::kUnitName), "\x01\xC3\xBC");
   EXPECT_TRUE(other->Flag(host::kEnabled));
 }
 
@@ -242,6 +242,19 @@ TEST_F(ConfigStoreTest, Wrong_types_are_named_once_and_count_as_absent) {
   EXPECT_EQ(LogCount("\"Enabled\" is neither true nor false; it counts as absent"), 1);
   EXPECT_EQ(LogCount("\"Url\" is not a text; it counts as absent"), 1);
   EXPECT_EQ(LogCount("\"Chassis\" is not an object; it counts as absent"), 1);
+}
+
+TEST_F(ConfigStoreTest, Text_with_a_NUL_byte_is_named_once_and_counts_as_absent) {
+  Write(kFile, R"({"UUID": "a\u0000b", "RegistrationKey": "\u0000", "Url": "u"})");
+  const auto store = Open();
+  store->Reload();
+  EXPECT_EQ(store->Text(host::kUuid), "");
+  EXPECT_EQ(store->Text(host::kRegistrationKey), "");
+  EXPECT_EQ(store->Text(host::kUrl), "u");
+  EXPECT_EQ(LogCount("\"UUID\" holds a NUL byte; it counts as absent"), 1);
+  EXPECT_EQ(LogCount("\"RegistrationKey\" holds a NUL byte; it counts as absent"), 1);
+  EXPECT_FALSE(store->SetText(host::kUrl, std::string("a\0b", 3)));
+  EXPECT_EQ(store->Text(host::kUrl), "u");
 }
 
 TEST_F(ConfigStoreTest, Chassis_without_an_instance_is_named) {

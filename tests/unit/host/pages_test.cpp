@@ -117,9 +117,8 @@ TEST_F(PagesTest, Page_with_a_NUL_byte_is_refused) {
 }
 
 TEST_F(PagesTest, Page_with_a_NUL_byte_in_an_inserted_value_is_refused) {
-  Write("/etc/cloudclient/cloud.json", R"({"UUID": "the-\u0000uuid"})");
   Write("/var/local/orv/pldserver/0/page", "{{uuid}}");
-  EXPECT_EQ(Get("page"), "");
+  EXPECT_EQ(host::GetPage(m_engine, std::string("the-\0uuid", 9), "", "page"), "");
   EXPECT_EQ(LogCount("page page is refused: it holds a NUL byte"), 1);
 }
 
