@@ -45,7 +45,7 @@ enum : AppResult {
 // The application: waits for the cloud client to be enabled, connects the appliance with the
 // service, and reacts to changes of configuration. One object a process, on the main thread, from
 // which every operation is called. Failures are logged and reported by result. Only what a GET of
-// HttpsClient throws leaves the operations that ask, and out of a work step it ends the process.
+// HttpsClient or the platform throws leaves an operation, and out of a work step ends the process.
 class CloudClient : public LxBaseProxyApp {
  public:
   // `name` is the application's name at the framework. A set-up failure is logged and leaves the
