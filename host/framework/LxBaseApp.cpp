@@ -50,7 +50,10 @@ LxBaseApp::LxBaseApp(const std::string& name) : m_impl(new Impl) {
 
 // What derives from it is gone, with its threads: the end of the process is all that is left.
 LxBaseApp::~LxBaseApp() {
-  if (m_impl->stopped) HOST_LOG(5, "%s stopped", m_impl->name.c_str());
+  if (m_impl->stopped) {
+    host::AppFramework::Get().Signals().Stopped();
+    HOST_LOG(5, "%s stopped", m_impl->name.c_str());
+  }
   delete m_impl;
 }
 

@@ -65,7 +65,7 @@ void SignalWatch::RunEnds() {
 
 void SignalWatch::Want(Wait& wait) {
   wait.ForRead(m_signals.Get());
-  if (!m_stop) return;
+  if (!m_stop || m_stopped) return;
   wait.Until(m_stopMs + kStopMs);
   wait.Until(m_nextPokeMs);
 }
@@ -101,7 +101,7 @@ void SignalWatch::OnSignal(int signal, int64_t nowMs) {
 }
 
 void SignalWatch::OnTime(int64_t nowMs) {
-  if (!m_stop) return;
+  if (!m_stop || m_stopped) return;
   if (nowMs - m_stopMs >= kStopMs) {
     HOST_LOG(3, "not stopped within 60 s: ended at once");
     m_actions.endNow(1);

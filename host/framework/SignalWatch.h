@@ -21,8 +21,9 @@ void PrepareSignals();
 // Whether SIGPIPE came since the last call.
 bool TakeSigPipe();
 
-// Serves the signals. SIGTERM and SIGINT ask for a stop; a second one, and 60 s without the
-// process having ended, ends it at once. SIGHUP asks for the configuration to be read again.
+// Serves the signals. SIGTERM and SIGINT ask for a stop; a second one, and 60 s in which the
+// application has not stopped, end the process at once. SIGHUP asks for the configuration to be
+// read again.
 class SignalWatch : public EventSource {
  public:
   struct Actions {
@@ -43,6 +44,9 @@ class SignalWatch : public EventSource {
   // `RunEnds` has returned no poke comes.
   void RunBegins();
   void RunEnds();
+  // The application and its threads are gone: the end of the process has no time limit. Main
+  // thread.
+  void Stopped() { m_stopped = true; }
 
   void Want(Wait& wait) override;
   void Serve(const Wait& wait, int64_t nowMs) override;
@@ -55,6 +59,7 @@ class SignalWatch : public EventSource {
   const Actions m_actions;
   Fd m_signals;
   std::atomic<bool> m_stop{false};
+  std::atomic<bool> m_stopped{false};
   int64_t m_stopMs = 0;      // event thread only
   int64_t m_nextPokeMs = 0;  // event thread only
   std::mutex m_mutex;

@@ -192,6 +192,7 @@ def _settled(text, values):
     text = re.sub(r'("FirmwareVersion": *")[^"]*', rf"\g<1>{STANDS_FOR_VERSION}", text)
     text = re.sub(r'("Count": )[1-9]\d*', r"\g<1>1", text)
     text = re.sub(r'("Overdue": )true', r"\g<1>false", text)
+    text = re.sub(r'("State": *)"UnavailableOffline"', r'\g<1>"Enabled"', text)
     return re.sub(r"(?m)^Host: [0-9a-fA-F.:]+$", f"Host: {STANDS_FOR_APPLIANCE}", text)
 
 

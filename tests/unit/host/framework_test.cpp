@@ -7,11 +7,13 @@
 
 #include <atomic>
 #include <cstring>
+#include <limits>
 #include <stdexcept>
 #include <thread>
 #include <utility>
 
 #include "HostTest.h"
+#include "host/framework/AppFramework.h"
 #include "host/util/UnixAddress.h"
 #include "platform/config/LxAppCfg.h"
 #include "platform/config/LxCfgSysInfo.h"
@@ -127,6 +129,20 @@ TEST_F(FrameworkTest, Stop_ends_the_sleep_at_once_with_status_0) {
   EXPECT_EQ(LogCount("5 Host app stopped"), 1);
   EXPECT_THAT(Log(), EndsWith("5 Host app stopped\n"));
   EXPECT_LT(Log().find("App gone"), Log().find("app stopped"));
+}
+
+TEST_F(FrameworkTest, What_has_stopped_has_no_time_limit) {
+  const Child child = Run([] {
+    {
+      App app;
+      app.Start();
+    }
+    host::AppFramework::Get().Signals().OnTime(std::numeric_limits<int64_t>::max());
+    return 7;
+  });
+  AwaitLog("DoWork");
+  kill(child.pid, SIGTERM);
+  EXPECT_EQ(child.Wait(), 7);
 }
 
 TEST_F(FrameworkTest, Interrupt_stops_as_well) {

@@ -93,6 +93,16 @@ TEST_F(SignalWatchTest, Minute_is_watched_over_after_the_run_as_well) {
   EXPECT_THAT(m_ends, testing::ElementsAre(1));
 }
 
+TEST_F(SignalWatchTest, What_has_stopped_may_take_longer_to_end) {
+  m_watch.OnSignal(SIGTERM, 0);
+  m_watch.Stopped();
+  m_watch.OnTime(60000);
+  EXPECT_THAT(m_ends, testing::IsEmpty());
+  EXPECT_EQ(LogCount("not stopped"), 0);
+  m_watch.OnSignal(SIGTERM, 60001);
+  EXPECT_THAT(m_ends, testing::ElementsAre(1));
+}
+
 TEST_F(SignalWatchTest, Main_thread_is_poked_every_50_ms_while_it_runs) {
   m_watch.RunBegins();
   m_watch.OnTime(0);
