@@ -49,6 +49,7 @@ CloudClient::~CloudClient() { delete m_deviceMgr; }
 int CloudClient::OnStart() {
   LxBaseProxyApp::OnStart();
   if (IsStop()) return 0;
+  // Kept: docs/kept-behaviour.md#unready-works
   if (!m_ready) {
     __dlog_printf(3, kUnit, "%s: CloudClient m_ready=false", "OnStart");
     return 0;
@@ -68,7 +69,8 @@ int CloudClient::OnStart() {
 void CloudClient::DoWork() {
   if (IsEnabled()) {
     if (!g_cloudEnabled) EnterEnabled();
-    // Deliberate: set even when the configuration or the connection failed; nothing is retried.
+    // Set also when the configuration or the connection failed; nothing is retried.
+    // Kept: docs/kept-behaviour.md#one-attempt
     g_cloudEnabled = true;
     g_disabledNoticeLogged = false;
   } else if (g_cloudEnabled) {
@@ -103,13 +105,15 @@ void CloudClient::EnterDisabled() {
   __dlog_printf(5, kUnit, "%s: cloudclient is now DISABLED", "DoWork");
 }
 
+// Kept: docs/kept-behaviour.md#stop-only-forwards
 void CloudClient::OnStop() { LxBaseProxyApp::OnStop(); }
 
+// Kept: docs/kept-behaviour.md#unreadable-is-disabled
 bool CloudClient::IsEnabled() {
   bool enabled = false;
   const int status = m_cfgCloud->GetEnableState(enabled);
   if (status != 0) {
-    // Deliberate: the parenthesis stays open.
+    // Kept: docs/kept-behaviour.md#open-bracket
     __dlog_printf(3, kUnit, "%s: Failed to get cloud client enable state (%u", "IsEnabled",
                   static_cast<unsigned int>(status));
   }
@@ -180,9 +184,10 @@ void CloudClient::ConnectWithCloudService() {
                     "ConnectWithCloudService", registered);
       return;
     }
-    // Deliberate: the new token is read here too and not used; the chassis's post reads its own.
+    // Kept: docs/kept-behaviour.md#unused-token
     std::string token;
     m_cfgCloud->GetXAuthToken(token);
+    // Kept: docs/kept-behaviour.md#chassis-once
     const AppResult posted = PostChassisInstance();
     if (posted != kAppOk) {
       __dlog_printf(3, kUnit, "%s: Failed to add chassis to cloud service (%u)",
@@ -208,6 +213,7 @@ void CloudClient::HandleCfgEvent(const LxConfigEvent& event) {
 }
 
 // Takes the system name over as unit name; false when the system name can't be read.
+// Kept: docs/kept-behaviour.md#rename-unregisters
 bool CloudClient::RenameUnit() {
   std::string sysName;
   int error = SysInfoCfg()->GetSysName(sysName);

@@ -90,7 +90,7 @@ class CloudClient : public LxBaseProxyApp {
   // kAppServiceNotReached.
   AppResult GetServiceRoot(std::string& doc);
   // A document of the service from its first "{" on. kAppConfigUnreadable, kAppDocumentNotFetched,
-  // kAppNoJson. Without a readable token deliberately kAppOk, `json` untouched.
+  // kAppNoJson. Without a readable token kAppOk, `json` untouched.
   AppResult GetAuthDocument(const std::string& path, std::string& json);
 
   // The chassis.
@@ -106,9 +106,8 @@ class CloudClient : public LxBaseProxyApp {
   // `Id` of the chassis document at a path. kAppNoJson, kAppNoId, or GetAuthDocument's result.
   AppResult GetChassisIdFromChassisDoc(const std::string& chassisPath, std::string& id);
   // Deletes a chassis at the service and forgets it whatever the service answers.
-  // kAppDeleteRefused. Without a readable URL or token deliberately kAppOk: nothing is sent, and
-  // the chassis is forgotten all the same. An empty `id` asks at the collection and forgets
-  // nothing.
+  // kAppDeleteRefused. Without a readable URL or token kAppOk: nothing is sent, and the chassis is
+  // forgotten all the same. An empty `id` asks at the collection and forgets nothing.
   AppResult DeleteChassisInstanceFromCloudService(const std::string& id);
 
  private:

@@ -63,6 +63,7 @@ AppResult CloudClient::PostChassisInstance() {
 
 // Takes the chassis's `Id` out of the answer to its post and adds it to the configured list.
 AppResult CloudClient::RecordChassis(const std::string& responseBody, int velId) {
+  // Kept: docs/kept-behaviour.md#brace-begins-a-line
   const size_t newline = responseBody.find("\n{");
   if (newline == std::string::npos) {
     __dlog_printf(3, kUnit, "%s: Failed to find json document begin", "PostChassisInstance");
@@ -83,6 +84,7 @@ AppResult CloudClient::RecordChassis(const std::string& responseBody, int velId)
   return kAppOk;
 }
 
+// Kept: docs/kept-behaviour.md#unread-manager
 void CloudClient::ReconcileWithCloudService(const std::string& /*managerDoc*/) {
   std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
   m_cfgCloud->GetConfiguredChassis(configured);
@@ -90,6 +92,7 @@ void CloudClient::ReconcileWithCloudService(const std::string& /*managerDoc*/) {
     __dlog_printf(3, kUnit, "%s: No configure chassis", "ReconcileWithCloudService");
     return;
   }
+  // Kept: docs/kept-behaviour.md#first-chassis
   const std::string chassisId = configured.begin()->first;
   if (configured.size() > 1) {
     __dlog_printf(3, kUnit, "%s: Multiple chassis detected -- only one supported (%s)",
@@ -117,6 +120,7 @@ AppResult CloudClient::DeleteChassisInstanceFromCloudService(const std::string& 
   AppResult result = kAppOk;
   std::string baseUrl;
   std::string token;
+  // Kept: docs/kept-behaviour.md#unsent-delete-succeeds
   if (m_cfgCloud->GetUrl(baseUrl) == 0 && m_cfgCloud->GetXAuthToken(token) == 0) {
     const HttpsResult deleted =
         m_httpsClient.DeleteResource(baseUrl + kChassisPath + "/" + id, token);
@@ -133,6 +137,7 @@ AppResult CloudClient::DeleteChassisInstanceFromCloudService(const std::string& 
   return result;
 }
 
+// Kept: docs/kept-behaviour.md#uncalled-chassis
 AppResult CloudClient::ReconcileChassis(const std::string& managerDoc) {
   std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
   m_cfgCloud->GetConfiguredChassis(configured);

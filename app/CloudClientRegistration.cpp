@@ -63,6 +63,7 @@ AppResult CloudClient::GetManagerInstance(std::string& managerDoc) {
   HttpsResult result =
       m_httpsClient.GetAuthDocument(baseUrl + managersPath + "?uuid=" + uuid, body, header, token);
   if (result == kHttpsRedirect) {
+    // Kept: docs/kept-behaviour.md#location-is-a-path
     std::string location;
     if (FindLocation(header, location)) {
       body.clear();
@@ -76,6 +77,7 @@ AppResult CloudClient::GetManagerInstance(std::string& managerDoc) {
     managerDoc = body;
     return kAppOk;
   }
+  // Kept: docs/kept-behaviour.md#only-403-registers
   if (result == kHttpsForbidden) {
     m_cfgCloud->RemoveAllChassis();
     m_cfgCloud->SetXAuthToken("");
@@ -101,6 +103,7 @@ AppResult CloudClient::Register() {
   m_cfgCloud->GetKey(key);
   m_cfgCloud->GetUUID(uuid);
   m_cfgCloud->GetUnitName(unitName);
+  // Kept: docs/kept-behaviour.md#raw-query
   const std::string url =
       baseUrl + "/redfish/v1/Managers?setup_email=" + email + "&registration_key=" + key;
   std::string document;
@@ -125,6 +128,7 @@ AppResult CloudClient::Register() {
     __dlog_printf(3, kUnit, "%s: Success BUT missing x-auth-token. This is an error.", "Register");
     return kAppNotRegistered;
   }
+  // Kept: docs/kept-behaviour.md#unseen-save
   m_cfgCloud->SetXAuthToken(token);
   m_cfgCloud->Save();
   return kAppOk;
@@ -142,10 +146,11 @@ AppResult CloudClient::Unregister() {
   m_cfgCloud->GetUUID(uuid);
   AppResult result = kAppOk;
   if (m_httpsClient.DeleteResource(ManagerUrl(baseUrl, uuid), token) != kHttpsOk) {
-    // Deliberate: the message carries the token, in clear, and not the URL.
+    // Kept: docs/kept-behaviour.md#token-in-message
     __dlog_printf(3, kUnit, "%s: Failed to delete manager (%s)", "Unregister", token.c_str());
     result = kAppRequestFailed;
   }
+  // Kept: docs/kept-behaviour.md#forgets-anyway
   m_cfgCloud->SetXAuthToken("");
   if (m_cfgCloud->RemoveAllChassis() != 0) result = kAppConfigUnreadable;
   m_cfgCloud->Save();
@@ -159,6 +164,7 @@ AppResult CloudClient::GetAuthDocument(const std::string& path, std::string& jso
   std::string token;
   if (m_cfgCloud->GetXAuthToken(token) != 0) {
     __dlog_printf(3, kUnit, "%s: missing x-auth-token  -- not registered?", "GetAuthDocument");
+    // Kept: docs/kept-behaviour.md#no-token-succeeds
     return kAppOk;
   }
   std::string body;

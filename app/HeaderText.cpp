@@ -21,6 +21,7 @@ bool SameIgnoringCase(char a, char b) {
 
 }  // namespace
 
+// Kept: docs/kept-behaviour.md#header-as-text
 bool FindLocation(const std::string& header, std::string& value) {
   const std::string name = "Location:";
   const size_t found = header.find(name);
@@ -37,6 +38,7 @@ bool FindToken(const std::string& header, std::string& value) {
   if (found == header.end()) return false;
   const auto position = static_cast<size_t>(found - header.begin());
   value = UpToCr(From(header, position + name.size() + 1));  // the name and its colon
+  // Kept: docs/kept-behaviour.md#token-keeps-blanks
   const size_t start = value.find_first_not_of(kBlanks);
   if (start != std::string::npos) value.erase(0, start);
   return true;

@@ -3,6 +3,7 @@
 #include "app/CloudClient.h"
 
 // The application is destroyed also when an exception leaves it, which ends the process.
+// Kept: docs/kept-behaviour.md#thrown-answer-ends
 int main(int argc, char** argv) {
   const char* const path = argc > 0 ? argv[0] : "cloudclient";
   const char* const slash = strrchr(path, '/');

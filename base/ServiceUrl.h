@@ -7,6 +7,7 @@ namespace cloudclient {
 
 // URLs of the service that more than one place builds. Texts are joined as they are: nothing is
 // percent-encoded.
+// Kept: docs/kept-behaviour.md#raw-urls
 
 // The manager resource of the appliance.
 std::string ManagerUrl(const std::string& baseUrl, const std::string& uuid);

@@ -12,6 +12,7 @@ namespace {
 // An array and no string object, so that nothing initialised earlier can see it empty.
 const char kMessageIdPrefix[] = "Zarvel.GDD.";
 
+// Kept: docs/kept-behaviour.md#offset-without-colon
 std::string AlarmTimeText() { return LocalTimeText("%Y-%m-%dT%H:%M:%S%z", 80); }
 
 }  // namespace

@@ -7,8 +7,8 @@
 namespace cloudclient {
 
 // Severity of an alarm that is not active, as event documents are told apart by it. The platform
-// has a text of its own for its cleared state (LxVelEventUtil::TYPE_CLEARED_STRING); the two are
-// deliberately distinct.
+// has a text of its own for its cleared state (LxVelEventUtil::TYPE_CLEARED_STRING).
+// Kept: docs/kept-behaviour.md#two-cleared-words
 extern const char kSeverityCleared[];
 
 // One alarm or event of a managed device: a plain value, without a lock.

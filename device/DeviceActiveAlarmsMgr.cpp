@@ -24,6 +24,7 @@ int32_t DeviceActiveAlarmsMgr::FindActiveAlarmByEventId(uint32_t velId, uint32_t
   const AlarmTable* table = FindTable(velId);
   if (table == nullptr) return 0;
   for (const auto& [key, stored] : *table) {
+    // Kept: docs/kept-behaviour.md#first-module
     if (stored.GetEventId() == eventId) {
       messageId = key;
       alarm = stored;

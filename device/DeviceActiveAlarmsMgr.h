@@ -13,8 +13,8 @@ namespace cloudclient {
 // Remembers, for each device instance, the alarms reported to the service as active, so that a
 // repeated notification is told from a change of state. Nothing is persisted.
 //
-// Deliberately without a lock, although the poster thread and a reconciliation on the main thread
-// both use it.
+// Without a lock, although the poster thread and a reconciliation on the main thread both use it.
+// Kept: docs/kept-behaviour.md#unlocked-tracker
 class DeviceActiveAlarmsMgr {
  public:
   DeviceActiveAlarmsMgr();

@@ -33,7 +33,8 @@ constexpr int kPassSeconds = 5;
 
 constexpr uint16_t kDeviceLabelPoint = 4329;
 
-// Shared with the timer's thread, deliberately without lock or atomic.
+// Shared with the timer's thread, without lock or atomic.
+// Kept: docs/kept-behaviour.md#unlocked-flags
 bool g_alarmSyncRequested = false;
 
 // Passes of the checker in a row that found no proxy. No other thread reads or writes it.
@@ -47,6 +48,7 @@ struct DeviceMgr::PosterState {
   // Device instance to chassis identifier, built once a thread life.
   std::map<int32_t, std::string> chassis;
   // The chassis looked up last, whoever looked it up; changes of value go to it.
+  // Kept: docs/kept-behaviour.md#last-chassis
   std::string chassisId;
 };
 
@@ -103,6 +105,7 @@ void DeviceMgr::RegisterForDeviceDataChange(int velId) {
     __dlog_printf(3, kUnit, "%s: NULL pldProxy", "RegisterForDeviceDataChange");
     return;
   }
+  // Kept: docs/kept-behaviour.md#suppressed-registration
   if (g_registrationSuppressed != 0) return;
   m_pldProxy->RegisterEventNotification(EventCallback, 0, velId);
   m_pldProxy->RegisterCovNotification(CovCallback, 0, velId);
@@ -111,6 +114,7 @@ void DeviceMgr::RegisterForDeviceDataChange(int velId) {
 void DeviceMgr::EventCallback(int /*status*/, const LxPldEventNotification* notification) {
   if (notification->status != 0) return;
   DeviceEvent event = {};
+  // Kept: docs/kept-behaviour.md#device-0
   event.velId = notification->status;
   event.gddId = notification->gddId;
   event.module = notification->module;
@@ -153,6 +157,7 @@ void DeviceMgr::AddDeviceCOV(const LxPldCovNotification& notification) {
 }
 
 int32_t DeviceMgr::GetMaxModuleCountForPoint(unsigned int deviceId, unsigned int pointId) {
+  // Kept: docs/kept-behaviour.md#count-cached-for-good
   const auto cached = m_maxModuleCounts.find(pointId);
   if (cached != m_maxModuleCounts.end()) return cached->second;
   if (m_pldProxy == nullptr) return 0;
@@ -201,6 +206,7 @@ void DeviceMgr::RunChangeOfChecker() {
 bool DeviceMgr::PumpNotifications() {
   LxPldProxy* const proxy = m_pldProxy;
   if (proxy == nullptr) {
+    // Kept: docs/kept-behaviour.md#checker-gives-up
     ++g_proxyMissingCount;
     if (g_proxyMissingCount <= kMaxProxyMissing) return true;
     __dlog_printf(3, kUnit,
@@ -212,6 +218,7 @@ bool DeviceMgr::PumpNotifications() {
   g_proxyMissingCount = 0;
   int more = proxy->DispatchEvents();
   for (int calls = 0; more != 0 && calls < kMaxMoreEvents; ++calls) more = proxy->DispatchEvents();
+  // Kept: docs/kept-behaviour.md#unbounded-changes
   while (proxy->DispatchCovs() != 0) {
   }
   return true;
@@ -224,6 +231,7 @@ void* DeviceMgr::CloudPoster(void* /*argument*/) {
 
 void DeviceMgr::RunCloudPoster() {
   PosterState state;
+  // Kept: docs/kept-behaviour.md#poster-ends
   const int status = CloudCfg()->GetUUID(state.managerId);
   if (status != 0) {
     __dlog_printf(3, kUnit, "%s: Failed to get the manager instance (%u)", "CloudPoster",
@@ -236,6 +244,7 @@ void DeviceMgr::RunCloudPoster() {
       sleep(kPassSeconds);
       PosterPass(state);
       // The countdown is asked before the flag: a stop during the last pass still beats once.
+      // Kept: docs/kept-behaviour.md#last-beat
       if (countdown <= 0) break;
       if (!m_running) return;
     }
@@ -243,6 +252,7 @@ void DeviceMgr::RunCloudPoster() {
   }
 }
 
+// Kept: docs/kept-behaviour.md#chassis-map-once
 void DeviceMgr::WaitForChassis(PosterState& state) {
   while (m_running) {
     unsigned int count = 0;
@@ -313,7 +323,9 @@ void DeviceMgr::PostQueuedEvent(PosterState& state, const DeviceEvent& event) {
   }
   __dlog_printf(7, kUnit, "%s: Posting alarm for %d  state %s", "CloudPoster",
                 static_cast<int>(alarm.GetEventId()), alarm.GetSeverity().c_str());
+  // Kept: docs/kept-behaviour.md#no-second-post
   PostEventForAlarmToCloud(alarm, state.chassisId, state.managerId);
+  // Kept: docs/kept-behaviour.md#cleared-anyway
   if (alarm.GetSeverity() == kSeverityCleared) {
     m_activeAlarms.RemoveActiveAlarm(event.velId, alarm.GetMessageId());
   }
@@ -330,7 +342,8 @@ void DeviceMgr::ProcessQueuedCov(PosterState& state) {
     covs = m_deviceCovs;
     ClearCovs();
   }
-  // Deliberate: a pass delivers the change that was queued first and drops the others.
+  // A pass delivers the change that was queued first and drops the others.
+  // Kept: docs/kept-behaviour.md#first-change
   const DeviceCov& cov = covs.front();
   std::string label;
   if (m_pldProxy != nullptr) {
@@ -344,7 +357,8 @@ void DeviceMgr::ProcessQueuedCov(PosterState& state) {
 void DeviceMgr::ServeAlarmSyncRequest(PosterState& state) {
   std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
   CloudCfg()->GetConfiguredChassis(configured);
-  // Deliberate: each call synchronises all chassis, so that several are done several times.
+  // Each call synchronises all chassis, so that several are done several times.
+  // Kept: docs/kept-behaviour.md#all-chassis-each
   for (const auto& [id, chassis] : configured) {
     state.chassisId = id;
     int velId = 0;

@@ -46,8 +46,9 @@ struct DeviceCov {
 // Threads: the application's (set-up, Start, Stop, reconciliation), `CloudPoster`,
 // `ChangeOfCheckerThread` (on which the engine's callbacks run) and the platform timer's. Two
 // mutexes guard one queue each, are held only to append or to copy and clear, and never together.
-// The flags that the threads share, the module-count cache and the tracker are deliberately
-// without lock or atomic.
+// The flags that the threads share, the module-count cache and the tracker are without lock or
+// atomic.
+// Kept: docs/kept-behaviour.md#unlocked-flags
 class DeviceMgr {
  public:
   // The one instance, made by the first call. It does not destroy itself: the application deletes
@@ -71,8 +72,8 @@ class DeviceMgr {
   PatchMgr& GetPatchMgr() { return m_patchMgr; }
   LxTimerMgr& GetTimerMgr() { return m_timerMgr; }
 
-  // The queues. Locking returns the mutex's status; `HasEvents` and `HasCovs` are deliberately
-  // read without the mutex, everything else of a queue only under it.
+  // The queues. Locking returns the mutex's status; `HasEvents` and `HasCovs` are read without the
+  // mutex, everything else of a queue only under it.
   unsigned int LockEventList() { return m_eventMutex.Lock(); }
   unsigned int UnlockEventList() { return m_eventMutex.Unlock(); }
   unsigned int LockCovList() { return m_covMutex.Lock(); }
@@ -111,8 +112,8 @@ class DeviceMgr {
   void InitDeviceDataPaths(int velId, LxPldProxy* proxy);
   // Searches the device's data folder, then the folders above it, for `fileName`. 1 and its full
   // path in `path`; 0 when the device's product sequence identifier is unknown or empty, and when
-  // it begins with a full stop and the file is not found up to the server's folder. Deliberately
-  // does not return otherwise while the file is nowhere on the way up.
+  // it begins with a full stop and the file is not found up to the server's folder. Does not return
+  // otherwise while the file is nowhere on the way up.
   int32_t FindPath(int velId, std::string& path, const std::string& fileName);
 
   // Edits of a rendered document, as PatchMgr's.

@@ -51,6 +51,7 @@ void DeviceMgr::SyncAlarmsOfChassis(const std::string& chassisId,
                                     const cfg_cloud::CfgCloudChassis& chassis,
                                     const std::string& managerId) {
   std::vector<CloudAlarm> cloudAlarms;
+  // Kept: docs/kept-behaviour.md#failed-read-posts
   ReadAlarmsFromCloudForChassis(m_httpsClient, chassisId, cloudAlarms);
   int velId = 0;
   const int status = chassis.GetVelocityInstance(velId);
@@ -60,11 +61,14 @@ void DeviceMgr::SyncAlarmsOfChassis(const std::string& chassisId,
     return;
   }
   const FlagRaised inProgress(m_syncInProgress);
+  // Kept: docs/kept-behaviour.md#failed-query-clears
   GetDeviceActiveAlarms(velId);
+  // Kept: docs/kept-behaviour.md#two-second-wait
   sleep(2);  // the engine may answer on a thread of its own
   std::vector<DeviceEvent> deviceEvents;
   {
     const MutexGuard guard(m_eventMutex);
+    // Kept: docs/kept-behaviour.md#silent-skip
     if (guard.Status() != 0) return;
     deviceEvents = m_deviceEvents;
     ClearEvents();
@@ -77,6 +81,7 @@ void DeviceMgr::SyncAlarmsOfChassis(const std::string& chassisId,
   for (const CloudAlarm& cloudAlarm : cloudAlarms) {
     CloudAlarm cleared = cloudAlarm;
     cleared.SetState(kSeverityCleared);
+    // Kept: docs/kept-behaviour.md#tracked-after-sync
     PostEventForAlarmToCloud(cleared, chassisId, managerId);
   }
   __dlog_printf(7, kUnit, "%s: unprocessed device events (%u) that need posted", "SyncAlarms",
@@ -88,8 +93,8 @@ void DeviceMgr::SyncAlarmsOfChassis(const std::string& chassisId,
   }
 }
 
-// Deliberate: one pair at most is handled in a pass; what would have paired after it is cleared
-// and posted anew.
+// One pair at most is handled in a pass; what would have paired after it is cleared, then posted.
+// Kept: docs/kept-behaviour.md#one-pair
 void DeviceMgr::PairFirstAlarm(std::vector<CloudAlarm>& cloudAlarms,
                                std::vector<DeviceEvent>& deviceEvents, const std::string& chassisId,
                                const std::string& managerId) {

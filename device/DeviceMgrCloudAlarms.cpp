@@ -66,6 +66,7 @@ void DeviceMgr::ReadAlarmsFromCloudForChassis(HttpsClient* httpsClient, const st
     return;
   }
   if (tokenStatus != 0) return;
+  // Kept: docs/kept-behaviour.md#three-severities
   for (const char* severity : {"Fault", "Alarm", "Warning"}) {
     std::string listDocument;
     if (AskForEvents(severity, origin, httpsClient, listDocument, baseUrl, token)) {
@@ -154,6 +155,7 @@ bool DeviceMgr::InitCloudAlarmFromJson(const std::string& eventDocument, CloudAl
                   eventDocument.c_str());
     return false;
   }
+  // Kept: docs/kept-behaviour.md#clearing-is-event-258
   const auto eventId = Clamped<uint32_t>(LeadingNumber(identifier));
   const auto module = Clamped<int32_t>(LeadingNumber(argument));
   alarm.SetEventId(eventId, GetMaxModuleCountForPoint(0, eventId) == 1 ? -1 : module);
@@ -164,6 +166,7 @@ bool DeviceMgr::InitCloudAlarmFromJson(const std::string& eventDocument, CloudAl
   return true;
 }
 
+// Kept: docs/kept-behaviour.md#uncalled-readers
 void DeviceMgr::GetAlarmFromCloud(HttpsClient* httpsClient, const std::string& reference,
                                   std::vector<CloudAlarm>& alarms) {
   std::string baseUrl;

@@ -12,6 +12,7 @@ namespace cloudclient {
 namespace {
 
 // The event document. Values are inserted as they are, nothing is escaped.
+// Kept: docs/kept-behaviour.md#event-unescaped
 std::string EventDocument(const CloudAlarm& alarm, const std::string& chassisId, bool active) {
   std::string document = R"({ "MessageId": ")";
   if (active) {
@@ -66,6 +67,7 @@ void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::str
   }
 }
 
+// Kept: docs/kept-behaviour.md#clears-the-queue
 void DeviceMgr::ClearDeviceActiveAlarms() {
   const MutexGuard guard(m_eventMutex);
   if (guard.Status() != 0) {

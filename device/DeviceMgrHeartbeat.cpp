@@ -9,7 +9,8 @@ namespace cloudclient {
 namespace {
 
 // Seconds between two heartbeats as the document announces them. The poster thread's rhythm is
-// deliberately another one: 19 passes of 5 seconds.
+// another one: 19 passes of 5 seconds.
+// Kept: docs/kept-behaviour.md#heartbeat-rhythm
 constexpr int kHeartbeatInterval = 90;
 
 }  // namespace

@@ -12,7 +12,8 @@ constexpr char kUnit[] = "DeviceMgr";
 constexpr unsigned short kNoTodAlarm = 65535;
 
 // Identifier of the daily alarm. Written by the thread that arms it and by the timer's thread,
-// deliberately without lock or atomic.
+// without lock or atomic.
+// Kept: docs/kept-behaviour.md#unlocked-flags
 extern unsigned short g_todAlarmId;
 
 // While non-zero, nothing is registered for at the engine. Set by nothing.

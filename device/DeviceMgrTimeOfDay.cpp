@@ -56,7 +56,8 @@ void DeviceMgr::TimeOfDayAlarmCB(unsigned short alarmId, void* /*context*/) {
   __dlog_printf(5, kUnit, "%s: TOD Alarm(alarmid: %u) Expired %02d/%02d/%02d %02d:%02d:%02d",
                 "TimeOfDayAlarmCB", static_cast<unsigned int>(alarmId), now.tm_mon + 1, now.tm_mday,
                 now.tm_year + 1900, now.tm_hour, now.tm_min, now.tm_sec);
-  // Without a next alarm there is no new day either, deliberately.
+  // Without a next alarm there is no new day either.
+  // Kept: docs/kept-behaviour.md#no-next-alarm
   if (!mgr->ArmTimeOfDayAlarm("TimeOfDayAlarmCB")) return;
   PatchMgr& patch = mgr->m_patchMgr;
   Guarded([&] { patch.NewDayAccumulators(); });
@@ -99,8 +100,9 @@ int32_t DeviceMgr::FindPath(int velId, std::string& path, const std::string& fil
   for (const char c : sequence) folder += c == '.' ? '/' : c;
 
   // Only an empty sequence and one that begins with a full stop meet the base, which ends in a
-  // slash. Deliberately, any other search for a file that is nowhere on the way up never ends: its
-  // folder is empty then and stays so.
+  // slash. Any other search for a file that is nowhere on the way up never ends: its folder is
+  // empty then and stays so.
+  // Kept: docs/kept-behaviour.md#endless-search
   while (folder != kPldServerDir) {
     if (FolderHolds(folder, fileName)) {
       path = folder;

@@ -18,12 +18,14 @@ constexpr int kAttempts = 3;
 constexpr useconds_t kResolvePause = 300000;
 
 // What the answers of all requests are received into. Whatever an operation leaves here becomes
-// the front of a later answer: deliberately so.
+// the front of a later answer.
+// Kept: docs/kept-behaviour.md#uncleared-buffers
 std::string g_responseBody;
 std::string g_responseHeader;
 
 // libcurl's write callback. An answer for which there is no memory fails the transfer: an exception
 // must not pass through libcurl.
+// Kept: docs/kept-behaviour.md#no-answer-limit
 size_t ResponseSink(char* data, size_t size, size_t count, void* sink) noexcept {
   try {
     static_cast<std::string*>(sink)->append(data, size * count);
@@ -44,7 +46,8 @@ class Options {
     if (m_code == CURLE_OK) m_code = curl_easy_setopt(m_handle, option, value);
     return *this;
   }
-  // The same for an option whose refusal is deliberately not looked at.
+  // The same for an option whose refusal is not looked at.
+  // Kept: docs/kept-behaviour.md#unseen-options
   template <typename Value>
   Options& Try(CURLoption option, Value value) {
     static_assert(kIsPassedWhole<Value>);
@@ -59,6 +62,7 @@ class Options {
         .Set(CURLOPT_HEADERFUNCTION, &ResponseSink)
         .Set(CURLOPT_HEADERDATA, &g_responseHeader);
   }
+  // Kept: docs/kept-behaviour.md#no-certificate-check
   Options& WithoutVerification() {
     return Set(CURLOPT_SSL_VERIFYPEER, 0L).Set(CURLOPT_SSL_VERIFYHOST, 0L);
   }
@@ -87,7 +91,8 @@ class HeaderList {
     if (longer != nullptr) m_list = longer;
     return *this;
   }
-  // The appliance's own address, deliberately not the host of the URL.
+  // The appliance's own address, not the host of the URL.
+  // Kept: docs/kept-behaviour.md#own-host
   HeaderList& Host() {
     std::string address;
     orv_netutils::GetGlobalAddress(address);
@@ -114,6 +119,8 @@ CURLcode SetupRequest(CURL* handle, const std::string& url) {
 }
 
 // Performs a prepared transfer, and again while the host cannot be resolved.
+// Kept: docs/kept-behaviour.md#no-deadlines
+// Kept: docs/kept-behaviour.md#three-attempts
 CURLcode Perform(CURL* handle, void (*logUnresolved)()) {
   for (int attempt = 1;; ++attempt) {
     const CURLcode code = curl_easy_perform(handle);
@@ -139,6 +146,7 @@ void HandOut(std::string& responseBody, std::string& responseHeader) {
 
 // The same without the header block, which is cut off by its length. Throws std::out_of_range when
 // it is longer than everything received.
+// Kept: docs/kept-behaviour.md#cut-by-length
 void HandOutBody(std::string& responseBody, std::string& responseHeader) {
   HandOut(responseBody, responseHeader);
   responseBody = responseBody.substr(responseHeader.size());
@@ -147,6 +155,7 @@ void HandOutBody(std::string& responseBody, std::string& responseHeader) {
 }  // namespace
 
 // One request: holds the lock, and within it an easy handle of its own.
+// Kept: docs/kept-behaviour.md#one-at-a-time
 class HttpsClient::Request {
  public:
   explicit Request(HttpsClient& client)
@@ -176,6 +185,7 @@ HttpsResult HttpsClient::InitCurl(uint32_t& curlCode) {
 
 HttpsResult HttpsClient::OpenHandle() {
   if (!initialised) return kHttpsNoHandle;
+  // Kept: docs/kept-behaviour.md#new-handle
   handle = curl_easy_init();
   return handle == nullptr ? kHttpsNoHandle : kHttpsOk;
 }
@@ -197,6 +207,7 @@ HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& r
   HeaderList headers;
   headers.Host()
       .Add("Content-Type: application/json")
+      // Kept: docs/kept-behaviour.md#charset-line
       .Add("charset=utf-8")
       .Length(document)
       .AcceptJson();
@@ -206,7 +217,8 @@ HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& r
     __dlog_printf(3, kUnit, "%s: Failed to setup curl request", "PostJsonDocument");
     return kHttpsSetupFailed;
   }
-  // Nothing is sent, and deliberately no failure reported, when one of these is refused.
+  // Nothing is sent, and no failure reported, when one of these is refused.
+  // Kept: docs/kept-behaviour.md#unsent-succeeds
   if (options.HeaderSink().Refused()) return kHttpsOk;
 
   const CURLcode code =
@@ -223,6 +235,7 @@ HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& r
     __dlog_printf(3, kUnit, "%s: respCode: %ld  hdr: %s  resp: %s", "PostJsonDocument", status,
                   g_responseHeader.c_str(), g_responseBody.c_str());
   }
+  // Kept: docs/kept-behaviour.md#headers-in-body
   HandOut(responseBody, responseHeader);
   return accepted ? kHttpsOk : kHttpsPostRefused;
 }
@@ -251,7 +264,7 @@ HttpsResult HttpsClient::PatchResource(const std::string& url, const std::string
       .Set(CURLOPT_POSTFIELDS, document.c_str());
   if (options.Refused()) return kHttpsSetupFailed;
 
-  // The notice deliberately names DELETE.
+  // Kept: docs/kept-behaviour.md#patch-named-delete
   const CURLcode code =
       Perform(handle, [] { __dlog_printf(5, kUnit, "%s: DELETE DNS fail", "PatchResource"); });
   if (code != CURLE_OK) {
@@ -288,7 +301,8 @@ HttpsResult HttpsClient::GetAuthDocument(const std::string& url, std::string& re
   }
   HeaderList headers;
   headers.Host().AcceptJson().Token(token);
-  // Nothing is sent, and deliberately no failure reported, when the list is refused.
+  // Nothing is sent, and no failure reported, when the list is refused.
+  // Kept: docs/kept-behaviour.md#unsent-succeeds
   if (Options(handle).Set(CURLOPT_HTTPHEADER, headers.Get()).Refused()) return kHttpsOk;
   return PerformGet(handle, url, responseBody, responseHeader);
 }
@@ -334,6 +348,7 @@ HttpsResult HttpsClient::DeleteResource(const std::string& url, const std::strin
   const Request request(*this);
   if (request.Opened() != kHttpsOk) return request.Opened();
 
+  // Kept: docs/kept-behaviour.md#delete-to-output
   Options options(handle);
   options.Set(CURLOPT_URL, url.c_str()).WithoutVerification();
   HeaderList headers;
@@ -350,7 +365,7 @@ HttpsResult HttpsClient::DeleteResource(const std::string& url, const std::strin
     __dlog_printf(3, kUnit, "%s: Delete  failed (curlres: %u - %s)", "DeleteResource", Number(code),
                   curl_easy_strerror(code));
     __dlog_printf(3, kUnit, "%s: resource url: %s", "DeleteResource", url.c_str());
-    // The token in clear: deliberately so.
+    // Kept: docs/kept-behaviour.md#token-in-log
     __dlog_printf(3, kUnit, "%s: xauthtoken: %s", "DeleteResource", token.c_str());
     return kHttpsTransportFailed;
   }
@@ -358,12 +373,14 @@ HttpsResult HttpsClient::DeleteResource(const std::string& url, const std::strin
   if (status == 204) return kHttpsOk;
   __dlog_printf(3, kUnit, "%s: DELETE failed for url %s", "DeleteResource", url.c_str());
   // A DELETE fills no buffer: what is shown is what earlier requests left.
+  // Kept: docs/kept-behaviour.md#delete-shows-others
   __dlog_printf(3, kUnit, "%s: Delete  failed (http respCode %lu - hdr: %s\nresp: %s)",
                 "DeleteResource", static_cast<unsigned long>(status), g_responseHeader.c_str(),
                 g_responseBody.c_str());
   return kHttpsDeleteRefused;
 }
 
+// Kept: docs/kept-behaviour.md#flat-json-unescaped
 void BuildFlatJson(const std::map<std::string, std::string>& entries, std::string& text) {
   text = "{\n";
   const char* separator = "";

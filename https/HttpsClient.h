@@ -32,13 +32,14 @@ enum : HttpsResult {
 //
 // Every operation blocks for the whole exchange (no time-out is set), may be called from any
 // thread and holds `lock` throughout, so that requests go out one at a time; a lock that cannot be
-// had stops none of them, deliberately. URLs, documents and tokens are taken as they are. The
-// server's certificate is not verified.
+// had stops none of them. URLs, documents and tokens are taken as they are. The server's
+// certificate is not verified.
+// Kept: docs/kept-behaviour.md#unseen-lock
 //
 // Answers come back as two raw texts: the header block (every header line with its CR LF, the
 // blank line that ends it included) and the body. The operations share two buffers that only some
 // outcomes empty; what a PATCH or a failed transfer leaves in them, and a DELETE does not empty,
-// becomes the front of the next POST's or GET's answer. This is deliberate.
+// becomes the front of the next POST's or GET's answer.
 class HttpsClient {
  public:
   // Makes no libcurl call.
@@ -54,8 +55,8 @@ class HttpsClient {
 
   // POST of a JSON document. `responseBody` receives header block and body together. An empty
   // token sends no token header. On kHttpsPostRefused the answer is handed out all the same. Where
-  // libcurl refuses one of the last options, nothing is sent and, deliberately, kHttpsOk returned
-  // with the outputs untouched.
+  // libcurl refuses one of the last options, nothing is sent and kHttpsOk returned with the outputs
+  // untouched.
   HttpsResult PostJsonDocument(const std::string& url, std::string& responseBody,
                                std::string& responseHeader, const std::string& document,
                                const std::string& token);
@@ -66,9 +67,9 @@ class HttpsClient {
 
   // GET without a header of our own, and GET with the token. The outputs are assigned on kHttpsOk,
   // kHttpsForbidden and kHttpsRedirect (with an empty body), and untouched otherwise; also on the
-  // kHttpsOk that GetAuthDocument deliberately returns, without having sent anything, when libcurl
-  // refuses the header list. Throws std::out_of_range when the header block is longer than
-  // everything received; the outputs hold all of it then.
+  // kHttpsOk that GetAuthDocument returns, without having sent anything, when libcurl refuses the
+  // header list. Throws std::out_of_range when the header block is longer than everything received;
+  // the outputs hold all of it then.
   HttpsResult GetDocument(const std::string& url, std::string& responseBody,
                           std::string& responseHeader);
   HttpsResult GetAuthDocument(const std::string& url, std::string& responseBody,

@@ -63,8 +63,9 @@ constexpr int kQueryArgs = 5;
 // Turns changes of value of device points into documents for the service, as a map file tells.
 //
 // One object, owned by the device manager. It takes no lock: the map's tables change only while a
-// file brings keys that they lack, the id history and the accumulators are deliberately unguarded,
-// although the poster thread, the timer's thread and the main thread use them.
+// file brings keys that they lack, the id history and the accumulators are unguarded, although the
+// poster thread, the timer's thread and the main thread use them.
+// Kept: docs/kept-behaviour.md#unlocked-values
 class PatchMgr {
  public:
   typedef std::map<std::string, ResourceUrlEntry> ResourceTable;
@@ -123,8 +124,8 @@ class PatchMgr {
   std::string GetPatchDoc(int32_t deviceId, const ResourceUrlEntry& resource);
   // Replaces the first occurrence of each seven-day word by the kept days' extreme.
   void FillSevenDayValues(std::string& document);
-  // Replaces every temperature tag by its point's value in degrees Celsius. Deliberately does not
-  // return when the document ends in a tag.
+  // Replaces every temperature tag by its point's value in degrees Celsius. Never ends for a
+  // document that ends in a tag.
   void UpdateDocWithTempUomValues(int32_t deviceId, std::string& document);
   // Replaces the first occurrence of `tag` at or after `from` by `value`, or by "null" when that
   // is empty. An empty tag replaces nothing.

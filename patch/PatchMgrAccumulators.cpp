@@ -28,7 +28,8 @@ void TakeReading(uint16_t value, const std::string& text, uint16_t& low, std::st
   }
 }
 
-// The number in `text` times `factor`, cut to 16 bits: negatives are deliberately not clamped.
+// The number in `text` times `factor`, cut to 16 bits: negatives are not clamped.
+// Kept: docs/kept-behaviour.md#unclamped
 uint16_t Scaled(const std::string& text, uint32_t factor) {
   int32_t number = 0;
   LxStringUtils::ConvertStringToLong(text, number);
@@ -44,6 +45,7 @@ void PatchMgr::NewDayAccumulators() {
   m_accumulators.emplace(today, DayAccumulator());
   const time_t cutOff = today - kSevenDays;
   for (auto day = m_accumulators.begin(); day != m_accumulators.end();) {
+    // Kept: docs/kept-behaviour.md#seven-records
     if (day->first <= cutOff && m_accumulators.size() >= kFullTable) {
       day = m_accumulators.erase(day);
     } else {
@@ -55,6 +57,7 @@ void PatchMgr::NewDayAccumulators() {
 void PatchMgr::AccumulatorUpdate(time_t dayKey, uint16_t value, const PointPatchEntry& entry,
                                  int32_t deviceId) {
   const auto found = m_accumulators.find(dayKey);
+  // Kept: docs/kept-behaviour.md#lost-before-the-day
   if (found == m_accumulators.end()) {
     __dlog_printf(3, kUnit, "%s: Missing accumulator entry", "AccumulatorUpdate");
     return;
@@ -65,6 +68,7 @@ void PatchMgr::AccumulatorUpdate(time_t dayKey, uint16_t value, const PointPatch
     return;
   }
   // The text decides whether the reading counts, the notified value is what is compared.
+  // Kept: docs/kept-behaviour.md#notified-number
   int16_t converted = 0;
   if (!LxStringUtils::ConvertStringToInt16(text, converted)) {
     __dlog_printf(3, kUnit, "%s:  Invalid value string '%s' for accumulator point.",
@@ -82,6 +86,7 @@ void PatchMgr::AccumulatorUpdate(time_t dayKey, uint16_t value, const PointPatch
 
 void PatchMgr::FillSevenDayValues(std::string& document) {
   // A later day wins a tie. Without a day the texts stay empty and are written as null.
+  // Kept: docs/kept-behaviour.md#starting-values
   DayAccumulator extremes = {500, 0, "", "", 1100, 0, "", ""};
   for (const auto& entry : m_accumulators) {
     const DayAccumulator& day = entry.second;
@@ -123,6 +128,7 @@ void PatchMgr::NewDaySyncTempAccumulator(int32_t deviceId, HttpsClient* /*client
                   "NewDaySyncTempAccumulator", text.c_str());
     return;
   }
+  // Kept: docs/kept-behaviour.md#seed-replaces
   DayAccumulator& day = m_accumulators[GetDayKey()];
   day.lowTemp = day.highTemp = Scaled(text, factor);
   day.lowTempText = day.highTempText = text;
@@ -132,7 +138,7 @@ void PatchMgr::NewDaySyncHumAccumulator(int32_t deviceId, HttpsClient* /*client*
                                         LxPldProxy* proxy) {
   if (!FindAccumulatorPoint(m_humPoint, &PointPatchEntry::humAccum)) return;
   const uint32_t factor = ScaleOf(m_humPoint, deviceId, proxy);
-  // Deliberate: humidity is read by document name, whatever source the point has.
+  // Kept: docs/kept-behaviour.md#humidity-by-document
   const std::string text = GetPointValuePld(deviceId, m_humPoint.entry);
   if (!LxStringUtils::IsInteger(text)) {
     __dlog_printf(4, kUnit, "%s: Received invalid integer value for humidity:  %s",

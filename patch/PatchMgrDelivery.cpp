@@ -56,9 +56,11 @@ int32_t PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
                              const std::string& chassisId, const std::string& uuid,
                              const std::string& label) {
   const auto name = m_pointResources.find(pointId);
+  // Kept: docs/kept-behaviour.md#silent-unknown-point
   if (name == m_pointResources.end()) return kUnknownPoint;
   const auto found = m_resources.find(name->second);
-  // Deliberate: the reading of a point without a resource does not count for the day either.
+  // The reading of a point without a resource does not count for the day either.
+  // Kept: docs/kept-behaviour.md#no-resource-no-reading
   if (found == m_resources.end()) return 1;
   const ResourceUrlEntry resource = found->second;
   const PointPatchEntry entry = m_points.at(pointId);
@@ -66,6 +68,7 @@ int32_t PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
   if (entry.tempAccum || entry.humAccum) {
     AccumulatorUpdate(GetDayKey(), RawReading(value), entry, device);
   }
+  // Kept: docs/kept-behaviour.md#refused-patch-no-event
   if (SendResource(device, resource, client, chassisId, uuid) != 0) return 1;
   if (entry.msgid.empty()) return 0;
   const int32_t result = SendEventForPoint(device, pointId, extra, entry, client, chassisId, label);
@@ -85,6 +88,7 @@ void PatchMgr::SendAllResourcesToCloud(uint32_t deviceId, const std::string& cha
 }
 
 // Renders, edits and sends a resource's document. An empty document is sent all the same.
+// Kept: docs/kept-behaviour.md#empty-document
 int32_t PatchMgr::SendResource(uint16_t device, const ResourceUrlEntry& resource,
                                HttpsClient* client, const std::string& chassisId,
                                const std::string& uuid) {

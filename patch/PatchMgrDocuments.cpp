@@ -81,7 +81,8 @@ void PatchMgr::UpdateDocWithTempUomValues(int32_t deviceId, std::string& documen
     size_t end = digits;
     while (IsDigit(document[end])) ++end;
     if (end == document.size()) {
-      // Deliberate: the document stays as it is, the tag is found again, the loop does not end.
+      // The document stays as it is, the tag is found again, the loop does not end.
+      // Kept: docs/kept-behaviour.md#endless-tag
       position -= text.Close();
       __dlog_printf(3, kUnit, "%s: Found invalid UoM tag (%s) at position %d.  No point ID.",
                     "UpdateDocWithTempUomValues", kTempUomTag, static_cast<int>(position));
@@ -104,11 +105,13 @@ void PatchMgr::UpdateDocWithTempUomValues(int32_t deviceId, std::string& documen
 void PatchMgr::ReplaceTagWithValue(std::string& document, const std::string& tag,
                                    const std::string& value, size_t from) {
   if (tag.empty()) return;
+  // Kept: docs/kept-behaviour.md#first-word-only
   const size_t position = document.find(tag, from);
   if (position == std::string::npos) return;
   document.replace(position, tag.size(), value.empty() ? "null" : value);
 }
 
+// Kept: docs/kept-behaviour.md#uncalled-templates
 std::string PatchMgr::PatchValueSubstitute(const std::string& patchTemplate,
                                            const std::string& value) {
   std::string clean = value;

@@ -66,13 +66,15 @@ int32_t PatchMgr::InitIdToResAndPatchMaps(json_t* root, const std::string& /*pat
     if (std::string(name) == kResourceUrls) continue;
     size_t index;
     const json_t* element;
+    // Kept: docs/kept-behaviour.md#silent-map
     json_array_foreach(group, index, element) { AddPoint(element, name, result); }
   }
   return result;
 }
 
 // Adds one point description to the tables. A bad one sets `result`, but for an id that is no
-// number, which deliberately leaves it as it is.
+// number, which leaves it as it is.
+// Kept: docs/kept-behaviour.md#id-no-number
 void PatchMgr::AddPoint(const json_t* element, const char* resourceName, int32_t& result) {
   const json_t* const id = json_object_get(element, "id");
   if (id == nullptr) {
@@ -106,6 +108,7 @@ void PatchMgr::AddPoint(const json_t* element, const char* resourceName, int32_t
   entry.tempAccum = IsTrue(element, "7dayTempAccum");
   entry.humAccum = IsTrue(element, "7dayHumAccum");
   AddEventInfoToPatch(element, entry, pointId);
+  // Kept: docs/kept-behaviour.md#first-entry-stays
   m_pointResources.emplace(pointId, resourceName);
   m_points.emplace(pointId, entry);
 }
@@ -133,6 +136,7 @@ void PatchMgr::AddEventInfoToPatch(const json_t* element, PointPatchEntry& entry
 void PatchMgr::InitIdHistoryValues(int32_t deviceId, HttpsClient* /*client*/) {
   for (auto& [pointId, value] : m_idHistory) {
     const auto point = m_points.find(pointId);
+    // Kept: docs/kept-behaviour.md#history-by-document
     if (point != m_points.end()) value = DocumentValue(deviceId, point->second.arg2);
   }
 }

@@ -58,8 +58,8 @@ std::string PatchMgr::BuildEventMessage(uint32_t deviceId, int32_t pointId,
   size_t end = first;
   if (entry.numArgs > 1) {
     const size_t second = Placeholder(message, "%2");
-    // Deliberate: the position of the second placeholder is taken as the length of the part
-    // between the two.
+    // The position of the second placeholder is taken as the length of the part between the two.
+    // Kept: docs/kept-behaviour.md#second-position-as-length
     text += Tail(message, first + 2).substr(0, second);
     text += SecondArgument(deviceId, pointId, entry, value, arg2Out);
     end = second;
@@ -67,8 +67,9 @@ std::string PatchMgr::BuildEventMessage(uint32_t deviceId, int32_t pointId,
   return text + Tail(message, end + 2);
 }
 
-// What the message shows as its second argument. Deliberate: of the second type only "pld" counts,
+// What the message shows as its second argument. Of the second type only "pld" counts,
 // "pldQueryArgs" is asked of the first; any other shows the first value again and hands none out.
+// Kept: docs/kept-behaviour.md#second-by-first-type
 std::string PatchMgr::SecondArgument(uint32_t deviceId, int32_t pointId,
                                      const PointPatchEntry& entry, const std::string& first,
                                      std::string& arg2Out) {
@@ -98,6 +99,8 @@ int32_t PatchMgr::SendEventForPoint(uint32_t deviceId, int32_t pointId, uint16_t
   const JsonRef event(json_object());
   const JsonRef args(json_array());
   const JsonRef origin(json_object());
+  // Kept: docs/kept-behaviour.md#severity-unused
+  // Kept: docs/kept-behaviour.md#local-time-z
   const bool built = SetText(event.get(), "Severity", "MESSAGE") &&
                      SetText(event.get(), "Message", message) &&
                      SetText(event.get(), "MessageId", entry.msgid) &&
@@ -136,6 +139,7 @@ std::string PatchMgr::OriginOfPoint(int32_t pointId, const std::string& chassisI
 }
 
 // Posts a point event's document. A refused one is logged and counts as sent: it is not retried.
+// Kept: docs/kept-behaviour.md#event-counts-as-sent
 int32_t PatchMgr::PostPointEvent(const std::string& document, HttpsClient* client) {
   const cfg_cloud::CfgCloud* const cfg = CloudCfg();
   std::string baseUrl;
@@ -151,6 +155,7 @@ int32_t PatchMgr::PostPointEvent(const std::string& document, HttpsClient* clien
   const std::string uri = EventsUrl(baseUrl, uuid);
   __dlog_printf(7, kUnit, "%s: uri: %s ", "SendEventForPoint", uri.c_str());
   std::string token;
+  // Kept: docs/kept-behaviour.md#event-without-token
   if (cfg->GetXAuthToken(token) != 0) {
     __dlog_printf(3, kUnit, "%s: Failed to get xauthtoken", "SendEventForPoint");
   }

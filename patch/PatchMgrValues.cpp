@@ -15,8 +15,8 @@ namespace {
 
 const char kValuePage[] = "httpGetSet/httpGet.htm";
 
-// What a document that can't be had is worth. A failed query, deliberately unlike it, is worth
-// an empty text.
+// What a document that can't be had is worth. A failed query is worth an empty text.
+// Kept: docs/kept-behaviour.md#zero-or-nothing
 const char kNoValue[] = "0";
 
 }  // namespace
@@ -82,6 +82,7 @@ std::string PatchMgr::DocumentValue(int32_t deviceId, const std::string& name) {
 }
 
 // The point-value query: its arguments are cut to the engine's widths.
+// Kept: docs/kept-behaviour.md#sixteen-bits
 int PatchMgr::QueryPoint(std::string& text, int32_t deviceId, const int32_t (&args)[kQueryArgs]) {
   if (m_pldProxy == nullptr) return -1;
   return m_pldProxy->GetPointText(text, static_cast<uint16_t>(deviceId),

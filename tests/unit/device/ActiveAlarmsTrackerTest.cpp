@@ -184,5 +184,13 @@ TEST_F(Tracker, Goes_on_with_a_device_whose_last_alarm_went) {
   EXPECT_EQ(Get(0, "Zarvel.GDD.10"), "Fault");
 }
 
+TEST_F(Tracker, Takes_no_lock) {
+  Add(0, Alarm(10, -1, "Alarm"));
+  EXPECT_EQ(Find(0, 10), "Zarvel.GDD.10");
+  EXPECT_EQ(Get(0, "Zarvel.GDD.10"), "Alarm");
+  tracker.RemoveActiveAlarm(0, "Zarvel.GDD.10");
+  EXPECT_EQ(fakes::platform().mutexes.locks, 0);
+}
+
 }  // namespace
 }  // namespace cloudclient

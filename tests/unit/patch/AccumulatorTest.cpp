@@ -230,5 +230,22 @@ TEST_F(Accumulator, The_starting_values_themselves_are_extremes) {
   EXPECT_EQ(Extremes(), "+500 +500 +1100 +1100");
 }
 
+TEST_F(Accumulator, Days_and_old_values_take_no_lock) {
+  const auto before = platform().mutexes.locks;
+  patch.NewDayAccumulators();
+  Reads(210, "21", Temperature());
+  EXPECT_EQ(Today().highTempText, "21");
+  std::string document = "7dayhightemp";
+  patch.FillSevenDayValues(document);
+  EXPECT_EQ(document, "21");
+  PointPatchEntry entry;
+  entry.numArgs = 1;
+  entry.arg1Type = "old";
+  std::string arg1;
+  std::string arg2;
+  patch.BuildEventMessage(1, 1201, entry, arg1, arg2);
+  EXPECT_EQ(platform().mutexes.locks, before);
+}
+
 }  // namespace
 }  // namespace patch_test

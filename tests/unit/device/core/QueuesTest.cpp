@@ -253,6 +253,17 @@ TEST_F(Instance, Queues_are_asked_whether_they_hold_something_without_a_lock) {
   mgr->UnlockEventList();
 }
 
+TEST_F(Instance, Flags_and_module_counts_take_no_lock) {
+  cloudclient::DeviceMgr::SetAlarmSyncRequested(true);
+  EXPECT_TRUE(cloudclient::DeviceMgr::IsAlarmSyncRequested());
+  EXPECT_FALSE(mgr->IsRunning());
+  EXPECT_FALSE(mgr->IsSyncInProgress());
+  engine.HasModules(1201, 3);
+  EXPECT_EQ(mgr->GetMaxModuleCountForPoint(0, 1201), 3);
+  EXPECT_EQ(mgr->GetMaxModuleCountForPoint(0, 1201), 3);
+  EXPECT_EQ(platform.mutexes.locks, 0);
+}
+
 TEST_F(CovQueue, Drops_the_change_when_it_cannot_be_locked) {
   platform.mutexes.lockStatusOf[1] = 22;
   mgr->AddDeviceCOV(Change(1201).notification);
