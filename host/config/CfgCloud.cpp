@@ -1,3 +1,4 @@
+// The cloud section: its values, its chassis, a fresh UUID.
 #include <sys/random.h>
 
 #include <cerrno>

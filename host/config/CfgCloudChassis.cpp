@@ -1,3 +1,4 @@
+// One configured chassis.
 #include "platform/config/CfgCloudChassis.h"
 
 namespace cfg_cloud {

@@ -1,3 +1,4 @@
+// Reading a file that holds one JSON object.
 #include "host/config/ConfigFile.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// One configuration file: its values in memory, reading it again, saving it.
 #include "host/config/ConfigStore.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Noticing that somebody wrote a configuration file.
 #include "host/config/ConfigWatch.h"
 
 #include <sys/inotify.h>

@@ -1,28 +1,10 @@
+// The keys of the configuration files, and the process's stores of them.
 #include "host/config/Configuration.h"
 
-#include "host/config/CfgCloudHost.h"
-#include "host/config/SysInfoHost.h"
 #include "host/util/Paths.h"
-#include "platform/config/LxAppCfg.h"
 #include "platform/util/LocalPath.h"
 
 namespace host {
-namespace {
-
-class Factory : public orv_cfgserver::LxAppCfgFactory {
- public:
-  orv_cfgserver::LxAppCfg* GetCfg(const std::string& configurationSet) override {
-    if (configurationSet == cfg_cloud::CfgCloud::CONFIGURATION_SET) return &m_cloud;
-    if (configurationSet == cfg_sysinfo::LxCfgSysInfo::CONFIGURATION_SET) return &m_sysInfo;
-    return nullptr;
-  }
-
- private:
-  CfgCloudHost m_cloud{CloudStore()};
-  SysInfoHost m_sysInfo{SysInfoStore()};
-};
-
-}  // namespace
 
 std::vector<ConfigStore::Key> CloudKeys() {
   using Type = ConfigStore::Type;
@@ -47,8 +29,3 @@ ConfigStore& SysInfoStore() {
 }
 
 }  // namespace host
-
-orv_cfgserver::LxAppCfgFactory* orv_cfgserver::LxAppCfgFactory::GetInstance() {
-  static auto* factory = new host::Factory;
-  return factory;
-}

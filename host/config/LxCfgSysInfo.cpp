@@ -1,3 +1,4 @@
+// The system information.
 #include "platform/config/LxCfgSysInfo.h"
 
 #include "host/config/Configuration.h"

@@ -1,3 +1,4 @@
+// Requests of the control socket and their answers.
 #include "host/device/ControlProtocol.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The control socket: its file, its clients, lines in and out.
 #include "host/device/ControlSocket.h"
 
 #include <sys/socket.h>

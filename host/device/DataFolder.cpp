@@ -1,3 +1,4 @@
+// Where a device's pages and data files are looked for.
 #include "host/device/DataFolder.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// Values of points, states of events, rules, and the notifications that wait.
 #include "host/device/DeviceEngine.h"
 
 #include <algorithm>

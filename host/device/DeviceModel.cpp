@@ -1,3 +1,4 @@
+// Reading the device's file, and what is wrong with it.
 #include "host/device/DeviceModel.h"
 
 #include <cstring>

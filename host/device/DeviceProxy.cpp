@@ -1,8 +1,5 @@
+// The daemon's questions to the device, answered by the engine.
 #include "host/device/DeviceProxy.h"
-
-#include "host/config/Configuration.h"
-#include "host/device/Pages.h"
-#include "platform/pld/PldQueryWorker.h"
 
 namespace host {
 namespace {
@@ -71,10 +68,3 @@ void DeviceProxy::SequenceId::ConvertPsiToStr(std::string& text) const {
 }
 
 }  // namespace host
-
-std::string PldQueryWorker::GetDocument(LxPldProxy* proxy, const std::string& query,
-                                        const std::string& page, int /*velId*/) {
-  const auto* device = dynamic_cast<host::DeviceProxy*>(proxy);
-  if (device == nullptr) return "";
-  return host::GetPage(device->Engine(), host::CloudStore().Text(host::kUuid), query, page);
-}

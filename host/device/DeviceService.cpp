@@ -1,3 +1,4 @@
+// Engine, sources and control socket of the device, started and stopped together.
 #include "host/device/DeviceService.h"
 
 #include "host/device/ControlProtocol.h"

@@ -1,3 +1,4 @@
+// Pages: the marks in them replaced by values.
 #include "host/device/Pages.h"
 
 #include <cerrno>

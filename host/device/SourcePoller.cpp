@@ -1,3 +1,4 @@
+// Values of points that come from files, read on a thread of their own.
 #include "host/device/SourcePoller.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// What the process runs beside the application, and the delivery of changed configuration.
 #include "host/framework/AppFramework.h"
 
 #include <malloc.h>

@@ -1,3 +1,4 @@
+// --help and --version.
 #include "host/framework/CommandLine.h"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// The version that the program was built as.
 #include "platform/framework/KyrosInfo.h"
 
 struct KyrosInfo::Impl {

@@ -1,3 +1,4 @@
+// The application's life: start, work steps, stop.
 #include "platform/framework/LxBaseApp.h"
 
 #include "host/framework/AppFramework.h"

@@ -1,3 +1,4 @@
+// The one instance, its readiness, and handlers that do nothing.
 #include "platform/framework/LxBaseKyrosApp.h"
 
 #include <atomic>

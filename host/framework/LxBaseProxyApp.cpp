@@ -1,3 +1,4 @@
+// The application with a managed device.
 #include "platform/framework/LxBaseProxyApp.h"
 
 #include "host/framework/AppFramework.h"

@@ -1,3 +1,4 @@
+// Messages to the service manager, and its watchdog.
 #include "host/framework/NotifySocket.h"
 
 #include <sys/socket.h>

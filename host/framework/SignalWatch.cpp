@@ -1,3 +1,4 @@
+// Signals: stop, end at once, read the configuration again.
 #include "host/framework/SignalWatch.h"
 
 #include <signal.h>

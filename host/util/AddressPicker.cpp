@@ -1,3 +1,4 @@
+// Which of the machine's addresses is the appliance's.
 #include "host/util/AddressPicker.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+// The monotonic clock.
 #ifndef HOST_UTIL_CLOCK_H_
 #define HOST_UTIL_CLOCK_H_
 

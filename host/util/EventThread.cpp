@@ -1,3 +1,4 @@
+// The event loop, and the thread that runs it.
 #include "host/util/EventThread.h"
 
 #include <sys/eventfd.h>

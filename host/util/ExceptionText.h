@@ -1,3 +1,4 @@
+// The text of the exception at hand.
 #ifndef HOST_UTIL_EXCEPTIONTEXT_H_
 #define HOST_UTIL_EXCEPTIONTEXT_H_
 

@@ -1,3 +1,4 @@
+// Reading, replacing and locking files; making folders.
 #include "host/util/Files.h"
 
 #include <dirent.h>

@@ -1,3 +1,4 @@
+// Lines to a descriptor that perhaps nobody reads.
 #include "host/util/LineWriter.h"
 
 #include <fcntl.h>

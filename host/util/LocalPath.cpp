@@ -1,3 +1,4 @@
+// Where a path of the appliance lies on this machine.
 #include "platform/util/LocalPath.h"
 
 #include <cstdlib>

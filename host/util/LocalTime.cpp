@@ -1,3 +1,4 @@
+// Local times, also around a change of the zone's offset.
 #include "host/util/LocalTime.h"
 
 namespace host {

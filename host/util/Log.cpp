@@ -1,19 +1,14 @@
+// Lines of the log, and the newest messages kept for whoever asks.
 #include "host/util/Log.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <mutex>
-#include <string>
 #include <utility>
 
-#include "host/util/LineWriter.h"
 #include "host/util/LocalTime.h"
 #include "host/util/Secrets.h"
 
@@ -21,53 +16,10 @@ namespace host {
 namespace {
 
 constexpr int kDefaultLevel = 5;
-// Signals and the service manager's watchdog wait behind a line of the event thread.
-constexpr int kLongestWaitMs = 500;
 constexpr int kLowestKeptLevel = 3;
 constexpr int kHighestKeptLevel = 4;
 constexpr size_t kMostKept = 20;
 constexpr size_t kLongestKept = 1000;
-
-struct Settings {
-  int level;
-  bool journal;
-};
-
-struct timespec Now() {
-  struct timespec now = {};
-  clock_gettime(CLOCK_REALTIME, &now);
-  return now;
-}
-
-void Print(const Settings& settings, const struct timespec& now, int level, const char* unit,
-           const std::string& text) {
-  static auto* const writer =
-      new LineWriter(STDERR_FILENO, kLongestWaitMs, [journal = settings.journal](auto lost) {
-        return LogLine(
-            Now(), 4, "Host",
-            "standard error took no lines for a while; missing here: " + std::to_string(lost),
-            journal);
-      });
-  writer->Write(LogLine(now, level, unit, text, settings.journal));
-}
-
-Settings ReadSettings() {
-  bool valid = true;
-  const char* variable = std::getenv("CLOUDCLIENT_LOG_LEVEL");
-  Settings settings = {LogLevel(variable, valid),
-                       IsJournal(std::getenv("JOURNAL_STREAM"), STDERR_FILENO)};
-  if (!valid) {
-    Print(settings, Now(), 4, "Host",
-          std::string("CLOUDCLIENT_LOG_LEVEL is \"") + variable +
-              "\", not a level from 3 to 7; 5 is used");
-  }
-  return settings;
-}
-
-const Settings& TheSettings() {
-  static const Settings settings = ReadSettings();
-  return settings;
-}
 
 struct Recent {
   std::mutex mutex;
@@ -86,34 +38,6 @@ std::string Beginning(const std::string& text) {
   size_t end = kLongestKept;
   while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
   return text.substr(0, end);
-}
-
-void Keep(const struct timespec& now, int level, const char* unit, const std::string& text) {
-  LogMessage message = {LogTime(now), level, EscapeControls(unit),
-                        EscapeControls(Beginning(WithoutSecrets(text)))};
-  Recent& recent = TheRecent();
-  std::lock_guard<std::mutex> guard(recent.mutex);
-  if (recent.messages.size() == kMostKept) recent.messages.pop_front();
-  recent.messages.push_back(std::move(message));
-}
-
-std::string Formatted(const char* format, va_list arguments) {
-  char buffer[1024];
-  va_list again;
-  va_copy(again, arguments);
-  int length = vsnprintf(buffer, sizeof(buffer), format, arguments);
-  std::string text;
-  if (length < 0) {
-    text = format;
-  } else if (static_cast<size_t>(length) < sizeof(buffer)) {
-    text.assign(buffer, static_cast<size_t>(length));
-  } else {
-    text.resize(static_cast<size_t>(length) + 1);
-    vsnprintf(&text[0], text.size(), format, again);
-    text.pop_back();
-  }
-  va_end(again);
-  return text;
 }
 
 }  // namespace
@@ -157,6 +81,17 @@ std::string LogLine(const struct timespec& now, int level, const char* unit,
   return head + EscapeControls(unit) + " " + EscapeControls(text) + "\n";
 }
 
+bool IsKept(int level) { return level >= kLowestKeptLevel && level <= kHighestKeptLevel; }
+
+void KeepMessage(const struct timespec& now, int level, const char* unit, const std::string& text) {
+  LogMessage message = {LogTime(now), level, EscapeControls(unit),
+                        EscapeControls(Beginning(WithoutSecrets(text)))};
+  Recent& recent = TheRecent();
+  std::lock_guard<std::mutex> guard(recent.mutex);
+  if (recent.messages.size() == kMostKept) recent.messages.pop_front();
+  recent.messages.push_back(std::move(message));
+}
+
 std::vector<LogMessage> RecentMessages() {
   Recent& recent = TheRecent();
   std::lock_guard<std::mutex> guard(recent.mutex);
@@ -176,25 +111,3 @@ bool IsJournal(const char* variable, int fd) {
 }
 
 }  // namespace host
-
-void __dlog_printf(int level, const char* unit, const char* format, ...) {
-  const int savedErrno = errno;
-  va_list arguments;
-  va_start(arguments, format);
-  try {
-    const host::Settings& settings = host::TheSettings();
-    const bool printed = level <= settings.level;
-    const bool kept = level >= host::kLowestKeptLevel && level <= host::kHighestKeptLevel;
-    if (printed || kept) {
-      errno = savedErrno;  // "%m" of the caller's
-      const std::string text = host::Formatted(format, arguments);
-      const struct timespec now = host::Now();
-      if (kept) host::Keep(now, level, unit, text);
-      if (printed) host::Print(settings, now, level, unit, text);
-    }
-  } catch (...) {
-    // Out of memory: this line is lost, its caller is not.
-  }
-  va_end(arguments);
-  errno = savedErrno;
-}

@@ -25,6 +25,12 @@ struct LogMessage {
   std::string text;  // escaped, without secrets, its first 1,000 bytes
 };
 
+// Whether messages of that level are kept for `RecentMessages`.
+bool IsKept(int level);
+
+// Keeps a message, in place of the oldest one. Any thread.
+void KeepMessage(const struct timespec& now, int level, const char* unit, const std::string& text);
+
 // The newest 20 messages of levels 3 and 4, printed or not, oldest first. Any thread.
 std::vector<LogMessage> RecentMessages();
 

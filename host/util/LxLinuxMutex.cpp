@@ -1,3 +1,4 @@
+// A mutex that reports misuse.
 #include "platform/util/LxLinuxMutex.h"
 
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// Splitting texts and reading numbers.
 #include "platform/util/LxStringUtils.h"
 
 #include <limits>

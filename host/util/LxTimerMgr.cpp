@@ -1,3 +1,4 @@
+// Alarms for a time of day, and the thread that waits for them.
 #include "platform/util/LxTimerMgr.h"
 
 #include <poll.h>

@@ -1,3 +1,4 @@
+// The appliance's own address, looked up and kept for a while.
 #include "platform/util/NetUtils.h"
 
 #include <ifaddrs.h>

@@ -1,3 +1,4 @@
+// Decimal numbers and their texts.
 #include "host/util/Numbers.h"
 
 #include <cmath>

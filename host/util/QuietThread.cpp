@@ -1,3 +1,4 @@
+// Starting a thread that takes no signals.
 #include "host/util/QuietThread.h"
 
 #include <pthread.h>

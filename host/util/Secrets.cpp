@@ -1,3 +1,4 @@
+// Texts that messages mask.
 #include "host/util/Secrets.h"
 
 #include <algorithm>

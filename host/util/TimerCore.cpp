@@ -1,3 +1,4 @@
+// Which alarm is due, and which was armed for another day.
 #include "host/util/TimerCore.h"
 
 #include <algorithm>

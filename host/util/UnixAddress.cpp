@@ -1,3 +1,4 @@
+// Addresses of socket files, long paths included.
 #include "host/util/UnixAddress.h"
 
 #include <fcntl.h>

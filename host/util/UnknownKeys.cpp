@@ -1,3 +1,4 @@
+// Keys that nobody knows, and which ones were perhaps meant.
 #include "host/util/UnknownKeys.h"
 
 #include <algorithm>
