@@ -1,3 +1,4 @@
+// What is read out of an answer's header block.
 #include "app/HeaderText.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The program: makes the application and runs it.
 #include <cstring>
 
 #include "app/CloudClient.h"

@@ -1,3 +1,4 @@
+// The configuration objects of the daemon.
 #include "base/CloudCfg.h"
 
 namespace cloudclient {

@@ -1,3 +1,4 @@
+// Texts out of JSON values.
 #include "base/JsonText.h"
 
 namespace cloudclient {

@@ -1,3 +1,4 @@
+// Local times in the machine's zone of now.
 #include "base/LocalTime.h"
 
 namespace cloudclient {

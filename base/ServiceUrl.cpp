@@ -1,3 +1,4 @@
+// URLs of the service.
 #include "base/ServiceUrl.h"
 
 namespace cloudclient {

@@ -1,3 +1,4 @@
+// One alarm: its identifier and the times of its states.
 #include "device/CloudAlarm.h"
 
 #include "base/LocalTime.h"

@@ -1,3 +1,4 @@
+// The tracker: which alarms were posted as active.
 #include "device/DeviceActiveAlarmsMgr.h"
 
 namespace cloudclient {

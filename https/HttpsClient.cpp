@@ -1,3 +1,4 @@
+// The transport: requests, their options and header lines, attempts, results.
 #include "https/HttpsClient.h"
 
 #include <unistd.h>

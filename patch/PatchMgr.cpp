@@ -1,3 +1,4 @@
+// Making and unmaking; each concern has a source of its own.
 #include "patch/PatchMgr.h"
 
 namespace cloudclient {
