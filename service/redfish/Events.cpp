@@ -145,9 +145,9 @@ Response RedfishService::ListEvents(const Call& call) {
   filter.cleared = ClearedOf(call.target);
   filter.severity = call.target.Value("Severity");
   const bool filtered = filter.chassis || filter.cleared || filter.severity;
-  if (filtered && !call.query.Empty()) {
+  if (filtered && (!call.query.Empty() || call.target.Value("after"))) {
     throw Refusal(400, {"QueryCombinationInvalid", {}},
-                  "A filtered list takes none of the options that begin with $.");
+                  "A filtered list takes neither \"after\" nor the options that begin with $.");
   }
   if (!filtered) return JsonResponse(200, EventsView(call));
   Json list = Json::array();
@@ -155,19 +155,31 @@ Response RedfishService::ListEvents(const Call& call) {
   return JsonResponse(200, list);
 }
 
+// A page leads to the next by its last event, which nothing that comes or goes meanwhile moves.
 Json RedfishService::EventsView(const Call& call) {
-  const std::string& owner = call.owner->uuid;
-  const auto list = [&](const Page& page) {
-    std::vector<std::string> paths;
-    const auto first = static_cast<std::int64_t>(page.first);
-    const auto count = static_cast<std::int64_t>(page.end - page.first);
-    for (const std::int64_t id : m_store.ListEvents(owner, first, count)) {
-      paths.push_back(EventPath(id));
+  EventPage page;
+  page.manager = call.owner->uuid;
+  const auto count = static_cast<std::size_t>(m_store.CountEvents(page.manager));
+  if (const auto after = call.target.Value("after")) {
+    if (call.query.skip) {
+      throw Refusal(400, {"QueryCombinationInvalid", {}}, "\"after\" goes without $skip.");
     }
-    return paths;
-  };
-  const auto count = static_cast<std::size_t>(m_store.CountEvents(owner));
-  return CollectionView(kEvents, types::kEventCollection, "Events", count, list, call.query);
+    page.after = AfterOf(*after);
+  } else {
+    page.skip = static_cast<std::int64_t>(PageOf(call.query, count).first);
+  }
+  const std::size_t size = PageSize(call.query);
+  page.limit = static_cast<std::int64_t>(size) + 1;
+  std::vector<std::int64_t> ids = m_store.ListEventPage(page);
+  const bool more = ids.size() > size;
+  ids.resize(std::min(ids.size(), size));
+  std::vector<std::string> paths;
+  paths.reserve(ids.size());
+  for (const std::int64_t id : ids) paths.push_back(EventPath(id));
+  // An empty page leads nowhere, least of all to itself.
+  const std::string next =
+      more && !ids.empty() ? PageAt(call.query, "after=" + std::to_string(ids.back())) : "";
+  return CollectionPage(kEvents, types::kEventCollection, "Events", count, paths, next);
 }
 
 Response RedfishService::GetEvent(const Call& call) {

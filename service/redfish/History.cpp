@@ -21,16 +21,6 @@ constexpr std::size_t kOwnDocument = 4;
 constexpr std::size_t kHistorySegments = 2;
 const std::string kType = std::string("#") + types::kHistory;
 
-std::int64_t CheckedAfter(const std::string& text) {
-  constexpr std::size_t kMaxDigits = 18;
-  if (text.empty() || text.size() > kMaxDigits ||
-      text.find_first_not_of("0123456789") != std::string::npos) {
-    throw Refusal(400, {"QueryParameterValueTypeError", {text, "after"}},
-                  "\"after\" is no whole number from 0.");
-  }
-  return std::stoll(text);
-}
-
 Refusal BadQuery(const std::string& text) { return {400, {"QueryCombinationInvalid", {}}, text}; }
 
 HistoryQuery CheckedQuery(const Target& target) {
@@ -48,7 +38,7 @@ HistoryQuery CheckedQuery(const Target& target) {
   }
   if (query.member && query.member->empty()) throw BadQuery("\"member\" is empty.");
   if (after && !query.member) throw BadQuery("\"after\" goes with \"member\".");
-  if (after) query.after = CheckedAfter(*after);
+  if (after) query.after = AfterOf(*after);
   return query;
 }
 

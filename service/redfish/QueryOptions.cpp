@@ -195,6 +195,10 @@ QueryOptions ParseQueryOptions(const Target& target) {
   return query;
 }
 
+std::size_t PageSize(const QueryOptions& query) {
+  return std::min(query.top.value_or(kMaxMembers), kMaxMembers);
+}
+
 Page PageOf(const QueryOptions& query, std::size_t count) {
   const std::size_t first = query.skip.value_or(0);
   if (first > count) {
@@ -202,16 +206,28 @@ Page PageOf(const QueryOptions& query, std::size_t count) {
     throw Refusal(400, {"QueryParameterOutOfRange", {std::to_string(first), "$skip", range}},
                   "The collection has " + std::to_string(count) + " members, $skip leads beyond.");
   }
-  const std::size_t wanted = std::min(query.top.value_or(kMaxMembers), kMaxMembers);
-  return {first, first + std::min(wanted, count - first)};
+  return {first, first + std::min(PageSize(query), count - first)};
 }
 
 std::string NextPage(const QueryOptions& query, const Page& page, std::size_t count) {
   // An empty page leads nowhere, least of all to itself.
   if (page.end == count || page.end == page.first) return "";
-  std::string next = "$skip=" + std::to_string(page.end);
-  if (query.top) next += "&$top=" + std::to_string(*query.top);
-  return next + query.others;
+  return PageAt(query, "$skip=" + std::to_string(page.end));
+}
+
+std::string PageAt(const QueryOptions& query, const std::string& place) {
+  const std::string top = query.top ? "&$top=" + std::to_string(*query.top) : "";
+  return place + top + query.others;
+}
+
+std::int64_t AfterOf(const std::string& text) {
+  constexpr std::size_t kMaxDigits = 18;
+  if (text.empty() || text.size() > kMaxDigits ||
+      text.find_first_not_of("0123456789") != std::string::npos) {
+    throw Refusal(400, {"QueryParameterValueTypeError", {text, "after"}},
+                  "\"after\" is no whole number from 0.");
+  }
+  return std::stoll(text);
 }
 
 Json Expanded(const Json& document, const QueryOptions& query,

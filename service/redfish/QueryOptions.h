@@ -38,6 +38,9 @@ struct QueryOptions {
 // Throws Refusal: 501 for an option that is not known here, 400 for a value that is none.
 QueryOptions ParseQueryOptions(const Target& target);
 
+// Members on a page, unless no more are left.
+std::size_t PageSize(const QueryOptions& query);
+
 // Which of `count` members a collection shows: those from `first` on, up to `end`. Throws Refusal
 // (400) when $skip leads beyond them.
 struct Page {
@@ -47,6 +50,12 @@ struct Page {
 Page PageOf(const QueryOptions& query, std::size_t count);
 // The query of the page that follows, with the same options; empty when none does.
 std::string NextPage(const QueryOptions& query, const Page& page, std::size_t count);
+// The same of a page that begins where `place` ("NAME=VALUE") says.
+std::string PageAt(const QueryOptions& query, const std::string& place);
+
+// The identifier that an "after" of a query has, which a link to a next page gave. Throws Refusal
+// (400) for what is none.
+std::int64_t AfterOf(const std::string& text);
 
 // The document with every link that the query's $expand means replaced by what it leads to. `fetch`
 // gives the document at a path, or null when there is none. Throws Refusal (507) when it becomes

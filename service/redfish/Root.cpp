@@ -72,31 +72,28 @@ Response RedfishService::ListSessions(const Call& call) {
       200, CollectionView(kSessions, types::kSessionCollection, "Sessions", {}, call.query));
 }
 
-Json CollectionView(const std::string& path, const char* type, const std::string& name,
-                    std::size_t count,
-                    const std::function<std::vector<std::string>(const Page& page)>& list,
-                    const QueryOptions& query) {
-  const Page page = PageOf(query, count);
-  Json shown = Json::array();
-  for (const std::string& member : list(page)) shown.push_back(Reference(member));
+Json CollectionPage(const std::string& path, const char* type, const std::string& name,
+                    std::size_t count, const std::vector<std::string>& shown,
+                    const std::string& next) {
+  Json members = Json::array();
+  for (const std::string& member : shown) members.push_back(Reference(member));
   Json view = {{"@odata.id", path},
                {"@odata.type", std::string("#") + type},
                {"Name", name},
-               {"Members", shown},
+               {"Members", std::move(members)},
                {"Members@odata.count", count}};
-  const std::string next = NextPage(query, page, count);
   if (!next.empty()) view["Members@odata.nextLink"] = path + "?" + next;
   return view;
 }
 
 Json CollectionView(const std::string& path, const char* type, const std::string& name,
                     const std::vector<std::string>& members, const QueryOptions& query) {
-  const auto list = [&](const Page& page) {
-    const auto from = members.begin();
-    return std::vector<std::string>(from + static_cast<std::ptrdiff_t>(page.first),
-                                    from + static_cast<std::ptrdiff_t>(page.end));
-  };
-  return CollectionView(path, type, name, members.size(), list, query);
+  const Page page = PageOf(query, members.size());
+  const auto from = members.begin();
+  return CollectionPage(path, type, name, members.size(),
+                        {from + static_cast<std::ptrdiff_t>(page.first),
+                         from + static_cast<std::ptrdiff_t>(page.end)},
+                        NextPage(query, page, members.size()));
 }
 
 }  // namespace cloudservice

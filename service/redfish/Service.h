@@ -180,11 +180,11 @@ Response JsonResponse(unsigned status, const Json& document);
 Response CreatedResponse(const Json& document);
 // 204.
 Response DoneResponse();
-// A collection of `count` members, of which `list` gives the paths of a part.
-Json CollectionView(const std::string& path, const char* type, const std::string& name,
-                    std::size_t count,
-                    const std::function<std::vector<std::string>(const Page& page)>& list,
-                    const QueryOptions& query);
+// A page of a collection of `count` members: those at the paths `shown`. `next` is the query of the
+// page that follows; empty: none does.
+Json CollectionPage(const std::string& path, const char* type, const std::string& name,
+                    std::size_t count, const std::vector<std::string>& shown,
+                    const std::string& next);
 // A collection of the members at these paths, of which the query of the call may want a part.
 Json CollectionView(const std::string& path, const char* type, const std::string& name,
                     const std::vector<std::string>& members, const QueryOptions& query);

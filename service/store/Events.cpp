@@ -22,8 +22,9 @@ const Sql kAddToAlarmCounts(
     "UPDATE manager SET faults = faults + ?, alarms = alarms + ?, warnings = warnings + ? "
     "WHERE uuid = ?");
 
-const Sql kCountEvents("SELECT count(*) FROM event WHERE manager = ?");
-const Sql kPage("SELECT id FROM event WHERE manager = ? ORDER BY id LIMIT ? OFFSET ?");
+const Sql kCountEvents("SELECT events FROM manager WHERE uuid = ?");
+const Sql kEventPage(
+    "SELECT id FROM event WHERE manager = ? AND id > ? ORDER BY id LIMIT ? OFFSET ?");
 const Sql kOfAll(
     "SELECT id FROM event WHERE manager = ?1 AND (?3 IS NULL OR severity = ?3) ORDER BY id");
 const Sql kOfChassis(
@@ -151,10 +152,9 @@ std::int64_t Store::CountEvents(const std::string& manager) {
   return select.Step() ? select.Number(0) : 0;
 }
 
-std::vector<std::int64_t> Store::ListEvents(const std::string& manager, std::int64_t first,
-                                            std::int64_t count) {
-  Statement select(m_database, kPage);
-  select.Bind(manager).Bind(count).Bind(first);
+std::vector<std::int64_t> Store::ListEventPage(const EventPage& page) {
+  Statement select(m_database, kEventPage);
+  select.Bind(page.manager).Bind(page.after).Bind(page.limit).Bind(page.skip);
   return Identifiers(select);
 }
 

@@ -185,6 +185,16 @@ UPDATE manager SET (faults, alarms, warnings) = (
   FROM chassis CROSS JOIN alarm ON alarm.chassis = chassis.id AND alarm.closed IS NULL
   WHERE chassis.manager = manager.uuid);
 
+-- How many of the events are its own: a page of their list says it.
+ALTER TABLE manager ADD COLUMN events INTEGER NOT NULL DEFAULT 0;
+UPDATE manager SET events = (SELECT count(*) FROM event WHERE event.manager = manager.uuid);
+CREATE TRIGGER event_comes AFTER INSERT ON event BEGIN
+  UPDATE manager SET events = events + 1 WHERE uuid = new.manager;
+END;
+CREATE TRIGGER event_goes AFTER DELETE ON event BEGIN
+  UPDATE manager SET events = events - 1 WHERE uuid = old.manager;
+END;
+
 -- When the appliance becomes late, and offline, unless a heartbeat comes.
 ALTER TABLE manager ADD COLUMN late_at INTEGER AS
   (coalesce(heartbeat_last, registered) + 2 * coalesce(heartbeat_interval, 120)) VIRTUAL;

@@ -234,6 +234,14 @@ class Store {
   void Listen(Listener listener) { m_listener = std::move(listener); }
   // A number that is another one when another process has changed the database.
   std::int64_t ForeignChanges();
+// A part of all events of a manager.
+struct EventPage {
+  std::string manager;
+  std::int64_t after = 0;  // the identifier after which it begins
+  std::int64_t skip = 0;   // how many it leaves out there
+  std::int64_t limit = 0;
+};
+
 
   // Throws when the database cannot be read, and when it could not take the last change.
   void Check();
@@ -291,10 +299,9 @@ class Store {
   std::optional<EventRecord> FindEvent(const std::string& manager, std::int64_t id);
   // The identifiers, oldest first.
   std::vector<std::int64_t> ListEvents(const EventFilter& filter);
-  // The same of all events: how many there are, and up to `count` from the one at `first` on.
+  std::vector<std::int64_t> ListEventPage(const EventPage& page);
+  // All that the manager has.
   std::int64_t CountEvents(const std::string& manager);
-  std::vector<std::int64_t> ListEvents(const std::string& manager, std::int64_t first,
-                                       std::int64_t count);
 
   std::optional<AccountRecord> FindAccount(const std::string& email);
   // In order of their addresses.

@@ -416,6 +416,21 @@ TEST_F(Fleet, Is_listed_in_every_order_with_equals_by_their_names) {
   EXPECT_EQ(store.CountAppliances(all), 4);
 }
 
+TEST_F(Fleet, Events_are_counted_as_they_come_and_go) {
+  EXPECT_EQ(store.CountEvents("u"), 0);
+  Raise("c", "1", "Fault");
+  store.AddManager({"v", "n", "{}", 1, {}}, "2");
+  store.AddEvent({0, "v", "", "m", "s", "{}", 1}, AlarmEffect::kNone, "");
+  store.AddEvent({0, "v", "", "m", "s", "{}", 9}, AlarmEffect::kNone, "");
+  EXPECT_EQ(store.CountEvents("u"), 1);
+  EXPECT_EQ(store.CountEvents("v"), 2);
+  EXPECT_FALSE(store.RemoveOld(2, 2, 9));
+  EXPECT_EQ(store.CountEvents("u"), 1);
+  EXPECT_EQ(store.CountEvents("v"), 1);
+  store.AddManager({"v", "n", "{}", 1, {}}, "2");
+  EXPECT_EQ(store.CountEvents("v"), 0);
+}
+
 TEST_F(Fleet, Is_filtered_by_state_severity_and_text) {
   store.AddRegistrationKey("Olga@b", "hash", false, 1);
   store.AddManager({"v",
