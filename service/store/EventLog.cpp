@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "service/store/Store.h"
 
@@ -18,15 +20,25 @@ const std::string kStillOpen =
     "AND alarm.message_id = event.message_id AND alarm.closed IS NULL "
     "AND alarm.opening <= event.id)";
 
-// Newest first, before an event; conditions that are null let everything through.
-const Sql kLog(
-    "SELECT id, manager, chassis, message_id, severity, document, received, kind, "
-    "kind = 0 AND NOT open FROM (SELECT *, " +
-    kKind + " AS kind, " + kStillOpen +
-    " AS open FROM event WHERE manager = ?1 AND id < ?2) "
-    "WHERE (?3 IS NULL OR kind = ?3) AND (?4 IS NULL OR lower(severity) = lower(?4)) "
-    "AND (?5 IS NULL OR received >= ?5) AND (?6 IS NULL OR received < ?6) "
-    "ORDER BY id DESC LIMIT ?7");
+// Newest first; conditions that are null let everything through. The order of arrival and that of
+// the times are one, unless the clock was set back.
+std::string LogSql(const std::string& part, const std::string& order) {
+  return "SELECT id, manager, chassis, message_id, severity, document, received, kind, "
+         "kind = 0 AND NOT open FROM (SELECT *, " +
+         kKind + " AS kind, " + kStillOpen + " AS open FROM event WHERE manager = ?1 AND " + part +
+         ") WHERE (?2 IS NULL OR kind = ?2) AND (?3 IS NULL OR lower(severity) = lower(?3)) "
+         "ORDER BY " +
+         order + " LIMIT ?4";
+}
+
+// Before an event.
+const Sql kLog(LogSql("id < ?5", "id DESC"));
+// From a time on and before a place.
+const Sql kLogOfTime(LogSql("received >= ?5 AND (received, id) < (?6, ?7)",
+                            "received DESC, id DESC"));
+// The event itself, or what was next to it when it is gone.
+const Sql kReceived(
+    "SELECT received FROM event WHERE manager = ? AND id <= ? ORDER BY id DESC LIMIT 1");
 
 const Sql kOpenAlarms(
     "SELECT alarm.id, alarm.event, alarm.chassis, alarm.message_id, alarm.severity, "
@@ -35,18 +47,36 @@ const Sql kOpenAlarms(
     "CROSS JOIN event ON event.id = alarm.event "
     "WHERE chassis.manager = ? ORDER BY alarm.id DESC");
 
+using Bounds = std::numeric_limits<std::int64_t>;
+
+// Where an event stands in a stretch of time: when it was received, and its identifier.
+using LogPlace = std::pair<std::int64_t, std::int64_t>;
+
+// What the events that the filter wants stand before; none: there are no such events.
+std::optional<LogPlace> EndOf(Database& database, const LogFilter& filter) {
+  const LogPlace until = {filter.until.value_or(Bounds::max()), 0};
+  if (!filter.before) return until;
+  Statement select(database, kReceived);
+  select.Bind(filter.manager).Bind(*filter.before);
+  if (!select.Step()) return std::nullopt;
+  return std::min(until, LogPlace(select.Number(0), *filter.before));
+}
+
 }  // namespace
 
 std::vector<LoggedEvent> Store::ListLog(const LogFilter& filter) {
-  constexpr std::int64_t kNewest = std::numeric_limits<std::int64_t>::max();
-  Statement select(m_database, kLog);
+  const bool timed = filter.since || filter.until;
+  Statement select(m_database, timed ? kLogOfTime : kLog);
   std::optional<std::int64_t> kind;
   if (filter.kind) kind = static_cast<std::int64_t>(*filter.kind);
-  select.Bind(filter.manager)
-      .Bind(filter.before.value_or(kNewest))
-      .Bind(kind)
-      .Bind(filter.severity);
-  select.Bind(filter.since).Bind(filter.until).Bind(filter.limit);
+  select.Bind(filter.manager).Bind(kind).Bind(filter.severity).Bind(filter.limit);
+  if (timed) {
+    const std::optional<LogPlace> end = EndOf(m_database, filter);
+    if (!end) return {};
+    select.Bind(filter.since.value_or(Bounds::min())).Bind(end->first).Bind(end->second);
+  } else {
+    select.Bind(filter.before.value_or(Bounds::max()));
+  }
   std::vector<LoggedEvent> log;
   while (select.Step()) {
     LoggedEvent entry;

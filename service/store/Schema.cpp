@@ -185,6 +185,8 @@ UPDATE manager SET (faults, alarms, warnings) = (
   FROM chassis CROSS JOIN alarm ON alarm.chassis = chassis.id AND alarm.closed IS NULL
   WHERE chassis.manager = manager.uuid);
 
+-- The log, and stretches of time in it.
+CREATE INDEX event_manager_received ON event (manager, received);
 -- How many of the events are its own: a page of their list says it.
 ALTER TABLE manager ADD COLUMN events INTEGER NOT NULL DEFAULT 0;
 UPDATE manager SET events = (SELECT count(*) FROM event WHERE event.manager = manager.uuid);

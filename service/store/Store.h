@@ -167,14 +167,15 @@ struct LoggedEvent {
   bool cleared = false;  // of an alarm event: its alarm is no longer open
 };
 
-// Newest first.
+// Newest first: by arrival, with `since` or `until` by the time of it. Both are one order unless
+// the clock was set back.
 struct LogFilter {
   std::string manager;
   std::optional<EventKind> kind;
   std::optional<std::string> severity;  // in any case of letters
   std::optional<std::int64_t> since;    // received then or later
   std::optional<std::int64_t> until;    // received earlier
-  std::optional<std::int64_t> before;   // with a smaller identifier
+  std::optional<std::int64_t> before;   // those that follow the one of this identifier
   std::int64_t limit = 0;
 };
 

@@ -328,6 +328,7 @@ class Fleet : public StoreOnDisk {
   }
 
   Store store{file};
+  Database database{file};
 };
 
 TEST_F(Fleet, Open_alarms_are_counted_as_they_come_change_and_go) {
@@ -429,6 +430,66 @@ TEST_F(Fleet, Events_are_counted_as_they_come_and_go) {
   EXPECT_EQ(store.CountEvents("v"), 1);
   store.AddManager({"v", "n", "{}", 1, {}}, "2");
   EXPECT_EQ(store.CountEvents("v"), 0);
+}
+
+// The log of manager "u" with events that were received at these times.
+class EventLog : public Fleet {
+ protected:
+  void Receive(const std::vector<std::int64_t>& times) {
+    for (const std::int64_t time : times) {
+      store.AddEvent({0, "u", "", "m", "s", "{}", time}, AlarmEffect::kNone, "");
+    }
+  }
+  static LogFilter Between(std::optional<std::int64_t> since, std::optional<std::int64_t> until) {
+    LogFilter filter;
+    filter.manager = "u";
+    filter.since = since;
+    filter.until = until;
+    filter.limit = 99;
+    return filter;
+  }
+  std::vector<std::int64_t> Logged(const LogFilter& filter) {
+    std::vector<std::int64_t> ids;
+    for (const LoggedEvent& entry : store.ListLog(filter)) ids.push_back(entry.event.id);
+    return ids;
+  }
+};
+
+TEST_F(EventLog, Stretch_of_time_begins_at_its_first_second_and_ends_before_its_last) {
+  Receive({10, 20, 20, 30});
+  EXPECT_THAT(Logged(Between({}, {})), ElementsAre(4, 3, 2, 1));
+  EXPECT_THAT(Logged(Between(20, {})), ElementsAre(4, 3, 2));
+  EXPECT_THAT(Logged(Between(21, {})), ElementsAre(4));
+  EXPECT_THAT(Logged(Between({}, 20)), ElementsAre(1));
+  EXPECT_THAT(Logged(Between({}, 21)), ElementsAre(3, 2, 1));
+  EXPECT_THAT(Logged(Between(20, 30)), ElementsAre(3, 2));
+  EXPECT_THAT(Logged(Between(30, 20)), IsEmpty());
+  EXPECT_THAT(Logged(Between(31, {})), IsEmpty());
+}
+
+TEST_F(EventLog, Clock_that_was_set_back_loses_no_event_of_a_stretch_of_time) {
+  Receive({100, 200, 50, 150, 60});
+  EXPECT_THAT(Logged(Between({}, {})), ElementsAre(5, 4, 3, 2, 1)) << "in the order of arrival";
+  EXPECT_THAT(Logged(Between(55, 160)), ElementsAre(4, 1, 5)) << "in that of the times";
+  LogFilter page = Between(0, 500);
+  page.limit = 2;
+  std::vector<std::int64_t> seen;
+  for (auto ids = Logged(page); !ids.empty(); ids = Logged(page)) {
+    seen.insert(seen.end(), ids.begin(), ids.end());
+    page.before = ids.back();
+  }
+  EXPECT_THAT(seen, ElementsAre(2, 4, 1, 5, 3));
+}
+
+TEST_F(EventLog, Page_of_a_stretch_of_time_follows_an_event_that_went) {
+  Receive({10, 20, 20, 20, 30});
+  LogFilter page = Between(5, {});
+  page.before = 3;
+  database.Execute("DELETE FROM event WHERE id = 3");
+  EXPECT_THAT(Logged(page), ElementsAre(2, 1));
+  page.before = 1;
+  database.Execute("DELETE FROM event WHERE id = 1");
+  EXPECT_THAT(Logged(page), IsEmpty());
 }
 
 TEST_F(Fleet, Is_filtered_by_state_severity_and_text) {
