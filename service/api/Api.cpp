@@ -80,7 +80,7 @@ const std::vector<OperatorApi::Route>& OperatorApi::Routes() {
       {"GET",
        {"appliances"},
        kOperator,
-       {"q", "state", "severity", "sort", "limit", "offset"},
+       {"q", "state", "severity", "sort", "limit", "offset", "after"},
        &A::ListAppliances},
       {"GET", {"appliances", "*"}, kOperator, {}, &A::GetAppliance},
       {"GET", {"appliances", "*", "alarms"}, kOperator, {}, &A::ListAlarms},

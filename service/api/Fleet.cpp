@@ -19,24 +19,64 @@ std::optional<T> NumberedOf(const Query& query, const char* name,
   return static_cast<T>(std::find(words.begin(), words.end(), *word) - words.begin());
 }
 
-FleetFilter FilterOf(const Query& query, std::int64_t now) {
-  static const std::vector<std::string> kSorts = {"name", "state", "alarms", "lastHeartbeat",
-                                                  "registered"};
+// "after" is what an answer gave as "next": the order, and the place in it.
+constexpr const char* kNoPlace = "\"after\" is no \"next\" of a list in this order.";
+
+std::string PlaceText(const std::string& sort, const FleetPlace& place) {
+  Json text = Json::array({sort});
+  for (const std::int64_t rank : place.ranks) text.push_back(rank);
+  text.push_back(place.label);
+  text.push_back(place.uuid);
+  return CompactText(text);
+}
+
+FleetPlace ParsePlace(const std::string& text, const std::string& sort, const FleetFilter& filter) {
+  const Json parts = Json::parse(text, nullptr, false);
+  FleetPlace place = PlaceOf({}, filter);
+  const std::size_t ranks = place.ranks.size();
+  if (!parts.is_array() || parts.size() != ranks + 3 || parts[0] != sort ||
+      !parts[ranks + 1].is_string() || !parts[ranks + 2].is_string()) {
+    throw ApiError(400, kNoPlace);
+  }
+  for (std::size_t i = 0; i < ranks; ++i) {
+    if (!parts[i + 1].is_number_integer()) throw ApiError(400, kNoPlace);
+    place.ranks[i] = parts[i + 1].get<std::int64_t>();
+  }
+  const bool by_state = filter.sort == FleetFilter::Sort::kState;
+  const auto states = static_cast<std::int64_t>(kStateNames.size());
+  if (by_state && (place.ranks[0] < 0 || place.ranks[0] >= states)) throw ApiError(400, kNoPlace);
+  place.label = parts[ranks + 1].get<std::string>();
+  place.uuid = parts[ranks + 2].get<std::string>();
+  return place;
+}
+
+// With a - in front where it descends.
+std::string SortOf(const Query& query) {
   static const std::vector<std::string> kDirections = {
       "name",    "-name",         "state",          "-state",     "alarms",
       "-alarms", "lastHeartbeat", "-lastHeartbeat", "registered", "-registered"};
+  return query.OneOf("sort", kDirections).value_or("name");
+}
+
+FleetFilter FilterOf(const Query& query, std::int64_t now) {
+  static const std::vector<std::string> kSorts = {"name", "state", "alarms", "lastHeartbeat",
+                                                  "registered"};
   FleetFilter filter;
   filter.now = now;
   filter.text = query.Sought();
   filter.state = NumberedOf<State>(query, "state", kStateNames);
   filter.severity = NumberedOf<Severity>(query, "severity", kSeverityNames);
-  std::string sort = query.OneOf("sort", kDirections).value_or("name");
+  const std::string sort = SortOf(query);
   filter.descending = sort.front() == '-';
-  if (filter.descending) sort.erase(0, 1);
-  filter.sort = static_cast<FleetFilter::Sort>(std::find(kSorts.begin(), kSorts.end(), sort) -
-                                               kSorts.begin());
+  const auto known =
+      std::find(kSorts.begin(), kSorts.end(), sort.substr(filter.descending ? 1 : 0));
+  filter.sort = static_cast<FleetFilter::Sort>(known - kSorts.begin());
   filter.limit = query.Limit();
   filter.offset = query.Number("offset", 0, kMaxOffset).value_or(0);
+  if (const auto after = query.Text("after")) {
+    if (filter.offset > 0) throw ApiError(400, "\"after\" goes without \"offset\".");
+    filter.after = ParsePlace(*after, sort, filter);
+  }
   return filter;
 }
 
@@ -55,15 +95,23 @@ ApplianceRecord OperatorApi::FindAppliance(const std::string& uuid) {
 }
 
 Response OperatorApi::ListAppliances(const Call& call) {
-  const FleetFilter filter = FilterOf(call.query, m_clock());
+  FleetFilter filter = FilterOf(call.query, m_clock());
+  const auto limit = static_cast<std::size_t>(filter.limit++);
+  std::vector<ApplianceRecord> appliances = m_store.ListAppliances(filter);
+  Json next;
+  if (appliances.size() > limit) {
+    appliances.resize(limit);
+    next = PlaceText(SortOf(call.query), PlaceOf(appliances.back(), filter));
+  }
   Json items = Json::array();
-  for (const ApplianceRecord& appliance : m_store.ListAppliances(filter)) {
+  for (const ApplianceRecord& appliance : appliances) {
     items.push_back(ApplianceView(appliance, filter.now));
   }
   return ApiAnswer(200, {{"total", m_store.CountAppliances(filter)},
                          {"counts", StatesView(m_store.CountStates(filter.now))},
                          {"alarms", CountsView(m_store.CountTotals().alarms)},
-                         {"items", std::move(items)}});
+                         {"items", std::move(items)},
+                         {"next", std::move(next)}});
 }
 
 Response OperatorApi::GetAppliance(const Call& call) {

@@ -26,13 +26,6 @@ std::string TextOf(const Json& object, const char* name) {
   return text.is_string() ? text.get<std::string>() : "";
 }
 
-State StateOf(const ApplianceRecord& appliance, std::int64_t now) {
-  const std::int64_t last = appliance.heartbeat.last.value_or(appliance.registered);
-  const std::int64_t interval = appliance.heartbeat.interval.value_or(kFirstInterval);
-  if (now >= last + kOfflineFactor * interval) return State::kOffline;
-  return now >= last + kLateFactor * interval ? State::kLate : State::kAlive;
-}
-
 // The instant that an event's own time names. A bare Z is no offset: appliances write local time
 // before it.
 Json CreatedTime(const Json& created) {

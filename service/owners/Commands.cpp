@@ -31,11 +31,20 @@ void AddAccount(Store& store, const Options& options, const Clock& clock, std::i
   if (!options.secret_from_input) out << "registration key: " << key << "\n";
 }
 
+void ShowAccount(const AccountRecord& account, std::ostream& out) {
+  out << Printable(account.email) << "  " << Counted(account.keys, "key", "keys") << ", "
+      << Counted(account.managers, "appliance", "appliances") << ", since "
+      << UtcTime(account.created) << "\n";
+}
+
 void ListAccounts(Store& store, std::ostream& out) {
-  for (const AccountRecord& account : store.ListAccounts()) {
-    out << Printable(account.email) << "  " << Counted(account.keys, "key", "keys") << ", "
-        << Counted(account.managers, "appliance", "appliances") << ", since "
-        << UtcTime(account.created) << "\n";
+  constexpr std::int64_t kAtOnce = 1000;
+  std::string last;
+  for (;;) {
+    const std::vector<AccountRecord> accounts = store.ListAccounts(last, kAtOnce);
+    if (accounts.empty()) return;
+    for (const AccountRecord& account : accounts) ShowAccount(account, out);
+    last = accounts.back().email;
   }
 }
 

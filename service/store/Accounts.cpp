@@ -8,9 +8,9 @@ const std::string kAccount =
     "SELECT id, email, created, "
     "(SELECT count(*) FROM registration_key WHERE account = account.id), "
     "(SELECT count(*) FROM manager WHERE account = account.id) FROM account ";
-const Sql kAllAccounts(kAccount + "ORDER BY email");
+const Sql kAccountsBehind(kAccount + "WHERE email > ? ORDER BY email LIMIT ?");
 const Sql kAccountByEmail(kAccount + "WHERE email = ?");
-const Sql kAnyKey("SELECT 1 FROM registration_key LIMIT 1");
+const Sql kAnyKey("SELECT 1 FROM registration_key ORDER BY id LIMIT 1");
 const Sql kKeys("SELECT hash FROM registration_key WHERE account = ? ORDER BY id");
 const Sql kAddAccount("INSERT INTO account (email, created) VALUES (?, ?) ON CONFLICT DO NOTHING");
 const Sql kDeleteKeys(
@@ -35,8 +35,9 @@ std::optional<AccountRecord> Store::FindAccount(const std::string& email) {
   return ReadAccount(select);
 }
 
-std::vector<AccountRecord> Store::ListAccounts() {
-  Statement select(m_database, kAllAccounts);
+std::vector<AccountRecord> Store::ListAccounts(const std::string& after, std::int64_t limit) {
+  Statement select(m_database, kAccountsBehind);
+  select.Bind(after).Bind(limit);
   std::vector<AccountRecord> accounts;
   while (select.Step()) accounts.push_back(ReadAccount(select));
   return accounts;

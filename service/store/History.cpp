@@ -22,7 +22,7 @@ const Sql kValues(
     "WHERE member = (SELECT id FROM member WHERE path = ? AND name = ? AND manager = ?) "
     "AND reading.id > ? AND time >= ? ORDER BY reading.id LIMIT ?");
 
-const Sql kTakeBack("UPDATE manager SET heartbeat_last = ?1 WHERE heartbeat_last > ?1");
+const Sql kTakeBack("UPDATE manager SET heartbeat_last = ?1 WHERE heard_at > ?1");
 const Sql kDropReadings(
     "DELETE FROM reading WHERE id IN (SELECT id FROM reading WHERE time < ? LIMIT ?) "
     "RETURNING member");

@@ -4,12 +4,13 @@ namespace cloudservice {
 
 namespace {
 
-const Sql kAny("SELECT 1 FROM manager LIMIT 1");
+const Sql kAny("SELECT 1 FROM manager ORDER BY uuid LIMIT 1");
 const Sql kTotals(
     "SELECT count(*), coalesce(sum(faults), 0), coalesce(sum(alarms), 0), "
-    "coalesce(sum(warnings), 0), (SELECT count(*) FROM chassis) FROM manager");
+    "coalesce(sum(warnings), 0), (SELECT count(*) FROM chassis), coalesce(sum(faults > 0), 0), "
+    "coalesce(sum(alarms > 0), 0), coalesce(sum(warnings > 0), 0) FROM manager");
 const Sql kSilentAndOffline(
-    "SELECT (SELECT count(*) FROM manager WHERE heartbeat_last IS NULL), "
+    "SELECT (SELECT count(*) FROM manager WHERE heard_at < 0), "
     "(SELECT count(*) FROM manager WHERE offline_at <= ? AND heartbeat_last IS NOT NULL), "
     "(SELECT page_count * page_size FROM pragma_page_count, pragma_page_size)");
 
@@ -29,6 +30,7 @@ const Totals& Store::CountTotals() {
   totals.managers = select.Number(0);
   totals.alarms = {select.Number(1), select.Number(2), select.Number(3)};
   totals.chassis = select.Number(4);
+  totals.alarmed = {select.Number(5), select.Number(6), select.Number(7)};
   m_totals_foreign = foreign;
   return m_totals.emplace(totals);
 }

@@ -19,8 +19,8 @@ const Sql kPutManagerDocument(
     "INSERT INTO manager_document (manager, document) VALUES (?, ?) ON CONFLICT (manager) "
     "DO UPDATE SET document = excluded.document");
 const Sql kChangeShown(
-    "UPDATE manager SET label = coalesce(nullif(?, ''), name), model = ?, serial = ?, "
-    "firmware = ?, changed = ? WHERE uuid = ?");
+    "UPDATE manager SET label = substr(coalesce(nullif(?, ''), name), 1, 200), model = ?, "
+    "serial = ?, firmware = ?, changed = ? WHERE uuid = ?");
 const Sql kAddHeartbeat(
     "UPDATE manager SET heartbeat_count = heartbeat_count + 1, heartbeat_last = ?, "
     "heartbeat_interval = ?, address = coalesce(nullif(?, ''), address) "

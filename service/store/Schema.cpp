@@ -154,8 +154,9 @@ CREATE TABLE manager_document (
 INSERT INTO manager_document SELECT uuid, document FROM manager;
 ALTER TABLE manager DROP COLUMN document;
 
--- What lists show of the document; the label is the manager's own name where it has none there.
-ALTER TABLE manager ADD COLUMN label TEXT NOT NULL DEFAULT '';
+-- What lists show of the document; the label is the manager's own name where it has none there, as
+-- much of it as a link to the next page of a list can carry.
+ALTER TABLE manager ADD COLUMN label TEXT COLLATE NOCASE NOT NULL DEFAULT '';
 ALTER TABLE manager ADD COLUMN model TEXT;
 ALTER TABLE manager ADD COLUMN serial TEXT;
 ALTER TABLE manager ADD COLUMN firmware TEXT;
@@ -167,8 +168,8 @@ CREATE TEMP TABLE shown AS
   GROUP BY manager, key;
 CREATE INDEX temp.shown_manager ON shown (manager, key);
 UPDATE manager SET
-  label = coalesce(
-    nullif((SELECT value FROM shown WHERE manager = uuid AND key = 'Name'), ''), name),
+  label = substr(coalesce(
+    nullif((SELECT value FROM shown WHERE manager = uuid AND key = 'Name'), ''), name), 1, 200),
   model = (SELECT value FROM shown WHERE manager = uuid AND key = 'Model'),
   serial = (SELECT value FROM shown WHERE manager = uuid AND key = 'SerialNumber'),
   firmware = (SELECT value FROM shown WHERE manager = uuid AND key = 'FirmwareVersion');
@@ -202,15 +203,17 @@ ALTER TABLE manager ADD COLUMN late_at INTEGER AS
   (coalesce(heartbeat_last, registered) + 2 * coalesce(heartbeat_interval, 120)) VIRTUAL;
 ALTER TABLE manager ADD COLUMN offline_at INTEGER AS
   (coalesce(heartbeat_last, registered) + 3 * coalesce(heartbeat_interval, 120)) VIRTUAL;
-CREATE INDEX manager_late ON manager (late_at);
+CREATE INDEX manager_late ON manager (late_at, offline_at, label, uuid);
 CREATE INDEX manager_offline ON manager (offline_at, heartbeat_last);
-CREATE INDEX manager_heartbeat ON manager (heartbeat_last);
 
--- The orders of the list of all; those with the most and worst alarms are asked for first.
-CREATE INDEX manager_label ON manager (label COLLATE NOCASE, uuid);
-CREATE INDEX manager_alarms ON manager
-  (faults DESC, alarms DESC, warnings DESC, label COLLATE NOCASE, uuid);
-CREATE INDEX manager_registered ON manager (registered);
+-- The orders of the list of all. Those without a heartbeat stand before all heartbeats; most have no
+-- alarm, so that the order of alarms has an index each way.
+ALTER TABLE manager ADD COLUMN heard_at INTEGER AS (coalesce(heartbeat_last, -1)) VIRTUAL;
+CREATE INDEX manager_heard ON manager (heard_at, label, uuid);
+CREATE INDEX manager_label ON manager (label, uuid);
+CREATE INDEX manager_alarms ON manager (faults DESC, alarms DESC, warnings DESC, label, uuid);
+CREATE INDEX manager_calm ON manager (faults, alarms, warnings, label, uuid);
+CREATE INDEX manager_registered ON manager (registered, label, uuid);
 )sql",
 };
 

@@ -62,6 +62,15 @@ struct ApplianceRecord {
   std::optional<std::string> chassis;  // its first
 };
 
+State StateOf(const ApplianceRecord& appliance, std::int64_t now);
+
+// Where an appliance stands in a list: what the list is ordered by before the names, and these.
+struct FleetPlace {
+  std::vector<std::int64_t> ranks;
+  std::string label;
+  std::string uuid;
+};
+
 // A part of the list of all appliances.
 struct FleetFilter {
   enum class Sort { kName, kState, kAlarms, kHeartbeat, kRegistered };
@@ -71,9 +80,13 @@ struct FleetFilter {
   std::optional<State> state;        // those in it
   std::optional<Severity> severity;  // those with an open alarm of it
   std::optional<std::string> text;   // in lower case; those that have it in what a list shows
-  std::int64_t offset = 0;
+  std::optional<FleetPlace> after;   // those behind it; else
+  std::int64_t offset = 0;           // those behind so many
   std::int64_t limit = 0;
 };
+
+// The place of the appliance in the order that the filter asks for.
+FleetPlace PlaceOf(const ApplianceRecord& appliance, const FleetFilter& filter);
 
 struct AlarmRecord {
   std::int64_t id = 0;
@@ -192,7 +205,8 @@ struct Change {
 struct Totals {
   std::int64_t managers = 0;
   std::int64_t chassis = 0;
-  AlarmCounts alarms = {};  // open ones
+  AlarmCounts alarms = {};   // open ones
+  AlarmCounts alarmed = {};  // managers that have some
 };
 
 struct Holdings {
@@ -220,6 +234,14 @@ struct EventFilter {
   std::optional<std::string> severity;
 };
 
+// A part of all events of a manager.
+struct EventPage {
+  std::string manager;
+  std::int64_t after = 0;  // the identifier after which it begins
+  std::int64_t skip = 0;   // how many it leaves out there
+  std::int64_t limit = 0;
+};
+
 // Everything that the service keeps. What an operation has changed is on the disk when it returns,
 // or nothing of it is. One thread. Every operation throws DatabaseError.
 class Store {
@@ -235,14 +257,6 @@ class Store {
   void Listen(Listener listener) { m_listener = std::move(listener); }
   // A number that is another one when another process has changed the database.
   std::int64_t ForeignChanges();
-// A part of all events of a manager.
-struct EventPage {
-  std::string manager;
-  std::int64_t after = 0;  // the identifier after which it begins
-  std::int64_t skip = 0;   // how many it leaves out there
-  std::int64_t limit = 0;
-};
-
 
   // Throws when the database cannot be read, and when it could not take the last change.
   void Check();
@@ -305,8 +319,8 @@ struct EventPage {
   std::int64_t CountEvents(const std::string& manager);
 
   std::optional<AccountRecord> FindAccount(const std::string& email);
-  // In order of their addresses.
-  std::vector<AccountRecord> ListAccounts();
+  // In order of their addresses, up to `limit` of those behind `after`.
+  std::vector<AccountRecord> ListAccounts(const std::string& after, std::int64_t limit);
   // Whether there is one with a key.
   bool HasAccounts();
   // Gives the account a key, beside those that it has or in their place; makes the account when
@@ -329,6 +343,8 @@ struct EventPage {
   // False when there is none of this name.
   bool DeleteOperator(const std::string& name);
 
+  // By places: an appliance that keeps its own is in exactly one of the pages that follow each
+  // other's ends, whatever comes, goes and moves meanwhile.
   std::vector<ApplianceRecord> ListAppliances(const FleetFilter& filter);
   // How many pass the filter, whatever part of them it wants.
   std::int64_t CountAppliances(const FleetFilter& filter);
@@ -351,6 +367,12 @@ struct EventPage {
                    const std::function<void(std::int64_t time, const std::string& value)>& take);
 
  private:
+  std::vector<std::string> ListUuids(const FleetFilter& filter);
+  std::vector<std::string> ListByState(const FleetFilter& filter);
+  // Those of the filter's state, by name.
+  std::vector<std::string> ListOfState(const FleetFilter& filter);
+  // Of those with an open alarm of the severity, if one is given.
+  StateCounts CountStates(std::int64_t now, std::optional<Severity> severity);
   void Tell(const Change& change) const {
     if (m_listener) m_listener(change);
   }

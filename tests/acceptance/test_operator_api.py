@@ -2,6 +2,7 @@
 
 import contextlib
 import json
+import urllib.parse
 
 import pytest
 
@@ -48,6 +49,7 @@ def ask_everything(operator, uuid, uri):
     operator.ask("GET", "/session")
     operator.ask("GET", "/appliances", q="rack", state="alive", severity="Alarm", sort="-alarms",
                  limit=10, offset=0)
+    operator.ask("GET", "/appliances", after=json.dumps(["name", "Rack", "u"]))
     for path in (ONE, f"{ONE}/alarms", f"{ONE}/resources", f"{ONE}/numbers"):
         operator.ask("GET", path, uuid)
     operator.ask("GET", f"{ONE}/events", uuid, severity="alarm", kind="alarm", q="filter", limit=1,
@@ -264,6 +266,49 @@ def test_fleet_is_filtered_sorted_and_paged(service, operator):
     filtered = operator.ask("GET", "/appliances", q="gamma")
     assert (filtered["total"], filtered["counts"]["alive"]) == (1, 4)
     assert filtered["items"][0]["worst"] == "Fault"
+
+
+def test_fleet_is_followed_page_by_page(service, operator):
+    names = ["alpha", "beta", "beta", "delta", "epsilon"]
+    for number, name in enumerate(names, 1):
+        rack(service, f"u-{number}", name)
+
+    def follow(page, **query):
+        while page["next"] is not None:
+            yield [one["uuid"] for one in page["items"]]
+            page = operator.ask("GET", "/appliances", after=page["next"], **query)
+        yield [one["uuid"] for one in page["items"]]
+    for sort in ("name", "state", "alarms", "lastHeartbeat", "registered"):
+        for query in (dict(sort=sort), dict(sort="-" + sort)):
+            whole = operator.ask("GET", "/appliances", **query)
+            assert whole["next"] is None
+            query["limit"] = 2
+            pages = list(follow(operator.ask("GET", "/appliances", **query), **query))
+            assert pages == [[one["uuid"] for one in whole["items"][at:at + 2]] for at in (0, 2, 4)]
+
+    first = operator.ask("GET", "/appliances", limit=2)
+    rack(service, "u-0", "a new one in front")
+    rack(service, "u-9", "carl")
+    assert list(follow(first, limit=2)) == [["u-1", "u-2"], ["u-3", "u-9"], ["u-4", "u-5"]]
+
+
+def test_place_in_the_fleet_is_one_that_a_page_gave(service, operator):
+    for number in range(3):
+        rack(service, f"u-{number}")
+    place = operator.ask("GET", "/appliances", limit=1)["next"]
+    for after, query in (("", {}), ("x", {}), ("[]", {}), ("{}", {}), ('["name","a"]', {}),
+                         ('["name","a",1]', {}), ('["name",1,"a"]', {}), ('["name","a","b","c"]', {}),
+                         (place, dict(sort="-name")), (place, dict(sort="state")),
+                         ('["state",3,"a","b"]', dict(sort="state")),
+                         ('["state",-1,"a","b"]', dict(sort="state")),
+                         ('["state",0.5,"a","b"]', dict(sort="state")),
+                         ('["alarms",1,2,"a","b"]', dict(sort="alarms"))):
+        query["after"] = urllib.parse.quote(after)
+        text = operator_error(service, operator, "/api/v1/appliances", query)
+        assert text == '"after" is no "next" of a list in this order.', after
+    query = dict(after=urllib.parse.quote(place), offset=1)
+    text = operator_error(service, operator, "/api/v1/appliances", query)
+    assert text == '"after" goes without "offset".'
 
 
 def test_alarms_stand_worst_and_newest_first(service, operator):

@@ -112,7 +112,7 @@ TEST_F(Managers, Account_removed_with_its_appliances_leaves_nothing) {
   Token("u-1");
   store->DeleteAccount(store->FindAccount(kEmail)->id, true);
   EXPECT_FALSE(store->FindManager("u-1"));
-  EXPECT_TRUE(store->ListAccounts().empty());
+  EXPECT_TRUE(store->ListAccounts("", 9).empty());
 }
 
 TEST_F(Managers, Log_never_holds_key_or_token) {

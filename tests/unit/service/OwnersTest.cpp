@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -129,7 +130,7 @@ TEST_F(Owners, Account_has_several_keys_until_they_are_replaced) {
   EXPECT_TRUE(accounts.Add("a@b", "k3", true));
   EXPECT_FALSE(accounts.Admit("p", "a@b", "k1").account);
   EXPECT_TRUE(accounts.Admit("p", "a@b", "k3").account);
-  EXPECT_EQ(store.ListAccounts().at(0).keys, 1);
+  EXPECT_EQ(store.ListAccounts("", 9).at(0).keys, 1);
   for (const std::string& hash : store.ListRegistrationKeys(store.FindAccount("a@b")->id)) {
     EXPECT_THAT(hash, StartsWith("scrypt$"));
   }
@@ -279,6 +280,18 @@ TEST_F(Commands, Account_is_added_listed_and_removed) {
             "a@b  2 keys, 0 appliances, since 2026-03-05T13:07:09Z\n");
   EXPECT_EQ(Run(Of(Command::kRemoveAccount, "a@b")), "");
   EXPECT_EQ(Fails([&] { Run(Of(Command::kRemoveAccount, "a@b")); }), "there is no account a@b");
+}
+
+TEST_F(Commands, Accounts_are_listed_however_many_there_are) {
+  Database(folder.File("s.db"))
+      .Execute(
+          "WITH RECURSIVE number (i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM number LIMIT 2500) "
+          "INSERT INTO account (email, created) SELECT i || '@b', 1 FROM number");
+  const std::string list = Run(Of(Command::kListAccounts));
+  EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), 2500);
+  EXPECT_THAT(list, StartsWith("0@b  0 keys"));
+  EXPECT_THAT(list, HasSubstr("\n1000@b  0 keys"));
+  EXPECT_THAT(list, HasSubstr("\n999@b  0 keys"));
 }
 
 TEST_F(Commands, Operator_is_added_listed_and_removed) {

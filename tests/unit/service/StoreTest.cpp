@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -201,6 +203,7 @@ TEST_F(StoreOnDisk, Version_without_columns_for_lists_gains_them) {
     add("u", R"({"Name": "\u00e9", "Model": "M", "SerialNumber": 5, "FirmwareVersion": null})");
     add("v", R"({"Name": "", "Model": "M", "Model": "N", "Deeper": {"SerialNumber": "S"}})");
     add("w", R"({"Name": "x", "Name": 1, "SerialNumber": "S", "FirmwareVersion": "F"})");
+    add("x", R"({"Name": ")" + std::string(300, 'n') + R"("})");
     old.Execute("INSERT INTO chassis VALUES ('c', 'u', '{}', 8, 8), ('d', 'u', '{}', 8, 8)");
     int id = 0;
     for (const char* alarm : {"'c', 'm', 'FAULT'", "'d', 'm', 'critical'", "'c', 'n', 'Warning'",
@@ -227,6 +230,9 @@ TEST_F(StoreOnDisk, Version_without_columns_for_lists_gains_them) {
   EXPECT_FALSE(v.serial);
   EXPECT_EQ(store.FindAppliance("w")->shown.name, "own");
   EXPECT_EQ(store.FindAppliance("w")->shown.serial, "S");
+  EXPECT_EQ(store.FindAppliance("x")->shown.name, std::string(200, 'n'));
+  EXPECT_EQ(store.CountEvents("u"), 5);
+  EXPECT_EQ(store.CountEvents("v"), 0);
   EXPECT_EQ(store.FindAppliance("u")->alarms, (AlarmCounts{2, 1, 1}));
   EXPECT_EQ(store.FindAppliance("v")->alarms, AlarmCounts{});
   EXPECT_EQ(store.FindManager("u")->document.substr(0, 9), R"({"Name": )");
@@ -327,6 +333,32 @@ class Fleet : public StoreOnDisk {
     return uuids;
   }
 
+  // The list in pages of this size, each behind the end of the one before.
+  std::vector<std::string> Followed(FleetFilter filter, std::int64_t size) {
+    filter.limit = size;
+    std::vector<std::string> uuids;
+    for (;;) {
+      const std::vector<ApplianceRecord> page = store.ListAppliances(filter);
+      if (page.empty()) return uuids;
+      for (const ApplianceRecord& one : page) uuids.push_back(one.uuid);
+      filter.after = PlaceOf(page.back(), filter);
+    }
+  }
+
+  void ExpectPagesOfWhole(FleetFilter filter) {
+    filter.limit = 99;
+    const std::vector<std::string> whole = Listed(filter);
+    EXPECT_GT(whole.size(), 2u);
+    EXPECT_EQ(whole.size(), static_cast<std::size_t>(store.CountAppliances(filter)));
+    for (const std::int64_t size : {1, 3, 7}) EXPECT_EQ(Followed(filter, size), whole);
+    for (filter.offset = 0; filter.offset < 9; ++filter.offset) {
+      filter.limit = 2;
+      const std::size_t first = std::min(whole.size(), static_cast<std::size_t>(filter.offset));
+      const std::size_t end = std::min(whole.size(), first + 2);
+      EXPECT_EQ(Listed(filter), std::vector<std::string>(whole.data() + first, whole.data() + end));
+    }
+  }
+
   Store store{file};
   Database database{file};
 };
@@ -414,7 +446,88 @@ TEST_F(Fleet, Is_listed_in_every_order_with_equals_by_their_names) {
   all.offset = 1;
   all.limit = 2;
   EXPECT_THAT(listed(Sort::kName, false), ElementsAre("x", "w"));
+  EXPECT_THAT(listed(Sort::kState, false), ElementsAre("x", "w"));
+  EXPECT_THAT(listed(Sort::kState, true), ElementsAre("w", "u"));
   EXPECT_EQ(store.CountAppliances(all), 4);
+}
+
+constexpr std::array<FleetFilter::Sort, 5> kSorts = {
+    FleetFilter::Sort::kName, FleetFilter::Sort::kState, FleetFilter::Sort::kAlarms,
+    FleetFilter::Sort::kHeartbeat, FleetFilter::Sort::kRegistered};
+
+TEST_F(Fleet, Pages_that_follow_each_other_are_the_whole_list_in_every_order) {
+  // Every column has equals, and so has the name; one has no heartbeat.
+  for (int i = 0; i < 24; ++i) {
+    const std::string number = std::to_string(i);
+    const std::string uuid = (i < 10 ? "m0" : "m") + number;
+    store.AddManager(
+        {uuid, std::string(i % 2 == 0 ? "a" : "A") + std::to_string(i % 3), "{}", 1000 + i % 4, {}},
+        number);
+    if (i % 8 > 0) store.AddHeartbeat(uuid, 1500 + i % 3, 5 + 3 * (i % 5));
+    database.Execute(("UPDATE manager SET faults = " + std::to_string(i % 2) + ", warnings = " +
+                      std::to_string((i + 1) % 3) + " WHERE uuid = '" + uuid + "'")
+                         .c_str());
+  }
+  for (const FleetFilter::Sort sort : kSorts) {
+    for (const bool descending : {false, true}) {
+      FleetFilter filter;
+      filter.sort = sort;
+      filter.descending = descending;
+      filter.now = 1520;
+      ExpectPagesOfWhole(filter);
+      filter.state = State::kAlive;  // most of them
+      ExpectPagesOfWhole(filter);
+      filter.state = State::kLate;
+      ExpectPagesOfWhole(filter);
+      filter.severity = Severity::kWarning;
+      ExpectPagesOfWhole(filter);
+      filter.state.reset();
+      filter.text = "m1";
+      ExpectPagesOfWhole(filter);
+    }
+  }
+}
+
+TEST_F(Fleet, Page_follows_a_place_whatever_came_or_went_there) {
+  for (const char* uuid : {"p", "q", "r", "s"}) store.AddManager({uuid, uuid, "{}", 1, {}}, uuid);
+  FleetFilter filter;
+  filter.limit = 2;
+  for (const FleetFilter::Sort sort : kSorts) {
+    filter.sort = sort;
+    filter.after = PlaceOf(*store.FindAppliance("q"), filter);
+    const std::vector<std::string> behind = Listed(filter);
+    EXPECT_EQ(behind.front(), "r");
+  }
+  filter.sort = FleetFilter::Sort::kName;
+  filter.after = PlaceOf(*store.FindAppliance("q"), filter);
+  store.DeleteManager("q");
+  store.DeleteManager("p");
+  store.AddManager({"o", "o", "{}", 1, {}}, "o");
+  EXPECT_THAT(Listed(filter), ElementsAre("r", "s"));
+}
+
+TEST_F(Fleet, Place_in_a_state_that_the_filter_leaves_out_is_passed) {
+  for (const char* uuid : {"a", "z"}) store.AddManager({uuid, uuid, "{}", 1000, {}}, uuid);
+  store.AddHeartbeat("a", 1500, 10);
+  store.AddHeartbeat("z", 1500, 10);
+  FleetFilter filter;
+  filter.sort = FleetFilter::Sort::kState;
+  filter.now = 1500;
+  filter.limit = 9;
+  filter.after = PlaceOf(*store.FindAppliance("z"), filter);
+  EXPECT_THAT(Listed(filter), ElementsAre("u")) << "which is offline";
+  filter.state = State::kOffline;
+  EXPECT_THAT(Listed(filter), ElementsAre("u"));
+  filter.state = State::kAlive;
+  EXPECT_THAT(Listed(filter), IsEmpty());
+}
+
+TEST_F(Fleet, Name_that_is_too_long_for_a_list_is_shown_in_part) {
+  std::string name;
+  for (int i = 0; i < 300; ++i) name += "\u00e9";
+  store.AddManager({"v", name, "{}", 1000, {}}, "2");
+  EXPECT_EQ(store.FindAppliance("v")->shown.name, name.substr(0, 400));
+  EXPECT_EQ(store.FindManager("v")->name, name);
 }
 
 TEST_F(Fleet, Events_are_counted_as_they_come_and_go) {
