@@ -1,4 +1,5 @@
 // config get|set|show, enable, disable
+#include <algorithm>
 #include <memory>
 
 #include <CLI/CLI.hpp>
@@ -7,7 +8,7 @@
 #include "ctl/ConfigFiles.h"
 #include "ctl/ConfigValues.h"
 #include "ctl/Output.h"
-#include "host/config/Configuration.h"
+#include "host/config/ConfigKeys.h"
 #include "host/util/Secrets.h"
 
 namespace ctl {
@@ -27,49 +28,45 @@ struct ConfigArguments {
   bool yes = false;  // a rename that unregisters is meant
 };
 
-enum class Kind { kText, kFlag, kSecret };
+using Setting = host::ConfigKey;
+using Type = host::ConfigStore::Type;
 
-// A value that a person may read and set.
-struct Setting {
-  const char* name;
-  Kind kind;
-  host::ConfigStore& (*store)();
-};
-
-const Setting kSettings[] = {
-    {host::kEnabled, Kind::kFlag, host::CloudStore},
-    {host::kUrl, Kind::kText, host::CloudStore},
-    {host::kUserEmail, Kind::kText, host::CloudStore},
-    {host::kRegistrationKey, Kind::kSecret, host::CloudStore},
-    {host::kUnitName, Kind::kText, host::CloudStore},
-    {host::kUuid, Kind::kText, host::CloudStore},
-    {host::kXAuthToken, Kind::kSecret, host::CloudStore},
-    {host::kSysName, Kind::kText, host::SysInfoStore},
-};
+// The values that a person may read and set: not the chassis, of which the daemon keeps account.
+const std::vector<Setting>& Settings() {
+  static const auto settings = [] {
+    std::vector<Setting> all = host::ConfigKeys();
+    const auto kept = std::remove_if(all.begin(), all.end(), [](const Setting& setting) {
+      return setting.key.type == Type::kObject;
+    });
+    all.erase(kept, all.end());
+    return all;
+  }();
+  return settings;
+}
 
 std::vector<std::string> Names() {
   std::vector<std::string> names;
-  for (const Setting& setting : kSettings) names.emplace_back(setting.name);
+  for (const Setting& setting : Settings()) names.emplace_back(setting.key.name);
   return names;
 }
 
 const Setting& Find(const std::string& name) {
-  for (const Setting& setting : kSettings) {
-    if (name == setting.name) return setting;
+  for (const Setting& setting : Settings()) {
+    if (name == setting.key.name) return setting;
   }
   throw std::invalid_argument("no key named " + name);  // the parser lets no other name through
 }
 
 std::string Value(const Setting& setting, bool reveal) {
   const host::ConfigStore& store = setting.store();
-  if (setting.kind == Kind::kFlag) return store.Flag(setting.name) ? "true" : "false";
-  const std::string text = store.Text(setting.name);
-  return setting.kind == Kind::kSecret && !text.empty() && !reveal ? host::kMask : text;
+  if (setting.key.type == Type::kFlag) return store.Flag(setting.key.name) ? "true" : "false";
+  const std::string text = store.Text(setting.key.name);
+  return setting.key.type == Type::kSecret && !text.empty() && !reveal ? host::kMask : text;
 }
 
 host::JsonRef JsonValue(const Setting& setting, bool reveal) {
-  if (setting.kind == Kind::kFlag) {
-    return host::JsonRef(json_boolean(setting.store().Flag(setting.name)));
+  if (setting.key.type == Type::kFlag) {
+    return host::JsonRef(json_boolean(setting.store().Flag(setting.key.name)));
   }
   return host::JsonString(Value(setting, reveal));
 }
@@ -89,15 +86,16 @@ int Show(const Choice& choice, const ConfigArguments& arguments) {
   if (!ConfigFilesAreReadable()) return kFailed;
   if (choice.json) {
     const host::JsonRef all(json_object());
-    for (const Setting& setting : kSettings) {
-      json_object_set_new(all.get(), setting.name, JsonValue(setting, arguments.reveal).release());
+    for (const Setting& setting : Settings()) {
+      json_object_set_new(all.get(), setting.key.name,
+                          JsonValue(setting, arguments.reveal).release());
     }
     SayJson(all.get());
     return kDone;
   }
   std::vector<std::vector<std::string>> rows = {{"KEY", "VALUE"}};
-  for (const Setting& setting : kSettings) {
-    rows.push_back({setting.name, Printable(Value(setting, arguments.reveal))});
+  for (const Setting& setting : Settings()) {
+    rows.push_back({setting.key.name, Printable(Value(setting, arguments.reveal))});
   }
   SayTable(rows);
   return kDone;
@@ -105,10 +103,11 @@ int Show(const Choice& choice, const ConfigArguments& arguments) {
 
 int Store(const Setting& setting, const std::string& value) {
   host::ConfigStore& store = setting.store();
-  const bool taken = setting.kind == Kind::kFlag ? store.SetFlag(setting.name, value == "true")
-                                                 : store.SetText(setting.name, value);
+  const bool taken = setting.key.type == Type::kFlag
+                         ? store.SetFlag(setting.key.name, value == "true")
+                         : store.SetText(setting.key.name, value);
   if (!taken) {
-    Complain(std::string("the value of ") + setting.name + " is not UTF-8");
+    Complain(std::string("the value of ") + setting.key.name + " is not UTF-8");
     return kWrongArguments;
   }
   return store.Save() ? kDone : kFailed;  // the store has said why not
@@ -128,16 +127,17 @@ std::string EndedByName(const std::string& name) {
 int Set(const ConfigArguments& arguments) {
   const Setting& setting = Find(arguments.key);
   std::string value = arguments.value;
-  if (setting.kind == Kind::kSecret && value == "-" && !ReadSecret(setting.name, value)) {
+  if (setting.key.type == Type::kSecret && value == "-" && !ReadSecret(setting.key.name, value)) {
     return kFailed;
   }
-  const std::string problem = WhyNot(setting.name, value);
+  const std::string problem = WhyNot(setting.key.name, value);
   if (!problem.empty()) {
     Complain(problem);
     return kWrongArguments;
   }
   if (!ConfigFilesAreReadable()) return kFailed;
-  const std::string ended = setting.name == std::string(host::kSysName) ? EndedByName(value) : "";
+  const std::string ended =
+      setting.key.name == std::string(host::kSysName) ? EndedByName(value) : "";
   if (!ended.empty() && !arguments.yes) {
     Complain(ended + "; --yes if that is meant");
     return kWrongArguments;

@@ -1,7 +1,7 @@
 #include "ctl/ConfigFiles.h"
 
 #include "ctl/Output.h"
-#include "host/config/ConfigFile.h"
+#include "host/util/JsonFile.h"
 #include "host/util/Paths.h"
 #include "platform/util/LocalPath.h"
 

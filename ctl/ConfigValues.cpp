@@ -7,7 +7,7 @@
 
 #include "ctl/Output.h"
 #include "ctl/QuietTerminal.h"
-#include "host/config/Configuration.h"
+#include "host/config/ConfigKeys.h"
 
 namespace ctl {
 

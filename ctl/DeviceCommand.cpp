@@ -9,8 +9,8 @@
 #include "ctl/DeviceSocket.h"
 #include "ctl/Findings.h"
 #include "ctl/Output.h"
-#include "host/config/ConfigFile.h"
 #include "host/device/DeviceModel.h"
+#include "host/util/JsonFile.h"
 
 namespace ctl {
 

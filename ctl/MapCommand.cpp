@@ -11,8 +11,8 @@
 #include "ctl/Findings.h"
 #include "ctl/MapCheck.h"
 #include "ctl/Output.h"
-#include "host/config/ConfigFile.h"
 #include "host/util/Files.h"
+#include "host/util/JsonFile.h"
 #include "host/util/Paths.h"
 #include "platform/util/LocalPath.h"
 

@@ -5,7 +5,7 @@
 #include "ctl/ConfigFiles.h"
 #include "ctl/DeviceSocket.h"
 #include "ctl/Output.h"
-#include "host/config/Configuration.h"
+#include "host/config/ConfigKeys.h"
 
 namespace ctl {
 

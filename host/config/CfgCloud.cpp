@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <limits>
 
-#include "host/config/CfgCloudHost.h"
-#include "host/config/Configuration.h"
+#include "host/config/ConfigKeys.h"
+#include "host/config/ConfigObjects.h"
 #include "host/util/Json.h"
 
 namespace cfg_cloud {
@@ -21,8 +21,7 @@ namespace {
 
 int Result(bool done) { return done ? 0 : 1; }
 
-}  // namespace
-
+// A random UUID (version 4) as text; empty when there is no randomness.
 std::string RandomUuid() {
   uint8_t bytes[16] = {};
   size_t filled = 0;
@@ -43,66 +42,94 @@ std::string RandomUuid() {
   return text;
 }
 
-bool CfgCloudHost::Save() { return m_store.Save(); }
+class StoredCloud : public cfg_cloud::CfgCloud {
+ public:
+  explicit StoredCloud(ConfigStore& store) : m_store(store) {}
 
-int CfgCloudHost::GetEnableState(bool& enabled) const {
+  bool Save() override;
+  int GetEnableState(bool& enabled) const override;
+  int GetUrl(std::string& url) const override;
+  int GetUserEmail(std::string& email) const override;
+  int GetKey(std::string& key) const override;
+  int GetUnitName(std::string& name) const override;
+  int SetUnitName(const std::string& name) override;
+  int GetUUID(std::string& uuid) const override;
+  int SetUUID(const std::string& uuid) override;
+  int GetXAuthToken(std::string& token) const override;
+  int SetXAuthToken(const std::string& token) override;
+  bool IsFullyConfigured() const override;
+  int LoadAllChassis() override;
+  int GetConfiguredChassis(
+      std::map<std::string, cfg_cloud::CfgCloudChassis>& chassis) const override;
+  int GetNumCfgChassis(unsigned int& count) const override;
+  int AddChassis(const std::string& id, int velId) override;
+  int RemoveChassis(const std::string& id) override;
+  int RemoveAllChassis() override;
+
+ private:
+  ConfigStore& m_store;
+};
+
+bool StoredCloud::Save() { return m_store.Save(); }
+
+int StoredCloud::GetEnableState(bool& enabled) const {
   enabled = m_store.Flag(kEnabled);
   return 0;
 }
 
-int CfgCloudHost::GetUrl(std::string& url) const {
+int StoredCloud::GetUrl(std::string& url) const {
   url = m_store.Text(kUrl);
   return 0;
 }
 
-int CfgCloudHost::GetUserEmail(std::string& email) const {
+int StoredCloud::GetUserEmail(std::string& email) const {
   email = m_store.Text(kUserEmail);
   return 0;
 }
 
-int CfgCloudHost::GetKey(std::string& key) const {
+int StoredCloud::GetKey(std::string& key) const {
   key = m_store.Text(kRegistrationKey);
   return 0;
 }
 
-int CfgCloudHost::GetUnitName(std::string& name) const {
+int StoredCloud::GetUnitName(std::string& name) const {
   name = m_store.Text(kUnitName);
   return 0;
 }
 
-int CfgCloudHost::SetUnitName(const std::string& name) {
+int StoredCloud::SetUnitName(const std::string& name) {
   return Result(m_store.SetText(kUnitName, name));
 }
 
-int CfgCloudHost::GetUUID(std::string& uuid) const {
+int StoredCloud::GetUUID(std::string& uuid) const {
   uuid = m_store.Text(kUuid);
   return 0;
 }
 
-int CfgCloudHost::SetUUID(const std::string& uuid) {
+int StoredCloud::SetUUID(const std::string& uuid) {
   const std::string value = uuid.empty() ? RandomUuid() : uuid;
   return Result(!value.empty() && m_store.SetText(kUuid, value));
 }
 
-int CfgCloudHost::GetXAuthToken(std::string& token) const {
+int StoredCloud::GetXAuthToken(std::string& token) const {
   token = m_store.Text(kXAuthToken);
   return 0;
 }
 
-int CfgCloudHost::SetXAuthToken(const std::string& token) {
+int StoredCloud::SetXAuthToken(const std::string& token) {
   return Result(m_store.SetText(kXAuthToken, token));
 }
 
-bool CfgCloudHost::IsFullyConfigured() const {
+bool StoredCloud::IsFullyConfigured() const {
   for (const char* key : {kUrl, kUserEmail, kRegistrationKey, kUuid, kUnitName}) {
     if (m_store.Text(key).empty()) return false;
   }
   return true;
 }
 
-int CfgCloudHost::LoadAllChassis() { return Result(m_store.Reload()); }
+int StoredCloud::LoadAllChassis() { return Result(m_store.Reload()); }
 
-int CfgCloudHost::GetConfiguredChassis(
+int StoredCloud::GetConfiguredChassis(
     std::map<std::string, cfg_cloud::CfgCloudChassis>& chassis) const {
   chassis.clear();
   const JsonRef list = m_store.Object(kChassis);
@@ -119,21 +146,27 @@ int CfgCloudHost::GetConfiguredChassis(
   return 0;
 }
 
-int CfgCloudHost::GetNumCfgChassis(unsigned int& count) const {
+int StoredCloud::GetNumCfgChassis(unsigned int& count) const {
   const JsonRef list = m_store.Object(kChassis);
   count = static_cast<unsigned int>(json_object_size(list.get()));
   return 0;
 }
 
-int CfgCloudHost::AddChassis(const std::string& id, int velId) {
+int StoredCloud::AddChassis(const std::string& id, int velId) {
   JsonRef entry(json_pack("{s:i}", kVelocityInstance, velId));
   return Result(entry != nullptr && m_store.SetMember(kChassis, id, std::move(entry)));
 }
 
-int CfgCloudHost::RemoveChassis(const std::string& id) {
+int StoredCloud::RemoveChassis(const std::string& id) {
   return Result(m_store.SetMember(kChassis, id, nullptr));
 }
 
-int CfgCloudHost::RemoveAllChassis() { return Result(m_store.ClearObject(kChassis)); }
+int StoredCloud::RemoveAllChassis() { return Result(m_store.ClearObject(kChassis)); }
+
+}  // namespace
+
+std::unique_ptr<cfg_cloud::CfgCloud> CloudOn(ConfigStore& store) {
+  return std::make_unique<StoredCloud>(store);
+}
 
 }  // namespace host

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "host/config/ConfigFile.h"
 #include "host/util/Json.h"
+#include "host/util/JsonFile.h"
 
 namespace host {
 

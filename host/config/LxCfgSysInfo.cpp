@@ -1,8 +1,8 @@
 // The system information.
 #include "platform/config/LxCfgSysInfo.h"
 
-#include "host/config/Configuration.h"
-#include "host/config/SysInfoHost.h"
+#include "host/config/ConfigKeys.h"
+#include "host/config/ConfigObjects.h"
 
 namespace cfg_sysinfo {
 
@@ -13,13 +13,28 @@ const char* const LxCfgSysInfo::CFG_KEY_INFO_SYS_NAME = host::kSysName;
 }  // namespace cfg_sysinfo
 
 namespace host {
+namespace {
 
-bool SysInfoHost::Save() { return m_store.Save(); }
+class StoredSysInfo : public cfg_sysinfo::LxCfgSysInfo {
+ public:
+  explicit StoredSysInfo(ConfigStore& store) : m_store(store) {}
 
-int SysInfoHost::GetSysName(std::string& name) const {
-  name = m_store.Text(kSysName);
-  if (name.empty()) name = "Uninitialized";
-  return 0;
+  bool Save() override { return m_store.Save(); }
+
+  int GetSysName(std::string& name) const override {
+    name = m_store.Text(kSysName);
+    if (name.empty()) name = "Uninitialized";
+    return 0;
+  }
+
+ private:
+  ConfigStore& m_store;
+};
+
+}  // namespace
+
+std::unique_ptr<cfg_sysinfo::LxCfgSysInfo> SysInfoOn(ConfigStore& store) {
+  return std::make_unique<StoredSysInfo>(store);
 }
 
 }  // namespace host

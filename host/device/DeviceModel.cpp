@@ -5,7 +5,7 @@
 #include <limits>
 #include <set>
 
-#include "host/config/ConfigFile.h"
+#include "host/util/JsonFile.h"
 #include "host/util/Log.h"
 #include "host/util/UnknownKeys.h"
 

@@ -1,7 +1,7 @@
 // A page of the device, asked for by the daemon.
 #include "platform/pld/PldQueryWorker.h"
 
-#include "host/config/Configuration.h"
+#include "host/config/ConfigKeys.h"
 #include "host/device/DeviceProxy.h"
 #include "host/device/Pages.h"
 

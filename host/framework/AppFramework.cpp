@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/config/Configuration.h"
+#include "host/config/ConfigKeys.h"
 #include "host/util/Paths.h"
 #include "platform/config/CfgCloud.h"
 #include "platform/config/LxCfgSysInfo.h"

@@ -4,8 +4,8 @@
 #include <set>
 
 #include "HostTest.h"
-#include "host/config/CfgCloudHost.h"
-#include "host/config/Configuration.h"
+#include "host/config/ConfigKeys.h"
+#include "host/config/ConfigObjects.h"
 #include "platform/config/CfgCloud.h"
 #include "platform/config/LxAppCfg.h"
 #include "platform/config/LxCfgSysInfo.h"
@@ -75,7 +75,7 @@ TEST_F(CfgCloudTest, Every_value_of_a_registration_is_needed) {
     }
     Write(kFile, text + "}");
     host::ConfigStore store(In(kFile), host::CloudKeys());
-    EXPECT_FALSE(host::CfgCloudHost(store).IsFullyConfigured()) << left;
+    EXPECT_FALSE(host::CloudOn(store)->IsFullyConfigured()) << left;
   }
 }
 

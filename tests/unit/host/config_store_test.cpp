@@ -9,8 +9,8 @@
 
 #include "HostTest.h"
 #include "SystemCalls.h"
+#include "host/config/ConfigKeys.h"
 #include "host/config/ConfigStore.h"
-#include "host/config/Configuration.h"
 #include "host/util/Files.h"
 #include "host/util/Secrets.h"
 

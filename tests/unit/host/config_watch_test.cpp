@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "HostTest.h"
+#include "host/config/ConfigKeys.h"
 #include "host/config/ConfigWatch.h"
-#include "host/config/Configuration.h"
 #include "host/util/Clock.h"
 #include "host/util/Files.h"
 

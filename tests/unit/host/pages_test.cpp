@@ -1,7 +1,7 @@
 #include "host/device/Pages.h"
 
 #include "HostTest.h"
-#include "host/config/Configuration.h"
+#include "host/config/ConfigKeys.h"
 #include "host/device/DataFolder.h"
 #include "host/device/DeviceProxy.h"
 #include "platform/pld/PldQueryWorker.h"

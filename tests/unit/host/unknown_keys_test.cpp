@@ -1,5 +1,5 @@
 #include "HostTest.h"
-#include "host/config/Configuration.h"
+#include "host/config/ConfigKeys.h"
 #include "host/util/UnknownKeys.h"
 
 using testing::ElementsAre;

@@ -1,5 +1,5 @@
-#ifndef HOST_CONFIG_CONFIGURATION_H_
-#define HOST_CONFIG_CONFIGURATION_H_
+#ifndef HOST_CONFIG_CONFIGKEYS_H_
+#define HOST_CONFIG_CONFIGKEYS_H_
 
 #include <string>
 #include <vector>
@@ -21,14 +21,24 @@ constexpr char kVelocityInstance[] = "VelocityInstance";
 // Key of the system information.
 constexpr char kSysName[] = "SysName";
 
-std::vector<ConfigStore::Key> CloudKeys();
-std::vector<ConfigStore::Key> SysInfoKeys();
-
 // The stores of this process, made at the first call. They live as long as the process, also while
 // static objects are destroyed.
 ConfigStore& CloudStore();
 ConfigStore& SysInfoStore();
 
+// A key, and which store holds its file.
+struct ConfigKey {
+  ConfigStore::Key key;
+  ConfigStore& (*store)();
+};
+
+// Every key of the configuration files, in the order in which a person sees them.
+std::vector<ConfigKey> ConfigKeys();
+
+// Those of one file.
+std::vector<ConfigStore::Key> CloudKeys();
+std::vector<ConfigStore::Key> SysInfoKeys();
+
 }  // namespace host
 
-#endif  // HOST_CONFIG_CONFIGURATION_H_
+#endif  // HOST_CONFIG_CONFIGKEYS_H_

@@ -1,5 +1,5 @@
-#ifndef HOST_CONFIG_CONFIGFILE_H_
-#define HOST_CONFIG_CONFIGFILE_H_
+#ifndef HOST_UTIL_JSONFILE_H_
+#define HOST_UTIL_JSONFILE_H_
 
 #include <string>
 
@@ -16,4 +16,4 @@ FileState ReadJsonObject(const std::string& path, JsonRef& object, std::string& 
 
 }  // namespace host
 
-#endif  // HOST_CONFIG_CONFIGFILE_H_
+#endif  // HOST_UTIL_JSONFILE_H_

@@ -1,5 +1,5 @@
 // Reading a file that holds one JSON object.
-#include "host/config/ConfigFile.h"
+#include "host/util/JsonFile.h"
 
 #include <cerrno>
 #include <cstring>
