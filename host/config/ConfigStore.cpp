@@ -70,11 +70,11 @@ ConfigStore::ConfigStore(std::string path, std::vector<Key> keys, int lockWaitMs
 
 // Reads the file and takes over what it holds.
 FileState ConfigStore::Refresh(std::string& problem, Lines& lines) {
-  std::lock_guard<std::mutex> reading(m_readMutex);
+  const MutexLock reading(m_readMutex);
   JsonRef stored;
   const FileState state = ReadJsonObject(m_path, stored, problem);
   if (state == FileState::kRead) {
-    std::lock_guard<std::mutex> guard(m_mutex);
+    const MutexLock guard(m_mutex);
     AdoptLocked(stored.get(), lines);
   }
   return state;
@@ -86,7 +86,7 @@ bool ConfigStore::Reload() {
   const bool good = Refresh(problem, lines) != FileState::kBad;
   if (!good) problem += "; the values in use stay";
   {
-    std::lock_guard<std::mutex> guard(m_mutex);
+    const MutexLock guard(m_mutex);
     if (!good && problem != m_reported) lines.push_back({false, problem});
     m_reported = problem;
   }
@@ -120,39 +120,39 @@ std::string ConfigStore::Write(std::string& warning, Lines& lines) {
   std::string text;
   unsigned long serial = 0;
   {
-    std::lock_guard<std::mutex> guard(m_mutex);
+    const MutexLock guard(m_mutex);
     text = FileText(m_current.get());
     serial = m_lastSerial;
   }
   if (text.empty()) return "out of memory";
   if (int error = ReplaceFile(path, ownership, text, warning)) return std::strerror(error);
 
-  std::lock_guard<std::mutex> reading(m_readMutex);
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock reading(m_readMutex);
+  const MutexLock guard(m_mutex);
   m_edits.remove_if([serial](const Edit& edit) { return edit.serial <= serial; });
   m_reported.clear();
   return "";
 }
 
 std::vector<std::string> ConfigStore::TakeChanges() {
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   return std::exchange(m_changes, {});
 }
 
 std::string ConfigStore::Text(const char* key) const {
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   const std::string text = JsonText(json_object_get(m_current.get(), key));
   // A request that holds a NUL byte would never end: its length counts what is not sent.
   return HoldsNul(text) ? std::string() : text;
 }
 
 bool ConfigStore::Flag(const char* key) const {
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   return json_is_true(json_object_get(m_current.get(), key));
 }
 
 JsonRef ConfigStore::Object(const char* key) const {
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   const json_t* value = json_object_get(m_current.get(), key);
   return json_is_object(value) ? Copy(value) : nullptr;
 }
@@ -160,23 +160,23 @@ JsonRef ConfigStore::Object(const char* key) const {
 bool ConfigStore::SetText(const char* key, const std::string& text) {
   JsonRef value = JsonString(text);
   if (value == nullptr || HoldsNul(text)) return false;
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   return SetLocked(key, "", std::move(value));
 }
 
 bool ConfigStore::SetFlag(const char* key, bool flag) {
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   return SetLocked(key, "", JsonRef(json_boolean(flag)));
 }
 
 bool ConfigStore::SetMember(const char* key, const std::string& member, JsonRef value) {
   if (member.empty() || HoldsNul(member) || JsonString(member) == nullptr) return false;
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   return SetLocked(key, member, std::move(value));
 }
 
 bool ConfigStore::ClearObject(const char* key) {
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   return SetLocked(key, "", JsonRef(json_object()));
 }
 
@@ -211,9 +211,10 @@ void ConfigStore::AdoptLocked(const json_t* stored, Lines& lines) {
 }
 
 void ConfigStore::CheckKeysLocked(const json_t* stored, Lines& lines) {
+  const std::set<std::string> before = std::move(m_reportedKeys);
   std::set<std::string> reported;
   const auto report = [&](bool unknownKeys, const std::string& text) {
-    if (m_reportedKeys.count(text) == 0) lines.push_back({unknownKeys, text});
+    if (before.count(text) == 0) lines.push_back({unknownKeys, text});
     reported.insert(text);
   };
   std::vector<std::string> known;
@@ -226,7 +227,7 @@ void ConfigStore::CheckKeysLocked(const json_t* stored, Lines& lines) {
   }
   const std::string unknown = UnknownKeysText(UnknownKeys(stored, known));
   if (!unknown.empty()) report(true, unknown);
-  m_reportedKeys.swap(reported);
+  m_reportedKeys = std::move(reported);
 }
 
 void ConfigStore::Say(const Lines& lines) const {

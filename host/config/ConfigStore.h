@@ -2,13 +2,13 @@
 #define HOST_CONFIG_CONFIGSTORE_H_
 
 #include <list>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "host/util/Json.h"
 #include "host/util/JsonFile.h"
+#include "host/util/Mutex.h"
 
 namespace host {
 
@@ -83,11 +83,12 @@ class ConfigStore {
   };
   using Lines = std::vector<Line>;
 
-  bool SetLocked(const std::string& key, const std::string& member, JsonRef value);
-  void KeepSecretsLocked() const;
-  FileState Refresh(std::string& problem, Lines& lines);
-  void AdoptLocked(const json_t* stored, Lines& lines);
-  void CheckKeysLocked(const json_t* stored, Lines& lines);
+  bool SetLocked(const std::string& key, const std::string& member, JsonRef value)
+      REQUIRES(m_mutex);
+  void KeepSecretsLocked() const REQUIRES(m_mutex);
+  FileState Refresh(std::string& problem, Lines& lines) EXCLUDES(m_readMutex);
+  void AdoptLocked(const json_t* stored, Lines& lines) REQUIRES(m_mutex);
+  void CheckKeysLocked(const json_t* stored, Lines& lines) REQUIRES(m_mutex);
   void Say(const Lines& lines) const;
   std::string Write(std::string& warning, Lines& lines);
   bool HoldsType(const Key& key, const json_t* value, std::string& problem) const;
@@ -98,15 +99,16 @@ class ConfigStore {
 
   // Held from a reading of the file until its values are taken over: an older reading must not
   // come after a newer one, nor after the end of a save. Taken before m_mutex.
-  std::mutex m_readMutex;
+  Mutex m_readMutex ACQUIRED_BEFORE(m_mutex);
 
-  mutable std::mutex m_mutex;  // guards all that follows
-  JsonRef m_current;           // as last read or written, with the edits
-  std::list<Edit> m_edits;
-  unsigned long m_lastSerial = 0;
-  std::vector<std::string> m_changes;
-  std::string m_reported;
-  std::set<std::string> m_reportedKeys;
+  mutable Mutex m_mutex;
+  // As last read or written, with the edits.
+  JsonRef m_current GUARDED_BY(m_mutex);
+  std::list<Edit> m_edits GUARDED_BY(m_mutex);
+  unsigned long m_lastSerial GUARDED_BY(m_mutex) = 0;
+  std::vector<std::string> m_changes GUARDED_BY(m_mutex);
+  std::string m_reported GUARDED_BY(m_mutex);
+  std::set<std::string> m_reportedKeys GUARDED_BY(m_mutex);
 };
 
 }  // namespace host

@@ -99,7 +99,7 @@ bool DeviceEngine::PointText(uint16_t point, std::string& text) const {
   }
   const PointModel* model = FindPoint(point);
   if (model == nullptr) return false;
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   return TextLocked(*model, text);
 }
 
@@ -159,7 +159,7 @@ bool DeviceEngine::ModuleCount(uint32_t report, uint32_t& count) const {
 
 std::vector<DeviceEngine::PointView> DeviceEngine::Points() const {
   std::vector<PointView> views;
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   for (const PointModel& point : m_model.points) {
     PointView view = {&point, ""};
     TextLocked(point, view.value);
@@ -170,7 +170,7 @@ std::vector<DeviceEngine::PointView> DeviceEngine::Points() const {
 
 std::vector<DeviceEngine::EventView> DeviceEngine::Events() const {
   std::vector<EventView> views;
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   for (const EventModel& event : m_model.events) {
     for (uint32_t i = 0; i < event.modules; ++i) {
       const auto module = static_cast<uint16_t>(i);
@@ -189,7 +189,7 @@ std::string DeviceEngine::SetPoint(uint16_t point, const std::string& value) {
     return "a value is at most " + std::to_string(kLongestValue) + " bytes long";
   }
   if (value.find('\0') != std::string::npos) return "a value holds no NUL byte";
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   SetValueLocked(*model, Point{value, Point::State::kTold});
   return "";
 }
@@ -197,7 +197,7 @@ std::string DeviceEngine::SetPoint(uint16_t point, const std::string& value) {
 void DeviceEngine::SetFromSource(uint16_t point, const std::string* value) {
   const PointModel* model = FindPoint(point);
   if (model == nullptr) return;
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   SetValueLocked(*model, value == nullptr
                              ? Point{"", Point::State::kMissing}
                              : Point{value->substr(0, kLongestValue), Point::State::kTold});
@@ -242,7 +242,7 @@ std::string DeviceEngine::SetEvent(uint16_t gddId, uint32_t module, uint16_t sta
   if (module >= model->modules) {
     return "event " + std::to_string(gddId) + " has no module " + std::to_string(module);
   }
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   SetStateLocked({gddId, static_cast<uint16_t>(module)}, state);
   return "";
 }
@@ -259,12 +259,12 @@ void DeviceEngine::SetStateLocked(EventKey key, uint16_t state) {
 }
 
 void DeviceEngine::RegisterEvents(LxPldProxy::EventCallback callback) {
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   m_eventCallback = callback;
 }
 
 void DeviceEngine::RegisterCovs(LxPldProxy::CovCallback callback) {
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   m_covCallback = callback;
 }
 
@@ -273,7 +273,7 @@ bool DeviceEngine::DispatchEvent() {
   LxPldProxy::EventCallback callback = nullptr;
   bool more = false;
   {
-    std::lock_guard<std::mutex> guard(m_mutex);
+    const MutexLock guard(m_mutex);
     if (m_eventCallback == nullptr || m_eventChanges.empty()) return false;
     callback = m_eventCallback;
     const auto& [key, state] = m_eventChanges.front();
@@ -293,7 +293,7 @@ bool DeviceEngine::DispatchCov() {
   LxPldProxy::CovCallback callback = nullptr;
   bool more = false;
   {
-    std::lock_guard<std::mutex> guard(m_mutex);
+    const MutexLock guard(m_mutex);
     if (m_covCallback == nullptr || m_valueChanges.empty()) return false;
     callback = m_covCallback;
     const auto& [point, value] = m_valueChanges.front();
@@ -313,7 +313,7 @@ bool DeviceEngine::DispatchCov() {
 void DeviceEngine::ActiveEvents(LxPldProxy::ActiveEventsCallback callback) {
   std::vector<LxPldProxy::ActiveEvent> events;
   {
-    std::lock_guard<std::mutex> guard(m_mutex);
+    const MutexLock guard(m_mutex);
     for (const auto& [key, state] : m_active) events.push_back({key.second, key.first, state});
     // Who does not listen yet learns everything from this answer. Who listens keeps a record of
     // his own by the changes, and must miss none.

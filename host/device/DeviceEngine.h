@@ -4,12 +4,12 @@
 #include <cstdint>
 #include <deque>
 #include <map>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "host/device/DeviceModel.h"
+#include "host/util/Mutex.h"
 #include "platform/pld/LxPldProxy.h"
 
 namespace host {
@@ -81,21 +81,22 @@ class DeviceEngine {
 
   const PointModel* FindPoint(uint16_t point) const;
   const EventModel* FindEvent(uint16_t gddId) const;
-  bool TextLocked(const PointModel& point, std::string& text) const;
-  void SetValueLocked(const PointModel& point, Point told);
-  void SetStateLocked(EventKey key, uint16_t state);
-  void ApplyRulesLocked(const PointModel& point, bool starting);
-  void ApplyRuleLocked(const EventModel& event, const Point& point, bool starting);
+  bool TextLocked(const PointModel& point, std::string& text) const REQUIRES(m_mutex);
+  void SetValueLocked(const PointModel& point, Point told) REQUIRES(m_mutex);
+  void SetStateLocked(EventKey key, uint16_t state) REQUIRES(m_mutex);
+  void ApplyRulesLocked(const PointModel& point, bool starting) REQUIRES(m_mutex);
+  void ApplyRuleLocked(const EventModel& event, const Point& point, bool starting)
+      REQUIRES(m_mutex);
 
   const DeviceModel m_model;
 
-  mutable std::mutex m_mutex;
-  std::map<uint16_t, Point> m_points;
-  std::map<EventKey, uint16_t> m_active;  // what is not cleared
-  LxPldProxy::EventCallback m_eventCallback = nullptr;
-  LxPldProxy::CovCallback m_covCallback = nullptr;
-  std::deque<std::pair<EventKey, uint16_t>> m_eventChanges;
-  std::deque<std::pair<uint16_t, std::string>> m_valueChanges;
+  mutable Mutex m_mutex;
+  std::map<uint16_t, Point> m_points GUARDED_BY(m_mutex);
+  std::map<EventKey, uint16_t> m_active GUARDED_BY(m_mutex);  // what is not cleared
+  LxPldProxy::EventCallback m_eventCallback GUARDED_BY(m_mutex) = nullptr;
+  LxPldProxy::CovCallback m_covCallback GUARDED_BY(m_mutex) = nullptr;
+  std::deque<std::pair<EventKey, uint16_t>> m_eventChanges GUARDED_BY(m_mutex);
+  std::deque<std::pair<uint16_t, std::string>> m_valueChanges GUARDED_BY(m_mutex);
 };
 
 // The first 16 bits of a change of value: the number times ten, rounded to nearest; 0 for a text

@@ -4,17 +4,16 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <condition_variable>
 #include <cstring>
 #include <exception>
 #include <list>
-#include <mutex>
 #include <utility>
 
 #include "host/util/Clock.h"
 #include "host/util/ExceptionText.h"
 #include "host/util/Files.h"
 #include "host/util/Log.h"
+#include "host/util/Mutex.h"
 #include "host/util/Numbers.h"
 #include "host/util/QuietThread.h"
 #include "platform/util/LocalPath.h"
@@ -92,19 +91,21 @@ struct SourcePoller::Shared {
   }
 
   void Run(unsigned long id);
-  void HandOver(std::unique_lock<std::mutex>& lock, Source& source, const Told& told);
-  Source* FindDue();
-  bool IsAtWork();
+  Source* Take(unsigned long id) EXCLUDES(mutex);
+  void HandOver(Source& source, const Told& told) REQUIRES(mutex);
+  Source* FindDue() REQUIRES(mutex);
+  bool IsAtWork() REQUIRES(mutex);
 
   const Read read;
 
-  std::mutex mutex;  // guards all that follows
-  std::condition_variable changed;
-  DeviceEngine* engine;       // null when the poller is gone
-  std::list<Source> sources;  // the list itself never changes
-  unsigned long reader = 0;   // the thread that takes the sources; others end when they can
-  Source* current = nullptr;  // what that thread reads
-  unsigned long readings = 0;
+  Mutex mutex;
+  Condition changed;
+  DeviceEngine* engine GUARDED_BY(mutex);  // null when the poller is gone
+  std::list<Source> sources;               // the list itself never changes
+  // The thread that takes the sources; others end when they can.
+  unsigned long reader GUARDED_BY(mutex) = 0;
+  Source* current GUARDED_BY(mutex) = nullptr;  // what that thread reads
+  unsigned long readings GUARDED_BY(mutex) = 0;
 };
 
 SourcePoller::Shared::Source* SourcePoller::Shared::FindDue() {
@@ -119,28 +120,30 @@ bool SourcePoller::Shared::IsAtWork() { return current != nullptr || FindDue() !
 
 // A thread's life: reads what is due, as long as it is the one who does.
 void SourcePoller::Shared::Run(unsigned long id) {
-  std::unique_lock<std::mutex> lock(mutex);
-  for (;;) {
-    changed.wait(lock, [&] { return reader != id || FindDue() != nullptr; });
-    if (reader != id) return;
-    Source& source = *FindDue();
-    source.due = false;
-    source.busy = true;
-    current = &source;
-    ++readings;
-    lock.unlock();
-    const Told told = ReadSource(read, source.point);
-    lock.lock();
-    source.busy = false;
-    HandOver(lock, source, told);
+  while (Source* const source = Take(id)) {
+    const Told told = ReadSource(read, source->point);
+    const MutexLock guard(mutex);
+    source->busy = false;
+    HandOver(*source, told);
     if (reader == id) current = nullptr;
-    changed.notify_all();
+    changed.TellAll();
   }
 }
 
+// Waits for a source that is due; null when another thread takes them.
+SourcePoller::Shared::Source* SourcePoller::Shared::Take(unsigned long id) {
+  const MutexLock guard(mutex);
+  while (reader == id && FindDue() == nullptr) changed.Wait(mutex);
+  if (reader != id) return nullptr;
+  current = FindDue();
+  current->due = false;
+  current->busy = true;
+  ++readings;
+  return current;
+}
+
 // Tells the engine, and the log what is new about it: without the lock, for the log may block.
-void SourcePoller::Shared::HandOver(std::unique_lock<std::mutex>& lock, Source& source,
-                                    const Told& told) {
+void SourcePoller::Shared::HandOver(Source& source, const Told& told) {
   if (engine == nullptr) return;
   try {
     engine->SetFromSource(source.point.id, told.valid ? &told.value : nullptr);
@@ -149,13 +152,13 @@ void SourcePoller::Shared::HandOver(std::unique_lock<std::mutex>& lock, Source& 
   } catch (...) {
     return;  // out of memory: the next round tells again
   }
-  lock.unlock();
+  mutex.Unlock();
   if (told.valid) {
     HOST_LOG(5, "point %d has a value again", int{source.point.id});
   } else {
     HOST_LOG(4, "point %d has no value: %s", int{source.point.id}, told.problem.c_str());
   }
-  lock.lock();
+  mutex.Lock();
 }
 
 SourcePoller::SourcePoller(DeviceEngine& engine, Read read)
@@ -163,16 +166,16 @@ SourcePoller::SourcePoller(DeviceEngine& engine, Read read)
       m_shared(std::make_shared<Shared>(engine, std::move(read))) {}
 
 SourcePoller::~SourcePoller() {
-  std::lock_guard<std::mutex> guard(m_shared->mutex);
+  const MutexLock guard(m_shared->mutex);
   m_shared->engine = nullptr;
   ++m_shared->reader;
-  m_shared->changed.notify_all();
+  m_shared->changed.TellAll();
 }
 
 void SourcePoller::Want(Wait& wait) {
   if (m_shared->sources.empty()) return;
   wait.Until(m_nextRoundMs);
-  std::lock_guard<std::mutex> guard(m_shared->mutex);
+  const MutexLock guard(m_shared->mutex);
   if (m_shared->IsAtWork() || m_needsReader) wait.Until(m_nextLookMs);
 }
 
@@ -190,14 +193,14 @@ void SourcePoller::Serve(const Wait& /*wait*/, int64_t nowMs) {
 }
 
 void SourcePoller::BeginRound() {
-  std::lock_guard<std::mutex> guard(m_shared->mutex);
+  const MutexLock guard(m_shared->mutex);
   for (Shared::Source& source : m_shared->sources) source.due = !source.busy;
-  m_shared->changed.notify_all();
+  m_shared->changed.TellAll();
 }
 
 // A source that is still being read since the last look keeps its thread to itself.
 void SourcePoller::LookForHanging() {
-  std::unique_lock<std::mutex> lock(m_shared->mutex);
+  const MutexLock guard(m_shared->mutex);
   const bool hangs = m_shared->current != nullptr && m_shared->readings == m_seen;
   m_seen = m_shared->readings;
   if (!hangs) return;
@@ -206,13 +209,13 @@ void SourcePoller::LookForHanging() {
   m_needsReader = true;
   Told told;
   told.problem = LocalPath(source.point.source->path) + ": no answer";
-  m_shared->HandOver(lock, source, told);
+  m_shared->HandOver(source, told);
 }
 
 void SourcePoller::StartReader() {
   unsigned long id = 0;
   {
-    std::lock_guard<std::mutex> guard(m_shared->mutex);
+    const MutexLock guard(m_shared->mutex);
     id = m_shared->reader;
   }
   try {
@@ -229,7 +232,7 @@ bool SourcePoller::AwaitRound(int limitMs) {
   const int64_t end = MonotonicMs() + limitMs;
   for (;;) {
     {
-      std::lock_guard<std::mutex> guard(m_shared->mutex);
+      const MutexLock guard(m_shared->mutex);
       if (!m_shared->IsAtWork()) return true;
     }
     // A condition variable's timed wait would follow another clock than this one.

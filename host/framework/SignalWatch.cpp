@@ -55,12 +55,12 @@ SignalWatch::SignalWatch(Actions actions) : m_actions(std::move(actions)) {
 }
 
 void SignalWatch::RunBegins() {
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   m_running = true;
 }
 
 void SignalWatch::RunEnds() {
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   m_running = false;
 }
 
@@ -110,7 +110,7 @@ void SignalWatch::OnTime(int64_t nowMs) {
   }
   if (nowMs < m_nextPokeMs) return;
   m_nextPokeMs = nowMs + kPokeMs;
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   if (m_running) m_actions.poke();
 }
 

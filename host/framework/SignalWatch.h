@@ -6,10 +6,10 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 
 #include "host/util/EventThread.h"
 #include "host/util/Fd.h"
+#include "host/util/Mutex.h"
 
 namespace host {
 
@@ -62,8 +62,8 @@ class SignalWatch : public EventSource {
   std::atomic<bool> m_stopped{false};
   int64_t m_stopMs = 0;      // event thread only
   int64_t m_nextPokeMs = 0;  // event thread only
-  std::mutex m_mutex;
-  bool m_running = false;
+  Mutex m_mutex;
+  bool m_running GUARDED_BY(m_mutex) = false;
 };
 
 }  // namespace host

@@ -60,7 +60,7 @@ AddressCache::AddressCache(std::function<int(std::string&)> lookUp, std::functio
     : m_lookUp(std::move(lookUp)), m_clock(std::move(clock)) {}
 
 int AddressCache::Get(std::string& address) {
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   const int64_t now = m_clock();
   if (m_address.empty() || now >= m_end) {
     std::string found;

@@ -5,8 +5,9 @@
 
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
+
+#include "host/util/Mutex.h"
 
 namespace host {
 
@@ -26,9 +27,9 @@ class AddressCache {
  private:
   const std::function<int(std::string&)> m_lookUp;
   const std::function<int64_t()> m_clock;
-  std::mutex m_mutex;
-  std::string m_address;
-  int64_t m_end = 0;
+  Mutex m_mutex;
+  std::string m_address GUARDED_BY(m_mutex);
+  int64_t m_end GUARDED_BY(m_mutex) = 0;
 };
 
 }  // namespace host

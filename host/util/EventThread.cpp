@@ -66,7 +66,7 @@ EventLoop::EventLoop() : m_wake(Needed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "
 
 void EventLoop::Add(EventSource* source) {
   {
-    std::lock_guard<std::mutex> guard(m_mutex);
+    const MutexLock guard(m_mutex);
     m_sources.push_back(source);
     ++m_generation;
   }
@@ -75,7 +75,7 @@ void EventLoop::Add(EventSource* source) {
 
 void EventLoop::Remove(EventSource* source) {
   {
-    std::lock_guard<std::mutex> guard(m_mutex);
+    const MutexLock guard(m_mutex);
     m_sources.erase(std::remove(m_sources.begin(), m_sources.end(), source), m_sources.end());
     ++m_generation;
   }
@@ -97,7 +97,7 @@ void EventLoop::Turn(int limitMs) {
   wait.ForRead(m_wake.Get());
   unsigned long generation = 0;
   {
-    std::lock_guard<std::mutex> guard(m_mutex);
+    const MutexLock guard(m_mutex);
     generation = m_generation;
     for (EventSource* source : m_sources) {
       // A source that could not say all that it wants is asked again soon.
@@ -110,7 +110,7 @@ void EventLoop::Turn(int limitMs) {
   }
   if (wait.Ready(m_wake.Get())) Drain(m_wake.Get());
 
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   // A descriptor that was waited for may be another source's by now.
   if (generation != m_generation) return;
   for (EventSource* source : m_sources) {

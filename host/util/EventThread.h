@@ -4,10 +4,10 @@
 #include <poll.h>
 
 #include <cstdint>
-#include <mutex>
 #include <vector>
 
 #include "host/util/Fd.h"
+#include "host/util/Mutex.h"
 
 namespace host {
 
@@ -62,9 +62,9 @@ class EventLoop {
   void Turn(int limitMs);
 
   Fd m_wake;
-  std::mutex m_mutex;  // held while sources are asked and served
-  std::vector<EventSource*> m_sources;
-  unsigned long m_generation = 0;
+  Mutex m_mutex;  // held while sources are asked and served
+  std::vector<EventSource*> m_sources GUARDED_BY(m_mutex);
+  unsigned long m_generation GUARDED_BY(m_mutex) = 0;
 };
 
 // Starts a thread with every signal blocked that runs `loop` until the process ends. Throws when

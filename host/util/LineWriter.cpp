@@ -27,7 +27,7 @@ LineWriter::LineWriter(int fd, int waitMs, Notice notice)
 }
 
 void LineWriter::Write(const std::string& line) {
-  std::lock_guard<std::mutex> guard(m_mutex);
+  const MutexLock guard(m_mutex);
   const int64_t endMs = MonotonicMs() + (m_stalled ? 0 : m_waitMs);
   bool taken = Flush(endMs);
   if (taken && m_lost > 0) {

@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 
 #include "host/util/Fd.h"
+#include "host/util/Mutex.h"
 
 namespace host {
 
@@ -26,8 +26,8 @@ class LineWriter {
   void Write(const std::string& line);
 
  private:
-  bool Put(std::string line, int64_t endMs);
-  bool Flush(int64_t endMs);
+  bool Put(std::string line, int64_t endMs) REQUIRES(m_mutex);
+  bool Flush(int64_t endMs) REQUIRES(m_mutex);
   ssize_t WriteSome(const char* bytes, size_t size) const;
   bool AwaitRoom(int64_t endMs) const;
 
@@ -37,11 +37,12 @@ class LineWriter {
   bool m_isSocket = false;
   Fd m_reopened;  // the same pipe or terminal, non-blocking for this program alone
 
-  std::mutex m_mutex;  // guards all that follows
-  std::string m_line;  // the line at hand, of which `m_done` bytes are written
-  size_t m_done = 0;
-  bool m_stalled = false;
-  unsigned long m_lost = 0;
+  Mutex m_mutex;
+  // The line at hand, of which `m_done` bytes are written.
+  std::string m_line GUARDED_BY(m_mutex);
+  size_t m_done GUARDED_BY(m_mutex) = 0;
+  bool m_stalled GUARDED_BY(m_mutex) = false;
+  unsigned long m_lost GUARDED_BY(m_mutex) = 0;
 };
 
 }  // namespace host

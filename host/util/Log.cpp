@@ -6,10 +6,10 @@
 #include <cstdio>
 #include <cstring>
 #include <deque>
-#include <mutex>
 #include <utility>
 
 #include "host/util/LocalTime.h"
+#include "host/util/Mutex.h"
 #include "host/util/Secrets.h"
 
 namespace host {
@@ -22,8 +22,8 @@ constexpr size_t kMostKept = 20;
 constexpr size_t kLongestKept = 1000;
 
 struct Recent {
-  std::mutex mutex;
-  std::deque<LogMessage> messages;
+  Mutex mutex;
+  std::deque<LogMessage> messages GUARDED_BY(mutex);
 };
 
 // Never destroyed: threads may log until the end.
@@ -87,14 +87,14 @@ void KeepMessage(const struct timespec& now, int level, const char* unit, const 
   LogMessage message = {LogTime(now), level, EscapeControls(unit),
                         EscapeControls(Beginning(WithoutSecrets(text)))};
   Recent& recent = TheRecent();
-  std::lock_guard<std::mutex> guard(recent.mutex);
+  const MutexLock guard(recent.mutex);
   if (recent.messages.size() == kMostKept) recent.messages.pop_front();
   recent.messages.push_back(std::move(message));
 }
 
 std::vector<LogMessage> RecentMessages() {
   Recent& recent = TheRecent();
-  std::lock_guard<std::mutex> guard(recent.mutex);
+  const MutexLock guard(recent.mutex);
   return {recent.messages.begin(), recent.messages.end()};
 }
 

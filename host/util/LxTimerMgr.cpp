@@ -7,13 +7,13 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <mutex>
 #include <thread>
 
 #include "host/util/ExceptionText.h"
 #include "host/util/Fd.h"
 #include "host/util/LocalTime.h"
 #include "host/util/Log.h"
+#include "host/util/Mutex.h"
 #include "host/util/QuietThread.h"
 #include "host/util/TimerCore.h"
 
@@ -33,13 +33,13 @@ void Drain(int fd) {
 }  // namespace
 
 struct LxTimerMgr::Impl {
-  std::mutex mutex;
-  host::TimerCore core;
-  bool ending = false;
+  host::Mutex mutex;
+  host::TimerCore core GUARDED_BY(mutex);
+  bool ending GUARDED_BY(mutex) = false;
   host::Fd timer =
       host::Needed(timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd");
   host::Fd wake = host::Needed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd");
-  std::thread thread;
+  std::thread thread GUARDED_BY(mutex);
 
   void Wake() const;
   void Run();
@@ -66,7 +66,7 @@ bool LxTimerMgr::Impl::RunDue() {
   for (;;) {
     host::TimerCore::Ended ended = {};
     {
-      std::lock_guard<std::mutex> guard(mutex);
+      const host::MutexLock guard(mutex);
       if (ending) return false;
       if (!core.TakeDue(time(nullptr), ended)) return true;
     }
@@ -81,7 +81,7 @@ bool LxTimerMgr::Impl::RunDue() {
 void LxTimerMgr::Impl::SetTimer() {
   struct itimerspec when = {};
   {
-    std::lock_guard<std::mutex> guard(mutex);
+    const host::MutexLock guard(mutex);
     time_t look = 0;
     if (core.NextLook(time(nullptr), look)) {
       when.it_value.tv_sec = look;
@@ -103,7 +103,7 @@ LxTimerMgr::LxTimerMgr() : m_impl(new Impl) {}
 
 LxTimerMgr::~LxTimerMgr() {
   {
-    std::lock_guard<std::mutex> guard(m_impl->mutex);
+    const host::MutexLock guard(m_impl->mutex);
     m_impl->ending = true;
   }
   m_impl->Wake();
@@ -112,7 +112,7 @@ LxTimerMgr::~LxTimerMgr() {
 }
 
 void LxTimerMgr::activate() {
-  std::lock_guard<std::mutex> guard(m_impl->mutex);
+  const host::MutexLock guard(m_impl->mutex);
   if (m_impl->thread.joinable()) return;
   m_impl->thread = host::StartQuietThread([this] { m_impl->Run(); });
 }
@@ -137,7 +137,7 @@ unsigned short LxTimerMgr::CreateLocalTODAlarm(struct tm* when, Callback expired
   alarm.context = context;
   unsigned short id = kNoAlarm;
   {
-    std::lock_guard<std::mutex> guard(m_impl->mutex);
+    const host::MutexLock guard(m_impl->mutex);
     id = m_impl->core.Add(alarm);
   }
   m_impl->Wake();
@@ -147,7 +147,7 @@ unsigned short LxTimerMgr::CreateLocalTODAlarm(struct tm* when, Callback expired
 void LxTimerMgr::CancelTimer(unsigned short alarmId) {
   host::TimerCore::Alarm alarm;
   {
-    std::lock_guard<std::mutex> guard(m_impl->mutex);
+    const host::MutexLock guard(m_impl->mutex);
     if (!m_impl->core.Take(alarmId, alarm)) return;
   }
   if (alarm.cancelled != nullptr) alarm.cancelled(alarmId, alarm.context);

@@ -3,8 +3,9 @@
 
 #include <algorithm>
 #include <deque>
-#include <mutex>
 #include <vector>
+
+#include "host/util/Mutex.h"
 
 namespace host {
 namespace {
@@ -13,8 +14,8 @@ constexpr size_t kMostSecrets = 16;
 constexpr size_t kShortestSecret = 4;
 
 struct Secrets {
-  std::mutex mutex;
-  std::deque<std::string> texts;
+  Mutex mutex;
+  std::deque<std::string> texts GUARDED_BY(mutex);
 };
 
 // Never destroyed: the log may speak until the end.
@@ -28,7 +29,7 @@ Secrets& TheSecrets() {
 void KeepSecret(const std::string& text) {
   if (text.size() < kShortestSecret) return;
   Secrets& secrets = TheSecrets();
-  std::lock_guard<std::mutex> guard(secrets.mutex);
+  const MutexLock guard(secrets.mutex);
   if (std::find(secrets.texts.begin(), secrets.texts.end(), text) != secrets.texts.end()) return;
   if (secrets.texts.size() == kMostSecrets) secrets.texts.pop_front();
   secrets.texts.push_back(text);
@@ -38,7 +39,7 @@ std::string WithoutSecrets(std::string text) {
   std::vector<std::string> texts;
   {
     Secrets& secrets = TheSecrets();
-    std::lock_guard<std::mutex> guard(secrets.mutex);
+    const MutexLock guard(secrets.mutex);
     texts.assign(secrets.texts.begin(), secrets.texts.end());
   }
   // One may hold another: the longer goes first, lest the rest of it stays.

@@ -90,7 +90,8 @@ class Group:
         # leaves out what is included unless it is told.
         seen = subprocess.run(
             ["clang-tidy", "--quiet", f"--config-file={TOP / '.clang-tidy'}", str(source), "--",
-             *options, "-Wno-unknown-warning-option", "-Xclang", "-analyzer-opt-analyze-headers"],
+             *options, "-Wno-unknown-warning-option", "-Wthread-safety", "-Xclang",
+             "-analyzer-opt-analyze-headers"],
             cwd=self.entries[0]["directory"], capture_output=True, text=True)
         return seen.stdout + seen.stderr if seen.returncode != 0 else ""
 
