@@ -20,10 +20,6 @@ from harness.recorder import Nobody, Recorder, tls_context
 
 pytest_plugins = ("harness.fixtures",)
 
-# Their clock runs 5,000 times as fast. The minute within which the daemon has to stop is 12 ms of
-# real time then, in which an emulated one can't.
-TOO_FAST_TO_STOP = ("test_every_day_turns_once_also_where_the_offset_changes",)
-
 
 def pytest_addoption(parser):
     parser.addoption("--daemon", default="",
@@ -36,8 +32,7 @@ def pytest_addoption(parser):
 def pytest_collection_modifyitems(config, items):
     """With another machine's daemon, what has no daemon in it is not tried again."""
     if config.getoption("--daemon"):
-        kept = [item for item in items if "daemon" in item.fixturenames
-                and item.originalname not in TOO_FAST_TO_STOP]
+        kept = [item for item in items if "daemon" in item.fixturenames]
         config.hook.pytest_deselected(items=[item for item in items if item not in kept])
         items[:] = kept
 

@@ -87,9 +87,10 @@ def test_backup_replaces_no_file(service, programs, folder):
     assert service.ask("GET", "/healthz")[0] == 200
 
 
-def test_old_histories_go_by_themselves(service, folder):
+def test_old_histories_go_by_themselves(service, folder, clock_of):
     """An hour of the service's clock passes in a second; a history is kept for a day."""
-    service.start("--http", "--retention", "1", faketime=clock(3600))
+    moving = clock_of("2026-03-05 13:00:00", 3600)
+    service.start("--http", "--retention", "1", faketime=moving)
     _, headers = service.send("POST", REGISTRATION, body=json.dumps({"UUID": UUID, "Name": "a"}))
     token = headers["X-Auth-Token"]
     path = f"/redfish/v1/Managers/{UUID}"
@@ -99,5 +100,6 @@ def test_old_histories_go_by_themselves(service, folder):
         with contextlib.closing(sqlite3.connect(folder / "service.db")) as database:
             return database.execute("SELECT count(*) FROM reading").fetchone()[0]
     assert rows() == 1
+    moving.step(86400)
     service.wait_until(lambda: rows() == 0, "the removal of the old reading")
     assert service.ask("GET", f"{path}/Oem/Quorvan:History?member=A", token)[0] == 404
