@@ -1,0 +1,134 @@
+#ifndef TESTS_UNIT_SERVICE_SERVERFIXTURE_H_
+#define TESTS_UNIT_SERVICE_SERVERFIXTURE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/ssl/context.hpp>
+#include <gtest/gtest.h>
+
+#include "Peer.h"
+#include "service/http/Server.h"
+#include "service/http/Stream.h"
+
+namespace cloudservice {
+
+// A server in a thread of its own, whose handler answers with what it was asked.
+class ServerTest : public testing::Test {
+ protected:
+  ~ServerTest() override {
+    if (m_thread.joinable()) Stop();
+  }
+
+  void Start(boost::asio::ssl::context* tls = nullptr) {
+    SessionContext context;
+    context.limits = limits;
+    context.handler = [this](const Request& request) { return Answer(request); };
+    context.refuse = [this](unsigned status, const Request& request, const std::string& reason) {
+      log.Line(request.method + " " + request.target + " " + reason);
+      Response response;
+      response.status = status;
+      response.body = reason;
+      return response;
+    };
+    context.clock = [] { return kNow; };
+    context.log = &log;
+    server = std::make_unique<Server>(io, tls, context);
+    server->Listen("127.0.0.1", 0);
+    const std::string url = server->Url();
+    port = static_cast<std::uint16_t>(std::stoul(url.substr(url.rfind(':') + 1)));
+    m_thread = std::thread([this] { RunLoop(io, log); });
+  }
+
+  // Returns when the server has ended every connection. May come after another stop.
+  void Stop() {
+    boost::asio::post(io, [this] { server->Stop([] {}); });
+    m_thread.join();
+  }
+
+  // Calls the function on the server's thread and waits for its end.
+  void OnServer(const std::function<void()>& function) {
+    std::promise<void> done;
+    boost::asio::post(io, [&] {
+      function();
+      done.set_value();
+    });
+    done.get_future().wait();
+  }
+
+  std::string Lines() {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    return m_lines;
+  }
+
+  static std::string Get(const std::string& target) {
+    return "GET " + target + " HTTP/1.1\r\nHost: x\r\n\r\n";
+  }
+  static std::string Post(const std::string& body, const std::string& length) {
+    return "POST /p HTTP/1.1\r\nHost: x\r\nContent-Length: " + length + "\r\n\r\n" + body;
+  }
+  static std::string Chunked(const std::string& chunks) {
+    return "POST /p HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n" + chunks;
+  }
+  // What a connection that sends these bytes, and then nothing more, reads until its end.
+  std::string Exchange(const std::string& bytes) {
+    Peer peer(port);
+    peer.Send(bytes);
+    peer.EndSending();
+    return peer.ReadAll();
+  }
+
+  static constexpr std::size_t kBig = 32 * 1024 * 1024;
+  static constexpr time_t kNow = 1772716029;
+
+  Limits limits;
+  std::uint16_t port = 0;
+  std::shared_ptr<Stream> written = std::make_shared<Stream>(1024 * 1024);
+  boost::asio::io_context io{1};
+  std::unique_ptr<Server> server;
+  Log log{[this](const std::string& line) {
+            const std::lock_guard<std::mutex> guard(m_mutex);
+            m_lines += line + "\n";
+          },
+          [] { return kNow; }};
+
+ private:
+  Response Answer(const Request& request) {
+    Response response;
+    response.status = request.target == "/gone" ? 204 : 201;
+    response.headers = {{"Location", "/x"}, {"X-Auth-Token", "t"}};
+    response.body =
+        request.method + " " + request.target + " [" + request.token + "] " +
+        (request.body.size() < 100 ? request.body : std::to_string(request.body.size()));
+    if (request.target == "/unchanged") response.status = 304;
+    if (request.target == "/headers") {
+      response.body = request.Header("if-match") + "|" + request.Header("none");
+      response.SetHeader("Cache-Control", "no-cache");
+    }
+    if (request.target == "/big") response.body = std::string(kBig, 'b');
+    if (request.target == "/throw") throw std::runtime_error("no memory");
+    if (request.target == "/stream") {
+      response.stream = written;
+      response.body.clear();
+    }
+    return response;
+  }
+
+  std::mutex m_mutex;
+  std::string m_lines;
+  std::thread m_thread;
+};
+
+}  // namespace cloudservice
+
+#endif  // TESTS_UNIT_SERVICE_SERVERFIXTURE_H_
