@@ -1,6 +1,7 @@
 #ifndef SERVICE_CLOCK_H_
 #define SERVICE_CLOCK_H_
 
+#include <chrono>
 #include <cstdint>
 #include <ctime>
 #include <functional>
@@ -17,6 +18,9 @@ time_t WallClock();
 
 // Seconds since some moment in the past; never goes back, whatever becomes of the wall clock.
 time_t SteadyClock();
+
+// The same, finer: std::chrono::steady_clock::now; tests set their own.
+using SteadyNow = std::function<std::chrono::steady_clock::time_point()>;
 
 // Local time with the zone's offset: 2026-03-05T14:07:09+0100.
 std::string LogTime(time_t when);

@@ -8,7 +8,6 @@
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/error.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/ssl/ssl_stream.hpp>
@@ -16,6 +15,7 @@
 #include "service/http/Answer.h"
 #include "service/http/Stream.h"
 #include "service/http/Target.h"
+#include "service/http/TimedSocket.h"
 
 namespace cloudservice {
 
@@ -26,8 +26,8 @@ namespace beast = boost::beast;
 namespace http = boost::beast::http;
 
 using boost::system::error_code;
-using Plain = beast::tcp_stream;
-using Tls = beast::ssl_stream<beast::tcp_stream>;
+using Plain = TimedSocket;
+using Tls = beast::ssl_stream<TimedSocket>;
 
 constexpr std::size_t kReadSize = 4096;
 // What is read and not yet understood, as a multiple of the largest header: extensions of a chunk
@@ -82,8 +82,6 @@ std::pair<unsigned, std::string> ReadFailure(const error_code& error) {
   return {0, ""};
 }
 
-using Deadline = std::chrono::steady_clock::time_point;
-
 template <class Stream>
 class SessionOn final : public Session, public std::enable_shared_from_this<SessionOn<Stream>> {
  public:
@@ -128,7 +126,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     };
   }
 
-  beast::tcp_stream& Lowest() { return beast::get_lowest_layer(m_stream); }
+  TimedSocket& Lowest() { return beast::get_lowest_layer(m_stream); }
 
   void Expire(std::chrono::milliseconds time) { Lowest().expires_after(time); }
 
@@ -158,22 +156,10 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     m_parser.emplace();
     m_parser->header_limit(static_cast<std::uint32_t>(m_context.limits.header_bytes));
     m_parser->body_limit(m_context.limits.body_bytes);
-    m_deadline = Deadline::clock::now() + m_context.limits.header;
-    ReadMoreOfHeader();
+    Expire(m_context.limits.header);
+    http::async_read_header(m_stream, m_buffer, *m_parser,
+                            Then([this](error_code error) { OnHeader(error); }));
   }
-
-  // In steps: a stream's time never runs out while each of its operations finds something to read,
-  // and then one time has to hold for all of them.
-  void ReadMoreOfHeader() {
-    Lowest().expires_at(m_deadline);
-    http::async_read_some(m_stream, m_buffer, *m_parser, Then([this](error_code error) {
-                            if (error || m_parser->is_header_done()) return OnHeader(error);
-                            if (Late()) return OnHeader(beast::error::timeout);
-                            ReadMoreOfHeader();
-                          }));
-  }
-
-  bool Late() const { return Deadline::clock::now() >= m_deadline; }
 
   void OnHeader(error_code error) {
     TakeHeader();
@@ -210,19 +196,11 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   }
 
   void ReadBody() {
-    m_deadline = Deadline::clock::now() + m_context.limits.body;
-    m_parser->eager(true);
-    ReadMoreOfBody();
-  }
-
-  void ReadMoreOfBody() {
-    if (m_parser->is_done()) return OnRequest();
-    if (Late()) return OnReadFailure(beast::error::timeout);
-    Lowest().expires_at(m_deadline);
-    http::async_read_some(m_stream, m_buffer, *m_parser, Then([this](error_code error) {
-                            if (error) return OnReadFailure(error);
-                            ReadMoreOfBody();
-                          }));
+    Expire(m_context.limits.body);
+    http::async_read(m_stream, m_buffer, *m_parser, Then([this](error_code error) {
+                       if (error) return OnReadFailure(error);
+                       OnRequest();
+                     }));
   }
 
   void OnRequest() {
@@ -332,7 +310,6 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   std::string m_peer = "a connection that is gone";
   beast::flat_buffer m_buffer;
   std::optional<http::request_parser<http::string_body>> m_parser;
-  Deadline m_deadline;  // of the header or the body that is being read
   Request m_request;
   bool m_keep_alive = false;  // as its sender wants it
   std::string m_answer;
@@ -349,10 +326,11 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
 std::shared_ptr<Session> MakeSession(asio::ip::tcp::socket socket, asio::ssl::context* tls,
                                      const SessionContext& context,
                                      std::function<void(Session*)> ended) {
+  TimedSocket timed(std::move(socket), context.steady);
   if (tls != nullptr) {
-    return std::make_shared<SessionOn<Tls>>(context, std::move(ended), std::move(socket), *tls);
+    return std::make_shared<SessionOn<Tls>>(context, std::move(ended), std::move(timed), *tls);
   }
-  return std::make_shared<SessionOn<Plain>>(context, std::move(ended), std::move(socket));
+  return std::make_shared<SessionOn<Plain>>(context, std::move(ended), std::move(timed));
 }
 
 }  // namespace cloudservice

@@ -30,6 +30,7 @@ struct SessionContext {
   Handler handler;
   RefusalHandler refuse;
   Clock clock;
+  SteadyNow steady = &std::chrono::steady_clock::now;
   const Log* log = nullptr;
 };
 

@@ -1,6 +1,8 @@
 #ifndef TESTS_UNIT_SERVICE_SERVERFIXTURE_H_
 #define TESTS_UNIT_SERVICE_SERVERFIXTURE_H_
 
+#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -42,6 +44,10 @@ class ServerTest : public testing::Test {
       return response;
     };
     context.clock = [] { return kNow; };
+    context.steady = [this] {
+      const auto now = std::chrono::steady_clock::now();
+      return m_ticking ? m_start + std::chrono::seconds(++m_looks) : now;
+    };
     context.log = &log;
     server = std::make_unique<Server>(io, tls, context);
     server->Listen("127.0.0.1", 0);
@@ -88,6 +94,27 @@ class ServerTest : public testing::Test {
     return peer.ReadAll();
   }
 
+  // A connection that sends `begin`, and a byte whenever the server has taken the one before and
+  // looks at its clock, on which a second passes with each look: there is always something to read.
+  // How many bytes it takes until it ends the connection.
+  int Drip(const std::string& begin) {
+    m_ticking = true;
+    Peer peer(port);
+    while (Connections() == 0) {
+    }
+    peer.Send(begin);
+    for (int taken = 0; taken < kEndlessDrip; ++taken) {
+      const int before = m_looks;
+      peer.Send("a");
+      for (int i = 0; m_looks == before; ++i) {
+        if (Connections() == 0) return taken;
+        if (i == kMostRounds) return kEndlessDrip;
+      }
+    }
+    return kEndlessDrip;
+  }
+
+  static constexpr int kEndlessDrip = 200;
   static constexpr std::size_t kBig = 32 * 1024 * 1024;
   static constexpr time_t kNow = 1772716029;
 
@@ -124,6 +151,18 @@ class ServerTest : public testing::Test {
     return response;
   }
 
+  std::size_t Connections() {
+    std::size_t connections = 0;
+    OnServer([&] { connections = server->Connections(); });
+    return connections;
+  }
+
+  // How often the server's thread comes round while it might look at the clock.
+  static constexpr int kMostRounds = 10000;
+
+  const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+  std::atomic<bool> m_ticking{false};
+  std::atomic<int> m_looks{0};
   std::mutex m_mutex;
   std::string m_lines;
   std::thread m_thread;

@@ -89,6 +89,12 @@ TEST_F(TlsServerTest, Handshakes_that_do_not_come_hold_up_nobody) {
   EXPECT_EQ(asio::read(*stream, asio::buffer(&byte, 1)), 1u);
 }
 
+TEST_F(TlsServerTest, Handshake_has_one_time_for_all_its_bytes) {
+  using namespace std::string_literals;
+  EXPECT_NEAR(Drip("\x16\x03\x01\x40\x00\x01\x00\x3f\xfc\x03\x03"s), 10, 2);
+  EXPECT_THAT(Lines(), HasSubstr("connection refused: no TLS: "));
+}
+
 TEST_F(TlsServerTest, Tls_1_2_has_forward_secrecy_and_authenticated_encryption) {
   for (const char* taken : {"ECDHE-ECDSA-AES128-GCM-SHA256", "ECDHE-ECDSA-CHACHA20-POLY1305"}) {
     EXPECT_EQ(CipherOf(taken), taken);

@@ -1,0 +1,69 @@
+#ifndef SERVICE_HTTP_TIMEDSOCKET_H_
+#define SERVICE_HTTP_TIMEDSOCKET_H_
+
+#include <chrono>
+#include <cstddef>
+#include <utility>
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/beast/core/bind_handler.hpp>
+#include <boost/beast/core/error.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+
+#include "service/Clock.h"
+
+namespace cloudservice {
+
+// The lowest layer of a connection: a socket whose operations all have to begin before one point of
+// time, and end soon after it. The time of the stream below alone would never run out as long as
+// each operation finds something to do at once, a byte at a time.
+class TimedSocket : public boost::beast::tcp_stream {
+  using Base = boost::beast::tcp_stream;
+
+ public:
+  // `clock` outlives the socket.
+  TimedSocket(boost::asio::ip::tcp::socket socket, const SteadyNow& clock)
+      : Base(std::move(socket)), m_clock(clock) {}
+
+  // For what begins from now on.
+  void expires_after(std::chrono::milliseconds time) {
+    m_deadline = m_clock() + time;
+    Base::expires_after(time);
+  }
+  void expires_never() {
+    m_deadline = std::chrono::steady_clock::time_point::max();
+    Base::expires_never();
+  }
+
+  // As the stream's own; boost::beast::error::timeout once the time is over.
+  template <typename Buffers, typename Handler>
+  void async_read_some(const Buffers& buffers, Handler&& handler) {
+    if (IsLate()) return Refuse(std::forward<Handler>(handler));
+    Base::async_read_some(buffers, std::forward<Handler>(handler));
+  }
+  template <typename Buffers, typename Handler>
+  void async_write_some(const Buffers& buffers, Handler&& handler) {
+    if (IsLate()) return Refuse(std::forward<Handler>(handler));
+    Base::async_write_some(buffers, std::forward<Handler>(handler));
+  }
+
+ private:
+  bool IsLate() const { return m_clock() >= m_deadline; }
+
+  template <typename Handler>
+  void Refuse(Handler&& handler) {
+    using boost::system::error_code;
+    boost::asio::post(
+        get_executor(),
+        boost::beast::bind_front_handler(std::forward<Handler>(handler),
+                                         error_code(boost::beast::error::timeout), std::size_t{0}));
+  }
+
+  const SteadyNow& m_clock;
+  std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
+};
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_HTTP_TIMEDSOCKET_H_
