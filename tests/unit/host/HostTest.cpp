@@ -13,6 +13,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "SystemCalls.h"
 #include "host/util/Clock.h"
 #include "host/util/Json.h"
 
@@ -40,6 +41,7 @@ HostTest::HostTest() : m_savedError(dup(STDERR_FILENO)) {
 }
 
 HostTest::~HostTest() {
+  EmptyHooks();
   dup2(m_savedError.Get(), STDERR_FILENO);
   if (HasFailure()) fprintf(stderr, "The log:\n%s", Log().c_str());
   std::error_code ignored;
@@ -135,4 +137,20 @@ host::DeviceModel ModelOf(const std::string& json) {
   host::DeviceModel model = host::ParseDeviceModel(root.get(), problems);
   EXPECT_THAT(problems, testing::IsEmpty());
   return model;
+}
+
+TEST(HostTestTest, Case_leaves_no_hook_to_the_next) {
+  class Case : public HostTest {
+    void TestBody() override {
+      g_fsync = [](int) { return 5; };
+      g_poll = [](int) {};
+      g_usleep = [](int64_t) {};
+      g_monotonicUs = [] { return int64_t{0}; };
+    }
+
+   public:
+    void Run() { TestBody(); }
+  };
+  Case().Run();
+  EXPECT_TRUE(!g_fsync && !g_poll && !g_usleep && !g_monotonicUs);
 }

@@ -19,6 +19,13 @@ std::function<void(int timeoutMs)> g_poll;
 std::function<void(int64_t us)> g_usleep;
 std::function<int64_t()> g_monotonicUs;
 
+void EmptyHooks() {
+  g_fsync = nullptr;
+  g_poll = nullptr;
+  g_usleep = nullptr;
+  g_monotonicUs = nullptr;
+}
+
 extern "C" {
 
 int RealFsync(int fd) __asm__("__real_fsync");

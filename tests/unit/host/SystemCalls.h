@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <functional>
 
-// What the tests put around calls of the system; nothing as long as a hook is empty.
+// What the tests put around calls of the system; nothing as long as a hook is empty. A hook is
+// called on whatever thread calls the system; HostTest empties all of them at a case's end.
 
 // Asked in the place of fsync: 0, or the errno that it fails with.
 extern std::function<int(int fd)> g_fsync;
@@ -17,5 +18,7 @@ extern std::function<void(int64_t us)> g_usleep;
 
 // Asked for the microseconds of the monotonic clock.
 extern std::function<int64_t()> g_monotonicUs;
+
+void EmptyHooks();
 
 #endif  // TESTS_UNIT_HOST_SYSTEMCALLS_H_
