@@ -13,13 +13,15 @@ set(CLOUDCLIENT_PLATFORM_LIBS "" CACHE STRING
 if(CLOUDCLIENT_PLATFORM STREQUAL "host")
   if(CLOUDCLIENT_PLATFORM_LIBS)
     message(FATAL_ERROR
-      "CLOUDCLIENT_PLATFORM_LIBS is given, and host/ would be linked: set CLOUDCLIENT_PLATFORM to external")
+      "CLOUDCLIENT_PLATFORM_LIBS is given, and host/ would be linked: "
+      "set CLOUDCLIENT_PLATFORM to external")
   endif()
   set(CLOUDCLIENT_PLATFORM_TARGETS host)
 elseif(CLOUDCLIENT_PLATFORM STREQUAL "external")
   if(NOT CLOUDCLIENT_PLATFORM_LIBS)
     message(FATAL_ERROR
-      "CLOUDCLIENT_PLATFORM is external: name the libraries that implement platform/ in CLOUDCLIENT_PLATFORM_LIBS")
+      "CLOUDCLIENT_PLATFORM is external: name the libraries that implement platform/ "
+      "in CLOUDCLIENT_PLATFORM_LIBS")
   endif()
   foreach(_library IN LISTS CLOUDCLIENT_PLATFORM_LIBS)
     if(NOT _library MATCHES "/")

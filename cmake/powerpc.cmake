@@ -13,7 +13,8 @@ if(NOT CLOUDCLIENT_POWERPC_PREFIX)
     OUTPUT_VARIABLE CLOUDCLIENT_POWERPC_PREFIX OUTPUT_STRIP_TRAILING_WHITESPACE
     RESULT_VARIABLE _failed)
   if(_failed OR NOT EXISTS "${CLOUDCLIENT_POWERPC_PREFIX}/complete")
-    message(FATAL_ERROR "The libraries for ${_triplet} are not there: run scripts/powerpc-sysroot.sh")
+    message(FATAL_ERROR
+      "The libraries for ${_triplet} are not there: run scripts/powerpc-sysroot.sh")
   endif()
 endif()
 
