@@ -17,8 +17,7 @@ constexpr size_t kLongestSecret = 64 * 1024;
 
 // Until the end of the input; at a terminal until the end of the line.
 std::string ReadInput(const std::string& key) {
-  const QuietTerminal terminal;
-  if (terminal.IsTerminal()) std::fprintf(stderr, "%s: ", key.c_str());
+  const QuietTerminal terminal(key + ": ");
   std::string text;
   for (int c = std::getchar(); c != EOF && text.size() <= kLongestSecret; c = std::getchar()) {
     if (c == '\n' && terminal.IsTerminal()) break;

@@ -4,23 +4,37 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <iterator>
 
 namespace ctl {
 
 namespace {
 
-// What a person, or the end of the terminal, sends to end the program.
-const int kEndings[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+// What a person, or the end of the terminal, sends to end the program, and what stops it for a
+// while.
+const int kWatched[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP};
 
 // Where a signal's handler finds them.
 struct termios g_before = {};
-struct sigaction g_actions[std::size(kEndings)] = {};
+struct sigaction g_actions[std::size(kWatched)] = {};
+std::string g_prompt;
 
-// Only what a signal's handler may call.
+// Of all these only what a signal's handler may call.
+void Show(const char* text, size_t size) {
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text, size);
+}
+
+void TakeEchoAway() {
+  struct termios quiet = g_before;
+  quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+  tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+  Show(g_prompt.data(), g_prompt.size());
+}
+
 void BringEchoBack() {
   tcsetattr(STDIN_FILENO, TCSAFLUSH, &g_before);
-  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, "\n", 1);
+  Show("\n", 1);
 }
 
 // The program ends by the signal, as whoever started it expects: it is blocked until the return
@@ -30,36 +44,61 @@ void OnEnding(int signal) {
   raise(signal);
 }
 
-void WatchEndings() {
-  struct sigaction action = {};
-  action.sa_handler = &OnEnding;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
-  sigfillset(&action.sa_mask);
-  for (size_t i = 0; i < std::size(kEndings); ++i) {
-    sigaction(kEndings[i], nullptr, &g_actions[i]);
+// The program stops by the signal; whoever continues it types without echo again. In the background
+// the terminal is not its own: it stops once more, at the terminal's first change, until it is.
+void OnStop(int signal) {
+  const int error = errno;
+  BringEchoBack();
+  struct sigaction own = {};
+  struct sigaction here = {};
+  own.sa_handler = SIG_DFL;
+  sigaction(signal, &own, &here);
+  sigset_t stop;
+  sigset_t before;
+  sigemptyset(&stop);
+  sigaddset(&stop, signal);
+  raise(signal);
+  sigprocmask(SIG_UNBLOCK, &stop, &before);  // here it stops
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  sigaction(signal, &here, nullptr);
+  TakeEchoAway();
+  errno = error;
+}
+
+void WatchSignals() {
+  struct sigaction ending = {};
+  ending.sa_handler = &OnEnding;
+  ending.sa_flags = static_cast<int>(SA_RESETHAND);
+  sigfillset(&ending.sa_mask);
+  struct sigaction stop = {};
+  stop.sa_handler = &OnStop;
+  stop.sa_flags = SA_RESTART;
+  for (size_t i = 0; i < std::size(kWatched); ++i) {
+    sigaction(kWatched[i], nullptr, &g_actions[i]);
     // One that is ignored, under nohup say, stays so.
-    if (g_actions[i].sa_handler != SIG_IGN) sigaction(kEndings[i], &action, nullptr);
+    if (g_actions[i].sa_handler == SIG_IGN) continue;
+    sigaction(kWatched[i], kWatched[i] == SIGTSTP ? &stop : &ending, nullptr);
   }
 }
 
-void LeaveEndings() {
-  for (size_t i = 0; i < std::size(kEndings); ++i) sigaction(kEndings[i], &g_actions[i], nullptr);
+void LeaveSignals() {
+  for (size_t i = 0; i < std::size(kWatched); ++i) sigaction(kWatched[i], &g_actions[i], nullptr);
 }
 
 }  // namespace
 
-QuietTerminal::QuietTerminal() : m_isTerminal(tcgetattr(STDIN_FILENO, &g_before) == 0) {
+QuietTerminal::QuietTerminal(const std::string& prompt)
+    : m_isTerminal(tcgetattr(STDIN_FILENO, &g_before) == 0) {
   if (!m_isTerminal) return;
-  WatchEndings();  // first: there is no moment without echo and without them
-  struct termios quiet = g_before;
-  quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-  tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+  g_prompt = prompt;
+  WatchSignals();  // first: there is no moment without echo and without them
+  TakeEchoAway();
 }
 
 QuietTerminal::~QuietTerminal() {
   if (!m_isTerminal) return;
   BringEchoBack();
-  LeaveEndings();
+  LeaveSignals();
 }
 
 }  // namespace ctl

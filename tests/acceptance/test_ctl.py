@@ -226,14 +226,14 @@ def prompted(ctl, folder):
     master, slave = os.openpty()
     started = []
 
-    def start(ignored=()):
+    def start(ignored=(), shell=()):
         def prepare():
             fcntl.ioctl(slave, termios.TIOCSCTTY, 0)
             for number in ignored:
                 signal.signal(number, signal.SIG_IGN)
         started.append(subprocess.Popen(
-            [*ctl.command, "config", "set", "RegistrationKey", "-"], stdin=slave, stdout=slave,
-            stderr=slave, cwd=folder, env=ctl.environment, start_new_session=True,
+            [*shell, *ctl.command, "config", "set", "RegistrationKey", "-"], stdin=slave,
+            stdout=slave, stderr=slave, cwd=folder, env=ctl.environment, start_new_session=True,
             preexec_fn=prepare))
         shows(master, b"RegistrationKey: ")
         return started[-1], master, slave
@@ -261,6 +261,59 @@ def test_signal_at_the_hidden_prompt_brings_the_echo_back(ctl, prompted, number,
     assert os.read(slave, 100) == b"next\n"
     shows(master, b"\r\nnext\r\n")
     assert ctl.tells("config", "get", "RegistrationKey", "--reveal") == "key-4711"
+
+
+# A shell with one job: it has the terminal while the job is stopped, and is told "fg" or "bg" then.
+SHELL = """
+import os, signal, sys
+signal.signal(signal.SIGTTOU, signal.SIG_IGN)
+job = os.fork()
+if job == 0:
+    os.setpgid(0, 0)
+    os.tcsetpgrp(0, os.getpid())
+    signal.signal(signal.SIGTTOU, signal.SIG_DFL)
+    os.execv(sys.argv[1], sys.argv[1:])
+while True:
+    status = os.waitpid(job, os.WUNTRACED)[1]
+    os.tcsetpgrp(0, os.getpid())
+    if not os.WIFSTOPPED(status):
+        sys.exit(os.waitstatus_to_exitcode(status))
+    print(signal.Signals(os.WSTOPSIG(status)).name, flush=True)
+    if sys.stdin.readline() == "fg\\n":
+        os.tcsetpgrp(0, job)
+    os.killpg(job, signal.SIGCONT)
+"""
+
+
+def test_stop_at_the_hidden_prompt_brings_the_echo_back_until_it_goes_on(ctl, prompted):
+    process, master, slave = prompted(shell=(sys.executable, "-c", SHELL))
+    quiet = termios.tcgetattr(slave)[3]
+    for _ in range(2):
+        os.write(master, b"s3c\x1a")
+        shows(master, b"\r\nSIGTSTP\r\n")
+        assert termios.tcgetattr(slave)[3] == quiet | termios.ECHO != quiet
+        os.write(master, b"bg\n")  # the terminal is the shell's: nothing of it is changed
+        shows(master, b"bg\r\nSIGTTOU\r\n")
+        os.write(master, b"fg\n")
+        shows(master, b"fg\r\nRegistrationKey: ")
+        assert termios.tcgetattr(slave)[3] == quiet
+    os.write(master, b"typed\n")
+    shows(master, b"\r\n")
+    assert process.wait(timeout=DEADLINE) == 0
+    assert termios.tcgetattr(slave)[3] == quiet | termios.ECHO
+    assert ctl.tells("config", "get", "RegistrationKey", "--reveal") == "typed"
+
+
+def test_stop_that_nobody_could_continue_leaves_the_prompt_hidden(ctl, prompted):
+    """The system stops no process whose session has nobody else to continue it."""
+    process, master, slave = prompted()
+    quiet = termios.tcgetattr(slave)[3]
+    os.write(master, b"s3c\x1a")
+    shows(master, b"\r\nRegistrationKey: ")
+    assert termios.tcgetattr(slave)[3] == quiet
+    os.write(master, b"typed\n")
+    assert process.wait(timeout=DEADLINE) == 0
+    assert ctl.tells("config", "get", "RegistrationKey", "--reveal") == "typed"
 
 
 def test_signal_that_is_ignored_stays_so_at_the_hidden_prompt(ctl, prompted):
