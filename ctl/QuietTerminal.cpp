@@ -21,7 +21,7 @@ struct sigaction g_actions[std::size(kWatched)] = {};
 std::string g_prompt;
 
 // Of all these only what a signal's handler may call.
-void Show(const char* text, size_t size) {
+void PutText(const char* text, size_t size) {
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text, size);
 }
 
@@ -29,12 +29,12 @@ void TakeEchoAway() {
   struct termios quiet = g_before;
   quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
   tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
-  Show(g_prompt.data(), g_prompt.size());
+  PutText(g_prompt.data(), g_prompt.size());
 }
 
 void BringEchoBack() {
   tcsetattr(STDIN_FILENO, TCSAFLUSH, &g_before);
-  Show("\n", 1);
+  PutText("\n", 1);
 }
 
 // The program ends by the signal, as whoever started it expects: it is blocked until the return
