@@ -288,7 +288,7 @@ void WriteMap(const std::string& path, int points) {
 size_t Load(const std::string& path) {
   PatchMgr patchMgr;
   patchMgr.InitCovPatchMaps(path);
-  return patchMgr.GetPoints().size();
+  return patchMgr.GetMap().Points().size();
 }
 
 bool CompareMaps(int rounds) {

@@ -14,7 +14,7 @@ namespace ctl {
 
 namespace {
 
-using cloudclient::PatchMgr;
+using cloudclient::PatchMap;
 using cloudclient::ResourceUrlEntry;
 
 constexpr size_t kLargestPage = 16 * 1024 * 1024;
@@ -31,7 +31,8 @@ bool ReadPage(std::string folder, const std::string& page, std::string& text) {
 void CheckResource(const std::string& name, const ResourceUrlEntry& resource,
                    const std::string& pages, const host::DeviceModel* device, Findings& findings) {
   const std::string where = "resource " + Quoted(name) + ": ";
-  if (resource.resourceTag != "<chassisid>" && resource.resourceTag != "<uuid>") {
+  if (resource.resourceTag != cloudclient::kChassisIdTag &&
+      resource.resourceTag != cloudclient::kUuidTag) {
     findings.push_back(where + "\"resourceTag\" is " + Quoted(resource.resourceTag) +
                        ", neither \"<chassisid>\" nor \"<uuid>\": nothing is put in its place");
   } else if (resource.url.find(resource.resourceTag) == std::string::npos) {
@@ -147,7 +148,7 @@ void CheckDuplicates(json_t* root, Findings& findings) {
 
 }  // namespace
 
-Findings CheckMap(const PatchMgr& map, json_t* root, const std::string& pages,
+Findings CheckMap(const PatchMap& map, json_t* root, const std::string& pages,
                   const host::DeviceModel* device) {
   Findings findings;
   CheckShapes(root, findings);
@@ -156,15 +157,15 @@ Findings CheckMap(const PatchMgr& map, json_t* root, const std::string& pages,
     (isResource ? CheckResourceKeys : CheckPointKeys)(entry, findings);
   });
   CheckDuplicates(root, findings);
-  for (const auto& [name, resource] : map.GetResources()) {
+  for (const auto& [name, resource] : map.Resources()) {
     CheckResource(name, resource, pages, device, findings);
   }
   std::optional<host::DeviceEngine> engine;
   if (device != nullptr) engine.emplace(*device);
-  for (const auto& [id, point] : map.GetPoints()) {
+  for (const auto& [id, point] : map.Points()) {
     CheckPoint(id, point, engine ? &*engine : nullptr, findings);
-    const std::string& group = map.GetPointResources().at(id);
-    if (map.GetResources().count(group) == 0) {
+    const std::string& group = map.PointResources().at(id);
+    if (map.Resources().count(group) == 0) {
       findings.push_back("point " + std::to_string(id) + ": its group " + Quoted(group) +
                          " is no resource: nothing is sent for it");
     }

@@ -6,7 +6,7 @@
 #include "ctl/Findings.h"
 #include "host/device/DeviceModel.h"
 #include "host/util/Json.h"
-#include "patch/PatchMgr.h"
+#include "patch/PatchMap.h"
 
 namespace ctl {
 
@@ -14,7 +14,7 @@ namespace ctl {
 // `map` has loaded the file, `root` is its parsed text, in which what the loader drops is still to
 // be seen. The pages of resources are looked for in `pages` and the folders above it. `device` is
 // the one that the map is for; null: not known.
-Findings CheckMap(const cloudclient::PatchMgr& map, json_t* root, const std::string& pages,
+Findings CheckMap(const cloudclient::PatchMap& map, json_t* root, const std::string& pages,
                   const host::DeviceModel* device);
 
 }  // namespace ctl

@@ -68,8 +68,8 @@ int Check(const Choice& choice, const MapArguments& arguments) {
       arguments.pages.empty() ? host::FolderOf(path) : FullPath(arguments.pages);
   if (folder.empty()) return kFailed;
 
-  cloudclient::PatchMgr map;
-  if (map.InitCovPatchMaps(path) > 1) return kFailed;  // it has said why
+  cloudclient::PatchMap map;
+  if (map.Load(path) > 1) return kFailed;  // it has said why
   const host::JsonRef root(json_load_file(path.c_str(), JSON_DECODE_ANY, nullptr));
   Findings findings = CheckMap(map, root.get(), folder, device ? &*device : nullptr);
   FindKeysWrittenTwice(path, findings);

@@ -5,7 +5,7 @@
 
 #include "ctl/Findings.h"
 #include "host/device/DeviceModel.h"
-#include "patch/PatchMgr.h"
+#include "patch/PatchMap.h"
 
 namespace ctl {
 

@@ -114,7 +114,7 @@ void PointLook::AskedName(const char* key, const std::string& name) const {
 // A value that is asked for by a list of numbers, of which the first is the point's.
 void PointLook::AskedList(const char* key, const std::string& list) const {
   int32_t numbers[cloudclient::kQueryArgs] = {};
-  if (cloudclient::PatchMgr().ConvertPldQueryArgs(list, numbers, cloudclient::kQueryArgs) != 0) {
+  if (cloudclient::PatchMap::ConvertQueryArgs(list, numbers, cloudclient::kQueryArgs) != 0) {
     Find(Quoted(key) + " is " + Quoted(list) + ", not five numbers: " + key + " has no value");
   } else {
     AskedNumber(key, numbers[0]);

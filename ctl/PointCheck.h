@@ -5,7 +5,7 @@
 
 #include "ctl/Findings.h"
 #include "host/device/DeviceEngine.h"
-#include "patch/PatchMgr.h"
+#include "patch/PatchMap.h"
 
 namespace ctl {
 

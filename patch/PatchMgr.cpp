@@ -1,4 +1,4 @@
-// Making and unmaking; each concern has a source of its own.
+// Making and unmaking, and what is the map's own; each concern has a source of its own.
 #include "patch/PatchMgr.h"
 
 namespace cloudclient {
@@ -6,5 +6,23 @@ namespace cloudclient {
 PatchMgr::PatchMgr() = default;
 
 PatchMgr::~PatchMgr() = default;
+
+int32_t PatchMgr::InitCovPatchMaps(const std::string& path) { return m_map.Load(path); }
+
+int32_t PatchMgr::InitResUrlMap(const json_t* root, const std::string& path) {
+  return m_map.TakeResources(root, path);
+}
+
+int32_t PatchMgr::InitIdToResAndPatchMaps(json_t* root, const std::string& /*path*/) {
+  return m_map.TakePoints(root);
+}
+
+void PatchMgr::AddEventInfoToPatch(const json_t* element, PointPatchEntry& entry, int32_t pointId) {
+  m_map.TakeEvent(element, entry, pointId);
+}
+
+int32_t PatchMgr::ConvertPldQueryArgs(const std::string& text, int32_t* args, int32_t count) {
+  return PatchMap::ConvertQueryArgs(text, args, count);
+}
 
 }  // namespace cloudclient

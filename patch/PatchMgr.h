@@ -9,37 +9,11 @@
 #include <string>
 
 #include "https/HttpsClient.h"
+#include "patch/PatchMap.h"
 
 class LxPldProxy;
 
 namespace cloudclient {
-
-// One resource of the service that can be patched: an element of the map file's "resourceUrls".
-struct ResourceUrlEntry {
-  std::string url;              // path at the service, with `resourceTag` in it
-  std::string resourcePatch;    // page that renders the resource's document
-  std::string resourceTag;      // marker in `url`: "<chassisid>" or "<uuid>"
-  bool accum7Day = false;       // the document carries the seven-day words
-  bool tempUomCelsius = false;  // the document carries temperature tags
-};
-
-// One point of the map file.
-struct PointPatchEntry {
-  std::string pld;           // document name of the value
-  std::string pldQueryArgs;  // text of the query arguments, empty when they did not convert
-  std::string patch;         // template of the point's own document, with "%1"
-  std::string msgid;         // event of the point; empty: it has none
-  std::string message;
-  std::string severity;
-  std::string arg1;
-  std::string arg1Type;
-  std::string arg2;
-  std::string arg2Type;
-  int32_t queryArgs[5] = {0, 0, 0, 0, 0};
-  int32_t numArgs = 0;
-  bool tempAccum = false;
-  bool humAccum = false;
-};
 
 // Readings of one day: the extremes as numbers, which are compared, and as texts, which are
 // reported. A low is replaced by any reading below it, its start included.
@@ -57,21 +31,13 @@ struct DayAccumulator {
 // Size of the value buffer of a change of value.
 constexpr size_t kCovValueSize = 256;
 
-// Number of arguments of a point-value query.
-constexpr int kQueryArgs = 5;
-
 // Turns changes of value of device points into documents for the service, as a map file tells.
 //
-// One object, owned by the device manager. It takes no lock: the map's tables change only while a
-// file brings keys that they lack, the id history and the accumulators are unguarded, although the
-// poster thread, the timer's thread and the main thread use them.
+// One object, owned by the device manager. It takes no lock: the id history and the accumulators
+// are unguarded, although the poster thread, the timer's thread and the main thread use them.
 // Kept: docs/kept-behaviour.md#unlocked-values
 class PatchMgr {
  public:
-  typedef std::map<std::string, ResourceUrlEntry> ResourceTable;
-  typedef std::map<int32_t, std::string> PointToResourceTable;
-  typedef std::map<int32_t, PointPatchEntry> PointTable;
-  typedef std::map<int32_t, std::string> IdHistory;
   // By day key.
   typedef std::map<time_t, DayAccumulator> AccumulatorTable;
 
@@ -84,23 +50,15 @@ class PatchMgr {
   void SetPldProxy(LxPldProxy* proxy) { m_pldProxy = proxy; }
 
   // What was loaded and accumulated.
-  const ResourceTable& GetResources() const { return m_resources; }
-  const PointToResourceTable& GetPointResources() const { return m_pointResources; }
-  const PointTable& GetPoints() const { return m_points; }
-  const IdHistory& GetIdHistory() const { return m_idHistory; }
+  const PatchMap& GetMap() const { return m_map; }
   const AccumulatorTable& GetAccumulators() const { return m_accumulators; }
 
   // The map file.
 
-  // Loads the map file at `path` (a path of the appliance). 0; 1 when a point description was bad
-  // (the others are loaded); 2 when the file could not be read or parsed; 3 without
-  // "resourceUrls". The first entry for a key stays, also over several loads.
+  // As PatchMap's Load, TakeResources, TakePoints and TakeEvent.
   int32_t InitCovPatchMaps(const std::string& path);
-  // Builds the resource table from the parsed file. 0 or 3.
   int32_t InitResUrlMap(const json_t* root, const std::string& path);
-  // Builds the point tables and the id history from the parsed file. 0 or 1.
   int32_t InitIdToResAndPatchMaps(json_t* root, const std::string& path);
-  // Fills the event fields of a point's entry from its description.
   void AddEventInfoToPatch(const json_t* element, PointPatchEntry& entry, int32_t pointId);
   // Reads the current value of every point that is in the id history, by its second argument as a
   // document name. `client` is not used.
@@ -108,8 +66,7 @@ class PatchMgr {
 
   // Values of points, as texts.
 
-  // Converts the first `count` pieces of a comma-separated list into `args`. 0, or -1, with the
-  // pieces before the failing one converted.
+  // As PatchMap's ConvertQueryArgs.
   int32_t ConvertPldQueryArgs(const std::string& text, int32_t* args, int32_t count);
   // By query arguments when the entry has them, else by document name. Empty after a failed query.
   std::string GetPointValue(int32_t deviceId, const PointPatchEntry& entry);
@@ -189,7 +146,6 @@ class PatchMgr {
     PointPatchEntry entry;
   };
 
-  void AddPoint(const json_t* element, const char* resourceName, int32_t& result);
   std::string DocumentValue(int32_t deviceId, const std::string& name);
   int QueryPoint(std::string& text, int32_t deviceId, const int32_t (&args)[kQueryArgs]);
   std::string SecondArgument(uint32_t deviceId, int32_t pointId, const PointPatchEntry& entry,
@@ -202,10 +158,7 @@ class PatchMgr {
   uint32_t ScaleOf(const AccumulatorPoint& point, int32_t deviceId, LxPldProxy* proxy);
 
   LxPldProxy* m_pldProxy = nullptr;
-  ResourceTable m_resources;
-  PointToResourceTable m_pointResources;
-  PointTable m_points;
-  IdHistory m_idHistory;
+  PatchMap m_map;
   AccumulatorTable m_accumulators;
   AccumulatorPoint m_tempPoint;
   AccumulatorPoint m_humPoint;

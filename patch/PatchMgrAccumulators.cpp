@@ -151,7 +151,8 @@ void PatchMgr::NewDaySyncHumAccumulator(int32_t deviceId, HttpsClient* /*client*
 }
 
 bool PatchMgr::FindAccumulatorPoint(AccumulatorPoint& point, bool PointPatchEntry::*kind) {
-  for (auto entry = m_points.begin(); !point.found && entry != m_points.end(); ++entry) {
+  for (auto entry = m_map.Points().begin(); !point.found && entry != m_map.Points().end();
+       ++entry) {
     if (entry->second.*kind) point = {true, entry->first, entry->second};
   }
   return point.found;

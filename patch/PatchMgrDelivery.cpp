@@ -55,15 +55,15 @@ int32_t PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
                              const char (&value)[kCovValueSize], HttpsClient* client,
                              const std::string& chassisId, const std::string& uuid,
                              const std::string& label) {
-  const auto name = m_pointResources.find(pointId);
+  const auto name = m_map.PointResources().find(pointId);
   // Kept: docs/kept-behaviour.md#silent-unknown-point
-  if (name == m_pointResources.end()) return kUnknownPoint;
-  const auto found = m_resources.find(name->second);
+  if (name == m_map.PointResources().end()) return kUnknownPoint;
+  const auto found = m_map.Resources().find(name->second);
   // The reading of a point without a resource does not count for the day either.
   // Kept: docs/kept-behaviour.md#no-resource-no-reading
-  if (found == m_resources.end()) return 1;
+  if (found == m_map.Resources().end()) return 1;
   const ResourceUrlEntry resource = found->second;
-  const PointPatchEntry entry = m_points.at(pointId);
+  const PointPatchEntry entry = m_map.Points().at(pointId);
   const auto device = static_cast<uint16_t>(deviceId);
   if (entry.tempAccum || entry.humAccum) {
     AccumulatorUpdate(GetDayKey(), RawReading(value), entry, device);
@@ -82,7 +82,7 @@ int32_t PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
 void PatchMgr::SendAllResourcesToCloud(uint32_t deviceId, const std::string& chassisId,
                                        const std::string& uuid, HttpsClient* client) {
   const auto device = static_cast<uint16_t>(deviceId);
-  for (const auto& entry : m_resources) {
+  for (const auto& entry : m_map.Resources()) {
     SendResource(device, entry.second, client, chassisId, uuid);
   }
 }

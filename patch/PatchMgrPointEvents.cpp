@@ -50,7 +50,7 @@ std::string PatchMgr::BuildEventMessage(uint32_t deviceId, int32_t pointId,
   } else if (entry.arg1Type == "pldQueryArgs") {
     value = arg1Out = GetPointValueQueryArgsStr(device, entry.arg1);
   } else if (entry.arg1Type == "old") {
-    value = arg1Out = m_idHistory[pointId];
+    value = arg1Out = m_map.History()[pointId];
   }
   const std::string& message = entry.message;
   const size_t first = Placeholder(message, "%1");
@@ -81,7 +81,7 @@ std::string PatchMgr::SecondArgument(uint32_t deviceId, int32_t pointId,
   } else {
     return first;
   }
-  if (entry.arg1Type == "old") m_idHistory[pointId] = arg2Out;
+  if (entry.arg1Type == "old") m_map.History()[pointId] = arg2Out;
   return arg2Out;
 }
 
@@ -123,10 +123,10 @@ int32_t PatchMgr::SendEventForPoint(uint32_t deviceId, int32_t pointId, uint16_t
 // Where the event comes from: the point's resource, as far as the chassis. Empty when the resource
 // is not one of a chassis.
 std::string PatchMgr::OriginOfPoint(int32_t pointId, const std::string& chassisId) {
-  const auto name = m_pointResources.find(pointId);
-  if (name == m_pointResources.end()) return {};
-  const auto resource = m_resources.find(name->second);
-  if (resource == m_resources.end()) return {};
+  const auto name = m_map.PointResources().find(pointId);
+  if (name == m_map.PointResources().end()) return {};
+  const auto resource = m_map.Resources().find(name->second);
+  if (resource == m_map.Resources().end()) return {};
   const ResourceUrlEntry& entry = resource->second;
   if (entry.resourceTag != kChassisIdTag) {
     __dlog_printf(3, kUnit, "%s: unknown resource tag: %s", "SendEventForPoint",

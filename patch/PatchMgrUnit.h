@@ -1,16 +1,12 @@
 #ifndef PATCH_PATCHMGRUNIT_H_
 #define PATCH_PATCHMGRUNIT_H_
 
-// What the source files of PatchMgr share among themselves.
+// What the source files of this folder share among themselves.
 
 namespace cloudclient {
 
-// Log unit of all of them.
+// Log unit of all of them: PatchMgr is what runs the others.
 constexpr char kUnit[] = "PatchMgr";
-
-// Markers of a resource's URL, also the values of its tag.
-constexpr char kChassisIdTag[] = "<chassisid>";
-constexpr char kUuidTag[] = "<uuid>";
 
 }  // namespace cloudclient
 

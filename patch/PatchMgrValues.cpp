@@ -1,12 +1,10 @@
 // Current values of points.
 #include <algorithm>
-#include <vector>
 
 #include "patch/PatchMgr.h"
 #include "patch/PatchMgrUnit.h"
 #include "platform/pld/LxPldProxy.h"
 #include "platform/pld/PldQueryWorker.h"
-#include "platform/util/LxStringUtils.h"
 #include "platform/util/dlog.h"
 
 namespace cloudclient {
@@ -21,22 +19,12 @@ const char kNoValue[] = "0";
 
 }  // namespace
 
-int32_t PatchMgr::ConvertPldQueryArgs(const std::string& text, int32_t* args, int32_t count) {
-  std::vector<std::string> pieces;
-  LxStringUtils::Split(text, ',', pieces);
-  if (pieces.size() < static_cast<size_t>(count)) {
-    __dlog_printf(3, kUnit, "%s:  pldQueryArgsStr argument list too short: %s   Expected %d args.",
-                  "ConvertPldQueryArgs", text.c_str(), count);
-    return -1;
+void PatchMgr::InitIdHistoryValues(int32_t deviceId, HttpsClient* /*client*/) {
+  for (auto& [pointId, value] : m_map.History()) {
+    const auto point = m_map.Points().find(pointId);
+    // Kept: docs/kept-behaviour.md#history-by-document
+    if (point != m_map.Points().end()) value = DocumentValue(deviceId, point->second.arg2);
   }
-  for (int32_t i = 0; i < count; ++i) {
-    if (!LxStringUtils::ConvertStringToLong(pieces[static_cast<size_t>(i)], args[i])) {
-      __dlog_printf(3, kUnit, "%s: Invalid pldQueryArgsStr argument list: %s",
-                    "ConvertPldQueryArgs", text.c_str());
-      return -1;
-    }
-  }
-  return 0;
 }
 
 std::string PatchMgr::GetPointValue(int32_t deviceId, const PointPatchEntry& entry) {
@@ -55,7 +43,7 @@ std::string PatchMgr::GetPointValuePld(int32_t deviceId, const PointPatchEntry& 
 
 std::string PatchMgr::GetPointValueQueryArgsStr(int32_t deviceId, const std::string& argsText) {
   int32_t args[kQueryArgs] = {};
-  if (ConvertPldQueryArgs(argsText, args, kQueryArgs) != 0) return {};
+  if (PatchMap::ConvertQueryArgs(argsText, args, kQueryArgs) != 0) return {};
   std::string text;
   if (QueryPoint(text, deviceId, args) != 0) {
     __dlog_printf(3, kUnit, "%s: Error retrieving value for point %d from PLD engine",

@@ -23,15 +23,15 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   patch.SetPldProxy(&fakes::platform().proxy);
   const int32_t result = patch.InitCovPatchMaps(path);
   fuzz::Require(result >= 0 && result <= 3, "a load answers 0 to 3");
-  fuzz::Require(patch.GetPoints().size() == patch.GetPointResources().size(),
+  fuzz::Require(patch.GetMap().Points().size() == patch.GetMap().PointResources().size(),
                 "both point tables hold the same points");
-  fuzz::Require(result < 2 || (patch.GetPoints().empty() && patch.GetIdHistory().empty()),
+  fuzz::Require(result < 2 || (patch.GetMap().Points().empty() && patch.GetMap().History().empty()),
                 "a failed load loads no point");
   patch.InitIdHistoryValues(1, &client);
   patch.NewDaySyncAccumulators(1, &client, &fakes::platform().proxy);
   const char value[cloudclient::kCovValueSize] = {};
-  for (const auto& [id, entry] : patch.GetPoints()) {
-    fuzz::Require(patch.GetPointResources().count(id) == 1, "each point has a group");
+  for (const auto& [id, entry] : patch.GetMap().Points()) {
+    fuzz::Require(patch.GetMap().PointResources().count(id) == 1, "each point has a group");
     const int32_t delivered = patch.ProcessCOV(1, id, 0, value, &client, "17", "uuid", "label");
     fuzz::Require(delivered == 0 || delivered == 1 || delivered == 5, "a known point is no 4");
     if (fakes::platform().log.records.size() > 1000) break;

@@ -39,10 +39,10 @@ class MapCheckTest : public testing::Test {
   std::vector<std::string> Check(const std::string& map, const std::string& pages = "") const {
     Write("map.txt", map);
     const std::string path = m_folder / "map.txt";
-    cloudclient::PatchMgr manager;
-    EXPECT_LT(manager.InitCovPatchMaps(path), 2);
+    cloudclient::PatchMap loaded;
+    EXPECT_LT(loaded.Load(path), 2);
     const host::JsonRef root(json_load_file(path.c_str(), 0, nullptr));
-    return ctl::CheckMap(manager, root.get(), m_folder / pages, m_device ? &*m_device : nullptr);
+    return ctl::CheckMap(loaded, root.get(), m_folder / pages, m_device ? &*m_device : nullptr);
   }
 
   // The findings in a page of the clean resource, for a device with point 1201 alone.

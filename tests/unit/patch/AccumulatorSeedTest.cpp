@@ -76,9 +76,9 @@ TEST_F(Seed, Of_both_reads_temperature_first) {
 TEST_F(Seed, Replaces_what_today_has_seen) {
   HasBothPoints();
   patch.NewDayAccumulators();
-  patch.AccumulatorUpdate(patch.GetDayKey(), 100, patch.GetPoints().at(1), 3);
-  patch.AccumulatorUpdate(patch.GetDayKey(), 300, patch.GetPoints().at(1), 3);
-  patch.AccumulatorUpdate(patch.GetDayKey(), 400, patch.GetPoints().at(2), 3);
+  patch.AccumulatorUpdate(patch.GetDayKey(), 100, patch.GetMap().Points().at(1), 3);
+  patch.AccumulatorUpdate(patch.GetDayKey(), 300, patch.GetMap().Points().at(1), 3);
+  patch.AccumulatorUpdate(patch.GetDayKey(), 400, patch.GetMap().Points().at(2), 3);
   Temperature();
   EXPECT_EQ(Today(), (DayAccumulator{210, 210, "21", "21", 400, 400, "45", "45"}));
 }

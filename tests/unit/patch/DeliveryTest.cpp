@@ -48,8 +48,8 @@ TEST_F(Delivery, Of_an_unknown_point_is_4_and_silent) {
   EXPECT_THAT(service.requests(), IsEmpty());
   EXPECT_THAT(platform().pages.asked, IsEmpty());
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
-  EXPECT_THAT(patch.GetPoints(), SizeIs(1));
-  EXPECT_THAT(patch.GetPointResources(), SizeIs(1));
+  EXPECT_THAT(patch.GetMap().Points(), SizeIs(1));
+  EXPECT_THAT(patch.GetMap().PointResources(), SizeIs(1));
 }
 
 TEST_F(Delivery, Of_a_group_without_a_resource_is_1_and_silent) {
@@ -57,9 +57,9 @@ TEST_F(Delivery, Of_a_group_without_a_resource_is_1_and_silent) {
   EXPECT_EQ(Process(1), 1);
   EXPECT_THAT(service.requests(), IsEmpty());
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
-  EXPECT_THAT(patch.GetResources(), IsEmpty());
-  EXPECT_THAT(patch.GetPoints(), SizeIs(1));
-  EXPECT_THAT(patch.GetPointResources(), SizeIs(1));
+  EXPECT_THAT(patch.GetMap().Resources(), IsEmpty());
+  EXPECT_THAT(patch.GetMap().Points(), SizeIs(1));
+  EXPECT_THAT(patch.GetMap().PointResources(), SizeIs(1));
 }
 
 TEST_F(Delivery, Of_a_group_without_a_resource_takes_no_reading_into_the_day) {

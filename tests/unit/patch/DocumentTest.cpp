@@ -50,9 +50,9 @@ class Document : public PatchTest {
     HasDocument("h", "45");
     patch.NewDaySyncAccumulators(1, &client, &platform().proxy);
     HasDocument("t", "25");
-    patch.AccumulatorUpdate(patch.GetDayKey(), 250, patch.GetPoints().at(1), 1);
+    patch.AccumulatorUpdate(patch.GetDayKey(), 250, patch.GetMap().Points().at(1), 1);
     HasDocument("h", "55");
-    patch.AccumulatorUpdate(patch.GetDayKey(), 550, patch.GetPoints().at(2), 1);
+    patch.AccumulatorUpdate(patch.GetDayKey(), 550, patch.GetMap().Points().at(2), 1);
     platform().log.records.clear();
   }
 };

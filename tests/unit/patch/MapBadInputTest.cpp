@@ -19,10 +19,10 @@ using testing::SizeIs;
 class MapBadInput : public PatchTest {
  protected:
   void ExpectNothingLoaded() {
-    EXPECT_THAT(patch.GetResources(), IsEmpty());
-    EXPECT_THAT(patch.GetPoints(), IsEmpty());
-    EXPECT_THAT(patch.GetPointResources(), IsEmpty());
-    EXPECT_THAT(patch.GetIdHistory(), IsEmpty());
+    EXPECT_THAT(patch.GetMap().Resources(), IsEmpty());
+    EXPECT_THAT(patch.GetMap().Points(), IsEmpty());
+    EXPECT_THAT(patch.GetMap().PointResources(), IsEmpty());
+    EXPECT_THAT(patch.GetMap().History(), IsEmpty());
   }
 
   // The line of a load that failed with this text and position.
@@ -141,8 +141,8 @@ TEST_F(MapBadInput, A_large_file_is_loaded_whole) {
   }
   ASSERT_GT(map.size(), 50000000u);
   EXPECT_EQ(Load(map), 0);
-  EXPECT_THAT(patch.GetPoints(), SizeIs(kPoints));
-  EXPECT_EQ(patch.GetPoints().at(kPoints).patch, filler);
+  EXPECT_THAT(patch.GetMap().Points(), SizeIs(kPoints));
+  EXPECT_EQ(patch.GetMap().Points().at(kPoints).patch, filler);
 }
 
 TEST_F(MapBadInput, A_large_file_that_is_cut_loads_nothing) {
@@ -156,27 +156,27 @@ TEST_F(MapBadInput, A_point_without_an_id) {
   EXPECT_EQ(Load(Map(kThermal, R"({"patch": "p", "pld": "v"}, )" + Point("2", R"("pld": "v")"))),
             1);
   EXPECT_THAT(Lines(), ElementsAre("3 InitIdToResAndPatchMaps: id not found"));
-  EXPECT_THAT(patch.GetPointResources(), ElementsAre(Pair(2, "thermal")));
+  EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(2, "thermal")));
 }
 
 TEST_F(MapBadInput, A_point_without_a_template) {
   EXPECT_EQ(Load(Map(kThermal, R"({"id": 1, "pld": "v"}, )" + Point("2", R"("pld": "v")"))), 1);
   EXPECT_THAT(Lines(), ElementsAre("3 InitIdToResAndPatchMaps: null patchObj"));
-  EXPECT_THAT(patch.GetPointResources(), ElementsAre(Pair(2, "thermal")));
-  EXPECT_THAT(patch.GetPoints(), SizeIs(1));
+  EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(2, "thermal")));
+  EXPECT_THAT(patch.GetMap().Points(), SizeIs(1));
 }
 
 TEST_F(MapBadInput, A_point_without_a_source) {
   EXPECT_EQ(Load(Map(kThermal, R"({"id": 1, "patch": "p"}, )" + Point("2", R"("pld": "v")"))), 1);
   EXPECT_THAT(Lines(), ElementsAre("3 InitIdToResAndPatchMaps: null pldObj"));
-  EXPECT_THAT(patch.GetPointResources(), ElementsAre(Pair(2, "thermal")));
+  EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(2, "thermal")));
 }
 
 TEST_F(MapBadInput, A_bad_point_is_not_enrolled_in_the_id_history) {
   EXPECT_EQ(Load(Map(kThermal, R"({"id": 1, "patch": "p",
                                    "event": {"msgid": "m", "arg1Type": "old"}})")),
             1);
-  EXPECT_THAT(patch.GetIdHistory(), IsEmpty());
+  EXPECT_THAT(patch.GetMap().History(), IsEmpty());
 }
 
 TEST_F(MapBadInput, Only_the_first_fault_of_a_point_is_told) {
@@ -189,7 +189,7 @@ TEST_F(MapBadInput, Only_the_first_fault_of_a_point_is_told) {
 TEST_F(MapBadInput, A_later_good_point_does_not_mend_the_result) {
   EXPECT_EQ(Load(R"({"resourceUrls": [], "a": [{}], "b": [)" + Point("2", R"("pld": "v")") + "]}"),
             1);
-  EXPECT_THAT(patch.GetPointResources(), ElementsAre(Pair(2, "b")));
+  EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(2, "b")));
 }
 
 }  // namespace

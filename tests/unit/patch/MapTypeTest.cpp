@@ -70,7 +70,8 @@ TEST_P(MapText, A_resource_reads_as_empty_what_is_no_text) {
     entry.url = wrong == keys[1] ? "" : "url";
     entry.resourcePatch = wrong == keys[2] ? "" : "resourcePatch";
     entry.resourceTag = wrong == keys[3] ? "" : "resourceTag";
-    EXPECT_THAT(fresh.GetResources(), ElementsAre(Pair(wrong == keys[0] ? "" : "name", entry)));
+    EXPECT_THAT(fresh.GetMap().Resources(),
+                ElementsAre(Pair(wrong == keys[0] ? "" : "name", entry)));
   }
   EXPECT_THAT(Lines(), IsEmpty());
 }
@@ -83,7 +84,7 @@ TEST_P(MapText, A_point_reads_as_empty_what_is_no_text) {
   nameless.patch = "p";
   PointPatchEntry withoutTemplate;
   withoutTemplate.pld = "v";
-  EXPECT_THAT(patch.GetPoints(), ElementsAre(Pair(1, nameless), Pair(2, withoutTemplate)));
+  EXPECT_THAT(patch.GetMap().Points(), ElementsAre(Pair(1, nameless), Pair(2, withoutTemplate)));
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
@@ -91,7 +92,7 @@ TEST_P(MapText, Query_arguments_that_are_no_text_are_too_short) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pldQueryArgs": )" + Value()))), 0);
   PointPatchEntry entry;
   entry.patch = "{%1}";
-  EXPECT_THAT(patch.GetPoints(), ElementsAre(Pair(1, entry)));
+  EXPECT_THAT(patch.GetMap().Points(), ElementsAre(Pair(1, entry)));
   EXPECT_THAT(Lines(),
               ElementsAre("3 ConvertPldQueryArgs:  pldQueryArgsStr argument list too short: "
                           "   Expected 5 args."));
@@ -110,17 +111,17 @@ TEST_P(MapText, An_event_reads_as_empty_what_is_no_text) {
   entry.pld = "v";
   entry.msgid = "m";
   entry.numArgs = 1;
-  EXPECT_THAT(patch.GetPoints(), ElementsAre(Pair(1, entry)));
-  EXPECT_THAT(patch.GetIdHistory(), IsEmpty());
+  EXPECT_THAT(patch.GetMap().Points(), ElementsAre(Pair(1, entry)));
+  EXPECT_THAT(patch.GetMap().History(), IsEmpty());
 }
 
 TEST_P(MapText, An_identifier_that_is_no_text_leaves_the_event_out) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", "event": {"msgid": )" + Value() +
                                               R"(, "message": "x", "arg1Type": "old"})"))),
             0);
-  EXPECT_EQ(patch.GetPoints().at(1).msgid, "");
-  EXPECT_EQ(patch.GetPoints().at(1).message, "");
-  EXPECT_THAT(patch.GetIdHistory(), IsEmpty());
+  EXPECT_EQ(patch.GetMap().Points().at(1).msgid, "");
+  EXPECT_EQ(patch.GetMap().Points().at(1).message, "");
+  EXPECT_THAT(patch.GetMap().History(), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, MapText, testing::ValuesIn(kNoTexts), NameOf);
@@ -131,7 +132,7 @@ TEST_P(MapArray, A_group_that_is_no_array_is_skipped) {
   EXPECT_EQ(Load(R"({"resourceUrls": [], "thermal": )" + Value() + R"(, "fan": [)" +
                  Point("2", R"("pld": "v")") + "]}"),
             0);
-  EXPECT_THAT(patch.GetPointResources(), ElementsAre(Pair(2, "fan")));
+  EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(2, "fan")));
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
@@ -139,8 +140,8 @@ TEST_P(MapArray, Resources_that_are_no_array_are_none) {
   EXPECT_EQ(
       Load(R"({"resourceUrls": )" + Value() + R"(, "fan": [)" + Point("2", R"("pld": "v")") + "]}"),
       0);
-  EXPECT_THAT(patch.GetResources(), IsEmpty());
-  EXPECT_THAT(patch.GetPointResources(), ElementsAre(Pair(2, "fan")));
+  EXPECT_THAT(patch.GetMap().Resources(), IsEmpty());
+  EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(2, "fan")));
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
@@ -154,10 +155,10 @@ TEST_P(MapFlag, Only_true_sets_a_flag) {
                      Point("1", R"("pld": "v", "7dayTempAccum": )" + wrong +
                                     R"(, "7dayHumAccum": )" + wrong))),
             0);
-  EXPECT_FALSE(patch.GetResources().at("thermal").accum7Day);
-  EXPECT_FALSE(patch.GetResources().at("thermal").tempUomCelsius);
-  EXPECT_FALSE(patch.GetPoints().at(1).tempAccum);
-  EXPECT_FALSE(patch.GetPoints().at(1).humAccum);
+  EXPECT_FALSE(patch.GetMap().Resources().at("thermal").accum7Day);
+  EXPECT_FALSE(patch.GetMap().Resources().at("thermal").tempUomCelsius);
+  EXPECT_FALSE(patch.GetMap().Points().at(1).tempAccum);
+  EXPECT_FALSE(patch.GetMap().Points().at(1).humAccum);
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
@@ -168,7 +169,7 @@ class MapInteger : public MapType {};
 TEST_P(MapInteger, An_id_that_is_no_integer_costs_the_point_and_not_the_result) {
   EXPECT_EQ(
       Load(Map(kThermal, Point(Value(), R"("pld": "v")") + "," + Point("2", R"("pld": "v")"))), 0);
-  EXPECT_THAT(patch.GetPointResources(), ElementsAre(Pair(2, "thermal")));
+  EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(2, "thermal")));
   EXPECT_THAT(Lines(), ElementsAre("3 InitIdToResAndPatchMaps: id is not type integer"));
 }
 
@@ -176,8 +177,8 @@ TEST_P(MapInteger, A_number_of_arguments_that_is_no_integer_is_0) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", "event": {"msgid": "m", "numargs": )" +
                                               Value() + "}"))),
             0);
-  EXPECT_EQ(patch.GetPoints().at(1).numArgs, 0);
-  EXPECT_EQ(patch.GetPoints().at(1).msgid, "m");
+  EXPECT_EQ(patch.GetMap().Points().at(1).numArgs, 0);
+  EXPECT_EQ(patch.GetMap().Points().at(1).msgid, "m");
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, MapInteger, testing::ValuesIn(kNoIntegers), NameOf);
@@ -187,27 +188,27 @@ class MapObject : public MapType {};
 
 TEST_P(MapObject, An_event_that_is_no_object_is_left_out) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", "event": )" + Value()))), 0);
-  EXPECT_THAT(patch.GetPointResources(), SizeIs(1));
-  EXPECT_EQ(patch.GetPoints().at(1).msgid, "");
+  EXPECT_THAT(patch.GetMap().PointResources(), SizeIs(1));
+  EXPECT_EQ(patch.GetMap().Points().at(1).msgid, "");
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
 TEST_P(MapObject, A_point_that_is_no_object_has_no_id) {
   EXPECT_EQ(Load(Map(kThermal, Value() + "," + Point("2", R"("pld": "v")"))), 1);
-  EXPECT_THAT(patch.GetPointResources(), ElementsAre(Pair(2, "thermal")));
+  EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(2, "thermal")));
   EXPECT_THAT(Lines(), ElementsAre("3 InitIdToResAndPatchMaps: id not found"));
 }
 
 TEST_P(MapObject, A_resource_that_is_no_object_is_a_nameless_empty_one) {
   EXPECT_EQ(Load(R"({"resourceUrls": [)" + Value() + R"(, {"name": "fan"}]})"), 0);
-  EXPECT_THAT(patch.GetResources(),
+  EXPECT_THAT(patch.GetMap().Resources(),
               ElementsAre(Pair("", ResourceUrlEntry()), Pair("fan", ResourceUrlEntry())));
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
 TEST_P(MapObject, A_root_that_is_no_object_has_no_resources) {
   EXPECT_EQ(Load(Value()), 3);
-  EXPECT_THAT(patch.GetPoints(), IsEmpty());
+  EXPECT_THAT(patch.GetMap().Points(), IsEmpty());
   EXPECT_THAT(Lines(), ElementsAre("3 InitResUrlMap: resourceUrls object not found in patch map "
                                    "/var/local/orv/pldserver/0/1/covpatchmap.txt"));
 }

@@ -155,15 +155,15 @@ TEST_F(PointEvent, Of_an_unknown_point_has_no_origin_and_adds_nothing) {
   EXPECT_EQ(Sent(Event(0), 99), 0);
   EXPECT_EQ(Posted(), Document("", R"("unit-1", "label-1", "", "")", ""));
   EXPECT_THAT(Failures(), IsEmpty());
-  EXPECT_THAT(patch.GetPointResources(), SizeIs(1));
-  EXPECT_THAT(patch.GetResources(), SizeIs(1));
+  EXPECT_THAT(patch.GetMap().PointResources(), SizeIs(1));
+  EXPECT_THAT(patch.GetMap().Resources(), SizeIs(1));
 }
 
 TEST_F(PointEvent, Of_a_group_without_a_resource_has_no_origin_and_adds_nothing) {
   Loaded(R"({"resourceUrls": [], "m": [)" + Point("2", R"("pld": "v")") + "]}");
   EXPECT_EQ(Sent(Event(0), 2), 0);
   EXPECT_EQ(Posted(), Document("", R"("unit-1", "label-1", "", "")", ""));
-  EXPECT_THAT(patch.GetResources(), SizeIs(1));
+  EXPECT_THAT(patch.GetMap().Resources(), SizeIs(1));
 }
 
 // What can't be sent.
@@ -228,7 +228,7 @@ TEST_F(PointEvent, Refused_by_the_service_still_moves_the_history) {
   PointPatchEntry entry = Event(2);
   entry.arg1Type = "old";
   EXPECT_EQ(Sent(entry), 0);
-  EXPECT_EQ(patch.GetIdHistory().at(1), "b");
+  EXPECT_EQ(patch.GetMap().History().at(1), "b");
 }
 
 // Text that is no UTF-8, in each place.

@@ -148,7 +148,7 @@ TEST_P(PointMessageTypes, Follow_the_first_type_but_for_pld) {
   EXPECT_EQ(arg1, types.arg1);
   EXPECT_EQ(arg2, types.arg2);
   const bool replaces = entry.arg1Type == "old" && entry.arg2Type == "pld";
-  EXPECT_THAT(patch.GetIdHistory(), ElementsAre(Pair(1, replaces ? "b" : "a")));
+  EXPECT_THAT(patch.GetMap().History(), ElementsAre(Pair(1, replaces ? "b" : "a")));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -222,7 +222,7 @@ TEST_F(PointMessage, An_absent_old_value_is_empty_and_made) {
   PointPatchEntry entry = Event("[%1]", 1);
   entry.arg1Type = "old";
   EXPECT_EQ(Built(entry, 8), "[]");
-  EXPECT_THAT(patch.GetIdHistory(), ElementsAre(Pair(8, "")));
+  EXPECT_THAT(patch.GetMap().History(), ElementsAre(Pair(8, "")));
 }
 
 TEST_F(PointMessage, The_new_value_of_one_change_is_the_old_one_of_the_next) {
@@ -234,7 +234,7 @@ TEST_F(PointMessage, The_new_value_of_one_change_is_the_old_one_of_the_next) {
   EXPECT_EQ(Built(entry), "b>%2c");
   EXPECT_EQ(arg1, "b");
   EXPECT_EQ(arg2, "c");
-  EXPECT_THAT(patch.GetIdHistory(), ElementsAre(Pair(1, "c")));
+  EXPECT_THAT(patch.GetMap().History(), ElementsAre(Pair(1, "c")));
 }
 
 TEST_F(PointMessage, One_old_argument_leaves_the_history) {
@@ -243,7 +243,7 @@ TEST_F(PointMessage, One_old_argument_leaves_the_history) {
   Loaded(Map(kThermal, Point("1", R"("pld": "v", "event": {"msgid": "m", "arg1Type": "old"})")));
   EXPECT_EQ(Built(entry), "0");
   EXPECT_EQ(Built(entry), "0");
-  EXPECT_THAT(patch.GetIdHistory(), ElementsAre(Pair(1, "0")));
+  EXPECT_THAT(patch.GetMap().History(), ElementsAre(Pair(1, "0")));
 }
 
 }  // namespace

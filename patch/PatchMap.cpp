@@ -1,8 +1,12 @@
 // The map file and the tables made of it.
+#include "patch/PatchMap.h"
+
+#include <vector>
+
 #include "base/JsonText.h"
-#include "patch/PatchMgr.h"
 #include "patch/PatchMgrUnit.h"
 #include "platform/util/LocalPath.h"
+#include "platform/util/LxStringUtils.h"
 #include "platform/util/dlog.h"
 
 namespace cloudclient {
@@ -23,7 +27,7 @@ bool IsTrue(const json_t* object, const char* key) {
 
 }  // namespace
 
-int32_t PatchMgr::InitCovPatchMaps(const std::string& path) {
+int32_t PatchMap::Load(const std::string& path) {
   json_error_t error;
   const JsonRef root(json_load_file(LocalPath(path).c_str(), JSON_DECODE_ANY, &error));
   if (!root) {
@@ -32,12 +36,12 @@ int32_t PatchMgr::InitCovPatchMaps(const std::string& path) {
                   "InitCovPatchMaps", path.c_str(), error.text, error.line, error.column);
     return 2;
   }
-  const int32_t result = InitResUrlMap(root.get(), path);
+  const int32_t result = TakeResources(root.get(), path);
   if (result != 0) return result;
-  return InitIdToResAndPatchMaps(root.get(), path);
+  return TakePoints(root.get());
 }
 
-int32_t PatchMgr::InitResUrlMap(const json_t* root, const std::string& path) {
+int32_t PatchMap::TakeResources(const json_t* root, const std::string& path) {
   const json_t* const resources = json_object_get(root, kResourceUrls);
   if (resources == nullptr) {
     __dlog_printf(3, kUnit, "%s: resourceUrls object not found in patch map %s", "InitResUrlMap",
@@ -58,7 +62,7 @@ int32_t PatchMgr::InitResUrlMap(const json_t* root, const std::string& path) {
   return 0;
 }
 
-int32_t PatchMgr::InitIdToResAndPatchMaps(json_t* root, const std::string& /*path*/) {
+int32_t PatchMap::TakePoints(json_t* root) {
   int32_t result = 0;
   const char* name;
   const json_t* group;
@@ -67,7 +71,7 @@ int32_t PatchMgr::InitIdToResAndPatchMaps(json_t* root, const std::string& /*pat
     size_t index;
     const json_t* element;
     // Kept: docs/kept-behaviour.md#silent-map
-    json_array_foreach(group, index, element) { AddPoint(element, name, result); }
+    json_array_foreach(group, index, element) { TakePoint(element, name, result); }
   }
   return result;
 }
@@ -75,7 +79,7 @@ int32_t PatchMgr::InitIdToResAndPatchMaps(json_t* root, const std::string& /*pat
 // Adds one point description to the tables. A bad one sets `result`, but for an id that is no
 // number, which leaves it as it is.
 // Kept: docs/kept-behaviour.md#id-no-number
-void PatchMgr::AddPoint(const json_t* element, const char* resourceName, int32_t& result) {
+void PatchMap::TakePoint(const json_t* element, const char* resourceName, int32_t& result) {
   const json_t* const id = json_object_get(element, "id");
   if (id == nullptr) {
     __dlog_printf(3, kUnit, "%s: id not found", "InitIdToResAndPatchMaps");
@@ -102,18 +106,18 @@ void PatchMgr::AddPoint(const json_t* element, const char* resourceName, int32_t
   entry.pld = JsonMemberText(element, "pld");
   if (hasArgs) {
     const std::string args = JsonMemberText(element, "pldQueryArgs");
-    if (ConvertPldQueryArgs(args, entry.queryArgs, kQueryArgs) == 0) entry.pldQueryArgs = args;
+    if (ConvertQueryArgs(args, entry.queryArgs, kQueryArgs) == 0) entry.pldQueryArgs = args;
   }
   entry.patch = JsonMemberText(element, "patch");
   entry.tempAccum = IsTrue(element, "7dayTempAccum");
   entry.humAccum = IsTrue(element, "7dayHumAccum");
-  AddEventInfoToPatch(element, entry, pointId);
+  TakeEvent(element, entry, pointId);
   // Kept: docs/kept-behaviour.md#first-entry-stays
   m_pointResources.emplace(pointId, resourceName);
   m_points.emplace(pointId, entry);
 }
 
-void PatchMgr::AddEventInfoToPatch(const json_t* element, PointPatchEntry& entry, int32_t pointId) {
+void PatchMap::TakeEvent(const json_t* element, PointPatchEntry& entry, int32_t pointId) {
   entry.numArgs = 0;
   const json_t* const event = json_object_get(element, "event");
   const std::string msgid = JsonMemberText(event, "msgid");
@@ -133,12 +137,22 @@ void PatchMgr::AddEventInfoToPatch(const json_t* element, PointPatchEntry& entry
   }
 }
 
-void PatchMgr::InitIdHistoryValues(int32_t deviceId, HttpsClient* /*client*/) {
-  for (auto& [pointId, value] : m_idHistory) {
-    const auto point = m_points.find(pointId);
-    // Kept: docs/kept-behaviour.md#history-by-document
-    if (point != m_points.end()) value = DocumentValue(deviceId, point->second.arg2);
+int32_t PatchMap::ConvertQueryArgs(const std::string& text, int32_t* args, int32_t count) {
+  std::vector<std::string> pieces;
+  LxStringUtils::Split(text, ',', pieces);
+  if (pieces.size() < static_cast<size_t>(count)) {
+    __dlog_printf(3, kUnit, "%s:  pldQueryArgsStr argument list too short: %s   Expected %d args.",
+                  "ConvertPldQueryArgs", text.c_str(), count);
+    return -1;
   }
+  for (int32_t i = 0; i < count; ++i) {
+    if (!LxStringUtils::ConvertStringToLong(pieces[static_cast<size_t>(i)], args[i])) {
+      __dlog_printf(3, kUnit, "%s: Invalid pldQueryArgsStr argument list: %s",
+                    "ConvertPldQueryArgs", text.c_str());
+      return -1;
+    }
+  }
+  return 0;
 }
 
 }  // namespace cloudclient

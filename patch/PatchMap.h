@@ -1,0 +1,91 @@
+#ifndef PATCH_PATCHMAP_H_
+#define PATCH_PATCHMAP_H_
+
+#include <jansson.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace cloudclient {
+
+// Markers of a resource's URL, also the values of its tag.
+constexpr char kChassisIdTag[] = "<chassisid>";
+constexpr char kUuidTag[] = "<uuid>";
+
+// Number of arguments of a point-value query.
+constexpr int kQueryArgs = 5;
+
+// One resource of the service that can be patched: an element of the map file's "resourceUrls".
+struct ResourceUrlEntry {
+  std::string url;              // path at the service, with `resourceTag` in it
+  std::string resourcePatch;    // page that renders the resource's document
+  std::string resourceTag;      // marker in `url`: "<chassisid>" or "<uuid>"
+  bool accum7Day = false;       // the document carries the seven-day words
+  bool tempUomCelsius = false;  // the document carries temperature tags
+};
+
+// One point of the map file.
+struct PointPatchEntry {
+  std::string pld;           // document name of the value
+  std::string pldQueryArgs;  // text of the query arguments, empty when they did not convert
+  std::string patch;         // template of the point's own document, with "%1"
+  std::string msgid;         // event of the point; empty: it has none
+  std::string message;
+  std::string severity;
+  std::string arg1;
+  std::string arg1Type;
+  std::string arg2;
+  std::string arg2Type;
+  int32_t queryArgs[kQueryArgs] = {0, 0, 0, 0, 0};
+  int32_t numArgs = 0;
+  bool tempAccum = false;
+  bool humAccum = false;
+};
+
+// The tables of a map file, and their loading: neither an engine nor a transport is needed. Faults
+// of the file are logged in the name of PatchMgr, whose operations forward to these. No lock: the
+// tables change only while a file brings keys that they lack.
+class PatchMap {
+ public:
+  typedef std::map<std::string, ResourceUrlEntry> ResourceTable;
+  typedef std::map<int32_t, std::string> PointToResourceTable;
+  typedef std::map<int32_t, PointPatchEntry> PointTable;
+  typedef std::map<int32_t, std::string> IdHistory;
+
+  // Loads the file at `path` (a path of the appliance). 0; 1 when a point description was bad (the
+  // others are loaded); 2 when the file could not be read or parsed; 3 without "resourceUrls". The
+  // first entry for a key stays, also over several loads.
+  int32_t Load(const std::string& path);
+  // Takes the resources of the parsed file, which lies at `path`. 0 or 3.
+  int32_t TakeResources(const json_t* root, const std::string& path);
+  // Takes the points of the parsed file into the point tables and the id history. 0 or 1.
+  int32_t TakePoints(json_t* root);
+  // Fills the event fields of a point's entry from its description; a point whose event shows the
+  // former value comes into the id history.
+  void TakeEvent(const json_t* element, PointPatchEntry& entry, int32_t pointId);
+
+  // Converts the first `count` pieces of a comma-separated list into `args`. 0, or -1, with the
+  // pieces before the failing one converted.
+  static int32_t ConvertQueryArgs(const std::string& text, int32_t* args, int32_t count);
+
+  const ResourceTable& Resources() const { return m_resources; }
+  // The group in which each point was listed: the name of its resource.
+  const PointToResourceTable& PointResources() const { return m_pointResources; }
+  const PointTable& Points() const { return m_points; }
+  // The last value of each point whose event shows the former one.
+  const IdHistory& History() const { return m_idHistory; }
+  IdHistory& History() { return m_idHistory; }
+
+ private:
+  void TakePoint(const json_t* element, const char* resourceName, int32_t& result);
+
+  ResourceTable m_resources;
+  PointToResourceTable m_pointResources;
+  PointTable m_points;
+  IdHistory m_idHistory;
+};
+
+}  // namespace cloudclient
+
+#endif  // PATCH_PATCHMAP_H_
