@@ -60,6 +60,14 @@ TEST_F(CommandLine, Everything_said_is_taken) {
   EXPECT_EQ(options->event_retention, 36500);
 }
 
+TEST_F(CommandLine, Key_comes_from_a_file_or_from_standard_input) {
+  for (const char* file : {"/x/key", "-"}) {
+    const auto options = Parse({"--email", "a@b", "--registration-key-file", file});
+    ASSERT_TRUE(options) << err;
+    EXPECT_EQ(options->registration_key_file, file);
+  }
+}
+
 TEST_F(CommandLine, Backup_takes_a_file_and_the_database) {
   EXPECT_EQ(Parse({})->backup, "");
   const auto options = Parse({"backup", "--db", "/x/y.db", "/x/z.db"});

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -43,14 +44,18 @@ class Program : public testing::Test {
     m_child = fork();
     if (m_child == 0) {
       dup2(out[1], STDOUT_FILENO);
+      const int in = open(folder.File("in").c_str(), O_RDONLY | O_CLOEXEC);
+      if (in >= 0) dup2(in, STDIN_FILENO);
       if (freopen(folder.File("log").c_str(), "a", stderr) != nullptr) execv(argv[0], argv.data());
       _exit(127);
     }
     close(out[1]);
     m_out = fdopen(out[0], "r");
   }
-  void StartPlain() {
-    Start({"--http", "--listen", "127.0.0.1:0", "--email", "e", "--registration-key", "k"});
+  void StartPlain(const std::vector<std::string>& key = {"--registration-key", "k"}) {
+    std::vector<std::string> words = {"--http", "--listen", "127.0.0.1:0", "--email", "e"};
+    words.insert(words.end(), key.begin(), key.end());
+    Start(words);
     const std::string line = Line();
     const std::string begin = "listening on http://127.0.0.1:";
     ASSERT_THAT(line, StartsWith(begin)) << Log();
@@ -157,11 +162,27 @@ TEST_F(Program, Second_service_on_one_database_does_not_start) {
 
 TEST_F(Program, Registration_key_comes_from_a_file) {
   std::ofstream(folder.File("key")) << "k\nanother line\n";
-  Start({"--http", "--listen", "127.0.0.1:0", "--email", "e", "--registration-key-file",
-         folder.File("key")});
-  const std::string line = Line();
-  port = static_cast<std::uint16_t>(std::stoul(line.substr(line.rfind(':') + 1)));
+  StartPlain({"--registration-key-file", folder.File("key")});
   Register();
+}
+
+TEST_F(Program, Registration_key_comes_from_standard_input) {
+  std::ofstream(folder.File("in")) << "k\nanother line\n";
+  StartPlain({"--registration-key-file", "-"});
+  Register();
+}
+
+TEST_F(Program, Log_that_nobody_reads_stops_nothing) {
+  ASSERT_EQ(mkfifo(folder.File("log").c_str(), 0600), 0);
+  const int end = open(folder.File("log").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_GE(end, 0);
+  ASSERT_GT(fcntl(end, F_SETPIPE_SZ, 4096), 0);
+  StartPlain();
+  for (int i = 0; i < 100; ++i) {
+    ASSERT_THAT(Ask("GET /redfish/v1"), StartsWith("HTTP/1.1 200 OK\r\n")) << i;
+  }
+  EXPECT_EQ(Stop(SIGTERM), 0);
+  close(end);
 }
 
 TEST_F(Program, Registration_key_that_cannot_be_read_ends_with_1) {

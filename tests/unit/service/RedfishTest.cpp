@@ -355,6 +355,8 @@ TEST_F(Redfish, Options_asks_for_no_token) {
   const Response response = Ask("OPTIONS", kManager);
   EXPECT_EQ(response.status, 204u);
   EXPECT_EQ(Header(response, "Allow"), "GET, HEAD, PATCH, DELETE, OPTIONS");
+  EXPECT_EQ(Header(Ask("OPTIONS", "/redfish/v1/Chassis/none/Sensors/1"), "Allow"),
+            "GET, HEAD, PATCH, OPTIONS");
   EXPECT_EQ(Header(Ask("OPTIONS", "*"), "Allow"), "GET, HEAD, POST, PATCH, DELETE, OPTIONS");
   EXPECT_EQ(Ask("GET", "*").status, 400u);
   EXPECT_EQ(Ask("OPTIONS", "/nothing").status, 404u);

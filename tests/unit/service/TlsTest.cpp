@@ -57,6 +57,22 @@ TEST(Certificate, Half_a_pair_is_made_anew) {
   EXPECT_NO_THROW(ServerContext(files));
 }
 
+// Whatever a certificate's key is, RSA as well.
+TEST(Certificate, No_cipher_goes_without_forward_secrecy_or_authenticated_encryption) {
+  TempFolder folder;
+  bool made = false;
+  auto context = ServerContext(OwnCertificate(folder.File("s.db"), made));
+  const STACK_OF(SSL_CIPHER)* ciphers = SSL_CTX_get_ciphers(context.native_handle());
+  ASSERT_GT(sk_SSL_CIPHER_num(ciphers), 4);
+  for (int i = 0; i < sk_SSL_CIPHER_num(ciphers); ++i) {
+    const SSL_CIPHER* cipher = sk_SSL_CIPHER_value(ciphers, i);
+    EXPECT_TRUE(SSL_CIPHER_is_aead(cipher)) << SSL_CIPHER_get_name(cipher);
+    // Any: of TLS 1.3, where the key exchange is no part of the cipher.
+    EXPECT_THAT(SSL_CIPHER_get_kx_nid(cipher), testing::AnyOf(NID_kx_ecdhe, NID_kx_any))
+        << SSL_CIPHER_get_name(cipher);
+  }
+}
+
 TEST(Certificate, Failures_name_the_file) {
   TempFolder folder;
   bool made = false;
