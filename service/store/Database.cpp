@@ -65,8 +65,11 @@ void Database::Execute(const char* script) {
 
 void Database::NoteChange(int code) {
   constexpr int kPrimary = 0xff;
+  const int before = std::exchange(m_changed_rows, sqlite3_total_changes(Handle()));
   if ((code & kPrimary) == SQLITE_CONSTRAINT) return;
-  m_change_failed = code != SQLITE_DONE && code != SQLITE_OK;
+  const bool failed = code != SQLITE_DONE && code != SQLITE_OK;
+  // A change of nothing has no need of the disk.
+  if (failed || m_changed_rows != before) m_change_failed = failed;
 }
 
 int Database::Changes() const { return sqlite3_changes(Handle()); }
@@ -144,7 +147,10 @@ std::optional<std::int64_t> Statement::OptionalNumber(int column) const {
 
 // Immediate: the write lock is taken here, where waiting for it is possible.
 Transaction::Transaction(Database& database) : m_database(database) {
-  m_database.Execute("BEGIN IMMEDIATE");
+  const int code = sqlite3_exec(m_database.Handle(), "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+  if (code == SQLITE_OK) return;
+  m_database.NoteChange(code);
+  Fail(m_database.Handle());
 }
 
 Transaction::~Transaction() {

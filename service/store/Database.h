@@ -54,7 +54,7 @@ class Database {
   sqlite3* Handle() const { return m_handle.get(); }
 
   // Whether the last change could not be brought to the disk. One that the schema forbids is not
-  // meant: that is an answer too.
+  // meant, since that is an answer too, nor one that found nothing to change.
   bool ChangeFailed() const { return m_change_failed; }
 
  private:
@@ -67,6 +67,7 @@ class Database {
   };
   std::unique_ptr<sqlite3, Close> m_handle;
   bool m_change_failed = false;
+  int m_changed_rows = 0;  // of all changes that were noted
 };
 
 // A statement with its values, finalised with the object. Values are bound and columns counted from

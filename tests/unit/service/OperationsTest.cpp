@@ -143,6 +143,17 @@ TEST_F(InOperation, Health_fails_from_a_failed_change_to_the_next_one_that_succe
   EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
 }
 
+TEST_F(InOperation, Health_is_not_restored_by_a_change_of_nothing) {
+  {
+    const DiskWith few(1);
+    EXPECT_EQ(AskBefore("POST", "/redfish/v1/Chassis", token, "{}").status, 500u);
+  }
+  service->RemoveOld();
+  EXPECT_EQ(AskBefore("GET", "/healthz").status, 503u);
+  EXPECT_EQ(AskBefore("POST", "/hb/u-1", token, R"({"HeartbeatInterval": 90})").status, 200u);
+  EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
+}
+
 TEST_F(InOperation, Change_that_the_schema_forbids_is_no_failure_of_the_disk) {
   EXPECT_THROW(store->AddChassis({"c", "nobody", "{}", 1}), DatabaseError);
   EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);

@@ -308,6 +308,25 @@ TEST_F(StoreOnDisk, Transaction_without_commit_did_not_happen) {
   EXPECT_FALSE(store.FindManager("u"));
 }
 
+TEST_F(StoreOnDisk, Change_that_cannot_begin_has_failed) {
+  Store store(file);
+  Database database(file);
+  Database waiting(file);
+  sqlite3_busy_timeout(waiting.Handle(), 0);
+  {
+    const Transaction held(database);
+    EXPECT_THROW(Transaction{waiting}, DatabaseError);
+    EXPECT_TRUE(waiting.ChangeFailed());
+  }
+  Transaction(waiting).Commit();
+  EXPECT_TRUE(waiting.ChangeFailed()) << "nothing was changed";
+  Transaction change(waiting);
+  waiting.Execute(
+      "INSERT INTO manager (uuid, name, token_hash, registered) VALUES ('u', 'n', 'h', 1)");
+  change.Commit();
+  EXPECT_FALSE(waiting.ChangeFailed());
+}
+
 // A store with manager "u" and its chassis "c" and "d".
 class Fleet : public StoreOnDisk {
  protected:
