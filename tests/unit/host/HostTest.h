@@ -13,6 +13,9 @@
 #include "host/device/DeviceModel.h"
 #include "host/util/Fd.h"
 
+// Where the appliance has its cloud section.
+constexpr char kCloudFile[] = "/etc/cloudclient/cloud.json";
+
 // A root folder of its own and a look at what is written to standard error, log level 7.
 class HostTest : public testing::Test {
  protected:

@@ -17,8 +17,6 @@ using orv_cfgserver::LxAppCfgFactory;
 
 namespace {
 
-constexpr char kFile[] = "/etc/cloudclient/cloud.json";
-
 class CfgCloudTest : public HostTest {
  protected:
   static CfgCloud& Cloud() {
@@ -45,7 +43,8 @@ TEST_F(CfgCloudTest, Factory_knows_its_sets_only) {
 }
 
 TEST_F(CfgCloudTest, Values_come_from_the_file) {
-  Write(kFile, R"({"Enabled": true, "Url": "https://s", "UserEmail": "e@x", "RegistrationKey": "k",
+  Write(kCloudFile,
+        R"({"Enabled": true, "Url": "https://s", "UserEmail": "e@x", "RegistrationKey": "k",
                    "UnitName": "n", "UUID": "u", "XAuthToken": "t"})");
   bool enabled = false;
   EXPECT_EQ(Cloud().GetEnableState(enabled), 0);
@@ -73,8 +72,8 @@ TEST_F(CfgCloudTest, Every_value_of_a_registration_is_needed) {
     for (const std::string& key : keys) {
       if (key != left) text += ", \"" + key + "\": \"x\"";
     }
-    Write(kFile, text + "}");
-    host::ConfigStore store(In(kFile), host::CloudKeys());
+    Write(kCloudFile, text + "}");
+    host::ConfigStore store(In(kCloudFile), host::CloudKeys());
     EXPECT_FALSE(host::CloudOn(store)->IsFullyConfigured()) << left;
   }
 }
@@ -83,9 +82,9 @@ TEST_F(CfgCloudTest, Setters_reach_storage_with_save) {
   EXPECT_EQ(Cloud().SetUnitName("n"), 0);
   EXPECT_EQ(Cloud().SetUUID("u"), 0);
   EXPECT_EQ(Cloud().SetXAuthToken("t"), 0);
-  EXPECT_FALSE(Exists(kFile));
+  EXPECT_FALSE(Exists(kCloudFile));
   EXPECT_TRUE(Cloud().Save());
-  EXPECT_EQ(Read(kFile),
+  EXPECT_EQ(Read(kCloudFile),
             "{\n  \"UnitName\": \"n\",\n  \"UUID\": \"u\",\n  \"XAuthToken\": \"t\"\n}\n");
 }
 
@@ -131,17 +130,17 @@ TEST_F(CfgCloudTest, Chassis_list_is_kept) {
 
 TEST_F(CfgCloudTest, Loading_reads_the_list_from_storage) {
   EXPECT_EQ(Cloud().LoadAllChassis(), 0);
-  Write(kFile, R"({"Chassis": {"x": {"VelocityInstance": 4}}})");
+  Write(kCloudFile, R"({"Chassis": {"x": {"VelocityInstance": 4}}})");
   EXPECT_EQ(Chassis().size(), 0u);
   EXPECT_EQ(Cloud().LoadAllChassis(), 0);
   EXPECT_EQ(Chassis().size(), 1u);
-  Write(kFile, "{");
+  Write(kCloudFile, "{");
   EXPECT_NE(Cloud().LoadAllChassis(), 0);
   EXPECT_EQ(Chassis().size(), 1u);
 }
 
 TEST_F(CfgCloudTest, Chassis_without_a_usable_instance_answers_failure) {
-  Write(kFile, R"({"Chassis": {"a": {}, "b": {"VelocityInstance": "1"}, "c": 5,
+  Write(kCloudFile, R"({"Chassis": {"a": {}, "b": {"VelocityInstance": "1"}, "c": 5,
                    "d": {"VelocityInstance": 4294967296}, "e": {"VelocityInstance": -1}}})");
   const auto chassis = Chassis();
   ASSERT_EQ(chassis.size(), 5u);

@@ -23,12 +23,10 @@ using testing::UnorderedElementsAre;
 
 namespace {
 
-constexpr char kFile[] = "/etc/cloudclient/cloud.json";
-
 class ConfigStoreTest : public HostTest {
  protected:
   std::unique_ptr<host::ConfigStore> Open() const {
-    return std::make_unique<host::ConfigStore>(In(kFile), host::CloudKeys());
+    return std::make_unique<host::ConfigStore>(In(kCloudFile), host::CloudKeys());
   }
   // Mode 0700, and the other user's where the tests run as root.
   void GiveToOther(const std::string& path) const {
@@ -48,7 +46,7 @@ TEST_F(ConfigStoreTest, Missing_file_is_defaults_without_a_message) {
 }
 
 TEST_F(ConfigStoreTest, Values_are_read) {
-  Write(kFile,
+  Write(kCloudFile,
         R"({"Enabled": true, "Url": "https://x", "Chassis": {"a": {"VelocityInstance": 3}}})");
   const auto store = Open();
   EXPECT_TRUE(store->Flag(host::kEnabled));
@@ -60,21 +58,21 @@ TEST_F(ConfigStoreTest, Values_are_read) {
 TEST_F(ConfigStoreTest, Save_makes_the_folder_and_the_file) {
   const auto store = Open();
   ASSERT_TRUE(store->SetText(host::kUuid, "u"));
-  EXPECT_FALSE(Exists(kFile));
+  EXPECT_FALSE(Exists(kCloudFile));
   ASSERT_TRUE(store->Save());
-  EXPECT_EQ(Read(kFile), "{\n  \"UUID\": \"u\"\n}\n");
+  EXPECT_EQ(Read(kCloudFile), "{\n  \"UUID\": \"u\"\n}\n");
   struct stat status = {};
-  ASSERT_EQ(stat(In(kFile).c_str(), &status), 0);
+  ASSERT_EQ(stat(In(kCloudFile).c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0600u);
   EXPECT_THAT(Files("/etc/cloudclient"), ElementsAre("cloud.json"));
 }
 
 TEST_F(ConfigStoreTest, Unknown_keys_and_their_order_are_kept) {
-  Write(kFile, R"({"Zebra": [1, 2.5, null], "Url": "a", "Apple": {"x": "é"}})");
+  Write(kCloudFile, R"({"Zebra": [1, 2.5, null], "Url": "a", "Apple": {"x": "é"}})");
   const auto store = Open();
   store->SetText(host::kUrl, "b");
   ASSERT_TRUE(store->Save());
-  EXPECT_EQ(Read(kFile),
+  EXPECT_EQ(Read(kCloudFile),
             "{\n  \"Zebra\": [\n    1,\n    2.5,\n    null\n  ],\n  \"Url\": \"b\",\n"
             "  \"Apple\": {\n    \"x\": \"é\"\n  }\n}\n");
 }
@@ -92,7 +90,7 @@ TEST_F(ConfigStoreTest, Saved_values_are_read_by_another_process) {
 }
 
 TEST_F(ConfigStoreTest, Neither_of_two_writers_loses_the_others_change) {
-  Write(kFile, R"({"Url": "a"})");
+  Write(kCloudFile, R"({"Url": "a"})");
   const auto daemon = Open();
   const auto ctl = Open();
   daemon->SetText(host::kXAuthToken, "token");
@@ -147,9 +145,9 @@ TEST_F(ConfigStoreTest, Own_writing_is_no_change) {
 }
 
 TEST_F(ConfigStoreTest, Changes_of_others_are_named_once) {
-  Write(kFile, R"({"Url": "a", "UserEmail": "e", "UnitName": "n"})");
+  Write(kCloudFile, R"({"Url": "a", "UserEmail": "e", "UnitName": "n"})");
   const auto store = Open();
-  Write(kFile, R"({"Url": "b", "UnitName": "n", "Enabled": true})");
+  Write(kCloudFile, R"({"Url": "b", "UnitName": "n", "Enabled": true})");
   ASSERT_TRUE(store->Reload());
   ASSERT_TRUE(store->Reload());
   EXPECT_THAT(store->TakeChanges(), UnorderedElementsAre("Url", "UserEmail", "Enabled"));
@@ -160,7 +158,7 @@ TEST_F(ConfigStoreTest, Changes_of_others_are_named_once) {
 TEST_F(ConfigStoreTest, Changes_of_others_met_while_saving_are_named) {
   const auto store = Open();
   store->SetText(host::kXAuthToken, "t");
-  Write(kFile, R"({"Url": "b"})");
+  Write(kCloudFile, R"({"Url": "b"})");
   ASSERT_TRUE(store->Save());
   EXPECT_THAT(store->TakeChanges(), ElementsAre("Url"));
 }
@@ -168,35 +166,36 @@ TEST_F(ConfigStoreTest, Changes_of_others_met_while_saving_are_named) {
 TEST_F(ConfigStoreTest, What_was_set_and_not_saved_survives_a_reload) {
   const auto store = Open();
   store->SetText(host::kXAuthToken, "mine");
-  Write(kFile, R"({"XAuthToken": "theirs"})");
+  Write(kCloudFile, R"({"XAuthToken": "theirs"})");
   ASSERT_TRUE(store->Reload());
   EXPECT_EQ(store->Text(host::kXAuthToken), "mine");
   EXPECT_THAT(store->TakeChanges(), IsEmpty());
 }
 
 TEST_F(ConfigStoreTest, Vanished_file_leaves_the_values_and_is_written_again) {
-  Write(kFile, R"({"Url": "a", "Other": 1})");
+  Write(kCloudFile, R"({"Url": "a", "Other": 1})");
   const auto store = Open();
-  ASSERT_EQ(remove(In(kFile).c_str()), 0);
+  ASSERT_EQ(remove(In(kCloudFile).c_str()), 0);
   EXPECT_TRUE(store->Reload());
   EXPECT_EQ(store->Text(host::kUrl), "a");
   EXPECT_THAT(store->TakeChanges(), IsEmpty());
   ASSERT_TRUE(store->Save());
-  EXPECT_EQ(Read(kFile), "{\n  \"Url\": \"a\",\n  \"Other\": 1\n}\n");
+  EXPECT_EQ(Read(kCloudFile), "{\n  \"Url\": \"a\",\n  \"Other\": 1\n}\n");
 }
 
 TEST_F(ConfigStoreTest, Unparsable_file_at_start_names_file_line_and_column) {
-  Write(kFile, "{\n  \"Url\": \"a\",\n  \"Enabled\": maybe\n}\n");
+  Write(kCloudFile, "{\n  \"Url\": \"a\",\n  \"Enabled\": maybe\n}\n");
   const auto store = Open();
   EXPECT_EQ(store->Text(host::kUrl), "");
-  EXPECT_EQ(LogCount(In(kFile) + " is not valid JSON: line 3, column 18; the values in use stay"),
-            1);
+  EXPECT_EQ(
+      LogCount(In(kCloudFile) + " is not valid JSON: line 3, column 18; the values in use stay"),
+      1);
 }
 
 TEST_F(ConfigStoreTest, Unparsable_file_leaves_the_last_good_values_and_is_not_overwritten) {
-  Write(kFile, R"({"Url": "a"})");
+  Write(kCloudFile, R"({"Url": "a"})");
   const auto store = Open();
-  Write(kFile, "{\"Url\": ");
+  Write(kCloudFile, "{\"Url\": ");
   EXPECT_FALSE(store->Reload());
   EXPECT_FALSE(store->Reload());
   EXPECT_EQ(store->Text(host::kUrl), "a");
@@ -204,36 +203,36 @@ TEST_F(ConfigStoreTest, Unparsable_file_leaves_the_last_good_values_and_is_not_o
   EXPECT_EQ(LogCount("is not valid JSON"), 1);
   store->SetText(host::kXAuthToken, "t");
   EXPECT_FALSE(store->Save());
-  EXPECT_EQ(Read(kFile), "{\"Url\": ");
-  EXPECT_EQ(LogCount(In(kFile) + " is not saved: "), 1);
+  EXPECT_EQ(Read(kCloudFile), "{\"Url\": ");
+  EXPECT_EQ(LogCount(In(kCloudFile) + " is not saved: "), 1);
 
-  Write(kFile, R"({"Url": "b"})");
+  Write(kCloudFile, R"({"Url": "b"})");
   ASSERT_TRUE(store->Save());
   EXPECT_EQ(Open()->Text(host::kXAuthToken), "t");
   EXPECT_EQ(Open()->Text(host::kUrl), "b");
 }
 
 TEST_F(ConfigStoreTest, Top_level_value_that_is_no_object_is_refused) {
-  Write(kFile, "[1]");
+  Write(kCloudFile, "[1]");
   const auto store = Open();
   EXPECT_EQ(LogCount("is not valid: line 1, column 1: not a JSON object"), 1);
   EXPECT_FALSE(store->Save());
-  EXPECT_EQ(Read(kFile), "[1]");
+  EXPECT_EQ(Read(kCloudFile), "[1]");
 }
 
 TEST_F(ConfigStoreTest, Unreadable_file_costs_one_message_and_is_not_overwritten) {
-  MakeUnreadable(kFile);
+  MakeUnreadable(kCloudFile);
   const auto store = Open();
   EXPECT_FALSE(store->Reload());
   EXPECT_EQ(LogCount("cannot be read: Too many levels of symbolic links; the values in use stay"),
             1);
   EXPECT_FALSE(store->Save());
-  EXPECT_TRUE(Exists(kFile));
+  EXPECT_TRUE(Exists(kCloudFile));
   EXPECT_THAT(Files("/etc/cloudclient"), ElementsAre("cloud.json"));
 }
 
 TEST_F(ConfigStoreTest, Wrong_types_are_named_once_and_count_as_absent) {
-  Write(kFile, R"({"Enabled": "true", "Url": 5, "Chassis": []})");
+  Write(kCloudFile, R"({"Enabled": "true", "Url": 5, "Chassis": []})");
   const auto store = Open();
   store->Reload();
   EXPECT_FALSE(store->Flag(host::kEnabled));
@@ -245,7 +244,7 @@ TEST_F(ConfigStoreTest, Wrong_types_are_named_once_and_count_as_absent) {
 }
 
 TEST_F(ConfigStoreTest, Text_with_a_NUL_byte_is_named_once_and_counts_as_absent) {
-  Write(kFile, R"({"UUID": "a\u0000b", "RegistrationKey": "\u0000", "Url": "u"})");
+  Write(kCloudFile, R"({"UUID": "a\u0000b", "RegistrationKey": "\u0000", "Url": "u"})");
   const auto store = Open();
   store->Reload();
   EXPECT_EQ(store->Text(host::kUuid), "");
@@ -258,13 +257,13 @@ TEST_F(ConfigStoreTest, Text_with_a_NUL_byte_is_named_once_and_counts_as_absent)
 }
 
 TEST_F(ConfigStoreTest, Chassis_without_an_instance_is_named) {
-  Write(kFile, R"({"Chassis": {"a": {"VelocityInstance": 0}, "b": {}}})");
+  Write(kCloudFile, R"({"Chassis": {"a": {"VelocityInstance": 0}, "b": {}}})");
   Open();
   EXPECT_EQ(LogCount("\"VelocityInstance\" of \"b\" in \"Chassis\" is not an integer"), 1);
 }
 
 TEST_F(ConfigStoreTest, Full_disk_costs_one_message_and_leaves_the_file) {
-  Write(kFile, R"({"Url": "a"})");
+  Write(kCloudFile, R"({"Url": "a"})");
   const Child child = Run([this] {
     const auto store = Open();
     store->SetText(host::kXAuthToken, std::string(100000, 't'));
@@ -274,7 +273,7 @@ TEST_F(ConfigStoreTest, Full_disk_costs_one_message_and_leaves_the_file) {
     return store->Save() ? 1 : 0;
   });
   EXPECT_EQ(child.Wait(), 0);
-  EXPECT_EQ(Read(kFile), R"({"Url": "a"})");
+  EXPECT_EQ(Read(kCloudFile), R"({"Url": "a"})");
   EXPECT_EQ(LogCount("is not saved: File too large"), 1);
   EXPECT_THAT(Files("/etc/cloudclient"), ElementsAre("cloud.json"));
 }
@@ -287,25 +286,25 @@ TEST_F(ConfigStoreTest, Folder_that_cannot_be_made_fails_the_save) {
 }
 
 TEST_F(ConfigStoreTest, Lock_that_another_process_keeps_fails_the_save) {
-  Write(kFile, "{}");
-  const host::FileLock lock(In(kFile) + ".lock", 0, host::OwnershipOf(In(kFile)));
-  host::ConfigStore store(In(kFile), host::CloudKeys(), 0);
+  Write(kCloudFile, "{}");
+  const host::FileLock lock(In(kCloudFile) + ".lock", 0, host::OwnershipOf(In(kCloudFile)));
+  host::ConfigStore store(In(kCloudFile), host::CloudKeys(), 0);
   store.SetText(host::kUrl, "u");
   EXPECT_FALSE(store.Save());
   EXPECT_EQ(LogCount("is not saved: another process keeps its lock"), 1);
-  EXPECT_EQ(Read(kFile), "{}");
+  EXPECT_EQ(Read(kCloudFile), "{}");
 }
 
 TEST_F(ConfigStoreTest, Lock_that_cannot_be_made_fails_the_save) {
-  Write(kFile, "{}");
-  ASSERT_EQ(host::MakeFolders(In(kFile) + ".lock"), 0);
+  Write(kCloudFile, "{}");
+  ASSERT_EQ(host::MakeFolders(In(kCloudFile) + ".lock"), 0);
   EXPECT_FALSE(Open()->Save());
   EXPECT_EQ(LogCount("cloud.json.lock: Is a directory"), 1);
 }
 
 TEST_F(ConfigStoreTest, What_root_writes_stays_another_users) {
-  Write(kFile, R"({"Url": "a"})");
-  for (const char* path : {"", "/etc", "/etc/cloudclient", kFile}) GiveToOther(path);
+  Write(kCloudFile, R"({"Url": "a"})");
+  for (const char* path : {"", "/etc", "/etc/cloudclient", kCloudFile}) GiveToOther(path);
   {
     const auto store = Open();
     store->SetText(host::kUrl, "b");
@@ -320,7 +319,7 @@ TEST_F(ConfigStoreTest, What_root_writes_stays_another_users) {
   EXPECT_EQ(other.Wait(), 0);
   EXPECT_EQ(Open()->Text(host::kXAuthToken), "t");
   struct stat status = {};
-  ASSERT_EQ(stat(In(kFile).c_str(), &status), 0);
+  ASSERT_EQ(stat(In(kCloudFile).c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0700u);
   EXPECT_EQ(status.st_uid, geteuid() == 0 ? kOther : geteuid());
   EXPECT_EQ(status.st_gid, geteuid() == 0 ? kOther : getegid());
@@ -337,34 +336,35 @@ TEST_F(ConfigStoreTest, What_root_makes_is_the_folders_owners) {
 TEST_F(ConfigStoreTest, Link_stays_and_what_it_names_is_written) {
   Write("/data/cloud.json", R"({"Url": "a"})");
   ASSERT_EQ(host::MakeFolders(In("/etc/cloudclient")), 0);
-  ASSERT_EQ(symlink("../../data/cloud.json", In(kFile).c_str()), 0);
+  ASSERT_EQ(symlink("../../data/cloud.json", In(kCloudFile).c_str()), 0);
   const auto store = Open();
   store->SetText(host::kUrl, "b");
   ASSERT_TRUE(store->Save());
   EXPECT_EQ(Read("/data/cloud.json"), "{\n  \"Url\": \"b\"\n}\n");
   EXPECT_THAT(Files("/etc/cloudclient"), ElementsAre("cloud.json"));
   char named[100] = "";
-  EXPECT_GT(readlink(In(kFile).c_str(), named, sizeof(named) - 1), 0);
+  EXPECT_GT(readlink(In(kCloudFile).c_str(), named, sizeof(named) - 1), 0);
   EXPECT_STREQ(named, "../../data/cloud.json");
   EXPECT_TRUE(Exists("/data/cloud.json.lock"));
 }
 
 TEST_F(ConfigStoreTest, Link_to_nothing_makes_the_file_that_it_names) {
   ASSERT_EQ(host::MakeFolders(In("/etc/cloudclient")), 0);
-  ASSERT_EQ(symlink("../../data/cloud.json", In(kFile).c_str()), 0);
+  ASSERT_EQ(symlink("../../data/cloud.json", In(kCloudFile).c_str()), 0);
   ASSERT_TRUE(Open()->Save());
   EXPECT_EQ(Read("/data/cloud.json"), "{}\n");
 }
 
 TEST_F(ConfigStoreTest, Folder_that_cannot_be_synced_is_a_warning) {
-  Write(kFile, "{}");
+  Write(kCloudFile, "{}");
   const auto store = Open();
   store->SetText(host::kUrl, "b");
   int calls = 0;
   g_fsync = [&calls](int) { return ++calls == 1 ? 0 : EIO; };
   EXPECT_TRUE(store->Save());
   EXPECT_EQ(Open()->Text(host::kUrl), "b");
-  EXPECT_EQ(LogCount("4 Host " + In(kFile) + " is saved, but its folder could not be synced: "), 1);
+  EXPECT_EQ(
+      LogCount("4 Host " + In(kCloudFile) + " is saved, but its folder could not be synced: "), 1);
 }
 
 TEST_F(ConfigStoreTest, Temporaries_of_a_killed_save_are_swept_by_the_next) {
@@ -379,7 +379,7 @@ TEST_F(ConfigStoreTest, Temporaries_of_a_killed_save_are_swept_by_the_next) {
 }
 
 TEST_F(ConfigStoreTest, Reading_again_does_not_wait_for_the_disk) {
-  Write(kFile, R"({"Url": "a"})");
+  Write(kCloudFile, R"({"Url": "a"})");
   const auto store = Open();
   store->SetText(host::kXAuthToken, "t");
   int syncs = 0;
@@ -403,7 +403,7 @@ TEST_F(ConfigStoreTest, Reading_again_does_not_wait_for_the_disk) {
 }
 
 TEST_F(ConfigStoreTest, Broken_file_is_not_quoted) {
-  Write(kFile, R"({"RegistrationKey": s3cret})");
+  Write(kCloudFile, R"({"RegistrationKey": s3cret})");
   EXPECT_FALSE(Open()->Save());
   EXPECT_THAT(Log(), AllOf(HasSubstr("line 1, column "), Not(HasSubstr("s3cret"))));
 }
@@ -417,29 +417,30 @@ TEST_F(ConfigStoreTest, Texts_that_are_not_utf8_are_refused) {
       store->SetMember(host::kChassis, std::string("a\0b", 3), host::JsonRef(json_object())));
   EXPECT_FALSE(store->SetMember(host::kChassis, "", host::JsonRef(json_object())));
   ASSERT_TRUE(store->Save());
-  EXPECT_EQ(Read(kFile), "{}\n");
+  EXPECT_EQ(Read(kCloudFile), "{}\n");
 }
 
 TEST_F(ConfigStoreTest, Cleared_object_takes_what_others_added_along) {
-  Write(kFile, R"({"Chassis": {"a": {"VelocityInstance": 0}}})");
+  Write(kCloudFile, R"({"Chassis": {"a": {"VelocityInstance": 0}}})");
   const auto store = Open();
-  Write(kFile, R"({"Chassis": {"a": {"VelocityInstance": 0}, "b": {"VelocityInstance": 1}}})");
+  Write(kCloudFile, R"({"Chassis": {"a": {"VelocityInstance": 0}, "b": {"VelocityInstance": 1}}})");
   store->ClearObject(host::kChassis);
   store->SetMember(host::kChassis, "c", host::JsonRef(json_pack("{s:i}", "VelocityInstance", 2)));
   ASSERT_TRUE(store->Save());
-  EXPECT_EQ(Read(kFile),
+  EXPECT_EQ(Read(kCloudFile),
             "{\n  \"Chassis\": {\n    \"c\": {\n      \"VelocityInstance\": 2\n    }\n  }\n}\n");
 }
 
 TEST_F(ConfigStoreTest, Member_of_a_mistyped_object_replaces_it) {
-  Write(kFile, R"({"Chassis": 7})");
+  Write(kCloudFile, R"({"Chassis": 7})");
   const auto store = Open();
   ASSERT_TRUE(store->SetMember(host::kChassis, "a", host::JsonRef(json_object())));
   EXPECT_EQ(json_object_size(store->Object(host::kChassis).get()), 1u);
 }
 
 TEST_F(ConfigStoreTest, Key_and_token_are_secrets_whether_read_or_set) {
-  Write(kFile, R"({"RegistrationKey": "key-4711", "Url": "https://x", "XAuthToken": "first"})");
+  Write(kCloudFile,
+        R"({"RegistrationKey": "key-4711", "Url": "https://x", "XAuthToken": "first"})");
   const auto store = Open();
   store->SetText(host::kXAuthToken, "second");
   store->SetText(host::kXAuthToken, "");

@@ -15,7 +15,6 @@ using testing::IsEmpty;
 namespace {
 
 constexpr char kFolder[] = "/etc/cloudclient";
-constexpr char kCloud[] = "/etc/cloudclient/cloud.json";
 constexpr char kSysInfo[] = "/etc/cloudclient/sysinfo.json";
 
 class ConfigWatchTest : public HostTest {
@@ -27,7 +26,7 @@ class ConfigWatchTest : public HostTest {
     m_loop.RunOnce(0);
   }
 
-  host::ConfigStore m_cloud{In(kCloud), host::CloudKeys()};
+  host::ConfigStore m_cloud{In(kCloudFile), host::CloudKeys()};
   host::ConfigStore m_sysInfo{In(kSysInfo), host::SysInfoKeys()};
   host::EventLoop m_loop;
   std::unique_ptr<host::ConfigWatch> m_watch;
@@ -51,8 +50,8 @@ TEST_F(ConfigWatchTest, File_written_in_place_is_read) {
 
 TEST_F(ConfigWatchTest, File_replaced_by_a_rename_is_read) {
   Watch();
-  Replace(kCloud, R"({"Url": "a"})");
-  Replace(kCloud, R"({"Url": "b"})");
+  Replace(kCloudFile, R"({"Url": "a"})");
+  Replace(kCloudFile, R"({"Url": "b"})");
   m_loop.RunOnce(-1);
   EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("Url"));
   EXPECT_EQ(m_cloud.Text(host::kUrl), "b");
@@ -62,16 +61,16 @@ TEST_F(ConfigWatchTest, What_a_link_names_is_watched_and_so_is_what_another_link
   Write("/data/cloud.json", "{}");
   Write("/other/cloud.json", "{}");
   ASSERT_EQ(host::MakeFolders(In(kFolder)), 0);
-  std::filesystem::create_symlink(In("/data/cloud.json"), In(kCloud));
+  std::filesystem::create_symlink(In("/data/cloud.json"), In(kCloudFile));
   Watch();
-  host::ConfigStore ctl(In(kCloud), host::CloudKeys());
+  host::ConfigStore ctl(In(kCloudFile), host::CloudKeys());
   ctl.SetText(host::kUrl, "a");
   ASSERT_TRUE(ctl.Save());
   m_loop.RunOnce(-1);
   EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("Url"));
 
   std::filesystem::create_symlink(In("/other/cloud.json"), In(kFolder) + "/new");
-  std::filesystem::rename(In(kFolder) + "/new", In(kCloud));
+  std::filesystem::rename(In(kFolder) + "/new", In(kCloudFile));
   m_loop.RunOnce(-1);
   EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("Url"));
   ctl.SetText(host::kUserEmail, "e");
@@ -90,11 +89,11 @@ TEST_F(ConfigWatchTest, Own_saving_is_no_change) {
 }
 
 TEST_F(ConfigWatchTest, Removed_file_leaves_the_values) {
-  Write(kCloud, R"({"Url": "a"})");
+  Write(kCloudFile, R"({"Url": "a"})");
   m_cloud.Reload();
   m_cloud.TakeChanges();
   Watch();
-  std::filesystem::remove(In(kCloud));
+  std::filesystem::remove(In(kCloudFile));
   Replace(kSysInfo, R"({"SysName": "a"})");
   m_loop.RunOnce(-1);
   EXPECT_THAT(m_sysInfo.TakeChanges(), ElementsAre("SysName"));
@@ -103,9 +102,9 @@ TEST_F(ConfigWatchTest, Removed_file_leaves_the_values) {
 
 TEST_F(ConfigWatchTest, Unparsable_file_costs_one_message) {
   Watch();
-  Write(kCloud, "{");
+  Write(kCloudFile, "{");
   m_loop.RunOnce(-1);
-  Write(kCloud, "{");
+  Write(kCloudFile, "{");
   m_loop.RunOnce(-1);
   EXPECT_EQ(LogCount("is not valid JSON"), 1);
 }
@@ -149,7 +148,7 @@ TEST_F(ConfigWatchTest, What_else_appears_beside_the_folder_changes_nothing) {
 }
 
 TEST_F(ConfigWatchTest, File_that_was_written_before_the_first_watch_is_read) {
-  Write(kCloud, R"({"Url": "a"})");
+  Write(kCloudFile, R"({"Url": "a"})");
   Watch();
   EXPECT_EQ(m_cloud.Text(host::kUrl), "a");
   EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("Url"));
@@ -184,7 +183,7 @@ TEST_F(ConfigWatchTest, Folder_that_cannot_be_made_is_looked_for_once_a_second) 
 
 TEST_F(ConfigWatchTest, All_files_are_read_when_asked) {
   Watch();
-  Write(kCloud, R"({"Url": "a"})");
+  Write(kCloudFile, R"({"Url": "a"})");
   Write(kSysInfo, R"({"SysName": "a"})");
   m_watch->ReloadAll();
   EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("Url"));

@@ -6,9 +6,11 @@ namespace {
 
 int g_calls = 0;
 
-void OnEvent(int /*status*/, const LxPldEventNotification* /*event*/) { ++g_calls; }
-void OnCov(int /*status*/, const LxPldCovNotification* /*cov*/) { ++g_calls; }
-void OnActive(int /*status*/, const std::list<LxPldProxy::ActiveEvent*>& /*events*/) { ++g_calls; }
+void CountEvent(int /*status*/, const LxPldEventNotification* /*event*/) { ++g_calls; }
+void CountCov(int /*status*/, const LxPldCovNotification* /*cov*/) { ++g_calls; }
+void CountActive(int /*status*/, const std::list<LxPldProxy::ActiveEvent*>& /*events*/) {
+  ++g_calls;
+}
 
 class DeviceProxyTest : public HostTest {
  protected:
@@ -82,8 +84,8 @@ TEST_F(DeviceProxyTest, Sequence_id_is_owned_by_the_proxy) {
 }
 
 TEST_F(DeviceProxyTest, Notifications_are_dispatched) {
-  EXPECT_EQ(m_proxy.RegisterEventNotification(&OnEvent, 0, 0), 0);
-  EXPECT_EQ(m_proxy.RegisterCovNotification(&OnCov, 0, 0), 0);
+  EXPECT_EQ(m_proxy.RegisterEventNotification(&CountEvent, 0, 0), 0);
+  EXPECT_EQ(m_proxy.RegisterCovNotification(&CountCov, 0, 0), 0);
   EXPECT_EQ(m_proxy.DispatchEvents(), 0);
   EXPECT_EQ(m_proxy.DispatchCovs(), 0);
   EXPECT_EQ(g_calls, 0);
@@ -95,7 +97,7 @@ TEST_F(DeviceProxyTest, Notifications_are_dispatched) {
 }
 
 TEST_F(DeviceProxyTest, Active_events_call_back_before_the_call_returns) {
-  EXPECT_EQ(m_proxy.GetActiveEvents(&OnActive, 0), 0);
+  EXPECT_EQ(m_proxy.GetActiveEvents(&CountActive, 0), 0);
   EXPECT_EQ(g_calls, 1);
   EXPECT_NE(m_proxy.GetActiveEvents(nullptr, 0), 0);
 }

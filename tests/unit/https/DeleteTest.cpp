@@ -3,16 +3,16 @@
 namespace unit {
 namespace {
 
-const std::vector<std::string> kOptions = {"URL=https://cloud.example/redfish/v1/Thing",
-                                           "SSL_VERIFYPEER=0", "SSL_VERIFYHOST=0", "HTTPHEADER",
-                                           "CUSTOMREQUEST=DELETE"};
+const std::vector<std::string> kDeleteOptions = {"URL=https://cloud.example/redfish/v1/Thing",
+                                                 "SSL_VERIFYPEER=0", "SSL_VERIFYHOST=0",
+                                                 "HTTPHEADER", "CUSTOMREQUEST=DELETE"};
 
 class Delete : public TransportTest {};
 
 TEST_F(Delete, Sets_its_options_in_order) {
   curl().Answers(204);
   EXPECT_EQ(TransportTest::Delete(), 0u);
-  EXPECT_EQ(SetOptions(), kOptions);
+  EXPECT_EQ(SetOptions(), kDeleteOptions);
   EXPECT_THAT(LogLines(), IsEmpty());
 }
 
@@ -68,7 +68,7 @@ class DeleteSetup : public TransportTest, public testing::WithParamInterface<Nam
 TEST_P(DeleteSetup, Fails_at_the_first_option_that_is_refused) {
   curl().refuses[GetParam().option] = CURLE_OUT_OF_MEMORY;
   EXPECT_EQ(TransportTest::Delete(), 3u);
-  EXPECT_EQ(SetOptions(), UpTo(kOptions, GetParam().name));
+  EXPECT_EQ(SetOptions(), UpTo(kDeleteOptions, GetParam().name));
   EXPECT_EQ(curl().Last().performs, 0);
   EXPECT_THAT(LogLines(),
               ElementsAre("3 HttpsClient DeleteResource: Failed to setup curl request"));

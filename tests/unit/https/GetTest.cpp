@@ -5,21 +5,21 @@
 namespace unit {
 namespace {
 
-const std::vector<std::string> kOptions = {"URL=https://cloud.example/redfish/v1/Thing",
-                                           "WRITEFUNCTION",
-                                           "WRITEDATA",
-                                           "SSL_VERIFYPEER=0",
-                                           "SSL_VERIFYHOST=0",
-                                           "HEADER=1",
-                                           "HEADERFUNCTION",
-                                           "HEADERDATA"};
+const std::vector<std::string> kGetOptions = {"URL=https://cloud.example/redfish/v1/Thing",
+                                              "WRITEFUNCTION",
+                                              "WRITEDATA",
+                                              "SSL_VERIFYPEER=0",
+                                              "SSL_VERIFYHOST=0",
+                                              "HEADER=1",
+                                              "HEADERFUNCTION",
+                                              "HEADERDATA"};
 
 class Get : public TransportTest {};
 
 TEST_F(Get, Sets_its_options_in_order_and_no_header_line) {
   curl().Answers(200);
   EXPECT_EQ(TransportTest::Get(), 0u);
-  EXPECT_EQ(SetOptions(), kOptions);
+  EXPECT_EQ(SetOptions(), kGetOptions);
   EXPECT_EQ(curl().Last().Method(), "GET");
   EXPECT_EQ(curl().listsMade, 0);
 }
@@ -27,7 +27,7 @@ TEST_F(Get, Sets_its_options_in_order_and_no_header_line) {
 TEST_F(Get, With_token_adds_its_header_lines_in_order) {
   curl().Answers(200);
   EXPECT_EQ(GetAuth("tok-1"), 0u);
-  std::vector<std::string> options = kOptions;
+  std::vector<std::string> options = kGetOptions;
   options.emplace_back("HTTPHEADER");
   EXPECT_EQ(SetOptions(), options);
   EXPECT_THAT(curl().Last().headerLines,
@@ -154,7 +154,7 @@ class GetSetup : public TransportTest, public testing::WithParamInterface<NamedO
 TEST_P(GetSetup, Fails_silently_without_a_token) {
   curl().refuses[GetParam().option] = CURLE_OUT_OF_MEMORY;
   EXPECT_EQ(TransportTest::Get(), 3u);
-  EXPECT_EQ(SetOptions(), UpTo(kOptions, GetParam().name));
+  EXPECT_EQ(SetOptions(), UpTo(kGetOptions, GetParam().name));
   EXPECT_EQ(curl().Last().performs, 0);
   EXPECT_THAT(LogLines(), IsEmpty());
 }
@@ -162,7 +162,7 @@ TEST_P(GetSetup, Fails_silently_without_a_token) {
 TEST_P(GetSetup, Fails_with_a_message_with_a_token) {
   curl().refuses[GetParam().option] = CURLE_OUT_OF_MEMORY;
   EXPECT_EQ(GetAuth(), 3u);
-  EXPECT_EQ(SetOptions(), UpTo(kOptions, GetParam().name));
+  EXPECT_EQ(SetOptions(), UpTo(kGetOptions, GetParam().name));
   EXPECT_EQ(curl().Last().performs, 0);
   EXPECT_THAT(LogLines(),
               ElementsAre("3 HttpsClient GetAuthDocument: Failed to setup the curl request"));

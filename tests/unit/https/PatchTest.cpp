@@ -3,24 +3,24 @@
 namespace unit {
 namespace {
 
-const std::vector<std::string> kOptions = {"URL=https://cloud.example/redfish/v1/Thing",
-                                           "WRITEFUNCTION",
-                                           "WRITEDATA",
-                                           "SSL_VERIFYPEER=0",
-                                           "SSL_VERIFYHOST=0",
-                                           "HTTPHEADER",
-                                           "HEADER=1",
-                                           "HEADERFUNCTION",
-                                           "HEADERDATA",
-                                           "CUSTOMREQUEST=PATCH",
-                                           "POSTFIELDS={\"a\": 1}"};
+const std::vector<std::string> kPatchOptions = {"URL=https://cloud.example/redfish/v1/Thing",
+                                                "WRITEFUNCTION",
+                                                "WRITEDATA",
+                                                "SSL_VERIFYPEER=0",
+                                                "SSL_VERIFYHOST=0",
+                                                "HTTPHEADER",
+                                                "HEADER=1",
+                                                "HEADERFUNCTION",
+                                                "HEADERDATA",
+                                                "CUSTOMREQUEST=PATCH",
+                                                "POSTFIELDS={\"a\": 1}"};
 
 class Patch : public TransportTest {};
 
 TEST_F(Patch, Sets_its_options_in_order) {
   curl().Answers(204);
   EXPECT_EQ(TransportTest::Patch(), 0u);
-  EXPECT_EQ(SetOptions(), kOptions);
+  EXPECT_EQ(SetOptions(), kPatchOptions);
   EXPECT_EQ(curl().Last().document, kDocument);
 }
 
@@ -72,7 +72,7 @@ class PatchSetup : public TransportTest, public testing::WithParamInterface<Name
 TEST_P(PatchSetup, Fails_silently_when_an_option_is_refused) {
   curl().refuses[GetParam().option] = CURLE_OUT_OF_MEMORY;
   EXPECT_EQ(TransportTest::Patch(), 3u);
-  EXPECT_EQ(SetOptions(), UpTo(kOptions, GetParam().name));
+  EXPECT_EQ(SetOptions(), UpTo(kPatchOptions, GetParam().name));
   EXPECT_EQ(curl().Last().performs, 0);
   EXPECT_THAT(LogLines(), IsEmpty());
 }
@@ -91,7 +91,7 @@ TEST_P(PatchUnchecked, Goes_on_when_an_option_is_refused) {
   // Without a header block: nothing would be there to receive it.
   curl().responses.push_back({CURLE_OK, 204, "", "", ""});
   EXPECT_EQ(TransportTest::Patch(), 0u);
-  EXPECT_EQ(SetOptions(), kOptions);
+  EXPECT_EQ(SetOptions(), kPatchOptions);
   EXPECT_EQ(curl().Last().performs, 1);
   EXPECT_THAT(LogLines(), IsEmpty());
 }

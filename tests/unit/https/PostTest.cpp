@@ -3,23 +3,23 @@
 namespace unit {
 namespace {
 
-const std::vector<std::string> kOptions = {"URL=https://cloud.example/redfish/v1/Thing",
-                                           "WRITEFUNCTION",
-                                           "WRITEDATA",
-                                           "SSL_VERIFYPEER=0",
-                                           "SSL_VERIFYHOST=0",
-                                           "HTTPHEADER",
-                                           "POSTFIELDS={\"a\": 1}",
-                                           "HEADER=1",
-                                           "HEADERFUNCTION",
-                                           "HEADERDATA"};
+const std::vector<std::string> kPostOptions = {"URL=https://cloud.example/redfish/v1/Thing",
+                                               "WRITEFUNCTION",
+                                               "WRITEDATA",
+                                               "SSL_VERIFYPEER=0",
+                                               "SSL_VERIFYHOST=0",
+                                               "HTTPHEADER",
+                                               "POSTFIELDS={\"a\": 1}",
+                                               "HEADER=1",
+                                               "HEADERFUNCTION",
+                                               "HEADERDATA"};
 
 class Post : public TransportTest {};
 
 TEST_F(Post, Sets_its_options_in_order) {
   curl().Answers(201);
   EXPECT_EQ(TransportTest::Post(), 0u);
-  EXPECT_EQ(SetOptions(), kOptions);
+  EXPECT_EQ(SetOptions(), kPostOptions);
   EXPECT_EQ(curl().Last().Method(), "POST");
 }
 
@@ -133,7 +133,7 @@ class PostSetup : public TransportTest, public testing::WithParamInterface<Named
 TEST_P(PostSetup, Fails_at_the_first_option_that_is_refused) {
   curl().refuses[GetParam().option] = CURLE_OUT_OF_MEMORY;
   EXPECT_EQ(TransportTest::Post(), 3u);
-  EXPECT_EQ(SetOptions(), UpTo(kOptions, GetParam().name));
+  EXPECT_EQ(SetOptions(), UpTo(kPostOptions, GetParam().name));
   EXPECT_EQ(curl().Last().performs, 0);
   EXPECT_EQ(curl().listsMade, 1);
   EXPECT_THAT(LogLines(),
@@ -155,7 +155,7 @@ class PostHeaderSetup : public TransportTest, public testing::WithParamInterface
 TEST_P(PostHeaderSetup, Sends_nothing_and_succeeds_when_a_header_option_is_refused) {
   curl().refuses[GetParam().option] = CURLE_UNKNOWN_OPTION;
   EXPECT_EQ(TransportTest::Post(), 0u);
-  EXPECT_EQ(SetOptions(), UpTo(kOptions, GetParam().name));
+  EXPECT_EQ(SetOptions(), UpTo(kPostOptions, GetParam().name));
   EXPECT_EQ(curl().Last().performs, 0);
   EXPECT_EQ(body, "old body");
   EXPECT_EQ(header, "old header");

@@ -2,6 +2,7 @@
 #include <set>
 
 #include "PatchTest.h"
+#include "zones/Zones.h"
 
 namespace patch_test {
 namespace {
@@ -10,8 +11,8 @@ using cloudclient::DayAccumulator;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using zones::kDay;
 
-constexpr time_t kDay = 86400;
 constexpr time_t kWeek = 604800;
 constexpr time_t kMarch5 = 1772668800;  // 2026-03-05T00:00:00Z
 

@@ -1,5 +1,6 @@
 // Seven-day accumulators: seeding from the current readings.
 #include "PatchTest.h"
+#include "zones/Zones.h"
 
 namespace patch_test {
 namespace {
@@ -8,8 +9,7 @@ using cloudclient::DayAccumulator;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-constexpr time_t kDay = 86400;
+using zones::kDay;
 
 // Answers the resolution query with any status and factor.
 class ResolvingProxy : public fakes::PldProxy {

@@ -1,5 +1,6 @@
 // Seven-day accumulators: readings and extremes.
 #include "PatchTest.h"
+#include "zones/Zones.h"
 
 namespace patch_test {
 namespace {
@@ -9,8 +10,7 @@ using cloudclient::PointPatchEntry;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-constexpr time_t kDay = 86400;
+using zones::kDay;
 
 class Accumulator : public PatchTest {
  protected:

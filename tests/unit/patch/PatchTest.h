@@ -32,6 +32,10 @@ constexpr char kMapPath[] = "/var/local/orv/pldserver/0/1/covpatchmap.txt";
 // Page that answers values by document name.
 constexpr char kValuePage[] = "httpGetSet/httpGet.htm";
 
+// Where point events go.
+constexpr char kEvents[] =
+    "/redfish/v1/Managers/6f1c1e1a-6c5b-4d0e-9f6e-0a4b5f0d2a11/Oem/Quorvan:Events";
+
 // While one is alive, the C library's function fails.
 struct FailingDumps {
   FailingDumps();

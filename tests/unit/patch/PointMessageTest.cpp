@@ -126,7 +126,7 @@ std::ostream& operator<<(std::ostream& out, const Types& types) {
              << (*types.second == 0 ? "none" : types.second);
 }
 
-std::string NameOf(const testing::TestParamInfo<Types>& types) {
+std::string TypesNameOf(const testing::TestParamInfo<Types>& types) {
   return testing::PrintToString(types.param);
 }
 
@@ -165,7 +165,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Types{"old", "old", "a-%2a.", "a", ""}, Types{"old", "", "a-%2a.", "a", ""},
                     Types{"", "pld", "-%2b.", "", "b"}, Types{"", "pldQueryArgs", "-%2.", "", ""},
                     Types{"PLD", "old", "-%2.", "", ""}, Types{"", "", "-%2.", "", ""}),
-    NameOf);
+    TypesNameOf);
 
 TEST_F(PointMessage, Of_query_arguments_asks_the_device_for_them) {
   PointPatchEntry entry = Event("%1", 1);
