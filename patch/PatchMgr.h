@@ -5,28 +5,15 @@
 
 #include <cstdint>
 #include <ctime>
-#include <map>
 #include <string>
 
 #include "https/HttpsClient.h"
 #include "patch/PatchMap.h"
+#include "patch/SevenDays.h"
 
 class LxPldProxy;
 
 namespace cloudclient {
-
-// Readings of one day: the extremes as numbers, which are compared, and as texts, which are
-// reported. A low is replaced by any reading below it, its start included.
-struct DayAccumulator {
-  uint16_t lowTemp = 500;
-  uint16_t highTemp = 0;
-  std::string lowTempText = "500";
-  std::string highTempText = "0";
-  uint16_t lowHum = 1100;
-  uint16_t highHum = 0;
-  std::string lowHumText = "1100";
-  std::string highHumText = "0";
-};
 
 // Size of the value buffer of a change of value.
 constexpr size_t kCovValueSize = 256;
@@ -38,9 +25,6 @@ constexpr size_t kCovValueSize = 256;
 // Kept: docs/kept-behaviour.md#unlocked-values
 class PatchMgr {
  public:
-  // By day key.
-  typedef std::map<time_t, DayAccumulator> AccumulatorTable;
-
   PatchMgr();
   virtual ~PatchMgr();
   PatchMgr(const PatchMgr&) = delete;
@@ -51,7 +35,7 @@ class PatchMgr {
 
   // What was loaded and accumulated.
   const PatchMap& GetMap() const { return m_map; }
-  const AccumulatorTable& GetAccumulators() const { return m_accumulators; }
+  const SevenDays::Table& GetAccumulators() const { return m_days.Records(); }
 
   // The map file.
 
@@ -124,11 +108,8 @@ class PatchMgr {
 
   // Seven-day accumulators.
 
-  // Today's local date at 00:00:01, in seconds since the epoch; the first of the two where the date
-  // has that time twice.
+  // As SevenDays' Today and BeginToday.
   time_t GetDayKey();
-  // The day's turn: opens today's record and, of seven or more, drops those that are seven days old
-  // or older.
   void NewDayAccumulators();
   // Takes a reading into the record of a day. `value` is the reading times ten.
   void AccumulatorUpdate(time_t dayKey, uint16_t value, const PointPatchEntry& entry,
@@ -154,12 +135,12 @@ class PatchMgr {
                        const std::string& chassisId, const std::string& uuid);
   std::string OriginOfPoint(int32_t pointId, const std::string& chassisId);
   int32_t PostPointEvent(const std::string& document, HttpsClient* client);
-  bool FindAccumulatorPoint(AccumulatorPoint& point, bool PointPatchEntry::*kind);
+  bool FindAccumulatorPoint(AccumulatorPoint& point, const Quantity& quantity);
   uint32_t ScaleOf(const AccumulatorPoint& point, int32_t deviceId, LxPldProxy* proxy);
 
   LxPldProxy* m_pldProxy = nullptr;
   PatchMap m_map;
-  AccumulatorTable m_accumulators;
+  SevenDays m_days;
   AccumulatorPoint m_tempPoint;
   AccumulatorPoint m_humPoint;
 };

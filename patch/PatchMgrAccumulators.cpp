@@ -1,5 +1,4 @@
-// Seven-day accumulators of temperature and humidity.
-#include "base/LocalTime.h"
+// Readings of temperature and humidity for the seven days, and the seven-day words of a document.
 #include "patch/PatchMgr.h"
 #include "patch/PatchMgrUnit.h"
 #include "platform/pld/LxPldProxy.h"
@@ -9,24 +8,6 @@
 namespace cloudclient {
 
 namespace {
-
-constexpr time_t kSevenDays = 604800;
-
-// Fewer records than this are all kept.
-constexpr size_t kFullTable = 7;
-
-// Takes `value` where it is lower or higher than what the day has seen.
-void TakeReading(uint16_t value, const std::string& text, uint16_t& low, std::string& lowText,
-                 uint16_t& high, std::string& highText) {
-  if (low > value) {
-    low = value;
-    lowText = text;
-  }
-  if (high < value) {
-    high = value;
-    highText = text;
-  }
-}
 
 // The number in `text` times `factor`, cut to 16 bits: negatives are not clamped.
 // Kept: docs/kept-behaviour.md#unclamped
@@ -38,27 +19,15 @@ uint16_t Scaled(const std::string& text, uint32_t factor) {
 
 }  // namespace
 
-time_t PatchMgr::GetDayKey() { return LocalTimeToday(0, 0, 1); }
+time_t PatchMgr::GetDayKey() { return SevenDays::Today(); }
 
-void PatchMgr::NewDayAccumulators() {
-  const time_t today = GetDayKey();
-  m_accumulators.emplace(today, DayAccumulator());
-  const time_t cutOff = today - kSevenDays;
-  for (auto day = m_accumulators.begin(); day != m_accumulators.end();) {
-    // Kept: docs/kept-behaviour.md#seven-records
-    if (day->first <= cutOff && m_accumulators.size() >= kFullTable) {
-      day = m_accumulators.erase(day);
-    } else {
-      ++day;
-    }
-  }
-}
+void PatchMgr::NewDayAccumulators() { m_days.BeginToday(); }
 
 void PatchMgr::AccumulatorUpdate(time_t dayKey, uint16_t value, const PointPatchEntry& entry,
                                  int32_t deviceId) {
-  const auto found = m_accumulators.find(dayKey);
+  DayAccumulator* const day = m_days.Find(dayKey);
   // Kept: docs/kept-behaviour.md#lost-before-the-day
-  if (found == m_accumulators.end()) {
+  if (day == nullptr) {
     __dlog_printf(3, kUnit, "%s: Missing accumulator entry", "AccumulatorUpdate");
     return;
   }
@@ -75,42 +44,17 @@ void PatchMgr::AccumulatorUpdate(time_t dayKey, uint16_t value, const PointPatch
                   "AccumulatorUpdate", text.c_str());
     return;
   }
-  DayAccumulator& day = found->second;
-  if (entry.tempAccum) {
-    TakeReading(value, text, day.lowTemp, day.lowTempText, day.highTemp, day.highTempText);
-  }
-  if (entry.humAccum) {
-    TakeReading(value, text, day.lowHum, day.lowHumText, day.highHum, day.highHumText);
+  for (const Quantity* quantity : kQuantities) {
+    if (entry.*quantity->marked) SevenDays::Take(*day, *quantity, value, text);
   }
 }
 
 void PatchMgr::FillSevenDayValues(std::string& document) {
-  // A later day wins a tie. Without a day the texts stay empty and are written as null.
-  // Kept: docs/kept-behaviour.md#starting-values
-  DayAccumulator extremes = {500, 0, "", "", 1100, 0, "", ""};
-  for (const auto& entry : m_accumulators) {
-    const DayAccumulator& day = entry.second;
-    if (day.highTemp >= extremes.highTemp) {
-      extremes.highTemp = day.highTemp;
-      extremes.highTempText = day.highTempText;
-    }
-    if (day.lowTemp <= extremes.lowTemp) {
-      extremes.lowTemp = day.lowTemp;
-      extremes.lowTempText = day.lowTempText;
-    }
-    if (day.highHum >= extremes.highHum) {
-      extremes.highHum = day.highHum;
-      extremes.highHumText = day.highHumText;
-    }
-    if (day.lowHum <= extremes.lowHum) {
-      extremes.lowHum = day.lowHum;
-      extremes.lowHumText = day.lowHumText;
-    }
+  const DayAccumulator extremes = m_days.Extremes();
+  for (const Quantity* quantity : kQuantities) {
+    ReplaceTagWithValue(document, quantity->highWord, extremes.*quantity->highText, 0);
+    ReplaceTagWithValue(document, quantity->lowWord, extremes.*quantity->lowText, 0);
   }
-  ReplaceTagWithValue(document, "7dayhightemp", extremes.highTempText, 0);
-  ReplaceTagWithValue(document, "7daylowtemp", extremes.lowTempText, 0);
-  ReplaceTagWithValue(document, "7dayhighhum", extremes.highHumText, 0);
-  ReplaceTagWithValue(document, "7daylowhum", extremes.lowHumText, 0);
 }
 
 void PatchMgr::NewDaySyncAccumulators(int32_t deviceId, HttpsClient* client, LxPldProxy* proxy) {
@@ -120,7 +64,7 @@ void PatchMgr::NewDaySyncAccumulators(int32_t deviceId, HttpsClient* client, LxP
 
 void PatchMgr::NewDaySyncTempAccumulator(int32_t deviceId, HttpsClient* /*client*/,
                                          LxPldProxy* proxy) {
-  if (!FindAccumulatorPoint(m_tempPoint, &PointPatchEntry::tempAccum)) return;
+  if (!FindAccumulatorPoint(m_tempPoint, kTemperature)) return;
   const uint32_t factor = ScaleOf(m_tempPoint, deviceId, proxy);
   const std::string text = GetPointValue(deviceId, m_tempPoint.entry);
   if (!LxStringUtils::IsInteger(text)) {
@@ -128,15 +72,12 @@ void PatchMgr::NewDaySyncTempAccumulator(int32_t deviceId, HttpsClient* /*client
                   "NewDaySyncTempAccumulator", text.c_str());
     return;
   }
-  // Kept: docs/kept-behaviour.md#seed-replaces
-  DayAccumulator& day = m_accumulators[GetDayKey()];
-  day.lowTemp = day.highTemp = Scaled(text, factor);
-  day.lowTempText = day.highTempText = text;
+  m_days.Seed(kTemperature, Scaled(text, factor), text);
 }
 
 void PatchMgr::NewDaySyncHumAccumulator(int32_t deviceId, HttpsClient* /*client*/,
                                         LxPldProxy* proxy) {
-  if (!FindAccumulatorPoint(m_humPoint, &PointPatchEntry::humAccum)) return;
+  if (!FindAccumulatorPoint(m_humPoint, kHumidity)) return;
   const uint32_t factor = ScaleOf(m_humPoint, deviceId, proxy);
   // Kept: docs/kept-behaviour.md#humidity-by-document
   const std::string text = GetPointValuePld(deviceId, m_humPoint.entry);
@@ -145,15 +86,13 @@ void PatchMgr::NewDaySyncHumAccumulator(int32_t deviceId, HttpsClient* /*client*
                   "NewDaySyncHumAccumulator", text.c_str());
     return;
   }
-  DayAccumulator& day = m_accumulators[GetDayKey()];
-  day.lowHum = day.highHum = Scaled(text, factor);
-  day.lowHumText = day.highHumText = text;
+  m_days.Seed(kHumidity, Scaled(text, factor), text);
 }
 
-bool PatchMgr::FindAccumulatorPoint(AccumulatorPoint& point, bool PointPatchEntry::*kind) {
+bool PatchMgr::FindAccumulatorPoint(AccumulatorPoint& point, const Quantity& quantity) {
   for (auto entry = m_map.Points().begin(); !point.found && entry != m_map.Points().end();
        ++entry) {
-    if (entry->second.*kind) point = {true, entry->first, entry->second};
+    if (entry->second.*quantity.marked) point = {true, entry->first, entry->second};
   }
   return point.found;
 }
