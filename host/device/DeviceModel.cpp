@@ -118,21 +118,21 @@ PointModel ParsePoint(const json_t* value, size_t index, std::vector<std::string
 }
 
 // The conditions of a rule, by the key that names each.
-struct Condition {
+struct ConditionKey {
   const char* key;
   WhenModel::Kind kind;
 };
-constexpr Condition kConditions[] = {{"Above", WhenModel::Kind::kAbove},
-                                     {"Below", WhenModel::Kind::kBelow},
-                                     {"Equals", WhenModel::Kind::kEquals},
-                                     {"NotEquals", WhenModel::Kind::kNotEquals},
-                                     {"Missing", WhenModel::Kind::kMissing}};
+constexpr ConditionKey kConditions[] = {{"Above", WhenModel::Kind::kAbove},
+                                        {"Below", WhenModel::Kind::kBelow},
+                                        {"Equals", WhenModel::Kind::kEquals},
+                                        {"NotEquals", WhenModel::Kind::kNotEquals},
+                                        {"Missing", WhenModel::Kind::kMissing}};
 
 // The one condition that a rule holds; null, and a problem, when there is none or more than one.
-const Condition* FindCondition(const Reader& event, const Reader& rule) {
-  const Condition* found = nullptr;
+const ConditionKey* FindCondition(const Reader& event, const Reader& rule) {
+  const ConditionKey* found = nullptr;
   int count = 0;
-  for (const Condition& condition : kConditions) {
+  for (const ConditionKey& condition : kConditions) {
     if (rule.Member(condition.key) == nullptr) continue;
     found = &condition;
     ++count;
@@ -199,7 +199,7 @@ std::optional<WhenModel> ParseWhen(const Reader& event, const std::string& where
   const Reader reader(value, " in \"When\"" + where, event.Problems());
   WhenModel when;
   when.point = reader.Identity("Point");
-  const Condition* const condition = FindCondition(event, reader);
+  const ConditionKey* const condition = FindCondition(event, reader);
   if (condition == nullptr) return std::nullopt;
   when.kind = condition->kind;
   const bool usable = ParseOperand(reader, condition->key, when) && when.point != 0;
