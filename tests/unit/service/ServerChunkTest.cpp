@@ -59,7 +59,8 @@ TEST_F(ServerTest, Extensions_and_trailers_without_end_are_not_kept) {
   Start();
   for (const std::string& begin :
        {std::string("1;name="), std::string("0;"), std::string("0\r\nT: ")}) {
-    EXPECT_THAT(Exchange(Chunked(begin + std::string(1000000, 'a'))), StartsWith("HTTP/1.1 400 "))
+    EXPECT_THAT(Exchange(Chunked(begin + std::string(1000000, 'a'))),
+                EndsWith("A chunk's extensions or the trailers are too large."))
         << begin;
   }
 }
