@@ -27,26 +27,26 @@ bool IsTrue(const json_t* object, const char* key) {
 
 }  // namespace
 
-int32_t PatchMap::Load(const std::string& path) {
+PatchResult PatchMap::Load(const std::string& path) {
   json_error_t error;
   const JsonRef root(json_load_file(LocalPath(path).c_str(), JSON_DECODE_ANY, &error));
   if (!root) {
     __dlog_printf(3, kUnit,
                   "%s: Failed to load patch map file %s.  text: \"%s\"   line: %d  col: %d",
                   "InitCovPatchMaps", path.c_str(), error.text, error.line, error.column);
-    return 2;
+    return kPatchMapUnreadable;
   }
-  const int32_t result = TakeResources(root.get(), path);
-  if (result != 0) return result;
+  const PatchResult result = TakeResources(root.get(), path);
+  if (result != kPatchOk) return result;
   return TakePoints(root.get());
 }
 
-int32_t PatchMap::TakeResources(const json_t* root, const std::string& path) {
+PatchResult PatchMap::TakeResources(const json_t* root, const std::string& path) {
   const json_t* const resources = json_object_get(root, kResourceUrls);
   if (resources == nullptr) {
     __dlog_printf(3, kUnit, "%s: resourceUrls object not found in patch map %s", "InitResUrlMap",
                   path.c_str());
-    return 3;
+    return kPatchNoResources;
   }
   size_t index;
   const json_t* element;
@@ -59,11 +59,11 @@ int32_t PatchMap::TakeResources(const json_t* root, const std::string& path) {
     entry.tempUomCelsius = IsTrue(element, "tempUomCelsius");
     m_resources.emplace(JsonMemberText(element, "name"), entry);
   }
-  return 0;
+  return kPatchOk;
 }
 
-int32_t PatchMap::TakePoints(json_t* root) {
-  int32_t result = 0;
+PatchResult PatchMap::TakePoints(json_t* root) {
+  PatchResult result = kPatchOk;
   const char* name;
   const json_t* group;
   json_object_foreach(root, name, group) {
@@ -79,11 +79,11 @@ int32_t PatchMap::TakePoints(json_t* root) {
 // Adds one point description to the tables. A bad one sets `result`, but for an id that is no
 // number, which leaves it as it is.
 // Kept: docs/kept-behaviour.md#id-no-number
-void PatchMap::TakePoint(const json_t* element, const char* resourceName, int32_t& result) {
+void PatchMap::TakePoint(const json_t* element, const char* resourceName, PatchResult& result) {
   const json_t* const id = json_object_get(element, "id");
   if (id == nullptr) {
     __dlog_printf(3, kUnit, "%s: id not found", "InitIdToResAndPatchMaps");
-    result = 1;
+    result = kPatchFailed;
     return;
   }
   if (!json_is_integer(id)) {
@@ -92,13 +92,13 @@ void PatchMap::TakePoint(const json_t* element, const char* resourceName, int32_
   }
   if (json_object_get(element, "patch") == nullptr) {
     __dlog_printf(3, kUnit, "%s: null patchObj", "InitIdToResAndPatchMaps");
-    result = 1;
+    result = kPatchFailed;
     return;
   }
   const bool hasArgs = json_object_get(element, "pldQueryArgs") != nullptr;
   if (json_object_get(element, "pld") == nullptr && !hasArgs) {
     __dlog_printf(3, kUnit, "%s: null pldObj", "InitIdToResAndPatchMaps");
-    result = 1;
+    result = kPatchFailed;
     return;
   }
   const auto pointId = static_cast<int32_t>(json_integer_value(id));

@@ -16,6 +16,19 @@ constexpr char kUuidTag[] = "<uuid>";
 // Number of arguments of a point-value query.
 constexpr int kQueryArgs = 5;
 
+// Outcome of loading a map and of delivering a change of value.
+typedef int32_t PatchResult;
+
+// The values of PatchResult.
+enum : PatchResult {
+  kPatchOk = 0,
+  kPatchFailed = 1,         // a point's description was bad; a document or an event was not sent
+  kPatchMapUnreadable = 2,  // the map could not be read or parsed
+  kPatchNoResources = 3,    // the map has no "resourceUrls"
+  kPatchUnknownPoint = 4,   // the point is not in the map
+  kPatchEventNotBuilt = 5,  // the event of the point could not be built
+};
+
 // One resource of the service that can be patched: an element of the map file's "resourceUrls".
 struct ResourceUrlEntry {
   std::string url;              // path at the service, with `resourceTag` in it
@@ -53,14 +66,15 @@ class PatchMap {
   typedef std::map<int32_t, PointPatchEntry> PointTable;
   typedef std::map<int32_t, std::string> IdHistory;
 
-  // Loads the file at `path` (a path of the appliance). 0; 1 when a point description was bad (the
-  // others are loaded); 2 when the file could not be read or parsed; 3 without "resourceUrls". The
-  // first entry for a key stays, also over several loads.
-  int32_t Load(const std::string& path);
-  // Takes the resources of the parsed file, which lies at `path`. 0 or 3.
-  int32_t TakeResources(const json_t* root, const std::string& path);
-  // Takes the points of the parsed file into the point tables and the id history. 0 or 1.
-  int32_t TakePoints(json_t* root);
+  // Loads the file at `path` (a path of the appliance). kPatchOk; kPatchFailed when a point's
+  // description was bad (the others are loaded); kPatchMapUnreadable; kPatchNoResources. The first
+  // entry for a key stays, also over several loads.
+  PatchResult Load(const std::string& path);
+  // Takes the resources of the parsed file, which lies at `path`. kPatchOk or kPatchNoResources.
+  PatchResult TakeResources(const json_t* root, const std::string& path);
+  // Takes the points of the parsed file into the point tables and the id history. kPatchOk or
+  // kPatchFailed.
+  PatchResult TakePoints(json_t* root);
   // Fills the event fields of a point's entry from its description; a point whose event shows the
   // former value comes into the id history.
   void TakeEvent(const json_t* element, PointPatchEntry& entry, int32_t pointId);
@@ -78,7 +92,7 @@ class PatchMap {
   IdHistory& History() { return m_idHistory; }
 
  private:
-  void TakePoint(const json_t* element, const char* resourceName, int32_t& result);
+  void TakePoint(const json_t* element, const char* resourceName, PatchResult& result);
 
   ResourceTable m_resources;
   PointToResourceTable m_pointResources;

@@ -7,13 +7,13 @@ PatchMgr::PatchMgr() = default;
 
 PatchMgr::~PatchMgr() = default;
 
-int32_t PatchMgr::InitCovPatchMaps(const std::string& path) { return m_map.Load(path); }
+PatchResult PatchMgr::InitCovPatchMaps(const std::string& path) { return m_map.Load(path); }
 
-int32_t PatchMgr::InitResUrlMap(const json_t* root, const std::string& path) {
+PatchResult PatchMgr::InitResUrlMap(const json_t* root, const std::string& path) {
   return m_map.TakeResources(root, path);
 }
 
-int32_t PatchMgr::InitIdToResAndPatchMaps(json_t* root, const std::string& /*path*/) {
+PatchResult PatchMgr::InitIdToResAndPatchMaps(json_t* root, const std::string& /*path*/) {
   return m_map.TakePoints(root);
 }
 

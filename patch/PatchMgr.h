@@ -40,9 +40,9 @@ class PatchMgr {
   // The map file.
 
   // As PatchMap's Load, TakeResources, TakePoints and TakeEvent.
-  int32_t InitCovPatchMaps(const std::string& path);
-  int32_t InitResUrlMap(const json_t* root, const std::string& path);
-  int32_t InitIdToResAndPatchMaps(json_t* root, const std::string& path);
+  PatchResult InitCovPatchMaps(const std::string& path);
+  PatchResult InitResUrlMap(const json_t* root, const std::string& path);
+  PatchResult InitIdToResAndPatchMaps(json_t* root, const std::string& path);
   void AddEventInfoToPatch(const json_t* element, PointPatchEntry& entry, int32_t pointId);
   // Reads the current value of every point that is in the id history, by its second argument as a
   // document name. `client` is not used.
@@ -78,29 +78,29 @@ class PatchMgr {
 
   // Delivery.
 
-  // Delivers one change of value. 0; 1 the document could not be sent, the event's URL or UUID is
-  // missing, or the point's group has no resource; 4 the point is not in the map; 5 the event could
-  // not be built. Of `deviceId` the low 16 bits are used; of `value` the first two bytes are read,
-  // high byte first.
-  int32_t ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
-                     const char (&value)[kCovValueSize], HttpsClient* client,
-                     const std::string& chassisId, const std::string& uuid,
-                     const std::string& label);
+  // Delivers one change of value. kPatchOk; kPatchFailed: the document could not be sent, the
+  // event's URL or UUID is missing, or the point's group has no resource; kPatchUnknownPoint;
+  // kPatchEventNotBuilt. Of `deviceId` the low 16 bits are used; of `value` the first two bytes are
+  // read, high byte first.
+  PatchResult ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
+                         const char (&value)[kCovValueSize], HttpsClient* client,
+                         const std::string& chassisId, const std::string& uuid,
+                         const std::string& label);
   // Sends every resource of the map, in ascending order of its name. Of `deviceId` the low 16 bits
   // are used.
   void SendAllResourcesToCloud(uint32_t deviceId, const std::string& chassisId,
                                const std::string& uuid, HttpsClient* client);
-  // One PATCH of a resource, `idValue` in place of its tag. 0 or 1.
-  int32_t SendResourceToCloud(HttpsClient* client, const ResourceUrlEntry& resource,
-                              const std::string& idValue, const std::string& document);
-  // One PATCH of a bare URL, `chassisId` in place of "<chassisid>". 0 or 1.
-  int32_t SendPatchToCloud(HttpsClient* client, const std::string& url,
-                           const std::string& chassisId, const std::string& document);
-  // Posts the event of a point. 0, also when the service refused it or its document came out as no
-  // text; 1 without URL or UUID; 5 when the document could not be built.
-  int32_t SendEventForPoint(uint32_t deviceId, int32_t pointId, uint16_t extra,
-                            const PointPatchEntry& entry, HttpsClient* client,
-                            const std::string& chassisId, const std::string& label);
+  // One PATCH of a resource, `idValue` in place of its tag. kPatchOk or kPatchFailed.
+  PatchResult SendResourceToCloud(HttpsClient* client, const ResourceUrlEntry& resource,
+                                  const std::string& idValue, const std::string& document);
+  // One PATCH of a bare URL, `chassisId` in place of "<chassisid>". kPatchOk or kPatchFailed.
+  PatchResult SendPatchToCloud(HttpsClient* client, const std::string& url,
+                               const std::string& chassisId, const std::string& document);
+  // Posts the event of a point. kPatchOk, also when the service refused it or its document came out
+  // as no text; kPatchFailed without URL or UUID; kPatchEventNotBuilt.
+  PatchResult SendEventForPoint(uint32_t deviceId, int32_t pointId, uint16_t extra,
+                                const PointPatchEntry& entry, HttpsClient* client,
+                                const std::string& chassisId, const std::string& label);
   // Text of the event's message; the values of its arguments in `arg1Out` and `arg2Out`, which keep
   // what they held where the entry has no such argument.
   std::string BuildEventMessage(uint32_t deviceId, int32_t pointId, const PointPatchEntry& entry,
@@ -131,10 +131,10 @@ class PatchMgr {
   int QueryPoint(std::string& text, int32_t deviceId, const int32_t (&args)[kQueryArgs]);
   std::string SecondArgument(uint32_t deviceId, int32_t pointId, const PointPatchEntry& entry,
                              const std::string& first, std::string& arg2Out);
-  int32_t SendResource(uint16_t device, const ResourceUrlEntry& resource, HttpsClient* client,
-                       const std::string& chassisId, const std::string& uuid);
+  PatchResult SendResource(uint16_t device, const ResourceUrlEntry& resource, HttpsClient* client,
+                           const std::string& chassisId, const std::string& uuid);
   std::string OriginOfPoint(int32_t pointId, const std::string& chassisId);
-  int32_t PostPointEvent(const std::string& document, HttpsClient* client);
+  PatchResult PostPointEvent(const std::string& document, HttpsClient* client);
   bool FindAccumulatorPoint(AccumulatorPoint& point, const Quantity& quantity);
   uint32_t ScaleOf(const AccumulatorPoint& point, int32_t deviceId, LxPldProxy* proxy);
 

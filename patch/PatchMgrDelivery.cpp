@@ -8,8 +8,6 @@ namespace cloudclient {
 
 namespace {
 
-constexpr int32_t kUnknownPoint = 4;
-
 // The reading of a change of value: the first 16 bits of its buffer, high byte first on every
 // machine.
 uint16_t RawReading(const char (&value)[kCovValueSize]) {
@@ -33,35 +31,35 @@ std::string WithIdentifier(std::string url, const std::string& tag, const std::s
   return url;
 }
 
-// One PATCH. `caller` names the operation in the messages; 0 or 1.
-int32_t SendPatch(HttpsClient* client, const std::string& uri, const std::string& document,
-                  const char* caller) {
+// One PATCH. `caller` names the operation in the messages; kPatchOk or kPatchFailed.
+PatchResult SendPatch(HttpsClient* client, const std::string& uri, const std::string& document,
+                      const char* caller) {
   std::string token;
   const int status = CloudCfg()->GetXAuthToken(token);
   if (status != 0) {
     __dlog_printf(3, kUnit, "%s: Failed(%d) to get xauthtoken", caller, status);
-    return 1;
+    return kPatchFailed;
   }
   if (client->PatchResource(uri, token, document) != kHttpsOk) {
     __dlog_printf(3, kUnit, "%s: Failed to PATCH :\n%s", caller, document.c_str());
-    return 1;
+    return kPatchFailed;
   }
-  return 0;
+  return kPatchOk;
 }
 
 }  // namespace
 
-int32_t PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
-                             const char (&value)[kCovValueSize], HttpsClient* client,
-                             const std::string& chassisId, const std::string& uuid,
-                             const std::string& label) {
+PatchResult PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
+                                 const char (&value)[kCovValueSize], HttpsClient* client,
+                                 const std::string& chassisId, const std::string& uuid,
+                                 const std::string& label) {
   const auto name = m_map.PointResources().find(pointId);
   // Kept: docs/kept-behaviour.md#silent-unknown-point
-  if (name == m_map.PointResources().end()) return kUnknownPoint;
+  if (name == m_map.PointResources().end()) return kPatchUnknownPoint;
   const auto found = m_map.Resources().find(name->second);
   // The reading of a point without a resource does not count for the day either.
   // Kept: docs/kept-behaviour.md#no-resource-no-reading
-  if (found == m_map.Resources().end()) return 1;
+  if (found == m_map.Resources().end()) return kPatchFailed;
   const ResourceUrlEntry resource = found->second;
   const PointPatchEntry entry = m_map.Points().at(pointId);
   const auto device = static_cast<uint16_t>(deviceId);
@@ -69,10 +67,11 @@ int32_t PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
     AccumulatorUpdate(GetDayKey(), RawReading(value), entry, device);
   }
   // Kept: docs/kept-behaviour.md#refused-patch-no-event
-  if (SendResource(device, resource, client, chassisId, uuid) != 0) return 1;
-  if (entry.msgid.empty()) return 0;
-  const int32_t result = SendEventForPoint(device, pointId, extra, entry, client, chassisId, label);
-  if (result != 0) {
+  if (SendResource(device, resource, client, chassisId, uuid) != kPatchOk) return kPatchFailed;
+  if (entry.msgid.empty()) return kPatchOk;
+  const PatchResult result =
+      SendEventForPoint(device, pointId, extra, entry, client, chassisId, label);
+  if (result != kPatchOk) {
     __dlog_printf(4, kUnit, "%s: Failed(%d) to send event for point %d", "ProcessCOV", result,
                   pointId);
   }
@@ -89,34 +88,34 @@ void PatchMgr::SendAllResourcesToCloud(uint32_t deviceId, const std::string& cha
 
 // Renders, edits and sends a resource's document. An empty document is sent all the same.
 // Kept: docs/kept-behaviour.md#empty-document
-int32_t PatchMgr::SendResource(uint16_t device, const ResourceUrlEntry& resource,
-                               HttpsClient* client, const std::string& chassisId,
-                               const std::string& uuid) {
+PatchResult PatchMgr::SendResource(uint16_t device, const ResourceUrlEntry& resource,
+                                   HttpsClient* client, const std::string& chassisId,
+                                   const std::string& uuid) {
   std::string document = GetPatchDoc(device, resource);
   if (resource.accum7Day) FillSevenDayValues(document);
   if (resource.tempUomCelsius) UpdateDocWithTempUomValues(device, document);
   return SendResourceToCloud(client, resource, IdentifierFor(resource, chassisId, uuid), document);
 }
 
-int32_t PatchMgr::SendResourceToCloud(HttpsClient* client, const ResourceUrlEntry& resource,
-                                      const std::string& idValue, const std::string& document) {
+PatchResult PatchMgr::SendResourceToCloud(HttpsClient* client, const ResourceUrlEntry& resource,
+                                          const std::string& idValue, const std::string& document) {
   std::string baseUrl;
   const int status = CloudCfg()->GetUrl(baseUrl);
   if (status != 0) {
     __dlog_printf(3, kUnit, "%s: Failed(%d) to get resource URI", "SendResourceToCloud", status);
-    return 1;
+    return kPatchFailed;
   }
   return SendPatch(client, baseUrl + WithIdentifier(resource.url, resource.resourceTag, idValue),
                    document, "SendResourceToCloud");
 }
 
-int32_t PatchMgr::SendPatchToCloud(HttpsClient* client, const std::string& url,
-                                   const std::string& chassisId, const std::string& document) {
+PatchResult PatchMgr::SendPatchToCloud(HttpsClient* client, const std::string& url,
+                                       const std::string& chassisId, const std::string& document) {
   std::string baseUrl;
   const int status = CloudCfg()->GetUrl(baseUrl);
   if (status != 0) {
     __dlog_printf(3, kUnit, "%s: Failed(%d) to get chassis URI", "SendPatchToCloud", status);
-    return 1;
+    return kPatchFailed;
   }
   return SendPatch(client, baseUrl + WithIdentifier(url, kChassisIdTag, chassisId), document,
                    "SendPatchToCloud");

@@ -15,8 +15,6 @@ namespace cloudclient {
 
 namespace {
 
-constexpr int32_t kEventNotBuilt = 5;
-
 // The text from `position` on; empty from the end on.
 std::string Tail(const std::string& text, size_t position) {
   return text.substr(std::min(position, text.size()));
@@ -85,9 +83,9 @@ std::string PatchMgr::SecondArgument(uint32_t deviceId, int32_t pointId,
   return arg2Out;
 }
 
-int32_t PatchMgr::SendEventForPoint(uint32_t deviceId, int32_t pointId, uint16_t /*extra*/,
-                                    const PointPatchEntry& entry, HttpsClient* client,
-                                    const std::string& chassisId, const std::string& label) {
+PatchResult PatchMgr::SendEventForPoint(uint32_t deviceId, int32_t pointId, uint16_t /*extra*/,
+                                        const PointPatchEntry& entry, HttpsClient* client,
+                                        const std::string& chassisId, const std::string& label) {
   const cfg_cloud::CfgCloud* const cfg = CloudCfg();
   std::string arg1;
   std::string arg2;
@@ -110,12 +108,12 @@ int32_t PatchMgr::SendEventForPoint(uint32_t deviceId, int32_t pointId, uint16_t
                      SetText(event.get(), "Created", LocalTimeText("%FT%TZ", 100)) &&
                      SetText(origin.get(), "@odata.id", OriginOfPoint(pointId, chassisId)) &&
                      json_object_set(event.get(), "OriginOfCondition", origin.get()) == 0;
-  if (!built) return kEventNotBuilt;
+  if (!built) return kPatchEventNotBuilt;
   const std::unique_ptr<char, decltype(&free)> text(json_dumps(event.get(), JSON_PRESERVE_ORDER),
                                                     &free);
   if (!text) {
     __dlog_printf(3, kUnit, "%s: null return from json_dumps", "SendEventForPoint");
-    return 0;
+    return kPatchOk;
   }
   return PostPointEvent(text.get(), client);
 }
@@ -140,17 +138,17 @@ std::string PatchMgr::OriginOfPoint(int32_t pointId, const std::string& chassisI
 
 // Posts a point event's document. A refused one is logged and counts as sent: it is not retried.
 // Kept: docs/kept-behaviour.md#event-counts-as-sent
-int32_t PatchMgr::PostPointEvent(const std::string& document, HttpsClient* client) {
+PatchResult PatchMgr::PostPointEvent(const std::string& document, HttpsClient* client) {
   const cfg_cloud::CfgCloud* const cfg = CloudCfg();
   std::string baseUrl;
   if (cfg->GetUrl(baseUrl) != 0) {
     __dlog_printf(3, kUnit, "%s: Failed to get the cloud service URL", "SendEventForPoint");
-    return 1;
+    return kPatchFailed;
   }
   std::string uuid;
   if (cfg->GetUUID(uuid) != 0) {
     __dlog_printf(3, kUnit, "%s: Failed to get the UUID", "SendEventForPoint");
-    return 1;
+    return kPatchFailed;
   }
   const std::string uri = EventsUrl(baseUrl, uuid);
   __dlog_printf(7, kUnit, "%s: uri: %s ", "SendEventForPoint", uri.c_str());
@@ -171,7 +169,7 @@ int32_t PatchMgr::PostPointEvent(const std::string& document, HttpsClient* clien
     __dlog_printf(3, kUnit, "%s: uri: %s  evt: %s", "SendEventForPoint", uri.c_str(),
                   document.c_str());
   }
-  return 0;
+  return kPatchOk;
 }
 
 }  // namespace cloudclient
