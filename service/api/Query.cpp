@@ -25,11 +25,12 @@ Query::Query(const Target& target, const std::vector<std::string>& names) {
   const auto parameters = target.Parameters();
   if (!parameters) throw ApiError(400, "The query is not made of name=value, percent-encoded.");
   for (const auto& [name, value] : *parameters) {
-    if (std::find(names.begin(), names.end(), name) == names.end()) {
+    if (name != "pretty" && std::find(names.begin(), names.end(), name) == names.end()) {
       throw Wrong(name, "is no parameter here");
     }
     if (!m_values.emplace(name, value).second) throw Wrong(name, "is given twice");
   }
+  OneOf("pretty", {"true", "false"});
 }
 
 std::optional<std::string> Query::Text(const std::string& name, std::size_t most) const {

@@ -16,7 +16,7 @@ namespace cloudservice {
 // ApiError (400) that names the parameter.
 class Query {
  public:
-  // Nothing but `names`, each at most once.
+  // Nothing but `names` and "pretty", each at most once.
   Query(const Target& target, const std::vector<std::string>& names);
 
   // Of up to `most` bytes.

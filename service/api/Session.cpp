@@ -34,8 +34,10 @@ Json ParseBody(const std::string& body) {
 }  // namespace
 
 Response OperatorApi::GetDescription(const Call&) {
+  // In its own order.
+  static const std::string text = nlohmann::ordered_json::parse(kDescription).dump();
   Response response;
-  response.body = kDescription;
+  response.body = text;
   return response;
 }
 

@@ -107,14 +107,10 @@ Json TextOrNull(const Json& object, const char* name) {
   return *found;
 }
 
-std::string CompactText(const Json& document) {
-  return document.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 Response ApiAnswer(unsigned status, const Json& document) {
   Response response;
   response.status = status;
-  response.body = CompactText(document) + "\n";
+  response.body = CompactText(document);
   return response;
 }
 

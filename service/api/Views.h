@@ -34,8 +34,6 @@ Json OrNull(const std::optional<T>& value) {
 Json TextOrNull(const Json& object, const char* name);
 
 Response ApiAnswer(unsigned status, const Json& document);
-// In one line.
-std::string CompactText(const Json& document);
 
 }  // namespace cloudservice
 

@@ -49,6 +49,15 @@ std::string Encode(const std::string& segment) {
   return out;
 }
 
+constexpr const char* kPretty = "pretty";
+
+// The pieces of a query, each with its "=" as far as it needs one.
+std::vector<std::string> PiecesOf(const std::string& query) {
+  std::vector<std::string> pieces = Split(query, '&');
+  std::replace(pieces.begin(), pieces.end(), std::string(kPretty), kPretty + std::string("=true"));
+  return pieces;
+}
+
 bool IsSegment(const std::string& text) {
   if (text.empty() || text == "." || text == "..") return false;
   return std::none_of(text.begin(), text.end(), [](char c) {
@@ -83,7 +92,7 @@ std::optional<std::string> Target::Value(const std::string& name) const {
 std::optional<std::vector<std::pair<std::string, std::string>>> Target::Parameters() const {
   std::vector<std::pair<std::string, std::string>> parameters;
   if (query.empty()) return parameters;
-  for (const std::string& piece : Split(query, '&')) {
+  for (const std::string& piece : PiecesOf(query)) {
     const std::size_t equals = piece.find('=');
     if (equals == std::string::npos) return std::nullopt;
     const std::optional<std::string> name = Decode(piece.substr(0, equals));
@@ -96,14 +105,23 @@ std::optional<std::vector<std::pair<std::string, std::string>>> Target::Paramete
 
 std::vector<std::pair<std::string, std::string>> Target::Options() const {
   std::vector<std::pair<std::string, std::string>> options;
-  for (const std::string& piece : Split(query, '&')) {
+  for (const std::string& piece : PiecesOf(query)) {
     const std::size_t equals = piece.find('=');
     const std::string name = Decode(piece.substr(0, equals)).value_or("");
-    if (name.rfind('$', 0) != 0) continue;
+    if (name.rfind('$', 0) != 0 && name != kPretty) continue;
     const std::string value = equals == std::string::npos ? "" : piece.substr(equals + 1);
     options.emplace_back(name, Decode(value).value_or(value));
   }
   return options;
+}
+
+bool Target::Pretty() const {
+  // All of a registration's query is an address and a key, as they stand.
+  if (query.rfind("setup_email=", 0) == 0) return false;
+  const auto options = Options();
+  const auto found = std::find_if(options.begin(), options.end(),
+                                  [](const auto& option) { return option.first == kPretty; });
+  return found != options.end() && found->second == "true";
 }
 
 std::optional<Target> ParseTarget(const std::string& text) {
@@ -125,9 +143,9 @@ std::optional<Target> ParseTarget(const std::string& text) {
 }
 
 std::string LoggableTarget(const std::string& text) {
-  static const std::array<std::string, 10> kHarmless = {
+  static const std::array<std::string, 11> kHarmless = {
       "uuid=",  "OriginOfCondition=", "Cleared=", "Severity=", "member=", "after=", "$top=",
-      "$skip=", "$select=",           "$expand="};
+      "$skip=", "$select=",           "$expand=", "pretty="};
   const std::size_t mark = text.find('?');
   std::string out = text.substr(0, mark);
   if (mark == std::string::npos) return out;
@@ -135,9 +153,10 @@ std::string LoggableTarget(const std::string& text) {
   for (const std::string& piece : Split(text.substr(mark + 1), '&')) {
     out += separator;
     separator = '&';
-    const bool harmless =
-        std::any_of(kHarmless.begin(), kHarmless.end(),
-                    [&](const std::string& name) { return piece.rfind(name, 0) == 0; });
+    const bool harmless = piece == kPretty || std::any_of(kHarmless.begin(), kHarmless.end(),
+                                                          [&](const std::string& name) {
+                                                            return piece.rfind(name, 0) == 0;
+                                                          });
     // What follows an unknown piece may still belong to its value.
     if (!harmless) return out + "...";
     out += piece;

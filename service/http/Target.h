@@ -21,11 +21,13 @@ struct Target {
   // The first value named `name` in the query, percent-decoded; as it came when that is impossible.
   std::optional<std::string> Value(const std::string& name) const;
   // Names and values of the query, percent-decoded; none when that is impossible or a piece has no
-  // "=". A "+" is a plus.
+  // "=" and is not "pretty". A "+" is a plus.
   std::optional<std::vector<std::pair<std::string, std::string>>> Parameters() const;
-  // Those of them whose name begins with "$", whatever the others are like. A value that cannot be
-  // decoded is given as it came, a missing one as an empty one.
+  // Those of them whose name begins with "$", and "pretty", whatever the others are like. A value
+  // that cannot be decoded is given as it came, a missing one as an empty one.
   std::vector<std::pair<std::string, std::string>> Options() const;
+  // Whether the answer's JSON is to be indented: "pretty" is "true", as it is without a value.
+  bool Pretty() const;
 };
 
 // A target of the form "http://host/path" without its scheme and host; any other as it is.

@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "service/Secret.h"
+#include "service/http/Pretty.h"
 #include "service/http/Target.h"
 
 namespace cloudservice {
@@ -91,6 +92,7 @@ Response Operations::Refuse(unsigned status, const Request& request, const std::
 Response Operations::Answer(const Request& request, const std::function<Response()>& answer) {
   const steady_clock::time_point begin = steady_clock::now();
   Response response = answer();
+  IndentIfAsked(request.target, response);
   const std::chrono::nanoseconds time = steady_clock::now() - begin;
   m_busy += time;
   ++m_answers[{Known(request.method), response.status}];
@@ -123,7 +125,7 @@ Response Operations::Route(const Request& request) {
 Response Operations::Health() {
   m_store.Check();
   Response response;
-  response.body = "{\"status\": \"ok\"}\n";
+  response.body = R"({"status":"ok"})";
   return response;
 }
 

@@ -17,7 +17,8 @@
 namespace cloudservice {
 
 // What stands before the service for whoever runs it: answers /healthz and /metrics, hands on
-// everything else, gives each answer an X-Request-Id, counts it, and writes its line into the log:
+// everything else, indents the JSON of whoever asks for it (Pretty.h), gives each answer an
+// X-Request-Id, counts it, and writes its line into the log:
 //   request ID from ADDRESS: METHOD TARGET: STATUS, N bytes, T ms
 // One thread. The store and the log outlive it.
 class Operations {

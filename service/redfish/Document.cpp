@@ -77,8 +77,8 @@ Json ParseObject(const std::string& body) {
 
 Json ParseStored(const std::string& document) { return Json::parse(document); }
 
-std::string PrettyText(const Json& document) {
-  return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+std::string CompactText(const Json& document) {
+  return document.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 std::string StoredText(const Json& document) { return document.dump(); }
@@ -120,7 +120,7 @@ Refusal Missing(const std::string& name) {
 Refusal WrongType(const std::string& name, const Json& value, const std::string& text) {
   // Of what is longer, the message that quotes nothing.
   constexpr std::size_t kLongestQuoted = 64;
-  const std::string shown = value.dump(-1, ' ', false, Json::error_handler_t::replace);
+  const std::string shown = CompactText(value);
   if (shown.size() > kLongestQuoted) return WrongValue(name, text);
   return {400, {"PropertyValueTypeError", {shown, name}, "#/" + name}, text};
 }

@@ -26,9 +26,9 @@ Json ParseObject(const std::string& body);
 // A document that this service has stored.
 Json ParseStored(const std::string& document);
 
-// The text of a document as it is answered: indented, beginning with its brace or bracket, ended by
-// a line feed. Bytes that are no UTF-8 are replaced.
-std::string PrettyText(const Json& document);
+// The text of a document as it is answered: no white space between its parts, before or behind it.
+// Bytes that are no UTF-8 are replaced.
+std::string CompactText(const Json& document);
 
 // The text of a document as it is stored.
 std::string StoredText(const Json& document);

@@ -29,6 +29,7 @@ HistoryQuery CheckedQuery(const Target& target) {
   HistoryQuery query;
   std::optional<std::string> after;
   for (const auto& [name, value] : *parameters) {
+    if (name == "pretty") continue;
     if (name != "member" && name != "after") {
       throw BadQuery("A history is asked for with member and after only.");
     }
@@ -97,7 +98,10 @@ Response RedfishService::GetHistoryValues(const Call& call, const std::string& p
                {"Name", "History"},      {"Resource", Reference(path)}, {"Member", *query.member},
                {"Values", Json::array()}};
   for (const HistoryValue& value : values) view["Values"].push_back(ValueView(value));
-  if (more) view["Values@odata.nextLink"] = asked + "&after=" + std::to_string(values.back().id);
+  if (more) {
+    view["Values@odata.nextLink"] =
+        asked + "&after=" + std::to_string(values.back().id) + call.query.others;
+  }
   return JsonResponse(200, view);
 }
 

@@ -34,6 +34,13 @@ std::size_t NumberOf(const Option& option, const std::string& text, std::size_t 
   return std::stoull(digits);
 }
 
+bool BooleanOf(const Option& option) {
+  if (option.second != "true" && option.second != "false") {
+    Malformed("QueryParameterValueFormatError", option, "true or false");
+  }
+  return option.second == "true";
+}
+
 bool IsName(const std::string& text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
     const auto byte = static_cast<unsigned char>(c);
@@ -117,7 +124,7 @@ class Expander {
     }
     Json document = m_fetch(link.begin()->get<std::string>());
     if (!document.is_object()) return;
-    m_bytes += PrettyText(document).size();
+    m_bytes += CompactText(document).size();
     if (m_bytes > kMaxExpandedBytes) {
       throw Refusal(507, {"InsufficientStorage", {}},
                     "The expanded resources would have more than " +
@@ -187,6 +194,8 @@ QueryOptions ParseQueryOptions(const Target& target) {
     } else if (option.first == "$expand") {
       TakeExpand(option, query);
       query.others += "&$expand=" + PercentEncoded(option.second, kReadable);
+    } else if (option.first == "pretty") {
+      if (BooleanOf(option)) query.others += "&pretty=true";
     } else {
       throw Refusal(501, {"QueryNotSupported", {}},
                     "Of the query options $top, $skip, $select and $expand are known here.");

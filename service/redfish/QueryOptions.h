@@ -20,7 +20,9 @@ constexpr int kMaxLevels = 6;
 constexpr std::size_t kMaxExpanded = 2000;
 constexpr std::size_t kMaxExpandedBytes = std::size_t{8} << 20;
 
-// What the options of a query ask ("$top", "$skip", "$select", "$expand").
+// What the options of a query ask ("$top", "$skip", "$select", "$expand"). How the answer is
+// written
+// ("pretty") is not their business: they only take it along.
 struct QueryOptions {
   enum class Expand { kNone, kAll, kLinks, kNoLinks };
 
@@ -29,7 +31,7 @@ struct QueryOptions {
   std::vector<std::vector<std::string>> select;  // each a way of names into the document
   Expand expand = Expand::kNone;
   int levels = 1;
-  // $select and $expand as they were given, each behind an ampersand.
+  // $select and $expand as they were given, and "pretty", each behind an ampersand.
   std::string others;
 
   bool Empty() const { return !top && !skip && select.empty() && expand == Expand::kNone; }

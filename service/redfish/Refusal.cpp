@@ -57,7 +57,7 @@ Response ErrorResponse(const Refusal& refusal) {
       {"code", id}, {"message", refusal.what()}, {"@Message.ExtendedInfo", Json::array({info})}};
   Response response;
   response.status = refusal.Status();
-  response.body = PrettyText({{"error", error}});
+  response.body = CompactText({{"error", error}});
   if (refusal.Status() == 401) {
     response.headers.emplace_back("WWW-Authenticate", "X-Auth-Token realm=\"cloudservice\"");
   }

@@ -118,7 +118,7 @@ Response RedfishService::Get(Call& call, const Route& route, const std::string& 
   if (expands || !call.query.select.empty()) {
     const Json document = ParseStored(response.body);
     const auto fetch = [&](const std::string& path) { return Fetched(call, path); };
-    response.body = PrettyText(Selected(Expanded(document, call.query, fetch), call.query));
+    response.body = CompactText(Selected(Expanded(document, call.query, fetch), call.query));
   }
   response.headers.emplace_back("Allow", allowed);
   response.headers.emplace_back("Cache-Control", "no-cache");
@@ -152,7 +152,7 @@ Json RedfishService::Answered(Call call) {
 std::optional<std::string> RedfishService::CurrentTag(const Call& call) {
   const Json& document = Fetched(call, call.target.Path());
   if (document.is_null()) return std::nullopt;
-  return EntityTag(PrettyText(document));
+  return EntityTag(CompactText(document));
 }
 
 Response RedfishService::Refuse(unsigned status, const std::string& method,
@@ -179,7 +179,7 @@ std::string Named(const ManagerRecord& manager) {
 Response JsonResponse(unsigned status, const Json& document) {
   Response response;
   response.status = status;
-  response.body = PrettyText(document);
+  response.body = CompactText(document);
   const auto type = document.find("@odata.type");
   if (document.is_object() && type != document.end()) {
     const std::string schema = JsonSchemaUri(type->get<std::string>().substr(1));

@@ -9,6 +9,7 @@ import pytest
 from harness.appliance import Appliance
 from harness.operators import BASE, DESCRIPTION, PASSWORD, Operator, basic, connect
 from harness.process import clock
+from harness.redfish import indented, is_compact
 
 ONE = "/appliances/{uuid}"
 START = "2026-03-05 13:00:00"
@@ -435,6 +436,17 @@ def test_history_keeps_its_extremes_however_few_points_are_asked(service, timed)
     assert series(since="2027-01-01T00:00:00Z", until="2027-01-02T00:00:00Z")["min"] is None
     operator.ask("GET", f"{ONE}/history", "u-1", 404, uri=uri, pointer="/Nothing")
     operator.ask("GET", f"{ONE}/history", "u-1", 400, uri=uri, since="2027-01-01T00:00:00Z")
+
+
+def test_pretty_indents_what_operators_ask_for(service, operator):
+    rack(service)
+    for path in ("/appliances", "/appliances/u-1?pretty=false", "/openapi.json", "/nothing"):
+        pretty = BASE + path.partition("?")[0] + "?pretty"
+        (_, compact), (_, lines) = (raw(service, "GET", target, **operator.headers)
+                                    for target in (BASE + path, pretty))
+        assert is_compact(compact) and lines == indented(json.loads(compact)), path
+    text = operator_error(service, operator, "/api/v1/appliances", dict(pretty="yes"))
+    assert text == '"pretty" takes true, false.'
 
 
 def test_parameters_are_checked_one_by_one(service, operator):

@@ -5,7 +5,7 @@ import xml.etree.ElementTree as ElementTree
 
 import pytest
 from harness.daemon import UUID
-from harness.redfish import METHODS, Client, documents, links, namespaces
+from harness.redfish import METHODS, Client, documents, indented, links, namespaces
 from test_service import REGISTRATION
 
 EDM = "{http://docs.oasis-open.org/odata/ns/edm}"
@@ -71,6 +71,18 @@ def test_every_link_leads_to_a_resource_of_a_type_that_is_described(client):
         if "Quorvan" in name:
             schema = client.get(address[1:]).json
             assert schema["title"] == document["@odata.type"]
+
+
+def test_pretty_shows_the_same_documents_with_the_same_tags_in_lines(client):
+    for path, answer in documents(client).items():
+        pretty = client.get(f"{path}{'&' if '?' in path else '?'}pretty")
+        assert pretty.body == indented(answer.json), path
+        assert pretty.headers["ETag"] == answer.headers["ETag"]
+        assert pretty.headers["Content-Length"] == str(len(pretty.body))
+    assert client.get("/redfish/v1/Chassis?pretty=2").error() == (
+        "QueryParameterValueFormatError", ["2", "pretty"])
+    nothing = client.get("/redfish/v1/Nothing?pretty=true")
+    assert nothing.status == 404 and nothing.body == indented(nothing.json)
 
 
 def test_kinds_of_resources_are_all_found(client):

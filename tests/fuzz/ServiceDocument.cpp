@@ -24,7 +24,7 @@ void Show(const char* type, const std::string& path, const std::string& document
   const std::vector<std::string> faults = FaultsOf(view);
   if (!faults.empty()) std::fprintf(stderr, "%s\n", faults.front().c_str());
   fuzz::Require(faults.empty(), "what is shown is what its type says");
-  const std::string text = PrettyText(view);
+  const std::string text = CompactText(view);
   fuzz::Require(Json::parse(text) == view, "what is shown is JSON");
 }
 

@@ -99,7 +99,7 @@ export function Frame({session, signedOut, children}: FrameProps) {
       <main id="main" class="wide" tabIndex={-1}>{children}</main>
       <footer class="wide muted">
         <span>cloudservice {session.version}</span>
-        <a href="/api/v1/openapi.json">API</a>
+        <a href="/api/v1/openapi.json?pretty">API</a>
         <a href={document.body.dataset["licenses"]}>Licences</a>
       </footer>
     </>

@@ -82,11 +82,11 @@ std::string JsonSchemaOf(const std::string& schema) {
     if (main.empty()) main = type.name;
     definitions[LastName(type.name)] = TypeSchema(type);
   }
-  return PrettyText({{"$id", JsonSchemaUri(main)},
-                     {"$schema", "http://json-schema.org/draft-07/schema#"},
-                     {"$ref", "#/definitions/" + LastName(main)},
-                     {"title", "#" + main},
-                     {"definitions", definitions}});
+  return CompactText({{"$id", JsonSchemaUri(main)},
+                      {"$schema", "http://json-schema.org/draft-07/schema#"},
+                      {"$ref", "#/definitions/" + LastName(main)},
+                      {"title", "#" + main},
+                      {"definitions", definitions}});
 }
 
 }  // namespace cloudservice

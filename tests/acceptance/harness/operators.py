@@ -9,6 +9,7 @@ import ssl
 import urllib.parse
 
 from .openapi import Description
+from .redfish import is_compact
 
 BASE = "/api/v1"
 DESCRIPTION = Description(
@@ -62,6 +63,7 @@ class Operator:
             text = answer.read()
         self.answered = answer.headers
         assert answer.status == expected, f"{method} {target}: {answer.status} {text}"
+        assert is_compact(text), f"{method} {target}: {text}"
         self._remember(method, path, answer.status, {("query", name) for name in query})
         DESCRIPTION.check_answer(method, path, answer.status,
                                  answer.headers.get("Content-Type", ""), text)

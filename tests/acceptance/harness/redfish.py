@@ -3,6 +3,7 @@
 import contextlib
 import http.client
 import json
+import re
 import urllib.parse
 import xml.etree.ElementTree as ElementTree
 
@@ -49,6 +50,15 @@ class Client:
         return self.ask("GET", path, **headers)
 
 
+def is_compact(text):
+    """Whether a JSON text has no white space but in its strings."""
+    return not re.search(rb"\s", re.sub(rb'"(?:[^"\\]|\\.)*"', b"", text))
+
+
+def indented(document):
+    return (json.dumps(document, indent=2, ensure_ascii=False) + "\n").encode()
+
+
 def links(document):
     """The paths in a document that lead to other resources."""
     if isinstance(document, list):
@@ -69,6 +79,7 @@ def documents(client, start="/redfish/v1/"):
             continue
         answer = client.get(path)
         assert answer.status == 200, (path, answer.status)
+        assert is_compact(answer.body), path
         found[path] = answer
         waiting += links(answer.json)
     return found

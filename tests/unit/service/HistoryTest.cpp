@@ -153,6 +153,8 @@ TEST_F(History, Long_one_comes_in_pieces) {
   store->PutResource({path, "u-1", readings.chassis, "{}", begin}, readings);
   const Json first = Asked("?member=n");
   EXPECT_EQ(first.at("Values").size(), 10000u);
+  EXPECT_EQ(Asked("?pretty&member=n").at("Values@odata.nextLink"),
+            first.at("Values@odata.nextLink").get<std::string>() + "&pretty=true");
   const auto next = first.at("Values@odata.nextLink").get<std::string>();
   const Json second = Got(200, Ask("GET", next, token));
   ASSERT_EQ(second.at("Values").size(), 1u);

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "ServiceFixture.h"
+#include "service/http/Pretty.h"
 #include "service/ops/Backup.h"
 #include "service/ops/Operations.h"
 
@@ -39,7 +40,80 @@ class InOperation : public ServiceTest {
 TEST_F(InOperation, Health_is_told_without_a_token) {
   const Response response = AskBefore("GET", "/healthz");
   EXPECT_EQ(response.status, 200u);
-  EXPECT_EQ(response.body, "{\"status\": \"ok\"}\n");
+  EXPECT_EQ(response.body, R"({"status":"ok"})");
+  EXPECT_EQ(AskBefore("GET", "/healthz?pretty").body, "{\n  \"status\": \"ok\"\n}\n");
+}
+
+TEST_F(InOperation, Json_is_indented_for_who_asks_for_it) {
+  const std::string event = "/redfish/v1/Managers/u-1/Oem/Quorvan:Events";
+  const std::string text = R"({"MessageId": "x", "Severity": "MESSAGE", "Message": "a, \"b\": {"})";
+  const auto expect_both = [&](const std::string& method, const std::string& target,
+                               const std::string& body = "") {
+    const std::string compact = AskBefore(method, target, token, body).body;
+    EXPECT_EQ(compact, Json::parse(compact).dump()) << target;
+    const char* mark = target.find('?') == std::string::npos ? "?" : "&";
+    for (const char* option : {"pretty", "pretty=true", "pre%74ty=%74rue"}) {
+      const std::string indented = AskBefore(method, target + mark + option, token, body).body;
+      EXPECT_EQ(indented, Json::parse(indented).dump(2) + "\n") << target;
+    }
+    const std::string same = AskBefore(method, target + mark + "pretty=false", token, body).body;
+    EXPECT_EQ(same, Json::parse(same).dump()) << target;
+  };
+  expect_both("GET", "/redfish/v1/");
+  expect_both("GET", "/redfish/v1/Schemas/QuorvanEvent.v1_0_0.json");
+  expect_both("GET", "/redfish/v1/Chassis?$top=1&$expand=.&$select=Members/Name");
+  expect_both("GET", "/redfish/v1/Oem/Quorvan:Events?Cleared=false");
+  expect_both("GET", "/redfish/v1/Managers/u-1/Oem/Quorvan:History");
+  expect_both("GET", "/redfish/v1/nothing");
+  expect_both("POST", event, text);
+  expect_both("POST", event, "{");
+  expect_both("GET", "/healthz");
+}
+
+TEST_F(InOperation, Nothing_but_json_is_indented) {
+  EXPECT_THAT(AskBefore("GET", "/metrics?pretty").body, StartsWith("# HELP "));
+  EXPECT_EQ(AskBefore("GET", "/redfish/v1/$metadata?pretty").body,
+            AskBefore("GET", "/redfish/v1/$metadata").body);
+}
+
+TEST_F(InOperation, Key_of_a_registration_may_end_like_the_option) {
+  store->AddRegistrationKey("a", HashPassword("k&pretty"), false, now);
+  const Response response =
+      AskBefore("POST", "/redfish/v1/Managers?setup_email=a&registration_key=k&pretty", "",
+                R"({"UUID": "u-2"})");
+  EXPECT_EQ(response.status, 201u);
+  EXPECT_EQ(response.body, Json::parse(response.body).dump());
+}
+
+TEST_F(InOperation, Both_forms_have_one_entity_tag) {
+  const std::string path = "/redfish/v1/Managers/u-1";
+  const std::string tag = Header(AskBefore("GET", path, token), "ETag");
+  EXPECT_EQ(Header(AskBefore("GET", path + "?pretty", token), "ETag"), tag);
+  const auto with = [&](const std::string& method, const char* header, const std::string& target) {
+    return operations.Handle(Request{method, target, "{}", token, "", {{header, tag}}}).status;
+  };
+  EXPECT_EQ(with("GET", "If-None-Match", path + "?pretty"), 304u);
+  EXPECT_EQ(with("GET", "If-Match", path + "?pretty"), 200u);
+  EXPECT_EQ(with("PATCH", "If-Match", path + "?pretty"), 204u);
+  EXPECT_EQ(with("PATCH", "If-None-Match", path + "?pretty"), 412u);
+  EXPECT_EQ(with("PATCH", "If-Match", path), 204u);
+}
+
+TEST(Pretty, Has_a_line_for_each_member_and_element) {
+  EXPECT_EQ(Indented(R"({"a":[1,{"b":"x,:[\\\"]{"}],"c":{},"d":[],"e":[[]]})"),
+            "{\n  \"a\": [\n    1,\n    {\n      \"b\": \"x,:[\\\\\\\"]{\"\n    }\n  ],\n"
+            "  \"c\": {},\n  \"d\": [],\n  \"e\": [\n    []\n  ]\n}\n");
+}
+
+TEST(Pretty, Is_not_longer_than_may_be) {
+  const std::string text = "[\n  1\n]\n";
+  EXPECT_EQ(Indented("[1]", text.size()), text);
+  EXPECT_EQ(Indented("[1]", text.size() - 1), std::nullopt);
+  Response response;
+  response.body = "[" + std::string(kMaxIndented, '1') + "]";
+  const std::string before = response.body;
+  IndentIfAsked("/?pretty", response);
+  EXPECT_EQ(response.body, before);
 }
 
 TEST_F(InOperation, Database_that_cannot_be_read_is_told) {

@@ -243,8 +243,8 @@ TEST_F(Program, What_was_answered_survives_kill_9) {
     fclose(m_out);
   }
   StartPlain();
-  EXPECT_THAT(Ask("GET /redfish/v1/Managers/u"), HasSubstr("\"Count\": 15,"));
-  EXPECT_THAT(Ask("GET /redfish/v1/Chassis"), HasSubstr("\"Members@odata.count\": 5,"));
+  EXPECT_THAT(Ask("GET /redfish/v1/Managers/u"), HasSubstr("\"Count\":15,"));
+  EXPECT_THAT(Ask("GET /redfish/v1/Chassis"), HasSubstr("\"Members@odata.count\":5,"));
 }
 
 }  // namespace

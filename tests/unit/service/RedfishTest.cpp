@@ -280,6 +280,33 @@ TEST_F(Redfish, Options_go_from_page_to_page) {
   EXPECT_EQ(names[1], "1");
 }
 
+TEST_F(Redfish, Pretty_goes_from_page_to_page_and_to_every_path) {
+  Chassis(token);
+  const std::string path = "/redfish/v1/Chassis";
+  for (const char* option : {"pretty", "pretty=true"}) {
+    EXPECT_EQ(
+        Got(200, Ask("GET", path + "?" + option + "&$top=1", token)).at("Members@odata.nextLink"),
+        path + "?$skip=1&$top=1&pretty=true");
+  }
+  EXPECT_EQ(Got(200, Ask("GET", path + "?$top=1&pretty=false", token)).at("Members@odata.nextLink"),
+            path + "?$skip=1&$top=1");
+  for (const auto& [one, document] : Walk()) {
+    EXPECT_EQ(Got(200, Ask("GET", one + "?pretty", token)), document);
+  }
+  EXPECT_EQ(Ask("GET", "/redfish/v1/Managers?uuid=u-1&pretty", token).status, 302u);
+}
+
+TEST_F(Redfish, Pretty_is_true_or_false_and_given_once) {
+  for (const char* value : {"", "1", "yes", "True"}) {
+    const Response response = Ask("GET", chassis + "?pretty=" + value, token);
+    EXPECT_EQ(response.status, 400u);
+    EXPECT_EQ(ErrorText(response), "The query option pretty takes true or false.");
+    EXPECT_THAT(response.body, HasSubstr("Base.1.16.QueryParameterValueFormatError"));
+  }
+  EXPECT_EQ(Ask("GET", chassis + "?pretty&pretty=false", token).status, 400u);
+  EXPECT_EQ(Ask("GET", chassis + "?$pretty", token).status, 501u);
+}
+
 TEST_F(Redfish, History_says_that_it_may_be_a_collections) {
   EXPECT_THAT(Ask("GET", "/redfish/v1/Schemas/QuorvanHistory_v1.xml").body,
               HasSubstr("Name=\"Resource\" Type=\"Resource.ItemOrCollection\""));

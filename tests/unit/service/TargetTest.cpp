@@ -34,12 +34,34 @@ TEST(TargetOf, Value_is_found_by_its_whole_name) {
   EXPECT_FALSE(target->Value("uui"));
 }
 
+TEST(TargetOf, Answer_is_to_be_indented_where_pretty_is_true) {
+  for (const char* query :
+       {"pretty", "pretty=true", "a&pretty", "$top=1&pretty&a=b", "%70retty=true"}) {
+    EXPECT_TRUE(ParseTarget("/a?" + std::string(query))->Pretty()) << query;
+  }
+  for (const char* query : {"", "pretty=", "pretty=false", "pretty=1", "Pretty", "prettyx",
+                            "x=pretty", "setup_email=a&registration_key=k&pretty"}) {
+    EXPECT_FALSE(ParseTarget("/a?" + std::string(query))->Pretty()) << query;
+  }
+}
+
+TEST(TargetOf, Pretty_is_the_only_parameter_that_needs_no_value) {
+  using Parameters = std::vector<std::pair<std::string, std::string>>;
+  EXPECT_EQ(ParseTarget("/?a=b&pretty")->Parameters(),
+            (Parameters{{"a", "b"}, {"pretty", "true"}}));
+  EXPECT_EQ(ParseTarget("/?a=b&prettier")->Parameters(), std::nullopt);
+  EXPECT_EQ(ParseTarget("/?a=b&pretty&$top=1")->Options(),
+            (Parameters{{"pretty", "true"}, {"$top", "1"}}));
+}
+
 TEST(TargetOf, Log_shows_only_what_is_known_to_be_harmless) {
   EXPECT_EQ(LoggableTarget("/a"), "/a");
   EXPECT_EQ(LoggableTarget("/a?uuid=1&Cleared=false&Severity=Alarm"),
             "/a?uuid=1&Cleared=false&Severity=Alarm");
   EXPECT_EQ(LoggableTarget("/a?uuid=1&registration_key=k&uuid=rest-of-key"), "/a?uuid=1&...");
   EXPECT_EQ(LoggableTarget("/a?k"), "/a?...");
+  EXPECT_EQ(LoggableTarget("/a?pretty&$top=1&pretty=true"), "/a?pretty&$top=1&pretty=true");
+  EXPECT_EQ(LoggableTarget("/a?prettyk"), "/a?...");
 }
 
 }  // namespace

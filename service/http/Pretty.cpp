@@ -1,0 +1,65 @@
+#include "service/http/Pretty.h"
+
+#include "service/http/Target.h"
+
+namespace cloudservice {
+
+namespace {
+
+bool IsJson(const std::string& type) {
+  return type.rfind("application/json", 0) == 0 || type == "application/schema+json";
+}
+
+class Indenter {
+ public:
+  void Take(char c) {
+    if (m_quoted) {
+      m_text += c;
+      m_quoted = m_escaped || c != '"';
+      m_escaped = !m_escaped && c == '\\';
+      return;
+    }
+    const bool closes = c == '}' || c == ']';
+    if (closes) --m_depth;
+    // Nothing stands between the two of an empty object or array.
+    if (closes != m_opened) Break();
+    m_opened = c == '{' || c == '[';
+    if (m_opened) ++m_depth;
+    m_text += c;
+    if (c == ',') Break();
+    if (c == ':') m_text += ' ';
+    m_quoted = c == '"';
+  }
+
+  std::string& Text() { return m_text; }
+
+ private:
+  void Break() { m_text.append(1, '\n').append(2 * m_depth, ' '); }
+
+  std::string m_text;
+  std::size_t m_depth = 0;
+  bool m_quoted = false;
+  bool m_escaped = false;  // what comes next, by a backslash
+  bool m_opened = false;   // the last character was a brace or a bracket
+};
+
+}  // namespace
+
+void IndentIfAsked(const std::string& target, Response& response) {
+  if (response.body.empty() || !IsJson(response.type)) return;
+  const std::optional<Target> parsed = ParseTarget(target);
+  if (!parsed || !parsed->Pretty()) return;
+  std::optional<std::string> text = Indented(response.body);
+  if (text) response.body = *std::move(text);
+}
+
+std::optional<std::string> Indented(const std::string& json, std::size_t most) {
+  Indenter indenter;
+  for (const char c : json) {
+    indenter.Take(c);
+    if (indenter.Text().size() >= most) return std::nullopt;
+  }
+  return std::move(indenter.Text().append(1, '\n'));
+}
+
+}  // namespace cloudservice
