@@ -69,8 +69,7 @@ Response RedfishService::DeleteChassis(const Call& call) {
 Json RedfishService::ChassisView(const Call& call, const ChassisRecord& chassis) {
   Json sent = ParseStored(chassis.document);
   if (!sent.contains("Name")) sent["Name"] = "Chassis " + chassis.id;
-  Json view = Shaped(TypeNamed(types::kChassis), ChassisPath(chassis.id), sent,
-                     ResolverFor(call, *call.owner));
+  Json view = ShapedFor(call, *call.owner, types::kChassis, ChassisPath(chassis.id), sent);
   view["Links"]["ManagedBy"] = Json::array({Reference("/redfish/v1/Managers/" + call.owner->uuid)});
   LinkResources(*call.owner, chassis.id, view);
   return view;

@@ -19,6 +19,9 @@ constexpr int kMaxDepth = 32;
 // Bytes of a document as it is stored, to which each PATCH may add.
 constexpr std::size_t kMaxDocument = std::size_t{4} << 20;
 
+// Bytes of an answer, counted in the views that it is made of.
+constexpr std::size_t kMaxAnswer = std::size_t{8} << 20;
+
 // A request's body as a JSON object. Throws Refusal (400) that says what is wrong and in which line
 // and column (both from 1, columns in bytes): not JSON, not UTF-8, a NUL byte, too deep, no object.
 Json ParseObject(const std::string& body);

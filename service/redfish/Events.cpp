@@ -193,8 +193,7 @@ Json RedfishService::EventView(const Call& call, const EventRecord& event) {
   Json sent = ParseStored(event.document);
   if (!sent.contains("Name")) sent["Name"] = "Event " + std::to_string(event.id);
   sent["Received"] = RedfishTime(event.received);
-  return Shaped(TypeNamed(types::kEvent), EventPath(event.id), sent,
-                ResolverFor(call, *call.owner));
+  return ShapedFor(call, *call.owner, types::kEvent, EventPath(event.id), sent);
 }
 
 }  // namespace cloudservice

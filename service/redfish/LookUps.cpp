@@ -9,10 +9,15 @@ std::string LookUps::Schema(const std::string& path, const std::function<std::st
   if (known != m_schemas.end()) return known->second;
   if (m_schemas.size() < kMost) return m_schemas.emplace(path, find()).first->second;
   if (m_status == 0) return "";
-  const std::string text =
-      "The answer has more than " + std::to_string(kMost) + " links to look up.";
-  if (m_status == 507) throw Refusal(507, {"InsufficientStorage", {}}, text);
-  throw Refusal(m_status, text);
+  throw Refusal(m_status,
+                "The answer has more than " + std::to_string(kMost) + " links to look up.");
+}
+
+void LookUps::Count(std::size_t bytes) {
+  m_bytes += bytes;
+  if (m_status == 0 || m_bytes <= kMaxAnswer) return;
+  throw Refusal(m_status,
+                "The answer would have more than " + std::to_string(kMaxAnswer) + " bytes.");
 }
 
 const Json& LookUps::Document(const std::string& path, const std::function<Json()>& make) {

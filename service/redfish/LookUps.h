@@ -10,8 +10,8 @@
 
 namespace cloudservice {
 
-// What has been looked up for one request: each path once, and not more of them than one sender may
-// hold up the others for.
+// What has been looked up for one request, each path once, and what was made for its answer: not
+// more than one sender may hold up the others for.
 class LookUps {
  public:
   // Links that are looked up for one request.
@@ -21,6 +21,9 @@ class LookUps {
   // lead nowhere.
   void RefuseMore(unsigned status) { m_status = status; }
 
+  // Counts the bytes of a view, of which there are up to kMaxAnswer in one answer. Throws Refusal.
+  void Count(std::size_t bytes);
+
   // The schema of what is at the path, as `find` knows it. Throws Refusal.
   std::string Schema(const std::string& path, const std::function<std::string()>& find);
   // The document at the path, as `make` makes it.
@@ -28,6 +31,7 @@ class LookUps {
 
  private:
   unsigned m_status = 0;
+  std::size_t m_bytes = 0;
   std::map<std::string, std::string> m_schemas;
   std::map<std::string, Json> m_documents;
 };

@@ -128,8 +128,7 @@ Json RedfishService::ManagerView(const Call& call, const ManagerRecord& manager)
   Json sent = ParseStored(manager.document);
   sent["UUID"] = manager.uuid;
   if (!sent.contains("Name")) sent["Name"] = manager.name;
-  Json view = Shaped(TypeNamed(types::kManager), ManagerPath(manager.uuid), sent,
-                     ResolverFor(call, manager));
+  Json view = ShapedFor(call, manager, types::kManager, ManagerPath(manager.uuid), sent);
   Json& status = view["Status"];
   if (!status.contains("State")) status["State"] = "Enabled";
   if (IsOverdue(manager.heartbeat)) status["State"] = "UnavailableOffline";

@@ -118,18 +118,11 @@ class Expander {
 
   void Replace(Json& link, int levels) {
     if (++m_count > kMaxExpanded) {
-      throw Refusal(507, {"InsufficientStorage", {}},
-                    "The answer would hold more than " + std::to_string(kMaxExpanded) +
-                        " expanded resources.");
+      throw Refusal(507, "The answer would hold more than " + std::to_string(kMaxExpanded) +
+                             " expanded resources.");
     }
     Json document = m_fetch(link.begin()->get<std::string>());
     if (!document.is_object()) return;
-    m_bytes += CompactText(document).size();
-    if (m_bytes > kMaxExpandedBytes) {
-      throw Refusal(507, {"InsufficientStorage", {}},
-                    "The expanded resources would have more than " +
-                        std::to_string(kMaxExpandedBytes) + " bytes.");
-    }
     if (levels > 1) Visit(document, levels - 1, false);
     link = std::move(document);
   }
@@ -137,7 +130,6 @@ class Expander {
   const QueryOptions::Expand m_which;
   const std::function<Json(const std::string&)>& m_fetch;
   std::size_t m_count = 0;
-  std::size_t m_bytes = 0;
 };
 
 using Ways = std::vector<std::vector<std::string>>;

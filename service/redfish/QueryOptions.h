@@ -14,11 +14,9 @@ namespace cloudservice {
 
 // Members of a collection in one answer; what follows is a link away.
 constexpr std::size_t kMaxMembers = 1000;
-// How deep $expand goes at most, and how many resources, of how many bytes as answers of their own,
-// it brings into one answer.
+// How deep $expand goes at most, and how many resources it brings into one answer.
 constexpr int kMaxLevels = 6;
 constexpr std::size_t kMaxExpanded = 2000;
-constexpr std::size_t kMaxExpandedBytes = std::size_t{8} << 20;
 
 // What the options of a query ask ("$top", "$skip", "$select", "$expand"). How the answer is
 // written
@@ -60,8 +58,8 @@ std::string PageAt(const QueryOptions& query, const std::string& place);
 std::int64_t AfterOf(const std::string& text);
 
 // The document with every link that the query's $expand means replaced by what it leads to. `fetch`
-// gives the document at a path, or null when there is none. Throws Refusal (507) when it becomes
-// too much.
+// gives the document at a path, or null when there is none. Throws Refusal (507) when they become
+// too many.
 Json Expanded(const Json& document, const QueryOptions& query,
               const std::function<Json(const std::string& path)>& fetch);
 

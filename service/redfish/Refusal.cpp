@@ -21,6 +21,8 @@ const char* MessageName(unsigned status) {
       return "PayloadTooLarge";
     case 500:
       return "InternalError";
+    case 507:
+      return "InsufficientStorage";
     default:
       return "GeneralError";
   }

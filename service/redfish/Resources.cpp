@@ -47,8 +47,8 @@ Response RedfishService::GetResource(const Call& call) {
   const std::string path = call.target.Path();
   const std::optional<ResourceRecord> resource = m_store.FindResource(call.owner->uuid, path);
   if (!resource) throw NothingAt(path);
-  Json view = Shaped(TypeNamed(TypeAt(call.target)), path, ParseStored(resource->document),
-                     ResolverFor(call, *call.owner));
+  Json view =
+      ShapedFor(call, *call.owner, TypeAt(call.target), path, ParseStored(resource->document));
   OemOf(view)["History"] = Reference(path + kHistoryBelow);
   return JsonResponse(200, view);
 }
@@ -65,8 +65,7 @@ Response RedfishService::GetSensors(const Call& call) {
   if (!sent) return JsonResponse(200, view);
   Json document = ParseStored(sent->document);
   document.erase("Members");
-  Json shaped =
-      Shaped(TypeNamed(types::kSensorCollection), path, document, ResolverFor(call, *call.owner));
+  Json shaped = ShapedFor(call, *call.owner, types::kSensorCollection, path, document);
   OemOf(shaped)["History"] = Reference(path + kHistoryBelow);
   view.update(shaped);
   return JsonResponse(200, view);
@@ -121,6 +120,17 @@ void RedfishService::RefuseReadOnly(const Json& patch, const Json& given) {
   if (changed.empty()) return;
   throw Refusal(400, {"PropertyNotWritable", {changed}, "#/" + changed},
                 "\"" + changed + "\" is given by the service.");
+}
+
+Json RedfishService::ShapedFor(const Call& call, const ManagerRecord& owner, const char* type,
+                               const std::string& path, const Json& sent) {
+  const Resolver resolve = ResolverFor(call, owner);
+  try {
+    return Shaped(TypeNamed(type), path, sent, resolve);
+  } catch (const ViewTooLarge&) {
+    call.look_ups->Count(kMaxAnswer + 1);
+    return Shaped(TypeNamed(type), path, Json::object(), resolve);
+  }
 }
 
 Resolver RedfishService::ResolverFor(const Call& call, const ManagerRecord& owner) {

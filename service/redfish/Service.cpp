@@ -115,9 +115,14 @@ Response RedfishService::Get(Call& call, const Route& route, const std::string& 
   call.look_ups->RefuseMore(expands ? 507 : 400);
   Response response = (this->*route.operation)(call);
   if (response.status != 200) return response;
+  call.look_ups->Count(response.body.size());
   if (expands || !call.query.select.empty()) {
     const Json document = ParseStored(response.body);
-    const auto fetch = [&](const std::string& path) { return Fetched(call, path); };
+    const auto fetch = [&](const std::string& path) {
+      const Json& found = Fetched(call, path);
+      if (found.is_object()) call.look_ups->Count(CompactText(found).size());
+      return found;
+    };
     response.body = CompactText(Selected(Expanded(document, call.query, fetch), call.query));
   }
   response.headers.emplace_back("Allow", allowed);

@@ -129,6 +129,11 @@ class RedfishService {
   Response PatchManagerResource(const Call& call);
   Response GetResource(const Call& call);
   Response PatchResource(const Call& call, const std::optional<std::string>& chassis);
+  // What was sent for the resource of the owner's at `path`, as it is shown. Throws Refusal where
+  // it is too large for the answer to a GET; what another answer shows is then as if nothing were
+  // sent.
+  Json ShapedFor(const Call& call, const ManagerRecord& owner, const char* type,
+                 const std::string& path, const Json& sent);
   Resolver ResolverFor(const Call& call, const ManagerRecord& owner);
   std::string SchemaAt(const ManagerRecord& owner, const std::string& path);
   std::string SchemaBelow(const ManagerRecord& owner, const Target& target);

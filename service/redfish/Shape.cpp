@@ -1,5 +1,6 @@
 #include "service/redfish/Shape.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <optional>
@@ -105,7 +106,7 @@ class Shaper {
   explicit Shaper(const Resolver& resolve) : m_resolve(resolve) {}
 
   // `left` gets what has no place in an object without Oem.
-  Json Object(const Type& type, const std::string& path, const Json& sent, Json& left) const {
+  Json Object(const Type& type, const std::string& path, const Json& sent, Json& left) {
     Json shaped = Json::object();
     Json oem = Json::object();
     for (const auto& [name, value] : sent.items()) {
@@ -128,7 +129,11 @@ class Shaper {
       oem.insert(left.begin(), left.end());
       left = Json::object();
       for (const Property& own : TypeNamed(types::kOem).properties) oem.erase(own.name);
-      if (!oem.empty()) OemOf(shaped).insert(oem.begin(), oem.end());
+      if (!oem.empty()) {
+        Json& own = OemOf(shaped);
+        Count(R"("Oem":{"Quorvan":{"@odata.type":""}})", own.at("@odata.type"));
+        own.insert(oem.begin(), oem.end());
+      }
     }
     Complete(type, path, shaped);
     return shaped;
@@ -172,7 +177,7 @@ class Shaper {
   }
 
   void Member(const Property& property, const std::string& path, const Json& value, Json& shaped,
-              Json& left) const {
+              Json& left) {
     const char* name = property.name;
     if (!property.Is(kArray)) {
       Json rest = Json::object();
@@ -206,7 +211,14 @@ class Shaper {
 
   // All or none: elements are known by their positions.
   void Elements(const Property& property, const std::string& path, const Json& value, Json& shaped,
-                Json& left) const {
+                Json& left) {
+    // Objects always fit. To know it beforehand keeps what is added to them from being thrown away.
+    const bool objects = std::all_of(value.begin(), value.end(),
+                                     [](const Json& element) { return element.is_object(); });
+    if (property.kind == Kind::kObject && !objects) {
+      left[property.name] = Foreign(value);
+      return;
+    }
     Json elements = Json::array();
     Json rests = Json::array();
     bool some = false;
@@ -226,7 +238,7 @@ class Shaper {
   }
 
   std::optional<Json> One(const Property& property, const std::string& path, const Json& value,
-                          Json& rest) const {
+                          Json& rest) {
     if (property.kind == Kind::kLink) return Link(property, value);
     if (property.kind != Kind::kObject) return FittingValue(property, value);
     if (!value.is_object()) return std::nullopt;
@@ -254,7 +266,7 @@ class Shaper {
     return schema;
   }
 
-  static void Complete(const Type& type, const std::string& path, Json& shaped) {
+  void Complete(const Type& type, const std::string& path, Json& shaped) {
     if (type.base == Base::kResource || type.base == Base::kCollection) {
       shaped["@odata.id"] = path;
       shaped["@odata.type"] = std::string("#") + type.name;
@@ -262,6 +274,7 @@ class Shaper {
     if (type.base == Base::kResource) shaped["Id"] = LastSegment(path);
     if (type.base == Base::kMember) {
       shaped["@odata.id"] = PathInside(path);
+      Count(R"("@odata.id":"","MemberId":"0")", shaped["@odata.id"]);
       shaped["MemberId"] = LastSegment(path);
     }
     for (const Property& property : type.properties) {
@@ -269,6 +282,12 @@ class Shaper {
       if (property.name == std::string("Name")) shaped["Name"] = LastSegment(path);
       if (property.name == std::string("ChassisType")) shaped["ChassisType"] = "Other";
     }
+  }
+
+  // What is added to as many objects as were sent: not less of it is in the view.
+  void Count(const std::string& around, const Json& text) {
+    m_added += around.size() + text.get_ref<const std::string&>().size();
+    if (m_added > kMaxAnswer) throw ViewTooLarge();
   }
 
   // ".../Thermal#/Temperatures/0" of ".../Thermal/Temperatures/0".
@@ -279,6 +298,7 @@ class Shaper {
   }
 
   const Resolver& m_resolve;
+  std::size_t m_added = 0;
 };
 
 }  // namespace

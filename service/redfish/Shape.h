@@ -2,6 +2,7 @@
 #define SERVICE_REDFISH_SHAPE_H_
 
 #include <functional>
+#include <stdexcept>
 #include <string>
 
 #include "service/redfish/Document.h"
@@ -12,6 +13,11 @@ namespace cloudservice {
 // The schema of the resource at a path, without its version ("Thermal"); empty when a client that
 // follows a link to this path would find nothing.
 using Resolver = std::function<std::string(const std::string& path)>;
+
+// Thrown for a view to which the service itself would add more bytes than an answer may have.
+struct ViewTooLarge : std::runtime_error {
+  ViewTooLarge() : std::runtime_error("a view is too large") {}
+};
 
 // The document `sent` in the shape of `type`, for the resource at `path`: a valid document whatever
 // was sent, in which nothing that was sent is left out but annotations, which are all names with an
@@ -25,6 +31,7 @@ using Resolver = std::function<std::string(const std::string& path)>;
 //    nor a part that has no address.
 //  - Elements of arrays have their positions as MemberId, whatever was sent for it.
 //  - Required members that were not sent are made up: names from the path.
+// Throws ViewTooLarge before it has grown far: a short text may be that of very many elements.
 Json Shaped(const Type& type, const std::string& path, const Json& sent, const Resolver& resolve);
 
 // The Oem.Quorvan of a document, made where there is none.

@@ -231,6 +231,17 @@ def test_expansion_goes_as_deep_as_it_is_told(client):
     assert client.get(f"{client.chassis}?$expand=*($levels=6)").status in (200, 507)
 
 
+def test_view_that_would_be_too_large_is_refused(client):
+    path = f"{client.chassis}/Thermal"
+    for elements, status, message in ((60_000, 200, None), (120_000, 400, "GeneralError")):
+        client.ask("PATCH", path, '{"Fans": [' + ",".join(["{}"] * elements) + "]}")
+        answer = client.get(path)
+        assert answer.status == status and len(answer.body) < 8 << 20
+        assert message is None or answer.error() == (message, [])
+    assert client.get(f"{client.chassis}?$expand=.").error() == ("InsufficientStorage", [])
+    assert client.get(client.chassis).status == 200
+
+
 def test_selection_keeps_what_names_the_resource(client):
     chosen = client.get(f"{client.chassis}?$select=Name,Location/PostalAddress/City").json
     assert chosen == {"@odata.id": client.chassis, "@odata.type": "#Chassis.v1_28_0.Chassis",

@@ -97,10 +97,63 @@ TEST_F(Redfish, Expansion_has_an_end_of_few_large_documents_too) {
   Ask("PATCH", manager + "/Links", token, Json({{"Nine", links}}).dump());
   const Response response = Ask("GET", manager + "/Links?$expand=*", token);
   EXPECT_EQ(response.status, 507u);
-  EXPECT_THAT(response.body, HasSubstr("more than 8388608 bytes"));
+  EXPECT_THAT(response.body, HasSubstr("The answer would have more than 8388608 bytes."));
   links.erase(0);
   Ask("PATCH", manager + "/Links", token, Json({{"Nine", links}}).dump());
   EXPECT_EQ(Ask("GET", manager + "/Links?$expand=*", token).status, 200u);
+}
+
+// A document to whose elements the view adds their addresses, which are long.
+class LargeView : public Redfish {
+ protected:
+  LargeView() {
+    store->AddChassis({long_id, "u-1", "{}", now});
+    Send({{"Temperatures", Json::array_t(2000, Json::object())}, {"Name", "n"}});
+  }
+
+  void Send(const Json& patch) { EXPECT_EQ(Ask("PATCH", path, token, patch.dump()).status, 204u); }
+  Response Get(const std::string& options = "") {
+    return service->Handle(Request{"GET", path + options, "", token, ""});
+  }
+  // Lets the answer have this many bytes.
+  void Grow(std::size_t bytes) {
+    const std::size_t before = Get().body.size();
+    Send({{"Name", std::string(bytes - before + 1, 'n')}});
+  }
+
+  const std::string long_id = std::string(4000, 'c');
+  const std::string path = "/redfish/v1/Chassis/" + long_id + "/Thermal";
+};
+
+TEST_F(LargeView, Has_8_MiB_at_most) {
+  Grow(kMaxAnswer);
+  const Response whole = Get();
+  EXPECT_EQ(whole.status, 200u);
+  EXPECT_EQ(whole.body.size(), 8388608u);
+  EXPECT_EQ(Get("?$expand=*").status, 507u) << "with what its links lead to";
+  Send({{"Name", Json::parse(whole.body).at("Name").get<std::string>() + "n"}});
+  for (const char* options : {"", "?$select=Id", "?pretty"}) {
+    const Response response = Get(options);
+    EXPECT_EQ(response.status, 400u) << options;
+    EXPECT_EQ(ErrorText(response), "The answer would have more than 8388608 bytes.");
+    EXPECT_THAT(response.body, HasSubstr("Base.1.16.GeneralError"));
+  }
+  const Response response = Get("?$expand=.");
+  EXPECT_EQ(response.status, 507u);
+  EXPECT_EQ(ErrorText(response), "The answer would have more than 8388608 bytes.");
+  EXPECT_THAT(response.body, HasSubstr("Base.1.16.InsufficientStorage"));
+  // Whoever owns it may change it, whatever can be shown of it.
+  const Headers seen = {{"If-Match", Header(whole, "ETag")}};
+  EXPECT_EQ(Ask("PATCH", path, token, "{}", seen).status, 412u);
+  Send({{"Name", "n"}});
+  EXPECT_EQ(Get().status, 200u);
+}
+
+TEST_F(LargeView, That_cannot_be_made_leaves_its_document_to_be_changed) {
+  Send({{"Temperatures", Json::array_t(2200, Json::object())}});
+  EXPECT_EQ(ErrorText(Get()), "The answer would have more than 8388608 bytes.");
+  EXPECT_EQ(Ask("PATCH", path, token, "{}", {{"If-Match", "*"}}).status, 204u);
+  EXPECT_EQ(Ask("PATCH", path, token, "{}", {{"If-None-Match", "*"}}).status, 412u);
 }
 
 TEST_F(Redfish, Expansion_without_a_token_leaves_what_needs_one) {

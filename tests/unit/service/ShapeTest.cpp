@@ -40,6 +40,20 @@ TEST_F(Shape, Empty_document_is_made_whole) {
                                              {"Name", "a"}}));
 }
 
+TEST_F(Shape, Many_elements_end_it_before_it_has_grown_far) {
+  const std::string path = "/redfish/v1/" + std::string(4000, 'a');
+  const auto make = [&](const Json::array_t& elements) {
+    return Shaped(TypeNamed(types::kThermal), path, {{"Fans", elements}}, resolve);
+  };
+  Json::array_t elements(2000, Json::object());
+  EXPECT_EQ(make(elements).at("Fans").size(), 2000u);
+  elements.insert(elements.end(), 100, Json::object());
+  EXPECT_THROW(make(elements), ViewTooLarge);
+  // To what is no list of elements nothing is added.
+  elements.emplace_back(1);
+  EXPECT_EQ(Rest(make(elements)).at("Fans"), Json(elements));
+}
+
 // What appliances may send for any member.
 const Json& OddValues() {
   static const Json values = Json::parse(R"(["", "x", 0, -1, 1.5, true, null, [], {}, [null], [1],
