@@ -95,7 +95,7 @@ const std::vector<OperatorApi::Route>& OperatorApi::Routes() {
       {"GET",
        {"appliances", "*", "history"},
        kOperator,
-       {"uri", "pointer", "since", "until", "points"},
+       {"uri", "member", "pointer", "since", "until", "points"},
        &A::GetHistory},
       {"GET", {"stream"}, kOperator, {}, &A::GetStream},
   };

@@ -20,35 +20,50 @@ constexpr std::int64_t kPoints = 1000;
 constexpr std::int64_t kMinPoints = 4;
 constexpr std::int64_t kMaxPoints = 10000;
 
-// A number that has a history, and is in its document now.
+// A number that has a history, and where it is.
 struct Place {
   std::int64_t member = 0;
-  std::string pointer;
+  std::string name;
+  NumberFinder::Found found;
 };
 
-// In the order of pointers.
+// Those that the document holds in the order of pointers, then the others in that of names.
 std::vector<Place> PlacesOf(const std::vector<MemberRecord>& members, const Json& document) {
-  std::map<std::string, std::string> pointers;
-  for (NumberPlace& place : NumberPlacesOf(document)) {
-    pointers.emplace(std::move(place.number.member), std::move(place.pointer));
-  }
+  NumberFinder finder(document);
   std::vector<Place> places;
+  places.reserve(members.size());
   for (const MemberRecord& member : members) {
-    const auto found = pointers.find(member.name);
-    if (found != pointers.end()) places.push_back({member.id, found->second});
+    places.push_back({member.id, member.name, finder.Find(StepsOf(member.name))});
   }
-  std::sort(places.begin(), places.end(),
-            [](const Place& a, const Place& b) { return a.pointer < b.pointer; });
+  std::sort(places.begin(), places.end(), [](const Place& a, const Place& b) {
+    if (a.found.present != b.found.present) return a.found.present;
+    return a.found.present ? a.found.pointer < b.found.pointer : a.name < b.name;
+  });
   return places;
 }
 
-Json NumberView(const std::string& uri, const std::string& pointer, const Json& document) {
-  const Meaning meaning = MeaningOf(document, pointer);
+Json NumberView(const std::string& uri, const Place& place, const Json& document) {
+  const Meaning meaning = place.found.has_place ? MeaningOf(document, place.found.pointer)
+                                                : MeaningOf(StepsOf(place.name));
   return {{"uri", uri},
-          {"pointer", pointer},
+          {"member", place.name},
+          {"pointer", place.found.pointer},
+          {"present", place.found.present},
           {"name", meaning.name},
           {"unit", OrNull(meaning.unit)},
           {"quantity", meaning.extreme ? Json() : OrNull(meaning.quantity)}};
+}
+
+// Leaves what the query asks for of the numbers in the document at `uri`.
+void Keep(std::vector<Place>& places, const Query& query, const std::string& uri) {
+  const std::optional<std::string> pointer = query.Text("pointer");
+  const std::optional<std::string> member = query.Text("member");
+  if (!pointer && !member) return;
+  const auto other = [&](const Place& place) {
+    return (pointer && place.found.pointer != *pointer) || (member && place.name != *member);
+  };
+  places.erase(std::remove_if(places.begin(), places.end(), other), places.end());
+  if (places.empty()) throw Unknown("history of " + member.value_or(*pointer) + " in " + uri);
 }
 
 Json PeakView(const std::optional<Sample>& sample) {
@@ -94,7 +109,7 @@ Response OperatorApi::ListNumbers(const Call& call) {
     if (!record) continue;
     const Json document = ParseStored(record->document);
     for (const Place& place : PlacesOf(of_path, document)) {
-      items.push_back(NumberView(path, place.pointer, document));
+      items.push_back(NumberView(path, place, document));
     }
   }
   return ApiAnswer(200, {{"items", std::move(items)}});
@@ -105,17 +120,11 @@ Response OperatorApi::GetHistory(const Call& call) {
   const std::int64_t until = call.query.Time("until").value_or(m_clock() + 1);
   const std::int64_t since = call.query.Time("since").value_or(until - kSevenDays);
   const std::int64_t points = call.query.Number("points", kMinPoints, kMaxPoints).value_or(kPoints);
-  const std::optional<std::string> pointer = call.query.Text("pointer");
   if (since >= until) throw ApiError(400, "\"since\" is not before \"until\".");
 
   const Json document = ParseStored(record.document);
   std::vector<Place> places = PlacesOf(m_store.ListMembers(call.uuid, record.path), document);
-  if (pointer) {
-    places.erase(std::remove_if(places.begin(), places.end(),
-                                [&](const Place& place) { return place.pointer != *pointer; }),
-                 places.end());
-    if (places.empty()) throw Unknown("history of " + *pointer + " in " + record.path);
-  }
+  Keep(places, call.query, record.path);
   if (places.size() > kMaxSeries) places.resize(kMaxSeries);
   Json list = Json::array();
   for (const Place& place : places) {
@@ -124,7 +133,7 @@ Response OperatorApi::GetHistory(const Call& call) {
                         [&](std::int64_t time, const std::string& value) {
                           thinning.Add({time, std::strtod(value.c_str(), nullptr)});
                         });
-    Json series = NumberView(record.path, place.pointer, document);
+    Json series = NumberView(record.path, place, document);
     AddSamples(series, thinning);
     list.push_back(std::move(series));
   }

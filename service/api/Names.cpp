@@ -1,6 +1,7 @@
 #include "service/api/Names.h"
 
 #include <cctype>
+#include <iterator>
 #include <map>
 #include <vector>
 
@@ -102,6 +103,21 @@ std::string NameOf(const Json& object) {
   return "";
 }
 
+// Of the member of an object that is called `owner`; `position` is behind it in the name.
+Meaning MeaningIn(const Json& object, const std::string& owner, const std::string& member,
+                  const std::string& position) {
+  if (std::optional<Meaning> extreme = ExtremeOf(member)) return *std::move(extreme);
+  std::vector<std::string> words = Words(member);
+  Meaning meaning;
+  meaning.unit = TakeUnit(words);
+  const bool reading = words.size() == 1 && words.front() == "Reading";
+  if (reading && !meaning.unit) meaning.unit = ReadingUnit(object);
+  meaning.name = reading && !owner.empty() ? owner : Sentence(words) + position;
+  if (!reading && !owner.empty()) meaning.name = owner + ": " + meaning.name;
+  meaning.quantity = QuantityOf(reading ? owner : member, meaning.unit);
+  return meaning;
+}
+
 }  // namespace
 
 Meaning MeaningOf(const Json& document, const std::string& pointer) {
@@ -112,21 +128,19 @@ Meaning MeaningOf(const Json& document, const std::string& pointer) {
     position = " " + place.back() + position;
     place.pop_back();
   }
-  const std::string member = place.back();
-  if (std::optional<Meaning> extreme = ExtremeOf(member)) return *std::move(extreme);
-
   const Json::json_pointer around = place.parent_pointer();
   const Json& object = document.at(around);
-  const std::string owner = around.empty() ? "" : NameOf(object);
-  std::vector<std::string> words = Words(member);
-  Meaning meaning;
-  meaning.unit = TakeUnit(words);
-  const bool reading = words.size() == 1 && words.front() == "Reading";
-  if (reading && !meaning.unit) meaning.unit = ReadingUnit(object);
-  meaning.name = reading && !owner.empty() ? owner : Sentence(words) + position;
-  if (!reading && !owner.empty()) meaning.name = owner + ": " + meaning.name;
-  meaning.quantity = QuantityOf(reading ? owner : member, meaning.unit);
-  return meaning;
+  return MeaningIn(object, around.empty() ? "" : NameOf(object), place.back(), position);
+}
+
+Meaning MeaningOf(const std::vector<NameStep>& steps) {
+  std::string position;
+  auto last = steps.rbegin();
+  for (; last != steps.rend() && last->element; ++last) position = " " + last->text + position;
+  const bool named = last != steps.rend() && std::next(last) != steps.rend() &&
+                     std::next(last)->identifier == "MemberId";
+  return MeaningIn(Json::object(), named ? std::next(last)->text : "",
+                   last == steps.rend() ? "" : last->text, position);
 }
 
 }  // namespace cloudservice

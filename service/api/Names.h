@@ -3,8 +3,10 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "service/redfish/Document.h"
+#include "service/redfish/Numbers.h"
 
 namespace cloudservice {
 
@@ -16,11 +18,14 @@ struct Meaning {
   std::optional<std::string> extreme;   // "highest" or "lowest", of seven days, by the appliance
 };
 
-// The meaning of the number at `pointer`, which is in the document. A reading has the name of what
-// it is read from ("Name", else "MemberId", of the object around it), everything else the words of
-// its member behind that name. Units come from the member's last word ("ReadingCelsius",
-// "HumidityPercent") or from "ReadingUnits".
+// The meaning of the number at `pointer`, for which there is a place in the document. A reading has
+// the name of what it is read from ("Name", else "MemberId", of the object around it), everything
+// else the words of its member behind that name. Units come from the member's last word
+// ("ReadingCelsius", "HumidityPercent") or from "ReadingUnits".
 Meaning MeaningOf(const Json& document, const std::string& pointer);
+
+// As much of it as the number's name tells, where the document has no place for it any more.
+Meaning MeaningOf(const std::vector<NameStep>& steps);
 
 }  // namespace cloudservice
 

@@ -57,6 +57,7 @@ def ask_everything(operator, uuid, uri):
                  since="2000-01-01T00:00:00Z", until="2100-01-01T00:00:00Z", before=1000)
     operator.ask("GET", f"{ONE}/resources/detail", uuid, uri=uri)
     operator.ask("GET", f"{ONE}/history", uuid, uri=uri, pointer="/Temperatures/0/ReadingCelsius",
+                 member="Temperatures[MemberId=supply]/ReadingCelsius",
                  since="2000-01-01T00:00:00Z", until="2100-01-01T00:00:00Z", points=100)
 
 
@@ -436,6 +437,42 @@ def test_history_keeps_its_extremes_however_few_points_are_asked(service, timed)
     assert series(since="2027-01-01T00:00:00Z", until="2027-01-02T00:00:00Z")["min"] is None
     operator.ask("GET", f"{ONE}/history", "u-1", 404, uri=uri, pointer="/Nothing")
     operator.ask("GET", f"{ONE}/history", "u-1", 400, uri=uri, since="2027-01-01T00:00:00Z")
+
+
+def test_history_of_what_is_null_or_gone_stays_readable(service, timed):
+    operator, clock_now = timed
+    appliance = rack(service)
+    uri = appliance.keeps("Thermal", THERMAL)
+    before = {one["member"]: one for one in operator.ask("GET", f"{ONE}/numbers", "u-1")["items"]}
+    assert all(one["present"] for one in before.values())
+    clock_now.step(60)
+    appliance.keeps("Thermal", {
+        "Temperatures": [{"MemberId": "supply", "ReadingCelsius": None}], "Fans": None,
+        "Oem": {"Quorvan": {"HumidityPercent": None, "SevenDays": {"HighestTemperature": 31}}}})
+    after = operator.ask("GET", f"{ONE}/numbers", "u-1")["items"]
+    assert {one["member"] for one in after} == set(before)
+    assert [(one["pointer"], one["name"], one["unit"]) for one in after if not one["present"]] == [
+        ("/Fans/-/Reading", "fans", None),
+        ("/Oem/Quorvan/HumidityPercent", "Humidity", "%"),
+        ("/Temperatures/-/ReadingCelsius", "return", "°C"),
+        ("/Temperatures/0/ReadingCelsius", "supply", "°C")]
+    whole = operator.ask("GET", f"{ONE}/history", "u-1", uri=uri)
+    assert [one["member"] for one in whole["series"]] == [one["member"] for one in after]
+    values = {"Fans[MemberId=fans]/Reading": 62.5, "Oem/Quorvan/HumidityPercent": 44,
+              "Temperatures[MemberId=return]/ReadingCelsius": 27,
+              "Temperatures[MemberId=supply]/ReadingCelsius": 21.5}
+    for member, value in values.items():
+        (series,) = operator.ask("GET", f"{ONE}/history", "u-1", uri=uri, member=member)["series"]
+        assert [told for _, told in series["samples"]] == [value]
+        assert series["min"]["value"] == series["max"]["value"] == value
+        (same,) = operator.ask("GET", f"{ONE}/history", "u-1", uri=uri,
+                               pointer=series["pointer"])["series"]
+        assert same == series
+    operator.ask("GET", f"{ONE}/history", "u-1", 404, uri=uri, member="Nothing")
+    appliance.keeps("Thermal", {"Oem": {"Quorvan": {"HumidityPercent": 45}}})
+    (series,) = operator.ask("GET", f"{ONE}/history", "u-1", uri=uri,
+                             pointer="/Oem/Quorvan/HumidityPercent")["series"]
+    assert series["present"] and [told for _, told in series["samples"]] == [44, 45]
 
 
 def test_pretty_indents_what_operators_ask_for(service, operator):

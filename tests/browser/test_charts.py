@@ -137,7 +137,7 @@ def test_any_other_number_can_be_chosen(seeded, visitor, hall):
     names = visitor.texts("[aria-labelledby=others] option")
     assert names == ["Choose one"] + [one["name"] for one in others]
     fan = next(one for one in others if one["pointer"] == "/Fans/0/Reading")
-    visitor.chooses("[aria-labelledby=others] select", f"{fan['uri']} {fan['pointer']}")
+    visitor.chooses("[aria-labelledby=others] select", f"{fan['uri']} {fan['member']}")
     row = "section[aria-labelledby=other] tbody tr"
     assert visitor.text(row).startswith("Fan speed 62.5 % 62.5 % ")
 
@@ -154,6 +154,24 @@ def test_each_unit_has_a_chart_of_its_own(seeded, browser):
         (told,) = browser.texts(f"{place} tbody tr")
         assert told.startswith(row)
         assert browser.texts(f"{place} .extreme b") == [row[2:]]
+
+
+def test_number_that_is_no_longer_sent_stays_to_be_read(seeded, browser):
+    pump = seeded.appliances["Pump room"]
+    pump.keeps(pump.thermal, {"Temperatures": [{"MemberId": "a", "ReadingCelsius": 20}], "Speed": 7})
+    pump.keeps(pump.thermal, {"Temperatures": [{"MemberId": "b", "ReadingCelsius": 21}],
+                              "Speed": None})
+    browser.signs_in(seeded.service.url, f"/appliances/{pump.uuid}")
+    place = "section[aria-labelledby=temperature]"
+    browser.sees(f"{place} .extreme")
+    now, gone = browser.texts(f"{place} tbody tr")
+    assert now.startswith("b 21 °C 21 °C ")
+    assert gone.startswith("a No longer sent None 20 °C ")
+    assert "Speed (no longer sent)" in browser.texts("[aria-labelledby=others] option")
+    browser.chooses("[aria-labelledby=others] select", f"{pump.thermal} Speed")
+    row = "section[aria-labelledby=other] tbody tr"
+    browser.sees(row)
+    assert browser.text(row).startswith("Speed No longer sent None 7 ")
 
 
 def test_extremes_of_several_documents_are_told_with_their_names(seeded, visitor, hall):

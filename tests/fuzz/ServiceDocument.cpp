@@ -41,8 +41,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   const std::string merged = MergedText(kBefore, patch);
   fuzz::Require(MergedText(merged, patch) == merged, "a patch changes nothing the second time");
-  for (const NumberRecord& number : NumbersOf(patch)) {
+  NumberFinder finder(patch);
+  for (const auto& [number, pointer] : NumberPlacesOf(patch)) {
     fuzz::Require(Json::parse(number.value).is_number(), "a number is recorded as one");
+    const NumberFinder::Found found = finder.Find(StepsOf(number.member));
+    fuzz::Require(found.present && found.pointer == pointer, "a number is found by its name");
   }
   Show(types::kChassis, "/redfish/v1/Chassis/c", merged);
   Show(types::kThermal, "/redfish/v1/Chassis/c/Thermal", merged);

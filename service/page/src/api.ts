@@ -86,7 +86,9 @@ export type Quantity = "temperature" | "humidity";
 // A number of a document, that has a history.
 export interface Quantified {
   uri: string;
+  member: string;    // of one document all are different
   pointer: string;
+  present: boolean;  // in the document now
   name: string;
   unit: string | null;
   quantity: Quantity | null;

@@ -59,7 +59,7 @@ async function loadAll(uuid: string, numbers: Quantified[], signal: AbortSignal)
   const asked = uris.flatMap((uri) => {
     const few = numbers.filter((number) => number.uri === uri).length <= MOST_SERIES;
     if (few) return [{uri}];
-    return wanted.filter((number) => number.uri === uri).map(({pointer}) => ({uri, pointer}));
+    return wanted.filter((number) => number.uri === uri).map(({member}) => ({uri, member}));
   });
   const since = new Date(span.from * 1000).toISOString().replace(/\.\d+/, "");
   const [histories, documents] = await Promise.all([
@@ -101,10 +101,10 @@ function useFollowed(uuid: string, loaded: Loaded<unknown>): void {
 }
 
 function OneNumber({uuid, number}: {uuid: string; number: Quantified}) {
-  const {uri, pointer} = number;
-  const loaded = useLoad(`${uri} ${pointer}`, async (signal) => {
+  const {uri, member} = number;
+  const loaded = useLoad(`${uri} ${member}`, async (signal) => {
     const span = lastDays();
-    const {series} = await api.history(uuid, {uri, pointer, points: MOST_SAMPLES}, signal);
+    const {series} = await api.history(uuid, {uri, member, points: MOST_SAMPLES}, signal);
     return {...span, series, extremes: []};
   });
   useFollowed(uuid, loaded);
@@ -117,7 +117,7 @@ function OneNumber({uuid, number}: {uuid: string; number: Quantified}) {
 
 function Others({uuid, numbers}: {uuid: string; numbers: Quantified[]}) {
   const [chosen, setChosen] = useState("");
-  const name = (number: Quantified) => `${number.uri} ${number.pointer}`;
+  const name = (number: Quantified) => `${number.uri} ${number.member}`;
   const number = numbers.find((one) => name(one) === chosen);
   if (numbers.length === 0) return null;
   return (
@@ -127,7 +127,8 @@ function Others({uuid, numbers}: {uuid: string; numbers: Quantified[]}) {
         <select aria-label="Value" value={chosen}
                 onChange={(event) => setChosen((event.target as HTMLSelectElement).value)}>
           <option value="">Choose one</option>
-          {numbers.map((one) => <option key={name(one)} value={name(one)}>{one.name}</option>)}
+          {numbers.map((one) => (
+            <option key={name(one)} value={name(one)}>{one.name}{one.present ? "" : " (no longer sent)"}</option>))}
         </select>
       </div>
       {number && <OneNumber key={chosen} uuid={uuid} number={number} />}

@@ -179,14 +179,17 @@ interface RowProps {
   index: number;
   first: number;
   unit: string | null;
-  time: number;  // whose value is shown
+  time: number | undefined;  // whose value is shown; undefined is now
+  to: number;
 }
 
-function Row({series, index, first, unit, time}: RowProps) {
-  const value = valueAt(series.samples, time);
+function Row({series, index, first, unit, time, to}: RowProps) {
+  const known = time !== undefined || series.present;
+  const value = known ? valueAt(series.samples, time ?? to) : undefined;
   return (
     <tr data-pointer={series.pointer} data-samples={series.samples.length}>
-      <th scope="row"><Swatch index={index} first={first} />{series.name}</th>
+      <th scope="row"><Swatch index={index} first={first} />{series.name}
+        {!series.present && <span class="under muted">No longer sent</span>}</th>
       <td class="number current">{value === undefined ? <span class="muted">None</span> : withUnit(value, unit)}</td>
       <PeakCell peak={series.min} unit={unit} />
       <PeakCell peak={series.max} unit={unit} />
@@ -244,7 +247,7 @@ export function Figure(props: FigureProps) {
           <thead><tr><th scope="col">Reading</th><th scope="col" class="number">{cursor === undefined ? "Now" : "Then"}</th>
             <th scope="col" class="number">Lowest</th><th scope="col" class="number">Highest</th></tr></thead>
           <tbody>{series.map((one, index) => (
-            <Row key={one.uri + one.pointer} series={one} index={index} first={first} unit={unit} time={cursor ?? to} />))}</tbody>
+            <Row key={one.uri + one.member} series={one} index={index} first={first} unit={unit} time={cursor} to={to} />))}</tbody>
         </table>
       </div>
       <Told extremes={extremes} />

@@ -51,6 +51,56 @@ TEST(Numbers, End_at_the_limits) {
   EXPECT_THAT(NumbersOf(Json{{std::string(512, 'a'), 1}}), testing::SizeIs(1));
 }
 
+// "pointer", and "!" behind it for a place without a number, "?" for none.
+std::string PlaceOf(const std::string& name, const std::string& document) {
+  const Json parsed = Json::parse(document);
+  const NumberFinder::Found found = NumberFinder(parsed).Find(StepsOf(name));
+  return found.pointer + (found.present ? "" : found.has_place ? "!" : "?");
+}
+
+TEST(Numbers, Are_found_by_their_names) {
+  const Json document =
+      Json::parse(R"({"A": 1, "B": {"C": -2.5, "": 3, "a/b~c[d]e": 4}, "": {"x": 5},
+      "T": [{"MemberId": "7]", "R": 1}, {"MemberId": "a/b[~0]", "R": [2, [3]]}], "B/C": 6, "]": 8,
+      "U": [{"@odata.id": "/a", "R": 1}, {"@odata.id": "/b=c", "R": 2}], "V": [[1, 2], 3, {"R": 4}],
+      "W": [{"MemberId": "7"}, {"MemberId": "7", "R": 1}], "-": 7})");
+  NumberFinder finder(document);
+  const std::vector<NumberPlace> places = NumberPlacesOf(document);
+  EXPECT_EQ(places.size(), 18u);
+  for (const auto& [number, pointer] : places) {
+    const NumberFinder::Found found = finder.Find(StepsOf(number.member));
+    EXPECT_EQ(found.pointer, pointer) << number.member;
+    EXPECT_TRUE(found.present && found.has_place) << number.member;
+  }
+}
+
+TEST(Numbers, That_are_gone_have_the_place_where_they_would_stand) {
+  EXPECT_EQ(PlaceOf("A", R"({"A": null})"), "/A!");
+  EXPECT_EQ(PlaceOf("A", "{}"), "/A!");
+  EXPECT_EQ(PlaceOf("A/B~1", R"({"A": {}})"), "/A/B~1!");
+  EXPECT_EQ(PlaceOf("A/B", "{}"), "/A/B?");
+  EXPECT_EQ(PlaceOf("A/B", R"({"A": 1})"), "/A/B?");
+  EXPECT_EQ(PlaceOf("A/0", R"({"A": [1]})"), "/A/0?");
+  const char* const elements = R"({"T": [{"MemberId": "a"}, {"MemberId": "b", "R": null}]})";
+  EXPECT_EQ(PlaceOf("T[MemberId=b]/R", elements), "/T/1/R!");
+  EXPECT_EQ(PlaceOf("T[MemberId=c]/R", elements), "/T/-/R?");
+  EXPECT_EQ(PlaceOf("T[@odata.id=b]/R", elements), "/T/-/R?");
+  EXPECT_EQ(PlaceOf("T[1]/R", elements), "/T/-/R?") << "elements are not named by positions now";
+  EXPECT_EQ(PlaceOf("T[MemberId=b]", "{}"), "/T/-?");
+  EXPECT_EQ(PlaceOf("L[1]", R"({"L": [1, null]})"), "/L/1!");
+  EXPECT_EQ(PlaceOf("L[2]", R"({"L": [1, null]})"), "/L/-?");
+}
+
+TEST(Numbers, Array_is_looked_through_once) {
+  Json document;
+  for (int i = 0; i < 20000; ++i) document["T"].push_back({{"MemberId", std::to_string(i)}});
+  NumberFinder finder(document);
+  for (int i = 0; i < 1000; ++i) {
+    const std::string number = std::to_string(i * 20);
+    EXPECT_EQ(finder.Find(StepsOf("T[MemberId=" + number + "]/R")).pointer, "/T/" + number + "/R");
+  }
+}
+
 class History : public ServiceTest {
  protected:
   // The readings of what the appliance sends at `time`.
@@ -121,6 +171,15 @@ TEST_F(History, Only_what_was_sent_is_recorded) {
   Reading(begin + 2 * kHour, R"({"a": 1})");
   EXPECT_THAT(Values("T/a"), testing::SizeIs(2));
   EXPECT_THAT(Values("T/b"), testing::SizeIs(1));
+}
+
+TEST_F(History, Of_what_is_null_or_gone_stays) {
+  Reading(begin, R"({"a": 1, "b": [{"MemberId": "x", "R": 2}]})");
+  Reading(begin + 1, R"({"a": null, "b": [{"MemberId": "x", "R": null}]})");
+  EXPECT_THAT(Values("T/a"), ElementsAre(At(begin, "1")));
+  Reading(begin + 2, R"({"b": null})");
+  EXPECT_THAT(Values("T/b%5BMemberId%3Dx%5D/R"), ElementsAre(At(begin, "2")));
+  EXPECT_EQ(Asked("").at("MemberNames"), Json({"T/a", "T/b[MemberId=x]/R"}));
 }
 
 TEST_F(History, Is_kept_for_seven_days) {

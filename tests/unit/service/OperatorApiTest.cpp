@@ -95,6 +95,23 @@ TEST(Names, Numbers_are_named_by_what_stands_around_them) {
   EXPECT_EQ(Described(R"({"": 1})", "/"), "|-|-|-");
 }
 
+std::string DescribedByName(const std::string& name) {
+  const Meaning meaning = MeaningOf(StepsOf(name));
+  return meaning.name + "|" + meaning.unit.value_or("-") + "|" + meaning.quantity.value_or("-") +
+         "|" + meaning.extreme.value_or("-");
+}
+
+TEST(Names, What_is_gone_is_named_as_far_as_its_name_tells) {
+  EXPECT_EQ(DescribedByName("T[MemberId=Supply]/ReadingCelsius"), "Supply|°C|temperature|-");
+  EXPECT_EQ(DescribedByName("T[MemberId=a~1b]/UpperLimit"), "a/b: Upper limit|-|-|-");
+  EXPECT_EQ(DescribedByName("T[@odata.id=~1x]/ReadingCelsius"), "Reading|°C|temperature|-");
+  EXPECT_EQ(DescribedByName("T[3]/Reading"), "Reading|-|-|-");
+  EXPECT_EQ(DescribedByName("Limits[3][0]"), "Limits 3 0|-|-|-");
+  EXPECT_EQ(DescribedByName("Oem/Quorvan/HumidityPercent"), "Humidity|%|humidity|-");
+  EXPECT_EQ(DescribedByName("SevenDays/LowestHumidity"), "Lowest humidity|%|humidity|lowest");
+  EXPECT_EQ(DescribedByName("[0]"), " 0|-|-|-");
+}
+
 class Followed : public ServiceTest {
  protected:
   Followed() {
