@@ -157,8 +157,9 @@ std::string LoggableTarget(const std::string& text) {
                                                           [&](const std::string& name) {
                                                             return piece.rfind(name, 0) == 0;
                                                           });
-    // What follows an unknown piece may still belong to its value.
-    if (!harmless) return out + "...";
+    // What follows an unknown piece may still belong to its value, and a second question mark to a
+    // sender that puts its URLs together wrongly.
+    if (!harmless || piece.find('?') != std::string::npos) return out + "...";
     out += piece;
   }
   return out;

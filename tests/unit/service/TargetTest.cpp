@@ -62,6 +62,7 @@ TEST(TargetOf, Log_shows_only_what_is_known_to_be_harmless) {
   EXPECT_EQ(LoggableTarget("/a?k"), "/a?...");
   EXPECT_EQ(LoggableTarget("/a?pretty&$top=1&pretty=true"), "/a?pretty&$top=1&pretty=true");
   EXPECT_EQ(LoggableTarget("/a?prettyk"), "/a?...");
+  EXPECT_EQ(LoggableTarget("/a?uuid=1?registration_key=k"), "/a?...");
 }
 
 }  // namespace
