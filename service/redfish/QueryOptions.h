@@ -26,7 +26,8 @@ struct QueryOptions {
 
   std::optional<std::size_t> top;
   std::optional<std::size_t> skip;
-  std::vector<std::vector<std::string>> select;  // each a way of names into the document
+  // Each a way of names into the document; in ascending order.
+  std::vector<std::vector<std::string>> select;
   Expand expand = Expand::kNone;
   int levels = 1;
   // $select and $expand as they were given, and "pretty", each behind an ampersand.

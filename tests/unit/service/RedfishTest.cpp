@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <set>
 
 #include "ServiceFixture.h"
@@ -485,6 +486,21 @@ TEST_F(Redfish, Selection_goes_through_arrays_and_keeps_what_names_the_resource)
   EXPECT_FALSE(thermal.contains("Name"));
   const Json list = Got(200, Ask("GET", "/redfish/v1/Chassis?$select=Members", token));
   EXPECT_EQ(list.at("Members@odata.count"), 1);
+}
+
+TEST_F(Redfish, Selection_is_the_same_in_whatever_order_and_however_often_its_ways_stand) {
+  std::vector<std::string> ways = {"Name", "Temperatures/Oem/Quorvan/Status", "Oem/Quorvan",
+                                   "Temperatures/ReadingCelsius", "Oem/Quorvan/Nothing"};
+  std::sort(ways.begin(), ways.end());
+  Json expected = Got(200, Ask("GET", chassis + "/Thermal", token));
+  expected.erase("Id");
+  expected.erase("Status");
+  expected.at("Temperatures").at(0).erase("MemberId");
+  do {
+    std::string options = "?$select=Name";
+    for (const std::string& way : ways) options += "," + way;
+    EXPECT_EQ(Got(200, Ask("GET", chassis + "/Thermal" + options, token)), expected) << options;
+  } while (std::next_permutation(ways.begin(), ways.end()));
 }
 
 }  // namespace
