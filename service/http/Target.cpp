@@ -69,9 +69,15 @@ bool IsSegment(const std::string& text) {
 }  // namespace
 
 std::string WithoutAuthority(const std::string& text) {
-  if (text.rfind("http://", 0) != 0 && text.rfind("https://", 0) != 0) return text;
-  const std::size_t slash = text.find('/', text.find("://") + 3);
-  return slash == std::string::npos ? "/" : text.substr(slash);
+  static const std::string kMark = "://";
+  const std::size_t mark = text.find(kMark);
+  if (mark == std::string::npos) return text;
+  const std::string scheme = Lower(text.substr(0, mark));
+  if (scheme != "http" && scheme != "https") return text;
+  // A query may follow the host at once; a slash in it begins no path.
+  const std::size_t rest = text.find_first_of("/?", mark + kMark.size());
+  if (rest == std::string::npos) return "/";
+  return (text[rest] == '?' ? "/" : "") + text.substr(rest);
 }
 
 std::string Target::Path() const {
