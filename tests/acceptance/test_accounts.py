@@ -2,6 +2,8 @@
 
 import contextlib
 import json
+import pathlib
+import re
 import sqlite3
 
 from harness.appliance import REGISTRATION, Appliance
@@ -9,6 +11,7 @@ from harness.daemon import EMAIL, KEY, UUID
 from harness.operators import Operator
 from harness.process import clock, environment
 
+SCHEMA = pathlib.Path(__file__).parents[2] / "service" / "store" / "Schema.cpp"
 OTHER = "/redfish/v1/Managers?setup_email=other@example.org&registration_key=other-key"
 ENABLED = "cloudclient is now registered for device changes"
 
@@ -168,38 +171,31 @@ def test_secrets_are_not_in_the_database(service, folder):
         assert secret not in service.error_text()
 
 
+def put_back_to_version_2(file):
+    """Leaves managers and chassis in a database as the first two steps of the schema make it."""
+    steps = re.findall(r'R"sql\((.*?)\)sql"', SCHEMA.read_text(), re.DOTALL)
+    newer = file.rename(file.with_suffix(".newer"))
+    with contextlib.closing(sqlite3.connect(file)) as database, database:
+        database.executescript(steps[0] + steps[1])
+        database.execute("ATTACH ? AS newer", (str(newer),))
+        database.execute("""
+            INSERT INTO manager (uuid, name, token_hash, document, registered)
+            SELECT uuid, name, token_hash, document, registered
+            FROM newer.manager JOIN newer.manager_document ON manager = uuid""")
+        database.execute("""
+            INSERT INTO chassis (id, manager, document, created)
+            SELECT id, manager, document, created FROM newer.chassis""")
+        (application,) = database.execute("PRAGMA newer.application_id").fetchone()
+        database.execute(f"PRAGMA application_id = {application}")
+        database.execute("PRAGMA user_version = 2")
+
+
 def test_older_database_is_brought_up_to_date_and_kept(service, folder, version):
     """What the version before accounts left: its appliances keep their tokens."""
     service.start("--http", faketime=clock(1))
     appliance = Appliance(service, "u-1").has_chassis()
     service.stop()
-    with contextlib.closing(sqlite3.connect(folder / "service.db")) as database:
-        database.executescript("""
-            PRAGMA foreign_keys = OFF;
-            ALTER TABLE manager ADD COLUMN document TEXT NOT NULL DEFAULT '{}';
-            UPDATE manager SET document = (
-              SELECT document FROM manager_document WHERE manager = uuid);
-            DROP TABLE manager_document;
-            DROP INDEX manager_label; DROP INDEX manager_alarms; DROP INDEX manager_registered;
-            DROP INDEX manager_late; DROP INDEX manager_offline; DROP INDEX manager_heartbeat;
-            DROP INDEX manager_account; DROP INDEX reading_member_time; DROP INDEX event_manager_id;
-            DROP TABLE registration_key; DROP TABLE operator;
-            ALTER TABLE manager DROP COLUMN late_at;
-            ALTER TABLE manager DROP COLUMN offline_at;
-            ALTER TABLE manager DROP COLUMN label;
-            ALTER TABLE manager DROP COLUMN model;
-            ALTER TABLE manager DROP COLUMN serial;
-            ALTER TABLE manager DROP COLUMN firmware;
-            ALTER TABLE manager DROP COLUMN faults;
-            ALTER TABLE manager DROP COLUMN alarms;
-            ALTER TABLE manager DROP COLUMN warnings;
-            ALTER TABLE manager DROP COLUMN account;
-            ALTER TABLE manager DROP COLUMN address;
-            ALTER TABLE manager DROP COLUMN changed;
-            ALTER TABLE chassis DROP COLUMN changed;
-            ALTER TABLE alarm DROP COLUMN opening;
-            DROP TABLE account;
-            PRAGMA user_version = 2;""")
+    put_back_to_version_2(folder / "service.db")
     service.start("--http", faketime=clock(1))
     service.says("database upgraded, the one before is kept as ")
     assert (folder / "service.db.v2").exists()
