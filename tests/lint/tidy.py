@@ -73,12 +73,13 @@ class Group:
         name = hashlib.sha256("".join(e["file"] for e in self.entries).encode()).hexdigest()[:16]
         together = self.folder / f"{name}.cpp"
         together.write_text("".join(f'#include "{e["file"]}"  // NOLINT\n' for e in self.entries))
-        found = self._found(together)
+        # The analyzer leaves out what is included unless it is told.
+        found = self._found(together, "-Xclang", "-analyzer-opt-analyze-headers")
         if "clang-diagnostic-error" in found:
             return "".join(Group(self.folder, [entry]).look() for entry in self.entries)
         return found
 
-    def _found(self, source):
+    def _found(self, source, *more):
         words = iter(self.command[1:])
         options = []
         for word in words:
@@ -86,12 +87,10 @@ class Group:
                 next(words)
             elif word != "-MD":
                 options.append(word)
-        # The commands are g++'s: not every warning that they name is one of clang's. The analyzer
-        # leaves out what is included unless it is told.
+        # The commands are g++'s: not every warning that they name is one of clang's.
         seen = subprocess.run(
             ["clang-tidy", "--quiet", f"--config-file={TOP / '.clang-tidy'}", str(source), "--",
-             *options, "-Wno-unknown-warning-option", "-Wthread-safety", "-Xclang",
-             "-analyzer-opt-analyze-headers"],
+             *options, "-Wno-unknown-warning-option", "-Wthread-safety", *more],
             cwd=self.entries[0]["directory"], capture_output=True, text=True)
         return seen.stdout + seen.stderr if seen.returncode != 0 else ""
 
