@@ -19,8 +19,7 @@ constexpr int kMaxLevels = 6;
 constexpr std::size_t kMaxExpanded = 2000;
 
 // What the options of a query ask ("$top", "$skip", "$select", "$expand"). How the answer is
-// written
-// ("pretty") is not their business: they only take it along.
+// written ("pretty") is not their business: they only take it along.
 struct QueryOptions {
   enum class Expand { kNone, kAll, kLinks, kNoLinks };
 

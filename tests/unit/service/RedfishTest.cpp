@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <set>
 
-#include "ServiceFixture.h"
+#include "RedfishFixture.h"
 #include "service/redfish/Conditions.h"
 #include "service/redfish/schema/Csdl.h"
 
@@ -10,53 +10,6 @@ namespace {
 
 using testing::HasSubstr;
 using testing::Not;
-
-// An appliance with something of every kind, as good and as bad as it may send it.
-class Redfish : public ServiceTest {
- protected:
-  Redfish() {
-    for (const char* path :
-         {"Thermal", "EnvironmentMetrics", "Sensors/a", "Sensors/b%20c", "Room/1", "Sensors"}) {
-      EXPECT_EQ(Ask("PATCH", chassis + "/" + path, token, kDocument).status, 204u) << path;
-    }
-    EXPECT_EQ(Ask("PATCH", chassis, token, kDocument).status, 204u);
-    EXPECT_EQ(Ask("PATCH", kManager, token, kDocument).status, 204u);
-    EXPECT_EQ(Ask("PATCH", kManager + "/Network", token, kDocument).status, 204u);
-    Ask("POST", "/hb/u-1", token, R"({"HeartbeatInterval": 90})");
-    for (const std::string& origin : {chassis, std::string()}) {
-      const Json event = {{"MessageId", "x"},
-                          {"Severity", "MESSAGE"},
-                          {"Message", "m"},
-                          {"Created", origin.empty() ? "" : "2016-05-04T13:02:11-0500"},
-                          {"MessageArgs", {"a", nullptr}},
-                          {"Name", 7},
-                          {"OriginOfCondition", {{"@odata.id", origin}}}};
-      EXPECT_EQ(Ask("POST", kManager + "/Oem/Quorvan:Events", token, event.dump()).status, 201u);
-    }
-  }
-
-  // Every resource that links lead to; the checks of Ask() have looked at each.
-  std::map<std::string, Json> Walk() {
-    std::map<std::string, Json> found;
-    std::vector<std::string> waiting = {"/redfish/v1/"};
-    while (!waiting.empty()) {
-      const std::string path = waiting.back();
-      waiting.pop_back();
-      if (found.count(path) != 0) continue;
-      found[path] = Got(200, Ask("GET", path, token));
-      for (const std::string& link : LinksOf(found[path])) waiting.push_back(link);
-    }
-    return found;
-  }
-
-  static constexpr const char* kDocument = R"({"Name": 7, "Id": "mine", "Reading": 21.5, "T": 1,
-      "Temperatures": [{"ReadingCelsius": 21, "Status": "fine"}], "Members": [1], "Thermal": {},
-      "HumidityPercent": {"Reading": 44, "Unit": "%"}, "Links": {"ManagedBy": "me", "X": 1},
-      "Status": {"State": 5}, "Oem": {"Acme": 1}, "UUID": "x", "Sensors": {"@odata.id": "/x"}})";
-  const std::string kManager = "/redfish/v1/Managers/u-1";
-  const std::string token = Token("u-1");
-  const std::string chassis = "/redfish/v1/Chassis/" + Chassis(token, kDocument);
-};
 
 TEST_F(Redfish, Every_link_leads_to_a_valid_resource_and_every_type_is_met) {
   std::set<std::string> met;
@@ -235,130 +188,6 @@ TEST_F(Redfish, Link_inside_a_link_is_no_link) {
     EXPECT_EQ(oem.at("y"), 5);
     EXPECT_EQ(oem.at("z"), "/redfish/v1/none");
   }
-}
-
-TEST_F(Redfish, Collection_is_answered_in_pages) {
-  Database(folder.File("service.db"))
-      .Execute(
-          "WITH RECURSIVE number (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM number LIMIT 1100) "
-          "INSERT INTO event (manager, chassis, message_id, severity, document, received) "
-          "SELECT 'u-1', '', 'x', 'MESSAGE', '{\"MessageId\": \"x\"}', 0 FROM number");
-  const Json first = Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events", token));
-  EXPECT_EQ(first.at("Members").size(), 1000u);
-  EXPECT_EQ(first.at("Members@odata.count"), 1102);
-  const std::string next = first.at("Members@odata.nextLink");
-  EXPECT_EQ(next, "/redfish/v1/Oem/Quorvan:Events?after=1000");
-  const Json second = Got(200, Ask("GET", next, token));
-  EXPECT_EQ(second.at("Members").size(), 102u);
-  EXPECT_FALSE(second.contains("Members@odata.nextLink"));
-  const Json many = Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events?$top=1050", token));
-  EXPECT_EQ(many.at("Members@odata.nextLink"),
-            "/redfish/v1/Oem/Quorvan:Events?after=1000&$top=1050");
-  // The list that appliances ask for has everything in one answer.
-  EXPECT_EQ(Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events?Severity=MESSAGE", token)).size(),
-            1102u);
-}
-
-TEST_F(Redfish, Pages_of_events_lose_and_repeat_none_while_others_come_and_go) {
-  Database database(folder.File("service.db"));
-  const std::string path = "/redfish/v1/Oem/Quorvan:Events";
-  const auto add = [&](int count) {
-    const std::string rows = std::to_string(count);
-    database.Execute(("WITH RECURSIVE number (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM number "
-                      "LIMIT " +
-                      rows +
-                      ") "
-                      "INSERT INTO event (manager, chassis, message_id, severity, document, "
-                      "received) SELECT 'u-1', '', 'x', 'MESSAGE', '{}', 0 FROM number")
-                         .c_str());
-  };
-  add(8);
-  std::vector<std::string> seen;
-  std::string next = path + "?$skip=2&$top=3&$select=Members";
-  while (!next.empty()) {
-    const Json page = Got(200, Ask("GET", next, token));
-    for (const Json& member : page.at("Members")) seen.push_back(member.at("@odata.id"));
-    if (seen.size() == 3) {
-      database.Execute("DELETE FROM event WHERE id <= 4");
-      add(2);
-      EXPECT_EQ(page.at("Members@odata.nextLink"), path + "?after=5&$top=3&$select=Members");
-    }
-    next = page.value("Members@odata.nextLink", "");
-  }
-  std::vector<std::string> expected;
-  for (int id = 3; id <= 12; ++id) expected.push_back(path + "/" + std::to_string(id));
-  EXPECT_EQ(seen, expected);
-  EXPECT_EQ(Got(200, Ask("GET", path, token)).at("Members@odata.count"), 8);
-}
-
-TEST_F(Redfish, Page_of_events_begins_where_its_link_says) {
-  const std::string path = "/redfish/v1/Oem/Quorvan:Events";
-  EXPECT_EQ(Got(200, Ask("GET", path + "?after=0", token)), Got(200, Ask("GET", path, token)));
-  const Json behind = Got(200, Ask("GET", path + "?after=99999", token));
-  EXPECT_EQ(behind.at("Members"), Json::array());
-  EXPECT_FALSE(behind.contains("Members@odata.nextLink"));
-  EXPECT_FALSE(
-      Got(200, Ask("GET", path + "?after=0&$top=0", token)).contains("Members@odata.nextLink"));
-  for (const char* place : {"", "x", "-1", "1.0", "1%20", "1000000000000000000"}) {
-    const Response response = Ask("GET", path + "?after=" + place, token);
-    EXPECT_EQ(response.status, 400u) << place;
-    EXPECT_EQ(ErrorText(response), "\"after\" is no whole number from 0.");
-  }
-  const Response both = Ask("GET", path + "?after=1&$skip=1", token);
-  EXPECT_EQ(both.status, 400u);
-  EXPECT_EQ(ErrorText(both), "\"after\" goes without $skip.");
-  const Response filtered = Ask("GET", path + "?after=1&Severity=x", token);
-  EXPECT_EQ(filtered.status, 400u);
-  EXPECT_EQ(ErrorText(filtered),
-            "A filtered list takes neither \"after\" nor the options that begin with $.");
-}
-
-TEST_F(Redfish, Options_go_from_page_to_page) {
-  Chassis(token, R"({"Name": "1", "AssetTag": "a"})");
-  std::string path =
-      "/redfish/v1/Chassis?$expand=.($levels=1)&$top=1&x=y&$select=Members/Name,N%C3%BC%26";
-  std::vector<Json> names;
-  for (int pages = 0; !path.empty() && pages < 9; ++pages) {
-    const Json page = Got(200, Ask("GET", path, token));
-    EXPECT_EQ(page.at("Members@odata.count"), 2);
-    EXPECT_FALSE(page.contains("Name"));
-    EXPECT_FALSE(page.at("Members").at(0).contains("ChassisType"));
-    names.push_back(page.at("Members").at(0).at("Name"));
-    path = page.value("Members@odata.nextLink", "");
-    if (pages > 0) continue;
-    EXPECT_EQ(path,
-              "/redfish/v1/Chassis?$skip=1&$top=1&$expand=.($levels=1)"
-              "&$select=Members/Name,N%C3%BC%26");
-  }
-  ASSERT_EQ(names.size(), 2u);
-  EXPECT_EQ(names[1], "1");
-}
-
-TEST_F(Redfish, Pretty_goes_from_page_to_page_and_to_every_path) {
-  Chassis(token);
-  const std::string path = "/redfish/v1/Chassis";
-  for (const char* option : {"pretty", "pretty=true"}) {
-    EXPECT_EQ(
-        Got(200, Ask("GET", path + "?" + option + "&$top=1", token)).at("Members@odata.nextLink"),
-        path + "?$skip=1&$top=1&pretty=true");
-  }
-  EXPECT_EQ(Got(200, Ask("GET", path + "?$top=1&pretty=false", token)).at("Members@odata.nextLink"),
-            path + "?$skip=1&$top=1");
-  for (const auto& [one, document] : Walk()) {
-    EXPECT_EQ(Got(200, Ask("GET", one + "?pretty", token)), document);
-  }
-  EXPECT_EQ(Ask("GET", "/redfish/v1/Managers?uuid=u-1&pretty", token).status, 302u);
-}
-
-TEST_F(Redfish, Pretty_is_true_or_false_and_given_once) {
-  for (const char* value : {"", "1", "yes", "True"}) {
-    const Response response = Ask("GET", chassis + "?pretty=" + value, token);
-    EXPECT_EQ(response.status, 400u);
-    EXPECT_EQ(ErrorText(response), "The query option pretty takes true or false.");
-    EXPECT_THAT(response.body, HasSubstr("Base.1.16.QueryParameterValueFormatError"));
-  }
-  EXPECT_EQ(Ask("GET", chassis + "?pretty&pretty=false", token).status, 400u);
-  EXPECT_EQ(Ask("GET", chassis + "?$pretty", token).status, 501u);
 }
 
 TEST_F(Redfish, History_says_that_it_may_be_a_collections) {

@@ -1,0 +1,37 @@
+#ifndef TESTS_UNIT_SERVICE_STOREONDISK_H_
+#define TESTS_UNIT_SERVICE_STOREONDISK_H_
+
+#include <cstdint>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "Rows.h"
+#include "TempFolder.h"
+#include "service/store/Store.h"
+
+namespace cloudservice {
+
+// A folder with room for a database.
+class StoreOnDisk : public testing::Test {
+ protected:
+  std::string OpeningFails(const std::string& name) {
+    try {
+      Store store(name);
+    } catch (const DatabaseError& error) {
+      return error.what();
+    }
+    ADD_FAILURE() << name << " was opened";
+    return "";
+  }
+  static std::int64_t Count(Database& database, const std::string& table) {
+    return Number(database, "SELECT count(*) FROM " + table);
+  }
+
+  TempFolder folder;
+  const std::string file = folder.File("s.db");
+};
+
+}  // namespace cloudservice
+
+#endif  // TESTS_UNIT_SERVICE_STOREONDISK_H_
