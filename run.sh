@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the programs and lets them talk to each other. See --help.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs what is missing, builds, and runs the tests. See --help.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"

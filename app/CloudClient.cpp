@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Life cycle: enabling, disabling, changes of configuration.
 #include "app/CloudClient.h"
 

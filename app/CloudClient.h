@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef APP_CLOUDCLIENT_H_
 #define APP_CLOUDCLIENT_H_
 

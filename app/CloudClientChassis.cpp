@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The chassis of the managed device at the service.
 #include <algorithm>
 

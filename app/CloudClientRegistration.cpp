@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finding the appliance's manager at the service, registration and unregistration.
 #include "app/CloudClient.h"
 #include "app/CloudClientUnit.h"

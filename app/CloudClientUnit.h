@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef APP_CLOUDCLIENTUNIT_H_
 #define APP_CLOUDCLIENTUNIT_H_
 

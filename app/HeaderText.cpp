@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is read out of an answer's header block.
 #include "app/HeaderText.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program: makes the application and runs it.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The configuration objects of the daemon.
 #include "base/CloudCfg.h"
 

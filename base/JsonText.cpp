@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts out of JSON values.
 #include "base/JsonText.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef BASE_JSONTEXT_H_
 #define BASE_JSONTEXT_H_
 

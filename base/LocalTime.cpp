@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Local times in the machine's zone of now.
 #include "base/LocalTime.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef BASE_SERVICEURL_H_
 #define BASE_SERVICEURL_H_
 

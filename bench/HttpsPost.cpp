@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Posts a document so many times, by HttpsClient or by a bare libcurl loop that makes a fresh
 // handle for each request, and prints what the requests cost as a JSON object:
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Compares PatchMgr's replacement of temperature tags with a plain copy of the same bytes and the
 // same queries of the host platform's engine, its seven-day words with a plain copy, and its
 // loading of map files with parsing them alone:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Compares what bringing a database without accounts up to date costs with few events and with ten
 // times as many:
 //

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Every compile goes through ccache where there is one. The build's own path is no part of what is
 # remembered: a second clone in another folder finds what the first one compiled.
 option(CLOUDCLIENT_CCACHE "Compile through ccache, if it is installed" ON)

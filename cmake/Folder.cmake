@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # cloudclient_folder(PATH [INTERFACE] [SOURCES ...] [LINK ...] [LINK_PRIVATE ...])
 #
 # Makes the calling folder, which is PATH below the root, a target: "base" is the target base,

@@ -1,10 +1,11 @@
+# SPDX-License-Identifier: Apache-2.0
 # What `cmake --install` puts where, by component:
 #
 #   daemon         cloudclient; with host/ a unit file of systemd
 #   tools          cloudclientctl
 #   service        cloudservice
 #   development    the headers of platform/ and the package cloudclient-platform
-#   documentation  docs/ and examples/
+#   documentation  docs/, examples/ and the licence
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -40,4 +41,5 @@ install(FILES "${CMAKE_BINARY_DIR}/${_package}-config-version.cmake"
   DESTINATION "${_package_folder}" COMPONENT development)
 
 install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT documentation)
+install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT documentation)
 install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT documentation)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What implements platform/ in the daemon: host/, or libraries of the appliance.
 #
 # CLOUDCLIENT_PLATFORM_TARGETS is what the daemon links for it. Tests, benchmarks and cloudclientctl

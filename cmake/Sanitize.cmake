@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # CLOUDCLIENT_SANITIZE for everything that this build compiles and links.
 if(CLOUDCLIENT_SANITIZE)
   string(REPLACE ";" "," _sanitizers "${CLOUDCLIENT_SANITIZE}")

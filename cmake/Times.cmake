@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Times beyond January 2038: where time_t has four bytes, the C library is asked for eight.
 include(CheckTypeSize)
 include(CMakePushCheckState)

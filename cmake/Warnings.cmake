@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # cloudclient_warnings(TARGET): the project's warnings for a target of its own.
 function(cloudclient_warnings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wformat=2

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Toolchain of the appliance's processor: 32-bit big-endian PowerPC, by Debian's cross compiler and
 # under its user-mode emulator. The libraries are those of scripts/powerpc-sysroot.sh.
 set(CMAKE_SYSTEM_NAME Linux)

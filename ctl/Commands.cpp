@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+// The command line: its commands, and the run of one.
 #include "ctl/Commands.h"
 
 #include <cstdio>

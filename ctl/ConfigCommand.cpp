@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // config get|set|show, enable, disable
 #include <algorithm>
 #include <memory>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+// Whether the configuration's files can be read.
 #include "ctl/ConfigFiles.h"
 
 #include "ctl/Output.h"

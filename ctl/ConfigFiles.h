@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef CTL_CONFIGFILES_H_
 #define CTL_CONFIGFILES_H_
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+// Values of the configuration as they are asked for and shown.
 #include "ctl/ConfigValues.h"
 
 #include <strings.h>

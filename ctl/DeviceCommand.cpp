@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // device list|set|raise|clear|check
 #include <cerrno>
 #include <cstring>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+// A request to the daemon over the device's socket.
 #include "ctl/DeviceSocket.h"
 
 #include <sys/socket.h>

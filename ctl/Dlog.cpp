@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the host and the map's loader would log is told as the program's own words: this stands in
 // for the log by the linker's --wrap.
 #include <cstdarg>

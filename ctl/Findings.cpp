@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a check has found, and how it is printed.
 #include "ctl/Findings.h"
 
 #include "ctl/Commands.h"

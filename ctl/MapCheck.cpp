@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+// map check: the map against itself, its pages and the device.
 #include "ctl/MapCheck.h"
 
 #include <map>

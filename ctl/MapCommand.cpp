@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // map check
 #include <cerrno>
 #include <cstdlib>

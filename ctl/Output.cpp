@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+// Texts, tables and JSON on the terminal.
 #include "ctl/Output.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+// map check: one page of the map.
 #include "ctl/PageCheck.h"
 
 #include <algorithm>

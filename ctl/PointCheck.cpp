@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+// map check: one point of the map.
 #include "ctl/PointCheck.h"
 
 #include <algorithm>

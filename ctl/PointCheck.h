@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef CTL_POINTCHECK_H_
 #define CTL_POINTCHECK_H_
 

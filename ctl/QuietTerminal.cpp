@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+// A terminal that does not show what is typed.
 #include "ctl/QuietTerminal.h"
 
 #include <signal.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef CTL_QUIETTERMINAL_H_
 #define CTL_QUIETTERMINAL_H_
 

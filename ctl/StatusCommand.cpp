@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // status: what the daemon's files say.
 #include <CLI/CLI.hpp>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One alarm: its identifier and the times of its states.
 #include "device/CloudAlarm.h"
 

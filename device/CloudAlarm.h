@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef DEVICE_CLOUDALARM_H_
 #define DEVICE_CLOUDALARM_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tracker: which alarms were posted as active.
 #include "device/DeviceActiveAlarmsMgr.h"
 

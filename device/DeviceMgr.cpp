@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The core: life cycle, engine notifications, queues and the two worker threads.
 #include "device/DeviceMgr.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef DEVICE_DEVICEMGR_H_
 #define DEVICE_DEVICEMGR_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Alarm synchronisation: the service's open alarms are made those of the device.
 #include <unistd.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading back the alarms that the service holds as not cleared.
 #include <algorithm>
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Event documents, and the device's active events.
 #include "base/CloudCfg.h"
 #include "base/MutexGuard.h"

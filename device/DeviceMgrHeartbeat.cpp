@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The heartbeat.
 #include "base/CloudCfg.h"
 #include "device/DeviceMgr.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef DEVICE_DEVICEMGRSTATE_H_
 #define DEVICE_DEVICEMGRSTATE_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The transport: requests, their options and header lines, attempts, results.
 #include "https/HttpsClient.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef HTTPS_HTTPSCLIENT_H_
 #define HTTPS_HTTPSCLIENT_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The map file and the tables made of it.
 #include "patch/PatchMap.h"
 

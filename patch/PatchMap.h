@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef PATCH_PATCHMAP_H_
 #define PATCH_PATCHMAP_H_
 

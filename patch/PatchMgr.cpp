@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Making and unmaking, and what is the map's own; each concern has a source of its own.
 #include "patch/PatchMgr.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef PATCH_PATCHMGR_H_
 #define PATCH_PATCHMGR_H_
 

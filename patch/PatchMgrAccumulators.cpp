@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Readings of temperature and humidity for the seven days, and the seven-day words of a document.
 #include "patch/PatchMgr.h"
 #include "patch/PatchMgrUnit.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Delivery of changes of value as PATCH requests of their resources.
 #include "base/CloudCfg.h"
 #include "patch/PatchMgr.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rendered documents and the edits made in them: plain text, never parsed.
 #include <algorithm>
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Events of points: message, document and post.
 #include <algorithm>
 #include <cstdlib>

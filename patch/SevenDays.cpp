@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Highest and lowest readings of the last seven days.
 #include "patch/SevenDays.h"
 

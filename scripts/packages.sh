@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # The Debian packages that this project needs, and the way to install what is missing of them.
 # To be sourced.

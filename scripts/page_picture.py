@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Takes the README's picture of the page anew, with the appliances of the browser tests.
 
     scripts/page_picture.py --programs build/debug

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # The libraries that the daemon and its tests need on the 32-bit big-endian PowerPC: jansson, mbedtls
 # and libcurl, built from the source packages of the same versions as the build machine's own, and
 # GoogleTest and CLI11 from what the build machine has installed.

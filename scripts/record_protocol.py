@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Records the conversation with the service anew and writes it into docs/protocol.md.
 
     scripts/record_protocol.py --programs build/debug

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Lets cloudservice and cloudclient talk to each other and tells what happens.
 
 Called by ./run.sh, which builds the programs. Works in a folder that it makes anew.

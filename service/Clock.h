@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef SERVICE_CLOCK_H_
 #define SERVICE_CLOCK_H_
 

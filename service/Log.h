@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef SERVICE_LOG_H_
 #define SERVICE_LOG_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef SERVICE_SECRET_H_
 #define SERVICE_SECRET_H_
 

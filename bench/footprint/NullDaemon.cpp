@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a daemon of this kind costs before it does anything: three threads that sleep in its rhythm,
 // and one bare POST by libcurl an interval.
 //

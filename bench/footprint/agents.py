@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Agents that Debian packages, pushing at the same rate.
 
 Their packages are unpacked into a folder; nothing is installed, no service of theirs is started.

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Measures what the daemon takes of a machine, beside a null daemon and beside other agents.
 
     footprint.py BUILD            the daemon and the null daemon of a build against the goals

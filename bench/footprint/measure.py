@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What a program costs: to start, to stay, and over simulated days."""
 
 import concurrent.futures

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the kernel tells of a program: all processes that came of one start."""
 
 import array

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The programs that are measured, each pushing to the sink once an interval."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The figures as tables, for the terminal and for docs/footprint.md."""
 
 import pathlib
@@ -76,7 +77,7 @@ def machine():
                              capture_output=True, text=True, check=False).stdout
     cpuinfo = pathlib.Path("/proc/cpuinfo").read_text()
     return (f"Taken on {first('^PRETTY_NAME=(.*)', pathlib.Path('/etc/os-release').read_text())}, "
-            f"Linux {platform.release()}, {cpuinfo.count('processor	:')} processors "
+            f"Linux {platform.release().split('-')[0]}, {cpuinfo.count('processor	:')} processors "
             f"({first('^model name.*: (.*)', cpuinfo)}), libcurl {version}.\n").replace('"', "")
 
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What a program pushes to: a TLS server that notes when which request came in.
 
 It plays the service for the daemon as far as the daemon asks, and answers everything else with an

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Stripped sizes of the daemon, built for the purpose."""
 
 import os

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The cloud section: its values, its chassis, a fresh UUID.
 #include <sys/random.h>
 

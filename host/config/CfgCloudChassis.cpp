@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One configured chassis.
 #include "platform/config/CfgCloudChassis.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The keys of the configuration files, and the process's stores of them.
 #include "host/config/ConfigKeys.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One configuration file: its values in memory, reading it again, saving it.
 #include "host/config/ConfigStore.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Noticing that somebody wrote a configuration file.
 #include "host/config/ConfigWatch.h"
 

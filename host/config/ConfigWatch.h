@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef HOST_CONFIG_CONFIGWATCH_H_
 #define HOST_CONFIG_CONFIGWATCH_H_
 

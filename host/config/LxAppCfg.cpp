@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The factory of the configuration objects.
 #include "platform/config/LxAppCfg.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The system information.
 #include "platform/config/LxCfgSysInfo.h"
 

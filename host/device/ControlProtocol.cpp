@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests of the control socket and their answers.
 #include "host/device/ControlProtocol.h"
 

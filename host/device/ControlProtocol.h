@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef HOST_DEVICE_CONTROLPROTOCOL_H_
 #define HOST_DEVICE_CONTROLPROTOCOL_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The control socket: its file, its clients, lines in and out.
 #include "host/device/ControlSocket.h"
 

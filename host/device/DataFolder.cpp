@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where a device's pages and data files are looked for.
 #include "host/device/DataFolder.h"
 

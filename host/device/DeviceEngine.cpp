@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values of points, states of events, rules, and the notifications that wait.
 #include "host/device/DeviceEngine.h"
 

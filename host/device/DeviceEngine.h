@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef HOST_DEVICE_DEVICEENGINE_H_
 #define HOST_DEVICE_DEVICEENGINE_H_
 

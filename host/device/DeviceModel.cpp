@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading the device's file, and what is wrong with it.
 #include "host/device/DeviceModel.h"
 

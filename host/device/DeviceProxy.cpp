@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon's questions to the device, answered by the engine.
 #include "host/device/DeviceProxy.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Engine, sources and control socket of the device, started and stopped together.
 #include "host/device/DeviceService.h"
 

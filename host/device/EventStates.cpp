@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The words for the states of an event.
 #include "host/device/EventStates.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text of an event's state.
 #include "platform/pld/LxVelEventUtil.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Pages: the marks in them replaced by values.
 #include "host/device/Pages.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A page of the device, asked for by the daemon.
 #include "platform/pld/PldQueryWorker.h"
 

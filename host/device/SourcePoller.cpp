@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values of points that come from files, read on a thread of their own.
 #include "host/device/SourcePoller.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the process runs beside the application, and the delivery of changed configuration.
 #include "host/framework/AppFramework.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // --help and --version.
 #include "host/framework/CommandLine.h"
 

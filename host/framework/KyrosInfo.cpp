@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The version that the program was built as.
 #include "platform/framework/KyrosInfo.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The application's life: start, work steps, stop.
 #include "platform/framework/LxBaseApp.h"
 

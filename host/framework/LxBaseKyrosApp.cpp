@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one instance, its readiness, and handlers that do nothing.
 #include "platform/framework/LxBaseKyrosApp.h"
 

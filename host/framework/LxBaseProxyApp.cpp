@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The application with a managed device.
 #include "platform/framework/LxBaseProxyApp.h"
 

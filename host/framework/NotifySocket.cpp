@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages to the service manager, and its watchdog.
 #include "host/framework/NotifySocket.h"
 

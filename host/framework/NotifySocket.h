@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef HOST_FRAMEWORK_NOTIFYSOCKET_H_
 #define HOST_FRAMEWORK_NOTIFYSOCKET_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Signals: stop, end at once, read the configuration again.
 #include "host/framework/SignalWatch.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which of the machine's addresses is the appliance's.
 #include "host/util/AddressPicker.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The monotonic clock.
 #ifndef HOST_UTIL_CLOCK_H_
 #define HOST_UTIL_CLOCK_H_

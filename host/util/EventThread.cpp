@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The event loop, and the thread that runs it.
 #include "host/util/EventThread.h"
 

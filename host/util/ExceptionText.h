@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text of the exception at hand.
 #ifndef HOST_UTIL_EXCEPTIONTEXT_H_
 #define HOST_UTIL_EXCEPTIONTEXT_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Owning a file descriptor.
 #ifndef HOST_UTIL_FD_H_
 #define HOST_UTIL_FD_H_

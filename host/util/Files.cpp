@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading, replacing and locking files; making folders.
 #include "host/util/Files.h"
 

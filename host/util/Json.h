@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Owning a JSON value; JSON texts of any bytes.
 #ifndef HOST_UTIL_JSON_H_
 #define HOST_UTIL_JSON_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading a file that holds one JSON object.
 #include "host/util/JsonFile.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lines to a descriptor that perhaps nobody reads.
 #include "host/util/LineWriter.h"
 

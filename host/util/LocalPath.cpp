@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where a path of the appliance lies on this machine.
 #include "platform/util/LocalPath.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Local times, also around a change of the zone's offset.
 #include "host/util/LocalTime.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lines of the log, and the newest messages kept for whoever asks.
 #include "host/util/Log.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A mutex that reports misuse.
 #include "platform/util/LxLinuxMutex.h"
 

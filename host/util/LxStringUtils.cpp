@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Splitting texts and reading numbers.
 #include "platform/util/LxStringUtils.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Alarms for a time of day, and the thread that waits for them.
 #include "platform/util/LxTimerMgr.h"
 

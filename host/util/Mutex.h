@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A mutex that clang's thread analysis knows: lint refuses a use of what it guards without it.
 #ifndef HOST_UTIL_MUTEX_H_
 #define HOST_UTIL_MUTEX_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The appliance's own address, looked up and kept for a while.
 #include "platform/util/NetUtils.h"
 

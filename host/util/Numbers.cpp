@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Decimal numbers and their texts.
 #include "host/util/Numbers.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The appliance's paths.
 #ifndef HOST_UTIL_PATHS_H_
 #define HOST_UTIL_PATHS_H_

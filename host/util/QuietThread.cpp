@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Starting a thread that takes no signals.
 #include "host/util/QuietThread.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts that messages mask.
 #include "host/util/Secrets.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef HOST_UTIL_SECRETS_H_
 #define HOST_UTIL_SECRETS_H_
 

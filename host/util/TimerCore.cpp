@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which alarm is due, and which was armed for another day.
 #include "host/util/TimerCore.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Addresses of socket files, long paths included.
 #include "host/util/UnixAddress.h"
 

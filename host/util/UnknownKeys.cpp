@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Keys that nobody knows, and which ones were perhaps meant.
 #include "host/util/UnknownKeys.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The log: formatting a message, and printing it when its level is wanted.
 #include "platform/util/dlog.h"
 

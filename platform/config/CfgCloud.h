@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef PLATFORM_CONFIG_CFGCLOUD_H_
 #define PLATFORM_CONFIG_CFGCLOUD_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef PLATFORM_FRAMEWORK_KYROSINFO_H_
 #define PLATFORM_FRAMEWORK_KYROSINFO_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef PLATFORM_PLD_LXPLDPROXY_H_
 #define PLATFORM_PLD_LXPLDPROXY_H_
 

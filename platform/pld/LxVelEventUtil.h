@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef PLATFORM_PLD_LXVELEVENTUTIL_H_
 #define PLATFORM_PLD_LXVELEVENTUTIL_H_
 

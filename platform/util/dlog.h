@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef PLATFORM_UTIL_DLOG_H_
 #define PLATFORM_UTIL_DLOG_H_
 

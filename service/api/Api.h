@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef SERVICE_API_API_H_
 #define SERVICE_API_API_H_
 

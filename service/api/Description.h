@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef SERVICE_API_DESCRIPTION_H_
 #define SERVICE_API_DESCRIPTION_H_
 

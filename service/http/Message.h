@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef SERVICE_HTTP_MESSAGE_H_
 #define SERVICE_HTTP_MESSAGE_H_
 

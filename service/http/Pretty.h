@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef SERVICE_HTTP_PRETTY_H_
 #define SERVICE_HTTP_PRETTY_H_
 

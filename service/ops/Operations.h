@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef SERVICE_OPS_OPERATIONS_H_
 #define SERVICE_OPS_OPERATIONS_H_
 

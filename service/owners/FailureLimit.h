@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef SERVICE_OWNERS_FAILURELIMIT_H_
 #define SERVICE_OWNERS_FAILURELIMIT_H_
 

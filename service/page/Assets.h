@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef SERVICE_PAGE_ASSETS_H_
 #define SERVICE_PAGE_ASSETS_H_
 

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bundles src/ and writes what is served, below dist/ and as the C++ table that the program holds.
 // Usage: node build.mjs OUTPUT.cpp, in a folder with src/ and node_modules/. The same sources give
 // the same bytes.
 import {createHash} from "node:crypto";
-import {mkdirSync, readFileSync, rmSync, writeFileSync} from "node:fs";
+import {mkdirSync, readFileSync, readdirSync, rmSync, writeFileSync} from "node:fs";
 import {basename} from "node:path";
 import {build} from "esbuild";
 
@@ -28,18 +29,31 @@ async function bundled() {
     bundle: true,
     minify: true,
     write: false,
+    metafile: true,
     outdir: "dist",
     preserveSymlinks: true,
     target: ["chrome123", "firefox121", "safari17.5"],
     legalComments: "none",
     logLevel: "warning",
   });
-  return result.outputFiles.map((file) => asset(basename(file.path), file.contents));
+  return {
+    files: result.outputFiles.map((file) => asset(basename(file.path), file.contents)),
+    inputs: Object.keys(result.metafile.inputs),
+  };
 }
 
-function licenses() {
-  const texts = ["preact", "uplot"].map(
-      (name) => `${name}\n\n${readFileSync(`node_modules/${name}/LICENSE`, "utf8")}`);
+// The licences of all packages of which something is in the bundle.
+function licenses(inputs) {
+  const names = inputs.map((path) => path.match(/node_modules\/((?:@[^/]+\/)?[^/]+)\//)?.[1]);
+  const packages = [...new Set(names.filter(Boolean))].sort();
+  if (packages.length === 0) throw new Error("the bundle holds no package");
+  const texts = packages.map((name) => {
+    const folder = `node_modules/${name}`;
+    const {version} = JSON.parse(readFileSync(`${folder}/package.json`, "utf8"));
+    const file = readdirSync(folder).find((entry) => /^licen[cs]e(\.\w+)?$/i.test(entry));
+    if (!file) throw new Error(`${folder} holds no licence`);
+    return `${name} ${version}\n\n${readFileSync(`${folder}/${file}`, "utf8")}`;
+  });
   return asset("licenses.txt", texts.join("\n\n"));
 }
 
@@ -73,10 +87,11 @@ function table(files) {
   return lines.join("\n");
 }
 
+const {files, inputs} = await bundled();
 const assets = [
-  ...await bundled(),
+  ...files,
   asset("icon.svg", readFileSync("src/icon.svg")),
-  licenses(),
+  licenses(inputs),
 ];
 const page = {path: "/index.html", bytes: Buffer.from(filled(readFileSync("src/index.html", "utf8"), assets))};
 rmSync("dist", {recursive: true, force: true});

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The page: bundled in the build folder by what package-lock.json names, and put into the program as
 # bytes. Nothing is written into the source tree.
 find_program(CLOUDCLIENT_NODE NAMES node nodejs REQUIRED)

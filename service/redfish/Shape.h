@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef SERVICE_REDFISH_SHAPE_H_
 #define SERVICE_REDFISH_SHAPE_H_
 

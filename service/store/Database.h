@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef SERVICE_STORE_DATABASE_H_
 #define SERVICE_STORE_DATABASE_H_
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Fixtures of the acceptance cases, beside those that every layer with real programs has.
 
     python3 -m pytest tests/acceptance --programs=build/debug

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Who owns appliances, and who may not."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What is left of a disturbed link: nothing, after an answered heartbeat and a synchronisation."""
 
 import time

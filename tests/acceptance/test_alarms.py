@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Alarms of the device, from the device to the service."""
 
 import json

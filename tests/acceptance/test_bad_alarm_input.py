@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Answers about open alarms that are not what they should be: the daemon says so and goes on."""
 
 import json

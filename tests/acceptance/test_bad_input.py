@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Files and lines that are not what they should be: one clear message, and the daemon goes on."""
 
 import json

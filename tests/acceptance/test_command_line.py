@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the daemon is told on its command line."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """cloudclientctl: what it does, what it says, and its exit statuses."""
 
 import fcntl

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Times that 32 bits can't hold."""
 
 from harness.process import clock

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Enabling, disabling, renaming, and the rhythm of a running daemon."""
 
 import signal

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The day's turn, and clocks that do not run as they should."""
 
 import datetime

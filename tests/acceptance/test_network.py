@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A service that is not there, or only in part."""
 
 from harness.process import clock

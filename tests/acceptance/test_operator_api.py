@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What operators ask, against the description of it."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The live stream of changes."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Changes of value, from the device to the resource at the service."""
 
 import json

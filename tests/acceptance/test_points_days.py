@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Seven-day extremes over eight midnights, against a recomputation from the same readings."""
 
 import datetime

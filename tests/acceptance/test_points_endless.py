@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Two deliberate endless loops: a document that ends in a temperature tag, and the search for a map
 file that is nowhere. Both leave the daemon open to a second signal."""
 

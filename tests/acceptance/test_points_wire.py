@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What a change of value puts on the wire, to the byte; only addresses and times are replaced."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """docs/protocol.md against a fresh recording, and what it warns the other side of."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The recorder itself: a case that trusts it is only as good as what it keeps."""
 
 import socket

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The service as a client of Redfish finds it: every resource, header, option and error."""
 
 import json

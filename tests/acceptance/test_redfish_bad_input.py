@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What a client can do wrong, over the wire: a clear error, nothing stored, the service goes on."""
 
 import json

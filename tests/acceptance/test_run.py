@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The command that shows the system at work."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The service by itself, as a process."""
 
 import subprocess

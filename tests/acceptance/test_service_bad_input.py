@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What is thrown at the service, and that it goes on."""
 
 import contextlib

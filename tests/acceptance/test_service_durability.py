@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the service has answered for is kept, whenever it is killed."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What whoever runs the service needs of it."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The end of the daemon, whenever it comes."""
 
 import fcntl

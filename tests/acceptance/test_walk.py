@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A random walk: whatever happens to device, link and daemon, both sides are equal in the end."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What goes over the wire, to the byte: only the time of registration and the appliance's own
 address in the Host lines are replaced."""
 

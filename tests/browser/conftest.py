@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Fixtures of the browser cases. Each case has a service and appliances of its own, and a browser
 that knows nothing of the cases before.
 

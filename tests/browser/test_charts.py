@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The charts: their table, their marks and their pixels against the history that the API answers."""
 
 import pytest

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The list of appliances: compared with what the operator API answers to a script."""
 
 import urllib.parse

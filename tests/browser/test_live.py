@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What happens appears by itself; a lost connection is told and found again."""
 
 import pytest

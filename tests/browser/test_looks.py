@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """How the page looks and is handled: colours, narrow screens, keyboard, policies."""
 
 import pytest

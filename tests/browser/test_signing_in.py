@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The door: passwords, sessions and their end."""
 
 from eyes.fleet import OPERATOR

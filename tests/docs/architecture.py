@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks that what docs/architecture.md names is there.
 
 A code span that looks like a file names one of the tree, by as much of the end of its path as makes

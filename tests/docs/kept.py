@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks docs/kept-behaviour.md against the code and the tests.
 
 A row names a file and what in it does the kept thing, and tests. The code points to a row by a

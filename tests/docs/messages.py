@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks that docs/messages.md holds every message of the sources, and no other.
 
 A message of the document is a code span of the second cell of a row whose first cell is a level:

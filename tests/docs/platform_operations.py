@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The operations that the headers of platform/ declare: what an implementation has to provide."""
 
 import collections

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks that docs/porting.md describes every operation of platform/, under its header, and no
 other."""
 

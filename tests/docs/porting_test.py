@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """That the check of docs/porting.md finds what it is there to find."""
 
 import unittest

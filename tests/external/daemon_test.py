@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Runs a daemon that is linked against the stand-in platform, up to its registration.
 
     daemon_test.py DAEMON LIBRARY

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Installs a build below a folder that is emptied first, and checks what is there.
 
     install_test.py CMAKE BUILD TREE

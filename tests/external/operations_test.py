@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks that a platform library defines every operation that platform/ declares.
 
     operations_test.py LIBRARY

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef FAKES_CONFIG_H_
 #define FAKES_CONFIG_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef FAKES_CURL_H_
 #define FAKES_CURL_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "fakes/Platform.h"
 #include "platform/framework/KyrosInfo.h"
 #include "platform/framework/LxBaseApp.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef FAKES_PLATFORM_H_
 #define FAKES_PLATFORM_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef FAKES_PLATFORMTEST_H_
 #define FAKES_PLATFORMTEST_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef FAKES_SERVICE_H_
 #define FAKES_SERVICE_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The service's list of alarms, and the documents that it refers to.
 #include "Fuzz.h"
 #include "device/DeviceMgr.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The configuration file, as the store reads it.
 #include <sys/mman.h>
 #include <unistd.h>

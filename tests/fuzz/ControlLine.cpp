@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lines of the control socket.
 #include "Input.h"
 #include "host/device/ControlProtocol.h"

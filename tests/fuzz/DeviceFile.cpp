@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The description of the managed device, and the engine that is made of it.
 #include <memory>
 

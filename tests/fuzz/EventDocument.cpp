@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Event documents of the service.
 #include "Fuzz.h"
 #include "device/DeviceMgr.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text of a point event's message, and its document.
 #include "Fuzz.h"
 #include "https/HttpsClient.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The searches in a response's header block.
 #include "app/HeaderText.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef TESTS_FUZZ_INPUT_H_
 #define TESTS_FUZZ_INPUT_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The map file's loader, and what its tables are used for.
 #include <sys/mman.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text of query arguments.
 #include <algorithm>
 

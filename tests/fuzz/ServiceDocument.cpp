@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bodies of requests: what is taken, merged into a document, shown and recorded of it.
 #include "Input.h"
 #include "PayloadCheck.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Options of a query, and what they make of a document.
 #include "Input.h"
 #include "service/redfish/QueryOptions.h"

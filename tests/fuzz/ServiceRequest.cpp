@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests to the service's interfaces, with and without somebody's token, on a database in memory.
 #include <array>
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes of a connection to the service, in pieces as they come over a network.
 #include <fcntl.h>
 #include <sys/socket.h>

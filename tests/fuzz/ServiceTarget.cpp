@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Targets of requests to the service.
 #include "Input.h"
 #include "service/http/Target.h"

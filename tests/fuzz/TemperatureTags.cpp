@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The replacement of temperature tags and seven-day words.
 #include <algorithm>
 

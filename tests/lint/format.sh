@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Every C++ file as clang-format lays it out.
 set -euo pipefail
 mapfile -t files < <(git ls-files '*.cpp' '*.h')

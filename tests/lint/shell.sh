@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Every shell script through shellcheck.
 set -euo pipefail
 mapfile -t files < <(git ls-files '*.sh' .ci/run; git grep -lE '^#!.*\b(ba)?sh\b' -- bench scripts)

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """clang-tidy over the sources that a build folder compiles, tests left out.
 
     tidy.py BUILD

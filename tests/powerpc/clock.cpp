@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An accelerated clock, preloaded into a program on the appliance's processor. It understands the
 // same variables as Debian's faketime, which knows none of the names that the C library gives to
 // times of 64 bits there:

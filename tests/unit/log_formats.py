@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks that unit tests saw every log format of the daemon.
 
   log_formats.py begin FOLDER            empties the folder that collects the formats seen

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The page's address: a path and what it asks for. Views keep there what a reader would want to
 // send to somebody else or find again by the browser's arrows.
 import type {ComponentChildren} from "preact";

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The operator API as this page uses it.
 
 export type State = "alive" | "late" | "offline";

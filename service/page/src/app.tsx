@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 import "uplot/dist/uPlot.min.css";
 import "./style.css";
 import {render} from "preact";

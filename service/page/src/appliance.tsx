@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One appliance: what it is, how it is, what happened, and what it has sent.
 import type {ComponentChildren} from "preact";
 import {useEffect} from "preact/hooks";

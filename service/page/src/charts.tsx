@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Temperature and humidity over seven days, and any other number on demand.
 import {useEffect, useState} from "preact/hooks";
 import {api, type History, type Quantified, type Quantity, type Resource, type Series, serviceNow} from "./api";

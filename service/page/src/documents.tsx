@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The documents that an appliance keeps here, each opened on demand.
 import {useState} from "preact/hooks";
 import {api, type Resource} from "./api";

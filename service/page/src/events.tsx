@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What an appliance reported, newest first. Filters and the page stand in the address.
 import {addressWith, go, Link, useAddress} from "./address";
 import {api, type EventPage, type Kind, KINDS, type LogEvent, SEVERITIES, type Severity} from "./api";

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A chart of numbers over time, with their extremes marked and a table of what it shows.
 import {useEffect, useRef, useState} from "preact/hooks";
 import uPlot from "uplot";

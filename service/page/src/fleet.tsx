@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // All appliances: how many are alive, what is wrong, and each as a row.
 import type {ComponentChildren} from "preact";
 import {useEffect, useRef, useState} from "preact/hooks";

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Numbers, units and times as a reader sees them: in the reader's language and zone.
 import {useEffect, useState} from "preact/hooks";
 import {serviceNow} from "./api";

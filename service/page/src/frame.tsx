@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What stands around every view.
 import type {ComponentChildren} from "preact";
 import {useEffect} from "preact/hooks";

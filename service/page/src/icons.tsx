@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Shapes that tell states and severities apart without their colours.
 import type {JSX} from "preact";
 import type {Severity, State} from "./api";

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The service's stream of changes: kept open, opened again when it ends.
 import {useEffect, useState} from "preact/hooks";
 import {ApiError, request} from "./api";

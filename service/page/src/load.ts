@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Data that a view loads, and loads again when it has changed.
 import {useCallback, useEffect, useRef, useState} from "preact/hooks";
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A document as tables: single values as rows, lists of objects as tables of their own.
 import {numberText} from "./format";
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 import {useEffect, useRef, useState} from "preact/hooks";
 import {api, ApiError} from "./api";
 import {Icon} from "./icons";

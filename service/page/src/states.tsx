@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a view shows when it has nothing to show: not yet, not at all, or because of a failure.
 import type {ComponentChildren} from "preact";
 import {ApiError} from "./api";

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Light, dark, or as the reader's system has it.
 import {useEffect, useState} from "preact/hooks";
 

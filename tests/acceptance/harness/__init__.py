@@ -1,1 +1,2 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the acceptance cases speak with: the programs as processes, the device, the recorder."""

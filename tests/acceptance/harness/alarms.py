@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Alarms on both sides, as sets of (event number, module, state)."""
 
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """An appliance without a daemon: says to the service what the case wants."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A process's clock that can be moved while it runs."""
 
 import calendar

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The daemon: its configuration files, its life, its log."""
 
 import datetime

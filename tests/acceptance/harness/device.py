@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The managed device: its file, its pages, and the control socket that drives it."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Fixtures of every layer that tries real programs. Each case has processes, ports and a root folder
 of its own."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A description of an interface (OpenAPI 3.0), and whether what was answered is as it says.
 
 Of the schema language as much as the description uses; a word that is not known here is a failure,

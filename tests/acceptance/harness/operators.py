@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """An operator: who asks the service what appliances have sent, and follows its stream."""
 
 import base64

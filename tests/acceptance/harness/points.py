@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Points: the map file of a case, what arrives of them, and the extremes computed once more."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A way to the service that can be disturbed."""
 
 import random

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A raw server that keeps the bytes of every request and answers as scripted."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A client of the service's that follows links and looks at what every answer promises."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The service: started with one command, looked at through its own requests."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The whole conversation of the daemon with a service, recorded, and the document that shows it."""
 
 import re

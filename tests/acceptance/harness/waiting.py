@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Waiting for what a case observes, never for the clock."""
 
 import time

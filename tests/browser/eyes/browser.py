@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Chromium without a window, and what a reader sees and does in it."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A cable between browser and service, that can be pulled and put back."""
 
 import socket

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Appliances without a daemon: seeded through the service's own Redfish interface."""
 
 import base64

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Configuration in memory: only the URL is given, by the variable STANDIN_URL.
 #include <cstdlib>
 #include <map>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The application's frame: SIGTERM stops it, nothing else reaches it.
 #include <signal.h>
 

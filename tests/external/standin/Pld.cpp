@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A device that has neither points nor events nor files.
 #include "Proxy.h"
 #include "platform/pld/LxProductIdentSeq.h"

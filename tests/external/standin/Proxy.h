@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef STANDIN_PROXY_H_
 #define STANDIN_PROXY_H_
 

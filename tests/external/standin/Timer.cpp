@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Time-of-day alarms on one thread, which looks at the clock once a minute at least.
 #include <poll.h>
 #include <sys/eventfd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rendering, posting and recording the chassis.
 #include "AppTest.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reconciling the configured chassis with those of the service.
 #include "AppTest.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Changes of configuration: a new system name renames the unit and unregisters the appliance.
 #include "AppTest.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is checked and completed before a connection.
 #include "AppTest.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection: look-up, registration, chassis, reconciliation.
 #include "AppTest.h"
 

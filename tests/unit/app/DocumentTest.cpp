@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Documents of the service that are fetched with the token.
 #include "AppTest.h"
 

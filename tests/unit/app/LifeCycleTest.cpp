@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Making, starting and ending the application.
 #include "AppTest.h"
 #include "device/DeviceMgr.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finding the manager: service root, collection, look-up.
 #include "AppTest.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The framework of the appliance calls the application by the slots of its virtual operations.
 #include <array>
 #include <cstring>

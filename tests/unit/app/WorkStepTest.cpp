@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The work step: enabling and disabling.
 #include "AppTest.h"
 #include "device/DeviceMgr.h"

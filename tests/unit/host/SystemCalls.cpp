@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The system calls that the tests look into, by the linker's --wrap.
 #include "SystemCalls.h"
 

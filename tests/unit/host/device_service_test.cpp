@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "HostTest.h"
 #include "Scarcity.h"
 #include "SystemCalls.h"

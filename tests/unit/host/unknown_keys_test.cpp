@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "HostTest.h"
 #include "host/config/ConfigKeys.h"
 #include "host/util/UnknownKeys.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef UNIT_HTTPS_TRANSPORTTEST_H_
 #define UNIT_HTTPS_TRANSPORTTEST_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the sources take for granted of the machine and of the C library, whatever processor.
 
 #include <sys/types.h>

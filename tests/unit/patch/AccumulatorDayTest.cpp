@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Seven-day accumulators: day keys and the day's turn.
 #include <set>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Seven-day accumulators: readings and extremes.
 #include "PatchTest.h"
 #include "zones/Zones.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One key for each local date, in every zone of the machine's database.
 #include <set>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Changes of value and the delivery of all resources.
 #include "PatchTest.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The map file: files that are not what they should be, and bad points in them.
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The map file: what is loaded, and into which tables.
 #include "PatchTest.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The map file: a wrong type for each of its keys.
 #include "PatchTest.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Point events: their documents and their post.
 #include "PatchTest.h"
 

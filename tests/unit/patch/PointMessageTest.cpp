@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages of point events and their arguments.
 #include <ostream>
 

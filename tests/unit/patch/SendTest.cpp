@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One PATCH of a resource.
 #include "PatchTest.h"
 

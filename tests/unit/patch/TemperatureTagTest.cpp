@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Temperature tags are replaced in one pass, with the result of the literal algorithm.
 #include <random>
 

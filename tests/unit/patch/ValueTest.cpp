@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values of points as the device-data engine tells them.
 #include "PatchTest.h"
 

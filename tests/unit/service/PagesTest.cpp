@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Pages of a collection, and the options that go along from one to the next.
 #include "RedfishFixture.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What lists of the store show: the fleet, its counts, and the log of an appliance.
 #include <algorithm>
 #include <array>

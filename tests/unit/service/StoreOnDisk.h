@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef TESTS_UNIT_SERVICE_STOREONDISK_H_
 #define TESTS_UNIT_SERVICE_STOREONDISK_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef TESTS_UNIT_ZONES_ZONES_H_
 #define TESTS_UNIT_ZONES_ZONES_H_
 

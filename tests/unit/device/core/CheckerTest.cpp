@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The thread that pumps the engine's notifications.
 #include <stdexcept>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the classes of the daemon are to whoever holds them: each is destroyed through a virtual
 // destructor and has no other virtual operation.
 #include <type_traits>

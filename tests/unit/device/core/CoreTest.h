@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef DEVICE_CORE_CORETEST_H_
 #define DEVICE_CORE_CORETEST_H_
 

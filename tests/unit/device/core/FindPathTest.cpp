@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the device's data files lie.
 #include <dirent.h>
 #include <unistd.h>

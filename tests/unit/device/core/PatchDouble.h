@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef DEVICE_CORE_PATCHDOUBLE_H_
 #define DEVICE_CORE_PATCHDOUBLE_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The poster thread's way with events.
 #include <stdexcept>
 

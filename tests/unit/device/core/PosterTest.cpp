@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The poster thread: set-up, rhythm and heartbeat.
 #include <algorithm>
 #include <stdexcept>

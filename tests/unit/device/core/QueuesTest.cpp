@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Registration for notifications, the callbacks, and the two queues.
 #include <cstddef>
 

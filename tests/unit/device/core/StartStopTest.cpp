@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Starting and stopping the manager.
 #include "CoreTest.h"
 #include "device/DeviceMgrState.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daily alarm's callbacks.
 #include <stdexcept>
 
