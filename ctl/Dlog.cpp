@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the host and the map's loader would log is told as the program's own words: this stands in
-// for the log by the linker's --wrap.
+// The log of cloudclientctl: what the host and the map's loader log becomes a complaint.
+#include "platform/util/dlog.h"
+
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 
 #include "ctl/Output.h"
 
@@ -14,11 +15,9 @@ constexpr int kWarning = 4;
 
 }  // namespace
 
-extern "C" void WrappedLog(int level, const char* unit, const char* format,
-                           ...) __asm__("__wrap__Z13__dlog_printfiPKcS0_z");
-
-extern "C" void WrappedLog(int level, const char* /*unit*/, const char* format, ...) {
+void __dlog_printf(int level, const char* /*unit*/, const char* format, ...) {
   if (level > kWarning) return;
+  const int savedErrno = errno;
   va_list arguments;
   va_start(arguments, format);
   char* text = nullptr;
@@ -27,4 +26,5 @@ extern "C" void WrappedLog(int level, const char* /*unit*/, const char* format, 
     free(text);
   }
   va_end(arguments);
+  errno = savedErrno;
 }
