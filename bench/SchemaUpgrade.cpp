@@ -59,8 +59,8 @@ double Upgrade(const std::string& folder, int count) {
   const clock_t begin = clock();
   { const Store store(file); }
   const clock_t end = clock();
-  for (const char* end_of_name : {"", "-wal", "-shm", ".v2"}) {
-    unlink((file + end_of_name).c_str());
+  for (const char* endOfName : {"", "-wal", "-shm", ".v2"}) {
+    unlink((file + endOfName).c_str());
   }
   return static_cast<double>(end - begin) * 1e6 / CLOCKS_PER_SEC / count;
 }

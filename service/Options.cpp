@@ -34,20 +34,20 @@ std::string Conflict(const Options& options) {
   if (options.command == Command::kBackup && options.backup.empty()) {
     return "backup takes the name of a file";
   }
-  if (options.with_token && options.secret_from_input) {
+  if (options.withToken && options.secretFromInput) {
     return "--token has no use for --password-stdin";
   }
-  if (!options.registration_key.empty() && !options.registration_key_file.empty()) {
+  if (!options.registrationKey.empty() && !options.registrationKeyFile.empty()) {
     return "--registration-key has no use for --registration-key-file";
   }
-  const bool key = !options.registration_key.empty() || !options.registration_key_file.empty();
+  const bool key = !options.registrationKey.empty() || !options.registrationKeyFile.empty();
   if (options.email.empty() == key) {
     return "--email and --registration-key, or --registration-key-file, go together";
   }
   if (options.certificate.empty() != options.key.empty()) {
     return "--cert and --key go together";
   }
-  if (options.plain_http && !options.certificate.empty()) {
+  if (options.plainHttp && !options.certificate.empty()) {
     return "--http has no use for --cert and --key";
   }
   return "";
@@ -84,24 +84,24 @@ void DescribeOwners(CLI::App& app, Options& options) {
   CLI::App* add =
       Sub(account, options, Command::kAddAccount, "add",
           "Makes an account, or gives it one more registration key; prints the key", "EMAIL");
-  add->add_flag("--key-stdin", options.secret_from_input,
+  add->add_flag("--key-stdin", options.secretFromInput,
                 "The key is the first line of standard input instead of a new one");
   DescribeCreate(*add, options);
   add->add_flag("--replace", options.replace, "In place of the keys that the account has");
   Sub(account, options, Command::kListAccounts, "list", "Lists the accounts", nullptr);
   Sub(account, options, Command::kRemoveAccount, "remove",
       "Removes an account; its appliances' tokens end", "EMAIL")
-      ->add_flag("--appliances", options.with_appliances,
+      ->add_flag("--appliances", options.withAppliances,
                  "With its appliances and all that they sent");
 
   CLI::App& people = *app.add_subcommand("operator", "Who may look at all appliances");
   people.require_subcommand(1);
   CLI::App* person = Sub(people, options, Command::kAddOperator, "add",
                          "Makes an operator; prints the password, or the token", "NAME");
-  person->add_flag("--password-stdin", options.secret_from_input,
+  person->add_flag("--password-stdin", options.secretFromInput,
                    "The password is the first line of standard input instead of a new one");
   DescribeCreate(*person, options);
-  person->add_flag("--token", options.with_token, "With a token in place of a password");
+  person->add_flag("--token", options.withToken, "With a token in place of a password");
   Sub(people, options, Command::kListOperators, "list", "Lists the operators", nullptr);
   Sub(people, options, Command::kRemoveOperator, "remove",
       "Removes an operator; sessions and streams end", "NAME");
@@ -120,21 +120,21 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
   DescribeOwners(app, options);
   app.add_option("--email", options.email,
                  "E-mail address with which appliances register; kept as an account");
-  app.add_option("--registration-key", options.registration_key,
+  app.add_option("--registration-key", options.registrationKey,
                  "Key with which appliances register");
-  app.add_option("--registration-key-file", options.registration_key_file,
+  app.add_option("--registration-key-file", options.registrationKeyFile,
                  "File whose first line is this key; - is standard input")
       ->type_name("FILE");
-  app.add_flag("--http", options.plain_http, "Plain HTTP instead of HTTPS");
+  app.add_flag("--http", options.plainHttp, "Plain HTTP instead of HTTPS");
   app.add_option("--cert", options.certificate,
                  "Certificate chain (PEM); without it one is made beside the database")
       ->type_name("FILE");
   app.add_option("--key", options.key, "Private key of the certificate (PEM)")->type_name("FILE");
-  app.add_option("--max-body", options.max_body, "Largest body of a request in bytes")
+  app.add_option("--max-body", options.maxBody, "Largest body of a request in bytes")
       ->type_name("BYTES")
       ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 30))
       ->capture_default_str();
-  app.add_option("--io-timeout", options.io_timeout,
+  app.add_option("--io-timeout", options.ioTimeout,
                  "How long a connection may be idle; a body has half of it, a header a sixth")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, 100 * 1000 * 1000))
@@ -143,7 +143,7 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
       ->type_name("DAYS")
       ->check(CLI::Range(1, kMaxDays))
       ->capture_default_str();
-  app.add_option("--event-retention", options.event_retention,
+  app.add_option("--event-retention", options.eventRetention,
                  "How long events are kept; those of open alarms stay")
       ->type_name("DAYS")
       ->check(CLI::Range(1, kMaxDays))

@@ -24,25 +24,25 @@ enum class Command {
 struct Options {
   Command command = Command::kServe;
   std::string subject;                // of an account or operator command: e-mail address or name
-  bool secret_from_input = false;     // account add, operator add
+  bool secretFromInput = false;       // account add, operator add
   bool replace = false;               // account add: in place of the keys that it has
-  bool with_appliances = false;       // account remove
-  bool with_token = false;            // operator add
+  bool withAppliances = false;        // account remove
+  bool withToken = false;             // operator add
   bool create = false;                // account add, operator add: the database where it is missing
   std::string address = "127.0.0.1";  // an IPv4 or IPv6 address, without brackets
   std::uint16_t port = 8443;          // 0: any free one
   std::string database = "cloudservice.db";
-  std::string email;                  // with the key: an account to be there; both or neither
-  std::string registration_key;       // as above
-  std::string registration_key_file;  // in its place: a file, or "-", whose first line is the key
-  std::string backup;                 // kBackup: the file
-  bool plain_http = false;
+  std::string email;                // with the key: an account to be there; both or neither
+  std::string registrationKey;      // as above
+  std::string registrationKeyFile;  // in its place: a file, or "-", whose first line is the key
+  std::string backup;               // kBackup: the file
+  bool plainHttp = false;
   std::string certificate;  // PEM files; both or neither
   std::string key;
-  std::size_t max_body = 1024 * 1024;  // bytes
-  int io_timeout = 60;                 // seconds
-  int retention = 7;                   // days of the histories of values
-  int event_retention = 365;           // days of events
+  std::size_t maxBody = 1024 * 1024;  // bytes
+  int ioTimeout = 60;                 // seconds
+  int retention = 7;                  // days of the histories of values
+  int eventRetention = 365;           // days of events
 };
 
 // The options of the command line. Without a value: the process is to end with `status`, and what

@@ -38,7 +38,7 @@ std::vector<unsigned char> RandomBytes(std::size_t count) {
 
 // What makes the hash slow: 2^15 * 8 * 128 bytes = 32 MiB of memory, gone through once.
 struct Cost {
-  unsigned log2_n = 15;
+  unsigned log2N = 15;
   unsigned r = 8;
   unsigned p = 1;
 };
@@ -52,7 +52,7 @@ std::string Scrypt(const std::string& password, const std::string& salt, const C
   std::array<unsigned char, kHashBytes> hash;
   if (EVP_PBE_scrypt(password.data(), password.size(),
                      reinterpret_cast<const unsigned char*>(salt.data()), salt.size(),
-                     std::uint64_t{1} << cost.log2_n, cost.r, cost.p, kMaxMemory, hash.data(),
+                     std::uint64_t{1} << cost.log2N, cost.r, cost.p, kMaxMemory, hash.data(),
                      hash.size()) != 1) {
     throw std::runtime_error("scrypt is not available");
   }
@@ -78,7 +78,7 @@ std::optional<StoredHash> ParseHash(const std::string& text) {
     const auto [stop, error] = std::from_chars(digits.data(), end, value);
     return error == std::errc() && stop == end && value > 0 && value <= most;
   };
-  if (parts[0] != "scrypt" || !number(parts[1], kMaxLog2N, stored.cost.log2_n) ||
+  if (parts[0] != "scrypt" || !number(parts[1], kMaxLog2N, stored.cost.log2N) ||
       !number(parts[2], kMaxFactor, stored.cost.r) ||
       !number(parts[3], kMaxFactor, stored.cost.p)) {
     return std::nullopt;
@@ -90,7 +90,7 @@ std::optional<StoredHash> ParseHash(const std::string& text) {
 
 std::string Written(const StoredHash& stored) {
   const Cost& cost = stored.cost;
-  return "scrypt$" + std::to_string(cost.log2_n) + "$" + std::to_string(cost.r) + "$" +
+  return "scrypt$" + std::to_string(cost.log2N) + "$" + std::to_string(cost.r) + "$" +
          std::to_string(cost.p) + "$" + stored.salt + "$" + stored.hash;
 }
 

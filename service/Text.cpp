@@ -28,9 +28,9 @@ std::string PercentEncoded(const std::string& text, const std::string& readable)
   std::string out;
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
-    const bool letter_or_digit =
+    const bool letterOrDigit =
         (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    if (letter_or_digit || (kMarks + readable).find(c) != std::string::npos) {
+    if (letterOrDigit || (kMarks + readable).find(c) != std::string::npos) {
       out += c;
     } else {
       out += {'%', kDigits[byte >> 4], kDigits[byte & 0x0f]};

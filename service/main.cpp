@@ -37,9 +37,9 @@ namespace cloudservice {
 namespace {
 
 Limits LimitsOf(const Options& options) {
-  const std::chrono::milliseconds timeout = std::chrono::seconds(options.io_timeout);
+  const std::chrono::milliseconds timeout = std::chrono::seconds(options.ioTimeout);
   Limits limits;
-  limits.body_bytes = options.max_body;
+  limits.bodyBytes = options.maxBody;
   limits.idle = timeout;
   limits.header = timeout / 6;
   limits.body = timeout / 2;
@@ -47,7 +47,7 @@ Limits LimitsOf(const Options& options) {
 }
 
 std::optional<boost::asio::ssl::context> TlsOf(const Options& options, const Log& log) {
-  if (options.plain_http) return std::nullopt;
+  if (options.plainHttp) return std::nullopt;
   CertificateFiles files = {options.certificate, options.key};
   if (files.certificate.empty()) {
     bool made = false;
@@ -82,7 +82,7 @@ void WaitForSignal(boost::asio::signal_set& signals, Server& server,
 
 Retention RetentionOf(const Options& options) {
   constexpr std::int64_t kDay = 24 * 3600;
-  return {options.retention * kDay, options.event_retention * kDay};
+  return {options.retention * kDay, options.eventRetention * kDay};
 }
 
 // Now and every hour from now on, in steps with requests between them.
@@ -95,8 +95,8 @@ void RemoveOldEveryHour(boost::asio::steady_timer& timer, RedfishService& servic
 }
 
 std::string RegistrationKeyOf(const Options& options) {
-  if (options.registration_key_file.empty()) return options.registration_key;
-  return ReadSecret(options.registration_key_file, std::cin);
+  if (options.registrationKeyFile.empty()) return options.registrationKey;
+  return ReadSecret(options.registrationKeyFile, std::cin);
 }
 
 Operations::Service Behind(RedfishService& service, OperatorApi& api, const Server& server) {

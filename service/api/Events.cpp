@@ -52,7 +52,7 @@ Response OperatorApi::ListEvents(const Call& call) {
   Json items = Json::array();
   const auto full = [&] { return static_cast<std::int64_t>(items.size()) == limit; };
   bool more = true;
-  for (std::int64_t looked_at = 0; more && looked_at < kMaxLookedAt; looked_at += kBatch) {
+  for (std::int64_t lookedAt = 0; more && lookedAt < kMaxLookedAt; lookedAt += kBatch) {
     const std::vector<LoggedEvent> log = m_store.ListLog(filter);
     more = static_cast<std::int64_t>(log.size()) == kBatch;
     for (const LoggedEvent& entry : log) {

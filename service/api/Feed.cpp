@@ -162,10 +162,10 @@ std::string Feed::Identifier(std::uint64_t number) const {
 }
 
 void Feed::Remember(std::string text) {
-  m_past_bytes += text.size();
+  m_pastBytes += text.size();
   m_past.push_back(std::move(text));
-  while (m_past.size() > kRemembered || m_past_bytes > kRememberedBytes) {
-    m_past_bytes -= m_past.front().size();
+  while (m_past.size() > kRemembered || m_pastBytes > kRememberedBytes) {
+    m_pastBytes -= m_past.front().size();
     m_past.pop_front();
   }
 }
@@ -182,7 +182,7 @@ void Feed::Forget() {
   // The number is one that nobody has read up to.
   ++m_number;
   m_past.clear();
-  m_past_bytes = 0;
+  m_pastBytes = 0;
   m_noted.clear();
   m_awaited = false;
 }

@@ -95,7 +95,7 @@ class Feed {
   const std::string m_run;
   std::uint64_t m_number = 0;  // of the last event
   std::deque<std::string> m_past;
-  std::size_t m_past_bytes = 0;
+  std::size_t m_pastBytes = 0;
   std::vector<Reader> m_readers;
   // Whether somebody may come back who has read all that was told.
   bool m_awaited = false;

@@ -43,9 +43,9 @@ FleetPlace ParsePlace(const std::string& text, const std::string& sort, const Fl
     if (!parts[i + 1].is_number_integer()) throw ApiError(400, kNoPlace);
     place.ranks[i] = parts[i + 1].get<std::int64_t>();
   }
-  const bool by_state = filter.sort == FleetFilter::Sort::kState;
+  const bool byState = filter.sort == FleetFilter::Sort::kState;
   const auto states = static_cast<std::int64_t>(kStateNames.size());
-  if (by_state && (place.ranks[0] < 0 || place.ranks[0] >= states)) throw ApiError(400, kNoPlace);
+  if (byState && (place.ranks[0] < 0 || place.ranks[0] >= states)) throw ApiError(400, kNoPlace);
   place.label = parts[ranks + 1].get<std::string>();
   place.uuid = parts[ranks + 2].get<std::string>();
   return place;

@@ -44,8 +44,8 @@ std::vector<Place> PlacesOf(const std::vector<MemberRecord>& members, const Json
 }
 
 Json NumberView(const std::string& uri, const Place& place, const Json& document) {
-  const Meaning meaning = place.found.has_place ? MeaningOf(document, place.found.pointer)
-                                                : MeaningOf(StepsOf(place.name));
+  const Meaning meaning = place.found.hasPlace ? MeaningOf(document, place.found.pointer)
+                                               : MeaningOf(StepsOf(place.name));
   return {{"uri", uri},
           {"member", place.name},
           {"pointer", place.found.pointer},
@@ -105,11 +105,11 @@ Response OperatorApi::ListNumbers(const Call& call) {
     members[member.path].push_back(std::move(member));
   }
   Json items = Json::array();
-  for (const auto& [path, of_path] : members) {
+  for (const auto& [path, ofPath] : members) {
     const auto record = m_store.FindDocument(call.uuid, path);
     if (!record) continue;
     const Json document = ParseStored(record->document);
-    for (const Place& place : PlacesOf(of_path, document)) {
+    for (const Place& place : PlacesOf(ofPath, document)) {
       items.push_back(NumberView(path, place, document));
     }
   }

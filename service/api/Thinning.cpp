@@ -16,20 +16,20 @@ void Thinning::Add(const Sample& sample) {
   const double at = static_cast<double>(sample.time - m_since) / static_cast<double>(m_length);
   const auto part = static_cast<std::size_t>(at * static_cast<double>(m_parts.size()));
   take(m_parts.at(part).low, m_parts.at(part).high);
-  if (m_too_many) return;
+  if (m_tooMany) return;
   m_all.push_back(sample);
-  m_too_many = m_all.size() > m_most;
-  if (m_too_many) std::vector<Sample>().swap(m_all);
+  m_tooMany = m_all.size() > m_most;
+  if (m_tooMany) std::vector<Sample>().swap(m_all);
 }
 
 std::vector<Sample> Thinning::Samples() const {
-  if (!m_too_many) return m_all;
+  if (!m_tooMany) return m_all;
   std::vector<Sample> kept;
   for (const Part& part : m_parts) {
     if (!part.low) continue;
-    const bool low_first = part.low->time <= part.high->time;
-    const Sample& first = low_first ? *part.low : *part.high;
-    const Sample& second = low_first ? *part.high : *part.low;
+    const bool lowFirst = part.low->time <= part.high->time;
+    const Sample& first = lowFirst ? *part.low : *part.high;
+    const Sample& second = lowFirst ? *part.high : *part.low;
     kept.push_back(first);
     if (second.time != first.time || second.value != first.value) kept.push_back(second);
   }

@@ -40,7 +40,7 @@ class Thinning {
   const std::int64_t m_length;
   const std::size_t m_most;
   std::vector<Sample> m_all;  // until there are too many
-  bool m_too_many = false;
+  bool m_tooMany = false;
   std::vector<Part> m_parts;
   std::optional<Sample> m_lowest;
   std::optional<Sample> m_highest;

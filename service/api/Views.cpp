@@ -78,7 +78,7 @@ Json AlarmView(const AlarmRecord& alarm) {
           {"event", alarm.event},
           {"severity", kSeverityNames.at(static_cast<std::size_t>(SeverityOf(alarm.severity)))},
           {"message", TextOf(document, "Message")},
-          {"messageId", alarm.message_id},
+          {"messageId", alarm.messageId},
           {"origin", alarm.chassis},
           {"opened", UtcTime(alarm.opened)},
           {"args", ArgumentsView(document)}};
@@ -96,7 +96,7 @@ Json EventView(const LoggedEvent& entry) {
           {"kind", kKinds.at(static_cast<std::size_t>(entry.kind))},
           {"severity", event.severity},
           {"message", TextOf(document, "Message")},
-          {"messageId", event.message_id},
+          {"messageId", event.messageId},
           {"origin", event.chassis.empty() ? Json() : Json(event.chassis)},
           {"args", ArgumentsView(document)},
           {"cleared", entry.cleared}};

@@ -64,7 +64,7 @@ bool HasBody(unsigned status) { return status != 204 && status != 304; }
 
 }  // namespace
 
-std::string AnswerBytes(const Response& response, time_t now, bool keep_alive, bool head) {
+std::string AnswerBytes(const Response& response, time_t now, bool keepAlive, bool head) {
   std::string text =
       "HTTP/1.1 " + std::to_string(response.status) + " " + ReasonPhrase(response.status) + "\r\n";
   AddLine(text, "Date", HttpDate(now));
@@ -77,7 +77,7 @@ std::string AnswerBytes(const Response& response, time_t now, bool keep_alive, b
     if (!response.body.empty()) AddLine(text, "Content-Type", response.type);
     AddLine(text, "Content-Length", std::to_string(response.body.size()));
   }
-  if (!keep_alive) AddLine(text, "Connection", "close");
+  if (!keepAlive) AddLine(text, "Connection", "close");
   text += "\r\n";
   if (!head && HasBody(response.status)) text += response.body;
   return text;

@@ -9,10 +9,10 @@
 
 namespace cloudservice {
 
-// The bytes of an answer. `head` leaves the body out and keeps its length; `keep_alive` says
+// The bytes of an answer. `head` leaves the body out and keeps its length; `keepAlive` says
 // whether another request may follow on the connection. What the response does not say about
 // caching is "no-store".
-std::string AnswerBytes(const Response& response, time_t now, bool keep_alive, bool head);
+std::string AnswerBytes(const Response& response, time_t now, bool keepAlive, bool head);
 
 }  // namespace cloudservice
 

@@ -91,7 +91,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
       : m_context(context),
         m_ended(std::move(ended)),
         m_stream(std::forward<Args>(args)...),
-        m_buffer(kBufferedHeaders * context.limits.header_bytes) {
+        m_buffer(kBufferedHeaders * context.limits.headerBytes) {
     error_code gone;
     const auto peer = Lowest().socket().remote_endpoint(gone);
     if (!gone) m_peer = peer.address().to_string();
@@ -155,8 +155,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
 
   void ReadHeader() {
     m_parser.emplace();
-    m_parser->header_limit(static_cast<std::uint32_t>(m_context.limits.header_bytes));
-    m_parser->body_limit(m_context.limits.body_bytes);
+    m_parser->header_limit(static_cast<std::uint32_t>(m_context.limits.headerBytes));
+    m_parser->body_limit(m_context.limits.bodyBytes);
     Expire(m_context.limits.header);
     http::async_read_header(m_stream, m_buffer, *m_parser,
                             Then([this](error_code error) { OnHeader(error); }));
@@ -193,7 +193,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     m_request.token = ToString(message["X-Auth-Token"]);
     m_request.peer = m_peer;
     m_request.headers = HeadersOf(message);
-    m_keep_alive = message.version() >= 11 && message.keep_alive();
+    m_keepAlive = message.version() >= 11 && message.keep_alive();
   }
 
   void ReadBody() {
@@ -208,7 +208,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     m_request.body = std::move(m_parser->get().body());
     const Response response = m_context.handler(m_request);
     if (response.stream && !m_stopping) return AnswerWithStream(response);
-    Answer(response, m_keep_alive, m_request.method == "HEAD");
+    Answer(response, m_keepAlive, m_request.method == "HEAD");
   }
 
   void OnReadFailure(error_code error) {
@@ -227,9 +227,9 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     Answer(m_context.refuse(status, m_request, reason), false, m_request.method == "HEAD");
   }
 
-  void Answer(const Response& response, bool keep_alive, bool head) {
+  void Answer(const Response& response, bool keepAlive, bool head) {
     m_answering = true;
-    const bool keep = keep_alive && !m_stopping;
+    const bool keep = keepAlive && !m_stopping;
     m_answer = AnswerBytes(response, m_context.clock(), keep, head);
     Expire(m_context.limits.body);
     asio::async_write(m_stream, asio::buffer(m_answer), Then([this, keep](error_code error) {
@@ -312,7 +312,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   beast::flat_buffer m_buffer;
   std::optional<http::request_parser<http::string_body>> m_parser;
   Request m_request;
-  bool m_keep_alive = false;  // as its sender wants it
+  bool m_keepAlive = false;  // as its sender wants it
   std::string m_answer;
   std::shared_ptr<cloudservice::Stream> m_out;  // the answer that is being sent, when it has no end
   bool m_sending = false;                       // a piece of it

@@ -126,14 +126,14 @@ void MakeCertificate(const CertificateFiles& files) {
   const Key key(EVP_EC_gen("P-256"));  // NOLINT(clang-diagnostic-cast-qual): the macro's own cast
   Check(key != nullptr);
   const Certificate certificate = SelfSigned(key.get());
-  const Memory key_text(BIO_new(BIO_s_mem()));
-  const Memory certificate_text(BIO_new(BIO_s_mem()));
-  Check(key_text != nullptr && certificate_text != nullptr);
-  Check(PEM_write_bio_PrivateKey(key_text.get(), key.get(), nullptr, nullptr, 0, nullptr,
-                                 nullptr) == 1);
-  Check(PEM_write_bio_X509(certificate_text.get(), certificate.get()) == 1);
-  WriteFile(files.key, Text(key_text.get()), 0600);
-  WriteFile(files.certificate, Text(certificate_text.get()), 0644);
+  const Memory keyText(BIO_new(BIO_s_mem()));
+  const Memory certificateText(BIO_new(BIO_s_mem()));
+  Check(keyText != nullptr && certificateText != nullptr);
+  Check(PEM_write_bio_PrivateKey(keyText.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr) ==
+        1);
+  Check(PEM_write_bio_X509(certificateText.get(), certificate.get()) == 1);
+  WriteFile(files.key, Text(keyText.get()), 0600);
+  WriteFile(files.certificate, Text(certificateText.get()), 0644);
 }
 
 }  // namespace

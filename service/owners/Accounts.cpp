@@ -56,8 +56,8 @@ bool Accounts::Matches(const std::string& email, const std::string& key, std::in
   const std::optional<AccountRecord> found = m_store.FindAccount(email);
   std::vector<std::string> hashes;
   if (found) hashes = m_store.ListRegistrationKeys(found->id);
-  if (m_nobodys_hash.empty()) m_nobodys_hash = HashPassword("");
-  const std::string& like = hashes.empty() ? m_nobodys_hash : hashes.front();
+  if (m_nobodysHash.empty()) m_nobodysHash = HashPassword("");
+  const std::string& like = hashes.empty() ? m_nobodysHash : hashes.front();
   const std::optional<std::string> same = HashPasswordLike(key, like);
   if (found) account = found->id;
   return std::any_of(hashes.begin(), hashes.end(), [&](const std::string& hash) {

@@ -46,7 +46,7 @@ class Accounts {
   Store& m_store;
   const Clock m_clock;
   FailureLimit m_limit;
-  std::string m_nobodys_hash;
+  std::string m_nobodysHash;
 };
 
 }  // namespace cloudservice

@@ -25,11 +25,11 @@ std::string Counted(std::int64_t count, const std::string& one, const std::strin
 void AddAccount(Store& store, const Options& options, const Clock& clock, std::istream& in,
                 std::ostream& out) {
   Accounts accounts(store, clock, SteadyClock);
-  const std::string key = options.secret_from_input ? ReadSecret(kInput, in) : RandomPassword();
+  const std::string key = options.secretFromInput ? ReadSecret(kInput, in) : RandomPassword();
   if (!accounts.Add(options.subject, key, options.replace)) {
     throw std::runtime_error(options.subject + " has this key already");
   }
-  if (!options.secret_from_input) out << "registration key: " << key << "\n";
+  if (!options.secretFromInput) out << "registration key: " << key << "\n";
 }
 
 void ShowAccount(const AccountRecord& account, std::ostream& out) {
@@ -52,26 +52,25 @@ void ListAccounts(Store& store, std::ostream& out) {
 void RemoveAccount(Store& store, const Options& options) {
   const std::optional<AccountRecord> account = store.FindAccount(options.subject);
   if (!account) throw std::runtime_error("there is no account " + options.subject);
-  store.DeleteAccount(account->id, options.with_appliances);
+  store.DeleteAccount(account->id, options.withAppliances);
 }
 
 void AddOperator(Store& store, const Options& options, const Clock& clock, std::istream& in,
                  std::ostream& out) {
   Operators operators(store, clock, SteadyClock);
-  if (options.with_token) {
+  if (options.withToken) {
     out << "token: " << operators.AddWithToken(options.subject) << "\n";
     return;
   }
-  const std::string password =
-      options.secret_from_input ? ReadSecret(kInput, in) : RandomPassword();
+  const std::string password = options.secretFromInput ? ReadSecret(kInput, in) : RandomPassword();
   operators.AddWithPassword(options.subject, password);
-  if (!options.secret_from_input) out << "password: " << password << "\n";
+  if (!options.secretFromInput) out << "password: " << password << "\n";
 }
 
 void ListOperators(Store& store, std::ostream& out) {
   for (const OperatorRecord& person : store.ListOperators()) {
-    out << Printable(person.name) << "  " << (person.token_hash ? "token" : "password")
-        << ", since " << UtcTime(person.created) << "\n";
+    out << Printable(person.name) << "  " << (person.tokenHash ? "token" : "password") << ", since "
+        << UtcTime(person.created) << "\n";
   }
 }
 

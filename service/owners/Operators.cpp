@@ -79,22 +79,22 @@ Identity Operators::Check(const std::string& peer, const std::string& name,
   identity.wait = m_limit.Wait(peer);
   if (identity.wait > 0) return identity;
   const std::optional<OperatorRecord> person = m_store.FindOperator(name);
-  const bool able = person && person->password_hash;
+  const bool able = person && person->passwordHash;
   if (able) {
     const auto seen = m_verified.find(person->id);
-    if (seen != m_verified.end() && seen->second.hash == *person->password_hash &&
+    if (seen != m_verified.end() && seen->second.hash == *person->passwordHash &&
         EqualSecrets(seen->second.password, Sha256Hex(m_salt + password))) {
       return {person->id, person->name, 0};
     }
   }
-  if (able && MatchesPassword(password, *person->password_hash)) {
-    m_verified[person->id] = {*person->password_hash, Sha256Hex(m_salt + password)};
+  if (able && MatchesPassword(password, *person->passwordHash)) {
+    m_verified[person->id] = {*person->passwordHash, Sha256Hex(m_salt + password)};
     return {person->id, person->name, 0};
   }
   if (!able) {
     // As slow as a wrong password, so that the time does not tell which names there are.
-    if (m_nobodys_hash.empty()) m_nobodys_hash = HashPassword("");
-    MatchesPassword(password, m_nobodys_hash);
+    if (m_nobodysHash.empty()) m_nobodysHash = HashPassword("");
+    MatchesPassword(password, m_nobodysHash);
   }
   m_limit.Fail(peer);
   return identity;

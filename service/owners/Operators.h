@@ -78,7 +78,7 @@ class Operators {
   // Passwords that were right, so that scripts don't wait for the slow hash at each request.
   std::map<std::int64_t, Verified> m_verified;
   const std::string m_salt;
-  std::string m_nobodys_hash;
+  std::string m_nobodysHash;
 };
 
 }  // namespace cloudservice

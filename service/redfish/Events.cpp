@@ -19,7 +19,7 @@ constexpr const char* kEvents = "/redfish/v1/Oem/Quorvan:Events";
 std::string EventPath(std::int64_t id) { return kEvents + ("/" + std::to_string(id)); }
 
 AlarmEffect EffectOf(const EventRecord& event) {
-  if (event.message_id == kClearing) return AlarmEffect::kClear;
+  if (event.messageId == kClearing) return AlarmEffect::kClear;
   static const std::array<std::string, 3> kNoAlarm = {"message", "cleared", "ok"};
   const std::string severity = Lower(event.severity);
   const bool told = std::find(kNoAlarm.begin(), kNoAlarm.end(), severity) != kNoAlarm.end();
@@ -41,7 +41,7 @@ void CheckArguments(const Json& document) {
 }
 
 std::string AlarmOf(const Json& document, const EventRecord& event, AlarmEffect effect) {
-  if (effect != AlarmEffect::kClear) return event.message_id;
+  if (effect != AlarmEffect::kClear) return event.messageId;
   const auto found = document.find("MessageArgs");
   if (found == document.end() || found->size() <= kClearedAlarm ||
       !found->at(kClearedAlarm).is_string()) {
@@ -99,7 +99,7 @@ Response RedfishService::PostEvent(const Call& call) {
   const Json document = ParseObject(call.request.body);
   EventRecord event;
   event.manager = call.owner->uuid;
-  event.message_id = RequiredString(document, "MessageId");
+  event.messageId = RequiredString(document, "MessageId");
   event.severity = RequiredString(document, "Severity");
   event.document = call.request.body;
   event.received = m_clock();

@@ -139,9 +139,9 @@ std::vector<NameStep> StepsOf(const std::string& name) {
 }
 
 std::optional<std::size_t> NumberFinder::PositionOf(const Json& array, const NameStep& step) {
-  const auto [known, is_new] = m_arrays.try_emplace(&array);
+  const auto [known, isNew] = m_arrays.try_emplace(&array);
   Elements& elements = known->second;
-  if (is_new) {
+  if (isNew) {
     elements.identifier = IdentifierOf(array);
     for (std::size_t i = 0; i < array.size() && !elements.identifier.empty(); ++i) {
       elements.positions[array[i].at(elements.identifier).get<std::string>()] = i;
@@ -169,10 +169,10 @@ NumberFinder::Found NumberFinder::Find(const std::vector<NameStep>& steps) {
       const auto position = array ? PositionOf(*around, step) : std::nullopt;
       if (position) at = &around->at(*position);
       if (position) token = std::to_string(*position);
-      found.has_place = position.has_value();
+      found.hasPlace = position.has_value();
     } else {
-      found.has_place = around != nullptr && around->is_object();
-      const bool there = found.has_place && around->contains(step.text);
+      found.hasPlace = around != nullptr && around->is_object();
+      const bool there = found.hasPlace && around->contains(step.text);
       if (there) at = &around->at(step.text);
     }
     found.pointer += "/" + token;

@@ -49,9 +49,9 @@ std::vector<NameStep> StepsOf(const std::string& name);
 class NumberFinder {
  public:
   struct Found {
-    std::string pointer;     // a JSON pointer; "-" in it is an element that is not there
-    bool has_place = false;  // something holds it, or would
-    bool present = false;    // it is there, and a number
+    std::string pointer;    // a JSON pointer; "-" in it is an element that is not there
+    bool hasPlace = false;  // something holds it, or would
+    bool present = false;   // it is there, and a number
   };
 
   explicit NumberFinder(const Json& document) : m_document(document) {}

@@ -93,14 +93,14 @@ class Expander {
   Expander(QueryOptions::Expand which, const std::function<Json(const std::string&)>& fetch)
       : m_which(which), m_fetch(fetch) {}
 
-  void Visit(Json& value, int levels, bool in_links) {
+  void Visit(Json& value, int levels, bool inLinks) {
     if (value.is_array()) {
-      for (Json& element : value) Visit(element, levels, in_links);
+      for (Json& element : value) Visit(element, levels, inLinks);
     } else if (value.is_object() && IsLink(value)) {
-      if (Wanted(in_links)) Replace(value, levels);
+      if (Wanted(inLinks)) Replace(value, levels);
     } else if (value.is_object()) {
       for (const auto& [name, member] : value.items()) {
-        Visit(member, levels, in_links || name == "Links");
+        Visit(member, levels, inLinks || name == "Links");
       }
     }
   }
@@ -113,9 +113,9 @@ class Expander {
     return path.is_string() && path.get_ref<const std::string&>().find('#') == std::string::npos;
   }
 
-  bool Wanted(bool in_links) const {
+  bool Wanted(bool inLinks) const {
     if (m_which == QueryOptions::Expand::kAll) return true;
-    return in_links == (m_which == QueryOptions::Expand::kLinks);
+    return inLinks == (m_which == QueryOptions::Expand::kLinks);
   }
 
   void Replace(Json& link, int levels) {

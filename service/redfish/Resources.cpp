@@ -129,7 +129,7 @@ Json RedfishService::ShapedFor(const Call& call, const ManagerRecord& owner, con
   try {
     return Shaped(TypeNamed(type), path, sent, resolve);
   } catch (const ViewTooLarge&) {
-    call.look_ups->Count(kMaxAnswer + 1);
+    call.lookUps->Count(kMaxAnswer + 1);
     return Shaped(TypeNamed(type), path, Json::object(), resolve);
   }
 }
@@ -138,7 +138,7 @@ Resolver RedfishService::ResolverFor(const Call& call, const ManagerRecord& owne
   return [this, &call, &owner](const std::string& link) {
     const std::size_t fragment = link.find('#');
     const std::string path = link.substr(0, fragment);
-    const std::string schema = call.look_ups->Schema(path, [&] { return SchemaAt(owner, path); });
+    const std::string schema = call.lookUps->Schema(path, [&] { return SchemaAt(owner, path); });
     // A part of a resource is none of the type's own.
     return schema.empty() || fragment == std::string::npos ? schema : schema + "#";
   };

@@ -113,15 +113,15 @@ Response RedfishService::Get(Call& call, const Route& route, const std::string& 
                   "The resource does not take these query options.");
   }
   const bool expands = call.query.expand != QueryOptions::Expand::kNone;
-  call.look_ups->RefuseMore(expands ? 507 : 400);
+  call.lookUps->RefuseMore(expands ? 507 : 400);
   Response response = (this->*route.operation)(call);
   if (response.status != 200) return response;
-  call.look_ups->Count(response.body.size());
+  call.lookUps->Count(response.body.size());
   if (expands || !call.query.select.empty()) {
     const Json document = ParseStored(response.body);
     const auto fetch = [&](const std::string& path) {
       const Json& found = Fetched(call, path);
-      if (found.is_object()) call.look_ups->Count(CompactText(found).size());
+      if (found.is_object()) call.lookUps->Count(CompactText(found).size());
       return found;
     };
     response.body = CompactText(Selected(Expanded(document, call.query, fetch), call.query));
@@ -137,8 +137,8 @@ const Json& RedfishService::Fetched(const Call& call, const std::string& path) {
   std::optional<Target> target = ParseTarget(path);
   // No link has a query.
   if (!target || !target->query.empty()) return nothing;
-  return call.look_ups->Document(target->Path(), [&] {
-    return Answered({call.request, *std::move(target), {}, call.owner, {}, call.look_ups});
+  return call.lookUps->Document(target->Path(), [&] {
+    return Answered({call.request, *std::move(target), {}, call.owner, {}, call.lookUps});
   });
 }
 

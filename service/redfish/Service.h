@@ -55,7 +55,7 @@ class RedfishService {
     std::vector<std::string> names;      // the path's segments that stand for an identifier
     std::optional<ManagerRecord> owner;  // whose token it carries
     QueryOptions query;                  // of a GET
-    std::shared_ptr<LookUps> look_ups = std::make_shared<LookUps>();
+    std::shared_ptr<LookUps> lookUps = std::make_shared<LookUps>();
   };
 
   enum class Access { kAnyone, kOwner };

@@ -66,9 +66,9 @@ std::vector<std::string> Store::ListRegistrationKeys(std::int64_t account) {
   return hashes;
 }
 
-void Store::DeleteAccount(std::int64_t account, bool with_managers) {
+void Store::DeleteAccount(std::int64_t account, bool withManagers) {
   Transaction transaction(m_database);
-  Statement(m_database, with_managers ? kDeleteManagers : kEndTokens).Bind(account).Run();
+  Statement(m_database, withManagers ? kDeleteManagers : kEndTokens).Bind(account).Run();
   Statement(m_database, kDeleteAccount).Bind(account).Run();
   transaction.Commit();
   m_totals.reset();

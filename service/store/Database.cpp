@@ -66,11 +66,11 @@ void Database::Execute(const char* script) {
 
 void Database::NoteChange(int code) {
   constexpr int kPrimary = 0xff;
-  const int before = std::exchange(m_changed_rows, sqlite3_total_changes(Handle()));
+  const int before = std::exchange(m_changedRows, sqlite3_total_changes(Handle()));
   if ((code & kPrimary) == SQLITE_CONSTRAINT) return;
   const bool failed = code != SQLITE_DONE && code != SQLITE_OK;
   // A change of nothing has no need of the disk.
-  if (failed || m_changed_rows != before) m_change_failed = failed;
+  if (failed || m_changedRows != before) m_changeFailed = failed;
 }
 
 int Database::Changes() const { return sqlite3_changes(Handle()); }

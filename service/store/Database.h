@@ -56,7 +56,7 @@ class Database {
 
   // Whether the last change could not be brought to the disk. One that the schema forbids is not
   // meant, since that is an answer too, nor one that found nothing to change.
-  bool ChangeFailed() const { return m_change_failed; }
+  bool ChangeFailed() const { return m_changeFailed; }
 
  private:
   friend class Statement;
@@ -67,8 +67,8 @@ class Database {
     void operator()(sqlite3* handle) const;
   };
   std::unique_ptr<sqlite3, Close> m_handle;
-  bool m_change_failed = false;
-  int m_changed_rows = 0;  // of all changes that were noted
+  bool m_changeFailed = false;
+  int m_changedRows = 0;  // of all changes that were noted
 };
 
 // A statement with its values, finalised with the object. Values are bound and columns counted from

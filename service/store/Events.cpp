@@ -59,7 +59,7 @@ StoredEvent Store::AddEvent(const EventRecord& event, AlarmEffect effect,
   Statement(m_database, kAddEvent)
       .Bind(event.manager)
       .Bind(event.chassis)
-      .Bind(event.message_id)
+      .Bind(event.messageId)
       .Bind(event.severity)
       .Bind(event.document)
       .Bind(event.received)
@@ -134,7 +134,7 @@ std::optional<EventRecord> Store::FindEvent(const std::string& manager, std::int
   event.id = select.Number(0);
   event.manager = select.Text(1);
   event.chassis = select.Text(2);
-  event.message_id = select.Text(3);
+  event.messageId = select.Text(3);
   event.severity = select.Text(4);
   event.document = select.Text(5);
   event.received = select.Number(6);

@@ -237,8 +237,8 @@ std::vector<std::string> Store::ListByState(const FleetFilter& filter) {
 std::vector<std::string> Store::ListUuids(const FleetFilter& filter) {
   using Sort = FleetFilter::Sort;
   if (filter.sort == Sort::kState) return ListByState(filter);
-  const bool by_name = filter.sort == Sort::kName && !filter.descending;
-  return by_name && filter.state ? ListOfState(filter) : ListInOrder(m_database, filter);
+  const bool byName = filter.sort == Sort::kName && !filter.descending;
+  return byName && filter.state ? ListOfState(filter) : ListInOrder(m_database, filter);
 }
 
 std::vector<ApplianceRecord> Store::ListAppliances(const FleetFilter& filter) {

@@ -24,7 +24,7 @@ void Store::Check() {
 
 const Totals& Store::CountTotals() {
   const std::int64_t foreign = ForeignChanges();
-  if (m_totals && m_totals_foreign == foreign) return *m_totals;
+  if (m_totals && m_totalsForeign == foreign) return *m_totals;
   Statement select(m_database, kTotals);
   select.Step();
   Totals totals;
@@ -32,7 +32,7 @@ const Totals& Store::CountTotals() {
   totals.alarms = {select.Number(1), select.Number(2), select.Number(3)};
   totals.chassis = select.Number(4);
   totals.alarmed = {select.Number(5), select.Number(6), select.Number(7)};
-  m_totals_foreign = foreign;
+  m_totalsForeign = foreign;
   return m_totals.emplace(totals);
 }
 

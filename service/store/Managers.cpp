@@ -62,16 +62,16 @@ void PutDocument(Database& database, const std::string& uuid, const std::string&
 }  // namespace
 
 Store::Store(const std::string& file, Database::Missing missing)
-    : m_database(file, missing), m_kept_copy(UpgradeSchema(m_database, file)) {}
+    : m_database(file, missing), m_keptCopy(UpgradeSchema(m_database, file)) {}
 
-bool Store::AddManager(const ManagerRecord& manager, const std::string& token_hash) {
+bool Store::AddManager(const ManagerRecord& manager, const std::string& tokenHash) {
   Transaction transaction(m_database);
   Statement(m_database, kDeleteManager).Bind(manager.uuid).Run();
   const bool known = m_database.Changes() > 0;
   Statement(m_database, kAddManager)
       .Bind(manager.uuid)
       .Bind(manager.name)
-      .Bind(token_hash)
+      .Bind(tokenHash)
       .Bind(manager.registered)
       .Bind(manager.account)
       .Bind(manager.address)
@@ -89,8 +89,8 @@ std::optional<ManagerRecord> Store::FindManager(const std::string& uuid) {
   return ManagerBy(m_database, kManagerByUuid, uuid);
 }
 
-std::optional<ManagerRecord> Store::FindManagerByToken(const std::string& token_hash) {
-  return ManagerBy(m_database, kManagerByToken, token_hash);
+std::optional<ManagerRecord> Store::FindManagerByToken(const std::string& tokenHash) {
+  return ManagerBy(m_database, kManagerByToken, tokenHash);
 }
 
 void Store::SetManagerDocument(const std::string& uuid, const std::string& document,

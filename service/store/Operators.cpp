@@ -33,8 +33,8 @@ std::optional<OperatorRecord> OperatorBy(Database& database, const Sql& sql, con
 bool Store::AddOperator(const OperatorRecord& person) {
   Statement(m_database, kAddOperator)
       .Bind(person.name)
-      .Bind(person.password_hash)
-      .Bind(person.token_hash)
+      .Bind(person.passwordHash)
+      .Bind(person.tokenHash)
       .Bind(person.created)
       .Run();
   return m_database.Changes() > 0;
@@ -48,8 +48,8 @@ std::optional<OperatorRecord> Store::FindOperator(std::int64_t id) {
   return OperatorBy(m_database, kOperatorById, id);
 }
 
-std::optional<OperatorRecord> Store::FindOperatorByToken(const std::string& token_hash) {
-  return OperatorBy(m_database, kOperatorByToken, token_hash);
+std::optional<OperatorRecord> Store::FindOperatorByToken(const std::string& tokenHash) {
+  return OperatorBy(m_database, kOperatorByToken, tokenHash);
 }
 
 std::vector<OperatorRecord> Store::ListOperators() {

@@ -45,8 +45,8 @@ struct AccountRecord {
 struct OperatorRecord {
   std::int64_t id = 0;  // given by the store, never twice
   std::string name;
-  std::optional<std::string> password_hash;
-  std::optional<std::string> token_hash;
+  std::optional<std::string> passwordHash;
+  std::optional<std::string> tokenHash;
   std::int64_t created = 0;
 };
 
@@ -93,7 +93,7 @@ struct AlarmRecord {
   std::int64_t id = 0;
   std::int64_t event = 0;  // which opened it or changed it last
   std::string chassis;
-  std::string message_id;
+  std::string messageId;
   std::string severity;
   std::string document;  // the event's
   std::int64_t opened = 0;
@@ -149,7 +149,7 @@ struct EventRecord {
   std::int64_t id = 0;  // given by the store
   std::string manager;
   std::string chassis;  // empty: of no chassis
-  std::string message_id;
+  std::string messageId;
   std::string severity;
   std::string document;
   std::int64_t received = 0;
@@ -250,7 +250,7 @@ class Store {
   // Opens the file, or creates it where it is missing, and brings its schema up to date.
   explicit Store(const std::string& file, Database::Missing missing = Database::Missing::kCreate);
   // The copy of the file that was kept when its schema was brought up to date; empty: it was.
-  const std::string& KeptCopy() const { return m_kept_copy; }
+  const std::string& KeptCopy() const { return m_keptCopy; }
 
   // Called with each change of what appliances keep once it is on the disk, on the thread and
   // before the end of the operation. Must not throw, and must not change anything.
@@ -267,9 +267,9 @@ class Store {
 
   // Takes the place of the manager with the same UUID, with all that it holds; true when there was
   // one.
-  bool AddManager(const ManagerRecord& manager, const std::string& token_hash);
+  bool AddManager(const ManagerRecord& manager, const std::string& tokenHash);
   std::optional<ManagerRecord> FindManager(const std::string& uuid);
-  std::optional<ManagerRecord> FindManagerByToken(const std::string& token_hash);
+  std::optional<ManagerRecord> FindManagerByToken(const std::string& tokenHash);
   void SetManagerDocument(const std::string& uuid, const std::string& document,
                           const Readings& readings);
   void DeleteManager(const std::string& uuid);
@@ -332,13 +332,13 @@ class Store {
   std::vector<std::string> ListRegistrationKeys(std::int64_t account);
   // With its keys. Its managers go too, or stay with what they sent: their tokens end, and whoever
   // registers one of them next owns it.
-  void DeleteAccount(std::int64_t account, bool with_managers);
+  void DeleteAccount(std::int64_t account, bool withManagers);
 
   // False when there is one of this name.
   bool AddOperator(const OperatorRecord& person);
   std::optional<OperatorRecord> FindOperator(const std::string& name);
   std::optional<OperatorRecord> FindOperator(std::int64_t id);
-  std::optional<OperatorRecord> FindOperatorByToken(const std::string& token_hash);
+  std::optional<OperatorRecord> FindOperatorByToken(const std::string& tokenHash);
   // In order of their names.
   std::vector<OperatorRecord> ListOperators();
   // False when there is none of this name.
@@ -391,11 +391,11 @@ class Store {
   std::optional<std::int64_t> MemberId(const Readings& readings, const std::string& name);
 
   Database m_database;
-  const std::string m_kept_copy;
+  const std::string m_keptCopy;
   Listener m_listener;
-  // None when something has changed since it was counted, or `m_totals_foreign` has.
+  // None when something has changed since it was counted, or `m_totalsForeign` has.
   std::optional<Totals> m_totals;
-  std::int64_t m_totals_foreign = 0;
+  std::int64_t m_totalsForeign = 0;
 };
 
 }  // namespace cloudservice

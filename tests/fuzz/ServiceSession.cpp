@@ -107,7 +107,7 @@ class Connection {
 
   static SessionContext Context(const Log& log) {
     SessionContext context;
-    context.limits.body_bytes = kBodyBytes;
+    context.limits.bodyBytes = kBodyBytes;
     context.handler = Handle;
     context.refuse = Refuse;
     context.clock = [] { return time_t{1772716029}; };

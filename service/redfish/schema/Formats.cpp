@@ -35,8 +35,8 @@ std::optional<std::string> ValidTime(const std::string& text) {
   if (number(4) > 23 || number(5) > 59 || number(6) > 59) return std::nullopt;
   if (number(9) > 14 || number(10) > 59) return std::nullopt;
   std::string valid = text;
-  const bool colon_missing = parts[9].matched && parts[8].length() == 5;
-  if (colon_missing) valid.insert(valid.size() - 2, ":");
+  const bool colonMissing = parts[9].matched && parts[8].length() == 5;
+  if (colonMissing) valid.insert(valid.size() - 2, ":");
   return valid;
 }
 
@@ -53,9 +53,9 @@ bool IsUuid(const std::string& text) {
 bool IsUri(const std::string& text) {
   static const std::string kMarks = "-._~:/?#[]@!$&'()*+,;=%";
   for (const char c : text) {
-    const bool letter_or_digit =
+    const bool letterOrDigit =
         (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    if (!letter_or_digit && kMarks.find(c) == std::string::npos) return false;
+    if (!letterOrDigit && kMarks.find(c) == std::string::npos) return false;
   }
   return true;
 }

@@ -9,16 +9,16 @@ using testing::HasSubstr;
 
 class Events : public ServiceTest {
  protected:
-  std::string Active(const std::string& message_id, const std::string& severity,
+  std::string Active(const std::string& messageId, const std::string& severity,
                      const std::string& of) const {
-    return R"({ "MessageId": ")" + message_id + R"(","Severity": ")" + severity +
+    return R"({ "MessageId": ")" + messageId + R"(","Severity": ")" + severity +
            R"(","MessageArgs": ["Unit1","System","2", null],"Message": "Filter clogged.",)" +
            R"("OriginOfCondition": {"@odata.id": "/redfish/v1/Chassis/)" + of +
            R"("}, "Created": "2016-05-04T13:02:11-0500"})";
   }
-  std::string Clearing(const std::string& message_id, const std::string& of) const {
+  std::string Clearing(const std::string& messageId, const std::string& of) const {
     return R"({ "MessageId": "258","Severity": "MESSAGE","MessageArgs": ["Unit1","System","",")" +
-           message_id +
+           messageId +
            R"("],"Message": "Filter clogged (Cleared).","OriginOfCondition": )"
            R"({"@odata.id": "/redfish/v1/Chassis/)" +
            of + R"("}, "Created": ""})";

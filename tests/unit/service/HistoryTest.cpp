@@ -56,7 +56,7 @@ TEST(Numbers, End_at_the_limits) {
 std::string PlaceOf(const std::string& name, const std::string& document) {
   const Json parsed = Json::parse(document);
   const NumberFinder::Found found = NumberFinder(parsed).Find(StepsOf(name));
-  return found.pointer + (found.present ? "" : found.has_place ? "!" : "?");
+  return found.pointer + (found.present ? "" : found.hasPlace ? "!" : "?");
 }
 
 TEST(Numbers, Are_found_by_their_names) {
@@ -71,7 +71,7 @@ TEST(Numbers, Are_found_by_their_names) {
   for (const auto& [number, pointer] : places) {
     const NumberFinder::Found found = finder.Find(StepsOf(number.member));
     EXPECT_EQ(found.pointer, pointer) << number.member;
-    EXPECT_TRUE(found.present && found.has_place) << number.member;
+    EXPECT_TRUE(found.present && found.hasPlace) << number.member;
   }
 }
 

@@ -250,8 +250,8 @@ TEST_F(Managers, Everything_survives_a_restart) {
 }
 
 TEST_F(Managers, Uuid_that_is_no_part_of_a_path_is_refused) {
-  const std::string long_one(129, 'a');
-  for (const std::string uuid : {"", "a/b", "..", "a b", "a?b", "a%20b", "\n", long_one.c_str()}) {
+  const std::string longOne(129, 'a');
+  for (const std::string uuid : {"", "a/b", "..", "a b", "a?b", "a%20b", "\n", longOne.c_str()}) {
     EXPECT_EQ(Register(uuid).status, 400u) << uuid;
   }
   EXPECT_EQ(Ask("POST", kRegistration, "", R"({"Name": "N"})").status, 400u);

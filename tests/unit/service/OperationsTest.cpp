@@ -48,8 +48,8 @@ TEST_F(InOperation, Health_is_told_without_a_token) {
 TEST_F(InOperation, Json_is_indented_for_who_asks_for_it) {
   const std::string event = "/redfish/v1/Managers/u-1/Oem/Quorvan:Events";
   const std::string text = R"({"MessageId": "x", "Severity": "MESSAGE", "Message": "a, \"b\": {"})";
-  const auto expect_both = [&](const std::string& method, const std::string& target,
-                               const std::string& body = "") {
+  const auto expectBoth = [&](const std::string& method, const std::string& target,
+                              const std::string& body = "") {
     const std::string compact = AskBefore(method, target, token, body).body;
     EXPECT_EQ(compact, Json::parse(compact).dump()) << target;
     const char* mark = target.find('?') == std::string::npos ? "?" : "&";
@@ -60,15 +60,15 @@ TEST_F(InOperation, Json_is_indented_for_who_asks_for_it) {
     const std::string same = AskBefore(method, target + mark + "pretty=false", token, body).body;
     EXPECT_EQ(same, Json::parse(same).dump()) << target;
   };
-  expect_both("GET", "/redfish/v1/");
-  expect_both("GET", "/redfish/v1/Schemas/QuorvanEvent.v1_0_0.json");
-  expect_both("GET", "/redfish/v1/Chassis?$top=1&$expand=.&$select=Members/Name");
-  expect_both("GET", "/redfish/v1/Oem/Quorvan:Events?Cleared=false");
-  expect_both("GET", "/redfish/v1/Managers/u-1/Oem/Quorvan:History");
-  expect_both("GET", "/redfish/v1/nothing");
-  expect_both("POST", event, text);
-  expect_both("POST", event, "{");
-  expect_both("GET", "/healthz");
+  expectBoth("GET", "/redfish/v1/");
+  expectBoth("GET", "/redfish/v1/Schemas/QuorvanEvent.v1_0_0.json");
+  expectBoth("GET", "/redfish/v1/Chassis?$top=1&$expand=.&$select=Members/Name");
+  expectBoth("GET", "/redfish/v1/Oem/Quorvan:Events?Cleared=false");
+  expectBoth("GET", "/redfish/v1/Managers/u-1/Oem/Quorvan:History");
+  expectBoth("GET", "/redfish/v1/nothing");
+  expectBoth("POST", event, text);
+  expectBoth("POST", event, "{");
+  expectBoth("GET", "/healthz");
 }
 
 TEST_F(InOperation, Nothing_but_json_is_indented) {

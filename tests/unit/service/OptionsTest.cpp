@@ -34,11 +34,11 @@ TEST_F(CommandLine, Nothing_said_gives_the_defaults) {
   ASSERT_TRUE(options);
   EXPECT_EQ(options->address, "127.0.0.1");
   EXPECT_EQ(options->port, 8443);
-  EXPECT_EQ(options->max_body, 1024u * 1024u);
-  EXPECT_EQ(options->io_timeout, 60);
+  EXPECT_EQ(options->maxBody, 1024u * 1024u);
+  EXPECT_EQ(options->ioTimeout, 60);
   EXPECT_EQ(options->retention, 7);
-  EXPECT_EQ(options->event_retention, 365);
-  EXPECT_FALSE(options->plain_http);
+  EXPECT_EQ(options->eventRetention, 365);
+  EXPECT_FALSE(options->plainHttp);
 }
 
 TEST_F(CommandLine, Everything_said_is_taken) {
@@ -52,20 +52,20 @@ TEST_F(CommandLine, Everything_said_is_taken) {
   EXPECT_EQ(options->port, 0);
   EXPECT_EQ(options->database, "/x/y.db");
   EXPECT_EQ(options->email, "a@b");
-  EXPECT_EQ(options->registration_key, "k");
+  EXPECT_EQ(options->registrationKey, "k");
   EXPECT_EQ(options->certificate, "c");
   EXPECT_EQ(options->key, "p");
-  EXPECT_EQ(options->max_body, 17u);
-  EXPECT_EQ(options->io_timeout, 3600);
+  EXPECT_EQ(options->maxBody, 17u);
+  EXPECT_EQ(options->ioTimeout, 3600);
   EXPECT_EQ(options->retention, 30);
-  EXPECT_EQ(options->event_retention, 36500);
+  EXPECT_EQ(options->eventRetention, 36500);
 }
 
 TEST_F(CommandLine, Key_comes_from_a_file_or_from_standard_input) {
   for (const char* file : {"/x/key", "-"}) {
     const auto options = Parse({"--email", "a@b", "--registration-key-file", file});
     ASSERT_TRUE(options) << err;
-    EXPECT_EQ(options->registration_key_file, file);
+    EXPECT_EQ(options->registrationKeyFile, file);
   }
 }
 
@@ -83,16 +83,16 @@ TEST_F(CommandLine, Owners_are_commands_of_their_own) {
   EXPECT_EQ(options->command, Command::kAddAccount);
   EXPECT_EQ(options->subject, "a@b");
   EXPECT_EQ(options->database, "/x/y.db");
-  EXPECT_TRUE(options->secret_from_input);
+  EXPECT_TRUE(options->secretFromInput);
   EXPECT_TRUE(options->replace);
   options = Parse({"account", "remove", "a@b", "--appliances"});
   ASSERT_TRUE(options) << err;
   EXPECT_EQ(options->command, Command::kRemoveAccount);
-  EXPECT_TRUE(options->with_appliances);
+  EXPECT_TRUE(options->withAppliances);
   options = Parse({"--db", "d", "operator", "add", "olga", "--token"});
   ASSERT_TRUE(options) << err;
   EXPECT_EQ(options->command, Command::kAddOperator);
-  EXPECT_TRUE(options->with_token);
+  EXPECT_TRUE(options->withToken);
   EXPECT_FALSE(options->create);
   EXPECT_TRUE(Parse({"operator", "add", "olga", "--create"})->create);
   EXPECT_TRUE(Parse({"account", "add", "a@b", "--create"})->create);

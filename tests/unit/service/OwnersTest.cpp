@@ -273,7 +273,7 @@ TEST_F(Commands, Account_is_added_listed_and_removed) {
   const std::string key = told.substr(18, told.size() - 19);
   EXPECT_TRUE(accounts.Admit("p", "a@b", key).account);
   Options given = Of(Command::kAddAccount, "a@b");
-  given.secret_from_input = true;
+  given.secretFromInput = true;
   EXPECT_EQ(Run(given, "my-key\n"), "");
   EXPECT_EQ(Fails([&] { Run(given, "my-key\n"); }), "a@b has this key already");
   EXPECT_EQ(Fails([&] { Run(given); }), "standard input has no line to read");
@@ -300,7 +300,7 @@ TEST_F(Commands, Operator_is_added_listed_and_removed) {
   ASSERT_THAT(told, StartsWith("password: "));
   EXPECT_TRUE(operators.Check("p", "olga", told.substr(10, told.size() - 11)).person);
   Options script = Of(Command::kAddOperator, "script");
-  script.with_token = true;
+  script.withToken = true;
   const std::string token = Run(script);
   EXPECT_EQ(operators.Identify("p", {"", "Bearer " + token.substr(7, 64)}).name, "script");
   EXPECT_EQ(Run(Of(Command::kListOperators)),

@@ -62,7 +62,7 @@ TEST_F(Redfish, Expansion_has_an_end_of_few_large_documents_too) {
 class LargeView : public Redfish {
  protected:
   LargeView() {
-    store->AddChassis({long_id, "u-1", "{}", now});
+    store->AddChassis({longId, "u-1", "{}", now});
     Send({{"Temperatures", Json::array_t(2000, Json::object())}, {"Name", "n"}});
   }
 
@@ -76,8 +76,8 @@ class LargeView : public Redfish {
     Send({{"Name", std::string(bytes - before + 1, 'n')}});
   }
 
-  const std::string long_id = std::string(4000, 'c');
-  const std::string path = "/redfish/v1/Chassis/" + long_id + "/Thermal";
+  const std::string longId = std::string(4000, 'c');
+  const std::string path = "/redfish/v1/Chassis/" + longId + "/Thermal";
 };
 
 TEST_F(LargeView, Has_8_MiB_at_most) {
@@ -302,9 +302,9 @@ TEST_F(Redfish, Error_names_the_member_and_quotes_only_what_is_short) {
   EXPECT_EQ(missing.at("MessageSeverity"), "Warning");
   const Json wrong = info({{"HeartbeatInterval", "soon"}});
   EXPECT_EQ(wrong.at("MessageArgs"), Json::array({"\"soon\"", "HeartbeatInterval"}));
-  const Json long_one = info({{"HeartbeatInterval", std::string(1000, 'x')}});
-  EXPECT_EQ(long_one.at("MessageId"), "Base.1.16.PropertyValueError");
-  EXPECT_THAT(long_one.dump(), Not(HasSubstr("xx")));
+  const Json longOne = info({{"HeartbeatInterval", std::string(1000, 'x')}});
+  EXPECT_EQ(longOne.at("MessageId"), "Base.1.16.PropertyValueError");
+  EXPECT_THAT(longOne.dump(), Not(HasSubstr("xx")));
 }
 
 TEST_F(Redfish, Selection_goes_through_arrays_and_keeps_what_names_the_resource) {

@@ -27,7 +27,7 @@ TEST_F(ServerTest, Chunked_bodies_are_read_and_other_encodings_are_not) {
 }
 
 TEST_F(ServerTest, Chunked_in_any_case_of_letters_with_all_that_belongs_to_it_is_read) {
-  limits.body_bytes = 1000000;
+  limits.bodyBytes = 1000000;
   Start();
   EXPECT_THAT(Exchange("POST /p HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: Chunked \r\n\r\n"
                        "1\r\na\r\n0\r\n\r\n"),

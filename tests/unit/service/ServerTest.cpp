@@ -96,22 +96,22 @@ TEST_F(ServerTest, Connection_is_closed_where_the_sender_wants_it) {
 
 TEST_F(ServerTest, Slow_senders_hold_up_nobody) {
   Start();
-  Peer in_header(port);
-  in_header.Send("POST /slow HTTP/1.1\r\nHost: x\r\nMo");
-  Peer in_body(port);
-  in_body.Send(Post("a", "3"));
+  Peer inHeader(port);
+  inHeader.Send("POST /slow HTTP/1.1\r\nHost: x\r\nMo");
+  Peer inBody(port);
+  inBody.Send(Post("a", "3"));
   Peer silent(port);
   for (int i = 0; i < 20; ++i) {
     Peer quick(port);
     quick.Send(Get("/quick"));
     ASSERT_THAT(quick.ReadAnswer(), EndsWith("GET /quick [] "));
-    in_header.Send("s");
+    inHeader.Send("s");
   }
-  in_header.Send("t: x\r\nContent-Length: 1\r\n\r\nz");
-  EXPECT_THAT(in_header.ReadAnswer(), EndsWith("POST /slow [] z"));
-  in_body.Send("b");
-  in_body.Send("c");
-  EXPECT_THAT(in_body.ReadAnswer(), EndsWith("POST /p [] abc"));
+  inHeader.Send("t: x\r\nContent-Length: 1\r\n\r\nz");
+  EXPECT_THAT(inHeader.ReadAnswer(), EndsWith("POST /slow [] z"));
+  inBody.Send("b");
+  inBody.Send("c");
+  EXPECT_THAT(inBody.ReadAnswer(), EndsWith("POST /p [] abc"));
 }
 
 TEST_F(ServerTest, Two_hundred_idle_connections_hold_up_nobody) {
@@ -133,7 +133,7 @@ TEST_F(ServerTest, Header_above_the_limit_is_431) {
 }
 
 TEST_F(ServerTest, Body_above_the_limit_is_413_and_its_sender_gets_to_read_it) {
-  limits.body_bytes = 100000;
+  limits.bodyBytes = 100000;
   Start();
   EXPECT_THAT(Exchange(Post(std::string(100000, 'a'), "100000")), EndsWith("100000"));
   const std::string answer = Exchange(Post(std::string(2000000, 'a'), "2000000"));
@@ -216,18 +216,18 @@ TEST_F(ServerTest, Sender_that_waits_for_100_is_told_to_go_on) {
 TEST_F(ServerTest, Stop_ends_connections_that_wait_for_more) {
   Start();
   Peer idle(port);
-  Peer in_header(port);
-  in_header.Send("GET / HT");
-  Peer in_body(port);
-  in_body.Send(Get("/") + Post("a", "3"));
-  in_body.ReadAnswer();
+  Peer inHeader(port);
+  inHeader.Send("GET / HT");
+  Peer inBody(port);
+  inBody.Send(Get("/") + Post("a", "3"));
+  inBody.ReadAnswer();
   // The answer is there; now the server has seen that too and waits for the rest of the body.
   OnServer([] {});
   Stop();
   EXPECT_EQ(server->Connections(), 0u);
   EXPECT_EQ(idle.ReadAll(), "");
-  EXPECT_EQ(in_header.ReadAll(), "");
-  EXPECT_EQ(in_body.ReadAll(), "");
+  EXPECT_EQ(inHeader.ReadAll(), "");
+  EXPECT_EQ(inBody.ReadAll(), "");
   EXPECT_THROW(Peer{port}, std::runtime_error);
 }
 

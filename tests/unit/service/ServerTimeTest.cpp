@@ -20,12 +20,12 @@ TEST_F(ServerTest, Idle_connection_is_closed) {
 TEST_F(ServerTest, Header_and_body_have_to_come_in_time) {
   limits.header = limits.body = std::chrono::milliseconds(20);
   Start();
-  Peer in_header(port);
-  in_header.Send("GET / HT");
-  EXPECT_EQ(in_header.ReadAll(), "");
-  Peer in_body(port);
-  in_body.Send(Post("a", "3"));
-  EXPECT_EQ(in_body.ReadAll(), "");
+  Peer inHeader(port);
+  inHeader.Send("GET / HT");
+  EXPECT_EQ(inHeader.ReadAll(), "");
+  Peer inBody(port);
+  inBody.Send(Post("a", "3"));
+  EXPECT_EQ(inBody.ReadAll(), "");
   EXPECT_THAT(Lines(), HasSubstr("connection closed: its request took too long"));
 }
 

@@ -32,7 +32,7 @@ class TlsServerTest : public ServerTest {
   std::string CipherOf(const char* ciphers) {
     asio::ssl::context client(asio::ssl::context::tlsv12_client);
     SSL_CTX_set_cipher_list(client.native_handle(), ciphers);
-    Stream stream(m_client_io, client);
+    Stream stream(m_clientIo, client);
     stream.lowest_layer().connect({asio::ip::make_address("127.0.0.1"), port});
     boost::system::error_code error;
     stream.handshake(asio::ssl::stream_base::client, error);
@@ -40,7 +40,7 @@ class TlsServerTest : public ServerTest {
   }
 
   std::unique_ptr<Stream> Connect() {
-    auto stream = std::make_unique<Stream>(m_client_io, m_client);
+    auto stream = std::make_unique<Stream>(m_clientIo, m_client);
     stream->lowest_layer().connect({asio::ip::make_address("127.0.0.1"), port});
     stream->handshake(asio::ssl::stream_base::client);
     return stream;
@@ -54,7 +54,7 @@ class TlsServerTest : public ServerTest {
 
   TempFolder m_folder;
   asio::ssl::context m_tls;
-  asio::io_context m_client_io;
+  asio::io_context m_clientIo;
   asio::ssl::context m_client{asio::ssl::context::tls_client};
 };
 

@@ -268,10 +268,10 @@ TEST(PayloadCheck, Finds_what_is_wrong) {
     bad.update(Json::parse(wrong));
     EXPECT_THAT(FaultsOf(bad), testing::Not(IsEmpty())) << wrong;
   }
-  Json short_of = good;
-  short_of.erase("Name");
-  EXPECT_THAT(FaultsOf(short_of), testing::ElementsAre("/Name is missing"));
-  EXPECT_THAT(FaultsOf(short_of, true), IsEmpty());
+  Json shortOf = good;
+  shortOf.erase("Name");
+  EXPECT_THAT(FaultsOf(shortOf), testing::ElementsAre("/Name is missing"));
+  EXPECT_THAT(FaultsOf(shortOf, true), IsEmpty());
 }
 
 }  // namespace
