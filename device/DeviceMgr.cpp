@@ -6,10 +6,9 @@
 
 #include <cstring>
 
-#include "base/CloudCfg.h"
 #include "base/MutexGuard.h"
 #include "device/DeviceMgrState.h"
-#include "platform/pld/LxVelEventUtil.h"
+#include "device/Poster.h"
 #include "platform/util/dlog.h"
 
 namespace cloudclient {
@@ -28,12 +27,6 @@ constexpr int32_t kMaxProxyMissing = 320;
 // Further calls of the event dispatch in one pass, while it reports more.
 constexpr int kMaxMoreEvents = 20;
 
-// Seconds announced by the countdown between two heartbeats, and taken off it by each pass.
-constexpr int kHeartbeatCountdown = 90;
-constexpr int kPassSeconds = 5;
-
-constexpr uint16_t kDeviceLabelPoint = 4329;
-
 // Shared with the timer's thread, without lock or atomic.
 // Kept: docs/kept-behaviour.md#unlocked-flags
 bool g_alarmSyncRequested = false;
@@ -42,16 +35,6 @@ bool g_alarmSyncRequested = false;
 int32_t g_proxyMissingCount = 0;
 
 }  // namespace
-
-// What one life of the poster thread knows.
-struct DeviceMgr::PosterState {
-  std::string managerId;
-  // Device instance to chassis identifier, built once a thread life.
-  std::map<int32_t, std::string> chassis;
-  // The chassis looked up last, whoever looked it up; changes of value go to it.
-  // Kept: docs/kept-behaviour.md#last-chassis
-  std::string chassisId;
-};
 
 DeviceMgr* DeviceMgr::GetInstance() {
   static auto* const instance = new DeviceMgr();
@@ -157,6 +140,22 @@ void DeviceMgr::AddDeviceCOV(const LxPldCovNotification& notification) {
   m_deviceCovs.push_back(cov);
 }
 
+unsigned int DeviceMgr::TakeEvents(std::vector<DeviceEvent>& events) {
+  const MutexGuard guard(m_eventMutex);
+  if (guard.Status() != 0) return guard.Status();
+  events = m_deviceEvents;
+  ClearEvents();
+  return 0;
+}
+
+unsigned int DeviceMgr::TakeCovs(std::vector<DeviceCov>& covs) {
+  const MutexGuard guard(m_covMutex);
+  if (guard.Status() != 0) return guard.Status();
+  covs = m_deviceCovs;
+  ClearCovs();
+  return 0;
+}
+
 int32_t DeviceMgr::GetMaxModuleCountForPoint(unsigned int deviceId, unsigned int pointId) {
   // Kept: docs/kept-behaviour.md#count-cached-for-good
   const auto cached = m_maxModuleCounts.find(pointId);
@@ -226,147 +225,8 @@ bool DeviceMgr::PumpNotifications() {
 }
 
 void* DeviceMgr::CloudPoster(void* /*argument*/) {
-  Guarded([] { GetInstance()->RunCloudPoster(); });
+  Guarded([] { Poster(*GetInstance()).Run(); });
   return nullptr;
-}
-
-void DeviceMgr::RunCloudPoster() {
-  PosterState state;
-  // Kept: docs/kept-behaviour.md#poster-ends
-  const int status = CloudCfg()->GetUUID(state.managerId);
-  if (status != 0) {
-    __dlog_printf(3, kUnit, "%s: Failed to get the manager instance (%u)", "CloudPoster",
-                  static_cast<unsigned int>(status));
-    return;
-  }
-  WaitForChassis(state);
-  while (m_running) {
-    for (int countdown = kHeartbeatCountdown;; countdown -= kPassSeconds) {
-      sleep(kPassSeconds);
-      PosterPass(state);
-      // The countdown is asked before the flag: a stop during the last pass still beats once.
-      // Kept: docs/kept-behaviour.md#last-beat
-      if (countdown <= 0) break;
-      if (!m_running) return;
-    }
-    Guarded([this] { SendHeartbeat(); });
-  }
-}
-
-// Kept: docs/kept-behaviour.md#chassis-map-once
-void DeviceMgr::WaitForChassis(PosterState& state) {
-  while (m_running) {
-    unsigned int count = 0;
-    CloudCfg()->GetNumCfgChassis(count);
-    if (count != 0) {
-      std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
-      CloudCfg()->GetConfiguredChassis(configured);
-      for (const auto& [id, chassis] : configured) {
-        int velId = 0;
-        chassis.GetVelocityInstance(velId);
-        state.chassis.emplace(velId, id);
-        state.chassisId = id;
-      }
-    }
-    sleep(2);
-    if (count != 0) return;
-  }
-}
-
-void DeviceMgr::PosterPass(PosterState& state) {
-  if (HasEvents() && !m_syncInProgress) {
-    Guarded([&] { PostQueuedEvents(state); });
-  }
-  if (HasCovs()) {
-    Guarded([&] { ProcessQueuedCov(state); });
-  }
-  if (g_alarmSyncRequested) {
-    Guarded([&] { ServeAlarmSyncRequest(state); });
-  }
-}
-
-void DeviceMgr::PostQueuedEvents(PosterState& state) {
-  __dlog_printf(7, kUnit, "%s: has events", "CloudPoster");
-  std::vector<DeviceEvent> events;
-  {
-    const MutexGuard guard(m_eventMutex);
-    if (guard.Status() != 0) {
-      __dlog_printf(3, kUnit, "%s: Failed to get the event list lock", "CloudPoster");
-      return;
-    }
-    events = m_deviceEvents;
-    ClearEvents();
-  }
-  for (const DeviceEvent& event : events) {
-    Guarded([&] { PostQueuedEvent(state, event); });
-  }
-}
-
-void DeviceMgr::PostQueuedEvent(PosterState& state, const DeviceEvent& event) {
-  const auto chassis = state.chassis.find(static_cast<int32_t>(event.velId));
-  if (chassis == state.chassis.end()) {
-    __dlog_printf(3, kUnit, "%s: Failed to find chassis instance for velid: %u", "CloudPoster",
-                  event.velId);
-    return;
-  }
-  state.chassisId = chassis->second;
-
-  CloudAlarm alarm;
-  std::string trackedKey;
-  if (m_activeAlarms.FindActiveAlarmByEventId(event.velId, event.gddId, trackedKey, alarm) != 0 &&
-      alarm.GetMessageArg() == event.module) {
-    const std::string eventState = LxVelEventUtil(event.eventState).GetEventStateString();
-    if (alarm.GetSeverity() == eventState) return;
-    alarm.SetState(eventState);
-  } else {
-    alarm = CloudAlarm();
-    InitCloudAlarmFromDeviceEvent(alarm, event);
-  }
-  __dlog_printf(7, kUnit, "%s: Posting alarm for %d  state %s", "CloudPoster",
-                static_cast<int>(alarm.GetEventId()), alarm.GetSeverity().c_str());
-  // Kept: docs/kept-behaviour.md#no-second-post
-  PostEventForAlarmToCloud(alarm, state.chassisId, state.managerId);
-  // Kept: docs/kept-behaviour.md#cleared-anyway
-  if (alarm.GetSeverity() == kSeverityCleared) {
-    m_activeAlarms.RemoveActiveAlarm(event.velId, alarm.GetMessageId());
-  }
-}
-
-void DeviceMgr::ProcessQueuedCov(PosterState& state) {
-  std::vector<DeviceCov> covs;
-  {
-    const MutexGuard guard(m_covMutex);
-    if (guard.Status() != 0) {
-      __dlog_printf(3, kUnit, "%s: Failed to get the cov list lock", "CloudPoster");
-      return;
-    }
-    covs = m_deviceCovs;
-    ClearCovs();
-  }
-  // A pass delivers the change that was queued first and drops the others.
-  // Kept: docs/kept-behaviour.md#first-change
-  const DeviceCov& cov = covs.front();
-  std::string label;
-  if (m_pldProxy != nullptr) {
-    m_pldProxy->GetPointText(label, static_cast<uint16_t>(cov.word0), kDeviceLabelPoint, 1, 0, 0, 0,
-                             0);
-  }
-  m_patchMgr.ProcessCOV(cov.word0, static_cast<int32_t>(cov.pointId), cov.extra, cov.valueText,
-                        m_httpsClient, state.chassisId, state.managerId, label);
-}
-
-void DeviceMgr::ServeAlarmSyncRequest(PosterState& state) {
-  std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
-  CloudCfg()->GetConfiguredChassis(configured);
-  // Each call synchronises all chassis, so that several are done several times.
-  // Kept: docs/kept-behaviour.md#all-chassis-each
-  for (const auto& [id, chassis] : configured) {
-    state.chassisId = id;
-    int velId = 0;
-    chassis.GetVelocityInstance(velId);
-    Guarded([&, chassisId = id] { SyncChassisAlarms(velId, chassisId); });
-  }
-  g_alarmSyncRequested = false;
 }
 
 }  // namespace cloudclient

@@ -85,6 +85,10 @@ class DeviceMgr {
   void ClearCovs() { m_deviceCovs.clear(); }
   std::vector<DeviceEvent>& GetEventList() { return m_deviceEvents; }
   std::vector<DeviceCov>& GetCovList() { return m_deviceCovs; }
+  // Empty a queue under its mutex, and replace the argument by what was in it. Return the mutex's
+  // status: non-zero, and nothing happened, when it could not be locked.
+  unsigned int TakeEvents(std::vector<DeviceEvent>& events);
+  unsigned int TakeCovs(std::vector<DeviceCov>& covs);
 
   // The request for an alarm synchronisation, which `CloudPoster` serves.
   static bool IsAlarmSyncRequested();
@@ -174,8 +178,6 @@ class DeviceMgr {
   void SendHeartbeat();
 
  private:
-  struct PosterState;
-
   DeviceMgr();
 
   // Thread bodies; the argument is not used, the result null.
@@ -186,13 +188,6 @@ class DeviceMgr {
   static void CovCallback(int status, const LxPldCovNotification* notification);
   static void ActiveEventsCallback(int status, const std::list<LxPldProxy::ActiveEvent*>& events);
 
-  void RunCloudPoster();
-  void WaitForChassis(PosterState& state);
-  void PosterPass(PosterState& state);
-  void PostQueuedEvents(PosterState& state);
-  void PostQueuedEvent(PosterState& state, const DeviceEvent& event);
-  void ProcessQueuedCov(PosterState& state);
-  void ServeAlarmSyncRequest(PosterState& state);
   void RunChangeOfChecker();
   bool PumpNotifications();
 

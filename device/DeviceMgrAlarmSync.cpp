@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include "base/CloudCfg.h"
-#include "base/MutexGuard.h"
 #include "device/DeviceMgr.h"
 #include "device/DeviceMgrState.h"
 #include "platform/pld/LxVelEventUtil.h"
@@ -67,13 +66,8 @@ void DeviceMgr::SyncAlarmsOfChassis(const std::string& chassisId,
   // Kept: docs/kept-behaviour.md#two-second-wait
   sleep(2);  // the engine may answer on a thread of its own
   std::vector<DeviceEvent> deviceEvents;
-  {
-    const MutexGuard guard(m_eventMutex);
-    // Kept: docs/kept-behaviour.md#silent-skip
-    if (guard.Status() != 0) return;
-    deviceEvents = m_deviceEvents;
-    ClearEvents();
-  }
+  // Kept: docs/kept-behaviour.md#silent-skip
+  if (TakeEvents(deviceEvents) != 0) return;
 
   PairFirstAlarm(cloudAlarms, deviceEvents, chassisId, managerId);
 

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: Apache-2.0
+// The work of the poster's thread: its rhythm, queued events, the one change of value of a pass.
+#include "device/Poster.h"
+
+#include <unistd.h>
+
+#include <vector>
+
+#include "base/CloudCfg.h"
+#include "device/DeviceMgr.h"
+#include "device/DeviceMgrState.h"
+#include "platform/pld/LxVelEventUtil.h"
+#include "platform/util/dlog.h"
+
+namespace cloudclient {
+
+namespace {
+
+// Seconds announced by the countdown between two heartbeats, and taken off it by each pass.
+constexpr int kHeartbeatCountdown = 90;
+constexpr int kPassSeconds = 5;
+
+constexpr uint16_t kDeviceLabelPoint = 4329;
+
+}  // namespace
+
+Poster::Poster(DeviceMgr& mgr) : m_mgr(mgr) {}
+
+void Poster::Run() {
+  // Kept: docs/kept-behaviour.md#poster-ends
+  const int status = CloudCfg()->GetUUID(m_managerId);
+  if (status != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to get the manager instance (%u)", "CloudPoster",
+                  static_cast<unsigned int>(status));
+    return;
+  }
+  WaitForChassis();
+  while (m_mgr.IsRunning()) {
+    for (int countdown = kHeartbeatCountdown;; countdown -= kPassSeconds) {
+      sleep(kPassSeconds);
+      MakePass();
+      // The countdown is asked before the flag: a stop during the last pass still beats once.
+      // Kept: docs/kept-behaviour.md#last-beat
+      if (countdown <= 0) break;
+      if (!m_mgr.IsRunning()) return;
+    }
+    Guarded([this] { m_mgr.SendHeartbeat(); });
+  }
+}
+
+// Kept: docs/kept-behaviour.md#chassis-map-once
+void Poster::WaitForChassis() {
+  while (m_mgr.IsRunning()) {
+    unsigned int count = 0;
+    CloudCfg()->GetNumCfgChassis(count);
+    if (count != 0) {
+      std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
+      CloudCfg()->GetConfiguredChassis(configured);
+      for (const auto& [id, chassis] : configured) {
+        int velId = 0;
+        chassis.GetVelocityInstance(velId);
+        m_chassis.emplace(velId, id);
+        m_chassisId = id;
+      }
+    }
+    sleep(2);
+    if (count != 0) return;
+  }
+}
+
+void Poster::MakePass() {
+  if (m_mgr.HasEvents() && !m_mgr.IsSyncInProgress()) {
+    Guarded([this] { PostQueuedEvents(); });
+  }
+  if (m_mgr.HasCovs()) {
+    Guarded([this] { ProcessQueuedCov(); });
+  }
+  if (DeviceMgr::IsAlarmSyncRequested()) {
+    Guarded([this] { ServeAlarmSyncRequest(); });
+  }
+}
+
+void Poster::PostQueuedEvents() {
+  __dlog_printf(7, kUnit, "%s: has events", "CloudPoster");
+  std::vector<DeviceEvent> events;
+  if (m_mgr.TakeEvents(events) != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to get the event list lock", "CloudPoster");
+    return;
+  }
+  for (const DeviceEvent& event : events) {
+    Guarded([&] { PostQueuedEvent(event); });
+  }
+}
+
+void Poster::PostQueuedEvent(const DeviceEvent& event) {
+  const auto chassis = m_chassis.find(static_cast<int32_t>(event.velId));
+  if (chassis == m_chassis.end()) {
+    __dlog_printf(3, kUnit, "%s: Failed to find chassis instance for velid: %u", "CloudPoster",
+                  event.velId);
+    return;
+  }
+  m_chassisId = chassis->second;
+
+  DeviceActiveAlarmsMgr& tracker = m_mgr.GetActiveAlarmsMgr();
+  CloudAlarm alarm;
+  std::string trackedKey;
+  if (tracker.FindActiveAlarmByEventId(event.velId, event.gddId, trackedKey, alarm) != 0 &&
+      alarm.GetMessageArg() == event.module) {
+    const std::string eventState = LxVelEventUtil(event.eventState).GetEventStateString();
+    if (alarm.GetSeverity() == eventState) return;
+    alarm.SetState(eventState);
+  } else {
+    alarm = CloudAlarm();
+    m_mgr.InitCloudAlarmFromDeviceEvent(alarm, event);
+  }
+  __dlog_printf(7, kUnit, "%s: Posting alarm for %d  state %s", "CloudPoster",
+                static_cast<int>(alarm.GetEventId()), alarm.GetSeverity().c_str());
+  // Kept: docs/kept-behaviour.md#no-second-post
+  m_mgr.PostEventForAlarmToCloud(alarm, m_chassisId, m_managerId);
+  // Kept: docs/kept-behaviour.md#cleared-anyway
+  if (alarm.GetSeverity() == kSeverityCleared) {
+    tracker.RemoveActiveAlarm(event.velId, alarm.GetMessageId());
+  }
+}
+
+void Poster::ProcessQueuedCov() {
+  std::vector<DeviceCov> covs;
+  if (m_mgr.TakeCovs(covs) != 0) {
+    __dlog_printf(3, kUnit, "%s: Failed to get the cov list lock", "CloudPoster");
+    return;
+  }
+  // A pass delivers the change that was queued first and drops the others.
+  // Kept: docs/kept-behaviour.md#first-change
+  const DeviceCov& cov = covs.front();
+  std::string label;
+  LxPldProxy* const proxy = m_mgr.GetPldProxy();
+  if (proxy != nullptr) {
+    proxy->GetPointText(label, static_cast<uint16_t>(cov.word0), kDeviceLabelPoint, 1, 0, 0, 0, 0);
+  }
+  m_mgr.GetPatchMgr().ProcessCOV(cov.word0, static_cast<int32_t>(cov.pointId), cov.extra,
+                                 cov.valueText, m_mgr.GetHttpsClient(), m_chassisId, m_managerId,
+                                 label);
+}
+
+void Poster::ServeAlarmSyncRequest() {
+  std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
+  CloudCfg()->GetConfiguredChassis(configured);
+  // Each call synchronises all chassis, so that several are done several times.
+  // Kept: docs/kept-behaviour.md#all-chassis-each
+  for (const auto& [id, chassis] : configured) {
+    m_chassisId = id;
+    int velId = 0;
+    chassis.GetVelocityInstance(velId);
+    Guarded([&, chassisId = id] { m_mgr.SyncChassisAlarms(velId, chassisId); });
+  }
+  DeviceMgr::SetAlarmSyncRequested(false);
+}
+
+}  // namespace cloudclient
