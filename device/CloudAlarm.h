@@ -30,6 +30,8 @@ class CloudAlarm {
   // is the platform's cleared text, else as the time of creation.
   void SetState(const std::string& state);
   const std::string& GetSeverity() const { return m_severity; }
+  // Whether events tell it as active: its state's text is not kSeverityCleared.
+  bool IsActive() const { return m_severity != kSeverityCleared; }
   const std::string& GetClearedTime() const { return m_clearedTime; }
 
   // Text shown for the event, without a full stop at its end.

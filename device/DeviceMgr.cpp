@@ -7,8 +7,10 @@
 #include <cstring>
 
 #include "base/MutexGuard.h"
+#include "device/DataFiles.h"
 #include "device/DeviceMgrState.h"
 #include "device/Poster.h"
+#include "platform/pld/LxProductIdentSeq.h"
 #include "platform/util/dlog.h"
 
 namespace cloudclient {
@@ -185,6 +187,27 @@ int32_t DeviceMgr::GetMaxModuleCountForPoint(unsigned int deviceId, unsigned int
   }
   m_maxModuleCounts.emplace(pointId, static_cast<int32_t>(count));
   return static_cast<int32_t>(count);
+}
+
+void DeviceMgr::InitDeviceDataPaths(int velId, LxPldProxy* proxy) {
+  std::string path;
+  if (FindPath(velId, path, "covpatchmap.txt") != 0) {
+    m_patchMgr.InitCovPatchMaps(path);
+    m_patchMgr.InitIdHistoryValues(velId, m_httpsClient);
+  }
+  m_patchMgr.NewDaySyncAccumulators(velId, m_httpsClient, proxy);
+}
+
+int32_t DeviceMgr::FindPath(int velId, std::string& path, const std::string& fileName) {
+  LxProductIdentSeq* psi = nullptr;
+  if (m_pldProxy == nullptr ||
+      !m_pldProxy->GetProdSeqId(&psi, static_cast<unsigned short>(velId))) {
+    __dlog_printf(3, kUnit, "%s: Failed to get the product sequence id", "FindPath");
+    return 0;
+  }
+  std::string sequence;
+  psi->ConvertPsiToStr(sequence);
+  return FindDataFile(sequence, fileName, path) ? 1 : 0;
 }
 
 void* DeviceMgr::ChangeOfCheckerThread(void* /*argument*/) {

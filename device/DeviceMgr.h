@@ -115,10 +115,8 @@ class DeviceMgr {
 
   // Locates and loads the patch map of the device, and seeds the accumulators.
   void InitDeviceDataPaths(int velId, LxPldProxy* proxy);
-  // Searches the device's data folder, then the folders above it, for `fileName`. 1 and its full
-  // path in `path`; 0 when the device's product sequence identifier is unknown or empty, and when
-  // it begins with a full stop and the file is not found up to the server's folder. Does not return
-  // otherwise while the file is nowhere on the way up.
+  // Searches for a data file of the device: 1 and its full path in `path`, else 0. As FindDataFile,
+  // which does not always return; 0 also when the device's product sequence identifier is unknown.
   int32_t FindPath(int velId, std::string& path, const std::string& fileName);
 
   // Edits of a rendered document, as PatchMgr's.

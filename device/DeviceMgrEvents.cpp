@@ -1,40 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// Event documents, and the device's active events.
+// The post of an event, and the device's active events.
 #include "base/CloudCfg.h"
 #include "base/MutexGuard.h"
 #include "base/ServiceUrl.h"
 #include "device/DeviceMgr.h"
 #include "device/DeviceMgrState.h"
+#include "device/EventDocument.h"
 #include "platform/pld/LxVelEventUtil.h"
 #include "platform/util/dlog.h"
 
 namespace cloudclient {
-
-namespace {
-
-// The event document. Values are inserted as they are, nothing is escaped.
-// Kept: docs/kept-behaviour.md#event-unescaped
-std::string EventDocument(const CloudAlarm& alarm, const std::string& chassisId, bool active) {
-  std::string document = R"({ "MessageId": ")";
-  if (active) {
-    document += alarm.GetMessageId() + R"(",)";
-    document += R"("Severity": ")" + alarm.GetSeverity() + R"(",)";
-    document += R"("MessageArgs": ["Unit1","System",")" + std::to_string(alarm.GetMessageArg()) +
-                R"(", null],)";
-    document += R"("Message": ")" + alarm.GetMessage() + R"(.",)";
-  } else {
-    document += R"(258",)";
-    document += R"("Severity": "MESSAGE",)";
-    document += R"("MessageArgs": ["Unit1","System",")" + alarm.GetClearedTime() + R"(",")" +
-                alarm.GetMessageId() + R"("],)";
-    document += R"("Message": ")" + alarm.GetMessage() + R"( (Cleared).",)";
-  }
-  document += R"("OriginOfCondition": {"@odata.id": "/redfish/v1/Chassis/)" + chassisId;
-  document += R"("}, "Created": ")" + alarm.GetCreated() + R"("})";
-  return document;
-}
-
-}  // namespace
 
 void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
                                          const std::string& managerId) {
@@ -44,8 +19,7 @@ void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::str
     __dlog_printf(3, kUnit, "%s: missing the xauthtoken ", "PostEventForAlarmToCloud");
     return;
   }
-  const bool active = alarm.GetSeverity() != kSeverityCleared;
-  const std::string document = EventDocument(alarm, chassisId, active);
+  const std::string document = EventDocument(alarm, chassisId);
   std::string baseUrl;
   if (cfg->GetUrl(baseUrl) != 0) {
     __dlog_printf(3, kUnit, "%s: Failed to get cloud service URL", "PostEventForAlarmToCloud");
@@ -62,7 +36,7 @@ void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::str
                   result, header.c_str(), body.c_str());
     return;
   }
-  if (active) {
+  if (alarm.IsActive()) {
     m_activeAlarms.AddActiveAlarm(static_cast<uint32_t>(alarm.GetAlarmKey()), alarm.GetMessageId(),
                                   alarm);
   }

@@ -118,9 +118,7 @@ void Poster::PostQueuedEvent(const DeviceEvent& event) {
   // Kept: docs/kept-behaviour.md#no-second-post
   m_mgr.PostEventForAlarmToCloud(alarm, m_chassisId, m_managerId);
   // Kept: docs/kept-behaviour.md#cleared-anyway
-  if (alarm.GetSeverity() == kSeverityCleared) {
-    tracker.RemoveActiveAlarm(event.velId, alarm.GetMessageId());
-  }
+  if (!alarm.IsActive()) tracker.RemoveActiveAlarm(event.velId, alarm.GetMessageId());
 }
 
 void Poster::ProcessQueuedCov() {
