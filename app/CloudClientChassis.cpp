@@ -6,6 +6,7 @@
 #include "app/CloudClientUnit.h"
 #include "base/JsonText.h"
 #include "device/DeviceMgr.h"
+#include "platform/pld/PldConstants.h"
 #include "platform/pld/PldQueryWorker.h"
 #include "platform/util/dlog.h"
 
@@ -14,7 +15,6 @@ namespace cloudclient {
 namespace {
 
 const char kChassisPath[] = "/redfish/v1/Chassis";
-const char kChassisTemplate[] = "cloudchassis.txt";
 
 // A page's name begins after "pldserver/" and the two characters of the instance's folder, "0/".
 const char kPldServer[] = "pldserver/";
@@ -40,7 +40,7 @@ AppResult CloudClient::PostChassisInstance() {
     return kAppNoDevice;
   }
   std::string path;
-  const bool found = m_deviceMgr->FindPath(velId, path, kChassisTemplate) != 0;
+  const bool found = m_deviceMgr->FindPath(velId, path, pld::kChassisTemplateFile) != 0;
   const size_t server = path.find(kPldServer);
   if (!found || server == std::string::npos) {
     __dlog_printf(3, kUnit, "%s: Failed to find chassis pld (%s)", "PostChassisInstance",

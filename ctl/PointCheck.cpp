@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/util/UnknownKeys.h"
+#include "platform/pld/PldConstants.h"
 
 namespace ctl {
 
@@ -51,7 +52,7 @@ void PointLook::Find(const std::string& text) const {
 void PointLook::Number() const {
   if (m_device == nullptr) return;
   const auto number = static_cast<uint16_t>(m_id);
-  if (number == m_id && number != host::kLabelPoint && m_device->IsPoint(number)) return;
+  if (number == m_id && number != pld::kLabelPoint && m_device->IsPoint(number)) return;
   Find("the device has no such point");
 }
 

@@ -7,13 +7,12 @@
 
 #include <memory>
 
+#include "platform/pld/PldConstants.h"
 #include "platform/util/LocalPath.h"
 
 namespace cloudclient {
 
 namespace {
-
-const char kPldServerDir[] = "/var/local/orv/pldserver/0/";
 
 bool FolderHolds(const std::string& folder, const std::string& fileName) {
   struct Close {
@@ -30,14 +29,15 @@ bool FolderHolds(const std::string& folder, const std::string& fileName) {
 }  // namespace
 
 bool FindDataFile(const std::string& sequence, const std::string& fileName, std::string& path) {
-  std::string folder = kPldServerDir;
+  const std::string base = std::string(pld::kDataFolder) + '/';
+  std::string folder = base;
   for (const char c : sequence) folder += c == '.' ? '/' : c;
 
   // Only an empty sequence and one that begins with a full stop meet the base, which ends in a
   // slash. Any other search for a file that is nowhere on the way up never ends: its folder is
   // empty then and stays so.
   // Kept: docs/kept-behaviour.md#endless-search
-  while (folder != kPldServerDir) {
+  while (folder != base) {
     if (FolderHolds(folder, fileName)) {
       path = folder;
       path += '/';

@@ -11,6 +11,7 @@
 #include "device/DeviceMgrState.h"
 #include "device/Poster.h"
 #include "platform/pld/LxProductIdentSeq.h"
+#include "platform/pld/PldConstants.h"
 #include "platform/util/dlog.h"
 
 namespace cloudclient {
@@ -191,7 +192,7 @@ int32_t DeviceMgr::GetMaxModuleCountForPoint(unsigned int deviceId, unsigned int
 
 void DeviceMgr::InitDeviceDataPaths(int velId, LxPldProxy* proxy) {
   std::string path;
-  if (FindPath(velId, path, "covpatchmap.txt") != 0) {
+  if (FindPath(velId, path, pld::kPatchMapFile) != 0) {
     m_patchMgr.InitCovPatchMaps(path);
     m_patchMgr.InitIdHistoryValues(velId, m_httpsClient);
   }

@@ -16,6 +16,7 @@
 #include "patch/PatchMgr.h"
 #include "platform/config/CfgCloudChassis.h"
 #include "platform/pld/LxPldProxy.h"
+#include "platform/pld/PldConstants.h"
 #include "platform/util/LxLinuxMutex.h"
 #include "platform/util/LxTimerMgr.h"
 
@@ -38,7 +39,7 @@ struct DeviceCov {
   uint16_t extra;
   uint16_t word3;
   uint16_t spareCov;  // never set
-  char valueText[kCovValueSize];
+  char valueText[pld::kCovValueSize];
 };
 
 // The hub between the device-data engine and the service: queues what the engine notifies, posts

@@ -10,6 +10,7 @@
 #include "device/DeviceMgr.h"
 #include "device/DeviceMgrState.h"
 #include "platform/pld/LxVelEventUtil.h"
+#include "platform/pld/PldConstants.h"
 #include "platform/util/dlog.h"
 
 namespace cloudclient {
@@ -19,8 +20,6 @@ namespace {
 // Seconds announced by the countdown between two heartbeats, and taken off it by each pass.
 constexpr int kHeartbeatCountdown = 90;
 constexpr int kPassSeconds = 5;
-
-constexpr uint16_t kDeviceLabelPoint = 4329;
 
 }  // namespace
 
@@ -133,7 +132,7 @@ void Poster::ProcessQueuedCov() {
   std::string label;
   LxPldProxy* const proxy = m_mgr.GetPldProxy();
   if (proxy != nullptr) {
-    proxy->GetPointText(label, static_cast<uint16_t>(cov.word0), kDeviceLabelPoint, 1, 0, 0, 0, 0);
+    proxy->GetPointText(label, static_cast<uint16_t>(cov.word0), pld::kLabelPoint, 1, 0, 0, 0, 0);
   }
   m_mgr.GetPatchMgr().ProcessCOV(cov.word0, static_cast<int32_t>(cov.pointId), cov.extra,
                                  cov.valueText, m_mgr.GetHttpsClient(), m_chassisId, m_managerId,

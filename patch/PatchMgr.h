@@ -11,13 +11,11 @@
 #include "https/HttpsClient.h"
 #include "patch/PatchMap.h"
 #include "patch/SevenDays.h"
+#include "platform/pld/PldConstants.h"
 
 class LxPldProxy;
 
 namespace cloudclient {
-
-// Size of the value buffer of a change of value.
-constexpr size_t kCovValueSize = 256;
 
 // Turns changes of value of device points into documents for the service, as a map file tells.
 //
@@ -84,7 +82,7 @@ class PatchMgr {
   // kPatchEventNotBuilt. Of `deviceId` the low 16 bits are used; of `value` the first two bytes are
   // read, high byte first.
   PatchResult ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
-                         const char (&value)[kCovValueSize], HttpsClient* client,
+                         const char (&value)[pld::kCovValueSize], HttpsClient* client,
                          const std::string& chassisId, const std::string& uuid,
                          const std::string& label);
   // Sends every resource of the map, in ascending order of its name. Of `deviceId` the low 16 bits

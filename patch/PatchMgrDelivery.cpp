@@ -11,7 +11,7 @@ namespace {
 
 // The reading of a change of value: the first 16 bits of its buffer, high byte first on every
 // machine.
-uint16_t RawReading(const char (&value)[kCovValueSize]) {
+uint16_t RawReading(const char (&value)[pld::kCovValueSize]) {
   const auto high = static_cast<unsigned char>(value[0]);
   const auto low = static_cast<unsigned char>(value[1]);
   return static_cast<uint16_t>(high << 8 | low);
@@ -51,7 +51,7 @@ PatchResult SendPatch(HttpsClient* client, const std::string& uri, const std::st
 }  // namespace
 
 PatchResult PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t extra,
-                                 const char (&value)[kCovValueSize], HttpsClient* client,
+                                 const char (&value)[pld::kCovValueSize], HttpsClient* client,
                                  const std::string& chassisId, const std::string& uuid,
                                  const std::string& label) {
   const auto name = m_map.PointResources().find(pointId);

@@ -5,6 +5,7 @@
 
 #include "patch/PatchMgr.h"
 #include "patch/PatchMgrUnit.h"
+#include "platform/pld/PldConstants.h"
 #include "platform/pld/PldQueryWorker.h"
 #include "platform/util/dlog.h"
 
@@ -13,9 +14,6 @@ namespace cloudclient {
 namespace {
 
 const char kTempUomTag[] = "temp_uom_celsius~";
-
-// Fourth query argument that selects degrees Celsius.
-constexpr int32_t kCelsius = 4125;
 
 // Of the ten digits, whatever the locale.
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -91,7 +89,7 @@ void PatchMgr::UpdateDocWithTempUomValues(int32_t deviceId, std::string& documen
       std::string value;
       if (end > digits) {
         const auto pointId = static_cast<int32_t>(strtoll(&document[digits], nullptr, 10));
-        QueryPoint(value, deviceId, {pointId, 1, 0, kCelsius, 0});
+        QueryPoint(value, deviceId, {pointId, 1, 0, pld::kCelsius, 0});
       }
       // What the value makes is searched as well, with what stands behind it.
       if (value.empty()) value = "null";

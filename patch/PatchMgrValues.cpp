@@ -5,14 +5,13 @@
 #include "patch/PatchMgr.h"
 #include "patch/PatchMgrUnit.h"
 #include "platform/pld/LxPldProxy.h"
+#include "platform/pld/PldConstants.h"
 #include "platform/pld/PldQueryWorker.h"
 #include "platform/util/dlog.h"
 
 namespace cloudclient {
 
 namespace {
-
-const char kValuePage[] = "httpGetSet/httpGet.htm";
 
 // What a document that can't be had is worth. A failed query is worth an empty text.
 // Kept: docs/kept-behaviour.md#zero-or-nothing
@@ -57,7 +56,7 @@ std::string PatchMgr::GetPointValueQueryArgsStr(int32_t deviceId, const std::str
 std::string PatchMgr::DocumentValue(int32_t deviceId, const std::string& name) {
   std::string document;
   if (m_pldProxy != nullptr) {
-    document = PldQueryWorker::GetDocument(m_pldProxy, "op1=" + name, kValuePage, deviceId);
+    document = PldQueryWorker::GetDocument(m_pldProxy, "op1=" + name, pld::kValuePage, deviceId);
   }
   if (document.empty()) {
     __dlog_printf(3, kUnit, "%s: Failed to get pld(%s)", "GetPointValuePld", name.c_str());

@@ -8,14 +8,14 @@
 
 #include "host/util/Files.h"
 #include "host/util/Log.h"
-#include "host/util/Paths.h"
+#include "platform/pld/PldConstants.h"
 #include "platform/util/LocalPath.h"
 
 namespace host {
 namespace {
 
 std::string DeviceFolder(const std::string& psi) {
-  std::string folder = kDataFolder;
+  std::string folder = pld::kDataFolder;
   if (psi.empty()) return folder;
   std::string below = psi;
   std::replace(below.begin(), below.end(), '.', '/');
@@ -38,10 +38,11 @@ bool IsOnPath(const std::string& psi, const std::string& name) {
 
 std::vector<std::string> PageFolders(const std::string& psi) {
   std::vector<std::string> folders;
-  for (std::string folder = DeviceFolder(psi); folder != kDataFolder; folder = FolderOf(folder)) {
+  for (std::string folder = DeviceFolder(psi); folder != pld::kDataFolder;
+       folder = FolderOf(folder)) {
     folders.push_back(folder);
   }
-  folders.push_back(kDataFolder);
+  folders.push_back(pld::kDataFolder);
   return folders;
 }
 
@@ -50,7 +51,7 @@ void CheckDataFiles(const std::optional<std::string>& psi) {
     HOST_LOG(4, "the device has no product sequence id: its data files are not looked for");
     return;
   }
-  for (const char* name : {"cloudchassis.txt", "covpatchmap.txt"}) {
+  for (const char* name : {pld::kChassisTemplateFile, pld::kPatchMapFile}) {
     if (IsOnPath(*psi, name)) continue;
     HOST_LOG(4, "%s is neither in %s nor in a folder above it", name, DeviceFolder(*psi).c_str());
   }

@@ -9,6 +9,7 @@
 #include <list>
 
 #include "host/util/Numbers.h"
+#include "platform/pld/PldConstants.h"
 
 namespace host {
 namespace {
@@ -94,7 +95,7 @@ bool DeviceEngine::TextLocked(const PointModel& point, std::string& text) const 
 
 bool DeviceEngine::PointText(uint16_t point, std::string& text) const {
   text.clear();
-  if (point == kLabelPoint) {
+  if (point == pld::kLabelPoint) {
     text = m_model.label;
     return true;
   }
@@ -131,7 +132,7 @@ bool DeviceEngine::EventText(uint16_t gddId, std::string& text) const {
 }
 
 bool DeviceEngine::IsPoint(uint16_t point) const {
-  return point == kLabelPoint || FindPoint(point) != nullptr;
+  return point == pld::kLabelPoint || FindPoint(point) != nullptr;
 }
 
 bool DeviceEngine::Report(uint16_t number, uint32_t& report) const {
@@ -289,7 +290,7 @@ bool DeviceEngine::DispatchEvent() {
 }
 
 bool DeviceEngine::DispatchCov() {
-  char text[256] = {};
+  char text[pld::kCovValueSize] = {};
   LxPldCovNotification notification = {};
   LxPldProxy::CovCallback callback = nullptr;
   bool more = false;

@@ -9,6 +9,7 @@
 #include "host/util/JsonFile.h"
 #include "host/util/Log.h"
 #include "host/util/UnknownKeys.h"
+#include "platform/pld/PldConstants.h"
 
 namespace host {
 namespace {
@@ -111,7 +112,7 @@ PointModel ParsePoint(const json_t* value, size_t index, std::vector<std::string
   point.report = static_cast<uint32_t>(
       reader.Integer("Report", 0, std::numeric_limits<uint32_t>::max(), point.id));
   point.source = ParseSource(reader, where);
-  if (point.id == kLabelPoint) {
+  if (point.id == pld::kLabelPoint) {
     reader.Wrong("Id", "is the number of the device's label");
     point.id = 0;
   }

@@ -9,13 +9,12 @@
 
 #include "host/device/EventStates.h"
 #include "host/util/Json.h"
+#include "platform/pld/PldConstants.h"
 
 namespace host {
 
-// The point number that stands for the device's label.
-constexpr uint16_t kLabelPoint = 4329;
 // The longest value: the buffer of a change of value holds two bytes and a NUL beside it.
-constexpr size_t kLongestValue = 253;
+constexpr size_t kLongestValue = pld::kCovValueSize - 3;
 
 // A file that holds a number.
 struct FileSource {

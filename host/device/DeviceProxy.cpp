@@ -2,11 +2,10 @@
 // The daemon's questions to the device, answered by the engine.
 #include "host/device/DeviceProxy.h"
 
+#include "platform/pld/PldConstants.h"
+
 namespace host {
 namespace {
-
-// The fourth query argument that asks for degrees Celsius.
-constexpr int32_t kCelsius = 4125;
 
 int Status(bool known) { return known ? 0 : 1; }
 
@@ -37,8 +36,8 @@ int DeviceProxy::GetActiveEvents(ActiveEventsCallback callback, int /*velId*/) {
 int DeviceProxy::GetPointText(std::string& text, uint16_t /*device*/, uint16_t point,
                               uint16_t /*arg2*/, uint16_t /*arg3*/, int32_t arg4, int16_t /*arg5*/,
                               int /*reserved*/) {
-  return Status(arg4 == kCelsius ? m_engine.CelsiusText(point, text)
-                                 : m_engine.PointText(point, text));
+  return Status(arg4 == pld::kCelsius ? m_engine.CelsiusText(point, text)
+                                      : m_engine.PointText(point, text));
 }
 
 int DeviceProxy::GetEventText(std::string& text, uint16_t /*device*/, uint16_t gddId,

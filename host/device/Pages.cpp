@@ -9,6 +9,7 @@
 #include "host/device/DataFolder.h"
 #include "host/util/Files.h"
 #include "host/util/Log.h"
+#include "platform/pld/PldConstants.h"
 #include "platform/util/LocalPath.h"
 #include "platform/util/LxStringUtils.h"
 
@@ -16,7 +17,6 @@ namespace host {
 namespace {
 
 constexpr size_t kLargestPage = 16 * 1024 * 1024;
-constexpr char kValuePage[] = "httpGetSet/httpGet.htm";
 constexpr char kPointMark[] = "point:";
 
 // Whether the page's name stays inside the folder that it is looked for in.
@@ -130,7 +130,7 @@ std::vector<PointMark> PointMarks(const std::string& text) {
 std::string GetPage(const DeviceEngine& engine, const std::string& uuid, const std::string& query,
                     const std::string& page) {
   std::string text;
-  if (page == kValuePage && query.compare(0, 4, "op1=") == 0) {
+  if (page == pld::kValuePage && query.compare(0, 4, "op1=") == 0) {
     // A point without a value is known all the same: its value is empty, not absent.
     return engine.NamedText(query.substr(4), text) ? "op1=\"" + text + "\"" : "";
   }

@@ -8,6 +8,7 @@
 #include "host/util/Files.h"
 #include "host/util/Paths.h"
 #include "platform/framework/KyrosInfo.h"
+#include "platform/pld/PldConstants.h"
 
 namespace host {
 namespace {
@@ -35,7 +36,7 @@ void PrintHelp(const std::string& name) {
       "  %-30s  highest level that is logged, 3 to 7; 5 when not set\n"
       "\n"
       "Other arguments are not looked at.\n",
-      name.c_str(), kCloudFile, kSysInfoFile, kDeviceFile, kDataFolder, kControlSocket,
+      name.c_str(), kCloudFile, kSysInfoFile, kDeviceFile, pld::kDataFolder, kControlSocket,
       "CLOUDCLIENT_ROOT", "CLOUDCLIENT_LOG_LEVEL");
 }
 

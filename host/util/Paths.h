@@ -10,7 +10,6 @@ constexpr char kConfigFolder[] = "/etc/cloudclient";
 constexpr char kCloudFile[] = "/etc/cloudclient/cloud.json";
 constexpr char kSysInfoFile[] = "/etc/cloudclient/sysinfo.json";
 constexpr char kDeviceFile[] = "/etc/cloudclient/device.json";
-constexpr char kDataFolder[] = "/var/local/orv/pldserver/0";
 constexpr char kControlSocket[] = "/run/cloudclient/device.sock";
 
 }  // namespace host

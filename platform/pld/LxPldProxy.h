@@ -28,8 +28,8 @@ struct LxPldCovNotification {
   uint16_t extra;
   uint16_t word3;
   uint32_t word4;
-  // Always 256 bytes, filled with NUL. The first 16 bits hold the reading times ten as an unsigned
-  // number, high byte first; the value's text follows from the third byte.
+  // Always pld::kCovValueSize bytes, filled with NUL. The first 16 bits hold the reading times ten
+  // as an unsigned number, high byte first; the value's text follows from the third byte.
   const char* valueText;
 };
 
@@ -68,9 +68,9 @@ class LxPldProxy {
   virtual int GetActiveEvents(ActiveEventsCallback callback, int velId) = 0;
 
   // The point-value query: replaces `text` by the value of `point`. Arguments 2 to 5 select what
-  // of the point is read: 1, 0, 0, 0 its value, 1, 0, 4125, 0 its value in degrees Celsius; point
-  // 4329 is the device's label. `reserved` is 0. 0 on success; on failure non-zero and an empty
-  // text.
+  // of the point is read: 1, 0, 0, 0 its value, 1, 0, pld::kCelsius, 0 its value in degrees
+  // Celsius; point pld::kLabelPoint is the device's label. `reserved` is 0. 0 on success; on
+  // failure non-zero and an empty text.
   virtual int GetPointText(std::string& text, uint16_t device, uint16_t point, uint16_t arg2,
                            uint16_t arg3, int32_t arg4, int16_t arg5, int reserved) = 0;
 

@@ -10,8 +10,8 @@ class LxPldProxy;
 class PldQueryWorker {
  public:
   // The text of page `page` for device `velId`, rendered with `query` ("op1=supply_temp", or
-  // empty); empty on failure. A page's name is relative to the device's data folder. Blocks for
-  // the engine's time; any thread.
+  // empty); empty on failure. A page's name is relative to the device's data folder or to one above
+  // it, up to pld::kDataFolder. Blocks for the engine's time; any thread.
   static std::string GetDocument(LxPldProxy* proxy, const std::string& query,
                                  const std::string& page, int velId);
 };

@@ -30,7 +30,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 "a failed load loads no point");
   patch.InitIdHistoryValues(1, &client);
   patch.NewDaySyncAccumulators(1, &client, &fakes::platform().proxy);
-  const char value[cloudclient::kCovValueSize] = {};
+  const char value[pld::kCovValueSize] = {};
   for (const auto& [id, entry] : patch.GetMap().Points()) {
     fuzz::Require(patch.GetMap().PointResources().count(id) == 1, "each point has a group");
     const int32_t delivered = patch.ProcessCOV(1, id, 0, value, &client, "17", "uuid", "label");

@@ -55,7 +55,7 @@ extern const char kThermal[];
 std::string Point(const std::string& id, const std::string& members);
 
 // A value buffer that begins with these two bytes and is ones besides.
-typedef char CovValue[cloudclient::kCovValueSize];
+typedef char CovValue[pld::kCovValueSize];
 void SetReading(CovValue& value, uint8_t first, uint8_t second);
 
 // An engine whose queries fail and leave the text "left" all the same.

@@ -4,7 +4,6 @@
 #include "fakes/Platform.h"
 
 using cloudclient::HttpsClient;
-using cloudclient::kCovValueSize;
 using cloudclient::PatchMgr;
 
 namespace device_core {
@@ -55,7 +54,7 @@ int32_t InitCovPatchMaps(PatchMgr* self, const std::string& path)
 void InitIdHistoryValues(PatchMgr* self, int32_t deviceId, HttpsClient* client)
     WRAPPED("19InitIdHistoryValuesEiPNS_11HttpsClientE");
 int32_t ProcessCOV(PatchMgr* self, uint32_t deviceId, int32_t pointId, uint16_t extra,
-                   const char (&value)[kCovValueSize], HttpsClient* client,
+                   const char (&value)[pld::kCovValueSize], HttpsClient* client,
                    const std::string& chassisId, const std::string& uuid, const std::string& label)
     WRAPPED("10ProcessCOVEjitRA256_KcPNS_11HttpsClientERK" STRING "SD_SD_");
 void SendAllResourcesToCloud(PatchMgr* self, uint32_t deviceId, const std::string& chassisId,
@@ -82,7 +81,7 @@ void InitIdHistoryValues(PatchMgr*, int32_t deviceId, HttpsClient* client) {
 }
 
 int32_t ProcessCOV(PatchMgr*, uint32_t deviceId, int32_t pointId, uint16_t extra,
-                   const char (&value)[kCovValueSize], HttpsClient* client,
+                   const char (&value)[pld::kCovValueSize], HttpsClient* client,
                    const std::string& chassisId, const std::string& uuid,
                    const std::string& label) {
   if (patch().onCov) patch().onCov();
