@@ -9,23 +9,21 @@ import argparse
 import contextlib
 import pathlib
 import sys
-import tempfile
 
 TOP = pathlib.Path(__file__).resolve().parent.parent
 PICTURE = TOP / "docs" / "page.png"
-sys.path += [str(TOP / "tests" / "acceptance"), str(TOP / "tests" / "browser")]
-from eyes.browser import Browser, Chromium  # noqa: E402
-from eyes.fleet import Fleet, seed  # noqa: E402
+sys.path.insert(0, str(TOP / "tests"))  # the harness: see tests/harness/README.md
+from harness.browser import Browser, Chromium  # noqa: E402
 from harness.clocks import MovableClock  # noqa: E402
+from harness.fleet import Fleet, seed  # noqa: E402
+from harness.folders import case_folder  # noqa: E402
 from harness.service import Service  # noqa: E402
 
 
 def take(programs, path, picture):
-    with tempfile.TemporaryDirectory(prefix="cc-") as name:
-        folder = pathlib.Path(name)
+    with case_folder() as folder:
         service = Service(programs, folder)
-        fleet = Fleet(programs, folder, service,
-                      lambda start, speed: MovableClock(folder, start, speed))
+        fleet = Fleet(service, lambda start, speed: MovableClock(folder, start, speed))
         with contextlib.closing(service):
             fleet.starts()
             fleet.hires_operator()

@@ -9,23 +9,20 @@ import argparse
 import contextlib
 import pathlib
 import sys
-import tempfile
 
 TOP = pathlib.Path(__file__).resolve().parent.parent
 DOCUMENT = TOP / "docs" / "protocol.md"
-sys.path.insert(0, str(TOP / "tests" / "acceptance"))
+sys.path.insert(0, str(TOP / "tests"))  # the harness: see tests/harness/README.md
 from harness.daemon import Daemon  # noqa: E402
 from harness.device import Device  # noqa: E402
+from harness.folders import case_folder  # noqa: E402
 from harness.service import Service  # noqa: E402
 from harness.transcript import record, with_recorded  # noqa: E402
 
 
 def recorded(programs):
-    # Short, since the path of a socket lies below it.
-    with tempfile.TemporaryDirectory(prefix="cc-") as name:
-        folder = pathlib.Path(name)
+    with case_folder() as folder:
         root = folder / "root"
-        root.mkdir()
         daemon, service = Daemon(programs, folder, root), Service(programs, folder)
         with contextlib.closing(service), contextlib.closing(daemon):
             return record(daemon, Device(root), service, folder)

@@ -7,7 +7,6 @@ Called by ./run.sh, which builds the programs. Works in a folder that it makes a
 
 import argparse
 import fcntl
-import glob
 import http.client
 import json
 import os
@@ -16,18 +15,19 @@ import re
 import shlex
 import shutil
 import signal
-import ssl
 import subprocess
 import sys
 import time
-import urllib.parse
 
 TOP = pathlib.Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(TOP / "tests"))  # the harness: see tests/harness/README.md
+from harness.process import clock, faketime  # noqa: E402
+from harness.wire import connect  # noqa: E402
+
 EXAMPLE = TOP / "examples" / "cooling-unit"
 EMAIL = "keeper@example.org"
 KEY = "trial-key"
 OPERATOR = "operator"
-ACCELERATED = "+0 x50"
 # Real seconds: until the service listens, until the second heartbeat, until a program has ended.
 START, ONCE, END = 30, 120, 70
 
@@ -88,10 +88,7 @@ def environment(accelerated, **extra):
     proxies = ("http_proxy", "https_proxy", "all_proxy")
     env = {k: v for k, v in os.environ.items() if k.lower() not in proxies}
     if accelerated:
-        clock = glob.glob("/usr/lib/*/faketime/libfaketimeMT.so.1")
-        if not clock:
-            raise Failed("the package faketime is not installed")
-        env.update(LD_PRELOAD=clock[0], FAKETIME=ACCELERATED)
+        env.update(LD_PRELOAD=faketime(), FAKETIME=clock())
     env.update(extra)
     return env
 
@@ -186,12 +183,7 @@ class Service(Program):
 
     def get(self, path, token=""):
         """A document of the service's, or None."""
-        where = urllib.parse.urlsplit(self.url)
-        context = ssl.create_default_context()
-        context.check_hostname = False
-        context.verify_mode = ssl.CERT_NONE  # the service signed its certificate itself
-        link = http.client.HTTPSConnection(
-            where.hostname, where.port, timeout=30, context=context)
+        link = connect(self.url, timeout=30)
         try:
             link.request("GET", path, headers={"X-Auth-Token": token} if token else {})
             answer = link.getresponse()

@@ -12,14 +12,13 @@ import argparse
 import pathlib
 import statistics
 import sys
-import tempfile
 
-HERE = pathlib.Path(__file__).resolve().parent
-sys.path[:0] = [str(HERE), str(HERE.parent.parent / "tests" / "acceptance")]
-
+TOP = pathlib.Path(__file__).resolve().parent.parent.parent
+sys.path.insert(0, str(TOP / "tests"))  # the harness: see tests/harness/README.md
 import agents  # noqa: E402
 import measure  # noqa: E402
 import report  # noqa: E402
+from harness.folders import case_folder  # noqa: E402
 from programs import Daemon, DaemonOfUnitFile, NullDaemon  # noqa: E402
 from sizes import Builds  # noqa: E402
 
@@ -41,7 +40,7 @@ LEAST_PUSHES_A_DAY = 200
 class Run:
     def __init__(self, options, folder):
         self._options = options
-        self._folder = pathlib.Path(folder)
+        self._folder = folder
         build = pathlib.Path(options.build)
         self._null = NullDaemon(self._folder / "null", build / "bench" / "null_daemon")
         self._daemon = Daemon(self._folder / "daemon", build)
@@ -131,7 +130,7 @@ def arguments():
 
 def main():
     options = arguments()
-    with tempfile.TemporaryDirectory(prefix="cc-", ignore_cleanup_errors=True) as folder:
+    with case_folder(ignore_cleanup_errors=True) as folder:
         run = Run(options, folder)
         for part in options.only or PARTS:
             run.part(part)

@@ -91,7 +91,6 @@ class Daemon(Program):
     def __init__(self, folder, programs):
         super().__init__(folder)
         root = self.folder / "root"
-        root.mkdir()
         self._files = DaemonFiles(pathlib.Path(programs).resolve(), self.folder, root)
         self.device = Device(root)
         self._program = os.path.abspath(pathlib.Path(programs) / "app" / "cloudclient")

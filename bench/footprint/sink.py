@@ -8,28 +8,23 @@ empty object.
 import collections
 import json
 import re
-import socket
 import threading
 import time
 
-from harness.recorder import TOKEN, answer, tls_context
+from harness.recorder import TOKEN
+from harness.wire import Server, answer, read_body, read_head, tls_context
 
 Arrival = collections.namedtuple("Arrival", "moment name")
 
 _HEAD = re.compile(rb"([A-Z]+ [^ ?]*)")
-_LENGTH = re.compile(rb"(?mi)^content-length: *(\d+)")
 _ROOT = json.dumps({"Managers": {"@odata.id": "/redfish/v1/Managers"}})
 
 
-class Sink:
+class Sink(Server):
     def __init__(self, folder):
-        self._context = tls_context(folder)
-        self._listener = socket.create_server(("127.0.0.1", 0), backlog=64)
-        self.port = self._listener.getsockname()[1]
-        self.url = f"https://127.0.0.1:{self.port}"
         self._changed = threading.Condition()
         self._arrivals = []
-        threading.Thread(target=self._serve, daemon=True).start()
+        super().__init__(tls_context(folder))
 
     def mark(self):
         """Where what is to come begins: the start of `after`."""
@@ -56,39 +51,14 @@ class Sink:
             if time.monotonic() > end:
                 raise SystemExit(f"footprint: request {count} did not come within {deadline} s")
 
-    def _serve(self):
-        while True:
-            link, _ = self._listener.accept()
-            threading.Thread(target=self._talk, args=(link,), daemon=True).start()
-
-    def _talk(self, link):
-        try:
-            link.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-            with self._context.wrap_socket(link, server_side=True) as secured:
-                while self._one(secured):
-                    pass
-        except OSError:
-            pass  # the other side went away
-        finally:
-            link.close()
-
-    def _one(self, link):
-        raw = b""
-        while b"\r\n\r\n" not in raw:
-            piece = link.recv(65536)
-            if not piece:
-                return False
-            raw += piece
-        self._note(time.monotonic(), _HEAD.match(raw).group(1).decode())
-        head, _, body = raw.partition(b"\r\n\r\n")
-        if b"100-continue" in head:
-            link.sendall(b"HTTP/1.1 100 Continue\r\n\r\n")
-        length = _LENGTH.search(head)
-        missing = int(length.group(1) if length else 0) - len(body)
-        while missing > 0:
-            missing -= len(link.recv(65536))
-        link.sendall(_reply(_HEAD.match(raw).group(1).decode()))
-        return True
+    def _serve(self, link):
+        while raw := read_head(link):
+            name = _HEAD.match(raw).group(1).decode()
+            self._note(time.monotonic(), name)
+            if b"100-continue" in raw.partition(b"\r\n\r\n")[0]:
+                link.sendall(b"HTTP/1.1 100 Continue\r\n\r\n")
+            read_body(link, raw)
+            link.sendall(_reply(name))
 
     def _note(self, moment, name):
         with self._changed:

@@ -17,7 +17,8 @@ import pytest
 from harness.daemon import Daemon
 from harness.device import Device
 from harness.proxy import Proxy
-from harness.recorder import Nobody, Recorder, tls_context
+from harness.recorder import Recorder
+from harness.wire import Nobody, tls_context
 
 pytest_plugins = ("harness.fixtures",)
 

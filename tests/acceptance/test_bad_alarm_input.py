@@ -7,7 +7,7 @@ import pytest
 
 from harness.alarms import events_url
 from harness.daemon import UUID
-from harness.recorder import answer
+from harness.wire import answer
 
 ENABLED = "cloudclient is now registered for device changes"
 LIST = "GET /redfish/v1/Oem/Quorvan:Events"

@@ -18,8 +18,8 @@ import pytest
 
 from harness.daemon import NAME, UUID
 from harness.process import SANITIZERS
-from harness.recorder import answer
 from harness.waiting import DEADLINE, wait_until
+from harness.wire import answer
 
 ENABLED = "cloudclient is now registered for device changes"
 BROKEN = '{\n  "Enabled": true,\n  "Url": oops\n}\n'

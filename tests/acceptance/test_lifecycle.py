@@ -6,8 +6,9 @@ import signal
 import pytest
 
 from harness.daemon import NAME, UUID
-from harness.recorder import CLOSES, answer
+from harness.recorder import CLOSES
 from harness.waiting import wait_until
+from harness.wire import answer
 
 ENABLED = "cloudclient is now registered for device changes"
 DISABLED = "DoWork: cloudclient is now DISABLED"

@@ -2,8 +2,9 @@
 """A service that is not there, or only in part."""
 
 from harness.process import clock
-from harness.recorder import CLOSES, answer
+from harness.recorder import CLOSES
 from harness.daemon import UUID
+from harness.wire import answer
 
 ENABLED = "cloudclient is now registered for device changes"
 DISABLED = "DoWork: cloudclient is now DISABLED"

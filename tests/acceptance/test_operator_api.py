@@ -8,9 +8,10 @@ import urllib.parse
 import pytest
 
 from harness.appliance import Appliance
-from harness.operators import BASE, DESCRIPTION, PASSWORD, Operator, basic, connect
+from harness.operators import BASE, DESCRIPTION, PASSWORD, Operator, basic
 from harness.process import clock
 from harness.redfish import indented, is_compact
+from harness.wire import connect
 
 ONE = "/appliances/{uuid}"
 START = "2026-03-05 13:00:00"
@@ -141,7 +142,7 @@ def test_description_that_is_served_is_the_one_that_is_kept(operator, programs):
 
 
 def raw(service, method, path, **headers):
-    with contextlib.closing(connect(service)) as link:
+    with contextlib.closing(connect(service.url)) as link:
         link.request(method, path, headers=headers)
         answer = link.getresponse()
         return answer, answer.read()
@@ -162,7 +163,7 @@ def test_what_is_not_described_is_not_there(service, operator):
 
 def test_what_is_too_large_is_refused_in_the_same_form(service, operator):
     for status, headers, body in ((413, {}, b"x" * (2 << 20)), (431, {"X-Long": "x" * 20000}, b"")):
-        with contextlib.closing(connect(service)) as link:
+        with contextlib.closing(connect(service.url)) as link:
             link.putrequest("POST", "/api/v1/session")
             link.putheader("Content-Length", str(len(body)))
             for name, value in headers.items():

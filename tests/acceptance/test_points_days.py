@@ -8,7 +8,7 @@ import random
 import pytest
 
 from harness.points import HUMIDITY, SUPPLY, Extremes, map_file, point, resource
-from harness.recorder import answer
+from harness.wire import answer
 
 ENABLED = "cloudclient is now registered for device changes"
 PATCH = "PATCH /redfish/v1/Chassis/C1/Thermal"

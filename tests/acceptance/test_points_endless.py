@@ -8,8 +8,8 @@ import signal
 import pytest
 
 from harness.points import SUPPLY, map_file, point, resource
-from harness.recorder import answer
 from harness.waiting import wait_until
+from harness.wire import answer
 
 # What the log may grow to: the loop of the tag logs for as long as it runs.
 LARGEST_LOG = 1_000_000

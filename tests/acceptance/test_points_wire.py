@@ -10,7 +10,7 @@ from harness.alarms import events_url
 from harness.daemon import NAME, UUID
 from harness.points import HUMIDITY, SUPPLY, Held, map_file, point, resource
 from harness.process import clock
-from harness.recorder import answer
+from harness.wire import answer
 
 ENABLED = "cloudclient is now registered for device changes"
 EVENTS = f"POST {events_url()}"

@@ -6,8 +6,8 @@ import pathlib
 import pytest
 
 from harness.daemon import UUID
-from harness.recorder import answer
 from harness.transcript import ENABLED, LIST, record, with_recorded
+from harness.wire import answer
 
 DOCUMENT = pathlib.Path(__file__).resolve().parent.parent.parent / "docs" / "protocol.md"
 LOOKUP = "GET /redfish/v1/Managers"

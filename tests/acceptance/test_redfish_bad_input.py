@@ -7,6 +7,7 @@ import socket
 import pytest
 from harness.daemon import UUID
 from harness.redfish import Client, encoded
+from harness.wire import dial, read_all
 from test_service import REGISTRATION
 
 OTHER = "11111111-2222-3333-4444-555555555555"
@@ -38,13 +39,10 @@ def requests_with_a_body(owner):
 
 def exchange(service, request):
     """What a connection reads that sends these bytes and nothing more."""
-    with socket.create_connection(("127.0.0.1", service.port), timeout=60) as link:
+    with dial(service.url) as link:
         link.sendall(request)
         link.shutdown(socket.SHUT_WR)
-        answer = b""
-        while data := link.recv(65536):
-            answer += data
-    return answer
+        return read_all(link)
 
 
 @pytest.mark.parametrize("body, message", [

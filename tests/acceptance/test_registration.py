@@ -4,7 +4,8 @@
 import pytest
 
 from harness.daemon import NAME, UUID
-from harness.recorder import CLOSES, TOKEN, answer
+from harness.recorder import CLOSES, TOKEN
+from harness.wire import answer
 
 ENABLED = "cloudclient is now registered for device changes"
 LOOKUP = "GET /redfish/v1/Managers"

@@ -4,7 +4,6 @@
 import contextlib
 import re
 import socket
-import ssl
 import threading
 
 import pytest
@@ -12,26 +11,12 @@ import pytest
 from harness.appliance import Appliance
 from harness.operators import Operator
 from harness.process import clock
+from harness.wire import dial, read_all
 
 
 def raw(service):
     """A connection that says what it is told, byte for byte."""
-    sock = socket.create_connection(("127.0.0.1", service.port), timeout=60)
-    if service.url.startswith("https"):
-        context = ssl.create_default_context()
-        context.check_hostname = False
-        context.verify_mode = ssl.CERT_NONE
-        sock = context.wrap_socket(sock)
-    return contextlib.closing(sock)
-
-
-def whole(sock):
-    """All that comes until the other side ends."""
-    text = b""
-    with contextlib.suppress(ConnectionError):
-        while part := sock.recv(65536):
-            text += part
-    return text
+    return contextlib.closing(dial(service.url))
 
 
 def goes_on(service, times=1):
@@ -60,7 +45,7 @@ def test_senders_of_a_byte_at_a_time_hold_up_nobody(service, transport):
                     sock.sendall(text[at:at + 1])
             if at % 10 == 0:
                 goes_on(service)
-        answers = [whole(sock).partition(b"\r\n")[0] for sock, _ in senders]
+        answers = [read_all(sock).partition(b"\r\n")[0] for sock, _ in senders]
     assert answers == [b"HTTP/1.1 200 OK", b"HTTP/1.1 401 Unauthorized"] * 25
 
 
@@ -80,7 +65,7 @@ def test_sender_who_never_comes_to_an_end_is_cut_off(service):
             dripping = threading.Thread(target=drip)
             dripping.start()
             try:
-                assert whole(sock) == b""
+                assert read_all(sock) == b""
             finally:
                 ended.set()
                 dripping.join()
@@ -106,10 +91,10 @@ def test_floods_of_headers_are_refused(service):
         with raw(service) as sock:
             with contextlib.suppress(ConnectionError):
                 sock.sendall(b"GET /api/v1/session HTTP/1.1\r\nHost: x\r\n" + flood + b"\r\n\r\n")
-            assert whole(sock).startswith(b"HTTP/1.1 431 "), flood[:20]
+            assert read_all(sock).startswith(b"HTTP/1.1 431 "), flood[:20]
     with raw(service) as sock:
         sock.sendall(b"GET /" + b"a" * 100_000 + b" HTTP/1.1\r\n\r\n")
-        assert whole(sock).startswith((b"HTTP/1.1 431 ", b"HTTP/1.1 400 "))
+        assert read_all(sock).startswith((b"HTTP/1.1 431 ", b"HTTP/1.1 400 "))
     goes_on(service)
 
 
@@ -124,10 +109,10 @@ def test_endless_extensions_and_trailers_are_refused(service, transport):
                 sock.sendall(head + begin)
                 for _ in range(64):
                     sock.sendall(b"a" * 65536)
-            assert whole(sock).startswith(b"HTTP/1.1 400 "), begin
+            assert read_all(sock).startswith(b"HTTP/1.1 400 "), begin
     with raw(service) as sock:
         sock.sendall(head + b"0\r\nT: " + b"t" * 70_000 + b"\r\n\r\n")
-        assert whole(sock).startswith(b"HTTP/1.1 400 ")
+        assert read_all(sock).startswith(b"HTTP/1.1 400 ")
     goes_on(service)
 
 
@@ -138,7 +123,7 @@ def test_token_behind_the_body_is_none(service):
         sock.sendall(b"POST /redfish/v1/Chassis HTTP/1.1\r\nHost: x\r\nConnection: close\r\n"
                      b"Transfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\nX-Auth-Token: "
                      + appliance.token.encode() + b"\r\n\r\n")
-        assert whole(sock).startswith(b"HTTP/1.1 401 ")
+        assert read_all(sock).startswith(b"HTTP/1.1 401 ")
 
 
 @pytest.mark.parametrize("authorization", [
@@ -203,7 +188,7 @@ def test_requests_that_say_two_things_are_refused(service):
         with raw(service) as sock:
             sock.sendall(text)
             sock.shutdown(socket.SHUT_WR)
-            assert whole(sock).startswith(b"HTTP/1.1 400 "), text
+            assert read_all(sock).startswith(b"HTTP/1.1 400 "), text
     goes_on(service)
 
 

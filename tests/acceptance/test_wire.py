@@ -5,7 +5,8 @@ address in the Host lines are replaced."""
 import pytest
 
 from harness.daemon import NAME, UUID
-from harness.recorder import TOKEN, answer
+from harness.recorder import TOKEN
+from harness.wire import answer
 
 REGISTRATION = "POST /redfish/v1/Managers"
 LOOKUP = "GET /redfish/v1/Managers"

@@ -7,25 +7,22 @@ that knows nothing of the cases before.
 
 import contextlib
 import pathlib
-import sys
 import tempfile
 
 import pytest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "acceptance"))
-
-# The harness is found from here on.
-from eyes.browser import Browser, Chromium  # noqa: E402
-from eyes.cable import Cable  # noqa: E402
-from eyes.fleet import Fleet, seed  # noqa: E402
+from harness.browser import Browser, Chromium
+from harness.folders import case_folder
+from harness.fleet import Fleet, seed
+from harness.proxy import Line
 
 pytest_plugins = ("harness.fixtures",)
 
 
 @pytest.fixture
-def fleet(programs, folder, service, clock_of):
+def fleet(service, clock_of):
     """A running service that no appliance has registered with."""
-    fleet = Fleet(programs, folder, service, clock_of)
+    fleet = Fleet(service, clock_of)
     fleet.starts()
     fleet.hires_operator()
     return fleet
@@ -40,7 +37,7 @@ def seeded(fleet):
 def chromiums():
     """Takes a Chromium that nobody has; to be given back."""
     with contextlib.ExitStack() as running:
-        folder = running.enter_context(tempfile.TemporaryDirectory(prefix="cc-"))
+        folder = running.enter_context(case_folder())
         free = {}
 
         @contextlib.contextmanager
@@ -85,7 +82,7 @@ def reader(seeded, browser):
 
 
 @pytest.fixture
-def cable(fleet):
-    cable = Cable(fleet.service.port)
-    yield cable
-    cable.cut()
+def line(fleet):
+    line = Line(fleet.service.port)
+    yield line
+    line.close()

@@ -116,7 +116,7 @@ def test_a_time_is_put_in_as_the_reader_has_it(seeded, visitor, hall):
 
 def test_the_time_line_is_turned_like_pages(seeded, visitor, hall):
     for number in range(30):
-        hall.tells("ModeChanged", "MESSAGE", f"Step {number}")
+        hall.tells("ModeChanged", f"Step {number}")
     visitor.goes(f"/appliances/{hall.uuid}")
     first = seeded.ask(f"/appliances/{hall.uuid}/events", limit=25)
     shows_events(visitor, first)
@@ -164,8 +164,9 @@ def test_tables_and_histories_know_the_same_units(seeded, browser):
     assert units_in("page/src/readable.tsx") == units
     pump = seeded.appliances["Pump room"]
     uri = pump.path + "/Units"
-    pump.keeps(uri, {**{f"Reading{word.capitalize()}": 1 for word in units if word.isalpha()},
-                     "FanSpeedRPM": 1, "Crowbar": 1, "Percent": 1})
+    numbers = [f"Reading{word.capitalize()}" for word in units if word.isalpha()]
+    numbers += ["FanSpeedRPM", "Crowbar", "Percent"]
+    pump.sends("PATCH", uri, dict.fromkeys(numbers, 1))
     answer = seeded.ask(f"/appliances/{pump.uuid}/numbers")["items"]
     wanted = {one["pointer"][1:]: f"1 {one['unit']}" if one["unit"] else "1"
               for one in answer if one["uri"] == uri}
@@ -185,9 +186,10 @@ def test_an_unknown_appliance_is_said_to_be_unknown(reader):
 
 def test_what_appliances_send_is_text_whatever_it_is(fleet, browser):
     one = fleet.joins(NASTY, Model=NASTY, FirmwareVersion=NASTY, SerialNumber=NASTY)
-    one.tells(NASTY, "Fault", NASTY, (NASTY, None), created=NASTY)
-    one.tells(NASTY, NASTY, NASTY)
-    one.keeps(one.path + "/Notes", {
+    origin = {"OriginOfCondition": {"@odata.id": one.chassis_path}}
+    one.posts(NASTY, "Fault", NASTY, [NASTY, None], NASTY, **origin)
+    one.posts(NASTY, NASTY, NASTY, **origin)
+    one.sends("PATCH", one.path + "/Notes", {
         "Name": NASTY, "@odata.type": f"#{NASTY}.v1_0_0.X", NASTY: NASTY, "List": [{NASTY: NASTY}],
         "Temperatures": [{"MemberId": NASTY, "Name": NASTY, "ReadingCelsius": 21}]})
     browser.signs_in(fleet.service.url)

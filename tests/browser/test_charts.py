@@ -3,7 +3,7 @@
 
 import pytest
 
-from eyes.fleet import HUMIDITY, RETURN, SUPPLY
+from harness.fleet import HUMIDITY, RETURN, SUPPLY
 
 PIXEL = """
   const [section, left, top] = arguments;
@@ -145,7 +145,7 @@ def test_any_other_number_can_be_chosen(seeded, visitor, hall):
 
 def test_each_unit_has_a_chart_of_its_own(seeded, browser):
     pump = seeded.appliances["Pump room"]
-    pump.keeps(pump.thermal, {"Temperatures": [{"MemberId": "a", "ReadingCelsius": 20},
+    pump.keeps("Thermal", {"Temperatures": [{"MemberId": "a", "ReadingCelsius": 20},
                                                {"MemberId": "b", "ReadingFahrenheit": 70}]})
     browser.signs_in(seeded.service.url, f"/appliances/{pump.uuid}")
     for section, unit, row in (("temperature", "°C", "a 20 °C"), ("temperature-2", "°F", "b 70 °F")):
@@ -159,8 +159,8 @@ def test_each_unit_has_a_chart_of_its_own(seeded, browser):
 
 def test_number_that_is_no_longer_sent_stays_to_be_read(seeded, browser):
     pump = seeded.appliances["Pump room"]
-    pump.keeps(pump.thermal, {"Temperatures": [{"MemberId": "a", "ReadingCelsius": 20}], "Speed": 7})
-    pump.keeps(pump.thermal, {"Temperatures": [{"MemberId": "b", "ReadingCelsius": 21}],
+    pump.keeps("Thermal", {"Temperatures": [{"MemberId": "a", "ReadingCelsius": 20}], "Speed": 7})
+    pump.keeps("Thermal", {"Temperatures": [{"MemberId": "b", "ReadingCelsius": 21}],
                               "Speed": None})
     browser.signs_in(seeded.service.url, f"/appliances/{pump.uuid}")
     place = "section[aria-labelledby=temperature]"
@@ -177,10 +177,10 @@ def test_number_that_is_no_longer_sent_stays_to_be_read(seeded, browser):
 
 def test_extremes_of_several_documents_are_told_with_their_names(seeded, visitor, hall):
     first = hall.thermal
-    hall.keeps(first + "Backup", {"Name": "Spare sensors", "ReadingCelsius": 1,
+    hall.keeps("ThermalBackup", {"Name": "Spare sensors", "ReadingCelsius": 1,
                                   "LowestTemperature": 3, "HighestTemperature": 41})
-    hall.has_chassis("Second unit")
-    hall.keeps(hall.thermal, {"Name": "Thermal", "ReadingCelsius": 1, "LowestTemperature": 7})
+    hall.has_unit("Second unit")
+    hall.keeps("Thermal", {"Name": "Thermal", "ReadingCelsius": 1, "LowestTemperature": 7})
     visitor.goes(f"/appliances/{hall.uuid}")
     place = "section[aria-labelledby=temperature] .told"
     visitor.sees(place)

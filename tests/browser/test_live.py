@@ -5,9 +5,9 @@ import pytest
 
 
 @pytest.fixture
-def watcher(seeded, cable, browser):
-    """A browser at the end of a cable, that follows the fleet."""
-    browser.signs_in(f"http://127.0.0.1:{cable.port}")
+def watcher(seeded, line, browser):
+    """A browser that reaches the service by a line, that follows the fleet."""
+    browser.signs_in(line.url)
     browser.sees("table.fleet")
     browser.sees_text("Live", ".link")
     return browser
@@ -140,46 +140,46 @@ def test_a_chassis_goes_with_its_documents_and_readings(seeded, watcher, hall):
     hall.drops_chassis()
     watcher.sees_text("No readings yet")
     shows_documents(seeded, watcher, hall)
-    assert watcher.find(f"[data-uri^='{hall.chassis}']") == []
+    assert watcher.find(f"[data-uri^='{hall.chassis_path}']") == []
     watcher.until(lambda: "Chassis" not in watcher.texts(".facts dt"), "the identity without it")
 
 
 def test_a_new_chassis_appears_among_the_documents(seeded, watcher, hall):
-    hall.has_chassis("Second unit")
-    watcher.sees(f"[data-uri='{hall.chassis}']")
+    hall.has_unit("Second unit")
+    watcher.sees(f"[data-uri='{hall.chassis_path}']")
     watcher.sees_text("Second unit", ".facts")
     shows_documents(seeded, watcher, hall)
 
 
-def test_a_lost_connection_is_told_and_found_again(seeded, cable, watcher):
-    cable.cut()
+def test_a_lost_connection_is_told_and_found_again(seeded, line, watcher):
+    line.cut()
     watcher.sees_text("Disconnected", ".link")
     watcher.sees_text("The connection is lost: what you see may be out of date.", ".lost")
     assert len(watcher.find("table.fleet tbody tr")) == 8
     seeded.appliances["Server room B"].raises(4711, "Fault", "[1] Filter clogged.")
-    cable.mend()
+    line.mend()
     watcher.sees_text("Live", ".link")
     watcher.misses(".lost")
     # What happened meanwhile is there.
     watcher.until(lambda: count(watcher, "Fault") == "2", "another fault")
 
 
-def test_the_reader_can_have_it_tried_at_once(cable, watcher):
+def test_the_reader_can_have_it_tried_at_once(line, watcher):
     watcher.run("Math.random = () => 1e6")
-    cable.cut()
+    line.cut()
     watcher.sees(".lost")
-    cable.mend()
+    line.mend()
     assert "Next attempt in" in watcher.text(".lost")
     watcher.clicks(".lost button")
     watcher.sees_text("Live", ".link")
 
 
-def test_data_that_cannot_be_loaded_are_asked_for_again(cable, watcher):
-    cable.cut()
+def test_data_that_cannot_be_loaded_are_asked_for_again(line, watcher):
+    line.cut()
     watcher.sees(".lost")
     watcher.clicks(".fleet tbody tr:first-child .whole")
     watcher.sees_text("Could not load the appliance", "[role=alert]")
     assert "The service does not answer." in watcher.text(".notice")
-    cable.mend()
+    line.mend()
     watcher.sees("h1")
     watcher.misses(".notice [role=alert]")

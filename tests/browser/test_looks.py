@@ -3,7 +3,7 @@
 
 import pytest
 
-from eyes.browser import PHONE
+from harness.browser import PHONE
 
 # Each text with the least ratio of contrast that its letters and its ground have. Colours are
 # painted to learn their parts, whatever notation they have; grounds are laid over each other.

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """The door: passwords, sessions and their end."""
 
-from eyes.fleet import OPERATOR
+from harness.fleet import OPERATOR
 
 
 def test_a_wrong_password_is_told_and_the_right_one_opens(fleet, browser):

@@ -13,10 +13,9 @@ import pathlib
 import re
 import sys
 
-TOP = pathlib.Path(__file__).resolve().parent.parent.parent
-sys.path.insert(0, str(TOP / "tests" / "unit"))
-from log_formats import CALL, arguments, blank_comments, literals  # noqa: E402
+from harness.sources import CALL, arguments, blank_comments, literals
 
+TOP = pathlib.Path(__file__).resolve().parent.parent.parent
 DOCUMENT = TOP / "docs" / "messages.md"
 DAEMON = ("app", "base", "device", "https", "patch")
 HOST_CALL = re.compile(r"(?<!#define )\bHOST_LOG\s*\(")

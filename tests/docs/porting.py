@@ -7,7 +7,7 @@ import pathlib
 import re
 import sys
 
-from platform_operations import of_header
+from harness.platform_operations import of_header
 
 TOP = pathlib.Path(__file__).resolve().parent.parent.parent
 DOCUMENT = TOP / "docs" / "porting.md"

@@ -5,7 +5,7 @@
 import unittest
 
 import porting
-from platform_operations import of_header
+from harness.platform_operations import of_header
 
 DOCUMENT = porting.DOCUMENT.read_text(encoding="utf-8")
 HEADER = """

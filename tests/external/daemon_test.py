@@ -10,13 +10,12 @@ import pathlib
 import signal
 import subprocess
 import sys
-import tempfile
 import unittest
 
-TOP = pathlib.Path(__file__).resolve().parent.parent.parent
-sys.path.insert(0, str(TOP / "tests" / "acceptance"))
-from harness.process import Process, clock, environment  # noqa: E402
-from harness.recorder import Recorder, answer  # noqa: E402
+from harness.folders import case_folder
+from harness.process import Process, clock, environment
+from harness.recorder import Recorder
+from harness.wire import answer
 
 
 def listing(*command):
@@ -25,11 +24,10 @@ def listing(*command):
 
 class Daemon(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="cc-")
-        self.addCleanup(folder.cleanup)
+        folder = self.enterContext(case_folder())
         self.service = Recorder()
         self.addCleanup(self.service.close)
-        self.daemon = Process("cloudclient", pathlib.Path(folder.name))
+        self.daemon = Process("cloudclient", folder)
 
     def test_asks_for_the_service_root_and_registers_with_what_the_platform_says(self):
         self.service.answers("POST /redfish/v1/Managers", answer(401))

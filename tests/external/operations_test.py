@@ -12,9 +12,9 @@ import pathlib
 import subprocess
 import sys
 
+from harness.platform_operations import declared
+
 TOP = pathlib.Path(__file__).resolve().parent.parent.parent
-sys.path.insert(0, str(TOP / "tests" / "docs"))
-from platform_operations import declared  # noqa: E402
 
 
 def defined(library):

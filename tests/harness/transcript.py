@@ -9,7 +9,8 @@ from .alarms import events_url
 from .daemon import UUID
 from .process import clock
 from .proxy import Proxy
-from .recorder import Request, tls_context
+from .recorder import Request
+from .wire import tls_context
 
 ENABLED = "cloudclient is now registered for device changes"
 LIST = "GET /redfish/v1/Oem/Quorvan:Events"
@@ -57,11 +58,9 @@ class Tap(Proxy):
     """The way to a service, over TLS, that keeps each request with its answer."""
 
     def __init__(self, port, folder):
-        super().__init__(port)
-        self._tls = tls_context(folder)
-        self.url = self.url.replace("http:", "https:")
         self._kept = threading.Lock()
         self._exchanges = []
+        super().__init__(port, tls_context(folder))
 
     def exchanges(self, name):
         """What was exchanged by requests of this name ("GET /path", no query)."""
@@ -71,13 +70,6 @@ class Tap(Proxy):
     def lines(self):
         with self._kept:
             return [e.request.line for e in self._exchanges]
-
-    def _serve(self, link, mode):
-        try:
-            with link, self._tls.wrap_socket(link, server_side=True) as secured:
-                super()._serve(secured, mode)
-        except OSError:
-            pass  # the other side went away
 
     def _pass_on(self, request, link):
         answers = Answers()

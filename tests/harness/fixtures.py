@@ -5,15 +5,14 @@ of its own."""
 import os
 import pathlib
 import re
-import shutil
-import tempfile
 
 import pytest
 
 from .clocks import MovableClock
+from .folders import case_folder
 from .service import Service
 
-TOP = pathlib.Path(__file__).resolve().parents[3]
+TOP = pathlib.Path(__file__).resolve().parents[2]
 PROCESSES = pytest.StashKey[list]()
 
 
@@ -59,10 +58,8 @@ def version():
 
 @pytest.fixture
 def folder():
-    """The case's folder. Short, since the path of a socket lies below it."""
-    path = pathlib.Path(tempfile.mkdtemp(prefix="cc-"))
-    yield path
-    shutil.rmtree(path)
+    with case_folder() as path:
+        yield path
 
 
 @pytest.fixture

@@ -2,16 +2,15 @@
 """The service: started with one command, looked at through its own requests."""
 
 import contextlib
-import http.client
 import json
 import re
 import sqlite3
 import ssl
 import subprocess
-import urllib.parse
 
 from .daemon import EMAIL, KEY, UUID
 from .process import Process, clock, environment
+from .wire import connect
 
 # Seconds of the accelerated clock until the service gives up a connection: never within a case.
 PATIENCE = 10_000_000
@@ -65,16 +64,7 @@ class Service(Process):
         return sqlite3.connect(self._folder_of_data / "service.db", timeout=30)
 
     def _request(self, method, path, token, body):
-        parts = urllib.parse.urlsplit(self.url)
-        if parts.scheme == "https":
-            context = ssl.create_default_context()
-            context.check_hostname = False
-            context.verify_mode = ssl.CERT_NONE
-            link = http.client.HTTPSConnection(
-                parts.hostname, parts.port, timeout=60, context=context)
-        else:
-            link = http.client.HTTPConnection(parts.hostname, parts.port, timeout=60)
-        with contextlib.closing(link):
+        with contextlib.closing(connect(self.url)) as link:
             link.request(method, path, body, {"X-Auth-Token": token} if token else {})
             answer = link.getresponse()
             return answer.status, answer.headers, answer.read()

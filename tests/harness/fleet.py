@@ -1,16 +1,15 @@
 # SPDX-License-Identifier: Apache-2.0
 """Appliances without a daemon: seeded through the service's own Redfish interface."""
 
-import base64
-import http.client
+import contextlib
 import json
 import math
-import subprocess
 import urllib.parse
 import uuid as uuids
 
-from harness.daemon import EMAIL, KEY
-from harness.process import clock, environment
+from .appliance import Appliance
+from .operators import BASE, basic
+from .wire import connect
 
 START = "2026-03-01 06:00:00"
 WEEK, WEST_LAST = 7 * 24, 114  # hours after it; the second is the last heartbeat of one appliance
@@ -20,62 +19,30 @@ SUPPLY, RETURN = "/Temperatures/0/ReadingCelsius", "/Temperatures/1/ReadingCelsi
 HUMIDITY = "/Oem/Quorvan/HumidityPercent"
 
 
-class Appliance:
-    """One registered appliance, which sends what the case says."""
+class CoolingUnit(Appliance):
+    """One registered appliance with a chassis, which sends what the case says."""
+
+    CREATED = ""  # its events are as old as their arrival
 
     def __init__(self, service, name, **more):
-        self._service = service
         self.name = name
-        self.uuid = str(uuids.uuid5(uuids.NAMESPACE_URL, name))
-        self.path = f"/redfish/v1/Managers/{self.uuid}"
-        self.token = ""
-        document = {"UUID": self.uuid, "Name": name, "Model": "Control board 4",
-                    "FirmwareVersion": "2.14.3", "SerialNumber": "SN-20408", **more}
-        status, headers = service.send(
-            "POST", f"/redfish/v1/Managers?setup_email={EMAIL}&registration_key={KEY}",
-            body=json.dumps(document))
-        assert status == 201
-        self.token = headers["X-Auth-Token"]
-        self.chassis = self.thermal = ""
-        self.has_chassis(f"Cooling unit of {name}")
+        super().__init__(service, str(uuids.uuid5(uuids.NAMESPACE_URL, name)), name, **{
+            "Model": "Control board 4", "FirmwareVersion": "2.14.3", "SerialNumber": "SN-20408",
+            **more})
+        self.has_unit(f"Cooling unit of {name}")
 
-    def _ask(self, method, path, expected, body=None):
-        status, document = self._service.ask(method, path, self.token, json.dumps(body))
-        assert status == expected, (status, document)
-        return document
+    def has_unit(self, name):
+        """Another chassis, which its readings belong to from now on."""
+        self.has_chassis(Name=name, ChassisType="Module",
+                         Links={"ManagedBy": [{"@odata.id": self.path}]})
 
-    def has_chassis(self, name):
-        """Another one, which its readings belong to from now on."""
-        chassis = self._ask("POST", "/redfish/v1/Chassis", 201, {
-            "Name": name, "ChassisType": "Module",
-            "Links": {"ManagedBy": [{"@odata.id": self.path}]}})
-        self.chassis = f"/redfish/v1/Chassis/{chassis['Id']}"
-        self.thermal = self.chassis + "/Thermal"
-
-    def drops_chassis(self):
-        self._ask("DELETE", self.chassis, 204)
-
-    def beats(self):
-        self._ask("POST", f"/hb/{self.uuid}", 200, {"HeartbeatInterval": INTERVAL})
-
-    def tells(self, message_id, severity, message, args=("Unit1", "System", "0", None), created=""):
-        self._ask("POST", self.path + "/Oem/Quorvan:Events", 201, {
-            "MessageId": message_id, "Severity": severity, "MessageArgs": list(args),
-            "Message": message, "OriginOfCondition": {"@odata.id": self.chassis},
-            "Created": created})
-
-    def raises(self, gdd, severity, message):
-        self.tells(f"Zarvel.GDD.{gdd}:0", severity, message)
-
-    def clears(self, gdd, message):
-        self.tells("258", "MESSAGE", message, ("Unit1", "System", "", f"Zarvel.GDD.{gdd}:0"))
-
-    def keeps(self, path, document):
-        self._ask("PATCH", path, 204, document)
+    @property
+    def thermal(self):
+        return f"{self.chassis_path}/Thermal"
 
     def reads(self, supply, back, humidity, **extremes):
         """Its temperatures and its humidity, and the extremes that it has found itself."""
-        self.keeps(self.thermal, {
+        self.keeps("Thermal", {
             "@odata.type": "#Thermal.v1_7_0.Thermal", "Name": "Thermal",
             "Temperatures": [
                 {"MemberId": "supply", "Name": "Supply temperature", "ReadingCelsius": supply},
@@ -84,16 +51,11 @@ class Appliance:
                       "ReadingUnits": "Percent"}],
             "Oem": {"Quorvan": {"HumidityPercent": humidity, "SevenDays": extremes}}})
 
-    def leaves(self):
-        self._ask("DELETE", self.path, 204)
-
 
 class Fleet:
     """The service with a clock that the case moves, and what it is asked for by a script."""
 
-    def __init__(self, programs, folder, service, clock_of):
-        self._program = programs / "service" / "cloudservice"
-        self._database = folder / "service.db"
+    def __init__(self, service, clock_of):
         self.service = service
         self.clock = clock_of(START, 1)
         self.appliances = {}
@@ -102,33 +64,25 @@ class Fleet:
         self.service.start(*([] if tls else ["--http"]), faketime=self.clock)
 
     def hires_operator(self):
-        self._operator("add", OPERATOR, "--password-stdin", text=PASSWORD + "\n")
-
-    def _operator(self, *words, text=""):
-        subprocess.run([self._program, "operator", *words, "--db", self._database], input=text,
-                       text=True, check=True, capture_output=True, env=environment(clock(1)))
+        self.service.command("operator", "add", OPERATOR, "--password-stdin", text=PASSWORD + "\n")
 
     def dismisses_operator(self):
-        self._operator("remove", OPERATOR)
+        self.service.command("operator", "remove", OPERATOR)
 
     def joins(self, name, **more):
-        self.appliances[name] = Appliance(self.service, name, **more)
+        self.appliances[name] = CoolingUnit(self.service, name, **more)
         return self.appliances[name]
 
     def ask(self, path, **query):
         """What the operator API answers: the truth that the page is compared with."""
-        link = http.client.HTTPConnection("127.0.0.1", self.service.port, timeout=60)
-        try:
-            proof = base64.b64encode(f"{OPERATOR}:{PASSWORD}".encode()).decode()
-            text = urllib.parse.urlencode(query, quote_via=urllib.parse.quote)
-            link.request("GET", "/api/v1" + path + (f"?{text}" if text else ""),
-                         headers={"Authorization": f"Basic {proof}"})
+        text = urllib.parse.urlencode(query, quote_via=urllib.parse.quote)
+        with contextlib.closing(connect(self.service.url)) as link:
+            link.request("GET", BASE + path + (f"?{text}" if text else ""),
+                         headers=basic(OPERATOR, PASSWORD))
             answer = link.getresponse()
             body = json.loads(answer.read())
             assert answer.status == 200, body
             return body
-        finally:
-            link.close()
 
 
 def days_of_readings(fleet, appliance, first, last):
@@ -151,7 +105,7 @@ def seed(fleet):
     rest = [fleet.joins(name) for name in (
         "Server room A", "Server room B", "Lab cold aisle", "battery room", "Pump room")]
     days_of_readings(fleet, hall, 0, WEST_LAST)
-    west.beats()
+    west.beats(INTERVAL)
     west.raises(4720, "Fault", "[2] Fan failure.")
     west.raises(4711, "Alarm", "[1] Filter clogged.")
     days_of_readings(fleet, hall, WEST_LAST, WEEK)
@@ -160,14 +114,14 @@ def seed(fleet):
     hall.raises(4711, "Alarm", "[1] Filter clogged.")
     fleet.clock.step(1800)
     hall.clears(4711, "[1] Filter clogged (Cleared).")
-    hall.tells("ModeChanged", "MESSAGE", "The mode is Cooling now.", ("Hall 3 north",))
+    hall.tells("ModeChanged", "The mode is Cooling now.", "Hall 3 north")
     hall.raises(4712, "Alarm", "[1] Supply temperature high.")
     hall.raises(4720, "Warning", "[2] Fan speed low.")
     rest[0].raises(4713, "Warning", "[1] Humidity low.")
-    hall.keeps(hall.path + "/EthernetInterfaces/1", {
+    hall.sends("PATCH", hall.path + "/EthernetInterfaces/1", {
         "Name": "Service port", "IPv4Addresses": [{"Address": "192.0.2.7"}], "LinkStatus": "LinkUp"})
-    shelter.beats()
+    shelter.beats(INTERVAL)
     fleet.clock.step(2 * INTERVAL + 20)
     for one in (hall, *rest):
-        one.beats()
+        one.beats(INTERVAL)
     return fleet

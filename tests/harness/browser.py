@@ -10,9 +10,8 @@ from selenium.webdriver.chrome.service import Service as Driver
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
-from harness.waiting import wait_until
-
 from .fleet import OPERATOR, PASSWORD
+from .waiting import wait_until
 
 DESK, PHONE = (1280, 900), (360, 740)
 ZONE = "Asia/Kolkata"  # nobody else's here: five and a half hours before UTC

@@ -8,7 +8,6 @@ import re
 import resource
 import signal
 import subprocess
-import sys
 
 from .waiting import DEADLINE, wait_until
 
@@ -23,10 +22,11 @@ def clock(speed=SPEED, start=None):
     return f"{'@' + start if start else '+0'} x{speed}"
 
 
-def _faketime():
+def faketime():
+    """The library that is the accelerated clock."""
     found = glob.glob("/usr/lib/*/faketime/libfaketimeMT.so.1")
     if not found:
-        sys.exit("libfaketimeMT.so.1 is missing: install Debian's package faketime")
+        raise FileNotFoundError("the package faketime is not installed")
     return found[0]
 
 
@@ -45,16 +45,16 @@ def _prepare_child(largest_file):
         resource.setrlimit(resource.RLIMIT_FSIZE, (largest_file, largest_file))
 
 
-def environment(faketime):
+def environment(its_clock):
     """A small environment of known content: no proxy, no locale, a time zone one hour east.
 
-    `faketime` is the text of a clock that only runs, or a clock that can be moved."""
-    moving = {"FAKETIME": faketime} if isinstance(faketime, str) else faketime.variables()
+    `its_clock` is the text of a clock that only runs, or a clock that can be moved."""
+    moving = {"FAKETIME": its_clock} if isinstance(its_clock, str) else its_clock.variables()
     return {
         "PATH": "/usr/bin:/bin",
         "LC_ALL": "C.UTF-8",
         "TZ": "CET-1",
-        "LD_PRELOAD": _faketime(),
+        "LD_PRELOAD": faketime(),
         **moving,
         **SANITIZERS,
     }

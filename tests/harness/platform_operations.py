@@ -2,12 +2,9 @@
 """The operations that the headers of platform/ declare: what an implementation has to provide."""
 
 import collections
-import pathlib
 import re
-import sys
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "unit"))
-from log_formats import blank_comments  # noqa: E402
+from .sources import blank_comments
 
 # `qualified`: with namespace and class; a constant of a class is an operation, too.
 # `name`: without the namespace. `pure`: left to the classes of the implementation.

@@ -3,29 +3,18 @@
 
 import base64
 import contextlib
-import http.client
 import json
 import pathlib
-import ssl
 import urllib.parse
 
 from .openapi import Description
 from .redfish import is_compact
+from .wire import connect
 
 BASE = "/api/v1"
 DESCRIPTION = Description(
-    pathlib.Path(__file__).resolve().parents[3] / "service" / "api" / "openapi.json")
+    pathlib.Path(__file__).resolve().parents[2] / "service" / "api" / "openapi.json")
 PASSWORD = "the operator's pass word"
-
-
-def connect(service, timeout=60):
-    parts = urllib.parse.urlsplit(service.url)
-    if parts.scheme == "http":
-        return http.client.HTTPConnection(parts.hostname, parts.port, timeout=timeout)
-    context = ssl.create_default_context()
-    context.check_hostname = False
-    context.verify_mode = ssl.CERT_NONE
-    return http.client.HTTPSConnection(parts.hostname, parts.port, timeout=timeout, context=context)
 
 
 def basic(name, password):
@@ -58,7 +47,7 @@ class Operator:
         if query:
             target += "?" + urllib.parse.urlencode(query, quote_via=urllib.parse.quote)
         sent = {**self.headers, **(headers or {})}
-        with contextlib.closing(connect(self._service)) as link:
+        with contextlib.closing(connect(self._service.url)) as link:
             link.request(method, target, body, sent)
             answer = link.getresponse()
             text = answer.read()
@@ -101,7 +90,7 @@ class Stream:
     """Events as they come, each held against the description."""
 
     def __init__(self, service, headers):
-        self._link = connect(service)
+        self._link = connect(service.url)
         self._link.request("GET", BASE + "/stream", headers=headers)
         self._answer = self._link.getresponse()
         assert self._answer.status == 200, self._answer.read()
