@@ -8,7 +8,7 @@ import kept
 
 DOCUMENT = kept.DOCUMENT.read_text(encoding="utf-8")
 SOURCES = kept.sources()
-FILE = "device/DeviceMgr.cpp"
+FILE = "device/Poster.cpp"
 POINTER = "  // Kept: docs/kept-behaviour.md#first-change\n"
 TEST = "PosterCovs.Only_the_first_of_a_pass_is_delivered"
 
@@ -31,8 +31,8 @@ class Document(unittest.TestCase):
 
     def test_finds_a_file_that_is_gone(self):
         row = self.row()
-        self.assertEqual(self.changed(row, row.replace(FILE, "device/Poster.cpp")), [
-            "first-change: no such file: device/Poster.cpp"])
+        self.assertEqual(self.changed(row, row.replace(FILE, "device/Gone.cpp")), [
+            "first-change: no such file: device/Gone.cpp"])
 
     def test_finds_a_function_that_is_gone(self):
         self.assertEqual(self.changed("`ProcessQueuedCov`", "`ProcessCovs`"), [
