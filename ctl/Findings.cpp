@@ -8,8 +8,6 @@
 
 namespace ctl {
 
-std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
-
 void FindKeysWrittenTwice(const std::string& path, Findings& findings) {
   json_error_t error;
   if (!host::JsonRef(json_load_file(path.c_str(), JSON_REJECT_DUPLICATES, &error))) {

@@ -10,8 +10,6 @@ namespace ctl {
 // What a check found, a sentence each.
 typedef std::vector<std::string> Findings;
 
-std::string Quoted(const std::string& text);
-
 // Adds what it means when an object of a JSON file holds a key twice.
 void FindKeysWrittenTwice(const std::string& path, Findings& findings);
 

@@ -11,10 +11,9 @@
 
 namespace ctl {
 
-// What in a loaded patch map will not work, in plain words, beyond what the loader says itself:
-// `map` has loaded the file, `root` is its parsed text, in which what the loader drops is still to
-// be seen. The pages of resources are looked for in `pages` and the folders above it. `device` is
-// the one that the map is for; null: not known.
+// What in a loaded patch map will not work: as cloudclient::CheckMap. The pages of resources are
+// looked for in `pages` and the folders above it. `device` is the one that the map is for; null:
+// not known.
 Findings CheckMap(const cloudclient::PatchMap& map, json_t* root, const std::string& pages,
                   const host::DeviceModel* device);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// map check: one page of the map.
+// map check: what the engine makes of a page.
 #include "ctl/PageCheck.h"
 
 #include <algorithm>
@@ -11,28 +11,24 @@
 #include "host/device/DeviceEngine.h"
 #include "host/device/Pages.h"
 #include "host/util/Json.h"
+#include "patch/SevenDays.h"
 
 namespace ctl {
 
 namespace {
 
-const char kTemperatureTag[] = "temp_uom_celsius~";
-const char* const kSevenDayWords[] = {"7dayhightemp", "7daylowtemp", "7dayhighhum", "7daylowhum"};
+using cloudclient::kTemperatureTag;
+
 const char kDigits[] = "0123456789";
 const char kAnyUuid[] = "00000000-0000-0000-0000-000000000000";
 
-// Whether a document ends in a temperature tag: the daemon's loop over the tags would not end.
-bool EndsInTemperatureTag(const std::string& page) {
-  const size_t last = page.rfind(kTemperatureTag);
-  return last != std::string::npos &&
-         page.find_first_not_of(kDigits, last + sizeof(kTemperatureTag) - 1) == std::string::npos;
-}
-
 // The page with a value in the place of each word that the daemon replaces.
 std::string Filled(std::string page) {
-  for (const char* word : kSevenDayWords) {
-    const size_t at = page.find(word);
-    if (at != std::string::npos) page.replace(at, std::string(word).size(), "null");
+  for (const cloudclient::Quantity* quantity : cloudclient::kQuantities) {
+    for (const std::string word : {quantity->highWord, quantity->lowWord}) {
+      const size_t at = page.find(word);
+      if (at != std::string::npos) page.replace(at, word.size(), "null");
+    }
   }
   for (size_t at = 0; (at = page.find(kTemperatureTag, at)) != std::string::npos;) {
     const size_t end = page.find_first_not_of(kDigits, at + sizeof(kTemperatureTag) - 1);
@@ -52,20 +48,6 @@ bool BecomesJson(const std::string& page, host::DeviceModel device, const std::s
   const std::string document = Filled(host::RenderPage(engine, kAnyUuid, page));
   const host::JsonRef root(json_loadb(document.data(), document.size(), 0, nullptr));
   return json_is_object(root.get());
-}
-
-void CheckFlags(const std::string& where, const std::string& page,
-                const cloudclient::ResourceUrlEntry& resource, Findings& findings) {
-  if (!resource.tempUomCelsius && page.find(kTemperatureTag) != std::string::npos) {
-    findings.push_back(where +
-                       "it holds a temperature tag, and the resource has no "
-                       "\"tempUomCelsius\": the tag is sent as it is");
-  }
-  for (const char* word : kSevenDayWords) {
-    if (resource.accum7Day || page.find(word) == std::string::npos) continue;
-    findings.push_back(where + "it holds \"" + word +
-                       "\", and the resource has no \"7dayAccum\": the word is sent as it is");
-  }
 }
 
 // The line of a byte of the page, from 1.
@@ -116,11 +98,6 @@ void CheckPagePoints(const std::string& where, const std::string& page,
 void CheckPage(const std::string& where, const std::string& page,
                const cloudclient::ResourceUrlEntry& resource, const host::DeviceModel* device,
                Findings& findings) {
-  if (resource.tempUomCelsius && EndsInTemperatureTag(page)) {
-    findings.push_back(where +
-                       "it ends in a temperature tag: the daemon would never come back from it");
-  }
-  CheckFlags(where, page, resource, findings);
   CheckMarks(where, page, findings);
   if (device == nullptr) return;
   CheckPagePoints(where, page, resource, *device, findings);

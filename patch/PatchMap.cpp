@@ -14,8 +14,6 @@ namespace cloudclient {
 
 namespace {
 
-const char kResourceUrls[] = "resourceUrls";
-
 // First argument type of an event whose point is in the id history.
 const char kTypeOld[] = "old";
 

@@ -10,9 +10,15 @@
 
 namespace cloudclient {
 
+// The group of a map file that lists the resources; all others list points.
+constexpr char kResourceUrls[] = "resourceUrls";
+
 // Markers of a resource's URL, also the values of its tag.
 constexpr char kChassisIdTag[] = "<chassisid>";
 constexpr char kUuidTag[] = "<uuid>";
+
+// Begins a temperature tag of a document; the digits of a point's number follow.
+constexpr char kTemperatureTag[] = "temp_uom_celsius~";
 
 // Number of arguments of a point-value query.
 constexpr int kQueryArgs = 5;
@@ -57,9 +63,9 @@ struct PointPatchEntry {
   bool humAccum = false;
 };
 
-// The tables of a map file, and their loading: neither an engine nor a transport is needed. Faults
-// of the file are logged in the name of PatchMgr, whose operations forward to these. No lock: the
-// tables change only while a file brings keys that they lack.
+// A patch map: its tables, and the loading of a map file into them. Needs neither a device engine
+// nor a transport. Logs faults of the file under the unit PatchMgr, whose operations on the map
+// forward to this class. Takes no lock: only loading adds entries to the tables.
 class PatchMap {
  public:
   typedef std::map<std::string, ResourceUrlEntry> ResourceTable;
@@ -76,8 +82,8 @@ class PatchMap {
   // Takes the points of the parsed file into the point tables and the id history. kPatchOk or
   // kPatchFailed.
   PatchResult TakePoints(json_t* root);
-  // Fills the event fields of a point's entry from its description; a point whose event shows the
-  // former value comes into the id history.
+  // Fills the event fields of a point's entry from its description, and adds a point whose event
+  // shows the former value to the id history.
   void TakeEvent(const json_t* element, PointPatchEntry& entry, int32_t pointId);
 
   // Converts the first `count` pieces of a comma-separated list into `args`. 0, or -1, with the

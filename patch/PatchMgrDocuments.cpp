@@ -13,8 +13,6 @@ namespace cloudclient {
 
 namespace {
 
-const char kTempUomTag[] = "temp_uom_celsius~";
-
 // Of the ten digits, whatever the locale.
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -72,9 +70,9 @@ std::string PatchMgr::GetPatchDoc(int32_t deviceId, const ResourceUrlEntry& reso
 }
 
 void PatchMgr::UpdateDocWithTempUomValues(int32_t deviceId, std::string& document) {
-  constexpr size_t tagSize = sizeof kTempUomTag - 1;
+  constexpr size_t tagSize = sizeof kTemperatureTag - 1;
   GapText text(document);
-  size_t position = document.find(kTempUomTag);
+  size_t position = document.find(kTemperatureTag);
   while (position != std::string::npos) {
     const size_t digits = position + tagSize;
     size_t end = digits;
@@ -84,7 +82,7 @@ void PatchMgr::UpdateDocWithTempUomValues(int32_t deviceId, std::string& documen
       // Kept: docs/kept-behaviour.md#endless-tag
       position -= text.Close();
       __dlog_printf(3, kUnit, "%s: Found invalid UoM tag (%s) at position %d.  No point ID.",
-                    "UpdateDocWithTempUomValues", kTempUomTag, static_cast<int>(position));
+                    "UpdateDocWithTempUomValues", kTemperatureTag, static_cast<int>(position));
     } else {
       std::string value;
       if (end > digits) {
@@ -96,7 +94,7 @@ void PatchMgr::UpdateDocWithTempUomValues(int32_t deviceId, std::string& documen
       text.Replace(position, end, value);
       position = text.Rest();
     }
-    position = document.find(kTempUomTag, position, tagSize);
+    position = document.find(kTemperatureTag, position, tagSize);
   }
   text.Close();
 }
