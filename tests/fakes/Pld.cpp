@@ -14,6 +14,8 @@ namespace {
 
 constexpr int kUnknown = 1;
 
+char g_clearedText[32] = "Cleared";
+
 template <typename Map, typename Key, typename Value>
 typename Map::mapped_type ValueOr(const Map& map, const Key& key, const Value& otherwise) {
   const auto found = map.find(key);
@@ -49,6 +51,10 @@ void PldProxy::Changes(uint32_t pointId, const std::string& value, int status) {
   cov.value[1] = static_cast<char>(tenths & 0xFF);
   value.copy(cov.value.data() + 2, cov.value.size() - 3);
   pendingCovs.push_back(cov);
+}
+
+void SetClearedText(const std::string& text) {
+  g_clearedText[text.copy(g_clearedText, sizeof g_clearedText - 1)] = '\0';
 }
 
 void PldProxy::HasActive(uint32_t gddId, uint32_t module, uint16_t state) {
@@ -167,7 +173,7 @@ struct LxVelEventUtil::Impl {
   uint16_t state;
 };
 
-const char* const LxVelEventUtil::TYPE_CLEARED_STRING = "Cleared";
+const char* const LxVelEventUtil::TYPE_CLEARED_STRING = fakes::g_clearedText;
 
 LxVelEventUtil::LxVelEventUtil(uint16_t eventState) : m_impl(new Impl{eventState}) {}
 LxVelEventUtil::~LxVelEventUtil() { delete m_impl; }

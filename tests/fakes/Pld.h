@@ -132,6 +132,9 @@ class PldProxy : public LxPldProxy {
   bool GetProdSeqId(LxProductIdentSeq** out, unsigned short velId) const override;
 };
 
+// The platform's text of its cleared state, of 31 bytes at most; "Cleared" until it is changed.
+void SetClearedText(const std::string& text);
+
 }  // namespace fakes
 
 #endif  // FAKES_PLD_H_

@@ -36,7 +36,6 @@ void AppTest::SetUp() {
   root.Holds(std::string(kDataFolder) + "/covpatchmap.txt");
   fakes::platform().pages.texts["1/2/3/cloudchassis.txt"] = "{\"Name\": \"Chassis\"}";
   cloud.token = "t-1";
-  g_findPath = nullptr;
   steps().Listen(cloud.url);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Rendering, posting and recording the chassis.
 #include "AppTest.h"
+#include "DeviceDouble.h"
 
 namespace cloudclient {
 namespace {

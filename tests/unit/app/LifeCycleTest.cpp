@@ -175,33 +175,20 @@ TEST_F(LifeCycleTest, Stopping_only_forwards_to_the_base) {
   EXPECT_THAT(fakes::platform().framework.calls, ElementsAre("LxBaseProxyApp::OnStop"));
   EXPECT_THAT(steps().All(), IsEmpty());
   EXPECT_TRUE(DeviceMgr::GetInstance()->IsRunning());
-  EXPECT_THAT(fakes::platform().threads.joined, IsEmpty());
 }
 
 TEST_F(LifeCycleTest, The_device_manager_goes_before_the_transport) {
   FreshApp();
   Drop();
-  EXPECT_THAT(steps().All(), ElementsAre("PatchMgr goes", "curl_global_cleanup"));
+  EXPECT_THAT(steps().All(), ElementsAre("DeviceMgr goes", "curl_global_cleanup"));
   EXPECT_EQ(fakes::curl().globalCleanups, 1);
-}
-
-TEST_F(LifeCycleTest, An_application_that_goes_while_enabled_ends_its_threads_and_alarm_once) {
-  FreshApp().DoWork();
-  ASSERT_EQ(fakes::platform().threads.created.size(), 2);
-  ASSERT_EQ(fakes::platform().timer.waiting.size(), 1);
-  Drop();
-  EXPECT_EQ(fakes::platform().threads.created[0].joins, 1);
-  EXPECT_EQ(fakes::platform().threads.created[1].joins, 1);
-  EXPECT_THAT(fakes::platform().timer.waiting, IsEmpty());
-  EXPECT_EQ(fakes::curl().globalCleanups, 1);
-  EXPECT_EQ(fakes::curl().liveHandles, 0);
 }
 
 TEST_F(LifeCycleTest, An_unready_application_goes_as_any_other) {
   fakes::curl().globalInitCode = CURLE_FAILED_INIT;
   FreshApp();
   Drop();
-  EXPECT_THAT(steps().All(), ElementsAre("PatchMgr goes", "curl_global_cleanup"));
+  EXPECT_THAT(steps().All(), ElementsAre("DeviceMgr goes", "curl_global_cleanup"));
 }
 
 }  // namespace

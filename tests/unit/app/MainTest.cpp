@@ -65,7 +65,7 @@ TEST_F(MainTest, A_run_is_started_stopped_and_destroyed) {
               ElementsAre("LxBaseApp::Start", "LxBaseProxyApp::OnStart", "LxBaseProxyApp::OnStop"));
   EXPECT_THAT(steps().All(),
               ElementsAre("cloud.LoadAllChassis", "DeviceMgr::SetPldProxy", "curl_global_init",
-                          "PatchMgr goes", "curl_global_cleanup"));
+                          "DeviceMgr goes", "curl_global_cleanup"));
   EXPECT_EQ(LxBaseKyrosApp::GetInstance(), nullptr);
 }
 
@@ -81,32 +81,13 @@ TEST_F(MainTest, A_lone_argument_is_not_looked_at) {
   EXPECT_THAT(fakes::platform().framework.calls, Contains("LxBaseApp::Start"));
 }
 
-TEST_F(MainTest, A_run_works_until_it_is_stopped) {
-  cloud.enabled = false;
-  fakes::platform().sleeps.hook = [](uint64_t) {
-    auto& sleeps = fakes::platform().sleeps.microseconds;
-    if (sleeps.size() == 2) fakes::platform().cloud.enabled = true;
-    if (sleeps.size() == 5) fakes::platform().framework.stop = true;
-  };
-  EXPECT_EQ(Run("cloudclient"), 0);
-  // Two waits for enablement, and the threads' start within the first of two work steps.
-  EXPECT_THAT(fakes::platform().sleeps.microseconds,
-              ElementsAre(5000000, 5000000, 2000000, 5000000, 5000000));
-  EXPECT_THAT(fakes::platform().threads.joined.size(), 2);
-  EXPECT_EQ(fakes::platform().framework.calls.back(), "LxBaseProxyApp::OnStop");
-}
-
 TEST_F(MainTest, What_leaves_the_run_destroys_the_application_and_goes_on) {
-  int sleeps = 0;
-  fakes::platform().sleeps.hook = [&sleeps](uint64_t) {
-    if (++sleeps == 2) throw fakes::Leave();  // the end of the first work step
-  };
+  fakes::platform().sleeps.hook = [](uint64_t) { throw fakes::Leave(); };
   EXPECT_THROW(Run("cloudclient"), fakes::Leave);
   EXPECT_THAT(fakes::platform().framework.calls, Not(Contains("LxBaseProxyApp::OnStop")));
-  EXPECT_EQ(fakes::platform().threads.joined.size(), 2);
   const std::vector<std::string> all = steps().All();
   ASSERT_GE(all.size(), 2);
-  EXPECT_EQ(all[all.size() - 2], "PatchMgr goes");
+  EXPECT_EQ(all[all.size() - 2], "DeviceMgr goes");
   EXPECT_EQ(all[all.size() - 1], "curl_global_cleanup");
   EXPECT_EQ(LxBaseKyrosApp::GetInstance(), nullptr);
 }
@@ -121,7 +102,7 @@ TEST_F(MainTest, What_nobody_catches_destroys_the_application_before_the_process
     });
     std::thread([] { Run("cloudclient"); }).join();
   };
-  EXPECT_EXIT(run(), testing::KilledBySignal(SIGABRT), "PatchMgr goes\ncurl_global_cleanup\n");
+  EXPECT_EXIT(run(), testing::KilledBySignal(SIGABRT), "DeviceMgr goes\ncurl_global_cleanup\n");
 }
 
 // The transport raises when an answer's header, of which a trailer is a part, is longer than what

@@ -2,7 +2,6 @@
 #ifndef TESTS_UNIT_APP_STEPS_H_
 #define TESTS_UNIT_APP_STEPS_H_
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,8 +36,5 @@ class Steps {
 
 // The one of the process.
 Steps& steps();
-
-// Stands in for the search of the device's files when it is set: gives the result and the path.
-extern std::function<int(std::string& path)> g_findPath;
 
 #endif  // TESTS_UNIT_APP_STEPS_H_

@@ -42,7 +42,6 @@ class WorkStepTest : public AppTest {
       "DeviceMgr::SyncChassisAlarms(3, c-1)",
       "DeviceMgr::RegisterForDeviceDataChange(3)",
       "DeviceMgr::Start",
-      "sleep 2000000",
       "5 DoWork: cloudclient is now registered for device changes",
       kPause};
   const std::vector<std::string> m_disconnecting = {
@@ -67,16 +66,6 @@ TEST_F(WorkStepTest, A_connected_appliance_only_waits) {
   EXPECT_THAT(Work(), ElementsAre(kPause));
 }
 
-TEST_F(WorkStepTest, Notifications_are_registered_for_the_managed_device) {
-  fakes::platform().framework.managedVelId = 7;
-  Work();
-  ASSERT_EQ(fakes::platform().proxy.eventRegistrations.size(), 1);
-  EXPECT_EQ(fakes::platform().proxy.eventRegistrations[0].velId, 7);
-  ASSERT_EQ(fakes::platform().proxy.covRegistrations.size(), 1);
-  EXPECT_EQ(fakes::platform().proxy.covRegistrations[0].velId, 7);
-  EXPECT_THAT(steps().All(), Contains("DeviceMgr::InitDeviceDataPaths(7, proxy)"));
-}
-
 TEST_F(WorkStepTest, Without_a_proxy_the_appliance_connects_all_the_same) {
   fakes::platform().framework.hasProxy = false;
   Work();
@@ -96,7 +85,6 @@ TEST_F(WorkStepTest, Disabling_unregisters_and_stops_the_device_manager_in_order
   cloud.enabled = false;
   EXPECT_EQ(Work(), m_disconnecting);
   EXPECT_FALSE(DeviceMgr::GetInstance()->IsRunning());
-  EXPECT_EQ(fakes::platform().threads.joined.size(), 2);
 }
 
 TEST_F(WorkStepTest, Disabled_again_is_noticed_once_after_the_disabling) {
@@ -178,7 +166,6 @@ TEST_F(WorkStepTest, Disabling_after_an_invalid_configuration_unregisters) {
   Work();
   cloud.enabled = false;
   EXPECT_EQ(Work(), m_disconnecting);
-  EXPECT_THAT(fakes::platform().threads.joined, IsEmpty());
 }
 
 TEST_F(WorkStepTest, A_service_that_is_down_is_not_tried_again_and_the_device_manager_starts) {
@@ -187,7 +174,7 @@ TEST_F(WorkStepTest, A_service_that_is_down_is_not_tried_again_and_the_device_ma
       Work(),
       ElementsAre(kEnabled, "DeviceMgr::InitDeviceDataPaths(3, proxy)", "GET /redfish/v1",
                   "3 ConnectWithCloudService: Cloud Service is not available at this time(8)",
-                  "DeviceMgr::RegisterForDeviceDataChange(3)", "DeviceMgr::Start", "sleep 2000000",
+                  "DeviceMgr::RegisterForDeviceDataChange(3)", "DeviceMgr::Start",
                   "5 DoWork: cloudclient is now registered for device changes", kPause));
   service.isDown(CURLE_OK);
   EXPECT_THAT(Work(), ElementsAre(kPause));
@@ -201,9 +188,6 @@ TEST_F(WorkStepTest, Enabling_again_sets_everything_up_again) {
   cloud.token = "t-3";
   cloud.chassis["c-1"] = 3;
   EXPECT_EQ(Work(), m_connecting);
-  EXPECT_EQ(fakes::platform().proxy.eventRegistrations.size(), 2);
-  EXPECT_EQ(fakes::platform().proxy.covRegistrations.size(), 2);
-  EXPECT_EQ(fakes::platform().threads.created.size(), 4);
 }
 
 TEST_F(WorkStepTest, Enabling_again_takes_the_device_that_is_managed_then) {
@@ -232,32 +216,6 @@ TEST_F(WorkStepTest, Each_step_asks_once_whether_it_is_enabled) {
     Work();
     EXPECT_EQ(asked, 1);
   }
-}
-
-TEST_F(WorkStepTest, A_second_stop_joins_no_thread_again) {
-  Work();
-  cloud.enabled = false;
-  Work();
-  ASSERT_EQ(fakes::platform().threads.joined.size(), 2);
-  cloud.enabled = true;
-  sysInfo.sysName = "Uninitialized";
-  Work();
-  cloud.enabled = false;
-  EXPECT_THAT(Work(), Contains("DeviceMgr::Stop"));
-  EXPECT_EQ(fakes::platform().threads.joined.size(), 2);
-  Drop();
-  EXPECT_EQ(fakes::platform().threads.joined.size(), 2);
-}
-
-TEST_F(WorkStepTest, Each_life_of_the_threads_is_joined_once) {
-  for (int i = 0; i < 3; ++i) {
-    cloud.enabled = true;
-    Work();
-    cloud.enabled = false;
-    Work();
-  }
-  ASSERT_EQ(fakes::platform().threads.created.size(), 6);
-  for (const fakes::Thread& thread : fakes::platform().threads.created) EXPECT_EQ(thread.joins, 1);
 }
 
 TEST_F(WorkStepTest, The_base_work_step_is_not_called) {

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "CloudAlarmFixture.h"
-#include "CloudAlarmSwitches.h"
 
 namespace cloudclient {
 namespace {
@@ -114,7 +113,7 @@ TEST_F(PostedAlarms, A_failed_clearing_is_forgotten) {
 }
 
 TEST_F(PostedAlarms, The_platforms_cleared_text_neither_clears_nor_forgets) {
-  SetPlatformClearedText("Normal");
+  fakes::SetClearedText("Normal");
   platform().stateTexts[kCleared] = "Normal";
   RunPoster({Event(10, 0, kAlarm), Event(10, 0, kCleared)});
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17", "Zarvel.GDD.10 Normal of 17"));

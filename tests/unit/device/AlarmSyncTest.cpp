@@ -3,7 +3,6 @@
 #include <vector>
 
 #include "AlarmSyncFixture.h"
-#include "CloudAlarmSwitches.h"
 
 namespace cloudclient {
 namespace {
@@ -205,7 +204,7 @@ TEST_F(AlarmSync, A_clearing_document_keeps_the_services_alarm_and_is_stamped_no
 }
 
 TEST_F(AlarmSync, Clears_with_the_literal_word_whatever_the_platforms_text) {
-  SetPlatformClearedText("Normal");
+  fakes::SetClearedText("Normal");
   platform().stateTexts[kCleared] = "Normal";
   ServiceHolds("17", {{20, 2, "Alarm", "Old text."}});
   platform().sleeps.hook = [](uint64_t) { platform().clock.now += 60; };

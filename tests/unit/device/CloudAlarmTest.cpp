@@ -3,7 +3,6 @@
 #include <string>
 #include <type_traits>
 
-#include "CloudAlarmSwitches.h"
 #include "device/CloudAlarm.h"
 #include "fakes/PlatformTest.h"
 
@@ -156,7 +155,7 @@ TEST_F(CloudAlarmRecord, The_cleared_text_is_compared_by_length_and_bytes) {
 }
 
 TEST_F(CloudAlarmRecord, The_platform_says_what_its_cleared_text_is) {
-  SetPlatformClearedText("Normal");
+  fakes::SetClearedText("Normal");
   EXPECT_TRUE(StampsCleared("Normal"));
   EXPECT_FALSE(StampsCleared("Cleared"));
   EXPECT_EQ(CloudAlarm().GetSeverity(), "Cleared");

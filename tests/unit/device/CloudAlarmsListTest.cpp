@@ -1,10 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <jansson.h>
+
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "CloudAlarmFixture.h"
-#include "CloudAlarmSwitches.h"
+
+namespace {
+
+// The index for which json_array_get answers null. Each case is a process of its own: nothing is
+// set back.
+std::optional<size_t> g_missingElement;
+
+}  // namespace
+
+extern "C" {
+json_t* __real_json_array_get(const json_t* array, size_t index);
+json_t* __wrap_json_array_get(const json_t* array, size_t index);
+}
+
+json_t* __wrap_json_array_get(const json_t* array, size_t index) {
+  if (g_missingElement == index) return nullptr;
+  return __real_json_array_get(array, index);
+}
 
 namespace cloudclient {
 namespace {
@@ -273,7 +293,7 @@ TEST_F(AlarmList, Elements_without_a_reference_text_are_told_and_skipped) {
 TEST_F(AlarmList, An_absent_element_is_told_and_skipped) {
   service.answers("GET", "/event/1", 200, EventOf({10, 0, "Warning"}));
   service.answers("GET", "/event/4", 200, "[]");
-  SetMissingArrayElement(1);
+  g_missingElement = 1;
   EXPECT_THAT(Process(R"([{"@odata.id": "/event/4"}, {"@odata.id": "/event/2"},
                           {"@odata.id": "/event/1"}])"),
               ElementsAre("Zarvel.GDD.10 Warning"));

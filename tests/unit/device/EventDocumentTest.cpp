@@ -3,7 +3,6 @@
 #include <vector>
 
 #include "CloudAlarmFixture.h"
-#include "CloudAlarmSwitches.h"
 
 namespace cloudclient {
 namespace {
@@ -144,7 +143,7 @@ TEST_F(EventDocument, Only_the_word_Cleared_clears) {
 }
 
 TEST_F(EventDocument, The_platforms_cleared_text_is_no_clearing_word) {
-  SetPlatformClearedText("Normal");
+  fakes::SetClearedText("Normal");
   EXPECT_EQ(DocumentOf(Alarm(1234, 2, "Normal")),
             R"({ "MessageId": "Zarvel.GDD.1234:2","Severity": "Normal",)"
             R"("MessageArgs": ["Unit1","System","2", null],"Message": "Fan failed.",)"
@@ -153,7 +152,7 @@ TEST_F(EventDocument, The_platforms_cleared_text_is_no_clearing_word) {
 }
 
 TEST_F(EventDocument, The_word_Cleared_clears_whatever_the_platforms_text) {
-  SetPlatformClearedText("Normal");
+  fakes::SetClearedText("Normal");
   EXPECT_EQ(DocumentOf(Alarm(1234, 2, "Cleared")),
             R"({ "MessageId": "258","Severity": "MESSAGE",)"
             R"("MessageArgs": ["Unit1","System","","Zarvel.GDD.1234:2"],)"
