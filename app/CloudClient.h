@@ -45,8 +45,9 @@ enum : AppResult {
 
 // The application: waits for the cloud client to be enabled, connects the appliance with the
 // service, and reacts to changes of configuration. One object a process, on the main thread, from
-// which every operation is called. Failures are logged and reported by result. Only what a GET of
-// HttpsClient or the platform throws leaves an operation, and out of a work step ends the process.
+// which every operation is called. Failures are logged and reported by result. An operation throws
+// only what HttpsClient's GET or the platform throws; thrown out of a work step it ends the
+// process.
 class CloudClient : public LxBaseProxyApp {
  public:
   // `name` is the application's name at the framework. A set-up failure is logged and leaves the
@@ -65,8 +66,8 @@ class CloudClient : public LxBaseProxyApp {
   void HandleCfgEvent(const LxConfigEvent& event) override;
 
   bool IsEnabled();
-  // Makes unit name and UUID usable for a connection. kAppOk, kAppNotConfigured, kAppNoUnitName or
-  // kAppUuidNotStored.
+  // Makes the system name the unit name, and stores a UUID if there is none: what a connection
+  // needs. kAppOk, kAppNotConfigured, kAppNoUnitName or kAppUuidNotStored.
   AppResult HasValidConfiguration();
   // Finds the manager, or registers and posts the chassis; then synchronises the alarms.
   void ConnectWithCloudService();
@@ -87,7 +88,7 @@ class CloudClient : public LxBaseProxyApp {
   // Path of the service's collection of managers. kAppRootNotJson, kAppNoCollection,
   // kAppNoOdataId, or GetServiceRoot's result.
   AppResult GetManagersURI(std::string& managersPath);
-  // The service root's document; `doc` counts for nothing unless kAppOk. kAppNotConfigured,
+  // The service root's document; `doc` is undefined unless kAppOk. kAppNotConfigured,
   // kAppServiceNotReached.
   AppResult GetServiceRoot(std::string& doc);
   // A document of the service from its first "{" on. kAppConfigUnreadable, kAppDocumentNotFetched,
@@ -97,7 +98,8 @@ class CloudClient : public LxBaseProxyApp {
   // The chassis.
 
   // Renders, posts and records the chassis. kAppNoUrl, kAppNoToken, kAppNoDevice, kAppNoTemplate,
-  // kAppRequestFailed, kAppNoJson, kAppNoId. Does not return while the template is nowhere.
+  // kAppRequestFailed, kAppNoJson, kAppNoId. Does not return while there is no
+  // template, as FindDataFile.
   AppResult PostChassisInstance();
   // Synchronises the alarms of the configured chassis. The document is not read.
   void ReconcileWithCloudService(const std::string& managerDoc);
@@ -108,7 +110,8 @@ class CloudClient : public LxBaseProxyApp {
   AppResult GetChassisIdFromChassisDoc(const std::string& chassisPath, std::string& id);
   // Deletes a chassis at the service and forgets it whatever the service answers.
   // kAppDeleteRefused. Without a readable URL or token kAppOk: nothing is sent, and the chassis is
-  // forgotten all the same. An empty `id` asks at the collection and forgets nothing.
+  // forgotten all the same. With an empty `id` the DELETE goes to the collection, and no chassis is
+  // forgotten.
   AppResult DeleteChassisInstanceFromCloudService(const std::string& id);
 
  private:

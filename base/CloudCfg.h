@@ -7,8 +7,8 @@
 
 namespace cloudclient {
 
-// The configuration objects that the daemon works with, asked of the platform's factory at each
-// call. Owned by the factory, never null. Any thread.
+// The two configuration objects of the daemon. Each call asks the platform's factory, which owns
+// them; never null. Any thread.
 cfg_cloud::CfgCloud* CloudCfg();
 cfg_sysinfo::LxCfgSysInfo* SysInfoCfg();
 

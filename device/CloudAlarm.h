@@ -7,8 +7,8 @@
 
 namespace cloudclient {
 
-// Severity of an alarm that is not active, as event documents are told apart by it. The platform
-// has a text of its own for its cleared state (LxVelEventUtil::TYPE_CLEARED_STRING).
+// Severity of a cleared alarm, by which event documents are chosen. The platform has a text of its
+// own for its cleared state (LxVelEventUtil::TYPE_CLEARED_STRING).
 // Kept: docs/kept-behaviour.md#two-cleared-words
 extern const char kSeverityCleared[];
 
@@ -30,7 +30,7 @@ class CloudAlarm {
   // is the platform's cleared text, else as the time of creation.
   void SetState(const std::string& state);
   const std::string& GetSeverity() const { return m_severity; }
-  // Whether events tell it as active: its state's text is not kSeverityCleared.
+  // Whether the event document shows it as active: its severity is not kSeverityCleared.
   bool IsActive() const { return m_severity != kSeverityCleared; }
   const std::string& GetClearedTime() const { return m_clearedTime; }
 

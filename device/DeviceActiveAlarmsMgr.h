@@ -11,10 +11,10 @@
 
 namespace cloudclient {
 
-// Remembers, for each device instance, the alarms reported to the service as active, so that a
-// repeated notification is told from a change of state. Nothing is persisted.
+// The tracker: remembers, for each device instance, the alarms that were posted as active, so that
+// the poster can tell a repeated notification from a change of state. Nothing is persisted.
 //
-// Without a lock, although the poster thread and a reconciliation on the main thread both use it.
+// Takes no lock, although the poster thread and a reconciliation on the main thread both use it.
 // Kept: docs/kept-behaviour.md#unlocked-tracker
 class DeviceActiveAlarmsMgr {
  public:

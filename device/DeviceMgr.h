@@ -46,10 +46,10 @@ struct DeviceCov {
 // it, and keeps both sides' alarms equal. One object a process.
 //
 // Threads: the application's (set-up, Start, Stop, reconciliation), `CloudPoster`,
-// `ChangeOfCheckerThread` (on which the engine's callbacks run) and the platform timer's. Two
-// mutexes guard one queue each, are held only to append or to copy and clear, and never together.
-// The flags that the threads share, the module-count cache and the tracker are without lock or
-// atomic.
+// `ChangeOfCheckerThread` (on which the engine's callbacks run) and the platform timer's. Each
+// queue has a mutex, which is held only to append, or to copy and clear; no thread holds both.
+// Neither lock nor atomic guards the flags that the threads share, the module-count cache and the
+// tracker.
 // Kept: docs/kept-behaviour.md#unlocked-flags
 class DeviceMgr {
  public:
@@ -74,8 +74,8 @@ class DeviceMgr {
   PatchMgr& GetPatchMgr() { return m_patchMgr; }
   LxTimerMgr& GetTimerMgr() { return m_timerMgr; }
 
-  // The queues. Locking returns the mutex's status; `HasEvents` and `HasCovs` are read without the
-  // mutex, everything else of a queue only under it.
+  // The queues. Locking returns the mutex's status. Only `HasEvents` and `HasCovs` may be asked
+  // without the mutex.
   unsigned int LockEventList() { return m_eventMutex.Lock(); }
   unsigned int UnlockEventList() { return m_eventMutex.Unlock(); }
   unsigned int LockCovList() { return m_covMutex.Lock(); }
@@ -101,7 +101,8 @@ class DeviceMgr {
   // alarm that expires at this very moment arms the next one all the same.
   void Stop();
 
-  // Has the engine notify events and changes of value of the device into the queues.
+  // Registers for the device's events and changes of value: from now on the engine's callbacks
+  // append them to the queues.
   void RegisterForDeviceDataChange(int velId);
 
   // Append to a queue. Any thread.
@@ -120,7 +121,7 @@ class DeviceMgr {
   // which does not always return; 0 also when the device's product sequence identifier is unknown.
   int32_t FindPath(int velId, std::string& path, const std::string& fileName);
 
-  // Edits of a rendered document, as PatchMgr's.
+  // Edit a rendered document: forwards to PatchMgr.
   void FillSevenDayValues(std::string& document) { m_patchMgr.FillSevenDayValues(document); }
   void UpdateDocWithTempUomValues(int deviceId, std::string& document) {
     m_patchMgr.UpdateDocWithTempUomValues(deviceId, document);
@@ -138,8 +139,8 @@ class DeviceMgr {
   // there within 2 seconds. Without a proxy the queue stays as it is.
   void GetDeviceActiveAlarms(int velId);
 
-  // Events and alarms of the service. Each operation logs its failures; an answer that
-  // HttpsClient's GET cannot cut is one.
+  // Events and alarms of the service. Each operation logs its failures. What HttpsClient's GET
+  // throws counts as a failure.
 
   // Posts the event document of `alarm`; an active alarm that the service took is tracked.
   void PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
@@ -214,10 +215,10 @@ class DeviceMgr {
   std::map<uint32_t, std::string> m_spareMap;
   std::vector<uint32_t> m_spareList;
   PatchMgr m_patchMgr;
-  // Behind `m_patchMgr`, so that it goes first: the callbacks of its thread work on that.
+  // Declared after `m_patchMgr`, so that it is destroyed first: its thread's callbacks use that.
   LxTimerMgr m_timerMgr;
   bool m_syncInProgress = false;
-  // The handles keep their values when their threads are joined; a thread is joined only once.
+  // A handle keeps its value when its thread is joined; these keep Stop from joining it again.
   bool m_changeOfCheckerJoined = false;
   bool m_cloudPosterJoined = false;
 };

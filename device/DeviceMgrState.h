@@ -2,11 +2,11 @@
 #ifndef DEVICE_DEVICEMGRSTATE_H_
 #define DEVICE_DEVICEMGRSTATE_H_
 
-// What the source files of DeviceMgr share among themselves.
+// What the source files of this folder share among themselves.
 
 namespace cloudclient {
 
-// Log unit of all of them.
+// Log unit of all of them: DeviceMgr is what runs the others.
 constexpr char kUnit[] = "DeviceMgr";
 
 // Value of `g_todAlarmId` while no daily alarm is armed.
@@ -20,8 +20,8 @@ extern unsigned short g_todAlarmId;
 // While non-zero, nothing is registered for at the engine. Set by nothing.
 extern unsigned char g_registrationSuppressed;
 
-// Runs one operation of a thread that nothing may leave. What it throws makes it a failed
-// operation, no more.
+// Runs one operation of a thread. No exception may leave the thread: one that the operation throws
+// ends this operation alone.
 template <typename Operation>
 void Guarded(const Operation& operation) {
   try {

@@ -19,7 +19,7 @@ typedef uint32_t HttpsResult;
 enum : HttpsResult {
   kHttpsOk = 0,
   kHttpsInitFailed = 1,       // curl_global_init failed
-  kHttpsNoHandle = 2,         // not initialised, or no easy handle to be had
+  kHttpsNoHandle = 2,         // not initialised, or libcurl gave no easy handle
   kHttpsSetupFailed = 3,      // libcurl refused an option
   kHttpsTransportFailed = 4,  // the transfer failed; a GET answered with any other status
   kHttpsDeleteRefused = 5,    // DELETE answered with a status other than 204
@@ -32,15 +32,15 @@ enum : HttpsResult {
 // The daemon's one HTTPS transport: five synchronous operations against the service.
 //
 // Every operation blocks for the whole exchange (no time-out is set), may be called from any
-// thread and holds `lock` throughout, so that requests go out one at a time; a lock that cannot be
-// had stops none of them. URLs, documents and tokens are taken as they are. The server's
-// certificate is not verified.
+// thread and holds `lock` throughout, so that requests go out one at a time. When locking fails,
+// the request goes out without the lock. URLs, documents and tokens are taken as they are. The
+// server's certificate is not verified.
 // Kept: docs/kept-behaviour.md#unseen-lock
 //
 // Answers come back as two raw texts: the header block (every header line with its CR LF, the
-// blank line that ends it included) and the body. The operations share two buffers that only some
-// outcomes empty; what a PATCH or a failed transfer leaves in them, and a DELETE does not empty,
-// becomes the front of the next POST's or GET's answer.
+// blank line that ends it included) and the body. All operations receive into the same two buffers,
+// which only some outcomes empty: what a PATCH or a failed transfer leaves in them, and a DELETE
+// does not empty, precedes the next POST's or GET's answer.
 class HttpsClient {
  public:
   // Makes no libcurl call.
@@ -66,11 +66,11 @@ class HttpsClient {
   HttpsResult PatchResource(const std::string& url, const std::string& token,
                             const std::string& document);
 
-  // GET without a header of our own, and GET with the token. The outputs are assigned on kHttpsOk,
-  // kHttpsForbidden and kHttpsRedirect (with an empty body), and untouched otherwise; also on the
-  // kHttpsOk that GetAuthDocument returns, without having sent anything, when libcurl refuses the
-  // header list. Throws std::out_of_range when the header block is longer than everything received;
-  // the outputs hold all of it then.
+  // GET without a header of the daemon's own, and GET with the token. The outputs are assigned on
+  // kHttpsOk, kHttpsForbidden and kHttpsRedirect (with an empty body), and untouched otherwise;
+  // also on the kHttpsOk that GetAuthDocument returns, without having sent anything, when libcurl
+  // refuses the header list. Throws std::out_of_range when the header block is longer than
+  // everything received; the outputs hold all of it then.
   HttpsResult GetDocument(const std::string& url, std::string& responseBody,
                           std::string& responseHeader);
   HttpsResult GetAuthDocument(const std::string& url, std::string& responseBody,

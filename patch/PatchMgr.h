@@ -17,10 +17,11 @@ class LxPldProxy;
 
 namespace cloudclient {
 
-// Turns changes of value of device points into documents for the service, as a map file tells.
+// Sends changes of value of the device's points to the service, as documents of the resources to
+// which a map file assigns the points, and keeps the extremes of seven days.
 //
-// One object, owned by the device manager. It takes no lock: the id history and the accumulators
-// are unguarded, although the poster thread, the timer's thread and the main thread use them.
+// One object, owned by the device manager. Takes no lock: nothing guards the id history and the
+// accumulators, although the poster thread, the timer's thread and the main thread use them.
 // Kept: docs/kept-behaviour.md#unlocked-values
 class PatchMgr {
  public:
@@ -29,10 +30,10 @@ class PatchMgr {
   PatchMgr(const PatchMgr&) = delete;
   PatchMgr& operator=(const PatchMgr&) = delete;
 
-  // The proxy that values are read from; not owned, may be null: then nothing can be read.
+  // The proxy from which values are read; not owned. With null no value can be read.
   void SetPldProxy(LxPldProxy* proxy) { m_pldProxy = proxy; }
 
-  // What was loaded and accumulated.
+  // The map that was loaded, and the days' records.
   const PatchMap& GetMap() const { return m_map; }
   const SevenDays::Table& GetAccumulators() const { return m_days.Records(); }
 
@@ -119,7 +120,7 @@ class PatchMgr {
   void NewDaySyncHumAccumulator(int32_t deviceId, HttpsClient* client, LxPldProxy* proxy);
 
  private:
-  // The accumulator point of a kind: found once and kept, looked for as long as there is none.
+  // The point of which a quantity's days are seeded. It is looked for until it is found, then kept.
   struct AccumulatorPoint {
     bool found = false;
     int32_t id = 0;

@@ -11,8 +11,8 @@
 
 namespace cloudclient {
 
-// Readings of one day: the extremes as numbers, which are compared, and as texts, which are
-// reported. A low is replaced by any reading below it, its start included.
+// The extremes of one day: as numbers, which are compared, and as texts, which are sent. A reading
+// below a low replaces it; the first one has to be below the starting value.
 struct DayAccumulator {
   uint16_t lowTemp = 500;
   uint16_t highTemp = 0;
@@ -24,8 +24,8 @@ struct DayAccumulator {
   std::string highHumText = "0";
 };
 
-// What the days are kept of: the points that are read for it, the place of its extremes in a day,
-// and the words of a document that they are put in place of.
+// A quantity whose extremes are kept: the flag of the points that measure it, the members of a
+// day's record that hold its extremes, and the words of a document that these replace.
 struct Quantity {
   bool PointPatchEntry::*marked;
   uint16_t DayAccumulator::*low;
@@ -69,9 +69,10 @@ class SevenDays {
 
   // Opens today's record and, of seven or more, drops those that are seven days old or older.
   void BeginToday();
-  // Has today's record, which is opened where there is none, begin anew with one reading.
+  // Replaces the quantity's extremes in today's record by one reading. Opens the record if there is
+  // none.
   void Seed(const Quantity& quantity, uint16_t value, const std::string& text);
-  // Takes a reading where it is lower or higher than what the day has seen.
+  // Records a reading if it is lower or higher than the day's extremes so far.
   static void Take(DayAccumulator& day, const Quantity& quantity, uint16_t value,
                    const std::string& text);
 

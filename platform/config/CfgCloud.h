@@ -26,7 +26,7 @@ class CfgCloud : public orv_cfgserver::LxAppCfg {
   // Base URL of the service, without a slash at its end.
   virtual int GetUrl(std::string& url) const = 0;
 
-  // What authorises the registration.
+  // The user's e-mail address and the key: together they authorise the registration.
   virtual int GetUserEmail(std::string& email) const = 0;
   virtual int GetKey(std::string& key) const = 0;
 

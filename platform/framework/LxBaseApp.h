@@ -15,7 +15,7 @@ class LxBaseApp {
   LxBaseApp(const LxBaseApp&) = delete;
   LxBaseApp& operator=(const LxBaseApp&) = delete;
 
-  // Start hook, called once by `Start`. What it returns is not looked at.
+  // Start hook, called once by `Start`, which ignores its result.
   virtual int OnStart();
   // Work step, called again and again until the application stops; it paces itself.
   virtual void DoWork();
@@ -31,7 +31,7 @@ class LxBaseApp {
   // Runs the application on the calling thread: `OnStart`, then `DoWork` repeatedly with events
   // delivered between two calls, `OnStop` at the end. An `OnStart` that waits asks `IsStop`, which
   // delivers them meanwhile. Returns when the application was stopped.
-  // What a hook throws leaves it.
+  // An exception of a hook passes through.
   void Start();
 
   // True once a stop has been requested. Any thread; on the main thread inside `OnStart`, but in no

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-// A change of configuration. Borrowed for the call that delivers it.
+// A change of configuration. Valid during the call that delivers it.
 class LxConfigEvent {
  public:
   virtual ~LxConfigEvent() = default;
