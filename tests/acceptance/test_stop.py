@@ -15,6 +15,7 @@ from harness.recorder import HANGS
 
 ENABLED = "cloudclient is now registered for device changes"
 HEARTBEAT = f"POST /hb/{UUID}"
+NOON = "2026-03-05 12:00:00"
 
 
 def test_stop_while_disabled(daemon, device):
@@ -89,7 +90,7 @@ def test_heartbeat_that_hangs_does_not_hold_the_stop(daemon, device, recorder):
 
 
 @pytest.mark.load
-def test_stops_at_random_moments(daemon, device, service):
+def test_stops_at_random_moments(daemon, device, service, clock_of):
     """20 stops within the first 20 seconds of a life; under CLOUDCLIENT_LOAD=1 200 within the
     first 100, which holds a heartbeat. CLOUDCLIENT_SEED repeats a run."""
     seed = int(os.environ.get("CLOUDCLIENT_SEED", random.randrange(2**32)))
@@ -99,7 +100,7 @@ def test_stops_at_random_moments(daemon, device, service):
     service.start("--http")
     daemon.configure(Url=service.url)
     for _ in range(stops):
-        daemon.start(clock(20))
+        daemon.start(clock_of(NOON, 20))
         daemon.logs("DoWork: cloudclient is now ENABLED")
         time.sleep(moments.uniform(0, life / 20))  # where it is by then is not to be known
-        daemon.stop()
+        daemon.stop_in_real_time()

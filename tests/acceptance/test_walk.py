@@ -15,6 +15,8 @@ from harness.waiting import wait_until
 ENABLED = "cloudclient is now registered for device changes"
 STEPS = 500
 SPEED = 200
+SLOWER = 20  # where no time-out is part of what happens
+NOON = "2026-03-05 12:00:00"
 NUMBERS = (4711, 4712, 4713)
 MODULES = {4711: 3, 4712: 1, 4713: 1}
 
@@ -30,9 +32,10 @@ def seeds():
 
 
 class Walk:
-    def __init__(self, seed, daemon, device, proxy):
+    def __init__(self, seed, daemon, device, proxy, clock_of):
         self._random = random.Random(seed)
         self._daemon, self._device, self._proxy = daemon, device, proxy
+        self._clock_of = clock_of
         self.starts = self.outages = 0
 
     def describe(self):
@@ -44,9 +47,9 @@ class Walk:
                         "State": self._random.choice(("Cleared", *SEVERITIES))}
                        for n in NUMBERS]})
 
-    def start(self):
+    def start(self, speed=SPEED):
         self.describe()
-        self._daemon.start(clock(SPEED))
+        self._daemon.start(self._clock_of(NOON, speed))
         self._daemon.logs(ENABLED)
         self.starts += 1
 
@@ -64,25 +67,26 @@ class Walk:
         elif what < 0.98:
             self._proxy.becomes(THROUGH)
         else:
-            self._daemon.stop()
+            self._daemon.stop_in_real_time()
             self.start()
         time.sleep(self._random.uniform(0, 0.03))  # where the daemon is by then is not to be known
 
 
 @pytest.mark.parametrize("seed", seeds())
-def test_both_sides_are_equal_after_a_walk(daemon, device, service, proxy_to, seed):
+def test_both_sides_are_equal_after_a_walk(daemon, device, service, proxy_to, clock_of, seed):
     print(f"seed {seed}: repeat with CLOUDCLIENT_SEEDS=={seed}")
     service.start("--http", faketime=clock(SPEED))
     proxy = proxy_to(service)
     daemon.configure(Url=proxy.url)
-    walk = Walk(seed, daemon, device, proxy)
+    walk = Walk(seed, daemon, device, proxy, clock_of)
     walk.start()
     wait_until(lambda: daemon.chassis, "a chassis")
     for _ in range(STEPS):
         walk.step()
     assert walk.starts > 1 and walk.outages > 1
     proxy.becomes(THROUGH)
-    daemon.stop()
-    walk.start()
+    daemon.stop_in_real_time()
+    walk.start(SLOWER)
     wait_until(lambda: at_the_service(service, daemon) == at_the_device(device),
                "the same alarms on both sides")
+    daemon.stop_in_real_time()

@@ -33,8 +33,10 @@ class MovableClock:
         """Seconds of this clock, at its one speed, since a moment of time.monotonic()."""
         return (time.monotonic() - since) * self._speed
 
-    def run_at(self, speed):
-        """From now on another speed; the clock jumps, as if it had always run so."""
+    def slow_to(self, speed, since):
+        """From now on another speed, from where it is; `since`: when its process was started, by
+        time.monotonic()."""
+        self._offset += round((time.monotonic() - since) * (self._speed - speed))
         self._speed = speed
         self._write()
 
