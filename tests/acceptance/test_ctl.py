@@ -181,7 +181,8 @@ def test_values_that_are_taken(ctl, key, value):
 
 
 @pytest.mark.parametrize("key", ["RegistrationKey", "XAuthToken"])
-@pytest.mark.parametrize("typed", [b"s3 cret", b"s3 cret\n", b"s3 cret\r\n"])
+@pytest.mark.parametrize("typed", [b"s3 cret", b"s3 cret\n", b"s3 cret\r\n"],
+                         ids=["no line end", "LF", "CR LF"])
 def test_secret_from_standard_input(ctl, key, typed):
     assert ctl.does("config", "set", key, "-", stdin=typed) == ""
     assert ctl.does("config", "get", key, "--reveal") == "s3 cret\n"

@@ -21,11 +21,16 @@ def pytest_addoption(parser):
                      help="CMake build folder whose programs are tried (CLOUDCLIENT_PROGRAMS)")
 
 
-def pytest_make_parametrize_id(val):
+def pytest_make_parametrize_id(val, argname):
     """A case is named by one short line whatever it is given: CMake reads a list of the names, in
-    which a bracket that nothing closes would swallow the names behind it."""
+    which a bracket that nothing closes would swallow the names behind it. What has no text is named
+    by its parameter alone, and not numbered."""
     if isinstance(val, (list, tuple)) and all(isinstance(part, (str, bytes)) for part in val):
-        return " ".join(map(pytest_make_parametrize_id, val))
+        return " ".join(pytest_make_parametrize_id(part, argname) for part in val)
+    if isinstance(val, bool):
+        return argname if val else f"not {argname}"
+    if isinstance(val, dict):
+        return argname
     if isinstance(val, bytes):
         val = val.decode("latin-1")
     if isinstance(val, str):

@@ -85,7 +85,8 @@ class Recorder(Server):
         def seen():
             found = self.requests(name)
             return found[times - 1] if len(found) >= times else None
-        return wait_until(seen, f"request {name!r}, {times} times; so far {self.lines()}")
+        return wait_until(seen, lambda: f"request {name!r}, {times} times; there were "
+                          f"{self.lines()}")
 
     def moments(self, name):
         return [r.moment for r in self.requests(name)]

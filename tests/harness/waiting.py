@@ -11,7 +11,7 @@ POLL = 0.02
 def wait_until(predicate, what, deadline=DEADLINE, alive=None):
     """Polls `predicate` until it answers something true, and returns that.
 
-    `what` names it in the failure. `alive`, if given, is called at each turn and raises when
+    `what` names it in the failure: a text, or what makes one then. `alive`, if given, is called at each turn and raises when
     waiting has become pointless.
     """
     end = time.monotonic() + deadline
@@ -22,5 +22,6 @@ def wait_until(predicate, what, deadline=DEADLINE, alive=None):
         if alive is not None:
             alive()
         if time.monotonic() > end:
-            raise AssertionError(f"not seen within {deadline:.0f} s: {what}")
+            raise AssertionError(
+                f"not seen within {deadline:.0f} s: {what() if callable(what) else what}")
         time.sleep(POLL)
