@@ -13,24 +13,24 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 
-#include "service/Clock.h"
-#include "service/Log.h"
-#include "service/Options.h"
+#include "service/AuthCommands.h"
+#include "service/CommandLine.h"
 #include "service/api/Api.h"
 #include "service/api/Error.h"
 #include "service/api/Feed.h"
 #include "service/api/Ticker.h"
+#include "service/auth/Accounts.h"
+#include "service/auth/Operators.h"
 #include "service/http/Server.h"
 #include "service/http/Tls.h"
 #include "service/ops/Backup.h"
 #include "service/ops/Operations.h"
-#include "service/owners/Accounts.h"
-#include "service/owners/Commands.h"
-#include "service/owners/Operators.h"
 #include "service/page/Page.h"
 #include "service/redfish/Service.h"
 #include "service/store/Lock.h"
 #include "service/store/Store.h"
+#include "service/util/Clock.h"
+#include "service/util/Log.h"
 
 namespace cloudservice {
 

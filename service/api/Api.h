@@ -7,15 +7,15 @@
 #include <string>
 #include <vector>
 
-#include "service/Clock.h"
-#include "service/Log.h"
 #include "service/api/Feed.h"
 #include "service/api/Query.h"
 #include "service/api/Views.h"
+#include "service/auth/Operators.h"
 #include "service/http/Message.h"
 #include "service/http/Target.h"
-#include "service/owners/Operators.h"
 #include "service/store/Store.h"
+#include "service/util/Clock.h"
+#include "service/util/Log.h"
 
 namespace cloudservice {
 

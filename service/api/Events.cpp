@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 
-#include "service/Text.h"
 #include "service/api/Api.h"
 #include "service/api/Error.h"
+#include "service/util/Text.h"
 
 namespace cloudservice {
 

@@ -5,8 +5,8 @@
 #include <exception>
 #include <utility>
 
-#include "service/Secret.h"
 #include "service/api/Views.h"
+#include "service/util/Secret.h"
 
 namespace cloudservice {
 

@@ -12,12 +12,12 @@
 #include <utility>
 #include <vector>
 
-#include "service/Clock.h"
-#include "service/Log.h"
+#include "service/auth/Operators.h"
 #include "service/http/Stream.h"
-#include "service/owners/Operators.h"
-#include "service/redfish/Document.h"
+#include "service/json/Json.h"
 #include "service/store/Store.h"
+#include "service/util/Clock.h"
+#include "service/util/Log.h"
 
 namespace cloudservice {
 

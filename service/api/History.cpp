@@ -9,7 +9,7 @@
 #include "service/api/Names.h"
 #include "service/api/Thinning.h"
 #include "service/api/Views.h"
-#include "service/redfish/Numbers.h"
+#include "service/json/Numbers.h"
 
 namespace cloudservice {
 

@@ -6,8 +6,8 @@
 #include <map>
 #include <vector>
 
-#include "service/Text.h"
 #include "service/api/Views.h"
+#include "service/util/Text.h"
 
 namespace cloudservice {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "service/redfish/Document.h"
-#include "service/redfish/Numbers.h"
+#include "service/json/Json.h"
+#include "service/json/Numbers.h"
 
 namespace cloudservice {
 

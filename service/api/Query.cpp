@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <charconv>
 
-#include "service/Clock.h"
-#include "service/Text.h"
 #include "service/api/Error.h"
+#include "service/util/Clock.h"
+#include "service/util/Text.h"
 
 namespace cloudservice {
 

@@ -4,7 +4,6 @@
 #include "service/api/Api.h"
 #include "service/api/Description.h"
 #include "service/api/Error.h"
-#include "service/redfish/Refusal.h"
 
 namespace cloudservice {
 
@@ -27,8 +26,8 @@ std::string Member(const Json& object, const char* name) {
 Json ParseBody(const std::string& body) {
   try {
     return ParseObject(body);
-  } catch (const Refusal& refusal) {
-    throw ApiError(refusal.Status(), refusal.what());
+  } catch (const JsonError& error) {
+    throw ApiError(400, error.what());
   }
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/api/Views.h"
 
-#include "service/Clock.h"
+#include "service/util/Clock.h"
 
 namespace cloudservice {
 

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "service/http/Message.h"
-#include "service/redfish/Document.h"
+#include "service/json/Json.h"
 #include "service/store/Store.h"
 
 namespace cloudservice {

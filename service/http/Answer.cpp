@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/http/Answer.h"
 
-#include "service/Clock.h"
+#include "service/util/Clock.h"
 
 namespace cloudservice {
 

@@ -10,9 +10,9 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
 
-#include "service/Clock.h"
-#include "service/Log.h"
 #include "service/http/Message.h"
+#include "service/util/Clock.h"
+#include "service/util/Log.h"
 
 namespace cloudservice {
 

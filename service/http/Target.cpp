@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-#include "service/Text.h"
+#include "service/util/Text.h"
 
 namespace cloudservice {
 

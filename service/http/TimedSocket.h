@@ -12,7 +12,7 @@
 #include <boost/beast/core/error.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 
-#include "service/Clock.h"
+#include "service/util/Clock.h"
 
 namespace cloudservice {
 

@@ -7,9 +7,9 @@
 #include <exception>
 #include <numeric>
 
-#include "service/Secret.h"
 #include "service/http/Pretty.h"
 #include "service/http/Target.h"
+#include "service/util/Secret.h"
 
 namespace cloudservice {
 

@@ -10,10 +10,10 @@
 #include <string>
 #include <utility>
 
-#include "service/Clock.h"
-#include "service/Log.h"
 #include "service/http/Message.h"
 #include "service/store/Store.h"
+#include "service/util/Clock.h"
+#include "service/util/Log.h"
 
 namespace cloudservice {
 

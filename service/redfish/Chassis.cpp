@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "service/Secret.h"
+#include "service/redfish/Body.h"
 #include "service/redfish/Refusal.h"
 #include "service/redfish/Service.h"
+#include "service/util/Secret.h"
 
 namespace cloudservice {
 
@@ -35,7 +36,7 @@ Response RedfishService::ListChassis(const Call& call) {
 }
 
 Response RedfishService::CreateChassis(const Call& call) {
-  ParseObject(call.request.body);
+  ParseBody(call.request.body);
   ChassisRecord chassis;
   chassis.id = RandomHex(kIdBytes);
   chassis.manager = call.owner->uuid;
@@ -52,7 +53,7 @@ Response RedfishService::GetChassis(const Call& call) {
 
 Response RedfishService::PatchChassis(const Call& call) {
   const ChassisRecord chassis = OwnChassis(call);
-  const Json patch = ParseObject(call.request.body);
+  const Json patch = ParseBody(call.request.body);
   RefuseReadOnly(patch, {{"Id", chassis.id}});
   m_store.SetChassisDocument(chassis.id, MergedText(chassis.document, patch),
                              ReadingsOf(call, chassis.id, patch));

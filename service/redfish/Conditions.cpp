@@ -3,8 +3,8 @@
 
 #include <strings.h>
 
-#include "service/Secret.h"
 #include "service/redfish/Refusal.h"
+#include "service/util/Secret.h"
 
 namespace cloudservice {
 

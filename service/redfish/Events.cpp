@@ -2,9 +2,10 @@
 #include <algorithm>
 #include <array>
 
-#include "service/Text.h"
+#include "service/redfish/Body.h"
 #include "service/redfish/Refusal.h"
 #include "service/redfish/Service.h"
+#include "service/util/Text.h"
 
 namespace cloudservice {
 
@@ -96,7 +97,7 @@ std::string RedfishService::OriginChassis(const Call& call, const Json& document
 
 Response RedfishService::PostEvent(const Call& call) {
   RequireOwn(call, call.names.at(0));
-  const Json document = ParseObject(call.request.body);
+  const Json document = ParseBody(call.request.body);
   EventRecord event;
   event.manager = call.owner->uuid;
   event.messageId = RequiredString(document, "MessageId");

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "service/redfish/Body.h"
 #include "service/redfish/Refusal.h"
 #include "service/redfish/Service.h"
 
@@ -43,7 +44,7 @@ Json RedfishService::HeartbeatView(const Heartbeat& heartbeat) const {
 
 Response RedfishService::TakeHeartbeat(const Call& call) {
   RequireOwn(call, call.names.at(0));
-  const Json document = ParseObject(call.request.body);
+  const Json document = ParseBody(call.request.body);
   OptionalString(document, "HeartbeatDestination");
   Heartbeat heartbeat;
   heartbeat.last = m_clock();

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "service/Text.h"
-#include "service/redfish/Numbers.h"
+#include "service/json/Numbers.h"
 #include "service/redfish/Refusal.h"
 #include "service/redfish/Service.h"
+#include "service/util/Text.h"
 
 namespace cloudservice {
 

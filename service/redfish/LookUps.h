@@ -7,7 +7,7 @@
 #include <map>
 #include <string>
 
-#include "service/redfish/Document.h"
+#include "service/json/Json.h"
 
 namespace cloudservice {
 

@@ -2,9 +2,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "service/Secret.h"
+#include "service/redfish/Body.h"
 #include "service/redfish/Refusal.h"
 #include "service/redfish/Service.h"
+#include "service/util/Secret.h"
 
 namespace cloudservice {
 
@@ -79,7 +80,7 @@ Response RedfishService::RegisterManager(const Call& call) {
     response.SetHeader("Retry-After", std::to_string(admission.wait));
     return response;
   }
-  const Json document = ParseObject(call.request.body);
+  const Json document = ParseBody(call.request.body);
   ManagerRecord manager;
   manager.uuid = CheckedUuid(document);
   manager.name = OptionalString(document, "Name").value_or("");
@@ -110,7 +111,7 @@ Response RedfishService::GetManager(const Call& call) {
 
 Response RedfishService::PatchManager(const Call& call) {
   RequireOwn(call, call.names.at(0));
-  const Json patch = ParseObject(call.request.body);
+  const Json patch = ParseBody(call.request.body);
   RefuseReadOnly(patch, {{"Id", call.owner->uuid}, {"UUID", call.owner->uuid}});
   m_store.SetManagerDocument(call.owner->uuid, MergedText(call.owner->document, patch),
                              ReadingsOf(call, std::nullopt, patch));

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "service/Text.h"
 #include "service/redfish/Refusal.h"
+#include "service/util/Text.h"
 
 namespace cloudservice {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "service/http/Target.h"
-#include "service/redfish/Document.h"
+#include "service/json/Json.h"
 
 namespace cloudservice {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/redfish/Refusal.h"
 
-#include "service/redfish/Document.h"
+#include "service/json/Json.h"
 
 namespace cloudservice {
 

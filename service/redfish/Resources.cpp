@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "service/redfish/Body.h"
 #include "service/redfish/Refusal.h"
 #include "service/redfish/Service.h"
 
@@ -74,7 +75,7 @@ Response RedfishService::GetSensors(const Call& call) {
 
 Response RedfishService::PatchResource(const Call& call,
                                        const std::optional<std::string>& chassis) {
-  const Json patch = ParseObject(call.request.body);
+  const Json patch = ParseBody(call.request.body);
   ResourceRecord resource;
   resource.path = call.target.Path();
   resource.manager = call.owner->uuid;

@@ -3,10 +3,10 @@
 
 #include <utility>
 
-#include "service/Secret.h"
 #include "service/redfish/Conditions.h"
 #include "service/redfish/Refusal.h"
 #include "service/redfish/schema/Csdl.h"
+#include "service/util/Secret.h"
 
 namespace cloudservice {
 

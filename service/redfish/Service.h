@@ -8,16 +8,17 @@
 #include <string>
 #include <vector>
 
-#include "service/Clock.h"
-#include "service/Log.h"
+#include "service/auth/Accounts.h"
 #include "service/http/Message.h"
 #include "service/http/Target.h"
-#include "service/owners/Accounts.h"
-#include "service/redfish/Document.h"
+#include "service/json/Json.h"
 #include "service/redfish/LookUps.h"
 #include "service/redfish/QueryOptions.h"
+#include "service/redfish/Refusal.h"
 #include "service/redfish/Shape.h"
 #include "service/store/Store.h"
+#include "service/util/Clock.h"
+#include "service/util/Log.h"
 
 namespace cloudservice {
 

@@ -7,9 +7,9 @@
 #include <optional>
 #include <utility>
 
-#include "service/Text.h"
 #include "service/http/Target.h"
 #include "service/redfish/schema/Formats.h"
+#include "service/util/Text.h"
 
 namespace cloudservice {
 
@@ -308,6 +308,8 @@ Json Shaped(const Type& type, const std::string& path, const Json& sent, const R
   Json left = Json::object();
   return Shaper(resolve).Object(type, path, sent, left);
 }
+
+Json Reference(const std::string& path) { return Json{{"@odata.id", path}}; }
 
 Json& OemOf(Json& document) {
   Json& oem = document["Oem"]["Quorvan"];

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "service/redfish/Document.h"
+#include "service/json/Json.h"
 #include "service/redfish/schema/Types.h"
 
 namespace cloudservice {
@@ -34,6 +34,9 @@ struct ViewTooLarge : std::runtime_error {
 //  - Required members that were not sent are made up: names from the path.
 // Throws ViewTooLarge before it has grown far: a short text may be that of very many elements.
 Json Shaped(const Type& type, const std::string& path, const Json& sent, const Resolver& resolve);
+
+// {"@odata.id": path}
+Json Reference(const std::string& path);
 
 // The Oem.Quorvan of a document, made where there is none.
 Json& OemOf(Json& document);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/store/Rules.h"
 
-#include "service/Text.h"
+#include "service/util/Text.h"
 
 namespace cloudservice {
 

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "service/json/Numbers.h"
 #include "service/store/Database.h"
 #include "service/store/Rules.h"
 #include "service/store/Shown.h"
@@ -114,12 +115,6 @@ struct ResourceRecord {
   std::int64_t changed = 0;
 };
 
-// A number in a document, as the text of a JSON number.
-struct NumberRecord {
-  std::string member;  // where in the document it stands
-  std::string value;
-};
-
 // What a PATCH said about the numbers of a document.
 struct Readings {
   std::string path;
@@ -154,9 +149,6 @@ struct EventRecord {
   std::string document;
   std::int64_t received = 0;
 };
-
-// Members of one document that have a history; more are not recorded.
-constexpr std::int64_t kMaxHistoryMembers = 1000;
 
 // A document that an appliance keeps at the service: its own, a chassis', or a resource's.
 struct DocumentRecord {

@@ -2,8 +2,8 @@
 // Bodies of requests: what is taken, merged into a document, shown and recorded of it.
 #include "Input.h"
 #include "PayloadCheck.h"
-#include "service/redfish/Document.h"
-#include "service/redfish/Numbers.h"
+#include "service/json/Numbers.h"
+#include "service/redfish/Body.h"
 #include "service/redfish/Shape.h"
 
 namespace cloudservice {
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string body = fuzz::Input(data, size).Rest();
   Json patch;
   try {
-    patch = ParseObject(body);
+    patch = ParseBody(body);
   } catch (const Refusal& refusal) {
     fuzz::Require(refusal.Status() == 400, "a body that cannot be is refused");
     return 0;

@@ -5,10 +5,10 @@
 
 #include "Input.h"
 #include "PayloadCheck.h"
-#include "service/Secret.h"
 #include "service/api/Api.h"
 #include "service/page/Page.h"
 #include "service/redfish/Service.h"
+#include "service/util/Secret.h"
 
 namespace cloudservice {
 

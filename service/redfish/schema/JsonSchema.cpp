@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/redfish/schema/JsonSchema.h"
 
-#include "service/redfish/Document.h"
+#include "service/json/Json.h"
 #include "service/redfish/schema/Csdl.h"
 #include "service/redfish/schema/Types.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "service/redfish/Document.h"
+#include "service/json/Json.h"
 
 namespace cloudservice {
 

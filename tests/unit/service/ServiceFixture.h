@@ -11,8 +11,8 @@
 
 #include "PayloadCheck.h"
 #include "TempFolder.h"
-#include "service/Secret.h"
 #include "service/redfish/Service.h"
+#include "service/util/Secret.h"
 
 namespace cloudservice {
 

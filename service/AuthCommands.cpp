@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/AuthCommands.h"
+
+#include <fstream>
+#include <istream>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+
+#include "service/auth/Accounts.h"
+#include "service/auth/Operators.h"
+#include "service/util/Log.h"
+#include "service/util/Secret.h"
+
+namespace cloudservice {
+
+namespace {
+
+constexpr const char* kInput = "-";
+
+std::string Counted(std::int64_t count, const std::string& one, const std::string& many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+void AddAccount(Store& store, const Options& options, const Clock& clock, std::istream& in,
+                std::ostream& out) {
+  Accounts accounts(store, clock, SteadyClock);
+  const std::string key = options.secretFromInput ? ReadSecret(kInput, in) : RandomPassword();
+  if (!accounts.Add(options.subject, key, options.replace)) {
+    throw std::runtime_error(options.subject + " has this key already");
+  }
+  if (!options.secretFromInput) out << "registration key: " << key << "\n";
+}
+
+void ShowAccount(const AccountRecord& account, std::ostream& out) {
+  out << Printable(account.email) << "  " << Counted(account.keys, "key", "keys") << ", "
+      << Counted(account.managers, "appliance", "appliances") << ", since "
+      << UtcTime(account.created) << "\n";
+}
+
+void ListAccounts(Store& store, std::ostream& out) {
+  constexpr std::int64_t kAtOnce = 1000;
+  std::string last;
+  for (;;) {
+    const std::vector<AccountRecord> accounts = store.ListAccounts(last, kAtOnce);
+    if (accounts.empty()) return;
+    for (const AccountRecord& account : accounts) ShowAccount(account, out);
+    last = accounts.back().email;
+  }
+}
+
+void RemoveAccount(Store& store, const Options& options) {
+  const std::optional<AccountRecord> account = store.FindAccount(options.subject);
+  if (!account) throw std::runtime_error("there is no account " + options.subject);
+  store.DeleteAccount(account->id, options.withAppliances);
+}
+
+void AddOperator(Store& store, const Options& options, const Clock& clock, std::istream& in,
+                 std::ostream& out) {
+  Operators operators(store, clock, SteadyClock);
+  if (options.withToken) {
+    out << "token: " << operators.AddWithToken(options.subject) << "\n";
+    return;
+  }
+  const std::string password = options.secretFromInput ? ReadSecret(kInput, in) : RandomPassword();
+  operators.AddWithPassword(options.subject, password);
+  if (!options.secretFromInput) out << "password: " << password << "\n";
+}
+
+void ListOperators(Store& store, std::ostream& out) {
+  for (const OperatorRecord& person : store.ListOperators()) {
+    out << Printable(person.name) << "  " << (person.tokenHash ? "token" : "password") << ", since "
+        << UtcTime(person.created) << "\n";
+  }
+}
+
+void RemoveOperator(Store& store, const Options& options) {
+  if (!store.DeleteOperator(options.subject)) {
+    throw std::runtime_error("there is no operator " + options.subject);
+  }
+}
+
+}  // namespace
+
+void RunOwnersCommand(const Options& options, const Clock& clock, std::istream& in,
+                      std::ostream& out) {
+  Store store(options.database,
+              options.create ? Database::Missing::kCreate : Database::Missing::kRefuse);
+  switch (options.command) {
+    case Command::kAddAccount:
+      return AddAccount(store, options, clock, in, out);
+    case Command::kListAccounts:
+      return ListAccounts(store, out);
+    case Command::kRemoveAccount:
+      return RemoveAccount(store, options);
+    case Command::kAddOperator:
+      return AddOperator(store, options, clock, in, out);
+    case Command::kListOperators:
+      return ListOperators(store, out);
+    case Command::kRemoveOperator:
+      return RemoveOperator(store, options);
+    case Command::kServe:
+    case Command::kBackup:
+      throw std::logic_error("no command about owners");
+  }
+}
+
+std::string ReadSecret(const std::string& file, std::istream& in) {
+  std::ifstream opened;
+  if (file != kInput) opened.open(file);
+  const std::string name = file == kInput ? "standard input" : file;
+  std::string secret;
+  if (!std::getline(file == kInput ? in : opened, secret) || secret.empty()) {
+    throw std::runtime_error(name + " has no line to read");
+  }
+  return secret;
+}
+
+}  // namespace cloudservice

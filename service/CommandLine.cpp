@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/CommandLine.h"
+
+#include <arpa/inet.h>
+
+#include <cstdio>
+
+#include <CLI/CLI.hpp>
+
+namespace cloudservice {
+
+namespace {
+
+constexpr int kWrongArguments = 2;
+constexpr int kMaxDays = 36500;
+
+bool IsAddress(int family, const std::string& text) {
+  unsigned char binary[sizeof(struct in6_addr)];
+  return inet_pton(family, text.c_str(), binary) == 1;
+}
+
+bool ParsePort(const std::string& text, std::uint16_t& port) {
+  if (text.empty() || text.size() > 5) return false;
+  if (text.find_first_not_of("0123456789") != std::string::npos) return false;
+  const unsigned long value = std::stoul(text);
+  if (value > 65535) return false;
+  port = static_cast<std::uint16_t>(value);
+  return true;
+}
+
+// The one message about options that don't go together; empty when they do.
+std::string Conflict(const Options& options) {
+  if (options.database.empty()) return "--db takes the name of a file";
+  if (options.command == Command::kBackup && options.backup.empty()) {
+    return "backup takes the name of a file";
+  }
+  if (options.withToken && options.secretFromInput) {
+    return "--token has no use for --password-stdin";
+  }
+  if (!options.registrationKey.empty() && !options.registrationKeyFile.empty()) {
+    return "--registration-key has no use for --registration-key-file";
+  }
+  const bool key = !options.registrationKey.empty() || !options.registrationKeyFile.empty();
+  if (options.email.empty() == key) {
+    return "--email and --registration-key, or --registration-key-file, go together";
+  }
+  if (options.certificate.empty() != options.key.empty()) {
+    return "--cert and --key go together";
+  }
+  if (options.plainHttp && !options.certificate.empty()) {
+    return "--http has no use for --cert and --key";
+  }
+  return "";
+}
+
+int Wrong(const std::string& message) {
+  std::fprintf(stderr, "cloudservice: %s (see cloudservice --help)\n", message.c_str());
+  return kWrongArguments;
+}
+
+void DescribeBackup(CLI::App& app, Options& options) {
+  CLI::App* backup = app.add_subcommand(
+      "backup", "Writes a copy of the database, which a running service may be using");
+  backup->add_option("FILE", options.backup, "The copy; must not be there yet")->required();
+  backup->callback([&options] { options.command = Command::kBackup; });
+}
+
+void DescribeCreate(CLI::App& command, Options& options) {
+  command.add_flag("--create", options.create, "Makes the database where it is missing");
+}
+
+// A command of `group`; runs on the database of a running service too.
+CLI::App* Sub(CLI::App& group, Options& options, Command command, const char* name,
+              const char* text, const char* subject) {
+  CLI::App* sub = group.add_subcommand(name, text);
+  if (subject != nullptr) sub->add_option(subject, options.subject)->required();
+  sub->callback([&options, command] { options.command = command; });
+  return sub;
+}
+
+void DescribeOwners(CLI::App& app, Options& options) {
+  CLI::App& account = *app.add_subcommand("account", "Who may register appliances");
+  account.require_subcommand(1);
+  CLI::App* add =
+      Sub(account, options, Command::kAddAccount, "add",
+          "Makes an account, or gives it one more registration key; prints the key", "EMAIL");
+  add->add_flag("--key-stdin", options.secretFromInput,
+                "The key is the first line of standard input instead of a new one");
+  DescribeCreate(*add, options);
+  add->add_flag("--replace", options.replace, "In place of the keys that the account has");
+  Sub(account, options, Command::kListAccounts, "list", "Lists the accounts", nullptr);
+  Sub(account, options, Command::kRemoveAccount, "remove",
+      "Removes an account; its appliances' tokens end", "EMAIL")
+      ->add_flag("--appliances", options.withAppliances,
+                 "With its appliances and all that they sent");
+
+  CLI::App& people = *app.add_subcommand("operator", "Who may look at all appliances");
+  people.require_subcommand(1);
+  CLI::App* person = Sub(people, options, Command::kAddOperator, "add",
+                         "Makes an operator; prints the password, or the token", "NAME");
+  person->add_flag("--password-stdin", options.secretFromInput,
+                   "The password is the first line of standard input instead of a new one");
+  DescribeCreate(*person, options);
+  person->add_flag("--token", options.withToken, "With a token in place of a password");
+  Sub(people, options, Command::kListOperators, "list", "Lists the operators", nullptr);
+  Sub(people, options, Command::kRemoveOperator, "remove",
+      "Removes an operator; sessions and streams end", "NAME");
+}
+
+void Describe(CLI::App& app, Options& options, std::string& listen) {
+  app.set_version_flag("--version", std::string("cloudservice ") + CLOUDSERVICE_VERSION);
+  app.add_option("--listen", listen, "Address and port; port 0 picks a free one, IPv6 in brackets")
+      ->type_name("ADDR:PORT")
+      ->capture_default_str();
+  app.add_option("--db", options.database, "Database file, made when it is missing")
+      ->type_name("FILE")
+      ->capture_default_str();
+  app.fallthrough();
+  DescribeBackup(app, options);
+  DescribeOwners(app, options);
+  app.add_option("--email", options.email,
+                 "E-mail address with which appliances register; kept as an account");
+  app.add_option("--registration-key", options.registrationKey,
+                 "Key with which appliances register");
+  app.add_option("--registration-key-file", options.registrationKeyFile,
+                 "File whose first line is this key; - is standard input")
+      ->type_name("FILE");
+  app.add_flag("--http", options.plainHttp, "Plain HTTP instead of HTTPS");
+  app.add_option("--cert", options.certificate,
+                 "Certificate chain (PEM); without it one is made beside the database")
+      ->type_name("FILE");
+  app.add_option("--key", options.key, "Private key of the certificate (PEM)")->type_name("FILE");
+  app.add_option("--max-body", options.maxBody, "Largest body of a request in bytes")
+      ->type_name("BYTES")
+      ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 30))
+      ->capture_default_str();
+  app.add_option("--io-timeout", options.ioTimeout,
+                 "How long a connection may be idle; a body has half of it, a header a sixth")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(1, 100 * 1000 * 1000))
+      ->capture_default_str();
+  app.add_option("--retention", options.retention, "How long histories of values are kept")
+      ->type_name("DAYS")
+      ->check(CLI::Range(1, kMaxDays))
+      ->capture_default_str();
+  app.add_option("--event-retention", options.eventRetention,
+                 "How long events are kept; those of open alarms stay")
+      ->type_name("DAYS")
+      ->check(CLI::Range(1, kMaxDays))
+      ->capture_default_str();
+}
+
+}  // namespace
+
+std::optional<Options> ParseOptions(int argc, const char* const* argv, int& status) {
+  Options options;
+  std::string listen = "127.0.0.1:8443";
+  CLI::App app("The cloud side: a Redfish service for appliances that run cloudclient.",
+               "cloudservice");
+  Describe(app, options, listen);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& wish) {
+    status = app.exit(wish);
+    return std::nullopt;
+  } catch (const CLI::ParseError& error) {
+    status = Wrong(error.what());
+    return std::nullopt;
+  }
+  if (!ParseListen(listen, options.address, options.port)) {
+    status = Wrong("--listen " + listen + ": neither ADDR:PORT nor [ADDR]:PORT");
+    return std::nullopt;
+  }
+  const std::string conflict = Conflict(options);
+  if (!conflict.empty()) {
+    status = Wrong(conflict);
+    return std::nullopt;
+  }
+  return options;
+}
+
+bool ParseListen(const std::string& text, std::string& address, std::uint16_t& port) {
+  const std::size_t colon = text.rfind(':');
+  if (colon == std::string::npos || !ParsePort(text.substr(colon + 1), port)) return false;
+  std::string host = text.substr(0, colon);
+  if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
+    host = host.substr(1, host.size() - 2);
+    if (!IsAddress(AF_INET6, host)) return false;
+  } else if (!IsAddress(AF_INET, host)) {
+    return false;
+  }
+  address = host;
+  return true;
+}
+
+}  // namespace cloudservice

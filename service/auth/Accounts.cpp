@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/auth/Accounts.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "service/util/Secret.h"
+
+namespace cloudservice {
+
+namespace {
+
+constexpr std::size_t kMaxText = 254;
+
+// Both stand in the query of a request as they are.
+void Check(const std::string& what, const std::string& text) {
+  if (text.empty() || text.size() > kMaxText) {
+    throw std::runtime_error(what + " has to have 1 to " + std::to_string(kMaxText) + " bytes");
+  }
+  const bool blank = std::any_of(text.begin(), text.end(), [](char c) {
+    return static_cast<unsigned char>(c) <= 0x20 || c == 0x7f || c == '#';
+  });
+  if (blank) throw std::runtime_error(what + " has a blank, a control character or a # in it");
+}
+
+// Whether all but the last piece of two hashes is the same.
+bool HaveOneSalt(const std::string& a, const std::string& b) {
+  const std::size_t length = a.rfind('$');
+  return length != std::string::npos && a.compare(0, length + 1, b, 0, length + 1) == 0;
+}
+
+}  // namespace
+
+Accounts::Accounts(Store& store, Clock clock, Clock steady)
+    : m_store(store), m_clock(std::move(clock)), m_limit(std::move(steady)) {}
+
+bool Accounts::Any() { return m_store.HasAccounts(); }
+
+Admission Accounts::Admit(const std::string& peer, const std::string& email,
+                          const std::string& key) {
+  Admission admission;
+  admission.wait = m_limit.Wait(peer);
+  if (admission.wait > 0) return admission;
+  std::int64_t account = 0;
+  if (Matches(email, key, account)) {
+    admission.account = account;
+  } else {
+    m_limit.Fail(peer);
+  }
+  return admission;
+}
+
+// One slow hash, whatever the address, so that the time does not tell which addresses there are.
+bool Accounts::Matches(const std::string& email, const std::string& key, std::int64_t& account) {
+  const std::optional<AccountRecord> found = m_store.FindAccount(email);
+  std::vector<std::string> hashes;
+  if (found) hashes = m_store.ListRegistrationKeys(found->id);
+  if (m_nobodysHash.empty()) m_nobodysHash = HashPassword("");
+  const std::string& like = hashes.empty() ? m_nobodysHash : hashes.front();
+  const std::optional<std::string> same = HashPasswordLike(key, like);
+  if (found) account = found->id;
+  return std::any_of(hashes.begin(), hashes.end(), [&](const std::string& hash) {
+    // Two keys that were added at the same moment may have salts of their own.
+    return HaveOneSalt(hash, like) ? same && EqualSecrets(*same, hash) : MatchesPassword(key, hash);
+  });
+}
+
+// With the salt of the account's other keys.
+std::string Accounts::HashOf(const std::string& key, const std::optional<AccountRecord>& account) {
+  std::vector<std::string> hashes;
+  if (account) hashes = m_store.ListRegistrationKeys(account->id);
+  const auto same = hashes.empty() ? std::nullopt : HashPasswordLike(key, hashes.front());
+  return same ? *same : HashPassword(key);
+}
+
+bool Accounts::Add(const std::string& email, const std::string& key, bool replace) {
+  Check("the e-mail address", email);
+  Check("the registration key", key);
+  if (key.find("&registration_key=") != std::string::npos) {
+    throw std::runtime_error("the registration key has \"&registration_key=\" in it");
+  }
+  std::int64_t account = 0;
+  if (!replace && Matches(email, key, account)) return false;
+  const std::optional<AccountRecord> known = m_store.FindAccount(email);
+  if (!replace && known && known->keys >= static_cast<std::int64_t>(kMaxKeys)) {
+    throw std::runtime_error(email + " has " + std::to_string(kMaxKeys) +
+                             " keys already; account add --replace puts a new one in their place");
+  }
+  m_store.AddRegistrationKey(email, HashOf(key, known), replace, m_clock());
+  return true;
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/util/Log.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace cloudservice {
+
+namespace {
+
+constexpr std::size_t kMaxLine = 1000;
+constexpr int kPatience = 100;  // milliseconds
+
+// Whether the byte stands inside a character of UTF-8.
+bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; }
+
+// How many bytes the character of UTF-8 has that begins here; 0 when none does.
+std::size_t CharacterAt(const std::string& text, std::size_t at) {
+  const auto first = static_cast<unsigned char>(text[at]);
+  if (first < 0x80) return 1;
+  const std::size_t size = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+  if (first < 0xc2 || first > 0xf4 || text.size() - at < size) return 0;
+  for (std::size_t i = 1; i < size; ++i) {
+    if (!IsContinuation(text[at + i])) return 0;
+  }
+  // Too long a form, a surrogate, or beyond the last character.
+  const auto second = static_cast<unsigned char>(text[at + 1]);
+  const bool wrong = (first == 0xe0 && second < 0xa0) || (first == 0xed && second > 0x9f) ||
+                     (first == 0xf0 && second < 0x90) || (first == 0xf4 && second > 0x8f);
+  return wrong ? 0 : size;
+}
+
+}  // namespace
+
+Log::Log(Sink sink, Clock clock) : m_sink(std::move(sink)), m_clock(std::move(clock)) {}
+
+void Log::Line(const std::string& text) const {
+  std::string line = LogTime(m_clock()) + " " + Printable(text);
+  if (line.size() > kMaxLine) {
+    std::size_t end = kMaxLine;
+    while (end > 0 && IsContinuation(line[end])) --end;
+    line.resize(end);
+    line += "...";
+  }
+  m_sink(line);
+}
+
+void StandardError::Write(const std::string& line) {
+  // Not to wait again for a reader who was not there.
+  struct pollfd out = {STDERR_FILENO, POLLOUT, 0};
+  if (poll(&out, 1, m_dropped == 0 ? kPatience : 0) == 0) {
+    ++m_dropped;
+    return;
+  }
+  std::string whole = line + "\n";
+  if (m_dropped > 0) {
+    whole.insert(0, LogTime(m_clock()) + " lines dropped: " + std::to_string(m_dropped) + "\n");
+    m_dropped = 0;
+  }
+  std::size_t done = 0;
+  while (done < whole.size()) {
+    const ssize_t n = write(STDERR_FILENO, whole.data() + done, whole.size() - done);
+    if (n <= 0) return;
+    done += static_cast<std::size_t>(n);
+  }
+}
+
+std::string Printable(const std::string& text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t size = CharacterAt(text, i);
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (text[i] == '\n') {
+      out += "\\n";
+    } else if (text[i] == '\r') {
+      out += "\\r";
+    } else if (size == 0 || byte < 0x20 || byte == 0x7f) {
+      char code[8];
+      snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned>(byte));
+      out += code;
+    } else {
+      out.append(text, i, size);
+    }
+    i += std::max<std::size_t>(size, 1);
+  }
+  return out;
+}
+
+}  // namespace cloudservice

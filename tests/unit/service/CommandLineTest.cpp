@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "service/CommandLine.h"
+
+namespace cloudservice {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class CommandLine : public testing::Test {
+ protected:
+  std::optional<Options> Parse(std::vector<const char*> words) {
+    words.insert(words.begin(), "cloudservice");
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    auto options = ParseOptions(static_cast<int>(words.size()), words.data(), status);
+    out = testing::internal::GetCapturedStdout();
+    err = testing::internal::GetCapturedStderr();
+    return options;
+  }
+
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+TEST_F(CommandLine, Nothing_said_gives_the_defaults) {
+  const auto options = Parse({});
+  ASSERT_TRUE(options);
+  EXPECT_EQ(options->address, "127.0.0.1");
+  EXPECT_EQ(options->port, 8443);
+  EXPECT_EQ(options->maxBody, 1024u * 1024u);
+  EXPECT_EQ(options->ioTimeout, 60);
+  EXPECT_EQ(options->retention, 7);
+  EXPECT_EQ(options->eventRetention, 365);
+  EXPECT_FALSE(options->plainHttp);
+}
+
+TEST_F(CommandLine, Everything_said_is_taken) {
+  const auto options =
+      Parse({"--listen",           "[::1]:0", "--db",         "/x/y.db", "--email",     "a@b",
+             "--registration-key", "k",       "--cert",       "c",       "--key",       "p",
+             "--max-body",         "17",      "--io-timeout", "3600",    "--retention", "30",
+             "--event-retention",  "36500"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->address, "::1");
+  EXPECT_EQ(options->port, 0);
+  EXPECT_EQ(options->database, "/x/y.db");
+  EXPECT_EQ(options->email, "a@b");
+  EXPECT_EQ(options->registrationKey, "k");
+  EXPECT_EQ(options->certificate, "c");
+  EXPECT_EQ(options->key, "p");
+  EXPECT_EQ(options->maxBody, 17u);
+  EXPECT_EQ(options->ioTimeout, 3600);
+  EXPECT_EQ(options->retention, 30);
+  EXPECT_EQ(options->eventRetention, 36500);
+}
+
+TEST_F(CommandLine, Key_comes_from_a_file_or_from_standard_input) {
+  for (const char* file : {"/x/key", "-"}) {
+    const auto options = Parse({"--email", "a@b", "--registration-key-file", file});
+    ASSERT_TRUE(options) << err;
+    EXPECT_EQ(options->registrationKeyFile, file);
+  }
+}
+
+TEST_F(CommandLine, Backup_takes_a_file_and_the_database) {
+  EXPECT_EQ(Parse({})->backup, "");
+  const auto options = Parse({"backup", "--db", "/x/y.db", "/x/z.db"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->backup, "/x/z.db");
+  EXPECT_EQ(options->database, "/x/y.db");
+}
+
+TEST_F(CommandLine, Owners_are_commands_of_their_own) {
+  auto options = Parse({"account", "add", "--db", "/x/y.db", "a@b", "--key-stdin", "--replace"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->command, Command::kAddAccount);
+  EXPECT_EQ(options->subject, "a@b");
+  EXPECT_EQ(options->database, "/x/y.db");
+  EXPECT_TRUE(options->secretFromInput);
+  EXPECT_TRUE(options->replace);
+  options = Parse({"account", "remove", "a@b", "--appliances"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->command, Command::kRemoveAccount);
+  EXPECT_TRUE(options->withAppliances);
+  options = Parse({"--db", "d", "operator", "add", "olga", "--token"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->command, Command::kAddOperator);
+  EXPECT_TRUE(options->withToken);
+  EXPECT_FALSE(options->create);
+  EXPECT_TRUE(Parse({"operator", "add", "olga", "--create"})->create);
+  EXPECT_TRUE(Parse({"account", "add", "a@b", "--create"})->create);
+  EXPECT_EQ(Parse({"account", "list"})->command, Command::kListAccounts);
+  EXPECT_EQ(Parse({"operator", "list"})->command, Command::kListOperators);
+  EXPECT_EQ(Parse({"operator", "remove", "olga"})->command, Command::kRemoveOperator);
+  EXPECT_EQ(Parse({"backup", "f"})->command, Command::kBackup);
+  EXPECT_EQ(Parse({})->command, Command::kServe);
+}
+
+TEST_F(CommandLine, Help_and_version_go_to_standard_output) {
+  EXPECT_FALSE(Parse({"--help"}));
+  EXPECT_EQ(status, 0);
+  EXPECT_THAT(out, HasSubstr("--registration-key"));
+  EXPECT_EQ(err, "");
+  EXPECT_FALSE(Parse({"--version"}));
+  EXPECT_EQ(status, 0);
+  EXPECT_THAT(out, StartsWith("cloudservice "));
+}
+
+TEST_F(CommandLine, Wrong_arguments_are_status_2_and_one_line) {
+  const std::vector<std::vector<const char*>> cases = {
+      {"--nonsense"},
+      {"stray"},
+      {"--listen", "8443"},
+      {"--listen", "localhost:1"},
+      {"--listen", "127.0.0.1:65536"},
+      {"--listen", "127.0.0.1:"},
+      {"--listen", "::1:80"},
+      {"--listen", "[127.0.0.1]:80"},
+      {"--email", "a@b"},
+      {"--registration-key", "k"},
+      {"--email", "a@b", "--registration-key", "k", "--registration-key-file", "f"},
+      {"--registration-key-file", "f"},
+      {"operator", "list", "--create"},
+      {"--create"},
+      {"--cert", "c"},
+      {"--key", "k"},
+      {"--http", "--cert", "c", "--key", "k"},
+      {"--max-body", "0"},
+      {"--max-body", "many"},
+      {"--io-timeout", "0"},
+      {"--retention", "0"},
+      {"--retention", "-1"},
+      {"--event-retention", "36501"},
+      {"backup"},
+      {"backup", ""},
+      {"backup", "a", "b"},
+      {"account"},
+      {"account", "add"},
+      {"account", "list", "x"},
+      {"operator", "rename", "x"},
+      {"operator", "add", "x", "--token", "--password-stdin"},
+      {"--db", ""},
+      {"--db"},
+  };
+  for (const auto& words : cases) {
+    status = -1;
+    EXPECT_FALSE(Parse(words)) << words.front();
+    EXPECT_EQ(status, 2) << words.front();
+    EXPECT_THAT(err, StartsWith("cloudservice: "));
+    EXPECT_EQ(err.find('\n'), err.size() - 1) << err;
+    EXPECT_EQ(out, "");
+  }
+}
+
+}  // namespace
+}  // namespace cloudservice
