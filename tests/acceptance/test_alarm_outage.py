@@ -1,8 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """What is left of a disturbed link: nothing, after an answered heartbeat and a synchronisation."""
 
-import time
-
 import pytest
 
 from harness.alarms import at_the_device, at_the_service
@@ -17,8 +15,8 @@ EVENTS = [{"GddId": 4711, "Text": "Filter clogged", "Modules": 2},
 
 @pytest.fixture
 def clock(clock_of):
-    """Ten minutes before local midnight."""
-    return clock_of("2026-03-05 22:50:00", 50)
+    """An hour before local midnight."""
+    return clock_of("2026-03-05 22:00:00", 50)
 
 
 @pytest.fixture
@@ -40,7 +38,8 @@ def both_sides_are_equal(daemon, device, service):
 
 
 @pytest.mark.parametrize("disturbance", DISTURBED)
-def test_alarms_of_an_outage_are_made_up_for(daemon, device, service, connected, disturbance):
+def test_alarms_of_an_outage_are_made_up_for(daemon, device, service, connected, clock,
+                                             disturbance):
     device.raises(4711)
     device.raises(4712, state="Warning")
     both_sides_are_equal(daemon, device, service)
@@ -52,6 +51,7 @@ def test_alarms_of_an_outage_are_made_up_for(daemon, device, service, connected,
     daemon.logs("SendHeartbeat: heartbeat failed")
     connected.becomes(THROUGH)
     service.heartbeats(daemon.token, service.heartbeat(daemon.token)["Count"] + 1)
+    clock.step(daemon.until_midnight() - 60)
     daemon.logs("TOD Alarm(alarmid: 1) Expired 03/06/2026")
     both_sides_are_equal(daemon, device, service)
     assert at_the_device(device) == {(4711, 1, "Fault"), (4712, 0, "Fault"), (4713, 0, "Alarm")}
@@ -66,9 +66,8 @@ def test_refused_patch_spoils_one_daily_reading(daemon, device, service, connect
     device.clears(4713)
     daemon.logs("PostEventForAlarmToCloud: Failed to POST Event (4)")  # and is forgotten
     connected.becomes(REFUSING_PATCHES)
-
+    clock.step(daemon.until_midnight() - 60)
     daemon.logs("TOD Alarm(alarmid: 1) Expired 03/06/2026")
-    midnight = time.monotonic()
     daemon.logs("SendResourceToCloud: Failed to PATCH")
     daemon.logs("ProcessAlarmList: Failed(pos:")
     daemon.logs("SyncAlarms: unprocessed device events (0) that need posted", times=2)
@@ -76,7 +75,7 @@ def test_refused_patch_spoils_one_daily_reading(daemon, device, service, connect
 
     connected.becomes(THROUGH)
     service.heartbeats(daemon.token, service.heartbeat(daemon.token)["Count"] + 1)
-    clock.step(23 * 3600 + 50 * 60 - clock.passed(midnight))
+    clock.step(daemon.until_midnight() - 60)
     daemon.logs("Expired 03/07/2026")
     both_sides_are_equal(daemon, device, service)
     assert at_the_device(device) == set()

@@ -341,7 +341,8 @@ def test_rename_of_a_registered_appliance_has_to_be_meant(ctl, daemon):
 @pytest.mark.parametrize("change", [{"Enabled": False}, {"XAuthToken": ""}], ids=lambda c: [*c][0])
 def test_rename_that_ends_nothing_needs_no_yes(ctl, daemon, change):
     daemon.configure(**{"XAuthToken": "t0ken", **change})
-    ctl.does("config", "set", "SysName", "Hall 4")
+    assert ctl.does("config", "set", "SysName", "Hall 4") == ""
+    assert ctl.does("config", "get", "SysName") == "Hall 4\n"
 
 
 def test_set_keeps_what_it_does_not_know(ctl, daemon):

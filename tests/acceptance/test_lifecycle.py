@@ -51,14 +51,16 @@ def test_heartbeats_go_on(daemon, device, service):
     assert not heartbeat["Overdue"]
 
 
-def test_appliance_without_heartbeat_is_overdue(daemon, device, service):
-    service.start("--http")
+def test_appliance_without_heartbeat_is_overdue(daemon, device, service, clock_of):
+    its_clock = clock_of("2026-03-05 12:00:00", 1)
+    service.start("--http", faketime=its_clock)
     daemon.configure(Url=service.url)
     daemon.start()
     daemon.logs(ENABLED)
-    service.heartbeats(daemon.token, 1)
+    assert not service.heartbeats(daemon.token, 1)["Overdue"]
     daemon.crash()
-    service.wait_until(lambda: service.heartbeat(daemon.token)["Overdue"], "an overdue heartbeat")
+    its_clock.step(3 * 90 + 1)
+    assert service.heartbeat(daemon.token)["Overdue"]
 
 
 def test_failed_heartbeat_is_not_repeated_and_the_next_one_comes(daemon, device, recorder):

@@ -22,7 +22,7 @@ def test_unresolved_host_is_tried_three_times(daemon, device):
     assert failure.level == 3
     times = [e.time for e in (*notices, failure)]
     pauses = [(b - a).total_seconds() for a, b in zip(times, times[1:])]
-    assert all(0.3 <= pause < 3 for pause in pauses), pauses
+    assert all(pause >= 0.3 for pause in pauses), pauses
 
 
 def test_unresolved_host_of_an_unregistration_is_tried_three_times(daemon, device):

@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Seven-day extremes over eight midnights, against a recomputation from the same readings."""
 
-import datetime
 import json
 import random
 
@@ -87,9 +86,7 @@ def of_the_day(noise, day, known):
 
 
 def steps_over_midnight(daemon, clock, turn):
-    now = daemon.entries()[-1].time
-    midnight = datetime.datetime.combine(now.date(), datetime.time(), now.tzinfo)
-    clock.step(int(86400 - (now - midnight).total_seconds()) + 1)
+    clock.step(daemon.until_midnight() + 1)
     daemon.logs("TimeOfDayAlarmCB: TOD Alarm(", times=turn)
 
 

@@ -1,9 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
 """An appliance without a daemon: says to the service what the case wants."""
 
+import contextlib
 import json
 
 from .daemon import EMAIL, KEY
+from .wire import connect
 
 REGISTRATION = f"/redfish/v1/Managers?setup_email={EMAIL}&registration_key={KEY}"
 
@@ -49,6 +51,17 @@ class Appliance:
 
     def beats(self, interval=90):
         self.sends("POST", f"/hb/{self.uuid}", {"HeartbeatInterval": interval}, 200)
+
+    def beats_often(self, times):
+        """So many heartbeats over one connection, each with another interval."""
+        with contextlib.closing(connect(self._service.url)) as link:
+            for number in range(times):
+                link.request("POST", f"/hb/{self.uuid}",
+                             json.dumps({"HeartbeatInterval": 90 + number}),
+                             {"X-Auth-Token": self.token})
+                answer = link.getresponse()
+                assert answer.status == 200, answer.read()
+                answer.read()
 
     def posts(self, message_id, severity, text, args=(), created="", **more):
         """An event; its number."""

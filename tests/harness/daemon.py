@@ -107,6 +107,12 @@ class Daemon(Process):
                                  int(level), unit, text))
         return entries
 
+    def until_midnight(self):
+        """Seconds to local midnight, as the time of its last message tells."""
+        now = self.entries()[-1].time
+        midnight = datetime.datetime.combine(now.date(), datetime.time(), now.tzinfo)
+        return 86400 - (now - midnight).total_seconds()
+
     def logged(self, text):
         return [e for e in self.entries() if text in e.text]
 

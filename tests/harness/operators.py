@@ -145,7 +145,8 @@ class Stream:
     def comments(self):
         """Whether the next thing that comes is a comment."""
         lines = self._block()
-        return bool(lines) and lines[0].startswith(":")
+        assert lines is not None, "the stream ended"
+        return lines[:1] != [] and lines[0].startswith(":")
 
     def close(self):
         self._answer.close()
