@@ -104,11 +104,10 @@ int Show(const Choice& choice, const ConfigArguments& arguments) {
 
 int Store(const Setting& setting, const std::string& value) {
   host::ConfigStore& store = setting.store();
-  const bool taken = setting.key.type == Type::kFlag
-                         ? store.SetFlag(setting.key.name, value == "true")
-                         : store.SetText(setting.key.name, value);
-  if (!taken) {
-    Complain(std::string("the value of ") + setting.key.name + " is not UTF-8");
+  if (setting.key.type == Type::kFlag) {
+    store.SetFlag(setting.key.name, value == "true");
+  } else if (host::Problem problem = store.SetText(setting.key.name, value)) {
+    Complain(std::string("the value of ") + setting.key.name + " " + problem.Text());
     return kWrongArguments;
   }
   return store.Save() ? kDone : kFailed;  // the store has said why not
@@ -131,9 +130,8 @@ int Set(const ConfigArguments& arguments) {
   if (setting.key.type == Type::kSecret && value == "-" && !ReadSecret(setting.key.name, value)) {
     return kFailed;
   }
-  const std::string problem = WhyNot(setting.key.name, value);
-  if (!problem.empty()) {
-    Complain(problem);
+  if (host::Problem problem = CheckValue(setting.key.name, value)) {
+    Complain(problem.Text());
     return kWrongArguments;
   }
   if (!ConfigFilesAreReadable()) return kFailed;

@@ -2,6 +2,8 @@
 // Whether the configuration's files can be read.
 #include "ctl/ConfigFiles.h"
 
+#include <cerrno>
+
 #include "ctl/Output.h"
 #include "host/util/JsonFile.h"
 #include "host/util/Paths.h"
@@ -12,9 +14,9 @@ namespace ctl {
 bool ConfigFilesAreReadable() {
   for (const char* path : {host::kCloudFile, host::kSysInfoFile}) {
     host::JsonRef object;
-    std::string problem;
-    if (host::ReadJsonObject(LocalPath(path), object, problem) == host::FileState::kBad) {
-      Complain(problem);
+    const host::Problem problem = host::ReadJsonObject(LocalPath(path), object);
+    if (problem && problem.Errno() != ENOENT) {
+      Complain(problem.Text());
       return false;
     }
   }

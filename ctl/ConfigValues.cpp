@@ -15,6 +15,8 @@ namespace ctl {
 
 namespace {
 
+using host::Problem;
+
 constexpr size_t kLongestSecret = 64 * 1024;
 
 // Until the end of the input; at a terminal until the end of the line.
@@ -29,23 +31,22 @@ std::string ReadInput(const std::string& key) {
 }
 
 // Why the daemon can't make its addresses of that one: it puts paths behind it as it is.
-std::string WhyNoUrl(const std::string& url) {
+Problem CheckUrl(const std::string& url) {
   size_t host = 0;
   for (const char* scheme : {"https://", "http://"}) {
     const size_t length = std::char_traits<char>::length(scheme);
     if (strncasecmp(url.c_str(), scheme, length) == 0) host = length;
   }
-  if (host == 0) return "Url begins with https:// or http://";
-  if (url.back() == '/')
-    return url.size() > host ? "Url has no slash at its end" : "Url names no host";
-  if (url.size() == host) return "Url names no host";
+  if (host == 0) return Problem("Url begins with https:// or http://");
+  if (url.size() == host) return Problem("Url names no host");
+  if (url.back() == '/') return Problem("Url has no slash at its end");
   for (const char c : url) {
     const auto byte = static_cast<unsigned char>(c);
     if (byte <= 0x20 || byte == 0x7f || c == '?' || c == '#') {
-      return "Url has no blanks, no control bytes, no ? and no #";
+      return Problem("Url has no blanks, no control bytes, no ? and no #");
     }
   }
-  return "";
+  return {};
 }
 
 bool IsUuid(const std::string& text) {
@@ -61,18 +62,19 @@ bool IsUuid(const std::string& text) {
 
 }  // namespace
 
-std::string WhyNot(const std::string& key, const std::string& value) {
+host::Problem CheckValue(const std::string& key, const std::string& value) {
   if (key == host::kEnabled && value != "true" && value != "false") {
-    return key + " takes true or false, not '" + value + "'";
+    return Problem(key + " takes true or false, not '" + value + "'");
   }
   if (key == host::kSysName && (value.empty() || value == "Uninitialized")) {
-    return "SysName is a name: the daemon does not connect an appliance that has none";
+    return Problem("SysName is a name: the daemon does not connect an appliance that has none");
   }
-  if (key == host::kUrl && !value.empty()) return WhyNoUrl(value);
+  if (key == host::kUrl && !value.empty()) return CheckUrl(value);
   if (key == host::kUuid && !value.empty() && !IsUuid(value)) {
-    return "UUID has the form 6d7a7c3e-5a54-4a0e-9d0b-6f1c2a3b4c5d, or is empty for a new one";
+    return Problem(
+        "UUID has the form 6d7a7c3e-5a54-4a0e-9d0b-6f1c2a3b4c5d, or is empty for a new one");
   }
-  return "";
+  return {};
 }
 
 bool ReadSecret(const std::string& key, std::string& secret) {

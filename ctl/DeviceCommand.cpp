@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // device list|set|raise|clear|check
-#include <cerrno>
-#include <cstring>
 #include <memory>
 
 #include <CLI/CLI.hpp>
@@ -35,12 +33,10 @@ struct DeviceArguments {
 
 // Sends a request; the exit status, and the answer when that is kDone.
 int Ask(const Choice& choice, const host::JsonRef& request, host::JsonRef& answer) {
-  std::string problem;
-  const Reach reach = AskDevice(request.get(), choice.timeout, answer, problem);
-  if (reach == Reach::kAnswered && json_is_true(json_object_get(answer.get(), "ok"))) return kDone;
-  if (reach == Reach::kAnswered) problem = Cell(answer.get(), "error");
-  Complain(problem);
-  return reach == Reach::kNobodyThere ? kNotRunning : kFailed;
+  const host::Problem problem = AskDevice(request.get(), choice.timeout, answer);
+  if (!problem && json_is_true(json_object_get(answer.get(), "ok"))) return kDone;
+  Complain(problem ? problem.Text() : Cell(answer.get(), "error"));
+  return IsNobodyThere(problem) ? kNotRunning : kFailed;
 }
 
 // A request whose answer says no more than whether it was done.
@@ -97,9 +93,8 @@ int List(const Choice& choice) {
 // Judges a description as the daemon reads it. The file is named as it lies on this machine.
 int Check(const Choice& choice, const std::string& file) {
   host::JsonRef root;
-  std::string problem = file + ": " + std::strerror(ENOENT);
-  if (host::ReadJsonObject(file, root, problem) != host::FileState::kRead) {
-    Complain(problem);
+  if (host::Problem problem = host::ReadJsonObject(file, root)) {
+    Complain(problem.Text());
     return kFailed;
   }
   Findings findings;

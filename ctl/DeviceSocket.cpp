@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
+#include <string>
 
 #include "host/util/Fd.h"
 #include "host/util/Paths.h"
@@ -17,6 +17,8 @@
 #include "platform/util/LocalPath.h"
 
 namespace ctl {
+
+using host::Problem;
 
 namespace {
 
@@ -67,45 +69,50 @@ bool ReceiveLine(int socket, std::string& line, Clock::time_point limit) {
   return false;
 }
 
-// 0 or an errno. ENOENT and ECONNREFUSED: no daemon is there.
-int Connect(int socket, const std::string& path, Clock::time_point end) {
+// ENOENT and ECONNREFUSED: no daemon is there.
+Problem Connect(int socket, const std::string& path, Clock::time_point end) {
   const host::UnixAddress address(path);
-  if (address.Status() != 0) return address.Status();
-  if (!Limit(socket, SO_SNDTIMEO, end)) return errno;  // a connection waits for its turn as well
-  return connect(socket, address.Get(), address.Size()) == 0 ? 0 : errno;
+  if (address.Failure()) return address.Failure();
+  // A connection waits for its turn as well.
+  const bool connected =
+      Limit(socket, SO_SNDTIMEO, end) && connect(socket, address.Get(), address.Size()) == 0;
+  return connected ? Problem() : Problem::OfErrno(errno);
 }
 
-std::string Reason(int error) {
-  return error == EAGAIN ? "it takes too long" : std::strerror(error);
+// In words for whoever waits.
+Problem Reworded(const Problem& problem) {
+  return problem.Errno() == EAGAIN ? Problem("it takes too long") : problem;
 }
 
 }  // namespace
 
-Reach AskDevice(const json_t* request, double seconds, host::JsonRef& answer,
-                std::string& problem) {
+bool IsNobodyThere(const Problem& problem) {
+  return problem.Errno() == ENOENT || problem.Errno() == ECONNREFUSED;
+}
+
+Problem AskDevice(const json_t* request, double seconds, host::JsonRef& answer) {
   const auto end = Clock::now() + std::chrono::microseconds(static_cast<int64_t>(seconds * 1e6));
   const std::string path = LocalPath(host::kControlSocket);
   const host::Fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (const int error = socket.IsOpen() ? Connect(socket.Get(), path, end) : errno) {
-    const bool nobody = error == ENOENT || error == ECONNREFUSED;
-    problem =
-        (nobody ? "no daemon answers at " : "no connection with ") + path + ": " + Reason(error);
-    return nobody ? Reach::kNobodyThere : Reach::kBroken;
+  const Problem problem =
+      socket.IsOpen() ? Connect(socket.Get(), path, end) : Problem::OfErrno(errno);
+  if (problem) {
+    const char* const what =
+        IsNobodyThere(problem) ? "no daemon answers at " : "no connection with ";
+    return Reworded(problem).With(what + path);
   }
   const std::unique_ptr<char, decltype(&std::free)> text(json_dumps(request, JSON_COMPACT),
                                                          &std::free);
   std::string line;
   if (!text || !SendAll(socket.Get(), text.get() + std::string("\n"), end) ||
       !ReceiveLine(socket.Get(), line, end)) {
-    problem = "no answer from " + path + ": " + Reason(errno);
-    return Reach::kBroken;
+    return Reworded(Problem::OfErrno(errno)).With("no answer from " + path);
   }
   answer.reset(json_loadb(line.data(), line.size(), JSON_ALLOW_NUL, nullptr));
   if (!json_is_object(answer.get())) {
-    problem = "the answer from " + path + " is not a JSON object";
-    return Reach::kBroken;
+    return Problem("the answer from " + path + " is not a JSON object");
   }
-  return Reach::kAnswered;
+  return {};
 }
 
 }  // namespace ctl

@@ -54,7 +54,7 @@ bool Surroundings::HasName(const std::string& name, std::string& hint) const {
 // In the folder, or in the nearest one above that has the page.
 bool Surroundings::ReadPage(const std::string& page, std::string& text) const {
   for (std::string folder = m_pages;; folder.erase(folder.rfind('/'))) {
-    if (host::ReadFile(folder + "/" + page, kLargestPage, text) == 0) return true;
+    if (!host::ReadFile(folder + "/" + page, kLargestPage, text)) return true;
     if (folder.empty()) return false;
   }
 }

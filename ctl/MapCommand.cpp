@@ -41,26 +41,25 @@ std::string FullPath(const std::string& path) {
 }
 
 // The device that the map is for: of the file that was named, else the daemon's own if there is
-// one. False, and a message, when the file can't be used.
-bool ReadDevice(const std::string& named, std::optional<host::DeviceModel>& device) {
+// one.
+host::Problem ReadDevice(const std::string& named, std::optional<host::DeviceModel>& device) {
   const std::string path = named.empty() ? LocalPath(host::kDeviceFile) : named;
   host::JsonRef root;
-  std::string problem;
-  const host::FileState state = host::ReadJsonObject(path, root, problem);
-  if (state == host::FileState::kMissing && named.empty()) return true;
-  if (state == host::FileState::kMissing) problem = path + ": " + std::strerror(ENOENT);
-  if (state != host::FileState::kRead) {
-    Complain(problem);
-    return false;
+  if (host::Problem problem = host::ReadJsonObject(path, root)) {
+    const bool noneNeeded = problem.Errno() == ENOENT && named.empty();
+    return noneNeeded ? host::Problem() : problem;
   }
   std::vector<std::string> problems;  // said by `device check`
   device = host::ParseDeviceModel(root.get(), problems);
-  return true;
+  return {};
 }
 
 int Check(const Choice& choice, const MapArguments& arguments) {
   std::optional<host::DeviceModel> device;
-  if (!ReadDevice(arguments.device, device)) return kFailed;
+  if (host::Problem problem = ReadDevice(arguments.device, device)) {
+    Complain(problem.Text());
+    return kFailed;
+  }
   // The file is this machine's: nothing is put before its path.
   unsetenv("CLOUDCLIENT_ROOT");
   const std::string path = FullPath(arguments.file);

@@ -21,8 +21,7 @@ const char* YesNo(bool yes) { return yes ? "yes" : "no"; }
 bool DaemonAnswers(double seconds, host::JsonRef& messages) {
   const host::JsonRef request(json_pack("{s:s}", "op", "messages"));
   host::JsonRef answer;
-  std::string problem;
-  const bool answers = AskDevice(request.get(), seconds, answer, problem) == Reach::kAnswered;
+  const bool answers = !AskDevice(request.get(), seconds, answer);
   json_t* const told = json_object_get(answer.get(), "messages");
   messages.reset(json_is_array(told) ? json_incref(told) : json_array());
   return answers;

@@ -20,7 +20,7 @@ const char* const CfgCloud::CONFIGURATION_SET = "cloud";
 namespace host {
 namespace {
 
-int Result(bool done) { return done ? 0 : 1; }
+int Result(const Problem& problem) { return problem ? 1 : 0; }
 
 // A random UUID (version 4) as text; empty when there is no randomness.
 std::string RandomUuid() {
@@ -109,7 +109,7 @@ int StoredCloud::GetUUID(std::string& uuid) const {
 
 int StoredCloud::SetUUID(const std::string& uuid) {
   const std::string value = uuid.empty() ? RandomUuid() : uuid;
-  return Result(!value.empty() && m_store.SetText(kUuid, value));
+  return value.empty() ? 1 : Result(m_store.SetText(kUuid, value));
 }
 
 int StoredCloud::GetXAuthToken(std::string& token) const {
@@ -128,7 +128,7 @@ bool StoredCloud::IsFullyConfigured() const {
   return true;
 }
 
-int StoredCloud::LoadAllChassis() { return Result(m_store.Reload()); }
+int StoredCloud::LoadAllChassis() { return m_store.Reload() ? 0 : 1; }
 
 int StoredCloud::GetConfiguredChassis(
     std::map<std::string, cfg_cloud::CfgCloudChassis>& chassis) const {
@@ -155,14 +155,17 @@ int StoredCloud::GetNumCfgChassis(unsigned int& count) const {
 
 int StoredCloud::AddChassis(const std::string& id, int velId) {
   JsonRef entry(json_pack("{s:i}", kVelocityInstance, velId));
-  return Result(entry != nullptr && m_store.SetMember(kChassis, id, std::move(entry)));
+  return entry == nullptr ? 1 : Result(m_store.SetMember(kChassis, id, std::move(entry)));
 }
 
 int StoredCloud::RemoveChassis(const std::string& id) {
   return Result(m_store.SetMember(kChassis, id, nullptr));
 }
 
-int StoredCloud::RemoveAllChassis() { return Result(m_store.ClearObject(kChassis)); }
+int StoredCloud::RemoveAllChassis() {
+  m_store.ClearObject(kChassis);
+  return 0;
+}
 
 }  // namespace
 

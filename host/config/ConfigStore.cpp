@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <utility>
 
 #include "host/util/Files.h"
+#include "host/util/JsonFile.h"
 #include "host/util/Log.h"
 #include "host/util/Secrets.h"
 #include "host/util/UnknownKeys.h"
@@ -69,55 +69,53 @@ ConfigStore::ConfigStore(std::string path, std::vector<Key> keys, int lockWaitMs
   m_changes.clear();
 }
 
-// Reads the file and takes over what it holds.
-FileState ConfigStore::Refresh(std::string& problem, Lines& lines) {
+// Reads the file and takes over what it holds. A file that is missing holds nothing to take over.
+Problem ConfigStore::Refresh(Lines& lines) {
   const MutexLock reading(m_readMutex);
   JsonRef stored;
-  const FileState state = ReadJsonObject(m_path, stored, problem);
-  if (state == FileState::kRead) {
-    const MutexLock guard(m_mutex);
-    AdoptLocked(stored.get(), lines);
+  if (Problem problem = ReadJsonObject(m_path, stored)) {
+    return problem.Errno() == ENOENT ? Problem() : problem;
   }
-  return state;
+  const MutexLock guard(m_mutex);
+  AdoptLocked(stored.get(), lines);
+  return {};
 }
 
 bool ConfigStore::Reload() {
   Lines lines;
-  std::string problem;
-  const bool good = Refresh(problem, lines) != FileState::kBad;
-  if (!good) problem += "; the values in use stay";
+  const Problem problem = Refresh(lines);
+  const std::string text = problem ? problem.Text() + "; the values in use stay" : "";
   {
     const MutexLock guard(m_mutex);
-    if (!good && problem != m_reported) lines.push_back({false, problem});
-    m_reported = problem;
+    if (problem && text != m_reported) lines.push_back({false, text});
+    m_reported = text;
   }
   Say(lines);
-  return good;
+  return !problem;
 }
 
 bool ConfigStore::Save() {
   Lines lines;
-  std::string warning;
-  const std::string problem = Write(warning, lines);
+  Problem warning;
+  const Problem problem = Write(warning, lines);
   Say(lines);
-  if (!problem.empty()) HOST_LOG(3, "%s is not saved: %s", m_path.c_str(), problem.c_str());
-  if (!warning.empty()) HOST_LOG(4, "%s is saved, but %s", m_path.c_str(), warning.c_str());
-  return problem.empty();
+  if (problem) HOST_LOG(3, "%s is not saved: %s", m_path.c_str(), problem.Text().c_str());
+  if (warning) HOST_LOG(4, "%s is saved, but %s", m_path.c_str(), warning.Text().c_str());
+  return !problem;
 }
 
-// Empty, or why the file is not written.
-std::string ConfigStore::Write(std::string& warning, Lines& lines) {
+// What keeps the file from being written.
+Problem ConfigStore::Write(Problem& warning, Lines& lines) {
   std::string path = m_path;
-  if (int error = FollowLinks(path)) return std::strerror(error);
-  if (int error = MakeFolders(FolderOf(path))) return std::strerror(error);
+  if (Problem problem = FollowLinks(path)) return problem;
+  if (Problem problem = MakeFolders(FolderOf(path))) return problem;
   const Ownership ownership = OwnershipOf(path);
-  FileLock lock(path + ".lock", m_lockWaitMs, ownership);
-  if (lock.Status() == ETIMEDOUT) return "another process keeps its lock";
-  if (lock.Status() != 0) return path + ".lock: " + std::strerror(lock.Status());
+  const FileLock lock(path + ".lock", m_lockWaitMs, ownership);
+  if (lock.Failure().Errno() == ETIMEDOUT) return Problem("another process keeps its lock");
+  if (lock.Failure()) return lock.Failure().With(path + ".lock");
   SweepTemporaries(path);
 
-  std::string problem;
-  if (Refresh(problem, lines) == FileState::kBad) return problem;
+  if (Problem problem = Refresh(lines)) return problem;
   std::string text;
   unsigned long serial = 0;
   {
@@ -125,14 +123,14 @@ std::string ConfigStore::Write(std::string& warning, Lines& lines) {
     text = FileText(m_current.get());
     serial = m_lastSerial;
   }
-  if (text.empty()) return "out of memory";
-  if (int error = ReplaceFile(path, ownership, text, warning)) return std::strerror(error);
+  if (text.empty()) return Problem("out of memory");
+  if (Problem problem = ReplaceFile(path, ownership, text, warning)) return problem;
 
   const MutexLock reading(m_readMutex);
   const MutexLock guard(m_mutex);
   m_edits.remove_if([serial](const Edit& edit) { return edit.serial <= serial; });
   m_reported.clear();
-  return "";
+  return {};
 }
 
 std::vector<std::string> ConfigStore::TakeChanges() {
@@ -158,37 +156,41 @@ JsonRef ConfigStore::Object(const char* key) const {
   return json_is_object(value) ? Copy(value) : nullptr;
 }
 
-bool ConfigStore::SetText(const char* key, const std::string& text) {
+Problem ConfigStore::SetText(const char* key, const std::string& text) {
   JsonRef value = JsonString(text);
-  if (value == nullptr || HoldsNul(text)) return false;
+  if (value == nullptr) return Problem("is not UTF-8");
+  if (HoldsNul(text)) return Problem("holds a NUL byte");
   const MutexLock guard(m_mutex);
-  return SetLocked(key, "", std::move(value));
+  SetLocked(key, "", std::move(value));
+  return {};
 }
 
-bool ConfigStore::SetFlag(const char* key, bool flag) {
+void ConfigStore::SetFlag(const char* key, bool flag) {
   const MutexLock guard(m_mutex);
-  return SetLocked(key, "", JsonRef(json_boolean(flag)));
+  SetLocked(key, "", JsonRef(json_boolean(flag)));
 }
 
-bool ConfigStore::SetMember(const char* key, const std::string& member, JsonRef value) {
-  if (member.empty() || HoldsNul(member) || JsonString(member) == nullptr) return false;
+Problem ConfigStore::SetMember(const char* key, const std::string& member, JsonRef value) {
+  if (member.empty()) return Problem("is empty");
+  if (HoldsNul(member)) return Problem("holds a NUL byte");
+  if (JsonString(member) == nullptr) return Problem("is not UTF-8");
   const MutexLock guard(m_mutex);
-  return SetLocked(key, member, std::move(value));
+  SetLocked(key, member, std::move(value));
+  return {};
 }
 
-bool ConfigStore::ClearObject(const char* key) {
+void ConfigStore::ClearObject(const char* key) {
   const MutexLock guard(m_mutex);
-  return SetLocked(key, "", JsonRef(json_object()));
+  SetLocked(key, "", JsonRef(json_object()));
 }
 
-bool ConfigStore::SetLocked(const std::string& key, const std::string& member, JsonRef value) {
+void ConfigStore::SetLocked(const std::string& key, const std::string& member, JsonRef value) {
   Apply(m_current.get(), key, member, value.get());
   m_edits.remove_if([&](const Edit& edit) {
     return edit.key == key && (member.empty() || edit.member == member);
   });
   m_edits.push_back(Edit{++m_lastSerial, key, member, std::move(value)});
   KeepSecretsLocked();
-  return true;
 }
 
 void ConfigStore::KeepSecretsLocked() const {
@@ -222,9 +224,9 @@ void ConfigStore::CheckKeysLocked(const json_t* stored, Lines& lines) {
   for (const Key& key : m_keys) {
     known.emplace_back(key.name);
     const json_t* value = json_object_get(stored, key.name);
-    std::string problem;
-    if (value == nullptr || HoldsType(key, value, problem)) continue;
-    report(false, m_path + ": " + problem + "; it counts as absent");
+    if (value == nullptr) continue;
+    const Problem problem = CheckType(key, value);
+    if (problem) report(false, m_path + ": " + problem.Text() + "; it counts as absent");
   }
   const std::string unknown = UnknownKeysText(UnknownKeys(stored, known));
   if (!unknown.empty()) report(true, unknown);
@@ -242,21 +244,19 @@ void ConfigStore::Say(const Lines& lines) const {
   }
 }
 
-bool ConfigStore::HoldsType(const Key& key, const json_t* value, std::string& problem) const {
+Problem ConfigStore::CheckType(const Key& key, const json_t* value) const {
   const std::string name = std::string("\"") + key.name + "\"";
   switch (key.type) {
     case Type::kText:
     case Type::kSecret:
-      problem = name + (json_is_string(value) ? " holds a NUL byte" : " is not a text");
-      return json_is_string(value) && !HoldsNul(JsonText(value));
+      if (!json_is_string(value)) return Problem(name + " is not a text");
+      return HoldsNul(JsonText(value)) ? Problem(name + " holds a NUL byte") : Problem();
     case Type::kFlag:
-      problem = name + " is neither true nor false";
-      return json_is_boolean(value);
+      return json_is_boolean(value) ? Problem() : Problem(name + " is neither true nor false");
     case Type::kObject:
       break;
   }
-  problem = name + " is not an object";
-  if (!json_is_object(value)) return false;
+  if (!json_is_object(value)) return Problem(name + " is not an object");
   // jansson iterates over its objects only without const.
   auto* object = const_cast<json_t*>(value);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
   const char* member = nullptr;
@@ -264,12 +264,11 @@ bool ConfigStore::HoldsType(const Key& key, const json_t* value, std::string& pr
   json_object_foreach(object, member, entry) {
     if (key.integerMember != nullptr &&
         !json_is_integer(json_object_get(entry, key.integerMember))) {
-      problem = "\"" + std::string(key.integerMember) + "\" of \"" + member + "\" in " + name +
-                " is not an integer";
-      return false;
+      return Problem("\"" + std::string(key.integerMember) + "\" of \"" + member + "\" in " + name +
+                     " is not an integer");
     }
   }
-  return true;
+  return {};
 }
 
 }  // namespace host

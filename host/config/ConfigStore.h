@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "host/util/Json.h"
-#include "host/util/JsonFile.h"
 #include "host/util/Mutex.h"
+#include "host/util/Problem.h"
 
 namespace host {
 
@@ -59,14 +59,14 @@ class ConfigStore {
   bool Flag(const char* key) const;
   JsonRef Object(const char* key) const;
 
-  // Set values in memory. False, and nothing is changed, when a text or a member's name is not
-  // UTF-8 or holds a NUL byte.
-  bool SetText(const char* key, const std::string& text);
-  bool SetFlag(const char* key, bool flag);
+  // Set values in memory. A problem, and nothing is changed, when a text or a member's name is not
+  // UTF-8 or holds a NUL byte, and when a member's name is empty.
+  Problem SetText(const char* key, const std::string& text);
+  void SetFlag(const char* key, bool flag);
   // A member of the object `key`; null removes it.
-  bool SetMember(const char* key, const std::string& member, JsonRef value);
+  Problem SetMember(const char* key, const std::string& member, JsonRef value);
   // Leaves the object `key` without members.
-  bool ClearObject(const char* key);
+  void ClearObject(const char* key);
 
  private:
   // A value that was set and not saved yet. Without a member the key as a whole.
@@ -84,15 +84,15 @@ class ConfigStore {
   };
   using Lines = std::vector<Line>;
 
-  bool SetLocked(const std::string& key, const std::string& member, JsonRef value)
+  void SetLocked(const std::string& key, const std::string& member, JsonRef value)
       REQUIRES(m_mutex);
   void KeepSecretsLocked() const REQUIRES(m_mutex);
-  FileState Refresh(std::string& problem, Lines& lines) EXCLUDES(m_readMutex);
+  Problem Refresh(Lines& lines) EXCLUDES(m_readMutex);
   void AdoptLocked(const json_t* stored, Lines& lines) REQUIRES(m_mutex);
   void CheckKeysLocked(const json_t* stored, Lines& lines) REQUIRES(m_mutex);
   void Say(const Lines& lines) const;
-  std::string Write(std::string& warning, Lines& lines);
-  bool HoldsType(const Key& key, const json_t* value, std::string& problem) const;
+  Problem Write(Problem& warning, Lines& lines);
+  Problem CheckType(const Key& key, const json_t* value) const;
 
   const std::string m_path;
   const std::vector<Key> m_keys;

@@ -29,21 +29,17 @@ std::pair<dev_t, ino_t> IdentityOf(const std::string& folder) {
 
 ConfigWatch::ConfigWatch(std::string folder, std::vector<ConfigStore*> stores)
     : m_folder(std::move(folder)), m_stores(std::move(stores)) {
-  if (Attach()) {
-    ReloadAll();  // what was written since the stores were made
+  if (Problem problem = Attach()) {
+    HOST_LOG(4, "%s is not watched yet: %s", m_folder.c_str(), problem.Text().c_str());
   } else {
-    HOST_LOG(4, "%s is not watched yet: %s", m_folder.c_str(), std::strerror(errno));
+    ReloadAll();  // what was written since the stores were made
   }
 }
 
-// False, and errno, when it could not.
-bool ConfigWatch::Attach() {
+Problem ConfigWatch::Attach() {
   if (!m_inotify.IsOpen()) m_inotify = Fd(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-  if (!m_inotify.IsOpen()) return false;
-  if (int error = MakeFolders(m_folder)) {
-    errno = error;
-    return false;
-  }
+  if (!m_inotify.IsOpen()) return Problem::OfErrno(errno);
+  if (Problem problem = MakeFolders(m_folder)) return problem;
   // Before the watch: a folder that takes its place in between differs at the next look.
   m_watched = IdentityOf(m_folder);
   // A folder that is deleted tells nothing of it while somebody holds it open; the one above it
@@ -53,8 +49,9 @@ bool ConfigWatch::Attach() {
   // Not IN_CREATE: a file that was just made is still empty.
   m_watch = inotify_add_watch(m_inotify.Get(), m_folder.c_str(),
                               IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVE_SELF | IN_ONLYDIR);
-  if (m_watch >= 0) WatchTargets();
-  return m_watch >= 0;
+  if (m_watch < 0) return Problem::OfErrno(errno);
+  WatchTargets();
+  return {};
 }
 
 // Whoever writes a file that is a link writes what it names.
@@ -62,7 +59,7 @@ void ConfigWatch::WatchTargets() {
   m_targets.assign(m_stores.size(), Target());
   for (size_t i = 0; i < m_stores.size(); ++i) {
     std::string path = m_stores[i]->Path();
-    if (FollowLinks(path) != 0 || path == m_stores[i]->Path()) continue;
+    if (FollowLinks(path) || path == m_stores[i]->Path()) continue;
     // The folder may be watched already, for more.
     m_targets[i].watch = inotify_add_watch(m_inotify.Get(), FolderOf(path).c_str(),
                                            IN_CLOSE_WRITE | IN_MOVED_TO | IN_ONLYDIR | IN_MASK_ADD);
@@ -92,7 +89,7 @@ void ConfigWatch::Serve(const Wait& wait, int64_t nowMs) {
   if (m_watch >= 0 && wait.Ready(m_inotify.Get())) TakeEvents();
   if (m_watch >= 0 || nowMs < m_nextTryMs) return;
   m_nextTryMs = nowMs + kTryMs;
-  if (!Attach()) return;
+  if (Attach()) return;
   HOST_LOG(5, "%s is watched", m_folder.c_str());
   ReloadAll();
 }

@@ -12,6 +12,7 @@
 #include "host/config/ConfigStore.h"
 #include "host/util/EventThread.h"
 #include "host/util/Fd.h"
+#include "host/util/Problem.h"
 
 namespace host {
 
@@ -32,7 +33,7 @@ class ConfigWatch : public EventSource {
   void ReloadAll();
 
  private:
-  bool Attach();
+  Problem Attach();
   void TakeEvents();
   void LookForAnother();
   void WatchTargets();

@@ -19,26 +19,24 @@ std::string Dumped(const json_t* value) {
   return text == nullptr ? R"({"ok":false,"error":"out of memory"})" : text.get();
 }
 
-std::string Done(const std::string& problem) {
-  return problem.empty() ? R"({"ok":true})" : ControlError(problem);
+std::string Done(const Problem& problem) {
+  return problem ? ControlError(problem.Text()) : R"({"ok":true})";
 }
 
-// A member that is an integer of 0 to 65535; false, and the problem, when it is none.
-bool Number16(const json_t* request, const char* key, uint16_t& number, std::string& problem) {
+// A member that is an integer of 0 to 65535.
+Problem Number16(const json_t* request, const char* key, uint16_t& number) {
   const json_t* value = json_object_get(request, key);
   const json_int_t wide = json_integer_value(value);
   if (!json_is_integer(value) || wide < 0 || wide > std::numeric_limits<uint16_t>::max()) {
-    problem = "\"" + std::string(key) + "\" is not an integer from 0 to 65535";
-    return false;
+    return Problem("\"" + std::string(key) + "\" is not an integer from 0 to 65535");
   }
   number = static_cast<uint16_t>(wide);
-  return true;
+  return {};
 }
 
 std::string Set(DeviceEngine& engine, const json_t* request) {
   uint16_t point = 0;
-  std::string problem;
-  if (!Number16(request, "point", point, problem)) return ControlError(problem);
+  if (Problem problem = Number16(request, "point", point)) return ControlError(problem.Text());
   const json_t* value = json_object_get(request, "value");
   if (!json_is_string(value)) return ControlError("\"value\" is not a text");
   return Done(engine.SetPoint(point, JsonText(value)));
@@ -47,12 +45,11 @@ std::string Set(DeviceEngine& engine, const json_t* request) {
 std::string Change(DeviceEngine& engine, const json_t* request, uint16_t state) {
   uint16_t gddId = 0;
   uint16_t module = 0;
-  std::string problem;
-  if (!Number16(request, "gdd", gddId, problem)) return ControlError(problem);
-  if (json_object_get(request, "module") != nullptr &&
-      !Number16(request, "module", module, problem)) {
-    return ControlError(problem);
+  Problem problem = Number16(request, "gdd", gddId);
+  if (!problem && json_object_get(request, "module") != nullptr) {
+    problem = Number16(request, "module", module);
   }
+  if (problem) return ControlError(problem.Text());
   return Done(engine.SetEvent(gddId, module, state));
 }
 

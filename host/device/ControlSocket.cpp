@@ -20,9 +20,8 @@ namespace {
 constexpr int64_t kAcceptPauseMs = 1000;
 constexpr int kReadsPerTurn = 16;
 
-std::string Because(const char* what, int error) {
-  return std::string(what) + ": " + std::strerror(error);
-}
+// What the last call of the system failed with, and on what.
+Problem Failed(const char* what) { return Problem::OfErrno(errno).With(what); }
 
 // Whether somebody serves the socket file.
 bool IsAlive(const UnixAddress& address) {
@@ -34,34 +33,33 @@ bool IsAlive(const UnixAddress& address) {
 
 ControlSocket::ControlSocket(std::string path, Handler handler, Answers answers)
     : m_path(std::move(path)), m_handler(std::move(handler)), m_answers(std::move(answers)) {
-  const std::string problem = Open();
-  if (problem.empty()) return;
+  const Problem problem = Open();
+  if (!problem) return;
   m_listener.Reset();
-  HOST_LOG(3, "%s is not served: %s", m_path.c_str(), problem.c_str());
+  HOST_LOG(3, "%s is not served: %s", m_path.c_str(), problem.Text().c_str());
 }
 
 ControlSocket::~ControlSocket() {
   if (m_listener.IsOpen()) unlink(m_path.c_str());
 }
 
-// Empty, or why it could not be opened.
-std::string ControlSocket::Open() {
-  if (int error = MakeFolders(FolderOf(m_path))) return Because("its folder", error);
+Problem ControlSocket::Open() {
+  if (Problem problem = MakeFolders(FolderOf(m_path))) return problem.With("its folder");
   // The lock keeps two processes that start at once from both finding the file unserved.
   m_lock = std::make_unique<FileLock>(m_path + ".lock", 0, OwnershipOf(m_path + ".lock"));
-  if (m_lock->Status() == ETIMEDOUT) return "another process serves it";
-  if (m_lock->Status() != 0) return Because("its lock", m_lock->Status());
+  if (m_lock->Failure().Errno() == ETIMEDOUT) return Problem("another process serves it");
+  if (m_lock->Failure()) return m_lock->Failure().With("its lock");
   const UnixAddress address(m_path);
-  if (address.Status() != 0) return Because("its address", address.Status());
-  if (IsAlive(address)) return "another process serves it";
-  if (unlink(m_path.c_str()) != 0 && errno != ENOENT) return Because("the old file", errno);
+  if (address.Failure()) return address.Failure().With("its address");
+  if (IsAlive(address)) return Problem("another process serves it");
+  if (unlink(m_path.c_str()) != 0 && errno != ENOENT) return Failed("the old file");
 
   m_listener = Fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   // The file takes the socket's mode: it is never open to others, not even for a moment.
-  if (fchmod(m_listener.Get(), 0600) != 0) return Because("its mode", errno);
-  if (bind(m_listener.Get(), address.Get(), address.Size()) != 0) return Because("bind", errno);
-  if (listen(m_listener.Get(), SOMAXCONN) != 0) return Because("listen", errno);
-  return "";
+  if (fchmod(m_listener.Get(), 0600) != 0) return Failed("its mode");
+  if (bind(m_listener.Get(), address.Get(), address.Size()) != 0) return Failed("bind");
+  if (listen(m_listener.Get(), SOMAXCONN) != 0) return Failed("listen");
+  return {};
 }
 
 void ControlSocket::Want(Wait& wait) {

@@ -11,6 +11,7 @@
 #include "host/util/EventThread.h"
 #include "host/util/Fd.h"
 #include "host/util/Files.h"
+#include "host/util/Problem.h"
 
 namespace host {
 
@@ -56,7 +57,7 @@ class ControlSocket : public EventSource {
     bool skipping = false;  // what comes is thrown away, up to the end of a line that was too long
   };
 
-  std::string Open();
+  Problem Open();
   void Accept(int64_t nowMs);
   bool ServeClient(Client& client, bool ready, int64_t nowMs);
   bool Receive(Client& client);

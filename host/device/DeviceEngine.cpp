@@ -183,17 +183,19 @@ std::vector<DeviceEngine::EventView> DeviceEngine::Events() const {
   return views;
 }
 
-std::string DeviceEngine::SetPoint(uint16_t point, const std::string& value) {
+Problem DeviceEngine::SetPoint(uint16_t point, const std::string& value) {
   const PointModel* model = FindPoint(point);
-  if (model == nullptr) return "unknown point " + std::to_string(point);
-  if (model->source) return "point " + std::to_string(point) + " has a source of its own";
-  if (value.size() > kLongestValue) {
-    return "a value is at most " + std::to_string(kLongestValue) + " bytes long";
+  if (model == nullptr) return Problem("unknown point " + std::to_string(point));
+  if (model->source) {
+    return Problem("point " + std::to_string(point) + " has a source of its own");
   }
-  if (value.find('\0') != std::string::npos) return "a value holds no NUL byte";
+  if (value.size() > kLongestValue) {
+    return Problem("a value is at most " + std::to_string(kLongestValue) + " bytes long");
+  }
+  if (value.find('\0') != std::string::npos) return Problem("a value holds no NUL byte");
   const MutexLock guard(m_mutex);
   SetValueLocked(*model, Point{value, Point::State::kTold});
-  return "";
+  return {};
 }
 
 void DeviceEngine::SetFromSource(uint16_t point, const std::string* value) {
@@ -238,15 +240,15 @@ void DeviceEngine::ApplyRuleLocked(const EventModel& event, const Point& point, 
   }
 }
 
-std::string DeviceEngine::SetEvent(uint16_t gddId, uint32_t module, uint16_t state) {
+Problem DeviceEngine::SetEvent(uint16_t gddId, uint32_t module, uint16_t state) {
   const EventModel* model = FindEvent(gddId);
-  if (model == nullptr) return "unknown event " + std::to_string(gddId);
+  if (model == nullptr) return Problem("unknown event " + std::to_string(gddId));
   if (module >= model->modules) {
-    return "event " + std::to_string(gddId) + " has no module " + std::to_string(module);
+    return Problem("event " + std::to_string(gddId) + " has no module " + std::to_string(module));
   }
   const MutexLock guard(m_mutex);
   SetStateLocked({gddId, static_cast<uint16_t>(module)}, state);
-  return "";
+  return {};
 }
 
 void DeviceEngine::SetStateLocked(EventKey key, uint16_t state) {

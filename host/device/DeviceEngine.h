@@ -11,6 +11,7 @@
 
 #include "host/device/DeviceModel.h"
 #include "host/util/Mutex.h"
+#include "host/util/Problem.h"
 #include "platform/pld/LxPldProxy.h"
 
 namespace host {
@@ -53,9 +54,9 @@ class DeviceEngine {
   std::vector<PointView> Points() const;
   std::vector<EventView> Events() const;
 
-  // Changes. Empty, or why not.
-  std::string SetPoint(uint16_t point, const std::string& value);
-  std::string SetEvent(uint16_t gddId, uint32_t module, uint16_t state);
+  // Changes.
+  Problem SetPoint(uint16_t point, const std::string& value);
+  Problem SetEvent(uint16_t gddId, uint32_t module, uint16_t state);
 
   // What a point's source told; null: it could not tell. A value that goes away, and one that comes
   // back, is a change; the text of a value that went away is empty.

@@ -2,6 +2,7 @@
 // Reading the device's file, and what is wrong with it.
 #include "host/device/DeviceModel.h"
 
+#include <cerrno>
 #include <cstring>
 #include <limits>
 #include <set>
@@ -334,16 +335,13 @@ std::vector<std::string> UnknownDeviceKeys(const json_t* root) {
 
 DeviceModel LoadDeviceModel(const std::string& path) {
   JsonRef root;
-  std::string problem;
-  switch (ReadJsonObject(path, root, problem)) {
-    case FileState::kMissing:
+  if (Problem problem = ReadJsonObject(path, root)) {
+    if (problem.Errno() == ENOENT) {
       HOST_LOG(4, "%s is missing: a device without points and events", path.c_str());
-      return DeviceModel();
-    case FileState::kBad:
-      HOST_LOG(3, "%s; a device without points and events", problem.c_str());
-      return DeviceModel();
-    case FileState::kRead:
-      break;
+    } else {
+      HOST_LOG(3, "%s; a device without points and events", problem.Text().c_str());
+    }
+    return DeviceModel();
   }
   std::vector<std::string> problems;
   DeviceModel model = ParseDeviceModel(root.get(), problems);

@@ -3,7 +3,6 @@
 #include "host/device/Pages.h"
 
 #include <cerrno>
-#include <cstring>
 #include <vector>
 
 #include "host/device/DataFolder.h"
@@ -32,10 +31,10 @@ bool StaysInside(const std::string& page) {
 bool ReadPage(const std::string& psi, const std::string& page, std::string& text) {
   for (const std::string& folder : PageFolders(psi)) {
     const std::string path = LocalPath(folder + "/" + page);
-    const int error = ReadFile(path, kLargestPage, text);
-    if (error == 0) return true;
-    if (error == ENOENT || error == ENOTDIR) continue;
-    HOST_LOG(4, "page %s cannot be read: %s", path.c_str(), std::strerror(error));
+    const Problem problem = ReadFile(path, kLargestPage, text);
+    if (!problem) return true;
+    if (problem.Errno() == ENOENT || problem.Errno() == ENOTDIR) continue;
+    HOST_LOG(4, "page %s cannot be read: %s", path.c_str(), problem.Text().c_str());
     return false;
   }
   return false;

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <cstring>
 #include <exception>
 #include <list>
 #include <utility>
@@ -35,38 +34,32 @@ std::string Trimmed(const std::string& text) {
 
 }  // namespace
 
-bool ReadFileSource(const PointModel& point, std::string& value, std::string& problem) {
+Problem ReadFileSource(const PointModel& point, std::string& value) {
   const std::string path = LocalPath(point.source->path);
   std::string text;
-  if (int error = ReadFile(path, kLargestSource, text)) {
-    problem = path + ": " + std::strerror(error);
-    return false;
-  }
+  if (Problem problem = ReadFile(path, kLargestSource, text)) return problem.With(path);
   double number = 0;
   if (!ParseNumber(Trimmed(text), number) || !std::isfinite(number * point.source->scale)) {
-    problem = path + ": holds no number";
-    return false;
+    return Problem("holds no number").With(path);
   }
   value = NumberText(number * point.source->scale, point.decimals);
-  return true;
+  return {};
 }
 
 namespace {
 
-// What a source told: its value, or the problem that kept it from telling one.
+// What a source told: its value, or what kept it from telling one.
 struct Told {
-  bool valid = false;
   std::string value;
-  std::string problem;
+  Problem problem;
 };
 
 Told ReadSource(const SourcePoller::Read& read, const PointModel& point) {
   Told told;
   try {
-    told.valid = read(point, told.value, told.problem);
+    told.problem = read(point, told.value);
   } catch (...) {
-    told.valid = false;
-    told.problem = ExceptionText();
+    told.problem = Problem(ExceptionText());
   }
   return told;
 }
@@ -82,7 +75,7 @@ struct SourcePoller::Shared {
     const PointModel point;
     bool due = false;   // to be read in this round
     bool busy = false;  // being read
-    std::string problem;
+    Problem problem;    // of the last reading
   };
 
   Shared(DeviceEngine& itsEngine, Read itsRead) : read(std::move(itsRead)), engine(&itsEngine) {
@@ -147,17 +140,17 @@ SourcePoller::Shared::Source* SourcePoller::Shared::Take(unsigned long id) {
 void SourcePoller::Shared::HandOver(Source& source, const Told& told) {
   if (engine == nullptr) return;
   try {
-    engine->SetFromSource(source.point.id, told.valid ? &told.value : nullptr);
-    if (source.problem == told.problem) return;
+    engine->SetFromSource(source.point.id, told.problem ? nullptr : &told.value);
+    if (source.problem.Text() == told.problem.Text()) return;
     source.problem = told.problem;
   } catch (...) {
     return;  // out of memory: the next round tells again
   }
   mutex.Unlock();
-  if (told.valid) {
-    HOST_LOG(5, "point %d has a value again", int{source.point.id});
+  if (told.problem) {
+    HOST_LOG(4, "point %d has no value: %s", int{source.point.id}, told.problem.Text().c_str());
   } else {
-    HOST_LOG(4, "point %d has no value: %s", int{source.point.id}, told.problem.c_str());
+    HOST_LOG(5, "point %d has a value again", int{source.point.id});
   }
   mutex.Lock();
 }
@@ -209,7 +202,7 @@ void SourcePoller::LookForHanging() {
   ++m_shared->reader;
   m_needsReader = true;
   Told told;
-  told.problem = LocalPath(source.point.source->path) + ": no answer";
+  told.problem = Problem("no answer").With(LocalPath(source.point.source->path));
   m_shared->HandOver(source, told);
 }
 

@@ -9,13 +9,13 @@
 
 #include "host/device/DeviceEngine.h"
 #include "host/util/EventThread.h"
+#include "host/util/Problem.h"
 
 namespace host {
 
 // The value of a point from its file: the number in it times the scale, with the point's decimals.
-// False, and what is wrong in `problem`, when the file holds no number. Blocks for as long as the
-// file does.
-bool ReadFileSource(const PointModel& point, std::string& value, std::string& problem);
+// Blocks for as long as the file does.
+Problem ReadFileSource(const PointModel& point, std::string& value);
 
 // Has the points' sources read every so many seconds and tells the engine, which it borrows. A
 // source that fails costs one message, until it tells something again.
@@ -26,8 +26,7 @@ bool ReadFileSource(const PointModel& point, std::string& value, std::string& pr
 class SourcePoller : public EventSource {
  public:
   // Reads a source, as ReadFileSource does. May block, and throw; several threads at once.
-  using Read =
-      std::function<bool(const PointModel& point, std::string& value, std::string& problem)>;
+  using Read = std::function<Problem(const PointModel& point, std::string& value)>;
 
   explicit SourcePoller(DeviceEngine& engine, Read read = &ReadFileSource);
   // Waits for no source. What one tells afterwards is told to nobody.

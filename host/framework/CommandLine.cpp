@@ -54,7 +54,7 @@ Errand ErrandOf(const std::string& commandLine) {
 
 void RunErrand(const std::string& name) {
   std::string commandLine;
-  if (ReadFile("/proc/self/cmdline", kLongestCommandLine, commandLine) != 0) return;
+  if (ReadFile("/proc/self/cmdline", kLongestCommandLine, commandLine)) return;
   switch (ErrandOf(commandLine)) {
     case Errand::kRun:
       return;

@@ -57,20 +57,20 @@ std::string PickAddress(const struct ifaddrs* addresses) {
   return "127.0.0.1";
 }
 
-AddressCache::AddressCache(std::function<int(std::string&)> lookUp, std::function<int64_t()> clock)
+AddressCache::AddressCache(LookUp lookUp, std::function<int64_t()> clock)
     : m_lookUp(std::move(lookUp)), m_clock(std::move(clock)) {}
 
-int AddressCache::Get(std::string& address) {
+Problem AddressCache::Get(std::string& address) {
   const MutexLock guard(m_mutex);
   const int64_t now = m_clock();
   if (m_address.empty() || now >= m_end) {
     std::string found;
-    if (int error = m_lookUp(found)) return error;
+    if (Problem problem = m_lookUp(found)) return problem;
     m_address = found;
     m_end = now + kKeptMs;
   }
   address = m_address;
-  return 0;
+  return {};
 }
 
 }  // namespace host

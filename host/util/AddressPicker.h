@@ -9,6 +9,7 @@
 #include <string>
 
 #include "host/util/Mutex.h"
+#include "host/util/Problem.h"
 
 namespace host {
 
@@ -19,14 +20,16 @@ std::string PickAddress(const struct ifaddrs* addresses);
 // Keeps an answer for 60 s. Any thread.
 class AddressCache {
  public:
-  // `lookUp` answers 0 and the address, or an errno; `clock` tells milliseconds.
-  AddressCache(std::function<int(std::string&)> lookUp, std::function<int64_t()> clock);
+  using LookUp = std::function<Problem(std::string& address)>;
 
-  // 0 and the address; on failure an errno, and `address` as it was.
-  int Get(std::string& address);
+  // `clock` tells milliseconds.
+  AddressCache(LookUp lookUp, std::function<int64_t()> clock);
+
+  // The address; on failure what the look-up failed with, and `address` as it was.
+  Problem Get(std::string& address);
 
  private:
-  const std::function<int(std::string&)> m_lookUp;
+  const LookUp m_lookUp;
   const std::function<int64_t()> m_clock;
   Mutex m_mutex;
   std::string m_address GUARDED_BY(m_mutex);

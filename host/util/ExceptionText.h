@@ -10,12 +10,13 @@ namespace host {
 // What the exception says that is being handled; for use inside a catch clause, within which the
 // text lives. Takes no memory: the exception may be the want of it.
 inline const char* ExceptionText() noexcept {
+  constexpr const char* kWithoutText = "an exception without a text";
   try {
     throw;
   } catch (const std::exception& error) {
-    return error.what();
+    return *error.what() != '\0' ? error.what() : kWithoutText;
   } catch (...) {
-    return "an exception without a text";
+    return kWithoutText;
   }
 }
 

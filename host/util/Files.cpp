@@ -23,20 +23,23 @@ constexpr useconds_t kLockPauseUs = 10000;
 constexpr mode_t kModeBits = 0777;
 constexpr int kMostLinks = 40;
 
-int WriteAll(int fd, const std::string& text) {
+// What the last call of the system failed with.
+Problem Failed() { return Problem::OfErrno(errno); }
+
+Problem WriteAll(int fd, const std::string& text) {
   size_t done = 0;
   while (done < text.size()) {
     ssize_t written = write(fd, text.data() + done, text.size() - done);
-    if (written < 0 && errno != EINTR) return errno;
+    if (written < 0 && errno != EINTR) return Failed();
     if (written > 0) done += static_cast<size_t>(written);
   }
-  return 0;
+  return {};
 }
 
-int WriteAndSync(Fd& file, const std::string& text) {
-  if (int error = WriteAll(file.Get(), text)) return error;
-  if (fsync(file.Get()) != 0) return errno;
-  return file.Reset() == 0 ? 0 : errno;
+Problem WriteAndSync(Fd& file, const std::string& text) {
+  if (Problem problem = WriteAll(file.Get(), text)) return problem;
+  if (fsync(file.Get()) != 0 || file.Reset() != 0) return Failed();
+  return {};
 }
 
 // Gives the file away, as far as this user may. A group that it could not be given to has no
@@ -58,11 +61,11 @@ std::string TemporaryPrefix(const std::string& path) {
   return FolderOf(path) + "/." + path.substr(path.rfind('/') + 1) + ".new.";
 }
 
-int SyncFolder(const std::string& path) {
+Problem SyncFolder(const std::string& path) {
   Fd folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder.IsOpen()) return errno;
+  if (!folder.IsOpen()) return Failed();
   // EINVAL: a file system that has nothing to sync in a folder.
-  return fsync(folder.Get()) == 0 || errno == EINVAL ? 0 : errno;
+  return fsync(folder.Get()) == 0 || errno == EINVAL ? Problem() : Failed();
 }
 
 }  // namespace
@@ -73,18 +76,18 @@ std::string FolderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-int ReadFile(const std::string& path, size_t limit, std::string& text) {
+Problem ReadFile(const std::string& path, size_t limit, std::string& text) {
   text.clear();
   Fd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (!file.IsOpen()) return errno;
+  if (!file.IsOpen()) return Failed();
   char buffer[16384];
   for (;;) {
     ssize_t got = read(file.Get(), buffer, sizeof(buffer));
-    if (got == 0) return 0;
+    if (got == 0) return {};
     if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return errno;
+    if (got < 0) return Failed();
     text.append(buffer, static_cast<size_t>(got));
-    if (text.size() > limit) return EFBIG;
+    if (text.size() > limit) return Problem::OfErrno(EFBIG);
   }
 }
 
@@ -97,33 +100,34 @@ Ownership OwnershipOf(const std::string& path) {
   return {geteuid(), getegid(), 0600};
 }
 
-int FollowLinks(std::string& path) {
+Problem FollowLinks(std::string& path) {
   for (int links = 0; links < kMostLinks; ++links) {
     char named[PATH_MAX];
     const ssize_t length = readlink(path.c_str(), named, sizeof(named));
-    if (length < 0) return errno == EINVAL || errno == ENOENT ? 0 : errno;
+    if (length < 0) return errno == EINVAL || errno == ENOENT ? Problem() : Failed();
     const std::string next(named, static_cast<size_t>(length));
     path = next.compare(0, 1, "/") == 0 ? next : FolderOf(path) + "/" + next;
   }
-  return ELOOP;
+  return Problem::OfErrno(ELOOP);
 }
 
-int ReplaceFile(const std::string& path, const Ownership& wanted, const std::string& text,
-                std::string& warning) {
-  warning.clear();
+Problem ReplaceFile(const std::string& path, const Ownership& wanted, const std::string& text,
+                    Problem& warning) {
+  warning = {};
   std::string temporary = TemporaryPrefix(path) + "XXXXXX";
   Fd file(mkostemp(&temporary[0], O_CLOEXEC));
-  if (!file.IsOpen()) return errno;
-  if (!Give(file.Get(), wanted)) warning = "its owner or group could not be kept";
-  int error = WriteAndSync(file, text);
-  if (error == 0 && rename(temporary.c_str(), path.c_str()) != 0) error = errno;
-  if (error != 0) {
+  if (!file.IsOpen()) return Failed();
+  if (!Give(file.Get(), wanted)) warning = Problem("its owner or group could not be kept");
+  Problem problem = WriteAndSync(file, text);
+  if (!problem && rename(temporary.c_str(), path.c_str()) != 0) problem = Failed();
+  if (problem) {
     unlink(temporary.c_str());
-    return error;
+    return problem;
   }
-  error = SyncFolder(FolderOf(path));
-  if (error != 0) warning = std::string("its folder could not be synced: ") + std::strerror(error);
-  return 0;
+  if (Problem unsynced = SyncFolder(FolderOf(path))) {
+    warning = unsynced.With("its folder could not be synced");
+  }
+  return {};
 }
 
 void SweepTemporaries(const std::string& path) {
@@ -139,32 +143,34 @@ void SweepTemporaries(const std::string& path) {
   }
 }
 
-int MakeFolders(const std::string& path) {
+Problem MakeFolders(const std::string& path) {
   struct stat status = {};
-  if (stat(path.c_str(), &status) == 0) return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
-  if (errno != ENOENT) return errno;
+  if (stat(path.c_str(), &status) == 0) {
+    return S_ISDIR(status.st_mode) ? Problem() : Problem::OfErrno(ENOTDIR);
+  }
+  if (errno != ENOENT) return Failed();
   const std::string above = FolderOf(path);
   if (above != path && above != ".") {
-    if (int error = MakeFolders(above)) return error;
+    if (Problem problem = MakeFolders(above)) return problem;
   }
-  return mkdir(path.c_str(), 0755) == 0 || errno == EEXIST ? 0 : errno;
+  return mkdir(path.c_str(), 0755) == 0 || errno == EEXIST ? Problem() : Failed();
 }
 
 FileLock::FileLock(const std::string& path, int waitMs, const Ownership& wanted)
     : m_file(open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)) {
   if (!m_file.IsOpen()) {
-    m_status = errno;
+    m_failure = Failed();
     return;
   }
   Give(m_file.Get(), wanted);
   const int64_t end = MonotonicMs() + waitMs;
   while (flock(m_file.Get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) {
-      m_status = errno;
+      m_failure = Failed();
       return;
     }
     if (MonotonicMs() >= end) {
-      m_status = ETIMEDOUT;
+      m_failure = Problem::OfErrno(ETIMEDOUT);
       return;
     }
     usleep(kLockPauseUs);

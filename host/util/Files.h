@@ -7,14 +7,15 @@
 #include <string>
 
 #include "host/util/Fd.h"
+#include "host/util/Problem.h"
 
 namespace host {
 
-// Paths here are this machine's. Every operation returns 0 or an errno.
+// Paths here are this machine's. Problems are the system's.
 
 // Replaces `text` by the file's bytes. EFBIG when there are more than `limit`; never waits for a
 // writer of a pipe.
-int ReadFile(const std::string& path, size_t limit, std::string& text);
+Problem ReadFile(const std::string& path, size_t limit, std::string& text);
 
 // Whose a file is, and what it lets whom do.
 struct Ownership {
@@ -27,21 +28,21 @@ struct Ownership {
 Ownership OwnershipOf(const std::string& path);
 
 // Replaces a path that is a link by what it names in the end, whether or not that is there.
-int FollowLinks(std::string& path);
+Problem FollowLinks(std::string& path);
 
 // Replaces the file, or a link in its place, as a whole: whoever opens it finds the old bytes or
 // the new ones, also after a loss of power. On failure the old file is untouched and nothing is
-// left beside it. The new file has `wanted`'s owner, group and mode; `warning` says what of these,
-// or of the folder's syncing, could not be done all the same, else it is empty.
-int ReplaceFile(const std::string& path, const Ownership& wanted, const std::string& text,
-                std::string& warning);
+// left beside it. The new file has `wanted`'s owner, group and mode; `warning` is what of these,
+// or of the folder's syncing, could not be done all the same.
+Problem ReplaceFile(const std::string& path, const Ownership& wanted, const std::string& text,
+                    Problem& warning);
 
 // Removes what replacings of that file left behind when they were killed. Under the lock of those
 // who replace it.
 void SweepTemporaries(const std::string& path);
 
 // Makes the folder and those above it, where missing, with mode 0755.
-int MakeFolders(const std::string& path);
+Problem MakeFolders(const std::string& path);
 
 // "/a/b" of "/a/b/c".
 std::string FolderOf(const std::string& path);
@@ -53,12 +54,12 @@ class FileLock {
   // mode, as far as this user may: else whoever comes first keeps all others out.
   FileLock(const std::string& path, int waitMs, const Ownership& wanted);
 
-  // 0 when the lock is held; ETIMEDOUT when somebody else kept it; else what failed.
-  int Status() const { return m_status; }
+  // None when the lock is held; ETIMEDOUT when somebody else kept it; else what failed.
+  const Problem& Failure() const { return m_failure; }
 
  private:
   Fd m_file;
-  int m_status = 0;
+  Problem m_failure;
 };
 
 }  // namespace host

@@ -5,15 +5,14 @@
 #include <string>
 
 #include "host/util/Json.h"
+#include "host/util/Problem.h"
 
 namespace host {
 
-enum class FileState { kRead, kMissing, kBad };
-
-// Reads a file that holds one JSON object. kBad: `problem` names the file, and line and column
-// where it does not parse; it quotes nothing of what the file holds. `object` is set only for
-// kRead.
-FileState ReadJsonObject(const std::string& path, JsonRef& object, std::string& problem);
+// Reads a file that holds one JSON object; `object` stays as it was when it can't. A problem names
+// the file, and line and column where it does not parse; it quotes nothing of what the file holds.
+// Its errno is ENOENT for a file that is missing, and for no other.
+Problem ReadJsonObject(const std::string& path, JsonRef& object);
 
 }  // namespace host
 

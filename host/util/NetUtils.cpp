@@ -12,17 +12,17 @@
 
 namespace {
 
-int LookUp(std::string& address) {
+host::Problem LookUp(std::string& address) {
   struct ifaddrs* list = nullptr;
-  if (getifaddrs(&list) != 0) return errno != 0 ? errno : EIO;
+  if (getifaddrs(&list) != 0) return host::Problem::OfErrno(errno != 0 ? errno : EIO);
   std::unique_ptr<struct ifaddrs, decltype(&freeifaddrs)> owner(list, &freeifaddrs);
   address = host::PickAddress(list);
-  return 0;
+  return {};
 }
 
 }  // namespace
 
 int orv_netutils::GetGlobalAddress(std::string& address) {
   static auto* cache = new host::AddressCache(&LookUp, &host::MonotonicMs);
-  return cache->Get(address);
+  return cache->Get(address).Errno();
 }

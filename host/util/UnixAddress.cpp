@@ -16,13 +16,13 @@ UnixAddress::UnixAddress(const std::string& path) {
   if (name.size() >= sizeof(m_address.sun_path)) {
     m_folder = Fd(open(FolderOf(path).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!m_folder.IsOpen()) {
-      m_status = errno;
+      m_failure = Problem::OfErrno(errno);
       return;
     }
     name = "/proc/self/fd/" + std::to_string(m_folder.Get()) + path.substr(path.rfind('/'));
   }
   if (name.size() >= sizeof(m_address.sun_path)) {
-    m_status = ENAMETOOLONG;
+    m_failure = Problem::OfErrno(ENAMETOOLONG);
     return;
   }
   m_address.sun_family = AF_UNIX;

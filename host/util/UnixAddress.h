@@ -8,6 +8,7 @@
 #include <string>
 
 #include "host/util/Fd.h"
+#include "host/util/Problem.h"
 
 namespace host {
 
@@ -17,8 +18,8 @@ class UnixAddress {
  public:
   explicit UnixAddress(const std::string& path);
 
-  // 0, or the errno that kept the folder from being opened.
-  int Status() const { return m_status; }
+  // What kept the folder from being opened; ENAMETOOLONG for a name too long.
+  const Problem& Failure() const { return m_failure; }
 
   const struct sockaddr* Get() const {
     return reinterpret_cast<const struct sockaddr*>(&m_address);
@@ -27,7 +28,7 @@ class UnixAddress {
 
  private:
   Fd m_folder;
-  int m_status = 0;
+  Problem m_failure;
   struct sockaddr_un m_address = {};
 };
 

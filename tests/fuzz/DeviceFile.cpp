@@ -22,8 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       engine.SetFromSource(point.model->id, &value);
       engine.SetFromSource(point.model->id, nullptr);
     } else {
-      fuzz::Require(engine.SetPoint(point.model->id, "21").empty(), "a known point can be set");
-      fuzz::Require(engine.SetPoint(point.model->id, "").empty(), "a value can be taken away");
+      fuzz::Require(!engine.SetPoint(point.model->id, "21"), "a known point can be set");
+      fuzz::Require(!engine.SetPoint(point.model->id, ""), "a value can be taken away");
     }
   }
   fuzz::Require(!host::AnswerControlLine(engine, R"({"op":"list"})").empty(), "a list is answered");

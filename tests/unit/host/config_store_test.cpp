@@ -58,7 +58,7 @@ TEST_F(ConfigStoreTest, Values_are_read) {
 
 TEST_F(ConfigStoreTest, Save_makes_the_folder_and_the_file) {
   const auto store = Open();
-  ASSERT_TRUE(store->SetText(host::kUuid, "u"));
+  ASSERT_FALSE(store->SetText(host::kUuid, "u"));
   EXPECT_FALSE(Exists(kCloudFile));
   ASSERT_TRUE(store->Save());
   EXPECT_EQ(Read(kCloudFile), "{\n  \"UUID\": \"u\"\n}\n");
@@ -71,7 +71,7 @@ TEST_F(ConfigStoreTest, Save_makes_the_folder_and_the_file) {
 TEST_F(ConfigStoreTest, Unknown_keys_and_their_order_are_kept) {
   Write(kCloudFile, R"({"Zebra": [1, 2.5, null], "Url": "a", "Apple": {"x": "é"}})");
   const auto store = Open();
-  store->SetText(host::kUrl, "b");
+  EXPECT_FALSE(store->SetText(host::kUrl, "b"));
   ASSERT_TRUE(store->Save());
   EXPECT_EQ(Read(kCloudFile),
             "{\n  \"Zebra\": [\n    1,\n    2.5,\n    null\n  ],\n  \"Url\": \"b\",\n"
@@ -80,8 +80,8 @@ TEST_F(ConfigStoreTest, Unknown_keys_and_their_order_are_kept) {
 
 TEST_F(ConfigStoreTest, Saved_values_are_read_by_another_process) {
   const auto store = Open();
-  store->SetText(host::kXAuthToken, "t\n\"\\");
-  store->SetText(host::kUnitName, "\x01\xC3\xBC");
+  EXPECT_FALSE(store->SetText(host::kXAuthToken, "t\n\"\\"));
+  EXPECT_FALSE(store->SetText(host::kUnitName, "\x01\xC3\xBC"));
   store->SetFlag(host::kEnabled, true);
   ASSERT_TRUE(store->Save());
   const auto other = Open();
@@ -94,10 +94,10 @@ TEST_F(ConfigStoreTest, Neither_of_two_writers_loses_the_others_change) {
   Write(kCloudFile, R"({"Url": "a"})");
   const auto daemon = Open();
   const auto ctl = Open();
-  daemon->SetText(host::kXAuthToken, "token");
-  daemon->SetMember(host::kChassis, "new", host::JsonRef(json_object()));
-  ctl->SetText(host::kUrl, "b");
-  ctl->SetMember(host::kChassis, "other", host::JsonRef(json_object()));
+  EXPECT_FALSE(daemon->SetText(host::kXAuthToken, "token"));
+  EXPECT_FALSE(daemon->SetMember(host::kChassis, "new", host::JsonRef(json_object())));
+  EXPECT_FALSE(ctl->SetText(host::kUrl, "b"));
+  EXPECT_FALSE(ctl->SetMember(host::kChassis, "other", host::JsonRef(json_object())));
   ASSERT_TRUE(ctl->Save());
   ASSERT_TRUE(daemon->Save());
   const auto after = Open();
@@ -115,7 +115,7 @@ TEST_F(ConfigStoreTest, Many_writers_at_once_lose_nothing) {
       const auto store = Open();
       for (int turn = 0; turn < 10; ++turn) {
         const std::string id = std::to_string(i) + "." + std::to_string(turn);
-        store->SetMember(host::kChassis, id, host::JsonRef(json_object()));
+        EXPECT_FALSE(store->SetMember(host::kChassis, id, host::JsonRef(json_object())));
         if (!store->Save()) saved = false;
       }
     });
@@ -128,7 +128,9 @@ TEST_F(ConfigStoreTest, Many_writers_at_once_lose_nothing) {
 TEST_F(ConfigStoreTest, Setting_while_saving_keeps_what_was_set) {
   const auto store = Open();
   std::thread setter([&] {
-    for (int i = 0; i < 200; ++i) store->SetText(host::kUnitName, std::to_string(i));
+    for (int i = 0; i < 200; ++i) {
+      EXPECT_FALSE(store->SetText(host::kUnitName, std::to_string(i)));
+    }
   });
   for (int i = 0; i < 20; ++i) EXPECT_TRUE(store->Save());
   setter.join();
@@ -139,7 +141,7 @@ TEST_F(ConfigStoreTest, Setting_while_saving_keeps_what_was_set) {
 
 TEST_F(ConfigStoreTest, Own_writing_is_no_change) {
   const auto store = Open();
-  store->SetText(host::kUuid, "u");
+  EXPECT_FALSE(store->SetText(host::kUuid, "u"));
   ASSERT_TRUE(store->Save());
   ASSERT_TRUE(store->Reload());
   EXPECT_THAT(store->TakeChanges(), IsEmpty());
@@ -158,7 +160,7 @@ TEST_F(ConfigStoreTest, Changes_of_others_are_named_once) {
 
 TEST_F(ConfigStoreTest, Changes_of_others_met_while_saving_are_named) {
   const auto store = Open();
-  store->SetText(host::kXAuthToken, "t");
+  EXPECT_FALSE(store->SetText(host::kXAuthToken, "t"));
   Write(kCloudFile, R"({"Url": "b"})");
   ASSERT_TRUE(store->Save());
   EXPECT_THAT(store->TakeChanges(), ElementsAre("Url"));
@@ -166,7 +168,7 @@ TEST_F(ConfigStoreTest, Changes_of_others_met_while_saving_are_named) {
 
 TEST_F(ConfigStoreTest, What_was_set_and_not_saved_survives_a_reload) {
   const auto store = Open();
-  store->SetText(host::kXAuthToken, "mine");
+  EXPECT_FALSE(store->SetText(host::kXAuthToken, "mine"));
   Write(kCloudFile, R"({"XAuthToken": "theirs"})");
   ASSERT_TRUE(store->Reload());
   EXPECT_EQ(store->Text(host::kXAuthToken), "mine");
@@ -202,7 +204,7 @@ TEST_F(ConfigStoreTest, Unparsable_file_leaves_the_last_good_values_and_is_not_o
   EXPECT_EQ(store->Text(host::kUrl), "a");
   EXPECT_THAT(store->TakeChanges(), IsEmpty());
   EXPECT_EQ(LogCount("is not valid JSON"), 1);
-  store->SetText(host::kXAuthToken, "t");
+  EXPECT_FALSE(store->SetText(host::kXAuthToken, "t"));
   EXPECT_FALSE(store->Save());
   EXPECT_EQ(Read(kCloudFile), "{\"Url\": ");
   EXPECT_EQ(LogCount(In(kCloudFile) + " is not saved: "), 1);
@@ -253,7 +255,7 @@ TEST_F(ConfigStoreTest, Text_with_a_NUL_byte_is_named_once_and_counts_as_absent)
   EXPECT_EQ(store->Text(host::kUrl), "u");
   EXPECT_EQ(LogCount("\"UUID\" holds a NUL byte; it counts as absent"), 1);
   EXPECT_EQ(LogCount("\"RegistrationKey\" holds a NUL byte; it counts as absent"), 1);
-  EXPECT_FALSE(store->SetText(host::kUrl, std::string("a\0b", 3)));
+  EXPECT_EQ(store->SetText(host::kUrl, std::string("a\0b", 3)).Text(), "holds a NUL byte");
   EXPECT_EQ(store->Text(host::kUrl), "u");
 }
 
@@ -267,7 +269,7 @@ TEST_F(ConfigStoreTest, Full_disk_costs_one_message_and_leaves_the_file) {
   Write(kCloudFile, R"({"Url": "a"})");
   const Child child = Run([this] {
     const auto store = Open();
-    store->SetText(host::kXAuthToken, std::string(100000, 't'));
+    EXPECT_FALSE(store->SetText(host::kXAuthToken, std::string(100000, 't')));
     signal(SIGXFSZ, SIG_IGN);
     const struct rlimit limit = {50000, 50000};
     setrlimit(RLIMIT_FSIZE, &limit);
@@ -290,7 +292,7 @@ TEST_F(ConfigStoreTest, Lock_that_another_process_keeps_fails_the_save) {
   Write(kCloudFile, "{}");
   const host::FileLock lock(In(kCloudFile) + ".lock", 0, host::OwnershipOf(In(kCloudFile)));
   host::ConfigStore store(In(kCloudFile), host::CloudKeys(), 0);
-  store.SetText(host::kUrl, "u");
+  EXPECT_FALSE(store.SetText(host::kUrl, "u"));
   EXPECT_FALSE(store.Save());
   EXPECT_EQ(LogCount("is not saved: another process keeps its lock"), 1);
   EXPECT_EQ(Read(kCloudFile), "{}");
@@ -298,7 +300,7 @@ TEST_F(ConfigStoreTest, Lock_that_another_process_keeps_fails_the_save) {
 
 TEST_F(ConfigStoreTest, Lock_that_cannot_be_made_fails_the_save) {
   Write(kCloudFile, "{}");
-  ASSERT_EQ(host::MakeFolders(In(kCloudFile) + ".lock"), 0);
+  ASSERT_FALSE(host::MakeFolders(In(kCloudFile) + ".lock"));
   EXPECT_FALSE(Open()->Save());
   EXPECT_EQ(LogCount("cloud.json.lock: Is a directory"), 1);
 }
@@ -308,13 +310,13 @@ TEST_F(ConfigStoreTest, What_root_writes_stays_another_users) {
   for (const char* path : {"", "/etc", "/etc/cloudclient", kCloudFile}) GiveToOther(path);
   {
     const auto store = Open();
-    store->SetText(host::kUrl, "b");
+    EXPECT_FALSE(store->SetText(host::kUrl, "b"));
     ASSERT_TRUE(store->Save());
   }
   const Child other = RunAsOther([this] {
     const auto store = Open();
     if (store->Text(host::kUrl) != "b") return 1;
-    store->SetText(host::kXAuthToken, "t");
+    EXPECT_FALSE(store->SetText(host::kXAuthToken, "t"));
     return store->Save() ? 0 : 2;
   });
   EXPECT_EQ(other.Wait(), 0);
@@ -328,7 +330,7 @@ TEST_F(ConfigStoreTest, What_root_writes_stays_another_users) {
 }
 
 TEST_F(ConfigStoreTest, What_root_makes_is_the_folders_owners) {
-  ASSERT_EQ(host::MakeFolders(In("/etc/cloudclient")), 0);
+  ASSERT_FALSE(host::MakeFolders(In("/etc/cloudclient")));
   for (const char* path : {"", "/etc", "/etc/cloudclient"}) GiveToOther(path);
   ASSERT_TRUE(Open()->Save());
   EXPECT_EQ(RunAsOther([this] { return Open()->Save() ? 0 : 1; }).Wait(), 0);
@@ -336,10 +338,10 @@ TEST_F(ConfigStoreTest, What_root_makes_is_the_folders_owners) {
 
 TEST_F(ConfigStoreTest, Link_stays_and_what_it_names_is_written) {
   Write("/data/cloud.json", R"({"Url": "a"})");
-  ASSERT_EQ(host::MakeFolders(In("/etc/cloudclient")), 0);
+  ASSERT_FALSE(host::MakeFolders(In("/etc/cloudclient")));
   ASSERT_EQ(symlink("../../data/cloud.json", In(kCloudFile).c_str()), 0);
   const auto store = Open();
-  store->SetText(host::kUrl, "b");
+  EXPECT_FALSE(store->SetText(host::kUrl, "b"));
   ASSERT_TRUE(store->Save());
   EXPECT_EQ(Read("/data/cloud.json"), "{\n  \"Url\": \"b\"\n}\n");
   EXPECT_THAT(Files("/etc/cloudclient"), ElementsAre("cloud.json"));
@@ -350,7 +352,7 @@ TEST_F(ConfigStoreTest, Link_stays_and_what_it_names_is_written) {
 }
 
 TEST_F(ConfigStoreTest, Link_to_nothing_makes_the_file_that_it_names) {
-  ASSERT_EQ(host::MakeFolders(In("/etc/cloudclient")), 0);
+  ASSERT_FALSE(host::MakeFolders(In("/etc/cloudclient")));
   ASSERT_EQ(symlink("../../data/cloud.json", In(kCloudFile).c_str()), 0);
   ASSERT_TRUE(Open()->Save());
   EXPECT_EQ(Read("/data/cloud.json"), "{}\n");
@@ -359,7 +361,7 @@ TEST_F(ConfigStoreTest, Link_to_nothing_makes_the_file_that_it_names) {
 TEST_F(ConfigStoreTest, Folder_that_cannot_be_synced_is_a_warning) {
   Write(kCloudFile, "{}");
   const auto store = Open();
-  store->SetText(host::kUrl, "b");
+  EXPECT_FALSE(store->SetText(host::kUrl, "b"));
   int calls = 0;
   g_fsync = [&calls](int) { return ++calls == 1 ? 0 : EIO; };
   EXPECT_TRUE(store->Save());
@@ -382,7 +384,7 @@ TEST_F(ConfigStoreTest, Temporaries_of_a_killed_save_are_swept_by_the_next) {
 TEST_F(ConfigStoreTest, Reading_again_does_not_wait_for_the_disk) {
   Write(kCloudFile, R"({"Url": "a"})");
   const auto store = Open();
-  store->SetText(host::kXAuthToken, "t");
+  EXPECT_FALSE(store->SetText(host::kXAuthToken, "t"));
   int syncs = 0;
   std::atomic<int> reloads{0};
   std::vector<std::thread> readers;
@@ -411,12 +413,14 @@ TEST_F(ConfigStoreTest, Broken_file_is_not_quoted) {
 
 TEST_F(ConfigStoreTest, Texts_that_are_not_utf8_are_refused) {
   const auto store = Open();
-  EXPECT_FALSE(store->SetText(host::kXAuthToken, "\xff"));
+  EXPECT_EQ(store->SetText(host::kXAuthToken, "\xff").Text(), "is not UTF-8");
   EXPECT_EQ(store->Text(host::kXAuthToken), "");
-  EXPECT_FALSE(store->SetMember(host::kChassis, "\xff", host::JsonRef(json_object())));
-  EXPECT_FALSE(
-      store->SetMember(host::kChassis, std::string("a\0b", 3), host::JsonRef(json_object())));
-  EXPECT_FALSE(store->SetMember(host::kChassis, "", host::JsonRef(json_object())));
+  const auto set = [&store](const std::string& member) {
+    return store->SetMember(host::kChassis, member, host::JsonRef(json_object())).Text();
+  };
+  EXPECT_EQ(set("\xff"), "is not UTF-8");
+  EXPECT_EQ(set(std::string("a\0b", 3)), "holds a NUL byte");
+  EXPECT_EQ(set(""), "is empty");
   ASSERT_TRUE(store->Save());
   EXPECT_EQ(Read(kCloudFile), "{}\n");
 }
@@ -426,7 +430,8 @@ TEST_F(ConfigStoreTest, Cleared_object_takes_what_others_added_along) {
   const auto store = Open();
   Write(kCloudFile, R"({"Chassis": {"a": {"VelocityInstance": 0}, "b": {"VelocityInstance": 1}}})");
   store->ClearObject(host::kChassis);
-  store->SetMember(host::kChassis, "c", host::JsonRef(json_pack("{s:i}", "VelocityInstance", 2)));
+  EXPECT_FALSE(store->SetMember(host::kChassis, "c",
+                                host::JsonRef(json_pack("{s:i}", "VelocityInstance", 2))));
   ASSERT_TRUE(store->Save());
   EXPECT_EQ(Read(kCloudFile),
             "{\n  \"Chassis\": {\n    \"c\": {\n      \"VelocityInstance\": 2\n    }\n  }\n}\n");
@@ -435,7 +440,7 @@ TEST_F(ConfigStoreTest, Cleared_object_takes_what_others_added_along) {
 TEST_F(ConfigStoreTest, Member_of_a_mistyped_object_replaces_it) {
   Write(kCloudFile, R"({"Chassis": 7})");
   const auto store = Open();
-  ASSERT_TRUE(store->SetMember(host::kChassis, "a", host::JsonRef(json_object())));
+  ASSERT_FALSE(store->SetMember(host::kChassis, "a", host::JsonRef(json_object())));
   EXPECT_EQ(json_object_size(store->Object(host::kChassis).get()), 1u);
 }
 
@@ -443,8 +448,8 @@ TEST_F(ConfigStoreTest, Key_and_token_are_secrets_whether_read_or_set) {
   Write(kCloudFile,
         R"({"RegistrationKey": "key-4711", "Url": "https://x", "XAuthToken": "first"})");
   const auto store = Open();
-  store->SetText(host::kXAuthToken, "second");
-  store->SetText(host::kXAuthToken, "");
+  EXPECT_FALSE(store->SetText(host::kXAuthToken, "second"));
+  EXPECT_FALSE(store->SetText(host::kXAuthToken, ""));
   EXPECT_EQ(host::WithoutSecrets("key-4711 https://x first second"),
             "******** https://x ******** ********");
 }

@@ -61,11 +61,11 @@ TEST_F(ConfigWatchTest, File_replaced_by_a_rename_is_read) {
 TEST_F(ConfigWatchTest, What_a_link_names_is_watched_and_so_is_what_another_link_names) {
   Write("/data/cloud.json", "{}");
   Write("/other/cloud.json", "{}");
-  ASSERT_EQ(host::MakeFolders(In(kFolder)), 0);
+  ASSERT_FALSE(host::MakeFolders(In(kFolder)));
   std::filesystem::create_symlink(In("/data/cloud.json"), In(kCloudFile));
   Watch();
   host::ConfigStore ctl(In(kCloudFile), host::CloudKeys());
-  ctl.SetText(host::kUrl, "a");
+  EXPECT_FALSE(ctl.SetText(host::kUrl, "a"));
   ASSERT_TRUE(ctl.Save());
   m_loop.RunOnce(-1);
   EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("Url"));
@@ -74,7 +74,7 @@ TEST_F(ConfigWatchTest, What_a_link_names_is_watched_and_so_is_what_another_link
   std::filesystem::rename(In(kFolder) + "/new", In(kCloudFile));
   m_loop.RunOnce(-1);
   EXPECT_THAT(m_cloud.TakeChanges(), ElementsAre("Url"));
-  ctl.SetText(host::kUserEmail, "e");
+  EXPECT_FALSE(ctl.SetText(host::kUserEmail, "e"));
   ASSERT_TRUE(ctl.Save());
   EXPECT_EQ(Read("/other/cloud.json"), "{\n  \"UserEmail\": \"e\"\n}\n");
   m_loop.RunOnce(-1);
@@ -83,7 +83,7 @@ TEST_F(ConfigWatchTest, What_a_link_names_is_watched_and_so_is_what_another_link
 
 TEST_F(ConfigWatchTest, Own_saving_is_no_change) {
   Watch();
-  m_cloud.SetText(host::kUuid, "u");
+  EXPECT_FALSE(m_cloud.SetText(host::kUuid, "u"));
   ASSERT_TRUE(m_cloud.Save());
   m_loop.RunOnce(-1);
   EXPECT_THAT(m_cloud.TakeChanges(), IsEmpty());

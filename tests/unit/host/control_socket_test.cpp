@@ -285,7 +285,7 @@ TEST_F(ControlSocketTest, Stale_file_is_replaced) {
 
 TEST_F(ControlSocketTest, Stale_socket_is_replaced) {
   const host::UnixAddress address(In(kPath));
-  ASSERT_EQ(host::MakeFolders(In("/run/cloudclient")), 0);
+  ASSERT_FALSE(host::MakeFolders(In("/run/cloudclient")));
   {
     host::Fd stale(socket(AF_UNIX, SOCK_STREAM, 0));
     ASSERT_EQ(bind(stale.Get(), address.Get(), address.Size()), 0);
@@ -306,7 +306,7 @@ TEST_F(ControlSocketTest, Live_socket_is_not_stolen) {
 }
 
 TEST_F(ControlSocketTest, Live_socket_of_another_program_is_not_stolen) {
-  ASSERT_EQ(host::MakeFolders(In("/run/cloudclient")), 0);
+  ASSERT_FALSE(host::MakeFolders(In("/run/cloudclient")));
   const host::UnixAddress address(In(kPath));
   host::Fd other(socket(AF_UNIX, SOCK_STREAM, 0));
   ASSERT_EQ(bind(other.Get(), address.Get(), address.Size()), 0);
@@ -335,7 +335,7 @@ TEST_F(ControlSocketTest, Folder_that_cannot_be_made_costs_one_message) {
 }
 
 TEST_F(ControlSocketTest, Folder_in_the_sockets_place_costs_one_message) {
-  ASSERT_EQ(host::MakeFolders(In(kPath)), 0);
+  ASSERT_FALSE(host::MakeFolders(In(kPath)));
   EXPECT_FALSE(Open()->IsServed());
   EXPECT_EQ(LogCount("is not served: the old file: Is a directory"), 1);
   EXPECT_TRUE(Exists(kPath));

@@ -45,7 +45,7 @@ void OnActive(int status, const std::list<LxPldProxy::ActiveEvent*>& events) {
 void AskEngine(int /*status*/, const LxPldCovNotification* cov) {
   std::string text;
   EXPECT_TRUE(g_engine->PointText(static_cast<uint16_t>(cov->pointId), text));
-  EXPECT_EQ(g_engine->SetPoint(2, "set while dispatching"), "");
+  EXPECT_FALSE(g_engine->SetPoint(2, "set while dispatching"));
   g_covs.push_back(text);
 }
 
@@ -121,9 +121,9 @@ TEST_F(DeviceEngineTest, Celsius_is_converted_from_fahrenheit_only) {
   EXPECT_EQ(Celsius(3), "21.5");
   EXPECT_EQ(Celsius(4), "none");
   EXPECT_EQ(Celsius(99), "none");
-  m_engine.SetPoint(1, "32");
+  EXPECT_FALSE(m_engine.SetPoint(1, "32"));
   EXPECT_EQ(Celsius(1), "0.0");
-  m_engine.SetPoint(1, "-40");
+  EXPECT_FALSE(m_engine.SetPoint(1, "-40"));
   EXPECT_EQ(Celsius(1), "-40.0");
 }
 
@@ -163,42 +163,43 @@ TEST_F(DeviceEngineTest, Reports_and_modules_answer_for_points_and_events) {
 }
 
 TEST_F(DeviceEngineTest, Setting_answers_why_not) {
-  EXPECT_EQ(m_engine.SetPoint(99, "1"), "unknown point 99");
-  EXPECT_EQ(m_engine.SetPoint(4329, "1"), "unknown point 4329");
-  EXPECT_EQ(m_engine.SetPoint(5, "1"), "point 5 has a source of its own");
-  EXPECT_EQ(m_engine.SetPoint(2, std::string(254, 'x')), "a value is at most 253 bytes long");
-  EXPECT_EQ(m_engine.SetPoint(2, std::string("a\0", 2)), "a value holds no NUL byte");
-  EXPECT_EQ(m_engine.SetPoint(2, std::string(253, 'x')), "");
-  EXPECT_EQ(m_engine.SetEvent(1, 0, 3), "unknown event 1");
-  EXPECT_EQ(m_engine.SetEvent(100, 3, 3), "event 100 has no module 3");
-  EXPECT_EQ(m_engine.SetEvent(100, 2, 3), "");
+  EXPECT_EQ(m_engine.SetPoint(99, "1").Text(), "unknown point 99");
+  EXPECT_EQ(m_engine.SetPoint(4329, "1").Text(), "unknown point 4329");
+  EXPECT_EQ(m_engine.SetPoint(5, "1").Text(), "point 5 has a source of its own");
+  EXPECT_EQ(m_engine.SetPoint(2, std::string(254, 'x')).Text(),
+            "a value is at most 253 bytes long");
+  EXPECT_EQ(m_engine.SetPoint(2, std::string("a\0", 2)).Text(), "a value holds no NUL byte");
+  EXPECT_FALSE(m_engine.SetPoint(2, std::string(253, 'x')));
+  EXPECT_EQ(m_engine.SetEvent(1, 0, 3).Text(), "unknown event 1");
+  EXPECT_EQ(m_engine.SetEvent(100, 3, 3).Text(), "event 100 has no module 3");
+  EXPECT_FALSE(m_engine.SetEvent(100, 2, 3));
 }
 
 TEST_F(DeviceEngineTest, Changes_of_value_wait_from_the_registration_on) {
-  m_engine.SetPoint(1, "71");
+  EXPECT_FALSE(m_engine.SetPoint(1, "71"));
   m_engine.RegisterCovs(&OnCov);
   EXPECT_THAT(Covs(), IsEmpty());
-  m_engine.SetPoint(1, "72");
-  m_engine.SetPoint(1, "72");
+  EXPECT_FALSE(m_engine.SetPoint(1, "72"));
+  EXPECT_FALSE(m_engine.SetPoint(1, "72"));
   EXPECT_THAT(Covs(), ElementsAre("1=72"));
   EXPECT_THAT(Covs(), IsEmpty());
 }
 
 TEST_F(DeviceEngineTest, Newest_change_of_each_point_is_kept) {
   Listen();
-  m_engine.SetPoint(1, "1");
-  m_engine.SetPoint(2, "a");
-  m_engine.SetPoint(1, "2");
-  m_engine.SetPoint(1, "3");
+  EXPECT_FALSE(m_engine.SetPoint(1, "1"));
+  EXPECT_FALSE(m_engine.SetPoint(2, "a"));
+  EXPECT_FALSE(m_engine.SetPoint(1, "2"));
+  EXPECT_FALSE(m_engine.SetPoint(1, "3"));
   EXPECT_THAT(Covs(), ElementsAre("2=a", "1=3"));
 }
 
 TEST_F(DeviceEngineTest, Newest_change_of_each_event_and_module_is_kept) {
   Listen();
-  m_engine.SetEvent(100, 1, 3);
-  m_engine.SetEvent(101, 0, 2);
-  m_engine.SetEvent(100, 2, 1);
-  m_engine.SetEvent(100, 1, 0);
+  EXPECT_FALSE(m_engine.SetEvent(100, 1, 3));
+  EXPECT_FALSE(m_engine.SetEvent(101, 0, 2));
+  EXPECT_FALSE(m_engine.SetEvent(100, 2, 1));
+  EXPECT_FALSE(m_engine.SetEvent(100, 1, 0));
   EXPECT_THAT(Events(), ElementsAre("101.0=2", "100.2=1", "100.1=0"));
 }
 
@@ -208,14 +209,14 @@ TEST_F(DeviceEngineTest, Dispatch_delivers_one_and_tells_of_more) {
   g_covs.clear();
   EXPECT_FALSE(m_engine.DispatchEvent());
   EXPECT_FALSE(m_engine.DispatchCov());
-  m_engine.SetEvent(101, 0, 3);
-  m_engine.SetEvent(100, 0, 4);
+  EXPECT_FALSE(m_engine.SetEvent(101, 0, 3));
+  EXPECT_FALSE(m_engine.SetEvent(100, 0, 4));
   EXPECT_TRUE(m_engine.DispatchEvent());
   EXPECT_THAT(g_events, ElementsAre("101.0=3"));
   EXPECT_FALSE(m_engine.DispatchEvent());
   EXPECT_THAT(g_events, ElementsAre("101.0=3", "100.0=4"));
-  m_engine.SetPoint(1, "1");
-  m_engine.SetPoint(2, "2");
+  EXPECT_FALSE(m_engine.SetPoint(1, "1"));
+  EXPECT_FALSE(m_engine.SetPoint(2, "2"));
   EXPECT_TRUE(m_engine.DispatchCov());
   EXPECT_FALSE(m_engine.DispatchCov());
   EXPECT_THAT(g_covs, ElementsAre("1=1", "2=2"));
@@ -223,22 +224,22 @@ TEST_F(DeviceEngineTest, Dispatch_delivers_one_and_tells_of_more) {
 
 TEST_F(DeviceEngineTest, Repeated_state_is_no_change) {
   Listen();
-  m_engine.SetEvent(100, 0, 3);
-  m_engine.SetEvent(101, 0, 0);
+  EXPECT_FALSE(m_engine.SetEvent(100, 0, 3));
+  EXPECT_FALSE(m_engine.SetEvent(101, 0, 0));
   EXPECT_THAT(Events(), IsEmpty());
 }
 
 TEST_F(DeviceEngineTest, Registering_again_replaces) {
   m_engine.RegisterCovs(&AskEngine);
   m_engine.RegisterCovs(&OnCov);
-  m_engine.SetPoint(1, "1");
+  EXPECT_FALSE(m_engine.SetPoint(1, "1"));
   EXPECT_THAT(Covs(), ElementsAre("1=1"));
 }
 
 TEST_F(DeviceEngineTest, Callback_may_use_the_engine) {
   g_engine = &m_engine;
   m_engine.RegisterCovs(&AskEngine);
-  m_engine.SetPoint(1, "1");
+  EXPECT_FALSE(m_engine.SetPoint(1, "1"));
   g_covs.clear();
   EXPECT_FALSE(m_engine.DispatchCov());
   EXPECT_THAT(g_covs, ElementsAre("1"));
@@ -252,47 +253,47 @@ TEST_F(DeviceEngineTest, State_in_the_file_is_active_from_the_start_and_no_chang
 }
 
 TEST_F(DeviceEngineTest, Active_events_are_those_not_cleared) {
-  m_engine.SetEvent(100, 2, 4);
-  m_engine.SetEvent(101, 0, 1);
-  m_engine.SetEvent(100, 0, 0);
+  EXPECT_FALSE(m_engine.SetEvent(100, 2, 4));
+  EXPECT_FALSE(m_engine.SetEvent(101, 0, 1));
+  EXPECT_FALSE(m_engine.SetEvent(100, 0, 0));
   EXPECT_THAT(Active(), ElementsAre("100.2=4", "101.0=1"));
 }
 
 TEST_F(DeviceEngineTest, Changes_since_the_last_look_wait_for_the_callback) {
-  m_engine.SetEvent(101, 0, 3);
+  EXPECT_FALSE(m_engine.SetEvent(101, 0, 3));
   Active();
-  m_engine.SetEvent(100, 1, 2);
+  EXPECT_FALSE(m_engine.SetEvent(100, 1, 2));
   EXPECT_THAT(Events(), IsEmpty());
   m_engine.RegisterEvents(&OnEvent);
   EXPECT_THAT(Events(), ElementsAre("100.1=2"));
 }
 
 TEST_F(DeviceEngineTest, Changes_before_any_look_wait_as_well) {
-  m_engine.SetEvent(101, 0, 3);
+  EXPECT_FALSE(m_engine.SetEvent(101, 0, 3));
   m_engine.RegisterEvents(&OnEvent);
   EXPECT_THAT(Events(), ElementsAre("101.0=3"));
 }
 
 TEST_F(DeviceEngineTest, Who_listens_misses_nothing_by_a_look) {
   Listen();
-  m_engine.SetEvent(100, 0, 0);
+  EXPECT_FALSE(m_engine.SetEvent(100, 0, 0));
   EXPECT_THAT(Active(), IsEmpty());
   EXPECT_THAT(Events(), ElementsAre("100.0=0"));
 }
 
 TEST_F(DeviceEngineTest, Value_buffer_is_256_bytes_with_the_reading_first) {
   Listen();
-  m_engine.SetPoint(1, "23.45");
+  EXPECT_FALSE(m_engine.SetPoint(1, "23.45"));
   Covs();
   std::string expected(256, '\0');
   expected[0] = 0;
   expected[1] = static_cast<char>(235);
   expected.replace(2, 5, "23.45");
   EXPECT_EQ(g_buffer, expected);
-  m_engine.SetPoint(1, std::string(253, 'x'));
+  EXPECT_FALSE(m_engine.SetPoint(1, std::string(253, 'x')));
   Covs();
   EXPECT_EQ(g_buffer, std::string(2, '\0') + std::string(253, 'x') + std::string(1, '\0'));
-  m_engine.SetPoint(1, "1000");
+  EXPECT_FALSE(m_engine.SetPoint(1, "1000"));
   Covs();
   EXPECT_EQ(g_buffer.substr(0, 7),
             "\x27\x10"
@@ -314,25 +315,25 @@ TEST_F(DeviceEngineTest, Reading_is_tenfold_rounded_and_kept_in_16_bits) {
 
 TEST_F(DeviceEngineTest, Rule_raises_above_its_limit_and_clears_beyond_its_hysteresis) {
   Listen();
-  m_engine.SetPoint(3, "30");
+  EXPECT_FALSE(m_engine.SetPoint(3, "30"));
   EXPECT_THAT(Events(), IsEmpty());
-  m_engine.SetPoint(3, "30.1");
+  EXPECT_FALSE(m_engine.SetPoint(3, "30.1"));
   EXPECT_THAT(Events(), ElementsAre("102.0=3"));
-  m_engine.SetPoint(3, "28");
+  EXPECT_FALSE(m_engine.SetPoint(3, "28"));
   EXPECT_THAT(Events(), IsEmpty());
-  m_engine.SetPoint(3, "warm");
+  EXPECT_FALSE(m_engine.SetPoint(3, "warm"));
   EXPECT_THAT(Events(), IsEmpty());
-  m_engine.SetPoint(3, "27.9");
+  EXPECT_FALSE(m_engine.SetPoint(3, "27.9"));
   EXPECT_THAT(Events(), ElementsAre("102.0=0"));
 }
 
 TEST_F(DeviceEngineTest, Rule_raises_below_its_limit_and_clears_beyond_its_hysteresis) {
   Listen();
-  m_engine.SetPoint(3, "9.9");
+  EXPECT_FALSE(m_engine.SetPoint(3, "9.9"));
   EXPECT_THAT(Events(), ElementsAre("103.0=3"));
-  m_engine.SetPoint(3, "12");
+  EXPECT_FALSE(m_engine.SetPoint(3, "12"));
   EXPECT_THAT(Events(), IsEmpty());
-  m_engine.SetPoint(3, "12.1");
+  EXPECT_FALSE(m_engine.SetPoint(3, "12.1"));
   EXPECT_THAT(Events(), ElementsAre("103.0=0"));
 }
 
@@ -374,9 +375,9 @@ TEST_F(DeviceEngineTest, Missing_value_raises_and_a_value_clears) {
   host::DeviceEngine engine(ModelOf(R"({"Points": [{"Id": 1, "Value": "x"}], "Events": [
       {"GddId": 7, "When": {"Point": 1, "Missing": true, "State": "Fault"}}]})"));
   engine.RegisterEvents(&OnEvent);
-  engine.SetPoint(1, "");
+  EXPECT_FALSE(engine.SetPoint(1, ""));
   EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=4"));
-  engine.SetPoint(1, "y");
+  EXPECT_FALSE(engine.SetPoint(1, "y"));
   EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=0"));
 }
 
@@ -407,13 +408,13 @@ TEST_F(DeviceEngineTest, Rule_raises_at_a_text_and_clears_at_any_other) {
       {"GddId": 8, "When": {"Point": 1, "NotEquals": "Off", "State": "Warning"}}]})"));
   engine.RegisterEvents(&OnEvent);
   EXPECT_THAT(ActiveOf(engine), IsEmpty());
-  engine.SetPoint(1, "Heating");
+  EXPECT_FALSE(engine.SetPoint(1, "Heating"));
   EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=1", "8.0=2"));
-  engine.SetPoint(1, "Heatin");
+  EXPECT_FALSE(engine.SetPoint(1, "Heatin"));
   EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=0"));
-  engine.SetPoint(1, "");
+  EXPECT_FALSE(engine.SetPoint(1, ""));
   EXPECT_THAT(EventsOf(engine), IsEmpty());
-  engine.SetPoint(1, "Off");
+  EXPECT_FALSE(engine.SetPoint(1, "Off"));
   EXPECT_THAT(EventsOf(engine), ElementsAre("8.0=0"));
 }
 
@@ -423,9 +424,9 @@ TEST_F(DeviceEngineTest, Rule_compares_numbers_as_numbers) {
       {"GddId": 8, "When": {"Point": 1, "NotEquals": 1.5}}]})"));
   engine.RegisterEvents(&OnEvent);
   EXPECT_THAT(ActiveOf(engine), ElementsAre("7.0=3"));
-  engine.SetPoint(1, "1.5");
+  EXPECT_FALSE(engine.SetPoint(1, "1.5"));
   EXPECT_THAT(EventsOf(engine), IsEmpty());
-  engine.SetPoint(1, "off");
+  EXPECT_FALSE(engine.SetPoint(1, "off"));
   EXPECT_THAT(EventsOf(engine), ElementsAre("7.0=0", "8.0=3"));
 }
 
@@ -445,8 +446,8 @@ TEST_F(DeviceEngineTest, Threads_may_set_and_dispatch_at_once) {
   std::atomic<bool> run{true};
   std::thread setter([&] {
     for (int i = 0; i < 2000; ++i) {
-      m_engine.SetPoint(1, std::to_string(i));
-      m_engine.SetEvent(101, 0, static_cast<uint16_t>(i % 5));
+      EXPECT_FALSE(m_engine.SetPoint(1, std::to_string(i)));
+      EXPECT_FALSE(m_engine.SetEvent(101, 0, static_cast<uint16_t>(i % 5)));
     }
     run = false;
   });

@@ -90,8 +90,8 @@ TEST_F(DeviceProxyTest, Notifications_are_dispatched) {
   EXPECT_EQ(m_proxy.DispatchEvents(), 0);
   EXPECT_EQ(m_proxy.DispatchCovs(), 0);
   EXPECT_EQ(g_calls, 0);
-  m_engine.SetPoint(1, "2");
-  m_engine.SetEvent(7, 0, 3);
+  EXPECT_FALSE(m_engine.SetPoint(1, "2"));
+  EXPECT_FALSE(m_engine.SetEvent(7, 0, 3));
   EXPECT_EQ(m_proxy.DispatchEvents(), 0);
   EXPECT_EQ(m_proxy.DispatchCovs(), 0);
   EXPECT_EQ(g_calls, 2);

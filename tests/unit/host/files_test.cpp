@@ -22,12 +22,12 @@ struct stat StatusOf(const std::string& path) {
 
 mode_t ModeOf(const std::string& path) { return StatusOf(path).st_mode & 07777; }
 
-// Replaces the file by one like it, and expects that nothing was left out.
+// Replaces the file by one like it, and expects that nothing was left out. The errno.
 int ReplaceWhole(const std::string& path, const std::string& text) {
-  std::string warning = "before";
-  const int error = host::ReplaceFile(path, host::OwnershipOf(path), text, warning);
-  EXPECT_EQ(warning, "");
-  return error;
+  host::Problem warning("before");
+  const host::Problem problem = host::ReplaceFile(path, host::OwnershipOf(path), text, warning);
+  EXPECT_EQ(warning.Text(), "");
+  return problem.Errno();
 }
 
 }  // namespace
@@ -42,7 +42,7 @@ TEST_F(FilesTest, Replaced_file_is_whole_and_keeps_its_mode) {
 }
 
 TEST_F(FilesTest, New_file_is_for_its_owner_only) {
-  ASSERT_EQ(host::MakeFolders(In("/f")), 0);
+  ASSERT_FALSE(host::MakeFolders(In("/f")));
   ASSERT_EQ(ReplaceWhole(In("/f/a"), "new"), 0);
   EXPECT_EQ(ModeOf(In("/f/a")), 0600u);
 }
@@ -54,11 +54,11 @@ TEST_F(FilesTest, Group_that_cannot_be_kept_has_no_rights) {
   ASSERT_EQ(chmod(In("/f/a").c_str(), 0644), 0);
   for (const char* path : {"", "/f"}) ASSERT_EQ(chmod(In(path).c_str(), 0777), 0);
   const Child child = RunAsOther([&] {
-    std::string warning;
+    host::Problem warning;
     const std::string path = In("/f/a");
-    const int error = host::ReplaceFile(path, host::OwnershipOf(path), "new", warning);
+    const host::Problem problem = host::ReplaceFile(path, host::OwnershipOf(path), "new", warning);
     const char* const expected = isOther ? "its owner or group could not be kept" : "";
-    return error == 0 && warning == expected ? 0 : 1;
+    return !problem && warning.Text() == expected ? 0 : 1;
   });
   EXPECT_EQ(child.Wait(), 0);
   EXPECT_EQ(Read("/f/a"), "new");
@@ -81,9 +81,9 @@ TEST_F(FilesTest, Folder_that_cannot_be_synced_is_a_warning) {
   Write("/f/a", "old");
   int calls = 0;
   g_fsync = [&calls](int) { return ++calls == 1 ? 0 : EIO; };
-  std::string warning;
-  EXPECT_EQ(host::ReplaceFile(In("/f/a"), host::OwnershipOf(In("/f/a")), "new", warning), 0);
-  EXPECT_EQ(warning, "its folder could not be synced: Input/output error");
+  host::Problem warning;
+  EXPECT_FALSE(host::ReplaceFile(In("/f/a"), host::OwnershipOf(In("/f/a")), "new", warning));
+  EXPECT_EQ(warning.Text(), "its folder could not be synced: Input/output error");
   EXPECT_EQ(Read("/f/a"), "new");
 }
 
@@ -109,7 +109,7 @@ TEST_F(FilesTest, Full_disk_leaves_the_old_file_and_nothing_beside_it) {
 }
 
 TEST_F(FilesTest, Failed_rename_leaves_nothing_beside_it) {
-  ASSERT_EQ(host::MakeFolders(In("/f/a")), 0);  // a folder where the file should go
+  ASSERT_FALSE(host::MakeFolders(In("/f/a")));  // a folder where the file should go
   EXPECT_NE(ReplaceWhole(In("/f/a"), "new"), 0);
   EXPECT_THAT(Files("/f"), testing::ElementsAre("a"));
 }
@@ -130,44 +130,44 @@ TEST_F(FilesTest, Temporaries_of_a_killed_replacing_are_swept_and_nothing_else) 
 }
 
 TEST_F(FilesTest, Links_are_followed_to_their_end) {
-  ASSERT_EQ(host::MakeFolders(In("/f")), 0);
+  ASSERT_FALSE(host::MakeFolders(In("/f")));
   ASSERT_EQ(symlink("../g/b", In("/f/a").c_str()), 0);
-  ASSERT_EQ(host::MakeFolders(In("/g")), 0);
+  ASSERT_FALSE(host::MakeFolders(In("/g")));
   ASSERT_EQ(symlink(In("/h/c").c_str(), In("/g/b").c_str()), 0);
   std::string path = In("/f/a");
-  EXPECT_EQ(host::FollowLinks(path), 0);
+  EXPECT_FALSE(host::FollowLinks(path));
   EXPECT_EQ(path, In("/h/c"));
   MakeUnreadable("/loop");
   path = In("/loop");
-  EXPECT_EQ(host::FollowLinks(path), ELOOP);
+  EXPECT_EQ(host::FollowLinks(path).Errno(), ELOOP);
 }
 
 TEST_F(FilesTest, Reading_tells_what_is_wrong) {
   std::string text = "before";
-  EXPECT_EQ(host::ReadFile(In("/none"), 100, text), ENOENT);
-  EXPECT_EQ(host::ReadFile(Root(), 100, text), EISDIR);
+  EXPECT_EQ(host::ReadFile(In("/none"), 100, text).Errno(), ENOENT);
+  EXPECT_EQ(host::ReadFile(Root(), 100, text).Errno(), EISDIR);
   MakeUnreadable("/loop");
-  EXPECT_EQ(host::ReadFile(In("/loop"), 100, text), ELOOP);
+  EXPECT_EQ(host::ReadFile(In("/loop"), 100, text).Errno(), ELOOP);
   Write("/a", std::string(101, 'x'));
-  EXPECT_EQ(host::ReadFile(In("/a"), 100, text), EFBIG);
-  EXPECT_EQ(host::ReadFile(In("/a"), 101, text), 0);
+  EXPECT_EQ(host::ReadFile(In("/a"), 100, text).Errno(), EFBIG);
+  EXPECT_FALSE(host::ReadFile(In("/a"), 101, text));
   EXPECT_EQ(text, std::string(101, 'x'));
 }
 
 TEST_F(FilesTest, Reading_a_pipe_without_a_writer_does_not_wait) {
   ASSERT_EQ(mkfifo(In("/pipe").c_str(), 0600), 0);
   std::string text;
-  EXPECT_EQ(host::ReadFile(In("/pipe"), 100, text), 0);
+  EXPECT_FALSE(host::ReadFile(In("/pipe"), 100, text));
   EXPECT_EQ(text, "");
 }
 
 TEST_F(FilesTest, Folders_are_made_down_to_the_last) {
-  EXPECT_EQ(host::MakeFolders(In("/a/b/c")), 0);
-  EXPECT_EQ(host::MakeFolders(In("/a/b/c")), 0);
+  EXPECT_FALSE(host::MakeFolders(In("/a/b/c")));
+  EXPECT_FALSE(host::MakeFolders(In("/a/b/c")));
   EXPECT_TRUE(Exists("/a/b/c"));
   Write("/a/file", "");
-  EXPECT_EQ(host::MakeFolders(In("/a/file")), ENOTDIR);
-  EXPECT_EQ(host::MakeFolders(In("/a/file/b")), ENOTDIR);
+  EXPECT_EQ(host::MakeFolders(In("/a/file")).Errno(), ENOTDIR);
+  EXPECT_EQ(host::MakeFolders(In("/a/file/b")).Errno(), ENOTDIR);
 }
 
 TEST_F(FilesTest, Folder_of_a_path) {
@@ -179,15 +179,15 @@ TEST_F(FilesTest, Folder_of_a_path) {
 TEST_F(FilesTest, Lock_is_held_once) {
   const host::Ownership mine = host::OwnershipOf(In("/lock"));
   host::FileLock first(In("/lock"), 0, mine);
-  EXPECT_EQ(first.Status(), 0);
-  EXPECT_EQ(host::FileLock(In("/lock"), 0, mine).Status(), ETIMEDOUT);
-  EXPECT_EQ(host::FileLock(In("/none/lock"), 0, mine).Status(), ENOENT);
+  EXPECT_FALSE(first.Failure());
+  EXPECT_EQ(host::FileLock(In("/lock"), 0, mine).Failure().Errno(), ETIMEDOUT);
+  EXPECT_EQ(host::FileLock(In("/none/lock"), 0, mine).Failure().Errno(), ENOENT);
 }
 
 TEST_F(FilesTest, Lock_is_free_again_afterwards) {
   const host::Ownership mine = host::OwnershipOf(In("/lock"));
   { host::FileLock first(In("/lock"), 0, mine); }
-  EXPECT_EQ(host::FileLock(In("/lock"), 0, mine).Status(), 0);
+  EXPECT_EQ(host::FileLock(In("/lock"), 0, mine).Failure().Errno(), 0);
 }
 
 TEST_F(FilesTest, Lock_lets_in_whom_the_file_lets_in) {
@@ -200,5 +200,5 @@ TEST_F(FilesTest, Lock_lets_in_whom_the_file_lets_in) {
 TEST_F(FilesTest, Lock_is_no_link) {
   Write("/a", "");
   ASSERT_EQ(symlink(In("/a").c_str(), In("/lock").c_str()), 0);
-  EXPECT_EQ(host::FileLock(In("/lock"), 0, host::OwnershipOf(In("/a"))).Status(), ELOOP);
+  EXPECT_EQ(host::FileLock(In("/lock"), 0, host::OwnershipOf(In("/a"))).Failure().Errno(), ELOOP);
 }

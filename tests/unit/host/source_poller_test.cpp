@@ -155,10 +155,9 @@ class HangingSourceTest : public SourcePollerTest {
   // Outlives the test with the thread that waits at it.
   const std::shared_ptr<Door> m_door = std::make_shared<Door>();
   std::unique_ptr<host::SourcePoller> m_hanging = std::make_unique<host::SourcePoller>(
-      m_engine,
-      [door = m_door](const host::PointModel& point, std::string& value, std::string& problem) {
+      m_engine, [door = m_door](const host::PointModel& point, std::string& value) {
         if (point.id == 1) door->Pass();
-        return host::ReadFileSource(point, value, problem);
+        return host::ReadFileSource(point, value);
       });
 };
 
@@ -215,13 +214,12 @@ TEST_F(HangingSourceTest, Look_is_wanted_though_the_reader_has_not_woken) {
   CPU_ZERO(&one);
   CPU_SET(sched_getcpu(), &one);
   ASSERT_EQ(sched_setaffinity(0, sizeof(one), &one), 0);
-  const auto read = [door = m_door](const host::PointModel& /*point*/, std::string& value,
-                                    std::string& /*problem*/) {
+  const auto read = [door = m_door](const host::PointModel& /*point*/, std::string& value) {
     constexpr struct sched_param kNone = {};
     sched_setscheduler(0, SCHED_BATCH, &kNone);
     door->Pass();
     value = "1";
-    return true;
+    return host::Problem();
   };
   host::SourcePoller poller(engine, read);
   const host::Fd ready(eventfd(1, EFD_CLOEXEC));  // so that nothing is waited for
@@ -254,12 +252,11 @@ TEST_F(HangingSourceTest, Nothing_waits_for_it) {
 }
 
 TEST_F(SourcePollerTest, What_a_source_throws_is_its_problem) {
-  host::SourcePoller poller(
-      m_engine, [](const host::PointModel& point, std::string& value, std::string& /*problem*/) {
-        if (point.id == 1) throw std::bad_alloc();
-        value = "7";
-        return true;
-      });
+  host::SourcePoller poller(m_engine, [](const host::PointModel& point, std::string& value) {
+    if (point.id == 1) throw std::bad_alloc();
+    value = "7";
+    return host::Problem();
+  });
   poller.Serve(host::Wait(), 100000);
   ASSERT_TRUE(poller.AwaitRound(60000));
   EXPECT_EQ(LogCount("point 1 has no value: std::bad_alloc"), 1);

@@ -232,32 +232,32 @@ TEST(AddressCacheTest, Answer_is_kept_for_a_minute) {
   host::AddressCache cache(
       [&](std::string& address) {
         address = std::to_string(++asked);
-        return 0;
+        return host::Problem();
       },
       [&] { return now; });
   std::string address;
-  EXPECT_EQ(cache.Get(address), 0);
+  EXPECT_FALSE(cache.Get(address));
   now += 59999;
-  EXPECT_EQ(cache.Get(address), 0);
+  EXPECT_FALSE(cache.Get(address));
   EXPECT_EQ(address, "1");
   now += 1;
-  EXPECT_EQ(cache.Get(address), 0);
+  EXPECT_FALSE(cache.Get(address));
   EXPECT_EQ(address, "2");
 }
 
 TEST(AddressCacheTest, Failure_leaves_the_address_and_is_not_kept) {
-  int status = EMFILE;
+  int error = EMFILE;
   host::AddressCache cache(
       [&](std::string& address) {
         address = "x";
-        return status;
+        return host::Problem::OfErrno(error);
       },
       [] { return int64_t{0}; });
   std::string address = "before";
-  EXPECT_EQ(cache.Get(address), EMFILE);
+  EXPECT_EQ(cache.Get(address).Errno(), EMFILE);
   EXPECT_EQ(address, "before");
-  status = 0;
-  EXPECT_EQ(cache.Get(address), 0);
+  error = 0;
+  EXPECT_FALSE(cache.Get(address));
   EXPECT_EQ(address, "x");
 }
 
