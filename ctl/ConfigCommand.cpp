@@ -29,15 +29,24 @@ struct ConfigArguments {
   bool yes = false;  // a rename that unregisters is meant
 };
 
-using Setting = host::ConfigKey;
-using Type = host::ConfigStore::Type;
+// A value that a person may read and set, and where it is kept.
+struct Setting {
+  host::ConfigStore& (*store)();  // its first call reads the file
+  host::ConfigStore::Key key;
 
-// The values that a person may read and set: not the chassis, of which the daemon keeps account.
+  const char* Name() const { return key.json.name; }
+  bool IsFlag() const { return key.json.type == host::JsonKey::Type::kFlag; }
+  bool IsSecret() const { return key.form == host::ConfigStore::Form::kSecret; }
+};
+
+// Not the chassis, of which the daemon keeps account.
 const std::vector<Setting>& Settings() {
   static const auto settings = [] {
-    std::vector<Setting> all = host::ConfigKeys();
+    std::vector<Setting> all;
+    for (const auto& key : host::CloudKeys()) all.push_back({&host::CloudStore, key});
+    for (const auto& key : host::SysInfoKeys()) all.push_back({&host::SysInfoStore, key});
     const auto kept = std::remove_if(all.begin(), all.end(), [](const Setting& setting) {
-      return setting.key.type == Type::kObject;
+      return setting.key.json.type == host::JsonKey::Type::kNamedObjects;
     });
     all.erase(kept, all.end());
     return all;
@@ -47,27 +56,27 @@ const std::vector<Setting>& Settings() {
 
 std::vector<std::string> Names() {
   std::vector<std::string> names;
-  for (const Setting& setting : Settings()) names.emplace_back(setting.key.name);
+  for (const Setting& setting : Settings()) names.emplace_back(setting.Name());
   return names;
 }
 
 const Setting& Find(const std::string& name) {
   for (const Setting& setting : Settings()) {
-    if (name == setting.key.name) return setting;
+    if (name == setting.Name()) return setting;
   }
   throw std::invalid_argument("no key named " + name);  // the parser lets no other name through
 }
 
 std::string Value(const Setting& setting, bool reveal) {
   const host::ConfigStore& store = setting.store();
-  if (setting.key.type == Type::kFlag) return store.Flag(setting.key.name) ? "true" : "false";
-  const std::string text = store.Text(setting.key.name);
-  return setting.key.type == Type::kSecret && !text.empty() && !reveal ? host::kMask : text;
+  if (setting.IsFlag()) return store.Flag(setting.Name()) ? "true" : "false";
+  const std::string text = store.Text(setting.Name());
+  return setting.IsSecret() && !text.empty() && !reveal ? host::kMask : text;
 }
 
 host::JsonRef JsonValue(const Setting& setting, bool reveal) {
-  if (setting.key.type == Type::kFlag) {
-    return host::JsonRef(json_boolean(setting.store().Flag(setting.key.name)));
+  if (setting.IsFlag()) {
+    return host::JsonRef(json_boolean(setting.store().Flag(setting.Name())));
   }
   return host::JsonString(Value(setting, reveal));
 }
@@ -88,7 +97,7 @@ int Show(const Choice& choice, const ConfigArguments& arguments) {
   if (choice.json) {
     const host::JsonRef all(json_object());
     for (const Setting& setting : Settings()) {
-      json_object_set_new(all.get(), setting.key.name,
+      json_object_set_new(all.get(), setting.Name(),
                           JsonValue(setting, arguments.reveal).release());
     }
     SayJson(all.get());
@@ -96,7 +105,7 @@ int Show(const Choice& choice, const ConfigArguments& arguments) {
   }
   std::vector<std::vector<std::string>> rows = {{"KEY", "VALUE"}};
   for (const Setting& setting : Settings()) {
-    rows.push_back({setting.key.name, Printable(Value(setting, arguments.reveal))});
+    rows.push_back({setting.Name(), Printable(Value(setting, arguments.reveal))});
   }
   SayTable(rows);
   return kDone;
@@ -104,10 +113,10 @@ int Show(const Choice& choice, const ConfigArguments& arguments) {
 
 int Store(const Setting& setting, const std::string& value) {
   host::ConfigStore& store = setting.store();
-  if (setting.key.type == Type::kFlag) {
-    store.SetFlag(setting.key.name, value == "true");
-  } else if (host::Problem problem = store.SetText(setting.key.name, value)) {
-    Complain(std::string("the value of ") + setting.key.name + " " + problem.Text());
+  if (setting.IsFlag()) {
+    store.SetFlag(setting.Name(), value == "true");
+  } else if (host::Problem problem = store.SetText(setting.Name(), value)) {
+    Complain(std::string("the value of ") + setting.Name() + " " + problem.Text());
     return kWrongArguments;
   }
   return store.Save() ? kDone : kFailed;  // the store has said why not
@@ -127,16 +136,15 @@ std::string EndedByName(const std::string& name) {
 int Set(const ConfigArguments& arguments) {
   const Setting& setting = Find(arguments.key);
   std::string value = arguments.value;
-  if (setting.key.type == Type::kSecret && value == "-" && !ReadSecret(setting.key.name, value)) {
+  if (setting.IsSecret() && value == "-" && !ReadSecret(setting.Name(), value)) {
     return kFailed;
   }
-  if (host::Problem problem = CheckValue(setting.key.name, value)) {
+  if (host::Problem problem = CheckValue(setting.key, value)) {
     Complain(problem.Text());
     return kWrongArguments;
   }
   if (!ConfigFilesAreReadable()) return kFailed;
-  const std::string ended =
-      setting.key.name == std::string(host::kSysName) ? EndedByName(value) : "";
+  const std::string ended = setting.Name() == std::string(host::kSysName) ? EndedByName(value) : "";
   if (!ended.empty() && !arguments.yes) {
     Complain(ended + "; --yes if that is meant");
     return kWrongArguments;

@@ -9,7 +9,6 @@
 
 #include "ctl/Output.h"
 #include "ctl/QuietTerminal.h"
-#include "host/config/ConfigKeys.h"
 
 namespace ctl {
 
@@ -30,20 +29,20 @@ std::string ReadInput(const std::string& key) {
   return text;
 }
 
-// Why the daemon can't make its addresses of that one: it puts paths behind it as it is.
-Problem CheckUrl(const std::string& url) {
+// Whether the daemon can make its addresses of that one: it puts paths behind it as it is.
+Problem CheckUrl(const std::string& key, const std::string& url) {
   size_t host = 0;
   for (const char* scheme : {"https://", "http://"}) {
     const size_t length = std::char_traits<char>::length(scheme);
     if (strncasecmp(url.c_str(), scheme, length) == 0) host = length;
   }
-  if (host == 0) return Problem("Url begins with https:// or http://");
-  if (url.size() == host) return Problem("Url names no host");
-  if (url.back() == '/') return Problem("Url has no slash at its end");
+  if (host == 0) return Problem(key + " begins with https:// or http://");
+  if (url.size() == host) return Problem(key + " names no host");
+  if (url.back() == '/') return Problem(key + " has no slash at its end");
   for (const char c : url) {
     const auto byte = static_cast<unsigned char>(c);
     if (byte <= 0x20 || byte == 0x7f || c == '?' || c == '#') {
-      return Problem("Url has no blanks, no control bytes, no ? and no #");
+      return Problem(key + " has no blanks, no control bytes, no ? and no #");
     }
   }
   return {};
@@ -62,17 +61,19 @@ bool IsUuid(const std::string& text) {
 
 }  // namespace
 
-host::Problem CheckValue(const std::string& key, const std::string& value) {
-  if (key == host::kEnabled && value != "true" && value != "false") {
-    return Problem(key + " takes true or false, not '" + value + "'");
+host::Problem CheckValue(const host::ConfigStore::Key& key, const std::string& value) {
+  using Form = host::ConfigStore::Form;
+  const std::string name = key.json.name;
+  if (key.json.type == host::JsonKey::Type::kFlag && value != "true" && value != "false") {
+    return Problem(name + " takes true or false, not '" + value + "'");
   }
-  if (key == host::kSysName && (value.empty() || value == "Uninitialized")) {
-    return Problem("SysName is a name: the daemon does not connect an appliance that has none");
+  if (key.form == Form::kName && (value.empty() || value == "Uninitialized")) {
+    return Problem(name + " is a name: the daemon does not connect an appliance that has none");
   }
-  if (key == host::kUrl && !value.empty()) return CheckUrl(value);
-  if (key == host::kUuid && !value.empty() && !IsUuid(value)) {
-    return Problem(
-        "UUID has the form 6d7a7c3e-5a54-4a0e-9d0b-6f1c2a3b4c5d, or is empty for a new one");
+  if (key.form == Form::kUrl && !value.empty()) return CheckUrl(name, value);
+  if (key.form == Form::kUuid && !value.empty() && !IsUuid(value)) {
+    return Problem(name +
+                   " has the form 6d7a7c3e-5a54-4a0e-9d0b-6f1c2a3b4c5d, or is empty for a new one");
   }
   return {};
 }

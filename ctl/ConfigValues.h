@@ -4,13 +4,14 @@
 
 #include <string>
 
+#include "host/config/ConfigStore.h"
 #include "host/util/Problem.h"
 
 namespace ctl {
 
 // Why that value of a key cannot work, in a sentence. The empty text, where a key may have it,
 // takes a value away.
-host::Problem CheckValue(const std::string& key, const std::string& value);
+host::Problem CheckValue(const host::ConfigStore::Key& key, const std::string& value);
 
 // Reads a secret, one line, from standard input; at a terminal without showing it. False, and a
 // message, when there is none.

@@ -8,6 +8,7 @@
 #include "ctl/DeviceSocket.h"
 #include "ctl/Findings.h"
 #include "ctl/Output.h"
+#include "host/device/DeviceKeys.h"
 #include "host/device/DeviceModel.h"
 #include "host/util/JsonFile.h"
 
@@ -99,7 +100,7 @@ int Check(const Choice& choice, const std::string& file) {
   }
   Findings findings;
   host::ParseDeviceModel(root.get(), findings);
-  for (const std::string& key : host::UnknownDeviceKeys(root.get())) {
+  for (const std::string& key : host::UnknownKeysOf(root.get(), host::DeviceKeys())) {
     findings.push_back("nobody knows the key " + key);
   }
   FindKeysWrittenTwice(file, findings);

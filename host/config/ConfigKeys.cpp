@@ -8,34 +8,25 @@
 namespace host {
 namespace {
 
-std::vector<ConfigStore::Key> KeysOf(ConfigStore& (*store)()) {
-  std::vector<ConfigStore::Key> keys;
-  for (const ConfigKey& entry : ConfigKeys()) {
-    if (entry.store == store) keys.push_back(entry.key);
-  }
-  return keys;
-}
+using Form = ConfigStore::Form;
+using Type = JsonKey::Type;
 
 }  // namespace
 
-std::vector<ConfigKey> ConfigKeys() {
-  using Type = ConfigStore::Type;
+std::vector<ConfigStore::Key> CloudKeys() {
   return {
-      {{kEnabled, Type::kFlag, nullptr}, CloudStore},
-      {{kUrl, Type::kText, nullptr}, CloudStore},
-      {{kUserEmail, Type::kText, nullptr}, CloudStore},
-      {{kRegistrationKey, Type::kSecret, nullptr}, CloudStore},
-      {{kUnitName, Type::kText, nullptr}, CloudStore},
-      {{kUuid, Type::kText, nullptr}, CloudStore},
-      {{kXAuthToken, Type::kSecret, nullptr}, CloudStore},
-      {{kChassis, Type::kObject, kVelocityInstance}, CloudStore},
-      {{kSysName, Type::kText, nullptr}, SysInfoStore},
+      {{kEnabled, Type::kFlag}},
+      {{kUrl, Type::kText}, Form::kUrl},
+      {{kUserEmail, Type::kText}},
+      {{kRegistrationKey, Type::kText}, Form::kSecret},
+      {{kUnitName, Type::kText}},
+      {{kUuid, Type::kText}, Form::kUuid},
+      {{kXAuthToken, Type::kText}, Form::kSecret},
+      {{kChassis, Type::kNamedObjects, {{kVelocityInstance, Type::kInteger}}}},
   };
 }
 
-std::vector<ConfigStore::Key> CloudKeys() { return KeysOf(CloudStore); }
-
-std::vector<ConfigStore::Key> SysInfoKeys() { return KeysOf(SysInfoStore); }
+std::vector<ConfigStore::Key> SysInfoKeys() { return {{{kSysName, Type::kText}, Form::kName}}; }
 
 ConfigStore& CloudStore() {
   static auto* store = new ConfigStore(LocalPath(kCloudFile), CloudKeys());

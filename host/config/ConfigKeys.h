@@ -2,7 +2,6 @@
 #ifndef HOST_CONFIG_CONFIGKEYS_H_
 #define HOST_CONFIG_CONFIGKEYS_H_
 
-#include <string>
 #include <vector>
 
 #include "host/config/ConfigStore.h"
@@ -22,23 +21,14 @@ constexpr char kVelocityInstance[] = "VelocityInstance";
 // Key of the system information.
 constexpr char kSysName[] = "SysName";
 
+// Every key of each file, in the order in which a person sees them.
+std::vector<ConfigStore::Key> CloudKeys();
+std::vector<ConfigStore::Key> SysInfoKeys();
+
 // The stores of this process, made at the first call. They live as long as the process, also while
 // static objects are destroyed.
 ConfigStore& CloudStore();
 ConfigStore& SysInfoStore();
-
-// A key, and which store holds its file.
-struct ConfigKey {
-  ConfigStore::Key key;
-  ConfigStore& (*store)();
-};
-
-// Every key of the configuration files, in the order in which a person sees them.
-std::vector<ConfigKey> ConfigKeys();
-
-// Those of one file.
-std::vector<ConfigStore::Key> CloudKeys();
-std::vector<ConfigStore::Key> SysInfoKeys();
 
 }  // namespace host
 

@@ -53,6 +53,26 @@ std::vector<std::string> Differences(json_t* before, json_t* after) {
 
 bool HoldsNul(const std::string& text) { return text.find('\0') != std::string::npos; }
 
+// What is wrong with a key's value, and with those of the objects with names of their own in it.
+Problem Check(const JsonKey& key, const json_t* value) {
+  const std::string name = "\"" + std::string(key.name) + "\"";
+  if (Problem problem = CheckJson(key, value)) return Problem(name + " " + problem.Text());
+  if (key.type != JsonKey::Type::kNamedObjects) return {};
+  // jansson iterates over its objects only without const.
+  auto* object = const_cast<json_t*>(value);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
+  const char* member = nullptr;
+  json_t* entry = nullptr;
+  json_object_foreach(object, member, entry) {
+    for (const JsonKey& inner : key.inner) {
+      const Problem problem = CheckJson(inner, json_object_get(entry, inner.name));
+      if (!problem) continue;
+      return Problem("\"" + std::string(inner.name) + "\" of \"" + member + "\" in " + name + " " +
+                     problem.Text());
+    }
+  }
+  return {};
+}
+
 std::string FileText(const json_t* root) {
   std::unique_ptr<char, decltype(&std::free)> text(json_dumps(root, JSON_INDENT(2)), &std::free);
   return text == nullptr ? std::string() : std::string(text.get()) + "\n";
@@ -195,7 +215,8 @@ void ConfigStore::SetLocked(const std::string& key, const std::string& member, J
 
 void ConfigStore::KeepSecretsLocked() const {
   for (const Key& key : m_keys) {
-    if (key.type == Type::kSecret) KeepSecret(JsonText(json_object_get(m_current.get(), key.name)));
+    if (key.form != Form::kSecret) continue;
+    KeepSecret(JsonText(json_object_get(m_current.get(), key.json.name)));
   }
 }
 
@@ -220,15 +241,15 @@ void ConfigStore::CheckKeysLocked(const json_t* stored, Lines& lines) {
     if (before.count(text) == 0) lines.push_back({unknownKeys, text});
     reported.insert(text);
   };
-  std::vector<std::string> known;
+  std::vector<JsonKey> keys;
   for (const Key& key : m_keys) {
-    known.emplace_back(key.name);
-    const json_t* value = json_object_get(stored, key.name);
+    keys.push_back(key.json);
+    const json_t* value = json_object_get(stored, key.json.name);
     if (value == nullptr) continue;
-    const Problem problem = CheckType(key, value);
+    const Problem problem = Check(key.json, value);
     if (problem) report(false, m_path + ": " + problem.Text() + "; it counts as absent");
   }
-  const std::string unknown = UnknownKeysText(UnknownKeys(stored, known));
+  const std::string unknown = UnknownKeysText(UnknownKeysOf(stored, keys));
   if (!unknown.empty()) report(true, unknown);
   m_reportedKeys = std::move(reported);
 }
@@ -242,33 +263,6 @@ void ConfigStore::Say(const Lines& lines) const {
       HOST_LOG(3, "%s", line.text.c_str());
     }
   }
-}
-
-Problem ConfigStore::CheckType(const Key& key, const json_t* value) const {
-  const std::string name = std::string("\"") + key.name + "\"";
-  switch (key.type) {
-    case Type::kText:
-    case Type::kSecret:
-      if (!json_is_string(value)) return Problem(name + " is not a text");
-      return HoldsNul(JsonText(value)) ? Problem(name + " holds a NUL byte") : Problem();
-    case Type::kFlag:
-      return json_is_boolean(value) ? Problem() : Problem(name + " is neither true nor false");
-    case Type::kObject:
-      break;
-  }
-  if (!json_is_object(value)) return Problem(name + " is not an object");
-  // jansson iterates over its objects only without const.
-  auto* object = const_cast<json_t*>(value);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
-  const char* member = nullptr;
-  json_t* entry = nullptr;
-  json_object_foreach(object, member, entry) {
-    if (key.integerMember != nullptr &&
-        !json_is_integer(json_object_get(entry, key.integerMember))) {
-      return Problem("\"" + std::string(key.integerMember) + "\" of \"" + member + "\" in " + name +
-                     " is not an integer");
-    }
-  }
-  return {};
 }
 
 }  // namespace host

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/util/Json.h"
+#include "host/util/JsonKeys.h"
 #include "host/util/Mutex.h"
 #include "host/util/Problem.h"
 
@@ -22,13 +23,18 @@ namespace host {
 // are written when no lock is held any more.
 class ConfigStore {
  public:
-  // A secret is a text that no message for others shows (host/util/Secrets.h).
-  enum class Type { kText, kSecret, kFlag, kObject };
+  // What a person may give a text, beside what its type says.
+  enum class Form {
+    kAny,
+    kSecret,  // no message for others shows it (host/util/Secrets.h)
+    kUrl,     // of a service
+    kUuid,    // or empty, for a new one
+    kName,    // of the appliance
+  };
+  // A key of the file.
   struct Key {
-    const char* name;
-    Type type;
-    // For an object: the integer member that each of its members must hold; null for none.
-    const char* integerMember;
+    JsonKey json;
+    Form form = Form::kAny;
   };
 
   // `path` is this machine's. Reads the file; a missing one is an empty object. `Save` waits for
@@ -92,7 +98,6 @@ class ConfigStore {
   void CheckKeysLocked(const json_t* stored, Lines& lines) REQUIRES(m_mutex);
   void Say(const Lines& lines) const;
   Problem Write(Problem& warning, Lines& lines);
-  Problem CheckType(const Key& key, const json_t* value) const;
 
   const std::string m_path;
   const std::vector<Key> m_keys;

@@ -8,6 +8,7 @@
 #include <limits>
 #include <list>
 
+#include "host/device/DeviceKeys.h"
 #include "host/util/Numbers.h"
 #include "platform/pld/PldConstants.h"
 

@@ -9,12 +9,8 @@
 
 #include "host/device/EventStates.h"
 #include "host/util/Json.h"
-#include "platform/pld/PldConstants.h"
 
 namespace host {
-
-// The longest value: the buffer of a change of value holds two bytes and a NUL beside it.
-constexpr size_t kLongestValue = pld::kCovValueSize - 3;
 
 // A file that holds a number.
 struct FileSource {
@@ -74,15 +70,13 @@ struct DeviceModel {
   std::vector<EventModel> events;
 };
 
-// Reads a description. What is missing or wrong takes its default; each wrong key adds one text
-// that names it to `problems`. A point or event without a number of its own is left out.
+// Reads a description by the table of its keys (DeviceKeys.h). What is missing or wrong takes its
+// default; each wrong key adds one text that names it to `problems`. A point or event without a
+// number of its own is left out.
 DeviceModel ParseDeviceModel(const json_t* root, std::vector<std::string>& problems);
 
-// The unknown keys of a device's description and of all objects in it, each with its place.
-std::vector<std::string> UnknownDeviceKeys(const json_t* root);
-
-// The same of a file of this machine. Problems are logged. A file that is missing or can't be
-// parsed is a device without points.
+// The same of a file of this machine. Problems and unknown keys are logged. A file that is missing
+// or can't be parsed is a device without points.
 DeviceModel LoadDeviceModel(const std::string& path);
 
 }  // namespace host

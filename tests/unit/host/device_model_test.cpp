@@ -139,6 +139,11 @@ TEST_F(DeviceModelTest, Sequence_id_is_numbers_joined_by_full_stops) {
   }
 }
 
+TEST_F(DeviceModelTest, Sequence_id_with_a_NUL_byte_counts_as_absent) {
+  EXPECT_FALSE(Parse(R"({"ProductSequenceId": "1.2\u0000"})").psi);
+  EXPECT_THAT(m_problems, ElementsAre("\"ProductSequenceId\" holds a NUL byte"));
+}
+
 TEST_F(DeviceModelTest, Points_without_a_number_of_their_own_are_left_out) {
   const host::DeviceModel model = Parse(R"({"Points": [
       {}, {"Id": 0}, {"Id": "5"}, {"Id": 65536}, 7, {"Id": 5}, {"Id": 5, "Name": "second"},

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "HostTest.h"
 #include "host/config/ConfigKeys.h"
+#include "host/device/DeviceKeys.h"
 #include "host/util/UnknownKeys.h"
 
 using testing::ElementsAre;
@@ -11,6 +12,11 @@ namespace {
 using UnknownKeysTest = HostTest;
 
 host::JsonRef Json(const char* text) { return host::JsonRef(json_loads(text, 0, nullptr)); }
+
+// The unknown keys of a device.
+std::vector<std::string> Unknown(const char* text) {
+  return host::UnknownKeysOf(Json(text).get(), host::DeviceKeys());
+}
 
 }  // namespace
 
@@ -30,10 +36,9 @@ TEST_F(UnknownKeysTest, Nearest_of_several_is_meant) {
 }
 
 TEST_F(UnknownKeysTest, Device_is_searched_to_its_rules) {
-  EXPECT_THAT(host::UnknownDeviceKeys(Json(R"({
+  EXPECT_THAT(Unknown(R"({
     "Lable": "", "Points": [{"Id": 1, "Source": {"Type": "file", "Scal": 1}}, {"id": 1}],
-    "Events": [{"Gdd": 1, "When": {"Pont": 1, "above": 2}}]})")
-                                          .get()),
+    "Events": [{"Gdd": 1, "When": {"Pont": 1, "above": 2}}]})"),
               ElementsAre(R"("Lable" (is "Label" meant?))",
                           R"("Scal" (is "Scale" meant?) in "Source" of "Points"[0])",
                           R"("id" (is "Id" meant?) of "Points"[1])",
@@ -43,14 +48,13 @@ TEST_F(UnknownKeysTest, Device_is_searched_to_its_rules) {
 }
 
 TEST_F(UnknownKeysTest, Device_with_all_keys_has_no_unknown_one) {
-  EXPECT_THAT(host::UnknownDeviceKeys(Json(R"({
+  EXPECT_THAT(Unknown(R"({
     "VelocityId": 0, "ProductSequenceId": "1", "Label": "", "PollSeconds": 1,
     "Points": [{"Id": 1, "Name": "", "Value": "", "Unit": "", "Decimals": 0, "Modules": 1,
                 "Report": 1, "Source": {"Type": "file", "Path": "/", "Scale": 1}}],
     "Events": [{"GddId": 1, "Text": "", "Modules": 1, "State": "", "When": {
                 "Point": 1, "Above": 1, "Below": 1, "Equals": 1, "NotEquals": 1, "Missing": true,
-                "Hysteresis": 1, "State": ""}}]})")
-                                          .get()),
+                "Hysteresis": 1, "State": ""}}]})"),
               IsEmpty());
 }
 

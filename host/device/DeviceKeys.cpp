@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+// The table of the keys of the device's file.
+#include "host/device/DeviceKeys.h"
+
+#include <cstdint>
+#include <limits>
+
+namespace host {
+
+std::vector<JsonKey> DeviceKeys() {
+  using Type = JsonKey::Type;
+  using Int = std::numeric_limits<int>;
+  constexpr int64_t kMostModules = 1024;
+  constexpr int64_t kMost16 = std::numeric_limits<uint16_t>::max();
+  constexpr int64_t kMost32 = std::numeric_limits<uint32_t>::max();
+
+  const std::vector<JsonKey> source = {
+      {"Type", Type::kText},
+      {"Path", Type::kText},
+      {"Scale", Type::kNumber},
+  };
+  const std::vector<JsonKey> point = {
+      {"Id", Type::kInteger, 1, kMost16},       {"Name", Type::kText},
+      {"Value", Type::kText, 0, kLongestValue}, {"Unit", Type::kText},
+      {"Decimals", Type::kInteger, 0, 9},       {"Modules", Type::kInteger, 1, kMostModules},
+      {"Report", Type::kInteger, 0, kMost32},   {"Source", Type::kObject, source},
+  };
+  const std::vector<JsonKey> when = {
+      {"Point", Type::kInteger, 1, kMost16},
+      {"Above", Type::kNumber},
+      {"Below", Type::kNumber},
+      {"Equals", Type::kTextOrNumber},
+      {"NotEquals", Type::kTextOrNumber},
+      {"Missing", Type::kTrue},
+      {"Hysteresis", Type::kNumber},
+      {"State", Type::kText},
+  };
+  const std::vector<JsonKey> event = {
+      {"GddId", Type::kInteger, 1, kMost16},
+      {"Text", Type::kText},
+      {"Modules", Type::kInteger, 1, kMostModules},
+      {"State", Type::kText},
+      {"When", Type::kObject, when},
+  };
+  return {
+      {"VelocityId", Type::kInteger, Int::min(), Int::max()},
+      {"ProductSequenceId", Type::kText},
+      {"Label", Type::kText, 0, kLongestValue},
+      {"PollSeconds", Type::kInteger, 1, 86400},
+      {"Points", Type::kObjects, point},
+      {"Events", Type::kObjects, event},
+  };
+}
+
+}  // namespace host
