@@ -22,9 +22,9 @@ constexpr unsigned int kConfigSaveSeconds = 6;
 // System name of an appliance that nobody has named yet.
 const char kUninitialized[] = "Uninitialized";
 
-// The transition to enabled was made, whatever came of it.
+// The transition to enabled was made, with or without success.
 bool g_cloudEnabled = false;
-// The notice of DoWork was logged since the client was last seen enabled.
+// DoWork logged its notice since the client was last enabled.
 bool g_disabledNoticeLogged = false;
 
 }  // namespace
@@ -213,7 +213,7 @@ void CloudClient::HandleCfgEvent(const LxConfigEvent& event) {
   }
 }
 
-// Takes the system name over as unit name; false when the system name can't be read.
+// Makes the system name the unit name; false when the system name can't be read.
 // Kept: docs/kept-behaviour.md#rename-unregisters
 bool CloudClient::RenameUnit() {
   std::string sysName;

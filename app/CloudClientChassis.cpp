@@ -62,7 +62,7 @@ AppResult CloudClient::PostChassisInstance() {
   return RecordChassis(body, velId);
 }
 
-// Takes the chassis's `Id` out of the answer to its post and adds it to the configured list.
+// Adds the chassis whose `Id` the answer to its post holds to the configured list.
 AppResult CloudClient::RecordChassis(const std::string& responseBody, int velId) {
   // Kept: docs/kept-behaviour.md#brace-begins-a-line
   const size_t newline = responseBody.find("\n{");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What is read out of an answer's header block.
+// The values that the application reads in an answer's header block.
 #include "app/HeaderText.h"
 
 #include <algorithm>

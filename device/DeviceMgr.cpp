@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The core: life cycle, engine notifications, queues and the two worker threads.
+// The core: life cycle, engine notifications, queues, the checker's thread, module counts.
 #include "device/DeviceMgr.h"
 
 #include <unistd.h>
@@ -24,13 +24,13 @@ namespace {
 // Handle of a thread that was never started.
 constexpr pthread_t kNoThread = 11;
 
-// Passes in a row without a proxy after which notifications are given up: about 160 seconds.
+// After so many passes in a row without a proxy, about 160 seconds, the checker gives up.
 constexpr int32_t kMaxProxyMissing = 320;
 
 // Further calls of the event dispatch in one pass, while it reports more.
 constexpr int kMaxMoreEvents = 20;
 
-// Shared with the timer's thread, without lock or atomic.
+// The timer's thread and the poster share it without lock or atomic.
 // Kept: docs/kept-behaviour.md#unlocked-flags
 bool g_alarmSyncRequested = false;
 
@@ -59,7 +59,7 @@ void DeviceMgr::SetAlarmSyncRequested(bool requested) { g_alarmSyncRequested = r
 
 void DeviceMgr::Start() {
   m_running = true;
-  // A creation that fails leaves its handle undefined: what was not started must not be joined.
+  // A creation that fails leaves its handle undefined, and no thread to join.
   pthread_t thread;
   if (pthread_create(&thread, nullptr, CloudPoster, nullptr) == 0) {
     m_cloudPosterThread = thread;

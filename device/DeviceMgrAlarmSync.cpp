@@ -88,7 +88,7 @@ void DeviceMgr::SyncAlarmsOfChassis(const std::string& chassisId,
   }
 }
 
-// One pair at most is handled in a pass; what would have paired after it is cleared, then posted.
+// Handles one pair at most; the caller clears, then posts anew, what would have paired after it.
 // Kept: docs/kept-behaviour.md#one-pair
 void DeviceMgr::PairFirstAlarm(std::vector<CloudAlarm>& cloudAlarms,
                                std::vector<DeviceEvent>& deviceEvents, const std::string& chassisId,

@@ -37,8 +37,8 @@ struct Answer {
   std::string header;
 };
 
-// One GET with the token. An answer whose trailer is longer than its body makes the transport
-// raise; that is told here, and there is no answer.
+// One GET with the token. For an answer whose trailer is longer than its body the transport
+// throws; this logs it and returns no answer.
 std::optional<Answer> Ask(HttpsClient* httpsClient, const std::string& url,
                           const std::string& token, const char* caller) {
   Answer answer;
@@ -160,7 +160,7 @@ bool DeviceMgr::InitCloudAlarmFromJson(const std::string& eventDocument, CloudAl
   const auto eventId = Clamped<uint32_t>(LeadingNumber(identifier));
   const auto module = Clamped<int32_t>(LeadingNumber(argument));
   alarm.SetEventId(eventId, GetMaxModuleCountForPoint(0, eventId) == 1 ? -1 : module);
-  // An alarm pairs by number and argument: so a held one of module 2 finds the device's module 2.
+  // Alarms are paired by number and argument: so one of module 2 pairs with the device's module 2.
   alarm.SetMessageArg(module);
   alarm.SetState(severity);
   alarm.SetMessage(message);

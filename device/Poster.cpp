@@ -38,7 +38,8 @@ void Poster::Run() {
     for (int countdown = kHeartbeatCountdown;; countdown -= kPassSeconds) {
       sleep(kPassSeconds);
       MakePass();
-      // The countdown is asked before the flag: a stop during the last pass still beats once.
+      // The countdown comes before the flag: after a stop in the last pass one heartbeat still goes
+      // out.
       // Kept: docs/kept-behaviour.md#last-beat
       if (countdown <= 0) break;
       if (!m_mgr.IsRunning()) return;
@@ -142,7 +143,7 @@ void Poster::ProcessQueuedCov() {
 void Poster::ServeAlarmSyncRequest() {
   std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
   CloudCfg()->GetConfiguredChassis(configured);
-  // Each call synchronises all chassis, so that several are done several times.
+  // Each call synchronises all chassis: of several, each is synchronised several times.
   // Kept: docs/kept-behaviour.md#all-chassis-each
   for (const auto& [id, chassis] : configured) {
     m_chassisId = id;

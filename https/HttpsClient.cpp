@@ -19,8 +19,7 @@ constexpr char kUnit[] = "HttpsClient";
 constexpr int kAttempts = 3;
 constexpr useconds_t kResolvePause = 300000;
 
-// What the answers of all requests are received into. Whatever an operation leaves here becomes
-// the front of a later answer.
+// The buffers of all requests' answers. What an operation leaves here precedes a later answer.
 // Kept: docs/kept-behaviour.md#uncleared-buffers
 std::string g_responseBody;
 std::string g_responseHeader;
@@ -48,7 +47,7 @@ class Options {
     if (m_code == CURLE_OK) m_code = curl_easy_setopt(m_handle, option, value);
     return *this;
   }
-  // The same for an option whose refusal is not looked at.
+  // The same for an option whose refusal is ignored.
   // Kept: docs/kept-behaviour.md#unseen-options
   template <typename Value>
   Options& Try(CURLoption option, Value value) {
@@ -140,7 +139,7 @@ long ResponseCode(CURL* handle) {
 
 unsigned int Number(CURLcode code) { return static_cast<unsigned int>(code); }
 
-// Moves what was received to the caller and empties the buffers.
+// Hands the received texts to the caller and empties the buffers.
 void HandOut(std::string& responseBody, std::string& responseHeader) {
   responseBody = std::exchange(g_responseBody, {});
   responseHeader = std::exchange(g_responseHeader, {});
@@ -374,7 +373,7 @@ HttpsResult HttpsClient::DeleteResource(const std::string& url, const std::strin
   const long status = ResponseCode(handle);
   if (status == 204) return kHttpsOk;
   __dlog_printf(3, kUnit, "%s: DELETE failed for url %s", "DeleteResource", url.c_str());
-  // A DELETE fills no buffer: what is shown is what earlier requests left.
+  // A DELETE fills no buffer: these are texts that earlier requests left.
   // Kept: docs/kept-behaviour.md#delete-shows-others
   __dlog_printf(3, kUnit, "%s: Delete  failed (http respCode %lu - hdr: %s\nresp: %s)",
                 "DeleteResource", static_cast<unsigned long>(status), g_responseHeader.c_str(),

@@ -48,7 +48,7 @@ void CheckShapes(json_t* root, Findings& findings) {
   });
 }
 
-// A flag that the loader takes for none.
+// A flag that the loader takes for false, because it is neither true nor false.
 void CheckFlag(const std::string& where, const json_t* object, const char* flag,
                Findings& findings) {
   const json_t* const value = json_object_get(object, flag);
@@ -116,7 +116,7 @@ bool EndsInTemperatureTag(const std::string& page) {
          page.find_first_not_of(kDigits, last + sizeof(kTemperatureTag) - 1) == std::string::npos;
 }
 
-// The words of a page that the daemon replaces, against the resource's flags.
+// The words of a page that the daemon replaces only with a flag of the resource.
 void CheckPageWords(const std::string& where, const std::string& page,
                     const ResourceUrlEntry& resource, Findings& findings) {
   if (resource.tempUomCelsius && EndsInTemperatureTag(page)) {
@@ -174,7 +174,7 @@ std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
 Findings CheckMap(const PatchMap& map, json_t* root, const MapSurroundings& surroundings) {
   Findings findings;
   CheckShapes(root, findings);
-  // Keys without a meaning, and with a meaning that they don't have as they are written.
+  // Keys that nobody reads, and flags that are no flags as they are written.
   ForEachEntry(root, [&](const std::string& /*group*/, const json_t* entry, bool isResource) {
     (isResource ? CheckResourceKeys : CheckPointKeys)(entry, surroundings, findings);
   });

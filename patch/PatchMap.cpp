@@ -75,8 +75,8 @@ PatchResult PatchMap::TakePoints(json_t* root) {
   return result;
 }
 
-// Adds one point description to the tables. A bad one sets `result`, but for an id that is no
-// number, which leaves it as it is.
+// Adds one point description to the tables. A bad one sets `result`; one whose id is no number
+// does not.
 // Kept: docs/kept-behaviour.md#id-no-number
 void PatchMap::TakePoint(const json_t* element, const char* resourceName, PatchResult& result) {
   const json_t* const id = json_object_get(element, "id");

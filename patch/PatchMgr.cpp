@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Making and unmaking, and what is the map's own; each concern has a source of its own.
+// Construction, and the operations that forward to PatchMap; each concern has a source of its own.
 #include "patch/PatchMgr.h"
 
 namespace cloudclient {

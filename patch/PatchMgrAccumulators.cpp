@@ -37,7 +37,7 @@ void PatchMgr::AccumulatorUpdate(time_t dayKey, uint16_t value, const PointPatch
     __dlog_printf(3, kUnit, "%s:  Unable to get value for accumulator point.", "AccumulatorUpdate");
     return;
   }
-  // The text decides whether the reading counts, the notified value is what is compared.
+  // The text decides whether the reading counts; the notified value is compared.
   // Kept: docs/kept-behaviour.md#notified-number
   int16_t converted = 0;
   if (!LxStringUtils::ConvertStringToInt16(text, converted)) {
@@ -98,8 +98,8 @@ bool PatchMgr::FindAccumulatorPoint(AccumulatorPoint& point, const Quantity& qua
   return point.found;
 }
 
-// What a point's reading is multiplied by to be a reading times ten. Only its low 16 bits count: it
-// is unsigned so that no factor of the engine's overflows.
+// The factor that makes a point's value a reading times ten. Only the low 16 bits of the product
+// count: the factor is unsigned so that no value of the engine's overflows.
 uint32_t PatchMgr::ScaleOf(const AccumulatorPoint& point, int32_t deviceId, LxPldProxy* proxy) {
   int32_t factor = 1;
   const bool resolved =

@@ -16,23 +16,23 @@ namespace {
 // Of the ten digits, whatever the locale.
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-// A text that is edited in one pass: what is done stands at its beginning, what is still to be read
-// at its end, and between the two is a gap, so that neither moves when a part of another length is
-// put in. Positions are those of the text with its gap; they hold until the next change.
+// A text that is edited in one pass. Its beginning is edited, its end still has to be read, and a
+// gap lies between the two, so that neither moves when a part is replaced by one of another length.
+// Positions count the gap; they are valid until the next change.
 class GapText {
  public:
   explicit GapText(std::string& text) : m_text(text) {}
 
   size_t Rest() const { return m_rest; }
 
-  // What stands up to `begin` is done, and `value` takes the place of what stands from there up to
-  // `end`: the rest to be read begins with it.
+  // Ends the editing of the text before `begin`, and replaces the text from `begin` to `end` by
+  // `value`, with which the rest to be read begins.
   void Replace(size_t begin, size_t end, const std::string& value) {
     std::copy(&m_text[m_rest], &m_text[begin], &m_text[m_done]);
     m_done += begin - m_rest;
     const size_t gap = end - m_done;
     if (gap < value.size()) {
-      // As much again as is left: a text that grows moves its rest seldom.
+      // A gap as long as the rest: a text that grows moves its rest seldom.
       const size_t more = m_text.size() - end + value.size();
       m_text.insert(end, more, ' ');
       end += more;
@@ -41,7 +41,7 @@ class GapText {
     value.copy(&m_text[m_rest], value.size());
   }
 
-  // Makes it the edited text again; nothing is done any more. How far the rest moved.
+  // Removes the gap: all of the text has to be read again. Returns by how much the rest moved.
   size_t Close() {
     const size_t gap = m_rest - m_done;
     m_text.erase(m_done, gap);
@@ -89,7 +89,7 @@ void PatchMgr::UpdateDocWithTempUomValues(int32_t deviceId, std::string& documen
         const auto pointId = static_cast<int32_t>(strtoll(&document[digits], nullptr, 10));
         QueryPoint(value, deviceId, {pointId, 1, 0, pld::kCelsius, 0});
       }
-      // What the value makes is searched as well, with what stands behind it.
+      // A tag that the value makes, with the text after it, is replaced as well.
       if (value.empty()) value = "null";
       text.Replace(position, end, value);
       position = text.Rest();

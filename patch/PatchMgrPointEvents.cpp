@@ -66,8 +66,9 @@ std::string PatchMgr::BuildEventMessage(uint32_t deviceId, int32_t pointId,
   return text + Tail(message, end + 2);
 }
 
-// What the message shows as its second argument. Of the second type only "pld" counts,
-// "pldQueryArgs" is asked of the first; any other shows the first value again and hands none out.
+// The second argument as the message shows it: a document's value when its own type is "pld", a
+// query's when the first argument's type is "pldQueryArgs", else the first value again, with
+// `arg2Out` as it was.
 // Kept: docs/kept-behaviour.md#second-by-first-type
 std::string PatchMgr::SecondArgument(uint32_t deviceId, int32_t pointId,
                                      const PointPatchEntry& entry, const std::string& first,

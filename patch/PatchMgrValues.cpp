@@ -13,7 +13,7 @@ namespace cloudclient {
 
 namespace {
 
-// What a document that can't be had is worth. A failed query is worth an empty text.
+// The value when a document cannot be had. After a failed query it is an empty text.
 // Kept: docs/kept-behaviour.md#zero-or-nothing
 const char kNoValue[] = "0";
 
