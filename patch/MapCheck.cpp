@@ -169,8 +169,6 @@ void CheckResource(const std::string& name, const ResourceUrlEntry& resource,
 
 }  // namespace
 
-std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
-
 Findings CheckMap(const PatchMap& map, json_t* root, const MapSurroundings& surroundings) {
   Findings findings;
   CheckShapes(root, findings);

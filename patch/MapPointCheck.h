@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "patch/MapCheck.h"
+#include "patch/MapSurroundings.h"
 #include "patch/PatchMap.h"
 
 namespace cloudclient {
