@@ -10,7 +10,7 @@ DOCUMENT = kept.DOCUMENT.read_text(encoding="utf-8")
 SOURCES = kept.sources()
 FILE = "device/Poster.cpp"
 POINTER = "  // Kept: docs/kept-behaviour.md#first-change\n"
-TEST = "PosterCovs.Only_the_first_of_a_pass_is_delivered"
+TEST = "PosterCovsTest.Only_the_first_of_a_pass_is_delivered"
 
 
 class Document(unittest.TestCase):

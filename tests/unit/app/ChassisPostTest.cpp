@@ -89,26 +89,26 @@ TEST_F(ChassisPostTest, What_recording_comes_to_is_not_looked_at) {
   EXPECT_EQ(steps().All().back(), "cloud.Save");
 }
 
-TEST_F(ChassisPostTest, An_unreadable_URL_is_4) {
+TEST_F(ChassisPostTest, An_unreadable_URL_is_kAppNoUrl) {
   cloud.fails = {{"GetUrl", 1}, {"GetXAuthToken", 1}};
   EXPECT_EQ(Post(), 4);
   ExpectOnly("3 PostChassisInstance: Failed to get the cloud service base URL");
 }
 
-TEST_F(ChassisPostTest, An_unreadable_token_is_13) {
+TEST_F(ChassisPostTest, An_unreadable_token_is_kAppNoToken) {
   cloud.fails["GetXAuthToken"] = 1;
   fakes::platform().framework.managedVelId = -1;
   EXPECT_EQ(Post(), 13);
   ExpectOnly("3 PostChassisInstance: Failed to get the xauthtoken");
 }
 
-TEST_F(ChassisPostTest, No_device_is_14_before_any_file_is_searched) {
+TEST_F(ChassisPostTest, No_device_is_kAppNoDevice_before_any_file_is_searched) {
   fakes::platform().framework.managedVelId = -1;
   EXPECT_EQ(Post(), 14);
   ExpectOnly("3 PostChassisInstance: Invalid managed device id(-1)");
 }
 
-TEST_F(ChassisPostTest, An_unreadable_sequence_is_24) {
+TEST_F(ChassisPostTest, An_unreadable_sequence_is_kAppNoTemplate) {
   fakes::platform().proxy.knowsPsi = false;
   EXPECT_EQ(Post(), 24);
   EXPECT_THAT(steps().All(),
@@ -116,7 +116,7 @@ TEST_F(ChassisPostTest, An_unreadable_sequence_is_24) {
   EXPECT_THAT(service.lines(), IsEmpty());
 }
 
-TEST_F(ChassisPostTest, An_empty_sequence_is_24) {
+TEST_F(ChassisPostTest, An_empty_sequence_is_kAppNoTemplate) {
   fakes::platform().proxy.psi.text = "";
   root.Holds("/var/local/orv/pldserver/0/cloudchassis.txt");
   EXPECT_EQ(Post(), 24);
@@ -124,12 +124,12 @@ TEST_F(ChassisPostTest, An_empty_sequence_is_24) {
               ElementsAre(kFind, "3 PostChassisInstance: Failed to find chassis pld ()"));
 }
 
-TEST_F(ChassisPostTest, Without_a_proxy_it_is_24) {
+TEST_F(ChassisPostTest, Without_a_proxy_it_is_kAppNoTemplate) {
   fakes::platform().framework.hasProxy = false;
   EXPECT_EQ(Post(), 24);
 }
 
-TEST_F(ChassisPostTest, A_template_outside_the_server_folder_is_24_and_named) {
+TEST_F(ChassisPostTest, A_template_outside_the_server_folder_is_kAppNoTemplate_and_named) {
   root.Drops(std::string(kDataFolder) + "/cloudchassis.txt");
   root.Holds("/var/local/orv/cloudchassis.txt");
   EXPECT_EQ(Post(), 24);
@@ -191,7 +191,7 @@ TEST_F(ChassisPostTest, An_empty_page_is_posted_all_the_same) {
   EXPECT_EQ(service.requests().at(0).document, "[seven days][unit of device 3]");
 }
 
-TEST_F(ChassisPostTest, A_refused_post_is_3_and_shows_address_and_document) {
+TEST_F(ChassisPostTest, A_refused_post_is_kAppRequestFailed_and_shows_address_and_document) {
   service.answers("POST", "/redfish/v1/Chassis", 400, "{}");
   EXPECT_EQ(Post(), 3);
   EXPECT_THAT(Messages(), ElementsAre("3 PostChassisInstance: Failed to POST Chassis\nURI: "
@@ -200,7 +200,7 @@ TEST_F(ChassisPostTest, A_refused_post_is_3_and_shows_address_and_document) {
   EXPECT_THAT(fakes::platform().configCalls, IsEmpty());
 }
 
-TEST_F(ChassisPostTest, A_transfer_that_fails_is_3) {
+TEST_F(ChassisPostTest, A_transfer_that_fails_is_kAppRequestFailed) {
   service.isDown();
   EXPECT_EQ(Post(), 3);
   EXPECT_EQ(cloud.chassis.size(), 1);
@@ -212,7 +212,7 @@ TEST_F(ChassisPostTest, Answered_200_is_as_good_as_201) {
 }
 
 // The answer as the transport hands it out, without a header block before it.
-TEST_F(ChassisPostTest, An_answer_that_begins_with_its_brace_is_17) {
+TEST_F(ChassisPostTest, An_answer_that_begins_with_its_brace_is_kAppNoJson) {
   fakes::curl().respond = [](const fakes::Transfer&) {
     return fakes::Response{CURLE_OK, 201, "", R"({"Id":"c-1"})", ""};
   };
@@ -221,7 +221,7 @@ TEST_F(ChassisPostTest, An_answer_that_begins_with_its_brace_is_17) {
   EXPECT_THAT(fakes::platform().configCalls, IsEmpty());
 }
 
-TEST_F(ChassisPostTest, A_document_that_does_not_start_a_line_is_17) {
+TEST_F(ChassisPostTest, A_document_that_does_not_start_a_line_is_kAppNoJson) {
   for (const char* body : {"", " {\"Id\":\"c-1\"}", "[{\"Id\":\"c-1\"}]"}) {
     service.answers("POST", "/redfish/v1/Chassis", 201, body);
     EXPECT_EQ(Post(), 17) << body;
@@ -242,7 +242,7 @@ TEST_F(ChassisPostTest, A_line_with_a_brace_inside_the_document_does_not_start_i
   EXPECT_THAT(fakes::platform().configCalls, ElementsAre("AddChassis(c-1, 3)", "Save()"));
 }
 
-TEST_F(ChassisPostTest, A_document_that_does_not_parse_is_17) {
+TEST_F(ChassisPostTest, A_document_that_does_not_parse_is_kAppNoJson) {
   for (const char* body : {"{", R"({"Id":"c-1"}x)", R"({"Id":c-1})"}) {
     service.answers("POST", "/redfish/v1/Chassis", 201, body);
     EXPECT_EQ(Post(), 17) << body;
@@ -252,7 +252,7 @@ TEST_F(ChassisPostTest, A_document_that_does_not_parse_is_17) {
   EXPECT_THAT(fakes::platform().configCalls, IsEmpty());
 }
 
-TEST_F(ChassisPostTest, A_document_without_an_Id_is_16) {
+TEST_F(ChassisPostTest, A_document_without_an_Id_is_kAppNoId) {
   service.answers("POST", "/redfish/v1/Chassis", 201, R"({"id":"c-1"})");
   EXPECT_EQ(Post(), 16);
   EXPECT_THAT(Messages(), ElementsAre(kNoId));

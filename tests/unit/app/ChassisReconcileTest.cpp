@@ -63,7 +63,7 @@ TEST_F(DeleteChassisTest, A_chassis_is_deleted_and_forgotten) {
   EXPECT_EQ(service.requests().at(0).Header("X-Auth-Token"), "t-1");
 }
 
-TEST_F(DeleteChassisTest, A_refused_delete_is_18_and_forgets_all_the_same) {
+TEST_F(DeleteChassisTest, A_refused_delete_is_kAppDeleteRefused_and_forgets_all_the_same) {
   service.answers("DELETE", "/redfish/v1/Chassis/c-1", 404);
   EXPECT_EQ(FreshApp().DeleteChassisInstanceFromCloudService("c-1"), 18);
   EXPECT_THAT(steps().All(), ElementsAre("DELETE /redfish/v1/Chassis/c-1",
@@ -72,7 +72,7 @@ TEST_F(DeleteChassisTest, A_refused_delete_is_18_and_forgets_all_the_same) {
                                          "cloud.RemoveChassis", "cloud.Save"));
 }
 
-TEST_F(DeleteChassisTest, A_transfer_that_fails_is_18) {
+TEST_F(DeleteChassisTest, A_transfer_that_fails_is_kAppDeleteRefused) {
   service.isDown();
   EXPECT_EQ(FreshApp().DeleteChassisInstanceFromCloudService("c-1"), 18);
   EXPECT_EQ(steps().All().at(1),
@@ -144,18 +144,18 @@ class ReconcileChassisTest : public AppTest {
                                                "cloud.RemoveChassis", "cloud.Save"};
 };
 
-TEST_F(ReconcileChassisTest, A_document_that_is_no_JSON_is_21_without_a_message) {
+TEST_F(ReconcileChassisTest, A_document_that_is_no_JSON_is_kAppManagerNotJson_without_a_message) {
   EXPECT_THAT(ReconcileDocument(""), ElementsAre("21"));
   EXPECT_THAT(ReconcileDocument("{"), ElementsAre("21"));
 }
 
-TEST_F(ReconcileChassisTest, A_document_without_Links_is_22_whatever_value_it_is) {
+TEST_F(ReconcileChassisTest, A_document_without_Links_is_kAppNoLinks_whatever_value_it_is) {
   EXPECT_THAT(ReconcileDocument("{}"), ElementsAre("22"));
   EXPECT_THAT(ReconcileDocument("7"), ElementsAre("22"));
   EXPECT_THAT(ReconcileDocument("[]"), ElementsAre("22"));
 }
 
-TEST_F(ReconcileChassisTest, Links_without_chassis_is_11) {
+TEST_F(ReconcileChassisTest, Links_without_chassis_is_kAppNoCollection) {
   EXPECT_THAT(ReconcileDocument(R"({"Links":{}})"), ElementsAre("11"));
   EXPECT_THAT(ReconcileDocument(R"({"Links":[]})"), ElementsAre("11"));
 }

@@ -52,7 +52,7 @@ TEST_F(ConfigurationTest, A_failed_save_of_the_unit_name_is_not_looked_at) {
   EXPECT_THAT(steps().All(), ElementsAre("cloud.SetUnitName", "cloud.Save"));
 }
 
-TEST_F(ConfigurationTest, An_unreadable_unit_name_is_1) {
+TEST_F(ConfigurationTest, An_unreadable_unit_name_is_kAppNotConfigured) {
   cloud.fails["GetUnitName"] = 1;
   sysInfo.sysName = "unit-2";
   EXPECT_EQ(FreshApp().HasValidConfiguration(), 1);
@@ -60,7 +60,8 @@ TEST_F(ConfigurationTest, An_unreadable_unit_name_is_1) {
               ElementsAre("3 HasValidConfiguration: Cloud Client configuration invalid/missing"));
 }
 
-TEST_F(ConfigurationTest, An_unreadable_unit_name_is_1_whatever_the_system_name_is) {
+TEST_F(ConfigurationTest,
+       An_unreadable_unit_name_is_kAppNotConfigured_whatever_the_system_name_is) {
   cloud.fails["GetUnitName"] = 1;
   sysInfo.sysName = "Uninitialized";
   EXPECT_EQ(FreshApp().HasValidConfiguration(), 1);
@@ -70,7 +71,7 @@ TEST_F(ConfigurationTest, An_unreadable_unit_name_is_1_whatever_the_system_name_
               ElementsAre("3 HasValidConfiguration: Cloud Client configuration invalid/missing"));
 }
 
-TEST_F(ConfigurationTest, An_unreadable_system_name_is_6) {
+TEST_F(ConfigurationTest, An_unreadable_system_name_is_kAppNoUnitName) {
   sysInfo.fails["GetSysName"] = 1;
   EXPECT_EQ(FreshApp().HasValidConfiguration(), 6);
   EXPECT_THAT(steps().All(),
@@ -81,14 +82,15 @@ const char kUninitialized[] =
     "3 HasValidConfiguration: Kyros System Name is 'Uninitialized' which is not a valid Cloud "
     "Client UnitName";
 
-TEST_F(ConfigurationTest, A_system_that_was_never_named_is_6) {
+TEST_F(ConfigurationTest, A_system_that_was_never_named_is_kAppNoUnitName) {
   sysInfo.sysName = "Uninitialized";
   EXPECT_EQ(FreshApp().HasValidConfiguration(), 6);
   EXPECT_EQ(cloud.unitName, "unit-1");
   EXPECT_THAT(steps().All(), ElementsAre(kUninitialized));
 }
 
-TEST_F(ConfigurationTest, A_system_that_was_never_named_is_6_even_when_the_unit_is_called_so) {
+TEST_F(ConfigurationTest,
+       A_system_that_was_never_named_is_kAppNoUnitName_even_when_the_unit_is_called_so) {
   sysInfo.sysName = cloud.unitName = "Uninitialized";
   EXPECT_EQ(FreshApp().HasValidConfiguration(), 6);
   EXPECT_THAT(steps().All(), ElementsAre(kUninitialized));
@@ -103,7 +105,7 @@ TEST_F(ConfigurationTest, Only_exactly_this_name_means_never_named) {
   }
 }
 
-TEST_F(ConfigurationTest, A_unit_name_that_cannot_be_stored_is_6) {
+TEST_F(ConfigurationTest, A_unit_name_that_cannot_be_stored_is_kAppNoUnitName) {
   sysInfo.sysName = "unit-2";
   cloud.fails["SetUnitName"] = 1;
   EXPECT_EQ(FreshApp().HasValidConfiguration(), 6);
@@ -132,7 +134,7 @@ TEST_F(ConfigurationTest, A_failed_save_of_the_UUID_is_not_looked_at) {
   EXPECT_THAT(steps().All(), ElementsAre("cloud.SetUUID", "cloud.Save"));
 }
 
-TEST_F(ConfigurationTest, A_UUID_that_cannot_be_stored_is_5) {
+TEST_F(ConfigurationTest, A_UUID_that_cannot_be_stored_is_kAppUuidNotStored) {
   cloud.uuid = "";
   cloud.fails["SetUUID"] = 1;
   EXPECT_EQ(FreshApp().HasValidConfiguration(), 5);

@@ -114,7 +114,7 @@ TEST_F(ConnectTest, A_failed_registration_is_reported_with_its_code_and_ends_the
                    "Service"})));
 }
 
-TEST_F(ConnectTest, A_registration_without_a_token_is_a_failed_one_of_code_7) {
+TEST_F(ConnectTest, A_registration_without_a_token_is_a_failed_one_of_kAppNotRegistered) {
   ServiceHasRoot();
   LookUpIsAnswered(403);
   service.answers("POST", kRegisterPath, 201, "{}");
@@ -138,7 +138,7 @@ TEST_F(ConnectTest, A_failed_post_of_the_chassis_is_reported_with_its_code_and_e
   EXPECT_EQ(cloud.token, "t-2");
 }
 
-TEST_F(ConnectTest, A_service_that_cannot_be_reached_is_8) {
+TEST_F(ConnectTest, A_service_that_cannot_be_reached_is_kAppServiceNotReached) {
   service.isDown();
   EXPECT_THAT(
       Connect(),
@@ -146,12 +146,12 @@ TEST_F(ConnectTest, A_service_that_cannot_be_reached_is_8) {
                   "3 ConnectWithCloudService: Cloud Service is not available at this time(8)"));
 }
 
-TEST_F(ConnectTest, An_unreadable_URL_is_an_unknown_error_of_code_1) {
+TEST_F(ConnectTest, An_unreadable_URL_is_an_unknown_error_of_kAppNotConfigured) {
   cloud.fails["GetUrl"] = 1;
   EXPECT_THAT(Connect(), ElementsAre("3 ConnectWithCloudService: Unknown cloud client error (1)"));
 }
 
-TEST_F(ConnectTest, A_failed_look_up_is_an_unknown_error_of_code_3) {
+TEST_F(ConnectTest, A_failed_look_up_is_an_unknown_error_of_kAppRequestFailed) {
   ServiceHasRoot();
   LookUpIsAnswered(500);
   cloud.chassis["c-1"] = 3;

@@ -43,14 +43,14 @@ TEST_F(DocumentTest, An_empty_token_is_a_token) {
   EXPECT_EQ(m_json, "{}");
 }
 
-TEST_F(DocumentTest, An_unreadable_URL_is_2) {
+TEST_F(DocumentTest, An_unreadable_URL_is_kAppConfigUnreadable) {
   cloud.fails["GetUrl"] = 1;
   EXPECT_EQ(Fetch(), 2);
   EXPECT_EQ(m_json, "as it was");
   EXPECT_THAT(steps().All(), IsEmpty());
 }
 
-TEST_F(DocumentTest, An_unreadable_URL_is_2_also_without_a_readable_token) {
+TEST_F(DocumentTest, An_unreadable_URL_is_kAppConfigUnreadable_also_without_a_readable_token) {
   cloud.fails = {{"GetUrl", 1}, {"GetXAuthToken", 1}};
   EXPECT_EQ(Fetch(), 2);
   EXPECT_THAT(steps().All(), IsEmpty());
@@ -66,7 +66,8 @@ TEST_F(DocumentTest, Without_a_readable_token_success_is_reported_and_nothing_fe
               ElementsAre("3 GetAuthDocument: missing x-auth-token  -- not registered?"));
 }
 
-TEST_F(DocumentTest, A_document_that_is_not_given_is_19_with_the_result_of_the_transport) {
+TEST_F(DocumentTest,
+       A_document_that_is_not_given_is_kAppDocumentNotFetched_with_the_result_of_the_transport) {
   struct Case {
     long status;
     const char* result;
@@ -83,7 +84,7 @@ TEST_F(DocumentTest, A_document_that_is_not_given_is_19_with_the_result_of_the_t
   }
 }
 
-TEST_F(DocumentTest, A_transfer_that_fails_is_19) {
+TEST_F(DocumentTest, A_transfer_that_fails_is_kAppDocumentNotFetched) {
   service.isDown();
   EXPECT_EQ(Fetch(), 19);
   EXPECT_THAT(steps().All(),
@@ -92,7 +93,7 @@ TEST_F(DocumentTest, A_transfer_that_fails_is_19) {
                           "document from the Cloud Service"));
 }
 
-TEST_F(DocumentTest, A_body_without_a_brace_is_17_and_shown) {
+TEST_F(DocumentTest, A_body_without_a_brace_is_kAppNoJson_and_shown) {
   service.answers("GET", "/a/1", 200, "[1]\nno object");
   EXPECT_EQ(Fetch(), 17);
   EXPECT_EQ(m_json, "as it was");
@@ -101,7 +102,7 @@ TEST_F(DocumentTest, A_body_without_a_brace_is_17_and_shown) {
                           "3 GetAuthDocument: Failed to find a JSON document.\n[1]\nno object\n"));
 }
 
-TEST_F(DocumentTest, An_empty_body_is_17) {
+TEST_F(DocumentTest, An_empty_body_is_kAppNoJson) {
   service.answers("GET", "/a/1", 200, "");
   EXPECT_EQ(Fetch(), 17);
   EXPECT_THAT(steps().All(),
@@ -133,20 +134,20 @@ TEST_F(ChassisIdTest, The_last_of_two_Ids_counts) {
   EXPECT_EQ(m_id, "c-1");
 }
 
-TEST_F(ChassisIdTest, A_document_without_Id_is_16_without_a_message) {
+TEST_F(ChassisIdTest, A_document_without_Id_is_kAppNoId_without_a_message) {
   EXPECT_EQ(Ask("{}"), 16);
   EXPECT_EQ(Ask(R"({"id":"c-1"})"), 16);
   EXPECT_EQ(m_id, "as it was");
   EXPECT_THAT(steps().All(), ElementsAre("GET /c/1"));
 }
 
-TEST_F(ChassisIdTest, An_Id_that_is_no_string_is_16) {
+TEST_F(ChassisIdTest, An_Id_that_is_no_string_is_kAppNoId) {
   EXPECT_EQ(Ask(R"({"Id":1})"), 16);
   EXPECT_EQ(Ask(R"({"Id":null})"), 16);
   EXPECT_EQ(m_id, "as it was");
 }
 
-TEST_F(ChassisIdTest, A_document_that_does_not_parse_is_17) {
+TEST_F(ChassisIdTest, A_document_that_does_not_parse_is_kAppNoJson) {
   for (const char* document : {"{", R"({"Id":"c-1"} trailing)", R"([{"Id":"c-1"}])"}) {
     EXPECT_EQ(Ask(document), 17) << document;
     EXPECT_THAT(

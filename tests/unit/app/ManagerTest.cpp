@@ -20,7 +20,7 @@ TEST_F(ManagerTest, The_root_is_asked_for_without_token_or_any_header) {
   EXPECT_THAT(service.requests()[0].headerLines, IsEmpty());
 }
 
-TEST_F(ManagerTest, A_root_that_cannot_be_fetched_is_8_without_a_message) {
+TEST_F(ManagerTest, A_root_that_cannot_be_fetched_is_kAppServiceNotReached_without_a_message) {
   CloudClient& app = FreshApp();
   std::string doc;
   service.isDown();
@@ -33,7 +33,7 @@ TEST_F(ManagerTest, A_root_that_cannot_be_fetched_is_8_without_a_message) {
   for (const std::string& step : steps().All()) EXPECT_EQ(step, "GET /redfish/v1");
 }
 
-TEST_F(ManagerTest, An_unreadable_URL_is_1_without_request_or_message) {
+TEST_F(ManagerTest, An_unreadable_URL_is_kAppNotConfigured_without_request_or_message) {
   cloud.fails["GetUrl"] = 1;
   CloudClient& app = FreshApp();
   std::string text = "as it was";
@@ -73,7 +73,7 @@ TEST_F(ManagersUriTest, An_empty_reference_is_a_path) {
   EXPECT_EQ(m_path, "");
 }
 
-TEST_F(ManagersUriTest, A_root_that_is_no_JSON_is_9) {
+TEST_F(ManagersUriTest, A_root_that_is_no_JSON_is_kAppRootNotJson) {
   const auto unparsed =
       ElementsAre("9", "3 GetManagersURI: Cloud Client can't parse the Service Root document");
   EXPECT_THAT(Answer("<html>"), unparsed);
@@ -83,7 +83,7 @@ TEST_F(ManagersUriTest, A_root_that_is_no_JSON_is_9) {
   EXPECT_EQ(m_path, "as it was");
 }
 
-TEST_F(ManagersUriTest, A_root_without_Managers_is_11) {
+TEST_F(ManagersUriTest, A_root_without_Managers_is_kAppNoCollection) {
   const auto missing =
       ElementsAre("11", "3 GetManagersURI: Cannot find Manager object in Service Root");
   EXPECT_THAT(Answer("{}"), missing);
@@ -100,7 +100,7 @@ TEST_F(ManagersUriTest, Any_JSON_value_parses) {
   EXPECT_THAT(Answer("\"Managers\""), missing);
 }
 
-TEST_F(ManagersUriTest, Managers_without_a_reference_is_10) {
+TEST_F(ManagersUriTest, Managers_without_a_reference_is_kAppNoOdataId) {
   const auto missing = ElementsAre("10", "3 GetManagersURI: Missing manager's odata.id");
   EXPECT_THAT(Answer(R"({"Managers":{}})"), missing);
   EXPECT_THAT(Answer(R"({"Managers":"/redfish/v1/Managers"})"), missing);
@@ -108,7 +108,7 @@ TEST_F(ManagersUriTest, Managers_without_a_reference_is_10) {
   EXPECT_EQ(m_path, "as it was");
 }
 
-TEST_F(ManagersUriTest, A_reference_that_is_no_string_is_10) {
+TEST_F(ManagersUriTest, A_reference_that_is_no_string_is_kAppNoOdataId) {
   const auto mistyped = ElementsAre("10", "3 GetManagersURI: Unexpected form for the odata.id");
   EXPECT_THAT(Answer(R"({"Managers":{"@odata.id":7}})"), mistyped);
   EXPECT_THAT(Answer(R"({"Managers":{"@odata.id":null}})"), mistyped);
@@ -229,7 +229,7 @@ TEST_F(LookUpTest, A_redirect_is_always_taken_for_a_path) {
   EXPECT_EQ(service.requests().back().url, "https://cloud.examplehttps://elsewhere.example/7");
 }
 
-TEST_F(LookUpTest, A_redirect_without_Location_is_3) {
+TEST_F(LookUpTest, A_redirect_without_Location_is_kAppRequestFailed) {
   for (const std::vector<std::string>& lines :
        {std::vector<std::string>{}, {"location: /redfish/v1/Managers/7"}}) {
     LookUpIsAnswered(302, "", lines);
@@ -251,7 +251,7 @@ TEST_F(LookUpTest, A_second_redirect_is_not_followed) {
   EXPECT_EQ(m_doc, "as it was");
 }
 
-TEST_F(LookUpTest, Answered_403_forgets_chassis_and_token_in_this_order_and_is_7) {
+TEST_F(LookUpTest, Answered_403_forgets_chassis_and_token_in_this_order_and_is_kAppNotRegistered) {
   LookUpIsAnswered(403, "{ refused }");
   cloud.chassis["c-1"] = 3;
   EXPECT_EQ(LookUp(), 7);
@@ -263,7 +263,7 @@ TEST_F(LookUpTest, Answered_403_forgets_chassis_and_token_in_this_order_and_is_7
   EXPECT_EQ(m_doc, "as it was");
 }
 
-TEST_F(LookUpTest, Answered_403_is_7_whatever_forgetting_comes_to) {
+TEST_F(LookUpTest, Answered_403_is_kAppNotRegistered_whatever_forgetting_comes_to) {
   LookUpIsAnswered(403);
   cloud.fails = {{"RemoveAllChassis", 1}, {"SetXAuthToken", 1}, {"Save", 1}};
   EXPECT_EQ(LookUp(), 7);
@@ -272,7 +272,7 @@ TEST_F(LookUpTest, Answered_403_is_7_whatever_forgetting_comes_to) {
                           "cloud.RemoveAllChassis", "cloud.SetXAuthToken", "cloud.Save"));
 }
 
-TEST_F(LookUpTest, Answered_403_after_a_redirect_is_7_too) {
+TEST_F(LookUpTest, Answered_403_after_a_redirect_is_kAppNotRegistered_too) {
   LookUpIsAnswered(302, "", {"Location: /a"});
   service.answers("GET", "/a", 403);
   EXPECT_EQ(LookUp(), 7);
@@ -280,7 +280,7 @@ TEST_F(LookUpTest, Answered_403_after_a_redirect_is_7_too) {
   EXPECT_EQ(m_doc, "as it was");
 }
 
-TEST_F(LookUpTest, Any_other_answer_is_3_and_forgets_nothing) {
+TEST_F(LookUpTest, Any_other_answer_is_kAppRequestFailed_and_forgets_nothing) {
   cloud.chassis["c-1"] = 3;
   for (const long status : {201, 204, 301, 400, 401, 404, 500}) {
     LookUpIsAnswered(status, "{}");
@@ -293,13 +293,13 @@ TEST_F(LookUpTest, Any_other_answer_is_3_and_forgets_nothing) {
   EXPECT_EQ(m_doc, "as it was");
 }
 
-TEST_F(LookUpTest, A_transfer_that_fails_is_3) {
+TEST_F(LookUpTest, A_transfer_that_fails_is_kAppRequestFailed) {
   service.fails("GET", kLookUpPath, CURLE_COULDNT_CONNECT);
   EXPECT_EQ(LookUp(), 3);
   EXPECT_EQ(m_doc, "as it was");
 }
 
-TEST_F(LookUpTest, A_transfer_that_fails_after_a_redirect_is_3) {
+TEST_F(LookUpTest, A_transfer_that_fails_after_a_redirect_is_kAppRequestFailed) {
   LookUpIsAnswered(302, "", {"Location: /a"});
   service.fails("GET", "/a", CURLE_COULDNT_CONNECT);
   EXPECT_EQ(LookUp(), 3);

@@ -86,7 +86,7 @@ TEST_F(RegisterTest, E_mail_and_key_go_into_the_query_as_they_are) {
                           "&registration_key=k&e+y#/?"));
 }
 
-TEST_F(RegisterTest, An_incomplete_configuration_is_1_and_sends_nothing) {
+TEST_F(RegisterTest, An_incomplete_configuration_is_kAppNotConfigured_and_sends_nothing) {
   cloud.fullyConfigured = false;
   EXPECT_EQ(Register(), 1);
   EXPECT_THAT(steps().All(),
@@ -108,7 +108,7 @@ TEST_F(RegisterTest, An_unreadable_URL_stays_empty_too) {
   EXPECT_EQ(service.requests().at(0).url, kRegisterPath);
 }
 
-TEST_F(RegisterTest, A_refusal_is_3_and_shows_what_was_answered) {
+TEST_F(RegisterTest, A_refusal_is_kAppRequestFailed_and_shows_what_was_answered) {
   service.answers("POST", kRegisterPath, 401, "wrong key", {"X-Auth-Token: t-2"});
   EXPECT_EQ(Register(), 3);
   const std::string header = "HTTP/1.1 401 Unauthorized\r\nX-Auth-Token: t-2\r\n\r\n";
@@ -120,7 +120,7 @@ TEST_F(RegisterTest, A_refusal_is_3_and_shows_what_was_answered) {
   EXPECT_EQ(cloud.token, "t-1");
 }
 
-TEST_F(RegisterTest, A_transfer_that_fails_is_3_and_shows_empty_texts) {
+TEST_F(RegisterTest, A_transfer_that_fails_is_kAppRequestFailed_and_shows_empty_texts) {
   service.isDown();
   EXPECT_EQ(Register(), 3);
   EXPECT_THAT(
@@ -130,7 +130,7 @@ TEST_F(RegisterTest, A_transfer_that_fails_is_3_and_shows_empty_texts) {
                   "7 Register: hdr: ", "7 Register: resp: "));
 }
 
-TEST_F(RegisterTest, An_answer_without_a_token_is_7) {
+TEST_F(RegisterTest, An_answer_without_a_token_is_kAppNotRegistered) {
   Answers({"X-Auth: t-2", "Token: t-2"});
   EXPECT_EQ(Register(), 7);
   EXPECT_THAT(steps().All(), ElementsAre(m_post,
@@ -204,7 +204,8 @@ TEST_F(UnregisterTest, The_manager_is_deleted_then_token_and_chassis_are_forgott
   EXPECT_EQ(cloud.uuid, kUuid);
 }
 
-TEST_F(UnregisterTest, A_refused_delete_is_3_names_the_token_and_forgets_all_the_same) {
+TEST_F(UnregisterTest,
+       A_refused_delete_is_kAppRequestFailed_names_the_token_and_forgets_all_the_same) {
   CloudClient& app = FreshApp();
   for (const long status : {200, 202, 401, 404, 500}) {
     service.answers("DELETE", kManagerPath, status);
@@ -218,7 +219,7 @@ TEST_F(UnregisterTest, A_refused_delete_is_3_names_the_token_and_forgets_all_the
   }
 }
 
-TEST_F(UnregisterTest, A_transfer_that_fails_is_3_and_forgets_all_the_same) {
+TEST_F(UnregisterTest, A_transfer_that_fails_is_kAppRequestFailed_and_forgets_all_the_same) {
   service.isDown();
   EXPECT_EQ(FreshApp().Unregister(), 3);
   EXPECT_EQ(cloud.token, "");
@@ -226,7 +227,7 @@ TEST_F(UnregisterTest, A_transfer_that_fails_is_3_and_forgets_all_the_same) {
   EXPECT_EQ(fakes::platform().configCalls.back(), "Save()");
 }
 
-TEST_F(UnregisterTest, Without_a_readable_token_it_is_2_and_nothing_is_done) {
+TEST_F(UnregisterTest, Without_a_readable_token_it_is_kAppConfigUnreadable_and_nothing_is_done) {
   cloud.fails["GetXAuthToken"] = 1;
   EXPECT_EQ(FreshApp().Unregister(), 2);
   EXPECT_THAT(steps().All(),
@@ -241,7 +242,7 @@ TEST_F(UnregisterTest, An_empty_token_is_sent_as_it_is) {
               ElementsAre("Host: 192.0.2.17", "X-Auth-Token: "));
 }
 
-TEST_F(UnregisterTest, A_chassis_list_that_stays_is_2_and_saved_all_the_same) {
+TEST_F(UnregisterTest, A_chassis_list_that_stays_is_kAppConfigUnreadable_and_saved_all_the_same) {
   cloud.fails["RemoveAllChassis"] = 1;
   EXPECT_EQ(FreshApp().Unregister(), 2);
   EXPECT_THAT(steps().All(),

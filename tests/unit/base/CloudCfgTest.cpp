@@ -7,14 +7,14 @@
 namespace unit {
 namespace {
 
-class CloudCfg : public fakes::PlatformTest {};
+class CloudCfgTest : public fakes::PlatformTest {};
 
-TEST_F(CloudCfg, Is_the_cloud_section_of_the_factory) {
+TEST_F(CloudCfgTest, Is_the_cloud_section_of_the_factory) {
   EXPECT_EQ(cloudclient::CloudCfg(), &fakes::platform().cloud);
   EXPECT_EQ(cloudclient::CloudCfg(), cloudclient::CloudCfg());
 }
 
-TEST_F(CloudCfg, System_information_is_its_own_set) {
+TEST_F(CloudCfgTest, System_information_is_its_own_set) {
   fakes::platform().sysInfo.sysName = "rack-7";
   std::string name;
   EXPECT_EQ(cloudclient::SysInfoCfg()->GetSysName(name), 0);

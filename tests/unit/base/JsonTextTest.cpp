@@ -14,13 +14,15 @@ JsonRef Parsed(const char* text) {
   return JsonRef(json_loads(text, JSON_DECODE_ANY | JSON_ALLOW_NUL, nullptr));
 }
 
-TEST(JsonText, Is_the_text_of_a_string) { EXPECT_EQ(JsonText(Parsed("\"a\\nb\"").get()), "a\nb"); }
+TEST(JsonTextTest, Is_the_text_of_a_string) {
+  EXPECT_EQ(JsonText(Parsed("\"a\\nb\"").get()), "a\nb");
+}
 
-TEST(JsonText, Keeps_what_follows_a_nul) {
+TEST(JsonTextTest, Keeps_what_follows_a_nul) {
   EXPECT_EQ(JsonText(Parsed("\"a\\u0000b\"").get()), std::string("a\0b", 3));
 }
 
-TEST(JsonText, Is_empty_for_null_and_for_other_types) {
+TEST(JsonTextTest, Is_empty_for_null_and_for_other_types) {
   EXPECT_EQ(JsonText(nullptr), "");
   for (const char* text : {"null", "7", "1.5", "true", "{}", "[\"a\"]"}) {
     const JsonRef value = Parsed(text);
@@ -29,24 +31,24 @@ TEST(JsonText, Is_empty_for_null_and_for_other_types) {
   }
 }
 
-TEST(JsonMemberText, Is_the_text_of_a_member) {
+TEST(JsonMemberTextTest, Is_the_text_of_a_member) {
   EXPECT_EQ(JsonMemberText(Parsed("{\"Id\": \"7\", \"Name\": \"n\"}").get(), "Name"), "n");
 }
 
-TEST(JsonMemberText, Is_empty_without_the_member_or_with_another_type) {
+TEST(JsonMemberTextTest, Is_empty_without_the_member_or_with_another_type) {
   const JsonRef object = Parsed("{\"Id\": 7, \"Null\": null}");
   EXPECT_EQ(JsonMemberText(object.get(), "Id"), "");
   EXPECT_EQ(JsonMemberText(object.get(), "Null"), "");
   EXPECT_EQ(JsonMemberText(object.get(), "id"), "");
 }
 
-TEST(JsonMemberText, Is_empty_when_there_is_no_object) {
+TEST(JsonMemberTextTest, Is_empty_when_there_is_no_object) {
   EXPECT_EQ(JsonMemberText(nullptr, "Id"), "");
   EXPECT_EQ(JsonMemberText(Parsed("[\"Id\"]").get(), "Id"), "");
   EXPECT_EQ(JsonMemberText(Parsed("\"Id\"").get(), "Id"), "");
 }
 
-TEST(JsonRef, Releases_one_reference) {
+TEST(JsonRefTest, Releases_one_reference) {
   json_t* const value = json_string("a");
   json_incref(value);
   JsonRef(value).reset();

@@ -12,9 +12,9 @@ using cloudclient::LocalTimeNow;
 using cloudclient::LocalTimeText;
 using cloudclient::LocalTimeToday;
 
-class LocalTime : public fakes::PlatformTest {};
+class LocalTimeTest : public fakes::PlatformTest {};
 
-TEST_F(LocalTime, Is_the_clocks_time_in_the_local_zone) {
+TEST_F(LocalTimeTest, Is_the_clocks_time_in_the_local_zone) {
   fakes::SetTimeZone("CET-1");
   const struct tm now = LocalTimeNow();
   EXPECT_EQ(now.tm_year, 126);
@@ -25,7 +25,7 @@ TEST_F(LocalTime, Is_the_clocks_time_in_the_local_zone) {
   EXPECT_EQ(now.tm_sec, 9);
 }
 
-TEST_F(LocalTime, Of_today_is_the_time_of_the_clock) {
+TEST_F(LocalTimeTest, Of_today_is_the_time_of_the_clock) {
   fakes::SetTimeZone("CET-1");
   const time_t midnight = 1772665200;  // 2026-03-05T00:00:00+0100
   EXPECT_EQ(LocalTimeToday(0, 0, 0), midnight);
@@ -33,7 +33,7 @@ TEST_F(LocalTime, Of_today_is_the_time_of_the_clock) {
   EXPECT_EQ(LocalTimeToday(23, 59, 59), midnight + 86399);
 }
 
-TEST_F(LocalTime, Of_today_is_the_first_of_two) {
+TEST_F(LocalTimeTest, Of_today_is_the_first_of_two) {
   fakes::SetTimeZone("CET-1CEST,M3.5.0,M10.5.0/3");
   const time_t october25 = 1792879200;  // 2026-10-25T00:00:00+0200; 02:30 comes twice
   for (const time_t since : {0, 2 * 3600 + 1800, 3 * 3600 + 1800, 24 * 3600}) {
@@ -43,7 +43,7 @@ TEST_F(LocalTime, Of_today_is_the_first_of_two) {
   }
 }
 
-TEST_F(LocalTime, Of_today_is_behind_the_gap_that_skips_it) {
+TEST_F(LocalTimeTest, Of_today_is_behind_the_gap_that_skips_it) {
   fakes::SetTimeZone("CET-1CEST,M3.5.0,M10.5.0/3");
   const time_t march29 = 1774738800;  // 2026-03-29T00:00:00+0100; 02:30 does not come
   for (const time_t since : {0, 2 * 3600, 22 * 3600}) {
@@ -53,24 +53,24 @@ TEST_F(LocalTime, Of_today_is_behind_the_gap_that_skips_it) {
   }
 }
 
-TEST_F(LocalTime, Text_has_the_zones_offset_without_a_colon) {
+TEST_F(LocalTimeTest, Text_has_the_zones_offset_without_a_colon) {
   EXPECT_EQ(LocalTimeText("%FT%T%z", 64), "2026-03-05T13:07:09+0000");
   fakes::SetTimeZone("NST3:30");
   EXPECT_EQ(LocalTimeText("%FT%T%z", 64), "2026-03-05T09:37:09-0330");
 }
 
-TEST_F(LocalTime, Text_follows_the_clock) {
+TEST_F(LocalTimeTest, Text_follows_the_clock) {
   fakes::platform().clock.now += 24 * 3600;
   EXPECT_EQ(LocalTimeText("%F", 64), "2026-03-06");
 }
 
-TEST_F(LocalTime, Text_that_does_not_fit_is_empty) {
+TEST_F(LocalTimeTest, Text_that_does_not_fit_is_empty) {
   EXPECT_EQ(LocalTimeText("%F", 11), "2026-03-05");
   EXPECT_EQ(LocalTimeText("%F", 10), "");
   EXPECT_EQ(LocalTimeText("%F", 0), "");
 }
 
-TEST_F(LocalTime, Follows_the_machines_zone) {
+TEST_F(LocalTimeTest, Follows_the_machines_zone) {
   zones::MachineRoot root({"Asia/Kolkata", "America/New_York"});
   ASSERT_EQ(root.Error(), "");
   root.SetZone("Asia/Kolkata");

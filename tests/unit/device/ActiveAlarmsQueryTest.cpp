@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "CloudAlarmFixture.h"
+#include "AlarmTest.h"
 
 namespace cloudclient {
 namespace {
@@ -12,7 +12,7 @@ using fakes::platform;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class ActiveEvents : public AlarmTest {
+class ActiveEventsTest : public AlarmTest {
  protected:
   void Queue(uint32_t gddId) {
     DeviceEvent event = {};
@@ -29,7 +29,7 @@ class ActiveEvents : public AlarmTest {
   }
 };
 
-TEST_F(ActiveEvents, Are_queued_in_the_order_of_the_list) {
+TEST_F(ActiveEventsTest, Are_queued_in_the_order_of_the_list) {
   platform().proxy.HasActive(11, 0, kAlarm);
   platform().proxy.HasActive(10, 2, kWarning);
   mgr->GetDeviceActiveAlarms(5);
@@ -40,7 +40,7 @@ TEST_F(ActiveEvents, Are_queued_in_the_order_of_the_list) {
   EXPECT_TRUE(EventQueueIsFree());
 }
 
-TEST_F(ActiveEvents, Carry_device_instance_0_and_the_low_half_of_the_module_word) {
+TEST_F(ActiveEventsTest, Carry_device_instance_0_and_the_low_half_of_the_module_word) {
   platform().proxy.HasActive(0xFFFFFFFF, 0xABCD0002, kFault);
   mgr->GetDeviceActiveAlarms(5);
   ASSERT_EQ(mgr->GetEventList().size(), 1u);
@@ -52,14 +52,14 @@ TEST_F(ActiveEvents, Carry_device_instance_0_and_the_low_half_of_the_module_word
   EXPECT_EQ(event.spare, 0u);
 }
 
-TEST_F(ActiveEvents, Replace_what_was_queued) {
+TEST_F(ActiveEventsTest, Replace_what_was_queued) {
   Queue(1);
   platform().proxy.HasActive(11, 0, kAlarm);
   mgr->GetDeviceActiveAlarms(1);
   EXPECT_THAT(Queued(), ElementsAre(11u));
 }
 
-TEST_F(ActiveEvents, Without_a_proxy_leave_the_queue_as_it_was) {
+TEST_F(ActiveEventsTest, Without_a_proxy_leave_the_queue_as_it_was) {
   Queue(1);
   mgr->SetPldProxy(nullptr);
   mgr->GetDeviceActiveAlarms(1);
@@ -67,7 +67,7 @@ TEST_F(ActiveEvents, Without_a_proxy_leave_the_queue_as_it_was) {
   EXPECT_THAT(Log(), ElementsAre("3 GetDeviceActiveAlarms: NULL pldproxy"));
 }
 
-TEST_F(ActiveEvents, A_failed_query_is_told_and_leaves_the_queue_empty) {
+TEST_F(ActiveEventsTest, A_failed_query_is_told_and_leaves_the_queue_empty) {
   Queue(1);
   platform().proxy.HasActive(11, 0, kAlarm);
   platform().proxy.activeEventsStatus = -7;
@@ -77,7 +77,7 @@ TEST_F(ActiveEvents, A_failed_query_is_told_and_leaves_the_queue_empty) {
                                  "device: 5; status: -7"));
 }
 
-TEST_F(ActiveEvents, A_failed_answer_is_silent) {
+TEST_F(ActiveEventsTest, A_failed_answer_is_silent) {
   Queue(1);
   platform().proxy.HasActive(11, 0, kAlarm);
   platform().proxy.activeEventsCallbackStatus = 9;
@@ -86,7 +86,7 @@ TEST_F(ActiveEvents, A_failed_answer_is_silent) {
   EXPECT_THAT(Log(), IsEmpty());
 }
 
-TEST_F(ActiveEvents, Are_not_waited_for) {
+TEST_F(ActiveEventsTest, Are_not_waited_for) {
   Queue(1);
   platform().proxy.HasActive(11, 0, kAlarm);
   platform().proxy.activeEventsAnswered = false;
@@ -95,14 +95,14 @@ TEST_F(ActiveEvents, Are_not_waited_for) {
   EXPECT_THAT(platform().sleeps.microseconds, IsEmpty());
 }
 
-TEST_F(ActiveEvents, Nothing_active_empties_the_queue) {
+TEST_F(ActiveEventsTest, Nothing_active_empties_the_queue) {
   Queue(1);
   mgr->GetDeviceActiveAlarms(1);
   EXPECT_THAT(Queued(), IsEmpty());
   EXPECT_THAT(Log(), IsEmpty());
 }
 
-TEST_F(ActiveEvents, Clearing_empties_the_queue) {
+TEST_F(ActiveEventsTest, Clearing_empties_the_queue) {
   Queue(1);
   Queue(2);
   mgr->ClearDeviceActiveAlarms();
@@ -111,7 +111,7 @@ TEST_F(ActiveEvents, Clearing_empties_the_queue) {
   EXPECT_TRUE(EventQueueIsFree());
 }
 
-TEST_F(ActiveEvents, Clearing_a_queue_that_cannot_be_locked_leaves_it) {
+TEST_F(ActiveEventsTest, Clearing_a_queue_that_cannot_be_locked_leaves_it) {
   Queue(1);
   platform().mutexes.lockStatusOf[EventMutex()] = 7;
   mgr->ClearDeviceActiveAlarms();
@@ -120,7 +120,7 @@ TEST_F(ActiveEvents, Clearing_a_queue_that_cannot_be_locked_leaves_it) {
   EXPECT_EQ(platform().mutexes.Held(), 0);
 }
 
-TEST_F(ActiveEvents, Are_asked_for_although_the_queue_cannot_be_locked) {
+TEST_F(ActiveEventsTest, Are_asked_for_although_the_queue_cannot_be_locked) {
   Queue(1);
   platform().proxy.HasActive(11, 0, kAlarm);
   platform().mutexes.lockStatusOf[EventMutex()] = 7;

@@ -15,7 +15,7 @@ using testing::IsEmpty;
 
 static_assert(std::has_virtual_destructor<DeviceActiveAlarmsMgr>::value, "it may be derived from");
 
-class Tracker : public fakes::PlatformTest {
+class TrackerTest : public fakes::PlatformTest {
  protected:
   static CloudAlarm Alarm(uint32_t eventId, int32_t instance, const std::string& state) {
     CloudAlarm alarm;
@@ -60,12 +60,12 @@ class Tracker : public fakes::PlatformTest {
   DeviceActiveAlarmsMgr tracker;
 };
 
-TEST_F(Tracker, Starts_empty) {
+TEST_F(TrackerTest, Starts_empty) {
   EXPECT_EQ(Get(0, "Zarvel.GDD.10"), "none");
   EXPECT_EQ(Find(0, 10), "none");
 }
 
-TEST_F(Tracker, Stores_a_copy_of_every_field) {
+TEST_F(TrackerTest, Stores_a_copy_of_every_field) {
   CloudAlarm alarm = Alarm(10, 2, "Cleared");
   fakes::platform().clock.now += 60;
   alarm.SetState("Alarm");
@@ -95,7 +95,7 @@ TEST_F(Tracker, Stores_a_copy_of_every_field) {
   }
 }
 
-TEST_F(Tracker, Adding_again_overwrites_every_field) {
+TEST_F(TrackerTest, Adding_again_overwrites_every_field) {
   CloudAlarm first = Alarm(10, -1, "Alarm");
   first.SetMessage("first");
   first.SetAlarmKey(5);
@@ -118,7 +118,7 @@ TEST_F(Tracker, Adding_again_overwrites_every_field) {
   EXPECT_EQ(Find(5, 0), "key");
 }
 
-TEST_F(Tracker, Keeps_devices_apart) {
+TEST_F(TrackerTest, Keeps_devices_apart) {
   Add(1, Alarm(10, -1, "Alarm"));
   Add(4294967295, Alarm(10, -1, "Fault"));
   EXPECT_EQ(Get(1, "Zarvel.GDD.10"), "Alarm");
@@ -130,7 +130,7 @@ TEST_F(Tracker, Keeps_devices_apart) {
   EXPECT_EQ(Get(4294967295, "Zarvel.GDD.10"), "Fault");
 }
 
-TEST_F(Tracker, Has_an_entry_for_each_module_of_a_point) {
+TEST_F(TrackerTest, Has_an_entry_for_each_module_of_a_point) {
   Add(0, Alarm(10, 0, "Alarm"));
   Add(0, Alarm(10, 1, "Warning"));
   EXPECT_EQ(Get(0, "Zarvel.GDD.10:0"), "Alarm");
@@ -138,7 +138,7 @@ TEST_F(Tracker, Has_an_entry_for_each_module_of_a_point) {
   EXPECT_EQ(Get(0, "Zarvel.GDD.10"), "none");
 }
 
-TEST_F(Tracker, Finds_by_event_number_what_sorts_first_as_text) {
+TEST_F(TrackerTest, Finds_by_event_number_what_sorts_first_as_text) {
   Add(0, Alarm(10, 2, "Alarm"));
   Add(0, Alarm(10, 11, "Alarm"));
   Add(0, Alarm(9, -1, "Alarm"));
@@ -152,13 +152,13 @@ TEST_F(Tracker, Finds_by_event_number_what_sorts_first_as_text) {
   EXPECT_EQ(Find(0, 1), "none");
 }
 
-TEST_F(Tracker, Finds_by_the_stored_number_and_answers_the_key) {
+TEST_F(TrackerTest, Finds_by_the_stored_number_and_answers_the_key) {
   tracker.AddActiveAlarm(0, "another key", Alarm(10, -1, "Alarm"));
   EXPECT_EQ(Find(0, 10), "another key");
   EXPECT_EQ(Get(0, "Zarvel.GDD.10"), "none");
 }
 
-TEST_F(Tracker, Forgets_one_entry) {
+TEST_F(TrackerTest, Forgets_one_entry) {
   Add(0, Alarm(10, 0, "Alarm"));
   Add(0, Alarm(10, 1, "Alarm"));
   tracker.RemoveActiveAlarm(0, "Zarvel.GDD.10:0");
@@ -166,7 +166,7 @@ TEST_F(Tracker, Forgets_one_entry) {
   EXPECT_EQ(Get(0, "Zarvel.GDD.10:1"), "Alarm");
 }
 
-TEST_F(Tracker, Forgetting_what_is_not_there_does_nothing) {
+TEST_F(TrackerTest, Forgetting_what_is_not_there_does_nothing) {
   tracker.RemoveActiveAlarm(0, "Zarvel.GDD.10");
   Add(0, Alarm(10, -1, "Alarm"));
   tracker.RemoveActiveAlarm(0, "Zarvel.GDD.1");
@@ -175,7 +175,7 @@ TEST_F(Tracker, Forgetting_what_is_not_there_does_nothing) {
   EXPECT_EQ(Get(0, "Zarvel.GDD.10"), "Alarm");
 }
 
-TEST_F(Tracker, Goes_on_with_a_device_whose_last_alarm_went) {
+TEST_F(TrackerTest, Goes_on_with_a_device_whose_last_alarm_went) {
   Add(0, Alarm(10, -1, "Alarm"));
   tracker.RemoveActiveAlarm(0, "Zarvel.GDD.10");
   EXPECT_EQ(Find(0, 10), "none");
@@ -185,7 +185,7 @@ TEST_F(Tracker, Goes_on_with_a_device_whose_last_alarm_went) {
   EXPECT_EQ(Get(0, "Zarvel.GDD.10"), "Fault");
 }
 
-TEST_F(Tracker, Takes_no_lock) {
+TEST_F(TrackerTest, Takes_no_lock) {
   Add(0, Alarm(10, -1, "Alarm"));
   EXPECT_EQ(Find(0, 10), "Zarvel.GDD.10");
   EXPECT_EQ(Get(0, "Zarvel.GDD.10"), "Alarm");

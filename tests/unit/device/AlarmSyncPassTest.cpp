@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "AlarmSyncFixture.h"
+#include "AlarmSyncTest.h"
 #include "base/JsonText.h"
 
 namespace cloudclient {
@@ -19,7 +19,7 @@ using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 
-TEST_F(AlarmSync, Without_the_managers_UUID_is_skipped) {
+TEST_F(AlarmSyncTest, Without_the_managers_UUID_is_skipped) {
   platform().cloud.fails["GetUUID"] = 3;
   mgr->SyncAlarms();
   EXPECT_THAT(Log(), ElementsAre("3 SyncAlarms: Failed(3) to get manager instance"));
@@ -27,7 +27,7 @@ TEST_F(AlarmSync, Without_the_managers_UUID_is_skipped) {
   EXPECT_THAT(platform().proxy.activeEventsAsked, IsEmpty());
 }
 
-TEST_F(AlarmSync, Without_chassis_does_nothing) {
+TEST_F(AlarmSyncTest, Without_chassis_does_nothing) {
   platform().cloud.chassis.clear();
   mgr->SyncAlarms();
   platform().cloud.chassis["17"] = 1;
@@ -37,7 +37,7 @@ TEST_F(AlarmSync, Without_chassis_does_nothing) {
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(AlarmSync, Synchronises_all_chassis_in_the_order_of_their_names) {
+TEST_F(AlarmSyncTest, Synchronises_all_chassis_in_the_order_of_their_names) {
   platform().cloud.chassis = {{"b", 2}, {"a", 7}};
   ServiceHolds("a", {{10, 0, "Alarm"}});
   ServiceHolds("b", {{11, 0, "Alarm"}});
@@ -47,7 +47,7 @@ TEST_F(AlarmSync, Synchronises_all_chassis_in_the_order_of_their_names) {
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 cleared of a", "Zarvel.GDD.11 cleared of b"));
 }
 
-TEST_F(AlarmSync, A_chassis_without_device_instance_is_told_and_skipped) {
+TEST_F(AlarmSyncTest, A_chassis_without_device_instance_is_told_and_skipped) {
   platform().cloud.chassis = {{"a", std::nullopt}, {"b", 2}};
   ServiceHolds("a", {{10, 0, "Alarm"}});
   ServiceHolds("b", {{11, 0, "Alarm"}});
@@ -60,7 +60,7 @@ TEST_F(AlarmSync, A_chassis_without_device_instance_is_told_and_skipped) {
   EXPECT_THAT(platform().sleeps.microseconds, SizeIs(1));
 }
 
-TEST_F(AlarmSync, A_queue_that_cannot_be_locked_skips_the_chassis_silently) {
+TEST_F(AlarmSyncTest, A_queue_that_cannot_be_locked_skips_the_chassis_silently) {
   platform().cloud.chassis = {{"a", 1}, {"b", 2}};
   ServiceHolds("a", {{10, 0, "Alarm"}});
   ServiceHolds("b", {{11, 0, "Alarm"}});
@@ -82,7 +82,7 @@ TEST_F(AlarmSync, A_queue_that_cannot_be_locked_skips_the_chassis_silently) {
   EXPECT_TRUE(EventQueueIsFree());
 }
 
-TEST_F(AlarmSync, Leaves_the_queue_empty_and_unlocked) {
+TEST_F(AlarmSyncTest, Leaves_the_queue_empty_and_unlocked) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   platform().proxy.HasActive(10, 0, kAlarm);
   fakes::curl().onPerform = [this](fakes::Transfer& transfer) {
@@ -96,7 +96,7 @@ TEST_F(AlarmSync, Leaves_the_queue_empty_and_unlocked) {
   EXPECT_TRUE(EventQueueIsFree());
 }
 
-TEST_F(AlarmSync, Is_in_progress_from_the_query_of_the_device_to_the_last_post) {
+TEST_F(AlarmSyncTest, Is_in_progress_from_the_query_of_the_device_to_the_last_post) {
   platform().cloud.chassis = {{"a", 1}, {"b", 2}};
   ServiceHolds("a", {{10, 0, "Alarm"}});
   ServiceHolds("b", {{11, 0, "Alarm"}});
@@ -124,14 +124,14 @@ class WatchedProxy : public fakes::PldProxy {
   std::vector<bool> inProgress;
 };
 
-TEST_F(AlarmSync, Is_in_progress_before_the_device_is_asked) {
+TEST_F(AlarmSyncTest, Is_in_progress_before_the_device_is_asked) {
   WatchedProxy proxy;
   mgr->SetPldProxy(&proxy);
   mgr->SyncAlarms();
   EXPECT_THAT(proxy.inProgress, ElementsAre(true));
 }
 
-TEST_F(AlarmSync, In_progress_keeps_the_poster_from_the_queue) {
+TEST_F(AlarmSyncTest, In_progress_keeps_the_poster_from_the_queue) {
   ServiceHolds("17", {});
   bool waiting = false;
   platform().sleeps.hook = [&](uint64_t) {
@@ -147,14 +147,14 @@ TEST_F(AlarmSync, In_progress_keeps_the_poster_from_the_queue) {
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17"));
 }
 
-TEST_F(AlarmSync, Is_no_longer_in_progress_when_the_wait_is_left_by_an_exception) {
+TEST_F(AlarmSyncTest, Is_no_longer_in_progress_when_the_wait_is_left_by_an_exception) {
   ServiceHolds("17", {});
   platform().sleeps.LeaveAfter(1);
   EXPECT_THROW(mgr->SyncAlarms(), fakes::Leave);
   EXPECT_FALSE(mgr->IsSyncInProgress());
 }
 
-TEST_F(AlarmSync, Is_no_longer_in_progress_when_a_post_raises) {
+TEST_F(AlarmSyncTest, Is_no_longer_in_progress_when_a_post_raises) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   fakes::curl().onPerform = [](fakes::Transfer& transfer) {
     if (transfer.Method() == "POST") throw std::bad_alloc();
@@ -163,7 +163,7 @@ TEST_F(AlarmSync, Is_no_longer_in_progress_when_a_post_raises) {
   EXPECT_FALSE(mgr->IsSyncInProgress());
 }
 
-TEST_F(AlarmSync, Lists_that_cannot_be_cut_are_empty_and_stop_neither_pass) {
+TEST_F(AlarmSyncTest, Lists_that_cannot_be_cut_are_empty_and_stop_neither_pass) {
   platform().cloud.chassis = {{"a", 1}, {"b", 2}};
   ServiceHolds("a", {{11, 0, "Warning"}});
   ServiceHolds("b", {{10, 0, "Alarm"}});
@@ -177,7 +177,7 @@ TEST_F(AlarmSync, Lists_that_cannot_be_cut_are_empty_and_stop_neither_pass) {
   EXPECT_THAT(platform().proxy.activeEventsAsked, ElementsAre(1, 2));
 }
 
-TEST_F(AlarmSync, Of_bad_events_goes_on_with_the_good_ones) {
+TEST_F(AlarmSyncTest, Of_bad_events_goes_on_with_the_good_ones) {
   service.answers("GET", "/event/1", 200, "nonsense");
   service.answers("GET", "/event/2", 200, EventOf({10, 0, "Alarm"}));
   ServiceLists("17", "Alarm", R"([5, {"@odata.id": "/event/1"}, {"@odata.id": "/event/2"}])");
@@ -185,7 +185,7 @@ TEST_F(AlarmSync, Of_bad_events_goes_on_with_the_good_ones) {
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 cleared of 17"));
 }
 
-TEST_F(AlarmSync, A_device_event_that_is_cleared_is_posted_as_clearing) {
+TEST_F(AlarmSyncTest, A_device_event_that_is_cleared_is_posted_as_clearing) {
   ServiceHolds("17", {});
   platform().proxy.HasActive(10, 0, kCleared);
   mgr->SyncAlarms();
@@ -194,10 +194,10 @@ TEST_F(AlarmSync, A_device_event_that_is_cleared_is_posted_as_clearing) {
 }
 
 // The entry for one chassis.
-class ChassisSync : public AlarmSync {
+class ChassisSyncTest : public AlarmSyncTest {
  protected:
   void SetUp() override {
-    AlarmSync::SetUp();
+    AlarmSyncTest::SetUp();
     const JsonRef map(json_loads(R"({"resourceUrls": [
         {"name": "b", "url": "/b/<uuid>", "resourceTag": "<uuid>", "resourcePatch": "b.htm"},
         {"name": "a", "url": "/a/<chassisid>", "resourceTag": "<chassisid>",
@@ -209,7 +209,7 @@ class ChassisSync : public AlarmSync {
   }
 };
 
-TEST_F(ChassisSync, Sends_every_resource_of_the_chassis_then_synchronises) {
+TEST_F(ChassisSyncTest, Sends_every_resource_of_the_chassis_then_synchronises) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   mgr->SyncChassisAlarms(7, "18");
   EXPECT_THAT(
@@ -222,21 +222,21 @@ TEST_F(ChassisSync, Sends_every_resource_of_the_chassis_then_synchronises) {
   EXPECT_EQ(service.requests()[0].document, "{\"a\": 1}");
 }
 
-TEST_F(ChassisSync, Synchronises_every_configured_chassis) {
+TEST_F(ChassisSyncTest, Synchronises_every_configured_chassis) {
   platform().cloud.chassis = {{"17", 1}, {"18", 2}};
   mgr->SyncChassisAlarms(1, "17");
   EXPECT_THAT(ChassisAsked(), ElementsAre("17", "18"));
   EXPECT_THAT(platform().proxy.activeEventsAsked, ElementsAre(1, 2));
 }
 
-TEST_F(ChassisSync, Without_the_managers_UUID_sends_nothing_and_is_told) {
+TEST_F(ChassisSyncTest, Without_the_managers_UUID_sends_nothing_and_is_told) {
   platform().cloud.fails["GetUUID"] = 3;
   mgr->SyncChassisAlarms(1, "17");
   EXPECT_THAT(Log(), ElementsAre("3 SyncAlarms: Failed(3) to get manager instance"));
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(ChassisSync, Synchronises_when_only_the_first_reading_of_the_UUID_fails) {
+TEST_F(ChassisSyncTest, Synchronises_when_only_the_first_reading_of_the_UUID_fails) {
   platform().cloud.fails["GetUUID"] = 3;
   int readings = 0;
   platform().cloud.onCall = [&](const std::string& operation) {
@@ -247,7 +247,7 @@ TEST_F(ChassisSync, Synchronises_when_only_the_first_reading_of_the_UUID_fails) 
   EXPECT_THAT(ChassisAsked(), ElementsAre("17"));
 }
 
-TEST_F(ChassisSync, Refused_resources_do_not_stop_it) {
+TEST_F(ChassisSyncTest, Refused_resources_do_not_stop_it) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   service.answers("PATCH", "/*", 500);
   mgr->SyncChassisAlarms(1, "17");

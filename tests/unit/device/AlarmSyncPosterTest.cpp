@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "CloudAlarmFixture.h"
+#include "AlarmTest.h"
 
 namespace cloudclient {
 namespace {
@@ -15,7 +15,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 // Alarms on the poster thread. One chassis, 17, of device instance 0, which queued events carry.
-class PostedAlarms : public AlarmTest {
+class PostedAlarmsTest : public AlarmTest {
  protected:
   void SetUp() override {
     AlarmTest::SetUp();
@@ -40,7 +40,7 @@ class PostedAlarms : public AlarmTest {
   static void Request() { DeviceMgr::SetAlarmSyncRequested(true); }
 };
 
-TEST_F(PostedAlarms, An_event_is_posted_tracked_and_posted_cleared) {
+TEST_F(PostedAlarmsTest, An_event_is_posted_tracked_and_posted_cleared) {
   RunPoster({Event(10, 0, kAlarm), [this] { EXPECT_EQ(Tracked(0, "Zarvel.GDD.10"), "Alarm"); },
              Event(10, 0, kCleared)});
   EXPECT_THAT(
@@ -59,12 +59,12 @@ TEST_F(PostedAlarms, An_event_is_posted_tracked_and_posted_cleared) {
   EXPECT_THAT(Log(), Contains("7 CloudPoster: Posting alarm for 10  state Cleared"));
 }
 
-TEST_F(PostedAlarms, A_repeated_state_is_not_posted) {
+TEST_F(PostedAlarmsTest, A_repeated_state_is_not_posted) {
   RunPoster({Event(10, 0, kAlarm), Event(10, 0, kAlarm)});
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17"));
 }
 
-TEST_F(PostedAlarms, A_changed_state_is_posted_with_the_tracked_text_and_a_time_of_its_own) {
+TEST_F(PostedAlarmsTest, A_changed_state_is_posted_with_the_tracked_text_and_a_time_of_its_own) {
   RunPoster({Event(10, 0, kAlarm), [] { platform().proxy.eventTexts[10] = "New text"; },
              Event(10, 0, kFault)});
   EXPECT_THAT(Documents(),
@@ -75,7 +75,7 @@ TEST_F(PostedAlarms, A_changed_state_is_posted_with_the_tracked_text_and_a_time_
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.10"), "Fault");
 }
 
-TEST_F(PostedAlarms, An_event_of_another_module_is_built_into_a_fresh_alarm) {
+TEST_F(PostedAlarmsTest, An_event_of_another_module_is_built_into_a_fresh_alarm) {
   RunPoster({Event(20, 0, kAlarm), Event(20, 1, kCleared)});
   EXPECT_THAT(
       Documents(),
@@ -86,33 +86,34 @@ TEST_F(PostedAlarms, An_event_of_another_module_is_built_into_a_fresh_alarm) {
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.20:0"), "Alarm");
 }
 
-TEST_F(PostedAlarms, A_module_that_does_not_sort_first_is_posted_at_each_notification) {
+TEST_F(PostedAlarmsTest, A_module_that_does_not_sort_first_is_posted_at_each_notification) {
   RunPoster(
       {Event(20, 1, kAlarm), Event(20, 0, kAlarm), Event(20, 1, kAlarm), Event(20, 0, kAlarm)});
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.20:1 Alarm of 17", "Zarvel.GDD.20:0 Alarm of 17",
                                     "Zarvel.GDD.20:1 Alarm of 17"));
 }
 
-TEST_F(PostedAlarms, Clearing_one_module_forgets_that_module_alone) {
+TEST_F(PostedAlarmsTest, Clearing_one_module_forgets_that_module_alone) {
   RunPoster({Event(20, 0, kAlarm), Event(20, 1, kAlarm), Event(20, 1, kCleared)});
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.20:0"), "Alarm");
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.20:1"), "");
 }
 
-TEST_F(PostedAlarms, An_event_that_the_service_did_not_take_is_posted_at_the_next_notification) {
+TEST_F(PostedAlarmsTest,
+       An_event_that_the_service_did_not_take_is_posted_at_the_next_notification) {
   RunPoster({ServiceAnswers(500), Event(10, 0, kAlarm), ServiceAnswers(201), Event(10, 0, kAlarm)});
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17", "Zarvel.GDD.10 Alarm of 17"));
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.10"), "Alarm");
 }
 
-TEST_F(PostedAlarms, A_failed_clearing_is_forgotten) {
+TEST_F(PostedAlarmsTest, A_failed_clearing_is_forgotten) {
   RunPoster({Event(10, 0, kAlarm), ServiceAnswers(500), Event(10, 0, kCleared), ServiceAnswers(201),
              [] {}});
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17", "Zarvel.GDD.10 cleared of 17"));
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.10"), "");
 }
 
-TEST_F(PostedAlarms, The_platforms_cleared_text_neither_clears_nor_forgets) {
+TEST_F(PostedAlarmsTest, The_platforms_cleared_text_neither_clears_nor_forgets) {
   fakes::SetClearedText("Normal");
   platform().stateTexts[kCleared] = "Normal";
   RunPoster({Event(10, 0, kAlarm), Event(10, 0, kCleared)});
@@ -120,7 +121,8 @@ TEST_F(PostedAlarms, The_platforms_cleared_text_neither_clears_nor_forgets) {
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.10"), "Normal");
 }
 
-TEST_F(PostedAlarms, A_synchronisation_leaves_a_cleared_alarm_tracked_so_that_it_is_not_reposted) {
+TEST_F(PostedAlarmsTest,
+       A_synchronisation_leaves_a_cleared_alarm_tracked_so_that_it_is_not_reposted) {
   RunPoster({Event(10, 0, kAlarm),
              [this] {
                ServiceHolds("17", {{10, 0, "Alarm"}});
@@ -130,7 +132,7 @@ TEST_F(PostedAlarms, A_synchronisation_leaves_a_cleared_alarm_tracked_so_that_it
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17", "Zarvel.GDD.10 cleared of 17"));
 }
 
-TEST_F(PostedAlarms, Events_of_a_device_of_another_number_are_dropped) {
+TEST_F(PostedAlarmsTest, Events_of_a_device_of_another_number_are_dropped) {
   platform().cloud.chassis["17"] = 5;
   RunPoster({[this] {
     mgr->RegisterForDeviceDataChange(5);
@@ -146,7 +148,7 @@ TEST_F(PostedAlarms, Events_of_a_device_of_another_number_are_dropped) {
   EXPECT_FALSE(mgr->HasEvents());
 }
 
-TEST_F(PostedAlarms, A_device_of_another_number_is_synchronised_all_the_same) {
+TEST_F(PostedAlarmsTest, A_device_of_another_number_is_synchronised_all_the_same) {
   platform().cloud.chassis["17"] = 5;
   platform().proxy.HasActive(10, 0, kAlarm);
   RunPoster({Request});
@@ -155,7 +157,7 @@ TEST_F(PostedAlarms, A_device_of_another_number_is_synchronised_all_the_same) {
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.10"), "Alarm");
 }
 
-TEST_F(PostedAlarms, A_request_synchronises_two_chassis_twice_each) {
+TEST_F(PostedAlarmsTest, A_request_synchronises_two_chassis_twice_each) {
   platform().cloud.chassis = {{"17", 1}, {"18", 2}};
   ServiceHolds("18", {});
   RunPoster({Request, [] {}});
@@ -165,7 +167,7 @@ TEST_F(PostedAlarms, A_request_synchronises_two_chassis_twice_each) {
   EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested());
 }
 
-TEST_F(PostedAlarms, A_chassis_configured_later_is_synchronised) {
+TEST_F(PostedAlarmsTest, A_chassis_configured_later_is_synchronised) {
   RunPoster({[] {
     platform().cloud.chassis = {{"18", 2}};
     Request();
@@ -174,7 +176,7 @@ TEST_F(PostedAlarms, A_chassis_configured_later_is_synchronised) {
   EXPECT_EQ(service.requests("GET", ListPath("18", "Fault")).size(), 1u);
 }
 
-TEST_F(PostedAlarms, Go_on_after_a_synchronisation_that_raised) {
+TEST_F(PostedAlarmsTest, Go_on_after_a_synchronisation_that_raised) {
   fakes::curl().onPerform = [](fakes::Transfer& transfer) {
     if (transfer.Method() == "GET") throw std::bad_alloc();
   };
@@ -184,7 +186,7 @@ TEST_F(PostedAlarms, Go_on_after_a_synchronisation_that_raised) {
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17"));
 }
 
-TEST_F(PostedAlarms, Events_queued_before_a_synchronisation_are_posted_by_the_pass) {
+TEST_F(PostedAlarmsTest, Events_queued_before_a_synchronisation_are_posted_by_the_pass) {
   RunPoster({[this] {
     Notified(10, 0, kAlarm);
     Request();

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "AlarmSyncTest.h"
+
 #include <string>
 #include <vector>
-
-#include "AlarmSyncFixture.h"
 
 namespace cloudclient {
 namespace {
@@ -13,7 +13,7 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 
-TEST_F(AlarmSync, Handles_one_pair_and_clears_and_posts_anew_what_would_pair_after_it) {
+TEST_F(AlarmSyncTest, Handles_one_pair_and_clears_and_posts_anew_what_would_pair_after_it) {
   ServiceHolds("17", {{10, 0, "Alarm"}, {11, 0, "Warning"}});
   platform().proxy.HasActive(10, 0, kAlarm);
   platform().proxy.HasActive(11, 0, kWarning);
@@ -25,7 +25,7 @@ TEST_F(AlarmSync, Handles_one_pair_and_clears_and_posts_anew_what_would_pair_aft
                           "7 SyncAlarms: unprocessed device events (1) that need posted"));
 }
 
-TEST_F(AlarmSync, Posts_the_new_state_of_a_pair_once) {
+TEST_F(AlarmSyncTest, Posts_the_new_state_of_a_pair_once) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   platform().proxy.HasActive(10, 0, kFault);
   mgr->SyncAlarms();
@@ -37,7 +37,7 @@ TEST_F(AlarmSync, Posts_the_new_state_of_a_pair_once) {
                                      "posted"));
 }
 
-TEST_F(AlarmSync, Tells_of_a_changed_pair_after_its_post) {
+TEST_F(AlarmSyncTest, Tells_of_a_changed_pair_after_its_post) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   platform().proxy.HasActive(10, 0, kFault);
   service.answers("POST", kEventsPath, 500);
@@ -49,7 +49,7 @@ TEST_F(AlarmSync, Tells_of_a_changed_pair_after_its_post) {
   EXPECT_THAT(lines[lines.size() - 3], StartsWith("7 SyncAlarms: gdd(10) needs updated"));
 }
 
-TEST_F(AlarmSync, A_changed_pair_is_built_from_the_device) {
+TEST_F(AlarmSyncTest, A_changed_pair_is_built_from_the_device) {
   ServiceHolds("17", {{20, 2, "Alarm", "Old text."}});
   platform().proxy.HasActive(20, 2, kFault);
   mgr->SyncAlarms();
@@ -61,7 +61,7 @@ TEST_F(AlarmSync, A_changed_pair_is_built_from_the_device) {
                           R"( "Created": "2026-03-05T13:07:09+0000"})"));
 }
 
-TEST_F(AlarmSync, A_same_pair_posts_and_tracks_nothing) {
+TEST_F(AlarmSyncTest, A_same_pair_posts_and_tracks_nothing) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   platform().proxy.HasActive(10, 0, kAlarm);
   mgr->SyncAlarms();
@@ -69,7 +69,7 @@ TEST_F(AlarmSync, A_same_pair_posts_and_tracks_nothing) {
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.10"), "");
 }
 
-TEST_F(AlarmSync, Pairs_by_number_and_module) {
+TEST_F(AlarmSyncTest, Pairs_by_number_and_module) {
   ServiceHolds("17", {{20, 0, "Alarm"}, {10, 0, "Alarm"}});
   platform().proxy.HasActive(20, 1, kAlarm);
   platform().proxy.HasActive(11, 0, kAlarm);
@@ -78,14 +78,14 @@ TEST_F(AlarmSync, Pairs_by_number_and_module) {
                                     "Zarvel.GDD.20:1 Alarm of 17", "Zarvel.GDD.11 Alarm of 17"));
 }
 
-TEST_F(AlarmSync, Pairs_the_module_of_an_event_of_a_single_module_too) {
+TEST_F(AlarmSyncTest, Pairs_the_module_of_an_event_of_a_single_module_too) {
   ServiceHolds("17", {{10, 2, "Alarm"}});
   platform().proxy.HasActive(10, 0, kAlarm);
   mgr->SyncAlarms();
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 cleared of 17", "Zarvel.GDD.10 Alarm of 17"));
 }
 
-TEST_F(AlarmSync, Takes_the_first_event_that_pairs_and_leaves_the_others) {
+TEST_F(AlarmSyncTest, Takes_the_first_event_that_pairs_and_leaves_the_others) {
   ServiceHolds("17", {{10, 0, "Fault"}, {11, 0, "Alarm"}, {20, 1, "Warning"}});
   platform().proxy.HasActive(12, 0, kAlarm);
   platform().proxy.HasActive(11, 0, kAlarm);
@@ -99,7 +99,7 @@ TEST_F(AlarmSync, Takes_the_first_event_that_pairs_and_leaves_the_others) {
                           "7 SyncAlarms: unprocessed device events (2) that need posted"));
 }
 
-TEST_F(AlarmSync, Takes_the_first_of_two_alarms_that_pair) {
+TEST_F(AlarmSyncTest, Takes_the_first_of_two_alarms_that_pair) {
   ServiceHolds("17", {{10, 0, "Warning"}, {10, 0, "Fault"}});
   platform().proxy.HasActive(10, 0, kFault);
   mgr->SyncAlarms();
@@ -107,7 +107,7 @@ TEST_F(AlarmSync, Takes_the_first_of_two_alarms_that_pair) {
   EXPECT_EQ(SyncLog()[0], "7 SyncAlarms: gdd(10) event state the same (Fault)");
 }
 
-TEST_F(AlarmSync, Compares_states_by_length_and_bytes) {
+TEST_F(AlarmSyncTest, Compares_states_by_length_and_bytes) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   platform().stateTexts[kAlarm] = "ALARM";
   platform().proxy.HasActive(10, 0, kAlarm);
@@ -115,7 +115,7 @@ TEST_F(AlarmSync, Compares_states_by_length_and_bytes) {
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 ALARM of 17"));
 }
 
-TEST_F(AlarmSync, A_state_that_begins_like_the_other_is_another_one) {
+TEST_F(AlarmSyncTest, A_state_that_begins_like_the_other_is_another_one) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   for (const char* state : {"Alar", "Alarms", ""}) {
     service.forget();
@@ -127,7 +127,7 @@ TEST_F(AlarmSync, A_state_that_begins_like_the_other_is_another_one) {
   }
 }
 
-TEST_F(AlarmSync, Pairs_by_the_whole_number_and_argument) {
+TEST_F(AlarmSyncTest, Pairs_by_the_whole_number_and_argument) {
   platform().proxy.HasModules(20, 4);
   ServiceHolds("17", {{65536 + 20, 1, "Fault"}, {20, 65536 + 1, "Fault"}});
   platform().proxy.HasActive(20, 1, kFault);
@@ -137,7 +137,7 @@ TEST_F(AlarmSync, Pairs_by_the_whole_number_and_argument) {
                           "Zarvel.GDD.20:1 Fault of 17"));
 }
 
-TEST_F(AlarmSync, Counts_what_it_clears_and_posts_before_it_does) {
+TEST_F(AlarmSyncTest, Counts_what_it_clears_and_posts_before_it_does) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   platform().proxy.HasActive(11, 0, kAlarm);
   std::vector<size_t> posts;
@@ -149,7 +149,7 @@ TEST_F(AlarmSync, Counts_what_it_clears_and_posts_before_it_does) {
   EXPECT_THAT(Documents(), SizeIs(2));
 }
 
-TEST_F(AlarmSync, Two_chassis_of_one_device_are_both_made_the_devices) {
+TEST_F(AlarmSyncTest, Two_chassis_of_one_device_are_both_made_the_devices) {
   platform().cloud.chassis = {{"17", 1}, {"18", 1}};
   ServiceHolds("17", {});
   ServiceHolds("18", {{10, 0, "Alarm"}});
@@ -160,7 +160,7 @@ TEST_F(AlarmSync, Two_chassis_of_one_device_are_both_made_the_devices) {
                                     "Zarvel.GDD.11 Alarm of 18"));
 }
 
-TEST_F(AlarmSync, A_device_without_active_events_clears_everything_in_order) {
+TEST_F(AlarmSyncTest, A_device_without_active_events_clears_everything_in_order) {
   ServiceHolds("17", {{10, 0, "Warning"}, {11, 0, "Alarm"}, {20, 3, "Fault"}});
   mgr->SyncAlarms();
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.20:3 cleared of 17", "Zarvel.GDD.11 cleared of 17",
@@ -170,7 +170,7 @@ TEST_F(AlarmSync, A_device_without_active_events_clears_everything_in_order) {
                                      "posted"));
 }
 
-TEST_F(AlarmSync, A_service_without_alarms_is_posted_everything_in_order) {
+TEST_F(AlarmSyncTest, A_service_without_alarms_is_posted_everything_in_order) {
   ServiceHolds("17", {});
   platform().proxy.HasActive(20, 3, kFault);
   platform().proxy.HasActive(10, 0, kWarning);
@@ -183,14 +183,14 @@ TEST_F(AlarmSync, A_service_without_alarms_is_posted_everything_in_order) {
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.10"), "Warning");
 }
 
-TEST_F(AlarmSync, Nothing_on_either_side_posts_nothing) {
+TEST_F(AlarmSyncTest, Nothing_on_either_side_posts_nothing) {
   ServiceHolds("17", {});
   mgr->SyncAlarms();
   EXPECT_THAT(Documents(), IsEmpty());
   EXPECT_THAT(SyncLog(), SizeIs(2));
 }
 
-TEST_F(AlarmSync, A_clearing_document_keeps_the_services_alarm_and_is_stamped_now) {
+TEST_F(AlarmSyncTest, A_clearing_document_keeps_the_services_alarm_and_is_stamped_now) {
   ServiceHolds("17", {{20, 2, "Alarm", "Old text."}});
   platform().sleeps.hook = [](uint64_t) { platform().clock.now += 60; };
   mgr->SyncAlarms();
@@ -203,7 +203,7 @@ TEST_F(AlarmSync, A_clearing_document_keeps_the_services_alarm_and_is_stamped_no
                   R"( "Created": "2026-03-05T13:07:09+0000"})"));
 }
 
-TEST_F(AlarmSync, Clears_with_the_literal_word_whatever_the_platforms_text) {
+TEST_F(AlarmSyncTest, Clears_with_the_literal_word_whatever_the_platforms_text) {
   fakes::SetClearedText("Normal");
   platform().stateTexts[kCleared] = "Normal";
   ServiceHolds("17", {{20, 2, "Alarm", "Old text."}});
@@ -217,7 +217,7 @@ TEST_F(AlarmSync, Clears_with_the_literal_word_whatever_the_platforms_text) {
                           R"( "Created": "2026-03-05T13:08:09+0000"})"));
 }
 
-TEST_F(AlarmSync, Clears_at_the_service_and_not_in_the_tracker) {
+TEST_F(AlarmSyncTest, Clears_at_the_service_and_not_in_the_tracker) {
   mgr->PostEventForAlarmToCloud(Alarm(10, -1, "Alarm"), "17", kUuid);
   service.forget();
   ServiceHolds("17", {{10, 0, "Alarm"}});
@@ -226,7 +226,7 @@ TEST_F(AlarmSync, Clears_at_the_service_and_not_in_the_tracker) {
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.10"), "Alarm");
 }
 
-TEST_F(AlarmSync, Forgets_a_failed_clearing_until_the_next_one) {
+TEST_F(AlarmSyncTest, Forgets_a_failed_clearing_until_the_next_one) {
   ServiceHolds("17", {{10, 0, "Alarm"}, {11, 0, "Alarm"}});
   service.answersOnce("POST", kEventsPath, 500);
   mgr->SyncAlarms();
@@ -238,7 +238,7 @@ TEST_F(AlarmSync, Forgets_a_failed_clearing_until_the_next_one) {
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 cleared of 17"));
 }
 
-TEST_F(AlarmSync, Failed_posts_do_not_stop_it) {
+TEST_F(AlarmSyncTest, Failed_posts_do_not_stop_it) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   platform().proxy.HasActive(11, 0, kAlarm);
   platform().proxy.HasActive(12, 0, kAlarm);
@@ -249,7 +249,7 @@ TEST_F(AlarmSync, Failed_posts_do_not_stop_it) {
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.11"), "");
 }
 
-TEST_F(AlarmSync, Reads_then_asks_the_device_waits_2_seconds_and_posts) {
+TEST_F(AlarmSyncTest, Reads_then_asks_the_device_waits_2_seconds_and_posts) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   std::vector<std::string> before;
   platform().sleeps.hook = [&](uint64_t) {
@@ -264,7 +264,7 @@ TEST_F(AlarmSync, Reads_then_asks_the_device_waits_2_seconds_and_posts) {
   EXPECT_THAT(service.requests(), SizeIs(5));
 }
 
-TEST_F(AlarmSync, An_event_that_comes_during_the_wait_counts_as_active) {
+TEST_F(AlarmSyncTest, An_event_that_comes_during_the_wait_counts_as_active) {
   ServiceHolds("17", {});
   platform().proxy.HasActive(10, 0, kAlarm);
   platform().sleeps.hook = [this](uint64_t) { Notified(11, 0, kFault); };
@@ -273,7 +273,7 @@ TEST_F(AlarmSync, An_event_that_comes_during_the_wait_counts_as_active) {
   EXPECT_FALSE(mgr->HasEvents());
 }
 
-TEST_F(AlarmSync, Waits_for_active_events_that_come_later) {
+TEST_F(AlarmSyncTest, Waits_for_active_events_that_come_later) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   platform().proxy.activeEventsAnswered = false;
   platform().sleeps.hook = [this](uint64_t) { Notified(10, 0, kAlarm); };
@@ -281,7 +281,7 @@ TEST_F(AlarmSync, Waits_for_active_events_that_come_later) {
   EXPECT_THAT(Posted(), IsEmpty());
 }
 
-TEST_F(AlarmSync, A_failed_query_of_the_device_clears_everything) {
+TEST_F(AlarmSyncTest, A_failed_query_of_the_device_clears_everything) {
   ServiceHolds("17", {{10, 0, "Alarm"}});
   platform().proxy.HasActive(10, 0, kAlarm);
   platform().proxy.activeEventsStatus = 3;
@@ -291,14 +291,14 @@ TEST_F(AlarmSync, A_failed_query_of_the_device_clears_everything) {
                                   "managed device: 1; status: 3"));
 }
 
-TEST_F(AlarmSync, An_unreadable_list_posts_every_active_event_anew) {
+TEST_F(AlarmSyncTest, An_unreadable_list_posts_every_active_event_anew) {
   platform().proxy.HasActive(10, 0, kAlarm);
   platform().proxy.HasActive(11, 0, kAlarm);
   mgr->SyncAlarms();  // the service answers 404
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17", "Zarvel.GDD.11 Alarm of 17"));
 }
 
-TEST_F(AlarmSync, Without_a_proxy_takes_what_is_queued) {
+TEST_F(AlarmSyncTest, Without_a_proxy_takes_what_is_queued) {
   ServiceHolds("17", {});
   Notified(10, 0, kAlarm);
   mgr->SetPldProxy(nullptr);

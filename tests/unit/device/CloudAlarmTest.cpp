@@ -21,7 +21,7 @@ struct EarlyAlarm {
 };
 EarlyAlarm g_early __attribute__((init_priority(101)));
 
-class CloudAlarmRecord : public fakes::PlatformTest {
+class CloudAlarmRecordTest : public fakes::PlatformTest {
  protected:
   static std::string MessageIdOf(uint32_t eventId, int32_t instance) {
     CloudAlarm alarm;
@@ -64,7 +64,7 @@ class CloudAlarmRecord : public fakes::PlatformTest {
   }
 };
 
-TEST_F(CloudAlarmRecord, Starts_cleared_without_identity_and_times) {
+TEST_F(CloudAlarmRecordTest, Starts_cleared_without_identity_and_times) {
   const CloudAlarm alarm;
   EXPECT_EQ(alarm.GetEventId(), 0u);
   EXPECT_EQ(alarm.GetMessageId(), "");
@@ -77,7 +77,7 @@ TEST_F(CloudAlarmRecord, Starts_cleared_without_identity_and_times) {
   EXPECT_EQ(alarm.GetCloudRef(), "");
 }
 
-TEST_F(CloudAlarmRecord, Identifier_is_prefix_number_and_instance) {
+TEST_F(CloudAlarmRecordTest, Identifier_is_prefix_number_and_instance) {
   EXPECT_EQ(MessageIdOf(1234, -1), "Zarvel.GDD.1234");
   EXPECT_EQ(MessageIdOf(1234, 2), "Zarvel.GDD.1234:2");
   EXPECT_EQ(MessageIdOf(7, -1), "Zarvel.GDD.7");
@@ -86,7 +86,7 @@ TEST_F(CloudAlarmRecord, Identifier_is_prefix_number_and_instance) {
   EXPECT_EQ(MessageIdOf(UINT_MAX, INT_MAX), "Zarvel.GDD.4294967295:2147483647");
 }
 
-TEST_F(CloudAlarmRecord, A_second_identifier_replaces_the_first) {
+TEST_F(CloudAlarmRecordTest, A_second_identifier_replaces_the_first) {
   CloudAlarm alarm;
   alarm.SetEventId(1234, 2);
   alarm.SetEventId(7, -1);
@@ -94,11 +94,11 @@ TEST_F(CloudAlarmRecord, A_second_identifier_replaces_the_first) {
   EXPECT_EQ(alarm.GetMessageId(), "Zarvel.GDD.7");
 }
 
-TEST_F(CloudAlarmRecord, Identifier_prefix_is_there_before_any_static_object) {
+TEST_F(CloudAlarmRecordTest, Identifier_prefix_is_there_before_any_static_object) {
   EXPECT_EQ(g_early.alarm.GetMessageId(), "Zarvel.GDD.1234:2");
 }
 
-TEST_F(CloudAlarmRecord, An_active_state_stamps_the_creation_alone) {
+TEST_F(CloudAlarmRecordTest, An_active_state_stamps_the_creation_alone) {
   CloudAlarm alarm;
   alarm.SetState("Alarm");
   EXPECT_EQ(alarm.GetSeverity(), "Alarm");
@@ -106,7 +106,7 @@ TEST_F(CloudAlarmRecord, An_active_state_stamps_the_creation_alone) {
   EXPECT_EQ(alarm.GetClearedTime(), "");
 }
 
-TEST_F(CloudAlarmRecord, The_cleared_state_stamps_the_clearing_and_keeps_the_creation) {
+TEST_F(CloudAlarmRecordTest, The_cleared_state_stamps_the_clearing_and_keeps_the_creation) {
   CloudAlarm alarm;
   alarm.SetState("Alarm");
   fakes::platform().clock.now += 60;
@@ -116,7 +116,7 @@ TEST_F(CloudAlarmRecord, The_cleared_state_stamps_the_clearing_and_keeps_the_cre
   EXPECT_EQ(alarm.GetClearedTime(), kLater);
 }
 
-TEST_F(CloudAlarmRecord, Each_change_of_state_stamps_anew) {
+TEST_F(CloudAlarmRecordTest, Each_change_of_state_stamps_anew) {
   CloudAlarm alarm;
   alarm.SetState("Cleared");
   alarm.SetState("Warning");
@@ -126,7 +126,7 @@ TEST_F(CloudAlarmRecord, Each_change_of_state_stamps_anew) {
   EXPECT_EQ(alarm.GetClearedTime(), kNow);
 }
 
-TEST_F(CloudAlarmRecord, Times_are_local_with_an_offset_without_colon) {
+TEST_F(CloudAlarmRecordTest, Times_are_local_with_an_offset_without_colon) {
   fakes::SetTimeZone("CET-1");
   CloudAlarm alarm;
   alarm.SetState("Alarm");
@@ -136,7 +136,7 @@ TEST_F(CloudAlarmRecord, Times_are_local_with_an_offset_without_colon) {
   EXPECT_EQ(alarm.GetClearedTime(), "2026-03-05T09:37:09-0330");
 }
 
-TEST_F(CloudAlarmRecord, Times_have_room_for_a_year_of_more_digits) {
+TEST_F(CloudAlarmRecordTest, Times_have_room_for_a_year_of_more_digits) {
   fakes::platform().clock.now = 253402300800;  // 10000-01-01T00:00:00Z
   CloudAlarm alarm;
   alarm.SetState("Alarm");
@@ -145,7 +145,7 @@ TEST_F(CloudAlarmRecord, Times_have_room_for_a_year_of_more_digits) {
   EXPECT_EQ(alarm.GetClearedTime(), "10000-01-01T00:00:00+0000");
 }
 
-TEST_F(CloudAlarmRecord, The_cleared_text_is_compared_by_length_and_bytes) {
+TEST_F(CloudAlarmRecordTest, The_cleared_text_is_compared_by_length_and_bytes) {
   EXPECT_TRUE(StampsCleared("Cleared"));
   EXPECT_FALSE(StampsCleared("cleared"));
   EXPECT_FALSE(StampsCleared("Clear"));
@@ -154,14 +154,14 @@ TEST_F(CloudAlarmRecord, The_cleared_text_is_compared_by_length_and_bytes) {
   EXPECT_FALSE(StampsCleared(""));
 }
 
-TEST_F(CloudAlarmRecord, The_platform_says_what_its_cleared_text_is) {
+TEST_F(CloudAlarmRecordTest, The_platform_says_what_its_cleared_text_is) {
   fakes::SetClearedText("Normal");
   EXPECT_TRUE(StampsCleared("Normal"));
   EXPECT_FALSE(StampsCleared("Cleared"));
   EXPECT_EQ(CloudAlarm().GetSeverity(), "Cleared");
 }
 
-TEST_F(CloudAlarmRecord, Is_copied_field_by_field) {
+TEST_F(CloudAlarmRecordTest, Is_copied_field_by_field) {
   CloudAlarm original;
   Fill(original);
   const CloudAlarm copy(original);

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "CloudAlarmFixture.h"
+#include "AlarmTest.h"
 
 namespace {
 
@@ -48,7 +48,7 @@ constexpr char kWarnings[] =
     "/redfish/v1/Oem/Quorvan:Events?OriginOfCondition=17&Cleared=false&Severity=Warning";
 constexpr size_t kTenMegabytes = 10u << 20;
 
-class AlarmList : public AlarmTest {
+class AlarmListTest : public AlarmTest {
  protected:
   void SetUp() override {
     AlarmTest::SetUp();
@@ -84,7 +84,7 @@ class AlarmList : public AlarmTest {
   std::vector<CloudAlarm> alarms;
 };
 
-TEST_F(AlarmList, Is_asked_for_faults_alarms_and_warnings_with_the_token) {
+TEST_F(AlarmListTest, Is_asked_for_faults_alarms_and_warnings_with_the_token) {
   Read();
   EXPECT_THAT(service.lines(),
               ElementsAre(std::string("GET ") + kFaults, std::string("GET ") + kAlarms,
@@ -97,22 +97,22 @@ TEST_F(AlarmList, Is_asked_for_faults_alarms_and_warnings_with_the_token) {
                                  "7 ProcessAlarmList: number of active events: 0"));
 }
 
-TEST_F(AlarmList, Is_read_by_the_client_that_is_given) {
+TEST_F(AlarmListTest, Is_read_by_the_client_that_is_given) {
   ServiceHolds("17", {{11, 2, "Alarm"}});
   mgr->SetHttpsClient(nullptr);
   EXPECT_THAT(Read(), ElementsAre("Zarvel.GDD.11:2 Alarm"));
 }
 
-TEST_F(AlarmList, Names_the_origin_as_it_is) {
+TEST_F(AlarmListTest, Names_the_origin_as_it_is) {
   mgr->ReadAlarmsFromCloudForChassis(&client, "a b&c/\xC3\xBC", alarms);
   EXPECT_EQ(service.lines()[0],
             "GET /redfish/v1/Oem/Quorvan:Events?OriginOfCondition=a b&c/\xC3\xBC"
             "&Cleared=false&Severity=Fault");
 }
 
-TEST_F(AlarmList, Of_the_last_reading_is_forgotten) { EXPECT_THAT(Read(), IsEmpty()); }
+TEST_F(AlarmListTest, Of_the_last_reading_is_forgotten) { EXPECT_THAT(Read(), IsEmpty()); }
 
-TEST_F(AlarmList, Holds_faults_then_alarms_then_warnings_in_the_order_of_the_service) {
+TEST_F(AlarmListTest, Holds_faults_then_alarms_then_warnings_in_the_order_of_the_service) {
   ServiceHolds("17", {{10, 0, "Warning"},
                       {11, 2, "Alarm"},
                       {11, 0, "Alarm"},
@@ -123,7 +123,7 @@ TEST_F(AlarmList, Holds_faults_then_alarms_then_warnings_in_the_order_of_the_ser
                           "Zarvel.GDD.10 Warning", "Zarvel.GDD.11:1 Warning"));
 }
 
-TEST_F(AlarmList, Each_list_is_followed_by_its_events) {
+TEST_F(AlarmListTest, Each_list_is_followed_by_its_events) {
   ServiceHolds("17", {{10, 0, "Warning"}, {11, 3, "Fault"}});
   Read();
   EXPECT_THAT(service.lines(), ElementsAre(std::string("GET ") + kFaults, "GET /event/1",
@@ -132,7 +132,7 @@ TEST_F(AlarmList, Each_list_is_followed_by_its_events) {
   EXPECT_EQ(service.requests()[1].Header("X-Auth-Token"), "token-1");
 }
 
-TEST_F(AlarmList, Traces_every_event) {
+TEST_F(AlarmListTest, Traces_every_event) {
   const HeldAlarm held = {10, 0, "Warning"};
   service.answers("GET", "/event/1", 200, EventOf(held));
   EXPECT_THAT(Process(R"([{"@odata.id": "/event/1"}])"), SizeIs(1));
@@ -142,34 +142,34 @@ TEST_F(AlarmList, Traces_every_event) {
                                  "7 ProcessAlarmList: Got specific event: " + EventOf(held)));
 }
 
-TEST_F(AlarmList, Is_added_to_what_was_read_before) {
+TEST_F(AlarmListTest, Is_added_to_what_was_read_before) {
   service.answers("GET", "/event/1", 200, EventOf({10, 0, "Warning"}));
   Process(R"([{"@odata.id": "/event/1"}])");
   EXPECT_THAT(Process(R"([{"@odata.id": "/event/1"}, {"@odata.id": "/event/1"}])"), SizeIs(3));
 }
 
-TEST_F(AlarmList, Is_not_asked_for_without_URL) {
+TEST_F(AlarmListTest, Is_not_asked_for_without_URL) {
   platform().cloud.fails["GetUrl"] = 4;
   EXPECT_THAT(Read(), IsEmpty());
   EXPECT_THAT(service.requests(), IsEmpty());
   EXPECT_THAT(Log(), ElementsAre("3 ReadAlarmsFromCloudForChassis: Failed(4) to read URL"));
 }
 
-TEST_F(AlarmList, Is_not_asked_for_without_token_and_says_nothing) {
+TEST_F(AlarmListTest, Is_not_asked_for_without_token_and_says_nothing) {
   platform().cloud.fails["GetXAuthToken"] = 5;
   EXPECT_THAT(Read(), IsEmpty());
   EXPECT_THAT(service.requests(), IsEmpty());
   EXPECT_THAT(Log(), IsEmpty());
 }
 
-TEST_F(AlarmList, Missing_URL_is_told_when_the_token_is_missing_too) {
+TEST_F(AlarmListTest, Missing_URL_is_told_when_the_token_is_missing_too) {
   platform().cloud.fails["GetUrl"] = 4;
   platform().cloud.fails["GetXAuthToken"] = 5;
   EXPECT_THAT(Read(), IsEmpty());
   EXPECT_THAT(Log(), ElementsAre("3 ReadAlarmsFromCloudForChassis: Failed(4) to read URL"));
 }
 
-TEST_F(AlarmList, A_refused_query_does_not_stop_the_others) {
+TEST_F(AlarmListTest, A_refused_query_does_not_stop_the_others) {
   ServiceHolds("17", {{10, 0, "Warning"}, {11, 2, "Fault"}});
   service.answers("GET", kFaults, 500, "broken");
   EXPECT_THAT(Read(), ElementsAre("Zarvel.GDD.10 Warning"));
@@ -178,7 +178,7 @@ TEST_F(AlarmList, A_refused_query_does_not_stop_the_others) {
                                       kFaults + "  resp: "));
 }
 
-TEST_F(AlarmList, A_rejected_token_is_told_with_header_and_body) {
+TEST_F(AlarmListTest, A_rejected_token_is_told_with_header_and_body) {
   service.answers("GET", kAlarms, 403, "go away", {"Server: s"});
   EXPECT_THAT(Read(), IsEmpty());
   EXPECT_THAT(Log(3), ElementsAre("3 AskForEvents: herr(9)  hdr: HTTP/1.1 403 Forbidden\r\n"
@@ -187,7 +187,7 @@ TEST_F(AlarmList, A_rejected_token_is_told_with_header_and_body) {
                                       kAlarms + "  resp: go away"));
 }
 
-TEST_F(AlarmList, A_redirect_is_told_and_not_followed) {
+TEST_F(AlarmListTest, A_redirect_is_told_and_not_followed) {
   service.answers("GET", kWarnings, 302, "elsewhere", {"Location: /x"});
   EXPECT_THAT(Read(), IsEmpty());
   EXPECT_THAT(Log(3), ElementsAre("3 AskForEvents: herr(7)  hdr: HTTP/1.1 302 Found\r\n"
@@ -197,7 +197,7 @@ TEST_F(AlarmList, A_redirect_is_told_and_not_followed) {
   EXPECT_THAT(service.requests(), SizeIs(3));
 }
 
-TEST_F(AlarmList, A_query_answers_whether_it_delivered_a_document) {
+TEST_F(AlarmListTest, A_query_answers_whether_it_delivered_a_document) {
   std::string document = "as it was";
   service.answers("GET", kFaults, 404);
   EXPECT_FALSE(mgr->AskForEvents("Fault", "17", &client, document, kBase, "token-2"));
@@ -208,7 +208,7 @@ TEST_F(AlarmList, A_query_answers_whether_it_delivered_a_document) {
   EXPECT_EQ(service.requests().back().Header("X-Auth-Token"), "token-2");
 }
 
-TEST_F(AlarmList, Of_another_type_holds_nothing) {
+TEST_F(AlarmListTest, Of_another_type_holds_nothing) {
   for (const char* list :
        {R"({"Members": [{"@odata.id": "/event/1"}]})", "\"text\"", "5", "null", "true"}) {
     ForgetLog();
@@ -218,7 +218,7 @@ TEST_F(AlarmList, Of_another_type_holds_nothing) {
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(AlarmList, That_is_not_JSON_is_told_and_skipped) {
+TEST_F(AlarmListTest, That_is_not_JSON_is_told_and_skipped) {
   ServiceHolds("17", {{10, 0, "Warning"}});
   ServiceLists("17", "Fault", "<html>");
   ServiceLists("17", "Alarm", "[1, 2");
@@ -229,7 +229,7 @@ TEST_F(AlarmList, That_is_not_JSON_is_told_and_skipped) {
                                   "of file) to parse alarm list ([1, 2)"));
 }
 
-TEST_F(AlarmList, With_an_empty_body_is_told_and_skipped) {
+TEST_F(AlarmListTest, With_an_empty_body_is_told_and_skipped) {
   ServiceHolds("17", {{10, 0, "Warning"}});
   ServiceLists("17", "Fault", "");
   EXPECT_THAT(Read(), ElementsAre("Zarvel.GDD.10 Warning"));
@@ -237,7 +237,7 @@ TEST_F(AlarmList, With_an_empty_body_is_told_and_skipped) {
                                   "end of file) to parse alarm list ()"));
 }
 
-TEST_F(AlarmList, Of_10_MB_that_is_not_JSON_is_told_whole_and_skipped) {
+TEST_F(AlarmListTest, Of_10_MB_that_is_not_JSON_is_told_whole_and_skipped) {
   ServiceHolds("17", {{10, 0, "Warning"}});
   const std::string list(kTenMegabytes, 'x');
   ServiceLists("17", "Fault", list);
@@ -246,7 +246,7 @@ TEST_F(AlarmList, Of_10_MB_that_is_not_JSON_is_told_whole_and_skipped) {
   EXPECT_TRUE(Log(3)[0].find(") to parse alarm list (" + list + ")") != std::string::npos);
 }
 
-TEST_F(AlarmList, Of_10_MB_is_read_to_its_last_element) {
+TEST_F(AlarmListTest, Of_10_MB_is_read_to_its_last_element) {
   service.answers("GET", "/event/1", 200, EventOf({10, 0, "Warning"}));
   std::string list = "[";
   constexpr int kElements = 10000;
@@ -257,7 +257,7 @@ TEST_F(AlarmList, Of_10_MB_is_read_to_its_last_element) {
   EXPECT_THAT(Log(3), SizeIs(kElements));
 }
 
-TEST_F(AlarmList, Nested_deeper_than_can_be_parsed_is_told_and_skipped) {
+TEST_F(AlarmListTest, Nested_deeper_than_can_be_parsed_is_told_and_skipped) {
   ServiceHolds("17", {{10, 0, "Warning"}});
   ServiceLists("17", "Fault", std::string(100000, '[') + std::string(100000, ']'));
   EXPECT_THAT(Read(), ElementsAre("Zarvel.GDD.10 Warning"));
@@ -268,13 +268,13 @@ TEST_F(AlarmList, Nested_deeper_than_can_be_parsed_is_told_and_skipped) {
                                 EndsWith("]]])"))));
 }
 
-TEST_F(AlarmList, Nested_deep_is_an_element_without_reference) {
+TEST_F(AlarmListTest, Nested_deep_is_an_element_without_reference) {
   EXPECT_THAT(Process(std::string(2000, '[') + std::string(2000, ']')), IsEmpty());
   EXPECT_THAT(Log(), ElementsAre("7 ProcessAlarmList: number of active events: 1",
                                  "3 ProcessAlarmList: Failed to get odata object for index: 0"));
 }
 
-TEST_F(AlarmList, Elements_without_a_reference_text_are_told_and_skipped) {
+TEST_F(AlarmListTest, Elements_without_a_reference_text_are_told_and_skipped) {
   service.answers("GET", "/event/1", 200, EventOf({10, 0, "Warning"}));
   EXPECT_THAT(Process(R"([null, 1, "/event/1", [], {}, {"@odata.id": 5}, {"@odata.id": null},
                           {"@odata.id": {"@odata.id": "/event/1"}}, {"@odata.id": "/event/1"}])"),
@@ -290,7 +290,7 @@ TEST_F(AlarmList, Elements_without_a_reference_text_are_told_and_skipped) {
   EXPECT_THAT(service.lines(), ElementsAre("GET /event/1"));
 }
 
-TEST_F(AlarmList, An_absent_element_is_told_and_skipped) {
+TEST_F(AlarmListTest, An_absent_element_is_told_and_skipped) {
   service.answers("GET", "/event/1", 200, EventOf({10, 0, "Warning"}));
   service.answers("GET", "/event/4", 200, "[]");
   g_missingElement = 1;
@@ -301,32 +301,32 @@ TEST_F(AlarmList, An_absent_element_is_told_and_skipped) {
   EXPECT_THAT(service.lines(), ElementsAre("GET /event/4", "GET /event/1"));
 }
 
-TEST_F(AlarmList, Of_several_lines_that_is_not_JSON_is_told_by_position) {
+TEST_F(AlarmListTest, Of_several_lines_that_is_not_JSON_is_told_by_position) {
   Process("[1,\n2,\n]");
   EXPECT_THAT(Log(3), ElementsAre("3 ProcessAlarmList: Failed(pos: 8  text: unexpected token near "
                                   "']') to parse alarm list ([1,\n2,\n])"));
 }
 
-TEST_F(AlarmList, Takes_the_last_of_two_members_of_one_name) {
+TEST_F(AlarmListTest, Takes_the_last_of_two_members_of_one_name) {
   service.answers("GET", "/event/1", 200, EventOf({10, 0, "Warning"}));
   EXPECT_THAT(Process(R"([{"@odata.id": "/event/2", "@odata.id": "/event/1"}])"),
               ElementsAre("Zarvel.GDD.10 Warning"));
   EXPECT_THAT(service.lines(), ElementsAre("GET /event/1"));
 }
 
-TEST_F(AlarmList, An_empty_reference_reads_the_base_URL) {
+TEST_F(AlarmListTest, An_empty_reference_reads_the_base_URL) {
   Process(R"([{"@odata.id": ""}])");
   EXPECT_EQ(service.requests()[0].url, kBase);
 }
 
-TEST_F(AlarmList, A_reference_without_a_slash_is_appended_as_it_is) {
+TEST_F(AlarmListTest, A_reference_without_a_slash_is_appended_as_it_is) {
   Process(R"([{"@odata.id": "event/1"}, {"@odata.id": "?e=1"}])");
   ASSERT_THAT(service.requests(), SizeIs(2));
   EXPECT_EQ(service.requests()[0].url, "https://cloud.exampleevent/1");
   EXPECT_EQ(service.requests()[1].url, "https://cloud.example?e=1");
 }
 
-TEST_F(AlarmList, Events_that_cannot_be_had_are_told_and_skipped) {
+TEST_F(AlarmListTest, Events_that_cannot_be_had_are_told_and_skipped) {
   service.answers("GET", "/event/1", 404)
       .answers("GET", "/event/2", 302)
       .answers("GET", "/event/3", 403)
@@ -342,7 +342,7 @@ TEST_F(AlarmList, Events_that_cannot_be_had_are_told_and_skipped) {
                                   "https://cloud.example/event/3"));
 }
 
-TEST_F(AlarmList, An_event_with_an_empty_body_is_skipped) {
+TEST_F(AlarmListTest, An_event_with_an_empty_body_is_skipped) {
   service.answers("GET", "/event/1", 200, "");
   service.answers("GET", "/event/2", 200, EventOf({10, 0, "Warning"}));
   EXPECT_THAT(Process(R"([{"@odata.id": "/event/1"}, {"@odata.id": "/event/2"}])"),
@@ -352,7 +352,7 @@ TEST_F(AlarmList, An_event_with_an_empty_body_is_skipped) {
   EXPECT_EQ(Log()[3], "7 ProcessAlarmList: Got specific event: ");
 }
 
-TEST_F(AlarmList, A_trailer_cuts_the_front_of_the_body) {
+TEST_F(AlarmListTest, A_trailer_cuts_the_front_of_the_body) {
   service.answers("GET", "/event/1", 200, EventOf({10, 0, "Warning"}));
   AnswersWithTrailer("/event/1", "A: b\r\n");
   EXPECT_THAT(Process(R"([{"@odata.id": "/event/1"}])"), IsEmpty());
@@ -360,7 +360,7 @@ TEST_F(AlarmList, A_trailer_cuts_the_front_of_the_body) {
                               EventOf({10, 0, "Warning"}).substr(6)));
 }
 
-TEST_F(AlarmList, That_cannot_be_cut_is_told_and_the_next_one_is_asked_for) {
+TEST_F(AlarmListTest, That_cannot_be_cut_is_told_and_the_next_one_is_asked_for) {
   ServiceHolds("17", {{11, 3, "Fault"}, {10, 0, "Warning"}});
   AnswersWithTrailer(kAlarms, kLongTrailer);
   EXPECT_THAT(Read(), ElementsAre("Zarvel.GDD.11:3 Fault", "Zarvel.GDD.10 Warning"));
@@ -370,7 +370,7 @@ TEST_F(AlarmList, That_cannot_be_cut_is_told_and_the_next_one_is_asked_for) {
   ExpectReleased();
 }
 
-TEST_F(AlarmList, Of_answers_that_cannot_be_cut_is_told_once_a_request_and_empty) {
+TEST_F(AlarmListTest, Of_answers_that_cannot_be_cut_is_told_once_a_request_and_empty) {
   for (const char* path : {kFaults, kAlarms, kWarnings}) AnswersWithTrailer(path, kLongTrailer);
   service.answers("GET", kAlarms, 403);
   EXPECT_THAT(Read(), IsEmpty());
@@ -379,7 +379,7 @@ TEST_F(AlarmList, Of_answers_that_cannot_be_cut_is_told_once_a_request_and_empty
   EXPECT_THAT(Log(), ElementsAre(line + kFaults, line + kAlarms, line + kWarnings));
 }
 
-TEST_F(AlarmList, A_query_whose_answer_cannot_be_cut_delivers_no_document) {
+TEST_F(AlarmListTest, A_query_whose_answer_cannot_be_cut_delivers_no_document) {
   std::string document = "as it was";
   service.answers("GET", kFaults, 200, "[]");
   AnswersWithTrailer(kFaults, kLongTrailer);
@@ -387,7 +387,7 @@ TEST_F(AlarmList, A_query_whose_answer_cannot_be_cut_delivers_no_document) {
   EXPECT_EQ(document, "as it was");
 }
 
-TEST_F(AlarmList, An_event_that_cannot_be_cut_is_told_and_the_next_one_is_read) {
+TEST_F(AlarmListTest, An_event_that_cannot_be_cut_is_told_and_the_next_one_is_read) {
   service.answers("GET", "/event/1", 200, "{}").answers("GET", "/event/2", 403);
   service.answers("GET", "/event/3", 200, EventOf({10, 0, "Warning"}));
   AnswersWithTrailer("/event/1", kLongTrailer);
@@ -401,7 +401,7 @@ TEST_F(AlarmList, An_event_that_cannot_be_cut_is_told_and_the_next_one_is_read) 
   ExpectReleased();
 }
 
-TEST_F(AlarmList, Is_read_cleanly_after_an_answer_that_could_not_be_cut) {
+TEST_F(AlarmListTest, Is_read_cleanly_after_an_answer_that_could_not_be_cut) {
   ServiceHolds("17", {{10, 0, "Warning"}});
   AnswersWithTrailer(kWarnings, kLongTrailer);
   EXPECT_THAT(Read(), IsEmpty());
@@ -409,13 +409,13 @@ TEST_F(AlarmList, Is_read_cleanly_after_an_answer_that_could_not_be_cut) {
   EXPECT_THAT(Read(), ElementsAre("Zarvel.GDD.10 Warning"));
 }
 
-TEST_F(AlarmList, What_else_is_raised_is_not_taken_for_an_answer) {
+TEST_F(AlarmListTest, What_else_is_raised_is_not_taken_for_an_answer) {
   fakes::curl().onPerform = [](fakes::Transfer&) { throw std::bad_alloc(); };
   EXPECT_THROW(Read(), std::bad_alloc);
   EXPECT_THAT(Log(), IsEmpty());
 }
 
-TEST_F(AlarmList, Is_cut_wrong_after_a_patch_that_was_answered_with_a_body) {
+TEST_F(AlarmListTest, Is_cut_wrong_after_a_patch_that_was_answered_with_a_body) {
   ServiceHolds("17", {{11, 0, "Fault"}, {10, 0, "Warning"}});
   service.answers("PATCH", "/r", 200, "{\"a\": 1}");
   ASSERT_EQ(client.PatchResource("https://cloud.example/r", "token-1", "{}"), kHttpsOk);
@@ -423,7 +423,7 @@ TEST_F(AlarmList, Is_cut_wrong_after_a_patch_that_was_answered_with_a_body) {
   EXPECT_THAT(Log(3), ElementsAre(HasSubstr("3 ProcessAlarmList: Failed(pos: ")));
 }
 
-TEST_F(AlarmList, Releases_transport_and_locks) {
+TEST_F(AlarmListTest, Releases_transport_and_locks) {
   ServiceHolds("17", {{10, 0, "Warning"}, {11, 2, "Fault"}});
   Read();
   ExpectReleased();

@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "CloudAlarmFixture.h"
+#include "AlarmTest.h"
 
 namespace cloudclient {
 namespace {
@@ -16,7 +16,7 @@ constexpr char kEventsUrl[] =
     "https://cloud.example/redfish/v1/Managers/6f1c1e1a-6c5b-4d0e-9f6e-0a4b5f0d2a11/Oem/"
     "Quorvan:Events";
 
-class EventDocument : public AlarmTest {
+class EventDocumentTest : public AlarmTest {
  protected:
   // Posts an alarm; its document.
   std::string DocumentOf(const CloudAlarm& alarm) {
@@ -38,7 +38,7 @@ class EventDocument : public AlarmTest {
   }
 };
 
-TEST_F(EventDocument, Of_a_state_like_cleared_is_that_of_an_active_alarm) {
+TEST_F(EventDocumentTest, Of_a_state_like_cleared_is_that_of_an_active_alarm) {
   for (const char* state : {"Clear", "Cleared late", "cleared", ""}) {
     EXPECT_NE(DocumentOf(Alarm(1234, -1, state)).find(R"("MessageId": "Zarvel.GDD.1234")"),
               std::string::npos)
@@ -47,13 +47,13 @@ TEST_F(EventDocument, Of_a_state_like_cleared_is_that_of_an_active_alarm) {
   }
 }
 
-TEST_F(EventDocument, Shows_numbers_of_more_than_16_bits) {
+TEST_F(EventDocumentTest, Shows_numbers_of_more_than_16_bits) {
   const std::string document = DocumentOf(Alarm(4294967295u, 70000, "Alarm"));
   EXPECT_NE(document.find(R"("MessageId": "Zarvel.GDD.4294967295:70000")"), std::string::npos);
   EXPECT_NE(document.find(R"("System","70000", null])"), std::string::npos);
 }
 
-TEST_F(EventDocument, Of_an_active_alarm_without_instance) {
+TEST_F(EventDocumentTest, Of_an_active_alarm_without_instance) {
   EXPECT_EQ(DocumentOf(Alarm(1234, -1, "Alarm")),
             R"({ "MessageId": "Zarvel.GDD.1234","Severity": "Alarm",)"
             R"("MessageArgs": ["Unit1","System","0", null],"Message": "Fan failed.",)"
@@ -61,7 +61,7 @@ TEST_F(EventDocument, Of_an_active_alarm_without_instance) {
             R"( "Created": "2026-03-05T13:07:09+0000"})");
 }
 
-TEST_F(EventDocument, Of_an_active_alarm_of_instance_0) {
+TEST_F(EventDocumentTest, Of_an_active_alarm_of_instance_0) {
   EXPECT_EQ(DocumentOf(Alarm(1234, 0, "Warning")),
             R"({ "MessageId": "Zarvel.GDD.1234:0","Severity": "Warning",)"
             R"("MessageArgs": ["Unit1","System","0", null],"Message": "Fan failed.",)"
@@ -69,7 +69,7 @@ TEST_F(EventDocument, Of_an_active_alarm_of_instance_0) {
             R"( "Created": "2026-03-05T13:07:09+0000"})");
 }
 
-TEST_F(EventDocument, Of_an_active_alarm_of_instance_2) {
+TEST_F(EventDocumentTest, Of_an_active_alarm_of_instance_2) {
   EXPECT_EQ(DocumentOf(Alarm(1234, 2, "Fault")),
             R"({ "MessageId": "Zarvel.GDD.1234:2","Severity": "Fault",)"
             R"("MessageArgs": ["Unit1","System","2", null],"Message": "Fan failed.",)"
@@ -77,7 +77,7 @@ TEST_F(EventDocument, Of_an_active_alarm_of_instance_2) {
             R"( "Created": "2026-03-05T13:07:09+0000"})");
 }
 
-TEST_F(EventDocument, Of_a_cleared_alarm_without_instance) {
+TEST_F(EventDocumentTest, Of_a_cleared_alarm_without_instance) {
   EXPECT_EQ(ClearingDocumentOf(Alarm(1234, -1, "Alarm")),
             R"({ "MessageId": "258","Severity": "MESSAGE",)"
             R"("MessageArgs": ["Unit1","System","2026-03-05T13:08:09+0000","Zarvel.GDD.1234"],)"
@@ -86,7 +86,7 @@ TEST_F(EventDocument, Of_a_cleared_alarm_without_instance) {
             R"( "Created": "2026-03-05T13:07:09+0000"})");
 }
 
-TEST_F(EventDocument, Of_a_cleared_alarm_of_instance_0) {
+TEST_F(EventDocumentTest, Of_a_cleared_alarm_of_instance_0) {
   EXPECT_EQ(ClearingDocumentOf(Alarm(1234, 0, "Alarm")),
             R"({ "MessageId": "258","Severity": "MESSAGE",)"
             R"("MessageArgs": ["Unit1","System","2026-03-05T13:08:09+0000","Zarvel.GDD.1234:0"],)"
@@ -95,7 +95,7 @@ TEST_F(EventDocument, Of_a_cleared_alarm_of_instance_0) {
             R"( "Created": "2026-03-05T13:07:09+0000"})");
 }
 
-TEST_F(EventDocument, Of_a_cleared_alarm_of_instance_2) {
+TEST_F(EventDocumentTest, Of_a_cleared_alarm_of_instance_2) {
   EXPECT_EQ(ClearingDocumentOf(Alarm(1234, 2, "Alarm")),
             R"({ "MessageId": "258","Severity": "MESSAGE",)"
             R"("MessageArgs": ["Unit1","System","2026-03-05T13:08:09+0000","Zarvel.GDD.1234:2"],)"
@@ -104,24 +104,24 @@ TEST_F(EventDocument, Of_a_cleared_alarm_of_instance_2) {
             R"( "Created": "2026-03-05T13:07:09+0000"})");
 }
 
-TEST_F(EventDocument, Of_an_alarm_that_never_had_a_state_clears_with_empty_times) {
+TEST_F(EventDocumentTest, Of_an_alarm_that_never_had_a_state_clears_with_empty_times) {
   EXPECT_EQ(DocumentOf(CloudAlarm()),
             R"({ "MessageId": "258","Severity": "MESSAGE",)"
             R"("MessageArgs": ["Unit1","System","",""],"Message": " (Cleared).",)"
             R"("OriginOfCondition": {"@odata.id": "/redfish/v1/Chassis/17"}, "Created": ""})");
 }
 
-TEST_F(EventDocument, Of_an_alarm_without_text_ends_the_message_with_its_full_stop) {
+TEST_F(EventDocumentTest, Of_an_alarm_without_text_ends_the_message_with_its_full_stop) {
   EXPECT_THAT(DocumentOf(Alarm(1, -1, "Alarm", "")), HasSubstr(R"("Message": ".",)"));
 }
 
-TEST_F(EventDocument, Holds_the_argument_and_not_the_instance) {
+TEST_F(EventDocumentTest, Holds_the_argument_and_not_the_instance) {
   CloudAlarm alarm = Alarm(1, 4, "Alarm");
   alarm.SetMessageArg(-3);
   EXPECT_THAT(DocumentOf(alarm), HasSubstr(R"(["Unit1","System","-3", null])"));
 }
 
-TEST_F(EventDocument, Escapes_nothing) {
+TEST_F(EventDocumentTest, Escapes_nothing) {
   CloudAlarm alarm = Alarm(1, -1, "Ala\"rm", "T\xC3\xBCr \"3\" offen\\\n");
   alarm.SetCreated("\"then\"");
   mgr->PostEventForAlarmToCloud(alarm, "1\"7 /", kUuid);
@@ -134,7 +134,7 @@ TEST_F(EventDocument, Escapes_nothing) {
                           "\"Created\": \"\"then\"\"}"));
 }
 
-TEST_F(EventDocument, Only_the_word_Cleared_clears) {
+TEST_F(EventDocumentTest, Only_the_word_Cleared_clears) {
   for (const char* state : {"cleared", "Clear", "Cleared ", "Message", ""}) {
     EXPECT_THAT(
         DocumentOf(Alarm(1, -1, state)),
@@ -142,7 +142,7 @@ TEST_F(EventDocument, Only_the_word_Cleared_clears) {
   }
 }
 
-TEST_F(EventDocument, The_platforms_cleared_text_is_no_clearing_word) {
+TEST_F(EventDocumentTest, The_platforms_cleared_text_is_no_clearing_word) {
   fakes::SetClearedText("Normal");
   EXPECT_EQ(DocumentOf(Alarm(1234, 2, "Normal")),
             R"({ "MessageId": "Zarvel.GDD.1234:2","Severity": "Normal",)"
@@ -151,7 +151,7 @@ TEST_F(EventDocument, The_platforms_cleared_text_is_no_clearing_word) {
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.1234:2"), "Normal");
 }
 
-TEST_F(EventDocument, The_word_Cleared_clears_whatever_the_platforms_text) {
+TEST_F(EventDocumentTest, The_word_Cleared_clears_whatever_the_platforms_text) {
   fakes::SetClearedText("Normal");
   EXPECT_EQ(DocumentOf(Alarm(1234, 2, "Cleared")),
             R"({ "MessageId": "258","Severity": "MESSAGE",)"
@@ -162,7 +162,7 @@ TEST_F(EventDocument, The_word_Cleared_clears_whatever_the_platforms_text) {
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.1234:2"), "");
 }
 
-TEST_F(EventDocument, Is_posted_to_the_events_of_the_manager_with_the_token) {
+TEST_F(EventDocumentTest, Is_posted_to_the_events_of_the_manager_with_the_token) {
   mgr->PostEventForAlarmToCloud(Alarm(1234, -1, "Alarm"), "17", kUuid);
   ASSERT_EQ(service.requests().size(), 1u);
   const fakes::Request& request = service.requests()[0];
@@ -173,13 +173,13 @@ TEST_F(EventDocument, Is_posted_to_the_events_of_the_manager_with_the_token) {
                                  "7 PostEventForAlarmToCloud: doc(" + request.document + ")"));
 }
 
-TEST_F(EventDocument, Goes_to_the_manager_that_is_named) {
+TEST_F(EventDocumentTest, Goes_to_the_manager_that_is_named) {
   platform().cloud.url = "https://cloud.example/";
   mgr->PostEventForAlarmToCloud(Alarm(1234, -1, "Alarm"), "17", "a b/c");
   EXPECT_THAT(service.lines(), ElementsAre("POST //redfish/v1/Managers/a b/c/Oem/Quorvan:Events"));
 }
 
-TEST_F(EventDocument, Is_not_posted_when_the_token_cannot_be_read) {
+TEST_F(EventDocumentTest, Is_not_posted_when_the_token_cannot_be_read) {
   std::vector<std::string> asked;
   platform().cloud.onCall = [&](const std::string& operation) { asked.push_back(operation); };
   platform().cloud.fails["GetXAuthToken"] = 4;
@@ -191,7 +191,7 @@ TEST_F(EventDocument, Is_not_posted_when_the_token_cannot_be_read) {
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.1234"), "");
 }
 
-TEST_F(EventDocument, Is_not_posted_when_the_URL_cannot_be_read) {
+TEST_F(EventDocumentTest, Is_not_posted_when_the_URL_cannot_be_read) {
   platform().cloud.fails["GetUrl"] = 4;
   mgr->PostEventForAlarmToCloud(Alarm(1234, -1, "Alarm"), "17", kUuid);
   EXPECT_THAT(Log(), ElementsAre("3 PostEventForAlarmToCloud: Failed to get cloud service URL"));
@@ -199,14 +199,14 @@ TEST_F(EventDocument, Is_not_posted_when_the_URL_cannot_be_read) {
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.1234"), "");
 }
 
-TEST_F(EventDocument, Is_posted_with_an_empty_token) {
+TEST_F(EventDocumentTest, Is_posted_with_an_empty_token) {
   platform().cloud.token = "";
   mgr->PostEventForAlarmToCloud(Alarm(1234, -1, "Alarm"), "17", kUuid);
   ASSERT_EQ(service.requests().size(), 1u);
   EXPECT_FALSE(service.requests()[0].HasHeader("X-Auth-Token"));
 }
 
-TEST_F(EventDocument, A_refusal_is_told_with_result_header_and_body_and_not_repeated) {
+TEST_F(EventDocumentTest, A_refusal_is_told_with_result_header_and_body_and_not_repeated) {
   service.answers("POST", kEventsPath, 500, "no room", {"Server: s"});
   const std::string header = "HTTP/1.1 500 Internal Server Error\r\nServer: s\r\n\r\n";
   EXPECT_EQ(FailureOfPost(), "3 PostEventForAlarmToCloud: Failed to POST Event (6)  " + header +
@@ -215,24 +215,24 @@ TEST_F(EventDocument, A_refusal_is_told_with_result_header_and_body_and_not_repe
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.1234"), "");
 }
 
-TEST_F(EventDocument, A_service_out_of_reach_is_told_without_texts) {
+TEST_F(EventDocumentTest, A_service_out_of_reach_is_told_without_texts) {
   service.isDown();
   EXPECT_EQ(FailureOfPost(), "3 PostEventForAlarmToCloud: Failed to POST Event (4)    ");
   EXPECT_EQ(service.requests().size(), 1u);
   EXPECT_EQ(Tracked(0, "Zarvel.GDD.1234"), "");
 }
 
-TEST_F(EventDocument, A_transport_without_handle_is_told) {
+TEST_F(EventDocumentTest, A_transport_without_handle_is_told) {
   fakes::curl().initFails = true;
   EXPECT_EQ(FailureOfPost(), "3 PostEventForAlarmToCloud: Failed to POST Event (2)    ");
 }
 
-TEST_F(EventDocument, A_request_that_cannot_be_set_up_is_told) {
+TEST_F(EventDocumentTest, A_request_that_cannot_be_set_up_is_told) {
   fakes::curl().refuses[CURLOPT_POSTFIELDS] = CURLE_OUT_OF_MEMORY;
   EXPECT_EQ(FailureOfPost(), "3 PostEventForAlarmToCloud: Failed to POST Event (3)    ");
 }
 
-TEST_F(EventDocument, Of_an_active_alarm_is_tracked_once_the_service_took_it) {
+TEST_F(EventDocumentTest, Of_an_active_alarm_is_tracked_once_the_service_took_it) {
   service.answers("POST", kEventsPath, 200);
   CloudAlarm alarm = Alarm(1234, 2, "Alarm");
   alarm.SetAlarmKey(5);
@@ -247,14 +247,14 @@ TEST_F(EventDocument, Of_an_active_alarm_is_tracked_once_the_service_took_it) {
   EXPECT_EQ(tracked.GetCreated(), kNow);
 }
 
-TEST_F(EventDocument, Of_an_alarm_without_device_is_tracked_under_the_largest_number) {
+TEST_F(EventDocumentTest, Of_an_alarm_without_device_is_tracked_under_the_largest_number) {
   CloudAlarm alarm = Alarm(1234, -1, "Alarm");
   alarm.SetAlarmKey(-1);
   mgr->PostEventForAlarmToCloud(alarm, "17", kUuid);
   EXPECT_EQ(Tracked(4294967295, "Zarvel.GDD.1234"), "Alarm");
 }
 
-TEST_F(EventDocument, Of_a_cleared_alarm_leaves_the_tracker_alone) {
+TEST_F(EventDocumentTest, Of_a_cleared_alarm_leaves_the_tracker_alone) {
   mgr->PostEventForAlarmToCloud(Alarm(1234, -1, "Alarm"), "17", kUuid);
   mgr->PostEventForAlarmToCloud(Alarm(1234, -1, "Cleared"), "17", kUuid);
   mgr->PostEventForAlarmToCloud(Alarm(4, -1, "Cleared"), "17", kUuid);
@@ -264,7 +264,7 @@ TEST_F(EventDocument, Of_a_cleared_alarm_leaves_the_tracker_alone) {
                                     "Zarvel.GDD.4 cleared of 17"));
 }
 
-TEST_F(EventDocument, A_refused_change_leaves_the_tracked_state) {
+TEST_F(EventDocumentTest, A_refused_change_leaves_the_tracked_state) {
   mgr->PostEventForAlarmToCloud(Alarm(1234, -1, "Alarm"), "17", kUuid);
   service.isDown();
   mgr->PostEventForAlarmToCloud(Alarm(1234, -1, "Fault"), "17", kUuid);

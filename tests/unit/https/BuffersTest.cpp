@@ -9,7 +9,7 @@ namespace unit {
 namespace {
 
 // The buffers that operations share: which outcomes empty them, and who meets the rest.
-class Buffers : public TransportTest {
+class BuffersTest : public TransportTest {
  protected:
   void Leave(long status, const std::string& text) {
     curl().Answers(status, text);
@@ -17,7 +17,7 @@ class Buffers : public TransportTest {
   }
 };
 
-TEST_F(Buffers, A_patch_leaves_its_answer_in_front_of_the_next_posts) {
+TEST_F(BuffersTest, A_patch_leaves_its_answer_in_front_of_the_next_posts) {
   Leave(204, "");
   curl().Answers(201, "{}");
   EXPECT_EQ(Post(), 0u);
@@ -25,14 +25,14 @@ TEST_F(Buffers, A_patch_leaves_its_answer_in_front_of_the_next_posts) {
   EXPECT_EQ(body, "HTTP/1.1 204 No Content\r\n\r\nHTTP/1.1 201 Created\r\n\r\n{}");
 }
 
-TEST_F(Buffers, A_refused_patch_leaves_its_body_too) {
+TEST_F(BuffersTest, A_refused_patch_leaves_its_body_too) {
   Leave(400, "no");
   curl().Answers(201, "{}");
   EXPECT_EQ(Post(), 0u);
   EXPECT_EQ(body, "HTTP/1.1 400 Bad Request\r\n\r\nnoHTTP/1.1 201 Created\r\n\r\n{}");
 }
 
-TEST_F(Buffers, After_a_patch_without_a_body_a_get_is_clean) {
+TEST_F(BuffersTest, After_a_patch_without_a_body_a_get_is_clean) {
   Leave(204, "");
   curl().Answers(200, "{}");
   EXPECT_EQ(GetAuth(), 0u);
@@ -40,7 +40,7 @@ TEST_F(Buffers, After_a_patch_without_a_body_a_get_is_clean) {
   EXPECT_EQ(header, "HTTP/1.1 204 No Content\r\n\r\nHTTP/1.1 200 OK\r\n\r\n");
 }
 
-TEST_F(Buffers, After_a_patch_with_a_body_a_get_is_cut_wrong) {
+TEST_F(BuffersTest, After_a_patch_with_a_body_a_get_is_cut_wrong) {
   Leave(200, "{\"x\": 1}");
   curl().Answers(200, "{}");
   EXPECT_EQ(GetAuth(), 0u);
@@ -48,7 +48,7 @@ TEST_F(Buffers, After_a_patch_with_a_body_a_get_is_cut_wrong) {
   EXPECT_EQ(header, fakes::HeaderBlock(200) + fakes::HeaderBlock(200));
 }
 
-TEST_F(Buffers, Take_pieces_of_any_number_and_size_of_items) {
+TEST_F(BuffersTest, Take_pieces_of_any_number_and_size_of_items) {
   curl().oneItem = true;
   curl().Answers(201, "{}").Answers(200, "[ ]");
   EXPECT_EQ(Post(), 0u);
@@ -58,7 +58,7 @@ TEST_F(Buffers, Take_pieces_of_any_number_and_size_of_items) {
   EXPECT_EQ(header, fakes::HeaderBlock(200));
 }
 
-TEST_F(Buffers, Several_patches_add_up) {
+TEST_F(BuffersTest, Several_patches_add_up) {
   Leave(204, "");
   Leave(204, "");
   curl().Answers(200);
@@ -66,7 +66,7 @@ TEST_F(Buffers, Several_patches_add_up) {
   EXPECT_EQ(header, fakes::HeaderBlock(204) + fakes::HeaderBlock(204) + fakes::HeaderBlock(200));
 }
 
-TEST_F(Buffers, A_transfer_that_breaks_off_leaves_what_it_received) {
+TEST_F(BuffersTest, A_transfer_that_breaks_off_leaves_what_it_received) {
   curl().responses.push_back({CURLE_PARTIAL_FILE, 0, "HTTP/1.1 200 OK\r\n", "", ""});
   EXPECT_EQ(GetAuth(), 4u);
   curl().Answers(201, "{}");
@@ -74,7 +74,7 @@ TEST_F(Buffers, A_transfer_that_breaks_off_leaves_what_it_received) {
   EXPECT_EQ(body, "HTTP/1.1 200 OK\r\nHTTP/1.1 201 Created\r\n\r\n{}");
 }
 
-TEST_F(Buffers, An_answer_longer_than_any_memory_is_a_failed_transfer) {
+TEST_F(BuffersTest, An_answer_longer_than_any_memory_is_a_failed_transfer) {
   curl().responses.push_back({CURLE_OK, 200, fakes::HeaderBlock(200), "{", "", true});
   EXPECT_EQ(GetAuth(), 4u);
   EXPECT_EQ(LogLines().front(),
@@ -85,13 +85,13 @@ TEST_F(Buffers, An_answer_longer_than_any_memory_is_a_failed_transfer) {
   EXPECT_EQ(body, fakes::HeaderBlock(200) + "{" + fakes::HeaderBlock(201));
 }
 
-TEST_F(Buffers, The_attempts_at_an_unresolved_host_leave_nothing) {
+TEST_F(BuffersTest, The_attempts_at_an_unresolved_host_leave_nothing) {
   curl().Fails(CURLE_COULDNT_RESOLVE_HOST, 2).Answers(200, "{}");
   EXPECT_EQ(GetAuth(), 0u);
   EXPECT_EQ(body, "{}");
 }
 
-TEST_F(Buffers, A_delete_neither_fills_nor_empties_them) {
+TEST_F(BuffersTest, A_delete_neither_fills_nor_empties_them) {
   Leave(204, "");
   curl().Answers(204, "unseen");
   EXPECT_EQ(Delete(), 0u);
@@ -100,7 +100,7 @@ TEST_F(Buffers, A_delete_neither_fills_nor_empties_them) {
   EXPECT_EQ(body, fakes::HeaderBlock(204) + fakes::HeaderBlock(201));
 }
 
-TEST_F(Buffers, A_success_empties_them) {
+TEST_F(BuffersTest, A_success_empties_them) {
   curl().Answers(201, "one").Answers(200, "two").Answers(201, "three");
   EXPECT_EQ(Post(), 0u);
   EXPECT_EQ(GetAuth(), 0u);
@@ -109,7 +109,7 @@ TEST_F(Buffers, A_success_empties_them) {
   EXPECT_EQ(body, fakes::HeaderBlock(201) + "three");
 }
 
-TEST_F(Buffers, They_are_shared_by_all_clients) {
+TEST_F(BuffersTest, They_are_shared_by_all_clients) {
   Leave(204, "");
   HttpsClient other;
   uint32_t code = 0;
@@ -119,7 +119,7 @@ TEST_F(Buffers, They_are_shared_by_all_clients) {
   EXPECT_EQ(header, fakes::HeaderBlock(204) + fakes::HeaderBlock(201));
 }
 
-TEST_F(Buffers, Bytes_of_any_value_pass) {
+TEST_F(BuffersTest, Bytes_of_any_value_pass) {
   const std::string bytes("a\0b\xFF\r\n", 6);
   curl().Answers(200, bytes);
   EXPECT_EQ(GetAuth(), 0u);
@@ -168,9 +168,9 @@ HttpsResult Refused(HttpsClient& client) {
   return result;
 }
 
-class UntouchedBuffers : public Buffers, public testing::WithParamInterface<Untouched> {};
+class UntouchedBuffersTest : public BuffersTest, public testing::WithParamInterface<Untouched> {};
 
-TEST_P(UntouchedBuffers, Keep_what_was_left_for_the_next_post) {
+TEST_P(UntouchedBuffersTest, Keep_what_was_left_for_the_next_post) {
   Leave(204, "");
   EXPECT_EQ(GetParam().run(client), GetParam().result);
   curl().Answers(201, "{}");
@@ -180,7 +180,7 @@ TEST_P(UntouchedBuffers, Keep_what_was_left_for_the_next_post) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Outcomes, UntouchedBuffers,
+    Outcomes, UntouchedBuffersTest,
     testing::Values(Untouched{"PostFailed", 4, Failing<PostTo>},
                     Untouched{"PatchFailed", 4, Failing<PatchTo>},
                     Untouched{"GetFailed", 4, Failing<GetFrom>},

@@ -8,41 +8,41 @@ const std::vector<std::string> kDeleteOptions = {"URL=https://cloud.example/redf
                                                  "SSL_VERIFYPEER=0", "SSL_VERIFYHOST=0",
                                                  "HTTPHEADER", "CUSTOMREQUEST=DELETE"};
 
-class Delete : public TransportTest {};
+class DeleteTest : public TransportTest {};
 
-TEST_F(Delete, Sets_its_options_in_order) {
+TEST_F(DeleteTest, Sets_its_options_in_order) {
   curl().Answers(204);
   EXPECT_EQ(TransportTest::Delete(), 0u);
   EXPECT_EQ(SetOptions(), kDeleteOptions);
   EXPECT_THAT(LogLines(), IsEmpty());
 }
 
-TEST_F(Delete, Sends_its_header_lines_in_order) {
+TEST_F(DeleteTest, Sends_its_header_lines_in_order) {
   curl().Answers(204);
   TransportTest::Delete("tok-1");
   EXPECT_THAT(curl().Last().headerLines, ElementsAre("Host: 192.0.2.17", "X-Auth-Token: tok-1"));
 }
 
-TEST_F(Delete, Keeps_the_token_line_of_an_empty_token) {
+TEST_F(DeleteTest, Keeps_the_token_line_of_an_empty_token) {
   curl().Answers(204);
   TransportTest::Delete("");
   EXPECT_THAT(curl().Last().headerLines, ElementsAre("Host: 192.0.2.17", "X-Auth-Token: "));
 }
 
-TEST_F(Delete, Leaves_the_body_to_standard_output) {
+TEST_F(DeleteTest, Leaves_the_body_to_standard_output) {
   curl().Answers(200, "{\"gone\": true}");
   TransportTest::Delete();
   EXPECT_EQ(curl().Last().standardOutput, "{\"gone\": true}");
 }
 
-TEST_F(Delete, Accepts_only_204) {
+TEST_F(DeleteTest, Accepts_only_204) {
   for (const long status : {0L, 200L, 201L, 202L, 302L, 403L, 404L, 500L}) {
     curl().Answers(status);
     EXPECT_EQ(TransportTest::Delete(), 5u) << status;
   }
 }
 
-TEST_F(Delete, Logs_a_refusal_with_what_the_buffers_hold) {
+TEST_F(DeleteTest, Logs_a_refusal_with_what_the_buffers_hold) {
   curl().Answers(200, "left").Answers(404, "unseen");
   EXPECT_EQ(TransportTest::Patch(), 0u);
   EXPECT_EQ(TransportTest::Delete(), 5u);
@@ -53,7 +53,7 @@ TEST_F(Delete, Logs_a_refusal_with_what_the_buffers_hold) {
                           "HTTP/1.1 200 OK\r\n\r\n\nresp: HTTP/1.1 200 OK\r\n\r\nleft)"));
 }
 
-TEST_F(Delete, Logs_a_failed_transfer_with_url_and_token) {
+TEST_F(DeleteTest, Logs_a_failed_transfer_with_url_and_token) {
   curl().Fails(CURLE_COULDNT_CONNECT);
   EXPECT_EQ(TransportTest::Delete("tok-1"), 4u);
   EXPECT_THAT(LogLines(),
@@ -64,9 +64,9 @@ TEST_F(Delete, Logs_a_failed_transfer_with_url_and_token) {
                           "3 HttpsClient DeleteResource: xauthtoken: tok-1"));
 }
 
-class DeleteSetup : public TransportTest, public testing::WithParamInterface<NamedOption> {};
+class DeleteSetupTest : public TransportTest, public testing::WithParamInterface<NamedOption> {};
 
-TEST_P(DeleteSetup, Fails_at_the_first_option_that_is_refused) {
+TEST_P(DeleteSetupTest, Fails_at_the_first_option_that_is_refused) {
   curl().refuses[GetParam().option] = CURLE_OUT_OF_MEMORY;
   EXPECT_EQ(TransportTest::Delete(), 3u);
   EXPECT_EQ(SetOptions(), UpTo(kDeleteOptions, GetParam().name));
@@ -75,7 +75,7 @@ TEST_P(DeleteSetup, Fails_at_the_first_option_that_is_refused) {
               ElementsAre("3 HttpsClient DeleteResource: Failed to setup curl request"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Option, DeleteSetup,
+INSTANTIATE_TEST_SUITE_P(Option, DeleteSetupTest,
                          testing::Values(NamedOption{CURLOPT_URL, "URL"},
                                          NamedOption{CURLOPT_SSL_VERIFYPEER, "SSL_VERIFYPEER"},
                                          NamedOption{CURLOPT_SSL_VERIFYHOST, "SSL_VERIFYHOST"},

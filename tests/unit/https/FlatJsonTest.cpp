@@ -15,21 +15,21 @@ std::string Rendered(const std::map<std::string, std::string>& entries) {
   return text;
 }
 
-TEST(FlatJson, Renders_one_entry_a_line_in_key_order) {
+TEST(FlatJsonTest, Renders_one_entry_a_line_in_key_order) {
   EXPECT_EQ(Rendered({{"b", "2"}, {"a", "1"}}), "{\n\"a\": \"1\",\n\"b\": \"2\"\n}\n");
 }
 
-TEST(FlatJson, Renders_a_single_entry_without_a_comma) {
+TEST(FlatJsonTest, Renders_a_single_entry_without_a_comma) {
   EXPECT_EQ(Rendered({{"UUID", "u"}}), "{\n\"UUID\": \"u\"\n}\n");
 }
 
-TEST(FlatJson, Renders_an_empty_map_as_two_lines) { EXPECT_EQ(Rendered({}), "{\n}\n"); }
+TEST(FlatJsonTest, Renders_an_empty_map_as_two_lines) { EXPECT_EQ(Rendered({}), "{\n}\n"); }
 
-TEST(FlatJson, Escapes_nothing) {
+TEST(FlatJsonTest, Escapes_nothing) {
   EXPECT_EQ(Rendered({{"k\"", "a\\b\"c\n"}}), "{\n\"k\"\": \"a\\b\"c\n\"\n}\n");
 }
 
-TEST(FlatJson, Keeps_empty_keys_and_values) {
+TEST(FlatJsonTest, Keeps_empty_keys_and_values) {
   EXPECT_EQ(Rendered({{"", ""}, {"z", ""}}), "{\n\"\": \"\",\n\"z\": \"\"\n}\n");
 }
 

@@ -7,9 +7,9 @@
 namespace unit {
 namespace {
 
-class Life : public TransportTest {
+class LifeTest : public TransportTest {
  protected:
-  typedef HttpsResult (Life::*Run)();
+  typedef HttpsResult (LifeTest::*Run)();
 
   HttpsResult RunPost() { return Post(); }
   HttpsResult RunPatch() { return Patch(); }
@@ -17,17 +17,17 @@ class Life : public TransportTest {
   HttpsResult RunGetAuth() { return GetAuth(); }
   HttpsResult RunDelete() { return Delete(); }
 
-  const std::vector<Run> operations = {&Life::RunPost, &Life::RunPatch, &Life::RunGet,
-                                       &Life::RunGetAuth, &Life::RunDelete};
+  const std::vector<Run> operations = {&LifeTest::RunPost, &LifeTest::RunPatch, &LifeTest::RunGet,
+                                       &LifeTest::RunGetAuth, &LifeTest::RunDelete};
 };
 
-TEST_F(Life, Construction_calls_nothing_of_libcurl) {
+TEST_F(LifeTest, Construction_calls_nothing_of_libcurl) {
   const HttpsClient other;
   EXPECT_THAT(curl().globalInits, IsEmpty());
   EXPECT_EQ(curl().globalCleanups, 0);
 }
 
-TEST_F(Life, Initialises_libcurl_once_with_everything) {
+TEST_F(LifeTest, Initialises_libcurl_once_with_everything) {
   HttpsClient other;
   uint32_t code = 77;
   EXPECT_EQ(other.InitCurl(code), 0u);
@@ -38,7 +38,7 @@ TEST_F(Life, Initialises_libcurl_once_with_everything) {
   EXPECT_THAT(curl().globalInits, ElementsAre(3L));
 }
 
-TEST_F(Life, A_failed_initialisation_gives_the_code_and_can_be_tried_again) {
+TEST_F(LifeTest, A_failed_initialisation_gives_the_code_and_can_be_tried_again) {
   HttpsClient other;
   uint32_t code = 0;
   curl().globalInitCode = CURLE_FAILED_INIT;
@@ -51,7 +51,7 @@ TEST_F(Life, A_failed_initialisation_gives_the_code_and_can_be_tried_again) {
   EXPECT_EQ(curl().globalInits.size(), 2u);
 }
 
-TEST_F(Life, Destruction_ends_libcurl_whether_it_was_initialised_or_not) {
+TEST_F(LifeTest, Destruction_ends_libcurl_whether_it_was_initialised_or_not) {
   { const HttpsClient other; }
   EXPECT_EQ(curl().globalCleanups, 1);
   {
@@ -62,11 +62,11 @@ TEST_F(Life, Destruction_ends_libcurl_whether_it_was_initialised_or_not) {
   EXPECT_EQ(curl().globalCleanups, 2);
 }
 
-TEST_F(Life, Destruction_through_the_base_is_virtual) {
+TEST_F(LifeTest, Destruction_through_the_base_is_virtual) {
   EXPECT_TRUE(std::has_virtual_destructor<HttpsClient>::value);
 }
 
-TEST_F(Life, Without_initialisation_every_request_fails) {
+TEST_F(LifeTest, Without_initialisation_every_request_fails) {
   HttpsClient other;
   EXPECT_EQ(other.PostJsonDocument(kUrl, body, header, kDocument, "t"), 2u);
   EXPECT_EQ(other.PatchResource(kUrl, "t", kDocument), 2u);
@@ -79,7 +79,7 @@ TEST_F(Life, Without_initialisation_every_request_fails) {
   EXPECT_THAT(LogLines(), IsEmpty());
 }
 
-TEST_F(Life, Without_a_handle_every_request_fails) {
+TEST_F(LifeTest, Without_a_handle_every_request_fails) {
   curl().initFails = true;
   for (const Run run : operations) EXPECT_EQ((this->*run)(), 2u);
   EXPECT_EQ(platform().mutexes.locks, 5);
@@ -87,7 +87,7 @@ TEST_F(Life, Without_a_handle_every_request_fails) {
   EXPECT_THAT(LogLines(), IsEmpty());
 }
 
-TEST_F(Life, Each_request_has_a_handle_of_its_own) {
+TEST_F(LifeTest, Each_request_has_a_handle_of_its_own) {
   for (const Run run : operations) {
     curl().Answers(200);
     (this->*run)();
@@ -96,7 +96,7 @@ TEST_F(Life, Each_request_has_a_handle_of_its_own) {
   EXPECT_EQ(curl().transfers.size(), 5u);
 }
 
-TEST_F(Life, Each_request_holds_the_lock_while_it_performs) {
+TEST_F(LifeTest, Each_request_holds_the_lock_while_it_performs) {
   curl().onPerform = [](fakes::Transfer&) { EXPECT_EQ(platform().mutexes.Held(), 1); };
   for (const Run run : operations) {
     curl().Answers(200);
@@ -106,7 +106,7 @@ TEST_F(Life, Each_request_holds_the_lock_while_it_performs) {
   EXPECT_EQ(platform().mutexes.locks, 5);
 }
 
-TEST_F(Life, A_lock_that_cannot_be_had_stops_no_request) {
+TEST_F(LifeTest, A_lock_that_cannot_be_had_stops_no_request) {
   platform().mutexes.lockStatus = 22;
   const std::vector<HttpsResult> results = {0, 0, 0, 0, 5};
   for (size_t i = 0; i < operations.size(); ++i) {
@@ -117,7 +117,7 @@ TEST_F(Life, A_lock_that_cannot_be_had_stops_no_request) {
   EXPECT_EQ(platform().mutexes.unlocks, 0);
 }
 
-TEST_F(Life, The_handle_is_closed_under_the_lock) {
+TEST_F(LifeTest, The_handle_is_closed_under_the_lock) {
   int cleanups = 0;
   curl().onCleanup = [&cleanups] {
     EXPECT_EQ(platform().mutexes.Held(), 1);
@@ -130,7 +130,7 @@ TEST_F(Life, The_handle_is_closed_under_the_lock) {
   EXPECT_EQ(cleanups, 5);
 }
 
-TEST_F(Life, What_is_raised_in_a_transfer_leaves_nothing_behind) {
+TEST_F(LifeTest, What_is_raised_in_a_transfer_leaves_nothing_behind) {
   curl().onPerform = [](fakes::Transfer&) { throw std::runtime_error("raised"); };
   for (const Run run : operations) {
     EXPECT_THROW((this->*run)(), std::runtime_error);
@@ -140,7 +140,7 @@ TEST_F(Life, What_is_raised_in_a_transfer_leaves_nothing_behind) {
   }
 }
 
-TEST_F(Life, The_header_list_lives_until_the_transfer_is_over) {
+TEST_F(LifeTest, The_header_list_lives_until_the_transfer_is_over) {
   curl().onPerform = [](fakes::Transfer& transfer) {
     EXPECT_EQ(curl().liveLists, transfer.headerLines.empty() ? 0 : 1);
   };
@@ -152,7 +152,7 @@ TEST_F(Life, The_header_list_lives_until_the_transfer_is_over) {
   EXPECT_EQ(curl().listsMade, 4);
 }
 
-TEST_F(Life, A_status_that_cannot_be_read_is_0) {
+TEST_F(LifeTest, A_status_that_cannot_be_read_is_0) {
   curl().getinfoCode = CURLE_UNKNOWN_OPTION;
   const std::vector<HttpsResult> expected = {6, 10, 4, 4, 5};
   for (size_t i = 0; i < operations.size(); ++i) {
@@ -161,7 +161,7 @@ TEST_F(Life, A_status_that_cannot_be_read_is_0) {
   }
 }
 
-TEST_F(Life, Requests_of_several_threads_go_out_one_at_a_time) {
+TEST_F(LifeTest, Requests_of_several_threads_go_out_one_at_a_time) {
   int inside = 0;
   int requests = 0;
   curl().onPerform = [&](fakes::Transfer&) {

@@ -16,16 +16,16 @@ const std::vector<std::string> kPatchOptions = {"URL=https://cloud.example/redfi
                                                 "CUSTOMREQUEST=PATCH",
                                                 "POSTFIELDS={\"a\": 1}"};
 
-class Patch : public TransportTest {};
+class PatchTest : public TransportTest {};
 
-TEST_F(Patch, Sets_its_options_in_order) {
+TEST_F(PatchTest, Sets_its_options_in_order) {
   curl().Answers(204);
   EXPECT_EQ(TransportTest::Patch(), 0u);
   EXPECT_EQ(SetOptions(), kPatchOptions);
   EXPECT_EQ(curl().Last().document, kDocument);
 }
 
-TEST_F(Patch, Sends_its_header_lines_in_order) {
+TEST_F(PatchTest, Sends_its_header_lines_in_order) {
   curl().Answers(204);
   TransportTest::Patch("tok-1");
   EXPECT_THAT(curl().Last().headerLines,
@@ -34,13 +34,13 @@ TEST_F(Patch, Sends_its_header_lines_in_order) {
                           "Accept: application/json"));
 }
 
-TEST_F(Patch, Keeps_the_token_line_of_an_empty_token) {
+TEST_F(PatchTest, Keeps_the_token_line_of_an_empty_token) {
   curl().Answers(204);
   TransportTest::Patch("");
   EXPECT_EQ(curl().Last().headerLines[1], "X-Auth-Token: ");
 }
 
-TEST_F(Patch, Accepts_only_200_202_and_204) {
+TEST_F(PatchTest, Accepts_only_200_202_and_204) {
   for (const long status : {200L, 202L, 204L}) {
     curl().Answers(status);
     EXPECT_EQ(TransportTest::Patch(), 0u) << status;
@@ -51,7 +51,7 @@ TEST_F(Patch, Accepts_only_200_202_and_204) {
   }
 }
 
-TEST_F(Patch, Logs_a_refusal_with_document_and_header) {
+TEST_F(PatchTest, Logs_a_refusal_with_document_and_header) {
   curl().Answers(400, "no");
   EXPECT_EQ(TransportTest::Patch(), 10u);
   EXPECT_THAT(LogLines(),
@@ -61,16 +61,16 @@ TEST_F(Patch, Logs_a_refusal_with_document_and_header) {
                           "Request\r\n\r\n"));
 }
 
-TEST_F(Patch, Reports_a_failed_transfer) {
+TEST_F(PatchTest, Reports_a_failed_transfer) {
   curl().Fails(CURLE_SSL_CONNECT_ERROR);
   EXPECT_EQ(TransportTest::Patch(), 4u);
   EXPECT_THAT(LogLines(), ElementsAre("3 HttpsClient PatchResource: Patch  failed (curlres: 35 - "
                                       "SSL connect error)"));
 }
 
-class PatchSetup : public TransportTest, public testing::WithParamInterface<NamedOption> {};
+class PatchSetupTest : public TransportTest, public testing::WithParamInterface<NamedOption> {};
 
-TEST_P(PatchSetup, Fails_silently_when_an_option_is_refused) {
+TEST_P(PatchSetupTest, Fails_silently_when_an_option_is_refused) {
   curl().refuses[GetParam().option] = CURLE_OUT_OF_MEMORY;
   EXPECT_EQ(TransportTest::Patch(), 3u);
   EXPECT_EQ(SetOptions(), UpTo(kPatchOptions, GetParam().name));
@@ -78,16 +78,16 @@ TEST_P(PatchSetup, Fails_silently_when_an_option_is_refused) {
   EXPECT_THAT(LogLines(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Option, PatchSetup,
+INSTANTIATE_TEST_SUITE_P(Option, PatchSetupTest,
                          testing::Values(NamedOption{CURLOPT_SSL_VERIFYPEER, "SSL_VERIFYPEER"},
                                          NamedOption{CURLOPT_SSL_VERIFYHOST, "SSL_VERIFYHOST"},
                                          NamedOption{CURLOPT_HTTPHEADER, "HTTPHEADER"},
                                          NamedOption{CURLOPT_POSTFIELDS, "POSTFIELDS"}),
                          NameOf);
 
-class PatchUnchecked : public TransportTest, public testing::WithParamInterface<NamedOption> {};
+class PatchUncheckedTest : public TransportTest, public testing::WithParamInterface<NamedOption> {};
 
-TEST_P(PatchUnchecked, Goes_on_when_an_option_is_refused) {
+TEST_P(PatchUncheckedTest, Goes_on_when_an_option_is_refused) {
   curl().refuses[GetParam().option] = CURLE_OUT_OF_MEMORY;
   // Without a header block: nothing would be there to receive it.
   curl().responses.push_back({CURLE_OK, 204, "", "", ""});
@@ -97,7 +97,7 @@ TEST_P(PatchUnchecked, Goes_on_when_an_option_is_refused) {
   EXPECT_THAT(LogLines(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Option, PatchUnchecked,
+INSTANTIATE_TEST_SUITE_P(Option, PatchUncheckedTest,
                          testing::Values(NamedOption{CURLOPT_URL, "URL"},
                                          NamedOption{CURLOPT_WRITEFUNCTION, "WRITEFUNCTION"},
                                          NamedOption{CURLOPT_WRITEDATA, "WRITEDATA"},

@@ -15,16 +15,16 @@ const std::vector<std::string> kPostOptions = {"URL=https://cloud.example/redfis
                                                "HEADERFUNCTION",
                                                "HEADERDATA"};
 
-class Post : public TransportTest {};
+class PostTest : public TransportTest {};
 
-TEST_F(Post, Sets_its_options_in_order) {
+TEST_F(PostTest, Sets_its_options_in_order) {
   curl().Answers(201);
   EXPECT_EQ(TransportTest::Post(), 0u);
   EXPECT_EQ(SetOptions(), kPostOptions);
   EXPECT_EQ(curl().Last().Method(), "POST");
 }
 
-TEST_F(Post, Sends_its_header_lines_in_order) {
+TEST_F(PostTest, Sends_its_header_lines_in_order) {
   curl().Answers(200);
   TransportTest::Post("tok-1");
   EXPECT_THAT(curl().Last().headerLines,
@@ -33,7 +33,7 @@ TEST_F(Post, Sends_its_header_lines_in_order) {
   EXPECT_EQ(curl().Last().document, kDocument);
 }
 
-TEST_F(Post, Sends_no_token_line_for_an_empty_token) {
+TEST_F(PostTest, Sends_no_token_line_for_an_empty_token) {
   curl().Answers(200);
   TransportTest::Post("");
   EXPECT_THAT(curl().Last().headerLines,
@@ -41,13 +41,13 @@ TEST_F(Post, Sends_no_token_line_for_an_empty_token) {
                           "Content-Length: 8", "Accept: application/json"));
 }
 
-TEST_F(Post, Keeps_the_token_as_it_is_given) {
+TEST_F(PostTest, Keeps_the_token_as_it_is_given) {
   curl().Answers(200);
   TransportTest::Post(" a:b ");
   EXPECT_EQ(curl().Last().headerLines.back(), "X-Auth-Token:  a:b ");
 }
 
-TEST_F(Post, A_line_that_finds_no_memory_costs_no_other_line) {
+TEST_F(PostTest, A_line_that_finds_no_memory_costs_no_other_line) {
   curl().refusesLine = "charset=utf-8";
   curl().Answers(200);
   EXPECT_EQ(TransportTest::Post("tok-1"), 0u);
@@ -57,7 +57,7 @@ TEST_F(Post, A_line_that_finds_no_memory_costs_no_other_line) {
   EXPECT_EQ(curl().liveLists, 0);
 }
 
-TEST_F(Post, Counts_the_length_in_bytes) {
+TEST_F(PostTest, Counts_the_length_in_bytes) {
   curl().Answers(200);
   client.PostJsonDocument(kUrl, body, header, "\xC3\xA9", "");
   EXPECT_EQ(curl().Last().headerLines[3], "Content-Length: 2");
@@ -66,14 +66,14 @@ TEST_F(Post, Counts_the_length_in_bytes) {
   EXPECT_EQ(curl().Last().headerLines[3], "Content-Length: 0");
 }
 
-TEST_F(Post, Does_without_an_address_that_is_not_known) {
+TEST_F(PostTest, Does_without_an_address_that_is_not_known) {
   platform().network.status = 1;
   curl().Answers(200);
   EXPECT_EQ(TransportTest::Post(), 0u);
   EXPECT_EQ(curl().Last().headerLines[0], "Host: ");
 }
 
-TEST_F(Post, Hands_out_header_block_and_body_together) {
+TEST_F(PostTest, Hands_out_header_block_and_body_together) {
   curl().Answers(201, "{\"Id\": \"7\"}", {"Location: /x"});
   EXPECT_EQ(TransportTest::Post(), 0u);
   EXPECT_EQ(body, "HTTP/1.1 201 Created\r\nLocation: /x\r\n\r\n{\"Id\": \"7\"}");
@@ -81,7 +81,7 @@ TEST_F(Post, Hands_out_header_block_and_body_together) {
   EXPECT_THAT(LogLines(), IsEmpty());
 }
 
-TEST_F(Post, Hands_out_the_blocks_of_every_response_of_the_transfer) {
+TEST_F(PostTest, Hands_out_the_blocks_of_every_response_of_the_transfer) {
   curl().responses.push_back(
       {CURLE_OK, 201, "HTTP/1.1 100 Continue\r\n\r\n" + fakes::HeaderBlock(201), "{}", ""});
   EXPECT_EQ(TransportTest::Post(), 0u);
@@ -89,7 +89,7 @@ TEST_F(Post, Hands_out_the_blocks_of_every_response_of_the_transfer) {
   EXPECT_EQ(body, header + "{}");
 }
 
-TEST_F(Post, Accepts_only_200_and_201) {
+TEST_F(PostTest, Accepts_only_200_and_201) {
   for (const long status : {200L, 201L}) {
     curl().Answers(status);
     EXPECT_EQ(TransportTest::Post(), 0u) << status;
@@ -100,7 +100,7 @@ TEST_F(Post, Accepts_only_200_and_201) {
   }
 }
 
-TEST_F(Post, Logs_a_refusal_and_hands_the_answer_out) {
+TEST_F(PostTest, Logs_a_refusal_and_hands_the_answer_out) {
   curl().Answers(400, "{\"error\": {}}");
   EXPECT_EQ(TransportTest::Post(), 6u);
   EXPECT_EQ(header, "HTTP/1.1 400 Bad Request\r\n\r\n");
@@ -113,14 +113,14 @@ TEST_F(Post, Logs_a_refusal_and_hands_the_answer_out) {
                   "Request\r\n\r\n  resp: HTTP/1.1 400 Bad Request\r\n\r\n{\"error\": {}}"));
 }
 
-TEST_F(Post, Empties_the_buffers_after_a_refusal) {
+TEST_F(PostTest, Empties_the_buffers_after_a_refusal) {
   curl().Answers(500, "oops").Answers(201, "{}");
   EXPECT_EQ(TransportTest::Post(), 6u);
   EXPECT_EQ(TransportTest::Post(), 0u);
   EXPECT_EQ(body, "HTTP/1.1 201 Created\r\n\r\n{}");
 }
 
-TEST_F(Post, Reports_a_failed_transfer) {
+TEST_F(PostTest, Reports_a_failed_transfer) {
   curl().Fails(CURLE_COULDNT_CONNECT);
   EXPECT_EQ(TransportTest::Post(), 4u);
   EXPECT_EQ(body, "old body");
@@ -129,9 +129,9 @@ TEST_F(Post, Reports_a_failed_transfer) {
                                       "7 - Couldn't connect to server)"));
 }
 
-class PostSetup : public TransportTest, public testing::WithParamInterface<NamedOption> {};
+class PostSetupTest : public TransportTest, public testing::WithParamInterface<NamedOption> {};
 
-TEST_P(PostSetup, Fails_at_the_first_option_that_is_refused) {
+TEST_P(PostSetupTest, Fails_at_the_first_option_that_is_refused) {
   curl().refuses[GetParam().option] = CURLE_OUT_OF_MEMORY;
   EXPECT_EQ(TransportTest::Post(), 3u);
   EXPECT_EQ(SetOptions(), UpTo(kPostOptions, GetParam().name));
@@ -141,7 +141,7 @@ TEST_P(PostSetup, Fails_at_the_first_option_that_is_refused) {
               ElementsAre("3 HttpsClient PostJsonDocument: Failed to setup curl request"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Option, PostSetup,
+INSTANTIATE_TEST_SUITE_P(Option, PostSetupTest,
                          testing::Values(NamedOption{CURLOPT_URL, "URL"},
                                          NamedOption{CURLOPT_WRITEFUNCTION, "WRITEFUNCTION"},
                                          NamedOption{CURLOPT_WRITEDATA, "WRITEDATA"},
@@ -151,9 +151,10 @@ INSTANTIATE_TEST_SUITE_P(Option, PostSetup,
                                          NamedOption{CURLOPT_POSTFIELDS, "POSTFIELDS"}),
                          NameOf);
 
-class PostHeaderSetup : public TransportTest, public testing::WithParamInterface<NamedOption> {};
+class PostHeaderSetupTest : public TransportTest,
+                            public testing::WithParamInterface<NamedOption> {};
 
-TEST_P(PostHeaderSetup, Sends_nothing_and_succeeds_when_a_header_option_is_refused) {
+TEST_P(PostHeaderSetupTest, Sends_nothing_and_succeeds_when_a_header_option_is_refused) {
   curl().refuses[GetParam().option] = CURLE_UNKNOWN_OPTION;
   EXPECT_EQ(TransportTest::Post(), 0u);
   EXPECT_EQ(SetOptions(), UpTo(kPostOptions, GetParam().name));
@@ -163,7 +164,7 @@ TEST_P(PostHeaderSetup, Sends_nothing_and_succeeds_when_a_header_option_is_refus
   EXPECT_THAT(LogLines(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Option, PostHeaderSetup,
+INSTANTIATE_TEST_SUITE_P(Option, PostHeaderSetupTest,
                          testing::Values(NamedOption{CURLOPT_HEADER, "HEADER"},
                                          NamedOption{CURLOPT_HEADERFUNCTION, "HEADERFUNCTION"},
                                          NamedOption{CURLOPT_HEADERDATA, "HEADERDATA"}),

@@ -53,9 +53,9 @@ const Operation kOperations[] = {
       "3 HttpsClient DeleteResource: xauthtoken: t"}},
 };
 
-class UnresolvedHost : public TransportTest, public testing::WithParamInterface<Operation> {};
+class UnresolvedHostTest : public TransportTest, public testing::WithParamInterface<Operation> {};
 
-TEST_P(UnresolvedHost, Is_tried_three_times_with_two_pauses) {
+TEST_P(UnresolvedHostTest, Is_tried_three_times_with_two_pauses) {
   curl().Fails(CURLE_COULDNT_RESOLVE_HOST, 3);
   EXPECT_EQ(GetParam().run(client), 4u);
   EXPECT_EQ(curl().Last().performs, 3);
@@ -65,7 +65,7 @@ TEST_P(UnresolvedHost, Is_tried_three_times_with_two_pauses) {
   EXPECT_EQ(LogLines(), lines);
 }
 
-TEST_P(UnresolvedHost, Succeeds_at_the_third_attempt) {
+TEST_P(UnresolvedHostTest, Succeeds_at_the_third_attempt) {
   const bool deletes = GetParam().name == std::string("DeleteResource");
   curl().Fails(CURLE_COULDNT_RESOLVE_HOST, 2).Answers(deletes ? 204 : 200);
   EXPECT_EQ(GetParam().run(client), 0u);
@@ -73,14 +73,14 @@ TEST_P(UnresolvedHost, Succeeds_at_the_third_attempt) {
   EXPECT_THAT(LogLines(), ElementsAre(GetParam().notice, GetParam().notice));
 }
 
-TEST_P(UnresolvedHost, Is_the_only_failure_that_is_tried_again) {
+TEST_P(UnresolvedHostTest, Is_the_only_failure_that_is_tried_again) {
   curl().Fails(CURLE_COULDNT_RESOLVE_HOST).Fails(CURLE_COULDNT_CONNECT);
   EXPECT_EQ(GetParam().run(client), 4u);
   EXPECT_EQ(curl().Last().performs, 2);
   EXPECT_THAT(platform().sleeps.microseconds, ElementsAre(kPause));
 }
 
-TEST_P(UnresolvedHost, Keeps_the_lock_and_the_handle_during_the_pauses) {
+TEST_P(UnresolvedHostTest, Keeps_the_lock_and_the_handle_during_the_pauses) {
   curl().Fails(CURLE_COULDNT_RESOLVE_HOST, 3);
   platform().sleeps.hook = [](uint64_t) {
     EXPECT_EQ(platform().mutexes.Held(), 1);
@@ -90,20 +90,20 @@ TEST_P(UnresolvedHost, Keeps_the_lock_and_the_handle_during_the_pauses) {
   EXPECT_EQ(curl().transfers.size(), 1u);
 }
 
-TEST_P(UnresolvedHost, Releases_everything_when_a_pause_raises) {
+TEST_P(UnresolvedHostTest, Releases_everything_when_a_pause_raises) {
   curl().Fails(CURLE_COULDNT_RESOLVE_HOST, 3);
   platform().sleeps.LeaveAfter(1);
   EXPECT_THROW(GetParam().run(client), fakes::Leave);
 }
 
-TEST_P(UnresolvedHost, Is_not_what_another_failure_is_taken_for) {
+TEST_P(UnresolvedHostTest, Is_not_what_another_failure_is_taken_for) {
   curl().Fails(CURLE_COULDNT_RESOLVE_PROXY);
   EXPECT_EQ(GetParam().run(client), 4u);
   EXPECT_EQ(curl().Last().performs, 1);
   EXPECT_THAT(platform().sleeps.microseconds, IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Operation, UnresolvedHost, testing::ValuesIn(kOperations),
+INSTANTIATE_TEST_SUITE_P(Operation, UnresolvedHostTest, testing::ValuesIn(kOperations),
                          [](const auto& instance) { return std::string(instance.param.name); });
 
 }  // namespace

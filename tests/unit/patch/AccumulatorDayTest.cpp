@@ -17,7 +17,7 @@ using zones::kDay;
 constexpr time_t kWeek = 604800;
 constexpr time_t kMarch5 = 1772668800;  // 2026-03-05T00:00:00Z
 
-class DayTurn : public PatchTest {
+class DayTurnTest : public PatchTest {
  protected:
   void Turn(time_t now) {
     platform().clock.now = now;
@@ -45,7 +45,7 @@ class DayTurn : public PatchTest {
   }
 };
 
-TEST_F(DayTurn, The_key_is_the_local_date_at_one_second_past_midnight) {
+TEST_F(DayTurnTest, The_key_is_the_local_date_at_one_second_past_midnight) {
   for (const time_t now : {kMarch5, kMarch5 + 1, kMarch5 + 43200, kMarch5 + kDay - 1}) {
     platform().clock.now = now;
     EXPECT_EQ(patch.GetDayKey(), kMarch5 + 1);
@@ -54,7 +54,7 @@ TEST_F(DayTurn, The_key_is_the_local_date_at_one_second_past_midnight) {
   EXPECT_EQ(patch.GetDayKey(), kMarch5 + kDay + 1);
 }
 
-TEST_F(DayTurn, The_key_follows_the_time_zone) {
+TEST_F(DayTurnTest, The_key_follows_the_time_zone) {
   fakes::SetTimeZone("CET-1");
   platform().clock.now = kMarch5 + kDay - 3600;  // the 6th begins
   EXPECT_EQ(patch.GetDayKey(), kMarch5 + kDay - 3600 + 1);
@@ -63,7 +63,7 @@ TEST_F(DayTurn, The_key_follows_the_time_zone) {
   EXPECT_EQ(patch.GetDayKey(), kMarch5 - kDay + 5 * 3600 + 1);
 }
 
-TEST_F(DayTurn, Days_on_which_the_offset_changes_have_one_key) {
+TEST_F(DayTurnTest, Days_on_which_the_offset_changes_have_one_key) {
   fakes::SetTimeZone("CET-1CEST,M3.5.0,M10.5.0/3");
   const time_t march29 = 1774738800;    // 2026-03-29T00:00:00+0100
   const time_t october25 = 1792879200;  // 2026-10-25T00:00:00+0200
@@ -73,7 +73,7 @@ TEST_F(DayTurn, Days_on_which_the_offset_changes_have_one_key) {
               ElementsAre(testing::Pair("10-25", ElementsAre(october25 + 1))));
 }
 
-TEST_F(DayTurn, Every_date_has_one_key_wherever_the_offset_changes) {
+TEST_F(DayTurnTest, Every_date_has_one_key_wherever_the_offset_changes) {
   const char* const zones[] = {"CET-1CEST,M3.5.0,M10.5.0/3", "BRT3BRST,M10.3.0/0,M2.3.0/0",
                                "AZOT1AZOST,M3.5.0/0,M10.5.0/1", "NZST-12NZDT,M9.5.0,M4.1.0/3"};
   for (const char* const zone : zones) {
@@ -91,7 +91,7 @@ TEST_F(DayTurn, Every_date_has_one_key_wherever_the_offset_changes) {
   }
 }
 
-TEST_F(DayTurn, The_key_goes_past_2038) {
+TEST_F(DayTurnTest, The_key_goes_past_2038) {
   const time_t february2040 = 2213308800;  // 2040-02-20T00:00:00Z
   platform().clock.now = february2040 + 5000;
   EXPECT_EQ(patch.GetDayKey(), february2040 + 1);
@@ -99,7 +99,7 @@ TEST_F(DayTurn, The_key_goes_past_2038) {
   EXPECT_THAT(Days(), ElementsAre(february2040 + 1));
 }
 
-TEST_F(DayTurn, Opens_the_day) {
+TEST_F(DayTurnTest, Opens_the_day) {
   Turn(kMarch5 + 1);
   ASSERT_THAT(Days(), ElementsAre(kMarch5 + 1));
   EXPECT_EQ(patch.GetAccumulators().begin()->second, DayAccumulator());
@@ -107,7 +107,7 @@ TEST_F(DayTurn, Opens_the_day) {
   EXPECT_THAT(platform().pages.asked, IsEmpty());
 }
 
-TEST_F(DayTurn, A_second_one_on_the_same_day_changes_nothing) {
+TEST_F(DayTurnTest, A_second_one_on_the_same_day_changes_nothing) {
   Turn(kMarch5 + 1);
   cloudclient::PointPatchEntry point;
   point.pld = "v";
@@ -120,7 +120,7 @@ TEST_F(DayTurn, A_second_one_on_the_same_day_changes_nothing) {
             (DayAccumulator{215, 215, "21", "21", 1100, 0, "1100", "0"}));
 }
 
-TEST_F(DayTurn, Eight_leave_exactly_seven_days) {
+TEST_F(DayTurnTest, Eight_leave_exactly_seven_days) {
   for (int day = 0; day < 7; ++day) {
     Turn(kMarch5 + day * kDay + 1);
     EXPECT_THAT(patch.GetAccumulators(), SizeIs(static_cast<size_t>(day) + 1));
@@ -131,18 +131,18 @@ TEST_F(DayTurn, Eight_leave_exactly_seven_days) {
                                   today - 3 * kDay, today - 2 * kDay, today - kDay, today));
 }
 
-TEST_F(DayTurn, Many_leave_exactly_seven_days) {
+TEST_F(DayTurnTest, Many_leave_exactly_seven_days) {
   for (int day = 0; day < 40; ++day) Turn(kMarch5 + day * kDay + 1);
   EXPECT_THAT(patch.GetAccumulators(), SizeIs(7));
   EXPECT_EQ(Days().front(), kMarch5 + 33 * kDay + 1);
 }
 
-TEST_F(DayTurn, Fewer_than_seven_days_are_all_kept_however_old) {
+TEST_F(DayTurnTest, Fewer_than_seven_days_are_all_kept_however_old) {
   for (const int day : {0, 1, 2, 3, 100}) Turn(kMarch5 + day * kDay);
   EXPECT_THAT(patch.GetAccumulators(), SizeIs(5));
 }
 
-TEST_F(DayTurn, After_a_gap_drops_only_as_long_as_seven_days_are_held) {
+TEST_F(DayTurnTest, After_a_gap_drops_only_as_long_as_seven_days_are_held) {
   for (int day = 0; day < 6; ++day) Turn(kMarch5 + day * kDay);
   Turn(kMarch5 + 100 * kDay);
   EXPECT_THAT(Days(), ElementsAre(kMarch5 + kDay + 1, kMarch5 + 2 * kDay + 1,
@@ -150,7 +150,7 @@ TEST_F(DayTurn, After_a_gap_drops_only_as_long_as_seven_days_are_held) {
                                   kMarch5 + 5 * kDay + 1, kMarch5 + 100 * kDay + 1));
 }
 
-TEST_F(DayTurn, Drops_a_day_that_is_seven_days_old_to_the_second) {
+TEST_F(DayTurnTest, Drops_a_day_that_is_seven_days_old_to_the_second) {
   // Over the short day of spring the eighth day is an hour younger than that, and stays for one
   // turn more.
   fakes::SetTimeZone("CET-1CEST,M3.5.0,M10.5.0/3");
@@ -164,7 +164,7 @@ TEST_F(DayTurn, Drops_a_day_that_is_seven_days_old_to_the_second) {
   EXPECT_THAT(patch.GetAccumulators(), SizeIs(7));
 }
 
-TEST_F(DayTurn, A_clock_set_back_opens_the_earlier_day) {
+TEST_F(DayTurnTest, A_clock_set_back_opens_the_earlier_day) {
   Turn(kMarch5 + 5 * kDay);
   Turn(kMarch5);
   EXPECT_THAT(Days(), ElementsAre(kMarch5 + 1, kMarch5 + 5 * kDay + 1));

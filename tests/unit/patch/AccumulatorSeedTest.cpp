@@ -28,7 +28,7 @@ class ResolvingProxy : public fakes::PldProxy {
   }
 };
 
-class Seed : public PatchTest {
+class SeedTest : public PatchTest {
  protected:
   void SetUp() override {
     PatchTest::SetUp();
@@ -49,7 +49,7 @@ class Seed : public PatchTest {
   ResolvingProxy proxy;
 };
 
-TEST_F(Seed, Makes_todays_record_of_the_temperature) {
+TEST_F(SeedTest, Makes_todays_record_of_the_temperature) {
   HasBothPoints();
   Temperature();
   ASSERT_THAT(patch.GetAccumulators(), SizeIs(1));
@@ -57,7 +57,7 @@ TEST_F(Seed, Makes_todays_record_of_the_temperature) {
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
 }
 
-TEST_F(Seed, Makes_todays_record_of_the_humidity) {
+TEST_F(SeedTest, Makes_todays_record_of_the_humidity) {
   HasBothPoints();
   Humidity();
   ASSERT_THAT(patch.GetAccumulators(), SizeIs(1));
@@ -65,7 +65,7 @@ TEST_F(Seed, Makes_todays_record_of_the_humidity) {
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
 }
 
-TEST_F(Seed, Of_both_reads_temperature_first) {
+TEST_F(SeedTest, Of_both_reads_temperature_first) {
   HasBothPoints();
   patch.NewDaySyncAccumulators(3, nullptr, &proxy);
   EXPECT_EQ(Today(), (DayAccumulator{210, 210, "21", "21", 450, 450, "45", "45"}));
@@ -74,7 +74,7 @@ TEST_F(Seed, Of_both_reads_temperature_first) {
   EXPECT_EQ(platform().pages.asked[1].velId, 3);
 }
 
-TEST_F(Seed, Replaces_what_today_has_seen) {
+TEST_F(SeedTest, Replaces_what_today_has_seen) {
   HasBothPoints();
   patch.NewDayAccumulators();
   patch.AccumulatorUpdate(patch.GetDayKey(), 100, patch.GetMap().Points().at(1), 3);
@@ -84,7 +84,7 @@ TEST_F(Seed, Replaces_what_today_has_seen) {
   EXPECT_EQ(Today(), (DayAccumulator{210, 210, "21", "21", 400, 400, "45", "45"}));
 }
 
-TEST_F(Seed, Goes_into_the_record_of_its_day) {
+TEST_F(SeedTest, Goes_into_the_record_of_its_day) {
   HasBothPoints();
   Temperature();
   platform().clock.now += kDay;
@@ -95,7 +95,7 @@ TEST_F(Seed, Goes_into_the_record_of_its_day) {
   EXPECT_EQ(Today().highTempText, "22");
 }
 
-TEST_F(Seed, Does_nothing_without_an_accumulator_point) {
+TEST_F(SeedTest, Does_nothing_without_an_accumulator_point) {
   Loaded(Map(kThermal, Point("1", R"("pld": "t")")));
   patch.NewDaySyncAccumulators(3, nullptr, &proxy);
   EXPECT_THAT(patch.GetAccumulators(), IsEmpty());
@@ -104,7 +104,7 @@ TEST_F(Seed, Does_nothing_without_an_accumulator_point) {
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
 }
 
-TEST_F(Seed, Of_one_kind_leaves_the_other) {
+TEST_F(SeedTest, Of_one_kind_leaves_the_other) {
   Loaded(Map(kThermal, Point("2", R"("pld": "h", "7dayHumAccum": true)")));
   patch.NewDaySyncAccumulators(3, nullptr, &proxy);
   EXPECT_EQ(Today(), (DayAccumulator{500, 0, "500", "0", 450, 450, "45", "45"}));
@@ -113,7 +113,7 @@ TEST_F(Seed, Of_one_kind_leaves_the_other) {
 
 // Which point, and from where.
 
-TEST_F(Seed, Takes_the_point_of_the_lowest_number) {
+TEST_F(SeedTest, Takes_the_point_of_the_lowest_number) {
   Loaded(Map(kThermal, Point("9", R"("pld": "x", "7dayTempAccum": true)") + "," +
                            Point("-5", R"("pld": "plain")") + "," +
                            Point("4", R"("pld": "t", "7dayTempAccum": true)")));
@@ -122,7 +122,7 @@ TEST_F(Seed, Takes_the_point_of_the_lowest_number) {
   EXPECT_THAT(proxy.asked, ElementsAre(std::make_pair(3, 4)));
 }
 
-TEST_F(Seed, Looks_for_a_point_until_there_is_one) {
+TEST_F(SeedTest, Looks_for_a_point_until_there_is_one) {
   Temperature();
   Humidity();
   EXPECT_THAT(platform().pages.asked, IsEmpty());
@@ -132,7 +132,7 @@ TEST_F(Seed, Looks_for_a_point_until_there_is_one) {
   EXPECT_THAT(DocumentsAsked(), ElementsAre("op1=t", "op1=h"));
 }
 
-TEST_F(Seed, Keeps_the_point_it_found_for_life) {
+TEST_F(SeedTest, Keeps_the_point_it_found_for_life) {
   HasBothPoints();
   Temperature();
   Humidity();
@@ -146,7 +146,7 @@ TEST_F(Seed, Keeps_the_point_it_found_for_life) {
   EXPECT_THAT(proxy.asked, ElementsAre(std::make_pair(3, 1), std::make_pair(3, 2)));
 }
 
-TEST_F(Seed, Reads_the_temperature_by_query_arguments_where_it_has_them) {
+TEST_F(SeedTest, Reads_the_temperature_by_query_arguments_where_it_has_them) {
   platform().proxy.points[7] = "30";
   Loaded(Map(kThermal, Point("1", R"("pld": "t", "pldQueryArgs": "7,1,0,0,0",
                                      "7dayTempAccum": true)")));
@@ -157,7 +157,7 @@ TEST_F(Seed, Reads_the_temperature_by_query_arguments_where_it_has_them) {
   EXPECT_EQ(platform().proxy.pointsAsked[0].device, 3);
 }
 
-TEST_F(Seed, Reads_the_humidity_by_document_name_whatever_it_has) {
+TEST_F(SeedTest, Reads_the_humidity_by_document_name_whatever_it_has) {
   platform().proxy.points[7] = "30";
   Loaded(Map(kThermal, Point("1", R"("pld": "h", "pldQueryArgs": "7,1,0,0,0",
                                      "7dayHumAccum": true)")));
@@ -169,7 +169,7 @@ TEST_F(Seed, Reads_the_humidity_by_document_name_whatever_it_has) {
 
 // The scale.
 
-TEST_F(Seed, Asks_for_the_resolution_with_a_factor_of_1_and_16_bit_numbers) {
+TEST_F(SeedTest, Asks_for_the_resolution_with_a_factor_of_1_and_16_bit_numbers) {
   Loaded(Map(kThermal, Point("66737", R"("pld": "t", "7dayTempAccum": true,
                                          "7dayHumAccum": true)")));
   patch.NewDaySyncTempAccumulator(0x00050011, nullptr, &proxy);
@@ -178,7 +178,7 @@ TEST_F(Seed, Asks_for_the_resolution_with_a_factor_of_1_and_16_bit_numbers) {
   EXPECT_THAT(proxy.asked, ElementsAre(std::make_pair(0x11, 1201), std::make_pair(0x11, 1201)));
 }
 
-TEST_F(Seed, Multiplies_the_changed_factor_by_10_when_the_query_succeeds) {
+TEST_F(SeedTest, Multiplies_the_changed_factor_by_10_when_the_query_succeeds) {
   proxy.sets = 3;
   HasBothPoints();
   Temperature();
@@ -186,7 +186,7 @@ TEST_F(Seed, Multiplies_the_changed_factor_by_10_when_the_query_succeeds) {
   EXPECT_EQ(Today(), (DayAccumulator{630, 630, "21", "21", 1350, 1350, "45", "45"}));
 }
 
-TEST_F(Seed, Takes_the_changed_factor_as_it_is_when_the_query_fails) {
+TEST_F(SeedTest, Takes_the_changed_factor_as_it_is_when_the_query_fails) {
   proxy.sets = 3;
   proxy.status = 1;
   HasBothPoints();
@@ -195,7 +195,7 @@ TEST_F(Seed, Takes_the_changed_factor_as_it_is_when_the_query_fails) {
   EXPECT_EQ(Today(), (DayAccumulator{63, 63, "21", "21", 135, 135, "45", "45"}));
 }
 
-TEST_F(Seed, Takes_the_reading_as_it_is_when_the_query_fails) {
+TEST_F(SeedTest, Takes_the_reading_as_it_is_when_the_query_fails) {
   proxy.status = -1;
   HasBothPoints();
   Temperature();
@@ -203,13 +203,13 @@ TEST_F(Seed, Takes_the_reading_as_it_is_when_the_query_fails) {
   EXPECT_EQ(Today(), (DayAccumulator{21, 21, "21", "21", 45, 45, "45", "45"}));
 }
 
-TEST_F(Seed, Takes_the_reading_as_it_is_without_a_proxy) {
+TEST_F(SeedTest, Takes_the_reading_as_it_is_without_a_proxy) {
   HasBothPoints();
   patch.NewDaySyncAccumulators(3, nullptr, nullptr);
   EXPECT_EQ(Today(), (DayAccumulator{21, 21, "21", "21", 45, 45, "45", "45"}));
 }
 
-TEST_F(Seed, Cuts_the_scaled_reading_to_16_bits_unclamped) {
+TEST_F(SeedTest, Cuts_the_scaled_reading_to_16_bits_unclamped) {
   HasBothPoints();
   HasDocument("t", "-4");
   HasDocument("h", "7000");
@@ -217,7 +217,7 @@ TEST_F(Seed, Cuts_the_scaled_reading_to_16_bits_unclamped) {
   EXPECT_EQ(Today(), (DayAccumulator{65496, 65496, "-4", "-4", 4464, 4464, "7000", "7000"}));
 }
 
-TEST_F(Seed, Survives_the_largest_factors_and_readings) {
+TEST_F(SeedTest, Survives_the_largest_factors_and_readings) {
   HasBothPoints();
   proxy.sets = INT32_MAX;  // times 10: 0xFFF6 in the low 16 bits
   HasDocument("t", "2147483647");
@@ -229,7 +229,7 @@ TEST_F(Seed, Survives_the_largest_factors_and_readings) {
 
 // Readings that are no integers.
 
-TEST_F(Seed, Leaves_the_day_at_an_invalid_temperature) {
+TEST_F(SeedTest, Leaves_the_day_at_an_invalid_temperature) {
   HasBothPoints();
   HasDocument("t", "21.5");
   Temperature();
@@ -238,7 +238,7 @@ TEST_F(Seed, Leaves_the_day_at_an_invalid_temperature) {
                                    "for temperature:  21.5"));
 }
 
-TEST_F(Seed, Leaves_the_day_at_an_invalid_humidity) {
+TEST_F(SeedTest, Leaves_the_day_at_an_invalid_humidity) {
   HasBothPoints();
   HasDocument("h", "");
   Humidity();
@@ -247,14 +247,14 @@ TEST_F(Seed, Leaves_the_day_at_an_invalid_humidity) {
                                    "humidity:  "));
 }
 
-TEST_F(Seed, Goes_on_to_the_humidity_after_an_invalid_temperature) {
+TEST_F(SeedTest, Goes_on_to_the_humidity_after_an_invalid_temperature) {
   HasBothPoints();
   HasDocument("t", "abc");
   patch.NewDaySyncAccumulators(3, nullptr, &proxy);
   EXPECT_EQ(Today(), (DayAccumulator{500, 0, "500", "0", 450, 450, "45", "45"}));
 }
 
-TEST_F(Seed, Reads_0_from_a_document_that_can_not_be_had) {
+TEST_F(SeedTest, Reads_0_from_a_document_that_can_not_be_had) {
   HasBothPoints();
   platform().pages.texts.clear();
   Temperature();

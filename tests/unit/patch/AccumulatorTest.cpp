@@ -13,7 +13,7 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using zones::kDay;
 
-class Accumulator : public PatchTest {
+class AccumulatorTest : public PatchTest {
  protected:
   static PointPatchEntry Temperature() {
     PointPatchEntry entry;
@@ -45,7 +45,7 @@ class Accumulator : public PatchTest {
   }
 };
 
-TEST_F(Accumulator, A_fresh_day_has_starting_values) {
+TEST_F(AccumulatorTest, A_fresh_day_has_starting_values) {
   patch.NewDayAccumulators();
   ASSERT_THAT(patch.GetAccumulators(), SizeIs(1));
   EXPECT_EQ(Today().lowTemp, 500);
@@ -59,7 +59,7 @@ TEST_F(Accumulator, A_fresh_day_has_starting_values) {
   EXPECT_EQ(Extremes(), "0 500 0 1100");
 }
 
-TEST_F(Accumulator, The_first_reading_is_low_and_high) {
+TEST_F(AccumulatorTest, The_first_reading_is_low_and_high) {
   patch.NewDayAccumulators();
   Reads(215, "21", Temperature());
   EXPECT_EQ(Today(), (DayAccumulator{215, 215, "21", "21", 1100, 0, "1100", "0"}));
@@ -68,7 +68,7 @@ TEST_F(Accumulator, The_first_reading_is_low_and_high) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Accumulator, Takes_lower_and_higher_readings) {
+TEST_F(AccumulatorTest, Takes_lower_and_higher_readings) {
   patch.NewDayAccumulators();
   for (const auto& entry : {Temperature(), Humidity()}) {
     Reads(200, "20", entry);
@@ -80,7 +80,7 @@ TEST_F(Accumulator, Takes_lower_and_higher_readings) {
   EXPECT_EQ(Today(), (DayAccumulator{190, 210, "19", "21", 190, 210, "19", "21"}));
 }
 
-TEST_F(Accumulator, Keeps_the_first_text_of_an_equal_reading) {
+TEST_F(AccumulatorTest, Keeps_the_first_text_of_an_equal_reading) {
   patch.NewDayAccumulators();
   Reads(200, "20", Temperature());
   Reads(200, "99", Temperature());
@@ -89,21 +89,21 @@ TEST_F(Accumulator, Keeps_the_first_text_of_an_equal_reading) {
   EXPECT_EQ(Today(), (DayAccumulator{200, 200, "20", "20", 200, 200, "20", "20"}));
 }
 
-TEST_F(Accumulator, A_reading_of_0_on_a_fresh_day_leaves_the_high) {
+TEST_F(AccumulatorTest, A_reading_of_0_on_a_fresh_day_leaves_the_high) {
   patch.NewDayAccumulators();
   Reads(0, "7", Temperature());
   Reads(0, "8", Humidity());
   EXPECT_EQ(Today(), (DayAccumulator{0, 0, "7", "0", 0, 0, "8", "0"}));
 }
 
-TEST_F(Accumulator, A_reading_not_below_the_starting_value_leaves_the_low) {
+TEST_F(AccumulatorTest, A_reading_not_below_the_starting_value_leaves_the_low) {
   patch.NewDayAccumulators();
   Reads(500, "50", Temperature());
   Reads(1100, "110", Humidity());
   EXPECT_EQ(Today(), (DayAccumulator{500, 500, "500", "50", 1100, 1100, "1100", "110"}));
 }
 
-TEST_F(Accumulator, Compares_readings_without_a_sign) {
+TEST_F(AccumulatorTest, Compares_readings_without_a_sign) {
   patch.NewDayAccumulators();
   Reads(0xFFFF, "-1", Temperature());
   EXPECT_EQ(Today().lowTemp, 500);
@@ -111,7 +111,7 @@ TEST_F(Accumulator, Compares_readings_without_a_sign) {
   EXPECT_EQ(Today().highTempText, "-1");
 }
 
-TEST_F(Accumulator, A_point_of_both_kinds_feeds_both) {
+TEST_F(AccumulatorTest, A_point_of_both_kinds_feeds_both) {
   patch.NewDayAccumulators();
   PointPatchEntry both = Temperature();
   both.humAccum = true;
@@ -120,7 +120,7 @@ TEST_F(Accumulator, A_point_of_both_kinds_feeds_both) {
   EXPECT_THAT(platform().pages.asked, SizeIs(1));
 }
 
-TEST_F(Accumulator, A_point_of_no_kind_feeds_none) {
+TEST_F(AccumulatorTest, A_point_of_no_kind_feeds_none) {
   patch.NewDayAccumulators();
   PointPatchEntry none;
   none.pld = "v";
@@ -128,7 +128,7 @@ TEST_F(Accumulator, A_point_of_no_kind_feeds_none) {
   EXPECT_EQ(Today(), DayAccumulator());
 }
 
-TEST_F(Accumulator, Takes_the_text_just_read_and_the_number_that_was_notified) {
+TEST_F(AccumulatorTest, Takes_the_text_just_read_and_the_number_that_was_notified) {
   patch.NewDayAccumulators();
   platform().proxy.points[7] = "-32768";
   PointPatchEntry entry = Temperature();
@@ -141,7 +141,7 @@ TEST_F(Accumulator, Takes_the_text_just_read_and_the_number_that_was_notified) {
   EXPECT_EQ(platform().proxy.pointsAsked[0].device, 0x11);
 }
 
-TEST_F(Accumulator, A_day_without_a_record_loses_the_reading) {
+TEST_F(AccumulatorTest, A_day_without_a_record_loses_the_reading) {
   patch.NewDayAccumulators();
   HasDocument("v", "21");
   patch.AccumulatorUpdate(patch.GetDayKey() + kDay, 215, Temperature(), 1);
@@ -151,7 +151,7 @@ TEST_F(Accumulator, A_day_without_a_record_loses_the_reading) {
   EXPECT_THAT(Lines(), ElementsAre("3 AccumulatorUpdate: Missing accumulator entry"));
 }
 
-TEST_F(Accumulator, An_empty_text_loses_the_reading) {
+TEST_F(AccumulatorTest, An_empty_text_loses_the_reading) {
   patch.NewDayAccumulators();
   Reads(215, "", Temperature());
   EXPECT_EQ(Today(), DayAccumulator());
@@ -159,7 +159,7 @@ TEST_F(Accumulator, An_empty_text_loses_the_reading) {
               ElementsAre("3 AccumulatorUpdate:  Unable to get value for accumulator point."));
 }
 
-TEST_F(Accumulator, A_text_that_is_no_number_of_16_bits_loses_the_reading) {
+TEST_F(AccumulatorTest, A_text_that_is_no_number_of_16_bits_loses_the_reading) {
   patch.NewDayAccumulators();
   const char* const texts[] = {"abc", "21.5", "32768", " 21", "21\r\n"};
   for (const char* const text : texts) {
@@ -171,7 +171,7 @@ TEST_F(Accumulator, A_text_that_is_no_number_of_16_bits_loses_the_reading) {
   EXPECT_EQ(Today(), DayAccumulator());
 }
 
-TEST_F(Accumulator, A_document_that_can_not_be_had_reads_as_0) {
+TEST_F(AccumulatorTest, A_document_that_can_not_be_had_reads_as_0) {
   patch.NewDayAccumulators();
   patch.AccumulatorUpdate(patch.GetDayKey(), 215, Temperature(), 1);
   EXPECT_EQ(Today(), (DayAccumulator{215, 215, "0", "0", 1100, 0, "1100", "0"}));
@@ -180,7 +180,7 @@ TEST_F(Accumulator, A_document_that_can_not_be_had_reads_as_0) {
 
 // Extremes over the kept days.
 
-TEST_F(Accumulator, Extremes_are_those_of_all_days) {
+TEST_F(AccumulatorTest, Extremes_are_those_of_all_days) {
   for (int day = 0; day < 3; ++day) {
     patch.NewDayAccumulators();
     const int low[] = {20, 18, 19};
@@ -194,7 +194,7 @@ TEST_F(Accumulator, Extremes_are_those_of_all_days) {
   EXPECT_EQ(Extremes(), "29 18 58 36");
 }
 
-TEST_F(Accumulator, The_later_day_wins_a_tie) {
+TEST_F(AccumulatorTest, The_later_day_wins_a_tie) {
   for (const char* const text : {"1", "2"}) {
     patch.NewDayAccumulators();
     Reads(200, text, Temperature());
@@ -204,7 +204,7 @@ TEST_F(Accumulator, The_later_day_wins_a_tie) {
   EXPECT_EQ(Extremes(), "2 2 2 2");
 }
 
-TEST_F(Accumulator, A_day_without_readings_reports_its_starting_values) {
+TEST_F(AccumulatorTest, A_day_without_readings_reports_its_starting_values) {
   patch.NewDayAccumulators();
   Reads(200, "20", Temperature());
   platform().clock.now += kDay;
@@ -212,7 +212,7 @@ TEST_F(Accumulator, A_day_without_readings_reports_its_starting_values) {
   EXPECT_EQ(Extremes(), "20 20 0 1100");
 }
 
-TEST_F(Accumulator, A_low_above_the_starting_value_is_no_extreme) {
+TEST_F(AccumulatorTest, A_low_above_the_starting_value_is_no_extreme) {
   // Only seeding puts such a low into a record.
   Loaded(Map(kThermal, Point("1", R"("pld": "v", "7dayTempAccum": true)") + "," +
                            Point("2", R"("pld": "v", "7dayHumAccum": true)")));
@@ -222,7 +222,7 @@ TEST_F(Accumulator, A_low_above_the_starting_value_is_no_extreme) {
   EXPECT_EQ(Extremes(), "1101 null 1101 null");
 }
 
-TEST_F(Accumulator, The_starting_values_themselves_are_extremes) {
+TEST_F(AccumulatorTest, The_starting_values_themselves_are_extremes) {
   Loaded(Map(kThermal, Point("1", R"("pld": "t", "7dayTempAccum": true)") + "," +
                            Point("2", R"("pld": "h", "7dayHumAccum": true)")));
   HasDocument("t", "+500");
@@ -231,7 +231,7 @@ TEST_F(Accumulator, The_starting_values_themselves_are_extremes) {
   EXPECT_EQ(Extremes(), "+500 +500 +1100 +1100");
 }
 
-TEST_F(Accumulator, Days_and_old_values_take_no_lock) {
+TEST_F(AccumulatorTest, Days_and_old_values_take_no_lock) {
   const auto before = platform().mutexes.locks;
   patch.NewDayAccumulators();
   Reads(210, "21", Temperature());

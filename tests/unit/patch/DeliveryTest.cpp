@@ -9,7 +9,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class Delivery : public PatchTest {
+class DeliveryTest : public PatchTest {
  protected:
   void SetUp() override {
     PatchTest::SetUp();
@@ -30,7 +30,7 @@ class Delivery : public PatchTest {
   CovValue value;
 };
 
-TEST_F(Delivery, Sends_the_resource_of_the_point) {
+TEST_F(DeliveryTest, Sends_the_resource_of_the_point) {
   Loaded(Map(kThermal, Point("1", R"("pld": "v")")));
   EXPECT_EQ(Process(1), 0);
   EXPECT_THAT(service.lines(), ElementsAre("PATCH /redfish/v1/Chassis/17/Thermal"));
@@ -40,7 +40,7 @@ TEST_F(Delivery, Sends_the_resource_of_the_point) {
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
 }
 
-TEST_F(Delivery, Of_an_unknown_point_is_4_and_silent) {
+TEST_F(DeliveryTest, Of_an_unknown_point_is_kPatchUnknownPoint_and_silent) {
   Loaded(Map(kThermal, Point("1", R"("pld": "v")")));
   EXPECT_EQ(Process(2), 4);
   EXPECT_THAT(service.requests(), IsEmpty());
@@ -50,7 +50,7 @@ TEST_F(Delivery, Of_an_unknown_point_is_4_and_silent) {
   EXPECT_THAT(patch.GetMap().PointResources(), SizeIs(1));
 }
 
-TEST_F(Delivery, Of_a_group_without_a_resource_is_1_and_silent) {
+TEST_F(DeliveryTest, Of_a_group_without_a_resource_is_kPatchFailed_and_silent) {
   Loaded(R"({"resourceUrls": [], "thermal": [)" + PointWithEvent() + "]}");
   EXPECT_EQ(Process(1), 1);
   EXPECT_THAT(service.requests(), IsEmpty());
@@ -60,7 +60,7 @@ TEST_F(Delivery, Of_a_group_without_a_resource_is_1_and_silent) {
   EXPECT_THAT(patch.GetMap().PointResources(), SizeIs(1));
 }
 
-TEST_F(Delivery, Of_a_group_without_a_resource_takes_no_reading_into_the_day) {
+TEST_F(DeliveryTest, Of_a_group_without_a_resource_takes_no_reading_into_the_day) {
   Loaded(R"({"resourceUrls": [], "thermal": [)" +
          Point("1", R"("pld": "v", "7dayTempAccum": true)") + "]}");
   patch.NewDayAccumulators();
@@ -70,7 +70,7 @@ TEST_F(Delivery, Of_a_group_without_a_resource_takes_no_reading_into_the_day) {
   EXPECT_EQ(patch.GetAccumulators().begin()->second.lowTempText, "500");
 }
 
-TEST_F(Delivery, Puts_the_managers_uuid_in_place_of_its_tag) {
+TEST_F(DeliveryTest, Puts_the_managers_uuid_in_place_of_its_tag) {
   Loaded(Map(R"("url": "/redfish/v1/Managers/<uuid>/<chassisid>", "resourceTag": "<uuid>",
                 "resourcePatch": "patch/thermal")",
              Point("1", R"("pld": "v")")));
@@ -78,7 +78,7 @@ TEST_F(Delivery, Puts_the_managers_uuid_in_place_of_its_tag) {
   EXPECT_THAT(service.lines(), ElementsAre("PATCH /redfish/v1/Managers/uuid-of-cov/<chassisid>"));
 }
 
-TEST_F(Delivery, Puts_nothing_in_place_of_another_tag) {
+TEST_F(DeliveryTest, Puts_nothing_in_place_of_another_tag) {
   Loaded(Map(R"("url": "/a/<ChassisId>/<chassisid>", "resourceTag": "<ChassisId>",
                 "resourcePatch": "patch/thermal")",
              Point("1", R"("pld": "v")")));
@@ -87,7 +87,7 @@ TEST_F(Delivery, Puts_nothing_in_place_of_another_tag) {
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
 }
 
-TEST_F(Delivery, Sends_an_empty_document_all_the_same) {
+TEST_F(DeliveryTest, Sends_an_empty_document_all_the_same) {
   platform().pages.texts.clear();
   Loaded(Map(kThermal, Point("1", R"("pld": "v")")));
   EXPECT_EQ(Process(1), 0);
@@ -97,7 +97,7 @@ TEST_F(Delivery, Sends_an_empty_document_all_the_same) {
               ElementsAre("3 PatchMgr GetPatchDoc: Failed to get patch patch/thermal"));
 }
 
-TEST_F(Delivery, Edits_the_document_as_the_resource_says) {
+TEST_F(DeliveryTest, Edits_the_document_as_the_resource_says) {
   platform().pages.texts["patch/thermal"] = "[7dayhightemp,temp_uom_celsius~12]";
   platform().proxy.points[12] = "21";
   const std::string page = R"("resourcePatch": "patch/thermal")";
@@ -120,7 +120,7 @@ TEST_F(Delivery, Edits_the_document_as_the_resource_says) {
   EXPECT_EQ(service.requests()[3].document, "[null,21]");
 }
 
-TEST_F(Delivery, Fills_seven_day_values_before_temperatures) {
+TEST_F(DeliveryTest, Fills_seven_day_values_before_temperatures) {
   platform().pages.texts["patch/thermal"] = "[temp_uom_celsius~12]";
   platform().proxy.points[12] = "7dayhightemp";
   Loaded(Map(std::string(kThermal) + R"(, "7dayAccum": true, "tempUomCelsius": true)",
@@ -129,7 +129,7 @@ TEST_F(Delivery, Fills_seven_day_values_before_temperatures) {
   EXPECT_EQ(service.requests()[0].document, "[7dayhightemp]");
 }
 
-TEST_F(Delivery, Uses_the_low_16_bits_of_the_device) {
+TEST_F(DeliveryTest, Uses_the_low_16_bits_of_the_device) {
   platform().pages.texts["patch/thermal"] = "[temp_uom_celsius~12]";
   Loaded(Map(std::string(kThermal) + R"(, "tempUomCelsius": true)",
              Point("1", R"("pld": "v", "event": {"msgid": "m", "numargs": 1, "arg1": "a",
@@ -142,14 +142,14 @@ TEST_F(Delivery, Uses_the_low_16_bits_of_the_device) {
   EXPECT_EQ(platform().proxy.pointsAsked[0].device, 0x11);
 }
 
-TEST_F(Delivery, Posts_the_points_event_after_its_resource) {
+TEST_F(DeliveryTest, Posts_the_points_event_after_its_resource) {
   Loaded(Map(kThermal, PointWithEvent()));
   EXPECT_EQ(Process(1), 0);
   EXPECT_THAT(service.lines(),
               ElementsAre("PATCH /redfish/v1/Chassis/17/Thermal", std::string("POST ") + kEvents));
 }
 
-TEST_F(Delivery, A_resource_that_can_not_be_sent_suppresses_the_event) {
+TEST_F(DeliveryTest, A_resource_that_can_not_be_sent_suppresses_the_event) {
   Loaded(Map(kThermal, PointWithEvent()));
   service.answers("PATCH", "*", 400);
   EXPECT_EQ(Process(1), 1);
@@ -157,7 +157,7 @@ TEST_F(Delivery, A_resource_that_can_not_be_sent_suppresses_the_event) {
   EXPECT_THAT(Lines(), ElementsAre("3 SendResourceToCloud: Failed to PATCH :\n{\"thermal\": 1}"));
 }
 
-TEST_F(Delivery, Goes_on_after_a_refused_document) {
+TEST_F(DeliveryTest, Goes_on_after_a_refused_document) {
   Loaded(Map(kThermal, PointWithEvent()));
   service.answersOnce("PATCH", "/redfish/v1/Chassis/17/Thermal", 500);
   EXPECT_EQ(Process(1), 1);
@@ -165,7 +165,7 @@ TEST_F(Delivery, Goes_on_after_a_refused_document) {
   EXPECT_THAT(service.lines(), SizeIs(3));
 }
 
-TEST_F(Delivery, A_refused_event_counts_as_sent) {
+TEST_F(DeliveryTest, A_refused_event_counts_as_sent) {
   Loaded(Map(kThermal, PointWithEvent()));
   service.answers("POST", "*", 400);
   EXPECT_EQ(Process(1), 0);
@@ -179,7 +179,7 @@ void FailsFromSecond(fakes::CloudConfig& cloud, const std::string& operation, in
   };
 }
 
-TEST_F(Delivery, Of_an_event_without_the_base_url_is_1) {
+TEST_F(DeliveryTest, Of_an_event_without_the_base_url_is_kPatchFailed) {
   Loaded(Map(kThermal, PointWithEvent()));
   FailsFromSecond(platform().cloud, "GetUrl", 12);
   EXPECT_EQ(Process(1), 1);
@@ -189,7 +189,7 @@ TEST_F(Delivery, Of_an_event_without_the_base_url_is_1) {
                           "4 PatchMgr ProcessCOV: Failed(1) to send event for point 1"));
 }
 
-TEST_F(Delivery, Of_an_event_that_can_not_be_built_is_5) {
+TEST_F(DeliveryTest, Of_an_event_that_can_not_be_built_is_kPatchEventNotBuilt) {
   Loaded(Map(kThermal, PointWithEvent()));
   EXPECT_EQ(patch.ProcessCOV(1, 1, 0, value, &client, "17", "u", "\xFF"), 5);
   EXPECT_THAT(service.lines(), ElementsAre("PATCH /redfish/v1/Chassis/17/Thermal"));
@@ -199,7 +199,7 @@ TEST_F(Delivery, Of_an_event_that_can_not_be_built_is_5) {
 
 // Accumulator points.
 
-TEST_F(Delivery, Takes_the_reading_before_the_document_is_rendered) {
+TEST_F(DeliveryTest, Takes_the_reading_before_the_document_is_rendered) {
   platform().pages.texts["patch/thermal"] = "7dayhightemp";
   HasDocument("v", "21");
   Loaded(Map(std::string(kThermal) + R"(, "7dayAccum": true)",
@@ -210,7 +210,7 @@ TEST_F(Delivery, Takes_the_reading_before_the_document_is_rendered) {
   EXPECT_EQ(service.requests()[0].document, "21");
 }
 
-TEST_F(Delivery, Reads_the_value_high_byte_first) {
+TEST_F(DeliveryTest, Reads_the_value_high_byte_first) {
   HasDocument("v", "21");
   Loaded(Map(kThermal, Point("1", R"("pld": "v", "7dayTempAccum": true)")));
   patch.NewDayAccumulators();
@@ -223,7 +223,7 @@ TEST_F(Delivery, Reads_the_value_high_byte_first) {
   EXPECT_EQ(patch.GetAccumulators().begin()->second.highTemp, 0xFF9C);
 }
 
-TEST_F(Delivery, Takes_the_reading_into_todays_record_and_not_into_the_newest) {
+TEST_F(DeliveryTest, Takes_the_reading_into_todays_record_and_not_into_the_newest) {
   HasDocument("v", "21");
   Loaded(Map(kThermal, Point("1", R"("pld": "v", "7dayTempAccum": true)")));
   patch.NewDayAccumulators();
@@ -238,7 +238,7 @@ TEST_F(Delivery, Takes_the_reading_into_todays_record_and_not_into_the_newest) {
   EXPECT_EQ(patch.GetAccumulators().rbegin()->second.highTemp, 0);
 }
 
-TEST_F(Delivery, Loses_the_reading_of_a_day_that_was_not_begun) {
+TEST_F(DeliveryTest, Loses_the_reading_of_a_day_that_was_not_begun) {
   HasDocument("v", "21");
   Loaded(Map(kThermal, Point("1", R"("pld": "v", "7dayTempAccum": true)")));
   patch.NewDayAccumulators();
@@ -250,7 +250,7 @@ TEST_F(Delivery, Loses_the_reading_of_a_day_that_was_not_begun) {
   EXPECT_EQ(patch.GetAccumulators().begin()->second.highTemp, 0);
 }
 
-TEST_F(Delivery, Takes_readings_of_humidity) {
+TEST_F(DeliveryTest, Takes_readings_of_humidity) {
   HasDocument("v", "45");
   Loaded(Map(kThermal, Point("1", R"("pld": "v", "7dayHumAccum": true)")));
   patch.NewDayAccumulators();
@@ -261,7 +261,7 @@ TEST_F(Delivery, Takes_readings_of_humidity) {
   EXPECT_EQ(patch.GetAccumulators().begin()->second.highTemp, 0);
 }
 
-TEST_F(Delivery, Sends_the_resource_although_the_reading_is_lost) {
+TEST_F(DeliveryTest, Sends_the_resource_although_the_reading_is_lost) {
   Loaded(Map(kThermal, Point("1", R"("pld": "v", "7dayHumAccum": true)")));
   EXPECT_EQ(Process(1), 0);
   EXPECT_THAT(service.requests(), SizeIs(1));
@@ -270,7 +270,7 @@ TEST_F(Delivery, Sends_the_resource_although_the_reading_is_lost) {
   EXPECT_THAT(patch.GetAccumulators(), IsEmpty());
 }
 
-TEST_F(Delivery, Of_an_ordinary_point_does_not_read_its_value) {
+TEST_F(DeliveryTest, Of_an_ordinary_point_does_not_read_its_value) {
   Loaded(Map(kThermal, Point("1", R"("pldQueryArgs": "1,1,0,0,0")")));
   patch.NewDayAccumulators();
   EXPECT_EQ(Process(1), 0);
@@ -280,10 +280,10 @@ TEST_F(Delivery, Of_an_ordinary_point_does_not_read_its_value) {
 
 // All resources.
 
-class AllResources : public Delivery {
+class AllResourcesTest : public DeliveryTest {
  protected:
   void SetUp() override {
-    Delivery::SetUp();
+    DeliveryTest::SetUp();
     platform().pages.texts = {{"page/a", "[7dayhightemp,temp_uom_celsius~12]"},
                               {"page/b", "7dayhightemp"},
                               {"page/c", "{temp_uom_celsius~12}"}};
@@ -297,7 +297,7 @@ class AllResources : public Delivery {
   }
 };
 
-TEST_F(AllResources, Are_sent_in_ascending_order_of_their_names_and_edited) {
+TEST_F(AllResourcesTest, Are_sent_in_ascending_order_of_their_names_and_edited) {
   patch.SendAllResourcesToCloud(7, "17", "uuid-1", &client);
   ASSERT_THAT(service.lines(), ElementsAre("PATCH /a/17", "PATCH /b/", "PATCH /c/uuid-1"));
   EXPECT_EQ(service.requests()[0].document, "[null,21]");
@@ -308,7 +308,7 @@ TEST_F(AllResources, Are_sent_in_ascending_order_of_their_names_and_edited) {
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
 }
 
-TEST_F(AllResources, Pages_and_tags_are_those_of_the_device_of_the_low_16_bits) {
+TEST_F(AllResourcesTest, Pages_and_tags_are_those_of_the_device_of_the_low_16_bits) {
   patch.SendAllResourcesToCloud(70000, "17", "uuid-1", &client);
   ASSERT_THAT(service.requests(), SizeIs(3));
   for (const fakes::Page& page : platform().pages.asked) EXPECT_EQ(page.velId, 4464);
@@ -318,7 +318,7 @@ TEST_F(AllResources, Pages_and_tags_are_those_of_the_device_of_the_low_16_bits) 
   }
 }
 
-TEST_F(AllResources, Go_on_after_one_that_fails) {
+TEST_F(AllResourcesTest, Go_on_after_one_that_fails) {
   service.answers("PATCH", "/a/17", 500);
   platform().pages.texts.erase("page/b");
   patch.SendAllResourcesToCloud(7, "17", "uuid-1", &client);
@@ -327,7 +327,7 @@ TEST_F(AllResources, Go_on_after_one_that_fails) {
                                    "3 GetPatchDoc: Failed to get patch page/b"));
 }
 
-TEST_F(AllResources, Each_tell_what_is_missing) {
+TEST_F(AllResourcesTest, Each_tell_what_is_missing) {
   platform().cloud.fails["GetUrl"] = 9;
   patch.SendAllResourcesToCloud(7, "17", "uuid-1", &client);
   EXPECT_THAT(service.requests(), IsEmpty());
@@ -335,7 +335,7 @@ TEST_F(AllResources, Each_tell_what_is_missing) {
   EXPECT_THAT(Lines(), ElementsAre(line, line, line));
 }
 
-TEST_F(Delivery, Of_all_resources_without_a_map_sends_nothing) {
+TEST_F(DeliveryTest, Of_all_resources_without_a_map_sends_nothing) {
   patch.SendAllResourcesToCloud(7, "17", "uuid-1", &client);
   EXPECT_THAT(service.requests(), IsEmpty());
   EXPECT_THAT(platform().log.Lines(), IsEmpty());

@@ -57,7 +57,7 @@ Findings Check(const char* text, const Surroundings& surroundings) {
   return CheckMap(map, root.get(), surroundings);
 }
 
-TEST(MapCheck, Says_first_what_is_written_wrong_then_what_does_not_fit) {
+TEST(MapCheckTest, Says_first_what_is_written_wrong_then_what_does_not_fit) {
   Surroundings surroundings;
   surroundings.pages["page"] = "7dayhightemp temp_uom_celsius~";
   EXPECT_THAT(Check(R"({"none": 1,
@@ -96,7 +96,7 @@ TEST(MapCheck, Says_first_what_is_written_wrong_then_what_does_not_fit) {
                           "point 2: the device has no such point"));
 }
 
-TEST(MapCheck, Asks_for_no_point_of_a_device_that_is_not_known) {
+TEST(MapCheckTest, Asks_for_no_point_of_a_device_that_is_not_known) {
   Surroundings surroundings;
   surroundings.knowsDevice = false;
   EXPECT_THAT(Check(R"({"resourceUrls": [],
@@ -107,7 +107,7 @@ TEST(MapCheck, Asks_for_no_point_of_a_device_that_is_not_known) {
               ElementsAre(R"(point -1: its group "r" is no resource: nothing is sent for it)"));
 }
 
-TEST(MapCheck, Finds_that_the_work_on_a_page_would_not_end) {
+TEST(MapCheckTest, Finds_that_the_work_on_a_page_would_not_end) {
   Surroundings surroundings;
   surroundings.pages["page"] = "temp_uom_celsius~1 temp_uom_celsius~1";
   EXPECT_THAT(
@@ -120,7 +120,7 @@ TEST(MapCheck, Finds_that_the_work_on_a_page_would_not_end) {
                   "/<uuid>"));
 }
 
-TEST(MapCheck, Has_nothing_to_find_in_an_empty_map) {
+TEST(MapCheckTest, Has_nothing_to_find_in_an_empty_map) {
   EXPECT_THAT(Check(R"({"resourceUrls": []})", Surroundings()), IsEmpty());
 }
 

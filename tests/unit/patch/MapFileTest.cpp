@@ -13,7 +13,7 @@ using testing::IsEmpty;
 using testing::Pair;
 using testing::SizeIs;
 
-class MapFile : public PatchTest {};
+class MapFileTest : public PatchTest {};
 
 const char kExample[] = R"({
   "resourceUrls": [
@@ -39,7 +39,7 @@ PointPatchEntry PlainPoint() {
   return entry;
 }
 
-TEST_F(MapFile, Loads_every_member_of_the_example) {
+TEST_F(MapFileTest, Loads_every_member_of_the_example) {
   EXPECT_EQ(Load(kExample), 0);
 
   ResourceUrlEntry thermal;
@@ -70,21 +70,21 @@ TEST_F(MapFile, Loads_every_member_of_the_example) {
   EXPECT_THAT(Lines(), ElementsAre("7 AddEventInfoToPatch: adding pointId: 1201 to id history"));
 }
 
-TEST_F(MapFile, Starts_with_empty_tables) {
+TEST_F(MapFileTest, Starts_with_empty_tables) {
   EXPECT_THAT(patch.GetMap().Resources(), IsEmpty());
   EXPECT_THAT(patch.GetMap().Points(), IsEmpty());
   EXPECT_THAT(patch.GetMap().PointResources(), IsEmpty());
   EXPECT_THAT(patch.GetMap().History(), IsEmpty());
 }
 
-TEST_F(MapFile, Leaves_absent_members_of_a_point_empty) {
+TEST_F(MapFileTest, Leaves_absent_members_of_a_point_empty) {
   EXPECT_EQ(Load(Map(kThermal, Point("7", R"("pld": "v")"))), 0);
   EXPECT_THAT(patch.GetMap().Points(), ElementsAre(Pair(7, PlainPoint())));
   EXPECT_THAT(patch.GetMap().History(), IsEmpty());
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(MapFile, Leaves_absent_flags_of_a_resource_off) {
+TEST_F(MapFileTest, Leaves_absent_flags_of_a_resource_off) {
   EXPECT_EQ(Load(Map(kThermal, "")), 0);
   ResourceUrlEntry thermal;
   thermal.url = "/redfish/v1/Chassis/<chassisid>/Thermal";
@@ -93,7 +93,7 @@ TEST_F(MapFile, Leaves_absent_flags_of_a_resource_off) {
   EXPECT_THAT(patch.GetMap().Resources(), ElementsAre(Pair("thermal", thermal)));
 }
 
-TEST_F(MapFile, Leaves_absent_strings_of_a_resource_empty) {
+TEST_F(MapFileTest, Leaves_absent_strings_of_a_resource_empty) {
   EXPECT_EQ(Load(R"({"resourceUrls": [{"7dayAccum": true}, {"name": "a"}]})"), 0);
   ResourceUrlEntry nameless;
   nameless.accum7Day = true;
@@ -102,7 +102,7 @@ TEST_F(MapFile, Leaves_absent_strings_of_a_resource_empty) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(MapFile, Sets_each_flag_by_its_own_key) {
+TEST_F(MapFileTest, Sets_each_flag_by_its_own_key) {
   EXPECT_EQ(Load(Map(std::string(kThermal) + R"(, "tempUomCelsius": true)",
                      Point("1", R"("pld": "v", "7dayHumAccum": true)") + "," +
                          Point("2", R"("pld": "v", "7dayTempAccum": true)"))),
@@ -115,13 +115,13 @@ TEST_F(MapFile, Sets_each_flag_by_its_own_key) {
   EXPECT_TRUE(patch.GetMap().Points().at(2).tempAccum);
 }
 
-TEST_F(MapFile, Takes_both_sources_of_a_value) {
+TEST_F(MapFileTest, Takes_both_sources_of_a_value) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", "pldQueryArgs": "1,2,3,4,5")"))), 0);
   EXPECT_EQ(patch.GetMap().Points().at(1).pld, "v");
   EXPECT_EQ(patch.GetMap().Points().at(1).pldQueryArgs, "1,2,3,4,5");
 }
 
-TEST_F(MapFile, Takes_negative_ids_and_both_ends_of_the_range) {
+TEST_F(MapFileTest, Takes_negative_ids_and_both_ends_of_the_range) {
   EXPECT_EQ(
       Load(Map(kThermal, Point("-1", R"("pld": "v")") + "," + Point("2147483647", R"("pld": "v")") +
                              "," + Point("-2147483648", R"("pld": "v")"))),
@@ -131,12 +131,12 @@ TEST_F(MapFile, Takes_negative_ids_and_both_ends_of_the_range) {
       ElementsAre(Pair(INT32_MIN, "thermal"), Pair(-1, "thermal"), Pair(INT32_MAX, "thermal")));
 }
 
-TEST_F(MapFile, Cuts_an_id_to_32_bits) {
+TEST_F(MapFileTest, Cuts_an_id_to_32_bits) {
   EXPECT_EQ(Load(Map(kThermal, Point("4294968497", R"("pld": "v")"))), 0);
   EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(1201, "thermal")));
 }
 
-TEST_F(MapFile, Keeps_the_first_resource_of_a_name) {
+TEST_F(MapFileTest, Keeps_the_first_resource_of_a_name) {
   EXPECT_EQ(Load(R"({"resourceUrls": [{"name": "a", "url": "/1"}, {"name": "a", "url": "/2"}]})"),
             0);
   EXPECT_THAT(patch.GetMap().Resources(), SizeIs(1));
@@ -144,14 +144,14 @@ TEST_F(MapFile, Keeps_the_first_resource_of_a_name) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(MapFile, Keeps_the_first_point_of_an_id_within_a_group) {
+TEST_F(MapFileTest, Keeps_the_first_point_of_an_id_within_a_group) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v")") + "," + Point("1", R"("pld": "w")"))),
             0);
   EXPECT_THAT(patch.GetMap().Points(), ElementsAre(Pair(1, PlainPoint())));
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(MapFile, Keeps_the_first_point_of_an_id_over_groups_in_both_tables) {
+TEST_F(MapFileTest, Keeps_the_first_point_of_an_id_over_groups_in_both_tables) {
   EXPECT_EQ(Load(R"({"resourceUrls": [], "zone": [)" + Point("1", R"("pld": "v")") +
                  R"(], "fan": [)" + Point("1", R"("pld": "w")") + "]}"),
             0);
@@ -162,14 +162,14 @@ TEST_F(MapFile, Keeps_the_first_point_of_an_id_over_groups_in_both_tables) {
   EXPECT_EQ(patch.GetMap().Points().at(1).pld, source);
 }
 
-TEST_F(MapFile, Loads_the_last_of_two_groups_of_one_name) {
+TEST_F(MapFileTest, Loads_the_last_of_two_groups_of_one_name) {
   EXPECT_EQ(Load(R"({"resourceUrls": [], "fan": [)" + Point("1", R"("pld": "v")") +
                  R"(], "fan": [)" + Point("2", R"("pld": "v")") + "]}"),
             0);
   EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(2, "fan")));
 }
 
-TEST_F(MapFile, Enrols_a_dropped_duplicate_in_the_id_history) {
+TEST_F(MapFileTest, Enrols_a_dropped_duplicate_in_the_id_history) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v")") + "," +
                                    Point("1", R"("pld": "w", "event": {"msgid": "m",
                                                  "arg1Type": "old"})"))),
@@ -178,7 +178,7 @@ TEST_F(MapFile, Enrols_a_dropped_duplicate_in_the_id_history) {
   EXPECT_THAT(patch.GetMap().History(), ElementsAre(Pair(1, "0")));
 }
 
-TEST_F(MapFile, A_second_load_keeps_the_first_entries_and_adds_new_ones) {
+TEST_F(MapFileTest, A_second_load_keeps_the_first_entries_and_adds_new_ones) {
   const std::string old = R"("event": {"msgid": "m", "arg1Type": "old"})";
   ASSERT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", )" + old))), 0);
   HasDocument("", "21.5");
@@ -197,14 +197,14 @@ TEST_F(MapFile, A_second_load_keeps_the_first_entries_and_adds_new_ones) {
   EXPECT_THAT(patch.GetMap().History(), ElementsAre(Pair(1, "21.5")));
 }
 
-TEST_F(MapFile, A_failed_second_load_keeps_what_was_loaded) {
+TEST_F(MapFileTest, A_failed_second_load_keeps_what_was_loaded) {
   Loaded(Map(kThermal, Point("1", R"("pld": "v")")));
   EXPECT_EQ(Load("{"), 2);
   EXPECT_THAT(patch.GetMap().Resources(), SizeIs(1));
   EXPECT_THAT(patch.GetMap().Points(), SizeIs(1));
 }
 
-TEST_F(MapFile, Keeps_query_arguments_only_when_they_convert) {
+TEST_F(MapFileTest, Keeps_query_arguments_only_when_they_convert) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", "pldQueryArgs": "1,2,x,4,5")"))), 0);
   EXPECT_EQ(patch.GetMap().Points().at(1).pldQueryArgs, "");
   EXPECT_EQ(patch.GetMap().Points().at(1).pld, "v");
@@ -212,7 +212,7 @@ TEST_F(MapFile, Keeps_query_arguments_only_when_they_convert) {
                                    "1,2,x,4,5"));
 }
 
-TEST_F(MapFile, Loads_a_point_whose_short_query_arguments_leave_it_without_a_source) {
+TEST_F(MapFileTest, Loads_a_point_whose_short_query_arguments_leave_it_without_a_source) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pldQueryArgs": "1,2,3")"))), 0);
   PointPatchEntry entry;
   entry.patch = "{%1}";
@@ -223,14 +223,14 @@ TEST_F(MapFile, Loads_a_point_whose_short_query_arguments_leave_it_without_a_sou
                           "   Expected 5 args."));
 }
 
-TEST_F(MapFile, Loads_points_of_a_group_without_a_resource) {
+TEST_F(MapFileTest, Loads_points_of_a_group_without_a_resource) {
   EXPECT_EQ(Load(R"({"resourceUrls": [], "fan": [)" + Point("1", R"("pld": "v")") + "]}"), 0);
   EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(1, "fan")));
   EXPECT_THAT(patch.GetMap().Points(), ElementsAre(Pair(1, PlainPoint())));
   EXPECT_THAT(patch.GetMap().Resources(), IsEmpty());
 }
 
-TEST_F(MapFile, Finds_the_resources_wherever_they_stand) {
+TEST_F(MapFileTest, Finds_the_resources_wherever_they_stand) {
   EXPECT_EQ(Load(R"({"thermal": [)" + Point("1", R"("pld": "v")") +
                  R"(], "resourceUrls": [{"name": "thermal"}]})"),
             0);
@@ -240,14 +240,14 @@ TEST_F(MapFile, Finds_the_resources_wherever_they_stand) {
 
 // Events of points.
 
-TEST_F(MapFile, Takes_an_event_of_nothing_but_an_identifier) {
+TEST_F(MapFileTest, Takes_an_event_of_nothing_but_an_identifier) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", "event": {"msgid": "m"})"))), 0);
   PointPatchEntry entry = PlainPoint();
   entry.msgid = "m";
   EXPECT_THAT(patch.GetMap().Points(), ElementsAre(Pair(1, entry)));
 }
 
-TEST_F(MapFile, Ignores_an_event_with_an_empty_identifier_whole) {
+TEST_F(MapFileTest, Ignores_an_event_with_an_empty_identifier_whole) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", "event": {"msgid": "", "message": "x",
               "severity": "OK", "numargs": 2, "arg1": "a", "arg1Type": "old", "arg2": "b",
               "arg2Type": "pld"})"))),
@@ -257,7 +257,7 @@ TEST_F(MapFile, Ignores_an_event_with_an_empty_identifier_whole) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(MapFile, Ignores_an_event_without_an_identifier_whole) {
+TEST_F(MapFileTest, Ignores_an_event_without_an_identifier_whole) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", "event": {"message": "x",
               "numargs": 1, "arg1Type": "old"})"))),
             0);
@@ -265,7 +265,7 @@ TEST_F(MapFile, Ignores_an_event_without_an_identifier_whole) {
   EXPECT_THAT(patch.GetMap().History(), IsEmpty());
 }
 
-TEST_F(MapFile, Only_the_first_type_old_enrols_a_point) {
+TEST_F(MapFileTest, Only_the_first_type_old_enrols_a_point) {
   EXPECT_EQ(
       Load(Map(kThermal,
                Point("1", R"("pld": "v", "event": {"msgid": "m", "arg1Type": "Old"})") + "," +
@@ -276,7 +276,7 @@ TEST_F(MapFile, Only_the_first_type_old_enrols_a_point) {
   EXPECT_THAT(Lines(), ElementsAre("7 AddEventInfoToPatch: adding pointId: 3 to id history"));
 }
 
-TEST_F(MapFile, AddEventInfoToPatch_resets_the_number_of_arguments) {
+TEST_F(MapFileTest, AddEventInfoToPatch_resets_the_number_of_arguments) {
   PointPatchEntry entry;
   entry.numArgs = 2;
   patch.AddEventInfoToPatch(nullptr, entry, 1);
@@ -285,7 +285,7 @@ TEST_F(MapFile, AddEventInfoToPatch_resets_the_number_of_arguments) {
 
 // Values of the id history.
 
-TEST_F(MapFile, Seeds_the_id_history_by_second_argument_as_a_document_name) {
+TEST_F(MapFileTest, Seeds_the_id_history_by_second_argument_as_a_document_name) {
   Loaded(Map(kThermal, Point("1", R"("pld": "own", "event": {"msgid": "m", "arg1Type": "old",
                            "arg2": "temp1", "arg2Type": "pldQueryArgs"})") +
                            "," + Point("2", R"("pld": "other")")));
@@ -299,7 +299,7 @@ TEST_F(MapFile, Seeds_the_id_history_by_second_argument_as_a_document_name) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(MapFile, A_value_that_can_not_be_had_leaves_the_id_history_at_0) {
+TEST_F(MapFileTest, A_value_that_can_not_be_had_leaves_the_id_history_at_0) {
   Loaded(Map(kThermal, Point("1", R"("pld": "own", "event": {"msgid": "m", "arg1Type": "old",
                                      "arg2": "temp1"})")));
   patch.InitIdHistoryValues(3, nullptr);

@@ -47,16 +47,16 @@ const Json kNoObjects[] = {{"integer", "5"},
                            {"array", "[{\"id\": 1}]"}};
 
 // Loads with each of several JSON texts in place of one value.
-class MapType : public PatchTest, public testing::WithParamInterface<Json> {
+class MapTypeTest : public PatchTest, public testing::WithParamInterface<Json> {
  protected:
   std::string Value() const { return GetParam().text; }
 };
 
 std::string NameOf(const testing::TestParamInfo<Json>& info) { return info.param.name; }
 
-class MapText : public MapType {};
+class MapTextTest : public MapTypeTest {};
 
-TEST_P(MapText, A_resource_reads_as_empty_what_is_no_text) {
+TEST_P(MapTextTest, A_resource_reads_as_empty_what_is_no_text) {
   const char* const keys[] = {"name", "url", "resourcePatch", "resourceTag"};
   for (const char* const wrong : keys) {
     cloudclient::PatchMgr fresh;
@@ -77,7 +77,7 @@ TEST_P(MapText, A_resource_reads_as_empty_what_is_no_text) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_P(MapText, A_point_reads_as_empty_what_is_no_text) {
+TEST_P(MapTextTest, A_point_reads_as_empty_what_is_no_text) {
   EXPECT_EQ(Load(Map(kThermal, R"({"id": 1, "pld": )" + Value() + R"(, "patch": "p"}, )" +
                                    R"({"id": 2, "pld": "v", "patch": )" + Value() + "}")),
             0);
@@ -89,7 +89,7 @@ TEST_P(MapText, A_point_reads_as_empty_what_is_no_text) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_P(MapText, Query_arguments_that_are_no_text_are_too_short) {
+TEST_P(MapTextTest, Query_arguments_that_are_no_text_are_too_short) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pldQueryArgs": )" + Value()))), 0);
   PointPatchEntry entry;
   entry.patch = "{%1}";
@@ -99,7 +99,7 @@ TEST_P(MapText, Query_arguments_that_are_no_text_are_too_short) {
                           "   Expected 5 args."));
 }
 
-TEST_P(MapText, An_event_reads_as_empty_what_is_no_text) {
+TEST_P(MapTextTest, An_event_reads_as_empty_what_is_no_text) {
   const std::string wrong = Value();
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", "event": {"msgid": "m", "numargs": 1,
                      "message": )" + wrong + R"(, "severity": )" +
@@ -116,7 +116,7 @@ TEST_P(MapText, An_event_reads_as_empty_what_is_no_text) {
   EXPECT_THAT(patch.GetMap().History(), IsEmpty());
 }
 
-TEST_P(MapText, An_identifier_that_is_no_text_leaves_the_event_out) {
+TEST_P(MapTextTest, An_identifier_that_is_no_text_leaves_the_event_out) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", "event": {"msgid": )" + Value() +
                                               R"(, "message": "x", "arg1Type": "old"})"))),
             0);
@@ -125,11 +125,11 @@ TEST_P(MapText, An_identifier_that_is_no_text_leaves_the_event_out) {
   EXPECT_THAT(patch.GetMap().History(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Values, MapText, testing::ValuesIn(kNoTexts), NameOf);
+INSTANTIATE_TEST_SUITE_P(Values, MapTextTest, testing::ValuesIn(kNoTexts), NameOf);
 
-class MapArray : public MapType {};
+class MapArrayTest : public MapTypeTest {};
 
-TEST_P(MapArray, A_group_that_is_no_array_is_skipped) {
+TEST_P(MapArrayTest, A_group_that_is_no_array_is_skipped) {
   EXPECT_EQ(Load(R"({"resourceUrls": [], "thermal": )" + Value() + R"(, "fan": [)" +
                  Point("2", R"("pld": "v")") + "]}"),
             0);
@@ -137,7 +137,7 @@ TEST_P(MapArray, A_group_that_is_no_array_is_skipped) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_P(MapArray, Resources_that_are_no_array_are_none) {
+TEST_P(MapArrayTest, Resources_that_are_no_array_are_none) {
   EXPECT_EQ(
       Load(R"({"resourceUrls": )" + Value() + R"(, "fan": [)" + Point("2", R"("pld": "v")") + "]}"),
       0);
@@ -146,11 +146,11 @@ TEST_P(MapArray, Resources_that_are_no_array_are_none) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Values, MapArray, testing::ValuesIn(kNoArrays), NameOf);
+INSTANTIATE_TEST_SUITE_P(Values, MapArrayTest, testing::ValuesIn(kNoArrays), NameOf);
 
-class MapFlag : public MapType {};
+class MapFlagTest : public MapTypeTest {};
 
-TEST_P(MapFlag, Only_true_sets_a_flag) {
+TEST_P(MapFlagTest, Only_true_sets_a_flag) {
   const std::string wrong = Value();
   EXPECT_EQ(Load(Map(R"("7dayAccum": )" + wrong + R"(, "tempUomCelsius": )" + wrong,
                      Point("1", R"("pld": "v", "7dayTempAccum": )" + wrong +
@@ -163,18 +163,18 @@ TEST_P(MapFlag, Only_true_sets_a_flag) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Values, MapFlag, testing::ValuesIn(kNotTrue), NameOf);
+INSTANTIATE_TEST_SUITE_P(Values, MapFlagTest, testing::ValuesIn(kNotTrue), NameOf);
 
-class MapInteger : public MapType {};
+class MapIntegerTest : public MapTypeTest {};
 
-TEST_P(MapInteger, An_id_that_is_no_integer_costs_the_point_and_not_the_result) {
+TEST_P(MapIntegerTest, An_id_that_is_no_integer_costs_the_point_and_not_the_result) {
   EXPECT_EQ(
       Load(Map(kThermal, Point(Value(), R"("pld": "v")") + "," + Point("2", R"("pld": "v")"))), 0);
   EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(2, "thermal")));
   EXPECT_THAT(Lines(), ElementsAre("3 InitIdToResAndPatchMaps: id is not type integer"));
 }
 
-TEST_P(MapInteger, A_number_of_arguments_that_is_no_integer_is_0) {
+TEST_P(MapIntegerTest, A_number_of_arguments_that_is_no_integer_is_0) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", "event": {"msgid": "m", "numargs": )" +
                                               Value() + "}"))),
             0);
@@ -182,39 +182,39 @@ TEST_P(MapInteger, A_number_of_arguments_that_is_no_integer_is_0) {
   EXPECT_EQ(patch.GetMap().Points().at(1).msgid, "m");
 }
 
-INSTANTIATE_TEST_SUITE_P(Values, MapInteger, testing::ValuesIn(kNoIntegers), NameOf);
+INSTANTIATE_TEST_SUITE_P(Values, MapIntegerTest, testing::ValuesIn(kNoIntegers), NameOf);
 
 // Events and elements that are no objects.
-class MapObject : public MapType {};
+class MapObjectTest : public MapTypeTest {};
 
-TEST_P(MapObject, An_event_that_is_no_object_is_left_out) {
+TEST_P(MapObjectTest, An_event_that_is_no_object_is_left_out) {
   EXPECT_EQ(Load(Map(kThermal, Point("1", R"("pld": "v", "event": )" + Value()))), 0);
   EXPECT_THAT(patch.GetMap().PointResources(), SizeIs(1));
   EXPECT_EQ(patch.GetMap().Points().at(1).msgid, "");
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_P(MapObject, A_point_that_is_no_object_has_no_id) {
+TEST_P(MapObjectTest, A_point_that_is_no_object_has_no_id) {
   EXPECT_EQ(Load(Map(kThermal, Value() + "," + Point("2", R"("pld": "v")"))), 1);
   EXPECT_THAT(patch.GetMap().PointResources(), ElementsAre(Pair(2, "thermal")));
   EXPECT_THAT(Lines(), ElementsAre("3 InitIdToResAndPatchMaps: id not found"));
 }
 
-TEST_P(MapObject, A_resource_that_is_no_object_is_a_nameless_empty_one) {
+TEST_P(MapObjectTest, A_resource_that_is_no_object_is_a_nameless_empty_one) {
   EXPECT_EQ(Load(R"({"resourceUrls": [)" + Value() + R"(, {"name": "fan"}]})"), 0);
   EXPECT_THAT(patch.GetMap().Resources(),
               ElementsAre(Pair("", ResourceUrlEntry()), Pair("fan", ResourceUrlEntry())));
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_P(MapObject, A_root_that_is_no_object_has_no_resources) {
+TEST_P(MapObjectTest, A_root_that_is_no_object_has_no_resources) {
   EXPECT_EQ(Load(Value()), 3);
   EXPECT_THAT(patch.GetMap().Points(), IsEmpty());
   EXPECT_THAT(Lines(), ElementsAre("3 InitResUrlMap: resourceUrls object not found in patch map "
                                    "/var/local/orv/pldserver/0/1/covpatchmap.txt"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Values, MapObject, testing::ValuesIn(kNoObjects), NameOf);
+INSTANTIATE_TEST_SUITE_P(Values, MapObjectTest, testing::ValuesIn(kNoObjects), NameOf);
 
 }  // namespace
 }  // namespace patch_test

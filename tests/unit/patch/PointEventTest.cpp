@@ -14,7 +14,7 @@ constexpr char kUri[] =
     "https://cloud.example/redfish/v1/Managers/6f1c1e1a-6c5b-4d0e-9f6e-0a4b5f0d2a11"
     "/Oem/Quorvan:Events";
 
-class PointEvent : public PatchTest {
+class PointEventTest : public PatchTest {
  protected:
   void SetUp() override {
     PatchTest::SetUp();
@@ -67,27 +67,27 @@ class PointEvent : public PatchTest {
   }
 };
 
-TEST_F(PointEvent, Of_no_arguments_has_an_empty_message_and_four_arguments) {
+TEST_F(PointEventTest, Of_no_arguments_has_an_empty_message_and_four_arguments) {
   EXPECT_EQ(Sent(Event(0)), 0);
   EXPECT_EQ(Posted(), Document("", R"("unit-1", "label-1", "", "")"));
 }
 
-TEST_F(PointEvent, Of_one_argument) {
+TEST_F(PointEventTest, Of_one_argument) {
   EXPECT_EQ(Sent(Event(1)), 0);
   EXPECT_EQ(Posted(), Document("from a to %2", R"("unit-1", "label-1", "a", "")"));
 }
 
-TEST_F(PointEvent, Of_two_arguments) {
+TEST_F(PointEventTest, Of_two_arguments) {
   EXPECT_EQ(Sent(Event(2)), 0);
   EXPECT_EQ(Posted(), Document("from a to %2b", R"("unit-1", "label-1", "a", "b")"));
 }
 
-TEST_F(PointEvent, Of_three_arguments) {
+TEST_F(PointEventTest, Of_three_arguments) {
   EXPECT_EQ(Sent(Event(3)), 0);
   EXPECT_EQ(Posted(), Document("from a to %2b", R"("unit-1", "label-1", "a", "b")"));
 }
 
-TEST_F(PointEvent, Goes_to_the_managers_collection_with_the_token) {
+TEST_F(PointEventTest, Goes_to_the_managers_collection_with_the_token) {
   EXPECT_EQ(Sent(Event(0)), 0);
   ASSERT_THAT(service.requests(), SizeIs(1));
   EXPECT_EQ(service.requests()[0].method, "POST");
@@ -95,27 +95,27 @@ TEST_F(PointEvent, Goes_to_the_managers_collection_with_the_token) {
   EXPECT_EQ(service.requests()[0].Header("X-Auth-Token"), "token-1");
 }
 
-TEST_F(PointEvent, Escapes_what_JSON_asks_for) {
+TEST_F(PointEventTest, Escapes_what_JSON_asks_for) {
   HasDocument("A", "\\ \n\xC3\xA9");
   EXPECT_EQ(Sent(Event(1)), 0);
   EXPECT_EQ(Posted(), Document("from \\\\ \\n\xC3\xA9 to %2",
                                "\"unit-1\", \"label-1\", \"\\\\ \\n\xC3\xA9\", \"\""));
 }
 
-TEST_F(PointEvent, Is_created_at_local_time_with_a_literal_Z) {
+TEST_F(PointEventTest, Is_created_at_local_time_with_a_literal_Z) {
   fakes::SetTimeZone("CET-1");
   EXPECT_EQ(Sent(Event(0)), 0);
   EXPECT_EQ(Posted(), Document("", R"("unit-1", "label-1", "", "")", "/redfish/v1/Chassis/17",
                                "2026-03-05T14:07:09Z"));
 }
 
-TEST_F(PointEvent, Has_an_empty_time_that_can_not_be_formatted) {
+TEST_F(PointEventTest, Has_an_empty_time_that_can_not_be_formatted) {
   const FailingStrftime failing;
   EXPECT_EQ(Sent(Event(0)), 0);
   EXPECT_EQ(Posted(), Document("", R"("unit-1", "label-1", "", "")", "/redfish/v1/Chassis/17", ""));
 }
 
-TEST_F(PointEvent, Leaves_out_a_unit_name_that_can_not_be_read) {
+TEST_F(PointEventTest, Leaves_out_a_unit_name_that_can_not_be_read) {
   platform().cloud.fails["GetUnitName"] = 6;
   EXPECT_EQ(Sent(Event(0)), 0);
   EXPECT_EQ(Posted(), Document("", R"("", "label-1", "", "")"));
@@ -124,7 +124,7 @@ TEST_F(PointEvent, Leaves_out_a_unit_name_that_can_not_be_read) {
 
 // Origin.
 
-TEST_F(PointEvent, Of_a_resource_with_another_tag_has_no_origin) {
+TEST_F(PointEventTest, Of_a_resource_with_another_tag_has_no_origin) {
   Loaded(R"({"resourceUrls": [{"name": "m", "url": "/m/<chassisid>", "resourceTag": "<uuid>"}],
              "m": [)" +
          Point("2", R"("pld": "v")") + "]}");
@@ -133,7 +133,7 @@ TEST_F(PointEvent, Of_a_resource_with_another_tag_has_no_origin) {
   EXPECT_THAT(Failures(), ElementsAre("3 SendEventForPoint: unknown resource tag: <uuid>"));
 }
 
-TEST_F(PointEvent, Of_a_url_without_the_chassis_has_no_origin) {
+TEST_F(PointEventTest, Of_a_url_without_the_chassis_has_no_origin) {
   Loaded(R"({"resourceUrls": [{"name": "m", "url": "/m/17", "resourceTag": "<chassisid>"}],
              "m": [)" +
          Point("2", R"("pld": "v")") + "]}");
@@ -142,7 +142,7 @@ TEST_F(PointEvent, Of_a_url_without_the_chassis_has_no_origin) {
   EXPECT_THAT(Failures(), IsEmpty());
 }
 
-TEST_F(PointEvent, Has_its_origin_up_to_the_first_chassis_of_the_url) {
+TEST_F(PointEventTest, Has_its_origin_up_to_the_first_chassis_of_the_url) {
   Loaded(R"({"resourceUrls": [{"name": "m", "url": "<chassisid>/<chassisid>",
                                "resourceTag": "<chassisid>"}], "m": [)" +
          Point("2", R"("pld": "v")") + "]}");
@@ -150,7 +150,7 @@ TEST_F(PointEvent, Has_its_origin_up_to_the_first_chassis_of_the_url) {
   EXPECT_EQ(Posted(), Document("", R"("unit-1", "label-1", "", "")", "17"));
 }
 
-TEST_F(PointEvent, Of_an_unknown_point_has_no_origin_and_adds_nothing) {
+TEST_F(PointEventTest, Of_an_unknown_point_has_no_origin_and_adds_nothing) {
   EXPECT_EQ(Sent(Event(0), 99), 0);
   EXPECT_EQ(Posted(), Document("", R"("unit-1", "label-1", "", "")", ""));
   EXPECT_THAT(Failures(), IsEmpty());
@@ -158,7 +158,7 @@ TEST_F(PointEvent, Of_an_unknown_point_has_no_origin_and_adds_nothing) {
   EXPECT_THAT(patch.GetMap().Resources(), SizeIs(1));
 }
 
-TEST_F(PointEvent, Of_a_group_without_a_resource_has_no_origin_and_adds_nothing) {
+TEST_F(PointEventTest, Of_a_group_without_a_resource_has_no_origin_and_adds_nothing) {
   Loaded(R"({"resourceUrls": [], "m": [)" + Point("2", R"("pld": "v")") + "]}");
   EXPECT_EQ(Sent(Event(0), 2), 0);
   EXPECT_EQ(Posted(), Document("", R"("unit-1", "label-1", "", "")", ""));
@@ -167,21 +167,21 @@ TEST_F(PointEvent, Of_a_group_without_a_resource_has_no_origin_and_adds_nothing)
 
 // What can't be sent.
 
-TEST_F(PointEvent, Without_the_base_url_is_1) {
+TEST_F(PointEventTest, Without_the_base_url_is_kPatchFailed) {
   platform().cloud.fails["GetUrl"] = 5;
   EXPECT_EQ(Sent(Event(0)), 1);
   EXPECT_THAT(service.requests(), IsEmpty());
   EXPECT_THAT(Lines(), ElementsAre("3 SendEventForPoint: Failed to get the cloud service URL"));
 }
 
-TEST_F(PointEvent, Without_the_uuid_is_1) {
+TEST_F(PointEventTest, Without_the_uuid_is_kPatchFailed) {
   platform().cloud.fails["GetUUID"] = 5;
   EXPECT_EQ(Sent(Event(0)), 1);
   EXPECT_THAT(service.requests(), IsEmpty());
   EXPECT_THAT(Lines(), ElementsAre("3 SendEventForPoint: Failed to get the UUID"));
 }
 
-TEST_F(PointEvent, Is_posted_with_an_empty_token_when_there_is_none) {
+TEST_F(PointEventTest, Is_posted_with_an_empty_token_when_there_is_none) {
   platform().cloud.fails["GetXAuthToken"] = 5;
   EXPECT_EQ(Sent(Event(0)), 0);
   ASSERT_THAT(service.requests(), SizeIs(1));
@@ -189,7 +189,7 @@ TEST_F(PointEvent, Is_posted_with_an_empty_token_when_there_is_none) {
   EXPECT_THAT(Failures(), ElementsAre("3 SendEventForPoint: Failed to get xauthtoken"));
 }
 
-TEST_F(PointEvent, Traces_its_address_and_the_answer) {
+TEST_F(PointEventTest, Traces_its_address_and_the_answer) {
   service.answers("POST", kEvents, 201, "{\"Id\": \"5\"}");
   EXPECT_EQ(Sent(Event(0)), 0);
   const std::string header = fakes::HeaderBlock(201);
@@ -198,7 +198,7 @@ TEST_F(PointEvent, Traces_its_address_and_the_answer) {
                                    "7 SendEventForPoint: resp: " + header + "{\"Id\": \"5\"}"));
 }
 
-TEST_F(PointEvent, Refused_by_the_service_is_0) {
+TEST_F(PointEventTest, Refused_by_the_service_is_kPatchOk) {
   service.answers("POST", "*", 400);
   EXPECT_EQ(Sent(Event(0)), 0);
   EXPECT_THAT(Lines(), ElementsAre("7 SendEventForPoint: uri: " + std::string(kUri) + " ",
@@ -207,7 +207,7 @@ TEST_F(PointEvent, Refused_by_the_service_is_0) {
                                        "  evt: " + Document("", R"("unit-1", "label-1", "", "")")));
 }
 
-TEST_F(PointEvent, That_did_not_reach_the_service_is_0) {
+TEST_F(PointEventTest, That_did_not_reach_the_service_is_kPatchOk) {
   service.isDown();
   EXPECT_EQ(Sent(Event(0)), 0);
   EXPECT_THAT(Failures(), ElementsAre("3 SendEventForPoint: Failed (4) to send event to cloud",
@@ -215,14 +215,14 @@ TEST_F(PointEvent, That_did_not_reach_the_service_is_0) {
                                           Document("", R"("unit-1", "label-1", "", "")")));
 }
 
-TEST_F(PointEvent, That_can_not_be_written_is_0) {
+TEST_F(PointEventTest, That_can_not_be_written_is_kPatchOk) {
   const FailingDumps failing;
   EXPECT_EQ(Sent(Event(0)), 0);
   EXPECT_THAT(service.requests(), IsEmpty());
   EXPECT_THAT(Lines(), ElementsAre("3 SendEventForPoint: null return from json_dumps"));
 }
 
-TEST_F(PointEvent, Refused_by_the_service_still_moves_the_history) {
+TEST_F(PointEventTest, Refused_by_the_service_still_moves_the_history) {
   service.answers("POST", "*", 400);
   PointPatchEntry entry = Event(2);
   entry.arg1Type = "old";
@@ -232,31 +232,31 @@ TEST_F(PointEvent, Refused_by_the_service_still_moves_the_history) {
 
 // Text that is no UTF-8, in each place.
 
-TEST_F(PointEvent, With_a_label_that_is_no_UTF8_is_5) {
+TEST_F(PointEventTest, With_a_label_that_is_no_UTF8_is_kPatchEventNotBuilt) {
   EXPECT_EQ(patch.SendEventForPoint(3, 1, 9, Event(2), &client, "17", "\xC3\x28"), 5);
   EXPECT_THAT(service.requests(), IsEmpty());
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(PointEvent, With_a_chassis_that_is_no_UTF8_is_5) {
+TEST_F(PointEventTest, With_a_chassis_that_is_no_UTF8_is_kPatchEventNotBuilt) {
   EXPECT_EQ(patch.SendEventForPoint(3, 1, 9, Event(2), &client, "\xFF", "label-1"), 5);
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(PointEvent, With_a_unit_name_that_is_no_UTF8_is_5) {
+TEST_F(PointEventTest, With_a_unit_name_that_is_no_UTF8_is_kPatchEventNotBuilt) {
   platform().cloud.unitName = "\xFF";
   EXPECT_EQ(Sent(Event(2)), 5);
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(PointEvent, With_an_identifier_that_is_no_UTF8_is_5) {
+TEST_F(PointEventTest, With_an_identifier_that_is_no_UTF8_is_kPatchEventNotBuilt) {
   PointPatchEntry entry = Event(2);
   entry.msgid = "\xFF";
   EXPECT_EQ(Sent(entry), 5);
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(PointEvent, With_values_that_are_no_UTF8_is_5) {
+TEST_F(PointEventTest, With_values_that_are_no_UTF8_is_kPatchEventNotBuilt) {
   HasDocument("A", "21 \xB0");
   EXPECT_EQ(Sent(Event(1)), 5);
   HasDocument("A", "a");
@@ -267,7 +267,7 @@ TEST_F(PointEvent, With_values_that_are_no_UTF8_is_5) {
 
 // Whole changes of value.
 
-TEST_F(PointEvent, Shows_the_new_value_of_one_change_as_the_old_one_of_the_next) {
+TEST_F(PointEventTest, Shows_the_new_value_of_one_change_as_the_old_one_of_the_next) {
   platform().pages.texts["patch/thermal"] = "{}";
   service.answers("PATCH", "*", 204);
   cloudclient::PatchMgr fresh;

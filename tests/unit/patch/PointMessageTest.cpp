@@ -13,7 +13,7 @@ using testing::IsEmpty;
 using testing::Pair;
 using testing::SizeIs;
 
-class PointMessage : public PatchTest {
+class PointMessageTest : public PatchTest {
  protected:
   void SetUp() override {
     PatchTest::SetUp();
@@ -44,7 +44,7 @@ class PointMessage : public PatchTest {
   std::string arg2;
 };
 
-TEST_F(PointMessage, Of_no_arguments_is_empty_and_asks_nothing) {
+TEST_F(PointMessageTest, Of_no_arguments_is_empty_and_asks_nothing) {
   EXPECT_EQ(Built(Event("text %1 %2", 0)), "");
   EXPECT_EQ(Built(Event("text", -1)), "");
   EXPECT_EQ(arg1, "");
@@ -52,7 +52,7 @@ TEST_F(PointMessage, Of_no_arguments_is_empty_and_asks_nothing) {
   EXPECT_THAT(platform().pages.asked, IsEmpty());
 }
 
-TEST_F(PointMessage, Of_one_argument) {
+TEST_F(PointMessageTest, Of_one_argument) {
   EXPECT_EQ(Built(Event("from %1 on %2.", 1)), "from a on %2.");
   EXPECT_EQ(arg1, "a");
   EXPECT_EQ(arg2, "");
@@ -60,54 +60,54 @@ TEST_F(PointMessage, Of_one_argument) {
   EXPECT_EQ(platform().pages.asked[0].velId, 3);
 }
 
-TEST_F(PointMessage, Of_one_argument_keeps_a_second_first_placeholder) {
+TEST_F(PointMessageTest, Of_one_argument_keeps_a_second_first_placeholder) {
   EXPECT_EQ(Built(Event("%1%1", 1)), "a%1");
 }
 
-TEST_F(PointMessage, Of_two_arguments_takes_the_second_position_as_a_length) {
+TEST_F(PointMessageTest, Of_two_arguments_takes_the_second_position_as_a_length) {
   EXPECT_EQ(Built(Event("%1 to %2", 2)), "a to %2b");
   EXPECT_EQ(arg1, "a");
   EXPECT_EQ(arg2, "b");
   EXPECT_THAT(DocumentsAsked(), ElementsAre("op1=A", "op1=B"));
 }
 
-TEST_F(PointMessage, Of_two_arguments_appends_the_tail_again) {
+TEST_F(PointMessageTest, Of_two_arguments_appends_the_tail_again) {
   // Positions 2 and 7: the middle is the seven characters from position 4.
   EXPECT_EQ(Built(Event("x %1 to%2 yz", 2)), "x a to%2 yb yz");
 }
 
-TEST_F(PointMessage, Of_three_arguments_is_one_of_two) {
+TEST_F(PointMessageTest, Of_three_arguments_is_one_of_two) {
   EXPECT_EQ(Built(Event("%1 to %2 %3", 3)), "a to %2b %3");
   EXPECT_EQ(Built(Event("%1 to %2", INT32_MAX)), "a to %2b");
 }
 
 // Missing placeholders stand at the message's end.
 
-TEST_F(PointMessage, Without_its_placeholder_ends_in_the_argument) {
+TEST_F(PointMessageTest, Without_its_placeholder_ends_in_the_argument) {
   EXPECT_EQ(Built(Event("text", 1)), "texta");
   EXPECT_EQ(Built(Event("", 1)), "a");
 }
 
-TEST_F(PointMessage, Without_the_second_placeholder) {
+TEST_F(PointMessageTest, Without_the_second_placeholder) {
   EXPECT_EQ(Built(Event("x %1 y", 2)), "x a yb");
   EXPECT_EQ(Built(Event("x %1", 2)), "x ab");
 }
 
-TEST_F(PointMessage, Without_the_first_placeholder) {
+TEST_F(PointMessageTest, Without_the_first_placeholder) {
   EXPECT_EQ(Built(Event("x %2 y", 2)), "x %2 yab y");
 }
 
-TEST_F(PointMessage, Without_placeholders) {
+TEST_F(PointMessageTest, Without_placeholders) {
   EXPECT_EQ(Built(Event("text", 2)), "textab");
   EXPECT_EQ(Built(Event("", 2)), "ab");
 }
 
-TEST_F(PointMessage, With_placeholders_in_the_other_order) {
+TEST_F(PointMessageTest, With_placeholders_in_the_other_order) {
   EXPECT_EQ(Built(Event("%2 %1", 2)), "%2 ab %1");
   EXPECT_EQ(Built(Event("a%2 %1.", 2)), "a%2 a.b %1.");
 }
 
-TEST_F(PointMessage, That_ends_in_half_a_placeholder) {
+TEST_F(PointMessageTest, That_ends_in_half_a_placeholder) {
   EXPECT_EQ(Built(Event("%", 1)), "%a");
   EXPECT_EQ(Built(Event("%1%", 2)), "a%b");
 }
@@ -131,9 +131,9 @@ std::string TypesNameOf(const testing::TestParamInfo<Types>& types) {
   return testing::PrintToString(types.param);
 }
 
-class PointMessageTypes : public PointMessage, public testing::WithParamInterface<Types> {};
+class PointMessageTypesTest : public PointMessageTest, public testing::WithParamInterface<Types> {};
 
-TEST_P(PointMessageTypes, Follow_the_first_type_but_for_pld) {
+TEST_P(PointMessageTypesTest, Follow_the_first_type_but_for_pld) {
   const Types& types = GetParam();
   Loaded(Map(kThermal, Point("1", R"("pld": "v", "event": {"msgid": "m", "arg1Type": "old",
                                      "arg2": "A"})")));
@@ -153,7 +153,7 @@ TEST_P(PointMessageTypes, Follow_the_first_type_but_for_pld) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Combinations, PointMessageTypes,
+    Combinations, PointMessageTypesTest,
     testing::Values(Types{"pld", "pld", "a-%2b.", "a", "b"},
                     Types{"pld", "pldQueryArgs", "a-%2a.", "a", ""},
                     Types{"pld", "old", "a-%2a.", "a", ""}, Types{"pld", "", "a-%2a.", "a", ""},
@@ -168,7 +168,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Types{"PLD", "old", "-%2.", "", ""}, Types{"", "", "-%2.", "", ""}),
     TypesNameOf);
 
-TEST_F(PointMessage, Of_query_arguments_asks_the_device_for_them) {
+TEST_F(PointMessageTest, Of_query_arguments_asks_the_device_for_them) {
   PointPatchEntry entry = Event("%1", 1);
   entry.arg1Type = "pldQueryArgs";
   entry.arg1 = "11,1,2,7,5";
@@ -179,7 +179,7 @@ TEST_F(PointMessage, Of_query_arguments_asks_the_device_for_them) {
   EXPECT_EQ(platform().proxy.pointsAsked[0].arg5, 5);
 }
 
-TEST_F(PointMessage, Tells_what_can_not_be_read) {
+TEST_F(PointMessageTest, Tells_what_can_not_be_read) {
   PointPatchEntry entry = Event("%1|%2", 2);
   entry.arg1Type = "pldQueryArgs";
   entry.arg1 = "1,2";
@@ -193,7 +193,7 @@ TEST_F(PointMessage, Tells_what_can_not_be_read) {
                           "PLD engine"));
 }
 
-TEST_F(PointMessage, Shows_0_for_a_document_that_can_not_be_had) {
+TEST_F(PointMessageTest, Shows_0_for_a_document_that_can_not_be_had) {
   PointPatchEntry entry = Event("%1", 1);
   entry.arg1 = "gone";
   EXPECT_EQ(Built(entry), "0");
@@ -201,7 +201,7 @@ TEST_F(PointMessage, Shows_0_for_a_document_that_can_not_be_had) {
   EXPECT_THAT(Lines(), ElementsAre("3 GetPointValuePld: Failed to get pld(gone)"));
 }
 
-TEST_F(PointMessage, A_first_argument_of_no_known_type_is_not_handed_out) {
+TEST_F(PointMessageTest, A_first_argument_of_no_known_type_is_not_handed_out) {
   PointPatchEntry entry = Event("%1|", 1);
   entry.arg1Type = "other";
   arg1 = "before";
@@ -209,7 +209,7 @@ TEST_F(PointMessage, A_first_argument_of_no_known_type_is_not_handed_out) {
   EXPECT_EQ(arg1, "before");
 }
 
-TEST_F(PointMessage, A_second_argument_that_is_the_first_again_is_not_handed_out) {
+TEST_F(PointMessageTest, A_second_argument_that_is_the_first_again_is_not_handed_out) {
   PointPatchEntry entry = Event("%1|%2", 2);
   entry.arg2Type = "other";
   arg2 = "before";
@@ -219,14 +219,14 @@ TEST_F(PointMessage, A_second_argument_that_is_the_first_again_is_not_handed_out
 
 // The id history.
 
-TEST_F(PointMessage, An_absent_old_value_is_empty_and_made) {
+TEST_F(PointMessageTest, An_absent_old_value_is_empty_and_made) {
   PointPatchEntry entry = Event("[%1]", 1);
   entry.arg1Type = "old";
   EXPECT_EQ(Built(entry, 8), "[]");
   EXPECT_THAT(patch.GetMap().History(), ElementsAre(Pair(8, "")));
 }
 
-TEST_F(PointMessage, The_new_value_of_one_change_is_the_old_one_of_the_next) {
+TEST_F(PointMessageTest, The_new_value_of_one_change_is_the_old_one_of_the_next) {
   PointPatchEntry entry = Event("%1>%2", 2);
   entry.arg1Type = "old";
   Loaded(Map(kThermal, Point("1", R"("pld": "v", "event": {"msgid": "m", "arg1Type": "old"})")));
@@ -238,7 +238,7 @@ TEST_F(PointMessage, The_new_value_of_one_change_is_the_old_one_of_the_next) {
   EXPECT_THAT(patch.GetMap().History(), ElementsAre(Pair(1, "c")));
 }
 
-TEST_F(PointMessage, One_old_argument_leaves_the_history) {
+TEST_F(PointMessageTest, One_old_argument_leaves_the_history) {
   PointPatchEntry entry = Event("%1", 1);
   entry.arg1Type = "old";
   Loaded(Map(kThermal, Point("1", R"("pld": "v", "event": {"msgid": "m", "arg1Type": "old"})")));

@@ -10,7 +10,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class Send : public PatchTest {
+class SendTest : public PatchTest {
  protected:
   void SetUp() override {
     PatchTest::SetUp();
@@ -30,7 +30,7 @@ class Send : public PatchTest {
   }
 };
 
-TEST_F(Send, A_resource_with_its_document_and_the_token) {
+TEST_F(SendTest, A_resource_with_its_document_and_the_token) {
   EXPECT_EQ(patch.SendResourceToCloud(
                 &client, Resource("/redfish/v1/Chassis/<chassisid>/Thermal", "<chassisid>"), "17",
                 "{\"a\": 1}\r\n"),
@@ -43,55 +43,55 @@ TEST_F(Send, A_resource_with_its_document_and_the_token) {
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
 }
 
-TEST_F(Send, Only_the_first_tag_of_the_url_is_replaced) {
+TEST_F(SendTest, Only_the_first_tag_of_the_url_is_replaced) {
   EXPECT_EQ(Sent("/<uuid>/<uuid>", "<uuid>"), 0);
   EXPECT_THAT(service.lines(), ElementsAre("PATCH /17/<uuid>"));
 }
 
-TEST_F(Send, The_identifier_itself_may_hold_the_tag) {
+TEST_F(SendTest, The_identifier_itself_may_hold_the_tag) {
   EXPECT_EQ(Sent("/<uuid>/x", "<uuid>", "<uuid>"), 0);
   EXPECT_THAT(service.lines(), ElementsAre("PATCH /<uuid>/x"));
 }
 
-TEST_F(Send, Any_text_can_be_the_tag) {
+TEST_F(SendTest, Any_text_can_be_the_tag) {
   EXPECT_EQ(Sent("/<chassisid>/ID/x", "ID"), 0);
   EXPECT_THAT(service.lines(), ElementsAre("PATCH /<chassisid>/17/x"));
 }
 
-TEST_F(Send, The_tag_is_not_looked_for_in_the_base_url) {
+TEST_F(SendTest, The_tag_is_not_looked_for_in_the_base_url) {
   platform().cloud.url = "https://cloud.example/<uuid>";
   EXPECT_EQ(Sent("/x/<uuid>", "<uuid>"), 0);
   EXPECT_THAT(service.lines(), ElementsAre("PATCH /<uuid>/x/17"));
 }
 
-TEST_F(Send, An_empty_identifier_leaves_nothing_in_place_of_the_tag) {
+TEST_F(SendTest, An_empty_identifier_leaves_nothing_in_place_of_the_tag) {
   EXPECT_EQ(Sent("/a/<slot>/b", "<slot>", ""), 0);
   EXPECT_THAT(service.lines(), ElementsAre("PATCH /a//b"));
 }
 
-TEST_F(Send, A_url_without_its_tag_is_used_unchanged) {
+TEST_F(SendTest, A_url_without_its_tag_is_used_unchanged) {
   EXPECT_EQ(Sent("/a/<uuid>/b", "<chassisid>"), 0);
   EXPECT_THAT(service.lines(), ElementsAre("PATCH /a/<uuid>/b"));
 }
 
-TEST_F(Send, An_empty_tag_replaces_nothing) {
+TEST_F(SendTest, An_empty_tag_replaces_nothing) {
   EXPECT_EQ(Sent("/a/b", ""), 0);
   EXPECT_THAT(service.lines(), ElementsAre("PATCH /a/b"));
 }
 
-TEST_F(Send, An_empty_url_is_the_base_url) {
+TEST_F(SendTest, An_empty_url_is_the_base_url) {
   EXPECT_EQ(Sent("", "<chassisid>"), 0);
   EXPECT_THAT(service.lines(), ElementsAre("PATCH "));
 }
 
-TEST_F(Send, An_empty_token_all_the_same) {
+TEST_F(SendTest, An_empty_token_all_the_same) {
   platform().cloud.token = "";
   EXPECT_EQ(Sent("/a", ""), 0);
   EXPECT_EQ(service.requests()[0].headerLines.size(), 5u);
   EXPECT_TRUE(service.requests()[0].HasHeader("X-Auth-Token"));
 }
 
-TEST_F(Send, Nothing_without_the_base_url) {
+TEST_F(SendTest, Nothing_without_the_base_url) {
   platform().cloud.fails["GetUrl"] = 12;
   EXPECT_EQ(Sent("/a", ""), 1);
   EXPECT_THAT(service.requests(), IsEmpty());
@@ -99,7 +99,7 @@ TEST_F(Send, Nothing_without_the_base_url) {
               ElementsAre("3 PatchMgr SendResourceToCloud: Failed(12) to get resource URI"));
 }
 
-TEST_F(Send, Nothing_without_the_token) {
+TEST_F(SendTest, Nothing_without_the_token) {
   platform().cloud.fails["GetXAuthToken"] = 13;
   EXPECT_EQ(Sent("/a", ""), 1);
   EXPECT_THAT(service.requests(), IsEmpty());
@@ -107,19 +107,19 @@ TEST_F(Send, Nothing_without_the_token) {
               ElementsAre("3 PatchMgr SendResourceToCloud: Failed(13) to get xauthtoken"));
 }
 
-TEST_F(Send, A_refused_document_is_told) {
+TEST_F(SendTest, A_refused_document_is_told) {
   service.answers("PATCH", "*", 400);
   EXPECT_EQ(patch.SendResourceToCloud(&client, Resource("/a", ""), "", "{\n \"a\": 1}"), 1);
   EXPECT_THAT(Lines(), ElementsAre("3 SendResourceToCloud: Failed to PATCH :\n{\n \"a\": 1}"));
 }
 
-TEST_F(Send, A_document_that_was_not_transferred_is_told) {
+TEST_F(SendTest, A_document_that_was_not_transferred_is_told) {
   service.isDown();
   EXPECT_EQ(Sent("/a", ""), 1);
   EXPECT_THAT(Lines(), ElementsAre("3 SendResourceToCloud: Failed to PATCH :\n{}"));
 }
 
-TEST_F(Send, Any_of_three_statuses_is_success) {
+TEST_F(SendTest, Any_of_three_statuses_is_success) {
   for (const long status : {200L, 202L, 204L}) {
     service.answers("PATCH", "*", status);
     EXPECT_EQ(Sent("/a", ""), 0) << status;
@@ -130,7 +130,7 @@ TEST_F(Send, Any_of_three_statuses_is_success) {
 
 // A bare URL.
 
-TEST_F(Send, A_bare_url_with_the_chassis_in_it) {
+TEST_F(SendTest, A_bare_url_with_the_chassis_in_it) {
   EXPECT_EQ(patch.SendPatchToCloud(&client, "/c/<chassisid>/<chassisid>/<uuid>", "17", "{}"), 0);
   EXPECT_THAT(service.lines(), ElementsAre("PATCH /c/17/<chassisid>/<uuid>"));
   EXPECT_EQ(service.requests()[0].document, "{}");
@@ -138,12 +138,12 @@ TEST_F(Send, A_bare_url_with_the_chassis_in_it) {
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
 }
 
-TEST_F(Send, A_bare_url_without_its_tag_is_used_unchanged) {
+TEST_F(SendTest, A_bare_url_without_its_tag_is_used_unchanged) {
   EXPECT_EQ(patch.SendPatchToCloud(&client, "/c", "17", ""), 0);
   EXPECT_THAT(service.lines(), ElementsAre("PATCH /c"));
 }
 
-TEST_F(Send, Nothing_to_a_bare_url_without_the_base_url) {
+TEST_F(SendTest, Nothing_to_a_bare_url_without_the_base_url) {
   platform().cloud.fails["GetUrl"] = 12;
   EXPECT_EQ(patch.SendPatchToCloud(&client, "/c", "17", "{}"), 1);
   EXPECT_THAT(service.requests(), IsEmpty());
@@ -151,7 +151,7 @@ TEST_F(Send, Nothing_to_a_bare_url_without_the_base_url) {
               ElementsAre("3 PatchMgr SendPatchToCloud: Failed(12) to get chassis URI"));
 }
 
-TEST_F(Send, Nothing_to_a_bare_url_without_the_token) {
+TEST_F(SendTest, Nothing_to_a_bare_url_without_the_token) {
   platform().cloud.fails["GetXAuthToken"] = 13;
   EXPECT_EQ(patch.SendPatchToCloud(&client, "/c", "17", "{}"), 1);
   EXPECT_THAT(service.requests(), IsEmpty());
@@ -159,7 +159,7 @@ TEST_F(Send, Nothing_to_a_bare_url_without_the_token) {
               ElementsAre("3 PatchMgr SendPatchToCloud: Failed(13) to get xauthtoken"));
 }
 
-TEST_F(Send, A_document_refused_at_a_bare_url_is_told) {
+TEST_F(SendTest, A_document_refused_at_a_bare_url_is_told) {
   service.answers("PATCH", "*", 500);
   EXPECT_EQ(patch.SendPatchToCloud(&client, "/c", "17", "{doc}"), 1);
   EXPECT_THAT(Lines(), ElementsAre("3 SendPatchToCloud: Failed to PATCH :\n{doc}"));

@@ -76,7 +76,7 @@ void EditLiterally(Engine& engine, uint16_t device, std::string& document) {
   }
 }
 
-class TemperatureTag : public PatchTest {
+class TemperatureTagTest : public PatchTest {
  protected:
   template <typename Work>
   Edit Edited(std::string document, const Work& work) {
@@ -131,7 +131,7 @@ class TemperatureTag : public PatchTest {
   int m_ending = 0;
 };
 
-TEST_F(TemperatureTag, Is_replaced_in_one_pass_as_by_the_literal_algorithm) {
+TEST_F(TemperatureTagTest, Is_replaced_in_one_pass_as_by_the_literal_algorithm) {
   const std::vector<std::string> ofDocuments = {kTag,
                                                 "temp_uom_celsius~12",
                                                 "temp_uom_celsius~7}",
@@ -159,7 +159,7 @@ TEST_F(TemperatureTag, Is_replaced_in_one_pass_as_by_the_literal_algorithm) {
   EXPECT_GT(m_ending, 1000);
 }
 
-TEST_F(TemperatureTag, Gives_way_to_a_longer_value_and_to_a_shorter_one_in_any_order) {
+TEST_F(TemperatureTagTest, Gives_way_to_a_longer_value_and_to_a_shorter_one_in_any_order) {
   engine.answers = {std::string(5000, 'a'), "1", std::string(300, 'b'), "", std::string(40, 'c')};
   std::string document;
   for (int tag = 0; tag < 50; ++tag) document += "[temp_uom_celsius~" + std::to_string(tag) + "]";

@@ -25,7 +25,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class Value : public PatchTest {
+class ValueTest : public PatchTest {
  protected:
   std::vector<int32_t> Converted(const std::string& text, int32_t expected) {
     std::vector<int32_t> args(7, -7);
@@ -51,19 +51,19 @@ class Value : public PatchTest {
 
 // Query arguments.
 
-TEST_F(Value, Converts_five_pieces) {
+TEST_F(ValueTest, Converts_five_pieces) {
   EXPECT_THAT(Converted("3,-1,+0,2147483647,-2147483648", 0),
               ElementsAre(3, -1, 0, INT32_MAX, INT32_MIN, -7, -7));
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Value, Ignores_pieces_beyond_the_fifth) {
+TEST_F(ValueTest, Ignores_pieces_beyond_the_fifth) {
   EXPECT_THAT(Converted("1,2,3,4,5,6", 0), ElementsAre(1, 2, 3, 4, 5, -7, -7));
   EXPECT_THAT(Converted("1,2,3,4,5,x,", 0), ElementsAre(1, 2, 3, 4, 5, -7, -7));
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Value, Refuses_a_short_list_untouched) {
+TEST_F(ValueTest, Refuses_a_short_list_untouched) {
   EXPECT_THAT(Converted("1,2", -1), ElementsAre(-7, -7, -7, -7, -7, -7, -7));
   EXPECT_THAT(Converted("1,2,3,4", -1), ElementsAre(-7, -7, -7, -7, -7, -7, -7));
   EXPECT_THAT(Converted("", -1), ElementsAre(-7, -7, -7, -7, -7, -7, -7));
@@ -76,20 +76,20 @@ TEST_F(Value, Refuses_a_short_list_untouched) {
                           "Expected 5 args."));
 }
 
-TEST_F(Value, Keeps_the_pieces_before_the_one_that_does_not_convert) {
+TEST_F(ValueTest, Keeps_the_pieces_before_the_one_that_does_not_convert) {
   EXPECT_THAT(Converted("1,2,x,4,5", -1), ElementsAre(1, 2, -7, -7, -7, -7, -7));
   EXPECT_THAT(Lines(), ElementsAre("3 ConvertPldQueryArgs: Invalid pldQueryArgsStr argument list: "
                                    "1,2,x,4,5"));
 }
 
-TEST_F(Value, Refuses_what_is_not_quite_a_number) {
+TEST_F(ValueTest, Refuses_what_is_not_quite_a_number) {
   for (const char* const text : {"1,2,3,4,", "1,2,3, 4,5", "1,2,,4,5", "1,2,3,4,2147483648"}) {
     Converted(text, -1);
   }
   EXPECT_THAT(Lines(), SizeIs(4));
 }
 
-TEST_F(Value, Converts_as_many_pieces_as_asked) {
+TEST_F(ValueTest, Converts_as_many_pieces_as_asked) {
   int32_t args[] = {-7, -7, -7};
   EXPECT_EQ(patch.ConvertPldQueryArgs("1,2", args, 2), 0);
   EXPECT_THAT(args, ElementsAre(1, 2, -7));
@@ -100,7 +100,7 @@ TEST_F(Value, Converts_as_many_pieces_as_asked) {
 
 // By query arguments.
 
-TEST_F(Value, Is_queried_by_the_points_arguments) {
+TEST_F(ValueTest, Is_queried_by_the_points_arguments) {
   platform().proxy.points[1201] = "21.5";
   EXPECT_EQ(patch.GetPointValue(17, ByArgs({1201, 1, 2, 7, 5})), "21.5");
   EXPECT_THAT(platform().proxy.pointsAsked, ElementsAre(PointQuery{17, 1201, 1, 2, 7, 5, 0}));
@@ -108,7 +108,7 @@ TEST_F(Value, Is_queried_by_the_points_arguments) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Value, Cuts_all_arguments_but_the_fourth_to_16_bits) {
+TEST_F(ValueTest, Cuts_all_arguments_but_the_fourth_to_16_bits) {
   const int32_t wide = 0x12348001;
   patch.GetPointValue(0x00050011, ByArgs({wide, wide + 1, wide + 2, wide + 3, wide + 4}));
   EXPECT_THAT(platform().proxy.pointsAsked,
@@ -116,20 +116,20 @@ TEST_F(Value, Cuts_all_arguments_but_the_fourth_to_16_bits) {
                                      static_cast<int16_t>(0x8005), 0}));
 }
 
-TEST_F(Value, Cuts_negative_arguments) {
+TEST_F(ValueTest, Cuts_negative_arguments) {
   patch.GetPointValue(-1, ByArgs({-1, -2, -3, -4, -5}));
   EXPECT_THAT(platform().proxy.pointsAsked,
               ElementsAre(PointQuery{0xFFFF, 0xFFFF, 0xFFFE, 0xFFFD, -4, -5, 0}));
 }
 
-TEST_F(Value, A_failed_query_is_worth_nothing) {
+TEST_F(ValueTest, A_failed_query_is_worth_nothing) {
   EXPECT_EQ(patch.GetPointValue(1, ByArgs({70001, 1, 0, 0, 0})), "");
   EXPECT_THAT(Lines(),
               ElementsAre("3 GetPointValue: Error retrieving value for point 70001 from PLD "
                           "engine"));
 }
 
-TEST_F(Value, A_failed_query_is_worth_what_it_left) {
+TEST_F(ValueTest, A_failed_query_is_worth_what_it_left) {
   LeavingProxy proxy;
   patch.SetPldProxy(&proxy);
   EXPECT_EQ(patch.GetPointValue(1, ByArgs({7, 1, 0, 0, 0})), "left");
@@ -137,19 +137,19 @@ TEST_F(Value, A_failed_query_is_worth_what_it_left) {
               ElementsAre("3 GetPointValue: Error retrieving value for point 7 from PLD engine"));
 }
 
-TEST_F(Value, Keeps_line_ends_and_quotes_of_a_queried_text) {
+TEST_F(ValueTest, Keeps_line_ends_and_quotes_of_a_queried_text) {
   platform().proxy.points[7] = "\"a\"\r\n";
   EXPECT_EQ(patch.GetPointValue(1, ByArgs({7, 1, 0, 0, 0})), "\"a\"\r\n");
 }
 
-TEST_F(Value, Without_a_proxy_a_query_fails) {
+TEST_F(ValueTest, Without_a_proxy_a_query_fails) {
   patch.SetPldProxy(nullptr);
   EXPECT_EQ(patch.GetPointValue(1, ByArgs({7, 1, 0, 0, 0})), "");
   EXPECT_THAT(Lines(),
               ElementsAre("3 GetPointValue: Error retrieving value for point 7 from PLD engine"));
 }
 
-TEST_F(Value, A_fresh_manager_has_no_proxy) {
+TEST_F(ValueTest, A_fresh_manager_has_no_proxy) {
   cloudclient::PatchMgr fresh;
   EXPECT_EQ(fresh.GetPointValue(1, ByArgs({7, 1, 0, 0, 0})), "");
   EXPECT_EQ(fresh.GetPointValuePld(1, ByName("v")), "0");
@@ -159,14 +159,14 @@ TEST_F(Value, A_fresh_manager_has_no_proxy) {
 
 // By the text of query arguments.
 
-TEST_F(Value, Is_queried_by_a_text_of_arguments) {
+TEST_F(ValueTest, Is_queried_by_a_text_of_arguments) {
   platform().proxy.points[7] = "on";
   EXPECT_EQ(patch.GetPointValueQueryArgsStr(3, "65543,1,2,65539,-5"), "on");
   EXPECT_THAT(platform().proxy.pointsAsked, ElementsAre(PointQuery{3, 7, 1, 2, 65539, -5, 0}));
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Value, A_text_of_arguments_that_does_not_convert_asks_nothing) {
+TEST_F(ValueTest, A_text_of_arguments_that_does_not_convert_asks_nothing) {
   EXPECT_EQ(patch.GetPointValueQueryArgsStr(3, "1,2"), "");
   EXPECT_EQ(patch.GetPointValueQueryArgsStr(3, "1,2,3,4,x"), "");
   EXPECT_THAT(platform().proxy.pointsAsked, IsEmpty());
@@ -177,13 +177,13 @@ TEST_F(Value, A_text_of_arguments_that_does_not_convert_asks_nothing) {
                           "1,2,3,4,x"));
 }
 
-TEST_F(Value, A_failed_query_by_text_names_its_operation) {
+TEST_F(ValueTest, A_failed_query_by_text_names_its_operation) {
   EXPECT_EQ(patch.GetPointValueQueryArgsStr(3, "7,1,0,0,0"), "");
   EXPECT_THAT(Lines(), ElementsAre("3 GetPointValueQueryArgsStr: Error retrieving value for point "
                                    "7 from PLD engine"));
 }
 
-TEST_F(Value, A_failed_query_by_text_is_worth_what_it_left) {
+TEST_F(ValueTest, A_failed_query_by_text_is_worth_what_it_left) {
   LeavingProxy proxy;
   patch.SetPldProxy(&proxy);
   EXPECT_EQ(patch.GetPointValueQueryArgsStr(3, "7,1,0,0,0"), "left");
@@ -191,7 +191,7 @@ TEST_F(Value, A_failed_query_by_text_is_worth_what_it_left) {
 
 // By document name.
 
-TEST_F(Value, Is_read_by_document_name) {
+TEST_F(ValueTest, Is_read_by_document_name) {
   platform().pages.texts["httpGetSet/httpGet.htm?op1=supply"] = "op1=\"21.5\"";
   EXPECT_EQ(patch.GetPointValue(65537, ByName("supply")), "21.5");
   ASSERT_THAT(platform().pages.asked, SizeIs(1));
@@ -203,48 +203,48 @@ TEST_F(Value, Is_read_by_document_name) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Value, By_document_name_goes_past_query_arguments) {
+TEST_F(ValueTest, By_document_name_goes_past_query_arguments) {
   HasDocument("unused", "5");
   EXPECT_EQ(patch.GetPointValuePld(1, ByArgs({7, 1, 0, 0, 0})), "5");
   EXPECT_THAT(platform().proxy.pointsAsked, IsEmpty());
 }
 
-TEST_F(Value, A_document_that_can_not_be_had_is_worth_0) {
+TEST_F(ValueTest, A_document_that_can_not_be_had_is_worth_0) {
   EXPECT_EQ(patch.GetPointValuePld(1, ByName("supply")), "0");
   EXPECT_THAT(Lines(), ElementsAre("3 GetPointValuePld: Failed to get pld(supply)"));
 }
 
-TEST_F(Value, A_point_without_a_source_still_asks_for_a_document) {
+TEST_F(ValueTest, A_point_without_a_source_still_asks_for_a_document) {
   EXPECT_EQ(patch.GetPointValue(1, PointPatchEntry()), "0");
   EXPECT_THAT(DocumentsAsked(), ElementsAre("op1="));
   EXPECT_THAT(Lines(), ElementsAre("3 GetPointValuePld: Failed to get pld()"));
 }
 
-TEST_F(Value, A_document_without_an_equals_sign_is_worth_0_without_a_message) {
+TEST_F(ValueTest, A_document_without_an_equals_sign_is_worth_0_without_a_message) {
   platform().pages.texts[kValuePage] = "\"21.5\"";
   EXPECT_EQ(patch.GetPointValuePld(1, ByName("v")), "0");
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Value, Is_everything_behind_the_first_equals_sign_without_quotes) {
+TEST_F(ValueTest, Is_everything_behind_the_first_equals_sign_without_quotes) {
   platform().pages.texts[kValuePage] = "\"op1\"=\"a=\"\"b\" c\r\n\"";
   EXPECT_EQ(patch.GetPointValuePld(1, ByName("v")), "a=b c\r\n");
 }
 
-TEST_F(Value, Keeps_a_line_end_behind_the_closing_quote) {
+TEST_F(ValueTest, Keeps_a_line_end_behind_the_closing_quote) {
   platform().pages.texts[kValuePage] = "op1=\"21.5\"\n";
   EXPECT_EQ(patch.GetPointValuePld(1, ByName("v")), "21.5\n");
   platform().pages.texts[kValuePage] = "op1=\"21.5\" \r\n";
   EXPECT_EQ(patch.GetPointValuePld(1, ByName("v")), "21.5 \r\n");
 }
 
-TEST_F(Value, May_be_empty_behind_the_equals_sign) {
+TEST_F(ValueTest, May_be_empty_behind_the_equals_sign) {
   platform().pages.texts[kValuePage] = "op1=\"\"";
   EXPECT_EQ(patch.GetPointValuePld(1, ByName("v")), "");
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Value, Without_a_proxy_no_document_can_be_had) {
+TEST_F(ValueTest, Without_a_proxy_no_document_can_be_had) {
   HasDocument("v", "5");
   patch.SetPldProxy(nullptr);
   EXPECT_EQ(patch.GetPointValuePld(1, ByName("v")), "0");

@@ -38,10 +38,10 @@ std::vector<std::string> All() {
   return zones;
 }
 
-std::vector<std::string> Part(size_t part, size_t count) {
+std::vector<std::string> Part(size_t part) {
   const std::vector<std::string> all = All();
   std::vector<std::string> zones;
-  for (size_t i = part; i < all.size(); i += count) zones.push_back(all[i]);
+  for (size_t i = part; i < all.size(); i += kParts) zones.push_back(all[i]);
   return zones;
 }
 

@@ -4,6 +4,7 @@
 
 #include <ctime>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,11 @@ constexpr time_t kDay = 86400;
 // clock has none.
 std::vector<std::string> All();
 
-// Each `count`th of them, from number `part` on.
-std::vector<std::string> Part(size_t part, size_t count);
+// Cases look at a part of them each.
+constexpr const char* kPartNames[] = {"FirstQuarter", "SecondQuarter", "ThirdQuarter",
+                                      "LastQuarter"};
+constexpr size_t kParts = std::size(kPartNames);
+std::vector<std::string> Part(size_t part);
 
 // Makes it the process's zone.
 void Use(const std::string& zone);

@@ -29,7 +29,7 @@ class Busy : public Engine {
   }
 };
 
-class Checker : public CoreTest {
+class CheckerTest : public CoreTest {
  protected:
   void SetUp() override {
     CoreTest::SetUp();
@@ -37,7 +37,7 @@ class Checker : public CoreTest {
   }
 };
 
-TEST_F(Checker, Returns_at_once_when_the_manager_is_not_running) {
+TEST_F(CheckerTest, Returns_at_once_when_the_manager_is_not_running) {
   mgr->Stop();
   platform.sleeps.microseconds.clear();
   void* result = this;
@@ -48,7 +48,7 @@ TEST_F(Checker, Returns_at_once_when_the_manager_is_not_running) {
   EXPECT_THAT(platform.sleeps.microseconds, IsEmpty());
 }
 
-TEST_F(Checker, Dispatches_every_half_second_until_the_stop) {
+TEST_F(CheckerTest, Dispatches_every_half_second_until_the_stop) {
   RunStartedChecker(3);
   EXPECT_EQ(engine.eventDispatches, 3);
   EXPECT_EQ(engine.covDispatches, 3);
@@ -56,7 +56,7 @@ TEST_F(Checker, Dispatches_every_half_second_until_the_stop) {
   EXPECT_TRUE(Lines(4).empty());
 }
 
-TEST_F(Checker, Ends_a_pass_that_meets_the_stop_with_its_sleep) {
+TEST_F(CheckerTest, Ends_a_pass_that_meets_the_stop_with_its_sleep) {
   engine.onDispatchEvents = [&] { mgr->Stop(); };
   EXPECT_TRUE(platform.threads.Run(1, nullptr));
   EXPECT_EQ(engine.eventDispatches, 1);
@@ -64,7 +64,7 @@ TEST_F(Checker, Ends_a_pass_that_meets_the_stop_with_its_sleep) {
   EXPECT_THAT(platform.sleeps.microseconds, ElementsAre(500000));
 }
 
-TEST_F(Checker, Delivers_events_then_changes_into_the_queues) {
+TEST_F(CheckerTest, Delivers_events_then_changes_into_the_queues) {
   mgr->RegisterForDeviceDataChange(1);
   engine.Notifies(4711, 0, 3);
   engine.Notifies(4712, 1, 3);
@@ -79,7 +79,7 @@ TEST_F(Checker, Delivers_events_then_changes_into_the_queues) {
   EXPECT_EQ(engine.covDispatches, 30);
 }
 
-TEST_F(Checker, Dispatches_at_most_21_events_a_pass) {
+TEST_F(CheckerTest, Dispatches_at_most_21_events_a_pass) {
   Busy busy;
   mgr->SetPldProxy(&busy);
   RunStartedChecker(2);
@@ -87,14 +87,14 @@ TEST_F(Checker, Dispatches_at_most_21_events_a_pass) {
   EXPECT_EQ(busy.covDispatches, 2);
 }
 
-TEST_F(Checker, Leaves_the_22nd_event_to_the_next_pass) {
+TEST_F(CheckerTest, Leaves_the_22nd_event_to_the_next_pass) {
   mgr->RegisterForDeviceDataChange(1);
   for (uint32_t gdd = 1; gdd <= 22; ++gdd) engine.Notifies(gdd, 0, 3);
   RunStartedChecker(1);
   EXPECT_EQ(mgr->GetEventList().size(), 21u);
 }
 
-TEST_F(Checker, Dispatches_changes_without_a_bound) {
+TEST_F(CheckerTest, Dispatches_changes_without_a_bound) {
   Busy busy;
   busy.covsLeft = 5000;
   mgr->SetPldProxy(&busy);
@@ -102,7 +102,7 @@ TEST_F(Checker, Dispatches_changes_without_a_bound) {
   EXPECT_EQ(busy.covDispatches, 5001);
 }
 
-TEST_F(Checker, Gives_up_in_the_321st_pass_without_a_proxy) {
+TEST_F(CheckerTest, Gives_up_in_the_321st_pass_without_a_proxy) {
   mgr->SetPldProxy(nullptr);
   RunStartedChecker(1000);
   EXPECT_EQ(platform.sleeps.microseconds.size(), 320u);
@@ -111,7 +111,7 @@ TEST_F(Checker, Gives_up_in_the_321st_pass_without_a_proxy) {
   mgr->Stop();
 }
 
-TEST_F(Checker, Goes_on_when_the_proxy_comes_back_after_320_passes) {
+TEST_F(CheckerTest, Goes_on_when_the_proxy_comes_back_after_320_passes) {
   mgr->SetPldProxy(nullptr);
   int sleeps = 0;
   platform.sleeps.hook = [&](uint64_t) {
@@ -127,7 +127,7 @@ TEST_F(Checker, Goes_on_when_the_proxy_comes_back_after_320_passes) {
   mgr->Stop();
 }
 
-TEST_F(Checker, Counts_on_over_a_restart_without_a_proxy) {
+TEST_F(CheckerTest, Counts_on_over_a_restart_without_a_proxy) {
   mgr->SetPldProxy(nullptr);
   RunStartedChecker(1000);
   mgr->Stop();
@@ -139,7 +139,7 @@ TEST_F(Checker, Counts_on_over_a_restart_without_a_proxy) {
   mgr->Stop();
 }
 
-TEST_F(Checker, Takes_what_a_pass_throws_as_that_pass_failed) {
+TEST_F(CheckerTest, Takes_what_a_pass_throws_as_that_pass_failed) {
   engine.onDispatchEvents = [&] {
     if (engine.eventDispatches == 1) throw std::runtime_error("engine");
   };

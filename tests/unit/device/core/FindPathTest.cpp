@@ -45,7 +45,7 @@ using testing::SizeIs;
 
 constexpr char kBase[] = "/var/local/orv/pldserver/0";
 
-class FindPath : public CoreTest {
+class FindPathTest : public CoreTest {
  protected:
   void SetUp() override {
     CoreTest::SetUp();
@@ -83,7 +83,7 @@ class FindPath : public CoreTest {
   std::string path = "as it was";
 };
 
-TEST_F(FindPath, In_the_folder_of_the_sequence_itself) {
+TEST_F(FindPathTest, In_the_folder_of_the_sequence_itself) {
   MakeFile(std::string(kBase) + "/1/2/3/covpatchmap.txt");
   MakeFile(std::string(kBase) + "/1/2/covpatchmap.txt");
   EXPECT_EQ(Find(), 1);
@@ -93,7 +93,7 @@ TEST_F(FindPath, In_the_folder_of_the_sequence_itself) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(FindPath, In_the_parent_of_the_folder_where_it_starts) {
+TEST_F(FindPathTest, In_the_parent_of_the_folder_where_it_starts) {
   MakeFolder(std::string(kBase) + "/1/2/3");
   MakeFile(std::string(kBase) + "/1/2/covpatchmap.txt");
   EXPECT_EQ(Find(), 1);
@@ -102,13 +102,13 @@ TEST_F(FindPath, In_the_parent_of_the_folder_where_it_starts) {
   EXPECT_EQ(g_openFolders, 0);
 }
 
-TEST_F(FindPath, Above_folders_that_are_not_there) {
+TEST_F(FindPathTest, Above_folders_that_are_not_there) {
   MakeFile(std::string(kBase) + "/1/covpatchmap.txt");
   EXPECT_EQ(Find(), 1);
   EXPECT_EQ(path, std::string(kBase) + "/1/covpatchmap.txt");
 }
 
-TEST_F(FindPath, In_the_base_folder_and_above_it) {
+TEST_F(FindPathTest, In_the_base_folder_and_above_it) {
   MakeFile("/var/local/covpatchmap.txt");
   EXPECT_EQ(Find(), 1);
   EXPECT_EQ(path, "/var/local/covpatchmap.txt");
@@ -117,7 +117,7 @@ TEST_F(FindPath, In_the_base_folder_and_above_it) {
   EXPECT_EQ(path, "/var/local/orv/pldserver/0/covpatchmap.txt");
 }
 
-TEST_F(FindPath, By_the_exact_name_only) {
+TEST_F(FindPathTest, By_the_exact_name_only) {
   MakeFile(std::string(kBase) + "/1/2/3/CovPatchMap.txt");
   MakeFile(std::string(kBase) + "/1/2/3/covpatchmap.txt.old");
   MakeFile(std::string(kBase) + "/1/2/3/covpatchmap.tx");
@@ -127,39 +127,39 @@ TEST_F(FindPath, By_the_exact_name_only) {
   EXPECT_EQ(path, std::string(kBase) + "/1/2/covpatchmap.txt");
 }
 
-TEST_F(FindPath, Whatever_kind_of_entry_has_the_name) {
+TEST_F(FindPathTest, Whatever_kind_of_entry_has_the_name) {
   MakeFolder(std::string(kBase) + "/1/2/3/covpatchmap.txt");
   EXPECT_EQ(Find(), 1);
   EXPECT_EQ(path, std::string(kBase) + "/1/2/3/covpatchmap.txt");
 }
 
-TEST_F(FindPath, Of_any_file) {
+TEST_F(FindPathTest, Of_any_file) {
   MakeFile(std::string(kBase) + "/1/cloudchassis.txt");
   EXPECT_EQ(Find("cloudchassis.txt"), 1);
   EXPECT_EQ(path, std::string(kBase) + "/1/cloudchassis.txt");
 }
 
-TEST_F(FindPath, By_a_sequence_of_one_number) {
+TEST_F(FindPathTest, By_a_sequence_of_one_number) {
   engine.identity.text = "42";
   MakeFile(std::string(kBase) + "/42/covpatchmap.txt");
   EXPECT_EQ(Find(), 1);
   EXPECT_EQ(path, std::string(kBase) + "/42/covpatchmap.txt");
 }
 
-TEST_F(FindPath, By_every_full_stop_as_a_slash) {
+TEST_F(FindPathTest, By_every_full_stop_as_a_slash) {
   engine.identity.text = "10.20.30.40.50";
   MakeFile(std::string(kBase) + "/10/20/30/40/50/covpatchmap.txt");
   EXPECT_EQ(Find(), 1);
   EXPECT_EQ(path, std::string(kBase) + "/10/20/30/40/50/covpatchmap.txt");
 }
 
-TEST_F(FindPath, Asks_with_16_bits_of_the_device) {
+TEST_F(FindPathTest, Asks_with_16_bits_of_the_device) {
   MakeFile(std::string(kBase) + "/1/covpatchmap.txt");
   mgr->FindPath(0x10007, path, "covpatchmap.txt");
   EXPECT_THAT(engine.psiAsked, ElementsAre(7));
 }
 
-TEST_F(FindPath, An_empty_sequence_finds_nothing_at_once) {
+TEST_F(FindPathTest, An_empty_sequence_finds_nothing_at_once) {
   engine.identity.text = "";
   MakeFile(std::string(kBase) + "/covpatchmap.txt");
   EXPECT_EQ(Find(), 0);
@@ -169,13 +169,13 @@ TEST_F(FindPath, An_empty_sequence_finds_nothing_at_once) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(FindPath, A_lone_full_stop_comes_upon_the_base_and_ends) {
+TEST_F(FindPathTest, A_lone_full_stop_comes_upon_the_base_and_ends) {
   engine.identity.text = ".";
   EXPECT_EQ(Find(), 0);
   EXPECT_THAT(Opened(), ElementsAre(std::string(kBase) + "//"));
 }
 
-TEST_F(FindPath, A_sequence_that_begins_with_a_full_stop_comes_upon_the_base_and_ends) {
+TEST_F(FindPathTest, A_sequence_that_begins_with_a_full_stop_comes_upon_the_base_and_ends) {
   engine.identity.text = ".1.2";
   MakeFile(std::string(kBase) + "/covpatchmap.txt");
   EXPECT_EQ(Find(), 0);
@@ -186,7 +186,7 @@ TEST_F(FindPath, A_sequence_that_begins_with_a_full_stop_comes_upon_the_base_and
   EXPECT_EQ(path, std::string(kBase) + "//1/covpatchmap.txt");
 }
 
-TEST_F(FindPath, An_unknown_sequence_finds_nothing) {
+TEST_F(FindPathTest, An_unknown_sequence_finds_nothing) {
   engine.knowsPsi = false;
   EXPECT_EQ(Find(), 0);
   EXPECT_EQ(path, "as it was");
@@ -194,7 +194,7 @@ TEST_F(FindPath, An_unknown_sequence_finds_nothing) {
   EXPECT_THAT(Lines(), ElementsAre("3 FindPath: Failed to get the product sequence id"));
 }
 
-TEST_F(FindPath, Without_a_proxy_finds_nothing) {
+TEST_F(FindPathTest, Without_a_proxy_finds_nothing) {
   mgr->SetPldProxy(nullptr);
   EXPECT_EQ(Find(), 0);
   EXPECT_EQ(path, "as it was");
@@ -203,7 +203,7 @@ TEST_F(FindPath, Without_a_proxy_finds_nothing) {
 
 // In a child that ends itself in its 50th sleep. The file comes while it sleeps, in the folder
 // where the search began, and in the root, whose own text is never on the way.
-TEST_F(FindPath, Of_a_file_that_is_nowhere_never_ends) {
+TEST_F(FindPathTest, Of_a_file_that_is_nowhere_never_ends) {
   MakeFile("/covpatchmap.txt");
   const auto search = [this] {
     alarm(30);
@@ -229,9 +229,9 @@ TEST_F(FindPath, Of_a_file_that_is_nowhere_never_ends) {
               "/var/local/orv /var/local /var outside: \n");
 }
 
-class DataPaths : public FindPath {};
+class DataPathsTest : public FindPathTest {};
 
-TEST_F(DataPaths, Load_the_map_then_the_history_then_seed_the_day) {
+TEST_F(DataPathsTest, Load_the_map_then_the_history_then_seed_the_day) {
   MakeFile(std::string(kBase) + "/1/2/covpatchmap.txt");
   Engine other;
   patch().proxy = &other;
@@ -244,28 +244,28 @@ TEST_F(DataPaths, Load_the_map_then_the_history_then_seed_the_day) {
   EXPECT_THAT(other.psiAsked, IsEmpty());
 }
 
-TEST_F(DataPaths, Go_on_with_a_bad_map) {
+TEST_F(DataPathsTest, Go_on_with_a_bad_map) {
   MakeFile(std::string(kBase) + "/1/2/covpatchmap.txt");
   patch().initStatus = 2;
   mgr->InitDeviceDataPaths(5, &engine);
   EXPECT_THAT(patch().calls, SizeIs(3));
 }
 
-TEST_F(DataPaths, Seed_the_day_without_a_map) {
+TEST_F(DataPathsTest, Seed_the_day_without_a_map) {
   engine.knowsPsi = false;
   mgr->InitDeviceDataPaths(5, &engine);
   EXPECT_THAT(patch().calls, ElementsAre("NewDaySyncAccumulators(5, https, proxy)"));
   EXPECT_THAT(Lines(), ElementsAre("3 FindPath: Failed to get the product sequence id"));
 }
 
-TEST_F(DataPaths, Seed_the_day_with_an_empty_sequence) {
+TEST_F(DataPathsTest, Seed_the_day_with_an_empty_sequence) {
   engine.identity.text = "";
   mgr->InitDeviceDataPaths(5, nullptr);
   EXPECT_THAT(patch().calls, ElementsAre("NewDaySyncAccumulators(5, https, null)"));
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(DataPaths, Are_looked_for_again_at_every_call) {
+TEST_F(DataPathsTest, Are_looked_for_again_at_every_call) {
   MakeFile(std::string(kBase) + "/1/2/covpatchmap.txt");
   mgr->InitDeviceDataPaths(5, &engine);
   MakeFile(std::string(kBase) + "/1/2/3/covpatchmap.txt");

@@ -6,9 +6,9 @@ namespace device_core {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class Heartbeat : public CoreTest {};
+class HeartbeatTest : public CoreTest {};
 
-TEST_F(Heartbeat, Posts_a_document_that_names_its_own_url) {
+TEST_F(HeartbeatTest, Posts_a_document_that_names_its_own_url) {
   mgr->SendHeartbeat();
   ASSERT_EQ(service.requests().size(), 1u);
   const fakes::Request& request = service.requests()[0];
@@ -22,7 +22,7 @@ TEST_F(Heartbeat, Posts_a_document_that_names_its_own_url) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Heartbeat, Reads_its_values_afresh_each_time) {
+TEST_F(HeartbeatTest, Reads_its_values_afresh_each_time) {
   mgr->SendHeartbeat();
   platform.cloud.url = "https://other.example";
   platform.cloud.uuid = "second";
@@ -33,7 +33,7 @@ TEST_F(Heartbeat, Reads_its_values_afresh_each_time) {
   EXPECT_EQ(service.requests()[1].Header("X-Auth-Token"), "token-2");
 }
 
-TEST_F(Heartbeat, Is_sent_with_an_empty_identifier) {
+TEST_F(HeartbeatTest, Is_sent_with_an_empty_identifier) {
   platform.cloud.uuid = "";
   service.answers("POST", "/hb/", 200);
   mgr->SendHeartbeat();
@@ -43,7 +43,7 @@ TEST_F(Heartbeat, Is_sent_with_an_empty_identifier) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Heartbeat, Is_sent_with_an_empty_token_that_no_header_carries) {
+TEST_F(HeartbeatTest, Is_sent_with_an_empty_token_that_no_header_carries) {
   platform.cloud.token = "";
   mgr->SendHeartbeat();
   ASSERT_EQ(service.requests().size(), 1u);
@@ -51,28 +51,28 @@ TEST_F(Heartbeat, Is_sent_with_an_empty_token_that_no_header_carries) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Heartbeat, Is_not_sent_without_a_url) {
+TEST_F(HeartbeatTest, Is_not_sent_without_a_url) {
   platform.cloud.fails = {{"GetUrl", 4}, {"GetXAuthToken", 4}, {"GetUUID", 4}};
   mgr->SendHeartbeat();
   EXPECT_THAT(Lines(), ElementsAre("3 SendHeartbeat: Failed to get cloud service URL"));
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(Heartbeat, Is_not_sent_without_a_token) {
+TEST_F(HeartbeatTest, Is_not_sent_without_a_token) {
   platform.cloud.fails = {{"GetXAuthToken", 4}, {"GetUUID", 4}};
   mgr->SendHeartbeat();
   EXPECT_THAT(Lines(), ElementsAre("3 SendHeartbeat: missing the xauthtoken "));
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(Heartbeat, Is_not_sent_without_an_identifier) {
+TEST_F(HeartbeatTest, Is_not_sent_without_an_identifier) {
   platform.cloud.fails = {{"GetUUID", 4}};
   mgr->SendHeartbeat();
   EXPECT_THAT(Lines(), ElementsAre("3 SendHeartbeat: Failed to get the UUID"));
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(Heartbeat, Failed_in_transport_gives_two_lines_and_is_not_repeated) {
+TEST_F(HeartbeatTest, Failed_in_transport_gives_two_lines_and_is_not_repeated) {
   service.isDown();
   mgr->SendHeartbeat();
   EXPECT_THAT(Lines(),
@@ -81,7 +81,7 @@ TEST_F(Heartbeat, Failed_in_transport_gives_two_lines_and_is_not_repeated) {
   EXPECT_EQ(service.requests().size(), 1u);
 }
 
-TEST_F(Heartbeat, Refused_shows_the_answer) {
+TEST_F(HeartbeatTest, Refused_shows_the_answer) {
   service.answers("POST", kHeartbeatPath, 500, "no", {"Server: x"});
   mgr->SendHeartbeat();
   const std::string header = fakes::HeaderBlock(500, {"Server: x"});

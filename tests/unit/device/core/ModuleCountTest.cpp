@@ -6,9 +6,9 @@ namespace device_core {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class ModuleCount : public CoreTest {};
+class ModuleCountTest : public CoreTest {};
 
-TEST_F(ModuleCount, Is_that_of_the_report_that_holds_the_point) {
+TEST_F(ModuleCountTest, Is_that_of_the_report_that_holds_the_point) {
   engine.reports[1201] = 7;
   engine.moduleCounts[7] = 3;
   EXPECT_EQ(mgr->GetMaxModuleCountForPoint(2, 1201), 3);
@@ -16,7 +16,7 @@ TEST_F(ModuleCount, Is_that_of_the_report_that_holds_the_point) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(ModuleCount, Is_asked_once_a_point_whatever_the_device) {
+TEST_F(ModuleCountTest, Is_asked_once_a_point_whatever_the_device) {
   engine.reports[1201] = 7;
   engine.moduleCounts[7] = 3;
   mgr->GetMaxModuleCountForPoint(2, 1201);
@@ -26,7 +26,7 @@ TEST_F(ModuleCount, Is_asked_once_a_point_whatever_the_device) {
   EXPECT_EQ(engine.asked.size(), 2u);
 }
 
-TEST_F(ModuleCount, Of_0_is_kept_as_well) {
+TEST_F(ModuleCountTest, Of_0_is_kept_as_well) {
   engine.reports[1201] = 7;
   engine.moduleCounts[7] = 0;
   EXPECT_EQ(mgr->GetMaxModuleCountForPoint(0, 1201), 0);
@@ -34,7 +34,7 @@ TEST_F(ModuleCount, Of_0_is_kept_as_well) {
   EXPECT_EQ(engine.asked.size(), 2u);
 }
 
-TEST_F(ModuleCount, Is_queried_with_16_bits_and_kept_by_the_whole_point) {
+TEST_F(ModuleCountTest, Is_queried_with_16_bits_and_kept_by_the_whole_point) {
   engine.reports[5] = 0x30007;
   engine.moduleCounts[7] = 3;
   EXPECT_EQ(mgr->GetMaxModuleCountForPoint(0x10001, 0x20005), 3);
@@ -44,7 +44,7 @@ TEST_F(ModuleCount, Is_queried_with_16_bits_and_kept_by_the_whole_point) {
   EXPECT_THAT(engine.asked, ElementsAre("report 1 5", "modules 1 7"));
 }
 
-TEST_F(ModuleCount, Is_0_without_a_report_and_asked_again) {
+TEST_F(ModuleCountTest, Is_0_without_a_report_and_asked_again) {
   engine.reportStatus = 12;
   EXPECT_EQ(mgr->GetMaxModuleCountForPoint(0x10001, 0x20005), 0);
   EXPECT_THAT(Lines(),
@@ -57,7 +57,7 @@ TEST_F(ModuleCount, Is_0_without_a_report_and_asked_again) {
   EXPECT_EQ(mgr->GetMaxModuleCountForPoint(0x10001, 0x20005), 2);
 }
 
-TEST_F(ModuleCount, Is_0_when_the_report_has_none_and_asked_again) {
+TEST_F(ModuleCountTest, Is_0_when_the_report_has_none_and_asked_again) {
   engine.reports[5] = 0x30007;
   engine.moduleCountStatus = -4;
   EXPECT_EQ(mgr->GetMaxModuleCountForPoint(0x10001, 5), 0);
@@ -69,7 +69,7 @@ TEST_F(ModuleCount, Is_0_when_the_report_has_none_and_asked_again) {
   EXPECT_EQ(mgr->GetMaxModuleCountForPoint(0x10001, 5), 2);
 }
 
-TEST_F(ModuleCount, Is_0_without_a_proxy) {
+TEST_F(ModuleCountTest, Is_0_without_a_proxy) {
   mgr->SetPldProxy(nullptr);
   EXPECT_EQ(mgr->GetMaxModuleCountForPoint(0, 1201), 0);
   EXPECT_THAT(Lines(), IsEmpty());

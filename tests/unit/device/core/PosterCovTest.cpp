@@ -11,7 +11,7 @@ using testing::Field;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class PosterCovs : public CoreTest {
+class PosterCovsTest : public CoreTest {
  protected:
   void Queue(uint32_t pointId) { mgr->AddDeviceCOV(Change(pointId).notification); }
 
@@ -22,7 +22,7 @@ class PosterCovs : public CoreTest {
   }
 };
 
-TEST_F(PosterCovs, Only_the_first_of_a_pass_is_delivered) {
+TEST_F(PosterCovsTest, Only_the_first_of_a_pass_is_delivered) {
   inPass[1] = [&] {
     Queue(1201);
     Queue(1202);
@@ -33,7 +33,7 @@ TEST_F(PosterCovs, Only_the_first_of_a_pass_is_delivered) {
   EXPECT_FALSE(mgr->HasCovs());
 }
 
-TEST_F(PosterCovs, Each_pass_delivers_one) {
+TEST_F(PosterCovsTest, Each_pass_delivers_one) {
   for (int pass = 1; pass <= 3; ++pass) {
     inPass[pass] = [this, pass] { Queue(1200 + static_cast<uint32_t>(pass)); };
   }
@@ -43,7 +43,7 @@ TEST_F(PosterCovs, Each_pass_delivers_one) {
                           Field(&ProcessedCov::pointId, 1203)));
 }
 
-TEST_F(PosterCovs, Everything_of_the_record_is_handed_on) {
+TEST_F(PosterCovsTest, Everything_of_the_record_is_handed_on) {
   Change change(4000000000u);
   change.notification.status = 0x00020003;
   change.notification.extra = 0xBEEF;
@@ -64,7 +64,7 @@ TEST_F(PosterCovs, Everything_of_the_record_is_handed_on) {
   EXPECT_THAT(Lines(4), IsEmpty());
 }
 
-TEST_F(PosterCovs, The_label_is_asked_of_the_low_half_of_the_first_word) {
+TEST_F(PosterCovsTest, The_label_is_asked_of_the_low_half_of_the_first_word) {
   Change change(1201);
   change.notification.status = 0x00020003;
   inPass[1] = [&] { mgr->AddDeviceCOV(change.notification); };
@@ -80,7 +80,7 @@ TEST_F(PosterCovs, The_label_is_asked_of_the_low_half_of_the_first_word) {
   EXPECT_EQ(query.reserved, 0);
 }
 
-TEST_F(PosterCovs, A_label_that_cannot_be_read_is_empty) {
+TEST_F(PosterCovsTest, A_label_that_cannot_be_read_is_empty) {
   engine.pointStatus[4329] = 5;
   inPass[1] = [&] { Queue(1201); };
   RunPoster(1);
@@ -88,7 +88,7 @@ TEST_F(PosterCovs, A_label_that_cannot_be_read_is_empty) {
   EXPECT_THAT(Lines(4), IsEmpty());
 }
 
-TEST_F(PosterCovs, Each_label_is_read_afresh) {
+TEST_F(PosterCovsTest, Each_label_is_read_afresh) {
   inPass[1] = [&] { Queue(1201); };
   inPass[2] = [&] {
     engine.pointStatus[4329] = 5;
@@ -99,7 +99,7 @@ TEST_F(PosterCovs, Each_label_is_read_afresh) {
                                         Field(&ProcessedCov::label, "")));
 }
 
-TEST_F(PosterCovs, Are_delivered_without_a_proxy) {
+TEST_F(PosterCovsTest, Are_delivered_without_a_proxy) {
   inPass[1] = [&] {
     mgr->SetPldProxy(nullptr);
     Queue(1201);
@@ -108,21 +108,21 @@ TEST_F(PosterCovs, Are_delivered_without_a_proxy) {
   EXPECT_THAT(patch().covs, ElementsAre(Field(&ProcessedCov::label, "")));
 }
 
-TEST_F(PosterCovs, Go_to_the_last_chassis_of_the_map_at_first) {
+TEST_F(PosterCovsTest, Go_to_the_last_chassis_of_the_map_at_first) {
   platform.cloud.chassis = {{"a", 0}, {"b", 0}, {"c", 1}};
   inPass[1] = [&] { Queue(1201); };
   RunPoster(1);
   EXPECT_THAT(Chassis(), ElementsAre("c"));
 }
 
-TEST_F(PosterCovs, Go_to_the_second_of_two_chassis_of_one_device_at_first) {
+TEST_F(PosterCovsTest, Go_to_the_second_of_two_chassis_of_one_device_at_first) {
   platform.cloud.chassis = {{"a", 0}, {"b", 0}};
   inPass[1] = [&] { Queue(1201); };
   RunPoster(1);
   EXPECT_THAT(Chassis(), ElementsAre("b"));
 }
 
-TEST_F(PosterCovs, Go_to_the_chassis_of_the_event_before_them) {
+TEST_F(PosterCovsTest, Go_to_the_chassis_of_the_event_before_them) {
   platform.cloud.chassis = {{"a", 0}, {"b", 1}};
   inPass[1] = [&] {
     Queue(1201);
@@ -133,7 +133,7 @@ TEST_F(PosterCovs, Go_to_the_chassis_of_the_event_before_them) {
   EXPECT_THAT(Chassis(), ElementsAre("a", "a"));
 }
 
-TEST_F(PosterCovs, Go_to_the_chassis_of_an_event_that_was_known_already) {
+TEST_F(PosterCovsTest, Go_to_the_chassis_of_an_event_that_was_known_already) {
   platform.cloud.chassis = {{"a", 0}, {"b", 1}};
   inPass[1] = [&] { Raise(4711, 0, 3, 0); };
   inPass[2] = [&] { Raise(4711, 0, 3, 1); };
@@ -145,7 +145,7 @@ TEST_F(PosterCovs, Go_to_the_chassis_of_an_event_that_was_known_already) {
   EXPECT_THAT(Chassis(), ElementsAre("a"));
 }
 
-TEST_F(PosterCovs, Stay_with_their_chassis_after_an_event_without_one) {
+TEST_F(PosterCovsTest, Stay_with_their_chassis_after_an_event_without_one) {
   platform.cloud.chassis = {{"a", 0}, {"b", 1}};
   inPass[1] = [&] { Raise(4711, 0, 3, 0); };
   inPass[2] = [&] {
@@ -156,7 +156,7 @@ TEST_F(PosterCovs, Stay_with_their_chassis_after_an_event_without_one) {
   EXPECT_THAT(Chassis(), ElementsAre("a"));
 }
 
-TEST_F(PosterCovs, Go_to_the_last_chassis_of_the_daily_synchronisation_after_it) {
+TEST_F(PosterCovsTest, Go_to_the_last_chassis_of_the_daily_synchronisation_after_it) {
   platform.cloud.chassis = {{"a", 0}, {"b", 1}};
   service.answers("GET", "/redfish/v1/Oem/Quorvan:Events?*", 200, "[]");
   inPass[1] = [&] {
@@ -169,7 +169,7 @@ TEST_F(PosterCovs, Go_to_the_last_chassis_of_the_daily_synchronisation_after_it)
   EXPECT_THAT(Chassis(), ElementsAre("b", "z"));
 }
 
-TEST_F(PosterCovs, Have_no_chassis_when_none_was_ever_seen) {
+TEST_F(PosterCovsTest, Have_no_chassis_when_none_was_ever_seen) {
   platform.cloud.chassis.clear();
   platform.cloud.numChassis = 1;
   inPass[1] = [&] { Queue(1201); };
@@ -177,7 +177,7 @@ TEST_F(PosterCovs, Have_no_chassis_when_none_was_ever_seen) {
   EXPECT_THAT(Chassis(), ElementsAre(""));
 }
 
-TEST_F(PosterCovs, Wait_for_the_next_pass_when_the_queue_cannot_be_locked) {
+TEST_F(PosterCovsTest, Wait_for_the_next_pass_when_the_queue_cannot_be_locked) {
   service.answers("GET", "/redfish/v1/Oem/Quorvan:Events?*", 200, "[]");
   inPass[1] = [&] {
     Queue(1201);
@@ -194,7 +194,7 @@ TEST_F(PosterCovs, Wait_for_the_next_pass_when_the_queue_cannot_be_locked) {
   EXPECT_THAT(patch().covs, ElementsAre(Field(&ProcessedCov::pointId, 1201)));
 }
 
-TEST_F(PosterCovs, Are_delivered_with_the_queue_unlocked) {
+TEST_F(PosterCovsTest, Are_delivered_with_the_queue_unlocked) {
   int held = -1;
   patch().onCov = [&] {
     held = platform.mutexes.Held();
@@ -206,7 +206,7 @@ TEST_F(PosterCovs, Are_delivered_with_the_queue_unlocked) {
   EXPECT_THAT(patch().covs, SizeIs(2));
 }
 
-TEST_F(PosterCovs, What_delivering_throws_fails_that_one) {
+TEST_F(PosterCovsTest, What_delivering_throws_fails_that_one) {
   patch().onCov = [&] {
     patch().onCov = nullptr;
     throw std::runtime_error("patch");

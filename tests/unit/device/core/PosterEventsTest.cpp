@@ -15,7 +15,7 @@ using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 
-class PosterEvents : public CoreTest {
+class PosterEventsTest : public CoreTest {
  protected:
   void SetUp() override {
     CoreTest::SetUp();
@@ -44,7 +44,7 @@ class PosterEvents : public CoreTest {
   std::vector<std::string> Posted() const { return Documents("POST", kEventsPath); }
 };
 
-TEST_F(PosterEvents, A_new_event_is_posted_below_the_chassis_of_its_device) {
+TEST_F(PosterEventsTest, A_new_event_is_posted_below_the_chassis_of_its_device) {
   inPass[1] = [&] { Raise(4711); };
   RunPoster(1);
   const std::string document =
@@ -62,7 +62,7 @@ TEST_F(PosterEvents, A_new_event_is_posted_below_the_chassis_of_its_device) {
   EXPECT_FALSE(mgr->HasEvents());
 }
 
-TEST_F(PosterEvents, All_of_a_pass_are_posted_in_the_order_of_the_queue) {
+TEST_F(PosterEventsTest, All_of_a_pass_are_posted_in_the_order_of_the_queue) {
   inPass[1] = [&] {
     Raise(4712, 1);
     Raise(4711);
@@ -73,14 +73,14 @@ TEST_F(PosterEvents, All_of_a_pass_are_posted_in_the_order_of_the_queue) {
               ElementsAre(HasSubstr("GDD.4712:1\""), HasSubstr("4711\""), HasSubstr("4712:0\"")));
 }
 
-TEST_F(PosterEvents, The_first_chassis_of_a_device_stays) {
+TEST_F(PosterEventsTest, The_first_chassis_of_a_device_stays) {
   platform.cloud.chassis = {{"a", 0}, {"b", 0}};
   inPass[1] = [&] { Raise(4711); };
   RunPoster(1);
   EXPECT_THAT(Posted(), ElementsAre(HasSubstr("/redfish/v1/Chassis/a\"")));
 }
 
-TEST_F(PosterEvents, Each_device_has_its_chassis) {
+TEST_F(PosterEventsTest, Each_device_has_its_chassis) {
   platform.cloud.chassis = {{"a", 3}, {"b", 0}, {"c", -1}};
   inPass[1] = [&] {
     Raise(4711, 0, 3, 3);
@@ -92,14 +92,14 @@ TEST_F(PosterEvents, Each_device_has_its_chassis) {
                                     HasSubstr("Chassis/c\"")));
 }
 
-TEST_F(PosterEvents, A_chassis_without_a_device_is_that_of_device_0) {
+TEST_F(PosterEventsTest, A_chassis_without_a_device_is_that_of_device_0) {
   platform.cloud.chassis = {{"a", 4}, {"b", std::nullopt}};
   inPass[1] = [&] { Raise(4711); };
   RunPoster(1);
   EXPECT_THAT(Posted(), ElementsAre(HasSubstr("Chassis/b\"")));
 }
 
-TEST_F(PosterEvents, A_cleared_alarm_is_no_longer_tracked_for_its_device) {
+TEST_F(PosterEventsTest, A_cleared_alarm_is_no_longer_tracked_for_its_device) {
   platform.cloud.chassis = {{"17", 0}, {"18", 7}};
   inPass[1] = [&] {
     Raise(4711);
@@ -111,7 +111,7 @@ TEST_F(PosterEvents, A_cleared_alarm_is_no_longer_tracked_for_its_device) {
   EXPECT_FALSE(IsTracked("Zarvel.GDD.4711", 7));
 }
 
-TEST_F(PosterEvents, Of_a_device_without_a_chassis_is_dropped_and_the_others_are_not) {
+TEST_F(PosterEventsTest, Of_a_device_without_a_chassis_is_dropped_and_the_others_are_not) {
   inPass[1] = [&] {
     Raise(4711, 0, 3, 4294967290u);
     Raise(4712);
@@ -122,7 +122,7 @@ TEST_F(PosterEvents, Of_a_device_without_a_chassis_is_dropped_and_the_others_are
   EXPECT_THAT(Posted(), ElementsAre(HasSubstr("GDD.4712")));
 }
 
-TEST_F(PosterEvents, Of_a_device_configured_after_the_start_is_dropped) {
+TEST_F(PosterEventsTest, Of_a_device_configured_after_the_start_is_dropped) {
   inPass[1] = [&] {
     platform.cloud.chassis["18"] = 7;
     Raise(4711, 0, 3, 7);
@@ -134,7 +134,7 @@ TEST_F(PosterEvents, Of_a_device_configured_after_the_start_is_dropped) {
   EXPECT_THAT(Posted(), IsEmpty());
 }
 
-TEST_F(PosterEvents, A_restart_knows_the_chassis_configured_since) {
+TEST_F(PosterEventsTest, A_restart_knows_the_chassis_configured_since) {
   RunPoster(1);
   platform.cloud.chassis["18"] = 7;
   Raise(4711, 0, 3, 7);
@@ -146,7 +146,7 @@ TEST_F(PosterEvents, A_restart_knows_the_chassis_configured_since) {
   EXPECT_THAT(Posted(), ElementsAre(HasSubstr("Chassis/18\"")));
 }
 
-TEST_F(PosterEvents, A_state_known_already_is_not_posted) {
+TEST_F(PosterEventsTest, A_state_known_already_is_not_posted) {
   inPass[1] = [&] { Raise(4711); };
   inPass[2] = [&] {
     platform.log.records.clear();
@@ -157,7 +157,7 @@ TEST_F(PosterEvents, A_state_known_already_is_not_posted) {
   EXPECT_THAT(PosterLines(), ElementsAre("7 CloudPoster: has events"));
 }
 
-TEST_F(PosterEvents, A_state_is_known_only_with_the_same_bytes) {
+TEST_F(PosterEventsTest, A_state_is_known_only_with_the_same_bytes) {
   platform.stateTexts[5] = "Alar";
   platform.stateTexts[6] = "alarm";
   inPass[1] = [&] { Raise(4711, 0, 3); };
@@ -168,7 +168,7 @@ TEST_F(PosterEvents, A_state_is_known_only_with_the_same_bytes) {
   EXPECT_THAT(Posted(), SizeIs(4));
 }
 
-TEST_F(PosterEvents, Another_state_is_posted_with_the_identity_that_is_tracked) {
+TEST_F(PosterEventsTest, Another_state_is_posted_with_the_identity_that_is_tracked) {
   inPass[1] = [&] { Raise(4711); };
   inPass[2] = [&] {
     platform.log.records.clear();
@@ -185,7 +185,7 @@ TEST_F(PosterEvents, Another_state_is_posted_with_the_identity_that_is_tracked) 
   EXPECT_THAT(engine.eventTextsAsked, SizeIs(1));
 }
 
-TEST_F(PosterEvents, Another_module_is_built_afresh) {
+TEST_F(PosterEventsTest, Another_module_is_built_afresh) {
   inPass[1] = [&] { Raise(4712, 0); };
   inPass[2] = [&] {
     platform.clock.now += 60;
@@ -200,7 +200,7 @@ TEST_F(PosterEvents, Another_module_is_built_afresh) {
   EXPECT_TRUE(IsTracked("Zarvel.GDD.4712:0"));
 }
 
-TEST_F(PosterEvents, Of_two_modules_only_the_first_is_known) {
+TEST_F(PosterEventsTest, Of_two_modules_only_the_first_is_known) {
   inPass[1] = [&] {
     Raise(4712, 0);
     Raise(4712, 1);
@@ -214,7 +214,7 @@ TEST_F(PosterEvents, Of_two_modules_only_the_first_is_known) {
               ElementsAre(HasSubstr("4712:0\""), HasSubstr("4712:1\""), HasSubstr("4712:1\"")));
 }
 
-TEST_F(PosterEvents, Of_another_device_is_not_known) {
+TEST_F(PosterEventsTest, Of_another_device_is_not_known) {
   platform.cloud.chassis["18"] = 7;
   inPass[1] = [&] { Raise(4711, 0, 3, 0); };
   inPass[2] = [&] { Raise(4711, 0, 3, 7); };
@@ -222,7 +222,7 @@ TEST_F(PosterEvents, Of_another_device_is_not_known) {
   EXPECT_THAT(Posted(), SizeIs(2));
 }
 
-TEST_F(PosterEvents, Cleared_is_posted_and_forgotten) {
+TEST_F(PosterEventsTest, Cleared_is_posted_and_forgotten) {
   inPass[1] = [&] { Raise(4711); };
   inPass[2] = [&] {
     platform.log.records.clear();
@@ -237,7 +237,7 @@ TEST_F(PosterEvents, Cleared_is_posted_and_forgotten) {
   EXPECT_FALSE(IsTracked("Zarvel.GDD.4711"));
 }
 
-TEST_F(PosterEvents, Cleared_is_forgotten_even_when_the_post_is_refused) {
+TEST_F(PosterEventsTest, Cleared_is_forgotten_even_when_the_post_is_refused) {
   inPass[1] = [&] { Raise(4711); };
   inPass[2] = [&] {
     service.answers("POST", kEventsPath, 500);
@@ -247,7 +247,7 @@ TEST_F(PosterEvents, Cleared_is_forgotten_even_when_the_post_is_refused) {
   EXPECT_FALSE(IsTracked("Zarvel.GDD.4711"));
 }
 
-TEST_F(PosterEvents, Cleared_is_tracked_until_it_is_posted) {
+TEST_F(PosterEventsTest, Cleared_is_tracked_until_it_is_posted) {
   std::vector<bool> tracked;
   fakes::curl().onPerform = [&](fakes::Transfer&) {
     tracked.push_back(IsTracked("Zarvel.GDD.4711"));
@@ -258,7 +258,7 @@ TEST_F(PosterEvents, Cleared_is_tracked_until_it_is_posted) {
   EXPECT_THAT(tracked, ElementsAre(false, true));
 }
 
-TEST_F(PosterEvents, A_state_like_cleared_stays_tracked) {
+TEST_F(PosterEventsTest, A_state_like_cleared_stays_tracked) {
   platform.stateTexts[5] = "Clear";
   platform.stateTexts[6] = "Cleared late";
   inPass[1] = [&] { Raise(4711, 0, 5); };
@@ -270,7 +270,7 @@ TEST_F(PosterEvents, A_state_like_cleared_stays_tracked) {
                                     HasSubstr("\"Severity\": \"Cleared late\"")));
 }
 
-TEST_F(PosterEvents, Numbers_of_more_than_16_bits_are_told_apart) {
+TEST_F(PosterEventsTest, Numbers_of_more_than_16_bits_are_told_apart) {
   engine.HasModules(4711, 1);
   inPass[1] = [&] { Raise(4711 + 65536); };
   inPass[2] = [&] { Raise(4711); };
@@ -278,7 +278,7 @@ TEST_F(PosterEvents, Numbers_of_more_than_16_bits_are_told_apart) {
   EXPECT_THAT(Posted(), ElementsAre(HasSubstr("Zarvel.GDD.70247"), HasSubstr("Zarvel.GDD.4711\"")));
 }
 
-TEST_F(PosterEvents, Cleared_of_one_module_leaves_the_other_tracked) {
+TEST_F(PosterEventsTest, Cleared_of_one_module_leaves_the_other_tracked) {
   inPass[1] = [&] {
     Raise(4712, 0);
     Raise(4712, 1);
@@ -289,7 +289,7 @@ TEST_F(PosterEvents, Cleared_of_one_module_leaves_the_other_tracked) {
   EXPECT_FALSE(IsTracked("Zarvel.GDD.4712:1"));
 }
 
-TEST_F(PosterEvents, Of_a_platform_with_another_cleared_word_stay_tracked) {
+TEST_F(PosterEventsTest, Of_a_platform_with_another_cleared_word_stay_tracked) {
   platform.stateTexts[0] = "Normal";
   inPass[1] = [&] { Raise(4711); };
   inPass[2] = [&] { Raise(4711, 0, 0); };
@@ -298,7 +298,7 @@ TEST_F(PosterEvents, Of_a_platform_with_another_cleared_word_stay_tracked) {
   EXPECT_TRUE(IsTracked("Zarvel.GDD.4711"));
 }
 
-TEST_F(PosterEvents, A_refused_post_is_not_tracked_and_not_repeated) {
+TEST_F(PosterEventsTest, A_refused_post_is_not_tracked_and_not_repeated) {
   service.answersOnce("POST", kEventsPath, 500);
   inPass[1] = [&] { Raise(4711); };
   RunPoster(3);
@@ -306,13 +306,13 @@ TEST_F(PosterEvents, A_refused_post_is_not_tracked_and_not_repeated) {
   EXPECT_FALSE(IsTracked("Zarvel.GDD.4711"));
 }
 
-TEST_F(PosterEvents, The_number_is_shown_signed) {
+TEST_F(PosterEventsTest, The_number_is_shown_signed) {
   inPass[1] = [&] { Raise(4294967295u); };
   RunPoster(1);
   EXPECT_THAT(PosterLines(), testing::Contains("7 CloudPoster: Posting alarm for -1  state Alarm"));
 }
 
-TEST_F(PosterEvents, Wait_for_the_next_pass_when_the_queue_cannot_be_locked) {
+TEST_F(PosterEventsTest, Wait_for_the_next_pass_when_the_queue_cannot_be_locked) {
   inPass[1] = [&] {
     Raise(4711);
     mgr->AddDeviceCOV(Change(1201).notification);
@@ -330,7 +330,7 @@ TEST_F(PosterEvents, Wait_for_the_next_pass_when_the_queue_cannot_be_locked) {
   EXPECT_THAT(Posted(), SizeIs(1));
 }
 
-TEST_F(PosterEvents, Are_posted_with_the_queue_unlocked) {
+TEST_F(PosterEventsTest, Are_posted_with_the_queue_unlocked) {
   int held = -1;
   fakes::curl().onPerform = [&](fakes::Transfer&) {
     held = platform.mutexes.Held();
@@ -343,7 +343,7 @@ TEST_F(PosterEvents, Are_posted_with_the_queue_unlocked) {
   EXPECT_THAT(Posted(), ElementsAre(HasSubstr("4711"), HasSubstr("4712")));
 }
 
-TEST_F(PosterEvents, What_posting_one_throws_fails_that_one) {
+TEST_F(PosterEventsTest, What_posting_one_throws_fails_that_one) {
   fakes::curl().onPerform = [](fakes::Transfer&) {
     if (fakes::curl().transfers.size() == 1) throw std::runtime_error("transfer");
   };
@@ -358,7 +358,7 @@ TEST_F(PosterEvents, What_posting_one_throws_fails_that_one) {
 }
 
 // A synchronisation on another thread, seen from the poster: it sleeps while it holds the flag.
-TEST_F(PosterEvents, Wait_while_alarms_are_synchronised_and_changes_do_not) {
+TEST_F(PosterEventsTest, Wait_while_alarms_are_synchronised_and_changes_do_not) {
   service.answers("GET", "/redfish/v1/Oem/Quorvan:Events?*", 200, "[]");
   Start();
   bool synchronised = false;

@@ -14,7 +14,7 @@ using testing::SizeIs;
 
 constexpr char kAnyList[] = "/redfish/v1/Oem/Quorvan:Events?*";
 
-class PosterSync : public CoreTest {
+class PosterSyncTest : public CoreTest {
  protected:
   void SetUp() override {
     CoreTest::SetUp();
@@ -34,13 +34,13 @@ class PosterSync : public CoreTest {
   size_t ListsRead() const { return service.requests("GET", kAnyList).size(); }
 };
 
-TEST_F(PosterSync, Is_not_made_unless_it_is_requested) {
+TEST_F(PosterSyncTest, Is_not_made_unless_it_is_requested) {
   RunPoster(18);
   EXPECT_THAT(patch().calls, IsEmpty());
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(PosterSync, Serves_every_configured_chassis_in_the_order_of_its_keys) {
+TEST_F(PosterSyncTest, Serves_every_configured_chassis_in_the_order_of_its_keys) {
   platform.cloud.chassis = {{"b", 2}, {"a", 4}, {"c", 0}};
   RequestInPass(1);
   inPass[2] = [] { EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested()); };
@@ -51,14 +51,14 @@ TEST_F(PosterSync, Serves_every_configured_chassis_in_the_order_of_its_keys) {
   EXPECT_THAT(Lines(4), IsEmpty());
 }
 
-TEST_F(PosterSync, Counts_a_chassis_without_a_device_as_that_of_device_0) {
+TEST_F(PosterSyncTest, Counts_a_chassis_without_a_device_as_that_of_device_0) {
   platform.cloud.chassis = {{"a", 4}, {"b", std::nullopt}};
   RequestInPass(1);
   RunPoster(1);
   EXPECT_THAT(patch().calls, ElementsAre(Sent(4, "a"), Sent(0, "b")));
 }
 
-TEST_F(PosterSync, Serves_all_chassis_also_when_it_is_stopped_at_the_first) {
+TEST_F(PosterSyncTest, Serves_all_chassis_also_when_it_is_stopped_at_the_first) {
   platform.cloud.chassis = {{"a", 4}, {"b", 2}};
   RequestInPass(1);
   patch().onCall = [&] { mgr->Stop(); };
@@ -66,7 +66,7 @@ TEST_F(PosterSync, Serves_all_chassis_also_when_it_is_stopped_at_the_first) {
   EXPECT_THAT(patch().calls, ElementsAre(Sent(4, "a"), Sent(2, "b")));
 }
 
-TEST_F(PosterSync, Reads_the_chassis_afresh) {
+TEST_F(PosterSyncTest, Reads_the_chassis_afresh) {
   RequestInPass(1);
   const auto request = inPass[1];
   inPass[1] = [&, request] {
@@ -77,7 +77,7 @@ TEST_F(PosterSync, Reads_the_chassis_afresh) {
   EXPECT_THAT(patch().calls, ElementsAre(Sent(7, "18")));
 }
 
-TEST_F(PosterSync, With_no_chassis_left_only_clears_the_request) {
+TEST_F(PosterSyncTest, With_no_chassis_left_only_clears_the_request) {
   inPass[1] = [&] {
     platform.cloud.chassis.clear();
     DeviceMgr::SetAlarmSyncRequested(true);
@@ -88,7 +88,7 @@ TEST_F(PosterSync, With_no_chassis_left_only_clears_the_request) {
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(PosterSync, Clears_the_request_at_its_end) {
+TEST_F(PosterSyncTest, Clears_the_request_at_its_end) {
   RequestInPass(1);
   fakes::curl().onPerform = [](fakes::Transfer&) {
     EXPECT_TRUE(DeviceMgr::IsAlarmSyncRequested());
@@ -99,14 +99,14 @@ TEST_F(PosterSync, Clears_the_request_at_its_end) {
   EXPECT_THAT(patch().calls, SizeIs(1));
 }
 
-TEST_F(PosterSync, Is_made_again_when_it_is_requested_again) {
+TEST_F(PosterSyncTest, Is_made_again_when_it_is_requested_again) {
   RequestInPass(1);
   RequestInPass(3);
   RunPoster(3);
   EXPECT_THAT(patch().calls, SizeIs(2));
 }
 
-TEST_F(PosterSync, Comes_after_the_events_of_its_pass) {
+TEST_F(PosterSyncTest, Comes_after_the_events_of_its_pass) {
   inPass[1] = [&] {
     Raise(4711);
     DeviceMgr::SetAlarmSyncRequested(true);
@@ -117,7 +117,7 @@ TEST_F(PosterSync, Comes_after_the_events_of_its_pass) {
   EXPECT_EQ(lines[0], std::string("POST ") + kEventsPath);
 }
 
-TEST_F(PosterSync, A_request_that_raises_fails_its_call_and_the_thread_goes_on) {
+TEST_F(PosterSyncTest, A_request_that_raises_fails_its_call_and_the_thread_goes_on) {
   platform.cloud.chassis = {{"17", 0}, {"18", 1}};
   int listsAsked = 0;
   fakes::curl().onPerform = [&](fakes::Transfer& transfer) {
@@ -143,7 +143,7 @@ TEST_F(PosterSync, A_request_that_raises_fails_its_call_and_the_thread_goes_on) 
   EXPECT_EQ(fakes::curl().liveHandles, 0);
 }
 
-TEST_F(PosterSync, What_the_engine_throws_leaves_no_synchronisation_in_progress) {
+TEST_F(PosterSyncTest, What_the_engine_throws_leaves_no_synchronisation_in_progress) {
   engine.onGetActiveEvents = [&] {
     EXPECT_TRUE(mgr->IsSyncInProgress());
     throw std::runtime_error("engine");

@@ -13,7 +13,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class Poster : public CoreTest {
+class PosterTest : public CoreTest {
  protected:
   size_t Heartbeats() const { return service.requests("POST", kHeartbeatPath).size(); }
   size_t Sleeps(uint64_t microseconds) const {
@@ -22,7 +22,7 @@ class Poster : public CoreTest {
   }
 };
 
-TEST_F(Poster, Ends_when_the_manager_has_no_identifier) {
+TEST_F(PosterTest, Ends_when_the_manager_has_no_identifier) {
   Start();
   platform.cloud.fails["GetUUID"] = 5;
   void* result = this;
@@ -34,14 +34,14 @@ TEST_F(Poster, Ends_when_the_manager_has_no_identifier) {
   EXPECT_TRUE(mgr->IsRunning());
 }
 
-TEST_F(Poster, Sleeps_two_seconds_after_the_map_then_five_before_each_pass) {
+TEST_F(PosterTest, Sleeps_two_seconds_after_the_map_then_five_before_each_pass) {
   RunPoster(3);
   EXPECT_THAT(platform.sleeps.microseconds, ElementsAre(kTwoSeconds, kPass, kPass, kPass));
   EXPECT_THAT(service.requests(), IsEmpty());
   EXPECT_TRUE(Lines(4).empty());
 }
 
-TEST_F(Poster, Without_a_chassis_asks_every_two_seconds_and_never_beats) {
+TEST_F(PosterTest, Without_a_chassis_asks_every_two_seconds_and_never_beats) {
   platform.cloud.chassis.clear();
   Start();
   int asked = 0;
@@ -59,7 +59,7 @@ TEST_F(Poster, Without_a_chassis_asks_every_two_seconds_and_never_beats) {
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(Poster, Does_not_wait_for_a_chassis_when_it_is_not_running) {
+TEST_F(PosterTest, Does_not_wait_for_a_chassis_when_it_is_not_running) {
   Start();
   mgr->Stop();
   platform.sleeps.microseconds.clear();
@@ -67,14 +67,14 @@ TEST_F(Poster, Does_not_wait_for_a_chassis_when_it_is_not_running) {
   EXPECT_THAT(platform.sleeps.microseconds, IsEmpty());
 }
 
-TEST_F(Poster, Stopped_in_the_wait_after_the_map_makes_no_pass) {
+TEST_F(PosterTest, Stopped_in_the_wait_after_the_map_makes_no_pass) {
   Start();
   platform.sleeps.hook = [&](uint64_t) { mgr->Stop(); };
   EXPECT_TRUE(platform.threads.Run(0));
   EXPECT_THAT(platform.sleeps.microseconds, ElementsAre(kTwoSeconds));
 }
 
-TEST_F(Poster, Goes_on_when_a_chassis_has_come) {
+TEST_F(PosterTest, Goes_on_when_a_chassis_has_come) {
   platform.cloud.chassis.clear();
   Start();
   platform.sleeps.hook = [&](uint64_t) {
@@ -87,7 +87,7 @@ TEST_F(Poster, Goes_on_when_a_chassis_has_come) {
               ElementsAre(kTwoSeconds, kTwoSeconds, kTwoSeconds, kTwoSeconds, kPass, kPass));
 }
 
-TEST_F(Poster, Waits_while_the_count_says_none) {
+TEST_F(PosterTest, Waits_while_the_count_says_none) {
   platform.cloud.numChassis = 0;
   Start();
   platform.sleeps.hook = [&](uint64_t) {
@@ -97,7 +97,7 @@ TEST_F(Poster, Waits_while_the_count_says_none) {
   EXPECT_THAT(platform.sleeps.microseconds, Each(kTwoSeconds));
 }
 
-TEST_F(Poster, Waits_while_the_count_cannot_be_read) {
+TEST_F(PosterTest, Waits_while_the_count_cannot_be_read) {
   platform.cloud.fails["GetNumCfgChassis"] = 3;
   Start();
   platform.sleeps.hook = [&](uint64_t) {
@@ -107,7 +107,7 @@ TEST_F(Poster, Waits_while_the_count_cannot_be_read) {
   EXPECT_THAT(platform.sleeps.microseconds, Each(kTwoSeconds));
 }
 
-TEST_F(Poster, Goes_on_with_an_empty_list_when_the_count_says_otherwise) {
+TEST_F(PosterTest, Goes_on_with_an_empty_list_when_the_count_says_otherwise) {
   platform.cloud.chassis.clear();
   platform.cloud.numChassis = 1;
   Raise(4711);
@@ -115,7 +115,7 @@ TEST_F(Poster, Goes_on_with_an_empty_list_when_the_count_says_otherwise) {
   EXPECT_THAT(Lines(3), ElementsAre("3 CloudPoster: Failed to find chassis instance for velid: 0"));
 }
 
-TEST_F(Poster, Beats_after_the_19th_pass) {
+TEST_F(PosterTest, Beats_after_the_19th_pass) {
   inPass[19] = [&] { EXPECT_EQ(Heartbeats(), 0u); };
   inPass[20] = [&] { EXPECT_EQ(Heartbeats(), 1u); };
   RunPoster(20);
@@ -124,7 +124,7 @@ TEST_F(Poster, Beats_after_the_19th_pass) {
   EXPECT_EQ(Sleeps(kTwoSeconds), 1u);
 }
 
-TEST_F(Poster, Beats_after_every_19th_pass) {
+TEST_F(PosterTest, Beats_after_every_19th_pass) {
   inPass[38] = [&] { EXPECT_EQ(Heartbeats(), 1u); };
   inPass[39] = [&] { EXPECT_EQ(Heartbeats(), 2u); };
   inPass[58] = [&] { EXPECT_EQ(Heartbeats(), 3u); };
@@ -133,25 +133,25 @@ TEST_F(Poster, Beats_after_every_19th_pass) {
   EXPECT_EQ(Sleeps(kTwoSeconds), 1u);
 }
 
-TEST_F(Poster, Stopped_in_the_19th_pass_still_beats_once) {
+TEST_F(PosterTest, Stopped_in_the_19th_pass_still_beats_once) {
   RunPoster(19);
   EXPECT_EQ(passes, 19);
   EXPECT_EQ(Heartbeats(), 1u);
 }
 
-TEST_F(Poster, Stopped_in_the_18th_pass_does_not_beat) {
+TEST_F(PosterTest, Stopped_in_the_18th_pass_does_not_beat) {
   RunPoster(18);
   EXPECT_EQ(passes, 18);
   EXPECT_EQ(Heartbeats(), 0u);
 }
 
-TEST_F(Poster, Makes_the_pass_in_which_it_is_stopped) {
+TEST_F(PosterTest, Makes_the_pass_in_which_it_is_stopped) {
   inPass[2] = [&] { Raise(4711); };
   RunPoster(2);
   EXPECT_THAT(service.requests("POST", kEventsPath), SizeIs(1));
 }
 
-TEST_F(Poster, Posts_the_whole_batch_in_which_it_is_stopped) {
+TEST_F(PosterTest, Posts_the_whole_batch_in_which_it_is_stopped) {
   inPass[2] = [&] {
     Raise(4711);
     Raise(4712);
@@ -161,13 +161,13 @@ TEST_F(Poster, Posts_the_whole_batch_in_which_it_is_stopped) {
   EXPECT_THAT(service.requests("POST", kEventsPath), SizeIs(2));
 }
 
-TEST_F(Poster, Goes_on_after_a_failed_heartbeat) {
+TEST_F(PosterTest, Goes_on_after_a_failed_heartbeat) {
   service.fails("POST", kHeartbeatPath, CURLE_COULDNT_CONNECT);
   RunPoster(39);
   EXPECT_EQ(Heartbeats(), 2u);
 }
 
-TEST_F(Poster, Takes_what_a_heartbeat_throws_as_that_heartbeat_failed) {
+TEST_F(PosterTest, Takes_what_a_heartbeat_throws_as_that_heartbeat_failed) {
   fakes::curl().onPerform = [](fakes::Transfer&) { throw std::runtime_error("transfer"); };
   RunPoster(39);
   EXPECT_EQ(passes, 39);
@@ -176,7 +176,7 @@ TEST_F(Poster, Takes_what_a_heartbeat_throws_as_that_heartbeat_failed) {
   EXPECT_EQ(platform.mutexes.Held(), 0);
 }
 
-TEST_F(Poster, Reads_the_identifier_once_a_life) {
+TEST_F(PosterTest, Reads_the_identifier_once_a_life) {
   inPass[1] = [&] {
     platform.cloud.uuid = "second";
     Raise(4711);
@@ -185,7 +185,7 @@ TEST_F(Poster, Reads_the_identifier_once_a_life) {
   EXPECT_THAT(service.requests("POST", kEventsPath), SizeIs(1));
 }
 
-TEST_F(Poster, A_pass_with_nothing_to_do_says_nothing) {
+TEST_F(PosterTest, A_pass_with_nothing_to_do_says_nothing) {
   RunPoster(19);
   EXPECT_THAT(Lines(),
               ElementsAre(HasSubstr("TimeOfDayCancelCB")));  // of the stop, nothing of the thread

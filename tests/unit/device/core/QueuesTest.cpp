@@ -38,21 +38,21 @@ AT_32_BITS(offsetof(DeviceEvent, spare) == 12);
 AT_32_BITS(sizeof(DeviceEvent) == 16);
 static_assert(sizeof(DeviceCov::valueText) == 256, "the whole value buffer");
 
-class Instance : public CoreTest {};
-class Registration : public CoreTest {};
-class Notifications : public CoreTest {
+class InstanceTest : public CoreTest {};
+class RegistrationTest : public CoreTest {};
+class NotificationsTest : public CoreTest {
  protected:
   void SetUp() override {
     CoreTest::SetUp();
     mgr->RegisterForDeviceDataChange(1);
   }
 };
-class EventQueue : public CoreTest {};
-class CovQueue : public CoreTest {};
+class EventQueueTest : public CoreTest {};
+class CovQueueTest : public CoreTest {};
 
-TEST_F(Instance, There_is_one) { EXPECT_EQ(cloudclient::DeviceMgr::GetInstance(), mgr); }
+TEST_F(InstanceTest, There_is_one) { EXPECT_EQ(cloudclient::DeviceMgr::GetInstance(), mgr); }
 
-TEST_F(Instance, Starts_at_rest) {
+TEST_F(InstanceTest, Starts_at_rest) {
   EXPECT_FALSE(mgr->IsRunning());
   EXPECT_FALSE(mgr->IsSyncInProgress());
   EXPECT_FALSE(cloudclient::DeviceMgr::IsAlarmSyncRequested());
@@ -62,7 +62,7 @@ TEST_F(Instance, Starts_at_rest) {
   EXPECT_EQ(platform.timer.activations, 0);
 }
 
-TEST_F(Instance, Hands_out_what_it_was_given) {
+TEST_F(InstanceTest, Hands_out_what_it_was_given) {
   EXPECT_EQ(mgr->GetPldProxy(), &engine);
   EXPECT_EQ(mgr->GetHttpsClient(), https.get());
   mgr->SetPldProxy(nullptr);
@@ -71,13 +71,13 @@ TEST_F(Instance, Hands_out_what_it_was_given) {
   EXPECT_EQ(mgr->GetHttpsClient(), nullptr);
 }
 
-TEST_F(Registration, Asks_for_events_then_for_changes_of_value) {
+TEST_F(RegistrationTest, Asks_for_events_then_for_changes_of_value) {
   mgr->RegisterForDeviceDataChange(5);
   EXPECT_THAT(engine.registrations, ElementsAre("event 0 5", "cov 0 5"));
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Registration, Goes_on_when_the_engine_refuses_events) {
+TEST_F(RegistrationTest, Goes_on_when_the_engine_refuses_events) {
   engine.registerEventStatus = 9;
   engine.registerCovStatus = 9;
   mgr->RegisterForDeviceDataChange(5);
@@ -85,27 +85,27 @@ TEST_F(Registration, Goes_on_when_the_engine_refuses_events) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Registration, Says_that_there_is_no_proxy) {
+TEST_F(RegistrationTest, Says_that_there_is_no_proxy) {
   mgr->SetPldProxy(nullptr);
   mgr->RegisterForDeviceDataChange(5);
   EXPECT_THAT(Lines(), ElementsAre("3 RegisterForDeviceDataChange: NULL pldProxy"));
   EXPECT_THAT(engine.registrations, IsEmpty());
 }
 
-TEST_F(Registration, Is_not_made_while_suppressed) {
+TEST_F(RegistrationTest, Is_not_made_while_suppressed) {
   g_registrationSuppressed = 1;
   mgr->RegisterForDeviceDataChange(5);
   EXPECT_THAT(engine.registrations, IsEmpty());
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Registration, Is_made_again_when_asked_again) {
+TEST_F(RegistrationTest, Is_made_again_when_asked_again) {
   mgr->RegisterForDeviceDataChange(5);
   mgr->RegisterForDeviceDataChange(6);
   EXPECT_THAT(engine.registrations, ElementsAre("event 0 5", "cov 0 5", "event 0 6", "cov 0 6"));
 }
 
-TEST_F(Notifications, An_event_is_queued_field_for_field) {
+TEST_F(NotificationsTest, An_event_is_queued_field_for_field) {
   const LxPldEventNotification notification = {0, 70000, 2, 4, 0xA5A5A5A5};
   engine.eventCallback(0, &notification);
   ASSERT_EQ(mgr->GetEventList().size(), 1u);
@@ -117,20 +117,20 @@ TEST_F(Notifications, An_event_is_queued_field_for_field) {
   EXPECT_EQ(event.spare, 0xA5A5A5A5u);
 }
 
-TEST_F(Notifications, An_event_with_a_first_word_is_ignored) {
+TEST_F(NotificationsTest, An_event_with_a_first_word_is_ignored) {
   const LxPldEventNotification notification = {1, 4711, 0, 3, 0};
   engine.eventCallback(0, &notification);
   EXPECT_FALSE(mgr->HasEvents());
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Notifications, An_event_is_taken_whatever_the_status_beside_it) {
+TEST_F(NotificationsTest, An_event_is_taken_whatever_the_status_beside_it) {
   const LxPldEventNotification notification = {0, 4711, 0, 3, 0};
   engine.eventCallback(9, &notification);
   EXPECT_TRUE(mgr->HasEvents());
 }
 
-TEST_F(Notifications, A_change_is_queued_field_for_field_with_its_whole_buffer) {
+TEST_F(NotificationsTest, A_change_is_queued_field_for_field_with_its_whole_buffer) {
   Change change(1201);
   for (size_t i = 0; i < sizeof change.buffer; ++i) change.buffer[i] = static_cast<char>(i);
   change.notification.word2 = 0x11223344;
@@ -149,7 +149,7 @@ TEST_F(Notifications, A_change_is_queued_field_for_field_with_its_whole_buffer) 
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Notifications, A_change_with_a_first_word_is_ignored) {
+TEST_F(NotificationsTest, A_change_with_a_first_word_is_ignored) {
   Change change(1201);
   change.notification.status = 1;
   engine.covCallback(0, &change.notification);
@@ -157,13 +157,13 @@ TEST_F(Notifications, A_change_with_a_first_word_is_ignored) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Notifications, A_change_is_taken_whatever_the_status_beside_it) {
+TEST_F(NotificationsTest, A_change_is_taken_whatever_the_status_beside_it) {
   const Change change(1201);
   engine.covCallback(9, &change.notification);
   EXPECT_TRUE(mgr->HasCovs());
 }
 
-TEST_F(EventQueue, Keeps_the_order_and_says_what_is_added) {
+TEST_F(EventQueueTest, Keeps_the_order_and_says_what_is_added) {
   Raise(4711);
   Raise(4000000000u, 1, 0, 4294967295u);
   EXPECT_TRUE(mgr->HasEvents());
@@ -177,7 +177,7 @@ TEST_F(EventQueue, Keeps_the_order_and_says_what_is_added) {
   EXPECT_EQ(platform.mutexes.Held(), 0);
 }
 
-TEST_F(EventQueue, Says_what_is_added_before_it_is_locked) {
+TEST_F(EventQueueTest, Says_what_is_added_before_it_is_locked) {
   int records = 0;
   platform.log.hook = [&](const fakes::LogRecord&) {
     EXPECT_EQ(platform.mutexes.locks, 0);
@@ -187,7 +187,7 @@ TEST_F(EventQueue, Says_what_is_added_before_it_is_locked) {
   EXPECT_EQ(records, 1);
 }
 
-TEST_F(EventQueue, Drops_the_event_when_it_cannot_be_locked) {
+TEST_F(EventQueueTest, Drops_the_event_when_it_cannot_be_locked) {
   platform.mutexes.lockStatusOf[0] = 22;
   Raise(4711);
   EXPECT_FALSE(mgr->HasEvents());
@@ -196,13 +196,13 @@ TEST_F(EventQueue, Drops_the_event_when_it_cannot_be_locked) {
   EXPECT_EQ(platform.mutexes.unlocks, 0);
 }
 
-TEST_F(EventQueue, Is_not_bothered_by_the_other_mutex) {
+TEST_F(EventQueueTest, Is_not_bothered_by_the_other_mutex) {
   platform.mutexes.lockStatusOf[1] = 22;
   Raise(4711);
   EXPECT_TRUE(mgr->HasEvents());
 }
 
-TEST_F(EventQueue, Is_emptied_and_keeps_its_capacity) {
+TEST_F(EventQueueTest, Is_emptied_and_keeps_its_capacity) {
   for (int i = 0; i < 100; ++i) Raise(4711);
   const size_t capacity = mgr->GetEventList().capacity();
   mgr->ClearEvents();
@@ -210,7 +210,7 @@ TEST_F(EventQueue, Is_emptied_and_keeps_its_capacity) {
   EXPECT_EQ(mgr->GetEventList().capacity(), capacity);
 }
 
-TEST_F(EventQueue, Lock_and_unlock_answer_the_status_of_the_mutex) {
+TEST_F(EventQueueTest, Lock_and_unlock_answer_the_status_of_the_mutex) {
   EXPECT_EQ(mgr->LockEventList(), 0u);
   EXPECT_EQ(platform.mutexes.Held(), 1);
   EXPECT_EQ(mgr->UnlockEventList(), 0u);
@@ -219,7 +219,7 @@ TEST_F(EventQueue, Lock_and_unlock_answer_the_status_of_the_mutex) {
   EXPECT_EQ(mgr->LockEventList(), 35u);
 }
 
-TEST_F(CovQueue, Keeps_the_order_and_says_nothing) {
+TEST_F(CovQueueTest, Keeps_the_order_and_says_nothing) {
   mgr->AddDeviceCOV(Change(1201).notification);
   mgr->AddDeviceCOV(Change(1202).notification);
   EXPECT_TRUE(mgr->HasCovs());
@@ -230,7 +230,7 @@ TEST_F(CovQueue, Keeps_the_order_and_says_nothing) {
   EXPECT_EQ(platform.mutexes.Held(), 0);
 }
 
-TEST_F(CovQueue, Takes_the_change_as_it_is_before_it_is_locked) {
+TEST_F(CovQueueTest, Takes_the_change_as_it_is_before_it_is_locked) {
   Change change(1201, "21.5");
   platform.mutexes.onLock = [&](int) {
     change.notification.pointId = 9;
@@ -242,7 +242,7 @@ TEST_F(CovQueue, Takes_the_change_as_it_is_before_it_is_locked) {
   EXPECT_STREQ(mgr->GetCovList()[0].valueText + 2, "21.5");
 }
 
-TEST_F(Instance, Queues_are_asked_whether_they_hold_something_without_a_lock) {
+TEST_F(InstanceTest, Queues_are_asked_whether_they_hold_something_without_a_lock) {
   EXPECT_FALSE(mgr->HasEvents());
   EXPECT_FALSE(mgr->HasCovs());
   EXPECT_EQ(platform.mutexes.locks, 0);
@@ -254,7 +254,7 @@ TEST_F(Instance, Queues_are_asked_whether_they_hold_something_without_a_lock) {
   mgr->UnlockEventList();
 }
 
-TEST_F(Instance, Flags_and_module_counts_take_no_lock) {
+TEST_F(InstanceTest, Flags_and_module_counts_take_no_lock) {
   cloudclient::DeviceMgr::SetAlarmSyncRequested(true);
   EXPECT_TRUE(cloudclient::DeviceMgr::IsAlarmSyncRequested());
   EXPECT_FALSE(mgr->IsRunning());
@@ -265,7 +265,7 @@ TEST_F(Instance, Flags_and_module_counts_take_no_lock) {
   EXPECT_EQ(platform.mutexes.locks, 0);
 }
 
-TEST_F(CovQueue, Drops_the_change_when_it_cannot_be_locked) {
+TEST_F(CovQueueTest, Drops_the_change_when_it_cannot_be_locked) {
   platform.mutexes.lockStatusOf[1] = 22;
   mgr->AddDeviceCOV(Change(1201).notification);
   EXPECT_FALSE(mgr->HasCovs());
@@ -273,13 +273,13 @@ TEST_F(CovQueue, Drops_the_change_when_it_cannot_be_locked) {
   EXPECT_EQ(platform.mutexes.unlocks, 0);
 }
 
-TEST_F(CovQueue, Is_not_bothered_by_the_other_mutex) {
+TEST_F(CovQueueTest, Is_not_bothered_by_the_other_mutex) {
   platform.mutexes.lockStatusOf[0] = 22;
   mgr->AddDeviceCOV(Change(1201).notification);
   EXPECT_TRUE(mgr->HasCovs());
 }
 
-TEST_F(CovQueue, Is_emptied_and_keeps_its_capacity) {
+TEST_F(CovQueueTest, Is_emptied_and_keeps_its_capacity) {
   for (int i = 0; i < 100; ++i) mgr->AddDeviceCOV(Change(1201).notification);
   const size_t capacity = mgr->GetCovList().capacity();
   mgr->ClearCovs();
@@ -287,7 +287,7 @@ TEST_F(CovQueue, Is_emptied_and_keeps_its_capacity) {
   EXPECT_EQ(mgr->GetCovList().capacity(), capacity);
 }
 
-TEST_F(CovQueue, Lock_and_unlock_answer_the_status_of_the_mutex) {
+TEST_F(CovQueueTest, Lock_and_unlock_answer_the_status_of_the_mutex) {
   EXPECT_EQ(mgr->LockCovList(), 0u);
   EXPECT_EQ(platform.mutexes.Held(), 1);
   EXPECT_EQ(mgr->UnlockCovList(), 0u);

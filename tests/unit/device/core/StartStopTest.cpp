@@ -10,14 +10,14 @@ using cloudclient::g_todAlarmId;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class StartOfManager : public CoreTest {};
-class StopOfManager : public CoreTest {
+class StartOfManagerTest : public CoreTest {};
+class StopOfManagerTest : public CoreTest {
  protected:
   pthread_t Poster() const { return platform.threads.created.at(0).handle; }
   pthread_t Checker() const { return platform.threads.created.at(1).handle; }
 };
 
-TEST_F(StartOfManager, Creates_poster_then_checker_activates_the_timer_sleeps_and_arms) {
+TEST_F(StartOfManagerTest, Creates_poster_then_checker_activates_the_timer_sleeps_and_arms) {
   bool slept = false;
   platform.sleeps.hook = [&](uint64_t) {
     slept = true;
@@ -37,7 +37,7 @@ TEST_F(StartOfManager, Creates_poster_then_checker_activates_the_timer_sleeps_an
   EXPECT_EQ(platform.threads.created[1].argument, nullptr);
 }
 
-TEST_F(StartOfManager, Is_running_before_the_first_thread) {
+TEST_F(StartOfManagerTest, Is_running_before_the_first_thread) {
   platform.threads.mode = fakes::Threads::Mode::kRunInPlace;
   platform.cloud.onCall = [&](const std::string&) {
     EXPECT_TRUE(mgr->IsRunning());
@@ -59,7 +59,7 @@ TEST_F(StartOfManager, Is_running_before_the_first_thread) {
                                    "5 Start: Started tod alarm(alarmid: 1)"));
 }
 
-TEST_F(StartOfManager, Arms_the_alarm_for_tomorrow_at_one_second_past_midnight) {
+TEST_F(StartOfManagerTest, Arms_the_alarm_for_tomorrow_at_one_second_past_midnight) {
   mgr->Start();
   ASSERT_EQ(platform.timer.armed.size(), 1u);
   const fakes::Timer::Alarm& alarm = platform.timer.armed[0];
@@ -76,7 +76,7 @@ TEST_F(StartOfManager, Arms_the_alarm_for_tomorrow_at_one_second_past_midnight) 
   EXPECT_EQ(g_todAlarmId, 1);
 }
 
-TEST_F(StartOfManager, Arms_nothing_when_tomorrow_is_unknown) {
+TEST_F(StartOfManagerTest, Arms_nothing_when_tomorrow_is_unknown) {
   platform.timer.knowsTomorrow = false;
   mgr->Start();
   EXPECT_THAT(Lines(), ElementsAre("3 Start: Failed to compute tomorrow"));
@@ -86,14 +86,14 @@ TEST_F(StartOfManager, Arms_nothing_when_tomorrow_is_unknown) {
   EXPECT_TRUE(mgr->IsRunning());
 }
 
-TEST_F(StartOfManager, Tells_an_alarm_that_was_not_armed_like_one_that_was) {
+TEST_F(StartOfManagerTest, Tells_an_alarm_that_was_not_armed_like_one_that_was) {
   platform.timer.nextId = 65535;
   mgr->Start();
   EXPECT_THAT(Lines(), ElementsAre("5 Start: Started tod alarm(alarmid: 65535)"));
   EXPECT_EQ(g_todAlarmId, 65535);
 }
 
-TEST_F(StartOfManager, Goes_on_when_a_thread_cannot_be_created) {
+TEST_F(StartOfManagerTest, Goes_on_when_a_thread_cannot_be_created) {
   platform.threads.createStatus = 11;
   mgr->Start();
   EXPECT_EQ(platform.threads.attempts, 2u);
@@ -101,7 +101,7 @@ TEST_F(StartOfManager, Goes_on_when_a_thread_cannot_be_created) {
   EXPECT_TRUE(mgr->IsRunning());
 }
 
-TEST_F(StopOfManager, Before_a_start_cancels_and_joins_nothing) {
+TEST_F(StopOfManagerTest, Before_a_start_cancels_and_joins_nothing) {
   mgr->Stop();
   EXPECT_THAT(platform.timer.cancels, IsEmpty());
   EXPECT_THAT(platform.threads.joined, IsEmpty());
@@ -109,7 +109,7 @@ TEST_F(StopOfManager, Before_a_start_cancels_and_joins_nothing) {
   EXPECT_EQ(g_todAlarmId, 65535);
 }
 
-TEST_F(StopOfManager, Clears_the_flag_cancels_the_alarm_then_joins_poster_and_checker) {
+TEST_F(StopOfManagerTest, Clears_the_flag_cancels_the_alarm_then_joins_poster_and_checker) {
   Start();
   static const fakes::Platform& seen = platform;
   static bool cancelled = false;
@@ -125,7 +125,7 @@ TEST_F(StopOfManager, Clears_the_flag_cancels_the_alarm_then_joins_poster_and_ch
   EXPECT_THAT(platform.threads.joined, ElementsAre(Poster(), Checker()));
 }
 
-TEST_F(StopOfManager, Leaves_no_alarm_armed) {
+TEST_F(StopOfManagerTest, Leaves_no_alarm_armed) {
   Start();
   mgr->Stop();
   EXPECT_THAT(platform.timer.waiting, IsEmpty());
@@ -134,7 +134,7 @@ TEST_F(StopOfManager, Leaves_no_alarm_armed) {
                                    "now(03/05/2026 13:07:09)"));
 }
 
-TEST_F(StopOfManager, Cancels_the_highest_identifier_and_not_the_one_that_means_none) {
+TEST_F(StopOfManagerTest, Cancels_the_highest_identifier_and_not_the_one_that_means_none) {
   platform.timer.nextId = 65534;
   Start();
   mgr->Stop();
@@ -145,7 +145,7 @@ TEST_F(StopOfManager, Cancels_the_highest_identifier_and_not_the_one_that_means_
   EXPECT_THAT(platform.timer.cancels, ElementsAre(65534));
 }
 
-TEST_F(StopOfManager, A_second_time_joins_nothing) {
+TEST_F(StopOfManagerTest, A_second_time_joins_nothing) {
   Start();
   mgr->Stop();
   mgr->Stop();
@@ -154,7 +154,7 @@ TEST_F(StopOfManager, A_second_time_joins_nothing) {
   EXPECT_FALSE(mgr->IsRunning());
 }
 
-TEST_F(StopOfManager, After_a_restart_joins_the_new_threads) {
+TEST_F(StopOfManagerTest, After_a_restart_joins_the_new_threads) {
   Start();
   mgr->Stop();
   Start();
@@ -167,7 +167,7 @@ TEST_F(StopOfManager, After_a_restart_joins_the_new_threads) {
   EXPECT_THAT(platform.timer.cancels, ElementsAre(1, 2));
 }
 
-TEST_F(StopOfManager, Joins_only_the_thread_that_was_created) {
+TEST_F(StopOfManagerTest, Joins_only_the_thread_that_was_created) {
   platform.threads.createStatusOf[0] = 11;
   Start();
   ASSERT_EQ(platform.threads.created.size(), 1u);
@@ -175,14 +175,14 @@ TEST_F(StopOfManager, Joins_only_the_thread_that_was_created) {
   EXPECT_THAT(platform.threads.joined, ElementsAre(platform.threads.created[0].handle));
 }
 
-TEST_F(StopOfManager, Joins_nothing_when_no_thread_was_created) {
+TEST_F(StopOfManagerTest, Joins_nothing_when_no_thread_was_created) {
   platform.threads.createStatus = 11;
   Start();
   mgr->Stop();
   EXPECT_THAT(platform.threads.joined, IsEmpty());
 }
 
-TEST_F(StopOfManager, A_failed_creation_keeps_the_earlier_handles) {
+TEST_F(StopOfManagerTest, A_failed_creation_keeps_the_earlier_handles) {
   Start();
   platform.threads.createStatus = 11;
   Start();
@@ -190,7 +190,7 @@ TEST_F(StopOfManager, A_failed_creation_keeps_the_earlier_handles) {
   EXPECT_THAT(platform.threads.joined, ElementsAre(Poster(), Checker()));
 }
 
-TEST_F(StopOfManager, A_failed_creation_after_a_stop_joins_nothing_again) {
+TEST_F(StopOfManagerTest, A_failed_creation_after_a_stop_joins_nothing_again) {
   Start();
   mgr->Stop();
   platform.threads.createStatusOf = {{2, 11}, {3, 11}};
@@ -200,7 +200,7 @@ TEST_F(StopOfManager, A_failed_creation_after_a_stop_joins_nothing_again) {
   EXPECT_THAT(platform.threads.joined, IsEmpty());
 }
 
-TEST_F(StopOfManager, A_failed_creation_of_one_thread_keeps_that_handle_alone) {
+TEST_F(StopOfManagerTest, A_failed_creation_of_one_thread_keeps_that_handle_alone) {
   Start();
   mgr->Stop();
   platform.threads.createStatusOf[3] = 11;
@@ -210,7 +210,7 @@ TEST_F(StopOfManager, A_failed_creation_of_one_thread_keeps_that_handle_alone) {
   EXPECT_THAT(platform.threads.joined, ElementsAre(platform.threads.created[2].handle));
 }
 
-TEST_F(StopOfManager, Destruction_goes_quiet_first) {
+TEST_F(StopOfManagerTest, Destruction_goes_quiet_first) {
   Start();
   delete mgr;
   EXPECT_THAT(platform.timer.cancels, ElementsAre(1));
@@ -219,14 +219,14 @@ TEST_F(StopOfManager, Destruction_goes_quiet_first) {
   EXPECT_THAT(platform.threads.joined, ElementsAre(Poster(), Checker()));
 }
 
-TEST_F(StopOfManager, Destruction_after_a_stop_joins_nothing_again) {
+TEST_F(StopOfManagerTest, Destruction_after_a_stop_joins_nothing_again) {
   Start();
   mgr->Stop();
   delete mgr;
   EXPECT_THAT(platform.threads.joined, ElementsAre(Poster(), Checker()));
 }
 
-TEST_F(StopOfManager, Destruction_without_a_start_does_nothing) {
+TEST_F(StopOfManagerTest, Destruction_without_a_start_does_nothing) {
   delete mgr;
   EXPECT_THAT(platform.timer.cancels, IsEmpty());
   EXPECT_THAT(platform.threads.joined, IsEmpty());

@@ -12,7 +12,7 @@ namespace device_core {
 
 using cloudclient::DeviceMgr;
 
-class RealThreads : public CoreTest {
+class RealThreadsTest : public CoreTest {
  protected:
   void SetUp() override {
     CoreTest::SetUp();
@@ -56,7 +56,7 @@ class RealThreads : public CoreTest {
   std::atomic<int> covs{0};
 };
 
-TEST_F(RealThreads, Carry_what_the_device_notifies_to_the_service) {
+TEST_F(RealThreadsTest, Carry_what_the_device_notifies_to_the_service) {
   for (uint16_t gdd = 1; gdd <= 40; ++gdd) {
     engine.HasModules(gdd, 1);
     engine.Notifies(gdd, 0, 3);
@@ -70,7 +70,7 @@ TEST_F(RealThreads, Carry_what_the_device_notifies_to_the_service) {
 }
 
 // One after the other: the tracker, which has no lock, is used by one thread at a time here.
-TEST_F(RealThreads, Serve_the_daily_alarm_and_a_reconciliation) {
+TEST_F(RealThreadsTest, Serve_the_daily_alarm_and_a_reconciliation) {
   std::atomic<bool> raise{false};
   engine.HasModules(7, 2);
   engine.HasActive(7, 1, 4);
@@ -93,7 +93,7 @@ TEST_F(RealThreads, Serve_the_daily_alarm_and_a_reconciliation) {
   EXPECT_EQ(platform.mutexes.Held(), 0);
 }
 
-TEST_F(RealThreads, Are_ended_by_the_destructor) {
+TEST_F(RealThreadsTest, Are_ended_by_the_destructor) {
   engine.Notifies(4711, 0, 3);
   mgr->Start();
   Await([this] { return events == 1; });
@@ -104,7 +104,7 @@ TEST_F(RealThreads, Are_ended_by_the_destructor) {
   EXPECT_EQ(platform.threads.joined.size(), 2u);
 }
 
-TEST_F(RealThreads, End_for_good_without_a_proxy) {
+TEST_F(RealThreadsTest, End_for_good_without_a_proxy) {
   mgr->SetPldProxy(nullptr);
   mgr->Start();
   Await([] {

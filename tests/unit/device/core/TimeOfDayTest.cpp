@@ -15,7 +15,7 @@ using testing::SizeIs;
 
 constexpr time_t kFifthOfMarch2025 = 1741132801;  // 2025-03-05T00:00:01Z
 
-class TimeOfDay : public CoreTest {
+class TimeOfDayTest : public CoreTest {
  protected:
   void SetUp() override {
     CoreTest::SetUp();
@@ -25,7 +25,7 @@ class TimeOfDay : public CoreTest {
   }
 };
 
-TEST_F(TimeOfDay, Expiry_says_so_and_arms_the_next_alarm) {
+TEST_F(TimeOfDayTest, Expiry_says_so_and_arms_the_next_alarm) {
   platform.timer.Expire(12);
   EXPECT_THAT(Lines(), ElementsAre("5 TimeOfDayAlarmCB: TOD Alarm(alarmid: 12) Expired 03/05/2025 "
                                    "00:00:01",
@@ -45,26 +45,26 @@ TEST_F(TimeOfDay, Expiry_says_so_and_arms_the_next_alarm) {
   EXPECT_THAT(platform.timer.cancels, IsEmpty());
 }
 
-TEST_F(TimeOfDay, Expiry_shows_local_time) {
+TEST_F(TimeOfDayTest, Expiry_shows_local_time) {
   fakes::SetTimeZone("CET-1");
   platform.clock.now -= 3600;
   platform.timer.Expire(12);
   EXPECT_EQ(Lines()[0], "5 TimeOfDayAlarmCB: TOD Alarm(alarmid: 12) Expired 03/05/2025 00:00:01");
 }
 
-TEST_F(TimeOfDay, Expiry_shows_each_field_with_its_digits) {
+TEST_F(TimeOfDayTest, Expiry_shows_each_field_with_its_digits) {
   platform.clock.now = 1798675199;  // 2026-12-30T23:59:59Z
   platform.timer.Expire(12);
   EXPECT_EQ(Lines()[0], "5 TimeOfDayAlarmCB: TOD Alarm(alarmid: 12) Expired 12/30/2026 23:59:59");
 }
 
-TEST_F(TimeOfDay, Expiry_shows_the_identifier_that_it_was_given) {
+TEST_F(TimeOfDayTest, Expiry_shows_the_identifier_that_it_was_given) {
   DeviceMgr::TimeOfDayAlarmCB(65534, this);
   EXPECT_EQ(Lines()[0],
             "5 TimeOfDayAlarmCB: TOD Alarm(alarmid: 65534) Expired 03/05/2025 00:00:01");
 }
 
-TEST_F(TimeOfDay, Expiry_opens_the_day_seeds_it_and_requests_the_synchronisation) {
+TEST_F(TimeOfDayTest, Expiry_opens_the_day_seeds_it_and_requests_the_synchronisation) {
   patch().onCall = [&] {
     EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested());
     EXPECT_THAT(platform.timer.armed, SizeIs(2));  // the next alarm comes before the new day
@@ -77,14 +77,14 @@ TEST_F(TimeOfDay, Expiry_opens_the_day_seeds_it_and_requests_the_synchronisation
   EXPECT_THAT(service.requests(), IsEmpty());
 }
 
-TEST_F(TimeOfDay, Expiry_goes_on_when_a_step_of_the_new_day_throws) {
+TEST_F(TimeOfDayTest, Expiry_goes_on_when_a_step_of_the_new_day_throws) {
   patch().onCall = [] { throw std::runtime_error("step"); };
   EXPECT_NO_THROW(platform.timer.Expire(12));
   EXPECT_THAT(patch().calls, SizeIs(3));
   EXPECT_TRUE(DeviceMgr::IsAlarmSyncRequested());
 }
 
-TEST_F(TimeOfDay, Expiry_arms_and_opens_the_day_also_after_a_stop) {
+TEST_F(TimeOfDayTest, Expiry_arms_and_opens_the_day_also_after_a_stop) {
   platform.timer.armed[0].cancelled = [](unsigned short, void*) {};  // too late for this alarm
   mgr->Stop();
   patch().calls.clear();
@@ -94,7 +94,7 @@ TEST_F(TimeOfDay, Expiry_arms_and_opens_the_day_also_after_a_stop) {
   EXPECT_TRUE(DeviceMgr::IsAlarmSyncRequested());
 }
 
-TEST_F(TimeOfDay, Expiry_that_cannot_arm_does_nothing_else) {
+TEST_F(TimeOfDayTest, Expiry_that_cannot_arm_does_nothing_else) {
   platform.timer.knowsTomorrow = false;
   platform.timer.Expire(12);
   EXPECT_THAT(Lines(), ElementsAre("5 TimeOfDayAlarmCB: TOD Alarm(alarmid: 12) Expired 03/05/2025 "
@@ -106,7 +106,7 @@ TEST_F(TimeOfDay, Expiry_that_cannot_arm_does_nothing_else) {
   EXPECT_EQ(g_todAlarmId, 12);
 }
 
-TEST_F(TimeOfDay, Expiry_is_served_by_the_next_pass_of_the_poster) {
+TEST_F(TimeOfDayTest, Expiry_is_served_by_the_next_pass_of_the_poster) {
   service.answers("GET", "/redfish/v1/Oem/Quorvan:Events?*", 200, "[]");
   inPass[2] = [&] {
     platform.timer.Expire(12);
@@ -118,7 +118,7 @@ TEST_F(TimeOfDay, Expiry_is_served_by_the_next_pass_of_the_poster) {
   EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested());
 }
 
-TEST_F(TimeOfDay, Every_expiry_arms_one_alarm) {
+TEST_F(TimeOfDayTest, Every_expiry_arms_one_alarm) {
   for (unsigned short id = 12; id < 20; ++id) {
     platform.timer.Expire(id);
     EXPECT_THAT(platform.timer.waiting, SizeIs(1));
@@ -128,7 +128,7 @@ TEST_F(TimeOfDay, Every_expiry_arms_one_alarm) {
   EXPECT_THAT(platform.timer.cancels, ElementsAre(20));
 }
 
-TEST_F(TimeOfDay, Cancellation_while_running_arms_again_without_a_new_day) {
+TEST_F(TimeOfDayTest, Cancellation_while_running_arms_again_without_a_new_day) {
   platform.timer.Cancel(12);
   EXPECT_THAT(Lines(), ElementsAre("5 TimeOfDayCancelCB: TOD Alarm(alarmid: 12) Cancelled "
                                    "now(03/05/2025 00:00:01)",
@@ -143,7 +143,7 @@ TEST_F(TimeOfDay, Cancellation_while_running_arms_again_without_a_new_day) {
   EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested());
 }
 
-TEST_F(TimeOfDay, Cancellation_while_running_says_when_it_cannot_arm) {
+TEST_F(TimeOfDayTest, Cancellation_while_running_says_when_it_cannot_arm) {
   platform.timer.knowsTomorrow = false;
   platform.timer.Cancel(12);
   EXPECT_THAT(Lines(), ElementsAre("5 TimeOfDayCancelCB: TOD Alarm(alarmid: 12) Cancelled "
@@ -152,7 +152,7 @@ TEST_F(TimeOfDay, Cancellation_while_running_says_when_it_cannot_arm) {
   EXPECT_EQ(g_todAlarmId, 12);
 }
 
-TEST_F(TimeOfDay, Cancellation_while_not_running_only_says_so) {
+TEST_F(TimeOfDayTest, Cancellation_while_not_running_only_says_so) {
   mgr->Stop();
   EXPECT_THAT(Lines(), ElementsAre("5 TimeOfDayCancelCB: TOD Alarm(alarmid: 12) Cancelled "
                                    "now(03/05/2025 00:00:01)"));
@@ -161,14 +161,14 @@ TEST_F(TimeOfDay, Cancellation_while_not_running_only_says_so) {
   EXPECT_THAT(patch().calls, IsEmpty());
 }
 
-TEST_F(TimeOfDay, Cancellation_shows_each_field_with_its_digits) {
+TEST_F(TimeOfDayTest, Cancellation_shows_each_field_with_its_digits) {
   platform.clock.now = 1798675199;
   DeviceMgr::TimeOfDayCancelCB(65534, this);
   EXPECT_EQ(Lines()[0],
             "5 TimeOfDayCancelCB: TOD Alarm(alarmid: 65534) Cancelled now(12/30/2026 23:59:59)");
 }
 
-TEST_F(TimeOfDay, The_alarm_expires_at_one_second_past_midnight_of_local_time) {
+TEST_F(TimeOfDayTest, The_alarm_expires_at_one_second_past_midnight_of_local_time) {
   fakes::SetTimeZone("CET-1CEST,M3.5.0,M10.5.0/3");
   platform.clock.now = 1743202800;  // 2025-03-29T00:00:00+0100, a day before clocks change
   platform.timer.Cancel(12);

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef TESTS_UNIT_DEVICE_ALARMSYNCFIXTURE_H_
-#define TESTS_UNIT_DEVICE_ALARMSYNCFIXTURE_H_
+#ifndef TESTS_UNIT_DEVICE_ALARMSYNCTEST_H_
+#define TESTS_UNIT_DEVICE_ALARMSYNCTEST_H_
 
 #include <string>
 #include <vector>
 
-#include "CloudAlarmFixture.h"
+#include "AlarmTest.h"
 
 namespace cloudclient {
 
 // One chassis, 17, of device instance 1. Events 10, 11 and 12 have a single module, 20 has four.
-class AlarmSync : public AlarmTest {
+class AlarmSyncTest : public AlarmTest {
  protected:
   void SetUp() override {
     AlarmTest::SetUp();
@@ -48,4 +48,4 @@ class AlarmSync : public AlarmTest {
 
 }  // namespace cloudclient
 
-#endif  // TESTS_UNIT_DEVICE_ALARMSYNCFIXTURE_H_
+#endif  // TESTS_UNIT_DEVICE_ALARMSYNCTEST_H_

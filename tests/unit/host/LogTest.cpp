@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/util/Log.h"
-
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -11,6 +9,7 @@
 
 #include "HostTest.h"
 #include "Scarcity.h"
+#include "host/util/Log.h"
 #include "host/util/Secrets.h"
 
 using LogTest = HostTest;

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/util/Problem.h"
-
 #include <cerrno>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
 
 #include "host/util/ExceptionText.h"
+#include "host/util/Problem.h"
 
 using host::Problem;
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "CloudAlarmFixture.h"
+#include "AlarmTest.h"
 
 #include "base/JsonText.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef TESTS_UNIT_DEVICE_CLOUDALARMFIXTURE_H_
-#define TESTS_UNIT_DEVICE_CLOUDALARMFIXTURE_H_
+#ifndef TESTS_UNIT_DEVICE_ALARMTEST_H_
+#define TESTS_UNIT_DEVICE_ALARMTEST_H_
 
 #include <cstdint>
 #include <functional>
@@ -95,4 +95,4 @@ class AlarmTest : public fakes::PlatformTest {
 
 }  // namespace cloudclient
 
-#endif  // TESTS_UNIT_DEVICE_CLOUDALARMFIXTURE_H_
+#endif  // TESTS_UNIT_DEVICE_ALARMTEST_H_

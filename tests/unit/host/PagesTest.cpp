@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/device/Pages.h"
-
 #include "HostTest.h"
 #include "host/config/ConfigKeys.h"
 #include "host/device/DataFolder.h"
 #include "host/device/DeviceProxy.h"
+#include "host/device/Pages.h"
 #include "platform/pld/PldQueryWorker.h"
 
 namespace {

@@ -15,7 +15,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class Document : public PatchTest {
+class PatchDocumentTest : public PatchTest {
  protected:
   std::string WithTemperatures(std::string document, int32_t device = 1) {
     patch.UpdateDocWithTempUomValues(device, document);
@@ -60,7 +60,7 @@ class Document : public PatchTest {
 
 // Rendering.
 
-TEST_F(Document, Is_rendered_from_the_resources_page_without_a_query) {
+TEST_F(PatchDocumentTest, Is_rendered_from_the_resources_page_without_a_query) {
   platform().pages.texts["patch/thermal"] = "{\"a\": 1}\r\n";
   ResourceUrlEntry resource;
   resource.resourcePatch = "patch/thermal";
@@ -72,14 +72,14 @@ TEST_F(Document, Is_rendered_from_the_resources_page_without_a_query) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Document, Is_empty_when_the_page_can_not_be_had) {
+TEST_F(PatchDocumentTest, Is_empty_when_the_page_can_not_be_had) {
   ResourceUrlEntry resource;
   resource.resourcePatch = "patch/thermal";
   EXPECT_EQ(patch.GetPatchDoc(1, resource), "");
   EXPECT_THAT(Lines(), ElementsAre("3 GetPatchDoc: Failed to get patch patch/thermal"));
 }
 
-TEST_F(Document, Is_empty_without_a_proxy) {
+TEST_F(PatchDocumentTest, Is_empty_without_a_proxy) {
   platform().pages.texts["patch/thermal"] = "{}";
   patch.SetPldProxy(nullptr);
   ResourceUrlEntry resource;
@@ -90,18 +90,18 @@ TEST_F(Document, Is_empty_without_a_proxy) {
 
 // Tags and their values.
 
-TEST_F(Document, Replaces_the_first_tag_from_a_position) {
+TEST_F(PatchDocumentTest, Replaces_the_first_tag_from_a_position) {
   EXPECT_EQ(Replaced("tag tag tag", "tag", "x", 0), "x tag tag");
   EXPECT_EQ(Replaced("tag tag tag", "tag", "x", 1), "tag x tag");
   EXPECT_EQ(Replaced("tag tag tag", "tag", "x", 4), "tag x tag");
   EXPECT_EQ(Replaced("tag tag tag", "tag", "longer", 8), "tag tag longer");
 }
 
-TEST_F(Document, Replaces_a_tag_by_null_for_an_empty_value) {
+TEST_F(PatchDocumentTest, Replaces_a_tag_by_null_for_an_empty_value) {
   EXPECT_EQ(Replaced("a tag b", "tag", "", 0), "a null b");
 }
 
-TEST_F(Document, Is_left_alone_where_the_tag_is_missing) {
+TEST_F(PatchDocumentTest, Is_left_alone_where_the_tag_is_missing) {
   EXPECT_EQ(Replaced("tag", "tag", "x", 1), "tag");
   EXPECT_EQ(Replaced("tag", "tag", "x", 3), "tag");
   EXPECT_EQ(Replaced("tag", "tag", "x", 1000), "tag");
@@ -110,20 +110,20 @@ TEST_F(Document, Is_left_alone_where_the_tag_is_missing) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Document, Is_left_alone_by_an_empty_tag) {
+TEST_F(PatchDocumentTest, Is_left_alone_by_an_empty_tag) {
   EXPECT_EQ(Replaced("abc", "", "x", 0), "abc");
   EXPECT_EQ(Replaced("abc", "", "", 1), "abc");
 }
 
 // Temperatures in degrees Celsius.
 
-TEST_F(Document, Gets_a_temperature_in_place_of_its_tag) {
+TEST_F(PatchDocumentTest, Gets_a_temperature_in_place_of_its_tag) {
   platform().proxy.points[12] = "21";
   EXPECT_EQ(WithTemperatures("{\"t\":temp_uom_celsius~12}"), "{\"t\":21}");
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Document, Asks_for_a_temperature_in_degrees_Celsius) {
+TEST_F(PatchDocumentTest, Asks_for_a_temperature_in_degrees_Celsius) {
   WithTemperatures("{temp_uom_celsius~1201}", 0x00050011);
   ASSERT_THAT(platform().proxy.pointsAsked, SizeIs(1));
   const fakes::PointQuery& query = platform().proxy.pointsAsked[0];
@@ -136,27 +136,27 @@ TEST_F(Document, Asks_for_a_temperature_in_degrees_Celsius) {
   EXPECT_EQ(query.reserved, 0);
 }
 
-TEST_F(Document, Gets_null_for_a_temperature_that_is_empty_or_can_not_be_had) {
+TEST_F(PatchDocumentTest, Gets_null_for_a_temperature_that_is_empty_or_can_not_be_had) {
   platform().proxy.points[12] = "";
   EXPECT_EQ(WithTemperatures("{\"t\":temp_uom_celsius~12}"), "{\"t\":null}");
   EXPECT_EQ(WithTemperatures("{\"t\":temp_uom_celsius~13}"), "{\"t\":null}");
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Document, Gets_the_text_that_a_failed_query_for_a_temperature_left) {
+TEST_F(PatchDocumentTest, Gets_the_text_that_a_failed_query_for_a_temperature_left) {
   LeavingProxy proxy;
   patch.SetPldProxy(&proxy);
   EXPECT_EQ(WithTemperatures("{\"t\":temp_uom_celsius~12}"), "{\"t\":left}");
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Document, Gets_null_for_temperatures_without_a_proxy) {
+TEST_F(PatchDocumentTest, Gets_null_for_temperatures_without_a_proxy) {
   patch.SetPldProxy(nullptr);
   EXPECT_EQ(WithTemperatures("[temp_uom_celsius~12,temp_uom_celsius~13]"), "[null,null]");
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Document, Gets_every_temperature_in_order) {
+TEST_F(PatchDocumentTest, Gets_every_temperature_in_order) {
   platform().proxy.points = {{12, "21"}, {13, "-4"}, {120, "100"}};
   EXPECT_EQ(WithTemperatures("[temp_uom_celsius~120,temp_uom_celsius~12,temp_uom_celsius~13,"
                              "temp_uom_celsius~12]"),
@@ -164,36 +164,36 @@ TEST_F(Document, Gets_every_temperature_in_order) {
   EXPECT_THAT(PointsAsked(), ElementsAre(120, 12, 13, 12));
 }
 
-TEST_F(Document, Replaces_both_tags_of_one_point) {
+TEST_F(PatchDocumentTest, Replaces_both_tags_of_one_point) {
   platform().proxy.points[12] = "21";
   EXPECT_EQ(WithTemperatures("temp_uom_celsius~12 temp_uom_celsius~12;"), "21 21;");
   EXPECT_THAT(PointsAsked(), ElementsAre(12, 12));
 }
 
-TEST_F(Document, Ends_a_temperatures_number_at_the_first_character_that_is_no_digit) {
+TEST_F(PatchDocumentTest, Ends_a_temperatures_number_at_the_first_character_that_is_no_digit) {
   platform().proxy.points = {{1, "a"}, {12, "b"}};
   EXPECT_EQ(WithTemperatures("temp_uom_celsius~1e2,temp_uom_celsius~12.5,"), "ae2,b.5,");
   EXPECT_EQ(WithTemperatures(std::string("temp_uom_celsius~12\0x", 21)), std::string("b\0x", 3));
 }
 
-TEST_F(Document, Reads_a_temperatures_number_as_a_decimal_one) {
+TEST_F(PatchDocumentTest, Reads_a_temperatures_number_as_a_decimal_one) {
   platform().proxy.points = {{12, "21"}, {10, "octal"}, {8, "octal"}};
   EXPECT_EQ(WithTemperatures("{temp_uom_celsius~00012}"), "{21}");
   EXPECT_EQ(WithTemperatures("{temp_uom_celsius~010}"), "{octal}");
 }
 
-TEST_F(Document, Cuts_a_temperatures_number_to_16_bits) {
+TEST_F(PatchDocumentTest, Cuts_a_temperatures_number_to_16_bits) {
   WithTemperatures("{temp_uom_celsius~66737}");
   WithTemperatures("{temp_uom_celsius~4294968497}");
   EXPECT_THAT(PointsAsked(), ElementsAre(1201, 1201));
 }
 
-TEST_F(Document, Survives_a_temperatures_number_of_any_length) {
+TEST_F(PatchDocumentTest, Survives_a_temperatures_number_of_any_length) {
   EXPECT_EQ(WithTemperatures("{temp_uom_celsius~" + std::string(100000, '9') + "}"), "{null}");
   EXPECT_THAT(PointsAsked(), SizeIs(1));
 }
 
-TEST_F(Document, Gets_null_without_a_query_for_a_tag_without_digits) {
+TEST_F(PatchDocumentTest, Gets_null_without_a_query_for_a_tag_without_digits) {
   platform().proxy.points[0] = "21";
   EXPECT_EQ(WithTemperatures("{\"t\":temp_uom_celsius~}"), "{\"t\":null}");
   EXPECT_EQ(WithTemperatures("{temp_uom_celsius~temp_uom_celsius~0}"), "{null21}");
@@ -201,7 +201,7 @@ TEST_F(Document, Gets_null_without_a_query_for_a_tag_without_digits) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Document, Without_a_temperature_tag_is_left_alone) {
+TEST_F(PatchDocumentTest, Without_a_temperature_tag_is_left_alone) {
   EXPECT_EQ(WithTemperatures(""), "");
   EXPECT_EQ(WithTemperatures("{\"t\":temp_uom_celsius12}"), "{\"t\":temp_uom_celsius12}");
   EXPECT_EQ(WithTemperatures("{\"t\":Temp_uom_celsius~12}"), "{\"t\":Temp_uom_celsius~12}");
@@ -209,13 +209,13 @@ TEST_F(Document, Without_a_temperature_tag_is_left_alone) {
   EXPECT_THAT(platform().proxy.pointsAsked, IsEmpty());
 }
 
-TEST_F(Document, Searches_again_from_where_a_temperature_was_put) {
+TEST_F(PatchDocumentTest, Searches_again_from_where_a_temperature_was_put) {
   platform().proxy.points = {{12, "temp_uom_celsius~13"}, {13, "5"}};
   EXPECT_EQ(WithTemperatures("{temp_uom_celsius~12}"), "{5}");
   EXPECT_THAT(PointsAsked(), ElementsAre(12, 13));
 }
 
-TEST_F(Document, Does_not_search_before_where_a_temperature_was_put) {
+TEST_F(PatchDocumentTest, Does_not_search_before_where_a_temperature_was_put) {
   platform().proxy.points = {{12, "~13"}, {13, "5"}};
   EXPECT_EQ(WithTemperatures("{temp_uom_celsiustemp_uom_celsius~12}"), "{temp_uom_celsius~13}");
   EXPECT_THAT(PointsAsked(), ElementsAre(12));
@@ -246,21 +246,21 @@ void ShowEndlessLoop(cloudclient::PatchMgr& patch, std::string document, const s
   }
 }
 
-TEST_F(Document, A_tag_at_the_very_end_is_found_for_ever) {
+TEST_F(PatchDocumentTest, A_tag_at_the_very_end_is_found_for_ever) {
   EXPECT_EXIT(ShowEndlessLoop(patch, "{\"t\":temp_uom_celsius~12", "{\"t\":temp_uom_celsius~12",
                               "UpdateDocWithTempUomValues: Found invalid UoM tag "
                               "(temp_uom_celsius~) at position 5.  No point ID."),
               testing::ExitedWithCode(0), "");
 }
 
-TEST_F(Document, A_tag_without_digits_at_the_very_end_is_found_for_ever) {
+TEST_F(PatchDocumentTest, A_tag_without_digits_at_the_very_end_is_found_for_ever) {
   EXPECT_EXIT(ShowEndlessLoop(patch, "temp_uom_celsius~", "temp_uom_celsius~",
                               "UpdateDocWithTempUomValues: Found invalid UoM tag "
                               "(temp_uom_celsius~) at position 0.  No point ID."),
               testing::ExitedWithCode(0), "");
 }
 
-TEST_F(Document, Tags_before_one_at_the_very_end_are_replaced) {
+TEST_F(PatchDocumentTest, Tags_before_one_at_the_very_end_are_replaced) {
   platform().proxy.points[12] = "21";
   EXPECT_EXIT(
       ShowEndlessLoop(patch, "[temp_uom_celsius~12,temp_uom_celsius~12", "[21,temp_uom_celsius~12",
@@ -271,35 +271,35 @@ TEST_F(Document, Tags_before_one_at_the_very_end_are_replaced) {
 
 // Seven-day words.
 
-TEST_F(Document, Gets_each_seven_day_value_in_place_of_its_word) {
+TEST_F(PatchDocumentTest, Gets_each_seven_day_value_in_place_of_its_word) {
   HasSevenDayValues();
   EXPECT_EQ(WithSevenDayValues("7daylowhum 7dayhighhum 7daylowtemp 7dayhightemp"), "45 55 21 25");
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Document, Gets_only_the_first_of_each_seven_day_word_replaced) {
+TEST_F(PatchDocumentTest, Gets_only_the_first_of_each_seven_day_word_replaced) {
   HasSevenDayValues();
   EXPECT_EQ(WithSevenDayValues("7dayhightemp 7dayhightemp 7daylowhum 7daylowhum"),
             "25 7dayhightemp 45 7daylowhum");
 }
 
-TEST_F(Document, Gets_a_seven_day_word_replaced_inside_a_longer_word) {
+TEST_F(PatchDocumentTest, Gets_a_seven_day_word_replaced_inside_a_longer_word) {
   HasSevenDayValues();
   EXPECT_EQ(WithSevenDayValues("x7dayhightempy \"7daylowtemperature\""), "x25y \"21erature\"");
 }
 
-TEST_F(Document, Without_seven_day_words_is_left_alone) {
+TEST_F(PatchDocumentTest, Without_seven_day_words_is_left_alone) {
   HasSevenDayValues();
   EXPECT_EQ(WithSevenDayValues("7DayHighTemp 7dayhigh temp"), "7DayHighTemp 7dayhigh temp");
 }
 
-TEST_F(Document, Gets_null_for_every_seven_day_word_while_there_is_no_day) {
+TEST_F(PatchDocumentTest, Gets_null_for_every_seven_day_word_while_there_is_no_day) {
   EXPECT_EQ(WithSevenDayValues("7dayhightemp,7daylowtemp,7dayhighhum,7daylowhum"),
             "null,null,null,null");
 }
 
 // Each replacement makes the word of the next one: another order would leave words behind.
-TEST_F(Document, Gets_the_seven_day_words_replaced_high_and_low_temperature_first) {
+TEST_F(PatchDocumentTest, Gets_the_seven_day_words_replaced_high_and_low_temperature_first) {
   Loaded(Map(kThermal, Point("1", R"("pld": "t", "7dayTempAccum": true)") + "," +
                            Point("2", R"("pld": "t", "7dayHumAccum": true)")));
   HasDocument("t", "7");
@@ -309,18 +309,18 @@ TEST_F(Document, Gets_the_seven_day_words_replaced_high_and_low_temperature_firs
 
 // A point's own template.
 
-TEST_F(Document, Substitutes_the_first_parameter_of_a_template) {
+TEST_F(PatchDocumentTest, Substitutes_the_first_parameter_of_a_template) {
   EXPECT_EQ(patch.PatchValueSubstitute("a%1b%1", "\"x\""), "axb%1");
   EXPECT_EQ(patch.PatchValueSubstitute("%1", "x"), "x");
   EXPECT_EQ(patch.PatchValueSubstitute("a%10", "\"\""), "a0");
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(Document, Does_not_substitute_in_the_substituted_value) {
+TEST_F(PatchDocumentTest, Does_not_substitute_in_the_substituted_value) {
   EXPECT_EQ(patch.PatchValueSubstitute("%1%1", "%1\"%1"), "%1%1%1");
 }
 
-TEST_F(Document, Of_a_template_without_a_parameter_is_empty) {
+TEST_F(PatchDocumentTest, Of_a_template_without_a_parameter_is_empty) {
   EXPECT_EQ(patch.PatchValueSubstitute("a%2b% 1", "x"), "");
   EXPECT_EQ(patch.PatchValueSubstitute("", "x"), "");
   const std::string line = "3 PatchValueSubstitute: Failed to find substitution parameter";

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/util/Files.h"
-
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -9,6 +7,7 @@
 
 #include "HostTest.h"
 #include "SystemCalls.h"
+#include "host/util/Files.h"
 
 using FilesTest = HostTest;
 
