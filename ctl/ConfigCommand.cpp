@@ -165,24 +165,24 @@ void AddConfigCommands(CLI::App& app, Choice& choice) {
   config->require_subcommand(1);
   config->fallthrough();
   config->footer(kConfigExamples);
-  const auto add_key = [&arguments](CLI::App* command) {
+  const auto addKey = [&arguments](CLI::App* command) {
     command->add_option("KEY", arguments->key, "Name of the value")
         ->required()
         ->check(CLI::IsMember(Names()));
   };
-  const auto add_reveal = [&arguments](CLI::App* command) {
+  const auto addReveal = [&arguments](CLI::App* command) {
     command->add_flag("--reveal", arguments->reveal, "Write registration key and token in clear");
   };
 
   CLI::App* const get = config->add_subcommand("get", "Write one value");
-  add_key(get);
-  add_reveal(get);
+  addKey(get);
+  addReveal(get);
   get->callback([&choice, arguments] {
     choice.run = [&choice, arguments] { return Get(choice, *arguments); };
   });
 
   CLI::App* const set = config->add_subcommand("set", "Change one value; a running daemon follows");
-  add_key(set);
+  addKey(set);
   set->add_option("VALUE", arguments->value,
                   "Its new value; - reads registration key or token from standard input")
       ->required();
@@ -190,7 +190,7 @@ void AddConfigCommands(CLI::App& app, Choice& choice) {
   set->callback([&choice, arguments] { choice.run = [arguments] { return Set(*arguments); }; });
 
   CLI::App* const show = config->add_subcommand("show", "Write all values");
-  add_reveal(show);
+  addReveal(show);
   show->callback([&choice, arguments] {
     choice.run = [&choice, arguments] { return Show(choice, *arguments); };
   });

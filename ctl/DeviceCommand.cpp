@@ -107,28 +107,27 @@ int Check(const Choice& choice, const std::string& file) {
   return SayFindings(choice.json, file, findings);
 }
 
-}  // namespace
+using Arguments = std::shared_ptr<DeviceArguments>;
 
-void AddDeviceCommands(CLI::App& app, Choice& choice) {
-  const auto arguments = std::make_shared<DeviceArguments>();
-  const CLI::Range number16(0, 65535);
-  CLI::App* const device = app.add_subcommand("device", "Look at the device and drive it");
-  device->require_subcommand(1);
-  device->fallthrough();
-  device->footer(kDeviceExamples);
+CLI::Range Number16() { return {0, 65535}; }
 
-  device->add_subcommand("list", "Points with their values, events with their states")
+void AddListCommand(CLI::App& device, Choice& choice) {
+  device.add_subcommand("list", "Points with their values, events with their states")
       ->callback([&choice] { choice.run = [&choice] { return List(choice); }; });
+}
 
+void AddCheckCommand(CLI::App& device, Choice& choice, const Arguments& arguments) {
   CLI::App* const check =
-      device->add_subcommand("check", "Say what in a device's description will not work");
+      device.add_subcommand("check", "Say what in a device's description will not work");
   check->add_option("FILE", arguments->file, "The description, device.json")->required();
   check->callback([&choice, arguments] {
     choice.run = [&choice, arguments] { return Check(choice, arguments->file); };
   });
+}
 
-  CLI::App* const set = device->add_subcommand("set", "Give a point a value");
-  set->add_option("POINT", arguments->point, "Number of the point")->required()->check(number16);
+void AddSetCommand(CLI::App& device, Choice& choice, const Arguments& arguments) {
+  CLI::App* const set = device.add_subcommand("set", "Give a point a value");
+  set->add_option("POINT", arguments->point, "Number of the point")->required()->check(Number16());
   set->add_option("VALUE", arguments->value, "Its new value, a text")->required();
   set->callback([&choice, arguments] {
     choice.run = [&choice, arguments] {
@@ -137,10 +136,16 @@ void AddDeviceCommands(CLI::App& app, Choice& choice) {
                                           "value", arguments->value.c_str())));
     };
   });
+}
 
-  CLI::App* const raise = device->add_subcommand("raise", "Make an event active");
-  raise->add_option("EVENT", arguments->gdd, "Number of the event")->required()->check(number16);
-  raise->add_option("--module", arguments->module, "Module, from 0")->check(number16);
+void AddEventOptions(CLI::App& command, const Arguments& arguments) {
+  command.add_option("EVENT", arguments->gdd, "Number of the event")->required()->check(Number16());
+  command.add_option("--module", arguments->module, "Module, from 0")->check(Number16());
+}
+
+void AddRaiseCommand(CLI::App& device, Choice& choice, const Arguments& arguments) {
+  CLI::App* const raise = device.add_subcommand("raise", "Make an event active");
+  AddEventOptions(*raise, arguments);
   raise->add_option("--state", arguments->state, "Its state")
       ->capture_default_str()
       ->check(CLI::IsMember({"Message", "Warning", "Alarm", "Fault"}));
@@ -151,16 +156,32 @@ void AddDeviceCommands(CLI::App& app, Choice& choice) {
                                                    "state", arguments->state.c_str())));
     };
   });
+}
 
-  CLI::App* const clear = device->add_subcommand("clear", "End an event");
-  clear->add_option("EVENT", arguments->gdd, "Number of the event")->required()->check(number16);
-  clear->add_option("--module", arguments->module, "Module, from 0")->check(number16);
+void AddClearCommand(CLI::App& device, Choice& choice, const Arguments& arguments) {
+  CLI::App* const clear = device.add_subcommand("clear", "End an event");
+  AddEventOptions(*clear, arguments);
   clear->callback([&choice, arguments] {
     choice.run = [&choice, arguments] {
       return Order(choice, host::JsonRef(json_pack("{s:s, s:i, s:i}", "op", "clear", "gdd",
                                                    arguments->gdd, "module", arguments->module)));
     };
   });
+}
+
+}  // namespace
+
+void AddDeviceCommands(CLI::App& app, Choice& choice) {
+  const auto arguments = std::make_shared<DeviceArguments>();
+  CLI::App* const device = app.add_subcommand("device", "Look at the device and drive it");
+  device->require_subcommand(1);
+  device->fallthrough();
+  device->footer(kDeviceExamples);
+  AddListCommand(*device, choice);
+  AddCheckCommand(*device, choice, arguments);
+  AddSetCommand(*device, choice, arguments);
+  AddRaiseCommand(*device, choice, arguments);
+  AddClearCommand(*device, choice, arguments);
 }
 
 }  // namespace ctl

@@ -13,7 +13,7 @@ namespace ctl {
 
 namespace {
 
-int complaints = 0;
+int g_complaints = 0;
 
 // Characters of a UTF-8 text.
 size_t Width(const std::string& text) {
@@ -23,10 +23,10 @@ size_t Width(const std::string& text) {
 
 }  // namespace
 
-int Complaints() { return complaints; }
+int Complaints() { return g_complaints; }
 
 void Complain(const std::string& text) {
-  ++complaints;
+  ++g_complaints;
   std::fprintf(stderr, "cloudclientctl: %s\n", Printable(text).c_str());
 }
 

@@ -70,11 +70,11 @@ std::string PatchMgr::GetPatchDoc(int32_t deviceId, const ResourceUrlEntry& reso
 }
 
 void PatchMgr::UpdateDocWithTempUomValues(int32_t deviceId, std::string& document) {
-  constexpr size_t tagSize = sizeof kTemperatureTag - 1;
+  constexpr size_t kTagSize = sizeof kTemperatureTag - 1;
   GapText text(document);
   size_t position = document.find(kTemperatureTag);
   while (position != std::string::npos) {
-    const size_t digits = position + tagSize;
+    const size_t digits = position + kTagSize;
     size_t end = digits;
     while (IsDigit(document[end])) ++end;
     if (end == document.size()) {
@@ -94,7 +94,7 @@ void PatchMgr::UpdateDocWithTempUomValues(int32_t deviceId, std::string& documen
       text.Replace(position, end, value);
       position = text.Rest();
     }
-    position = document.find(kTemperatureTag, position, tagSize);
+    position = document.find(kTemperatureTag, position, kTagSize);
   }
   text.Close();
 }
