@@ -58,7 +58,7 @@ std::string Reason(const CLI::App& app, const CLI::ParseError& error) {
 // What was written may have met a full disk.
 int Flushed(int status) {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
-  Complain("the output can't be written");
+  PrintError("the output can't be written");
   return status == kDone ? kFailed : status;
 }
 
@@ -87,13 +87,13 @@ int Main(int argc, char** argv) {
     return Flushed(app.exit(success));
   } catch (const CLI::ParseError& error) {
     if (EndsInGroup(app)) return Flushed(app.exit(CLI::CallForHelp()));
-    Complain(Reason(app, error) + " (see cloudclientctl --help)");
+    PrintError(Reason(app, error) + " (see cloudclientctl --help)");
     return kWrongArguments;
   }
   try {
     return Flushed(choice.run());
   } catch (const std::exception& error) {
-    Complain(error.what());
+    PrintError(error.what());
     return kFailed;
   }
 }

@@ -85,9 +85,9 @@ int Get(const Choice& choice, const ConfigArguments& arguments) {
   if (!ConfigFilesAreReadable()) return kFailed;
   const Setting& setting = Find(arguments.key);
   if (choice.json) {
-    SayJson(JsonValue(setting, arguments.reveal).get());
+    PrintJson(JsonValue(setting, arguments.reveal).get());
   } else {
-    Say(Printable(Value(setting, arguments.reveal)));
+    PrintLine(Printable(Value(setting, arguments.reveal)));
   }
   return kDone;
 }
@@ -100,14 +100,14 @@ int Show(const Choice& choice, const ConfigArguments& arguments) {
       json_object_set_new(all.get(), setting.Name(),
                           JsonValue(setting, arguments.reveal).release());
     }
-    SayJson(all.get());
+    PrintJson(all.get());
     return kDone;
   }
   std::vector<std::vector<std::string>> rows = {{"KEY", "VALUE"}};
   for (const Setting& setting : Settings()) {
     rows.push_back({setting.Name(), Printable(Value(setting, arguments.reveal))});
   }
-  SayTable(rows);
+  PrintTable(rows);
   return kDone;
 }
 
@@ -116,7 +116,7 @@ int Store(const Setting& setting, const std::string& value) {
   if (setting.IsFlag()) {
     store.SetFlag(setting.Name(), value == "true");
   } else if (host::Problem problem = store.SetText(setting.Name(), value)) {
-    Complain(std::string("the value of ") + setting.Name() + " " + problem.Text());
+    PrintError(std::string("the value of ") + setting.Name() + " " + problem.Text());
     return kWrongArguments;
   }
   return store.Save() ? kDone : kFailed;  // the store has said why not
@@ -140,13 +140,13 @@ int Set(const ConfigArguments& arguments) {
     return kFailed;
   }
   if (host::Problem problem = CheckValue(setting.key, value)) {
-    Complain(problem.Text());
+    PrintError(problem.Text());
     return kWrongArguments;
   }
   if (!ConfigFilesAreReadable()) return kFailed;
   const std::string ended = setting.Name() == std::string(host::kSysName) ? EndedByName(value) : "";
   if (!ended.empty() && !arguments.yes) {
-    Complain(ended + "; --yes if that is meant");
+    PrintError(ended + "; --yes if that is meant");
     return kWrongArguments;
   }
   return Store(setting, value);

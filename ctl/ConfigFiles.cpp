@@ -16,7 +16,7 @@ bool ConfigFilesAreReadable() {
     host::JsonRef object;
     const host::Problem problem = host::ReadJsonObject(LocalPath(path), object);
     if (problem && problem.Errno() != ENOENT) {
-      Complain(problem.Text());
+      PrintError(problem.Text());
       return false;
     }
   }

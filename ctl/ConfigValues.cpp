@@ -84,7 +84,7 @@ bool ReadSecret(const std::string& key, std::string& secret) {
   if (!secret.empty() && secret.back() == '\r') secret.pop_back();
   const bool isLine = secret.find_first_of(std::string("\n\0", 2)) == std::string::npos;
   if (secret.empty() || secret.size() > kLongestSecret || !isLine) {
-    Complain("standard input does not hold one line with the value of " + key);
+    PrintError("standard input does not hold one line with the value of " + key);
     return false;
   }
   return true;

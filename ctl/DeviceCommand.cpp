@@ -33,26 +33,26 @@ struct DeviceArguments {
 };
 
 // Sends a request; the exit status, and the answer when that is kDone.
-int Ask(const Choice& choice, const host::JsonRef& request, host::JsonRef& answer) {
-  const host::Problem problem = AskDevice(request.get(), choice.timeout, answer);
+int SendRequest(const Choice& choice, const host::JsonRef& request, host::JsonRef& answer) {
+  const host::Problem problem = RequestFromDaemon(request.get(), choice.timeout, answer);
   if (!problem && json_is_true(json_object_get(answer.get(), "ok"))) return kDone;
-  Complain(problem ? problem.Text() : Cell(answer.get(), "error"));
-  return IsNobodyThere(problem) ? kNotRunning : kFailed;
+  PrintError(problem ? problem.Text() : Cell(answer.get(), "error"));
+  return IsDaemonMissing(problem) ? kNotRunning : kFailed;
 }
 
 // A request whose answer says no more than whether it was done.
-int Order(const Choice& choice, const host::JsonRef& request) {
+int SendCommand(const Choice& choice, const host::JsonRef& request) {
   if (!request) {
-    Complain("the value is not UTF-8");
+    PrintError("the value is not UTF-8");
     return kWrongArguments;
   }
   host::JsonRef answer;
-  const int status = Ask(choice, request, answer);
-  if (status == kDone && choice.json) SayJson(answer.get());
+  const int status = SendRequest(choice, request, answer);
+  if (status == kDone && choice.json) PrintJson(answer.get());
   return status;
 }
 
-void SayPoints(const json_t* points) {
+void PrintPoints(const json_t* points) {
   std::vector<std::vector<std::string>> rows = {{"POINT", "NAME", "VALUE", "UNIT", "SOURCE"}};
   size_t index = 0;
   const json_t* point = nullptr;
@@ -60,10 +60,10 @@ void SayPoints(const json_t* points) {
     rows.push_back({Cell(point, "id"), Cell(point, "name"), Cell(point, "value"),
                     Cell(point, "unit"), Cell(point, "source")});
   }
-  SayTable(rows);
+  PrintTable(rows);
 }
 
-void SayEvents(const json_t* events) {
+void PrintEvents(const json_t* events) {
   std::vector<std::vector<std::string>> rows = {{"EVENT", "MODULE", "STATE", "TEXT"}};
   size_t index = 0;
   const json_t* event = nullptr;
@@ -71,23 +71,23 @@ void SayEvents(const json_t* events) {
     rows.push_back(
         {Cell(event, "gdd"), Cell(event, "module"), Cell(event, "state"), Cell(event, "text")});
   }
-  SayTable(rows);
+  PrintTable(rows);
 }
 
 int List(const Choice& choice) {
   const host::JsonRef request(json_pack("{s:s}", "op", "list"));
   host::JsonRef answer;
-  const int status = Ask(choice, request, answer);
+  const int status = SendRequest(choice, request, answer);
   if (status != kDone) return status;
   if (choice.json) {
-    SayJson(answer.get());
+    PrintJson(answer.get());
     return kDone;
   }
-  Say(Cell(answer.get(), "label") + "  (device " + Cell(answer.get(), "velocityId") +
-      ", product sequence " + Cell(answer.get(), "psi") + ")\n");
-  SayPoints(json_object_get(answer.get(), "points"));
-  Say("");
-  SayEvents(json_object_get(answer.get(), "events"));
+  PrintLine(Cell(answer.get(), "label") + "  (device " + Cell(answer.get(), "velocityId") +
+            ", product sequence " + Cell(answer.get(), "psi") + ")\n");
+  PrintPoints(json_object_get(answer.get(), "points"));
+  PrintLine("");
+  PrintEvents(json_object_get(answer.get(), "events"));
   return kDone;
 }
 
@@ -95,7 +95,7 @@ int List(const Choice& choice) {
 int Check(const Choice& choice, const std::string& file) {
   host::JsonRef root;
   if (host::Problem problem = host::ReadJsonObject(file, root)) {
-    Complain(problem.Text());
+    PrintError(problem.Text());
     return kFailed;
   }
   Findings findings;
@@ -104,7 +104,7 @@ int Check(const Choice& choice, const std::string& file) {
     findings.push_back("nobody knows the key " + key);
   }
   FindKeysWrittenTwice(file, findings);
-  return SayFindings(choice.json, file, findings);
+  return PrintFindings(choice.json, file, findings);
 }
 
 using Arguments = std::shared_ptr<DeviceArguments>;
@@ -131,7 +131,7 @@ void AddSetCommand(CLI::App& device, Choice& choice, const Arguments& arguments)
   set->add_option("VALUE", arguments->value, "Its new value, a text")->required();
   set->callback([&choice, arguments] {
     choice.run = [&choice, arguments] {
-      return Order(
+      return SendCommand(
           choice, host::JsonRef(json_pack("{s:s, s:i, s:s}", "op", "set", "point", arguments->point,
                                           "value", arguments->value.c_str())));
     };
@@ -151,9 +151,10 @@ void AddRaiseCommand(CLI::App& device, Choice& choice, const Arguments& argument
       ->check(CLI::IsMember({"Message", "Warning", "Alarm", "Fault"}));
   raise->callback([&choice, arguments] {
     choice.run = [&choice, arguments] {
-      return Order(choice, host::JsonRef(json_pack("{s:s, s:i, s:i, s:s}", "op", "raise", "gdd",
-                                                   arguments->gdd, "module", arguments->module,
-                                                   "state", arguments->state.c_str())));
+      return SendCommand(
+          choice,
+          host::JsonRef(json_pack("{s:s, s:i, s:i, s:s}", "op", "raise", "gdd", arguments->gdd,
+                                  "module", arguments->module, "state", arguments->state.c_str())));
     };
   });
 }
@@ -163,8 +164,9 @@ void AddClearCommand(CLI::App& device, Choice& choice, const Arguments& argument
   AddEventOptions(*clear, arguments);
   clear->callback([&choice, arguments] {
     choice.run = [&choice, arguments] {
-      return Order(choice, host::JsonRef(json_pack("{s:s, s:i, s:i}", "op", "clear", "gdd",
-                                                   arguments->gdd, "module", arguments->module)));
+      return SendCommand(
+          choice, host::JsonRef(json_pack("{s:s, s:i, s:i}", "op", "clear", "gdd", arguments->gdd,
+                                          "module", arguments->module)));
     };
   });
 }

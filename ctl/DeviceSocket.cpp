@@ -86,11 +86,11 @@ Problem Reworded(const Problem& problem) {
 
 }  // namespace
 
-bool IsNobodyThere(const Problem& problem) {
+bool IsDaemonMissing(const Problem& problem) {
   return problem.Errno() == ENOENT || problem.Errno() == ECONNREFUSED;
 }
 
-Problem AskDevice(const json_t* request, double seconds, host::JsonRef& answer) {
+Problem RequestFromDaemon(const json_t* request, double seconds, host::JsonRef& answer) {
   const auto end = Clock::now() + std::chrono::microseconds(static_cast<int64_t>(seconds * 1e6));
   const std::string path = LocalPath(host::kControlSocket);
   const host::Fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -98,7 +98,7 @@ Problem AskDevice(const json_t* request, double seconds, host::JsonRef& answer) 
       socket.IsOpen() ? Connect(socket.Get(), path, end) : Problem::OfErrno(errno);
   if (problem) {
     const char* const what =
-        IsNobodyThere(problem) ? "no daemon answers at " : "no connection with ";
+        IsDaemonMissing(problem) ? "no daemon answers at " : "no connection with ";
     return Reworded(problem).With(what + path);
   }
   const std::unique_ptr<char, decltype(&std::free)> text(json_dumps(request, JSON_COMPACT),

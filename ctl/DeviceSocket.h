@@ -9,10 +9,10 @@ namespace ctl {
 
 // Sends one request, a JSON object, to the daemon's control socket and waits for the answer, an
 // object, `seconds` at most.
-host::Problem AskDevice(const json_t* request, double seconds, host::JsonRef& answer);
+host::Problem RequestFromDaemon(const json_t* request, double seconds, host::JsonRef& answer);
 
 // Whether that is the problem of a request: no daemon runs.
-bool IsNobodyThere(const host::Problem& problem);
+bool IsDaemonMissing(const host::Problem& problem);
 
 }  // namespace ctl
 

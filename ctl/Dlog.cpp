@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The log of cloudclientctl: what the host and the map's loader log becomes a complaint.
+// The log of cloudclientctl: what the host and the map's loader log is an error of the program.
 #include "platform/util/dlog.h"
 
 #include <cerrno>
@@ -22,7 +22,7 @@ void __dlog_printf(int level, const char* /*unit*/, const char* format, ...) {
   va_start(arguments, format);
   char* text = nullptr;
   if (vasprintf(&text, format, arguments) >= 0) {
-    ctl::Complain(text);
+    ctl::PrintError(text);
     free(text);
   }
   va_end(arguments);

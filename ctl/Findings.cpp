@@ -15,18 +15,18 @@ void FindKeysWrittenTwice(const std::string& path, Findings& findings) {
   }
 }
 
-int SayFindings(bool json, const std::string& file, const Findings& findings) {
-  // What a loader complains of isn't always in its result.
-  const bool clean = findings.empty() && Complaints() == 0;
+int PrintFindings(bool json, const std::string& file, const Findings& findings) {
+  // What a loader finds wrong is not always in its result.
+  const bool clean = findings.empty() && ErrorCount() == 0;
   if (json) {
     const host::JsonRef list(json_array());
     for (const std::string& finding : findings) {
       json_array_append_new(list.get(), host::JsonString(finding).release());
     }
-    SayJson(list.get());
+    PrintJson(list.get());
   } else {
-    for (const std::string& finding : findings) Say(file + ": " + Printable(finding));
-    if (clean) Say(file + ": nothing found");
+    for (const std::string& finding : findings) PrintLine(file + ": " + Printable(finding));
+    if (clean) PrintLine(file + ": nothing found");
   }
   return clean ? kDone : kFailed;
 }

@@ -14,7 +14,7 @@ typedef std::vector<std::string> Findings;
 void FindKeysWrittenTwice(const std::string& path, Findings& findings);
 
 // Says what was found in the file, as a person called it: JSON for scripts. The exit status.
-int SayFindings(bool json, const std::string& file, const Findings& findings);
+int PrintFindings(bool json, const std::string& file, const Findings& findings);
 
 }  // namespace ctl
 

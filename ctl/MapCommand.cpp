@@ -36,7 +36,7 @@ std::string FullPath(const std::string& path) {
   const std::unique_ptr<char, decltype(&std::free)> full(realpath(path.c_str(), nullptr),
                                                          &std::free);
   if (full) return full.get();
-  Complain(path + ": " + std::strerror(errno));
+  PrintError(path + ": " + std::strerror(errno));
   return {};
 }
 
@@ -57,7 +57,7 @@ host::Problem ReadDevice(const std::string& named, std::optional<host::DeviceMod
 int Check(const Choice& choice, const MapArguments& arguments) {
   std::optional<host::DeviceModel> device;
   if (host::Problem problem = ReadDevice(arguments.device, device)) {
-    Complain(problem.Text());
+    PrintError(problem.Text());
     return kFailed;
   }
   // The file is this machine's: nothing is put before its path.
@@ -73,7 +73,7 @@ int Check(const Choice& choice, const MapArguments& arguments) {
   const host::JsonRef root(json_load_file(path.c_str(), JSON_DECODE_ANY, nullptr));
   Findings findings = CheckMap(map, root.get(), folder, device ? &*device : nullptr);
   FindKeysWrittenTwice(path, findings);
-  return SayFindings(choice.json, arguments.file, findings);
+  return PrintFindings(choice.json, arguments.file, findings);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ namespace ctl {
 
 namespace {
 
-int g_complaints = 0;
+int g_errors = 0;
 
 // Characters of a UTF-8 text.
 size_t Width(const std::string& text) {
@@ -23,19 +23,19 @@ size_t Width(const std::string& text) {
 
 }  // namespace
 
-int Complaints() { return g_complaints; }
+int ErrorCount() { return g_errors; }
 
-void Complain(const std::string& text) {
-  ++g_complaints;
+void PrintError(const std::string& text) {
+  ++g_errors;
   std::fprintf(stderr, "cloudclientctl: %s\n", Printable(text).c_str());
 }
 
-void Say(const std::string& text) { std::printf("%s\n", text.c_str()); }
+void PrintLine(const std::string& text) { std::printf("%s\n", text.c_str()); }
 
-void SayJson(const json_t* value) {
+void PrintJson(const json_t* value) {
   const std::unique_ptr<char, decltype(&std::free)> text(
       json_dumps(value, JSON_INDENT(2) | JSON_ENCODE_ANY), &std::free);
-  if (text) Say(text.get());
+  if (text) PrintLine(text.get());
 }
 
 std::string Printable(const std::string& text) { return host::EscapeControls(text); }
@@ -46,7 +46,7 @@ std::string Cell(const json_t* object, const char* key) {
   return Printable(host::JsonText(value));
 }
 
-void SayTable(const std::vector<std::vector<std::string>>& rows) {
+void PrintTable(const std::vector<std::vector<std::string>>& rows) {
   if (rows.size() < 2) return;
   std::vector<size_t> widths;
   for (const auto& row : rows) {
@@ -60,7 +60,7 @@ void SayTable(const std::vector<std::vector<std::string>>& rows) {
       if (i + 1 < row.size()) line += std::string(widths[i] - Width(row[i]) + 2, ' ');
     }
     line.erase(line.find_last_not_of(' ') + 1);
-    Say(line);
+    PrintLine(line);
   }
 }
 

@@ -10,23 +10,23 @@
 namespace ctl {
 
 // Says on standard error, in one line, what went wrong.
-void Complain(const std::string& text);
+void PrintError(const std::string& text);
 
 // How often that was so far.
-int Complaints();
+int ErrorCount();
 
 // Writes a line to standard output.
-void Say(const std::string& text);
+void PrintLine(const std::string& text);
 
 // Writes a JSON value to standard output, indented.
-void SayJson(const json_t* value);
+void PrintJson(const json_t* value);
 
 // An integer or a text among an object's members, for a terminal; empty for anything else.
 std::string Cell(const json_t* object, const char* key);
 
 // Writes rows of cells to standard output, columns aligned; the first row is the heading. Nothing
 // without a row beyond it.
-void SayTable(const std::vector<std::vector<std::string>>& rows);
+void PrintTable(const std::vector<std::vector<std::string>>& rows);
 
 // `text` for a terminal: control bytes become "\xNN".
 std::string Printable(const std::string& text);

@@ -38,7 +38,7 @@ std::string Filled(std::string page) {
 }
 
 // Whether the page becomes a JSON object when every source tells `told`.
-bool BecomesJson(const std::string& page, host::DeviceModel device, const std::string& told) {
+bool RendersJson(const std::string& page, host::DeviceModel device, const std::string& told) {
   for (host::PointModel& point : device.points) {
     if (!point.source) continue;
     point.source.reset();
@@ -101,9 +101,9 @@ void CheckPage(const std::string& where, const std::string& page,
   CheckMarks(where, page, findings);
   if (device == nullptr) return;
   CheckPagePoints(where, page, resource, *device, findings);
-  if (!BecomesJson(page, *device, "0")) {
+  if (!RendersJson(page, *device, "0")) {
     findings.push_back(where + "with the device's values it becomes no JSON object");
-  } else if (!BecomesJson(page, *device, "")) {
+  } else if (!RendersJson(page, *device, "")) {
     findings.push_back(where +
                        "it becomes no JSON object while a source has no value: let "
                        "{{point:N|null}} stand in its place");

@@ -27,14 +27,14 @@ void PutText(const char* text, size_t size) {
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text, size);
 }
 
-void TakeEchoAway() {
+void DisableEcho() {
   struct termios quiet = g_before;
   quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
   tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
   PutText(g_prompt.data(), g_prompt.size());
 }
 
-void BringEchoBack() {
+void RestoreEcho() {
   tcsetattr(STDIN_FILENO, TCSAFLUSH, &g_before);
   PutText("\n", 1);
 }
@@ -42,7 +42,7 @@ void BringEchoBack() {
 // The program ends by the signal, as whoever started it expects: it is blocked until the return
 // from here, and has its own meaning again by then.
 void OnEnding(int signal) {
-  BringEchoBack();
+  RestoreEcho();
   raise(signal);
 }
 
@@ -50,7 +50,7 @@ void OnEnding(int signal) {
 // the terminal is not its own: it stops once more, at the terminal's first change, until it is.
 void OnStop(int signal) {
   const int error = errno;
-  BringEchoBack();
+  RestoreEcho();
   struct sigaction own = {};
   struct sigaction here = {};
   own.sa_handler = SIG_DFL;
@@ -63,7 +63,7 @@ void OnStop(int signal) {
   sigprocmask(SIG_UNBLOCK, &stop, &before);  // here it stops
   sigprocmask(SIG_SETMASK, &before, nullptr);
   sigaction(signal, &here, nullptr);
-  TakeEchoAway();
+  DisableEcho();
   errno = error;
 }
 
@@ -83,7 +83,7 @@ void WatchSignals() {
   }
 }
 
-void LeaveSignals() {
+void RestoreSignals() {
   for (size_t i = 0; i < std::size(kWatched); ++i) sigaction(kWatched[i], &g_actions[i], nullptr);
 }
 
@@ -94,13 +94,13 @@ QuietTerminal::QuietTerminal(const std::string& prompt)
   if (!m_isTerminal) return;
   g_prompt = prompt;
   WatchSignals();  // first: there is no moment without echo and without them
-  TakeEchoAway();
+  DisableEcho();
 }
 
 QuietTerminal::~QuietTerminal() {
   if (!m_isTerminal) return;
-  BringEchoBack();
-  LeaveSignals();
+  RestoreEcho();
+  RestoreSignals();
 }
 
 }  // namespace ctl

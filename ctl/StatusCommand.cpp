@@ -21,7 +21,7 @@ const char* YesNo(bool yes) { return yes ? "yes" : "no"; }
 bool DaemonAnswers(double seconds, host::JsonRef& messages) {
   const host::JsonRef request(json_pack("{s:s}", "op", "messages"));
   host::JsonRef answer;
-  const bool answers = !AskDevice(request.get(), seconds, answer);
+  const bool answers = !RequestFromDaemon(request.get(), seconds, answer);
   json_t* const told = json_object_get(answer.get(), "messages");
   messages.reset(json_is_array(told) ? json_incref(told) : json_array());
   return answers;
@@ -63,7 +63,7 @@ bool HoldsFailure(const json_t* messages) {
 
 // Says what went wrong in a daemon that is enabled. Token and chassis may be an earlier start's, so
 // they do not tell that this one connected; while nothing failed it is believed.
-void SayTrouble(const json_t* status) {
+void PrintFailures(const json_t* status) {
   const auto holds = [status](const char* key) {
     return json_is_true(json_object_get(status, key));
   };
@@ -72,19 +72,20 @@ void SayTrouble(const json_t* status) {
   const bool complete =
       holds("registered") && json_array_size(json_object_get(status, "chassis")) > 0;
   if (complete && !HoldsFailure(messages)) return;
-  Say(complete ? "\nIf connecting failed, it is not tried again before the next enabling or start."
-               : "\nNot connected, or not yet. After a failure nothing is tried before the next "
-                 "enabling or start.");
-  Say("The newest failures and warnings of the log:");
+  PrintLine(complete
+                ? "\nIf connecting failed, it is not tried again before the next enabling or start."
+                : "\nNot connected, or not yet. After a failure nothing is tried before the next "
+                  "enabling or start.");
+  PrintLine("The newest failures and warnings of the log:");
   size_t index = 0;
   const json_t* message = nullptr;
   json_array_foreach(messages, index, message) {
-    Say(Cell(message, "time") + "  " + Cell(message, "unit") + " " + Cell(message, "text"));
+    PrintLine(Cell(message, "time") + "  " + Cell(message, "unit") + " " + Cell(message, "text"));
   }
-  if (index == 0) Say("none");
+  if (index == 0) PrintLine("none");
 }
 
-void SayStatus(const json_t* status) {
+void PrintStatus(const json_t* status) {
   const auto text = [status](const char* key) {
     const std::string value = host::JsonText(json_object_get(status, key));
     return value.empty() ? std::string("-") : Printable(value);
@@ -98,23 +99,23 @@ void SayStatus(const json_t* status) {
   json_array_foreach(json_object_get(status, "chassis"), index, id) {
     chassis += (chassis.empty() ? "" : " ") + Printable(host::JsonText(id));
   }
-  Say(std::string("running     ") + flag("running"));
-  Say(std::string("enabled     ") + flag("enabled"));
-  Say(std::string("registered  ") + flag("registered"));
-  Say("service     " + text("service"));
-  Say("manager     " + text("manager"));
-  Say("unit name   " + text("unitName"));
-  Say("chassis     " + (chassis.empty() ? "-" : chassis));
-  SayTrouble(status);
+  PrintLine(std::string("running     ") + flag("running"));
+  PrintLine(std::string("enabled     ") + flag("enabled"));
+  PrintLine(std::string("registered  ") + flag("registered"));
+  PrintLine("service     " + text("service"));
+  PrintLine("manager     " + text("manager"));
+  PrintLine("unit name   " + text("unitName"));
+  PrintLine("chassis     " + (chassis.empty() ? "-" : chassis));
+  PrintFailures(status);
 }
 
 int Run(const Choice& choice) {
   if (!ConfigFilesAreReadable()) return kFailed;
   const host::JsonRef status = Status(choice);
   if (choice.json) {
-    SayJson(status.get());
+    PrintJson(status.get());
   } else {
-    SayStatus(status.get());
+    PrintStatus(status.get());
   }
   return kDone;
 }

@@ -110,7 +110,7 @@ bool ConfigStore::Reload() {
     if (problem && text != m_reported) lines.push_back({false, text});
     m_reported = text;
   }
-  Say(lines);
+  Log(lines);
   return !problem;
 }
 
@@ -118,7 +118,7 @@ bool ConfigStore::Save() {
   Lines lines;
   Problem warning;
   const Problem problem = Write(warning, lines);
-  Say(lines);
+  Log(lines);
   if (problem) HOST_LOG(3, "%s is not saved: %s", m_path.c_str(), problem.Text().c_str());
   if (warning) HOST_LOG(4, "%s is saved, but %s", m_path.c_str(), warning.Text().c_str());
   return !problem;
@@ -133,7 +133,7 @@ Problem ConfigStore::Write(Problem& warning, Lines& lines) {
   const FileLock lock(path + ".lock", m_lockWaitMs, ownership);
   if (lock.Failure().Errno() == ETIMEDOUT) return Problem("another process keeps its lock");
   if (lock.Failure()) return lock.Failure().With(path + ".lock");
-  SweepTemporaries(path);
+  RemoveTemporaries(path);
 
   if (Problem problem = Refresh(lines)) return problem;
   std::string text;
@@ -254,7 +254,7 @@ void ConfigStore::CheckKeysLocked(const json_t* stored, Lines& lines) {
   m_reportedKeys = std::move(reported);
 }
 
-void ConfigStore::Say(const Lines& lines) const {
+void ConfigStore::Log(const Lines& lines) const {
   for (const Line& line : lines) {
     if (line.unknownKeys) {
       HOST_LOG(4, "%s: keys that are not known are not used: %s", m_path.c_str(),

@@ -96,7 +96,7 @@ class ConfigStore {
   Problem Refresh(Lines& lines) EXCLUDES(m_readMutex);
   void AdoptLocked(const json_t* stored, Lines& lines) REQUIRES(m_mutex);
   void CheckKeysLocked(const json_t* stored, Lines& lines) REQUIRES(m_mutex);
-  void Say(const Lines& lines) const;
+  void Log(const Lines& lines) const;
   Problem Write(Problem& warning, Lines& lines);
 
   const std::string m_path;

@@ -95,7 +95,7 @@ void ConfigWatch::Serve(const Wait& wait, int64_t nowMs) {
 }
 
 // Gives the watch up when another folder stands in the place of the watched one.
-void ConfigWatch::LookForAnother() {
+void ConfigWatch::DropReplacedFolder() {
   if (IdentityOf(m_folder) == m_watched) return;
   inotify_rm_watch(m_inotify.Get(), m_watch);
   m_watch = -1;
@@ -104,7 +104,7 @@ void ConfigWatch::LookForAnother() {
 void ConfigWatch::TakeEvents() {
   alignas(struct inotify_event) char buffer[4096];
   std::vector<bool> changed(m_stores.size(), false);
-  bool another = false;
+  bool folderReplaced = false;
   ssize_t got = 0;
   while ((got = read(m_inotify.Get(), buffer, sizeof(buffer))) > 0) {
     for (ssize_t at = 0; at < got;) {
@@ -118,14 +118,14 @@ void ConfigWatch::TakeEvents() {
       }
       if ((event.mask & IN_MOVE_SELF) != 0) inotify_rm_watch(m_inotify.Get(), event.wd);
       if ((event.mask & IN_IGNORED) != 0 && event.wd == m_watch) m_watch = -1;
-      if (lost || event.wd == m_watchAbove) another = true;
+      if (lost || event.wd == m_watchAbove) folderReplaced = true;
     }
   }
   for (size_t i = 0; i < m_stores.size(); ++i) {
     if (changed[i]) m_stores[i]->Reload();
   }
   if (m_watch >= 0) WatchTargets();  // a link may name another file now
-  if (another && m_watch >= 0) LookForAnother();
+  if (folderReplaced && m_watch >= 0) DropReplacedFolder();
 }
 
 }  // namespace host

@@ -35,7 +35,7 @@ class ConfigWatch : public EventSource {
  private:
   Problem Attach();
   void TakeEvents();
-  void LookForAnother();
+  void DropReplacedFolder();
   void WatchTargets();
   bool Concerns(size_t store, int watch, const std::string& name) const;
 

@@ -76,7 +76,7 @@ void ControlSocket::Want(Wait& wait) {
     } else {
       wait.ForWrite(client.socket.Get());
     }
-    wait.Until(client.heardMs + kLongestSilenceMs);
+    wait.Until(client.lastActiveMs + kLongestSilenceMs);
   }
 }
 
@@ -101,14 +101,14 @@ void ControlSocket::Accept(int64_t nowMs) {
     }
     m_clients.emplace_back();
     m_clients.back().socket = std::move(socket);
-    m_clients.back().heardMs = nowMs;
+    m_clients.back().lastActiveMs = nowMs;
   }
 }
 
 // False when the client is done with.
 bool ControlSocket::ServeClient(Client& client, bool ready, int64_t nowMs) {
-  if (!ready) return nowMs - client.heardMs < kLongestSilenceMs;
-  client.heardMs = nowMs;
+  if (!ready) return nowMs - client.lastActiveMs < kLongestSilenceMs;
+  client.lastActiveMs = nowMs;
   if (!client.output.empty()) return Flush(client) && AnswerLines(client);
   return Receive(client) && AnswerLines(client);
 }

@@ -52,8 +52,8 @@ class ControlSocket : public EventSource {
     Fd socket;
     std::string input;
     std::string output;
-    int64_t heardMs = 0;    // when it last sent or took something
-    bool ended = false;     // nothing more comes
+    int64_t lastActiveMs = 0;  // when it last sent or took something
+    bool ended = false;        // nothing more comes
     bool skipping = false;  // what comes is thrown away, up to the end of a line that was too long
   };
 

@@ -24,16 +24,16 @@ void Queue(std::deque<std::pair<Key, Value>>& changes, std::pair<Key, Value> cha
   changes.push_back(std::move(change));
 }
 
-enum class Verdict { kRaise, kClear, kLeave };
+enum class RuleResult { kRaise, kClear, kLeave };
 
-Verdict JudgeLimit(const WhenModel& when, const std::string& value) {
+RuleResult EvaluateLimit(const WhenModel& when, const std::string& value) {
   double number = 0;
-  if (!ParseNumber(value, number)) return Verdict::kLeave;
+  if (!ParseNumber(value, number)) return RuleResult::kLeave;
   // How far the number is beyond the limit, whichever side that is.
   const bool above = when.kind == WhenModel::Kind::kAbove;
   const double beyond = above ? number - when.limit : when.limit - number;
-  if (beyond > 0) return Verdict::kRaise;
-  return beyond < -when.hysteresis ? Verdict::kClear : Verdict::kLeave;
+  if (beyond > 0) return RuleResult::kRaise;
+  return beyond < -when.hysteresis ? RuleResult::kClear : RuleResult::kLeave;
 }
 
 bool IsSame(const WhenModel::Same& same, const std::string& value) {
@@ -42,13 +42,13 @@ bool IsSame(const WhenModel::Same& same, const std::string& value) {
 }
 
 // What a rule makes of a value; an empty one is missing.
-Verdict Judge(const WhenModel& when, const std::string& value) {
-  const auto raiseIf = [](bool met) { return met ? Verdict::kRaise : Verdict::kClear; };
+RuleResult Evaluate(const WhenModel& when, const std::string& value) {
+  const auto raiseIf = [](bool met) { return met ? RuleResult::kRaise : RuleResult::kClear; };
   if (when.kind == WhenModel::Kind::kMissing) return raiseIf(value.empty());
-  if (value.empty()) return Verdict::kLeave;
+  if (value.empty()) return RuleResult::kLeave;
   if (when.kind == WhenModel::Kind::kEquals) return raiseIf(IsSame(when.same, value));
   if (when.kind == WhenModel::Kind::kNotEquals) return raiseIf(!IsSame(when.same, value));
-  return JudgeLimit(when, value);
+  return EvaluateLimit(when, value);
 }
 
 }  // namespace
@@ -208,12 +208,12 @@ void DeviceEngine::SetFromSource(uint16_t point, const std::string* value) {
                              : Point{value->substr(0, kLongestValue), Point::State::kTold});
 }
 
-void DeviceEngine::SetValueLocked(const PointModel& point, Point told) {
+void DeviceEngine::SetValueLocked(const PointModel& point, Point next) {
   Point& current = m_points.at(point.id);
-  if (current.state == told.state && current.value == told.value) return;
+  if (current.state == next.state && current.value == next.value) return;
   // Nobody saw a value go away that was never there.
-  const bool seen = told.state == Point::State::kTold || current.state == Point::State::kTold;
-  current = std::move(told);
+  const bool seen = next.state == Point::State::kTold || current.state == Point::State::kTold;
+  current = std::move(next);
   if (seen && m_covCallback != nullptr) Queue(m_valueChanges, {point.id, current.value});
   ApplyRulesLocked(point, false);
 }
@@ -229,14 +229,14 @@ void DeviceEngine::ApplyRulesLocked(const PointModel& point, bool starting) {
 void DeviceEngine::ApplyRuleLocked(const EventModel& event, const Point& point, bool starting) {
   const EventKey key = {event.gddId, 0};
   const bool active = m_active.count(key) != 0;
-  const Verdict verdict = Judge(*event.when, point.value);
-  if (verdict == Verdict::kRaise && !active) {
+  const RuleResult result = Evaluate(*event.when, point.value);
+  if (result == RuleResult::kRaise && !active) {
     if (starting) {
       m_active[key] = event.when->state;
     } else {
       SetStateLocked(key, event.when->state);
     }
-  } else if (verdict == Verdict::kClear && active && !starting) {
+  } else if (result == RuleResult::kClear && active && !starting) {
     SetStateLocked(key, kCleared);
   }
 }

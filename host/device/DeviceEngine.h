@@ -28,7 +28,7 @@ class DeviceEngine {
   const DeviceModel& Model() const { return m_model; }
 
   // Queries. False, and an empty text or a number as it was, for a point or event that is unknown
-  // and for a value that can't be told.
+  // and for a value that can't be next.
   bool PointText(uint16_t point, std::string& text) const;
   // The value in degrees Celsius: converted where the point's unit is "degF".
   bool CelsiusText(uint16_t point, std::string& text) const;
@@ -84,7 +84,7 @@ class DeviceEngine {
   const PointModel* FindPoint(uint16_t point) const;
   const EventModel* FindEvent(uint16_t gddId) const;
   bool TextLocked(const PointModel& point, std::string& text) const REQUIRES(m_mutex);
-  void SetValueLocked(const PointModel& point, Point told) REQUIRES(m_mutex);
+  void SetValueLocked(const PointModel& point, Point next) REQUIRES(m_mutex);
   void SetStateLocked(EventKey key, uint16_t state) REQUIRES(m_mutex);
   void ApplyRulesLocked(const PointModel& point, bool starting) REQUIRES(m_mutex);
   void ApplyRuleLocked(const EventModel& event, const Point& point, bool starting)

@@ -49,19 +49,19 @@ Problem ReadFileSource(const PointModel& point, std::string& value) {
 namespace {
 
 // What a source told: its value, or what kept it from telling one.
-struct Told {
+struct Reading {
   std::string value;
   Problem problem;
 };
 
-Told ReadSource(const SourcePoller::Read& read, const PointModel& point) {
-  Told told;
+Reading ReadSource(const SourcePoller::Read& read, const PointModel& point) {
+  Reading reading;
   try {
-    told.problem = read(point, told.value);
+    reading.problem = read(point, reading.value);
   } catch (...) {
-    told.problem = Problem(ExceptionText());
+    reading.problem = Problem(ExceptionText());
   }
-  return told;
+  return reading;
 }
 
 }  // namespace
@@ -86,9 +86,9 @@ struct SourcePoller::Shared {
 
   void Run(unsigned long id);
   Source* Take(unsigned long id) EXCLUDES(mutex);
-  void HandOver(Source& source, const Told& told) REQUIRES(mutex);
+  void Report(Source& source, const Reading& reading) REQUIRES(mutex);
   Source* FindDue() REQUIRES(mutex);
-  bool IsAtWork() REQUIRES(mutex);
+  bool IsBusy() REQUIRES(mutex);
 
   const Read read;
 
@@ -110,15 +110,15 @@ SourcePoller::Shared::Source* SourcePoller::Shared::FindDue() {
 }
 
 // A source that is due counts before the reader wakes: it may be the one that hangs.
-bool SourcePoller::Shared::IsAtWork() { return current != nullptr || FindDue() != nullptr; }
+bool SourcePoller::Shared::IsBusy() { return current != nullptr || FindDue() != nullptr; }
 
 // A thread's life: reads what is due, as long as it is the one who does.
 void SourcePoller::Shared::Run(unsigned long id) {
   while (Source* const source = Take(id)) {
-    const Told told = ReadSource(read, source->point);
+    const Reading reading = ReadSource(read, source->point);
     const MutexLock guard(mutex);
     source->busy = false;
-    HandOver(*source, told);
+    Report(*source, reading);
     if (reader == id) current = nullptr;
     changed.TellAll();
   }
@@ -137,18 +137,18 @@ SourcePoller::Shared::Source* SourcePoller::Shared::Take(unsigned long id) {
 }
 
 // Tells the engine, and the log what is new about it: without the lock, for the log may block.
-void SourcePoller::Shared::HandOver(Source& source, const Told& told) {
+void SourcePoller::Shared::Report(Source& source, const Reading& reading) {
   if (engine == nullptr) return;
   try {
-    engine->SetFromSource(source.point.id, told.problem ? nullptr : &told.value);
-    if (source.problem.Text() == told.problem.Text()) return;
-    source.problem = told.problem;
+    engine->SetFromSource(source.point.id, reading.problem ? nullptr : &reading.value);
+    if (source.problem.Text() == reading.problem.Text()) return;
+    source.problem = reading.problem;
   } catch (...) {
     return;  // out of memory: the next round tells again
   }
   mutex.Unlock();
-  if (told.problem) {
-    HOST_LOG(4, "point %d has no value: %s", int{source.point.id}, told.problem.Text().c_str());
+  if (reading.problem) {
+    HOST_LOG(4, "point %d has no value: %s", int{source.point.id}, reading.problem.Text().c_str());
   } else {
     HOST_LOG(5, "point %d has a value again", int{source.point.id});
   }
@@ -170,7 +170,7 @@ void SourcePoller::Want(Wait& wait) {
   if (m_shared->sources.empty()) return;
   wait.Until(m_nextRoundMs);
   const MutexLock guard(m_shared->mutex);
-  if (m_shared->IsAtWork() || m_needsReader) wait.Until(m_nextLookMs);
+  if (m_shared->IsBusy() || m_needsReader) wait.Until(m_nextLookMs);
 }
 
 void SourcePoller::Serve(const Wait& /*wait*/, int64_t nowMs) {
@@ -181,7 +181,7 @@ void SourcePoller::Serve(const Wait& /*wait*/, int64_t nowMs) {
   }
   if (nowMs >= m_nextLookMs) {
     m_nextLookMs = nowMs + kAnswerMs;
-    LookForHanging();
+    FindHanging();
     if (m_needsReader) StartReader();
   }
 }
@@ -193,7 +193,7 @@ void SourcePoller::BeginRound() {
 }
 
 // A source that is still being read since the last look keeps its thread to itself.
-void SourcePoller::LookForHanging() {
+void SourcePoller::FindHanging() {
   const MutexLock guard(m_shared->mutex);
   const bool hangs = m_shared->current != nullptr && m_shared->readings == m_seen;
   m_seen = m_shared->readings;
@@ -201,9 +201,9 @@ void SourcePoller::LookForHanging() {
   Shared::Source& source = *std::exchange(m_shared->current, nullptr);
   ++m_shared->reader;
   m_needsReader = true;
-  Told told;
-  told.problem = Problem("no answer").With(LocalPath(source.point.source->path));
-  m_shared->HandOver(source, told);
+  Reading reading;
+  reading.problem = Problem("no answer").With(LocalPath(source.point.source->path));
+  m_shared->Report(source, reading);
 }
 
 void SourcePoller::StartReader() {
@@ -214,10 +214,10 @@ void SourcePoller::StartReader() {
   }
   try {
     StartQuietThread([shared = m_shared, id] { shared->Run(id); }).detach();
-    m_needsReader = m_complained = false;
+    m_needsReader = m_failureLogged = false;
   } catch (const std::exception& error) {
-    if (m_complained) return;
-    m_complained = true;
+    if (m_failureLogged) return;
+    m_failureLogged = true;
     HOST_LOG(3, "sources are not read: %s", error.what());
   }
 }
@@ -227,7 +227,7 @@ bool SourcePoller::AwaitRound(int limitMs) {
   for (;;) {
     {
       const MutexLock guard(m_shared->mutex);
-      if (!m_shared->IsAtWork()) return true;
+      if (!m_shared->IsBusy()) return true;
     }
     // A condition variable's timed wait would follow another clock than this one.
     if (MonotonicMs() >= end) return false;

@@ -46,7 +46,7 @@ class SourcePoller : public EventSource {
   struct Shared;
 
   void BeginRound();
-  void LookForHanging();
+  void FindHanging();
   void StartReader();
 
   const int64_t m_intervalMs;
@@ -55,7 +55,7 @@ class SourcePoller : public EventSource {
   int64_t m_nextLookMs = 0;
   unsigned long m_seen = 0;  // what was being read at the last look
   bool m_needsReader = true;
-  bool m_complained = false;
+  bool m_failureLogged = false;
 };
 
 }  // namespace host

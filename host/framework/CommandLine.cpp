@@ -42,26 +42,26 @@ void PrintHelp(const std::string& name) {
 
 }  // namespace
 
-Errand ErrandOf(const std::string& commandLine) {
+CommandLineOption CommandLineOptionOf(const std::string& commandLine) {
   const size_t end = commandLine.find('\0');
-  if (end == std::string::npos) return Errand::kRun;
+  if (end == std::string::npos) return CommandLineOption::kNone;
   // Each argument ends with a NUL: what follows the program's name is one argument or others.
   const std::string arguments = commandLine.substr(end + 1);
-  if (arguments == std::string("--help") + '\0') return Errand::kHelp;
-  if (arguments == std::string("--version") + '\0') return Errand::kVersion;
-  return Errand::kRun;
+  if (arguments == std::string("--help") + '\0') return CommandLineOption::kHelp;
+  if (arguments == std::string("--version") + '\0') return CommandLineOption::kVersion;
+  return CommandLineOption::kNone;
 }
 
-void RunErrand(const std::string& name) {
+void RunCommandLineOption(const std::string& name) {
   std::string commandLine;
   if (ReadFile("/proc/self/cmdline", kLongestCommandLine, commandLine)) return;
-  switch (ErrandOf(commandLine)) {
-    case Errand::kRun:
+  switch (CommandLineOptionOf(commandLine)) {
+    case CommandLineOption::kNone:
       return;
-    case Errand::kHelp:
+    case CommandLineOption::kHelp:
       PrintHelp(name);
       break;
-    case Errand::kVersion:
+    case CommandLineOption::kVersion:
       printf("%s %s\n", name.c_str(), KyrosInfo().GetAppVersion().c_str());
       break;
   }

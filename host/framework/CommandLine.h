@@ -7,16 +7,16 @@
 namespace host {
 
 // What a program is started for.
-enum class Errand { kRun, kHelp, kVersion };
+enum class CommandLineOption { kNone, kHelp, kVersion };
 
 // The errand of a command line, as /proc/self/cmdline holds it: `--help` and `--version` count as
 // the only argument, everything else runs.
-Errand ErrandOf(const std::string& commandLine);
+CommandLineOption CommandLineOptionOf(const std::string& commandLine);
 
 // Prints what the process was started to print, and ends it: status 0, or 1 when standard output
 // does not take it. Returns when it was started to run, and when it can't tell. `name` is the
 // program's.
-void RunErrand(const std::string& name);
+void RunCommandLineOption(const std::string& name);
 
 }  // namespace host
 

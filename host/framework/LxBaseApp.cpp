@@ -45,7 +45,7 @@ void LxBaseApp::Impl::DeliverToListener() {
 
 LxBaseApp::LxBaseApp(const std::string& name) : m_impl(new Impl) {
   // First: who asks for help gets no daemon on the machine's files.
-  host::RunErrand(name);
+  host::RunCommandLineOption(name);
   m_impl->name = name;
   host::AppFramework::Get();
 }

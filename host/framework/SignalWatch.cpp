@@ -13,7 +13,7 @@
 namespace host {
 namespace {
 
-constexpr int64_t kPokeMs = 50;
+constexpr int64_t kInterruptMs = 50;
 constexpr int64_t kStopMs = 60000;
 
 std::atomic<bool> g_sigPipe{false};
@@ -69,7 +69,7 @@ void SignalWatch::Want(Wait& wait) {
   wait.ForRead(m_signals.Get());
   if (!m_stop || m_stopped) return;
   wait.Until(m_stopMs + kStopMs);
-  wait.Until(m_nextPokeMs);
+  wait.Until(m_nextInterruptMs);
 }
 
 void SignalWatch::Serve(const Wait& wait, int64_t nowMs) {
@@ -96,7 +96,7 @@ void SignalWatch::OnSignal(int signal, int64_t nowMs) {
     return;
   }
   m_stopMs = nowMs;
-  m_nextPokeMs = nowMs;
+  m_nextInterruptMs = nowMs;
   m_stop = true;
   m_actions.stopping();
   HOST_LOG(5, "%s: stopping", name);
@@ -109,10 +109,10 @@ void SignalWatch::OnTime(int64_t nowMs) {
     m_actions.endNow(1);
     return;
   }
-  if (nowMs < m_nextPokeMs) return;
-  m_nextPokeMs = nowMs + kPokeMs;
+  if (nowMs < m_nextInterruptMs) return;
+  m_nextInterruptMs = nowMs + kInterruptMs;
   const MutexLock guard(m_mutex);
-  if (m_running) m_actions.poke();
+  if (m_running) m_actions.interrupt();
 }
 
 }  // namespace host

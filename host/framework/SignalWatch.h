@@ -30,7 +30,7 @@ class SignalWatch : public EventSource {
   struct Actions {
     std::function<void()> reload;
     std::function<void()> stopping;   // after the first request
-    std::function<void()> poke;       // ends what the main thread sleeps in
+    std::function<void()> interrupt;  // ends what the main thread sleeps in
     std::function<void(int)> endNow;  // with the exit status
   };
 
@@ -40,9 +40,9 @@ class SignalWatch : public EventSource {
   // True once a stop was asked for. Any thread.
   bool IsStop() const { return m_stop; }
 
-  // While the main thread runs the application it is poked after a request, again and again: a
-  // poke that comes just before a sleep begins must not cost that sleep. Main thread. After
-  // `RunEnds` has returned no poke comes.
+  // While the main thread runs the application, a request to stop interrupts it every 50 ms: one
+  // interrupt alone may come just before a sleep begins, and would not end it. Main thread. None
+  // comes after `RunEnds` has returned.
   void RunBegins();
   void RunEnds();
   // The application and its threads are gone: the end of the process has no time limit. Main
@@ -61,8 +61,8 @@ class SignalWatch : public EventSource {
   Fd m_signals;
   std::atomic<bool> m_stop{false};
   std::atomic<bool> m_stopped{false};
-  int64_t m_stopMs = 0;      // event thread only
-  int64_t m_nextPokeMs = 0;  // event thread only
+  int64_t m_stopMs = 0;           // event thread only
+  int64_t m_nextInterruptMs = 0;  // event thread only
   Mutex m_mutex;
   bool m_running GUARDED_BY(m_mutex) = false;
 };

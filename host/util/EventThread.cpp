@@ -28,10 +28,10 @@ void Drain(int fd) {
 
 // Whether `work` was done. What it throws, most likely for want of memory, is logged and followed
 // by a pause: what failed may be wanted again at once.
-template <typename Work>
-bool Survives(Work work) {
+template <typename Step>
+bool TryStep(Step step) {
   try {
-    work();
+    step();
     return true;
   } catch (...) {
     HOST_LOG(3, "the event thread goes on after: %s", ExceptionText());
@@ -90,7 +90,7 @@ void EventLoop::Wake() {
 }
 
 void EventLoop::RunOnce(int limitMs) {
-  Survives([&] { Turn(limitMs); });
+  TryStep([&] { Turn(limitMs); });
 }
 
 void EventLoop::Turn(int limitMs) {
@@ -102,7 +102,7 @@ void EventLoop::Turn(int limitMs) {
     generation = m_generation;
     for (EventSource* source : m_sources) {
       // A source that could not say all that it wants is asked again soon.
-      if (!Survives([&] { source->Want(wait); })) wait.Until(MonotonicMs());
+      if (!TryStep([&] { source->Want(wait); })) wait.Until(MonotonicMs());
     }
   }
   if (!wait.Poll(limitMs)) {
@@ -115,7 +115,7 @@ void EventLoop::Turn(int limitMs) {
   // A descriptor that was waited for may be another source's by now.
   if (generation != m_generation) return;
   for (EventSource* source : m_sources) {
-    Survives([&] { source->Serve(wait, MonotonicMs()); });
+    TryStep([&] { source->Serve(wait, MonotonicMs()); });
   }
 }
 

@@ -44,7 +44,7 @@ Problem WriteAndSync(Fd& file, const std::string& text) {
 
 // Gives the file away, as far as this user may. A group that it could not be given to has no
 // rights: those were another group's.
-bool Give(int fd, const Ownership& wanted) {
+bool SetOwnership(int fd, const Ownership& wanted) {
   struct stat status = {};
   if (fstat(fd, &status) != 0) return false;
   const bool owner =
@@ -117,7 +117,7 @@ Problem ReplaceFile(const std::string& path, const Ownership& wanted, const std:
   std::string temporary = TemporaryPrefix(path) + "XXXXXX";
   Fd file(mkostemp(&temporary[0], O_CLOEXEC));
   if (!file.IsOpen()) return Failed();
-  if (!Give(file.Get(), wanted)) warning = Problem("its owner or group could not be kept");
+  if (!SetOwnership(file.Get(), wanted)) warning = Problem("its owner or group could not be kept");
   Problem problem = WriteAndSync(file, text);
   if (!problem && rename(temporary.c_str(), path.c_str()) != 0) problem = Failed();
   if (problem) {
@@ -130,7 +130,7 @@ Problem ReplaceFile(const std::string& path, const Ownership& wanted, const std:
   return {};
 }
 
-void SweepTemporaries(const std::string& path) {
+void RemoveTemporaries(const std::string& path) {
   const std::string folder = FolderOf(path);
   const std::string prefix = TemporaryPrefix(path).substr(folder.size() + 1);
   const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), &closedir);
@@ -162,7 +162,7 @@ FileLock::FileLock(const std::string& path, int waitMs, const Ownership& wanted)
     m_failure = Failed();
     return;
   }
-  Give(m_file.Get(), wanted);
+  SetOwnership(m_file.Get(), wanted);
   const int64_t end = MonotonicMs() + waitMs;
   while (flock(m_file.Get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) {

@@ -39,7 +39,7 @@ Problem ReplaceFile(const std::string& path, const Ownership& wanted, const std:
 
 // Removes what replacings of that file left behind when they were killed. Under the lock of those
 // who replace it.
-void SweepTemporaries(const std::string& path);
+void RemoveTemporaries(const std::string& path);
 
 // Makes the folder and those above it, where missing, with mode 0755.
 Problem MakeFolders(const std::string& path);

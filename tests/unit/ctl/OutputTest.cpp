@@ -14,12 +14,12 @@ std::string Written(const std::function<void()>& body) {
   return testing::internal::GetCapturedStdout();
 }
 
-TEST(OutputTest, Complaint_is_one_line_and_counted) {
-  const int before = ctl::Complaints();
+TEST(OutputTest, Error_is_one_line_and_counted) {
+  const int before = ctl::ErrorCount();
   testing::internal::CaptureStderr();
-  ctl::Complain("a\nb\x1b");
+  ctl::PrintError("a\nb\x1b");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "cloudclientctl: a\\nb\\x1B\n");
-  EXPECT_EQ(ctl::Complaints(), before + 1);
+  EXPECT_EQ(ctl::ErrorCount(), before + 1);
 }
 
 TEST(OutputTest, Printable_keeps_all_but_control_bytes) {
@@ -31,22 +31,22 @@ TEST(OutputTest, Printable_keeps_all_but_control_bytes) {
 
 TEST(OutputTest, Table_aligns_by_characters_and_ends_lines_without_blanks) {
   const std::string text = Written([] {
-    ctl::SayTable({{"A", "B", "C"}, {"\xC3\xBC\xC3\xBC", "1", ""}, {"x", "22", "y"}});
+    ctl::PrintTable({{"A", "B", "C"}, {"\xC3\xBC\xC3\xBC", "1", ""}, {"x", "22", "y"}});
   });
   EXPECT_EQ(text, "A   B   C\n\xC3\xBC\xC3\xBC  1\nx   22  y\n");
 }
 
 TEST(OutputTest, Heading_alone_is_no_table) {
-  EXPECT_EQ(Written([] { ctl::SayTable({{"A", "B"}}); }), "");
+  EXPECT_EQ(Written([] { ctl::PrintTable({{"A", "B"}}); }), "");
 }
 
 TEST(OutputTest, Json_of_a_bare_value) {
-  EXPECT_EQ(Written([] { ctl::SayJson(host::JsonString("a\"b").get()); }), "\"a\\\"b\"\n");
+  EXPECT_EQ(Written([] { ctl::PrintJson(host::JsonString("a\"b").get()); }), "\"a\\\"b\"\n");
 }
 
 TEST(OutputTest, Json_of_an_object_keeps_its_order) {
   const host::JsonRef object(json_pack("{s:i, s:b}", "b", 1, "a", 0));
-  EXPECT_EQ(Written([&] { ctl::SayJson(object.get()); }), "{\n  \"b\": 1,\n  \"a\": false\n}\n");
+  EXPECT_EQ(Written([&] { ctl::PrintJson(object.get()); }), "{\n  \"b\": 1,\n  \"a\": false\n}\n");
 }
 
 }  // namespace

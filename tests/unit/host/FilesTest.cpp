@@ -124,7 +124,7 @@ TEST_F(FilesTest, Temporaries_of_a_killed_replacing_are_swept_and_nothing_else) 
   Write("/f/.a.new", "a person's");
   Write("/f/.a.backup", "a person's");
   Write("/f/.ab.new.abcdef", "another file's");
-  host::SweepTemporaries(In("/f/a"));
+  host::RemoveTemporaries(In("/f/a"));
   EXPECT_THAT(Files("/f"), testing::ElementsAre(".a.backup", ".a.new", ".ab.new.abcdef", "a"));
 }
 

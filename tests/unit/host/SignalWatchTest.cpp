@@ -10,10 +10,10 @@ class SignalWatchTest : public HostTest {
  protected:
   int m_reloads = 0;
   int m_stoppings = 0;
-  int m_pokes = 0;
+  int m_interrupts = 0;
   std::vector<int> m_ends;
   host::SignalWatch m_watch{{[this] { ++m_reloads; }, [this] { ++m_stoppings; },
-                             [this] { ++m_pokes; },
+                             [this] { ++m_interrupts; },
                              [this](int status) { m_ends.push_back(status); }}};
 };
 
@@ -104,20 +104,20 @@ TEST_F(SignalWatchTest, What_has_stopped_may_take_longer_to_end) {
   EXPECT_THAT(m_ends, testing::ElementsAre(1));
 }
 
-TEST_F(SignalWatchTest, Main_thread_is_poked_every_50_ms_while_it_runs) {
+TEST_F(SignalWatchTest, Main_thread_is_interrupted_every_50_ms_while_it_runs) {
   m_watch.RunBegins();
   m_watch.OnTime(0);
-  EXPECT_EQ(m_pokes, 0);
+  EXPECT_EQ(m_interrupts, 0);
   m_watch.OnSignal(SIGTERM, 1000);
   m_watch.OnTime(1000);
-  EXPECT_EQ(m_pokes, 1);
+  EXPECT_EQ(m_interrupts, 1);
   m_watch.OnTime(1049);
-  EXPECT_EQ(m_pokes, 1);
+  EXPECT_EQ(m_interrupts, 1);
   m_watch.OnTime(1050);
-  EXPECT_EQ(m_pokes, 2);
+  EXPECT_EQ(m_interrupts, 2);
   m_watch.RunEnds();
   m_watch.OnTime(1100);
-  EXPECT_EQ(m_pokes, 2);
+  EXPECT_EQ(m_interrupts, 2);
 }
 
 TEST_F(SignalWatchTest, Hangup_reads_the_configuration_again) {
