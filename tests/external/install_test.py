@@ -31,7 +31,7 @@ def tracked(folder):
 
 def documents():
     return ({f"{DOC}/{name.removeprefix('docs/')}" for name in tracked("docs")}
-            | {f"{DOC}/{name}" for name in tracked("examples")})
+            | {f"{DOC}/{name}" for name in tracked("examples") | {"LICENSE"}})
 
 
 def headers():
