@@ -1,8 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Enabling, disabling, renaming, and the rhythm of a running daemon."""
 
-import signal
-
 import pytest
 
 from harness.daemon import NAME, UUID
@@ -125,10 +123,9 @@ def test_rename_that_is_enabled_in_the_same_interval_unregisters(daemon, device,
     daemon.configure(Url=recorder.url, Enabled=False, XAuthToken="secret")
     daemon.start()
     daemon.logs("OnStart: Cloud Client is running but DISABLED")
-    daemon.signal(signal.SIGSTOP)
-    daemon.enable()
-    daemon.rename("Hall 4")
-    daemon.signal(signal.SIGCONT)
+    with daemon.held():
+        daemon.enable()
+        daemon.rename("Hall 4")
     daemon.logs(f"unit name {NAME} has been unregistered from the cloud service.")
     recorder.receives(f"DELETE /redfish/v1/Managers/{UUID}")
 

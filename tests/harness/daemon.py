@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """The daemon: its configuration files, its life, its log."""
 
+import contextlib
 import datetime
 import fcntl
 import json
@@ -52,10 +53,13 @@ class Daemon(Process):
         return json.loads(self.path("cloud.json").read_text())
 
     def configure(self, **values):
-        """Changes values as a second program does that shares the file with the daemon."""
-        with open(self._etc / "cloud.json.lock", "a") as lock:
-            fcntl.flock(lock, fcntl.LOCK_EX)
-            self.write("cloud.json", {**self.config(), **values})
+        """Changes values as a second program does that shares the file with the daemon. That does
+        not see the change before the lock is free: it waits for it for 5 seconds of its clock."""
+        with contextlib.ExitStack() as ends:
+            with open(self._etc / "cloud.json.lock", "a") as lock:
+                fcntl.flock(lock, fcntl.LOCK_EX)
+                ends.enter_context(self.held())
+                self.write("cloud.json", {**self.config(), **values})
 
     def enable(self):
         self.configure(Enabled=True)

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """One program under test as a process."""
 
+import contextlib
 import ctypes
 import glob
 import os
@@ -76,6 +77,7 @@ class Process:
         self.name = name
         self._folder = folder
         self._starts = 0
+        self._holds = 0
         self._child = None
         self._expected = 0
         self._noticed = True
@@ -123,6 +125,19 @@ class Process:
 
     def signal(self, number):
         self._child.send_signal(number)
+
+    @contextlib.contextmanager
+    def held(self):
+        """Meanwhile the process does nothing, if it runs."""
+        self._holds += 1
+        if self._holds == 1 and self.running:
+            self.signal(signal.SIGSTOP)
+        try:
+            yield
+        finally:
+            self._holds -= 1
+            if self._holds == 0 and self.running:
+                self.signal(signal.SIGCONT)
 
     def ends(self, status):
         """Waits for the end of the process, which is to come with `status`."""
