@@ -4,7 +4,7 @@
 
 namespace ctl {
 
-// Whether both configuration files can be read, or are missing; says what is wrong. Asked before
+// Whether each configuration file can be read or is missing; prints what is wrong. Asked before
 // their stores are used, whose defaults would otherwise pass for what the files hold.
 bool ConfigFilesAreReadable();
 

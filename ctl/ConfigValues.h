@@ -9,8 +9,8 @@
 
 namespace ctl {
 
-// Why that value of a key cannot work, in a sentence. The empty text, where a key may have it,
-// takes a value away.
+// Whether a person may set that value of a key; the problem is a sentence. The empty text, where a
+// key may have it, removes a value.
 host::Problem CheckValue(const host::ConfigStore::Key& key, const std::string& value);
 
 // Reads a secret, one line, from standard input; at a terminal without showing it. False, and a

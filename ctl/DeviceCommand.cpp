@@ -91,7 +91,7 @@ int List(const Choice& choice) {
   return kDone;
 }
 
-// Judges a description as the daemon reads it. The file is named as it lies on this machine.
+// Checks a description as the daemon reads it. The file's path is this machine's.
 int Check(const Choice& choice, const std::string& file) {
   host::JsonRef root;
   if (host::Problem problem = host::ReadJsonObject(file, root)) {
@@ -101,7 +101,7 @@ int Check(const Choice& choice, const std::string& file) {
   Findings findings;
   host::ParseDeviceModel(root.get(), findings);
   for (const std::string& key : host::UnknownKeysOf(root.get(), host::DeviceKeys())) {
-    findings.push_back("nobody knows the key " + key);
+    findings.push_back("unknown key " + key);
   }
   FindKeysWrittenTwice(file, findings);
   return PrintFindings(choice.json, file, findings);

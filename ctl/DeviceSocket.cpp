@@ -79,7 +79,7 @@ Problem Connect(int socket, const std::string& path, Clock::time_point end) {
   return connected ? Problem() : Problem::OfErrno(errno);
 }
 
-// In words for whoever waits.
+// The problem in the words for a person who waits.
 Problem Reworded(const Problem& problem) {
   return problem.Errno() == EAGAIN ? Problem("it takes too long") : problem;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The log of cloudclientctl: what the host and the map's loader log is an error of the program.
+// The log of cloudclientctl: what the host and the map loader log is printed as an error.
 #include "platform/util/dlog.h"
 
 #include <cerrno>

@@ -10,10 +10,11 @@ namespace ctl {
 // What a check found, a sentence each.
 typedef std::vector<std::string> Findings;
 
-// Adds what it means when an object of a JSON file holds a key twice.
+// Adds a finding when an object of a JSON file holds a key twice.
 void FindKeysWrittenTwice(const std::string& path, Findings& findings);
 
-// Says what was found in the file, as a person called it: JSON for scripts. The exit status.
+// Prints what was found in a file, which is named as the caller named it; as JSON for scripts.
+// Returns the exit status.
 int PrintFindings(bool json, const std::string& file, const Findings& findings);
 
 }  // namespace ctl

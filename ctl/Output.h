@@ -9,10 +9,10 @@
 
 namespace ctl {
 
-// Says on standard error, in one line, what went wrong.
+// Prints on standard error, in one line, what went wrong.
 void PrintError(const std::string& text);
 
-// How often that was so far.
+// How many errors were printed so far.
 int ErrorCount();
 
 // Writes a line to standard output.

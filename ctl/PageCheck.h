@@ -10,10 +10,10 @@
 
 namespace ctl {
 
-// What in the page of a resource will not work, as far as the engine that renders it tells; `where`
-// begins each finding. With a device the page is rendered as its engine does: each value at start,
-// and those of sources once there and once missing; and each point that a mark or a tag asks for
-// has to be one of the device's.
+// Adds what in the page of a resource will not work, as far as the engine that renders it knows;
+// `where` begins each finding. With a device the page is rendered by its engine, with the values at
+// start, once with a value of each source and once without; and the device must have each point
+// that a mark or a tag asks for.
 void CheckPage(const std::string& where, const std::string& page,
                const cloudclient::ResourceUrlEntry& resource, const host::DeviceModel* device,
                Findings& findings);

@@ -39,15 +39,15 @@ void RestoreEcho() {
   PutText("\n", 1);
 }
 
-// The program ends by the signal, as whoever started it expects: it is blocked until the return
-// from here, and has its own meaning again by then.
+// The program ends by the signal, as its starter expects: the signal is blocked until this handler
+// returns, and has its default action by then.
 void OnEnding(int signal) {
   RestoreEcho();
   raise(signal);
 }
 
-// The program stops by the signal; whoever continues it types without echo again. In the background
-// the terminal is not its own: it stops once more, at the terminal's first change, until it is.
+// The program stops by the signal, and turns the echo off again when it is continued. Continued in
+// the background, it stops at its first change of the terminal until it is in the foreground.
 void OnStop(int signal) {
   const int error = errno;
   RestoreEcho();

@@ -6,10 +6,10 @@
 
 namespace ctl {
 
-// A prompt on standard error, and no echo on the terminal behind standard input, if there is one,
-// as long as the object lives; a line end on standard error ends it. A signal that ends the
-// program, or stops it for a while, brings the echo back first, and what was typed and not read is
-// dropped; when it goes on it prompts again, without echo. One object at a time.
+// Prompts on standard error, and turns off the echo of the terminal on standard input, if there is
+// one, as long as the object lives; at its end it writes a line end to standard error. A signal
+// that ends or stops the program turns the echo on first, and input that was typed and not read is
+// dropped. A program that is continued prompts again, without echo. One object at a time.
 class QuietTerminal {
  public:
   explicit QuietTerminal(const std::string& prompt);

@@ -60,7 +60,7 @@ void CheckKnown(const std::string& where, const json_t* object,
                 const std::vector<std::string>& known, const MapSurroundings& surroundings,
                 Findings& findings) {
   for (const std::string& key : surroundings.UnknownKeys(object, known)) {
-    findings.push_back(where + "nobody knows its key " + key);
+    findings.push_back(where + "unknown key " + key);
   }
 }
 

@@ -16,14 +16,13 @@ namespace host {
 
 // One configuration file: a JSON object whose members are the keys.
 //
-// Values are read and written in memory. `Save` carries what was set since the last save into
-// what the file holds at that moment, so that of two processes that write at the same time neither
-// loses the other's change, and keys that nobody here knows stay. A file that can't be read or
-// parsed costs one message: the values in use stay, and it is not overwritten. Any thread; messages
-// are written when no lock is held any more.
+// Values are read and written in memory. `Save` reads the file again and puts what was set since
+// the last save into it: of two processes that write at the same time neither loses the other's
+// change, and unknown keys stay. A file that can't be read or parsed is logged once; the values in
+// use stay, and the file is not overwritten. Any thread; no lock is held while something is logged.
 class ConfigStore {
  public:
-  // What a person may give a text, beside what its type says.
+  // Which texts a person may set, and whether they are shown.
   enum class Form {
     kAny,
     kSecret,  // no message for others shows it (host/util/Secrets.h)
@@ -55,8 +54,7 @@ class ConfigStore {
   // what was set is kept for the next save.
   bool Save();
 
-  // Names of the keys whose values became others through somebody else's writing since the last
-  // call, each once.
+  // Names of the keys whose values another process changed since the last call, each once.
   std::vector<std::string> TakeChanges();
 
   // Values. A missing key, one of a wrong type and a text with a NUL byte are empty, false, null.

@@ -16,11 +16,11 @@
 
 namespace host {
 
-// Has stores read their files again when somebody wrote them, in place or by a rename, and whenever
-// watching begins. All files are of one folder, which is made when it is missing; where that fails,
-// and when the folder is taken away, it is looked for once a second. What a file that is a link
-// names is watched in its own folder. The folder above is watched as well, where that can be had:
-// it tells when another folder takes the place of this one, which is then watched instead.
+// Makes stores read their files again when another process wrote or replaced a file, and whenever
+// watching begins. All files lie in one folder, which is made when it is missing; when that fails,
+// or the folder is removed, it is tried again once a second. When a file is a link, the folder of
+// its target is watched as well. So is the folder above, where that is possible: when another
+// folder takes the place of the watched one, that is watched instead.
 class ConfigWatch : public EventSource {
  public:
   // Borrows the stores. The folder is this machine's.

@@ -15,10 +15,10 @@
 
 namespace host {
 
-// A stream socket that answers lines. Several clients at once; each line of a client is answered
-// in order, and the next one is not looked at before the answer was taken, so that a slow client
-// holds up itself only. A line of more than 64 KiB is answered once and the client's connection
-// ended, and so is, without a word, that of a client that neither sent nor took anything for 30 s.
+// A stream socket that answers lines, of several clients at once. The lines of a client are
+// answered in order, each one after the client took the answer before it: a slow client delays
+// itself only. A line of more than 64 KiB is answered once, and the connection ends. The connection
+// of a client that sent and took nothing for 30 s ends without an answer.
 class ControlSocket : public EventSource {
  public:
   static constexpr size_t kLongestLine = 64 * 1024;

@@ -15,7 +15,7 @@
 namespace host {
 namespace {
 
-// Puts `change` at the end, in place of an older one of the same key.
+// Appends `change` and removes an older change of the same key.
 template <typename Key, typename Value>
 void Queue(std::deque<std::pair<Key, Value>>& changes, std::pair<Key, Value> change) {
   auto older = std::find_if(changes.begin(), changes.end(),
@@ -29,25 +29,26 @@ enum class RuleResult { kRaise, kClear, kLeave };
 RuleResult EvaluateLimit(const WhenModel& when, const std::string& value) {
   double number = 0;
   if (!ParseNumber(value, number)) return RuleResult::kLeave;
-  // How far the number is beyond the limit, whichever side that is.
+  // By how much the number is above an upper limit, or below a lower one.
   const bool above = when.kind == WhenModel::Kind::kAbove;
   const double beyond = above ? number - when.limit : when.limit - number;
   if (beyond > 0) return RuleResult::kRaise;
   return beyond < -when.hysteresis ? RuleResult::kClear : RuleResult::kLeave;
 }
 
-bool IsSame(const WhenModel::Same& same, const std::string& value) {
+bool Equals(const WhenModel::Operand& operand, const std::string& value) {
   double number = 0;
-  return same.number ? ParseNumber(value, number) && number == *same.number : value == same.text;
+  return operand.number ? ParseNumber(value, number) && number == *operand.number
+                        : value == operand.text;
 }
 
-// What a rule makes of a value; an empty one is missing.
+// Whether a value raises or clears the event of a rule. An empty value is a missing one.
 RuleResult Evaluate(const WhenModel& when, const std::string& value) {
   const auto raiseIf = [](bool met) { return met ? RuleResult::kRaise : RuleResult::kClear; };
   if (when.kind == WhenModel::Kind::kMissing) return raiseIf(value.empty());
   if (value.empty()) return RuleResult::kLeave;
-  if (when.kind == WhenModel::Kind::kEquals) return raiseIf(IsSame(when.same, value));
-  if (when.kind == WhenModel::Kind::kNotEquals) return raiseIf(!IsSame(when.same, value));
+  if (when.kind == WhenModel::Kind::kEquals) return raiseIf(Equals(when.operand, value));
+  if (when.kind == WhenModel::Kind::kNotEquals) return raiseIf(!Equals(when.operand, value));
   return EvaluateLimit(when, value);
 }
 
@@ -65,7 +66,7 @@ uint16_t TenfoldReading(const std::string& value) {
 DeviceEngine::DeviceEngine(DeviceModel model) : m_model(std::move(model)) {
   for (const PointModel& point : m_model.points) {
     m_points[point.id] =
-        Point{point.value, point.source ? Point::State::kUnread : Point::State::kTold};
+        Point{point.value, point.source ? Point::State::kUnread : Point::State::kKnown};
   }
   for (const EventModel& event : m_model.events) {
     if (event.state != kCleared) m_active[{event.gddId, 0}] = event.state;
@@ -89,9 +90,9 @@ const EventModel* DeviceEngine::FindEvent(uint16_t gddId) const {
 
 bool DeviceEngine::TextLocked(const PointModel& point, std::string& text) const {
   const Point& state = m_points.at(point.id);
-  const bool told = state.state == Point::State::kTold;
-  text = told ? state.value : std::string();
-  return told;
+  const bool known = state.state == Point::State::kKnown;
+  text = known ? state.value : std::string();
+  return known;
 }
 
 bool DeviceEngine::PointText(uint16_t point, std::string& text) const {
@@ -195,7 +196,7 @@ Problem DeviceEngine::SetPoint(uint16_t point, const std::string& value) {
   }
   if (value.find('\0') != std::string::npos) return Problem("a value holds no NUL byte");
   const MutexLock guard(m_mutex);
-  SetValueLocked(*model, Point{value, Point::State::kTold});
+  SetValueLocked(*model, Point{value, Point::State::kKnown});
   return {};
 }
 
@@ -205,14 +206,14 @@ void DeviceEngine::SetFromSource(uint16_t point, const std::string* value) {
   const MutexLock guard(m_mutex);
   SetValueLocked(*model, value == nullptr
                              ? Point{"", Point::State::kMissing}
-                             : Point{value->substr(0, kLongestValue), Point::State::kTold});
+                             : Point{value->substr(0, kLongestValue), Point::State::kKnown});
 }
 
 void DeviceEngine::SetValueLocked(const PointModel& point, Point next) {
   Point& current = m_points.at(point.id);
   if (current.state == next.state && current.value == next.value) return;
-  // Nobody saw a value go away that was never there.
-  const bool seen = next.state == Point::State::kTold || current.state == Point::State::kTold;
+  // A value that was never known cannot be lost: no change is sent.
+  const bool seen = next.state == Point::State::kKnown || current.state == Point::State::kKnown;
   current = std::move(next);
   if (seen && m_covCallback != nullptr) Queue(m_valueChanges, {point.id, current.value});
   ApplyRulesLocked(point, false);
@@ -320,8 +321,8 @@ void DeviceEngine::ActiveEvents(LxPldProxy::ActiveEventsCallback callback) {
   {
     const MutexLock guard(m_mutex);
     for (const auto& [key, state] : m_active) events.push_back({key.second, key.first, state});
-    // Who does not listen yet learns everything from this answer. Who listens keeps a record of
-    // his own by the changes, and must miss none.
+    // Without a callback the caller learns every state from this answer. With one it keeps its own
+    // record from the changes, and must miss none.
     if (m_eventCallback == nullptr) m_eventChanges.clear();
   }
   std::list<LxPldProxy::ActiveEvent*> list;

@@ -24,15 +24,16 @@ class DeviceEngine {
   DeviceEngine(const DeviceEngine&) = delete;
   DeviceEngine& operator=(const DeviceEngine&) = delete;
 
-  // What never changes.
+  // The device's description. It never changes.
   const DeviceModel& Model() const { return m_model; }
 
-  // Queries. False, and an empty text or a number as it was, for a point or event that is unknown
-  // and for a value that can't be next.
+  // Queries. They answer false for an unknown point or event, and for a point without a value: a
+  // text is then empty, a number as it was.
   bool PointText(uint16_t point, std::string& text) const;
   // The value in degrees Celsius: converted where the point's unit is "degF".
   bool CelsiusText(uint16_t point, std::string& text) const;
-  // The value of the first point of that name, empty when it can't be told; false for no such name.
+  // The value of the first point of that name, empty when the point has none; false when no point
+  // has the name.
   bool NamedText(const std::string& name, std::string& text) const;
   bool EventText(uint16_t gddId, std::string& text) const;
   bool IsPoint(uint16_t point) const;
@@ -41,7 +42,7 @@ class DeviceEngine {
   // The largest number of modules of a report's points and events.
   bool ModuleCount(uint32_t report, uint32_t& count) const;
 
-  // A look at everything, in the order of the file.
+  // All points with their values and all events with their states, in the order of the file.
   struct PointView {
     const PointModel* model;
     std::string value;
@@ -58,13 +59,13 @@ class DeviceEngine {
   Problem SetPoint(uint16_t point, const std::string& value);
   Problem SetEvent(uint16_t gddId, uint32_t module, uint16_t state);
 
-  // What a point's source told; null: it could not tell. A value that goes away, and one that comes
-  // back, is a change; the text of a value that went away is empty.
+  // Takes the value that a point's source read; null when the source could not be read. The loss of
+  // a value and its return are changes; the text of a lost value is empty.
   void SetFromSource(uint16_t point, const std::string* value);
 
-  // Notifications. Changes of value wait from the registration of their callback on, changes of
-  // events from the last `ActiveEvents` on. Of what waits only the newest entry for each point,
-  // and for each event and module, is kept.
+  // Notifications. Changes of value are queued once their callback is registered, changes of events
+  // after the last `ActiveEvents`. A queue keeps only the newest change of each point, and of each
+  // event and module.
   void RegisterEvents(LxPldProxy::EventCallback callback);
   void RegisterCovs(LxPldProxy::CovCallback callback);
   // Deliver one notification; true while more are waiting.
@@ -75,9 +76,9 @@ class DeviceEngine {
 
  private:
   struct Point {
-    enum class State { kUnread, kMissing, kTold };  // unread: its source was not asked yet
+    enum class State { kUnread, kMissing, kKnown };  // unread: its source was not asked yet
     std::string value;
-    State state = State::kTold;
+    State state = State::kKnown;
   };
   using EventKey = std::pair<uint16_t, uint16_t>;  // event, module
 
@@ -101,8 +102,8 @@ class DeviceEngine {
   std::deque<std::pair<uint16_t, std::string>> m_valueChanges GUARDED_BY(m_mutex);
 };
 
-// The first 16 bits of a change of value: the number times ten, rounded to nearest; 0 for a text
-// that is no number and below 0, 65535 above what they hold.
+// The first 16 bits of a change of value: the number times ten, rounded to nearest. A text that is
+// no number and a negative number give 0, a number too large gives 65535.
 uint16_t TenfoldReading(const std::string& value);
 
 }  // namespace host

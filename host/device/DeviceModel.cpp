@@ -159,8 +159,8 @@ const ConditionKey* FindCondition(const Reader& event, const Reader& rule) {
 bool ParseOperand(const Reader& rule, const char* key, WhenModel& when) {
   const json_t* const value = rule.Value(key);
   when.limit = json_number_value(value);
-  if (json_is_number(value)) when.same.number = json_number_value(value);
-  when.same.text = JsonText(value);
+  if (json_is_number(value)) when.operand.number = json_number_value(value);
+  when.operand.text = JsonText(value);
   return value != nullptr;
 }
 

@@ -29,17 +29,17 @@ struct PointModel {
   std::optional<FileSource> source;
 };
 
-// What raises an event by itself, and clears it: what a point's value is.
+// A rule: it raises and clears an event by the value of a point.
 struct WhenModel {
   enum class Kind {
     kAbove,      // a number above the limit; cleared when it is back by more than the hysteresis
     kBelow,      // the same below it
-    kEquals,     // the text, or the number, of `same`; cleared by any other value
+    kEquals,     // the text, or the number, of the operand; cleared by any other value
     kNotEquals,  // the other way round
     kMissing,    // no value: none can be told, or it is empty; cleared by a value
   };
   // What a value is compared with: a number where there is one, else a text.
-  struct Same {
+  struct Operand {
     std::optional<double> number;
     std::string text;
   };
@@ -48,8 +48,8 @@ struct WhenModel {
   Kind kind = Kind::kAbove;
   double limit = 0;
   double hysteresis = 0;
-  Same same;
-  uint16_t state = kAlarm;  // that it raises
+  Operand operand;
+  uint16_t state = kAlarm;  // the state that it raises
 };
 
 struct EventModel {

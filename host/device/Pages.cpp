@@ -80,9 +80,9 @@ bool MarkValue(const DeviceEngine& engine, const std::string& uuid, const std::s
   return true;
 }
 
-// Calls `take` with each pair of braces in the text: where it begins, where its end begins, and
-// what stands between. What it takes is passed over, else the search goes on behind the first
-// brace.
+// Calls `take` for each `{{...}}` of the text, with the positions of both pairs of braces and the
+// text between them. When `take` answers true the search goes on after the mark, else after its
+// first brace.
 template <typename Take>
 void ForEachMark(const std::string& text, const Take& take) {
   for (size_t start = text.find("{{"); start != std::string::npos; start = text.find("{{", start)) {

@@ -10,10 +10,10 @@
 
 namespace host {
 
-// `text` with `{{point:ID}}`, `{{label}}`, `{{psi}}` and `{{uuid}}` replaced by their values. In
-// place of a point's value that can't be told or is empty comes what stands behind the bar of
-// `{{point:ID|null}}`, nothing without one. What is inserted is not looked at again. Everything
-// else stays.
+// `text` with `{{point:ID}}`, `{{label}}`, `{{psi}}` and `{{uuid}}` replaced by their values. A
+// point without a value, or with an empty one, is replaced by the text after the bar of
+// `{{point:ID|null}}`, by nothing when there is no bar. Inserted text is not searched for marks.
+// Everything else stays as it is.
 std::string RenderPage(const DeviceEngine& engine, const std::string& uuid,
                        const std::string& text);
 
@@ -23,11 +23,11 @@ struct PointMark {
   uint16_t point;
 };
 
-// Those of a text that rendering replaces, in their order, whether there is such a point or not.
+// The point marks of a text in their order, whether or not the device has the points.
 std::vector<PointMark> PointMarks(const std::string& text);
 
-// The text of a page, rendered; empty when there is none, and, with a message, when it would hold
-// a NUL byte: whoever takes such a text for a request's body counts more than he sends.
+// The rendered text of a page. Empty when there is no such page, and, with a message, when the text
+// would hold a NUL byte: a request with that body would announce more bytes than it sends.
 std::string GetPage(const DeviceEngine& engine, const std::string& uuid, const std::string& query,
                     const std::string& page);
 

@@ -48,7 +48,7 @@ Problem ReadFileSource(const PointModel& point, std::string& value) {
 
 namespace {
 
-// What a source told: its value, or what kept it from telling one.
+// What was read from a source: its value, or the problem.
 struct Reading {
   std::string value;
   Problem problem;
@@ -112,7 +112,7 @@ SourcePoller::Shared::Source* SourcePoller::Shared::FindDue() {
 // A source that is due counts before the reader wakes: it may be the one that hangs.
 bool SourcePoller::Shared::IsBusy() { return current != nullptr || FindDue() != nullptr; }
 
-// A thread's life: reads what is due, as long as it is the one who does.
+// A reader's thread: reads what is due until another reader takes its place.
 void SourcePoller::Shared::Run(unsigned long id) {
   while (Source* const source = Take(id)) {
     const Reading reading = ReadSource(read, source->point);
@@ -120,7 +120,7 @@ void SourcePoller::Shared::Run(unsigned long id) {
     source->busy = false;
     Report(*source, reading);
     if (reader == id) current = nullptr;
-    changed.TellAll();
+    changed.NotifyAll();
   }
 }
 
@@ -136,7 +136,8 @@ SourcePoller::Shared::Source* SourcePoller::Shared::Take(unsigned long id) {
   return current;
 }
 
-// Tells the engine, and the log what is new about it: without the lock, for the log may block.
+// Gives the reading to the engine, and logs a new problem or its end. Releases the lock for that,
+// as the log may block.
 void SourcePoller::Shared::Report(Source& source, const Reading& reading) {
   if (engine == nullptr) return;
   try {
@@ -163,7 +164,7 @@ SourcePoller::~SourcePoller() {
   const MutexLock guard(m_shared->mutex);
   m_shared->engine = nullptr;
   ++m_shared->reader;
-  m_shared->changed.TellAll();
+  m_shared->changed.NotifyAll();
 }
 
 void SourcePoller::Want(Wait& wait) {
@@ -189,7 +190,7 @@ void SourcePoller::Serve(const Wait& /*wait*/, int64_t nowMs) {
 void SourcePoller::BeginRound() {
   const MutexLock guard(m_shared->mutex);
   for (Shared::Source& source : m_shared->sources) source.due = !source.busy;
-  m_shared->changed.TellAll();
+  m_shared->changed.NotifyAll();
 }
 
 // A source that is still being read since the last look keeps its thread to itself.

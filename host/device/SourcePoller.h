@@ -17,29 +17,29 @@ namespace host {
 // Blocks for as long as the file does.
 Problem ReadFileSource(const PointModel& point, std::string& value);
 
-// Has the points' sources read every so many seconds and tells the engine, which it borrows. A
-// source that fails costs one message, until it tells something again.
+// Reads the sources of the points at the device's interval and gives their values to the engine,
+// which it borrows. A source that fails is logged once, and again when it has a value.
 //
-// They are read one after the other on a thread of its own, for a source may block: a sensor that
-// hangs, a file of a network. One that does so for more than five to ten seconds has no value until
-// it answers and keeps that thread; a new one reads the others.
+// A thread of its own reads one source after the other, for a source may block: a sensor that
+// hangs, a file on a network. A source that blocks for more than five to ten seconds has no value
+// until it answers. It keeps its thread, and a new thread reads the others.
 class SourcePoller : public EventSource {
  public:
   // Reads a source, as ReadFileSource does. May block, and throw; several threads at once.
   using Read = std::function<Problem(const PointModel& point, std::string& value)>;
 
   explicit SourcePoller(DeviceEngine& engine, Read read = &ReadFileSource);
-  // Waits for no source. What one tells afterwards is told to nobody.
+  // Does not wait for a source that is being read; its value is dropped.
   ~SourcePoller() override;
   SourcePoller(const SourcePoller&) = delete;
   SourcePoller& operator=(const SourcePoller&) = delete;
 
   void Want(Wait& wait) override;
-  // Begins a round when it is time, and looks after a source that hangs. Does not wait for either.
+  // Begins a round when it is due. Starts another reader when a source hangs. Does not block.
   void Serve(const Wait& wait, int64_t nowMs) override;
 
-  // Waits until every source of the round that was begun has told or hangs for good, `limitMs` at
-  // most; false when it took longer.
+  // Waits until every source of the current round was read or is known to hang, `limitMs` at most.
+  // False when that took longer.
   bool AwaitRound(int limitMs);
 
  private:

@@ -6,16 +6,16 @@
 
 namespace host {
 
-// What a program is started for.
+// The option that a program is started with.
 enum class CommandLineOption { kNone, kHelp, kVersion };
 
-// The errand of a command line, as /proc/self/cmdline holds it: `--help` and `--version` count as
-// the only argument, everything else runs.
+// The option of a command line, as /proc/self/cmdline holds it: `--help` and `--version` count as
+// the only argument. With any others the program runs.
 CommandLineOption CommandLineOptionOf(const std::string& commandLine);
 
-// Prints what the process was started to print, and ends it: status 0, or 1 when standard output
-// does not take it. Returns when it was started to run, and when it can't tell. `name` is the
-// program's.
+// Prints what the process's option asks for and ends the process: status 0, or 1 when standard
+// output can't be written. Returns without an option, and when the command line can't be read.
+// `name` is the program's.
 void RunCommandLineOption(const std::string& name);
 
 }  // namespace host

@@ -10,11 +10,11 @@
 
 namespace host {
 
-// Way to the service manager: one datagram a message. Any thread; never blocks.
+// Sends messages to the service manager, a datagram each. Any thread; never blocks.
 class NotifySocket {
  public:
-  // `address` is NOTIFY_SOCKET's text: a path, or an abstract name after "@"; null or empty for
-  // none, messages then go nowhere.
+  // `address` is NOTIFY_SOCKET's text: a path, or an abstract name after "@"; null or empty when
+  // there is none, messages are then dropped.
   explicit NotifySocket(const char* address);
 
   void Send(const std::string& message);

@@ -14,9 +14,9 @@
 
 namespace host {
 
-// Blocks SIGTERM, SIGINT and SIGHUP on the calling thread, and so on those that it starts: they
-// are read by the event thread. Makes SIGURG end a sleep and do nothing else, and SIGPIPE be
-// remembered only.
+// Blocks SIGTERM, SIGINT and SIGHUP on the calling thread, and so on those that it starts: they are
+// read by the event thread. SIGURG then interrupts a sleep and does nothing else, and SIGPIPE is
+// only remembered.
 void PrepareSignals();
 
 // Whether SIGPIPE came since the last call.

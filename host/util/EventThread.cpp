@@ -26,8 +26,8 @@ void Drain(int fd) {
   }
 }
 
-// Whether `work` was done. What it throws, most likely for want of memory, is logged and followed
-// by a pause: what failed may be wanted again at once.
+// Whether the step was done. An exception, most likely for lack of memory, is logged and followed
+// by a pause: the step may be tried again at once.
 template <typename Step>
 bool TryStep(Step step) {
   try {

@@ -12,7 +12,7 @@
 
 namespace host {
 
-// What one turn of an event loop waits for, and what it met.
+// What one turn of an event loop waits for, and what of it became ready.
 class Wait {
  public:
   void ForRead(int fd) { m_fds.push_back({fd, POLLIN, 0}); }
@@ -41,7 +41,7 @@ class EventSource {
   virtual void Serve(const Wait& wait, int64_t nowMs) = 0;
 };
 
-// Serves sources one after the other. Sources are borrowed. What is thrown, by a source or for want
+// Serves sources one after the other. Sources are borrowed. An exception, from a source or for lack
 // of memory, is logged and ends neither the loop nor the thread.
 class EventLoop {
  public:

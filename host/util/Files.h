@@ -17,17 +17,17 @@ namespace host {
 // writer of a pipe.
 Problem ReadFile(const std::string& path, size_t limit, std::string& text);
 
-// Whose a file is, and what it lets whom do.
+// Owner, group and mode of a file.
 struct Ownership {
   uid_t owner = 0;
   gid_t group = 0;
   mode_t mode = 0600;
 };
 
-// That of the file. A file that is missing is to be its folder's owner's, and for nobody else.
+// Those of the file; for a missing file owner and group of its folder, and mode 0600.
 Ownership OwnershipOf(const std::string& path);
 
-// Replaces a path that is a link by what it names in the end, whether or not that is there.
+// Replaces a path that is a link by the link's last target, which need not exist.
 Problem FollowLinks(std::string& path);
 
 // Replaces the file, or a link in its place, as a whole: whoever opens it finds the old bytes or
@@ -37,8 +37,8 @@ Problem FollowLinks(std::string& path);
 Problem ReplaceFile(const std::string& path, const Ownership& wanted, const std::string& text,
                     Problem& warning);
 
-// Removes what replacings of that file left behind when they were killed. Under the lock of those
-// who replace it.
+// Removes the temporary files of processes that were killed while they replaced that file. The
+// caller holds the file's lock.
 void RemoveTemporaries(const std::string& path);
 
 // Makes the folder and those above it, where missing, with mode 0755.
@@ -51,7 +51,7 @@ std::string FolderOf(const std::string& path);
 class FileLock {
  public:
   // Waits for the lock for `waitMs` at most. The lock file is given `wanted`'s owner, group and
-  // mode, as far as this user may: else whoever comes first keeps all others out.
+  // mode, as far as this user may: else the first user would lock all others out.
   FileLock(const std::string& path, int waitMs, const Ownership& wanted);
 
   // None when the lock is held; ETIMEDOUT when somebody else kept it; else what failed.

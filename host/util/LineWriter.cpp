@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lines to a descriptor that perhaps nobody reads.
+// Lines to a descriptor whose reader may have stopped reading.
 #include "host/util/LineWriter.h"
 
 #include <fcntl.h>

@@ -12,18 +12,19 @@
 
 namespace host {
 
-// Writes lines to a descriptor that perhaps nobody reads. Any thread; lines are never mixed.
+// Writes lines to a descriptor whose reader may have stopped reading. Any thread; lines are never
+// mixed.
 class LineWriter {
  public:
-  // Makes the line that tells how many are missing before it.
+  // Makes the line that says how many lines before it were dropped.
   using Notice = std::function<std::string(unsigned long lost)>;
 
   // Borrows `fd`, whose settings stay as they are: others may share them.
   LineWriter(int fd, int waitMs, Notice notice);
 
-  // Writes a line, its end included. Where it is not taken at once, waits for `waitMs` at most and
-  // then drops the line; from then on nothing waits until the descriptor takes something again. A
-  // line that was begun is finished before the next one.
+  // Writes a line, its end included. When the descriptor takes no bytes, waits `waitMs` at most and
+  // then drops the line; the lines after it are dropped without waiting until the descriptor takes
+  // bytes again. A line that was begun is finished before the next one.
   void Write(const std::string& line);
 
  private:

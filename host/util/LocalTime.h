@@ -11,9 +11,9 @@ namespace host {
 // The local broken-down time of `when`. False when it can't be represented.
 bool LocalTimeOf(time_t when, struct tm& local);
 
-// Local time of `when`'s fields as a time of the clock, `tm_isdst` not looked at. Of a time that
-// the zone has twice the first, unless that is before `now`; a time that the zone skips is as long
-// after the gap as it is into it. False when it can't be represented.
+// The clock's time of the local time in `when`'s fields; `tm_isdst` is ignored. A local time that
+// the zone has twice is the first one, unless that is before `now`. A local time that the zone
+// skips is moved on by the length of the gap. False when it can't be represented.
 bool LocalTimeAt(const struct tm& when, time_t now, time_t& time);
 
 // Fills `tomorrow` with noon of the date after that of `now`, `tm_isdst` -1. A date that the zone

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lines of the log, and the newest messages kept for whoever asks.
+// Lines of the log, and the newest messages, which are kept for requests.
 #include "host/util/Log.h"
 
 #include <sys/stat.h>

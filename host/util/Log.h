@@ -9,7 +9,7 @@
 
 #include "platform/util/dlog.h"
 
-// What the host itself has to say.
+// The host's own messages.
 #define HOST_LOG(level, ...) __dlog_printf(level, "Host", __VA_ARGS__)
 
 namespace host {
@@ -18,7 +18,7 @@ namespace host {
 // included, stay as they are.
 std::string EscapeControls(const std::string& text);
 
-// A message as it is kept for whoever asks later.
+// A message that is kept for a later request.
 struct LogMessage {
   std::string time;  // as in a line of the log
   int level = 0;

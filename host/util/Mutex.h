@@ -52,13 +52,13 @@ class HOST_THREAD_ANALYSIS(scoped_lockable) MutexLock {
 // What threads that hold a mutex wait for.
 class Condition {
  public:
-  // Gives the mutex up while it waits. May return without having been told.
+  // Releases the mutex while it waits. May return without a notification.
   void Wait(Mutex& mutex) REQUIRES(mutex) {
     std::unique_lock<std::mutex> lock(mutex.m_mutex, std::adopt_lock);
     m_condition.wait(lock);
     lock.release();
   }
-  void TellAll() { m_condition.notify_all(); }
+  void NotifyAll() { m_condition.notify_all(); }
 
  private:
   std::condition_variable m_condition;

@@ -9,9 +9,9 @@ namespace host {
 // What stands for a secret that is not shown.
 constexpr char kMask[] = "********";
 
-// Remembers a text that no message for others may show. The newest 16 are kept: a token that was
-// given back is still a secret while messages speak of it. Texts of less than 4 bytes are no
-// secrets. Any thread.
+// Remembers a text that messages for others must not show. The newest 16 are kept: a token that has
+// ended is still a secret while a message holds it. Texts of less than 4 bytes are no secrets. Any
+// thread.
 void KeepSecret(const std::string& text);
 
 // `text` with every secret in it masked. Any thread.

@@ -11,12 +11,12 @@ namespace host {
 
 // The table of time-of-day alarms: no thread, no clock, no lock, and no callback is called.
 //
-// An alarm is one for a local time: when that is reached follows the zone that the machine has at
-// each look. One whose time the clock has reached or passed is due as expired. One whose time is
-// ahead while the clock shows a date before that of its creation is due as cancelled, when the
-// clock was set back or the zone changed: "tomorrow" is another day than the one it was armed for.
-// A clock that moves on to another date, by itself or by being set, cancels nothing: midnight
-// passes a second before an alarm of 00:00:01 is reached.
+// An alarm is set for a local time; the zone that the machine has at each look decides when that
+// is. An alarm whose time the clock has reached or passed is due as expired. An alarm whose time is
+// ahead is due as cancelled when the clock was set back, or the zone changed, to a date before that
+// of its creation: "tomorrow" is another day then. A clock that moves on to another date, by itself
+// or by being set, cancels nothing: midnight passes a second before an alarm of 00:00:01 is
+// reached.
 class TimerCore {
  public:
   struct Alarm {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Keys that nobody knows, and which ones were perhaps meant.
+// Unknown keys, and the known ones that may have been meant.
 #include "host/util/UnknownKeys.h"
 
 #include <algorithm>

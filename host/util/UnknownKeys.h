@@ -9,8 +9,8 @@
 
 namespace host {
 
-// The known text that is most like this one, asked for: ` (is "Url" meant?)`; empty when none is
-// like it.
+// A question after the known text that is most like this one, ` (is "Url" meant?)`; empty when none
+// is like it.
 std::string MeantHint(const std::string& text, const std::vector<std::string>& known);
 
 // The keys of an object that are none of `known`, each in quotes, with the known one that it is

@@ -618,9 +618,9 @@ def event(**changes):
     (dict(point_change={"7dayTempAccum": None}), '"7dayTempAccum" is neither true nor false'),
     (dict(point_change={"7dayHumAccum": 0}), '"7dayHumAccum" is neither true nor false'),
     (dict(resource_change={"resourcePach": ""}),
-     'resource "thermal": nobody knows its key "resourcePach" (is "resourcePatch" meant?)'),
-    (dict(point_change={"Patch": ""}), 'nobody knows its key "Patch" (is "patch" meant?)'),
-    (dict(point_change=event(num="")), 'point 1201: its event: nobody knows its key "num"'),
+     'resource "thermal": unknown key "resourcePach" (is "resourcePatch" meant?)'),
+    (dict(point_change={"Patch": ""}), 'unknown key "Patch" (is "patch" meant?)'),
+    (dict(point_change=event(num="")), 'point 1201: its event: unknown key "num"'),
     (dict(resource_change={"url": "redfish/v1/Chassis/<chassisid>"}),
      '"url" does not begin with a slash'),
     (dict(resource_change={"tempUomCelsius": False}),
@@ -714,7 +714,7 @@ def test_device_is_checked(ctl, folder):
     assert (ended.returncode, ended.stderr) == (1, b"")
     findings = json.loads(ended.stdout)
     assert findings[:2] == ['"Modules" of "Points"[0] is not an integer from 1 to 1024',
-                            'nobody knows the key "id" (is "Id" meant?) of "Points"[0]']
+                            'unknown key "id" (is "Id" meant?) of "Points"[0]']
     assert "duplicate" in findings[2] and len(findings) == 3
     assert ctl.run("device", "check", "device.json").stdout.decode().splitlines() == [
         f"device.json: {finding}" for finding in findings]

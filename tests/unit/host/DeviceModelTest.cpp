@@ -82,12 +82,12 @@ TEST_F(DeviceModelTest, Rule_compares_with_a_text_or_a_number) {
   using Kind = host::WhenModel::Kind;
   const host::WhenModel equals = model.events.at(0).when.value();
   EXPECT_EQ(equals.kind, Kind::kEquals);
-  EXPECT_FALSE(equals.same.number.has_value());
-  EXPECT_EQ(equals.same.text, "Heating");
+  EXPECT_FALSE(equals.operand.number.has_value());
+  EXPECT_EQ(equals.operand.text, "Heating");
   EXPECT_EQ(equals.state, 1);
   const host::WhenModel notEquals = model.events.at(1).when.value();
   EXPECT_EQ(notEquals.kind, Kind::kNotEquals);
-  EXPECT_EQ(notEquals.same.number, 1.5);
+  EXPECT_EQ(notEquals.operand.number, 1.5);
   EXPECT_EQ(notEquals.state, 4);
   EXPECT_EQ(model.events.at(2).when.value().kind, Kind::kMissing);
   EXPECT_EQ(model.events.at(2).when.value().state, 2);

@@ -72,8 +72,8 @@ TEST(MapCheckTest, Says_first_what_is_written_wrong_then_what_does_not_fit) {
                     surroundings),
               ElementsAre(R"("none" is not an array)",
                           R"(point 2: its event has no "msgid": it is ignored)",
-                          R"(resource "b": nobody knows its key odd of 6)",
-                          "point 2: its event: nobody knows its key odd of 8",
+                          R"(resource "b": unknown key odd of 6)",
+                          "point 2: its event: unknown key odd of 8",
                           R"(point 1: "7dayTempAccum" is neither true nor false: it counts as )"
                           "false",
                           R"(resource "a": there is an earlier one of that name)",
