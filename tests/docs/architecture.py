@@ -68,6 +68,11 @@ def of_span(span, paths, texts):
             yield f"in no source: {span}"
 
 
+@functools.lru_cache(None)
+def of_this_span(span):
+    return tuple(of_span(span, files(), sources()))
+
+
 def of_link(file, anchor):
     path = DOCUMENT.parent / file
     if not path.is_file():
@@ -77,12 +82,11 @@ def of_link(file, anchor):
 
 
 def problems(document):
-    paths, texts = files(), sources()
     spans = dict.fromkeys(SPAN.findall(document))
     if sum(1 for span in spans if FILE.fullmatch(span)) < 100:
         yield "names few files"
     for span in spans:
-        yield from of_span(span, paths, texts)
+        yield from of_this_span(span)
     for file, anchor in dict.fromkeys(LINK.findall(document)):
         yield from of_link(file, anchor)
 

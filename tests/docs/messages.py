@@ -8,6 +8,7 @@ tables of result numbers are compared with the enumerations that they describe.
 """
 
 import collections
+import functools
 import itertools
 import pathlib
 import re
@@ -85,6 +86,7 @@ def daemon_messages(path):
             yield Message(level, f"{unit_of(path)} {name}:{pattern(text[3:])}")
 
 
+@functools.lru_cache(None)
 def shared_source(path):
     """The sources of the file's unit: a helper's callers may be in another file of it."""
     return "\n".join(blank_comments(p.read_text(encoding="utf-8"))
@@ -100,6 +102,7 @@ def host_messages(path):
         yield Message(match.group(1), f"Host {match.group(2)}\x00")
 
 
+@functools.lru_cache(None)
 def in_sources():
     found = set()
     for path in itertools.chain.from_iterable(files(folder) for folder in DAEMON):
