@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// account and operator: the commands about who may come in.
 #include "service/AuthCommands.h"
 
 #include <fstream>
@@ -42,7 +43,8 @@ void ListAccounts(Store& store, std::ostream& out) {
   constexpr std::int64_t kAtOnce = 1000;
   std::string last;
   for (;;) {
-    const std::vector<AccountRecord> accounts = store.ListAccounts(last, kAtOnce);
+    const auto accounts =
+        store.Read([&](Transaction& kept) { return kept.ListAccounts(last, kAtOnce); });
     if (accounts.empty()) return;
     for (const AccountRecord& account : accounts) ShowAccount(account, out);
     last = accounts.back().email;
@@ -50,9 +52,11 @@ void ListAccounts(Store& store, std::ostream& out) {
 }
 
 void RemoveAccount(Store& store, const Options& options) {
-  const std::optional<AccountRecord> account = store.FindAccount(options.subject);
-  if (!account) throw std::runtime_error("there is no account " + options.subject);
-  store.DeleteAccount(account->id, options.withAppliances);
+  store.Write([&](Transaction& kept) {
+    const std::optional<AccountRecord> account = kept.FindAccount(options.subject);
+    if (!account) throw std::runtime_error("there is no account " + options.subject);
+    kept.DeleteAccount(account->id, options.withAppliances);
+  });
 }
 
 void AddOperator(Store& store, const Options& options, const Clock& clock, std::istream& in,
@@ -68,14 +72,17 @@ void AddOperator(Store& store, const Options& options, const Clock& clock, std::
 }
 
 void ListOperators(Store& store, std::ostream& out) {
-  for (const OperatorRecord& person : store.ListOperators()) {
+  const auto people = store.Read([](Transaction& kept) { return kept.ListOperators(); });
+  for (const OperatorRecord& person : people) {
     out << Printable(person.name) << "  " << (person.tokenHash ? "token" : "password") << ", since "
         << UtcTime(person.created) << "\n";
   }
 }
 
 void RemoveOperator(Store& store, const Options& options) {
-  if (!store.DeleteOperator(options.subject)) {
+  const bool gone =
+      store.Write([&](Transaction& kept) { return kept.DeleteOperator(options.subject); });
+  if (!gone) {
     throw std::runtime_error("there is no operator " + options.subject);
   }
 }
@@ -84,8 +91,9 @@ void RemoveOperator(Store& store, const Options& options) {
 
 void RunOwnersCommand(const Options& options, const Clock& clock, std::istream& in,
                       std::ostream& out) {
-  Store store(options.database,
-              options.create ? Database::Missing::kCreate : Database::Missing::kRefuse);
+  const auto opened =
+      OpenStore(options.database, options.create ? MissingFile::kCreate : MissingFile::kRefuse);
+  Store& store = *opened;
   switch (options.command) {
     case Command::kAddAccount:
       return AddAccount(store, options, clock, in, out);

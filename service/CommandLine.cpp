@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The command line.
 #include "service/CommandLine.h"
 
 #include <arpa/inet.h>

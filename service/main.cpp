@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// cloudservice: puts the rooms together, and runs until it is told to stop.
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -7,6 +8,7 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <optional>
 
 #include <boost/asio/io_context.hpp>
@@ -23,10 +25,11 @@
 #include "service/auth/Operators.h"
 #include "service/http/Server.h"
 #include "service/http/Tls.h"
-#include "service/ops/Backup.h"
+#include "service/ops/CleanUp.h"
 #include "service/ops/Operations.h"
 #include "service/page/Page.h"
 #include "service/redfish/Service.h"
+#include "service/store/Backup.h"
 #include "service/store/Lock.h"
 #include "service/store/Store.h"
 #include "service/util/Clock.h"
@@ -86,11 +89,11 @@ Retention RetentionOf(const Options& options) {
 }
 
 // Now and every hour from now on, in steps with requests between them.
-void RemoveOldEveryHour(boost::asio::steady_timer& timer, RedfishService& service) {
-  const bool more = service.RemoveOld();
+void CleanUpEveryHour(boost::asio::steady_timer& timer, CleanUp& cleanUp) {
+  const bool more = cleanUp.Step();
   timer.expires_after(more ? std::chrono::hours(0) : std::chrono::hours(1));
   timer.async_wait([&](const boost::system::error_code& cancelled) {
-    if (!cancelled) RemoveOldEveryHour(timer, service);
+    if (!cancelled) CleanUpEveryHour(timer, cleanUp);
   });
 }
 
@@ -99,7 +102,7 @@ std::string RegistrationKeyOf(const Options& options) {
   return ReadSecret(options.registrationKeyFile, std::cin);
 }
 
-Operations::Service Behind(RedfishService& service, OperatorApi& api, const Server& server) {
+Operations::Service ServiceOf(RedfishService& service, OperatorApi& api, const Server& server) {
   return {[&service, &api](const Request& request) {
             if (OperatorApi::Serves(request.target)) return api.Handle(request);
             std::optional<Response> page = AnswerPage(request);
@@ -107,16 +110,17 @@ Operations::Service Behind(RedfishService& service, OperatorApi& api, const Serv
           },
           [&service](unsigned status, const Request& request, const std::string& reason) {
             if (OperatorApi::Serves(request.target)) return ApiErrorResponse(status, reason);
-            return service.Refuse(status, request.method, request.target, reason);
+            return service.Refuse(status, request, reason);
           },
           [&server] { return server.Connections(); }};
 }
 
 int Run(const Options& options, const Log& log) {
   const DatabaseLock lock(options.database);
-  Store store(options.database);
-  if (!store.KeptCopy().empty()) {
-    log.Line("database upgraded, the one before is kept as " + store.KeptCopy());
+  const std::unique_ptr<Store> opened = OpenStore(options.database);
+  Store& store = *opened;
+  if (!store.UpgradeBackup().empty()) {
+    log.Line("database upgraded, the one before is kept as " + store.UpgradeBackup());
   }
   std::optional<boost::asio::ssl::context> tls = TlsOf(options, log);
   Accounts accounts(store, WallClock, SteadyClock);
@@ -140,10 +144,11 @@ int Run(const Options& options, const Log& log) {
   context.clock = WallClock;
   context.log = &log;
   Server server(io, tls ? &*tls : nullptr, context);
-  operations.emplace(store, log, WallClock, Behind(service, api, server));
+  operations.emplace(store, log, WallClock, ServiceOf(service, api, server));
   server.Listen(options.address, options.port);
+  CleanUp cleanUp(store, log, WallClock, RetentionOf(options));
   boost::asio::steady_timer cleaning(io);
-  RemoveOldEveryHour(cleaning, service);
+  CleanUpEveryHour(cleaning, cleanUp);
   Ticker ticker(io, feed);
   WaitForSignal(signals, server, cleaning, ticker, log);
   if (!accounts.Any()) log.Line("no account: no appliance can register");

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// A request of an operator's on its way: its operation, its sender, its answer.
 #include "service/api/Api.h"
 
 #include <algorithm>
@@ -10,7 +11,7 @@ namespace cloudservice {
 
 namespace {
 
-const std::vector<std::string> kBase = {"api", "v1"};
+constexpr const char* kBase = "/api/v1/";
 
 // Thrown for a sender who has to wait.
 class TooMany : public ApiError {
@@ -22,14 +23,6 @@ class TooMany : public ApiError {
  private:
   std::int64_t m_wait;
 };
-
-bool Matches(const std::vector<std::string>& pattern, const std::vector<std::string>& path) {
-  if (path.size() != kBase.size() + pattern.size()) return false;
-  const auto [differs, rest] = std::mismatch(kBase.begin(), kBase.end(), path.begin());
-  if (differs != kBase.end()) return false;
-  return std::equal(pattern.begin(), pattern.end(), rest,
-                    [](const std::string& a, const std::string& b) { return a == "*" || a == b; });
-}
 
 // The value of the cookie `session`.
 std::string SessionCookie(const std::string& header) {
@@ -62,81 +55,77 @@ OperatorApi::OperatorApi(Store& store, Operators& operators, Feed& feed, const L
       m_feed(feed),
       m_log(log),
       m_clock(std::move(clock)),
-      m_secure(secure) {}
+      m_secure(secure) {
+  AddRoutes();
+}
 
-bool OperatorApi::Serves(const std::string& target) {
-  const std::string path = target.substr(0, target.find('?'));
+bool OperatorApi::Serves(const Target& target) {
+  const std::string path = target.Text().substr(0, target.Text().find('?'));
   return path == "/api" || path.rfind("/api/", 0) == 0;
 }
 
-const std::vector<OperatorApi::Route>& OperatorApi::Routes() {
+void OperatorApi::AddRoutes() {
   using A = OperatorApi;
   constexpr Access kAnyone = Access::kAnyone;
   constexpr Access kOperator = Access::kOperator;
-  static const std::vector<Route> routes = {
-      {"GET", {"openapi.json"}, kAnyone, {}, &A::GetDescription},
-      {"POST", {"session"}, kAnyone, {}, &A::SignIn},
-      {"GET", {"session"}, kOperator, {}, &A::GetSession},
-      {"DELETE", {"session"}, kAnyone, {}, &A::SignOut},
-      {"GET",
-       {"appliances"},
-       kOperator,
-       {"q", "state", "severity", "sort", "limit", "offset", "after"},
-       &A::ListAppliances},
-      {"GET", {"appliances", "*"}, kOperator, {}, &A::GetAppliance},
-      {"GET", {"appliances", "*", "alarms"}, kOperator, {}, &A::ListAlarms},
-      {"GET",
-       {"appliances", "*", "events"},
-       kOperator,
-       {"severity", "kind", "since", "until", "q", "limit", "before"},
-       &A::ListEvents},
-      {"GET", {"appliances", "*", "resources"}, kOperator, {}, &A::ListResources},
-      {"GET", {"appliances", "*", "resources", "detail"}, kOperator, {"uri"}, &A::GetResource},
-      {"GET", {"appliances", "*", "numbers"}, kOperator, {}, &A::ListNumbers},
-      {"GET",
-       {"appliances", "*", "history"},
-       kOperator,
-       {"uri", "member", "pointer", "since", "until", "points"},
-       &A::GetHistory},
-      {"GET", {"stream"}, kOperator, {}, &A::GetStream},
+  const auto add = [this](const char* method, const char* path, Endpoint endpoint) {
+    m_routes.Add(method, std::string(kBase) + path, std::move(endpoint));
   };
-  return routes;
+  add("GET", "openapi.json", {kAnyone, {}, &A::GetDescription});
+  add("POST", "session", {kAnyone, {}, &A::SignIn});
+  add("GET", "session", {kOperator, {}, &A::GetSession});
+  add("DELETE", "session", {kAnyone, {}, &A::SignOut});
+  add("GET", "stream", {kOperator, {}, &A::GetStream});
+  add("GET", "appliances",
+      {kOperator,
+       {"q", "state", "severity", "sort", "limit", "offset", "after"},
+       &A::ListAppliances});
+  add("GET", "appliances/*", {kOperator, {}, &A::GetAppliance});
+  add("GET", "appliances/*/alarms", {kOperator, {}, &A::ListAlarms});
+  add("GET", "appliances/*/events",
+      {kOperator, {"severity", "kind", "since", "until", "q", "limit", "before"}, &A::ListEvents});
+  add("GET", "appliances/*/resources", {kOperator, {}, &A::ListResources});
+  add("GET", "appliances/*/resources/detail", {kOperator, {"uri"}, &A::GetResource});
+  add("GET", "appliances/*/numbers", {kOperator, {}, &A::ListNumbers});
+  add("GET", "appliances/*/history",
+      {kOperator, {"uri", "member", "pointer", "since", "until", "points"}, &A::GetHistory});
 }
 
-const OperatorApi::Route& OperatorApi::FindRoute(const Request& request, const Target& target,
-                                                 std::string& allowed) {
+const OperatorApi::Endpoint& OperatorApi::Find(const Request& request,
+                                               std::vector<std::string>& names,
+                                               std::string& allowed) const {
   const std::string method = request.method == "HEAD" ? "GET" : request.method;
-  for (const Route& route : Routes()) {
-    if (!Matches(route.path, target.segments)) continue;
-    if (route.method == method) return route;
-    if (!allowed.empty()) allowed += ", ";
-    allowed += route.method;
-    if (route.method == std::string("GET")) allowed += ", HEAD";
+  const Router<Endpoint>::Path* path = m_routes.Find(request.target.Segments(), names);
+  if (path == nullptr) throw ApiError(404, "There is nothing at " + request.target.Path() + ".");
+  if (const Endpoint* endpoint = path->Find(method)) return *endpoint;
+  for (const auto& [name, endpoint] : path->methods) {
+    allowed += (allowed.empty() ? "" : ", ") + name;
+    if (name == "GET") allowed += ", HEAD";
   }
-  if (allowed.empty()) throw ApiError(404, "There is nothing at " + target.Path() + ".");
   throw ApiError(405, request.method + " is not possible here; possible: " + allowed + ".");
 }
 
-void OperatorApi::Authorize(const Route& route, const Request& request, const Proof& proof,
-                            Identity& who) {
-  if (route.access == Access::kAnyone) return;
-  who = m_operators.Identify(request.peer, proof);
+Identity OperatorApi::Authorize(const Endpoint& endpoint, const Request& request,
+                                const Credentials& credentials) {
+  if (endpoint.access == Access::kAnyone) return {};
+  Identity who = m_operators.Identify(request.peer, credentials);
   if (who.wait > 0) throw TooMany(who.wait);
   if (!who.person) throw ApiError(401, "Sign in, or bring a token.");
+  return who;
 }
 
 Response OperatorApi::Dispatch(const Request& request, std::string& allowed) {
-  std::optional<Target> target = ParseTarget(request.target);
-  if (!target) throw ApiError(404, "The request's target is no path of this service.");
-  const Route& route = FindRoute(request, *target, allowed);
-  const Proof proof = {SessionCookie(request.Header("Cookie")), request.Header("Authorization")};
-  Identity who;
-  Authorize(route, request, proof, who);
-  Query query(*target, route.parameters);
-  constexpr std::size_t kUuid = 3;
-  std::string uuid = target->segments.size() > kUuid ? target->segments[kUuid] : "";
-  return (this->*route.operation)(
-      {request, *std::move(target), std::move(uuid), proof, who, std::move(query)});
+  if (!request.target.IsPath()) {
+    throw ApiError(404, "The request's target is no path of this service.");
+  }
+  std::vector<std::string> names;
+  const Endpoint& endpoint = Find(request, names, allowed);
+  const Credentials credentials = {SessionCookie(request.Header("Cookie")),
+                                   request.Header("Authorization")};
+  Identity who = Authorize(endpoint, request, credentials);
+  Query query(request.target, endpoint.parameters);
+  return (this->*endpoint.operation)(
+      {request, names.empty() ? "" : names.front(), credentials, std::move(who), std::move(query)});
 }
 
 Response OperatorApi::Handle(const Request& request) {
@@ -161,7 +150,7 @@ Response OperatorApi::Handle(const Request& request) {
 }
 
 Response OperatorApi::Refused(const Request& request, unsigned status, const std::string& reason) {
-  m_log.Line("refused: " + request.method + " " + LoggableTarget(request.target) + ": " +
+  m_log.Line("refused: " + request.method + " " + request.target.Loggable() + ": " +
              std::to_string(status) + " " + reason);
   Response response = ApiErrorResponse(status, reason);
   if (status == 401) {
@@ -178,8 +167,9 @@ Response OperatorApi::GetStream(const Call& call) {
   Response response;
   response.type = "text/event-stream";
   if (call.request.method == "HEAD") return response;
-  // A session that came beside another proof has nothing to do with the stream.
-  const std::string session = call.proof.authorization.empty() ? call.proof.session : "";
+  // A session that came beside another credentials has nothing to do with the stream.
+  const std::string session =
+      call.credentials.authorization.empty() ? call.credentials.session : "";
   response.stream = m_feed.Open(*call.who.person, session, call.request.Header("Last-Event-ID"));
   if (response.stream) return response;
   response = Refused(call.request, 503, "As many streams are open as can be served at once.");

@@ -12,7 +12,7 @@
 #include "service/api/Views.h"
 #include "service/auth/Operators.h"
 #include "service/http/Message.h"
-#include "service/http/Target.h"
+#include "service/http/Router.h"
 #include "service/store/Store.h"
 #include "service/util/Clock.h"
 #include "service/util/Log.h"
@@ -28,7 +28,7 @@ class OperatorApi {
               bool secure);
 
   // Whether a request with this target is for this service.
-  static bool Serves(const std::string& target);
+  static bool Serves(const Target& target);
 
   // Answers a request; whatever goes wrong becomes an error answer and a line in the log.
   Response Handle(const Request& request);
@@ -37,27 +37,26 @@ class OperatorApi {
   // A request on its way to its operation.
   struct Call {
     const Request& request;
-    Target target;
     std::string uuid;  // the path's segment that names an appliance
-    Proof proof;
+    Credentials credentials;
     Identity who;
     Query query;
   };
 
   enum class Access { kAnyone, kOperator };
 
-  struct Route {
-    const char* method;
-    std::vector<std::string> path;  // behind /api/v1; "*" stands for the UUID
-    Access access;
-    std::vector<std::string> parameters;
-    Response (OperatorApi::*operation)(const Call& call);
+  struct Endpoint {
+    Access access = Access::kOperator;
+    std::vector<std::string> parameters;  // of the query
+    Response (OperatorApi::*operation)(const Call& call) = nullptr;
   };
 
-  static const std::vector<Route>& Routes();
-  static const Route& FindRoute(const Request& request, const Target& target, std::string& allowed);
+  void AddRoutes();
+  const Endpoint& Find(const Request& request, std::vector<std::string>& names,
+                       std::string& allowed) const;
   Response Dispatch(const Request& request, std::string& allowed);
-  void Authorize(const Route& route, const Request& request, const Proof& proof, Identity& who);
+  Identity Authorize(const Endpoint& endpoint, const Request& request,
+                     const Credentials& credentials);
   Response Refused(const Request& request, unsigned status, const std::string& reason);
 
   Response GetDescription(const Call& call);
@@ -69,7 +68,6 @@ class OperatorApi {
   Response ListAppliances(const Call& call);
   Response GetAppliance(const Call& call);
   Response ListAlarms(const Call& call);
-  ApplianceRecord FindAppliance(const std::string& uuid);
 
   Response ListEvents(const Call& call);
 
@@ -77,7 +75,6 @@ class OperatorApi {
   Response GetResource(const Call& call);
   Response ListNumbers(const Call& call);
   Response GetHistory(const Call& call);
-  DocumentRecord FindDocument(const Call& call);
 
   Response GetStream(const Call& call);
 
@@ -87,6 +84,7 @@ class OperatorApi {
   const Log& m_log;
   const Clock m_clock;
   const bool m_secure;
+  Router<Endpoint> m_routes;
 };
 
 }  // namespace cloudservice

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+// The documents that an appliance has sent.
+#include <algorithm>
+
 #include "service/api/Api.h"
 #include "service/api/Error.h"
+#include "service/api/Find.h"
 
 namespace cloudservice {
 
@@ -19,34 +23,34 @@ Json TypeView(const Json& document) {
 Json ResourceView(const DocumentRecord& record) {
   const Json document = ParseStored(record.document);
   const Json name = TextOrNull(document, "Name");
-  return {{"uri", record.path},
+  const std::string uri = UriOf(record.name);
+  return {{"uri", uri},
           {"type", TypeView(document)},
-          {"name", name.is_string() ? name : Json(record.path.substr(record.path.rfind('/') + 1))},
+          {"name", name.is_string() ? name : Json(uri.substr(uri.rfind('/') + 1))},
           {"updated", UtcTime(record.changed)}};
 }
 
 }  // namespace
 
-DocumentRecord OperatorApi::FindDocument(const Call& call) {
-  FindAppliance(call.uuid);
-  const std::string uri = call.query.RequiredText("uri");
-  std::optional<DocumentRecord> document = m_store.FindDocument(call.uuid, uri);
-  if (!document) throw Unknown("document " + uri);
-  return *std::move(document);
-}
-
+// In the order of their addresses.
 Response OperatorApi::ListResources(const Call& call) {
-  FindAppliance(call.uuid);
+  std::vector<DocumentRecord> records = m_store.Read([&](Transaction& store) {
+    FindAppliance(store, call.uuid);
+    return store.ListDocuments(call.uuid);
+  });
+  std::sort(records.begin(), records.end(), [](const DocumentRecord& a, const DocumentRecord& b) {
+    return UriOf(a.name) < UriOf(b.name);
+  });
   Json items = Json::array();
-  for (const DocumentRecord& record : m_store.ListDocuments(call.uuid)) {
-    items.push_back(ResourceView(record));
-  }
+  for (const DocumentRecord& record : records) items.push_back(ResourceView(record));
   return ApiAnswer(200, {{"items", std::move(items)}});
 }
 
 Response OperatorApi::GetResource(const Call& call) {
-  const DocumentRecord record = FindDocument(call);
-  return ApiAnswer(200, {{"uri", record.path},
+  const std::string uri = call.query.RequiredText("uri");
+  const DocumentRecord record =
+      m_store.Read([&](Transaction& store) { return FindDocument(store, call.uuid, uri); });
+  return ApiAnswer(200, {{"uri", uri},
                          {"updated", UtcTime(record.changed)},
                          {"document", ParseStored(record.document)}});
 }

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+// The log of an appliance's events.
 #include <algorithm>
 
 #include "service/api/Api.h"
 #include "service/api/Error.h"
+#include "service/api/Find.h"
 #include "service/util/Text.h"
 
 namespace cloudservice {
@@ -43,26 +45,28 @@ bool HoldsText(const Json& view, const std::string& text) {
 }  // namespace
 
 Response OperatorApi::ListEvents(const Call& call) {
-  FindAppliance(call.uuid);
   LogFilter filter = FilterOf(call.query, call.uuid);
   const std::int64_t limit = call.query.Limit();
   const std::string text = call.query.Sought().value_or("");
   filter.limit = kBatch;
 
-  Json items = Json::array();
-  const auto full = [&] { return static_cast<std::int64_t>(items.size()) == limit; };
-  bool more = true;
-  for (std::int64_t lookedAt = 0; more && lookedAt < kMaxLookedAt; lookedAt += kBatch) {
-    const std::vector<LoggedEvent> log = m_store.ListLog(filter);
-    more = static_cast<std::int64_t>(log.size()) == kBatch;
-    for (const LoggedEvent& entry : log) {
-      if (full()) return Page(std::move(items), filter.before);
-      Json view = EventView(entry);
-      if (HoldsText(view, text)) items.push_back(std::move(view));
-      filter.before = entry.event.id;
+  return m_store.Read([&](Transaction& store) {
+    FindAppliance(store, call.uuid);
+    Json items = Json::array();
+    const auto full = [&] { return static_cast<std::int64_t>(items.size()) == limit; };
+    bool more = true;
+    for (std::int64_t lookedAt = 0; more && lookedAt < kMaxLookedAt; lookedAt += kBatch) {
+      const std::vector<LoggedEvent> log = store.ListLog(filter);
+      more = static_cast<std::int64_t>(log.size()) == kBatch;
+      for (const LoggedEvent& entry : log) {
+        if (full()) return Page(std::move(items), filter.before);
+        Json view = EventView(entry);
+        if (HoldsText(view, text)) items.push_back(std::move(view));
+        filter.before = entry.event.id;
+      }
     }
-  }
-  return Page(std::move(items), more ? filter.before : std::nullopt);
+    return Page(std::move(items), more ? filter.before : std::nullopt);
+  });
 }
 
 }  // namespace cloudservice

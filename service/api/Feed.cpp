@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+// The live stream of what changes.
 #include "service/api/Feed.h"
 
 #include <algorithm>
 #include <exception>
 #include <utility>
 
+#include "service/api/Find.h"
 #include "service/api/Views.h"
 #include "service/util/Secret.h"
 
@@ -23,7 +25,7 @@ Feed::Feed(Store& store, Operators& operators, const Log& log, Clock clock)
       m_clock(std::move(clock)),
       m_run(RandomHex(kRunBytes)),
       m_looked(m_clock()),
-      m_foreign(store.ForeignChanges()) {
+      m_foreign(store.DataVersion()) {
   m_store.Listen([this](const Change& change) { OnChange(change); });
 }
 
@@ -105,9 +107,10 @@ void Feed::TellChange(const Change& change) {
     case Change::What::kGone:
       return Tell("gone", {{"uuid", change.manager}});
     case Change::What::kDocument: {
-      const auto document = m_store.FindDocument(change.manager, change.path);
+      const auto document = m_store.Read(
+          [&](Transaction& store) { return store.FindDocument(change.manager, change.document); });
       return Tell("resource", {{"uuid", change.manager},
-                               {"uri", change.path},
+                               {"uri", UriOf(change.document)},
                                {"updated", document ? Json(UtcTime(document->changed)) : Json()}});
     }
     case Change::What::kEvent: {
@@ -115,7 +118,7 @@ void Feed::TellChange(const Change& change) {
       one.manager = change.manager;
       one.before = change.event + 1;
       one.limit = 1;
-      const std::vector<LoggedEvent> found = m_store.ListLog(one);
+      const auto found = m_store.Read([&](Transaction& store) { return store.ListLog(one); });
       if (found.empty()) return;
       Json data = EventView(found.front());
       data["uuid"] = change.manager;
@@ -125,7 +128,8 @@ void Feed::TellChange(const Change& change) {
 }
 
 void Feed::TellAppliance(const std::string& uuid) {
-  const std::optional<ApplianceRecord> appliance = m_store.FindAppliance(uuid);
+  const auto appliance =
+      m_store.Read([&](Transaction& store) { return store.FindAppliance(uuid); });
   if (appliance) Tell("appliance", ApplianceView(*appliance, m_clock()));
 }
 
@@ -136,13 +140,14 @@ void Feed::TellDue() {
   const std::int64_t to = std::max(m_looked, now);
   m_looked = now;
   if (from == to) return;
-  for (const std::string& uuid : m_store.ListDue(from, to)) {
-    OnChange({Change::What::kAppliance, uuid, 0, ""});
+  const auto due = m_store.Read([&](Transaction& store) { return store.ListDue(from, to); });
+  for (const std::string& uuid : due) {
+    OnChange({Change::What::kAppliance, uuid, 0, {}});
   }
 }
 
 void Feed::TellForeign() {
-  const std::int64_t foreign = m_store.ForeignChanges();
+  const std::int64_t foreign = m_store.DataVersion();
   if (foreign == m_foreign) return;
   m_foreign = foreign;
   if (m_readers.empty()) return Forget();

@@ -102,7 +102,7 @@ class Feed {
   // What has changed since then while nobody reads, to be told to them alone.
   std::vector<Change> m_noted;
   std::int64_t m_looked;   // up to when heartbeats that came due are told
-  std::int64_t m_foreign;  // what Store::ForeignChanges() was
+  std::int64_t m_foreign;  // what Store::DataVersion() was
   std::int64_t m_ticks = 0;
   std::function<void()> m_opened;
 };

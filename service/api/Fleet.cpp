@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+// The list of all appliances, one appliance, and its open alarms.
 #include <algorithm>
 #include <array>
 
 #include "service/api/Api.h"
 #include "service/api/Error.h"
+#include "service/api/Find.h"
 
 namespace cloudservice {
 
@@ -89,53 +91,53 @@ Json StatesView(const StateCounts& states) {
 
 }  // namespace
 
-ApplianceRecord OperatorApi::FindAppliance(const std::string& uuid) {
-  std::optional<ApplianceRecord> appliance = m_store.FindAppliance(uuid);
-  if (!appliance) throw Unknown("appliance " + uuid);
-  return *std::move(appliance);
-}
-
 Response OperatorApi::ListAppliances(const Call& call) {
   FleetFilter filter = FilterOf(call.query, m_clock());
   const auto limit = static_cast<std::size_t>(filter.limit++);
-  std::vector<ApplianceRecord> appliances = m_store.ListAppliances(filter);
-  Json next;
-  if (appliances.size() > limit) {
-    appliances.resize(limit);
-    next = PlaceText(SortOf(call.query), PlaceOf(appliances.back(), filter));
-  }
-  Json items = Json::array();
-  for (const ApplianceRecord& appliance : appliances) {
-    items.push_back(ApplianceView(appliance, filter.now));
-  }
-  return ApiAnswer(200, {{"total", m_store.CountAppliances(filter)},
-                         {"counts", StatesView(m_store.CountStates(filter.now))},
-                         {"alarms", CountsView(m_store.CountTotals().alarms)},
-                         {"items", std::move(items)},
-                         {"next", std::move(next)}});
+  return m_store.Read([&](Transaction& store) {
+    std::vector<ApplianceRecord> appliances = store.ListAppliances(filter);
+    Json next;
+    if (appliances.size() > limit) {
+      appliances.resize(limit);
+      next = PlaceText(SortOf(call.query), PlaceOf(appliances.back(), filter));
+    }
+    Json items = Json::array();
+    for (const ApplianceRecord& appliance : appliances) {
+      items.push_back(ApplianceView(appliance, filter.now));
+    }
+    return ApiAnswer(200, {{"total", store.CountAppliances(filter)},
+                           {"counts", StatesView(store.CountStates(filter.now))},
+                           {"alarms", CountsView(store.CountTotals().alarms)},
+                           {"items", std::move(items)},
+                           {"next", std::move(next)}});
+  });
 }
 
 Response OperatorApi::GetAppliance(const Call& call) {
-  const ApplianceRecord appliance = FindAppliance(call.uuid);
-  Json view = ApplianceView(appliance, m_clock());
-  view["heartbeats"] = appliance.heartbeat.count;
-  view["updated"] = UtcTime(appliance.changed);
-  const std::optional<ManagerRecord> manager = m_store.FindManager(call.uuid);
-  view["document"] = manager ? ParseStored(manager->document) : Json();
-  Json list = Json::array();
-  for (const ChassisRecord& chassis : m_store.ListChassisRecords(call.uuid)) {
-    const Json name = TextOrNull(ParseStored(chassis.document), "Name");
-    list.push_back({{"id", chassis.id},
-                    {"name", name.is_string() ? name : Json("Chassis " + chassis.id)},
-                    {"created", UtcTime(chassis.created)}});
-  }
-  view["chassisList"] = std::move(list);
-  return ApiAnswer(200, view);
+  return m_store.Read([&](Transaction& store) {
+    const ApplianceRecord appliance = FindAppliance(store, call.uuid);
+    Json view = ApplianceView(appliance, m_clock());
+    view["heartbeats"] = appliance.heartbeat.count;
+    view["updated"] = UtcTime(appliance.changed);
+    const std::optional<ManagerRecord> manager = store.FindManager(call.uuid);
+    view["document"] = manager ? ParseStored(manager->document) : Json();
+    Json list = Json::array();
+    for (const ChassisRecord& chassis : store.ListChassisRecords(call.uuid)) {
+      const Json name = TextOrNull(ParseStored(chassis.document), "Name");
+      list.push_back({{"id", chassis.id},
+                      {"name", name.is_string() ? name : Json("Chassis " + chassis.id)},
+                      {"created", UtcTime(chassis.created)}});
+    }
+    view["chassisList"] = std::move(list);
+    return ApiAnswer(200, view);
+  });
 }
 
 Response OperatorApi::ListAlarms(const Call& call) {
-  FindAppliance(call.uuid);
-  std::vector<AlarmRecord> alarms = m_store.ListOpenAlarms(call.uuid);
+  std::vector<AlarmRecord> alarms = m_store.Read([&](Transaction& store) {
+    FindAppliance(store, call.uuid);
+    return store.ListOpenAlarms(call.uuid);
+  });
   std::stable_sort(alarms.begin(), alarms.end(), [](const AlarmRecord& a, const AlarmRecord& b) {
     return SeverityOf(a.severity) < SeverityOf(b.severity);
   });

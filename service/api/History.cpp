@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
+// The numbers of an appliance's documents, and their histories as a chart shows them.
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <map>
 
 #include "service/api/Api.h"
+#include "service/api/Downsampling.h"
 #include "service/api/Error.h"
-#include "service/api/Names.h"
-#include "service/api/Thinning.h"
+#include "service/api/Find.h"
+#include "service/api/ReadingLabels.h"
 #include "service/api/Views.h"
 #include "service/json/Numbers.h"
 
@@ -44,15 +46,15 @@ std::vector<Place> PlacesOf(const std::vector<MemberRecord>& members, const Json
 }
 
 Json NumberView(const std::string& uri, const Place& place, const Json& document) {
-  const Meaning meaning = place.found.hasPlace ? MeaningOf(document, place.found.pointer)
-                                               : MeaningOf(StepsOf(place.name));
+  const ReadingLabel label =
+      place.found.hasPlace ? LabelOf(document, place.found.pointer) : LabelOf(StepsOf(place.name));
   return {{"uri", uri},
           {"member", place.name},
           {"pointer", place.found.pointer},
           {"present", place.found.present},
-          {"name", meaning.name},
-          {"unit", OrNull(meaning.unit)},
-          {"quantity", meaning.extreme ? Json() : OrNull(meaning.quantity)}};
+          {"name", label.name},
+          {"unit", OrNull(label.unit)},
+          {"quantity", label.extreme ? Json() : OrNull(label.quantity)}};
 }
 
 // Leaves what the query asks for of the numbers in the document at `uri`.
@@ -75,72 +77,77 @@ Json PeakView(const std::optional<Sample>& sample) {
 Json ExtremesView(const Json& document) {
   Json extremes = Json::array();
   for (const NumberPlace& place : NumberPlacesOf(document)) {
-    const Meaning meaning = MeaningOf(document, place.pointer);
-    if (!meaning.extreme) continue;
+    const ReadingLabel label = LabelOf(document, place.pointer);
+    if (!label.extreme) continue;
     extremes.push_back({{"pointer", place.pointer},
-                        {"quantity", OrNull(meaning.quantity)},
-                        {"extreme", *meaning.extreme},
+                        {"quantity", OrNull(label.quantity)},
+                        {"extreme", *label.extreme},
                         {"value", document.at(Json::json_pointer(place.pointer))},
-                        {"unit", OrNull(meaning.unit)}});
+                        {"unit", OrNull(label.unit)}});
   }
   return extremes;
 }
 
-void AddSamples(Json& series, const Thinning& thinning) {
+void AddSamples(Json& series, const Downsampling& downsampling) {
   Json samples = Json::array();
-  for (const Sample& sample : thinning.Samples()) {
+  for (const Sample& sample : downsampling.Samples()) {
     samples.push_back(Json::array({sample.time, sample.value}));
   }
   series["samples"] = std::move(samples);
-  series["min"] = PeakView(thinning.Lowest());
-  series["max"] = PeakView(thinning.Highest());
+  series["min"] = PeakView(downsampling.Lowest());
+  series["max"] = PeakView(downsampling.Highest());
 }
 
 }  // namespace
 
 Response OperatorApi::ListNumbers(const Call& call) {
-  FindAppliance(call.uuid);
-  std::map<std::string, std::vector<MemberRecord>> members;
-  for (MemberRecord& member : m_store.ListMembers(call.uuid, std::nullopt)) {
-    members[member.path].push_back(std::move(member));
-  }
-  Json items = Json::array();
-  for (const auto& [path, ofPath] : members) {
-    const auto record = m_store.FindDocument(call.uuid, path);
-    if (!record) continue;
-    const Json document = ParseStored(record->document);
-    for (const Place& place : PlacesOf(ofPath, document)) {
-      items.push_back(NumberView(path, place, document));
+  return m_store.Read([&](Transaction& store) {
+    FindAppliance(store, call.uuid);
+    std::map<std::string, std::vector<MemberRecord>> members;
+    for (MemberRecord& member : store.ListMembers(call.uuid, std::nullopt)) {
+      members[member.path].push_back(std::move(member));
     }
-  }
-  return ApiAnswer(200, {{"items", std::move(items)}});
+    Json items = Json::array();
+    for (const auto& [path, ofPath] : members) {
+      const auto record = store.FindDocument(call.uuid, DocumentAt(path));
+      if (!record) continue;
+      const Json document = ParseStored(record->document);
+      for (const Place& place : PlacesOf(ofPath, document)) {
+        items.push_back(NumberView(path, place, document));
+      }
+    }
+    return ApiAnswer(200, {{"items", std::move(items)}});
+  });
 }
 
 Response OperatorApi::GetHistory(const Call& call) {
-  const DocumentRecord record = FindDocument(call);
+  const std::string uri = call.query.RequiredText("uri");
   const std::int64_t until = call.query.Time("until").value_or(m_clock() + 1);
   const std::int64_t since = call.query.Time("since").value_or(until - kSevenDays);
-  const std::int64_t points = call.query.Number("points", kMinPoints, kMaxPoints).value_or(kPoints);
-  if (since >= until) throw ApiError(400, "\"since\" is not before \"until\".");
+  const auto points = static_cast<std::size_t>(
+      call.query.Number("points", kMinPoints, kMaxPoints).value_or(kPoints));
 
-  const Json document = ParseStored(record.document);
-  std::vector<Place> places = PlacesOf(m_store.ListMembers(call.uuid, record.path), document);
-  Keep(places, call.query, record.path);
-  if (places.size() > kMaxSeries) places.resize(kMaxSeries);
-  Json list = Json::array();
-  for (const Place& place : places) {
-    Thinning thinning(since, until, static_cast<std::size_t>(points));
-    m_store.ReadHistory(place.member, since, until,
+  return m_store.Read([&](Transaction& store) {
+    const DocumentRecord record = FindDocument(store, call.uuid, uri);
+    if (since >= until) throw ApiError(400, "\"since\" is not before \"until\".");
+    const Json document = ParseStored(record.document);
+    std::vector<Place> places = PlacesOf(store.ListMembers(call.uuid, uri), document);
+    Keep(places, call.query, uri);
+    if (places.size() > kMaxSeries) places.resize(kMaxSeries);
+    Json list = Json::array();
+    for (const Place& place : places) {
+      Downsampling downsampling(since, until, points);
+      store.ReadHistory(place.member, since, until,
                         [&](std::int64_t time, const std::string& value) {
-                          thinning.Add({time, std::strtod(value.c_str(), nullptr)});
+                          downsampling.Add({time, std::strtod(value.c_str(), nullptr)});
                         });
-    Json series = NumberView(record.path, place, document);
-    AddSamples(series, thinning);
-    list.push_back(std::move(series));
-  }
-  return ApiAnswer(
-      200,
-      {{"uri", record.path}, {"series", std::move(list)}, {"extremes", ExtremesView(document)}});
+      Json series = NumberView(uri, place, document);
+      AddSamples(series, downsampling);
+      list.push_back(std::move(series));
+    }
+    return ApiAnswer(
+        200, {{"uri", uri}, {"series", std::move(list)}, {"extremes", ExtremesView(document)}});
+  });
 }
 
 }  // namespace cloudservice

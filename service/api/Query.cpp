@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Parameters of a query, checked as they are asked for.
 #include "service/api/Query.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Signing in and out, and the interface's description.
 #include <strings.h>
 
 #include "service/api/Api.h"
@@ -55,7 +56,7 @@ Response OperatorApi::SignIn(const Call& call) {
     return response;
   }
   if (!who.person) throw ApiError(401, "The name or the password is wrong.");
-  m_operators.End(call.proof.session);
+  m_operators.End(call.credentials.session);
   m_log.Line("operator signed in: " + who.name + " from " + call.request.peer);
   Response response;
   response.status = 204;
@@ -68,8 +69,8 @@ Response OperatorApi::GetSession(const Call& call) {
 }
 
 Response OperatorApi::SignOut(const Call& call) {
-  m_operators.End(call.proof.session);
-  m_feed.End(call.proof.session);
+  m_operators.End(call.credentials.session);
+  m_feed.End(call.credentials.session);
   Response response;
   response.status = 204;
   response.SetHeader("Set-Cookie", Cookie("", "; Max-Age=0"));

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The clock of the live stream.
 #include "service/api/Ticker.h"
 
 #include <chrono>

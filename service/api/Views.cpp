@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Records as operators see them.
 #include "service/api/Views.h"
 
 #include "service/util/Clock.h"
@@ -23,8 +24,7 @@ Json ArgumentsView(const Json& document) {
 }
 
 std::string TextOf(const Json& object, const char* name) {
-  const Json text = TextOrNull(object, name);
-  return text.is_string() ? text.get<std::string>() : "";
+  return TextMember(object, name).value_or("");
 }
 
 // The instant that an event's own time names. A bare Z is no offset: appliances write local time
@@ -93,7 +93,7 @@ Json EventView(const LoggedEvent& entry) {
           {"received", UtcTime(event.received)},
           {"created", created},
           {"time", CreatedTime(created)},
-          {"kind", kKinds.at(static_cast<std::size_t>(entry.kind))},
+          {"kind", kKinds.at(static_cast<std::size_t>(event.kind))},
           {"severity", event.severity},
           {"message", TextOf(document, "Message")},
           {"messageId", event.messageId},
@@ -102,11 +102,7 @@ Json EventView(const LoggedEvent& entry) {
           {"cleared", entry.cleared}};
 }
 
-Json TextOrNull(const Json& object, const char* name) {
-  const auto found = object.find(name);
-  if (found == object.end() || !found->is_string()) return nullptr;
-  return *found;
-}
+Json TextOrNull(const Json& object, const char* name) { return OrNull(TextMember(object, name)); }
 
 Response ApiAnswer(unsigned status, const Json& document) {
   Response response;

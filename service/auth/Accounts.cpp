@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Who may register appliances, by address and key.
 #include "service/auth/Accounts.h"
 
 #include <algorithm>
@@ -35,7 +36,18 @@ bool HaveOneSalt(const std::string& a, const std::string& b) {
 Accounts::Accounts(Store& store, Clock clock, Clock steady)
     : m_store(store), m_clock(std::move(clock)), m_limit(std::move(steady)) {}
 
-bool Accounts::Any() { return m_store.HasAccounts(); }
+bool Accounts::Any() {
+  return m_store.Read([](Transaction& store) { return store.HasAccounts(); });
+}
+
+Accounts::Known Accounts::Find(const std::string& email) {
+  return m_store.Read([&](Transaction& store) {
+    Known known;
+    known.account = store.FindAccount(email);
+    if (known.account) known.hashes = store.ListRegistrationKeys(known.account->id);
+    return known;
+  });
+}
 
 Admission Accounts::Admit(const std::string& peer, const std::string& email,
                           const std::string& key) {
@@ -53,9 +65,9 @@ Admission Accounts::Admit(const std::string& peer, const std::string& email,
 
 // One slow hash, whatever the address, so that the time does not tell which addresses there are.
 bool Accounts::Matches(const std::string& email, const std::string& key, std::int64_t& account) {
-  const std::optional<AccountRecord> found = m_store.FindAccount(email);
-  std::vector<std::string> hashes;
-  if (found) hashes = m_store.ListRegistrationKeys(found->id);
+  const Known known = Find(email);
+  const std::optional<AccountRecord>& found = known.account;
+  const std::vector<std::string>& hashes = known.hashes;
   if (m_nobodysHash.empty()) m_nobodysHash = HashPassword("");
   const std::string& like = hashes.empty() ? m_nobodysHash : hashes.front();
   const std::optional<std::string> same = HashPasswordLike(key, like);
@@ -67,10 +79,8 @@ bool Accounts::Matches(const std::string& email, const std::string& key, std::in
 }
 
 // With the salt of the account's other keys.
-std::string Accounts::HashOf(const std::string& key, const std::optional<AccountRecord>& account) {
-  std::vector<std::string> hashes;
-  if (account) hashes = m_store.ListRegistrationKeys(account->id);
-  const auto same = hashes.empty() ? std::nullopt : HashPasswordLike(key, hashes.front());
+std::string Accounts::HashOf(const std::string& key, const std::vector<std::string>& others) {
+  const auto same = others.empty() ? std::nullopt : HashPasswordLike(key, others.front());
   return same ? *same : HashPassword(key);
 }
 
@@ -82,12 +92,14 @@ bool Accounts::Add(const std::string& email, const std::string& key, bool replac
   }
   std::int64_t account = 0;
   if (!replace && Matches(email, key, account)) return false;
-  const std::optional<AccountRecord> known = m_store.FindAccount(email);
-  if (!replace && known && known->keys >= static_cast<std::int64_t>(kMaxKeys)) {
+  const Known known = Find(email);
+  if (!replace && known.hashes.size() >= kMaxKeys) {
     throw std::runtime_error(email + " has " + std::to_string(kMaxKeys) +
                              " keys already; account add --replace puts a new one in their place");
   }
-  m_store.AddRegistrationKey(email, HashOf(key, known), replace, m_clock());
+  const std::string hash = HashOf(key, known.hashes);
+  const std::int64_t now = m_clock();
+  m_store.Write([&](Transaction& store) { store.AddRegistrationKey(email, hash, replace, now); });
   return true;
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "service/auth/FailureLimit.h"
 #include "service/store/Store.h"
@@ -40,7 +41,14 @@ class Accounts {
   bool Add(const std::string& email, const std::string& key, bool replace = false);
 
  private:
-  std::string HashOf(const std::string& key, const std::optional<AccountRecord>& account);
+  // An account with the hashes of its keys.
+  struct Known {
+    std::optional<AccountRecord> account;
+    std::vector<std::string> hashes;
+  };
+
+  Known Find(const std::string& email);
+  static std::string HashOf(const std::string& key, const std::vector<std::string>& others);
   bool Matches(const std::string& email, const std::string& key, std::int64_t& account);
 
   Store& m_store;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// How often a sender may be wrong.
 #include "service/auth/FailureLimit.h"
 
 #include <arpa/inet.h>

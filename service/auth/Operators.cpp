@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Who may look at all appliances: passwords, tokens, sessions.
 #include "service/auth/Operators.h"
 
 #include <strings.h>
@@ -42,11 +43,11 @@ Operators::Operators(Store& store, Clock clock, Clock steady)
       m_limit(std::move(steady)),
       m_salt(RandomHex(kTokenBytes)) {}
 
-Identity Operators::Identify(const std::string& peer, const Proof& proof) {
-  if (!proof.authorization.empty()) return IdentifyByHeader(peer, proof.authorization);
-  const auto session = FindSession(proof.session);
+Identity Operators::Identify(const std::string& peer, const Credentials& credentials) {
+  if (!credentials.authorization.empty()) return IdentifyByHeader(peer, credentials.authorization);
+  const auto session = FindSession(credentials.session);
   if (session == m_sessions.end()) return {};
-  const std::optional<OperatorRecord> person = m_store.FindOperator(session->second.person);
+  const std::optional<OperatorRecord> person = Find(session->second.person);
   if (!person) {
     m_sessions.erase(session);
     return {};
@@ -55,14 +56,19 @@ Identity Operators::Identify(const std::string& peer, const Proof& proof) {
   return {person->id, person->name, 0};
 }
 
+std::optional<OperatorRecord> Operators::Find(std::int64_t person) {
+  return m_store.Read([&](Transaction& store) { return store.FindOperator(person); });
+}
+
 bool Operators::Holds(std::int64_t person, const std::string& session) {
-  if (!m_store.FindOperator(person)) return false;
+  if (!Find(person)) return false;
   return session.empty() || FindSession(session) != m_sessions.end();
 }
 
 Identity Operators::IdentifyByHeader(const std::string& peer, const std::string& authorization) {
   if (const auto token = After("Bearer", authorization)) {
-    const auto person = m_store.FindOperatorByToken(Sha256Hex(*token));
+    const auto person = m_store.Read(
+        [&](Transaction& store) { return store.FindOperatorByToken(Sha256Hex(*token)); });
     if (!person) return {};
     return {person->id, person->name, 0};
   }
@@ -78,7 +84,8 @@ Identity Operators::Check(const std::string& peer, const std::string& name,
   Identity identity;
   identity.wait = m_limit.Wait(peer);
   if (identity.wait > 0) return identity;
-  const std::optional<OperatorRecord> person = m_store.FindOperator(name);
+  const std::optional<OperatorRecord> person =
+      m_store.Read([&](Transaction& store) { return store.FindOperator(name); });
   const bool able = person && person->passwordHash;
   if (able) {
     const auto seen = m_verified.find(person->id);
@@ -130,7 +137,7 @@ void Operators::Add(OperatorRecord person) {
                              " bytes, no colon and no control characters");
   }
   person.created = m_clock();
-  if (!m_store.AddOperator(person)) {
+  if (!m_store.Write([&](Transaction& store) { return store.AddOperator(person); })) {
     throw std::runtime_error("there is an operator " + person.name + " already");
   }
 }

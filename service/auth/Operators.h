@@ -19,7 +19,7 @@ constexpr std::int64_t kSessionSeconds = 12 * 3600;
 constexpr std::size_t kMaxSessions = 1000;
 
 // What somebody brings to be let in; empty where it was not brought.
-struct Proof {
+struct Credentials {
   std::string session;        // the cookie's value
   std::string authorization;  // the header's value
 };
@@ -37,9 +37,9 @@ class Operators {
   // `steady` never goes back. The store outlives it.
   Operators(Store& store, Clock clock, Clock steady);
 
-  // Who brings this proof; the authorization counts where there is one. Blocks for a slow hash when
-  // it is a password that was not seen before.
-  Identity Identify(const std::string& peer, const Proof& proof);
+  // Who brings these credentials; the authorization counts where there is one. Blocks for a slow
+  // hash when it is a password that was not seen before.
+  Identity Identify(const std::string& peer, const Credentials& credentials);
   // Whether the operator is still there, and the session, unless it is empty; that this is asked
   // does not make the session last longer.
   bool Holds(std::int64_t person, const std::string& session);
@@ -57,6 +57,7 @@ class Operators {
   std::string AddWithToken(const std::string& name);
 
  private:
+  std::optional<OperatorRecord> Find(std::int64_t person);
   struct Session {
     std::int64_t person = 0;
     std::int64_t used = 0;

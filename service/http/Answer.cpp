@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The bytes of an answer.
 #include "service/http/Answer.h"
 
 #include "service/util/Clock.h"

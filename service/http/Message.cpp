@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Headers of requests and answers.
 #include "service/http/Message.h"
 
 #include <strings.h>

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "service/http/Target.h"
+
 namespace cloudservice {
 
 class Stream;
@@ -15,7 +17,7 @@ class Stream;
 // A request that has arrived whole.
 struct Request {
   std::string method;
-  std::string target;  // as it came: path and query, nothing decoded
+  Target target;
   std::string body;
   std::string token;  // X-Auth-Token; empty when there is none
   std::string peer;   // the sender's address

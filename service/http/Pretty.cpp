@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Indented JSON, for whoever asks for it.
 #include "service/http/Pretty.h"
 
 #include "service/http/Target.h"
@@ -46,10 +47,9 @@ class Indenter {
 
 }  // namespace
 
-void IndentIfAsked(const std::string& target, Response& response) {
+void IndentIfAsked(const Target& target, Response& response) {
   if (response.body.empty() || !IsJson(response.type)) return;
-  const std::optional<Target> parsed = ParseTarget(target);
-  if (!parsed || !parsed->Pretty()) return;
+  if (!target.Pretty()) return;
   std::optional<std::string> text = Indented(response.body);
   if (text) response.body = *std::move(text);
 }

@@ -15,7 +15,7 @@ constexpr std::size_t kMaxIndented = std::size_t{8} << 20;
 
 // Indents the answer to a request with this target if it is JSON and the target has the option
 // "pretty".
-void IndentIfAsked(const std::string& target, Response& response);
+void IndentIfAsked(const Target& target, Response& response);
 
 // A compact JSON text with each member and each element in a line of its own, two blanks deeper
 // than what holds it, and a line feed at its end. Without a value when that is longer than `most`

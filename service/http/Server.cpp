@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The listener and its connections.
 #include "service/http/Server.h"
 
 #include <stdexcept>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// One connection: reading requests and writing answers, each step in its time.
 #include "service/http/Session.h"
 
 #include <array>
@@ -189,7 +190,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     const auto& message = m_parser->get();
     m_request = Request{};
     m_request.target = WithoutAuthority(ToString(message.target()));
-    if (!m_request.target.empty()) m_request.method = ToString(message.method_string());
+    if (!m_request.target.Text().empty()) m_request.method = ToString(message.method_string());
     m_request.token = ToString(message["X-Auth-Token"]);
     m_request.peer = m_peer;
     m_request.headers = HeadersOf(message);

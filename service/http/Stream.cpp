@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Answers without an end.
 #include "service/http/Stream.h"
 
 #include <utility>

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+// Reading a request's target: path, query, what of it may stand in the log.
 #include "service/http/Target.h"
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "service/util/Text.h"
 
@@ -81,14 +83,27 @@ std::string WithoutAuthority(const std::string& text) {
   return (text[rest] == '?' ? "/" : "") + text.substr(rest);
 }
 
+Target::Target(std::string text) : m_text(std::move(text)) {
+  m_isPath = Parse();
+  if (!m_isPath) m_segments.clear();
+}
+
+Target Target::Above(std::size_t segments) const {
+  Target above = *this;
+  above.m_segments.resize(m_segments.size() - std::min(segments, m_segments.size()));
+  above.m_query.clear();
+  above.m_text = above.Path();
+  return above;
+}
+
 std::string Target::Path() const {
   std::string path;
-  for (const std::string& segment : segments) path += "/" + Encode(segment);
+  for (const std::string& segment : m_segments) path += "/" + Encode(segment);
   return path.empty() ? "/" : path;
 }
 
 std::optional<std::string> Target::Value(const std::string& name) const {
-  for (const std::string& piece : Split(query, '&')) {
+  for (const std::string& piece : Split(m_query, '&')) {
     if (piece.rfind(name + "=", 0) != 0) continue;
     const std::string value = piece.substr(name.size() + 1);
     return Decode(value).value_or(value);
@@ -98,8 +113,8 @@ std::optional<std::string> Target::Value(const std::string& name) const {
 
 std::optional<std::vector<std::pair<std::string, std::string>>> Target::Parameters() const {
   std::vector<std::pair<std::string, std::string>> parameters;
-  if (query.empty()) return parameters;
-  for (const std::string& piece : PiecesOf(query)) {
+  if (m_query.empty()) return parameters;
+  for (const std::string& piece : PiecesOf(m_query)) {
     const std::size_t equals = piece.find('=');
     if (equals == std::string::npos) return std::nullopt;
     const std::optional<std::string> name = Decode(piece.substr(0, equals));
@@ -112,7 +127,7 @@ std::optional<std::vector<std::pair<std::string, std::string>>> Target::Paramete
 
 std::vector<std::pair<std::string, std::string>> Target::Options() const {
   std::vector<std::pair<std::string, std::string>> options;
-  for (const std::string& piece : PiecesOf(query)) {
+  for (const std::string& piece : PiecesOf(m_query)) {
     const std::size_t equals = piece.find('=');
     const std::string name = Decode(piece.substr(0, equals)).value_or("");
     if (name.rfind('$', 0) != 0 && name != kPretty) continue;
@@ -123,41 +138,40 @@ std::vector<std::pair<std::string, std::string>> Target::Options() const {
 }
 
 bool Target::Pretty() const {
-  // All of a registration's query is an address and a key, as they stand.
-  if (query.rfind("setup_email=", 0) == 0) return false;
+  // All of a registration's m_query is an address and a key, as they stand.
+  if (m_query.rfind("setup_email=", 0) == 0) return false;
   const auto options = Options();
   const auto found = std::find_if(options.begin(), options.end(),
                                   [](const auto& option) { return option.first == kPretty; });
   return found != options.end() && found->second == "true";
 }
 
-std::optional<Target> ParseTarget(const std::string& text) {
-  const std::string local = WithoutAuthority(text);
-  if (local.empty() || local.front() != '/') return std::nullopt;
+bool Target::Parse() {
+  const std::string local = WithoutAuthority(m_text);
+  if (local.empty() || local.front() != '/') return false;
   const std::size_t mark = local.find('?');
   std::string path = local.substr(1, mark == std::string::npos ? mark : mark - 1);
   if (!path.empty() && path.back() == '/') path.pop_back();
-
-  Target target;
-  if (mark != std::string::npos) target.query = local.substr(mark + 1);
-  if (path.empty()) return target;
-  for (const std::string& piece : Split(path, '/')) {
-    const std::optional<std::string> segment = Decode(piece);
-    if (!segment || !IsSegment(*segment)) return std::nullopt;
-    target.segments.push_back(*segment);
+  if (!path.empty()) {
+    for (const std::string& piece : Split(path, '/')) {
+      const std::optional<std::string> segment = Decode(piece);
+      if (!segment || !IsSegment(*segment)) return false;
+      m_segments.push_back(*segment);
+    }
   }
-  return target;
+  if (mark != std::string::npos) m_query = local.substr(mark + 1);
+  return true;
 }
 
-std::string LoggableTarget(const std::string& text) {
+std::string Target::Loggable() const {
   static const std::array<std::string, 11> kHarmless = {
       "uuid=",  "OriginOfCondition=", "Cleared=", "Severity=", "member=", "after=", "$top=",
       "$skip=", "$select=",           "$expand=", "pretty="};
-  const std::size_t mark = text.find('?');
-  std::string out = text.substr(0, mark);
+  const std::size_t mark = m_text.find('?');
+  std::string out = m_text.substr(0, mark);
   if (mark == std::string::npos) return out;
   char separator = '?';
-  for (const std::string& piece : Split(text.substr(mark + 1), '&')) {
+  for (const std::string& piece : Split(m_text.substr(mark + 1), '&')) {
     out += separator;
     separator = '&';
     const bool harmless = piece == kPretty || std::any_of(kHarmless.begin(), kHarmless.end(),

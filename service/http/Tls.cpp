@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Certificates, and what of TLS is spoken.
 #include "service/http/Tls.h"
 
 #include <fcntl.h>

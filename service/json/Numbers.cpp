@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Which numbers a document has, and their names.
 #include "service/json/Numbers.h"
 
 #include <algorithm>

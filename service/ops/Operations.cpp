@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Health, metrics, the number and the log line of each request.
 #include "service/ops/Operations.h"
 
 #include <algorithm>
@@ -20,7 +21,7 @@ using std::chrono::steady_clock;
 constexpr std::size_t kRunBytes = 4;
 
 // The method as a label: senders make up no new ones.
-std::string Known(const std::string& method) {
+std::string MethodLabel(const std::string& method) {
   static const std::array<std::string, 7> kMethods = {"GET",    "HEAD",    "POST", "PATCH",
                                                       "DELETE", "OPTIONS", "PUT"};
   const bool known = std::find(kMethods.begin(), kMethods.end(), method) != kMethods.end();
@@ -60,16 +61,21 @@ class MetricsWriter {
   std::string m_text;
 };
 
-void WriteHoldings(MetricsWriter& out, const Holdings& held) {
+// How much is kept.
+void WriteStore(MetricsWriter& out, Transaction& store, std::int64_t now) {
+  static constexpr std::array<const char*, 3> kStates = {"alive", "late", "offline"};
+  const StateCounts states = store.CountStates(now);
   out.Begin("appliances", "gauge", "Registered appliances by the state of their heartbeat.");
-  out.Sample(std::to_string(held.totals.managers - held.offline - held.silent), "state=\"online\"");
-  out.Sample(std::to_string(held.offline), "state=\"offline\"");
-  out.Sample(std::to_string(held.silent), "state=\"silent\"");
-  out.Single("chassis", "gauge", "Chassis of all appliances.", held.totals.chassis);
-  const AlarmCounts& alarms = held.totals.alarms;
+  for (std::size_t i = 0; i < states.size(); ++i) {
+    out.Sample(std::to_string(states.at(i)), std::string("state=\"") + kStates.at(i) + "\"");
+  }
+  out.Single("silent_appliances", "gauge", "Registered appliances that never sent a heartbeat.",
+             store.CountSilent());
+  const Totals totals = store.CountTotals();
+  out.Single("chassis", "gauge", "Chassis of all appliances.", totals.chassis);
   out.Single("open_alarms", "gauge", "Alarms that are open.",
-             std::accumulate(alarms.begin(), alarms.end(), std::int64_t{0}));
-  out.Single("database_bytes", "gauge", "Size of the database.", held.bytes);
+             std::accumulate(totals.alarms.begin(), totals.alarms.end(), std::int64_t{0}));
+  out.Single("database_bytes", "gauge", "Size of the database.", store.CountBytes());
 }
 
 }  // namespace
@@ -96,9 +102,10 @@ Response Operations::Answer(const Request& request, const std::function<Response
   IndentIfAsked(request.target, response);
   const std::chrono::nanoseconds time = steady_clock::now() - begin;
   m_busy += time;
-  ++m_answers[{Known(request.method), response.status}];
-  const std::string what =
-      request.target.empty() ? "unreadable" : request.method + " " + LoggableTarget(request.target);
+  ++m_answers[{MethodLabel(request.method), response.status}];
+  const std::string what = request.target.Text().empty()
+                               ? "unreadable"
+                               : request.method + " " + request.target.Loggable();
   const std::string id = m_run + "-" + std::to_string(++m_number);
   m_log.Line("request " + id + " from " + request.peer + ": " + what + ": " +
              std::to_string(response.status) + ", " + std::to_string(response.body.size()) +
@@ -108,7 +115,7 @@ Response Operations::Answer(const Request& request, const std::function<Response
 }
 
 Response Operations::Route(const Request& request) {
-  const std::string path = request.target.substr(0, request.target.find('?'));
+  const std::string path = request.target.Path();
   if (path != "/healthz" && path != "/metrics") return m_service.handler(request);
   if (request.method != "GET" && request.method != "HEAD") {
     Response response = m_service.refuse(405, request, request.method + " is not possible here.");
@@ -152,7 +159,8 @@ std::string Operations::MetricsText() {
   out.Begin("request_duration_seconds", "summary", "From the whole request to its answer.");
   out.Sample(Seconds(m_busy), "", "_sum");
   out.Sample(std::to_string(count), "", "_count");
-  WriteHoldings(out, m_store.CountHoldings(m_clock()));
+  const std::int64_t now = m_clock();
+  m_store.Read([&](Transaction& store) { WriteStore(out, store, now); });
   return out.Text();
 }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Serving the web page.
 #include "service/page/Page.h"
 
 #include <algorithm>
@@ -15,11 +16,9 @@ constexpr char kPolicy[] =
     "default-src 'self'; base-uri 'none'; form-action 'self'; frame-ancestors 'none'; "
     "object-src 'none'";
 
-const Asset* Find(const std::string& target) {
-  if (target.substr(0, target.find('?')) == "/") return &Assets().front();
-  const std::optional<Target> parsed = ParseTarget(target);
-  if (!parsed) return nullptr;
-  const std::vector<std::string>& segments = parsed->segments;
+const Asset* Find(const Target& target) {
+  if (target.Text().substr(0, target.Text().find('?')) == "/") return &Assets().front();
+  const std::vector<std::string>& segments = target.Segments();
   if (segments.size() != 2) return nullptr;
   // Which appliances there are the page finds out by itself.
   if (segments[0] == "appliances") return &Assets().front();

@@ -77,4 +77,18 @@ Refusal WrongValue(const std::string& name, const std::string& text) {
   return {400, {"PropertyValueError", {name}, "#/" + name}, text};
 }
 
+// Everything else that is sent is taken, also together with these.
+void RefuseReadOnly(const Json& patch, const Json& given) {
+  if (patch.empty()) return;
+  std::string changed;
+  for (const auto& [name, value] : patch.items()) {
+    const auto known = given.find(name);
+    if (known == given.end()) return;
+    if (changed.empty() && *known != value) changed = name;
+  }
+  if (changed.empty()) return;
+  throw Refusal(400, {"PropertyNotWritable", {changed}, "#/" + changed},
+                "\"" + changed + "\" is given by the service.");
+}
+
 }  // namespace cloudservice

@@ -30,6 +30,10 @@ Refusal Missing(const std::string& name);
 Refusal WrongType(const std::string& name, const Json& value, const std::string& text);
 Refusal WrongValue(const std::string& name, const std::string& text);
 
+// Throws Refusal (400) for a patch that would change members that the service gives, and nothing
+// else.
+void RefuseReadOnly(const Json& patch, const Json& given);
+
 }  // namespace cloudservice
 
 #endif  // SERVICE_REDFISH_BODY_H_

@@ -1,7 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
+// Chassis: creating, showing, changing, removing them.
+#include "service/redfish/Chassis.h"
+
+#include <utility>
+#include <vector>
+
+#include "service/http/ResourcePaths.h"
 #include "service/redfish/Body.h"
-#include "service/redfish/Refusal.h"
-#include "service/redfish/Service.h"
+#include "service/redfish/Collections.h"
+#include "service/redfish/Shape.h"
+#include "service/redfish/Views.h"
+#include "service/redfish/schema/Types.h"
 #include "service/util/Secret.h"
 
 namespace cloudservice {
@@ -10,71 +19,76 @@ namespace {
 
 constexpr std::size_t kIdBytes = 8;
 
-std::string ChassisPath(const std::string& id) { return "/redfish/v1/Chassis/" + id; }
-
-}  // namespace
-
-ChassisRecord RedfishService::OwnChassis(const Call& call) {
-  std::optional<ChassisRecord> chassis = m_store.FindChassis(call.owner->uuid, call.names.at(0));
+// Throws Refusal (404) unless it is the owner's.
+ChassisRecord OwnChassis(const Call& call, Transaction& store) {
+  std::optional<ChassisRecord> chassis = store.FindChassis(call.owner->uuid, call.names.at(0));
   if (!chassis) throw NothingAt(call.target.Path());
   return *std::move(chassis);
 }
 
-const std::string& RedfishService::OwnChassisId(const Call& call) {
-  const std::string& id = call.names.at(0);
-  if (!m_store.HasChassis(call.owner->uuid, id)) throw NothingAt(call.target.Path());
-  return id;
+Json View(const Call& call, Transaction& store, const ChassisRecord& chassis) {
+  Json sent = ParseStored(chassis.document);
+  if (!sent.contains("Name")) sent["Name"] = "Chassis " + chassis.id;
+  Json view = ShapedFor(call, store, *call.owner, types::kChassis, ChassisPath(chassis.id), sent);
+  view["Links"]["ManagedBy"] = Json::array({Reference(ManagerPath(call.owner->uuid))});
+  LinkResources(store, *call.owner, chassis.id, view);
+  return view;
 }
 
-Response RedfishService::ListChassis(const Call& call) {
+Answer List(const Call& call, Transaction& store) {
   std::vector<std::string> members;
-  for (const std::string& id : m_store.ListChassis(call.owner->uuid)) {
+  for (const std::string& id : store.ListChassis(call.owner->uuid)) {
     members.push_back(ChassisPath(id));
   }
-  return JsonResponse(200, CollectionView("/redfish/v1/Chassis", types::kChassisCollection,
-                                          "Chassis", members, call.query));
+  return Found(
+      CollectionView(kChassisPath, types::kChassisCollection, "Chassis", members, call.query));
 }
 
-Response RedfishService::CreateChassis(const Call& call) {
-  ParseBody(call.request.body);
+Answer Get(const Call& call, Transaction& store) {
+  return Found(View(call, store, OwnChassis(call, store)));
+}
+
+Answer Delete(const Call& call, Transaction& store) {
+  const std::string& id = call.names.at(0);
+  store.DeleteChassis(id);
+  Answer answer = Done();
+  answer.lines = {"chassis removed: " + id + " of " + Named(*call.owner)};
+  return answer;
+}
+
+}  // namespace
+
+void Chassis::AddTo(Routes& routes) const {
+  const auto create = [*this](const Call& call, Transaction& store) { return Create(call, store); };
+  const auto patch = [*this](const Call& call, Transaction& store) { return Patch(call, store); };
+  const std::string one = ChassisPath("*");
+  routes.Add("GET", kChassisPath, {Access::kAppliance, QueryUse::kCollection, List});
+  routes.Add("POST", kChassisPath, {Access::kAppliance, QueryUse::kNone, create});
+  routes.Add("GET", one, {Access::kItsChassis, QueryUse::kResource, Get});
+  routes.Add("PATCH", one, {Access::kItsChassis, QueryUse::kNone, patch});
+  routes.Add("DELETE", one, {Access::kItsChassis, QueryUse::kNone, Delete});
+}
+
+Answer Chassis::Create(const Call& call, Transaction& store) const {
   ChassisRecord chassis;
   chassis.id = RandomHex(kIdBytes);
   chassis.manager = call.owner->uuid;
   chassis.document = call.request.body;
   chassis.created = m_clock();
-  m_store.AddChassis(chassis);
-  m_log.Line("chassis created: " + chassis.id + " of " + Named(*call.owner));
-  return CreatedResponse(ChassisView(call, chassis));
+  store.AddChassis(chassis);
+  Answer answer = Created(View(call, store, chassis));
+  answer.lines = {"chassis created: " + chassis.id + " of " + Named(*call.owner)};
+  return answer;
 }
 
-Response RedfishService::GetChassis(const Call& call) {
-  return JsonResponse(200, ChassisView(call, OwnChassis(call)));
-}
-
-Response RedfishService::PatchChassis(const Call& call) {
-  const ChassisRecord chassis = OwnChassis(call);
-  const Json patch = ParseBody(call.request.body);
-  RefuseReadOnly(patch, {{"Id", chassis.id}});
-  m_store.SetChassisDocument(chassis.id, MergedText(chassis.document, patch),
-                             ReadingsOf(call, chassis.id, patch));
-  m_log.Line("chassis changed: " + chassis.id + " of " + Named(*call.owner));
-  return DoneResponse();
-}
-
-Response RedfishService::DeleteChassis(const Call& call) {
-  const std::string& id = OwnChassisId(call);
-  m_store.DeleteChassis(id);
-  m_log.Line("chassis removed: " + id + " of " + Named(*call.owner));
-  return DoneResponse();
-}
-
-Json RedfishService::ChassisView(const Call& call, const ChassisRecord& chassis) {
-  Json sent = ParseStored(chassis.document);
-  if (!sent.contains("Name")) sent["Name"] = "Chassis " + chassis.id;
-  Json view = ShapedFor(call, *call.owner, types::kChassis, ChassisPath(chassis.id), sent);
-  view["Links"]["ManagedBy"] = Json::array({Reference("/redfish/v1/Managers/" + call.owner->uuid)});
-  LinkResources(*call.owner, chassis.id, view);
-  return view;
+Answer Chassis::Patch(const Call& call, Transaction& store) const {
+  const ChassisRecord chassis = OwnChassis(call, store);
+  RefuseReadOnly(call.body, {{"Id", chassis.id}});
+  store.SetChassisDocument(chassis.id, MergedText(chassis.document, call.body),
+                           ReadingsOf(call, chassis.id, m_clock()));
+  Answer answer = Done();
+  answer.lines = {"chassis changed: " + chassis.id + " of " + Named(*call.owner)};
+  return answer;
 }
 
 }  // namespace cloudservice

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Entity tags and conditional requests.
 #include "service/redfish/Conditions.h"
 
 #include <strings.h>

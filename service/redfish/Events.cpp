@@ -1,31 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
-#include <array>
+// Events: taking them, their list with its filters, one of them.
+#include "service/redfish/Events.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "service/http/ResourcePaths.h"
 #include "service/redfish/Body.h"
-#include "service/redfish/Refusal.h"
-#include "service/redfish/Service.h"
-#include "service/util/Text.h"
+#include "service/redfish/Collections.h"
+#include "service/redfish/Shape.h"
+#include "service/redfish/Views.h"
+#include "service/redfish/schema/Types.h"
 
 namespace cloudservice {
 
 namespace {
 
-// An event with this identifier clears the alarm that its fourth argument names.
-constexpr const char* kClearing = "258";
+// A clearing event names the alarm that it clears in its fourth argument.
 constexpr std::size_t kClearedAlarm = 3;
-
-constexpr const char* kEvents = "/redfish/v1/Oem/Quorvan:Events";
-
-std::string EventPath(std::int64_t id) { return kEvents + ("/" + std::to_string(id)); }
-
-AlarmEffect EffectOf(const EventRecord& event) {
-  if (event.messageId == kClearing) return AlarmEffect::kClear;
-  static const std::array<std::string, 3> kNoAlarm = {"message", "cleared", "ok"};
-  const std::string severity = Lower(event.severity);
-  const bool told = std::find(kNoAlarm.begin(), kNoAlarm.end(), severity) != kNoAlarm.end();
-  return told ? AlarmEffect::kNone : AlarmEffect::kRaise;
-}
 
 void CheckArguments(const Json& document) {
   const auto found = document.find("MessageArgs");
@@ -41,8 +35,9 @@ void CheckArguments(const Json& document) {
   }
 }
 
-std::string AlarmOf(const Json& document, const EventRecord& event, AlarmEffect effect) {
-  if (effect != AlarmEffect::kClear) return event.messageId;
+// The alarm that the event is about.
+std::string AlarmOf(const Json& document, const EventRecord& event, EventKind kind) {
+  if (kind != EventKind::kClear) return event.messageId;
   const auto found = document.find("MessageArgs");
   if (found == document.end() || found->size() <= kClearedAlarm ||
       !found->at(kClearedAlarm).is_string()) {
@@ -69,35 +64,122 @@ std::optional<std::int64_t> EventNumber(const std::string& text) {
   return std::stoll(text);
 }
 
-}  // namespace
-
 // The identifier of the chassis that the event is about; empty for an event about something else.
-std::string RedfishService::OriginChassis(const Call& call, const Json& document,
-                                          AlarmEffect effect) {
-  static const std::string kPrefix = "/redfish/v1/Chassis/";
+std::string OriginChassis(const Call& call, Transaction& store, EventKind kind) {
+  static const std::string kPrefix = ChassisPath("");
   std::string origin;
-  const auto found = document.find("OriginOfCondition");
-  if (found != document.end()) {
+  const auto found = call.body.find("OriginOfCondition");
+  if (found != call.body.end()) {
     if (!found->is_object()) {
       throw WrongType("OriginOfCondition", *found, "\"OriginOfCondition\" is no object.");
     }
     origin = OptionalString(*found, "@odata.id").value_or("");
   }
   if (origin.rfind(kPrefix, 0) != 0) {
-    if (effect == AlarmEffect::kNone) return "";
+    if (kind != EventKind::kAlarm && kind != EventKind::kClear) return "";
     throw WrongValue("OriginOfCondition", "\"OriginOfCondition\" names no chassis.");
   }
   std::string id = origin.substr(kPrefix.size(), origin.find('/', kPrefix.size()) - kPrefix.size());
-  if (!m_store.HasChassis(call.owner->uuid, id)) {
+  if (!store.HasChassis(call.owner->uuid, id)) {
     throw WrongValue("OriginOfCondition",
                      "\"OriginOfCondition\" names a chassis that this manager has not.");
   }
   return id;
 }
 
-Response RedfishService::PostEvent(const Call& call) {
-  RequireOwn(call, call.names.at(0));
-  const Json document = ParseBody(call.request.body);
+std::string LogLine(const EventRecord& event, const std::string& text, const std::string& alarm,
+                    AlarmOutcome outcome) {
+  const std::string where = event.chassis.empty() ? "" : " on chassis " + event.chassis;
+  const std::string full = alarm + " " + event.severity + " \"" + text + "\"" + where;
+  switch (outcome) {
+    case AlarmOutcome::kOpened:
+      return "alarm open: " + full;
+    case AlarmOutcome::kChanged:
+      return "alarm changed: " + full;
+    case AlarmOutcome::kRepeated:
+      return "alarm repeated: " + full;
+    case AlarmOutcome::kClosed:
+      return "alarm closed: " + alarm + where;
+    case AlarmOutcome::kNotOpen:
+      return "alarm cleared that was not open: " + alarm + where;
+    case AlarmOutcome::kNone:
+      break;
+  }
+  return "message: " + full;
+}
+
+Json View(const Call& call, Transaction& store, const EventRecord& event) {
+  Json sent = ParseStored(event.document);
+  if (!sent.contains("Name")) sent["Name"] = "Event " + std::to_string(event.id);
+  sent["Received"] = RedfishTime(event.received);
+  return ShapedFor(call, store, *call.owner, types::kEvent, EventPath(event.id), sent);
+}
+
+// A page leads to the next by its last event, which nothing that comes or goes meanwhile moves.
+Json CollectionOf(const Call& call, Transaction& store) {
+  EventPage page;
+  page.manager = call.owner->uuid;
+  const auto count = static_cast<std::size_t>(store.CountEvents(page.manager));
+  if (const auto after = call.target.Value("after")) {
+    if (call.query.skip) {
+      throw Refusal(400, {"QueryCombinationInvalid", {}}, "\"after\" goes without $skip.");
+    }
+    page.after = AfterOf(*after);
+  } else {
+    page.skip = static_cast<std::int64_t>(PageOf(call.query, count).first);
+  }
+  const std::size_t size = PageSize(call.query);
+  page.limit = static_cast<std::int64_t>(size) + 1;
+  std::vector<std::int64_t> ids = store.ListEventPage(page);
+  const bool more = ids.size() > size;
+  ids.resize(std::min(ids.size(), size));
+  std::vector<std::string> paths;
+  paths.reserve(ids.size());
+  for (const std::int64_t id : ids) paths.push_back(EventPath(id));
+  // An empty page leads nowhere, least of all to itself.
+  const std::string next =
+      more && !ids.empty() ? PageAt(call.query, "after=" + std::to_string(ids.back())) : "";
+  return CollectionPage(kEventsPath, types::kEventCollection, "Events", count, paths, next);
+}
+
+// With a filter a bare array of all that there are, as appliances expect it; else a collection.
+Answer List(const Call& call, Transaction& store) {
+  EventFilter filter;
+  filter.manager = call.owner->uuid;
+  filter.chassis = call.target.Value("OriginOfCondition");
+  filter.cleared = ClearedOf(call.target);
+  filter.severity = call.target.Value("Severity");
+  const bool filtered = filter.chassis || filter.cleared || filter.severity;
+  if (!filtered) return Found(CollectionOf(call, store));
+  if (!call.query.Empty() || call.target.Value("after")) {
+    throw Refusal(400, {"QueryCombinationInvalid", {}},
+                  "A filtered list takes neither \"after\" nor the options that begin with $.");
+  }
+  Json list = Json::array();
+  for (const std::int64_t id : store.ListEvents(filter)) list.push_back(Reference(EventPath(id)));
+  return Found(std::move(list));
+}
+
+Answer Get(const Call& call, Transaction& store) {
+  const std::optional<std::int64_t> id = EventNumber(call.names.at(0));
+  const auto event = id ? store.FindEvent(call.owner->uuid, *id) : std::nullopt;
+  if (!event) throw NothingAt(call.target.Path());
+  return Found(View(call, store, *event));
+}
+
+}  // namespace
+
+void Events::AddTo(Routes& routes) const {
+  routes.Add("POST", ManagerPath("*") + "/Oem/Quorvan:Events",
+             {Access::kItsManager, QueryUse::kNone,
+              [*this](const Call& call, Transaction& store) { return Post(call, store); }});
+  routes.Add("GET", kEventsPath, {Access::kAppliance, QueryUse::kCollection, List});
+  routes.Add("GET", std::string(kEventsPath) + "/*",
+             {Access::kAppliance, QueryUse::kResource, Get});
+}
+
+Answer Events::Post(const Call& call, Transaction& store) const {
+  const Json& document = call.body;
   EventRecord event;
   event.manager = call.owner->uuid;
   event.messageId = RequiredString(document, "MessageId");
@@ -110,92 +192,14 @@ Response RedfishService::PostEvent(const Call& call) {
   if (message == document.end()) throw Missing("Message");
   if (!message->is_string()) throw WrongType("Message", *message, "\"Message\" is no string.");
 
-  const AlarmEffect effect = EffectOf(event);
-  const std::string alarm = AlarmOf(document, event, effect);
-  event.chassis = OriginChassis(call, document, effect);
-  const StoredEvent stored = m_store.AddEvent(event, effect, alarm);
+  const EventKind kind = KindOf(event.messageId, event.severity);
+  const std::string alarm = AlarmOf(document, event, kind);
+  event.chassis = OriginChassis(call, store, kind);
+  const StoredEvent stored = store.AddEvent(event, alarm);
   event.id = stored.id;
-  LogEvent(event, message->get<std::string>(), alarm, stored.outcome);
-  return CreatedResponse(EventView(call, event));
-}
-
-void RedfishService::LogEvent(const EventRecord& event, const std::string& text,
-                              const std::string& alarm, AlarmOutcome outcome) const {
-  const std::string where = event.chassis.empty() ? "" : " on chassis " + event.chassis;
-  const std::string full = alarm + " " + event.severity + " \"" + text + "\"" + where;
-  switch (outcome) {
-    case AlarmOutcome::kOpened:
-      return m_log.Line("alarm open: " + full);
-    case AlarmOutcome::kChanged:
-      return m_log.Line("alarm changed: " + full);
-    case AlarmOutcome::kRepeated:
-      return m_log.Line("alarm repeated: " + full);
-    case AlarmOutcome::kClosed:
-      return m_log.Line("alarm closed: " + alarm + where);
-    case AlarmOutcome::kNotOpen:
-      return m_log.Line("alarm cleared that was not open: " + alarm + where);
-    case AlarmOutcome::kNone:
-      return m_log.Line("message: " + full);
-  }
-}
-
-// With a filter a bare array of all that there are, as appliances expect it; else a collection.
-Response RedfishService::ListEvents(const Call& call) {
-  EventFilter filter;
-  filter.manager = call.owner->uuid;
-  filter.chassis = call.target.Value("OriginOfCondition");
-  filter.cleared = ClearedOf(call.target);
-  filter.severity = call.target.Value("Severity");
-  const bool filtered = filter.chassis || filter.cleared || filter.severity;
-  if (filtered && (!call.query.Empty() || call.target.Value("after"))) {
-    throw Refusal(400, {"QueryCombinationInvalid", {}},
-                  "A filtered list takes neither \"after\" nor the options that begin with $.");
-  }
-  if (!filtered) return JsonResponse(200, EventsView(call));
-  Json list = Json::array();
-  for (const std::int64_t id : m_store.ListEvents(filter)) list.push_back(Reference(EventPath(id)));
-  return JsonResponse(200, list);
-}
-
-// A page leads to the next by its last event, which nothing that comes or goes meanwhile moves.
-Json RedfishService::EventsView(const Call& call) {
-  EventPage page;
-  page.manager = call.owner->uuid;
-  const auto count = static_cast<std::size_t>(m_store.CountEvents(page.manager));
-  if (const auto after = call.target.Value("after")) {
-    if (call.query.skip) {
-      throw Refusal(400, {"QueryCombinationInvalid", {}}, "\"after\" goes without $skip.");
-    }
-    page.after = AfterOf(*after);
-  } else {
-    page.skip = static_cast<std::int64_t>(PageOf(call.query, count).first);
-  }
-  const std::size_t size = PageSize(call.query);
-  page.limit = static_cast<std::int64_t>(size) + 1;
-  std::vector<std::int64_t> ids = m_store.ListEventPage(page);
-  const bool more = ids.size() > size;
-  ids.resize(std::min(ids.size(), size));
-  std::vector<std::string> paths;
-  paths.reserve(ids.size());
-  for (const std::int64_t id : ids) paths.push_back(EventPath(id));
-  // An empty page leads nowhere, least of all to itself.
-  const std::string next =
-      more && !ids.empty() ? PageAt(call.query, "after=" + std::to_string(ids.back())) : "";
-  return CollectionPage(kEvents, types::kEventCollection, "Events", count, paths, next);
-}
-
-Response RedfishService::GetEvent(const Call& call) {
-  const std::optional<std::int64_t> id = EventNumber(call.names.at(0));
-  const auto event = id ? m_store.FindEvent(call.owner->uuid, *id) : std::nullopt;
-  if (!event) throw NothingAt(call.target.Path());
-  return JsonResponse(200, EventView(call, *event));
-}
-
-Json RedfishService::EventView(const Call& call, const EventRecord& event) {
-  Json sent = ParseStored(event.document);
-  if (!sent.contains("Name")) sent["Name"] = "Event " + std::to_string(event.id);
-  sent["Received"] = RedfishTime(event.received);
-  return ShapedFor(call, *call.owner, types::kEvent, EventPath(event.id), sent);
+  Answer answer = Created(View(call, store, event));
+  answer.lines = {LogLine(event, message->get<std::string>(), alarm, stored.outcome)};
+  return answer;
 }
 
 }  // namespace cloudservice

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// What is looked up for one request, and how much that may be.
 #include "service/redfish/LookUps.h"
 
 #include "service/redfish/Refusal.h"

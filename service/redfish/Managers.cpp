@@ -1,10 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
+// Managers: registering, finding, showing, changing, removing them.
+#include "service/redfish/Managers.h"
+
 #include <algorithm>
 #include <utility>
+#include <vector>
 
+#include "service/http/ResourcePaths.h"
 #include "service/redfish/Body.h"
-#include "service/redfish/Refusal.h"
-#include "service/redfish/Service.h"
+#include "service/redfish/Collections.h"
+#include "service/redfish/Heartbeats.h"
+#include "service/redfish/Shape.h"
+#include "service/redfish/Views.h"
+#include "service/redfish/schema/Types.h"
 #include "service/util/Secret.h"
 
 namespace cloudservice {
@@ -13,8 +21,6 @@ namespace {
 
 constexpr std::size_t kTokenBytes = 32;
 constexpr std::size_t kMaxUuid = 128;
-
-std::string ManagerPath(const std::string& uuid) { return "/redfish/v1/Managers/" + uuid; }
 
 // A UUID becomes a segment of paths.
 std::string CheckedUuid(const Json& document) {
@@ -39,109 +45,124 @@ std::pair<std::string, std::string> CredentialsOf(const std::string& query) {
   return {query.substr(kEmail.size(), key - kEmail.size()), query.substr(key + kKey.size())};
 }
 
-}  // namespace
-
-Response RedfishService::ListManagers(const Call& call) {
-  const std::optional<std::string> uuid = call.target.Value("uuid");
-  if (uuid) return FindManagerByUuid(call, *uuid);
-  if (!call.owner) throw Refusal(401, "The X-Auth-Token is missing or not known.");
-  return JsonResponse(200, CollectionView("/redfish/v1/Managers", types::kManagerCollection,
-                                          "Managers", {ManagerPath(call.owner->uuid)}, call.query));
-}
-
 // An appliance learns from the 403 that it has to register afresh, so that everything that ends a
 // registration has to end up in it.
-Response RedfishService::FindManagerByUuid(const Call& call, const std::string& uuid) {
+Answer FindByUuid(const Call& call, const std::string& uuid) {
   if (!call.owner || call.owner->uuid != uuid) {
     throw Refusal(403, "The X-Auth-Token is not this manager's.");
   }
-  m_log.Line("manager found: " + Named(*call.owner));
-  Response response;
-  response.status = 302;
-  response.headers.emplace_back("Location", ManagerPath(uuid));
-  return response;
+  Answer answer;
+  answer.status = 302;
+  answer.headers = {{"Location", ManagerPath(uuid)}};
+  answer.lines = {"manager found: " + Named(*call.owner)};
+  return answer;
 }
 
-Admission RedfishService::Admit(const Call& call) {
-  const auto [email, key] = CredentialsOf(call.target.query);
-  if (!m_accounts.Any()) throw Refusal(401, "This service has no account to register with.");
-  const Admission admission = m_accounts.Admit(call.request.peer, email, key);
-  if (admission.wait == 0 && !admission.account) {
-    throw Refusal(401, "The e-mail address or the key is wrong.");
-  }
-  return admission;
+Answer List(const Call& call, Transaction&) {
+  const std::optional<std::string> uuid = call.target.Value("uuid");
+  if (uuid) return FindByUuid(call, *uuid);
+  if (!call.owner) throw Refusal(401, "The X-Auth-Token is missing or not known.");
+  return Found(CollectionView(kManagersPath, types::kManagerCollection, "Managers",
+                              {ManagerPath(call.owner->uuid)}, call.query));
 }
 
-Response RedfishService::RegisterManager(const Call& call) {
-  const Admission admission = Admit(call);
-  if (admission.wait > 0) {
-    const Refusal refusal(429, "Too many wrong registrations from this address.");
-    Response response = Refused(refusal, call.request.method, call.request.target);
-    response.SetHeader("Retry-After", std::to_string(admission.wait));
-    return response;
-  }
-  const Json document = ParseBody(call.request.body);
+Answer Delete(const Call& call, Transaction& store) {
+  store.DeleteManager(call.owner->uuid);
+  Answer answer = Done();
+  answer.lines = {"manager removed: " + Named(*call.owner)};
+  return answer;
+}
+
+// The body as the record of a manager that registers.
+ManagerRecord ManagerOf(const Call& call, std::int64_t now) {
   ManagerRecord manager;
-  manager.uuid = CheckedUuid(document);
-  manager.name = OptionalString(document, "Name").value_or("");
+  manager.uuid = CheckedUuid(call.body);
+  manager.name = OptionalString(call.body, "Name").value_or("");
   if (manager.name.empty()) manager.name = "unnamed";
   manager.document = call.request.body;
-  manager.registered = m_clock();
-  manager.account = admission.account;
+  manager.registered = now;
+  manager.account = call.account;
   manager.address = call.request.peer;
-  const std::optional<ManagerRecord> before = m_store.FindManager(manager.uuid);
+  return manager;
+}
+
+}  // namespace
+
+void Managers::AddTo(Routes& routes) const {
+  const auto bound = [this](Answer (Managers::*operation)(const Call&, Transaction&) const) {
+    return [*this, operation](const Call& call, Transaction& store) {
+      return (this->*operation)(call, store);
+    };
+  };
+  const std::string one = ManagerPath("*");
+  routes.Add("GET", kManagersPath, {Access::kAnyone, QueryUse::kCollection, List});
+  routes.Add("POST", kManagersPath,
+             {Access::kAnyone, QueryUse::kNone, bound(&Managers::Register),
+              [*this](Call& call) { return Admit(call); }});
+  routes.Add("GET", one, {Access::kItsManager, QueryUse::kResource, bound(&Managers::Get)});
+  routes.Add("PATCH", one, {Access::kItsManager, QueryUse::kNone, bound(&Managers::Patch)});
+  routes.Add("DELETE", one, {Access::kItsManager, QueryUse::kNone, Delete});
+}
+
+void Managers::Admit(Call& call) const {
+  const auto [email, key] = CredentialsOf(call.target.Query());
+  if (!m_accounts->Any()) throw Refusal(401, "This service has no account to register with.");
+  const Admission admission = m_accounts->Admit(call.request.peer, email, key);
+  if (admission.wait > 0) {
+    throw Refusal(429, "Too many wrong registrations from this address.")
+        .RetryAfter(admission.wait);
+  }
+  if (!admission.account) throw Refusal(401, "The e-mail address or the key is wrong.");
+  call.account = *admission.account;
+}
+
+Answer Managers::Register(const Call& call, Transaction& store) const {
+  const ManagerRecord manager = ManagerOf(call, m_clock());
+  const std::optional<ManagerRecord> before = store.FindManager(manager.uuid);
   // Else whoever has an account could take, and empty, what is another's.
   if (before && before->account && before->account != manager.account) {
     throw Refusal(403, "This UUID is registered with another account.");
   }
-
   const std::string token = RandomHex(kTokenBytes);
-  const bool known = m_store.AddManager(manager, Sha256Hex(token));
-  m_log.Line("manager registered: " + Named(manager) +
-             (known ? ", known before: what it held is dropped" : ""));
-  Response response = CreatedResponse(ManagerView(call, manager));
-  response.headers.emplace_back("X-Auth-Token", token);
-  return response;
+  const bool known = store.AddManager(manager, Sha256Hex(token));
+  Answer answer = Created(View(call, store, manager));
+  answer.headers = {{"X-Auth-Token", token}};
+  answer.lines = {"manager registered: " + Named(manager) +
+                  (known ? ", known before: what it held is dropped" : "")};
+  return answer;
 }
 
-Response RedfishService::GetManager(const Call& call) {
-  RequireOwn(call, call.names.at(0));
-  return JsonResponse(200, ManagerView(call, *call.owner));
+Answer Managers::Get(const Call& call, Transaction& store) const {
+  return Found(View(call, store, *call.owner));
 }
 
-Response RedfishService::PatchManager(const Call& call) {
-  RequireOwn(call, call.names.at(0));
-  const Json patch = ParseBody(call.request.body);
-  RefuseReadOnly(patch, {{"Id", call.owner->uuid}, {"UUID", call.owner->uuid}});
-  m_store.SetManagerDocument(call.owner->uuid, MergedText(call.owner->document, patch),
-                             ReadingsOf(call, std::nullopt, patch));
-  m_log.Line("manager changed: " + Named(*call.owner));
-  return DoneResponse();
+Answer Managers::Patch(const Call& call, Transaction& store) const {
+  const ManagerRecord& manager = *call.owner;
+  RefuseReadOnly(call.body, {{"Id", manager.uuid}, {"UUID", manager.uuid}});
+  store.SetManagerDocument(manager.uuid, MergedText(manager.document, call.body),
+                           ReadingsOf(call, std::nullopt, m_clock()));
+  Answer answer = Done();
+  answer.lines = {"manager changed: " + Named(manager)};
+  return answer;
 }
 
-Response RedfishService::DeleteManager(const Call& call) {
-  RequireOwn(call, call.names.at(0));
-  m_store.DeleteManager(call.owner->uuid);
-  m_log.Line("manager removed: " + Named(*call.owner));
-  return DoneResponse();
-}
-
-Json RedfishService::ManagerView(const Call& call, const ManagerRecord& manager) {
+Json Managers::View(const Call& call, Transaction& store, const ManagerRecord& manager) const {
   Json sent = ParseStored(manager.document);
   sent["UUID"] = manager.uuid;
   if (!sent.contains("Name")) sent["Name"] = manager.name;
-  Json view = ShapedFor(call, manager, types::kManager, ManagerPath(manager.uuid), sent);
+  Json view = ShapedFor(call, store, manager, types::kManager, ManagerPath(manager.uuid), sent);
+  const std::int64_t now = m_clock();
   Json& status = view["Status"];
   if (!status.contains("State")) status["State"] = "Enabled";
-  if (IsOverdue(manager.heartbeat)) status["State"] = "UnavailableOffline";
+  if (StateOf(manager, now) == State::kOffline) status["State"] = "UnavailableOffline";
 
   Json chassis = Json::array();
-  for (const std::string& id : m_store.ListChassis(manager.uuid)) {
-    chassis.push_back(Reference("/redfish/v1/Chassis/" + id));
+  for (const std::string& id : store.ListChassis(manager.uuid)) {
+    chassis.push_back(Reference(ChassisPath(id)));
   }
   view["Links"]["ManagerForChassis"] = chassis;
-  LinkResources(manager, std::nullopt, view);
-  OemOf(view)["Heartbeat"] = HeartbeatView(manager.heartbeat);
+  LinkResources(store, manager, std::nullopt, view);
+  OemOf(view)["Heartbeat"] = HeartbeatView(manager, now);
   return view;
 }
 

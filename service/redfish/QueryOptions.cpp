@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// $top, $skip, $select and $expand.
 #include "service/redfish/QueryOptions.h"
 
 #include <algorithm>

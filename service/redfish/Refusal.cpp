@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Refusals in the words of Redfish's registry of messages.
 #include "service/redfish/Refusal.h"
 
 #include "service/json/Json.h"
@@ -63,6 +64,9 @@ Response ErrorResponse(const Refusal& refusal) {
   response.body = CompactText({{"error", error}});
   if (refusal.Status() == 401) {
     response.headers.emplace_back("WWW-Authenticate", "X-Auth-Token realm=\"cloudservice\"");
+  }
+  if (refusal.RetryAfter() > 0) {
+    response.SetHeader("Retry-After", std::to_string(refusal.RetryAfter()));
   }
   return response;
 }

@@ -2,6 +2,7 @@
 #ifndef SERVICE_REDFISH_REFUSAL_H_
 #define SERVICE_REDFISH_REFUSAL_H_
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -31,18 +32,26 @@ class Refusal : public std::runtime_error {
   Refusal(unsigned status, BaseMessage message, const std::string& text)
       : std::runtime_error(text), m_status(status), m_message(std::move(message)) {}
 
+  // The seconds after which the same request may be taken; 0: it makes no difference.
+  Refusal& RetryAfter(std::int64_t seconds) {
+    m_retryAfter = seconds;
+    return *this;
+  }
+  std::int64_t RetryAfter() const { return m_retryAfter; }
   unsigned Status() const { return m_status; }
   const BaseMessage& Message() const { return m_message; }
 
  private:
   unsigned m_status;
   BaseMessage m_message;
+  std::int64_t m_retryAfter = 0;
 };
 
 // 404 for a path at which there is nothing, at least for this sender.
 Refusal NothingAt(const std::string& path);
 
-// The answer to a refused request: a Redfish error object, and WWW-Authenticate for 401.
+// The answer to a refused request: a Redfish error object, WWW-Authenticate for 401, and
+// Retry-After where it may help.
 Response ErrorResponse(const Refusal& refusal);
 
 }  // namespace cloudservice

@@ -1,11 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "service/redfish/Service.h"
+// The root of the service, and what describes it as a whole.
+#include "service/redfish/Root.h"
+
+#include <string>
+
+#include "service/http/ResourcePaths.h"
+#include "service/redfish/Collections.h"
+#include "service/redfish/Shape.h"
 #include "service/redfish/schema/Csdl.h"
 
 namespace cloudservice {
 
 namespace {
 
+// As clients expect it, with a slash at its end.
 constexpr const char* kRoot = "/redfish/v1/";
 constexpr const char* kSessionService = "/redfish/v1/SessionService";
 constexpr const char* kSessions = "/redfish/v1/SessionService/Sessions";
@@ -20,11 +28,9 @@ Json Features() {
           {"OnlyMemberQuery", false}, {"SelectQuery", true},   {"TopSkipQuery", true}};
 }
 
-}  // namespace
+Answer GetVersions() { return Found({{"v1", kRoot}}); }
 
-Response RedfishService::GetVersions(const Call&) { return JsonResponse(200, {{"v1", kRoot}}); }
-
-Response RedfishService::GetRoot(const Call&) {
+Answer GetRoot() {
   Json root = {{"@odata.id", kRoot},
                {"@odata.type", std::string("#") + types::kServiceRoot},
                {"Id", "RootService"},
@@ -32,69 +38,66 @@ Response RedfishService::GetRoot(const Call&) {
                {"Product", "cloudservice"},
                {"ProtocolFeaturesSupported", Features()},
                {"RedfishVersion", "1.8.0"},
-               {"Chassis", Reference("/redfish/v1/Chassis")},
+               {"Chassis", Reference(kChassisPath)},
                {"JsonSchemas", Reference("/redfish/v1/JsonSchemas")},
-               {"Managers", Reference("/redfish/v1/Managers")},
+               {"Managers", Reference(kManagersPath)},
                {"Registries", Reference("/redfish/v1/Registries")},
                {"SessionService", Reference(kSessionService)},
                {"Links", {{"Sessions", Reference(kSessions)}}}};
-  OemOf(root)["Events"] = Reference("/redfish/v1/Oem/Quorvan:Events");
-  return JsonResponse(200, root);
+  OemOf(root)["Events"] = Reference(kEventsPath);
+  return Found(root);
 }
 
-Response RedfishService::GetServiceDocument(const Call&) {
+Answer GetServiceDocument() {
   Json value = Json::array({{{"name", "Service"}, {"kind", "Singleton"}, {"url", kRoot}}});
   for (const char* name : {"Chassis", "JsonSchemas", "Managers", "Registries", "SessionService"}) {
     value.push_back({{"name", name}, {"kind", "Singleton"}, {"url", std::string(kRoot) + name}});
   }
   value.push_back({{"name", "Sessions"}, {"kind", "Singleton"}, {"url", kSessions}});
-  return JsonResponse(200, {{"@odata.context", "/redfish/v1/$metadata"}, {"value", value}});
+  return Found({{"@odata.context", "/redfish/v1/$metadata"}, {"value", value}});
 }
 
-Response RedfishService::GetMetadata(const Call&) {
-  Response response;
-  response.type = "application/xml; charset=utf-8";
-  response.body = MetadataDocument();
-  return response;
+Answer GetMetadata() {
+  Answer answer;
+  answer.type = "application/xml; charset=utf-8";
+  answer.text = MetadataDocument();
+  return answer;
 }
 
 // Tokens come from registrations: nobody opens a session.
-Response RedfishService::GetSessionService(const Call&) {
-  return JsonResponse(200, {{"@odata.id", kSessionService},
-                            {"@odata.type", std::string("#") + types::kSessionService},
-                            {"Id", "SessionService"},
-                            {"Name", "Sessions"},
-                            {"ServiceEnabled", false},
-                            {"Sessions", Reference(kSessions)}});
+Answer GetSessionService() {
+  return Found({{"@odata.id", kSessionService},
+                {"@odata.type", std::string("#") + types::kSessionService},
+                {"Id", "SessionService"},
+                {"Name", "Sessions"},
+                {"ServiceEnabled", false},
+                {"Sessions", Reference(kSessions)}});
 }
 
-Response RedfishService::ListSessions(const Call& call) {
-  return JsonResponse(
-      200, CollectionView(kSessions, types::kSessionCollection, "Sessions", {}, call.query));
+Answer ListSessions(const Call& call) {
+  return Found(CollectionView(kSessions, types::kSessionCollection, "Sessions", {}, call.query));
 }
 
-Json CollectionPage(const std::string& path, const char* type, const std::string& name,
-                    std::size_t count, const std::vector<std::string>& shown,
-                    const std::string& next) {
-  Json members = Json::array();
-  for (const std::string& member : shown) members.push_back(Reference(member));
-  Json view = {{"@odata.id", path},
-               {"@odata.type", std::string("#") + type},
-               {"Name", name},
-               {"Members", std::move(members)},
-               {"Members@odata.count", count}};
-  if (!next.empty()) view["Members@odata.nextLink"] = path + "?" + next;
-  return view;
+// An operation that looks at nothing but the call.
+template <typename Function>
+Operation Plain(Function function) {
+  return [function](const Call&, Transaction&) { return function(); };
 }
 
-Json CollectionView(const std::string& path, const char* type, const std::string& name,
-                    const std::vector<std::string>& members, const QueryOptions& query) {
-  const Page page = PageOf(query, members.size());
-  const auto from = members.begin();
-  return CollectionPage(path, type, name, members.size(),
-                        {from + static_cast<std::ptrdiff_t>(page.first),
-                         from + static_cast<std::ptrdiff_t>(page.end)},
-                        NextPage(query, page, members.size()));
+}  // namespace
+
+void AddRoot(Routes& routes) {
+  constexpr Access kAnyone = Access::kAnyone;
+  const std::string root = kRootPath;
+  routes.Add("GET", "/redfish", {kAnyone, QueryUse::kNone, Plain(GetVersions)});
+  routes.Add("GET", root, {kAnyone, QueryUse::kResource, Plain(GetRoot)});
+  routes.Add("GET", root + "/odata", {kAnyone, QueryUse::kNone, Plain(GetServiceDocument)});
+  routes.Add("GET", root + "/$metadata", {kAnyone, QueryUse::kNone, Plain(GetMetadata)});
+  routes.Add("GET", kSessionService,
+             {Access::kAppliance, QueryUse::kResource, Plain(GetSessionService)});
+  routes.Add("GET", kSessions,
+             {Access::kAppliance, QueryUse::kCollection,
+              [](const Call& call, Transaction&) { return ListSessions(call); }});
 }
 
 }  // namespace cloudservice

@@ -1,6 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "service/redfish/Service.h"
-#include "service/redfish/schema/Csdl.h"
+// Schemas and registries: which there are, and where they are published.
+#include "service/redfish/Schemas.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "service/http/ResourcePaths.h"
+#include "service/redfish/Collections.h"
+#include "service/redfish/Refusal.h"
+#include "service/redfish/schema/SchemaFiles.h"
+#include "service/redfish/schema/SchemaUris.h"
+#include "service/redfish/schema/Types.h"
 
 namespace cloudservice {
 
@@ -24,58 +35,70 @@ const std::map<std::string, std::string>& Described() {
   return described;
 }
 
-}  // namespace
-
-Response RedfishService::GetSchemaFile(const Call& call) {
+Answer GetSchemaFile(const Call& call, Transaction&) {
   const auto file = SchemaFiles().find(call.names.at(0));
   if (file == SchemaFiles().end()) throw NothingAt(call.target.Path());
-  Response response;
+  Answer answer;
   const bool xml = file->first.rfind(".xml") != std::string::npos;
-  response.type = xml ? "application/xml; charset=utf-8" : "application/schema+json";
-  response.body = file->second;
-  return response;
+  answer.type = xml ? "application/xml; charset=utf-8" : "application/schema+json";
+  answer.text = file->second;
+  return answer;
 }
 
-Response RedfishService::ListSchemas(const Call& call) {
+Answer ListSchemas(const Call& call, Transaction&) {
   std::vector<std::string> members;
   for (const auto& [name, type] : Described()) {
     members.push_back(std::string(kSchemas) + "/" + name);
   }
-  return JsonResponse(
-      200, CollectionView(kSchemas, types::kSchemaCollection, "JSON schemas", members, call.query));
+  return Found(
+      CollectionView(kSchemas, types::kSchemaCollection, "JSON schemas", members, call.query));
 }
 
-Response RedfishService::GetSchema(const Call& call) {
+Answer GetSchema(const Call& call, Transaction&) {
   const auto described = Described().find(call.names.at(0));
   if (described == Described().end()) throw NothingAt(call.target.Path());
   const auto& [name, type] = *described;
   const char* where = IsOwnType(type) ? "Uri" : "PublicationUri";
   const Json location = {{"Language", "en"}, {where, JsonSchemaUri(type)}};
-  return JsonResponse(200, {{"@odata.id", std::string(kSchemas) + "/" + name},
-                            {"@odata.type", std::string("#") + types::kSchemaFile},
-                            {"Id", name},
-                            {"Name", name},
-                            {"Languages", {"en"}},
-                            {"Location", Json::array({location})},
-                            {"Schema", "#" + type}});
+  return Found({{"@odata.id", std::string(kSchemas) + "/" + name},
+                {"@odata.type", std::string("#") + types::kSchemaFile},
+                {"Id", name},
+                {"Name", name},
+                {"Languages", {"en"}},
+                {"Location", Json::array({location})},
+                {"Schema", "#" + type}});
 }
 
-Response RedfishService::ListRegistries(const Call& call) {
+Answer ListRegistries(const Call& call, Transaction&) {
   const std::vector<std::string> members = {std::string(kRegistries) + "/" + kBaseRegistry};
-  return JsonResponse(200, CollectionView(kRegistries, types::kRegistryCollection,
-                                          "Message registries", members, call.query));
+  return Found(CollectionView(kRegistries, types::kRegistryCollection, "Message registries",
+                              members, call.query));
 }
 
-Response RedfishService::GetRegistry(const Call& call) {
+Answer GetRegistry(const Call& call, Transaction&) {
   if (call.names.at(0) != kBaseRegistry) throw NothingAt(call.target.Path());
   const Json location = {{"Language", "en"}, {"PublicationUri", kBaseRegistryUri}};
-  return JsonResponse(200, {{"@odata.id", std::string(kRegistries) + "/" + kBaseRegistry},
-                            {"@odata.type", std::string("#") + types::kRegistryFile},
-                            {"Id", kBaseRegistry},
-                            {"Name", "Base messages"},
-                            {"Languages", {"en"}},
-                            {"Location", Json::array({location})},
-                            {"Registry", kBaseRegistry}});
+  return Found({{"@odata.id", std::string(kRegistries) + "/" + kBaseRegistry},
+                {"@odata.type", std::string("#") + types::kRegistryFile},
+                {"Id", kBaseRegistry},
+                {"Name", "Base messages"},
+                {"Languages", {"en"}},
+                {"Location", Json::array({location})},
+                {"Registry", kBaseRegistry}});
+}
+
+}  // namespace
+
+void AddSchemas(Routes& routes) {
+  constexpr Access kAppliance = Access::kAppliance;
+  const std::string schemas = kSchemas;
+  const std::string registries = kRegistries;
+  routes.Add("GET", std::string(kRootPath) + "/Schemas/*",
+             {Access::kAnyone, QueryUse::kNone, GetSchemaFile});
+  routes.Add("GET", schemas, {kAppliance, QueryUse::kCollection, ListSchemas});
+  routes.Add("GET", schemas + "/*", {kAppliance, QueryUse::kResource, GetSchema});
+  routes.Add("GET", registries, {kAppliance, QueryUse::kCollection, ListRegistries});
+  routes.Add("GET", registries + "/*", {kAppliance, QueryUse::kResource, GetRegistry});
 }
 
 }  // namespace cloudservice

@@ -1,19 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
+// A request on its way: its operation, its sender, its answer.
 #include "service/redfish/Service.h"
 
 #include <utility>
 
+#include "service/redfish/Body.h"
+#include "service/redfish/Chassis.h"
 #include "service/redfish/Conditions.h"
-#include "service/redfish/Refusal.h"
-#include "service/redfish/schema/Csdl.h"
+#include "service/redfish/Events.h"
+#include "service/redfish/Heartbeats.h"
+#include "service/redfish/Histories.h"
+#include "service/redfish/Managers.h"
+#include "service/redfish/Resources.h"
+#include "service/redfish/Root.h"
+#include "service/redfish/Schemas.h"
+#include "service/redfish/schema/SchemaUris.h"
 #include "service/util/Secret.h"
 
 namespace cloudservice {
 
 namespace {
-
-// Rows that go in one step, which takes some hundredths of a second.
-constexpr std::int64_t kRemovedAtOnce = 2000;
 
 // Of the service as a whole.
 constexpr const char* kMethods = "GET, HEAD, POST, PATCH, DELETE, OPTIONS";
@@ -31,180 +37,218 @@ Response Marked(Response response) {
   return response;
 }
 
-}  // namespace
-
-RedfishService::RedfishService(Store& store, const Log& log, Accounts& accounts, Clock clock,
-                               Retention retention)
-    : m_store(store),
-      m_log(log),
-      m_accounts(accounts),
-      m_clock(std::move(clock)),
-      m_retention(retention) {}
-
-bool RedfishService::RemoveOld() {
-  const std::int64_t now = m_clock();
-  try {
-    const std::int64_t ahead = m_store.TakeBackHeartbeats(now);
-    if (ahead > 0) {
-      m_log.Line("the clock was set back: last heartbeats that count as of now: " +
-                 std::to_string(ahead));
+// The answer with its document written out, and what belongs to that.
+Response Rendered(const Answer& answer) {
+  Response response;
+  response.status = answer.status;
+  const Json& document = answer.document;
+  if (document.is_null()) {
+    response.body = answer.text;
+    if (!answer.type.empty()) response.type = answer.type;
+  } else {
+    response.body = CompactText(document);
+    if (const auto type = TextMember(document, "@odata.type")) {
+      response.headers.emplace_back("Link",
+                                    "<" + JsonSchemaUri(type->substr(1)) + ">; rel=describedby");
     }
-    return m_store.RemoveOld(now - m_retention.history, now - m_retention.events, kRemovedAtOnce);
-  } catch (const DatabaseError& error) {
-    m_log.Line(std::string("error: what is old stays: ") + error.what());
-    return false;
   }
-}
-
-Response RedfishService::Handle(const Request& request) { return Marked(Answer(request)); }
-
-Response RedfishService::Answer(const Request& request) {
-  std::string allowed;
-  try {
-    if (request.method == "OPTIONS" && request.target == "*") return OptionsResponse(kMethods);
-    std::optional<Target> target = ParseTarget(request.target);
-    if (!target) {
-      throw Refusal(400, {"InvalidURI", {LoggableTarget(request.target)}},
-                    "The request's target is no path of this service.");
-    }
-    Call call{request, *std::move(target), {}, {}, {}};
-    return Dispatch(call, allowed);
-  } catch (const Refusal& refusal) {
-    Response response = Refused(refusal, request.method, request.target);
-    if (refusal.Status() == 405) response.headers.emplace_back("Allow", allowed);
-    return response;
-  } catch (const std::exception& error) {
-    m_log.Line(std::string("error: ") + error.what());
-    return Refused(Refusal(500, "The service could not do it."), request.method, request.target);
+  if (answer.status == 201) {
+    response.headers.emplace_back("Location", document.at("@odata.id").get<std::string>());
+    response.headers.emplace_back("ETag", EntityTag(response.body));
   }
-}
-
-Response RedfishService::Dispatch(Call& call, std::string& allowed) {
-  const Request& request = call.request;
-  CheckNegotiation(request);
-  // What HEAD leaves out of GET's answer is the server's business.
-  const std::string method = request.method == "HEAD" ? "GET" : request.method;
-  const Route* route = FindRoute(call, method, allowed);
-  if (allowed.empty()) throw NothingAt(call.target.Path());
-  if (method == "OPTIONS") return OptionsResponse(allowed);
-  if (route == nullptr) {
-    throw Refusal(405, request.method + " is not possible here; possible: " + allowed + ".");
-  }
-  if (!request.token.empty()) call.owner = m_store.FindManagerByToken(Sha256Hex(request.token));
-  if (!MayTake(call, *route)) {
-    throw Refusal(401, request.token.empty() ? "The X-Auth-Token is missing."
-                                             : "The X-Auth-Token is not known.");
-  }
-  if (method == "GET") return Get(call, *route, allowed);
-  const bool conditional =
-      !request.Header("If-Match").empty() || !request.Header("If-None-Match").empty();
-  if (conditional && (method == "PATCH" || method == "DELETE")) {
-    CheckConditions(request, CurrentTag(call));
-  }
-  return (this->*route->operation)(call);
-}
-
-Response RedfishService::Get(Call& call, const Route& route, const std::string& allowed) {
-  call.query = ParseQueryOptions(call.target);
-  const bool paged = call.query.top || call.query.skip;
-  if ((route.options == Options::kNone && !call.query.Empty()) ||
-      (route.options == Options::kResource && paged)) {
-    throw Refusal(400, {"QueryNotSupportedOnResource", {}},
-                  "The resource does not take these query options.");
-  }
-  const bool expands = call.query.expand != QueryOptions::Expand::kNone;
-  call.lookUps->RefuseMore(expands ? 507 : 400);
-  Response response = (this->*route.operation)(call);
-  if (response.status != 200) return response;
-  call.lookUps->Count(response.body.size());
-  if (expands || !call.query.select.empty()) {
-    const Json document = ParseStored(response.body);
-    const auto fetch = [&](const std::string& path) {
-      const Json& found = Fetched(call, path);
-      if (found.is_object()) call.lookUps->Count(CompactText(found).size());
-      return found;
-    };
-    response.body = CompactText(Selected(Expanded(document, call.query, fetch), call.query));
-  }
-  response.headers.emplace_back("Allow", allowed);
-  response.headers.emplace_back("Cache-Control", "no-cache");
-  ApplyConditions(call.request, response);
+  for (const auto& header : answer.headers) response.headers.push_back(header);
   return response;
 }
 
-const Json& RedfishService::Fetched(const Call& call, const std::string& path) {
+// Learns who sends the call, and throws Refusal (401, 404) where the operation is not for them.
+void Admit(Call& call, const Endpoint& endpoint, Transaction& store) {
+  const std::string& token = call.request.token;
+  call.owner.reset();
+  if (!token.empty()) call.owner = store.FindManagerByToken(Sha256Hex(token));
+  if (endpoint.access == Access::kAnyone) return;
+  if (!call.owner) {
+    throw Refusal(
+        401, token.empty() ? "The X-Auth-Token is missing." : "The X-Auth-Token is not known.");
+  }
+  const std::string& uuid = call.owner->uuid;
+  if ((endpoint.access == Access::kItsManager && call.names.at(0) != uuid) ||
+      (endpoint.access == Access::kItsChassis && !store.HasChassis(uuid, call.names.at(0)))) {
+    throw NothingAt(call.target.Path());
+  }
+}
+
+void CheckOptions(const Call& call, const Endpoint& endpoint) {
+  const bool paged = call.query.top || call.query.skip;
+  if ((endpoint.query == QueryUse::kNone && !call.query.Empty()) ||
+      (endpoint.query == QueryUse::kResource && paged)) {
+    throw Refusal(400, {"QueryNotSupportedOnResource", {}},
+                  "The resource does not take these query options.");
+  }
+}
+
+}  // namespace
+
+RedfishService::RedfishService(Store& store, const Log& log, Accounts& accounts, const Clock& clock,
+                               const Retention& retention)
+    : m_store(store), m_log(log) {
+  AddRoot(m_routes);
+  AddSchemas(m_routes);
+  Managers(clock, accounts).AddTo(m_routes);
+  Heartbeats(clock).AddTo(m_routes);
+  Chassis(clock).AddTo(m_routes);
+  Resources(clock).AddTo(m_routes);
+  Histories(clock, retention.history).AddTo(m_routes);
+  Events(clock).AddTo(m_routes);
+}
+
+Response RedfishService::Handle(const Request& request) {
+  std::string allowed;
+  try {
+    return Marked(Dispatch(request, allowed));
+  } catch (const Refusal& refusal) {
+    Response response = Refused(refusal, request);
+    if (refusal.Status() == 405) response.headers.emplace_back("Allow", allowed);
+    return Marked(std::move(response));
+  } catch (const std::exception& error) {
+    m_log.Line(std::string("error: ") + error.what());
+    return Marked(Refused(Refusal(500, "The service could not do it."), request));
+  }
+}
+
+RedfishService::Place RedfishService::Find(Call& call, const std::string& method) const {
+  const Routes::Path* path = m_routes.Find(call.target.Segments(), call.names);
+  if (path == nullptr) return {};
+  Place place = {path->Find(method), ""};
+  const Endpoint* get = path->Find("GET");
+  const bool collection = get != nullptr && get->query == QueryUse::kCollection;
+  for (const auto& [name, endpoint] : path->methods) {
+    // Appliances may say something about a collection; its type says that nobody changes it.
+    if (!collection || name != "PATCH") place.allowed += name + ", ";
+    if (name == "GET") place.allowed += "HEAD, ";
+  }
+  place.allowed += "OPTIONS";
+  return place;
+}
+
+Response RedfishService::Dispatch(const Request& request, std::string& allowed) {
+  if (request.method == "OPTIONS" && request.target.Text() == "*") return OptionsResponse(kMethods);
+  if (!request.target.IsPath()) {
+    throw Refusal(400, {"InvalidURI", {request.target.Loggable()}},
+                  "The request's target is no path of this service.");
+  }
+  CheckNegotiation(request);
+  Call call{request, request.target};
+  // What HEAD leaves out of GET's answer is the server's business.
+  const std::string method = request.method == "HEAD" ? "GET" : request.method;
+  const Place place = Find(call, method);
+  allowed = place.allowed;
+  if (allowed.empty()) throw NothingAt(call.target.Path());
+  if (method == "OPTIONS") return OptionsResponse(allowed);
+  if (place.endpoint == nullptr) {
+    throw Refusal(405, request.method + " is not possible here; possible: " + allowed + ".");
+  }
+  if (method != "GET") return Change(call, *place.endpoint, method);
+  Response response = Get(call, *place.endpoint);
+  if (response.status != 200) return response;
+  response.headers.emplace_back("Allow", allowed);
+  response.headers.emplace_back("Cache-Control", "no-cache");
+  ApplyConditions(request, response);
+  return response;
+}
+
+Response RedfishService::Get(Call& call, const Endpoint& endpoint) {
+  const Answer answer = m_store.Read([&](Transaction& store) {
+    Admit(call, endpoint, store);
+    call.query = ParseQueryOptions(call.target);
+    CheckOptions(call, endpoint);
+    call.lookUps = std::make_shared<LookUps>();
+    call.lookUps->RefuseMore(call.query.expand == QueryOptions::Expand::kNone ? 400 : 507);
+    Answer made = endpoint.operation(call, store);
+    if (made.status == 200) made.document = Chosen(call, store, std::move(made.document));
+    return made;
+  });
+  Tell(answer);
+  return Rendered(answer);
+}
+
+// Whose call it is is seen before anything of its body is read, and once more where it is changed.
+Response RedfishService::Change(Call& call, const Endpoint& endpoint, const std::string& method) {
+  m_store.Read([&](Transaction& store) { Admit(call, endpoint, store); });
+  if (endpoint.before) endpoint.before(call);
+  if (method != "DELETE") call.body = ParseBody(call.request.body);
+  const Request& request = call.request;
+  const bool conditional =
+      !request.Header("If-Match").empty() || !request.Header("If-None-Match").empty();
+  const Answer answer = m_store.Write([&](Transaction& store) {
+    Admit(call, endpoint, store);
+    call.lookUps = std::make_shared<LookUps>();
+    if (conditional && (method == "PATCH" || method == "DELETE")) {
+      CheckConditions(request, CurrentTag(call, store));
+    }
+    return endpoint.operation(call, store);
+  });
+  Tell(answer);
+  return Rendered(answer);
+}
+
+Json RedfishService::Chosen(const Call& call, Transaction& store, Json document) const {
+  if (document.is_null()) return document;
+  call.lookUps->Count(CompactText(document).size());
+  const bool expands = call.query.expand != QueryOptions::Expand::kNone;
+  if (!expands && call.query.select.empty()) return document;
+  const auto fetch = [&](const std::string& path) {
+    const Json& found = Fetched(call, store, path);
+    if (found.is_object()) call.lookUps->Count(CompactText(found).size());
+    return found;
+  };
+  return Selected(Expanded(document, call.query, fetch), call.query);
+}
+
+const Json& RedfishService::Fetched(const Call& call, Transaction& store,
+                                    const std::string& path) const {
   static const Json nothing;
-  std::optional<Target> target = ParseTarget(path);
+  Target target = path;
   // No link has a query.
-  if (!target || !target->query.empty()) return nothing;
-  return call.lookUps->Document(target->Path(), [&] {
-    return Answered({call.request, *std::move(target), {}, call.owner, {}, call.lookUps});
+  if (!target.IsPath() || !target.Query().empty()) return nothing;
+  return call.lookUps->Document(target.Path(), [&] {
+    return Answered({call.request, std::move(target), {}, call.owner, {}, {}, call.lookUps}, store);
   });
 }
 
-Json RedfishService::Answered(Call call) {
-  std::string allowed;
-  const Route* route = FindRoute(call, "GET", allowed);
-  if (route == nullptr || !MayTake(call, *route)) return nullptr;
+Json RedfishService::Answered(Call call, Transaction& store) const {
+  const Endpoint* endpoint = Find(call, "GET").endpoint;
+  if (endpoint == nullptr) return nullptr;
   try {
-    const Response response = (this->*route->operation)(call);
-    return response.status == 200 ? ParseStored(response.body) : Json();
+    Admit(call, *endpoint, store);
+    const Answer answer = endpoint->operation(call, store);
+    return answer.status == 200 ? answer.document : Json();
   } catch (const Refusal& refusal) {
     if (refusal.Status() == 507) throw;
     return nullptr;
   }
 }
 
-std::optional<std::string> RedfishService::CurrentTag(const Call& call) {
-  const Json& document = Fetched(call, call.target.Path());
+std::optional<std::string> RedfishService::CurrentTag(const Call& call, Transaction& store) const {
+  const Json& document = Fetched(call, store, call.target.Path());
   if (document.is_null()) return std::nullopt;
   return EntityTag(CompactText(document));
 }
 
-Response RedfishService::Refuse(unsigned status, const std::string& method,
-                                const std::string& target, const std::string& reason) {
-  return Marked(Refused(Refusal(status, reason), method, target));
+Response RedfishService::Refuse(unsigned status, const Request& request,
+                                const std::string& reason) {
+  return Marked(Refused(Refusal(status, reason), request));
 }
 
-Response RedfishService::Refused(const Refusal& refusal, const std::string& method,
-                                 const std::string& target) {
-  const std::string what = method.empty() && target.empty() ? "unreadable request"
-                                                            : method + " " + LoggableTarget(target);
+void RedfishService::Tell(const Answer& answer) const {
+  for (const std::string& line : answer.lines) m_log.Line(line);
+}
+
+Response RedfishService::Refused(const Refusal& refusal, const Request& request) const {
+  const bool unreadable = request.method.empty() && request.target.Text().empty();
+  const std::string what =
+      unreadable ? "unreadable request" : request.method + " " + request.target.Loggable();
   m_log.Line("refused: " + what + ": " + std::to_string(refusal.Status()) + " " + refusal.what());
   return ErrorResponse(refusal);
-}
-
-void RedfishService::RequireOwn(const Call& call, const std::string& uuid) {
-  if (call.owner->uuid != uuid) throw NothingAt(call.target.Path());
-}
-
-std::string Named(const ManagerRecord& manager) {
-  return manager.name + " (UUID " + manager.uuid + ")";
-}
-
-Response JsonResponse(unsigned status, const Json& document) {
-  Response response;
-  response.status = status;
-  response.body = CompactText(document);
-  const auto type = document.find("@odata.type");
-  if (document.is_object() && type != document.end()) {
-    const std::string schema = JsonSchemaUri(type->get<std::string>().substr(1));
-    response.headers.emplace_back("Link", "<" + schema + ">; rel=describedby");
-  }
-  return response;
-}
-
-Response CreatedResponse(const Json& document) {
-  Response response = JsonResponse(201, document);
-  response.headers.emplace_back("Location", document.at("@odata.id").get<std::string>());
-  response.headers.emplace_back("ETag", EntityTag(response.body));
-  return response;
-}
-
-Response DoneResponse() {
-  Response response;
-  response.status = 204;
-  return response;
 }
 
 }  // namespace cloudservice

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The shape that a type gives to what was sent.
 #include "service/redfish/Shape.h"
 
 #include <algorithm>
@@ -20,8 +21,8 @@ bool IsAnnotation(const std::string& name) { return name.find('@') != std::strin
 
 // What a path ends with, percent-decoded.
 std::string LastSegment(const std::string& path) {
-  const std::optional<Target> target = ParseTarget(path);
-  return target && !target->segments.empty() ? target->segments.back() : path;
+  const Target target = path;
+  return target.Segments().empty() ? path : target.Segments().back();
 }
 
 std::optional<Json> WholeNumber(const Json& value) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Times as texts and back.
 #include "service/util/Clock.h"
 
 #include <chrono>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Lines of the log, and writing them where perhaps nobody reads.
 #include "service/util/Log.h"
 
 #include <poll.h>

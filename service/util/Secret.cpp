@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Random numbers, hashes of passwords, comparing secrets.
 #include "service/util/Secret.h"
 
 #include <array>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Letters, pieces and percent-encoding of texts.
 #include "service/util/Text.h"
 
 #include <algorithm>

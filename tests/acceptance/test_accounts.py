@@ -12,7 +12,7 @@ from harness.daemon import EMAIL, KEY, UUID
 from harness.operators import Operator
 from harness.process import clock, environment
 
-SCHEMA = pathlib.Path(__file__).parents[2] / "service" / "store" / "Schema.cpp"
+SCHEMA = pathlib.Path(__file__).parents[2] / "service" / "store" / "sqlite" / "Schema.cpp"
 OTHER = "/redfish/v1/Managers?setup_email=other@example.org&registration_key=other-key"
 ENABLED = "cloudclient is now registered for device changes"
 

@@ -39,8 +39,7 @@ void Paged(const QueryOptions& query) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  Target target;
-  target.query = fuzz::Input(data, size).Rest();
+  const Target target("/?" + fuzz::Input(data, size).Rest());
   QueryOptions query;
   try {
     query = ParseQueryOptions(target);

@@ -5,6 +5,7 @@
 
 #include "Input.h"
 #include "PayloadCheck.h"
+#include "TestStore.h"
 #include "service/api/Api.h"
 #include "service/page/Page.h"
 #include "service/redfish/Service.h"
@@ -26,16 +27,17 @@ enum class Sender { kNobody, kFirst, kSecond, kOperator };
 class Everything {
  public:
   Everything() {
-    m_store.AddManager({"u", "Unit 7", Document(), kNow, {}, {}, "192.0.2.7"}, Sha256Hex("u"));
-    m_store.AddManager({"v", "Unit 8", "{}", kNow, {}, {}, "192.0.2.8"}, Sha256Hex("v"));
-    m_store.AddChassis({"c", "u", Document(), kNow});
+    m_store->AddManager({"u", "Unit 7", Document(), kNow, {}, {}, "192.0.2.7"}, Sha256Hex("u"));
+    m_store->AddManager({"v", "Unit 8", "{}", kNow, {}, {}, "192.0.2.8"}, Sha256Hex("v"));
+    m_store->AddChassis({"c", "u", Document(), kNow});
     for (const char* below : {"/Thermal", "/Sensors/1", "/EnvironmentMetrics", "/Other"}) {
       const std::string path = std::string(kChassis) + below;
-      m_store.PutResource({path, "u", "c", Document(), kNow}, {path, "u", "c", kNow, {{"A", "1"}}});
+      m_store->PutResource({path, "u", "c", Document(), kNow},
+                           {path, "u", "c", kNow, {{"A", "1"}}});
     }
-    m_store.AddEvent({0, "u", "c", "m", "Alarm", Document(), kNow}, AlarmEffect::kRaise, "m");
-    m_store.AddHeartbeat("u", kNow, 90);
-    m_store.AddOperator({0, "olga", {}, Sha256Hex(kOperatorsToken), kNow});
+    m_store->AddEvent({0, "u", "c", "m", "Alarm", Document(), kNow}, "m");
+    m_store->AddHeartbeat("u", kNow, 90, "");
+    m_store->AddOperator({0, "olga", {}, Sha256Hex(kOperatorsToken), kNow});
   }
 
   Response Ask(Sender sender, Request request) {
@@ -62,7 +64,7 @@ class Everything {
   }
 
   const Log m_log{[](const std::string&) {}, [] { return kNow; }};
-  Store m_store{":memory:"};
+  TestStore m_store{":memory:"};
   Accounts m_accounts{m_store, [] { return kNow; }, [] { return kNow; }};
   RedfishService m_service{m_store, m_log, m_accounts, [] { return kNow; }};
   Operators m_operators{m_store, [] { return kNow; }, [] { return kNow; }};
@@ -82,7 +84,7 @@ void Judge(Sender sender, const Request& request, const Response& response) {
   if (response.status >= 400) {
     fuzz::Require(document.contains("error"), "a refusal says why");
   } else if (document.is_object() && document.contains("@odata.id")) {
-    const bool partial = request.target.find("select") != std::string::npos;
+    const bool partial = request.target.Text().find("select") != std::string::npos;
     const std::vector<std::string> faults = FaultsOf(document, partial);
     if (!faults.empty()) std::fprintf(stderr, "%s\n", faults.front().c_str());
     fuzz::Require(faults.empty(), "a document is what its type says");
@@ -107,7 +109,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Request request;
     request.method = kMethods[input.Choice(kMethods.size())];
     const auto sender = static_cast<Sender>(input.Choice(4));
-    request.target = input.Text('\n');
+    request.target = Target(input.Text('\n'));
     request.peer = "192.0.2.9";
     for (std::string line; !(line = input.Text('\n')).empty();) {
       const size_t colon = line.find(": ");

@@ -78,15 +78,16 @@ class Connection {
   void Close() const { close(m_end); }
 
   static Response Handle(const Request& request) {
-    fuzz::Require(!request.method.empty() && !request.target.empty(), "a request says what it is");
+    fuzz::Require(!request.method.empty() && !request.target.Text().empty(),
+                  "a request says what it is");
     fuzz::Require(request.body.size() <= kBodyBytes, "a body keeps its limit");
     fuzz::Require(request.token == request.Header("X-Auth-Token") ||
                       request.Header("X-Auth-Token").find(", ") != std::string::npos,
                   "a token is a header");
-    if (request.target == "/throw") throw std::runtime_error("thrown");
+    if (request.target.Text() == "/throw") throw std::runtime_error("thrown");
     Response response;
     response.body = request.body;
-    if (request.target == "/stream") {
+    if (request.target.Text() == "/stream") {
       response.stream = std::make_shared<Stream>(kBodyBytes);
       response.stream->Write(request.body);
       response.stream->End();

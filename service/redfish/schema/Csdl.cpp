@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
+// The types as CSDL, and the metadata document.
 #include "service/redfish/schema/Csdl.h"
 
+#include <map>
 #include <set>
 
-#include "service/redfish/schema/JsonSchema.h"
+#include "service/redfish/schema/SchemaUris.h"
 #include "service/redfish/schema/Types.h"
 
 namespace cloudservice {
 
 namespace {
 
-const std::string kPublished = "http://redfish.dmtf.org/schemas/v1/";
-const std::string kOwn = "/redfish/v1/Schemas/";
 const std::string kVocabulary =
     "http://docs.oasis-open.org/odata/odata/v4.0/errata03/csd01/complete/vocabularies/"
     "Org.OData.Core.V1.xml";
@@ -62,10 +62,6 @@ class Xml {
   std::string m_text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 };
 
-std::string FileOf(const std::string& schema) {
-  return (IsOwnType(schema) ? kOwn : kPublished) + schema + "_v1.xml";
-}
-
 void WriteReference(Xml& xml, const std::string& uri, const std::set<std::string>& namespaces,
                     const std::string& alias = "") {
   xml.Open("edmx:Reference", {{"Uri", uri}});
@@ -87,8 +83,7 @@ void OpenSchema(Xml& xml, const std::string& name) {
 }
 
 void WriteExtensions(Xml& xml) {
-  WriteReference(xml, kPublished + "RedfishExtensions_v1.xml", {"RedfishExtensions.v1_0_0"},
-                 "Redfish");
+  WriteReference(xml, CsdlUri("RedfishExtensions"), {"RedfishExtensions.v1_0_0"}, "Redfish");
 }
 
 void Describe(Xml& xml, const std::string& text) {
@@ -164,6 +159,8 @@ std::vector<const Type*> TypesOf(const std::string& schema) {
   return types;
 }
 
+}  // namespace
+
 std::string CsdlOf(const std::string& schema) {
   const std::vector<const Type*> types = TypesOf(schema);
   std::set<std::string> others;
@@ -179,8 +176,8 @@ std::string CsdlOf(const std::string& schema) {
   OpenDocument(xml);
   WriteReference(xml, kVocabulary, {"Org.OData.Core.V1"}, "OData");
   WriteExtensions(xml);
-  WriteReference(xml, FileOf("Resource"), {"Resource", "Resource.v1_0_0"});
-  for (const std::string& other : others) WriteReference(xml, FileOf(other), {other});
+  WriteReference(xml, CsdlUri("Resource"), {"Resource", "Resource.v1_0_0"});
+  for (const std::string& other : others) WriteReference(xml, CsdlUri(other), {other});
   xml.Open("edmx:DataServices", {});
   if (types.front()->base == Base::kResource) {
     OpenSchema(xml, schema);
@@ -198,12 +195,6 @@ std::string CsdlOf(const std::string& schema) {
   return xml.Text();
 }
 
-}  // namespace
-
-std::string JsonSchemaUri(const std::string& type) {
-  return (IsOwnType(type) ? kOwn : kPublished) + NamespaceOf(type) + ".json";
-}
-
 std::string MetadataDocument() {
   std::map<std::string, std::set<std::string>> namespaces;
   for (const Type* type : AllTypes()) {
@@ -217,7 +208,7 @@ std::string MetadataDocument() {
   namespaces["Session"].insert("Session");
   Xml xml;
   OpenDocument(xml);
-  for (const auto& [schema, names] : namespaces) WriteReference(xml, FileOf(schema), names);
+  for (const auto& [schema, names] : namespaces) WriteReference(xml, CsdlUri(schema), names);
   WriteExtensions(xml);
   xml.Open("edmx:DataServices", {});
   OpenSchema(xml, "Service");
@@ -227,21 +218,6 @@ std::string MetadataDocument() {
   xml.Close();
   xml.Close();
   return xml.Text();
-}
-
-const std::map<std::string, std::string>& SchemaFiles() {
-  static const std::map<std::string, std::string> files = [] {
-    std::map<std::string, std::string> made;
-    for (const Type& type : OwnTypes()) {
-      const std::string schema = SchemaOf(type.name);
-      const std::string name = schema + "_v1.xml";
-      if (made.count(name) != 0) continue;
-      made[name] = CsdlOf(schema);
-      made[NamespaceOf(type.name) + ".json"] = JsonSchemaOf(schema);
-    }
-    return made;
-  }();
-  return files;
 }
 
 }  // namespace cloudservice

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Formats of texts: times, offsets, durations, UUIDs, addresses.
 #include "service/redfish/schema/Formats.h"
 
 #include <regex>

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+// The types as JSON Schema.
 #include "service/redfish/schema/JsonSchema.h"
 
 #include "service/json/Json.h"
-#include "service/redfish/schema/Csdl.h"
+#include "service/redfish/schema/SchemaUris.h"
 #include "service/redfish/schema/Types.h"
 
 namespace cloudservice {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Tables: the types of thermal documents.
 #include "service/redfish/schema/Types.h"
 
 namespace cloudservice {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Finding types and enumerations by their names.
 #include "service/redfish/schema/Types.h"
 
 #include <algorithm>

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "TempFolder.h"
+#include "TestStore.h"
 #include "service/AuthCommands.h"
 #include "service/auth/Accounts.h"
 #include "service/auth/Operators.h"
@@ -104,7 +105,7 @@ class Owners : public testing::Test {
   TempFolder folder;
   std::int64_t now = 1772716029;
   std::int64_t steady = 1000;
-  Store store{folder.File("s.db")};
+  TestStore store{folder.File("s.db")};
   Accounts accounts{store, [this] { return now; }, [this] { return steady; }};
   Operators operators{store, [this] { return now; }, [this] { return steady; }};
 
@@ -131,8 +132,8 @@ TEST_F(Owners, Account_has_several_keys_until_they_are_replaced) {
   EXPECT_TRUE(accounts.Add("a@b", "k3", true));
   EXPECT_FALSE(accounts.Admit("p", "a@b", "k1").account);
   EXPECT_TRUE(accounts.Admit("p", "a@b", "k3").account);
-  EXPECT_EQ(store.ListAccounts("", 9).at(0).keys, 1);
-  for (const std::string& hash : store.ListRegistrationKeys(store.FindAccount("a@b")->id)) {
+  EXPECT_EQ(store->ListAccounts("", 9).at(0).keys, 1);
+  for (const std::string& hash : store->ListRegistrationKeys(store->FindAccount("a@b")->id)) {
     EXPECT_THAT(hash, StartsWith("scrypt$"));
   }
 }
@@ -140,12 +141,12 @@ TEST_F(Owners, Account_has_several_keys_until_they_are_replaced) {
 TEST_F(Owners, Keys_of_an_account_share_their_salt_unless_two_came_at_once) {
   accounts.Add("a@b", "k1");
   accounts.Add("a@b", "k2");
-  const std::int64_t account = store.FindAccount("a@b")->id;
-  const std::vector<std::string> hashes = store.ListRegistrationKeys(account);
+  const std::int64_t account = store->FindAccount("a@b")->id;
+  const std::vector<std::string> hashes = store->ListRegistrationKeys(account);
   ASSERT_EQ(hashes.size(), 2u);
   EXPECT_NE(hashes[0], hashes[1]);
   EXPECT_EQ(hashes[0].substr(0, hashes[0].rfind('$')), hashes[1].substr(0, hashes[1].rfind('$')));
-  store.AddRegistrationKey("a@b", HashPassword("k3"), false, now);
+  store->AddRegistrationKey("a@b", HashPassword("k3"), false, now);
   for (const char* key : {"k1", "k2", "k3"}) {
     EXPECT_EQ(accounts.Admit("p", "a@b", key).account, account);
   }
@@ -163,7 +164,7 @@ TEST_F(Owners, What_cannot_stand_in_a_query_is_no_account) {
 
 TEST_F(Owners, Keys_have_an_end) {
   for (std::size_t i = 0; i < kMaxKeys; ++i) {
-    store.AddRegistrationKey("a@b", "hash", false, 1);
+    store->AddRegistrationKey("a@b", "hash", false, 1);
   }
   EXPECT_THAT(Fails([&] { accounts.Add("a@b", "k"); }), HasSubstr("a@b has 8 keys already"));
 }
@@ -189,7 +190,7 @@ TEST_F(Owners, Removed_operator_is_out_at_once_also_when_the_name_comes_back) {
   const std::int64_t id = *operators.Check("p", "olga", "password").person;
   const std::string session = operators.Begin(id);
   EXPECT_TRUE(operators.Holds(id, session));
-  EXPECT_TRUE(store.DeleteOperator("olga"));
+  EXPECT_TRUE(store->DeleteOperator("olga"));
   EXPECT_FALSE(operators.Holds(id, session));
   EXPECT_FALSE(operators.Check("p", "olga", "password").person);
   operators.AddWithPassword("olga", "another one");
@@ -215,7 +216,7 @@ TEST_F(Owners, Session_ends_when_nobody_asks_and_when_told) {
 
 TEST_F(Owners, Sessions_have_an_end_and_the_oldest_goes) {
   operators.AddWithToken("script");
-  const std::int64_t id = store.FindOperator("script")->id;
+  const std::int64_t id = store->FindOperator("script")->id;
   const std::string first = operators.Begin(id);
   ++steady;
   for (std::size_t i = 0; i < kMaxSessions; ++i) operators.Begin(id);

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "service/store/Database.h"
+#include "service/store/sqlite/Database.h"
 
 namespace cloudservice {
 

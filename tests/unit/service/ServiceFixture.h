@@ -11,6 +11,8 @@
 
 #include "PayloadCheck.h"
 #include "TempFolder.h"
+#include "TestStore.h"
+#include "service/ops/CleanUp.h"
 #include "service/redfish/Service.h"
 #include "service/util/Secret.h"
 
@@ -26,11 +28,13 @@ class ServiceTest : public testing::Test {
   // What a new start of the program finds.
   void Restart() {
     service.reset();
-    store = std::make_unique<Store>(folder.File("service.db"));
+    store = std::make_unique<TestStore>(folder.File("service.db"));
     accounts = std::make_unique<Accounts>(
         *store, [this] { return now; }, [this] { return steady; });
-    if (!accounts->Any()) store->AddRegistrationKey(kEmail, KeyHash(), false, now);
+    if (!accounts->Any()) (*store)->AddRegistrationKey(kEmail, KeyHash(), false, now);
     service = std::make_unique<RedfishService>(*store, log, *accounts, [this] { return now; });
+    cleanUp = std::make_unique<CleanUp>(
+        *store, log, [this] { return now; }, Retention());
   }
 
   // Made once, since it is slow to make.
@@ -90,9 +94,10 @@ class ServiceTest : public testing::Test {
   time_t steady = 1000;
   std::vector<std::string> lines;
   Log log{[this](const std::string& line) { lines.push_back(line); }, [this] { return now; }};
-  std::unique_ptr<Store> store;
+  std::unique_ptr<TestStore> store;
   std::unique_ptr<Accounts> accounts;
   std::unique_ptr<RedfishService> service;
+  std::unique_ptr<CleanUp> cleanUp;
 };
 
 }  // namespace cloudservice

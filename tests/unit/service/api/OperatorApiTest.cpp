@@ -3,9 +3,9 @@
 
 #include "ServiceFixture.h"
 #include "service/api/Api.h"
+#include "service/api/Downsampling.h"
 #include "service/api/Feed.h"
-#include "service/api/Names.h"
-#include "service/api/Thinning.h"
+#include "service/api/ReadingLabels.h"
 
 namespace cloudservice {
 namespace {
@@ -38,37 +38,37 @@ TEST(Times, What_names_no_instant_is_none) {
   }
 }
 
-std::vector<double> Values(const Thinning& thinning) {
+std::vector<double> Values(const Downsampling& downsampling) {
   std::vector<double> values;
-  for (const Sample& sample : thinning.Samples()) values.push_back(sample.value);
+  for (const Sample& sample : downsampling.Samples()) values.push_back(sample.value);
   return values;
 }
 
-TEST(ThinningTest, Few_samples_are_kept_as_they_are) {
-  Thinning thinning(0, 100, 4);
-  for (const std::int64_t time : {0, 1, 2, 99}) thinning.Add({time, 5});
-  EXPECT_THAT(Values(thinning), ElementsAre(5, 5, 5, 5));
+TEST(DownsamplingTest, Few_samples_are_kept_as_they_are) {
+  Downsampling downsampling(0, 100, 4);
+  for (const std::int64_t time : {0, 1, 2, 99}) downsampling.Add({time, 5});
+  EXPECT_THAT(Values(downsampling), ElementsAre(5, 5, 5, 5));
 }
 
-TEST(ThinningTest, Each_part_keeps_its_lowest_and_highest_in_the_order_of_time) {
-  Thinning thinning(0, 100, 5);
+TEST(DownsamplingTest, Each_part_keeps_its_lowest_and_highest_in_the_order_of_time) {
+  Downsampling downsampling(0, 100, 5);
   const double values[] = {3, 9, 1, 4, 7, 7};
   const std::int64_t times[] = {0, 10, 49, 50, 60, 99};
-  for (int i = 0; i < 6; ++i) thinning.Add({times[i], values[i]});
-  EXPECT_THAT(Values(thinning), ElementsAre(9, 1, 4, 7));
-  EXPECT_EQ(thinning.Lowest()->time, 49);
-  EXPECT_EQ(thinning.Highest()->time, 10);
+  for (int i = 0; i < 6; ++i) downsampling.Add({times[i], values[i]});
+  EXPECT_THAT(Values(downsampling), ElementsAre(9, 1, 4, 7));
+  EXPECT_EQ(downsampling.Lowest()->time, 49);
+  EXPECT_EQ(downsampling.Highest()->time, 10);
 }
 
-TEST(ThinningTest, Stretches_of_any_length_are_parted) {
-  Thinning thinning(-4000000000000, 4000000000000, 2);
-  for (int i = 0; i < 5; ++i) thinning.Add({3999999999990 + i, double(i)});
-  EXPECT_THAT(Values(thinning), ElementsAre(0, 4));
-  EXPECT_FALSE(Thinning(0, 1, 2).Lowest());
+TEST(DownsamplingTest, Stretches_of_any_length_are_parted) {
+  Downsampling downsampling(-4000000000000, 4000000000000, 2);
+  for (int i = 0; i < 5; ++i) downsampling.Add({3999999999990 + i, double(i)});
+  EXPECT_THAT(Values(downsampling), ElementsAre(0, 4));
+  EXPECT_FALSE(Downsampling(0, 1, 2).Lowest());
 }
 
 std::string Described(const char* document, const char* pointer) {
-  const Meaning meaning = MeaningOf(Json::parse(document), pointer);
+  const ReadingLabel meaning = LabelOf(Json::parse(document), pointer);
   return meaning.name + "|" + meaning.unit.value_or("-") + "|" + meaning.quantity.value_or("-") +
          "|" + meaning.extreme.value_or("-");
 }
@@ -97,7 +97,7 @@ TEST(Names, Numbers_are_named_by_what_stands_around_them) {
 }
 
 std::string DescribedByName(const std::string& name) {
-  const Meaning meaning = MeaningOf(StepsOf(name));
+  const ReadingLabel meaning = LabelOf(StepsOf(name));
   return meaning.name + "|" + meaning.unit.value_or("-") + "|" + meaning.quantity.value_or("-") +
          "|" + meaning.extreme.value_or("-");
 }
@@ -117,7 +117,7 @@ class Followed : public ServiceTest {
  protected:
   Followed() {
     operators.AddWithToken("script");
-    person = store->FindOperator("script")->id;
+    person = (*store)->FindOperator("script")->id;
   }
   std::shared_ptr<Stream> Open(const std::string& last = "") { return feed.Open(person, "", last); }
   // The types of the events that wait.
@@ -189,7 +189,7 @@ TEST_F(Followed, Refused_request_tells_nothing) {
 
 TEST_F(Followed, Overdue_appliances_are_told_at_the_tick_after) {
   Token("u-1");
-  store->AddHeartbeat("u-1", now, 90);
+  (*store)->AddHeartbeat("u-1", now, 90, "");
   const auto stream = Open();
   now += 179;
   feed.Tick();
@@ -207,7 +207,7 @@ TEST_F(Followed, Overdue_appliances_are_told_at_the_tick_after) {
 
 TEST_F(Followed, What_came_due_while_nobody_read_is_caught_up_with) {
   Token("u-1");
-  store->AddHeartbeat("u-1", now, 90);
+  (*store)->AddHeartbeat("u-1", now, 90, "");
   const auto stream = Open();
   const std::string id = IdentifierOf(*stream);
   stream->End();
@@ -221,7 +221,7 @@ TEST_F(Followed, Nothing_is_made_ready_while_nobody_follows) {
   Open()->End();
   // Without it no appliance can be told of.
   Database(folder.File("service.db")).Execute("PRAGMA foreign_keys = OFF; DROP TABLE account");
-  store->AddHeartbeat("u-1", now, 90);
+  (*store)->AddHeartbeat("u-1", now, 90, "");
   EXPECT_THAT(lines, Not(testing::Contains(HasSubstr("error: "))));
 }
 
@@ -256,11 +256,11 @@ TEST_F(Followed, More_than_is_remembered_makes_who_comes_back_load_afresh) {
   const auto stream = Open();
   const std::string id = IdentifierOf(*stream);
   stream->End();
-  for (std::size_t i = 0; i < Feed::kRemembered; ++i) store->AddHeartbeat("u-1", now, 90);
+  for (std::size_t i = 0; i < Feed::kRemembered; ++i) (*store)->AddHeartbeat("u-1", now, 90, "");
   const auto again = Open(id);
   EXPECT_THAT(Types(*again), StartsWith("appliance "));
   again->End();
-  for (std::size_t i = 0; i <= Feed::kRemembered; ++i) store->AddHeartbeat("u-1", now, 90);
+  for (std::size_t i = 0; i <= Feed::kRemembered; ++i) (*store)->AddHeartbeat("u-1", now, 90, "");
   EXPECT_EQ(Types(*Open(id)), "reset ");
 }
 

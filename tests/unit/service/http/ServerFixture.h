@@ -38,7 +38,7 @@ class ServerTest : public testing::Test {
     context.limits = limits;
     context.handler = [this](const Request& request) { return Answer(request); };
     context.refuse = [this](unsigned status, const Request& request, const std::string& reason) {
-      log.Line(request.method + " " + request.target + " " + reason);
+      log.Line(request.method + " " + request.target.Text() + " " + reason);
       Response response;
       response.status = status;
       response.body = reason;
@@ -133,19 +133,19 @@ class ServerTest : public testing::Test {
  private:
   Response Answer(const Request& request) {
     Response response;
-    response.status = request.target == "/gone" ? 204 : 201;
+    response.status = request.target.Text() == "/gone" ? 204 : 201;
     response.headers = {{"Location", "/x"}, {"X-Auth-Token", "t"}};
     response.body =
-        request.method + " " + request.target + " [" + request.token + "] " +
+        request.method + " " + request.target.Text() + " [" + request.token + "] " +
         (request.body.size() < 100 ? request.body : std::to_string(request.body.size()));
-    if (request.target == "/unchanged") response.status = 304;
-    if (request.target == "/headers") {
+    if (request.target.Text() == "/unchanged") response.status = 304;
+    if (request.target.Text() == "/headers") {
       response.body = request.Header("if-match") + "|" + request.Header("none");
       response.SetHeader("Cache-Control", "no-cache");
     }
-    if (request.target == "/big") response.body = std::string(kBig, 'b');
-    if (request.target == "/throw") throw std::runtime_error("no memory");
-    if (request.target == "/stream") {
+    if (request.target.Text() == "/big") response.body = std::string(kBig, 'b');
+    if (request.target.Text() == "/throw") throw std::runtime_error("no memory");
+    if (request.target.Text() == "/stream") {
       response.stream = written;
       response.body.clear();
     }

@@ -7,8 +7,8 @@
 
 #include "ServiceFixture.h"
 #include "service/http/Pretty.h"
-#include "service/ops/Backup.h"
 #include "service/ops/Operations.h"
+#include "service/store/Backup.h"
 
 namespace cloudservice {
 namespace {
@@ -33,7 +33,7 @@ class InOperation : public ServiceTest {
       [this] { return now; },
       {[this](const Request& request) { return service->Handle(request); },
        [this](unsigned status, const Request& request, const std::string& reason) {
-         return service->Refuse(status, request.method, request.target, reason);
+         return service->Refuse(status, request, reason);
        },
        [] { return std::size_t{3}; }}};
 };
@@ -78,7 +78,7 @@ TEST_F(InOperation, Nothing_but_json_is_indented) {
 }
 
 TEST_F(InOperation, Key_of_a_registration_may_end_like_the_option) {
-  store->AddRegistrationKey("a", HashPassword("k&pretty"), false, now);
+  (*store)->AddRegistrationKey("a", HashPassword("k&pretty"), false, now);
   const Response response =
       AskBefore("POST", "/redfish/v1/Managers?setup_email=a&registration_key=k&pretty", "",
                 R"({"UUID": "u-2"})");
@@ -223,29 +223,29 @@ TEST_F(InOperation, Health_is_not_restored_by_a_change_of_nothing) {
     const DiskWith few(1);
     EXPECT_EQ(AskBefore("POST", "/redfish/v1/Chassis", token, "{}").status, 500u);
   }
-  service->RemoveOld();
+  cleanUp->Step();
   EXPECT_EQ(AskBefore("GET", "/healthz").status, 503u);
   EXPECT_EQ(AskBefore("POST", "/hb/u-1", token, R"({"HeartbeatInterval": 90})").status, 200u);
   EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
 }
 
 TEST_F(InOperation, Change_that_the_schema_forbids_is_no_failure_of_the_disk) {
-  EXPECT_THROW(store->AddChassis({"c", "nobody", "{}", 1}), DatabaseError);
+  EXPECT_THROW((*store)->AddChassis({"c", "nobody", "{}", 1}), DatabaseError);
   EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
 }
 
 TEST_F(InOperation, Metrics_count_what_is_held) {
   const std::string id = Chassis(token);
-  store->AddEvent({0, "u-1", id, "m", "Alarm", "{}", 1}, AlarmEffect::kRaise, "m");
-  EXPECT_THAT(Metrics(), HasSubstr("cloudservice_appliances{state=\"silent\"} 1\n"));
-  store->AddHeartbeat("u-1", now, 90);
+  (*store)->AddEvent({0, "u-1", id, "m", "Alarm", "{}", 1}, "m");
+  EXPECT_THAT(Metrics(), HasSubstr("cloudservice_silent_appliances 1\n"));
+  (*store)->AddHeartbeat("u-1", now, 90, "");
   now += 3 * 90 - 1;
-  EXPECT_THAT(Metrics(), HasSubstr("cloudservice_appliances{state=\"online\"} 1\n"
-                                   "cloudservice_appliances{state=\"offline\"} 0\n"
-                                   "cloudservice_appliances{state=\"silent\"} 0\n"));
+  EXPECT_THAT(Metrics(), HasSubstr("cloudservice_appliances{state=\"alive\"} 0\n"
+                                   "cloudservice_appliances{state=\"late\"} 1\n"
+                                   "cloudservice_appliances{state=\"offline\"} 0\n"));
   ++now;
   const std::string metrics = Metrics();
-  EXPECT_THAT(metrics, HasSubstr("cloudservice_appliances{state=\"online\"} 0\n"
+  EXPECT_THAT(metrics, HasSubstr("cloudservice_appliances{state=\"late\"} 0\n"
                                  "cloudservice_appliances{state=\"offline\"} 1\n"));
   EXPECT_THAT(metrics, HasSubstr("cloudservice_chassis 1\n"));
   EXPECT_THAT(metrics, HasSubstr("cloudservice_open_alarms 1\n"));
@@ -271,9 +271,9 @@ TEST_F(Backup, Holds_all_that_was_answered) {
   const std::string token = Token("u-1", "Rack 7");
   BackUp(database, copy);
   Register("u-2");
-  Store restored(copy);
-  EXPECT_EQ(restored.FindManager("u-1")->name, "Rack 7");
-  EXPECT_FALSE(restored.FindManager("u-2"));
+  TestStore restored(copy);
+  EXPECT_EQ(restored->FindManager("u-1")->name, "Rack 7");
+  EXPECT_FALSE(restored->FindManager("u-2"));
   EXPECT_EQ(std::filesystem::status(copy).permissions() & std::filesystem::perms(077),
             std::filesystem::perms::none);
 }
@@ -287,12 +287,12 @@ TEST_F(Backup, Replaces_no_file) {
 
 TEST_F(Backup, Touches_nothing_of_a_similar_name) {
   const std::string source = copy + ".new";
-  { Store made(source); }
+  { TestStore made(source); }
   std::ofstream(folder.File("other.new")) << "precious";
   BackUp(source, copy);
   BackUp(source, folder.File("other"));
   EXPECT_EQ(std::filesystem::file_size(folder.File("other.new")), 8u);
-  EXPECT_NO_THROW(Store(source).Check());
+  EXPECT_NO_THROW(TestStore(source).Check());
 }
 
 TEST_F(Backup, Of_nothing_makes_nothing) {

@@ -26,7 +26,7 @@ TEST_F(ChassisOf, Document_stays_as_sent_whatever_id_it_brings) {
   const std::string sent = "{ \"Id\":\"mine\",\n\"Weight\": 21.50 }";
   const std::string id = Chassis(token, sent);
   EXPECT_NE(id, "mine");
-  EXPECT_EQ(store->FindChassis("u-1", id)->document, sent);
+  EXPECT_EQ((*store)->FindChassis("u-1", id)->document, sent);
   EXPECT_EQ(
       Got(200, Ask("GET", "/redfish/v1/Chassis/" + id, token)).at("Oem").at("Quorvan").at("Weight"),
       21.5);

@@ -70,7 +70,8 @@ TEST_F(Events, Alarm_is_opened_and_read_back_as_it_was_sent) {
 TEST_F(Events, Stored_text_is_byte_for_byte_what_was_sent) {
   const std::string sent = Active("Zarvel.GDD.1", "Alarm", chassis);
   const std::string path = Posted(sent);
-  EXPECT_EQ(store->FindEvent("u-1", std::stoll(path.substr(path.rfind('/') + 1)))->document, sent);
+  EXPECT_EQ((*store)->FindEvent("u-1", std::stoll(path.substr(path.rfind('/') + 1)))->document,
+            sent);
 }
 
 TEST_F(Events, Severity_filter_is_exact) {

@@ -19,11 +19,17 @@ class Heartbeats : public ServiceTest {
   const std::string token = Token("u-1");
 };
 
-TEST_F(Heartbeats, Before_the_first_there_is_nothing_and_nothing_is_overdue) {
-  now += 1000000;
+TEST_F(Heartbeats, Before_the_first_the_registration_stands_for_one_of_120_seconds) {
+  now += 3 * 120 - 1;
   EXPECT_EQ(
       Shown(),
       Json({{"Count", 0}, {"Last", nullptr}, {"IntervalSeconds", nullptr}, {"Overdue", false}}));
+  EXPECT_EQ(Manager().at("Status").at("State"), "Enabled");
+  ++now;
+  EXPECT_EQ(
+      Shown(),
+      Json({{"Count", 0}, {"Last", nullptr}, {"IntervalSeconds", nullptr}, {"Overdue", true}}));
+  EXPECT_EQ(Manager().at("Status").at("State"), "UnavailableOffline");
 }
 
 TEST_F(Heartbeats, Count_time_and_interval_are_kept) {
@@ -67,13 +73,13 @@ TEST_F(Heartbeats, Clock_that_went_backwards_makes_nothing_overdue) {
 TEST_F(Heartbeats, Clock_that_was_set_back_keeps_nobody_alive_for_as_long) {
   Beat();
   now -= 100000;
-  service->RemoveOld();
+  cleanUp->Step();
   EXPECT_EQ(Shown().at("Last"), RedfishTime(now));
   EXPECT_THAT(lines.back(),
               EndsWith(" the clock was set back: last heartbeats that count as of now: 1"));
   const std::size_t said = lines.size();
   now += 3 * 90;
-  service->RemoveOld();
+  cleanUp->Step();
   EXPECT_EQ(Shown().at("Overdue"), true);
   EXPECT_EQ(lines.size(), said);
 }

@@ -190,7 +190,7 @@ TEST_F(History, Is_kept_for_seven_days) {
   EXPECT_THAT(Values("T"), testing::SizeIs(2));
   ++now;
   EXPECT_THAT(Values("T"), ElementsAre(At(begin + kDay, "2")));
-  service->RemoveOld();
+  cleanUp->Step();
   now = begin;
   EXPECT_THAT(Values("T"), ElementsAre(At(begin + kDay, "2")));
   now = begin + 9 * kDay;
@@ -210,7 +210,7 @@ TEST_F(History, Long_one_comes_in_pieces) {
   Readings readings{path, "u-1", {}, begin, {}};
   readings.chassis = chassis.substr(chassis.rfind('/') + 1);
   for (int i = 0; i < 10001; ++i) readings.numbers.push_back({"n", std::to_string(i)});
-  store->PutResource({path, "u-1", readings.chassis, "{}", begin}, readings);
+  (*store)->PutResource({path, "u-1", readings.chassis, "{}", begin}, readings);
   const Json first = Asked("?member=n");
   EXPECT_EQ(first.at("Values").size(), 10000u);
   EXPECT_EQ(Asked("?pretty&member=n").at("Values@odata.nextLink"),
@@ -274,21 +274,21 @@ TEST_F(History, Is_read_only) {
 TEST_F(History, Goes_with_its_chassis) {
   Reading(begin, "1");
   EXPECT_EQ(Ask("DELETE", chassis, token).status, 204u);
-  EXPECT_THAT(store->ListHistoryMembers("u-1", path, 0), IsEmpty());
+  EXPECT_THAT((*store)->ListHistoryMembers("u-1", path, 0), IsEmpty());
 }
 
 TEST_F(History, Old_events_go_but_for_open_alarms) {
   const std::string id = chassis.substr(chassis.rfind('/') + 1);
-  store->AddEvent({0, "u-1", id, "open", "Alarm", "{}", begin}, AlarmEffect::kRaise, "open");
-  store->AddEvent({0, "u-1", id, "shut", "Alarm", "{}", begin}, AlarmEffect::kRaise, "shut");
-  store->AddEvent({0, "u-1", id, "258", "OK", "{}", begin}, AlarmEffect::kClear, "shut");
+  (*store)->AddEvent({0, "u-1", id, "open", "Alarm", "{}", begin}, "open");
+  (*store)->AddEvent({0, "u-1", id, "shut", "Alarm", "{}", begin}, "shut");
+  (*store)->AddEvent({0, "u-1", id, "258", "OK", "{}", begin}, "shut");
   now = begin + 365 * kDay;
-  service->RemoveOld();
-  EXPECT_THAT(store->ListEvents({"u-1", {}, {}, {}}), testing::SizeIs(3));
+  cleanUp->Step();
+  EXPECT_THAT((*store)->ListEvents({"u-1", {}, {}, {}}), testing::SizeIs(3));
   ++now;
-  service->RemoveOld();
-  EXPECT_THAT(store->ListEvents({"u-1", {}, {}, {}}), testing::SizeIs(1));
-  EXPECT_THAT(store->ListEvents({"u-1", id, false, {}}), testing::SizeIs(1));
+  cleanUp->Step();
+  EXPECT_THAT((*store)->ListEvents({"u-1", {}, {}, {}}), testing::SizeIs(1));
+  EXPECT_THAT((*store)->ListEvents({"u-1", id, false, {}}), testing::SizeIs(1));
 }
 
 }  // namespace

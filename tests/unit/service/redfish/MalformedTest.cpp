@@ -14,7 +14,7 @@ class Malformed : public ServiceTest {
     EXPECT_EQ(response.status, 400u) << body;
     return ErrorText(response);
   }
-  ~Malformed() override { EXPECT_TRUE(store->ListChassis("u-1").empty()); }
+  ~Malformed() override { EXPECT_TRUE((*store)->ListChassis("u-1").empty()); }
 
   const std::string token = Token("u-1");
 };

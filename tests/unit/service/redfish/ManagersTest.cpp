@@ -51,7 +51,7 @@ TEST_F(Managers, Registration_reads_the_query_raw_with_the_address_up_to_the_las
     EXPECT_EQ(response.status, 401u) << query;
     EXPECT_NE(Header(response, "WWW-Authenticate"), "") << query;
   }
-  EXPECT_FALSE(store->FindManager("u-2"));
+  EXPECT_FALSE((*store)->FindManager("u-2"));
 }
 
 TEST_F(Managers, Address_may_itself_hold_the_words_that_begin_the_key) {
@@ -64,7 +64,7 @@ TEST_F(Managers, Address_may_itself_hold_the_words_that_begin_the_key) {
 }
 
 TEST_F(Managers, Without_an_account_the_service_registers_nobody) {
-  store->DeleteAccount(store->FindAccount(kEmail)->id, false);
+  (*store)->DeleteAccount((*store)->FindAccount(kEmail)->id, false);
   const Response response =
       Ask("POST", "/redfish/v1/Managers?setup_email=&registration_key=", "", R"({"UUID": "u"})");
   EXPECT_EQ(response.status, 401u);
@@ -76,7 +76,7 @@ TEST_F(Managers, Too_many_wrong_registrations_have_to_wait_while_others_register
   const Response response = Register("u-1");
   EXPECT_EQ(response.status, 429u);
   EXPECT_EQ(Header(response, "Retry-After"), "30");
-  EXPECT_FALSE(store->FindManager("u-1"));
+  EXPECT_FALSE((*store)->FindManager("u-1"));
   const Request other{"POST", kRegistration, R"({"UUID": "u-2"})", "", "192.0.2.8", {}};
   EXPECT_EQ(service->Handle(other).status, 201u);
   steady += 30;
@@ -90,18 +90,18 @@ TEST_F(Managers, Manager_of_another_account_is_not_taken_over) {
   EXPECT_EQ(Ask("POST", other, "", R"({"UUID": "u-1"})").status, 403u);
   EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", token).status, 200u);
   EXPECT_EQ(Ask("POST", other, "", R"({"UUID": "u-2"})").status, 201u);
-  EXPECT_EQ(store->FindAppliance("u-2")->email, "b@example.org");
+  EXPECT_EQ((*store)->FindAppliance("u-2")->email, "b@example.org");
 }
 
 TEST_F(Managers, Removed_account_ends_the_tokens_and_frees_the_appliances) {
   const std::string token = Token("u-1");
   const std::string chassis = Chassis(token);
-  store->DeleteAccount(store->FindAccount(kEmail)->id, false);
+  (*store)->DeleteAccount((*store)->FindAccount(kEmail)->id, false);
   EXPECT_EQ(Ask("GET", "/redfish/v1/Managers?uuid=u-1", token).status, 403u);
   EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", token).status, 401u);
   EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", "ended u-1").status, 401u);
-  EXPECT_EQ(store->FindAppliance("u-1")->chassis, chassis);
-  EXPECT_FALSE(store->FindAppliance("u-1")->email);
+  EXPECT_EQ((*store)->FindAppliance("u-1")->chassis, chassis);
+  EXPECT_FALSE((*store)->FindAppliance("u-1")->email);
   accounts->Add("b@example.org", "k");
   EXPECT_EQ(Ask("POST", "/redfish/v1/Managers?setup_email=b@example.org&registration_key=k", "",
                 R"({"UUID": "u-1"})")
@@ -111,9 +111,9 @@ TEST_F(Managers, Removed_account_ends_the_tokens_and_frees_the_appliances) {
 
 TEST_F(Managers, Account_removed_with_its_appliances_leaves_nothing) {
   Token("u-1");
-  store->DeleteAccount(store->FindAccount(kEmail)->id, true);
-  EXPECT_FALSE(store->FindManager("u-1"));
-  EXPECT_TRUE(store->ListAccounts("", 9).empty());
+  (*store)->DeleteAccount((*store)->FindAccount(kEmail)->id, true);
+  EXPECT_FALSE((*store)->FindManager("u-1"));
+  EXPECT_TRUE((*store)->ListAccounts("", 9).empty());
 }
 
 TEST_F(Managers, Log_never_holds_key_or_token) {
@@ -197,7 +197,7 @@ TEST_F(Managers, Deleting_takes_everything_along) {
   EXPECT_EQ(Ask("DELETE", "/redfish/v1/Managers/u-1", token).status, 204u);
   EXPECT_THAT(lines.back(), EndsWith(" manager removed: Unit 7 (UUID u-1)"));
   EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", token).status, 401u);
-  EXPECT_TRUE(store->ListChassis("u-1").empty());
+  EXPECT_TRUE((*store)->ListChassis("u-1").empty());
 }
 
 TEST_F(Managers, Another_managers_token_sees_nothing) {
@@ -226,7 +226,7 @@ TEST_F(Managers, Document_stays_as_sent_and_a_patch_merges_into_it) {
   const std::string sent =
       R"({"DateTime": "2016-05-04T13:02:11-0500", "UUID": "u-1",  "Name": "N"})";
   const std::string token = Header(Ask("POST", kRegistration, "", sent), "X-Auth-Token");
-  EXPECT_EQ(store->FindManager("u-1")->document, sent);
+  EXPECT_EQ((*store)->FindManager("u-1")->document, sent);
   EXPECT_EQ(Got(200, Ask("GET", "/redfish/v1/Managers/u-1", token)).at("DateTime"),
             "2016-05-04T13:02:11-05:00");
   const std::string patch = R"({"Model": "K", "DateTime": null, "Id": "me", "Oem": 1})";

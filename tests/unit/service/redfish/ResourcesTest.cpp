@@ -34,6 +34,24 @@ TEST_F(Resources, First_patch_creates_and_later_ones_merge) {
   EXPECT_EQ(Rest(path).at("A"), Json({{"c", 2}}));
 }
 
+TEST_F(Resources, What_a_patch_is_merged_into_nobody_changes_meanwhile) {
+  Database other(folder.File("service.db"));
+  other.Execute("PRAGMA busy_timeout = 0");
+  int refused = 0;
+  // Asked for the time of each change, between what is found and what is put.
+  RedfishService asked(*store, log, *accounts, [&] {
+    EXPECT_THROW(DatabaseTransaction(other, DatabaseTransaction::Mode::kWrite), DatabaseError);
+    ++refused;
+    return now;
+  });
+  const std::string chassis = path.substr(0, path.rfind('/'));
+  for (const std::string& target : {path, chassis, std::string("/redfish/v1/Managers/u-1")}) {
+    EXPECT_EQ(asked.Handle({"PATCH", target, "{}", token, "192.0.2.7"}).status, 204u) << target;
+  }
+  EXPECT_EQ(refused, 3);
+  EXPECT_NO_THROW(DatabaseTransaction(other, DatabaseTransaction::Mode::kWrite));
+}
+
 TEST_F(Resources, Null_in_the_first_patch_leaves_nothing_behind) {
   Ask("PATCH", path, token, R"({"A": {"b": null, "c": [null]}})");
   EXPECT_EQ(Rest(path).at("A"), Json({{"c", {nullptr}}}));

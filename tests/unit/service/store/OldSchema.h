@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "service/store/Database.h"
+#include "service/store/sqlite/Database.h"
 
 namespace cloudservice {
 

@@ -9,6 +9,7 @@
 
 #include "Rows.h"
 #include "TempFolder.h"
+#include "TestStore.h"
 #include "service/store/Store.h"
 
 namespace cloudservice {
@@ -60,7 +61,7 @@ class Statements : public testing::Test {
   }
 
   TempFolder folder;
-  Store store{folder.File("s.db")};
+  TestStore store{folder.File("s.db")};
   Database database{folder.File("s.db")};
 };
 
@@ -137,7 +138,7 @@ TEST_F(Statements, What_follows_a_place_in_the_fleet_is_a_stretch_of_an_index) {
 }
 
 TEST_F(Statements, None_is_made_that_this_test_does_not_see) {
-  Store(folder.File("s.db")).Check();
+  TestStore(folder.File("s.db")).Check();
   EXPECT_THROW(Sql("SELECT 1"), std::logic_error);
 }
 

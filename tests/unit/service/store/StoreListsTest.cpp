@@ -18,24 +18,24 @@ using testing::IsEmpty;
 class Fleet : public StoreOnDisk {
  protected:
   Fleet() {
-    store.AddManager({"u", "n", "{}", 1000, {}}, "hash");
-    store.AddChassis({"c", "u", "{}", 1});
-    store.AddChassis({"d", "u", "{}", 1});
+    store->AddManager({"u", "n", "{}", 1000, {}}, "hash");
+    store->AddChassis({"c", "u", "{}", 1});
+    store->AddChassis({"d", "u", "{}", 1});
   }
   void Raise(const std::string& chassis, const std::string& alarm, const std::string& severity) {
-    store.AddEvent({0, "u", chassis, alarm, severity, "{}", 1}, AlarmEffect::kRaise, alarm);
+    store->AddEvent({0, "u", chassis, alarm, severity, "{}", 1}, alarm);
   }
   void Clear(const std::string& chassis, const std::string& alarm) {
-    store.AddEvent({0, "u", chassis, "258", "OK", "{}", 1}, AlarmEffect::kClear, alarm);
+    store->AddEvent({0, "u", chassis, "258", "OK", "{}", 1}, alarm);
   }
   // Those of the manager, which have to be those of all.
   AlarmCounts Alarms() {
-    EXPECT_EQ(store.CountTotals().alarms, store.FindAppliance("u")->alarms);
-    return store.FindAppliance("u")->alarms;
+    EXPECT_EQ(store->CountTotals().alarms, store->FindAppliance("u")->alarms);
+    return store->FindAppliance("u")->alarms;
   }
   std::vector<std::string> Listed(const FleetFilter& filter) {
     std::vector<std::string> uuids;
-    for (const ApplianceRecord& one : store.ListAppliances(filter)) uuids.push_back(one.uuid);
+    for (const ApplianceRecord& one : store->ListAppliances(filter)) uuids.push_back(one.uuid);
     return uuids;
   }
 
@@ -44,7 +44,7 @@ class Fleet : public StoreOnDisk {
     filter.limit = size;
     std::vector<std::string> uuids;
     for (;;) {
-      const std::vector<ApplianceRecord> page = store.ListAppliances(filter);
+      const std::vector<ApplianceRecord> page = store->ListAppliances(filter);
       if (page.empty()) return uuids;
       for (const ApplianceRecord& one : page) uuids.push_back(one.uuid);
       filter.after = PlaceOf(page.back(), filter);
@@ -55,7 +55,7 @@ class Fleet : public StoreOnDisk {
     filter.limit = 99;
     const std::vector<std::string> whole = Listed(filter);
     EXPECT_GT(whole.size(), 2u);
-    EXPECT_EQ(whole.size(), static_cast<std::size_t>(store.CountAppliances(filter)));
+    EXPECT_EQ(whole.size(), static_cast<std::size_t>(store->CountAppliances(filter)));
     for (const std::int64_t size : {1, 3, 7}) EXPECT_EQ(Followed(filter, size), whole);
     for (filter.offset = 0; filter.offset < 9; ++filter.offset) {
       filter.limit = 2;
@@ -65,7 +65,7 @@ class Fleet : public StoreOnDisk {
     }
   }
 
-  Store store{file};
+  TestStore store{file};
   Database database{file};
 };
 
@@ -82,9 +82,9 @@ TEST_F(Fleet, Open_alarms_are_counted_as_they_come_change_and_go) {
   Clear("d", "1");
   Clear("d", "1");
   EXPECT_EQ(Alarms(), (AlarmCounts{1, 1, 1}));
-  store.DeleteChassis("c");
+  store->DeleteChassis("c");
   EXPECT_EQ(Alarms(), (AlarmCounts{0, 1, 0}));
-  store.AddManager({"u", "n", "{}", 1, {}}, "hash");
+  store->AddManager({"u", "n", "{}", 1, {}}, "hash");
   EXPECT_EQ(Alarms(), AlarmCounts{});
 }
 
@@ -94,41 +94,41 @@ TEST_F(Fleet, Event_that_fails_counts_no_alarm) {
 }
 
 TEST_F(Fleet, Totals_follow_what_this_and_other_processes_change) {
-  EXPECT_EQ(store.CountTotals().managers, 1);
-  EXPECT_EQ(store.CountTotals().chassis, 2);
-  store.DeleteChassis("c");
-  EXPECT_EQ(store.CountTotals().chassis, 1);
-  store.AddChassis({"e", "u", "{}", 1});
-  EXPECT_EQ(store.CountTotals().chassis, 2);
-  store.AddRegistrationKey("a@b", "hash", false, 1);
-  store.AddManager({"v", "n", "{}", 1, {}, store.FindAccount("a@b")->id}, "hash-2");
-  EXPECT_EQ(store.CountTotals().managers, 2);
-  store.DeleteAccount(store.FindAccount("a@b")->id, true);
-  EXPECT_EQ(store.CountTotals().managers, 1);
-  Store(file).DeleteManager("u");
-  EXPECT_EQ(store.CountTotals().managers, 0);
-  EXPECT_EQ(store.CountTotals().chassis, 0);
+  EXPECT_EQ(store->CountTotals().managers, 1);
+  EXPECT_EQ(store->CountTotals().chassis, 2);
+  store->DeleteChassis("c");
+  EXPECT_EQ(store->CountTotals().chassis, 1);
+  store->AddChassis({"e", "u", "{}", 1});
+  EXPECT_EQ(store->CountTotals().chassis, 2);
+  store->AddRegistrationKey("a@b", "hash", false, 1);
+  store->AddManager({"v", "n", "{}", 1, {}, store->FindAccount("a@b")->id}, "hash-2");
+  EXPECT_EQ(store->CountTotals().managers, 2);
+  store->DeleteAccount(store->FindAccount("a@b")->id, true);
+  EXPECT_EQ(store->CountTotals().managers, 1);
+  TestStore(file)->DeleteManager("u");
+  EXPECT_EQ(store->CountTotals().managers, 0);
+  EXPECT_EQ(store->CountTotals().chassis, 0);
 }
 
 TEST_F(Fleet, States_change_at_their_seconds) {
-  EXPECT_EQ(store.CountStates(1239), (StateCounts{1, 0, 0}));
-  EXPECT_EQ(store.CountStates(1240), (StateCounts{0, 1, 0}));
-  EXPECT_EQ(store.CountStates(1359), (StateCounts{0, 1, 0}));
-  EXPECT_EQ(store.CountStates(1360), (StateCounts{0, 0, 1}));
-  store.AddHeartbeat("u", 2000, 10);
-  EXPECT_EQ(store.CountStates(2019), (StateCounts{1, 0, 0}));
-  EXPECT_EQ(store.CountStates(2020), (StateCounts{0, 1, 0}));
-  EXPECT_EQ(store.CountStates(2030), (StateCounts{0, 0, 1}));
-  EXPECT_THAT(store.ListDue(2019, 2020), ElementsAre("u"));
-  EXPECT_THAT(store.ListDue(2020, 2029), IsEmpty());
-  EXPECT_THAT(store.ListDue(2019, 2030), ElementsAre("u"));
+  EXPECT_EQ(store->CountStates(1239), (StateCounts{1, 0, 0}));
+  EXPECT_EQ(store->CountStates(1240), (StateCounts{0, 1, 0}));
+  EXPECT_EQ(store->CountStates(1359), (StateCounts{0, 1, 0}));
+  EXPECT_EQ(store->CountStates(1360), (StateCounts{0, 0, 1}));
+  store->AddHeartbeat("u", 2000, 10, "");
+  EXPECT_EQ(store->CountStates(2019), (StateCounts{1, 0, 0}));
+  EXPECT_EQ(store->CountStates(2020), (StateCounts{0, 1, 0}));
+  EXPECT_EQ(store->CountStates(2030), (StateCounts{0, 0, 1}));
+  EXPECT_THAT(store->ListDue(2019, 2020), ElementsAre("u"));
+  EXPECT_THAT(store->ListDue(2020, 2029), IsEmpty());
+  EXPECT_THAT(store->ListDue(2019, 2030), ElementsAre("u"));
 }
 
 TEST_F(Fleet, Is_listed_in_every_order_with_equals_by_their_names) {
-  store.AddManager({"v", "B", "{}", 1001, {}}, "2");
-  store.AddManager({"w", "a", R"({"Name": "M"})", 1000, {}}, "3");
-  store.AddManager({"x", "b", "{}", 1000, {}}, "4");
-  store.AddHeartbeat("v", 1500, 10);
+  store->AddManager({"v", "B", "{}", 1001, {}}, "2");
+  store->AddManager({"w", "a", R"({"Name": "M"})", 1000, {}}, "3");
+  store->AddManager({"x", "b", "{}", 1000, {}}, "4");
+  store->AddHeartbeat("v", 1500, 10, "");
   Raise("c", "1", "Warning");
   FleetFilter all;
   all.now = 1520;
@@ -154,7 +154,7 @@ TEST_F(Fleet, Is_listed_in_every_order_with_equals_by_their_names) {
   EXPECT_THAT(listed(Sort::kName, false), ElementsAre("x", "w"));
   EXPECT_THAT(listed(Sort::kState, false), ElementsAre("x", "w"));
   EXPECT_THAT(listed(Sort::kState, true), ElementsAre("w", "u"));
-  EXPECT_EQ(store.CountAppliances(all), 4);
+  EXPECT_EQ(store->CountAppliances(all), 4);
 }
 
 constexpr std::array<FleetFilter::Sort, 5> kSorts = {
@@ -166,10 +166,10 @@ TEST_F(Fleet, Pages_that_follow_each_other_are_the_whole_list_in_every_order) {
   for (int i = 0; i < 24; ++i) {
     const std::string number = std::to_string(i);
     const std::string uuid = (i < 10 ? "m0" : "m") + number;
-    store.AddManager(
+    store->AddManager(
         {uuid, std::string(i % 2 == 0 ? "a" : "A") + std::to_string(i % 3), "{}", 1000 + i % 4, {}},
         number);
-    if (i % 8 > 0) store.AddHeartbeat(uuid, 1500 + i % 3, 5 + 3 * (i % 5));
+    if (i % 8 > 0) store->AddHeartbeat(uuid, 1500 + i % 3, 5 + 3 * (i % 5), "");
     database.Execute(("UPDATE manager SET faults = " + std::to_string(i % 2) + ", warnings = " +
                       std::to_string((i + 1) % 3) + " WHERE uuid = '" + uuid + "'")
                          .c_str());
@@ -195,32 +195,32 @@ TEST_F(Fleet, Pages_that_follow_each_other_are_the_whole_list_in_every_order) {
 }
 
 TEST_F(Fleet, Page_follows_a_place_whatever_came_or_went_there) {
-  for (const char* uuid : {"p", "q", "r", "s"}) store.AddManager({uuid, uuid, "{}", 1, {}}, uuid);
+  for (const char* uuid : {"p", "q", "r", "s"}) store->AddManager({uuid, uuid, "{}", 1, {}}, uuid);
   FleetFilter filter;
   filter.limit = 2;
   for (const FleetFilter::Sort sort : kSorts) {
     filter.sort = sort;
-    filter.after = PlaceOf(*store.FindAppliance("q"), filter);
+    filter.after = PlaceOf(*store->FindAppliance("q"), filter);
     const std::vector<std::string> behind = Listed(filter);
     EXPECT_EQ(behind.front(), "r");
   }
   filter.sort = FleetFilter::Sort::kName;
-  filter.after = PlaceOf(*store.FindAppliance("q"), filter);
-  store.DeleteManager("q");
-  store.DeleteManager("p");
-  store.AddManager({"o", "o", "{}", 1, {}}, "o");
+  filter.after = PlaceOf(*store->FindAppliance("q"), filter);
+  store->DeleteManager("q");
+  store->DeleteManager("p");
+  store->AddManager({"o", "o", "{}", 1, {}}, "o");
   EXPECT_THAT(Listed(filter), ElementsAre("r", "s"));
 }
 
 TEST_F(Fleet, Place_in_a_state_that_the_filter_leaves_out_is_passed) {
-  for (const char* uuid : {"a", "z"}) store.AddManager({uuid, uuid, "{}", 1000, {}}, uuid);
-  store.AddHeartbeat("a", 1500, 10);
-  store.AddHeartbeat("z", 1500, 10);
+  for (const char* uuid : {"a", "z"}) store->AddManager({uuid, uuid, "{}", 1000, {}}, uuid);
+  store->AddHeartbeat("a", 1500, 10, "");
+  store->AddHeartbeat("z", 1500, 10, "");
   FleetFilter filter;
   filter.sort = FleetFilter::Sort::kState;
   filter.now = 1500;
   filter.limit = 9;
-  filter.after = PlaceOf(*store.FindAppliance("z"), filter);
+  filter.after = PlaceOf(*store->FindAppliance("z"), filter);
   EXPECT_THAT(Listed(filter), ElementsAre("u")) << "which is offline";
   filter.state = State::kOffline;
   EXPECT_THAT(Listed(filter), ElementsAre("u"));
@@ -231,24 +231,24 @@ TEST_F(Fleet, Place_in_a_state_that_the_filter_leaves_out_is_passed) {
 TEST_F(Fleet, Name_that_is_too_long_for_a_list_is_shown_in_part) {
   std::string name;
   for (int i = 0; i < 300; ++i) name += "\u00e9";
-  store.AddManager({"v", name, "{}", 1000, {}}, "2");
-  EXPECT_EQ(store.FindAppliance("v")->shown.name, name.substr(0, 400));
-  EXPECT_EQ(store.FindManager("v")->name, name);
+  store->AddManager({"v", name, "{}", 1000, {}}, "2");
+  EXPECT_EQ(store->FindAppliance("v")->shown.name, name.substr(0, 400));
+  EXPECT_EQ(store->FindManager("v")->name, name);
 }
 
 TEST_F(Fleet, Events_are_counted_as_they_come_and_go) {
-  EXPECT_EQ(store.CountEvents("u"), 0);
+  EXPECT_EQ(store->CountEvents("u"), 0);
   Raise("c", "1", "Fault");
-  store.AddManager({"v", "n", "{}", 1, {}}, "2");
-  store.AddEvent({0, "v", "", "m", "s", "{}", 1}, AlarmEffect::kNone, "");
-  store.AddEvent({0, "v", "", "m", "s", "{}", 9}, AlarmEffect::kNone, "");
-  EXPECT_EQ(store.CountEvents("u"), 1);
-  EXPECT_EQ(store.CountEvents("v"), 2);
-  EXPECT_FALSE(store.RemoveOld(2, 2, 9));
-  EXPECT_EQ(store.CountEvents("u"), 1);
-  EXPECT_EQ(store.CountEvents("v"), 1);
-  store.AddManager({"v", "n", "{}", 1, {}}, "2");
-  EXPECT_EQ(store.CountEvents("v"), 0);
+  store->AddManager({"v", "n", "{}", 1, {}}, "2");
+  store->AddEvent({0, "v", "", "m", "OK", "{}", 1}, "");
+  store->AddEvent({0, "v", "", "m", "OK", "{}", 9}, "");
+  EXPECT_EQ(store->CountEvents("u"), 1);
+  EXPECT_EQ(store->CountEvents("v"), 2);
+  EXPECT_FALSE(store->RemoveOld(2, 2, 9));
+  EXPECT_EQ(store->CountEvents("u"), 1);
+  EXPECT_EQ(store->CountEvents("v"), 1);
+  store->AddManager({"v", "n", "{}", 1, {}}, "2");
+  EXPECT_EQ(store->CountEvents("v"), 0);
 }
 
 // The log of manager "u" with events that were received at these times.
@@ -256,7 +256,7 @@ class EventLog : public Fleet {
  protected:
   void Receive(const std::vector<std::int64_t>& times) {
     for (const std::int64_t time : times) {
-      store.AddEvent({0, "u", "", "m", "s", "{}", time}, AlarmEffect::kNone, "");
+      store->AddEvent({0, "u", "", "m", "OK", "{}", time}, "");
     }
   }
   static LogFilter Between(std::optional<std::int64_t> since, std::optional<std::int64_t> until) {
@@ -269,7 +269,7 @@ class EventLog : public Fleet {
   }
   std::vector<std::int64_t> Logged(const LogFilter& filter) {
     std::vector<std::int64_t> ids;
-    for (const LoggedEvent& entry : store.ListLog(filter)) ids.push_back(entry.event.id);
+    for (const LoggedEvent& entry : store->ListLog(filter)) ids.push_back(entry.event.id);
     return ids;
   }
 };
@@ -312,16 +312,16 @@ TEST_F(EventLog, Page_of_a_stretch_of_time_follows_an_event_that_went) {
 }
 
 TEST_F(Fleet, Is_filtered_by_state_severity_and_text) {
-  store.AddRegistrationKey("Olga@b", "hash", false, 1);
-  store.AddManager({"v",
-                    "B",
-                    R"({"Model": "Kyros", "SerialNumber": "S-7", "FirmwareVersion": "f"})",
-                    1000,
-                    {},
-                    store.FindAccount("Olga@b")->id,
-                    "192.0.2.7"},
-                   "2");
-  store.AddHeartbeat("v", 1500, 10);
+  store->AddRegistrationKey("Olga@b", "hash", false, 1);
+  store->AddManager({"v",
+                     "B",
+                     R"({"Model": "Kyros", "SerialNumber": "S-7", "FirmwareVersion": "f"})",
+                     1000,
+                     {},
+                     store->FindAccount("Olga@b")->id,
+                     "192.0.2.7"},
+                    "2");
+  store->AddHeartbeat("v", 1500, 10, "");
   Raise("c", "1", "Warning");
   FleetFilter filter;
   filter.now = 1520;
@@ -329,38 +329,38 @@ TEST_F(Fleet, Is_filtered_by_state_severity_and_text) {
   for (const char* text : {"b", "kyros", "s-7", "f", "192.0.2.", "olga@", "v"}) {
     filter.text = text;
     EXPECT_THAT(Listed(filter), ElementsAre("v")) << text;
-    EXPECT_EQ(store.CountAppliances(filter), 1) << text;
+    EXPECT_EQ(store->CountAppliances(filter), 1) << text;
   }
   filter.text = "hash";
   EXPECT_THAT(Listed(filter), IsEmpty());
   filter.text.reset();
   filter.state = State::kLate;
   EXPECT_THAT(Listed(filter), ElementsAre("v"));
-  EXPECT_EQ(store.CountAppliances(filter), 1);
+  EXPECT_EQ(store->CountAppliances(filter), 1);
   filter.state = State::kAlive;
   EXPECT_THAT(Listed(filter), IsEmpty());
-  EXPECT_EQ(store.CountAppliances(filter), 0);
+  EXPECT_EQ(store->CountAppliances(filter), 0);
   filter.state.reset();
   filter.severity = Severity::kWarning;
   EXPECT_THAT(Listed(filter), ElementsAre("u"));
-  EXPECT_EQ(store.CountAppliances(filter), 1);
+  EXPECT_EQ(store->CountAppliances(filter), 1);
   filter.severity = Severity::kFault;
-  EXPECT_EQ(store.CountAppliances(filter), 0);
+  EXPECT_EQ(store->CountAppliances(filter), 0);
 }
 
 TEST_F(Fleet, What_is_old_goes_in_steps) {
   for (int i = 0; i < 3; ++i) {
     const std::string member = std::to_string(i);
-    store.PutResource({"/r", "u", "c", "{}", 1}, {"/r", "u", "c", 1, {{member, "1"}}});
-    store.AddEvent({0, "u", "", "m", "s", "{}", 1}, AlarmEffect::kNone, "");
+    store->PutResource({"/r", "u", "c", "{}", 1}, {"/r", "u", "c", 1, {{member, "1"}}});
+    store->AddEvent({0, "u", "", "m", "OK", "{}", 1}, "");
   }
   Raise("c", "1", "Fault");
-  EXPECT_TRUE(store.RemoveOld(2, 2, 2));
-  EXPECT_EQ(store.ListMembers("u", {}).size(), 1u);
-  EXPECT_EQ(store.CountEvents("u"), 2);
-  EXPECT_FALSE(store.RemoveOld(2, 2, 2));
-  EXPECT_EQ(store.ListMembers("u", {}).size(), 0u);
-  EXPECT_EQ(store.CountEvents("u"), 1) << "which stands for the open alarm";
+  EXPECT_TRUE(store->RemoveOld(2, 2, 2));
+  EXPECT_EQ(store->ListMembers("u", {}).size(), 1u);
+  EXPECT_EQ(store->CountEvents("u"), 2);
+  EXPECT_FALSE(store->RemoveOld(2, 2, 2));
+  EXPECT_EQ(store->ListMembers("u", {}).size(), 0u);
+  EXPECT_EQ(store->CountEvents("u"), 1) << "which stands for the open alarm";
 }
 
 }  // namespace

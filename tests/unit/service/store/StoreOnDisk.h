@@ -9,6 +9,7 @@
 
 #include "Rows.h"
 #include "TempFolder.h"
+#include "TestStore.h"
 #include "service/store/Store.h"
 
 namespace cloudservice {
@@ -18,7 +19,7 @@ class StoreOnDisk : public testing::Test {
  protected:
   std::string OpeningFails(const std::string& name) {
     try {
-      Store store(name);
+      TestStore store(name);
     } catch (const DatabaseError& error) {
       return error.what();
     }

@@ -8,7 +8,7 @@
 
 #include "OldSchema.h"
 #include "StoreOnDisk.h"
-#include "service/store/Schema.h"
+#include "service/store/sqlite/Schema.h"
 
 namespace cloudservice {
 namespace {
@@ -18,10 +18,10 @@ using testing::HasSubstr;
 using testing::UnorderedElementsAre;
 
 TEST_F(StoreOnDisk, Schema_carries_its_version_and_is_made_once) {
-  { Store store(file); }
+  { TestStore store(file); }
   Database database(file);
   EXPECT_EQ(Number(database, "PRAGMA user_version"), NewestSchemaVersion());
-  EXPECT_NO_THROW(Store{file});
+  EXPECT_NO_THROW(TestStore{file});
 }
 
 TEST_F(StoreOnDisk, Every_commit_is_on_the_disk) {
@@ -31,19 +31,19 @@ TEST_F(StoreOnDisk, Every_commit_is_on_the_disk) {
 }
 
 TEST_F(StoreOnDisk, Children_are_one_segment_below_and_of_one_manager) {
-  Store store(file);
-  store.AddManager({"u", "n", "{}", 1, {}}, "t");
-  store.AddManager({"v", "n", "{}", 1, {}}, "s");
+  TestStore store(file);
+  store->AddManager({"u", "n", "{}", 1, {}}, "t");
+  store->AddManager({"v", "n", "{}", 1, {}}, "s");
   for (const char* path : {"/a/S", "/a/S/2", "/a/S/1", "/a/S/3/x", "/a/S0", "/a/S-", "/a/T/1"}) {
-    store.PutResource({path, "u", {}, "{}", 1}, {});
+    store->PutResource({path, "u", {}, "{}", 1}, {});
   }
-  store.PutResource({"/a/S/9", "v", {}, "{}", 1}, {});
-  EXPECT_THAT(store.ListChildren("u", "/a/S"), testing::ElementsAre("/a/S/1", "/a/S/2"));
-  EXPECT_TRUE(store.HasChildren("u", "/a/S"));
-  EXPECT_FALSE(store.HasChildren("u", "/a/S/3/x"));
-  EXPECT_FALSE(store.HasChildren("v", "/a/T"));
-  EXPECT_TRUE(store.HasResource("v", "/a/S/9"));
-  EXPECT_FALSE(store.HasResource("u", "/a/S/9"));
+  store->PutResource({"/a/S/9", "v", {}, "{}", 1}, {});
+  EXPECT_THAT(store->ListChildren("u", "/a/S"), testing::ElementsAre("/a/S/1", "/a/S/2"));
+  EXPECT_TRUE(store->HasChildren("u", "/a/S"));
+  EXPECT_FALSE(store->HasChildren("u", "/a/S/3/x"));
+  EXPECT_FALSE(store->HasChildren("v", "/a/T"));
+  EXPECT_TRUE(store->HasResource("v", "/a/S/9"));
+  EXPECT_FALSE(store->HasResource("u", "/a/S/9"));
 }
 
 TEST_F(StoreOnDisk, Database_of_another_program_is_left_alone) {
@@ -54,7 +54,7 @@ TEST_F(StoreOnDisk, Database_of_another_program_is_left_alone) {
 }
 
 TEST_F(StoreOnDisk, Database_of_a_newer_version_is_left_alone) {
-  { Store store(file); }
+  { TestStore store(file); }
   Database(file).Execute("PRAGMA user_version = 999");
   EXPECT_THAT(OpeningFails(file), HasSubstr("s.db was written by a newer cloudservice"));
 }
@@ -77,10 +77,10 @@ TEST_F(StoreOnDisk, Older_version_is_upgraded_and_kept_beside) {
   MakeOldDatabase(file, 1);
   Database(file).Execute(kOldManager);
   std::ofstream(file + ".v1") << "from some time before";
-  Store store(file);
-  EXPECT_EQ(store.KeptCopy(), file + ".v1");
-  EXPECT_TRUE(store.FindManager("u"));
-  EXPECT_NO_THROW(store.ListHistoryMembers("u", "/x", 0));
+  TestStore store(file);
+  EXPECT_EQ(store.UpgradeBackup(), file + ".v1");
+  EXPECT_TRUE(store->FindManager("u"));
+  EXPECT_NO_THROW(store->ListHistoryMembers("u", "/x", 0));
   EXPECT_THAT(Beside(file), UnorderedElementsAre("s.db", "s.db-wal", "s.db-shm", "s.db.v1"));
 
   Database kept(file + ".v1");
@@ -112,21 +112,22 @@ TEST_F(StoreOnDisk, Version_without_accounts_keeps_its_tokens_and_gains_what_is_
     // Opened by event 4, changed by event 5.
     old.Execute("INSERT INTO alarm VALUES (1, 'c', 'm', 'Alarm', 5, 4, NULL)");
   }
-  Store store(file);
-  EXPECT_EQ(store.KeptCopy(), file + ".v2");
-  const auto manager = store.FindManagerByToken("hash");
+  TestStore store(file);
+  EXPECT_EQ(store.UpgradeBackup(), file + ".v2");
+  const auto manager = store->FindManagerByToken("hash");
   ASSERT_TRUE(manager);
   EXPECT_FALSE(manager->account);
   EXPECT_EQ(manager->address, "");
-  EXPECT_EQ(store.FindAppliance("u")->changed, 7);
-  const auto documents = store.ListDocuments("u");
+  EXPECT_EQ(store->FindAppliance("u")->changed, 7);
+  const auto documents = store->ListDocuments("u");
   ASSERT_EQ(documents.size(), 2u);
-  EXPECT_EQ(documents[0].path, "/redfish/v1/Chassis/c");
-  EXPECT_EQ(documents[0].changed, 8);
+  EXPECT_EQ(documents[1].name.kind, DocumentName::Kind::kChassis);
+  EXPECT_EQ(documents[1].name.name, "c");
+  EXPECT_EQ(documents[1].changed, 8);
   LogFilter all;
   all.manager = "u";
   all.limit = 9;
-  const auto log = store.ListLog(all);
+  const auto log = store->ListLog(all);
   ASSERT_EQ(log.size(), 3u);
   EXPECT_FALSE(log[0].cleared);
   EXPECT_FALSE(log[1].cleared);
@@ -162,10 +163,47 @@ TEST_F(StoreOnDisk, Upgrade_finds_the_event_that_opened_each_alarm_whatever_the_
     }
     expected = Rows(old, kOpenings);
   }
-  { Store store(file); }
+  { TestStore store(file); }
   Database database(file);
   EXPECT_EQ(Rows(database, "SELECT opening FROM alarm ORDER BY id"), expected);
   EXPECT_EQ(Count(database, "temp.sqlite_schema"), 0);
+}
+
+TEST_F(StoreOnDisk, Older_version_keeps_what_the_rules_say_of_its_rows) {
+  MakeOldDatabase(file, 3);
+  {
+    Database old(file);
+    old.Execute(
+        "INSERT INTO manager (uuid, name, token_hash, document, registered, heartbeat_last, "
+        "heartbeat_interval) VALUES ('u', 'n', 'u', '{}', 7, NULL, NULL), "
+        "('v', 'n', 'v', '{}', 7, 1000, 90)");
+    old.Execute("INSERT INTO chassis VALUES ('c', 'u', '{}', 8, 8), ('d', 'u', '{}', 8, 8)");
+    old.Execute(
+        "INSERT INTO event VALUES (1, 'u', 'c', 'm', 'Fault', '{}', 1), "
+        "(2, 'u', 'c', '258', 'OK', '{}', 1), (3, 'u', 'c', 'zarvel.GDD.5', 'MESSAGE', '{}', 1), "
+        "(4, 'u', 'c', 'm', 'cleared', '{}', 1), (5, 'u', 'd', 'n', 'Warning', '{}', 1)");
+    old.Execute(
+        "INSERT INTO alarm VALUES (1, 'c', 'm', 'Fault', 1, 1, NULL, 1), "
+        "(2, 'd', 'n', 'Warning', 5, 1, NULL, 5)");
+  }
+  TestStore store(file);
+  LogFilter all;
+  all.manager = "u";
+  all.limit = 9;
+  std::vector<EventKind> kinds;
+  for (const LoggedEvent& entry : store->ListLog(all)) {
+    kinds.push_back(entry.event.kind);
+    EXPECT_EQ(entry.event.kind, KindOf(entry.event.messageId, entry.event.severity));
+  }
+  EXPECT_EQ(kinds,
+            (std::vector<EventKind>{EventKind::kAlarm, EventKind::kPoint, EventKind::kMessage,
+                                    EventKind::kClear, EventKind::kAlarm}));
+  EXPECT_EQ(store->CountStates(7 + 2 * 120 - 1), (StateCounts{2, 0, 0}));
+  EXPECT_EQ(store->CountStates(7 + 2 * 120), (StateCounts{1, 1, 0}));
+  EXPECT_EQ(store->CountStates(1000 + 3 * 90), (StateCounts{0, 0, 2}));
+  EXPECT_EQ(store->FindAppliance("u")->alarms, (AlarmCounts{1, 0, 1}));
+  store->DeleteChassis("d");
+  EXPECT_EQ(store->FindAppliance("u")->alarms, (AlarmCounts{1, 0, 0}));
 }
 
 TEST_F(StoreOnDisk, Version_without_columns_for_lists_gains_them) {
@@ -194,31 +232,31 @@ TEST_F(StoreOnDisk, Version_without_columns_for_lists_gains_them) {
     }
     old.Execute("UPDATE alarm SET closed = 9 WHERE message_id = 'p'");
   }
-  Store store(file);
-  EXPECT_EQ(store.KeptCopy(), file + ".v3");
-  const Shown u = store.FindAppliance("u")->shown;
+  TestStore store(file);
+  EXPECT_EQ(store.UpgradeBackup(), file + ".v3");
+  const Shown u = store->FindAppliance("u")->shown;
   EXPECT_EQ(u.name, "\u00e9");
   EXPECT_EQ(u.model, "M");
   EXPECT_FALSE(u.serial);
   EXPECT_FALSE(u.firmware);
-  const Shown v = store.FindAppliance("v")->shown;
+  const Shown v = store->FindAppliance("v")->shown;
   EXPECT_EQ(v.name, "own");
   EXPECT_EQ(v.model, "N") << "of members with one name the last counts";
   EXPECT_FALSE(v.serial);
-  EXPECT_EQ(store.FindAppliance("w")->shown.name, "own");
-  EXPECT_EQ(store.FindAppliance("w")->shown.serial, "S");
-  EXPECT_EQ(store.FindAppliance("x")->shown.name, std::string(200, 'n'));
-  EXPECT_EQ(store.CountEvents("u"), 5);
-  EXPECT_EQ(store.CountEvents("v"), 0);
-  EXPECT_EQ(store.FindAppliance("u")->alarms, (AlarmCounts{2, 1, 1}));
-  EXPECT_EQ(store.FindAppliance("v")->alarms, AlarmCounts{});
-  EXPECT_EQ(store.FindManager("u")->document.substr(0, 9), R"({"Name": )");
-  EXPECT_EQ(store.ListDocuments("w").size(), 1u);
+  EXPECT_EQ(store->FindAppliance("w")->shown.name, "own");
+  EXPECT_EQ(store->FindAppliance("w")->shown.serial, "S");
+  EXPECT_EQ(store->FindAppliance("x")->shown.name, std::string(200, 'n'));
+  EXPECT_EQ(store->CountEvents("u"), 5);
+  EXPECT_EQ(store->CountEvents("v"), 0);
+  EXPECT_EQ(store->FindAppliance("u")->alarms, (AlarmCounts{2, 1, 1}));
+  EXPECT_EQ(store->FindAppliance("v")->alarms, AlarmCounts{});
+  EXPECT_EQ(store->FindManager("u")->document.substr(0, 9), R"({"Name": )");
+  EXPECT_EQ(store->ListDocuments("w").size(), 1u);
 }
 
 TEST_F(StoreOnDisk, Newest_version_needs_no_copy) {
-  EXPECT_EQ(Store(file).KeptCopy(), "");
-  EXPECT_EQ(Store(file).KeptCopy(), "");
+  EXPECT_EQ(TestStore(file).UpgradeBackup(), "");
+  EXPECT_EQ(TestStore(file).UpgradeBackup(), "");
 }
 
 TEST_F(StoreOnDisk, File_that_is_no_database_is_named) {
@@ -232,13 +270,13 @@ TEST_F(StoreOnDisk, Folder_that_is_not_there_is_named) {
 }
 
 TEST_F(StoreOnDisk, Deleting_a_manager_leaves_no_row_behind) {
-  Store store(file);
-  store.AddManager({"u", "n", "{}", 1, {}}, "hash");
-  store.AddChassis({"c", "u", "{}", 1});
-  store.PutResource({"/r", "u", "c", "{}", 1}, {"/r", "u", "c", 1, {{"a", "1"}}});
-  store.PutResource({"/q", "u", {}, "{}", 1}, {"/q", "u", {}, 1, {{"b", "2"}}});
-  store.AddEvent({0, "u", "c", "m", "Alarm", "{}", 1}, AlarmEffect::kRaise, "m");
-  store.DeleteManager("u");
+  TestStore store(file);
+  store->AddManager({"u", "n", "{}", 1, {}}, "hash");
+  store->AddChassis({"c", "u", "{}", 1});
+  store->PutResource({"/r", "u", "c", "{}", 1}, {"/r", "u", "c", 1, {{"a", "1"}}});
+  store->PutResource({"/q", "u", {}, "{}", 1}, {"/q", "u", {}, 1, {{"b", "2"}}});
+  store->AddEvent({0, "u", "c", "m", "Alarm", "{}", 1}, "m");
+  store->DeleteManager("u");
   Database database(file);
   for (const char* table :
        {"manager", "chassis", "resource", "event", "alarm", "member", "reading"}) {
@@ -247,57 +285,56 @@ TEST_F(StoreOnDisk, Deleting_a_manager_leaves_no_row_behind) {
 }
 
 TEST_F(StoreOnDisk, Event_that_fails_half_way_leaves_nothing) {
-  Store store(file);
-  store.AddManager({"u", "n", "{}", 1, {}}, "hash");
+  TestStore store(file);
+  store->AddManager({"u", "n", "{}", 1, {}}, "hash");
   // No such chassis: the event fits, its alarm does not.
-  EXPECT_THROW(store.AddEvent({0, "u", "none", "m", "Alarm", "{}", 1}, AlarmEffect::kRaise, "m"),
-               DatabaseError);
-  EXPECT_TRUE(store.ListEvents({"u", {}, {}, {}}).empty());
-  EXPECT_EQ(store.AddEvent({0, "u", "", "m", "MESSAGE", "{}", 1}, AlarmEffect::kNone, "").outcome,
+  EXPECT_THROW(store->AddEvent({0, "u", "none", "m", "Alarm", "{}", 1}, "m"), DatabaseError);
+  EXPECT_TRUE(store->ListEvents({"u", {}, {}, {}}).empty());
+  EXPECT_EQ(store->AddEvent({0, "u", "", "m", "MESSAGE", "{}", 1}, "").outcome,
             AlarmOutcome::kNone);
 }
 
 TEST_F(StoreOnDisk, Event_numbers_are_never_given_twice) {
-  Store store(file);
-  store.AddManager({"u", "n", "{}", 1, {}}, "hash");
-  const auto first = store.AddEvent({0, "u", "", "m", "s", "{}", 1}, AlarmEffect::kNone, "").id;
-  store.AddManager({"u", "n", "{}", 1, {}}, "hash-2");
-  EXPECT_GT(store.AddEvent({0, "u", "", "m", "s", "{}", 1}, AlarmEffect::kNone, "").id, first);
+  TestStore store(file);
+  store->AddManager({"u", "n", "{}", 1, {}}, "hash");
+  const auto first = store->AddEvent({0, "u", "", "m", "OK", "{}", 1}, "").id;
+  store->AddManager({"u", "n", "{}", 1, {}}, "hash-2");
+  EXPECT_GT(store->AddEvent({0, "u", "", "m", "OK", "{}", 1}, "").id, first);
 }
 
 TEST_F(StoreOnDisk, Texts_with_nul_and_quotes_come_back_whole) {
   using namespace std::string_literals;
-  Store store(file);
+  TestStore store(file);
   const std::string name = "a'\"b\0c"s;
-  store.AddManager({"u", name, "{}", 1, {}}, "hash");
-  EXPECT_EQ(store.FindManagerByToken("hash")->name, name);
-  EXPECT_FALSE(store.FindManagerByToken("hash' OR '1'='1"));
+  store->AddManager({"u", name, "{}", 1, {}}, "hash");
+  EXPECT_EQ(store->FindManagerByToken("hash")->name, name);
+  EXPECT_FALSE(store->FindManagerByToken("hash' OR '1'='1"));
 }
 
 TEST_F(StoreOnDisk, Transaction_without_commit_did_not_happen) {
-  Store store(file);
+  TestStore store(file);
   Database database(file);
   {
-    Transaction transaction(database);
+    DatabaseTransaction transaction(database);
     database.Execute(
         "INSERT INTO manager (uuid, name, token_hash, registered) VALUES ('u', 'n', 'h', 1)");
   }
-  EXPECT_FALSE(store.FindManager("u"));
+  EXPECT_FALSE(store->FindManager("u"));
 }
 
 TEST_F(StoreOnDisk, Change_that_cannot_begin_has_failed) {
-  Store store(file);
+  TestStore store(file);
   Database database(file);
   Database waiting(file);
   sqlite3_busy_timeout(waiting.Handle(), 0);
   {
-    const Transaction held(database);
-    EXPECT_THROW(Transaction{waiting}, DatabaseError);
+    const DatabaseTransaction held(database);
+    EXPECT_THROW(DatabaseTransaction{waiting}, DatabaseError);
     EXPECT_TRUE(waiting.ChangeFailed());
   }
-  Transaction(waiting).Commit();
+  DatabaseTransaction(waiting).Commit();
   EXPECT_TRUE(waiting.ChangeFailed()) << "nothing was changed";
-  Transaction change(waiting);
+  DatabaseTransaction change(waiting);
   waiting.Execute(
       "INSERT INTO manager (uuid, name, token_hash, registered) VALUES ('u', 'n', 'h', 1)");
   change.Commit();

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a number is called, and in what unit it is.
+#include "service/api/ReadingLabels.h"
+
+#include <cctype>
+#include <iterator>
+#include <map>
+#include <vector>
+
+#include "service/api/Views.h"
+#include "service/util/Text.h"
+
+namespace cloudservice {
+
+namespace {
+
+const std::map<std::string, std::string>& Units() {
+  static const std::map<std::string, std::string> units = {
+      {"celsius", "°C"}, {"cel", "°C"},          {"fahrenheit", "°F"}, {"kelvin", "K"},
+      {"percent", "%"},  {"%rh", "%"},           {"volts", "V"},       {"amps", "A"},
+      {"amperes", "A"},  {"watts", "W"},         {"kilowatts", "kW"},  {"rpm", "rpm"},
+      {"pascals", "Pa"}, {"kilopascals", "kPa"}, {"bar", "bar"},       {"hertz", "Hz"},
+      {"hz", "Hz"},      {"seconds", "s"},       {"minutes", "min"},   {"hours", "h"},
+      {"meters", "m"},   {"liters", "l"}};
+  return units;
+}
+
+bool IsUpper(char c) { return std::isupper(static_cast<unsigned char>(c)) != 0; }
+
+// "FanSpeedRPM" as "Fan", "Speed", "RPM".
+std::vector<std::string> Words(const std::string& name) {
+  std::vector<std::string> words;
+  for (std::size_t i = 0; i < name.size(); ++i) {
+    const bool begins =
+        i == 0 ||
+        (IsUpper(name[i]) &&
+         (!IsUpper(name[i - 1]) || (i + 1 < name.size() && !IsUpper(name[i + 1]) &&
+                                    std::isalpha(static_cast<unsigned char>(name[i + 1])) != 0)));
+    if (begins) words.emplace_back();
+    words.back() += name[i];
+  }
+  return words;
+}
+
+// "Fan speed"; abbreviations stay as they are.
+std::string Sentence(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) {
+    if (text.empty()) {
+      text = word;
+    } else {
+      text += " " + (word.size() > 1 && IsUpper(word[1]) ? word : Lower(word));
+    }
+  }
+  return text;
+}
+
+// Takes the unit off the end of the words.
+std::optional<std::string> TakeUnit(std::vector<std::string>& words) {
+  if (words.size() < 2) return std::nullopt;
+  const auto found = Units().find(Lower(words.back()));
+  if (found == Units().end()) return std::nullopt;
+  words.pop_back();
+  return found->second;
+}
+
+std::optional<std::string> ReadingUnit(const Json& object) {
+  const Json told = TextOrNull(object, "ReadingUnits");
+  if (!told.is_string() || told.get_ref<const std::string&>().empty()) return std::nullopt;
+  const auto found = Units().find(Lower(told.get<std::string>()));
+  return found == Units().end() ? told.get<std::string>() : found->second;
+}
+
+bool Holds(const std::string& text, const char* word) {
+  return Lower(text).find(word) != std::string::npos;
+}
+
+std::optional<std::string> QuantityOf(const std::string& text,
+                                      const std::optional<std::string>& unit) {
+  if (unit == "°C" || unit == "°F") return "temperature";
+  if (Holds(text, "humidity") && (!unit || unit == "%")) return "humidity";
+  if (Holds(text, "temperature") && (!unit || unit == "K")) return "temperature";
+  return std::nullopt;
+}
+
+// HighestTemperature, LowestTemperature, HighestHumidity, LowestHumidity: seven days' extremes.
+std::optional<ReadingLabel> ExtremeOf(const std::string& member) {
+  for (const std::string extreme : {"Highest", "Lowest"}) {
+    if (member.rfind(extreme, 0) != 0) continue;
+    const std::string rest = member.substr(extreme.size());
+    if (rest == "Temperature") {
+      return ReadingLabel{extreme + " temperature", "°C", "temperature", Lower(extreme)};
+    }
+    if (rest == "Humidity")
+      return ReadingLabel{extreme + " humidity", "%", "humidity", Lower(extreme)};
+  }
+  return std::nullopt;
+}
+
+// The name of what the object stands for; empty for a document, which is no part of anything.
+std::string NameOf(const Json& object) {
+  for (const char* member : {"Name", "MemberId"}) {
+    const Json name = TextOrNull(object, member);
+    if (name.is_string() && !name.get_ref<const std::string&>().empty()) return name;
+  }
+  return "";
+}
+
+// Of the member of an object that is called `owner`; `position` is behind it in the name.
+ReadingLabel LabelIn(const Json& object, const std::string& owner, const std::string& member,
+                     const std::string& position) {
+  if (std::optional<ReadingLabel> extreme = ExtremeOf(member)) return *std::move(extreme);
+  std::vector<std::string> words = Words(member);
+  ReadingLabel label;
+  label.unit = TakeUnit(words);
+  const bool reading = words.size() == 1 && words.front() == "Reading";
+  if (reading && !label.unit) label.unit = ReadingUnit(object);
+  label.name = reading && !owner.empty() ? owner : Sentence(words) + position;
+  if (!reading && !owner.empty()) label.name = owner + ": " + label.name;
+  label.quantity = QuantityOf(reading ? owner : member, label.unit);
+  return label;
+}
+
+}  // namespace
+
+ReadingLabel LabelOf(const Json& document, const std::string& pointer) {
+  Json::json_pointer place(pointer);
+  // An element of an array of numbers is named by its array.
+  std::string position;
+  while (document.at(place.parent_pointer()).is_array()) {
+    position = " " + place.back() + position;
+    place.pop_back();
+  }
+  const Json::json_pointer around = place.parent_pointer();
+  const Json& object = document.at(around);
+  return LabelIn(object, around.empty() ? "" : NameOf(object), place.back(), position);
+}
+
+ReadingLabel LabelOf(const std::vector<NameStep>& steps) {
+  std::string position;
+  auto last = steps.rbegin();
+  for (; last != steps.rend() && last->element; ++last) position = " " + last->text + position;
+  const bool named = last != steps.rend() && std::next(last) != steps.rend() &&
+                     std::next(last)->identifier == "MemberId";
+  return LabelIn(Json::object(), named ? std::next(last)->text : "",
+                 last == steps.rend() ? "" : last->text, position);
+}
+
+}  // namespace cloudservice

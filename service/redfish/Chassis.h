@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef SERVICE_REDFISH_CHASSIS_H_
+#define SERVICE_REDFISH_CHASSIS_H_
+
+#include <utility>
+
+#include "service/redfish/Call.h"
+#include "service/util/Clock.h"
+
+namespace cloudservice {
+
+// Chassis of appliances.
+class Chassis {
+ public:
+  explicit Chassis(Clock clock) : m_clock(std::move(clock)) {}
+
+  void AddTo(Routes& routes) const;
+
+ private:
+  Answer Create(const Call& call, Transaction& store) const;
+  Answer Patch(const Call& call, Transaction& store) const;
+
+  Clock m_clock;
+};
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_REDFISH_CHASSIS_H_

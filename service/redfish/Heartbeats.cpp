@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+// Heartbeats as they come, and as a manager shows them.
+#include "service/redfish/Heartbeats.h"
+
+#include <utility>
+
+#include "service/redfish/Body.h"
+#include "service/redfish/Views.h"
+
+namespace cloudservice {
+
+namespace {
+
+constexpr std::int64_t kMaxInterval = 366 * 24 * 3600;
+
+std::int64_t CheckedInterval(const Json& document) {
+  const auto found = document.find("HeartbeatInterval");
+  if (found == document.end()) throw Missing("HeartbeatInterval");
+  // A number above the signed range is unsigned for the parser and stays out of range here.
+  const bool whole = found->is_number_integer();
+  if (!whole || *found < 1 || *found > kMaxInterval) {
+    throw WrongType("HeartbeatInterval", *found,
+                    "\"HeartbeatInterval\" is no whole number of seconds from 1 to " +
+                        std::to_string(kMaxInterval) + ".");
+  }
+  return found->get<std::int64_t>();
+}
+
+}  // namespace
+
+Json HeartbeatView(const ManagerRecord& manager, std::int64_t now) {
+  const Heartbeat& heartbeat = manager.heartbeat;
+  Json view = {{"Count", heartbeat.count},
+               {"Last", nullptr},
+               {"IntervalSeconds", nullptr},
+               {"Overdue", StateOf(manager, now) == State::kOffline}};
+  if (heartbeat.last) view["Last"] = RedfishTime(*heartbeat.last);
+  if (heartbeat.interval) view["IntervalSeconds"] = *heartbeat.interval;
+  return view;
+}
+
+void Heartbeats::AddTo(Routes& routes) const {
+  routes.Add("POST", "/hb/*",
+             {Access::kItsManager, QueryUse::kNone,
+              [*this](const Call& call, Transaction& store) { return Take(call, store); }});
+}
+
+Answer Heartbeats::Take(const Call& call, Transaction& store) const {
+  OptionalString(call.body, "HeartbeatDestination");
+  ManagerRecord manager = *call.owner;
+  const std::int64_t now = m_clock();
+  const std::int64_t interval = CheckedInterval(call.body);
+  const std::int64_t count = store.AddHeartbeat(manager.uuid, now, interval, call.request.peer);
+  manager.heartbeat = {count, now, interval};
+  Answer answer = Found(HeartbeatView(manager, now));
+  answer.lines = {"heartbeat " + std::to_string(count) + " from " + Named(manager)};
+  return answer;
+}
+
+}  // namespace cloudservice

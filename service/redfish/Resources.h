@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef SERVICE_REDFISH_RESOURCES_H_
+#define SERVICE_REDFISH_RESOURCES_H_
+
+#include <utility>
+
+#include "service/redfish/Call.h"
+#include "service/util/Clock.h"
+
+namespace cloudservice {
+
+// Documents below chassis and managers, wherever an appliance puts them.
+class Resources {
+ public:
+  explicit Resources(Clock clock) : m_clock(std::move(clock)) {}
+
+  void AddTo(Routes& routes) const;
+
+ private:
+  Answer Patch(const Call& call, Transaction& store) const;
+
+  Clock m_clock;
+};
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_REDFISH_RESOURCES_H_

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+// What records say of themselves: the state of an appliance, and its place in a list.
+#include "service/store/Records.h"
+
+namespace cloudservice {
+
+State StateOf(const ApplianceRecord& appliance, std::int64_t now) {
+  const Heartbeat& heartbeat = appliance.heartbeat;
+  return StateAt(now, DueTimesOf(appliance.registered, heartbeat.last, heartbeat.interval));
+}
+
+State StateOf(const ManagerRecord& manager, std::int64_t now) {
+  const Heartbeat& heartbeat = manager.heartbeat;
+  return StateAt(now, DueTimesOf(manager.registered, heartbeat.last, heartbeat.interval));
+}
+
+FleetPlace PlaceOf(const ApplianceRecord& appliance, const FleetFilter& filter) {
+  FleetPlace place = {{}, appliance.shown.name, appliance.uuid};
+  switch (filter.sort) {
+    case FleetFilter::Sort::kName:
+      break;
+    case FleetFilter::Sort::kState:
+      place.ranks = {static_cast<std::int64_t>(StateOf(appliance, filter.now))};
+      break;
+    case FleetFilter::Sort::kAlarms:
+      place.ranks.assign(appliance.alarms.begin(), appliance.alarms.end());
+      break;
+    case FleetFilter::Sort::kHeartbeat:
+      place.ranks = {appliance.heartbeat.last.value_or(-1)};
+      break;
+    case FleetFilter::Sort::kRegistered:
+      place.ranks = {appliance.registered};
+      break;
+  }
+  return place;
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: Apache-2.0
+// A connection to SQLite: statements and transactions.
+#include "service/store/sqlite/Database.h"
+
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <utility>
+
+namespace cloudservice {
+
+namespace {
+
+constexpr int kBusyMilliseconds = 5000;
+
+[[noreturn]] void Fail(sqlite3* handle) { throw DatabaseError(sqlite3_errmsg(handle)); }
+
+std::vector<const Sql*>& Known() {
+  static std::vector<const Sql*> known;
+  return known;
+}
+
+std::atomic<bool>& Prepared() {
+  static std::atomic<bool> prepared = false;
+  return prepared;
+}
+
+}  // namespace
+
+Sql::Sql(std::string text) : m_text(std::move(text)) {
+  if (Prepared()) throw std::logic_error("a statement that no test has seen: " + m_text);
+  Known().push_back(this);
+}
+
+const std::vector<const Sql*>& Sql::All() { return Known(); }
+
+void Database::Close::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
+
+Database::Database(const std::string& file, MissingFile missing) {
+  sqlite3* handle = nullptr;
+  const int create = missing == MissingFile::kCreate ? SQLITE_OPEN_CREATE : 0;
+  const int code = sqlite3_open_v2(
+      file.c_str(), &handle,
+      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | create, nullptr);
+  m_handle.reset(handle);
+  if (handle == nullptr) throw DatabaseError("cannot open " + file + ": no memory");
+  sqlite3_busy_timeout(handle, kBusyMilliseconds);
+  try {
+    if (missing == MissingFile::kRefuse && access(file.c_str(), F_OK) != 0 && errno == ENOENT) {
+      throw DatabaseError("it is not there");
+    }
+    if (code != SQLITE_OK) Fail(handle);
+    Execute("PRAGMA journal_mode = WAL");
+    Execute("PRAGMA synchronous = FULL");
+    Execute("PRAGMA foreign_keys = ON");
+    Execute("PRAGMA trusted_schema = OFF");
+  } catch (const DatabaseError& error) {
+    throw DatabaseError("cannot open " + file + ": " + error.what());
+  }
+}
+
+void Database::Execute(const char* script) {
+  if (sqlite3_exec(Handle(), script, nullptr, nullptr, nullptr) != SQLITE_OK) Fail(Handle());
+}
+
+void Database::NoteChange(int code) {
+  constexpr int kPrimary = 0xff;
+  const int before = std::exchange(m_changedRows, sqlite3_total_changes(Handle()));
+  if ((code & kPrimary) == SQLITE_CONSTRAINT) return;
+  const bool failed = code != SQLITE_DONE && code != SQLITE_OK;
+  // A change of nothing has no need of the disk.
+  if (failed || m_changedRows != before) m_changeFailed = failed;
+}
+
+int Database::Changes() const { return sqlite3_changes(Handle()); }
+
+std::int64_t Database::LastInsertId() const { return sqlite3_last_insert_rowid(Handle()); }
+
+namespace {
+
+const Sql kDataVersion("PRAGMA data_version");
+
+}  // namespace
+
+std::int64_t Database::DataVersion() {
+  Statement select(*this, kDataVersion);
+  return select.Step() ? select.Number(0) : 0;
+}
+
+void Statement::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+
+Statement::Statement(Database& database, const Sql& sql) : m_database(database) {
+  Prepared() = true;
+  sqlite3* const handle = database.Handle();
+  sqlite3_stmt* statement = nullptr;
+  if (sqlite3_prepare_v2(handle, sql.Text().c_str(), -1, &statement, nullptr) != SQLITE_OK) {
+    Fail(handle);
+  }
+  m_statement.reset(statement);
+}
+
+Statement& Statement::Bound(int code) {
+  if (code != SQLITE_OK) Fail(m_database.Handle());
+  ++m_next;
+  return *this;
+}
+
+Statement& Statement::Bind(const std::string& text) {
+  return Bound(sqlite3_bind_text64(m_statement.get(), m_next, text.data(), text.size(),
+                                   SQLITE_TRANSIENT, SQLITE_UTF8));
+}
+
+Statement& Statement::Bind(std::int64_t number) {
+  return Bound(sqlite3_bind_int64(m_statement.get(), m_next, number));
+}
+
+Statement& Statement::BindNull() { return Bound(sqlite3_bind_null(m_statement.get(), m_next)); }
+
+bool Statement::Step() {
+  const int code = sqlite3_step(m_statement.get());
+  if (code == SQLITE_ROW) return true;
+  // Inside a transaction nothing is on the disk before its end.
+  const bool counts = code != SQLITE_DONE || sqlite3_get_autocommit(m_database.Handle()) != 0;
+  if (counts && sqlite3_stmt_readonly(m_statement.get()) == 0) m_database.NoteChange(code);
+  if (code != SQLITE_DONE) Fail(m_database.Handle());
+  return false;
+}
+
+void Statement::Run() {
+  while (Step()) {
+  }
+}
+
+std::string Statement::Text(int column) const {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement.get(), column));
+  if (text == nullptr) return "";
+  return std::string(text,
+                     static_cast<std::size_t>(sqlite3_column_bytes(m_statement.get(), column)));
+}
+
+std::optional<std::string> Statement::OptionalText(int column) const {
+  if (IsNull(column)) return std::nullopt;
+  return Text(column);
+}
+
+std::int64_t Statement::Number(int column) const {
+  return sqlite3_column_int64(m_statement.get(), column);
+}
+
+bool Statement::IsNull(int column) const {
+  return sqlite3_column_type(m_statement.get(), column) == SQLITE_NULL;
+}
+
+std::optional<std::int64_t> Statement::OptionalNumber(int column) const {
+  if (IsNull(column)) return std::nullopt;
+  return Number(column);
+}
+
+// A writer takes the lock here, where waiting for it is possible.
+DatabaseTransaction::DatabaseTransaction(Database& database, Mode mode)
+    : m_database(database), m_mode(mode) {
+  const char* begin = mode == Mode::kWrite ? "BEGIN IMMEDIATE" : "BEGIN";
+  const int code = sqlite3_exec(m_database.Handle(), begin, nullptr, nullptr, nullptr);
+  if (code == SQLITE_OK) return;
+  if (mode == Mode::kWrite) m_database.NoteChange(code);
+  Fail(m_database.Handle());
+}
+
+DatabaseTransaction::~DatabaseTransaction() {
+  if (!m_open) return;
+  try {
+    m_database.Execute("ROLLBACK");
+  } catch (const DatabaseError&) {
+    // SQLite has rolled back by itself after some errors.
+  }
+}
+
+void DatabaseTransaction::Commit() {
+  const int code = sqlite3_exec(m_database.Handle(), "COMMIT", nullptr, nullptr, nullptr);
+  if (m_mode == Mode::kWrite) m_database.NoteChange(code);
+  if (code != SQLITE_OK) Fail(m_database.Handle());
+  m_open = false;
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: Apache-2.0
+// The list of all appliances, in every order and by every filter.
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "service/store/sqlite/SqliteTransaction.h"
+
+namespace cloudservice {
+
+namespace {
+
+// The number of the appliance's State at the time ?1.
+const std::string kState =
+    "(CASE WHEN offline_at <= ?1 THEN 2 WHEN late_at <= ?1 THEN 1 ELSE 0 END)";
+
+// Whether it has an open alarm of the severity, or none is asked for.
+std::string Alarmed(const std::string& severity) {
+  return "(" + severity + " IS NULL OR CASE " + severity +
+         " WHEN 0 THEN faults WHEN 1 THEN alarms ELSE warnings END > 0)";
+}
+
+// What a FleetFilter lets through. The text is in lower case.
+const std::string kFiltered =
+    "FROM manager WHERE (?2 IS NULL OR " + kState + " = ?2) AND " + Alarmed("?3") +
+    " AND (?4 IS NULL OR instr(lower(label), ?4) OR instr(lower(uuid), ?4) OR "
+    "instr(lower(model), ?4) OR instr(lower(serial), ?4) OR instr(lower(firmware), ?4) OR "
+    "instr(lower(nullif(address, '')), ?4) OR "
+    "instr(lower((SELECT email FROM account WHERE account.id = manager.account)), ?4)) ";
+
+using Names = std::vector<std::string>;
+
+// "a DESC, b DESC": each name with what stands behind it.
+std::string Joined(const Names& names, const std::string& behind = "") {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name + behind;
+  return text;
+}
+
+std::string Row(const Names& names) { return "(" + Joined(names) + ")"; }
+
+// As many values as there are names.
+std::string Values(const Names& names) { return Row(Names(names.size(), "?")); }
+
+std::string Uuids(const std::string& condition, const std::string& order) {
+  return "SELECT uuid " + kFiltered + condition + " ORDER BY " + order + " LIMIT ?";
+}
+
+// An order: by columns, equals by others, which ascend. What follows a place is its equals behind
+// it, and then all others behind these: each is a stretch of one index.
+struct Order {
+  Order(const Names& columns, const Names& ties, bool down)
+      : Order(columns, ties, down ? " < " : " > ",
+              Joined(columns, down ? " DESC" : "") + ", " + Joined(ties)) {}
+
+  const Sql whole;
+  const Sql equals;
+  const Sql others;
+
+ private:
+  Order(const Names& columns, const Names& ties, const std::string& behind,
+        const std::string& order)
+      : whole(Uuids("", order) + " OFFSET ?"),
+        equals(Uuids("AND " + Row(columns) + " = " + Values(columns) + " AND " + Row(ties) + " > " +
+                         Values(ties),
+                     Joined(ties))),
+        others(Uuids("AND " + Row(columns) + behind + Values(columns), order)) {}
+};
+
+// The same order in both directions.
+struct Orders {
+  Orders(const Names& columns, const Names& ties)
+      : ascending(columns, ties, false), descending(columns, ties, true) {}
+
+  const Order ascending;
+  const Order descending;
+};
+
+const Names kTies = {"label", "uuid"};
+const Orders kByName({"label"}, {"uuid"});
+const Orders kByAlarms({"faults", "alarms", "warnings"}, kTies);
+const Orders kByHeartbeat({"heard_at"}, kTies);
+const Orders kByRegistration({"registered"}, kTies);
+
+const Order& OrderOf(const FleetFilter& filter) {
+  const auto of = [&](const Orders& orders) -> const Order& {
+    return filter.descending ? orders.descending : orders.ascending;
+  };
+  switch (filter.sort) {
+    case FleetFilter::Sort::kAlarms:
+      return of(kByAlarms);
+    case FleetFilter::Sort::kHeartbeat:
+      return of(kByHeartbeat);
+    case FleetFilter::Sort::kRegistered:
+      return of(kByRegistration);
+    case FleetFilter::Sort::kName:
+    case FleetFilter::Sort::kState:  // made of lists by name
+      break;
+  }
+  return of(kByName);
+}
+
+// Those of one state by name, without the order's index: for few it would be walked far.
+const Sql kOfState(Uuids("AND late_at >= ? AND late_at <= ? AND (+label, +uuid) > (?, ?)",
+                         "+label, +uuid") +
+                   " OFFSET ?");
+
+const Sql kCountFiltered("SELECT count(*) " + kFiltered);
+const Sql kOverdue("SELECT (SELECT count(*) FROM manager WHERE late_at <= ?1 AND " + Alarmed("?2") +
+                   "), (SELECT count(*) FROM manager WHERE offline_at <= ?1 AND " + Alarmed("?2") +
+                   ")");
+
+template <typename T>
+std::optional<std::int64_t> NumberOf(const std::optional<T>& word) {
+  if (!word) return std::nullopt;
+  return static_cast<std::int64_t>(*word);
+}
+
+void BindFilter(Statement& select, const FleetFilter& filter) {
+  select.Bind(filter.now).Bind(NumberOf(filter.state)).Bind(NumberOf(filter.severity));
+  select.Bind(filter.text);
+}
+
+void BindColumns(Statement& select, const FleetFilter& filter) {
+  if (filter.sort == FleetFilter::Sort::kName) select.Bind(filter.after->label);
+  for (const std::int64_t rank : filter.after->ranks) select.Bind(rank);
+}
+
+void BindTies(Statement& select, const FleetFilter& filter) {
+  if (filter.sort != FleetFilter::Sort::kName) select.Bind(filter.after->label);
+  select.Bind(filter.after->uuid);
+}
+
+void TakeTexts(Statement& select, std::vector<std::string>& texts) {
+  while (select.Step()) texts.push_back(select.Text(0));
+}
+
+// By the index of the order.
+std::vector<std::string> ListInOrder(Database& database, const FleetFilter& filter) {
+  const Order& order = OrderOf(filter);
+  std::vector<std::string> uuids;
+  if (!filter.after) {
+    Statement whole(database, order.whole);
+    BindFilter(whole, filter);
+    whole.Bind(filter.limit).Bind(filter.offset);
+    TakeTexts(whole, uuids);
+    return uuids;
+  }
+  Statement equals(database, order.equals);
+  BindFilter(equals, filter);
+  BindColumns(equals, filter);
+  BindTies(equals, filter);
+  equals.Bind(filter.limit);
+  TakeTexts(equals, uuids);
+  Statement others(database, order.others);
+  BindFilter(others, filter);
+  BindColumns(others, filter);
+  others.Bind(filter.limit - static_cast<std::int64_t>(uuids.size()));
+  TakeTexts(others, uuids);
+  return uuids;
+}
+
+std::vector<std::string> SearchState(Database& database, const FleetFilter& filter) {
+  using Times = std::numeric_limits<std::int64_t>;
+  const bool alive = filter.state == State::kAlive;
+  const FleetPlace place = filter.after.value_or(FleetPlace());
+  Statement select(database, kOfState);
+  BindFilter(select, filter);
+  select.Bind(alive ? filter.now + 1 : Times::min()).Bind(alive ? Times::max() : filter.now);
+  select.Bind(place.label).Bind(place.uuid).Bind(filter.limit).Bind(filter.offset);
+  std::vector<std::string> uuids;
+  TakeTexts(select, uuids);
+  return uuids;
+}
+
+}  // namespace
+
+// The way that passes fewer.
+std::vector<std::string> SqliteTransaction::ListOfState(const FleetFilter& filter) {
+  const auto state = static_cast<std::size_t>(*filter.state);
+  const bool few = 2 * CountStates(filter.now).at(state) < CountTotals().managers;
+  return few ? SearchState(m_database, filter) : ListInOrder(m_database, filter);
+}
+
+// States change with the clock, which no index follows: their order is that of three lists by name.
+std::vector<std::string> SqliteTransaction::ListByState(const FleetFilter& filter) {
+  std::vector<State> states = {State::kAlive, State::kLate, State::kOffline};
+  if (filter.descending) std::reverse(states.begin(), states.end());
+  FleetFilter part = filter;
+  part.sort = FleetFilter::Sort::kName;
+  part.descending = false;
+  auto state = states.begin();
+  if (filter.after) {
+    state = std::find(state, states.end(), static_cast<State>(filter.after->ranks.at(0)));
+    part.after->ranks.clear();
+    part.offset = 0;
+  }
+  std::vector<std::string> uuids;
+  for (; state != states.end() && part.limit > 0; ++state, part.after.reset()) {
+    if (filter.state && *filter.state != *state) continue;
+    part.state = *state;
+    const std::int64_t skipped = part.offset > 0 ? std::min(part.offset, CountAppliances(part)) : 0;
+    for (std::string& uuid : ListOfState(part)) uuids.push_back(std::move(uuid));
+    part.offset -= skipped;
+    part.limit = filter.limit - static_cast<std::int64_t>(uuids.size());
+  }
+  return uuids;
+}
+
+std::vector<std::string> SqliteTransaction::ListUuids(const FleetFilter& filter) {
+  using Sort = FleetFilter::Sort;
+  if (filter.sort == Sort::kState) return ListByState(filter);
+  const bool byName = filter.sort == Sort::kName && !filter.descending;
+  return byName && filter.state ? ListOfState(filter) : ListInOrder(m_database, filter);
+}
+
+std::vector<ApplianceRecord> SqliteTransaction::ListAppliances(const FleetFilter& filter) {
+  std::vector<ApplianceRecord> appliances;
+  // One by one: for the order alone no row needs more than its uuid.
+  for (const std::string& uuid : ListUuids(filter)) {
+    if (auto appliance = FindAppliance(uuid)) appliances.push_back(*std::move(appliance));
+  }
+  return appliances;
+}
+
+std::int64_t SqliteTransaction::CountAppliances(const FleetFilter& filter) {
+  if (!filter.text) {
+    const StateCounts states = CountStates(filter.now, filter.severity);
+    return filter.state ? states.at(static_cast<std::size_t>(*filter.state))
+                        : states[0] + states[1] + states[2];
+  }
+  Statement select(m_database, kCountFiltered);
+  BindFilter(select, filter);
+  return select.Step() ? select.Number(0) : 0;
+}
+
+StateCounts SqliteTransaction::CountStates(std::int64_t now) {
+  return CountStates(now, std::nullopt);
+}
+
+StateCounts SqliteTransaction::CountStates(std::int64_t now, std::optional<Severity> severity) {
+  const Totals totals = CountTotals();
+  const std::int64_t all =
+      severity ? totals.alarmed.at(static_cast<std::size_t>(*severity)) : totals.managers;
+  Statement select(m_database, kOverdue);
+  select.Bind(now).Bind(NumberOf(severity));
+  select.Step();
+  const std::int64_t overdue = select.Number(0);
+  const std::int64_t offline = select.Number(1);
+  return {all - overdue, overdue - offline, offline};
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+// Histories of numbers, and dropping what is old.
+#include <set>
+
+#include "service/store/sqlite/SqliteTransaction.h"
+
+namespace cloudservice {
+
+namespace {
+
+constexpr std::int64_t kHour = 3600;
+
+const Sql kLast("SELECT time, value FROM reading WHERE member = ? ORDER BY id DESC LIMIT 1");
+const Sql kMember("SELECT id FROM member WHERE path = ? AND name = ?");
+const Sql kAddMember(
+    "INSERT INTO member (manager, chassis, path, name) SELECT ?, ?, ?, ? "
+    "WHERE (SELECT count(*) FROM member WHERE path = ?) < ?");
+const Sql kAddReading("INSERT INTO reading (member, time, value) VALUES (?, ?, ?)");
+const Sql kNames(
+    "SELECT name FROM member WHERE manager = ? AND path = ? AND EXISTS "
+    "(SELECT 1 FROM reading WHERE reading.member = member.id AND time >= ?) ORDER BY name");
+const Sql kValues(
+    "SELECT reading.id, time, value FROM reading "
+    "WHERE member = (SELECT id FROM member WHERE path = ? AND name = ? AND manager = ?) "
+    "AND reading.id > ? AND time >= ? ORDER BY reading.id LIMIT ?");
+
+const Sql kClamp(
+    "UPDATE manager SET heartbeat_last = ?1, late_at = late_at - heartbeat_last + ?1, "
+    "offline_at = offline_at - heartbeat_last + ?1 WHERE heard_at > ?1");
+const Sql kDropReadings(
+    "DELETE FROM reading WHERE id IN (SELECT id FROM reading WHERE time < ? LIMIT ?) "
+    "RETURNING member");
+const Sql kDropMember(
+    "DELETE FROM member WHERE id = ? AND NOT EXISTS "
+    "(SELECT 1 FROM reading WHERE reading.member = member.id)");
+const Sql kDropEvents(
+    "DELETE FROM event WHERE id IN (SELECT id FROM event WHERE received < ? AND NOT EXISTS "
+    "(SELECT 1 FROM alarm WHERE alarm.event = event.id AND closed IS NULL) LIMIT ?)");
+
+// Whether a value adds nothing to what is there: the same as the last one, within the same hour.
+bool IsKnown(Database& database, std::int64_t member, std::int64_t time, const std::string& value) {
+  Statement last(database, kLast);
+  last.Bind(member);
+  return last.Step() && last.Text(1) == value && last.Number(0) / kHour == time / kHour;
+}
+
+}  // namespace
+
+std::optional<std::int64_t> SqliteTransaction::MemberId(const Readings& readings,
+                                                        const std::string& name) {
+  Statement known(m_database, kMember);
+  known.Bind(readings.path).Bind(name);
+  if (known.Step()) return known.Number(0);
+  Statement add(m_database, kAddMember);
+  add.Bind(readings.manager).Bind(readings.chassis).Bind(readings.path).Bind(name);
+  add.Bind(readings.path).Bind(kMaxHistoryMembers).Run();
+  if (m_database.Changes() == 0) return std::nullopt;
+  return m_database.LastInsertId();
+}
+
+void SqliteTransaction::AddReadings(const Readings& readings) {
+  for (const NumberRecord& number : readings.numbers) {
+    const std::optional<std::int64_t> member = MemberId(readings, number.member);
+    if (!member || IsKnown(m_database, *member, readings.time, number.value)) continue;
+    Statement(m_database, kAddReading).Bind(*member).Bind(readings.time).Bind(number.value).Run();
+  }
+}
+
+std::vector<std::string> SqliteTransaction::ListHistoryMembers(const std::string& manager,
+                                                               const std::string& path,
+                                                               std::int64_t since) {
+  Statement select(m_database, kNames);
+  select.Bind(manager).Bind(path).Bind(since);
+  std::vector<std::string> names;
+  while (select.Step()) names.push_back(select.Text(0));
+  return names;
+}
+
+std::vector<HistoryValue> SqliteTransaction::ListHistory(const HistoryFilter& filter) {
+  Statement select(m_database, kValues);
+  select.Bind(filter.path).Bind(filter.member).Bind(filter.manager);
+  select.Bind(filter.after).Bind(filter.since).Bind(filter.limit);
+  std::vector<HistoryValue> values;
+  while (select.Step()) {
+    values.push_back({select.Number(0), select.Number(1), select.Text(2)});
+  }
+  return values;
+}
+
+std::int64_t SqliteTransaction::ClampHeartbeats(std::int64_t now) {
+  Statement(m_database, kClamp).Bind(now).Run();
+  return m_database.Changes();
+}
+
+bool SqliteTransaction::RemoveOld(std::int64_t readings, std::int64_t events, std::int64_t most) {
+  std::int64_t gone = 0;
+  std::set<std::int64_t> members;
+  Statement old(m_database, kDropReadings);
+  for (old.Bind(readings).Bind(most); old.Step(); ++gone) members.insert(old.Number(0));
+  for (const std::int64_t member : members) Statement(m_database, kDropMember).Bind(member).Run();
+  Statement(m_database, kDropEvents).Bind(events).Bind(most).Run();
+  const bool more = gone == most || m_database.Changes() == most;
+  return more;
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+// Managers and their heartbeats.
+#include "service/store/Shown.h"
+#include "service/store/sqlite/SqliteTransaction.h"
+
+namespace cloudservice {
+
+namespace {
+
+const std::string kManager =
+    "SELECT uuid, name, document, registered, heartbeat_count, heartbeat_last, heartbeat_interval, "
+    "account, address FROM manager JOIN manager_document ON manager_document.manager = uuid ";
+const Sql kManagerByUuid(kManager + "WHERE uuid = ?");
+const Sql kManagerByToken(kManager + "WHERE token_hash = ?");
+const Sql kAddManager(
+    "INSERT INTO manager (uuid, name, token_hash, registered, account, address, changed, late_at, "
+    "offline_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
+const Sql kDeleteManager("DELETE FROM manager WHERE uuid = ?");
+const Sql kPutManagerDocument(
+    "INSERT INTO manager_document (manager, document) VALUES (?, ?) ON CONFLICT (manager) "
+    "DO UPDATE SET document = excluded.document");
+const Sql kChangeShown(
+    "UPDATE manager SET label = substr(coalesce(nullif(?, ''), name), 1, 200), model = ?, "
+    "serial = ?, firmware = ?, changed = ? WHERE uuid = ?");
+const Sql kAddHeartbeat(
+    "UPDATE manager SET heartbeat_count = heartbeat_count + 1, heartbeat_last = ?, "
+    "heartbeat_interval = ?, late_at = ?, offline_at = ?, address = coalesce(nullif(?, ''), "
+    "address) "
+    "WHERE uuid = ? RETURNING heartbeat_count");
+
+std::optional<ManagerRecord> ManagerBy(Database& database, const Sql& sql, const std::string& key) {
+  Statement select(database, sql);
+  select.Bind(key);
+  if (!select.Step()) return std::nullopt;
+  ManagerRecord manager;
+  manager.uuid = select.Text(0);
+  manager.name = select.Text(1);
+  manager.document = select.Text(2);
+  manager.registered = select.Number(3);
+  manager.heartbeat.count = select.Number(4);
+  manager.heartbeat.last = select.OptionalNumber(5);
+  manager.heartbeat.interval = select.OptionalNumber(6);
+  manager.account = select.OptionalNumber(7);
+  manager.address = select.Text(8);
+  return manager;
+}
+
+// With what lists show of it. Inside a transaction.
+void PutDocument(Database& database, const std::string& uuid, const std::string& document,
+                 std::int64_t changed) {
+  Statement(database, kPutManagerDocument).Bind(uuid).Bind(document).Run();
+  const Shown shown = ShownOf(document);
+  Statement(database, kChangeShown)
+      .Bind(shown.name)
+      .Bind(shown.model)
+      .Bind(shown.serial)
+      .Bind(shown.firmware)
+      .Bind(changed)
+      .Bind(uuid)
+      .Run();
+}
+
+}  // namespace
+
+bool SqliteTransaction::AddManager(const ManagerRecord& manager, const std::string& tokenHash) {
+  Statement(m_database, kDeleteManager).Bind(manager.uuid).Run();
+  const bool known = m_database.Changes() > 0;
+  const DueTimes due = DueTimesOf(manager.registered, std::nullopt, std::nullopt);
+  Statement(m_database, kAddManager)
+      .Bind(manager.uuid)
+      .Bind(manager.name)
+      .Bind(tokenHash)
+      .Bind(manager.registered)
+      .Bind(manager.account)
+      .Bind(manager.address)
+      .Bind(manager.registered)
+      .Bind(due.late)
+      .Bind(due.offline)
+      .Run();
+  PutDocument(m_database, manager.uuid, manager.document, manager.registered);
+  m_countsChanged = true;
+  if (known) NoteGone(manager.uuid);
+  NoteAppliance(manager.uuid);
+  return known;
+}
+
+std::optional<ManagerRecord> SqliteTransaction::FindManager(const std::string& uuid) {
+  return ManagerBy(m_database, kManagerByUuid, uuid);
+}
+
+std::optional<ManagerRecord> SqliteTransaction::FindManagerByToken(const std::string& tokenHash) {
+  return ManagerBy(m_database, kManagerByToken, tokenHash);
+}
+
+void SqliteTransaction::SetManagerDocument(const std::string& uuid, const std::string& document,
+                                           const Readings& readings) {
+  PutDocument(m_database, uuid, document, readings.time);
+  AddReadings(readings);
+  NoteDocument(uuid, {DocumentName::Kind::kManager, uuid});
+  NoteAppliance(uuid);
+}
+
+void SqliteTransaction::DeleteManager(const std::string& uuid) {
+  Statement(m_database, kDeleteManager).Bind(uuid).Run();
+  m_countsChanged = true;
+  NoteGone(uuid);
+}
+
+std::int64_t SqliteTransaction::AddHeartbeat(const std::string& uuid, std::int64_t when,
+                                             std::int64_t interval, const std::string& address) {
+  const DueTimes due = DueTimesOf(when, when, interval);
+  Statement update(m_database, kAddHeartbeat);
+  update.Bind(when).Bind(interval).Bind(due.late).Bind(due.offline).Bind(address).Bind(uuid);
+  if (!update.Step()) return 0;
+  const std::int64_t count = update.Number(0);
+  NoteAppliance(uuid);
+  return count;
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,295 @@
+// SPDX-License-Identifier: Apache-2.0
+// The tables, version by version.
+#include "service/store/sqlite/Schema.h"
+
+#include <array>
+
+#include "service/store/sqlite/Copy.h"
+
+namespace cloudservice {
+
+namespace {
+
+// Marks a database as this program's: "Kcld".
+constexpr std::int64_t kApplicationId = 0x4b636c64;
+
+// Step N brings version N to version N + 1. What a step that was released makes never changes.
+constexpr std::array<const char*, 5> kSteps = {
+    R"sql(
+CREATE TABLE manager (
+  uuid TEXT PRIMARY KEY,
+  name TEXT NOT NULL,
+  token_hash TEXT NOT NULL UNIQUE,
+  document TEXT NOT NULL,
+  registered INTEGER NOT NULL,
+  heartbeat_count INTEGER NOT NULL DEFAULT 0,
+  heartbeat_last INTEGER,
+  heartbeat_interval INTEGER
+) STRICT;
+
+CREATE TABLE chassis (
+  id TEXT PRIMARY KEY,
+  manager TEXT NOT NULL REFERENCES manager (uuid) ON DELETE CASCADE,
+  document TEXT NOT NULL,
+  created INTEGER NOT NULL
+) STRICT;
+CREATE INDEX chassis_manager ON chassis (manager);
+
+-- Documents below a manager (chassis is null) or below one of its chassis.
+CREATE TABLE resource (
+  path TEXT PRIMARY KEY,
+  manager TEXT NOT NULL REFERENCES manager (uuid) ON DELETE CASCADE,
+  chassis TEXT REFERENCES chassis (id) ON DELETE CASCADE,
+  document TEXT NOT NULL,
+  changed INTEGER NOT NULL
+) STRICT;
+CREATE INDEX resource_manager ON resource (manager);
+CREATE INDEX resource_chassis ON resource (chassis);
+
+-- The log: an event stays when its chassis goes.
+CREATE TABLE event (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  manager TEXT NOT NULL REFERENCES manager (uuid) ON DELETE CASCADE,
+  chassis TEXT NOT NULL,
+  message_id TEXT NOT NULL,
+  severity TEXT NOT NULL,
+  document TEXT NOT NULL,
+  received INTEGER NOT NULL
+) STRICT;
+CREATE INDEX event_manager ON event (manager, chassis);
+
+-- The event is the one that opened the alarm or changed it last.
+CREATE TABLE alarm (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  chassis TEXT NOT NULL REFERENCES chassis (id) ON DELETE CASCADE,
+  message_id TEXT NOT NULL,
+  severity TEXT NOT NULL,
+  event INTEGER NOT NULL UNIQUE REFERENCES event (id) ON DELETE CASCADE,
+  opened INTEGER NOT NULL,
+  closed INTEGER
+) STRICT;
+CREATE INDEX alarm_chassis ON alarm (chassis);
+CREATE UNIQUE INDEX alarm_open ON alarm (chassis, message_id) WHERE closed IS NULL;
+)sql",
+    R"sql(
+-- The numbers in the documents that a PATCH changes; those of a manager's own have no chassis.
+CREATE TABLE member (
+  id INTEGER PRIMARY KEY,
+  manager TEXT NOT NULL REFERENCES manager (uuid) ON DELETE CASCADE,
+  chassis TEXT REFERENCES chassis (id) ON DELETE CASCADE,
+  path TEXT NOT NULL,
+  name TEXT NOT NULL,
+  UNIQUE (path, name)
+) STRICT;
+CREATE INDEX member_manager ON member (manager);
+CREATE INDEX member_chassis ON member (chassis);
+
+-- In the order of arrival. The value is the text of a JSON number.
+CREATE TABLE reading (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  member INTEGER NOT NULL REFERENCES member (id) ON DELETE CASCADE,
+  time INTEGER NOT NULL,
+  value TEXT NOT NULL
+) STRICT;
+CREATE INDEX reading_member ON reading (member);
+CREATE INDEX reading_time ON reading (time);
+CREATE INDEX event_received ON event (received);
+)sql",
+    R"sql(
+-- Who owns appliances, and with which keys they register.
+CREATE TABLE account (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  email TEXT NOT NULL UNIQUE,
+  created INTEGER NOT NULL
+) STRICT;
+CREATE TABLE registration_key (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  account INTEGER NOT NULL REFERENCES account (id) ON DELETE CASCADE,
+  hash TEXT NOT NULL,
+  created INTEGER NOT NULL
+) STRICT;
+CREATE INDEX registration_key_account ON registration_key (account);
+
+-- Who looks at all appliances: by a password, or by a token.
+CREATE TABLE operator (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  name TEXT NOT NULL UNIQUE,
+  password_hash TEXT,
+  token_hash TEXT UNIQUE,
+  created INTEGER NOT NULL
+) STRICT;
+
+-- The token_hash of a manager whose account was removed is no hash: "ended UUID".
+ALTER TABLE manager ADD COLUMN account INTEGER REFERENCES account (id) ON DELETE SET NULL;
+ALTER TABLE manager ADD COLUMN address TEXT;
+ALTER TABLE manager ADD COLUMN changed INTEGER NOT NULL DEFAULT 0;
+UPDATE manager SET changed = registered;
+CREATE INDEX manager_account ON manager (account);
+ALTER TABLE chassis ADD COLUMN changed INTEGER NOT NULL DEFAULT 0;
+UPDATE chassis SET changed = created;
+
+-- The event that opened the alarm.
+ALTER TABLE alarm ADD COLUMN opening INTEGER NOT NULL DEFAULT 0;
+-- The least identifier of those that came at a time or later: read backwards once, not once for
+-- each alarm.
+CREATE TEMP TABLE since AS
+  SELECT chassis, message_id, received,
+         min(id) OVER (PARTITION BY chassis, message_id ORDER BY received DESC) AS first
+  FROM event;
+CREATE INDEX temp.since_received ON since (chassis, message_id, received, first);
+UPDATE alarm SET opening = coalesce(
+  (SELECT first FROM since WHERE since.chassis = alarm.chassis
+   AND since.message_id = alarm.message_id AND since.received >= alarm.opened
+   ORDER BY since.received LIMIT 1), event);
+DROP TABLE since;
+
+CREATE INDEX reading_member_time ON reading (member, time);
+-- Beside the one with the chassis: in the order of arrival.
+CREATE INDEX event_manager_id ON event (manager);
+)sql",
+    R"sql(
+-- Apart from the manager, whose row each heartbeat writes and each list reads.
+CREATE TABLE manager_document (
+  manager TEXT PRIMARY KEY REFERENCES manager (uuid) ON DELETE CASCADE,
+  document TEXT NOT NULL
+) STRICT;
+INSERT INTO manager_document SELECT uuid, document FROM manager;
+ALTER TABLE manager DROP COLUMN document;
+
+-- What lists show of the document; the label is the manager's own name where it has none there, as
+-- much of it as a link to the next page of a list can carry.
+ALTER TABLE manager ADD COLUMN label TEXT COLLATE NOCASE NOT NULL DEFAULT '';
+ALTER TABLE manager ADD COLUMN model TEXT;
+ALTER TABLE manager ADD COLUMN serial TEXT;
+ALTER TABLE manager ADD COLUMN firmware TEXT;
+CREATE TEMP TABLE shown AS
+  -- Of members with one name the last counts.
+  SELECT manager, key, CASE type WHEN 'text' THEN value END AS value, max(json_each.id)
+  FROM manager_document, json_each(document)
+  WHERE json_valid(document) AND key IN ('Name', 'Model', 'SerialNumber', 'FirmwareVersion')
+  GROUP BY manager, key;
+CREATE INDEX temp.shown_manager ON shown (manager, key);
+UPDATE manager SET
+  label = substr(coalesce(
+    nullif((SELECT value FROM shown WHERE manager = uuid AND key = 'Name'), ''), name), 1, 200),
+  model = (SELECT value FROM shown WHERE manager = uuid AND key = 'Model'),
+  serial = (SELECT value FROM shown WHERE manager = uuid AND key = 'SerialNumber'),
+  firmware = (SELECT value FROM shown WHERE manager = uuid AND key = 'FirmwareVersion');
+DROP TABLE shown;
+
+-- Open alarms by severity.
+ALTER TABLE manager ADD COLUMN faults INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE manager ADD COLUMN alarms INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE manager ADD COLUMN warnings INTEGER NOT NULL DEFAULT 0;
+UPDATE manager SET (faults, alarms, warnings) = (
+  SELECT coalesce(sum(lower(severity) IN ('fault', 'critical')), 0),
+         coalesce(sum(lower(severity) NOT IN ('fault', 'critical', 'warning')), 0),
+         coalesce(sum(lower(severity) = 'warning'), 0)
+  FROM chassis CROSS JOIN alarm ON alarm.chassis = chassis.id AND alarm.closed IS NULL
+  WHERE chassis.manager = manager.uuid);
+
+-- The log, and stretches of time in it.
+CREATE INDEX event_manager_received ON event (manager, received);
+-- How many of the events are its own: a page of their list says it.
+ALTER TABLE manager ADD COLUMN events INTEGER NOT NULL DEFAULT 0;
+UPDATE manager SET events = (SELECT count(*) FROM event WHERE event.manager = manager.uuid);
+CREATE TRIGGER event_comes AFTER INSERT ON event BEGIN
+  UPDATE manager SET events = events + 1 WHERE uuid = new.manager;
+END;
+CREATE TRIGGER event_goes AFTER DELETE ON event BEGIN
+  UPDATE manager SET events = events - 1 WHERE uuid = old.manager;
+END;
+
+-- When the appliance becomes late, and offline, unless a heartbeat comes.
+ALTER TABLE manager ADD COLUMN late_at INTEGER AS
+  (coalesce(heartbeat_last, registered) + 2 * coalesce(heartbeat_interval, 120)) VIRTUAL;
+ALTER TABLE manager ADD COLUMN offline_at INTEGER AS
+  (coalesce(heartbeat_last, registered) + 3 * coalesce(heartbeat_interval, 120)) VIRTUAL;
+CREATE INDEX manager_late ON manager (late_at, offline_at, label, uuid);
+CREATE INDEX manager_offline ON manager (offline_at, heartbeat_last);
+
+-- The orders of the list of all. Those without a heartbeat stand before all heartbeats; most have no
+-- alarm, so that the order of alarms has an index each way.
+ALTER TABLE manager ADD COLUMN heard_at INTEGER AS (coalesce(heartbeat_last, -1)) VIRTUAL;
+CREATE INDEX manager_heard ON manager (heard_at, label, uuid);
+CREATE INDEX manager_label ON manager (label, uuid);
+CREATE INDEX manager_alarms ON manager (faults DESC, alarms DESC, warnings DESC, label, uuid);
+CREATE INDEX manager_calm ON manager (faults, alarms, warnings, label, uuid);
+CREATE INDEX manager_registered ON manager (registered, label, uuid);
+)sql",
+    R"sql(
+-- What counts as what is the program's to say; the columns keep what it said.
+DROP INDEX manager_late;
+DROP INDEX manager_offline;
+ALTER TABLE manager DROP COLUMN late_at;
+ALTER TABLE manager DROP COLUMN offline_at;
+ALTER TABLE manager ADD COLUMN late_at INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE manager ADD COLUMN offline_at INTEGER NOT NULL DEFAULT 0;
+UPDATE manager SET
+  late_at = coalesce(heartbeat_last, registered) + 2 * coalesce(heartbeat_interval, 120),
+  offline_at = coalesce(heartbeat_last, registered) + 3 * coalesce(heartbeat_interval, 120);
+CREATE INDEX manager_late ON manager (late_at, offline_at, label, uuid);
+CREATE INDEX manager_offline ON manager (offline_at);
+
+-- The number of an EventKind, and that of a Severity.
+ALTER TABLE event ADD COLUMN kind INTEGER NOT NULL DEFAULT 0;
+UPDATE event SET kind = CASE
+  WHEN message_id = '258' THEN 1
+  WHEN lower(severity) NOT IN ('message', 'cleared', 'ok') THEN 0
+  WHEN message_id LIKE 'Zarvel.GDD.%' THEN 2 ELSE 3 END;
+ALTER TABLE alarm ADD COLUMN rank INTEGER NOT NULL DEFAULT 1;
+UPDATE alarm SET rank = CASE
+  WHEN lower(severity) IN ('fault', 'critical') THEN 0
+  WHEN lower(severity) = 'warning' THEN 2 ELSE 1 END;
+)sql",
+};
+
+const Sql kApplication("PRAGMA application_id");
+const Sql kVersion("PRAGMA user_version");
+const Sql kTables("SELECT count(*) FROM sqlite_schema");
+
+std::int64_t Number(Database& database, const Sql& sql) {
+  Statement statement(database, sql);
+  return statement.Step() ? statement.Number(0) : 0;
+}
+
+void SetPragma(Database& database, const std::string& name, std::int64_t value) {
+  database.Execute(("PRAGMA " + name + " = " + std::to_string(value)).c_str());
+}
+
+}  // namespace
+
+std::int64_t CheckedVersion(Database& database, const std::string& file) {
+  const std::int64_t version = Number(database, kVersion);
+  if (Number(database, kTables) > 0 && Number(database, kApplication) != kApplicationId) {
+    throw DatabaseError(file + " is the database of another program");
+  }
+  if (version > NewestSchemaVersion()) {
+    throw DatabaseError(file + " was written by a newer cloudservice (version " +
+                        std::to_string(version) + " of its schema, known up to " +
+                        std::to_string(NewestSchemaVersion()) + ")");
+  }
+  return version;
+}
+
+int NewestSchemaVersion() { return static_cast<int>(kSteps.size()); }
+
+std::string UpgradeSchema(Database& database, const std::string& file) {
+  std::string kept;
+  const std::int64_t before = CheckedVersion(database, file);
+  if (before > 0 && before < NewestSchemaVersion()) {
+    kept = file + ".v" + std::to_string(before);
+    CopyDatabase(database, kept);
+  }
+  for (;;) {
+    DatabaseTransaction transaction(database);
+    const std::int64_t version = CheckedVersion(database, file);
+    if (version == NewestSchemaVersion()) return kept;
+    database.Execute(kSteps.at(static_cast<std::size_t>(version)));
+    SetPragma(database, "application_id", kApplicationId);
+    SetPragma(database, "user_version", version + 1);
+    transaction.Commit();
+  }
+}
+
+}  // namespace cloudservice

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef SERVICE_STORE_SQLITE_SQLITETRANSACTION_H_
+#define SERVICE_STORE_SQLITE_SQLITETRANSACTION_H_
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "service/store/Transaction.h"
+#include "service/store/sqlite/Database.h"
+#include "service/store/sqlite/TotalsCache.h"
+
+namespace cloudservice {
+
+// A unit of work on a database file.
+class SqliteTransaction : public Transaction {
+ public:
+  // Both outlive it.
+  SqliteTransaction(Database& database, TotalsCache& totals, DatabaseTransaction::Mode mode);
+
+  // Ends it: what it has changed is on the disk.
+  void Commit();
+  // What it has changed of what appliances keep.
+  const std::vector<Change>& Changes() const { return m_changes; }
+
+  Totals CountTotals() override;
+  std::int64_t CountSilent() override;
+  std::int64_t CountBytes() override;
+  bool AddManager(const ManagerRecord& manager, const std::string& tokenHash) override;
+  std::optional<ManagerRecord> FindManager(const std::string& uuid) override;
+  std::optional<ManagerRecord> FindManagerByToken(const std::string& tokenHash) override;
+  void SetManagerDocument(const std::string& uuid, const std::string& document,
+                          const Readings& readings) override;
+  void DeleteManager(const std::string& uuid) override;
+  std::int64_t AddHeartbeat(const std::string& uuid, std::int64_t when, std::int64_t interval,
+                            const std::string& address) override;
+  void AddChassis(const ChassisRecord& chassis) override;
+  bool HasChassis(const std::string& manager, const std::string& id) override;
+  std::optional<ChassisRecord> FindChassis(const std::string& manager,
+                                           const std::string& id) override;
+  std::vector<std::string> ListChassis(const std::string& manager) override;
+  void SetChassisDocument(const std::string& id, const std::string& document,
+                          const Readings& readings) override;
+  void DeleteChassis(const std::string& id) override;
+  bool HasResource(const std::string& manager, const std::string& path) override;
+  std::optional<ResourceRecord> FindResource(const std::string& manager,
+                                             const std::string& path) override;
+  std::vector<std::string> ListResources(const std::string& manager,
+                                         const std::optional<std::string>& chassis) override;
+  std::vector<std::string> ListChildren(const std::string& manager,
+                                        const std::string& path) override;
+  bool HasChildren(const std::string& manager, const std::string& path) override;
+  void PutResource(const ResourceRecord& resource, const Readings& readings) override;
+  std::vector<std::string> ListHistoryMembers(const std::string& manager, const std::string& path,
+                                              std::int64_t since) override;
+  std::vector<HistoryValue> ListHistory(const HistoryFilter& filter) override;
+  std::int64_t ClampHeartbeats(std::int64_t now) override;
+  bool RemoveOld(std::int64_t readings, std::int64_t events, std::int64_t most) override;
+  StoredEvent AddEvent(const EventRecord& event, const std::string& alarm) override;
+  std::optional<EventRecord> FindEvent(const std::string& manager, std::int64_t id) override;
+  std::vector<std::int64_t> ListEvents(const EventFilter& filter) override;
+  std::vector<std::int64_t> ListEventPage(const EventPage& page) override;
+  std::int64_t CountEvents(const std::string& manager) override;
+  std::optional<AccountRecord> FindAccount(const std::string& email) override;
+  std::vector<AccountRecord> ListAccounts(const std::string& after, std::int64_t limit) override;
+  bool HasAccounts() override;
+  void AddRegistrationKey(const std::string& email, const std::string& hash, bool replace,
+                          std::int64_t now) override;
+  std::vector<std::string> ListRegistrationKeys(std::int64_t account) override;
+  void DeleteAccount(std::int64_t account, bool withManagers) override;
+  bool AddOperator(const OperatorRecord& person) override;
+  std::optional<OperatorRecord> FindOperator(const std::string& name) override;
+  std::optional<OperatorRecord> FindOperator(std::int64_t id) override;
+  std::optional<OperatorRecord> FindOperatorByToken(const std::string& tokenHash) override;
+  std::vector<OperatorRecord> ListOperators() override;
+  bool DeleteOperator(const std::string& name) override;
+  std::vector<ApplianceRecord> ListAppliances(const FleetFilter& filter) override;
+  std::int64_t CountAppliances(const FleetFilter& filter) override;
+  StateCounts CountStates(std::int64_t now) override;
+  std::optional<ApplianceRecord> FindAppliance(const std::string& uuid) override;
+  std::vector<std::string> ListDue(std::int64_t from, std::int64_t to) override;
+  std::vector<AlarmRecord> ListOpenAlarms(const std::string& manager) override;
+  std::vector<LoggedEvent> ListLog(const LogFilter& filter) override;
+  std::vector<ChassisRecord> ListChassisRecords(const std::string& manager) override;
+  std::vector<DocumentRecord> ListDocuments(const std::string& manager) override;
+  std::optional<DocumentRecord> FindDocument(const std::string& manager,
+                                             const DocumentName& name) override;
+  std::vector<MemberRecord> ListMembers(const std::string& manager,
+                                        const std::optional<std::string>& path) override;
+  void ReadHistory(
+      std::int64_t member, std::int64_t since, std::int64_t until,
+      const std::function<void(std::int64_t time, const std::string& value)>& take) override;
+
+ private:
+  struct OpenAlarm {
+    std::int64_t id = 0;
+    std::string severity;
+  };
+
+  std::vector<std::string> ListUuids(const FleetFilter& filter);
+  std::vector<std::string> ListByState(const FleetFilter& filter);
+  // Those of the filter's state, by name.
+  std::vector<std::string> ListOfState(const FleetFilter& filter);
+  // Of those with an open alarm of the severity, if one is given.
+  StateCounts CountStates(std::int64_t now, std::optional<Severity> severity);
+  std::optional<OpenAlarm> FindOpenAlarm(const std::string& chassis, const std::string& alarm);
+  // One alarm less of a severity, and one more of another; either may be null.
+  void CountAlarms(const std::string& manager, const std::string* gone, const std::string* come);
+  AlarmOutcome RaiseAlarm(const EventRecord& event, std::int64_t id, const std::string& alarm);
+  AlarmOutcome ClearAlarm(const EventRecord& event, const std::string& alarm);
+  void AddReadings(const Readings& readings);
+  std::optional<std::int64_t> MemberId(const Readings& readings, const std::string& name);
+
+  // What is told once it has happened.
+  void NoteAppliance(const std::string& uuid);
+  void NoteGone(const std::string& uuid);
+  void NoteDocument(const std::string& manager, const DocumentName& document);
+
+  Database& m_database;
+  TotalsCache& m_totals;
+  DatabaseTransaction m_transaction;
+  std::vector<Change> m_changes;
+  bool m_countsChanged = false;  // what CountTotals() counts
+};
+
+}  // namespace cloudservice
+
+#endif  // SERVICE_STORE_SQLITE_SQLITETRANSACTION_H_

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+// How much there is of everything.
+#include "service/store/sqlite/SqliteTransaction.h"
+
+namespace cloudservice {
+
+namespace {
+
+const Sql kTotals(
+    "SELECT count(*), coalesce(sum(faults), 0), coalesce(sum(alarms), 0), "
+    "coalesce(sum(warnings), 0), (SELECT count(*) FROM chassis), coalesce(sum(faults > 0), 0), "
+    "coalesce(sum(alarms > 0), 0), coalesce(sum(warnings > 0), 0) FROM manager");
+const Sql kSilent("SELECT count(*) FROM manager WHERE heard_at < 0");
+const Sql kBytes("SELECT page_count * page_size FROM pragma_page_count, pragma_page_size");
+
+}  // namespace
+
+Totals SqliteTransaction::CountTotals() {
+  // What this unit of work has changed is not what others may know yet.
+  const std::int64_t version = m_database.DataVersion();
+  const std::optional<Totals> known = m_totals.Find(version);
+  if (known && !m_countsChanged) return *known;
+  Statement select(m_database, kTotals);
+  select.Step();
+  Totals totals;
+  totals.managers = select.Number(0);
+  totals.alarms = {select.Number(1), select.Number(2), select.Number(3)};
+  totals.chassis = select.Number(4);
+  totals.alarmed = {select.Number(5), select.Number(6), select.Number(7)};
+  if (!m_countsChanged) m_totals.Put(version, totals);
+  return totals;
+}
+
+std::int64_t SqliteTransaction::CountSilent() {
+  Statement select(m_database, kSilent);
+  return select.Step() ? select.Number(0) : 0;
+}
+
+std::int64_t SqliteTransaction::CountBytes() {
+  Statement select(m_database, kBytes);
+  return select.Step() ? select.Number(0) : 0;
+}
+
+}  // namespace cloudservice

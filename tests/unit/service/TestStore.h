@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef TESTS_UNIT_SERVICE_TESTSTORE_H_
+#define TESTS_UNIT_SERVICE_TESTSTORE_H_
+
+#include <exception>
+#include <memory>
+#include <utility>
+
+#include "service/store/sqlite/SqliteStore.h"
+#include "service/store/sqlite/SqliteTransaction.h"
+
+namespace cloudservice {
+
+// A store whose operations a case calls one by one: `store->AddChassis(...)` is a unit of work that
+// ends, and throws what its end throws, with the statement. Several in one statement are one unit.
+class TestStore : public SqliteStore {
+ public:
+  using SqliteStore::SqliteStore;
+
+  class Unit {
+   public:
+    explicit Unit(TestStore& store) : m_store(store) {
+      if (m_store.m_units++ > 0) return;
+      m_store.m_open = m_store.Begin(DatabaseTransaction::Mode::kWrite);
+    }
+    ~Unit() noexcept(false) {
+      if (--m_store.m_units > 0) return;
+      const std::unique_ptr<SqliteTransaction> ended = std::move(m_store.m_open);
+      if (std::uncaught_exceptions() == m_exceptions) m_store.End(*ended);
+    }
+    Unit(const Unit&) = delete;
+    Unit& operator=(const Unit&) = delete;
+
+    Transaction* operator->() { return m_store.m_open.get(); }
+
+   private:
+    TestStore& m_store;
+    const int m_exceptions = std::uncaught_exceptions();
+  };
+
+  Unit operator->() { return Unit(*this); }
+
+ private:
+  int m_units = 0;
+  std::unique_ptr<SqliteTransaction> m_open;
+};
+
+}  // namespace cloudservice
+
+#endif  // TESTS_UNIT_SERVICE_TESTSTORE_H_
