@@ -40,9 +40,9 @@ bool Accounts::Any() {
   return m_store.Read([](Transaction& store) { return store.HasAccounts(); });
 }
 
-Accounts::Known Accounts::Find(const std::string& email) {
+Accounts::Registered Accounts::Find(const std::string& email) {
   return m_store.Read([&](Transaction& store) {
-    Known known;
+    Registered known;
     known.account = store.FindAccount(email);
     if (known.account) known.hashes = store.ListRegistrationKeys(known.account->id);
     return known;
@@ -65,7 +65,7 @@ Admission Accounts::Admit(const std::string& peer, const std::string& email,
 
 // One slow hash, whatever the address, so that the time does not tell which addresses there are.
 bool Accounts::Matches(const std::string& email, const std::string& key, std::int64_t& account) {
-  const Known known = Find(email);
+  const Registered known = Find(email);
   const std::optional<AccountRecord>& found = known.account;
   const std::vector<std::string>& hashes = known.hashes;
   if (m_nobodysHash.empty()) m_nobodysHash = HashPassword("");
@@ -92,7 +92,7 @@ bool Accounts::Add(const std::string& email, const std::string& key, bool replac
   }
   std::int64_t account = 0;
   if (!replace && Matches(email, key, account)) return false;
-  const Known known = Find(email);
+  const Registered known = Find(email);
   if (!replace && known.hashes.size() >= kMaxKeys) {
     throw std::runtime_error(email + " has " + std::to_string(kMaxKeys) +
                              " keys already; account add --replace puts a new one in their place");

@@ -42,12 +42,12 @@ class Accounts {
 
  private:
   // An account with the hashes of its keys.
-  struct Known {
+  struct Registered {
     std::optional<AccountRecord> account;
     std::vector<std::string> hashes;
   };
 
-  Known Find(const std::string& email);
+  Registered Find(const std::string& email);
   static std::string HashOf(const std::string& key, const std::vector<std::string>& others);
   bool Matches(const std::string& email, const std::string& key, std::int64_t& account);
 

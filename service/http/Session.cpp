@@ -142,7 +142,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
 
   void WaitForRequest() {
     m_answering = false;
-    if (m_stopping) return Farewell();
+    if (m_stopping) return CloseGently();
     if (m_buffer.size() > 0) return ReadHeader();
     m_buffer.shrink_to_fit();
     Expire(m_context.limits.idle);
@@ -219,7 +219,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
       return;
     }
     const auto [status, reason] = ReadFailure(error);
-    if (status == 0) return Farewell();
+    if (status == 0) return CloseGently();
     Refuse(status, reason);
   }
 
@@ -237,7 +237,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
                         m_answer.clear();
                         if (error) return;
                         if (keep) return WaitForRequest();
-                        Farewell();
+                        CloseGently();
                       }));
   }
 
@@ -279,7 +279,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
                              }));
   }
 
-  void Farewell() {
+  void CloseGently() {
     m_answering = true;
     Expire(m_context.limits.header);
     if constexpr (std::is_same_v<Stream, Tls>) {

@@ -21,7 +21,7 @@ struct Limits {
   std::size_t headerBytes = 16 * 1024;
   std::size_t bodyBytes = 1024 * 1024;
   std::chrono::milliseconds idle{60 * 1000};    // until the first byte of a request
-  std::chrono::milliseconds header{10 * 1000};  // TLS handshake; a request's header; the farewell
+  std::chrono::milliseconds header{10 * 1000};  // TLS handshake; a request's header; the closing
   std::chrono::milliseconds body{30 * 1000};    // a request's body; an answer
 };
 

@@ -9,6 +9,7 @@
 #include "service/api/Api.h"
 #include "service/page/Page.h"
 #include "service/redfish/Service.h"
+#include "service/redfish/Shape.h"
 #include "service/util/Secret.h"
 
 namespace cloudservice {

@@ -2,7 +2,7 @@
 // Temperature and humidity over seven days, and any other number on demand.
 import {useEffect, useState} from "preact/hooks";
 import {api, type History, type Quantified, type Quantity, type Resource, type Series, serviceNow} from "./api";
-import {Figure, type ToldExtreme} from "./figure";
+import {Figure, type ReportedExtreme} from "./figure";
 import {Notice, Shown} from "./states";
 import {concerns, useChanges} from "./live";
 import {type Loaded, useLoad, useSpaced} from "./load";
@@ -25,7 +25,7 @@ interface Span {
 
 interface Drawn extends Span {
   series: Series[];
-  extremes: ToldExtreme[];
+  extremes: ReportedExtreme[];
 }
 
 function lastDays(): Span {
@@ -42,8 +42,8 @@ function titlesOf(documents: Resource[]): Map<string, string> {
 }
 
 // A document that is asked for number by number tells its extremes each time.
-function extremesOf(histories: History[], titles: Map<string, string>): ToldExtreme[] {
-  const found = new Map<string, ToldExtreme>();
+function extremesOf(histories: History[], titles: Map<string, string>): ReportedExtreme[] {
+  const found = new Map<string, ReportedExtreme>();
   for (const {uri, extremes} of histories) {
     for (const one of extremes) {
       found.set(`${uri} ${one.pointer}`, {...one, uri, document: titles.get(uri) ?? uri});
@@ -76,7 +76,7 @@ async function loadAll(uuid: string, numbers: Quantified[], signal: AbortSignal)
 }
 
 // A chart has one scale: a quantity in several units is a chart for each.
-function Charted({quantity, drawn}: {quantity: Quantity; drawn: Drawn}) {
+function QuantityChart({quantity, drawn}: {quantity: Quantity; drawn: Drawn}) {
   const series = drawn.series.filter((one) => one.quantity === quantity);
   const extremes = drawn.extremes.filter((one) => one.quantity === quantity);
   const units = [...new Set(series.map(({unit}) => unit))];
@@ -151,7 +151,7 @@ export function Charts({uuid}: {uuid: string}) {
     <Shown of={loaded} what="the histories" rows={5}>{({numbers, drawn}) => (
       <>
         {drawn.series.some((series) => series.quantity !== null)
-          ? QUANTITIES.map((quantity) => <Charted key={quantity} quantity={quantity} drawn={drawn} />)
+          ? QUANTITIES.map((quantity) => <QuantityChart key={quantity} quantity={quantity} drawn={drawn} />)
           : <section class="card"><h2>Temperature and humidity</h2>
               <Notice icon="point" title="No readings yet">
                 This appliance has sent neither temperatures nor humidity in the last {DAYS} days.

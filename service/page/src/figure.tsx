@@ -16,7 +16,7 @@ const STANDS = 25 * 3600;
 // With more series than these only the outermost extremes carry their number.
 const LABELLED = 3;
 
-export interface ToldExtreme extends Extreme {
+export interface ReportedExtreme extends Extreme {
   uri: string;
   document: string;  // what one calls the one at `uri`
 }
@@ -27,7 +27,7 @@ interface FigureProps {
   from: number;  // seconds since 1970
   to: number;
   series: Series[];         // all in the same unit
-  extremes: ToldExtreme[];  // as the appliance tells them
+  extremes: ReportedExtreme[];  // as the appliance tells them
   first?: number;       // colour of the first series
 }
 
@@ -199,7 +199,7 @@ function Row({series, index, first, unit, time, to}: RowProps) {
 }
 
 // What the appliance says itself; its days end at its own midnight.
-function Told({extremes}: {extremes: ToldExtreme[]}) {
+function ReportedExtremes({extremes}: {extremes: ReportedExtreme[]}) {
   if (extremes.length === 0) return null;
   const uris = [...new Set(extremes.map(({uri}) => uri))];
   const listed = (wanted: string) => extremes.filter(({uri}) => uri === wanted)
@@ -251,7 +251,7 @@ export function Figure(props: FigureProps) {
             <Row key={one.uri + one.member} series={one} index={index} first={first} unit={unit} time={cursor} to={to} />))}</tbody>
         </table>
       </div>
-      <Told extremes={extremes} />
+      <ReportedExtremes extremes={extremes} />
     </section>
   );
 }
