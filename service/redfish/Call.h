@@ -32,13 +32,14 @@ struct Call {
 };
 
 // What an operation answers: a document, or a text of another type, or neither.
+// NOLINTNEXTLINE(bugprone-exception-escape): a document throws nothing when it is moved.
 struct Answer {
   unsigned status = 200;
-  Json document = nullptr;
-  std::vector<std::pair<std::string, std::string>> headers = {};
-  std::string text = {};  // of `type`
-  std::string type = {};
-  std::vector<std::string> lines = {};  // for the log, once what they tell has happened
+  Json document;  // null: none
+  std::vector<std::pair<std::string, std::string>> headers;
+  std::string text;  // of `type`
+  std::string type;
+  std::vector<std::string> lines;  // for the log, once what they tell has happened
 };
 
 // 200 with the document.

@@ -26,7 +26,7 @@ ChassisRecord OwnChassis(const Call& call, Transaction& store) {
   return *std::move(chassis);
 }
 
-Json View(const Call& call, Transaction& store, const ChassisRecord& chassis) {
+Json ChassisView(const Call& call, Transaction& store, const ChassisRecord& chassis) {
   Json sent = ParseStored(chassis.document);
   if (!sent.contains("Name")) sent["Name"] = "Chassis " + chassis.id;
   Json view = ShapedFor(call, store, *call.owner, types::kChassis, ChassisPath(chassis.id), sent);
@@ -35,7 +35,7 @@ Json View(const Call& call, Transaction& store, const ChassisRecord& chassis) {
   return view;
 }
 
-Answer List(const Call& call, Transaction& store) {
+Answer ListChassis(const Call& call, Transaction& store) {
   std::vector<std::string> members;
   for (const std::string& id : store.ListChassis(call.owner->uuid)) {
     members.push_back(ChassisPath(id));
@@ -44,11 +44,11 @@ Answer List(const Call& call, Transaction& store) {
       CollectionView(kChassisPath, types::kChassisCollection, "Chassis", members, call.query));
 }
 
-Answer Get(const Call& call, Transaction& store) {
-  return Found(View(call, store, OwnChassis(call, store)));
+Answer GetChassis(const Call& call, Transaction& store) {
+  return Found(ChassisView(call, store, OwnChassis(call, store)));
 }
 
-Answer Delete(const Call& call, Transaction& store) {
+Answer DeleteChassis(const Call& call, Transaction& store) {
   const std::string& id = call.names.at(0);
   store.DeleteChassis(id);
   Answer answer = Done();
@@ -62,11 +62,11 @@ void Chassis::AddTo(Routes& routes) const {
   const auto create = [*this](const Call& call, Transaction& store) { return Create(call, store); };
   const auto patch = [*this](const Call& call, Transaction& store) { return Patch(call, store); };
   const std::string one = ChassisPath("*");
-  routes.Add("GET", kChassisPath, {Access::kAppliance, QueryUse::kCollection, List});
+  routes.Add("GET", kChassisPath, {Access::kAppliance, QueryUse::kCollection, ListChassis});
   routes.Add("POST", kChassisPath, {Access::kAppliance, QueryUse::kNone, create});
-  routes.Add("GET", one, {Access::kItsChassis, QueryUse::kResource, Get});
+  routes.Add("GET", one, {Access::kItsChassis, QueryUse::kResource, GetChassis});
   routes.Add("PATCH", one, {Access::kItsChassis, QueryUse::kNone, patch});
-  routes.Add("DELETE", one, {Access::kItsChassis, QueryUse::kNone, Delete});
+  routes.Add("DELETE", one, {Access::kItsChassis, QueryUse::kNone, DeleteChassis});
 }
 
 Answer Chassis::Create(const Call& call, Transaction& store) const {
@@ -76,7 +76,7 @@ Answer Chassis::Create(const Call& call, Transaction& store) const {
   chassis.document = call.request.body;
   chassis.created = m_clock();
   store.AddChassis(chassis);
-  Answer answer = Created(View(call, store, chassis));
+  Answer answer = Created(ChassisView(call, store, chassis));
   answer.lines = {"chassis created: " + chassis.id + " of " + Named(*call.owner)};
   return answer;
 }

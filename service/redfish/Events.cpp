@@ -87,8 +87,8 @@ std::string OriginChassis(const Call& call, Transaction& store, EventKind kind) 
   return id;
 }
 
-std::string LogLine(const EventRecord& event, const std::string& text, const std::string& alarm,
-                    AlarmOutcome outcome) {
+std::string EventLine(const EventRecord& event, const std::string& text, const std::string& alarm,
+                      AlarmOutcome outcome) {
   const std::string where = event.chassis.empty() ? "" : " on chassis " + event.chassis;
   const std::string full = alarm + " " + event.severity + " \"" + text + "\"" + where;
   switch (outcome) {
@@ -108,7 +108,7 @@ std::string LogLine(const EventRecord& event, const std::string& text, const std
   return "message: " + full;
 }
 
-Json View(const Call& call, Transaction& store, const EventRecord& event) {
+Json EventView(const Call& call, Transaction& store, const EventRecord& event) {
   Json sent = ParseStored(event.document);
   if (!sent.contains("Name")) sent["Name"] = "Event " + std::to_string(event.id);
   sent["Received"] = RedfishTime(event.received);
@@ -143,7 +143,7 @@ Json CollectionOf(const Call& call, Transaction& store) {
 }
 
 // With a filter a bare array of all that there are, as appliances expect it; else a collection.
-Answer List(const Call& call, Transaction& store) {
+Answer ListEvents(const Call& call, Transaction& store) {
   EventFilter filter;
   filter.manager = call.owner->uuid;
   filter.chassis = call.target.Value("OriginOfCondition");
@@ -160,11 +160,11 @@ Answer List(const Call& call, Transaction& store) {
   return Found(std::move(list));
 }
 
-Answer Get(const Call& call, Transaction& store) {
+Answer GetEvent(const Call& call, Transaction& store) {
   const std::optional<std::int64_t> id = EventNumber(call.names.at(0));
   const auto event = id ? store.FindEvent(call.owner->uuid, *id) : std::nullopt;
   if (!event) throw NothingAt(call.target.Path());
-  return Found(View(call, store, *event));
+  return Found(EventView(call, store, *event));
 }
 
 }  // namespace
@@ -173,9 +173,9 @@ void Events::AddTo(Routes& routes) const {
   routes.Add("POST", ManagerPath("*") + "/Oem/Quorvan:Events",
              {Access::kItsManager, QueryUse::kNone,
               [*this](const Call& call, Transaction& store) { return Post(call, store); }});
-  routes.Add("GET", kEventsPath, {Access::kAppliance, QueryUse::kCollection, List});
+  routes.Add("GET", kEventsPath, {Access::kAppliance, QueryUse::kCollection, ListEvents});
   routes.Add("GET", std::string(kEventsPath) + "/*",
-             {Access::kAppliance, QueryUse::kResource, Get});
+             {Access::kAppliance, QueryUse::kResource, GetEvent});
 }
 
 Answer Events::Post(const Call& call, Transaction& store) const {
@@ -197,8 +197,8 @@ Answer Events::Post(const Call& call, Transaction& store) const {
   event.chassis = OriginChassis(call, store, kind);
   const StoredEvent stored = store.AddEvent(event, alarm);
   event.id = stored.id;
-  Answer answer = Created(View(call, store, event));
-  answer.lines = {LogLine(event, message->get<std::string>(), alarm, stored.outcome)};
+  Answer answer = Created(EventView(call, store, event));
+  answer.lines = {EventLine(event, message->get<std::string>(), alarm, stored.outcome)};
   return answer;
 }
 

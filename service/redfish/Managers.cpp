@@ -58,7 +58,7 @@ Answer FindByUuid(const Call& call, const std::string& uuid) {
   return answer;
 }
 
-Answer List(const Call& call, Transaction&) {
+Answer ListManagers(const Call& call, Transaction&) {
   const std::optional<std::string> uuid = call.target.Value("uuid");
   if (uuid) return FindByUuid(call, *uuid);
   if (!call.owner) throw Refusal(401, "The X-Auth-Token is missing or not known.");
@@ -66,7 +66,7 @@ Answer List(const Call& call, Transaction&) {
                               {ManagerPath(call.owner->uuid)}, call.query));
 }
 
-Answer Delete(const Call& call, Transaction& store) {
+Answer DeleteManager(const Call& call, Transaction& store) {
   store.DeleteManager(call.owner->uuid);
   Answer answer = Done();
   answer.lines = {"manager removed: " + Named(*call.owner)};
@@ -95,13 +95,13 @@ void Managers::AddTo(Routes& routes) const {
     };
   };
   const std::string one = ManagerPath("*");
-  routes.Add("GET", kManagersPath, {Access::kAnyone, QueryUse::kCollection, List});
+  routes.Add("GET", kManagersPath, {Access::kAnyone, QueryUse::kCollection, ListManagers});
   routes.Add("POST", kManagersPath,
              {Access::kAnyone, QueryUse::kNone, bound(&Managers::Register),
               [*this](Call& call) { return Admit(call); }});
   routes.Add("GET", one, {Access::kItsManager, QueryUse::kResource, bound(&Managers::Get)});
   routes.Add("PATCH", one, {Access::kItsManager, QueryUse::kNone, bound(&Managers::Patch)});
-  routes.Add("DELETE", one, {Access::kItsManager, QueryUse::kNone, Delete});
+  routes.Add("DELETE", one, {Access::kItsManager, QueryUse::kNone, DeleteManager});
 }
 
 void Managers::Admit(Call& call) const {
@@ -109,8 +109,7 @@ void Managers::Admit(Call& call) const {
   if (!m_accounts->Any()) throw Refusal(401, "This service has no account to register with.");
   const Admission admission = m_accounts->Admit(call.request.peer, email, key);
   if (admission.wait > 0) {
-    throw Refusal(429, "Too many wrong registrations from this address.")
-        .RetryAfter(admission.wait);
+    throw Refusal("Too many wrong registrations from this address.", admission.wait);
   }
   if (!admission.account) throw Refusal(401, "The e-mail address or the key is wrong.");
   call.account = *admission.account;

@@ -32,11 +32,12 @@ class Refusal : public std::runtime_error {
   Refusal(unsigned status, BaseMessage message, const std::string& text)
       : std::runtime_error(text), m_status(status), m_message(std::move(message)) {}
 
-  // The seconds after which the same request may be taken; 0: it makes no difference.
-  Refusal& RetryAfter(std::int64_t seconds) {
-    m_retryAfter = seconds;
-    return *this;
+  // 429: the same request may be taken after so many seconds.
+  Refusal(const std::string& text, std::int64_t retryAfter) : Refusal(429, text) {
+    m_retryAfter = retryAfter;
   }
+
+  // Seconds; 0: waiting makes no difference.
   std::int64_t RetryAfter() const { return m_retryAfter; }
   unsigned Status() const { return m_status; }
   const BaseMessage& Message() const { return m_message; }

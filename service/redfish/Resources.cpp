@@ -16,7 +16,7 @@ namespace cloudservice {
 
 namespace {
 
-Answer Get(const Call& call, Transaction& store) {
+Answer GetResource(const Call& call, Transaction& store) {
   const std::string path = call.target.Path();
   const std::optional<ResourceRecord> resource = store.FindResource(call.owner->uuid, path);
   if (!resource) throw NothingAt(path);
@@ -50,9 +50,9 @@ void Resources::AddTo(Routes& routes) const {
   const std::string manager = ManagerPath("*") + "/**";
   const std::string chassis = ChassisPath("*") + "/**";
   const std::string sensors = ChassisPath("*") + "/Sensors";
-  routes.Add("GET", manager, {Access::kItsManager, QueryUse::kResource, Get});
+  routes.Add("GET", manager, {Access::kItsManager, QueryUse::kResource, GetResource});
   routes.Add("PATCH", manager, {Access::kItsManager, QueryUse::kNone, patch});
-  routes.Add("GET", chassis, {Access::kItsChassis, QueryUse::kResource, Get});
+  routes.Add("GET", chassis, {Access::kItsChassis, QueryUse::kResource, GetResource});
   routes.Add("PATCH", chassis, {Access::kItsChassis, QueryUse::kNone, patch});
   routes.Add("GET", sensors, {Access::kItsChassis, QueryUse::kCollection, GetSensors});
   routes.Add("PATCH", sensors, {Access::kItsChassis, QueryUse::kNone, patch});

@@ -12,7 +12,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-class CommandLine : public testing::Test {
+class CommandLineTest : public testing::Test {
  protected:
   std::optional<Options> Parse(std::vector<const char*> words) {
     words.insert(words.begin(), "cloudservice");
@@ -29,7 +29,7 @@ class CommandLine : public testing::Test {
   std::string err;
 };
 
-TEST_F(CommandLine, Nothing_said_gives_the_defaults) {
+TEST_F(CommandLineTest, Nothing_said_gives_the_defaults) {
   const auto options = Parse({});
   ASSERT_TRUE(options);
   EXPECT_EQ(options->address, "127.0.0.1");
@@ -41,7 +41,7 @@ TEST_F(CommandLine, Nothing_said_gives_the_defaults) {
   EXPECT_FALSE(options->plainHttp);
 }
 
-TEST_F(CommandLine, Everything_said_is_taken) {
+TEST_F(CommandLineTest, Everything_said_is_taken) {
   const auto options =
       Parse({"--listen",           "[::1]:0", "--db",         "/x/y.db", "--email",     "a@b",
              "--registration-key", "k",       "--cert",       "c",       "--key",       "p",
@@ -61,7 +61,7 @@ TEST_F(CommandLine, Everything_said_is_taken) {
   EXPECT_EQ(options->eventRetention, 36500);
 }
 
-TEST_F(CommandLine, Key_comes_from_a_file_or_from_standard_input) {
+TEST_F(CommandLineTest, Key_comes_from_a_file_or_from_standard_input) {
   for (const char* file : {"/x/key", "-"}) {
     const auto options = Parse({"--email", "a@b", "--registration-key-file", file});
     ASSERT_TRUE(options) << err;
@@ -69,7 +69,7 @@ TEST_F(CommandLine, Key_comes_from_a_file_or_from_standard_input) {
   }
 }
 
-TEST_F(CommandLine, Backup_takes_a_file_and_the_database) {
+TEST_F(CommandLineTest, Backup_takes_a_file_and_the_database) {
   EXPECT_EQ(Parse({})->backup, "");
   const auto options = Parse({"backup", "--db", "/x/y.db", "/x/z.db"});
   ASSERT_TRUE(options) << err;
@@ -77,7 +77,7 @@ TEST_F(CommandLine, Backup_takes_a_file_and_the_database) {
   EXPECT_EQ(options->database, "/x/y.db");
 }
 
-TEST_F(CommandLine, Owners_are_commands_of_their_own) {
+TEST_F(CommandLineTest, Owners_are_commands_of_their_own) {
   auto options = Parse({"account", "add", "--db", "/x/y.db", "a@b", "--key-stdin", "--replace"});
   ASSERT_TRUE(options) << err;
   EXPECT_EQ(options->command, Command::kAddAccount);
@@ -103,7 +103,7 @@ TEST_F(CommandLine, Owners_are_commands_of_their_own) {
   EXPECT_EQ(Parse({})->command, Command::kServe);
 }
 
-TEST_F(CommandLine, Help_and_version_go_to_standard_output) {
+TEST_F(CommandLineTest, Help_and_version_go_to_standard_output) {
   EXPECT_FALSE(Parse({"--help"}));
   EXPECT_EQ(status, 0);
   EXPECT_THAT(out, HasSubstr("--registration-key"));
@@ -113,7 +113,7 @@ TEST_F(CommandLine, Help_and_version_go_to_standard_output) {
   EXPECT_THAT(out, StartsWith("cloudservice "));
 }
 
-TEST_F(CommandLine, Wrong_arguments_are_status_2_and_one_line) {
+TEST_F(CommandLineTest, Wrong_arguments_are_status_2_and_one_line) {
   const std::vector<std::vector<const char*>> cases = {
       {"--nonsense"},
       {"stray"},

@@ -25,9 +25,9 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 // The program itself, started in a folder of its own.
-class Program : public testing::Test {
+class ProgramTest : public testing::Test {
  protected:
-  ~Program() override {
+  ~ProgramTest() override {
     if (m_child > 0) {
       kill(m_child, SIGKILL);
       waitpid(m_child, nullptr, 0);
@@ -105,7 +105,7 @@ class Program : public testing::Test {
   FILE* m_out = nullptr;
 };
 
-TEST_F(Program, Prints_one_line_when_it_listens_and_stops_with_0) {
+TEST_F(ProgramTest, Prints_one_line_when_it_listens_and_stops_with_0) {
   StartPlain();
   EXPECT_THAT(Ask("GET /redfish/v1"), StartsWith("HTTP/1.1 200 OK\r\n"));
   EXPECT_EQ(Stop(SIGTERM), 0);
@@ -114,7 +114,7 @@ TEST_F(Program, Prints_one_line_when_it_listens_and_stops_with_0) {
   EXPECT_THAT(Log(), EndsWith(" stopped\n"));
 }
 
-TEST_F(Program, Interrupt_stops_it_although_a_request_hangs) {
+TEST_F(ProgramTest, Interrupt_stops_it_although_a_request_hangs) {
   StartPlain();
   const Peer hanging(port);
   hanging.Send("POST /redfish/v1/Chassis HTTP/1.1\r\nContent-Le");
@@ -122,7 +122,7 @@ TEST_F(Program, Interrupt_stops_it_although_a_request_hangs) {
   EXPECT_EQ(Stop(SIGINT), 0);
 }
 
-TEST_F(Program, Second_signal_ends_it_at_once_with_1) {
+TEST_F(ProgramTest, Second_signal_ends_it_at_once_with_1) {
   StartPlain();
   // Refused, and kept open by its sender: the stop waits for its end.
   Peer refused(port);
@@ -134,46 +134,46 @@ TEST_F(Program, Second_signal_ends_it_at_once_with_1) {
 }
 
 // One more of them, beside the one that a test has.
-class Another : public Program {
+class AnotherProgram : public ProgramTest {
  public:
-  using Program::Log;
-  using Program::RunOn;
-  using Program::Wait;
+  using ProgramTest::Log;
+  using ProgramTest::RunOn;
+  using ProgramTest::Wait;
 
  private:
   void TestBody() override {}
 };
 
-TEST_F(Program, Second_service_on_one_database_does_not_start) {
+TEST_F(ProgramTest, Second_service_on_one_database_does_not_start) {
   StartPlain();
   std::filesystem::create_symlink(folder.File("s.db"), folder.File("link.db"));
   for (const char* name : {"s.db", "link.db"}) {
-    Another second;
+    AnotherProgram second;
     second.RunOn(folder.File(name), {"--http", "--listen", "127.0.0.1:0"});
     EXPECT_EQ(second.Wait(), 1);
     EXPECT_EQ(second.Log(),
               "cloudservice: " + folder.File(name) + " is in use by another service\n");
   }
-  Another command;
+  AnotherProgram command;
   command.RunOn(folder.File("s.db"), {"operator", "add", "olga"});
   EXPECT_EQ(command.Wait(), 0) << command.Log();
   EXPECT_EQ(Stop(SIGKILL), -SIGKILL);
   StartPlain();
 }
 
-TEST_F(Program, Registration_key_comes_from_a_file) {
+TEST_F(ProgramTest, Registration_key_comes_from_a_file) {
   std::ofstream(folder.File("key")) << "k\nanother line\n";
   StartPlain({"--registration-key-file", folder.File("key")});
   Register();
 }
 
-TEST_F(Program, Registration_key_comes_from_standard_input) {
+TEST_F(ProgramTest, Registration_key_comes_from_standard_input) {
   std::ofstream(folder.File("in")) << "k\nanother line\n";
   StartPlain({"--registration-key-file", "-"});
   Register();
 }
 
-TEST_F(Program, Log_that_nobody_reads_stops_nothing) {
+TEST_F(ProgramTest, Log_that_nobody_reads_stops_nothing) {
   ASSERT_EQ(mkfifo(folder.File("log").c_str(), 0600), 0);
   const int end = open(folder.File("log").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
   ASSERT_GE(end, 0);
@@ -186,10 +186,10 @@ TEST_F(Program, Log_that_nobody_reads_stops_nothing) {
   close(end);
 }
 
-TEST_F(Program, Registration_key_that_cannot_be_read_ends_with_1) {
+TEST_F(ProgramTest, Registration_key_that_cannot_be_read_ends_with_1) {
   std::ofstream(folder.File("empty")).flush();
   for (const char* name : {"none", "empty"}) {
-    Another one;
+    AnotherProgram one;
     one.RunOn(folder.File("s.db"),
               {"--email", "e", "--registration-key-file", folder.File(name), "--http"});
     EXPECT_EQ(one.Wait(), 1);
@@ -197,7 +197,7 @@ TEST_F(Program, Registration_key_that_cannot_be_read_ends_with_1) {
   }
 }
 
-TEST_F(Program, Serves_https_with_a_certificate_of_its_own) {
+TEST_F(ProgramTest, Serves_https_with_a_certificate_of_its_own) {
   Start({"--listen", "127.0.0.1:0"});
   EXPECT_THAT(Line(), StartsWith("listening on https://127.0.0.1:"));
   EXPECT_TRUE(std::filesystem::exists(folder.File("s.db.crt")));
@@ -205,26 +205,26 @@ TEST_F(Program, Serves_https_with_a_certificate_of_its_own) {
   EXPECT_EQ(Stop(SIGTERM), 0);
 }
 
-TEST_F(Program, Backup_without_a_database_ends_with_1_and_one_message) {
+TEST_F(ProgramTest, Backup_without_a_database_ends_with_1_and_one_message) {
   Start({"backup", folder.File("copy.db")});
   EXPECT_EQ(Wait(), 1);
   EXPECT_EQ(Log(), "cloudservice: cannot open " + folder.File("s.db") + ": it is not there\n");
 }
 
-TEST_F(Program, Wrong_arguments_end_with_2) {
+TEST_F(ProgramTest, Wrong_arguments_end_with_2) {
   Start({"--nonsense"});
   EXPECT_EQ(Wait(), 2);
   EXPECT_THAT(Log(), StartsWith("cloudservice: "));
 }
 
-TEST_F(Program, Address_that_cannot_be_bound_ends_with_1_and_one_message) {
+TEST_F(ProgramTest, Address_that_cannot_be_bound_ends_with_1_and_one_message) {
   Start({"--listen", "192.0.2.1:1"});
   EXPECT_EQ(Wait(), 1);
   EXPECT_EQ(Line(), "");
   EXPECT_THAT(Log(), HasSubstr("cloudservice: cannot listen on 192.0.2.1, port 1: "));
 }
 
-TEST_F(Program, Unusable_database_ends_with_1_and_one_message) {
+TEST_F(ProgramTest, Unusable_database_ends_with_1_and_one_message) {
   std::ofstream(folder.File("s.db")) << "no database, whatever its name says, and long enough";
   Start({"--listen", "127.0.0.1:0"});
   EXPECT_EQ(Wait(), 1);
@@ -232,7 +232,7 @@ TEST_F(Program, Unusable_database_ends_with_1_and_one_message) {
             "cloudservice: cannot open " + folder.File("s.db") + ": file is not a database\n");
 }
 
-TEST_F(Program, What_was_answered_survives_kill_9) {
+TEST_F(ProgramTest, What_was_answered_survives_kill_9) {
   for (int round = 1; round <= 5; ++round) {
     StartPlain();
     if (round == 1) Register();

@@ -1,121 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <sstream>
 
-#include "ServiceFixture.h"
+#include "ServiceTest.h"
 #include "service/api/Api.h"
-#include "service/api/Downsampling.h"
 #include "service/api/Feed.h"
-#include "service/api/ReadingLabels.h"
 
 namespace cloudservice {
 namespace {
 
 using testing::AllOf;
-using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-TEST(Times, Instants_are_read_with_every_kind_of_offset) {
-  EXPECT_EQ(ParseTime("2026-03-05T13:07:09Z"), 1772716029);
-  EXPECT_EQ(ParseTime("2026-03-05T13:07:09.250Z"), 1772716029);
-  EXPECT_EQ(ParseTime("2026-03-05T14:07:09+01:00"), 1772716029);
-  EXPECT_EQ(ParseTime("2026-03-05T14:07:09+0100"), 1772716029);
-  EXPECT_EQ(ParseTime("2026-03-05T09:37:09-0330"), 1772716029);
-  EXPECT_EQ(ParseTime("2024-02-29T00:00:00Z"), 1709164800);
-}
-
-TEST(Times, What_names_no_instant_is_none) {
-  using namespace std::string_literals;
-  for (const std::string& text :
-       {""s, "2026-03-05"s, "2026-03-05T13:07Z"s, "2026-03-05T13:07:09"s, "2026-02-29T00:00:00Z"s,
-        "2026-13-01T00:00:00Z"s, "2026-03-05T24:00:00Z"s, "2026-03-05T13:07:60Z"s,
-        "2026-03-05T13:07:09.Z"s, "2026-03-05T13:07:09+1"s, "2026-03-05T13:07:09+24:00"s,
-        "2026-03-05T13:07:09Zx"s, "2026-03-05T13:07:09Z\0"s, "2026-03-05 13:07:09Z"s,
-        "-026-03-05T13:07:09Z"s}) {
-    EXPECT_FALSE(ParseTime(text)) << text;
-  }
-}
-
-std::vector<double> Values(const Downsampling& downsampling) {
-  std::vector<double> values;
-  for (const Sample& sample : downsampling.Samples()) values.push_back(sample.value);
-  return values;
-}
-
-TEST(DownsamplingTest, Few_samples_are_kept_as_they_are) {
-  Downsampling downsampling(0, 100, 4);
-  for (const std::int64_t time : {0, 1, 2, 99}) downsampling.Add({time, 5});
-  EXPECT_THAT(Values(downsampling), ElementsAre(5, 5, 5, 5));
-}
-
-TEST(DownsamplingTest, Each_part_keeps_its_lowest_and_highest_in_the_order_of_time) {
-  Downsampling downsampling(0, 100, 5);
-  const double values[] = {3, 9, 1, 4, 7, 7};
-  const std::int64_t times[] = {0, 10, 49, 50, 60, 99};
-  for (int i = 0; i < 6; ++i) downsampling.Add({times[i], values[i]});
-  EXPECT_THAT(Values(downsampling), ElementsAre(9, 1, 4, 7));
-  EXPECT_EQ(downsampling.Lowest()->time, 49);
-  EXPECT_EQ(downsampling.Highest()->time, 10);
-}
-
-TEST(DownsamplingTest, Stretches_of_any_length_are_parted) {
-  Downsampling downsampling(-4000000000000, 4000000000000, 2);
-  for (int i = 0; i < 5; ++i) downsampling.Add({3999999999990 + i, double(i)});
-  EXPECT_THAT(Values(downsampling), ElementsAre(0, 4));
-  EXPECT_FALSE(Downsampling(0, 1, 2).Lowest());
-}
-
-std::string Described(const char* document, const char* pointer) {
-  const ReadingLabel meaning = LabelOf(Json::parse(document), pointer);
-  return meaning.name + "|" + meaning.unit.value_or("-") + "|" + meaning.quantity.value_or("-") +
-         "|" + meaning.extreme.value_or("-");
-}
-
-TEST(Names, Numbers_are_named_by_what_stands_around_them) {
-  const char* const thermal =
-      R"({"Name": "Thermal", "HumidityPercent": 4, "FanSpeedRPM": 1, "a/b": [[1, 2], [3]],
-          "Temperatures": [{"Name": "Supply", "ReadingCelsius": 1, "UpperThresholdCritical": 2},
-                           {"MemberId": "inlet humidity", "Reading": 3, "ReadingUnits": "%RH"},
-                           {"Reading": 4, "ReadingUnits": "Widgets"}, {"ReadingCelsius": 5}],
-          "SevenDays": {"LowestHumidity": 1, "HighestTemperature": 2, "HighestPressure": 3}})";
-  EXPECT_EQ(Described(thermal, "/HumidityPercent"), "Humidity|%|humidity|-");
-  EXPECT_EQ(Described(thermal, "/FanSpeedRPM"), "Fan speed|rpm|-|-");
-  EXPECT_EQ(Described(thermal, "/a~1b/0/1"), "a/b 0 1|-|-|-");
-  EXPECT_EQ(Described(thermal, "/Temperatures/0/ReadingCelsius"), "Supply|°C|temperature|-");
-  EXPECT_EQ(Described(thermal, "/Temperatures/0/UpperThresholdCritical"),
-            "Supply: Upper threshold critical|-|-|-");
-  EXPECT_EQ(Described(thermal, "/Temperatures/1/Reading"), "inlet humidity|%|humidity|-");
-  EXPECT_EQ(Described(thermal, "/Temperatures/2/Reading"), "Reading|Widgets|-|-");
-  EXPECT_EQ(Described(thermal, "/Temperatures/3/ReadingCelsius"), "Reading|°C|temperature|-");
-  EXPECT_EQ(Described(thermal, "/SevenDays/LowestHumidity"), "Lowest humidity|%|humidity|lowest");
-  EXPECT_EQ(Described(thermal, "/SevenDays/HighestTemperature"),
-            "Highest temperature|°C|temperature|highest");
-  EXPECT_EQ(Described(thermal, "/SevenDays/HighestPressure"), "Highest pressure|-|-|-");
-  EXPECT_EQ(Described(R"({"": 1})", "/"), "|-|-|-");
-}
-
-std::string DescribedByName(const std::string& name) {
-  const ReadingLabel meaning = LabelOf(StepsOf(name));
-  return meaning.name + "|" + meaning.unit.value_or("-") + "|" + meaning.quantity.value_or("-") +
-         "|" + meaning.extreme.value_or("-");
-}
-
-TEST(Names, What_is_gone_is_named_as_far_as_its_name_tells) {
-  EXPECT_EQ(DescribedByName("T[MemberId=Supply]/ReadingCelsius"), "Supply|°C|temperature|-");
-  EXPECT_EQ(DescribedByName("T[MemberId=a~1b]/UpperLimit"), "a/b: Upper limit|-|-|-");
-  EXPECT_EQ(DescribedByName("T[@odata.id=~1x]/ReadingCelsius"), "Reading|°C|temperature|-");
-  EXPECT_EQ(DescribedByName("T[3]/Reading"), "Reading|-|-|-");
-  EXPECT_EQ(DescribedByName("Limits[3][0]"), "Limits 3 0|-|-|-");
-  EXPECT_EQ(DescribedByName("Oem/Quorvan/HumidityPercent"), "Humidity|%|humidity|-");
-  EXPECT_EQ(DescribedByName("SevenDays/LowestHumidity"), "Lowest humidity|%|humidity|lowest");
-  EXPECT_EQ(DescribedByName("[0]"), " 0|-|-|-");
-}
-
-class Followed : public ServiceTest {
+class FeedTest : public ServiceTest {
  protected:
-  Followed() {
+  FeedTest() {
     operators.AddWithToken("script");
     person = (*store)->FindOperator("script")->id;
   }
@@ -141,11 +42,11 @@ class Followed : public ServiceTest {
   Feed feed{*store, operators, log, [this] { return now; }};
 };
 
-TEST_F(Followed, First_block_says_where_the_stream_is) {
+TEST_F(FeedTest, First_block_says_where_the_stream_is) {
   EXPECT_THAT(Open()->Take(), EndsWith("-0\n\n"));
 }
 
-TEST_F(Followed, Changes_are_told_once_each_to_everyone) {
+TEST_F(FeedTest, Changes_are_told_once_each_to_everyone) {
   const auto first = Open();
   const auto second = Open();
   const std::string token = Token("u-1");
@@ -156,14 +57,14 @@ TEST_F(Followed, Changes_are_told_once_each_to_everyone) {
   EXPECT_EQ(Types(*second), "appliance resource appliance resource gone ");
 }
 
-TEST_F(Followed, New_registration_drops_what_there_was) {
+TEST_F(FeedTest, New_registration_drops_what_there_was) {
   Token("u-1");
   const auto stream = Open();
   Token("u-1");
   EXPECT_EQ(Types(*stream), "gone appliance ");
 }
 
-TEST_F(Followed, Chassis_is_told_as_it_comes_and_as_it_goes) {
+TEST_F(FeedTest, Chassis_is_told_as_it_comes_and_as_it_goes) {
   const std::string token = Token("u-1");
   const auto stream = Open();
   stream->Take();
@@ -178,7 +79,7 @@ TEST_F(Followed, Chassis_is_told_as_it_comes_and_as_it_goes) {
                     HasSubstr("event: appliance\n")));
 }
 
-TEST_F(Followed, Refused_request_tells_nothing) {
+TEST_F(FeedTest, Refused_request_tells_nothing) {
   const std::string token = Token("u-1");
   const auto stream = Open();
   Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, "[]");
@@ -187,7 +88,7 @@ TEST_F(Followed, Refused_request_tells_nothing) {
   EXPECT_EQ(Types(*stream), "");
 }
 
-TEST_F(Followed, Overdue_appliances_are_told_at_the_tick_after) {
+TEST_F(FeedTest, Overdue_appliances_are_told_at_the_tick_after) {
   Token("u-1");
   (*store)->AddHeartbeat("u-1", now, 90, "");
   const auto stream = Open();
@@ -205,7 +106,7 @@ TEST_F(Followed, Overdue_appliances_are_told_at_the_tick_after) {
   EXPECT_THAT(stream->Take(), HasSubstr("\"state\":\"alive\"")) << "the clock was set back";
 }
 
-TEST_F(Followed, What_came_due_while_nobody_read_is_caught_up_with) {
+TEST_F(FeedTest, What_came_due_while_nobody_read_is_caught_up_with) {
   Token("u-1");
   (*store)->AddHeartbeat("u-1", now, 90, "");
   const auto stream = Open();
@@ -216,7 +117,7 @@ TEST_F(Followed, What_came_due_while_nobody_read_is_caught_up_with) {
   EXPECT_THAT(Open(id)->Take(), HasSubstr("\"state\":\"offline\""));
 }
 
-TEST_F(Followed, Nothing_is_made_ready_while_nobody_follows) {
+TEST_F(FeedTest, Nothing_is_made_ready_while_nobody_follows) {
   Token("u-1");
   Open()->End();
   // Without it no appliance can be told of.
@@ -225,7 +126,7 @@ TEST_F(Followed, Nothing_is_made_ready_while_nobody_follows) {
   EXPECT_THAT(lines, Not(testing::Contains(HasSubstr("error: "))));
 }
 
-TEST_F(Followed, Reader_who_comes_back_is_told_what_nobody_read) {
+TEST_F(FeedTest, Reader_who_comes_back_is_told_what_nobody_read) {
   const std::string token = Token("u-1");
   const auto stream = Open();
   const std::string id = IdentifierOf(*stream);
@@ -240,7 +141,7 @@ TEST_F(Followed, Reader_who_comes_back_is_told_what_nobody_read) {
   EXPECT_EQ(Types(*Open(id)), "resource event resource ");
 }
 
-TEST_F(Followed, What_nobody_waits_for_is_forgotten) {
+TEST_F(FeedTest, What_nobody_waits_for_is_forgotten) {
   const std::string token = Token("u-1");
   const auto stream = Open();
   const std::string id = IdentifierOf(*stream);
@@ -251,7 +152,7 @@ TEST_F(Followed, What_nobody_waits_for_is_forgotten) {
   EXPECT_EQ(Types(*Open(id)), "reset ");
 }
 
-TEST_F(Followed, More_than_is_remembered_makes_who_comes_back_load_afresh) {
+TEST_F(FeedTest, More_than_is_remembered_makes_who_comes_back_load_afresh) {
   Token("u-1");
   const auto stream = Open();
   const std::string id = IdentifierOf(*stream);
@@ -264,7 +165,7 @@ TEST_F(Followed, More_than_is_remembered_makes_who_comes_back_load_afresh) {
   EXPECT_EQ(Types(*Open(id)), "reset ");
 }
 
-TEST_F(Followed, Events_are_remembered_up_to_their_bytes) {
+TEST_F(FeedTest, Events_are_remembered_up_to_their_bytes) {
   const std::string token = Token("u-1");
   const auto stream = Open();
   const std::string id = IdentifierOf(*stream);
@@ -278,7 +179,7 @@ TEST_F(Followed, Events_are_remembered_up_to_their_bytes) {
   EXPECT_EQ(Types(*Open(id)), "reset ");
 }
 
-TEST_F(Followed, Reader_who_leaves_too_much_is_cut_off_alone) {
+TEST_F(FeedTest, Reader_who_leaves_too_much_is_cut_off_alone) {
   const std::string token = Token("u-1");
   const auto slow = Open();
   const auto quick = Open();
@@ -295,7 +196,7 @@ TEST_F(Followed, Reader_who_leaves_too_much_is_cut_off_alone) {
   EXPECT_EQ(feed.Streams(), 1u);
 }
 
-TEST_F(Followed, Streams_have_an_end) {
+TEST_F(FeedTest, Streams_have_an_end) {
   std::vector<std::shared_ptr<Stream>> streams;
   for (std::size_t i = 0; i < Feed::kMaxStreams; ++i) streams.push_back(Open());
   EXPECT_EQ(Open(), nullptr);
@@ -303,7 +204,7 @@ TEST_F(Followed, Streams_have_an_end) {
   EXPECT_NE(Open(), nullptr);
 }
 
-TEST_F(Followed, Comment_comes_with_every_third_tick) {
+TEST_F(FeedTest, Comment_comes_with_every_third_tick) {
   const auto stream = Open();
   stream->Take();
   feed.Tick();
@@ -313,7 +214,7 @@ TEST_F(Followed, Comment_comes_with_every_third_tick) {
   EXPECT_EQ(stream->Take(), ": still here\n\n");
 }
 
-TEST_F(Followed, Stream_ends_at_the_tick_after_its_session) {
+TEST_F(FeedTest, Stream_ends_at_the_tick_after_its_session) {
   const std::string session = operators.Begin(person);
   const auto stream = feed.Open(person, session, "");
   steady += kSessionSeconds - 1;
@@ -324,7 +225,7 @@ TEST_F(Followed, Stream_ends_at_the_tick_after_its_session) {
   EXPECT_TRUE(stream->Ended());
 }
 
-TEST_F(Followed, Database_that_fails_is_logged_and_makes_readers_load_afresh) {
+TEST_F(FeedTest, Database_that_fails_is_logged_and_makes_readers_load_afresh) {
   const auto stream = Open();
   stream->Take();
   Database(folder.File("service.db")).Execute("PRAGMA foreign_keys = OFF; DROP TABLE event");
@@ -354,7 +255,7 @@ TEST(StreamTest, Woken_reader_takes_all_and_detached_one_is_left_alone) {
   EXPECT_EQ(stream.Take(), "");
 }
 
-class Api : public Followed {
+class OperatorApiTest : public FeedTest {
  protected:
   Response AskApi(const std::string& method, const std::string& target,
                   std::vector<std::pair<std::string, std::string>> headers = {}) {
@@ -363,7 +264,7 @@ class Api : public Followed {
   OperatorApi api{*store, operators, feed, log, [this] { return now; }, true};
 };
 
-TEST_F(Api, Serves_what_lies_below_api_alone) {
+TEST_F(OperatorApiTest, Serves_what_lies_below_api_alone) {
   EXPECT_TRUE(OperatorApi::Serves("/api"));
   EXPECT_TRUE(OperatorApi::Serves("/api/v1/x?y"));
   EXPECT_TRUE(OperatorApi::Serves("/api?x"));
@@ -372,7 +273,7 @@ TEST_F(Api, Serves_what_lies_below_api_alone) {
   EXPECT_FALSE(OperatorApi::Serves("/redfish/v1"));
 }
 
-TEST_F(Api, Session_is_found_among_other_cookies) {
+TEST_F(OperatorApiTest, Session_is_found_among_other_cookies) {
   const std::string session = operators.Begin(person);
   for (const std::string& cookie :
        {"session=" + session, "a=b; session=" + session, "x; session=" + session + "; c=d"}) {
@@ -384,14 +285,14 @@ TEST_F(Api, Session_is_found_among_other_cookies) {
   }
 }
 
-TEST_F(Api, Wrong_header_is_not_made_good_by_a_session) {
+TEST_F(OperatorApiTest, Wrong_header_is_not_made_good_by_a_session) {
   const std::string cookie = "session=" + operators.Begin(person);
   EXPECT_EQ(
       AskApi("GET", "/api/v1/session", {{"Cookie", cookie}, {"Authorization", "Bearer x"}}).status,
       401u);
 }
 
-TEST_F(Api, Refusals_are_logged_without_what_was_searched) {
+TEST_F(OperatorApiTest, Refusals_are_logged_without_what_was_searched) {
   const std::string cookie = "session=" + operators.Begin(person);
   AskApi("GET", "/api/v1/appliances?q=private&limit=0", {{"Cookie", cookie}});
   EXPECT_THAT(lines.back(), HasSubstr("refused: GET /api/v1/appliances?...: 400 \"limit\" takes"));

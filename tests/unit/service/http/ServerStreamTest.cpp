@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ServerFixture.h"
+#include "ServerTest.h"
 
 namespace cloudservice {
 namespace {

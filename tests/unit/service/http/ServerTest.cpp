@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "ServerTest.h"
+
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -6,8 +8,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "ServerFixture.h"
 
 namespace cloudservice {
 namespace {

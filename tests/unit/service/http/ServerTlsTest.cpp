@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ServerFixture.h"
+#include "ServerTest.h"
 #include "TempFolder.h"
 #include "service/http/Tls.h"
 

@@ -30,7 +30,7 @@ std::string ContextFails(const CertificateFiles& files) {
   return "";
 }
 
-TEST(Certificate, Is_made_once_beside_the_database_with_a_private_key) {
+TEST(TlsTest, Is_made_once_beside_the_database_with_a_private_key) {
   TempFolder folder;
   bool made = false;
   const CertificateFiles files = OwnCertificate(folder.File("s.db"), made);
@@ -48,7 +48,7 @@ TEST(Certificate, Is_made_once_beside_the_database_with_a_private_key) {
   EXPECT_EQ(Content(files.certificate), before);
 }
 
-TEST(Certificate, Half_a_pair_is_made_anew) {
+TEST(TlsTest, Half_a_pair_is_made_anew) {
   TempFolder folder;
   bool made = false;
   const CertificateFiles files = OwnCertificate(folder.File("s.db"), made);
@@ -59,7 +59,7 @@ TEST(Certificate, Half_a_pair_is_made_anew) {
 }
 
 // Whatever a certificate's key is, RSA as well.
-TEST(Certificate, No_cipher_goes_without_forward_secrecy_or_authenticated_encryption) {
+TEST(TlsTest, No_cipher_goes_without_forward_secrecy_or_authenticated_encryption) {
   TempFolder folder;
   bool made = false;
   auto context = ServerContext(OwnCertificate(folder.File("s.db"), made));
@@ -74,7 +74,7 @@ TEST(Certificate, No_cipher_goes_without_forward_secrecy_or_authenticated_encryp
   }
 }
 
-TEST(Certificate, Failures_name_the_file) {
+TEST(TlsTest, Failures_name_the_file) {
   TempFolder folder;
   bool made = false;
   EXPECT_THROW(OwnCertificate(folder.File("none/s.db"), made), std::runtime_error);

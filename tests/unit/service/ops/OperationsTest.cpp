@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ServiceFixture.h"
+#include "ServiceTest.h"
 #include "service/http/Pretty.h"
 #include "service/ops/Operations.h"
 #include "service/store/Backup.h"
@@ -18,7 +18,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-class InOperation : public ServiceTest {
+class OperationsTest : public ServiceTest {
  protected:
   Response AskBefore(const std::string& method, const std::string& target,
                      const std::string& sent = "", const std::string& body = "") {
@@ -38,14 +38,14 @@ class InOperation : public ServiceTest {
        [] { return std::size_t{3}; }}};
 };
 
-TEST_F(InOperation, Health_is_told_without_a_token) {
+TEST_F(OperationsTest, Health_is_told_without_a_token) {
   const Response response = AskBefore("GET", "/healthz");
   EXPECT_EQ(response.status, 200u);
   EXPECT_EQ(response.body, R"({"status":"ok"})");
   EXPECT_EQ(AskBefore("GET", "/healthz?pretty").body, "{\n  \"status\": \"ok\"\n}\n");
 }
 
-TEST_F(InOperation, Json_is_indented_for_who_asks_for_it) {
+TEST_F(OperationsTest, Json_is_indented_for_who_asks_for_it) {
   const std::string event = "/redfish/v1/Managers/u-1/Oem/Quorvan:Events";
   const std::string text = R"({"MessageId": "x", "Severity": "MESSAGE", "Message": "a, \"b\": {"})";
   const auto expectBoth = [&](const std::string& method, const std::string& target,
@@ -71,13 +71,13 @@ TEST_F(InOperation, Json_is_indented_for_who_asks_for_it) {
   expectBoth("GET", "/healthz");
 }
 
-TEST_F(InOperation, Nothing_but_json_is_indented) {
+TEST_F(OperationsTest, Nothing_but_json_is_indented) {
   EXPECT_THAT(AskBefore("GET", "/metrics?pretty").body, StartsWith("# HELP "));
   EXPECT_EQ(AskBefore("GET", "/redfish/v1/$metadata?pretty").body,
             AskBefore("GET", "/redfish/v1/$metadata").body);
 }
 
-TEST_F(InOperation, Key_of_a_registration_may_end_like_the_option) {
+TEST_F(OperationsTest, Key_of_a_registration_may_end_like_the_option) {
   (*store)->AddRegistrationKey("a", HashPassword("k&pretty"), false, now);
   const Response response =
       AskBefore("POST", "/redfish/v1/Managers?setup_email=a&registration_key=k&pretty", "",
@@ -86,7 +86,7 @@ TEST_F(InOperation, Key_of_a_registration_may_end_like_the_option) {
   EXPECT_EQ(response.body, Json::parse(response.body).dump());
 }
 
-TEST_F(InOperation, Both_forms_have_one_entity_tag) {
+TEST_F(OperationsTest, Both_forms_have_one_entity_tag) {
   const std::string path = "/redfish/v1/Managers/u-1";
   const std::string tag = Header(AskBefore("GET", path, token), "ETag");
   EXPECT_EQ(Header(AskBefore("GET", path + "?pretty", token), "ETag"), tag);
@@ -100,13 +100,13 @@ TEST_F(InOperation, Both_forms_have_one_entity_tag) {
   EXPECT_EQ(with("PATCH", "If-Match", path), 204u);
 }
 
-TEST(Pretty, Has_a_line_for_each_member_and_element) {
+TEST(PrettyTest, Has_a_line_for_each_member_and_element) {
   EXPECT_EQ(Indented(R"({"a":[1,{"b":"x,:[\\\"]{"}],"c":{},"d":[],"e":[[]]})"),
             "{\n  \"a\": [\n    1,\n    {\n      \"b\": \"x,:[\\\\\\\"]{\"\n    }\n  ],\n"
             "  \"c\": {},\n  \"d\": [],\n  \"e\": [\n    []\n  ]\n}\n");
 }
 
-TEST(Pretty, Is_not_longer_than_may_be) {
+TEST(PrettyTest, Is_not_longer_than_may_be) {
   const std::string text = "[\n  1\n]\n";
   EXPECT_EQ(Indented("[1]", text.size()), text);
   EXPECT_EQ(Indented("[1]", text.size() - 1), std::nullopt);
@@ -117,14 +117,14 @@ TEST(Pretty, Is_not_longer_than_may_be) {
   EXPECT_EQ(response.body, before);
 }
 
-TEST_F(InOperation, Database_that_cannot_be_read_is_told) {
+TEST_F(OperationsTest, Database_that_cannot_be_read_is_told) {
   Database(folder.File("service.db")).Execute("PRAGMA foreign_keys = OFF; DROP TABLE manager");
   for (const char* target : {"/healthz", "/metrics"}) {
     EXPECT_EQ(AskBefore("GET", target).status, 503u) << target;
   }
 }
 
-TEST_F(InOperation, Both_are_only_read) {
+TEST_F(OperationsTest, Both_are_only_read) {
   for (const char* target : {"/healthz", "/metrics"}) {
     EXPECT_EQ(AskBefore("HEAD", target).status, 200u);
     const Response response = AskBefore("POST", target);
@@ -133,7 +133,7 @@ TEST_F(InOperation, Both_are_only_read) {
   }
 }
 
-TEST_F(InOperation, Each_answer_has_a_line_and_its_identifier) {
+TEST_F(OperationsTest, Each_answer_has_a_line_and_its_identifier) {
   const Response first = AskBefore("GET", "/redfish/v1/Managers?uuid=u-1", token);
   const std::string id = Header(first, "X-Request-Id");
   EXPECT_THAT(id, EndsWith("-1"));
@@ -145,14 +145,14 @@ TEST_F(InOperation, Each_answer_has_a_line_and_its_identifier) {
   EXPECT_EQ(Header(second, "X-Request-Id"), id.substr(0, id.size() - 1) + "2");
 }
 
-TEST_F(InOperation, Unreadable_request_has_its_line) {
+TEST_F(OperationsTest, Unreadable_request_has_its_line) {
   Request unread;
   unread.peer = "192.0.2.8";
   EXPECT_EQ(operations.Refuse(431, unread, "too large").status, 431u);
   EXPECT_THAT(lines.back(), HasSubstr(" from 192.0.2.8: unreadable: 431, "));
 }
 
-TEST_F(InOperation, Line_holds_neither_key_nor_token_and_stays_one) {
+TEST_F(OperationsTest, Line_holds_neither_key_nor_token_and_stays_one) {
   AskBefore("POST", kRegistration, "", R"({"UUID": "u-2"})");
   AskBefore("GET", "/a\nb", token);
   for (const std::string& line : lines) {
@@ -162,7 +162,7 @@ TEST_F(InOperation, Line_holds_neither_key_nor_token_and_stays_one) {
   }
 }
 
-TEST_F(InOperation, Metrics_count_what_was_answered) {
+TEST_F(OperationsTest, Metrics_count_what_was_answered) {
   AskBefore("GET", "/redfish/v1");
   AskBefore("GET", "/redfish/v1");
   AskBefore("BREW", "/pot");
@@ -195,7 +195,7 @@ class DiskWith {
   struct rlimit m_before = {};
 };
 
-TEST_F(InOperation, Health_fails_from_a_failed_change_to_the_next_one_that_succeeds) {
+TEST_F(OperationsTest, Health_fails_from_a_failed_change_to_the_next_one_that_succeeds) {
   const std::string chassis = "/redfish/v1/Chassis";
   EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
   {
@@ -218,7 +218,7 @@ TEST_F(InOperation, Health_fails_from_a_failed_change_to_the_next_one_that_succe
   EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
 }
 
-TEST_F(InOperation, Health_is_not_restored_by_a_change_of_nothing) {
+TEST_F(OperationsTest, Health_is_not_restored_by_a_change_of_nothing) {
   {
     const DiskWith few(1);
     EXPECT_EQ(AskBefore("POST", "/redfish/v1/Chassis", token, "{}").status, 500u);
@@ -229,12 +229,12 @@ TEST_F(InOperation, Health_is_not_restored_by_a_change_of_nothing) {
   EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
 }
 
-TEST_F(InOperation, Change_that_the_schema_forbids_is_no_failure_of_the_disk) {
+TEST_F(OperationsTest, Change_that_the_schema_forbids_is_no_failure_of_the_disk) {
   EXPECT_THROW((*store)->AddChassis({"c", "nobody", "{}", 1}), DatabaseError);
   EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
 }
 
-TEST_F(InOperation, Metrics_count_what_is_held) {
+TEST_F(OperationsTest, Metrics_count_what_is_held) {
   const std::string id = Chassis(token);
   (*store)->AddEvent({0, "u-1", id, "m", "Alarm", "{}", 1}, "m");
   EXPECT_THAT(Metrics(), HasSubstr("cloudservice_silent_appliances 1\n"));
@@ -252,7 +252,7 @@ TEST_F(InOperation, Metrics_count_what_is_held) {
   EXPECT_THAT(metrics, Not(HasSubstr("cloudservice_database_bytes 0\n")));
 }
 
-class Backup : public ServiceTest {
+class BackupTest : public ServiceTest {
  protected:
   std::string Fails(const std::string& source, const std::string& file) {
     try {
@@ -267,7 +267,7 @@ class Backup : public ServiceTest {
   const std::string copy = folder.File("copy.db");
 };
 
-TEST_F(Backup, Holds_all_that_was_answered) {
+TEST_F(BackupTest, Holds_all_that_was_answered) {
   const std::string token = Token("u-1", "Rack 7");
   BackUp(database, copy);
   Register("u-2");
@@ -278,14 +278,14 @@ TEST_F(Backup, Holds_all_that_was_answered) {
             std::filesystem::perms::none);
 }
 
-TEST_F(Backup, Replaces_no_file) {
+TEST_F(BackupTest, Replaces_no_file) {
   EXPECT_THAT(Fails(database, database), HasSubstr("service.db: it is there already"));
   std::ofstream(copy) << "precious";
   EXPECT_THAT(Fails(database, copy), StartsWith("cannot write " + copy));
   EXPECT_EQ(std::filesystem::file_size(copy), 8u);
 }
 
-TEST_F(Backup, Touches_nothing_of_a_similar_name) {
+TEST_F(BackupTest, Touches_nothing_of_a_similar_name) {
   const std::string source = copy + ".new";
   { TestStore made(source); }
   std::ofstream(folder.File("other.new")) << "precious";
@@ -295,7 +295,7 @@ TEST_F(Backup, Touches_nothing_of_a_similar_name) {
   EXPECT_NO_THROW(TestStore(source).Check());
 }
 
-TEST_F(Backup, Of_nothing_makes_nothing) {
+TEST_F(BackupTest, Of_nothing_makes_nothing) {
   const std::string none = folder.File("none.db");
   EXPECT_THAT(Fails(none, copy), HasSubstr("cannot open " + none));
   EXPECT_FALSE(std::filesystem::exists(none));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ServiceFixture.h"
+#include "ServiceTest.h"
 
 namespace cloudservice {
 namespace {
@@ -7,12 +7,12 @@ namespace {
 using testing::EndsWith;
 using testing::StartsWith;
 
-class ChassisOf : public ServiceTest {
+class ChassisTest : public ServiceTest {
  protected:
   std::string token = Token("u-1");
 };
 
-TEST_F(ChassisOf, Creation_answers_an_id_in_a_body_that_begins_with_its_brace) {
+TEST_F(ChassisTest, Creation_answers_an_id_in_a_body_that_begins_with_its_brace) {
   const Response response = Ask("POST", "/redfish/v1/Chassis", token, R"({"ChassisType":"Rack"})");
   const Json chassis = Got(201, response);
   const std::string id = chassis.at("Id");
@@ -22,7 +22,7 @@ TEST_F(ChassisOf, Creation_answers_an_id_in_a_body_that_begins_with_its_brace) {
   EXPECT_THAT(lines.back(), EndsWith(" chassis created: " + id + " of Unit 7 (UUID u-1)"));
 }
 
-TEST_F(ChassisOf, Document_stays_as_sent_whatever_id_it_brings) {
+TEST_F(ChassisTest, Document_stays_as_sent_whatever_id_it_brings) {
   const std::string sent = "{ \"Id\":\"mine\",\n\"Weight\": 21.50 }";
   const std::string id = Chassis(token, sent);
   EXPECT_NE(id, "mine");
@@ -32,7 +32,7 @@ TEST_F(ChassisOf, Document_stays_as_sent_whatever_id_it_brings) {
       21.5);
 }
 
-TEST_F(ChassisOf, Two_get_two_ids_and_are_listed) {
+TEST_F(ChassisTest, Two_get_two_ids_and_are_listed) {
   const std::string first = Chassis(token);
   const std::string second = Chassis(token);
   EXPECT_NE(first, second);
@@ -41,7 +41,7 @@ TEST_F(ChassisOf, Two_get_two_ids_and_are_listed) {
   EXPECT_EQ(list.at("Members").at(0).at("@odata.id"), "/redfish/v1/Chassis/" + first);
 }
 
-TEST_F(ChassisOf, Deleting_takes_resources_and_alarms_and_leaves_the_events) {
+TEST_F(ChassisTest, Deleting_takes_resources_and_alarms_and_leaves_the_events) {
   const std::string id = Chassis(token);
   const std::string path = "/redfish/v1/Chassis/" + id;
   Ask("PATCH", path + "/Thermal", token, R"({"a": 1})");
@@ -60,13 +60,13 @@ TEST_F(ChassisOf, Deleting_takes_resources_and_alarms_and_leaves_the_events) {
   EXPECT_EQ(Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events", token)).at("Members").size(), 1u);
 }
 
-TEST_F(ChassisOf, Deleting_without_an_id_is_not_allowed) {
+TEST_F(ChassisTest, Deleting_without_an_id_is_not_allowed) {
   const Response response = Ask("DELETE", "/redfish/v1/Chassis/", token);
   EXPECT_EQ(response.status, 405u);
   EXPECT_EQ(Header(response, "Allow"), "GET, HEAD, POST, OPTIONS");
 }
 
-TEST_F(ChassisOf, Another_managers_token_sees_nothing) {
+TEST_F(ChassisTest, Another_managers_token_sees_nothing) {
   const std::string path = "/redfish/v1/Chassis/" + Chassis(token);
   const std::string other = Token("u-2");
   for (const char* method : {"GET", "DELETE"}) {
@@ -78,7 +78,7 @@ TEST_F(ChassisOf, Another_managers_token_sees_nothing) {
   EXPECT_EQ(Ask("GET", path, token).status, 200u);
 }
 
-TEST_F(ChassisOf, Patch_merges_into_the_chassis_itself) {
+TEST_F(ChassisTest, Patch_merges_into_the_chassis_itself) {
   const std::string path = "/redfish/v1/Chassis/" + Chassis(token, R"({"A": {"b": 1, "c": 2}})");
   EXPECT_EQ(Ask("PATCH", path, token, R"({"A": {"b": null, "d": 3}})").status, 204u);
   EXPECT_EQ(Got(200, Ask("GET", path, token)).at("Oem").at("Quorvan").at("A"),

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ServiceFixture.h"
+#include "ServiceTest.h"
 
 namespace cloudservice {
 namespace {
@@ -7,7 +7,7 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 
-class Events : public ServiceTest {
+class EventsTest : public ServiceTest {
  protected:
   std::string Active(const std::string& messageId, const std::string& severity,
                      const std::string& of) const {
@@ -52,7 +52,7 @@ class Events : public ServiceTest {
   const std::string chassis = Chassis(token);
 };
 
-TEST_F(Events, Alarm_is_opened_and_read_back_as_it_was_sent) {
+TEST_F(EventsTest, Alarm_is_opened_and_read_back_as_it_was_sent) {
   const std::string path = Posted(Active("Zarvel.GDD.4711:2", "Alarm", chassis));
   EXPECT_THAT(
       lines.back(),
@@ -67,14 +67,14 @@ TEST_F(Events, Alarm_is_opened_and_read_back_as_it_was_sent) {
   EXPECT_EQ(event.at("Received"), RedfishTime(now));
 }
 
-TEST_F(Events, Stored_text_is_byte_for_byte_what_was_sent) {
+TEST_F(EventsTest, Stored_text_is_byte_for_byte_what_was_sent) {
   const std::string sent = Active("Zarvel.GDD.1", "Alarm", chassis);
   const std::string path = Posted(sent);
   EXPECT_EQ((*store)->FindEvent("u-1", std::stoll(path.substr(path.rfind('/') + 1)))->document,
             sent);
 }
 
-TEST_F(Events, Severity_filter_is_exact) {
+TEST_F(EventsTest, Severity_filter_is_exact) {
   const std::string alarm = Posted(Active("Zarvel.GDD.1", "Alarm", chassis));
   const std::string fault = Posted(Active("Zarvel.GDD.2", "Fault", chassis));
   EXPECT_EQ(Open("Alarm"), Paths{alarm});
@@ -83,7 +83,7 @@ TEST_F(Events, Severity_filter_is_exact) {
   EXPECT_EQ(Open("alarm"), Paths{});
 }
 
-TEST_F(Events, Change_of_severity_moves_the_open_alarm) {
+TEST_F(EventsTest, Change_of_severity_moves_the_open_alarm) {
   Posted(Active("Zarvel.GDD.1", "Warning", chassis));
   const std::string later = Posted(Active("Zarvel.GDD.1", "Fault", chassis));
   EXPECT_THAT(lines.back(), HasSubstr(" alarm changed: Zarvel.GDD.1 Fault "));
@@ -91,14 +91,14 @@ TEST_F(Events, Change_of_severity_moves_the_open_alarm) {
   EXPECT_EQ(Open("Fault"), Paths{later});
 }
 
-TEST_F(Events, Repeated_alarm_stays_one) {
+TEST_F(EventsTest, Repeated_alarm_stays_one) {
   Posted(Active("Zarvel.GDD.1", "Alarm", chassis));
   const std::string later = Posted(Active("Zarvel.GDD.1", "Alarm", chassis));
   EXPECT_THAT(lines.back(), HasSubstr(" alarm repeated: "));
   EXPECT_EQ(Open("Alarm"), Paths{later});
 }
 
-TEST_F(Events, Clearing_closes_the_alarm_that_its_fourth_argument_names) {
+TEST_F(EventsTest, Clearing_closes_the_alarm_that_its_fourth_argument_names) {
   const std::string two = Posted(Active("Zarvel.GDD.1:2", "Alarm", chassis));
   const std::string three = Posted(Active("Zarvel.GDD.1:3", "Alarm", chassis));
   const std::string clearing = Posted(Clearing("Zarvel.GDD.1:2", chassis));
@@ -108,7 +108,7 @@ TEST_F(Events, Clearing_closes_the_alarm_that_its_fourth_argument_names) {
   EXPECT_EQ(List("", token), (Paths{two, three, clearing}));
 }
 
-TEST_F(Events, Clearing_what_is_not_open_is_stored_and_closes_nothing) {
+TEST_F(EventsTest, Clearing_what_is_not_open_is_stored_and_closes_nothing) {
   const std::string open = Posted(Active("Zarvel.GDD.1", "Alarm", chassis));
   Posted(Clearing("Zarvel.GDD.2", chassis));
   EXPECT_THAT(lines.back(), HasSubstr(" alarm cleared that was not open: Zarvel.GDD.2 "));
@@ -116,7 +116,7 @@ TEST_F(Events, Clearing_what_is_not_open_is_stored_and_closes_nothing) {
   EXPECT_EQ(Open("Alarm"), Paths{open});
 }
 
-TEST_F(Events, Alarm_opens_again_after_it_was_closed) {
+TEST_F(EventsTest, Alarm_opens_again_after_it_was_closed) {
   const std::string first = Posted(Active("Zarvel.GDD.1", "Alarm", chassis));
   Posted(Clearing("Zarvel.GDD.1", chassis));
   const std::string second = Posted(Active("Zarvel.GDD.1", "Alarm", chassis));
@@ -124,7 +124,7 @@ TEST_F(Events, Alarm_opens_again_after_it_was_closed) {
   EXPECT_EQ(List("?Cleared=true", token), Paths{first});
 }
 
-TEST_F(Events, Same_alarm_on_two_chassis_is_two_alarms) {
+TEST_F(EventsTest, Same_alarm_on_two_chassis_is_two_alarms) {
   const std::string other = Chassis(token);
   const std::string here = Posted(Active("Zarvel.GDD.1", "Alarm", chassis));
   const std::string there = Posted(Active("Zarvel.GDD.1", "Alarm", other));
@@ -133,7 +133,7 @@ TEST_F(Events, Same_alarm_on_two_chassis_is_two_alarms) {
   EXPECT_EQ(List("?OriginOfCondition=" + other, token).front(), there);
 }
 
-TEST_F(Events, Message_opens_no_alarm) {
+TEST_F(EventsTest, Message_opens_no_alarm) {
   const std::string one = Posted(Active("TemperatureChanged", "MESSAGE", chassis));
   const std::string two = Posted(Active("Zarvel.GDD.5", "Message", chassis));
   EXPECT_THAT(lines.back(), HasSubstr(" message: Zarvel.GDD.5 Message "));
@@ -142,14 +142,14 @@ TEST_F(Events, Message_opens_no_alarm) {
   EXPECT_EQ(List("?OriginOfCondition=" + chassis, token), (Paths{one, two}));
 }
 
-TEST_F(Events, Message_needs_no_origin) {
+TEST_F(EventsTest, Message_needs_no_origin) {
   Posted(R"({"MessageId": "x", "Severity": "MESSAGE", "Message": "", "MessageArgs": [],
              "Created": "2016-05-04T13:02:11Z", "OriginOfCondition": {"@odata.id": ""}})");
   Posted(R"({"MessageId": "x", "Severity": "MESSAGE", "Message": ""})");
   EXPECT_EQ(List("", token).size(), 2u);
 }
 
-TEST_F(Events, Only_the_owner_sees_and_closes) {
+TEST_F(EventsTest, Only_the_owner_sees_and_closes) {
   const std::string path = Posted(Active("Zarvel.GDD.1", "Alarm", chassis));
   const std::string other = Token("u-2");
   EXPECT_EQ(Ask("GET", path, other).status, 404u);
@@ -160,7 +160,7 @@ TEST_F(Events, Only_the_owner_sees_and_closes) {
   EXPECT_EQ(Open("Alarm"), Paths{path});
 }
 
-TEST_F(Events, Open_alarms_survive_a_restart) {
+TEST_F(EventsTest, Open_alarms_survive_a_restart) {
   const std::string open = Posted(Active("Zarvel.GDD.1", "Alarm", chassis));
   Posted(Active("Zarvel.GDD.2", "Alarm", chassis));
   Posted(Clearing("Zarvel.GDD.2", chassis));
@@ -169,7 +169,7 @@ TEST_F(Events, Open_alarms_survive_a_restart) {
   EXPECT_EQ(Got(200, Ask("GET", open, token)).at("MessageArgs").at(3), nullptr);
 }
 
-TEST_F(Events, Text_with_an_unescaped_quote_is_refused_and_nothing_stored) {
+TEST_F(EventsTest, Text_with_an_unescaped_quote_is_refused_and_nothing_stored) {
   const Response response = Post(R"({ "MessageId": "Zarvel.GDD.1","Severity": "Alarm",)"
                                  R"("Message": "Filter "A" clogged."})");
   EXPECT_EQ(response.status, 400u);
@@ -177,7 +177,7 @@ TEST_F(Events, Text_with_an_unescaped_quote_is_refused_and_nothing_stored) {
   EXPECT_EQ(List("", token), Paths{});
 }
 
-TEST_F(Events, Text_of_any_language_and_of_markup_and_sql_comes_back_unchanged) {
+TEST_F(EventsTest, Text_of_any_language_and_of_markup_and_sql_comes_back_unchanged) {
   const std::string text =
       "Zuluft \xc3\xbc"
       "ber 40 \xc2\xb0"
@@ -188,7 +188,7 @@ TEST_F(Events, Text_of_any_language_and_of_markup_and_sql_comes_back_unchanged) 
   EXPECT_EQ(List("?Severity=x'%20OR%20'1'='1", token), Paths{});
 }
 
-TEST_F(Events, What_is_no_event_is_refused_with_the_reason) {
+TEST_F(EventsTest, What_is_no_event_is_refused_with_the_reason) {
   const std::pair<const char*, const char*> cases[] = {
       {R"({"Severity": "MESSAGE", "Message": "m"})", "\"MessageId\" is missing."},
       {R"({"MessageId": "", "Severity": "MESSAGE", "Message": "m"})", "\"MessageId\" is empty."},
@@ -226,11 +226,11 @@ TEST_F(Events, What_is_no_event_is_refused_with_the_reason) {
   EXPECT_EQ(List("", token), Paths{});
 }
 
-TEST_F(Events, Query_that_means_nothing_is_refused) {
+TEST_F(EventsTest, Query_that_means_nothing_is_refused) {
   EXPECT_EQ(Ask("GET", "/redfish/v1/Oem/Quorvan:Events?Cleared=no", token).status, 400u);
 }
 
-TEST_F(Events, Event_that_is_not_there_is_404) {
+TEST_F(EventsTest, Event_that_is_not_there_is_404) {
   for (const char* id : {"1", "0", "01", "-1", "x", "99999999999999999999", "1x"}) {
     EXPECT_EQ(Ask("GET", std::string("/redfish/v1/Oem/Quorvan:Events/") + id, token).status, 404u)
         << id;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ServiceFixture.h"
+#include "ServiceTest.h"
 
 namespace cloudservice {
 namespace {
@@ -7,19 +7,19 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 
-class Malformed : public ServiceTest {
+class MalformedTest : public ServiceTest {
  protected:
   std::string Reason(const std::string& body) {
     const Response response = Ask("POST", "/redfish/v1/Chassis", token, body);
     EXPECT_EQ(response.status, 400u) << body;
     return ErrorText(response);
   }
-  ~Malformed() override { EXPECT_TRUE((*store)->ListChassis("u-1").empty()); }
+  ~MalformedTest() override { EXPECT_TRUE((*store)->ListChassis("u-1").empty()); }
 
   const std::string token = Token("u-1");
 };
 
-TEST_F(Malformed, Error_object_says_what_and_where_as_redfish_does) {
+TEST_F(MalformedTest, Error_object_says_what_and_where_as_redfish_does) {
   const Response response =
       Ask("POST", "/redfish/v1/Chassis", token, "{\n  \"a\": 1,\n  \"b\" 2\n}");
   EXPECT_EQ(response.status, 400u);
@@ -31,7 +31,7 @@ TEST_F(Malformed, Error_object_says_what_and_where_as_redfish_does) {
                                       "acceptable: line 3, column 7: "));
 }
 
-TEST_F(Malformed, Body_has_to_be_one_object) {
+TEST_F(MalformedTest, Body_has_to_be_one_object) {
   EXPECT_EQ(Reason(""), "The body is empty; a JSON object is expected.");
   EXPECT_EQ(Reason("[]"), "The body is a JSON array; an object is expected.");
   EXPECT_EQ(Reason("null"), "The body is a JSON null; an object is expected.");
@@ -40,7 +40,7 @@ TEST_F(Malformed, Body_has_to_be_one_object) {
   EXPECT_THAT(Reason("hello"), HasSubstr("line 1, column 1"));
 }
 
-TEST_F(Malformed, Nul_byte_is_found_wherever_it_stands) {
+TEST_F(MalformedTest, Nul_byte_is_found_wherever_it_stands) {
   using namespace std::string_literals;
   EXPECT_THAT(Reason("{}\0"s), HasSubstr("line 1, column 3: a NUL byte"));
   EXPECT_THAT(Reason("{\"a\": \"\0\"}"s), HasSubstr("line 1, column 8: a NUL byte"));
@@ -48,17 +48,17 @@ TEST_F(Malformed, Nul_byte_is_found_wherever_it_stands) {
   EXPECT_THAT(Reason("{\n\0}"s), HasSubstr("line 2, column 1: a NUL byte"));
 }
 
-TEST_F(Malformed, Bytes_that_are_no_utf8_are_refused) {
+TEST_F(MalformedTest, Bytes_that_are_no_utf8_are_refused) {
   EXPECT_THAT(Reason("{\"a\": \"\xff\"}"), HasSubstr("ill-formed UTF-8"));
   EXPECT_THAT(Reason("{\"a\": \"\xc3\"}"), HasSubstr("ill-formed UTF-8"));
   EXPECT_THAT(Reason("{\"\xed\xa0\x80\": 1}"), HasSubstr("ill-formed UTF-8"));
 }
 
-TEST_F(Malformed, Number_that_is_too_large_is_refused) {
+TEST_F(MalformedTest, Number_that_is_too_large_is_refused) {
   EXPECT_THAT(Reason("{\"a\": 1e999}"), HasSubstr("a number in it is too large"));
 }
 
-TEST_F(Malformed, Depth_of_33_is_refused_and_of_32_taken) {
+TEST_F(MalformedTest, Depth_of_33_is_refused_and_of_32_taken) {
   const auto nested = [](int depth) {
     return "{\"a\": " + std::string(depth - 1, '[') + std::string(depth - 1, ']') + "}";
   };
@@ -69,7 +69,7 @@ TEST_F(Malformed, Depth_of_33_is_refused_and_of_32_taken) {
   EXPECT_EQ(Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, brackets).status, 204u);
 }
 
-TEST_F(Malformed, Unknown_path_is_404_with_or_without_a_token) {
+TEST_F(MalformedTest, Unknown_path_is_404_with_or_without_a_token) {
   for (const char* path : {"/", "/x", "/redfish/v2", "/redfish/v1/Systems", "/hb", "/hb/u-1/x",
                            "/redfish/v1/Oem", "/redfish/v1/Oem/Quorvan:Events/1/x"}) {
     EXPECT_EQ(Ask("GET", path).status, 404u) << path;
@@ -77,7 +77,7 @@ TEST_F(Malformed, Unknown_path_is_404_with_or_without_a_token) {
   }
 }
 
-TEST_F(Malformed, Path_that_leaves_the_tree_is_400) {
+TEST_F(MalformedTest, Path_that_leaves_the_tree_is_400) {
   for (const char* path :
        {"", "x", "*", "/redfish/../etc/passwd", "/redfish/v1/Managers/u-1/%2e%2e/x", "/redfish//v1",
         "/redfish/v1/Managers/u-1/a%2fb", "/redfish/v1/Managers/u-1/a%00b",
@@ -86,7 +86,7 @@ TEST_F(Malformed, Path_that_leaves_the_tree_is_400) {
   }
 }
 
-TEST_F(Malformed, Wrong_method_is_405_and_says_which_are_right) {
+TEST_F(MalformedTest, Wrong_method_is_405_and_says_which_are_right) {
   const std::pair<const char*, const char*> cases[] = {
       {"/redfish", "GET, HEAD, OPTIONS"},
       {"/redfish/v1/", "GET, HEAD, OPTIONS"},
@@ -105,14 +105,14 @@ TEST_F(Malformed, Wrong_method_is_405_and_says_which_are_right) {
   }
 }
 
-TEST_F(Malformed, Log_line_cannot_be_made_up_by_a_sender) {
+TEST_F(MalformedTest, Log_line_cannot_be_made_up_by_a_sender) {
   Ask("POST", kRegistration, "", R"({"UUID": "u-2", "Name": "x"})");
   Ask("POST", "/redfish/v1/Managers/u-1/Oem/Quorvan:Events", token,
       R"({"MessageId": "x", "Severity": "MESSAGE", "Message": "a\nb\u001b[1m"})");
   EXPECT_THAT(lines.back(), EndsWith("message: x MESSAGE \"a\\nb\\x1b[1m\""));
 }
 
-TEST_F(Malformed, Failing_write_is_500_and_nothing_is_stored) {
+TEST_F(MalformedTest, Failing_write_is_500_and_nothing_is_stored) {
   Database(folder.File("service.db"))
       .Execute(
           "CREATE TRIGGER refuse BEFORE INSERT ON chassis "

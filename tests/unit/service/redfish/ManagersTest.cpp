@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ServiceFixture.h"
+#include "ServiceTest.h"
 
 namespace cloudservice {
 namespace {
@@ -8,9 +8,9 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-class Managers : public ServiceTest {};
+class ManagersTest : public ServiceTest {};
 
-TEST_F(Managers, Root_is_answered_at_its_three_paths_without_a_token) {
+TEST_F(ManagersTest, Root_is_answered_at_its_three_paths_without_a_token) {
   EXPECT_EQ(Got(200, Ask("GET", "/redfish")).at("v1"), "/redfish/v1/");
   for (const char* path : {"/redfish/v1", "/redfish/v1/"}) {
     const Json root = Got(200, Ask("GET", path));
@@ -19,7 +19,7 @@ TEST_F(Managers, Root_is_answered_at_its_three_paths_without_a_token) {
   }
 }
 
-TEST_F(Managers, Registration_answers_location_token_and_manager) {
+TEST_F(ManagersTest, Registration_answers_location_token_and_manager) {
   const Response response = Register("u-1");
   const Json manager = Got(201, response);
   EXPECT_EQ(Header(response, "Location"), "/redfish/v1/Managers/u-1");
@@ -30,7 +30,7 @@ TEST_F(Managers, Registration_answers_location_token_and_manager) {
   EXPECT_THAT(lines.back(), EndsWith(" manager registered: Unit 7 (UUID u-1)"));
 }
 
-TEST_F(Managers, Registration_reads_the_query_raw_with_the_address_up_to_the_last_key) {
+TEST_F(ManagersTest, Registration_reads_the_query_raw_with_the_address_up_to_the_last_key) {
   EXPECT_EQ(Register("u-1").status, 201u);
   const char* const wrong[] = {
       "?setup_email=owner%2B1&2@example.org&registration_key=key-7",
@@ -54,7 +54,7 @@ TEST_F(Managers, Registration_reads_the_query_raw_with_the_address_up_to_the_las
   EXPECT_FALSE((*store)->FindManager("u-2"));
 }
 
-TEST_F(Managers, Address_may_itself_hold_the_words_that_begin_the_key) {
+TEST_F(ManagersTest, Address_may_itself_hold_the_words_that_begin_the_key) {
   accounts->Add("a&registration_key=b@example.org", "k");
   const Response response = Ask("POST",
                                 "/redfish/v1/Managers?setup_email=a&registration_key=b@example.org"
@@ -63,14 +63,14 @@ TEST_F(Managers, Address_may_itself_hold_the_words_that_begin_the_key) {
   EXPECT_EQ(response.status, 201u);
 }
 
-TEST_F(Managers, Without_an_account_the_service_registers_nobody) {
+TEST_F(ManagersTest, Without_an_account_the_service_registers_nobody) {
   (*store)->DeleteAccount((*store)->FindAccount(kEmail)->id, false);
   const Response response =
       Ask("POST", "/redfish/v1/Managers?setup_email=&registration_key=", "", R"({"UUID": "u"})");
   EXPECT_EQ(response.status, 401u);
 }
 
-TEST_F(Managers, Too_many_wrong_registrations_have_to_wait_while_others_register) {
+TEST_F(ManagersTest, Too_many_wrong_registrations_have_to_wait_while_others_register) {
   const std::string wrong = "/redfish/v1/Managers?setup_email=x@example.org&registration_key=y";
   for (int i = 0; i < FailureLimit::kTries; ++i) EXPECT_EQ(Ask("POST", wrong).status, 401u);
   const Response response = Register("u-1");
@@ -83,7 +83,7 @@ TEST_F(Managers, Too_many_wrong_registrations_have_to_wait_while_others_register
   EXPECT_EQ(Register("u-1").status, 201u);
 }
 
-TEST_F(Managers, Manager_of_another_account_is_not_taken_over) {
+TEST_F(ManagersTest, Manager_of_another_account_is_not_taken_over) {
   const std::string token = Token("u-1");
   accounts->Add("b@example.org", "k");
   const std::string other = "/redfish/v1/Managers?setup_email=b@example.org&registration_key=k";
@@ -93,7 +93,7 @@ TEST_F(Managers, Manager_of_another_account_is_not_taken_over) {
   EXPECT_EQ((*store)->FindAppliance("u-2")->email, "b@example.org");
 }
 
-TEST_F(Managers, Removed_account_ends_the_tokens_and_frees_the_appliances) {
+TEST_F(ManagersTest, Removed_account_ends_the_tokens_and_frees_the_appliances) {
   const std::string token = Token("u-1");
   const std::string chassis = Chassis(token);
   (*store)->DeleteAccount((*store)->FindAccount(kEmail)->id, false);
@@ -109,14 +109,14 @@ TEST_F(Managers, Removed_account_ends_the_tokens_and_frees_the_appliances) {
             201u);
 }
 
-TEST_F(Managers, Account_removed_with_its_appliances_leaves_nothing) {
+TEST_F(ManagersTest, Account_removed_with_its_appliances_leaves_nothing) {
   Token("u-1");
   (*store)->DeleteAccount((*store)->FindAccount(kEmail)->id, true);
   EXPECT_FALSE((*store)->FindManager("u-1"));
   EXPECT_TRUE((*store)->ListAccounts("", 9).empty());
 }
 
-TEST_F(Managers, Log_never_holds_key_or_token) {
+TEST_F(ManagersTest, Log_never_holds_key_or_token) {
   const std::string token = Token("u-1");
   Ask("POST", "/redfish/v1/Managers?setup_email=x&registration_key=secret-key", "", "{}");
   Ask("DELETE", "/redfish/v1/Managers/?registration_key=secret-key", token);
@@ -130,7 +130,7 @@ TEST_F(Managers, Log_never_holds_key_or_token) {
   }
 }
 
-TEST_F(Managers, Lookup_redirects_to_a_path) {
+TEST_F(ManagersTest, Lookup_redirects_to_a_path) {
   const std::string token = Token("u-1");
   const Response response = Ask("GET", "/redfish/v1/Managers?uuid=u-1", token);
   EXPECT_EQ(response.status, 302u);
@@ -139,7 +139,7 @@ TEST_F(Managers, Lookup_redirects_to_a_path) {
   EXPECT_EQ(Got(200, Ask("GET", Header(response, "Location"), token)).at("Id"), "u-1");
 }
 
-TEST_F(Managers, Lookup_answers_403_to_every_token_but_the_managers_own) {
+TEST_F(ManagersTest, Lookup_answers_403_to_every_token_but_the_managers_own) {
   const std::string token = Token("u-1");
   const std::string other = Token("u-2");
   const std::string lookup = "/redfish/v1/Managers?uuid=u-1";
@@ -151,7 +151,7 @@ TEST_F(Managers, Lookup_answers_403_to_every_token_but_the_managers_own) {
   EXPECT_EQ(Ask("GET", lookup, token).status, 403u);
 }
 
-TEST_F(Managers, Elsewhere_a_missing_or_unknown_token_is_401_with_a_challenge) {
+TEST_F(ManagersTest, Elsewhere_a_missing_or_unknown_token_is_401_with_a_challenge) {
   Token("u-1");
   for (const std::string token : {"", "unknown"}) {
     for (const std::string path : {"/redfish/v1/Managers", "/redfish/v1/Managers/u-1",
@@ -163,7 +163,7 @@ TEST_F(Managers, Elsewhere_a_missing_or_unknown_token_is_401_with_a_challenge) {
   }
 }
 
-TEST_F(Managers, Registering_again_ends_the_old_token_and_drops_what_was_held) {
+TEST_F(ManagersTest, Registering_again_ends_the_old_token_and_drops_what_was_held) {
   const std::string before = Token("u-1");
   const std::string chassis = Chassis(before);
   Ask("PATCH", "/redfish/v1/Managers/u-1/Network", before, R"({"a": 1})");
@@ -183,7 +183,7 @@ TEST_F(Managers, Registering_again_ends_the_old_token_and_drops_what_was_held) {
   EXPECT_EQ(manager.at("Oem").at("Quorvan").at("Heartbeat").at("Count"), 0);
 }
 
-TEST_F(Managers, Registering_again_leaves_other_managers_alone) {
+TEST_F(ManagersTest, Registering_again_leaves_other_managers_alone) {
   const std::string other = Token("u-2");
   const std::string chassis = Chassis(other);
   Token("u-1");
@@ -191,7 +191,7 @@ TEST_F(Managers, Registering_again_leaves_other_managers_alone) {
   EXPECT_EQ(Ask("GET", "/redfish/v1/Chassis/" + chassis, other).status, 200u);
 }
 
-TEST_F(Managers, Deleting_takes_everything_along) {
+TEST_F(ManagersTest, Deleting_takes_everything_along) {
   const std::string token = Token("u-1");
   Chassis(token);
   EXPECT_EQ(Ask("DELETE", "/redfish/v1/Managers/u-1", token).status, 204u);
@@ -200,7 +200,7 @@ TEST_F(Managers, Deleting_takes_everything_along) {
   EXPECT_TRUE((*store)->ListChassis("u-1").empty());
 }
 
-TEST_F(Managers, Another_managers_token_sees_nothing) {
+TEST_F(ManagersTest, Another_managers_token_sees_nothing) {
   Token("u-1");
   const std::string other = Token("u-2");
   EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", other).status, 404u);
@@ -212,7 +212,7 @@ TEST_F(Managers, Another_managers_token_sees_nothing) {
   EXPECT_EQ(list.at("Members"), Json::array({{{"@odata.id", "/redfish/v1/Managers/u-2"}}}));
 }
 
-TEST_F(Managers, Manager_links_its_chassis) {
+TEST_F(ManagersTest, Manager_links_its_chassis) {
   const std::string token = Token("u-1");
   const std::string first = Chassis(token);
   const std::string second = Chassis(token);
@@ -222,7 +222,7 @@ TEST_F(Managers, Manager_links_its_chassis) {
                                 {{"@odata.id", "/redfish/v1/Chassis/" + second}}}));
 }
 
-TEST_F(Managers, Document_stays_as_sent_and_a_patch_merges_into_it) {
+TEST_F(ManagersTest, Document_stays_as_sent_and_a_patch_merges_into_it) {
   const std::string sent =
       R"({"DateTime": "2016-05-04T13:02:11-0500", "UUID": "u-1",  "Name": "N"})";
   const std::string token = Header(Ask("POST", kRegistration, "", sent), "X-Auth-Token");
@@ -238,7 +238,7 @@ TEST_F(Managers, Document_stays_as_sent_and_a_patch_merges_into_it) {
   EXPECT_TRUE(manager.at("Oem").contains("Quorvan"));
 }
 
-TEST_F(Managers, Everything_survives_a_restart) {
+TEST_F(ManagersTest, Everything_survives_a_restart) {
   const std::string token = Token("u-1");
   const std::string chassis = Chassis(token, R"({"ChassisType": "Rack"})");
   Ask("POST", "/hb/u-1", token, R"({"HeartbeatInterval": 90})");
@@ -249,7 +249,7 @@ TEST_F(Managers, Everything_survives_a_restart) {
             "Rack");
 }
 
-TEST_F(Managers, Uuid_that_is_no_part_of_a_path_is_refused) {
+TEST_F(ManagersTest, Uuid_that_is_no_part_of_a_path_is_refused) {
   const std::string longOne(129, 'a');
   for (const std::string uuid : {"", "a/b", "..", "a b", "a?b", "a%20b", "\n", longOne.c_str()}) {
     EXPECT_EQ(Register(uuid).status, 400u) << uuid;

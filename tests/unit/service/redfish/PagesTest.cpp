@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // Pages of a collection, and the options that go along from one to the next.
-#include "RedfishFixture.h"
+#include "RedfishTest.h"
 
 namespace cloudservice {
 namespace {
 
 using testing::HasSubstr;
 
-TEST_F(Redfish, Collection_is_answered_in_pages) {
+TEST_F(RedfishTest, Collection_is_answered_in_pages) {
   Database(folder.File("service.db"))
       .Execute(
           "WITH RECURSIVE number (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM number LIMIT 1100) "
@@ -29,7 +29,7 @@ TEST_F(Redfish, Collection_is_answered_in_pages) {
             1102u);
 }
 
-TEST_F(Redfish, Pages_of_events_lose_and_repeat_none_while_others_come_and_go) {
+TEST_F(RedfishTest, Pages_of_events_lose_and_repeat_none_while_others_come_and_go) {
   Database database(folder.File("service.db"));
   const std::string path = "/redfish/v1/Oem/Quorvan:Events";
   const auto add = [&](int count) {
@@ -61,7 +61,7 @@ TEST_F(Redfish, Pages_of_events_lose_and_repeat_none_while_others_come_and_go) {
   EXPECT_EQ(Got(200, Ask("GET", path, token)).at("Members@odata.count"), 8);
 }
 
-TEST_F(Redfish, Page_of_events_begins_where_its_link_says) {
+TEST_F(RedfishTest, Page_of_events_begins_where_its_link_says) {
   const std::string path = "/redfish/v1/Oem/Quorvan:Events";
   EXPECT_EQ(Got(200, Ask("GET", path + "?after=0", token)), Got(200, Ask("GET", path, token)));
   const Json behind = Got(200, Ask("GET", path + "?after=99999", token));
@@ -83,7 +83,7 @@ TEST_F(Redfish, Page_of_events_begins_where_its_link_says) {
             "A filtered list takes neither \"after\" nor the options that begin with $.");
 }
 
-TEST_F(Redfish, Options_go_from_page_to_page) {
+TEST_F(RedfishTest, Options_go_from_page_to_page) {
   Chassis(token, R"({"Name": "1", "AssetTag": "a"})");
   std::string path =
       "/redfish/v1/Chassis?$expand=.($levels=1)&$top=1&x=y&$select=Members/Name,N%C3%BC%26";
@@ -104,7 +104,7 @@ TEST_F(Redfish, Options_go_from_page_to_page) {
   EXPECT_EQ(names[1], "1");
 }
 
-TEST_F(Redfish, Pretty_goes_from_page_to_page_and_to_every_path) {
+TEST_F(RedfishTest, Pretty_goes_from_page_to_page_and_to_every_path) {
   Chassis(token);
   const std::string path = "/redfish/v1/Chassis";
   for (const char* option : {"pretty", "pretty=true"}) {
@@ -120,7 +120,7 @@ TEST_F(Redfish, Pretty_goes_from_page_to_page_and_to_every_path) {
   EXPECT_EQ(Ask("GET", "/redfish/v1/Managers?uuid=u-1&pretty", token).status, 302u);
 }
 
-TEST_F(Redfish, Pretty_is_true_or_false_and_given_once) {
+TEST_F(RedfishTest, Pretty_is_true_or_false_and_given_once) {
   for (const char* value : {"", "1", "yes", "True"}) {
     const Response response = Ask("GET", chassis + "?pretty=" + value, token);
     EXPECT_EQ(response.status, 400u);

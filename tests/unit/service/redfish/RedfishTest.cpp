@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "RedfishTest.h"
+
 #include <algorithm>
 #include <set>
 
-#include "RedfishFixture.h"
 #include "service/redfish/Conditions.h"
 #include "service/redfish/Shape.h"
 #include "service/redfish/schema/SchemaFiles.h"
@@ -15,7 +16,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-TEST_F(Redfish, Every_link_leads_to_a_valid_resource_and_every_type_is_met) {
+TEST_F(RedfishTest, Every_link_leads_to_a_valid_resource_and_every_type_is_met) {
   std::set<std::string> met;
   for (const auto& [path, document] : Walk()) {
     met.insert(document.at("@odata.type").get<std::string>().substr(1));
@@ -30,7 +31,7 @@ TEST_F(Redfish, Every_link_leads_to_a_valid_resource_and_every_type_is_met) {
   Walk();
 }
 
-TEST_F(Redfish, Expanded_and_selected_documents_are_valid_too) {
+TEST_F(RedfishTest, Expanded_and_selected_documents_are_valid_too) {
   for (const auto& [path, document] : Walk()) {
     const bool history = path.find("Quorvan:History") != std::string::npos;
     for (const char* option : {"$expand=*", "$expand=.($levels=3)", "$expand=~($levels=2)",
@@ -40,14 +41,14 @@ TEST_F(Redfish, Expanded_and_selected_documents_are_valid_too) {
   }
 }
 
-TEST_F(Redfish, Expansion_has_an_end) {
+TEST_F(RedfishTest, Expansion_has_an_end) {
   for (int i = 0; i < 60; ++i) Chassis(token);
   const Response response = Ask("GET", "/redfish/v1/Chassis?$expand=*($levels=6)", token);
   EXPECT_EQ(response.status, 507u);
   EXPECT_THAT(response.body, HasSubstr("Base.1.16.InsufficientStorage"));
 }
 
-TEST_F(Redfish, Expansion_has_an_end_of_few_large_documents_too) {
+TEST_F(RedfishTest, Expansion_has_an_end_of_few_large_documents_too) {
   const std::string manager = "/redfish/v1/Managers/u-1";
   Json links = Json::array();
   for (int i = 0; i < 9; ++i) links.push_back({{"@odata.id", manager + "/Large"}});
@@ -62,9 +63,9 @@ TEST_F(Redfish, Expansion_has_an_end_of_few_large_documents_too) {
 }
 
 // A document to whose elements the view adds their addresses, which are long.
-class LargeView : public Redfish {
+class LargeViewTest : public RedfishTest {
  protected:
-  LargeView() {
+  LargeViewTest() {
     (*store)->AddChassis({longId, "u-1", "{}", now});
     Send({{"Temperatures", Json::array_t(2000, Json::object())}, {"Name", "n"}});
   }
@@ -83,7 +84,7 @@ class LargeView : public Redfish {
   const std::string path = "/redfish/v1/Chassis/" + longId + "/Thermal";
 };
 
-TEST_F(LargeView, Has_8_MiB_at_most) {
+TEST_F(LargeViewTest, Has_8_MiB_at_most) {
   Grow(kMaxAnswer);
   const Response whole = Get();
   EXPECT_EQ(whole.status, 200u);
@@ -107,14 +108,14 @@ TEST_F(LargeView, Has_8_MiB_at_most) {
   EXPECT_EQ(Get().status, 200u);
 }
 
-TEST_F(LargeView, That_cannot_be_made_leaves_its_document_to_be_changed) {
+TEST_F(LargeViewTest, That_cannot_be_made_leaves_its_document_to_be_changed) {
   Send({{"Temperatures", Json::array_t(2200, Json::object())}});
   EXPECT_EQ(ErrorText(Get()), "The answer would have more than 8388608 bytes.");
   EXPECT_EQ(Ask("PATCH", path, token, "{}", {{"If-Match", "*"}}).status, 204u);
   EXPECT_EQ(Ask("PATCH", path, token, "{}", {{"If-None-Match", "*"}}).status, 412u);
 }
 
-TEST_F(Redfish, Expansion_without_a_token_leaves_what_needs_one) {
+TEST_F(RedfishTest, Expansion_without_a_token_leaves_what_needs_one) {
   for (const char* options : {"$expand=*", "$expand=.($levels=6)"}) {
     const Json root = Got(200, Ask("GET", std::string("/redfish/v1?") + options));
     for (const char* name :
@@ -133,14 +134,14 @@ Json::array_t LinksTo(const std::string& begin, int count) {
   return links;
 }
 
-TEST_F(Redfish, Links_that_differ_in_their_fragments_are_looked_up_once) {
+TEST_F(RedfishTest, Links_that_differ_in_their_fragments_are_looked_up_once) {
   const std::string path = "/redfish/v1/Managers/u-1/Parts";
   Ask("PATCH", path, token, Json({{"Links", LinksTo(path + "#/Parts/", 2000)}}).dump());
   const Json view = Got(200, Ask("GET", path, token));
   EXPECT_EQ(view.at("Oem").at("Quorvan").at("Links"), Json(LinksTo(path + "#/Parts/", 2000)));
 }
 
-TEST_F(Redfish, Document_with_more_than_1000_links_is_refused) {
+TEST_F(RedfishTest, Document_with_more_than_1000_links_is_refused) {
   const std::string path = "/redfish/v1/Managers/u-1/Many";
   Ask("PATCH", path, token, Json({{"Links", LinksTo(path, 1000)}}).dump());
   EXPECT_EQ(Ask("GET", path, token).status, 200u);
@@ -153,7 +154,7 @@ TEST_F(Redfish, Document_with_more_than_1000_links_is_refused) {
   EXPECT_EQ(Ask("GET", path, token).status, 200u);
 }
 
-TEST_F(Redfish, Expansion_looks_1000_links_up_for_all_that_it_brings_in) {
+TEST_F(RedfishTest, Expansion_looks_1000_links_up_for_all_that_it_brings_in) {
   const std::string path = "/redfish/v1/Managers/u-1/Many";
   for (const char* part : {"A", "B"}) {
     Ask("PATCH", path + part, token, Json({{"Links", LinksTo(path + part, 499)}}).dump());
@@ -169,7 +170,7 @@ TEST_F(Redfish, Expansion_looks_1000_links_up_for_all_that_it_brings_in) {
   for (const char* part : {"", "A", "B"}) EXPECT_EQ(Ask("GET", path + part, token).status, 200u);
 }
 
-TEST_F(Redfish, What_is_posted_is_taken_however_many_links_it_has) {
+TEST_F(RedfishTest, What_is_posted_is_taken_however_many_links_it_has) {
   const std::string manager = "/redfish/v1/Managers/u-1";
   Json::array_t links = LinksTo(manager + "/Nothing", 1000);
   links.push_back(Reference(manager));
@@ -182,7 +183,7 @@ TEST_F(Redfish, What_is_posted_is_taken_however_many_links_it_has) {
   EXPECT_EQ(Ask("DELETE", path, token, "", {{"If-Match", "*"}}).status, 204u);
 }
 
-TEST_F(Redfish, Link_inside_a_link_is_no_link) {
+TEST_F(RedfishTest, Link_inside_a_link_is_no_link) {
   const std::string path = "/redfish/v1/Managers/u-1/Odd";
   Ask("PATCH", path, token,
       R"({"y": {"@odata.id": {"@odata.id": 5}},
@@ -194,14 +195,14 @@ TEST_F(Redfish, Link_inside_a_link_is_no_link) {
   }
 }
 
-TEST_F(Redfish, History_says_that_it_may_be_a_collections) {
+TEST_F(RedfishTest, History_says_that_it_may_be_a_collections) {
   EXPECT_THAT(Ask("GET", "/redfish/v1/Schemas/QuorvanHistory_v1.xml").body,
               HasSubstr("Name=\"Resource\" Type=\"Resource.ItemOrCollection\""));
   EXPECT_THAT(Ask("GET", "/redfish/v1/Schemas/QuorvanEvent_v1.xml").body,
               HasSubstr("Name=\"OriginOfCondition\" Type=\"Resource.Item\""));
 }
 
-TEST_F(Redfish, Collection_that_nobody_changes_offers_no_patch) {
+TEST_F(RedfishTest, Collection_that_nobody_changes_offers_no_patch) {
   const std::string sensors = chassis + "/Sensors";
   EXPECT_EQ(Ask("PATCH", sensors, token, R"({"Name": "All"})").status, 204u);
   EXPECT_EQ(Header(Ask("OPTIONS", sensors), "Allow"), "GET, HEAD, OPTIONS");
@@ -210,7 +211,7 @@ TEST_F(Redfish, Collection_that_nobody_changes_offers_no_patch) {
   EXPECT_EQ(Got(200, got).at("Name"), "All");
 }
 
-TEST_F(Redfish, Links_come_and_go_with_what_they_lead_to) {
+TEST_F(RedfishTest, Links_come_and_go_with_what_they_lead_to) {
   const std::string other = "/redfish/v1/Chassis/" + Chassis(token);
   EXPECT_FALSE(Got(200, Ask("GET", other, token)).contains("Sensors"));
   EXPECT_EQ(Ask("GET", other + "/Sensors", token).status, 404u);
@@ -224,7 +225,7 @@ TEST_F(Redfish, Links_come_and_go_with_what_they_lead_to) {
   Walk();
 }
 
-TEST_F(Redfish, Changes_and_deletions_wait_for_the_right_entity_tag) {
+TEST_F(RedfishTest, Changes_and_deletions_wait_for_the_right_entity_tag) {
   const std::string tag = Header(Ask("GET", chassis, token), "ETag");
   EXPECT_EQ(Ask("PATCH", chassis, token, "{}", {{"If-Match", "\"x\""}}).status, 412u);
   EXPECT_EQ(Ask("DELETE", chassis, token, "", {{"if-match", "\"x\""}}).status, 412u);
@@ -236,13 +237,13 @@ TEST_F(Redfish, Changes_and_deletions_wait_for_the_right_entity_tag) {
   EXPECT_EQ(Ask("PATCH", kManager + "/New", token, "{}", {{"If-None-Match", "*"}}).status, 412u);
 }
 
-TEST_F(Redfish, Condition_of_another_owner_tells_nothing) {
+TEST_F(RedfishTest, Condition_of_another_owner_tells_nothing) {
   const std::string other = Token("u-2");
   EXPECT_EQ(Ask("DELETE", chassis, other, "", {{"If-Match", "*"}}).status, 404u);
   EXPECT_EQ(Ask("DELETE", "/redfish/v1/Chassis/none", other, "", {{"If-Match", "*"}}).status, 404u);
 }
 
-TEST_F(Redfish, Tag_is_found_in_a_list) {
+TEST_F(RedfishTest, Tag_is_found_in_a_list) {
   EXPECT_TRUE(MeansTag("\"a\" , W/\"b\"", "\"b\"", Comparison::kWeak));
   EXPECT_FALSE(MeansTag("\"a\" , W/\"b\"", "\"b\"", Comparison::kStrong));
   for (const Comparison how : {Comparison::kWeak, Comparison::kStrong}) {
@@ -253,7 +254,7 @@ TEST_F(Redfish, Tag_is_found_in_a_list) {
   }
 }
 
-TEST_F(Redfish, Members_that_the_service_gives_are_refused_where_they_come_alone) {
+TEST_F(RedfishTest, Members_that_the_service_gives_are_refused_where_they_come_alone) {
   for (const std::string& path : {chassis, kManager}) {
     const Response response = Ask("PATCH", path, token, R"({"Id": "other"})");
     EXPECT_EQ(response.status, 400u);
@@ -265,7 +266,7 @@ TEST_F(Redfish, Members_that_the_service_gives_are_refused_where_they_come_alone
   EXPECT_EQ(Ask("PATCH", chassis + "/Thermal", token, R"({"Id": "other"})").status, 204u);
 }
 
-TEST_F(Redfish, Options_asks_for_no_token) {
+TEST_F(RedfishTest, Options_asks_for_no_token) {
   const Response response = Ask("OPTIONS", kManager);
   EXPECT_EQ(response.status, 204u);
   EXPECT_EQ(Header(response, "Allow"), "GET, HEAD, PATCH, DELETE, OPTIONS");
@@ -276,7 +277,7 @@ TEST_F(Redfish, Options_asks_for_no_token) {
   EXPECT_EQ(Ask("OPTIONS", "/nothing").status, 404u);
 }
 
-TEST_F(Redfish, Own_schemas_are_served_and_nothing_else_from_there) {
+TEST_F(RedfishTest, Own_schemas_are_served_and_nothing_else_from_there) {
   const std::string metadata = Ask("GET", "/redfish/v1/$metadata").body;
   for (const auto& [name, text] : SchemaFiles()) {
     const Response response = Ask("GET", "/redfish/v1/Schemas/" + name);
@@ -293,7 +294,7 @@ TEST_F(Redfish, Own_schemas_are_served_and_nothing_else_from_there) {
   EXPECT_EQ(Ask("GET", "/redfish/v1/Schemas/Chassis_v1.xml").status, 404u);
 }
 
-TEST_F(Redfish, Error_names_the_member_and_quotes_only_what_is_short) {
+TEST_F(RedfishTest, Error_names_the_member_and_quotes_only_what_is_short) {
   const auto info = [this](const Json& body) {
     const Response response = Ask("POST", "/hb/u-1", token, body.dump());
     return Got(400, response).at("error").at("@Message.ExtendedInfo").at(0);
@@ -310,7 +311,7 @@ TEST_F(Redfish, Error_names_the_member_and_quotes_only_what_is_short) {
   EXPECT_THAT(longOne.dump(), Not(HasSubstr("xx")));
 }
 
-TEST_F(Redfish, Selection_goes_through_arrays_and_keeps_what_names_the_resource) {
+TEST_F(RedfishTest, Selection_goes_through_arrays_and_keeps_what_names_the_resource) {
   const Json thermal =
       Got(200, Ask("GET", chassis + "/Thermal?$select=Temperatures/ReadingCelsius", token));
   EXPECT_EQ(
@@ -321,7 +322,7 @@ TEST_F(Redfish, Selection_goes_through_arrays_and_keeps_what_names_the_resource)
   EXPECT_EQ(list.at("Members@odata.count"), 1);
 }
 
-TEST_F(Redfish, Selection_is_the_same_in_whatever_order_and_however_often_its_ways_stand) {
+TEST_F(RedfishTest, Selection_is_the_same_in_whatever_order_and_however_often_its_ways_stand) {
   std::vector<std::string> ways = {"Name", "Temperatures/Oem/Quorvan/Status", "Oem/Quorvan",
                                    "Temperatures/ReadingCelsius", "Oem/Quorvan/Nothing"};
   std::sort(ways.begin(), ways.end());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
 
-#include "ServiceFixture.h"
+#include "ServiceTest.h"
 
 namespace cloudservice {
 namespace {
@@ -9,7 +9,7 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 
-class Resources : public ServiceTest {
+class ResourcesTest : public ServiceTest {
  protected:
   // What of the document at `from` has no place in a published type.
   Json Rest(const std::string& from) {
@@ -20,7 +20,7 @@ class Resources : public ServiceTest {
   std::string path = "/redfish/v1/Chassis/" + Chassis(token) + "/Thermal";
 };
 
-TEST_F(Resources, First_patch_creates_and_later_ones_merge) {
+TEST_F(ResourcesTest, First_patch_creates_and_later_ones_merge) {
   const std::string first = R"({"Temperatures": [{"ReadingCelsius": 21}], "A": {"b": 1, "c": 2}})";
   const Response created = Ask("PATCH", path, token, first);
   EXPECT_EQ(created.status, 204u);
@@ -34,7 +34,7 @@ TEST_F(Resources, First_patch_creates_and_later_ones_merge) {
   EXPECT_EQ(Rest(path).at("A"), Json({{"c", 2}}));
 }
 
-TEST_F(Resources, What_a_patch_is_merged_into_nobody_changes_meanwhile) {
+TEST_F(ResourcesTest, What_a_patch_is_merged_into_nobody_changes_meanwhile) {
   Database other(folder.File("service.db"));
   other.Execute("PRAGMA busy_timeout = 0");
   int refused = 0;
@@ -52,12 +52,12 @@ TEST_F(Resources, What_a_patch_is_merged_into_nobody_changes_meanwhile) {
   EXPECT_NO_THROW(DatabaseTransaction(other, DatabaseTransaction::Mode::kWrite));
 }
 
-TEST_F(Resources, Null_in_the_first_patch_leaves_nothing_behind) {
+TEST_F(ResourcesTest, Null_in_the_first_patch_leaves_nothing_behind) {
   Ask("PATCH", path, token, R"({"A": {"b": null, "c": [null]}})");
   EXPECT_EQ(Rest(path).at("A"), Json({{"c", {nullptr}}}));
 }
 
-TEST_F(Resources, Path_may_go_deeper_and_hang_below_the_manager) {
+TEST_F(ResourcesTest, Path_may_go_deeper_and_hang_below_the_manager) {
   for (const std::string& deeper :
        {path + "/Fans/1", std::string("/redfish/v1/Managers/u-1/Net")}) {
     EXPECT_EQ(Ask("PATCH", deeper, token, R"({"x": "y"})").status, 204u);
@@ -65,19 +65,19 @@ TEST_F(Resources, Path_may_go_deeper_and_hang_below_the_manager) {
   }
 }
 
-TEST_F(Resources, One_resource_however_its_path_is_written) {
+TEST_F(ResourcesTest, One_resource_however_its_path_is_written) {
   Ask("PATCH", path, token, R"({"x": 1})");
   const std::string encoded = path.substr(0, path.size() - 7) + "%54hermal/";
   EXPECT_EQ(Rest(encoded).at("x"), 1);
 }
 
-TEST_F(Resources, What_was_never_patched_is_not_there) {
+TEST_F(ResourcesTest, What_was_never_patched_is_not_there) {
   EXPECT_EQ(Ask("GET", path, token).status, 404u);
   EXPECT_EQ(Ask("PATCH", "/redfish/v1/Chassis/none/Thermal", token, "{}").status, 404u);
   EXPECT_EQ(Ask("PATCH", "/redfish/v1/Chassis//Thermal", token, "{}").status, 400u);
 }
 
-TEST_F(Resources, Refused_patch_changes_nothing) {
+TEST_F(ResourcesTest, Refused_patch_changes_nothing) {
   Ask("PATCH", path, token, R"({"x": 1})");
   for (const std::string body : {"", "[]", "7", "{\"x\": }", "{\"x\": 2} {}"}) {
     EXPECT_EQ(Ask("PATCH", path, token, body).status, 400u) << body;
@@ -85,7 +85,7 @@ TEST_F(Resources, Refused_patch_changes_nothing) {
   EXPECT_EQ(Rest(path).at("x"), 1);
 }
 
-TEST_F(Resources, Document_grows_to_its_limit_and_no_further) {
+TEST_F(ResourcesTest, Document_grows_to_its_limit_and_no_further) {
   const Json megabyte(std::string(std::size_t{1} << 20, 'x'));
   for (const std::string& of : {path, std::string("/redfish/v1/Managers/u-1"),
                                 path.substr(0, path.size() - std::strlen("/Thermal"))}) {
@@ -101,7 +101,7 @@ TEST_F(Resources, Document_grows_to_its_limit_and_no_further) {
   }
 }
 
-TEST_F(Resources, Event_collection_is_no_resource_to_patch) {
+TEST_F(ResourcesTest, Event_collection_is_no_resource_to_patch) {
   const Response response =
       Ask("PATCH", "/redfish/v1/Managers/u-1/Oem/Quorvan:Events", token, R"({"x": 1})");
   EXPECT_EQ(response.status, 405u);

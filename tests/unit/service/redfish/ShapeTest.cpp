@@ -13,7 +13,7 @@ namespace {
 
 using testing::IsEmpty;
 
-class Shape : public testing::Test {
+class ShapeTest : public testing::Test {
  protected:
   // The view of what was sent for `type` at /redfish/v1/a, which has to be valid.
   Json Of(const char* type, const std::string& sent) {
@@ -33,7 +33,7 @@ class Shape : public testing::Test {
   };
 };
 
-TEST_F(Shape, Empty_document_is_made_whole) {
+TEST_F(ShapeTest, Empty_document_is_made_whole) {
   EXPECT_EQ(Of(types::kChassis, "{}"), Json({{"@odata.id", "/redfish/v1/a"},
                                              {"@odata.type", "#Chassis.v1_28_0.Chassis"},
                                              {"ChassisType", "Other"},
@@ -41,7 +41,7 @@ TEST_F(Shape, Empty_document_is_made_whole) {
                                              {"Name", "a"}}));
 }
 
-TEST_F(Shape, Many_elements_end_it_before_it_has_grown_far) {
+TEST_F(ShapeTest, Many_elements_end_it_before_it_has_grown_far) {
   const std::string path = "/redfish/v1/" + std::string(4000, 'a');
   const auto make = [&](const Json::array_t& elements) {
     return Shaped(TypeNamed(types::kThermal), path, {{"Fans", elements}}, resolve);
@@ -79,7 +79,7 @@ void Collect(const Type& type, const std::function<Json(Json)>& around, std::vec
   }
 }
 
-TEST_F(Shape, Every_type_takes_every_kind_of_value_in_every_place) {
+TEST_F(ShapeTest, Every_type_takes_every_kind_of_value_in_every_place) {
   for (const char* type : {types::kManager, types::kChassis, types::kThermal, types::kDocument,
                            types::kEnvironmentMetrics, types::kSensor}) {
     std::vector<Json> documents;
@@ -89,7 +89,7 @@ TEST_F(Shape, Every_type_takes_every_kind_of_value_in_every_place) {
   }
 }
 
-TEST_F(Shape, What_has_no_place_moves_below_the_nearest_oem) {
+TEST_F(ShapeTest, What_has_no_place_moves_below_the_nearest_oem) {
   const Json view = Of(types::kThermal, R"({"Mode": "Cooling",
       "Temperatures": [{"Trend": [1], "Status": {"State": "Odd", "Health": "OK"}}]})");
   EXPECT_EQ(Rest(view).at("Mode"), "Cooling");
@@ -99,24 +99,24 @@ TEST_F(Shape, What_has_no_place_moves_below_the_nearest_oem) {
   EXPECT_EQ(Rest(temperature.at("Status")).at("State"), "Odd");
 }
 
-TEST_F(Shape, Object_without_oem_gives_its_rest_to_what_it_stands_in) {
+TEST_F(ShapeTest, Object_without_oem_gives_its_rest_to_what_it_stands_in) {
   const Json view = Of(types::kChassis, R"({"Location": {"Placement": {"Row": "7", "Level": 2}}})");
   EXPECT_EQ(view.at("Location").at("Placement"), Json({{"Row", "7"}}));
   EXPECT_EQ(Rest(view.at("Location")).at("Placement"), Json({{"Level", 2}}));
 }
 
-TEST_F(Shape, Array_stays_whole_or_moves_whole) {
+TEST_F(ShapeTest, Array_stays_whole_or_moves_whole) {
   const Json view = Of(types::kThermal, R"({"Fans": [{"Reading": 1}, 2]})");
   EXPECT_FALSE(view.contains("Fans"));
   EXPECT_EQ(Rest(view).at("Fans"), Json::parse(R"([{"Reading": 1}, 2])"));
 }
 
-TEST_F(Shape, Elements_have_addresses_inside_their_resource) {
+TEST_F(ShapeTest, Elements_have_addresses_inside_their_resource) {
   const Json view = Of(types::kThermal, R"({"Fans": [{"MemberId": "x"}, {"MemberId": 7}]})");
   EXPECT_EQ(view.at("Fans").at(0).at("@odata.id"), "/redfish/v1/a#/Fans/0");
 }
 
-TEST_F(Shape, Elements_are_named_by_their_positions) {
+TEST_F(ShapeTest, Elements_are_named_by_their_positions) {
   const Json fans = Of(types::kThermal,
                        R"({"Fans": [{"MemberId": "x"}, {"MemberId": 7}, {"MemberId": "2"}, {}]})")
                         .at("Fans");
@@ -127,7 +127,7 @@ TEST_F(Shape, Elements_are_named_by_their_positions) {
   EXPECT_FALSE(fans.at(3).contains("Oem"));
 }
 
-TEST_F(Shape, Any_item_may_be_linked_to_where_the_type_names_none) {
+TEST_F(ShapeTest, Any_item_may_be_linked_to_where_the_type_names_none) {
   const Json links = Json::array(
       {Reference("/redfish/v1/Chassis/1"), Reference("/redfish/v1/Chassis/1/Thermal#/Fans/0")});
   Json sent = links;
@@ -145,7 +145,7 @@ TEST_F(Shape, Any_item_may_be_linked_to_where_the_type_names_none) {
   EXPECT_EQ(Rest(view).at("RelatedItem"), others);
 }
 
-TEST_F(Shape, Excerpts_alone_say_where_they_are_from) {
+TEST_F(ShapeTest, Excerpts_alone_say_where_they_are_from) {
   const char* const sent = R"({"DeviceName": "d", "DataSourceUri": "/u"})";
   const Json sensor = Of(types::kSensor, sent);
   EXPECT_EQ(Rest(sensor).at("DeviceName"), "d");
@@ -158,7 +158,7 @@ TEST_F(Shape, Excerpts_alone_say_where_they_are_from) {
   EXPECT_EQ(metrics.at("FanSpeedsPercent").at(0), Json::parse(sent));
 }
 
-TEST_F(Shape, Numbers_keep_their_bounds) {
+TEST_F(ShapeTest, Numbers_keep_their_bounds) {
   for (const char* name : {"PowerFactor", "PhaseAngleDegrees"}) {
     const int most = name == std::string("PowerFactor") ? 1 : 90;
     for (const double fits : {-1.0 * most, 0.5, 1.0 * most}) {
@@ -170,13 +170,13 @@ TEST_F(Shape, Numbers_keep_their_bounds) {
   }
 }
 
-TEST_F(Shape, Durations_are_not_negative) {
+TEST_F(ShapeTest, Durations_are_not_negative) {
   EXPECT_EQ(Of(types::kSensor, R"({"SensingInterval": "PT5S"})").at("SensingInterval"), "PT5S");
   EXPECT_EQ(Rest(Of(types::kSensor, R"({"SensingInterval": "-PT5S"})")).at("SensingInterval"),
             "-PT5S");
 }
 
-TEST_F(Shape, Times_get_their_colon_and_impossible_ones_move) {
+TEST_F(ShapeTest, Times_get_their_colon_and_impossible_ones_move) {
   EXPECT_EQ(Of(types::kManager, R"({"DateTime": "2016-05-04T13:02:11-0500"})").at("DateTime"),
             "2016-05-04T13:02:11-05:00");
   for (const std::string time : {"", "now", "2016-05-04", "2016-02-30T00:00:00Z",
@@ -185,21 +185,21 @@ TEST_F(Shape, Times_get_their_colon_and_impossible_ones_move) {
   }
 }
 
-TEST_F(Shape, Whole_numbers_may_be_written_with_a_point) {
+TEST_F(ShapeTest, Whole_numbers_may_be_written_with_a_point) {
   const Json view =
       Of(types::kThermal, R"({"Fans": [{"Reading": 1200.0, "MaxReadingRange": 1.5}]})");
   EXPECT_TRUE(view.at("Fans").at(0).at("Reading").is_number_integer());
   EXPECT_EQ(Rest(view.at("Fans").at(0)).at("MaxReadingRange"), 1.5);
 }
 
-TEST_F(Shape, Annotations_that_were_sent_are_not_shown) {
+TEST_F(ShapeTest, Annotations_that_were_sent_are_not_shown) {
   const Json view = Of(types::kChassis, R"({"A@Site": 1, "@Site": 2, "Name@x": 3,
       "Free": {"B@x": 4, "C": 5}, "Oem": {"Quorvan": {"D@x": {"E": 6}}, "F@x": 7}})");
   EXPECT_EQ(Rest(view).at("Free"), Json({{"C", 5}}));
   EXPECT_EQ(Rest(view).size(), 2u) << "beside its type";
 }
 
-TEST_F(Shape, Link_has_to_lead_to_what_its_place_is_for) {
+TEST_F(ShapeTest, Link_has_to_lead_to_what_its_place_is_for) {
   const Json view = Of(types::kChassis, R"({"Thermal": {"@odata.id": "/redfish/v1/Chassis/1"},
       "Links": {"Contains": [{"@odata.id": "/redfish/v1/Chassis/1"}, {"@odata.id": "/x"}]}})");
   EXPECT_FALSE(view.contains("Thermal"));
@@ -208,7 +208,7 @@ TEST_F(Shape, Link_has_to_lead_to_what_its_place_is_for) {
   EXPECT_EQ(Rest(view.at("Links")).at("Contains"), Json::array({"/x"}));
 }
 
-TEST_F(Shape, Nothing_under_oem_leads_nowhere) {
+TEST_F(ShapeTest, Nothing_under_oem_leads_nowhere) {
   const Json rest = Rest(Of(types::kDocument, R"({"A": {"@odata.id": "/x"},
       "B": {"@odata.id": "/x", "@odata.type": "#X.X", "c": 1},
       "C": {"@odata.id": "/redfish/v1/Chassis/1/Thermal#/Fans/0"}})"));
@@ -217,7 +217,7 @@ TEST_F(Shape, Nothing_under_oem_leads_nowhere) {
   EXPECT_EQ(rest.at("C"), Reference("/redfish/v1/Chassis/1/Thermal#/Fans/0"));
 }
 
-TEST_F(Shape, What_stands_under_oem_already_stays) {
+TEST_F(ShapeTest, What_stands_under_oem_already_stays) {
   const Json rest = Rest(Of(types::kDocument, R"({"Mode": 1, "Oem": {"Acme": {"x": 1}, "Quorvan":
       {"Mode": "Cooling", "@odata.type": "#Mine.Mine"}}})"));
   EXPECT_EQ(rest.at("Mode"), "Cooling");
@@ -225,13 +225,13 @@ TEST_F(Shape, What_stands_under_oem_already_stays) {
   EXPECT_EQ(rest.at("@odata.type"), "#QuorvanOem.v1_0_0.QuorvanOem");
 }
 
-TEST_F(Shape, Names_of_the_services_under_oem_are_not_the_appliances) {
+TEST_F(ShapeTest, Names_of_the_services_under_oem_are_not_the_appliances) {
   const Json view =
       Of(types::kDocument, R"({"Heartbeat": 1, "Oem": {"Quorvan": {"History": "x", "Own": 2}}})");
   EXPECT_EQ(Rest(view), Json({{"@odata.type", "#QuorvanOem.v1_0_0.QuorvanOem"}, {"Own", 2}}));
 }
 
-TEST(Types, Table_holds_together) {
+TEST(TypesTest, Table_holds_together) {
   for (const Type* type : AllTypes()) {
     for (const Property& property : type->properties) {
       SCOPED_TRACE(std::string(type->name) + " " + property.name);
@@ -253,7 +253,7 @@ TEST(Types, Table_holds_together) {
   EXPECT_THROW(TypeNamed("Chassis"), std::out_of_range);
 }
 
-TEST(PayloadCheck, Finds_what_is_wrong) {
+TEST(PayloadCheckTest, Finds_what_is_wrong) {
   const Json good = {{"@odata.id", "/redfish/v1/a"},
                      {"@odata.type", "#Thermal.v1_7_3.Thermal"},
                      {"Id", "a"},

@@ -45,7 +45,7 @@ const std::vector<Meant> kMeant = {
     {"ORDER BY registered", "manager", "the order of an index, with LIMIT"},
 };
 
-class Statements : public testing::Test {
+class StatementsTest : public testing::Test {
  protected:
   // The steps of the plan, as SQLite words them.
   std::vector<std::string> Plan(const std::string& sql) {
@@ -65,7 +65,7 @@ class Statements : public testing::Test {
   Database database{folder.File("s.db")};
 };
 
-TEST_F(Statements, None_scans_what_grows_with_the_fleet_unless_it_is_meant_so) {
+TEST_F(StatementsTest, None_scans_what_grows_with_the_fleet_unless_it_is_meant_so) {
   ASSERT_GT(Sql::All().size(), 60u);
   std::set<const Meant*> used;
   for (const Sql* sql : Sql::All()) {
@@ -86,7 +86,7 @@ TEST_F(Statements, None_scans_what_grows_with_the_fleet_unless_it_is_meant_so) {
   for (const Meant& meant : kMeant) EXPECT_EQ(used.count(&meant), 1u) << meant.piece;
 }
 
-TEST_F(Statements, Lists_in_the_order_of_an_index_do_not_sort_all_for_it) {
+TEST_F(StatementsTest, Lists_in_the_order_of_an_index_do_not_sort_all_for_it) {
   for (const Sql* sql : Sql::All()) {
     const std::string& text = sql->Text();
     if (text.rfind("SELECT uuid FROM manager WHERE (", 0) != 0) continue;
@@ -97,7 +97,7 @@ TEST_F(Statements, Lists_in_the_order_of_an_index_do_not_sort_all_for_it) {
   }
 }
 
-TEST_F(Statements, Log_is_read_from_the_event_or_the_time_it_is_asked_from) {
+TEST_F(StatementsTest, Log_is_read_from_the_event_or_the_time_it_is_asked_from) {
   std::vector<std::string> plans;
   for (const Sql* sql : Sql::All()) {
     if (sql->Text().find("kind = 0 AND NOT open") == std::string::npos) continue;
@@ -111,7 +111,7 @@ TEST_F(Statements, Log_is_read_from_the_event_or_the_time_it_is_asked_from) {
                          "(manager=? AND received>? AND received<?)"));
 }
 
-TEST_F(Statements, What_follows_a_place_in_the_fleet_is_a_stretch_of_an_index) {
+TEST_F(StatementsTest, What_follows_a_place_in_the_fleet_is_a_stretch_of_an_index) {
   std::multiset<std::string> plans;
   for (const Sql* sql : Sql::All()) {
     const std::string& text = sql->Text();
@@ -137,12 +137,12 @@ TEST_F(Statements, What_follows_a_place_in_the_fleet_is_a_stretch_of_an_index) {
                  by("registered", "registered>?"), by("registered", "registered<?")));
 }
 
-TEST_F(Statements, None_is_made_that_this_test_does_not_see) {
+TEST_F(StatementsTest, None_is_made_that_this_test_does_not_see) {
   TestStore(folder.File("s.db")).Check();
   EXPECT_THROW(Sql("SELECT 1"), std::logic_error);
 }
 
-TEST_F(Statements, Each_that_is_deleted_through_another_is_found_by_an_index) {
+TEST_F(StatementsTest, Each_that_is_deleted_through_another_is_found_by_an_index) {
   for (const std::string& table :
        Rows(database, "SELECT name FROM sqlite_schema WHERE type = 'table'")) {
     const std::string keys = "pragma_foreign_key_list('" + table + "')";

@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "StoreOnDisk.h"
+#include "StoreTest.h"
 
 namespace cloudservice {
 namespace {
@@ -15,9 +15,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 // A store with manager "u" and its chassis "c" and "d".
-class Fleet : public StoreOnDisk {
+class FleetTest : public StoreTest {
  protected:
-  Fleet() {
+  FleetTest() {
     store->AddManager({"u", "n", "{}", 1000, {}}, "hash");
     store->AddChassis({"c", "u", "{}", 1});
     store->AddChassis({"d", "u", "{}", 1});
@@ -69,7 +69,7 @@ class Fleet : public StoreOnDisk {
   Database database{file};
 };
 
-TEST_F(Fleet, Open_alarms_are_counted_as_they_come_change_and_go) {
+TEST_F(FleetTest, Open_alarms_are_counted_as_they_come_change_and_go) {
   EXPECT_EQ(Alarms(), AlarmCounts{});
   Raise("c", "1", "Fault");
   Raise("c", "2", "CRITICAL");
@@ -88,12 +88,12 @@ TEST_F(Fleet, Open_alarms_are_counted_as_they_come_change_and_go) {
   EXPECT_EQ(Alarms(), AlarmCounts{});
 }
 
-TEST_F(Fleet, Event_that_fails_counts_no_alarm) {
+TEST_F(FleetTest, Event_that_fails_counts_no_alarm) {
   EXPECT_THROW(Raise("none", "m", "Alarm"), DatabaseError);
   EXPECT_EQ(Alarms(), AlarmCounts{});
 }
 
-TEST_F(Fleet, Totals_follow_what_this_and_other_processes_change) {
+TEST_F(FleetTest, Totals_follow_what_this_and_other_processes_change) {
   EXPECT_EQ(store->CountTotals().managers, 1);
   EXPECT_EQ(store->CountTotals().chassis, 2);
   store->DeleteChassis("c");
@@ -110,7 +110,7 @@ TEST_F(Fleet, Totals_follow_what_this_and_other_processes_change) {
   EXPECT_EQ(store->CountTotals().chassis, 0);
 }
 
-TEST_F(Fleet, States_change_at_their_seconds) {
+TEST_F(FleetTest, States_change_at_their_seconds) {
   EXPECT_EQ(store->CountStates(1239), (StateCounts{1, 0, 0}));
   EXPECT_EQ(store->CountStates(1240), (StateCounts{0, 1, 0}));
   EXPECT_EQ(store->CountStates(1359), (StateCounts{0, 1, 0}));
@@ -124,7 +124,7 @@ TEST_F(Fleet, States_change_at_their_seconds) {
   EXPECT_THAT(store->ListDue(2019, 2030), ElementsAre("u"));
 }
 
-TEST_F(Fleet, Is_listed_in_every_order_with_equals_by_their_names) {
+TEST_F(FleetTest, Is_listed_in_every_order_with_equals_by_their_names) {
   store->AddManager({"v", "B", "{}", 1001, {}}, "2");
   store->AddManager({"w", "a", R"({"Name": "M"})", 1000, {}}, "3");
   store->AddManager({"x", "b", "{}", 1000, {}}, "4");
@@ -161,7 +161,7 @@ constexpr std::array<FleetFilter::Sort, 5> kSorts = {
     FleetFilter::Sort::kName, FleetFilter::Sort::kState, FleetFilter::Sort::kAlarms,
     FleetFilter::Sort::kHeartbeat, FleetFilter::Sort::kRegistered};
 
-TEST_F(Fleet, Pages_that_follow_each_other_are_the_whole_list_in_every_order) {
+TEST_F(FleetTest, Pages_that_follow_each_other_are_the_whole_list_in_every_order) {
   // Every column has equals, and so has the name; one has no heartbeat.
   for (int i = 0; i < 24; ++i) {
     const std::string number = std::to_string(i);
@@ -194,7 +194,7 @@ TEST_F(Fleet, Pages_that_follow_each_other_are_the_whole_list_in_every_order) {
   }
 }
 
-TEST_F(Fleet, Page_follows_a_place_whatever_came_or_went_there) {
+TEST_F(FleetTest, Page_follows_a_place_whatever_came_or_went_there) {
   for (const char* uuid : {"p", "q", "r", "s"}) store->AddManager({uuid, uuid, "{}", 1, {}}, uuid);
   FleetFilter filter;
   filter.limit = 2;
@@ -212,7 +212,7 @@ TEST_F(Fleet, Page_follows_a_place_whatever_came_or_went_there) {
   EXPECT_THAT(Listed(filter), ElementsAre("r", "s"));
 }
 
-TEST_F(Fleet, Place_in_a_state_that_the_filter_leaves_out_is_passed) {
+TEST_F(FleetTest, Place_in_a_state_that_the_filter_leaves_out_is_passed) {
   for (const char* uuid : {"a", "z"}) store->AddManager({uuid, uuid, "{}", 1000, {}}, uuid);
   store->AddHeartbeat("a", 1500, 10, "");
   store->AddHeartbeat("z", 1500, 10, "");
@@ -228,7 +228,7 @@ TEST_F(Fleet, Place_in_a_state_that_the_filter_leaves_out_is_passed) {
   EXPECT_THAT(Listed(filter), IsEmpty());
 }
 
-TEST_F(Fleet, Name_that_is_too_long_for_a_list_is_shown_in_part) {
+TEST_F(FleetTest, Name_that_is_too_long_for_a_list_is_shown_in_part) {
   std::string name;
   for (int i = 0; i < 300; ++i) name += "\u00e9";
   store->AddManager({"v", name, "{}", 1000, {}}, "2");
@@ -236,7 +236,7 @@ TEST_F(Fleet, Name_that_is_too_long_for_a_list_is_shown_in_part) {
   EXPECT_EQ(store->FindManager("v")->name, name);
 }
 
-TEST_F(Fleet, Events_are_counted_as_they_come_and_go) {
+TEST_F(FleetTest, Events_are_counted_as_they_come_and_go) {
   EXPECT_EQ(store->CountEvents("u"), 0);
   Raise("c", "1", "Fault");
   store->AddManager({"v", "n", "{}", 1, {}}, "2");
@@ -252,7 +252,7 @@ TEST_F(Fleet, Events_are_counted_as_they_come_and_go) {
 }
 
 // The log of manager "u" with events that were received at these times.
-class EventLog : public Fleet {
+class EventLogTest : public FleetTest {
  protected:
   void Receive(const std::vector<std::int64_t>& times) {
     for (const std::int64_t time : times) {
@@ -274,7 +274,7 @@ class EventLog : public Fleet {
   }
 };
 
-TEST_F(EventLog, Stretch_of_time_begins_at_its_first_second_and_ends_before_its_last) {
+TEST_F(EventLogTest, Stretch_of_time_begins_at_its_first_second_and_ends_before_its_last) {
   Receive({10, 20, 20, 30});
   EXPECT_THAT(Logged(Between({}, {})), ElementsAre(4, 3, 2, 1));
   EXPECT_THAT(Logged(Between(20, {})), ElementsAre(4, 3, 2));
@@ -286,7 +286,7 @@ TEST_F(EventLog, Stretch_of_time_begins_at_its_first_second_and_ends_before_its_
   EXPECT_THAT(Logged(Between(31, {})), IsEmpty());
 }
 
-TEST_F(EventLog, Clock_that_was_set_back_loses_no_event_of_a_stretch_of_time) {
+TEST_F(EventLogTest, Clock_that_was_set_back_loses_no_event_of_a_stretch_of_time) {
   Receive({100, 200, 50, 150, 60});
   EXPECT_THAT(Logged(Between({}, {})), ElementsAre(5, 4, 3, 2, 1)) << "in the order of arrival";
   EXPECT_THAT(Logged(Between(55, 160)), ElementsAre(4, 1, 5)) << "in that of the times";
@@ -300,7 +300,7 @@ TEST_F(EventLog, Clock_that_was_set_back_loses_no_event_of_a_stretch_of_time) {
   EXPECT_THAT(seen, ElementsAre(2, 4, 1, 5, 3));
 }
 
-TEST_F(EventLog, Page_of_a_stretch_of_time_follows_an_event_that_went) {
+TEST_F(EventLogTest, Page_of_a_stretch_of_time_follows_an_event_that_went) {
   Receive({10, 20, 20, 20, 30});
   LogFilter page = Between(5, {});
   page.before = 3;
@@ -311,7 +311,7 @@ TEST_F(EventLog, Page_of_a_stretch_of_time_follows_an_event_that_went) {
   EXPECT_THAT(Logged(page), IsEmpty());
 }
 
-TEST_F(Fleet, Is_filtered_by_state_severity_and_text) {
+TEST_F(FleetTest, Is_filtered_by_state_severity_and_text) {
   store->AddRegistrationKey("Olga@b", "hash", false, 1);
   store->AddManager({"v",
                      "B",
@@ -348,7 +348,7 @@ TEST_F(Fleet, Is_filtered_by_state_severity_and_text) {
   EXPECT_EQ(store->CountAppliances(filter), 0);
 }
 
-TEST_F(Fleet, What_is_old_goes_in_steps) {
+TEST_F(FleetTest, What_is_old_goes_in_steps) {
   for (int i = 0; i < 3; ++i) {
     const std::string member = std::to_string(i);
     store->PutResource({"/r", "u", "c", "{}", 1}, {"/r", "u", "c", 1, {{member, "1"}}});

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "StoreTest.h"
+
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -7,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include "OldSchema.h"
-#include "StoreOnDisk.h"
 #include "service/store/sqlite/Schema.h"
 
 namespace cloudservice {
@@ -17,20 +18,20 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::UnorderedElementsAre;
 
-TEST_F(StoreOnDisk, Schema_carries_its_version_and_is_made_once) {
+TEST_F(StoreTest, Schema_carries_its_version_and_is_made_once) {
   { TestStore store(file); }
   Database database(file);
   EXPECT_EQ(Number(database, "PRAGMA user_version"), NewestSchemaVersion());
   EXPECT_NO_THROW(TestStore{file});
 }
 
-TEST_F(StoreOnDisk, Every_commit_is_on_the_disk) {
+TEST_F(StoreTest, Every_commit_is_on_the_disk) {
   Database database(file);
   EXPECT_EQ(Rows(database, "PRAGMA journal_mode"), std::vector<std::string>{"wal"});
   EXPECT_EQ(Number(database, "PRAGMA synchronous"), 2);
 }
 
-TEST_F(StoreOnDisk, Children_are_one_segment_below_and_of_one_manager) {
+TEST_F(StoreTest, Children_are_one_segment_below_and_of_one_manager) {
   TestStore store(file);
   store->AddManager({"u", "n", "{}", 1, {}}, "t");
   store->AddManager({"v", "n", "{}", 1, {}}, "s");
@@ -46,14 +47,14 @@ TEST_F(StoreOnDisk, Children_are_one_segment_below_and_of_one_manager) {
   EXPECT_FALSE(store->HasResource("u", "/a/S/9"));
 }
 
-TEST_F(StoreOnDisk, Database_of_another_program_is_left_alone) {
+TEST_F(StoreTest, Database_of_another_program_is_left_alone) {
   Database(file).Execute("CREATE TABLE theirs (x)");
   EXPECT_THAT(OpeningFails(file), HasSubstr("s.db is the database of another program"));
   Database database(file);
   EXPECT_EQ(Count(database, "sqlite_schema"), 1);
 }
 
-TEST_F(StoreOnDisk, Database_of_a_newer_version_is_left_alone) {
+TEST_F(StoreTest, Database_of_a_newer_version_is_left_alone) {
   { TestStore store(file); }
   Database(file).Execute("PRAGMA user_version = 999");
   EXPECT_THAT(OpeningFails(file), HasSubstr("s.db was written by a newer cloudservice"));
@@ -73,7 +74,7 @@ constexpr const char* kOldManager =
     "INSERT INTO manager (uuid, name, token_hash, document, registered) "
     "VALUES ('u', 'n', 'hash', '{}', 7)";
 
-TEST_F(StoreOnDisk, Older_version_is_upgraded_and_kept_beside) {
+TEST_F(StoreTest, Older_version_is_upgraded_and_kept_beside) {
   MakeOldDatabase(file, 1);
   Database(file).Execute(kOldManager);
   std::ofstream(file + ".v1") << "from some time before";
@@ -89,7 +90,7 @@ TEST_F(StoreOnDisk, Older_version_is_upgraded_and_kept_beside) {
   EXPECT_EQ(Count(kept, "sqlite_schema WHERE name = 'reading'"), 0);
 }
 
-TEST_F(StoreOnDisk, Nothing_is_upgraded_where_the_old_cannot_be_kept) {
+TEST_F(StoreTest, Nothing_is_upgraded_where_the_old_cannot_be_kept) {
   MakeOldDatabase(file, 1);
   std::filesystem::create_directory(file + ".v1");
   EXPECT_THAT(OpeningFails(file), HasSubstr("cannot write " + file + ".v1: "));
@@ -98,7 +99,7 @@ TEST_F(StoreOnDisk, Nothing_is_upgraded_where_the_old_cannot_be_kept) {
   EXPECT_EQ(Count(database, "sqlite_schema WHERE name = 'reading'"), 0);
 }
 
-TEST_F(StoreOnDisk, Version_without_accounts_keeps_its_tokens_and_gains_what_is_new) {
+TEST_F(StoreTest, Version_without_accounts_keeps_its_tokens_and_gains_what_is_new) {
   MakeOldDatabase(file, 2);
   {
     Database old(file);
@@ -141,7 +142,7 @@ constexpr const char* kOpenings =
     "AND event.message_id = alarm.message_id AND event.received >= alarm.opened), event) "
     "FROM alarm ORDER BY id";
 
-TEST_F(StoreOnDisk, Upgrade_finds_the_event_that_opened_each_alarm_whatever_the_clock_did) {
+TEST_F(StoreTest, Upgrade_finds_the_event_that_opened_each_alarm_whatever_the_clock_did) {
   MakeOldDatabase(file, 2);
   std::vector<std::string> expected;
   {
@@ -169,7 +170,7 @@ TEST_F(StoreOnDisk, Upgrade_finds_the_event_that_opened_each_alarm_whatever_the_
   EXPECT_EQ(Count(database, "temp.sqlite_schema"), 0);
 }
 
-TEST_F(StoreOnDisk, Older_version_keeps_what_the_rules_say_of_its_rows) {
+TEST_F(StoreTest, Older_version_keeps_what_the_rules_say_of_its_rows) {
   MakeOldDatabase(file, 3);
   {
     Database old(file);
@@ -206,7 +207,7 @@ TEST_F(StoreOnDisk, Older_version_keeps_what_the_rules_say_of_its_rows) {
   EXPECT_EQ(store->FindAppliance("u")->alarms, (AlarmCounts{1, 0, 0}));
 }
 
-TEST_F(StoreOnDisk, Version_without_columns_for_lists_gains_them) {
+TEST_F(StoreTest, Version_without_columns_for_lists_gains_them) {
   MakeOldDatabase(file, 3);
   {
     Database old(file);
@@ -254,22 +255,22 @@ TEST_F(StoreOnDisk, Version_without_columns_for_lists_gains_them) {
   EXPECT_EQ(store->ListDocuments("w").size(), 1u);
 }
 
-TEST_F(StoreOnDisk, Newest_version_needs_no_copy) {
+TEST_F(StoreTest, Newest_version_needs_no_copy) {
   EXPECT_EQ(TestStore(file).UpgradeBackup(), "");
   EXPECT_EQ(TestStore(file).UpgradeBackup(), "");
 }
 
-TEST_F(StoreOnDisk, File_that_is_no_database_is_named) {
+TEST_F(StoreTest, File_that_is_no_database_is_named) {
   std::ofstream(file) << "This is a text of some length that is certainly no database.";
   EXPECT_THAT(OpeningFails(file), HasSubstr("cannot open " + file + ": file is not a database"));
 }
 
-TEST_F(StoreOnDisk, Folder_that_is_not_there_is_named) {
+TEST_F(StoreTest, Folder_that_is_not_there_is_named) {
   const std::string name = folder.File("none/s.db");
   EXPECT_THAT(OpeningFails(name), HasSubstr("cannot open " + name + ": unable to open"));
 }
 
-TEST_F(StoreOnDisk, Deleting_a_manager_leaves_no_row_behind) {
+TEST_F(StoreTest, Deleting_a_manager_leaves_no_row_behind) {
   TestStore store(file);
   store->AddManager({"u", "n", "{}", 1, {}}, "hash");
   store->AddChassis({"c", "u", "{}", 1});
@@ -284,7 +285,7 @@ TEST_F(StoreOnDisk, Deleting_a_manager_leaves_no_row_behind) {
   }
 }
 
-TEST_F(StoreOnDisk, Event_that_fails_half_way_leaves_nothing) {
+TEST_F(StoreTest, Event_that_fails_half_way_leaves_nothing) {
   TestStore store(file);
   store->AddManager({"u", "n", "{}", 1, {}}, "hash");
   // No such chassis: the event fits, its alarm does not.
@@ -294,7 +295,7 @@ TEST_F(StoreOnDisk, Event_that_fails_half_way_leaves_nothing) {
             AlarmOutcome::kNone);
 }
 
-TEST_F(StoreOnDisk, Event_numbers_are_never_given_twice) {
+TEST_F(StoreTest, Event_numbers_are_never_given_twice) {
   TestStore store(file);
   store->AddManager({"u", "n", "{}", 1, {}}, "hash");
   const auto first = store->AddEvent({0, "u", "", "m", "OK", "{}", 1}, "").id;
@@ -302,7 +303,7 @@ TEST_F(StoreOnDisk, Event_numbers_are_never_given_twice) {
   EXPECT_GT(store->AddEvent({0, "u", "", "m", "OK", "{}", 1}, "").id, first);
 }
 
-TEST_F(StoreOnDisk, Texts_with_nul_and_quotes_come_back_whole) {
+TEST_F(StoreTest, Texts_with_nul_and_quotes_come_back_whole) {
   using namespace std::string_literals;
   TestStore store(file);
   const std::string name = "a'\"b\0c"s;
@@ -311,7 +312,7 @@ TEST_F(StoreOnDisk, Texts_with_nul_and_quotes_come_back_whole) {
   EXPECT_FALSE(store->FindManagerByToken("hash' OR '1'='1"));
 }
 
-TEST_F(StoreOnDisk, Transaction_without_commit_did_not_happen) {
+TEST_F(StoreTest, Transaction_without_commit_did_not_happen) {
   TestStore store(file);
   Database database(file);
   {
@@ -322,7 +323,7 @@ TEST_F(StoreOnDisk, Transaction_without_commit_did_not_happen) {
   EXPECT_FALSE(store->FindManager("u"));
 }
 
-TEST_F(StoreOnDisk, Change_that_cannot_begin_has_failed) {
+TEST_F(StoreTest, Change_that_cannot_begin_has_failed) {
   TestStore store(file);
   Database database(file);
   Database waiting(file);

@@ -12,9 +12,9 @@
 namespace cloudservice {
 namespace {
 
-class LogLines : public testing::Test {
+class LogTest : public testing::Test {
  protected:
-  LogLines() {
+  LogTest() {
     setenv("TZ", "CET-1", 1);
     tzset();
   }
@@ -23,17 +23,17 @@ class LogLines : public testing::Test {
           [] { return time_t{1772716029}; }};
 };
 
-TEST_F(LogLines, Line_begins_with_the_local_time) {
+TEST_F(LogTest, Line_begins_with_the_local_time) {
   log.Line("started");
   EXPECT_EQ(lines.at(0), "2026-03-05T14:07:09+0100 started");
 }
 
-TEST_F(LogLines, Control_bytes_are_written_out) {
+TEST_F(LogTest, Control_bytes_are_written_out) {
   log.Line("a\nb\rc\td\x7f\\\xc3\xbc");
   EXPECT_EQ(lines.at(0), "2026-03-05T14:07:09+0100 a\\nb\\rc\\x09d\\x7f\\\xc3\xbc");
 }
 
-TEST_F(LogLines, Bytes_that_are_no_utf8_are_written_out) {
+TEST_F(LogTest, Bytes_that_are_no_utf8_are_written_out) {
   const std::string kept =
       "\xc2\xa0 \xe0\xa0\x80 \xed\x9f\xbf \xef\xbf\xbf \xf0\x90\x80\x80 \xf4\x8f\xbf\xbf";
   EXPECT_EQ(Printable(kept), kept);
@@ -91,7 +91,7 @@ class Reader {
   int m_end = -1;
 };
 
-TEST_F(LogLines, Lines_that_nobody_reads_stop_nothing) {
+TEST_F(LogTest, Lines_that_nobody_reads_stop_nothing) {
   StandardError out([] { return time_t{1772716029}; });
   const Reader reader;
   out.Write("first");
@@ -109,7 +109,7 @@ TEST_F(LogLines, Lines_that_nobody_reads_stop_nothing) {
   EXPECT_EQ(reader.Take(), "last\n");
 }
 
-TEST_F(LogLines, Long_line_ends_between_two_characters) {
+TEST_F(LogTest, Long_line_ends_between_two_characters) {
   std::string text;
   for (int i = 0; i < 1000; ++i) text += "\xc3\xbc";
   log.Line(text);
@@ -118,7 +118,7 @@ TEST_F(LogLines, Long_line_ends_between_two_characters) {
   EXPECT_EQ(line.substr(line.size() - 5), "\xc3\xbc...");
 }
 
-TEST_F(LogLines, Times_for_redfish_and_http) {
+TEST_F(LogTest, Times_for_redfish_and_http) {
   EXPECT_EQ(RedfishTime(1772716029), "2026-03-05T14:07:09+01:00");
   EXPECT_EQ(HttpDate(1772716029), "Thu, 05 Mar 2026 13:07:09 GMT");
 }

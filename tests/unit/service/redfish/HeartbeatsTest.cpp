@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ServiceFixture.h"
+#include "ServiceTest.h"
 
 namespace cloudservice {
 namespace {
 
 using testing::EndsWith;
 
-class Heartbeats : public ServiceTest {
+class HeartbeatsTest : public ServiceTest {
  protected:
   Response Beat(const std::string& interval = "90") {
     return Ask(
@@ -19,7 +19,7 @@ class Heartbeats : public ServiceTest {
   const std::string token = Token("u-1");
 };
 
-TEST_F(Heartbeats, Before_the_first_the_registration_stands_for_one_of_120_seconds) {
+TEST_F(HeartbeatsTest, Before_the_first_the_registration_stands_for_one_of_120_seconds) {
   now += 3 * 120 - 1;
   EXPECT_EQ(
       Shown(),
@@ -32,7 +32,7 @@ TEST_F(Heartbeats, Before_the_first_the_registration_stands_for_one_of_120_secon
   EXPECT_EQ(Manager().at("Status").at("State"), "UnavailableOffline");
 }
 
-TEST_F(Heartbeats, Count_time_and_interval_are_kept) {
+TEST_F(HeartbeatsTest, Count_time_and_interval_are_kept) {
   EXPECT_EQ(Beat().status, 200u);
   now += 95;
   EXPECT_EQ(Beat("60").status, 200u);
@@ -43,7 +43,7 @@ TEST_F(Heartbeats, Count_time_and_interval_are_kept) {
           {{"Count", 2}, {"Last", RedfishTime(now)}, {"IntervalSeconds", 60}, {"Overdue", false}}));
 }
 
-TEST_F(Heartbeats, Overdue_by_twice_the_interval_is_offline_until_the_next) {
+TEST_F(HeartbeatsTest, Overdue_by_twice_the_interval_is_offline_until_the_next) {
   Beat();
   now += 90 + 2 * 90 - 1;
   EXPECT_EQ(Shown().at("Overdue"), false);
@@ -55,7 +55,7 @@ TEST_F(Heartbeats, Overdue_by_twice_the_interval_is_offline_until_the_next) {
   EXPECT_EQ(Shown().at("Overdue"), false);
 }
 
-TEST_F(Heartbeats, Status_that_the_appliance_sends_is_shown_while_it_is_alive) {
+TEST_F(HeartbeatsTest, Status_that_the_appliance_sends_is_shown_while_it_is_alive) {
   Beat();
   Ask("PATCH", "/redfish/v1/Managers/u-1", token,
       R"({"Status": {"State": "Updating", "Health": "OK"}})");
@@ -64,13 +64,13 @@ TEST_F(Heartbeats, Status_that_the_appliance_sends_is_shown_while_it_is_alive) {
   EXPECT_EQ(Manager().at("Status"), Json({{"State", "UnavailableOffline"}, {"Health", "OK"}}));
 }
 
-TEST_F(Heartbeats, Clock_that_went_backwards_makes_nothing_overdue) {
+TEST_F(HeartbeatsTest, Clock_that_went_backwards_makes_nothing_overdue) {
   Beat();
   now -= 100000;
   EXPECT_EQ(Shown().at("Overdue"), false);
 }
 
-TEST_F(Heartbeats, Clock_that_was_set_back_keeps_nobody_alive_for_as_long) {
+TEST_F(HeartbeatsTest, Clock_that_was_set_back_keeps_nobody_alive_for_as_long) {
   Beat();
   now -= 100000;
   cleanUp->Step();
@@ -84,7 +84,7 @@ TEST_F(Heartbeats, Clock_that_was_set_back_keeps_nobody_alive_for_as_long) {
   EXPECT_EQ(lines.size(), said);
 }
 
-TEST_F(Heartbeats, What_is_no_interval_is_refused_and_not_counted) {
+TEST_F(HeartbeatsTest, What_is_no_interval_is_refused_and_not_counted) {
   for (const char* interval :
        {"0", "-1", "\"90\"", "null", "1.5", "99999999999", "[]", "18446744073709551615"}) {
     EXPECT_EQ(Beat(interval).status, 400u) << interval;
@@ -96,7 +96,7 @@ TEST_F(Heartbeats, What_is_no_interval_is_refused_and_not_counted) {
   EXPECT_EQ(Shown().at("Count"), 0);
 }
 
-TEST_F(Heartbeats, Unknown_or_unnamed_appliance_is_not_counted) {
+TEST_F(HeartbeatsTest, Unknown_or_unnamed_appliance_is_not_counted) {
   EXPECT_EQ(Ask("POST", "/hb/u-2", token, R"({"HeartbeatInterval": 90})").status, 404u);
   EXPECT_EQ(Ask("POST", "/hb/", token, R"({"HeartbeatInterval": 90})").status, 404u);
   EXPECT_EQ(Ask("POST", "/hb/u-1", "", R"({"HeartbeatInterval": 90})").status, 401u);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef TESTS_UNIT_SERVICE_SERVICEFIXTURE_H_
-#define TESTS_UNIT_SERVICE_SERVICEFIXTURE_H_
+#ifndef TESTS_UNIT_SERVICE_SERVICETEST_H_
+#define TESTS_UNIT_SERVICE_SERVICETEST_H_
 
 #include <memory>
 #include <string>
@@ -102,4 +102,4 @@ class ServiceTest : public testing::Test {
 
 }  // namespace cloudservice
 
-#endif  // TESTS_UNIT_SERVICE_SERVICEFIXTURE_H_
+#endif  // TESTS_UNIT_SERVICE_SERVICETEST_H_

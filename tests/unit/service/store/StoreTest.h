@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef TESTS_UNIT_SERVICE_STOREONDISK_H_
-#define TESTS_UNIT_SERVICE_STOREONDISK_H_
+#ifndef TESTS_UNIT_SERVICE_STORETEST_H_
+#define TESTS_UNIT_SERVICE_STORETEST_H_
 
 #include <cstdint>
 #include <string>
@@ -15,7 +15,7 @@
 namespace cloudservice {
 
 // A folder with room for a database.
-class StoreOnDisk : public testing::Test {
+class StoreTest : public testing::Test {
  protected:
   std::string OpeningFails(const std::string& name) {
     try {
@@ -36,4 +36,4 @@ class StoreOnDisk : public testing::Test {
 
 }  // namespace cloudservice
 
-#endif  // TESTS_UNIT_SERVICE_STOREONDISK_H_
+#endif  // TESTS_UNIT_SERVICE_STORETEST_H_

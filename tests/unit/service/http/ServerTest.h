@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef TESTS_UNIT_SERVICE_SERVERFIXTURE_H_
-#define TESTS_UNIT_SERVICE_SERVERFIXTURE_H_
+#ifndef TESTS_UNIT_SERVICE_SERVERTEST_H_
+#define TESTS_UNIT_SERVICE_SERVERTEST_H_
 
 #include <atomic>
 #include <chrono>
@@ -171,4 +171,4 @@ class ServerTest : public testing::Test {
 
 }  // namespace cloudservice
 
-#endif  // TESTS_UNIT_SERVICE_SERVERFIXTURE_H_
+#endif  // TESTS_UNIT_SERVICE_SERVERTEST_H_

@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef TESTS_UNIT_SERVICE_REDFISHFIXTURE_H_
-#define TESTS_UNIT_SERVICE_REDFISHFIXTURE_H_
+#ifndef TESTS_UNIT_SERVICE_REDFISHTEST_H_
+#define TESTS_UNIT_SERVICE_REDFISHTEST_H_
 
 #include <map>
 #include <string>
 #include <vector>
 
-#include "ServiceFixture.h"
+#include "ServiceTest.h"
 
 namespace cloudservice {
 
 // An appliance with something of every kind, as good and as bad as it may send it.
-class Redfish : public ServiceTest {
+class RedfishTest : public ServiceTest {
  protected:
-  Redfish() {
+  RedfishTest() {
     for (const char* path :
          {"Thermal", "EnvironmentMetrics", "Sensors/a", "Sensors/b%20c", "Room/1", "Sensors"}) {
       EXPECT_EQ(Ask("PATCH", chassis + "/" + path, token, kDocument).status, 204u) << path;
@@ -59,4 +59,4 @@ class Redfish : public ServiceTest {
 
 }  // namespace cloudservice
 
-#endif  // TESTS_UNIT_SERVICE_REDFISHFIXTURE_H_
+#endif  // TESTS_UNIT_SERVICE_REDFISHTEST_H_
