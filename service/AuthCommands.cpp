@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// account and operator: the commands about who may come in.
+// The commands account and operator: who may register appliances, and who may look at them.
 #include "service/AuthCommands.h"
 
 #include <fstream>

@@ -10,14 +10,15 @@
 
 namespace cloudservice {
 
-// Carries out `account` or `operator` on the database, whether a service uses it or not. What the
-// command makes or lists goes to `out`; secrets that are not to be made up are read from `in`, a
-// line. Throws std::runtime_error that says what is wrong; nothing is changed then.
+// Carries out the command `account` or `operator` on the database, which a service may be using.
+// Writes what the command makes or lists to `out`. Reads a secret that the caller chooses from
+// `in`, as one line. Throws std::runtime_error that says what is wrong, and has changed nothing
+// then.
 void RunOwnersCommand(const Options& options, const Clock& clock, std::istream& in,
                       std::ostream& out);
 
-// The first line of the file, of `in` where its name is "-". Throws std::runtime_error when there
-// is none, or nothing in it.
+// The first line of the file, or of `in` where `file` is "-". Throws std::runtime_error when there
+// is no such line or it is empty.
 std::string ReadSecret(const std::string& file, std::istream& in);
 
 }  // namespace cloudservice

@@ -29,7 +29,7 @@ bool ParsePort(const std::string& text, std::uint16_t& port) {
   return true;
 }
 
-// The one message about options that don't go together; empty when they do.
+// The message about options that contradict each other; empty when none do.
 std::string Conflict(const Options& options) {
   if (options.database.empty()) return "--db takes the name of a file";
   if (options.command == Command::kBackup && options.backup.empty()) {
@@ -70,7 +70,7 @@ void DescribeCreate(CLI::App& command, Options& options) {
   command.add_flag("--create", options.create, "Makes the database where it is missing");
 }
 
-// A command of `group`; runs on the database of a running service too.
+// Adds a command to `group`. It also runs on the database of a running service.
 CLI::App* Sub(CLI::App& group, Options& options, Command command, const char* name,
               const char* text, const char* subject) {
   CLI::App* sub = group.add_subcommand(name, text);

@@ -20,36 +20,37 @@ enum class Command {
   kRemoveOperator,
 };
 
-// What the command line says.
+// The values of the command line's options, and the command that it names.
 struct Options {
   Command command = Command::kServe;
-  std::string subject;                // of an account or operator command: e-mail address or name
-  bool secretFromInput = false;       // account add, operator add
-  bool replace = false;               // account add: in place of the keys that it has
-  bool withAppliances = false;        // account remove
-  bool withToken = false;             // operator add
-  bool create = false;                // account add, operator add: the database where it is missing
+  std::string subject;                // the account's e-mail address or the operator's name
+  bool secretFromInput = false;       // account add, operator add: read the secret from the input
+  bool replace = false;               // account add: the new key replaces the account's others
+  bool withAppliances = false;        // account remove: remove the account's appliances too
+  bool withToken = false;             // operator add: a token instead of a password
+  bool create = false;                // account add, operator add: make a missing database
   std::string address = "127.0.0.1";  // an IPv4 or IPv6 address, without brackets
-  std::uint16_t port = 8443;          // 0: any free one
+  std::uint16_t port = 8443;          // 0: any free port
   std::string database = "cloudservice.db";
-  std::string email;                // with the key: an account to be there; both or neither
-  std::string registrationKey;      // as above
+  std::string email;                // with the key: the account that gets it; both or neither
+  std::string registrationKey;      // that account's key
   std::string registrationKeyFile;  // in its place: a file, or "-", whose first line is the key
-  std::string backup;               // kBackup: the file
+  std::string backup;               // kBackup: the file that becomes the copy
   bool plainHttp = false;
   std::string certificate;  // PEM files; both or neither
   std::string key;
   std::size_t maxBody = 1024 * 1024;  // bytes
   int ioTimeout = 60;                 // seconds
-  int retention = 7;                  // days of the histories of values
-  int eventRetention = 365;           // days of events
+  int retention = 7;                  // days for which readings are kept
+  int eventRetention = 365;           // days for which events are kept
 };
 
-// The options of the command line. Without a value: the process is to end with `status`, and what
-// had to be said (help, version, one message about a wrong argument) has been printed.
+// Reads the command line. Returns none when the process is to end with `status`; the help, the
+// version or one message about a wrong argument has been printed by then.
 std::optional<Options> ParseOptions(int argc, const char* const* argv, int& status);
 
-// Splits "ADDR:PORT" or "[ADDR]:PORT" into `address` and `port`; false when it is neither.
+// Splits "ADDR:PORT" or "[ADDR]:PORT" into `address` and `port`; false when `text` has neither
+// form.
 bool ParseListen(const std::string& text, std::string& address, std::uint16_t& port);
 
 }  // namespace cloudservice

@@ -60,7 +60,8 @@ std::optional<boost::asio::ssl::context> TlsOf(const Options& options, const Log
   return ServerContext(files);
 }
 
-// As many connections as the system lets this process have.
+// Raises the limit of open files to the highest that the system allows this process: each
+// connection takes one.
 void RaiseDescriptorLimit() {
   struct rlimit limit = {};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
@@ -68,7 +69,7 @@ void RaiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-// The first signal stops the server, the second the process.
+// The first signal stops the server, the second ends the process.
 void WaitForSignal(boost::asio::signal_set& signals, Server& server,
                    boost::asio::steady_timer& cleaning, Ticker& ticker, const Log& log) {
   signals.async_wait([&](const boost::system::error_code& error, int) {
@@ -88,7 +89,8 @@ Retention RetentionOf(const Options& options) {
   return {options.retention * kDay, options.eventRetention * kDay};
 }
 
-// Now and every hour from now on, in steps with requests between them.
+// Cleans up now and every hour from now on, in short steps, so that requests are served between
+// them.
 void CleanUpEveryHour(boost::asio::steady_timer& timer, CleanUp& cleanUp) {
   const bool more = cleanUp.Step();
   timer.expires_after(more ? std::chrono::hours(0) : std::chrono::hours(1));
@@ -159,13 +161,13 @@ int Run(const Options& options, const Log& log) {
   return EXIT_SUCCESS;
 }
 
-// The program, called with what main() was called with; its exit status.
+// Runs the program with the arguments of main(); returns its exit status.
 int Main(int argc, char** argv) {
   int status = EXIT_SUCCESS;
   const std::optional<Options> options = ParseOptions(argc, argv, status);
   if (!options) return status;
   signal(SIGPIPE, SIG_IGN);
-  // What is kept is nobody else's business.
+  // Other users must not read the files that this process makes.
   umask(077);
   RaiseDescriptorLimit();
   try {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A request of an operator's on its way: its operation, its sender, its answer.
+// A request from an operator: finding its operation, checking its sender, answering it.
 #include "service/api/Api.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* kBase = "/api/v1/";
 
-// Thrown for a sender who has to wait.
+// Thrown when a sender has to wait before its next password is checked.
 class TooMany : public ApiError {
  public:
   explicit TooMany(std::int64_t wait)
@@ -24,7 +24,7 @@ class TooMany : public ApiError {
   std::int64_t m_wait;
 };
 
-// The value of the cookie `session`.
+// The value of the cookie `session` in a Cookie header.
 std::string SessionCookie(const std::string& header) {
   static const std::string kName = "session=";
   std::size_t at = 0;
@@ -39,8 +39,8 @@ std::string SessionCookie(const std::string& header) {
   return "";
 }
 
-// Whether a page of a browser asks, which has a form of its own for signing in: an offer of Basic
-// would make the browser ask with one of its own.
+// Whether the request comes from a page in a browser. Such a page shows its own form for signing
+// in; an offer of Basic would make the browser show another one.
 bool IsPage(const Request& request) {
   return !request.Header("X-Requested-With").empty() || !request.Header("Sec-Fetch-Mode").empty() ||
          request.Header("Accept").find("text/event-stream") != std::string::npos;
@@ -167,7 +167,8 @@ Response OperatorApi::GetStream(const Call& call) {
   Response response;
   response.type = "text/event-stream";
   if (call.request.method == "HEAD") return response;
-  // A session that came beside another credentials has nothing to do with the stream.
+  // With an authorization, the session of the same request was not used, and its end does not end
+  // the stream.
   const std::string session =
       call.credentials.authorization.empty() ? call.credentials.session : "";
   response.stream = m_feed.Open(*call.who.person, session, call.request.Header("Last-Event-ID"));

@@ -19,22 +19,23 @@
 
 namespace cloudservice {
 
-// What operators may ask, as openapi.json describes it: requests in, answers out, no sockets. One
-// thread. What is given to it outlives it.
+// The operators' interface, as openapi.json describes it: it gets requests and returns answers,
+// without sockets. One thread. The store, the operators, the feed and the log outlive it.
 class OperatorApi {
  public:
-  // `secure`: cookies are for TLS alone.
+  // `secure`: browsers send the cookie over TLS only.
   OperatorApi(Store& store, Operators& operators, Feed& feed, const Log& log, Clock clock,
               bool secure);
 
-  // Whether a request with this target is for this service.
+  // Whether this interface serves requests with this target.
   static bool Serves(const Target& target);
 
-  // Answers a request; whatever goes wrong becomes an error answer and a line in the log.
+  // Answers a request. An exception becomes an error answer and a line in the log. Blocks for a
+  // slow hash where a password is checked.
   Response Handle(const Request& request);
 
  private:
-  // A request on its way to its operation.
+  // A request with what has been found out about it.
   struct Call {
     const Request& request;
     std::string uuid;  // the path's segment that names an appliance
@@ -47,7 +48,7 @@ class OperatorApi {
 
   struct Endpoint {
     Access access = Access::kOperator;
-    std::vector<std::string> parameters;  // of the query
+    std::vector<std::string> parameters;  // names that the query may have
     Response (OperatorApi::*operation)(const Call& call) = nullptr;
   };
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Fewer samples for a chart.
+// Reducing the samples of a chart.
 #include "service/api/Downsampling.h"
 
 namespace cloudservice {
@@ -13,7 +13,7 @@ void Downsampling::Add(const Sample& sample) {
     if (!high || sample.value > high->value) high = sample;
   };
   take(m_lowest, m_highest);
-  // In floating point, where the product has no limit.
+  // Computed in floating point, since the product may exceed an integer.
   const double at = static_cast<double>(sample.time - m_since) / static_cast<double>(m_length);
   const auto part = static_cast<std::size_t>(at * static_cast<double>(m_parts.size()));
   take(m_parts.at(part).low, m_parts.at(part).high);

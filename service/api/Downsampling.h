@@ -14,19 +14,20 @@ struct Sample {
   double value = 0;
 };
 
-// Takes the samples of a stretch of time in order, and keeps few of them: all where they are few
-// enough, else the lowest and the highest of each part of the stretch. The lowest and the highest
-// of all are thus always among them.
+// Reduces the samples of a span of time, which are added in the order of time. Keeps all of them
+// when they are few enough, else the lowest and the highest of each part of the span. The lowest
+// and the highest of all samples are therefore always kept.
 class Downsampling {
  public:
-  // Keeps at most `most`, which is 2 or more, of samples from `since` to before `until`.
+  // Keeps at most `most` samples, which is 2 or more. The span reaches from the time `since`, in
+  // seconds, to before `until`.
   Downsampling(std::int64_t since, std::int64_t until, std::size_t most);
 
   void Add(const Sample& sample);
 
-  // In the order of time.
+  // The kept samples in the order of time.
   std::vector<Sample> Samples() const;
-  // The first of the lowest; none when there is no sample.
+  // The lowest and the highest sample, the first one of equals; none when there is no sample.
   const std::optional<Sample>& Lowest() const { return m_lowest; }
   const std::optional<Sample>& Highest() const { return m_highest; }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Refusals of the operators' interface.
+// Errors of the operators' interface.
 #include "service/api/Error.h"
 
 #include "service/api/Views.h"

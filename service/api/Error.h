@@ -9,8 +9,8 @@
 
 namespace cloudservice {
 
-// Thrown by whatever finds that a request of an operator's cannot be served. The text says what and
-// where; it goes to the sender and into the log, so it never holds a secret.
+// The exception for an operator's request that cannot be served. Its text says what is wrong and
+// where. The text goes to the sender and into the log, and therefore never holds a secret.
 class ApiError : public std::runtime_error {
  public:
   ApiError(unsigned status, const std::string& text) : std::runtime_error(text), m_status(status) {}
@@ -20,10 +20,10 @@ class ApiError : public std::runtime_error {
   unsigned m_status;
 };
 
-// 404 for an appliance, or something of it, that is not there.
+// An error with status 404: there is no `what`.
 ApiError Unknown(const std::string& what);
 
-// {"error": {"code": ..., "message": ...}}
+// The answer to a refused request: {"error": {"code": ..., "message": ...}}
 Response ApiErrorResponse(unsigned status, const std::string& text);
 
 }  // namespace cloudservice

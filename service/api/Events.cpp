@@ -11,7 +11,7 @@ namespace cloudservice {
 
 namespace {
 
-// Events that one request looks through for a text, so that nobody waits long for it.
+// How many events one request searches for a text, so that it does not delay others for long.
 constexpr std::int64_t kMaxLookedAt = 5000;
 constexpr std::int64_t kBatch = 100;
 constexpr std::int64_t kMaxId = 999999999999999999;

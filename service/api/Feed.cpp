@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The live stream of what changes.
+// The live stream of changes.
 #include "service/api/Feed.h"
 
 #include <algorithm>
@@ -43,7 +43,7 @@ std::shared_ptr<Stream> Feed::Open(std::int64_t person, const std::string& sessi
   if (missed) {
     for (std::size_t i = m_past.size() - *missed; i < m_past.size(); ++i) stream->Write(m_past[i]);
   } else {
-    // Where to go on from, should the connection break before the first event.
+    // The identifier lets the reader catch up even if the connection breaks before the first event.
     stream->Write("id: " + Identifier(m_number) +
                   (last.empty() ? "\n\n" : "\nevent: reset\ndata: {}\n\n"));
   }
@@ -135,7 +135,7 @@ void Feed::TellAppliance(const std::string& uuid) {
 
 void Feed::TellDue() {
   const std::int64_t now = m_clock();
-  // A clock that was set back makes states young again.
+  // After the clock was set back, the states between the two times have changed back.
   const std::int64_t from = std::min(m_looked, now);
   const std::int64_t to = std::max(m_looked, now);
   m_looked = now;
@@ -184,7 +184,7 @@ std::optional<std::size_t> Feed::MissedSince(const std::string& last) const {
 }
 
 void Feed::Forget() {
-  // The number is one that nobody has read up to.
+  // No reader has this number as its last one.
   ++m_number;
   m_past.clear();
   m_pastBytes = 0;

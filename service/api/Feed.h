@@ -21,39 +21,41 @@
 
 namespace cloudservice {
 
-// Tells operators what changes, as server-sent events. One thread. What is given to it outlives it.
+// The live stream: tells operators about changes, as server-sent events. One thread. The store, the
+// operators and the log outlive it.
 class Feed {
  public:
-  // Streams at once.
+  // How many streams may be open at once.
   static constexpr std::size_t kMaxStreams = 100;
-  // What a reader may leave unread, beside what it catches up with, before it is cut off.
+  // Bytes that may wait for a reader, besides those that it catches up with, before its stream
+  // ends.
   static constexpr std::size_t kMaxUnread = 256 * 1024;
-  // Events that a reader who was away can catch up with.
+  // Events, and their bytes, that are kept for readers that come back.
   static constexpr std::size_t kRemembered = 1000;
   static constexpr std::size_t kRememberedBytes = 1024 * 1024;
-  // How often Tick() is to be called while anybody reads, and the readers get a comment.
+  // Seconds between calls of Tick() while a stream is open, and between comments on the streams.
   static constexpr std::int64_t kTickSeconds = 5;
   static constexpr std::int64_t kCommentSeconds = 15;
 
   Feed(Store& store, Operators& operators, const Log& log, Clock clock);
-  // Listens to the store from its making on.
+  // Stops listening to the store; the constructor began that.
   ~Feed();
   Feed(const Feed&) = delete;
   Feed& operator=(const Feed&) = delete;
 
-  // A stream for an operator, who was let in with a session or, where that is empty, by other
-  // means; `last` is the identifier of the last event that was read, or empty. Null when there are
-  // too many.
+  // Opens a stream for the operator `person`. `session` is the session that the operator uses,
+  // empty for other credentials. `last` is the identifier of the last event that the reader has
+  // read, or empty. Null when kMaxStreams are open.
   std::shared_ptr<Stream> Open(std::int64_t person, const std::string& session,
                                const std::string& last);
-  // Ends the streams that were opened with this session.
+  // Ends the streams of this session.
   void End(const std::string& session);
 
-  // Called with each stream that is opened.
+  // `opened` is called after each opening of a stream.
   void OnOpened(std::function<void()> opened) { m_opened = std::move(opened); }
 
-  // Tells of appliances that have become late or offline, of what another process has changed, and
-  // ends the streams of operators who are no more.
+  // Tells about appliances that have become late or offline and about changes by other processes.
+  // Ends streams whose operator or session does not exist any more.
   void Tick();
 
   std::size_t Streams();
@@ -65,24 +67,25 @@ class Feed {
     std::string session;
   };
 
-  // Tells the change, or notes it while nobody reads.
+  // Tells the change, or notes it while no stream is open.
   void OnChange(const Change& change);
-  // Whatever goes wrong makes the readers load afresh.
+  // Tells the change. When that fails, tells the readers to load everything again.
   void TellOrReset(const Change& change);
   void TellChange(const Change& change);
   void TellAppliance(const std::string& uuid);
-  // Of heartbeats that came due since the last time.
+  // Tells about heartbeats that came due since the last call.
   void TellDue();
-  // Of what another process has changed, which is not told in detail.
+  // Tells that another process has changed the database; the details are not known.
   void TellForeign();
   void Tell(const char* type, const Json& data);
   std::string Identifier(std::uint64_t number) const;
   void Remember(std::string text);
-  // How many events came after `last`; none when that is not known any more.
+  // How many events came after `last`; none when `last` is not remembered any more.
   std::optional<std::size_t> MissedSince(const std::string& last) const;
-  // Nobody who has read before can catch up any more.
+  // Forgets past and noted changes: readers that come back must load everything again.
   void Forget();
-  // What was noted, for one who has read up to `last` before.
+  // Tells the noted changes to a reader that has read up to `last`; forgets them when it has not
+  // read all that came before them.
   void TellNoted(const std::string& last);
   void Write(const std::string& text);
   void DropEnded();
@@ -91,18 +94,18 @@ class Feed {
   Operators& m_operators;
   const Log& m_log;
   const Clock m_clock;
-  // Begins the identifiers of this run of the program.
+  // The first part of each event's identifier; another one in each run of the program.
   const std::string m_run;
-  std::uint64_t m_number = 0;  // of the last event
+  std::uint64_t m_number = 0;  // number of the last event
   std::deque<std::string> m_past;
   std::size_t m_pastBytes = 0;
   std::vector<Reader> m_readers;
-  // Whether somebody may come back who has read all that was told.
+  // Whether a reader may come back that has read all events told so far.
   bool m_awaited = false;
-  // What has changed since then while nobody reads, to be told to them alone.
+  // The changes while no stream is open, to be told when such a reader comes back.
   std::vector<Change> m_noted;
-  std::int64_t m_looked;   // up to when heartbeats that came due are told
-  std::int64_t m_foreign;  // what Store::DataVersion() was
+  std::int64_t m_looked;   // heartbeats that came due up to this time are told
+  std::int64_t m_foreign;  // Store::DataVersion() at the last look
   std::int64_t m_ticks = 0;
   std::function<void()> m_opened;
 };

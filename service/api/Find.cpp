@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What operators name in their requests, found.
+// Finding the appliances and documents that operators' requests name.
 #include "service/api/Find.h"
 
 #include <utility>
@@ -11,7 +11,8 @@ namespace cloudservice {
 
 namespace {
 
-// What stands behind the folder in the address; empty where that has another form.
+// The last segment of an address that consists of `folder` and one segment; empty for any other
+// address.
 std::string NameIn(const std::string& folder, const std::string& uri) {
   if (uri.rfind(folder, 0) != 0) return "";
   std::string name = uri.substr(folder.size());

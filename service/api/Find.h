@@ -8,11 +8,13 @@
 
 namespace cloudservice {
 
-// Throw ApiError (404) when there is none.
+// The appliance with this UUID, and the document of such an appliance at this address. They throw
+// ApiError (404) when there is none.
 ApplianceRecord FindAppliance(Transaction& store, const std::string& uuid);
 DocumentRecord FindDocument(Transaction& store, const std::string& uuid, const std::string& uri);
 
-// The address of a document, and the document at an address, whether it is there or not.
+// The address of a document, and the name of the document at an address. The document need not
+// exist.
 std::string UriOf(const DocumentName& name);
 DocumentName DocumentAt(const std::string& uri);
 

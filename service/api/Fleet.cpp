@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::int64_t kMaxOffset = 1000000000;
 
-// The parameter's value as that of an enumeration that counts up with the words.
+// The parameter's value as the value of an enumeration whose values have the order of `words`.
 template <typename T>
 std::optional<T> NumberedOf(const Query& query, const char* name,
                             const std::array<const char*, 3>& words) {
@@ -22,7 +22,8 @@ std::optional<T> NumberedOf(const Query& query, const char* name,
   return static_cast<T>(std::find(words.begin(), words.end(), *word) - words.begin());
 }
 
-// "after" is what an answer gave as "next": the order, and the place in it.
+// The parameter "after" repeats "next" of an earlier answer: an array of the order and the place in
+// it.
 constexpr const char* kNoPlace = "\"after\" is no \"next\" of a list in this order.";
 
 std::string PlaceText(const std::string& sort, const FleetPlace& place) {
@@ -53,7 +54,7 @@ FleetPlace ParsePlace(const std::string& text, const std::string& sort, const Fl
   return place;
 }
 
-// With a - in front where it descends.
+// The order that the query asks for; a "-" before the word means descending.
 std::string SortOf(const Query& query) {
   static const std::vector<std::string> kDirections = {
       "name",    "-name",         "state",          "-state",     "alarms",

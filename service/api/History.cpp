@@ -23,14 +23,15 @@ constexpr std::int64_t kPoints = 1000;
 constexpr std::int64_t kMinPoints = 4;
 constexpr std::int64_t kMaxPoints = 10000;
 
-// A number that has a history, and where it is.
+// A number that has a history, with its place in the document.
 struct Place {
   std::int64_t member = 0;
   std::string name;
   NumberFinder::Found found;
 };
 
-// Those that the document holds in the order of pointers, then the others in that of names.
+// The places of the numbers: first those that the document has, in the order of pointers, then the
+// others in the order of names.
 std::vector<Place> PlacesOf(const std::vector<MemberRecord>& members, const Json& document) {
   NumberFinder finder(document);
   std::vector<Place> places;
@@ -57,7 +58,7 @@ Json NumberView(const std::string& uri, const Place& place, const Json& document
           {"quantity", label.extreme ? Json() : OrNull(label.quantity)}};
 }
 
-// Leaves what the query asks for of the numbers in the document at `uri`.
+// Removes the numbers of the document at `uri` that the query does not ask for.
 void Keep(std::vector<Place>& places, const Query& query, const std::string& uri) {
   const std::optional<std::string> pointer = query.Text("pointer");
   const std::optional<std::string> member = query.Text("member");

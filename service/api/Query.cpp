@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Parameters of a query, checked as they are asked for.
+// Parameters of a query, each checked when it is read.
 #include "service/api/Query.h"
 
 #include <algorithm>

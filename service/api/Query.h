@@ -13,14 +13,14 @@
 
 namespace cloudservice {
 
-// The parameters of a request's query, checked as they are asked for. Every operation throws
-// ApiError (400) that names the parameter.
+// The parameters of a request's query. Each is checked when it is read; a parameter that is missing
+// is none. Every operation throws ApiError (400) that names the parameter.
 class Query {
  public:
-  // Nothing but `names` and "pretty", each at most once.
+  // Accepts only the parameters `names` and "pretty", each at most once.
   Query(const Target& target, const std::vector<std::string>& names);
 
-  // Of up to `most` bytes.
+  // A text of up to `most` bytes.
   std::optional<std::string> Text(const std::string& name, std::size_t most = 4096) const;
   std::string RequiredText(const std::string& name) const;
   std::optional<std::string> OneOf(const std::string& name,
@@ -30,11 +30,11 @@ class Query {
   // Seconds since 1970.
   std::optional<std::int64_t> Time(const std::string& name) const;
 
-  // What all lists take. "limit": of how many items an answer has at most.
+  // "limit", which all lists take: how many items an answer has at most.
   std::int64_t Limit() const;
-  // A word to compare items with.
+  // A short text that items are compared with.
   std::optional<std::string> Word(const std::string& name) const;
-  // "q": what to look for, in lower case.
+  // "q": the text to search for, made lower case.
   std::optional<std::string> Sought() const;
 
  private:

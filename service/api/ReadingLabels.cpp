@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a number is called, and in what unit it is.
+// Names and units of numbers, for people.
 #include "service/api/ReadingLabels.h"
 
 #include <cctype>
@@ -27,7 +27,7 @@ const std::map<std::string, std::string>& Units() {
 
 bool IsUpper(char c) { return std::isupper(static_cast<unsigned char>(c)) != 0; }
 
-// "FanSpeedRPM" as "Fan", "Speed", "RPM".
+// The words of a name: "Fan", "Speed", "RPM" of "FanSpeedRPM".
 std::vector<std::string> Words(const std::string& name) {
   std::vector<std::string> words;
   for (std::size_t i = 0; i < name.size(); ++i) {
@@ -42,7 +42,7 @@ std::vector<std::string> Words(const std::string& name) {
   return words;
 }
 
-// "Fan speed"; abbreviations stay as they are.
+// The words as a phrase: "Fan speed". Abbreviations keep their capitals.
 std::string Sentence(const std::vector<std::string>& words) {
   std::string text;
   for (const std::string& word : words) {
@@ -55,7 +55,7 @@ std::string Sentence(const std::vector<std::string>& words) {
   return text;
 }
 
-// Takes the unit off the end of the words.
+// Removes the unit from the end of the words and returns it; none when they end in no unit.
 std::optional<std::string> TakeUnit(std::vector<std::string>& words) {
   if (words.size() < 2) return std::nullopt;
   const auto found = Units().find(Lower(words.back()));
@@ -83,7 +83,8 @@ std::optional<std::string> QuantityOf(const std::string& text,
   return std::nullopt;
 }
 
-// HighestTemperature, LowestTemperature, HighestHumidity, LowestHumidity: seven days' extremes.
+// The label of an extreme of seven days: of HighestTemperature, LowestTemperature, HighestHumidity
+// or LowestHumidity; none for every other member.
 std::optional<ReadingLabel> ExtremeOf(const std::string& member) {
   for (const std::string extreme : {"Highest", "Lowest"}) {
     if (member.rfind(extreme, 0) != 0) continue;
@@ -97,7 +98,7 @@ std::optional<ReadingLabel> ExtremeOf(const std::string& member) {
   return std::nullopt;
 }
 
-// The name of what the object stands for; empty for a document, which is no part of anything.
+// The name of the part that the object stands for; empty when it has none.
 std::string NameOf(const Json& object) {
   for (const char* member : {"Name", "MemberId"}) {
     const Json name = TextOrNull(object, member);
@@ -106,7 +107,8 @@ std::string NameOf(const Json& object) {
   return "";
 }
 
-// Of the member of an object that is called `owner`; `position` is behind it in the name.
+// The label of the member `member` of `object`, whose name is `owner`. `position` follows the
+// member's words in the label's name.
 ReadingLabel LabelIn(const Json& object, const std::string& owner, const std::string& member,
                      const std::string& position) {
   if (std::optional<ReadingLabel> extreme = ExtremeOf(member)) return *std::move(extreme);
@@ -125,7 +127,7 @@ ReadingLabel LabelIn(const Json& object, const std::string& owner, const std::st
 
 ReadingLabel LabelOf(const Json& document, const std::string& pointer) {
   Json::json_pointer place(pointer);
-  // An element of an array of numbers is named by its array.
+  // An element of an array of numbers has the name of the array and its position.
   std::string position;
   while (document.at(place.parent_pointer()).is_array()) {
     position = " " + place.back() + position;

@@ -11,21 +11,22 @@
 
 namespace cloudservice {
 
-// What a number in a document is, for people.
+// The meaning of a number in a document, for people.
 struct ReadingLabel {
   std::string name;                     // "Supply temperature"
   std::optional<std::string> unit;      // "°C", "%"
   std::optional<std::string> quantity;  // "temperature" or "humidity"
-  std::optional<std::string> extreme;   // "highest" or "lowest", of seven days, by the appliance
+  std::optional<std::string> extreme;   // "highest" or "lowest": the appliance's of seven days
 };
 
-// The meaning of the number at `pointer`, for which there is a place in the document. A reading has
-// the name of what it is read from ("Name", else "MemberId", of the object around it), everything
-// else the words of its member behind that name. Units come from the member's last word
-// ("ReadingCelsius", "HumidityPercent") or from "ReadingUnits".
+// The meaning of the number at `pointer`, a place that the document has. The label's name begins
+// with "Name" (else "MemberId") of the object around the number. A reading has that name alone; for
+// every other number the words of its member follow. The unit is the member's last word
+// ("ReadingCelsius", "HumidityPercent"), or "ReadingUnits" of the object.
 ReadingLabel LabelOf(const Json& document, const std::string& pointer);
 
-// As much of it as the number's name tells, where the document has no place for it any more.
+// The meaning of a number as far as its name tells it, for a document that has no place for the
+// number any more.
 ReadingLabel LabelOf(const std::vector<NameStep>& steps);
 
 }  // namespace cloudservice

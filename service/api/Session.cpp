@@ -35,7 +35,7 @@ Json ParseBody(const std::string& body) {
 }  // namespace
 
 Response OperatorApi::GetDescription(const Call&) {
-  // In its own order.
+  // The members keep the order that they have in the file.
   static const std::string text = nlohmann::ordered_json::parse(kDescription).dump();
   Response response;
   response.body = text;
@@ -43,7 +43,7 @@ Response OperatorApi::GetDescription(const Call&) {
 }
 
 Response OperatorApi::SignIn(const Call& call) {
-  // A form of another site's cannot send this type.
+  // A form on another site cannot send this type.
   if (!IsJson(call.request.Header("Content-Type"))) {
     throw ApiError(415, "The body has to be said to be application/json.");
   }

@@ -9,8 +9,8 @@
 
 namespace cloudservice {
 
-// Calls a feed's Tick() as long as anybody follows it, on the thread that runs the io_context. Both
-// outlive it.
+// Calls Feed::Tick() every kTickSeconds while a stream is open, on the thread that runs the
+// io_context. The io_context and the feed outlive it.
 class Ticker {
  public:
   Ticker(boost::asio::io_context& io, Feed& feed);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Records as operators see them.
+// JSON views of records for operators.
 #include "service/api/Views.h"
 
 #include "service/util/Clock.h"
@@ -27,8 +27,8 @@ std::string TextOf(const Json& object, const char* name) {
   return TextMember(object, name).value_or("");
 }
 
-// The instant that an event's own time names. A bare Z is no offset: appliances write local time
-// before it.
+// The time that an event itself gives, in UTC; null when its instant is not known. A bare "Z" does
+// not count as an offset, since appliances write it after a local time.
 Json CreatedTime(const Json& created) {
   if (!created.is_string()) return nullptr;
   const auto text = created.get<std::string>();

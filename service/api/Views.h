@@ -13,7 +13,7 @@
 
 namespace cloudservice {
 
-// How operators see what appliances have sent. The members are those of openapi.json.
+// JSON views of what appliances have sent, for operators. Their members are those of openapi.json.
 
 constexpr std::array<const char*, 3> kStateNames = {"alive", "late", "offline"};
 constexpr std::array<const char*, 3> kSeverityNames = {"Fault", "Alarm", "Warning"};
@@ -31,7 +31,7 @@ Json OrNull(const std::optional<T>& value) {
   return *value;
 }
 
-// The member where it is a string, else null.
+// The value of the member if it is a string, else null.
 Json TextOrNull(const Json& object, const char* name);
 
 Response ApiAnswer(unsigned status, const Json& document);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kMaxText = 254;
 
-// Both stand in the query of a request as they are.
+// Refuses an address or a key that cannot stand in the query of a request as it is.
 void Check(const std::string& what, const std::string& text) {
   if (text.empty() || text.size() > kMaxText) {
     throw std::runtime_error(what + " has to have 1 to " + std::to_string(kMaxText) + " bytes");
@@ -25,7 +25,7 @@ void Check(const std::string& what, const std::string& text) {
   if (blank) throw std::runtime_error(what + " has a blank, a control character or a # in it");
 }
 
-// Whether all but the last piece of two hashes is the same.
+// Whether two hashes have the same cost and the same salt: all but their last pieces are the same.
 bool HaveOneSalt(const std::string& a, const std::string& b) {
   const std::size_t length = a.rfind('$');
   return length != std::string::npos && a.compare(0, length + 1, b, 0, length + 1) == 0;
@@ -63,7 +63,8 @@ Admission Accounts::Admit(const std::string& peer, const std::string& email,
   return admission;
 }
 
-// One slow hash, whatever the address, so that the time does not tell which addresses there are.
+// Makes one slow hash for known and unknown addresses alike, so that the time does not tell which
+// addresses have accounts.
 bool Accounts::Matches(const std::string& email, const std::string& key, std::int64_t& account) {
   const Registered known = Find(email);
   const std::optional<AccountRecord>& found = known.account;
@@ -78,7 +79,8 @@ bool Accounts::Matches(const std::string& email, const std::string& key, std::in
   });
 }
 
-// With the salt of the account's other keys.
+// The hash of a key, with the salt of the account's other keys: one slow hash then serves all of
+// them.
 std::string Accounts::HashOf(const std::string& key, const std::vector<std::string>& others) {
   const auto same = others.empty() ? std::nullopt : HashPasswordLike(key, others.front());
   return same ? *same : HashPassword(key);

@@ -13,31 +13,33 @@
 
 namespace cloudservice {
 
-// Keys of one account.
+// How many keys one account may have.
 constexpr std::size_t kMaxKeys = 8;
 
-// Whether a registration is let in.
+// The result of checking a registration's address and key.
 struct Admission {
   std::optional<std::int64_t> account;  // none: the address or the key is wrong, or `wait` is not 0
-  std::int64_t wait = 0;                // seconds until this sender is looked at again
+  std::int64_t wait = 0;  // seconds until the next key of this sender is checked; 0: it was checked
 };
 
-// Who may register appliances. Every operation throws DatabaseError. One thread.
+// The accounts: who may register appliances. Every operation throws DatabaseError. One thread.
 class Accounts {
  public:
-  // `steady` never goes back. The store outlives it.
+  // `steady` never goes back. The store outlives this object.
   Accounts(Store& store, Clock clock, Clock steady);
 
-  // Whether there is a key at all.
+  // Whether any account has a key.
   bool Any();
 
-  // Judges an e-mail address and a key that came from `peer`. Blocks for a slow hash, as
-  // long whether or not the address is known.
+  // Checks an e-mail address and a key that came from the sender `peer`. Blocks for a slow hash, as
+  // long for an address without an account as for one with an account; does not block while the
+  // sender has to wait.
   Admission Admit(const std::string& peer, const std::string& email, const std::string& key);
 
-  // Lets this address register with this key from now on, beside the keys that it has, or in their
-  // place. False when that was so before. Throws std::runtime_error that says what is wrong with
-  // them, or that there are too many keys.
+  // Adds a key to the account with this address, and makes the account when there is none. With
+  // `replace` the key replaces all keys of the account. False when the account has this key
+  // already. Blocks for slow hashes. Throws std::runtime_error that says what is wrong with the
+  // address or the key, or that the account has too many keys.
   bool Add(const std::string& email, const std::string& key, bool replace = false);
 
  private:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How often a sender may be wrong.
+// The limit of wrong keys and passwords from one sender.
 #include "service/auth/FailureLimit.h"
 
 #include <arpa/inet.h>
@@ -11,7 +11,7 @@ namespace cloudservice {
 
 namespace {
 
-// What counts as one sender.
+// The sender that an address belongs to: the address itself, or the network of an IPv6 address.
 std::string Sender(const std::string& address) {
   struct in6_addr binary = {};
   if (inet_pton(AF_INET6, address.c_str(), &binary) != 1 || IN6_IS_ADDR_V4MAPPED(&binary)) {
@@ -31,7 +31,7 @@ FailureLimit::FailureLimit(Clock clock) : m_clock(std::move(clock)) {}
 std::int64_t FailureLimit::Wait(const std::string& address) const {
   const auto found = m_whole.find(Sender(address));
   if (found == m_whole.end()) return 0;
-  // From this moment on at least one try is there.
+  // From this time on the sender has at least one try.
   const std::int64_t next = found->second - (kTries - 1) * kSecondsPerTry;
   return std::max<std::int64_t>(0, next - m_clock());
 }

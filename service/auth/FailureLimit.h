@@ -11,21 +11,23 @@
 
 namespace cloudservice {
 
-// How often an address may be wrong: kTries at once, and one more each kSecondsPerTry. An IPv6
-// address stands for its network of 64 bits, all of which one sender may have. One thread.
+// Limits how often a sender may present a wrong key or password: kTries times at once, and once
+// more after each kSecondsPerTry seconds. A sender is an IPv4 address or the 64-bit network of an
+// IPv6 address, since one sender may own all addresses of that. One thread.
 class FailureLimit {
  public:
   static constexpr std::int64_t kTries = 10;
   static constexpr std::int64_t kSecondsPerTry = 30;
-  // As many addresses are remembered; of more, those that were wrong least are forgotten.
+  // How many senders are remembered. When there are more, those with the fewest failures are
+  // forgotten.
   static constexpr std::size_t kMaxAddresses = 10000;
 
   // `clock` never goes back.
   explicit FailureLimit(Clock clock);
 
-  // Seconds until this address may try again; 0: it may.
+  // Seconds until this address may try again; 0 when it may try now.
   std::int64_t Wait(const std::string& address) const;
-  // It has tried and was wrong.
+  // Counts a failed try of this address.
   void Fail(const std::string& address);
 
   std::size_t Addresses() const { return m_whole.size(); }
@@ -34,7 +36,7 @@ class FailureLimit {
   void Forget(std::int64_t now);
 
   const Clock m_clock;
-  // When the address has all its tries again.
+  // For each sender, the time at which it has all its tries again.
   std::map<std::string, std::int64_t> m_whole;
 };
 

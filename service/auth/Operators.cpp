@@ -24,7 +24,7 @@ bool HasControl(const std::string& text) {
                      [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
 }
 
-// What follows the scheme in an Authorization header; none when it is another scheme.
+// The part of an Authorization header after the scheme; none when the header has another scheme.
 std::optional<std::string> After(const std::string& scheme, const std::string& header) {
   if (header.size() <= scheme.size() || header[scheme.size()] != ' ' ||
       strncasecmp(header.c_str(), scheme.c_str(), scheme.size()) != 0) {
@@ -99,7 +99,8 @@ Identity Operators::Check(const std::string& peer, const std::string& name,
     return {person->id, person->name, 0};
   }
   if (!able) {
-    // As slow as a wrong password, so that the time does not tell which names there are.
+    // An unknown name takes as long as a wrong password, so that the time does not tell which names
+    // exist.
     if (m_nobodysHash.empty()) m_nobodysHash = HashPassword("");
     MatchesPassword(password, m_nobodysHash);
   }

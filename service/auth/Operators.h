@@ -13,47 +13,50 @@
 
 namespace cloudservice {
 
-// How long a session lasts without a request.
+// How long a session lasts after its last request.
 constexpr std::int64_t kSessionSeconds = 12 * 3600;
-// As many at once; of more, those that were used longest ago end.
+// How many sessions there may be at once. A further one ends the session that was used longest ago.
 constexpr std::size_t kMaxSessions = 1000;
 
-// What somebody brings to be let in; empty where it was not brought.
+// The credentials of a request; a member is empty where the request has none of its kind.
 struct Credentials {
   std::string session;        // the cookie's value
   std::string authorization;  // the header's value
 };
 
+// The operator that credentials belong to.
 struct Identity {
-  std::optional<std::int64_t> person;  // the operator; none: nobody who is known
+  std::optional<std::int64_t> person;  // the operator's identifier; none: the credentials are wrong
   std::string name;
-  std::int64_t wait = 0;  // seconds until a password of this sender is looked at again
+  std::int64_t wait = 0;  // seconds until the next password of this sender is checked; 0: at once
 };
 
-// Who may look at all appliances. Sessions live in memory. Every operation throws DatabaseError.
-// One thread.
+// The operators, who may look at all appliances, and their sessions. Sessions are kept in memory.
+// Every operation throws DatabaseError. One thread.
 class Operators {
  public:
-  // `steady` never goes back. The store outlives it.
+  // `steady` never goes back. The store outlives this object.
   Operators(Store& store, Clock clock, Clock steady);
 
-  // Who brings these credentials; the authorization counts where there is one. Blocks for a slow
-  // hash when it is a password that was not seen before.
+  // The operator that the credentials of the sender `peer` belong to. Where there is an
+  // authorization, the session is ignored. Blocks for a slow hash when the authorization has a
+  // password that was not right before.
   Identity Identify(const std::string& peer, const Credentials& credentials);
-  // Whether the operator is still there, and the session, unless it is empty; that this is asked
-  // does not make the session last longer.
+  // Whether the operator still exists and, unless `session` is empty, that session too. The
+  // question does not make the session last longer.
   bool Holds(std::int64_t person, const std::string& session);
-  // Who has this password.
+  // The operator with this name and password. Blocks for a slow hash unless this password was right
+  // before, or the sender has to wait.
   Identity Check(const std::string& peer, const std::string& name, const std::string& password);
 
-  // A new session of an operator's; the value for the cookie.
+  // Begins a session of the operator; returns the value for its cookie.
   std::string Begin(std::int64_t person);
   void End(const std::string& session);
 
-  // Makes an operator who has a password, or a token. Throws std::runtime_error that says what is
-  // wrong with the name or the password, or that there is one of this name.
+  // Adds an operator with a password. Throws std::runtime_error that says what is wrong with the
+  // name or the password, or that there is an operator of this name.
   void AddWithPassword(const std::string& name, const std::string& password);
-  // Returns the token.
+  // Adds an operator with a random token, and returns the token. Throws as AddWithPassword().
   std::string AddWithToken(const std::string& name);
 
  private:
@@ -63,8 +66,8 @@ class Operators {
     std::int64_t used = 0;
   };
   struct Verified {
-    std::string hash;      // the one that is stored
-    std::string password;  // of the password and m_salt
+    std::string hash;      // the stored hash that the password matched
+    std::string password;  // SHA-256 of m_salt and the password
   };
 
   std::map<std::string, Session>::iterator FindSession(const std::string& session);
@@ -76,7 +79,7 @@ class Operators {
   const Clock m_steady;
   FailureLimit m_limit;
   std::map<std::string, Session> m_sessions;  // by the SHA-256 of the cookie's value
-  // Passwords that were right, so that scripts don't wait for the slow hash at each request.
+  // Passwords that were right, by operator: scripts don't wait for the slow hash at each request.
   std::map<std::int64_t, Verified> m_verified;
   const std::string m_salt;
   std::string m_nobodysHash;

@@ -9,9 +9,9 @@
 
 namespace cloudservice {
 
-// The bytes of an answer. `head` leaves the body out and keeps its length; `keepAlive` says
-// whether another request may follow on the connection. What the response does not say about
-// caching is "no-store".
+// The bytes of an answer, header and body. With `head` the body is left out, and the header still
+// gives its length. `keepAlive`: another request may follow on the connection. `now` becomes the
+// Date header. A response without Cache-Control gets "no-store".
 std::string AnswerBytes(const Response& response, time_t now, bool keepAlive, bool head);
 
 }  // namespace cloudservice

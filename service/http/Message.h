@@ -14,40 +14,40 @@ namespace cloudservice {
 
 class Stream;
 
-// A request that has arrived whole.
+// A request. A handler gets it once it has arrived as a whole.
 struct Request {
   std::string method;
   Target target;
   std::string body;
   std::string token;  // X-Auth-Token; empty when there is none
   std::string peer;   // the sender's address
-  std::vector<std::pair<std::string, std::string>> headers = {};  // as they came; trailers are none
+  std::vector<std::pair<std::string, std::string>> headers = {};  // as sent, without trailers
 
-  // The values of the header `name`, whatever its case of letters, joined by ", "; empty when there
-  // is none.
+  // The values of all headers called `name`, in any case of letters, joined by ", "; empty when
+  // there is none.
   std::string Header(const std::string& name) const;
 };
 
 struct Response {
   unsigned status = 200;
-  std::vector<std::pair<std::string, std::string>> headers;  // names as they go over the wire
+  std::vector<std::pair<std::string, std::string>> headers;  // with their names as they are sent
   std::string body;                                          // may be empty
-  std::string type = "application/json; charset=utf-8";      // the body's
-  std::shared_ptr<Stream> stream = nullptr;                  // the body, when it has no end
+  std::string type = "application/json; charset=utf-8";      // Content-Type of the body
+  std::shared_ptr<Stream> stream = nullptr;                  // replaces `body` when it has no end
 
-  // The header's value; empty when there is none. The name counts as it is written here.
+  // The value of the header `name`, in exactly these letters; empty when there is none.
   std::string Header(const std::string& name) const;
-  // Puts the header in the place of the one that is there, if any.
+  // Sets the header `name`; replaces the value of one that is there.
   void SetHeader(const std::string& name, const std::string& value);
 };
 
-// Answers a request. Called on the server's thread, must not block for long. What it throws costs
-// the connection.
+// Answers a request. It is called on the server's thread and must not block for long. An exception
+// from it ends the connection without an answer.
 using Handler = std::function<Response(const Request&)>;
 
-// Answers a request that never became one, refused with `status` for `reason`. Of the
-// request, method and target are empty where they have not been read, the body always. Same rules
-// as for a Handler.
+// Answers a request that could not be read to its end; `status` and `reason` say why it is refused.
+// The request's body is empty; its method and target are empty too if they had not been read. The
+// rules of a Handler hold.
 using RefusalHandler =
     std::function<Response(unsigned status, const Request& request, const std::string& reason)>;
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Indented JSON, for whoever asks for it.
+// Indenting JSON where a request asks for that.
 #include "service/http/Pretty.h"
 
 #include "service/http/Target.h"
@@ -23,7 +23,7 @@ class Indenter {
     }
     const bool closes = c == '}' || c == ']';
     if (closes) --m_depth;
-    // Nothing stands between the two of an empty object or array.
+    // An empty object or array has no line break between its brackets.
     if (closes != m_opened) Break();
     m_opened = c == '{' || c == '[';
     if (m_opened) ++m_depth;
@@ -41,7 +41,7 @@ class Indenter {
   std::string m_text;
   std::size_t m_depth = 0;
   bool m_quoted = false;
-  bool m_escaped = false;  // what comes next, by a backslash
+  bool m_escaped = false;  // the next character, by a backslash before it
   bool m_opened = false;   // the last character was a brace or a bracket
 };
 

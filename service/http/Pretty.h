@@ -10,16 +10,16 @@
 
 namespace cloudservice {
 
-// An answer that would be longer indented stays as it is.
+// Bytes of an indented answer. An answer that would be longer is not indented.
 constexpr std::size_t kMaxIndented = std::size_t{8} << 20;
 
 // Indents the answer to a request with this target if it is JSON and the target has the option
 // "pretty".
 void IndentIfAsked(const Target& target, Response& response);
 
-// A compact JSON text with each member and each element in a line of its own, two blanks deeper
-// than what holds it, and a line feed at its end. Without a value when that is longer than `most`
-// bytes.
+// Indents a compact JSON text: each member and each element stands on a line of its own, two blanks
+// deeper than the object or array around it, and the text ends with a line feed. None when the
+// result is longer than `most` bytes.
 std::optional<std::string> Indented(const std::string& json, std::size_t most = kMaxIndented);
 
 }  // namespace cloudservice

@@ -7,7 +7,7 @@
 
 namespace cloudservice {
 
-// Where what appliances keep here stands among this service's addresses.
+// The paths of the resources that appliances keep at this service.
 
 constexpr const char* kRootPath = "/redfish/v1";
 constexpr const char* kManagersPath = "/redfish/v1/Managers";

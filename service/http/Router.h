@@ -12,8 +12,9 @@
 
 namespace cloudservice {
 
-// What belongs to which method and path. In a path "*" stands for one segment, one "**" for one or
-// more. Where several paths fit, the narrowest counts alone: a name before "*", that before "**".
+// Finds the endpoint of a method and a path. In the path of an endpoint "*" stands for one segment,
+// and "**", at most once, for one or more. Where several paths fit a request, only the narrowest
+// counts: a name is narrower than "*", and "*" is narrower than "**".
 template <typename Endpoint>
 class Router {
  public:
@@ -26,7 +27,7 @@ class Router {
     std::vector<std::string> pattern;
     std::vector<Method> methods;  // in the order in which they were added
 
-    // Null when there is none.
+    // The endpoint of the method; null when the path has none.
     const Endpoint* Find(const std::string& method) const {
       const auto found = std::find_if(methods.begin(), methods.end(),
                                       [&](const Method& known) { return known.name == method; });
@@ -34,7 +35,7 @@ class Router {
     }
   };
 
-  // `path` as a request's target has it.
+  // Adds an endpoint. `path` is written like a request's target, percent-encoded.
   void Add(const std::string& method, const std::string& path, Endpoint endpoint) {
     const std::vector<std::string> pattern = Target(path).Segments();
     const auto place =
@@ -47,7 +48,7 @@ class Router {
     at->methods.push_back({method, std::move(endpoint)});
   }
 
-  // The narrowest path that fits, or null. `names` gets what its single stars stand for.
+  // The narrowest path that fits, or null. `names` gets the segments that its "*" stand for.
   const Path* Find(const std::vector<std::string>& segments,
                    std::vector<std::string>& names) const {
     for (const Path& path : m_paths) {
@@ -59,7 +60,8 @@ class Router {
  private:
   static bool IsOpen(const std::string& segment) { return segment == "**"; }
 
-  // Names before "*", that before "**", and a longer path before one that ends.
+  // Whether pattern `a` is tried before `b`: a name before "*", "*" before "**", and a longer
+  // pattern before one that is its beginning.
   static bool Before(const std::vector<std::string>& a, const std::vector<std::string>& b) {
     const auto rank = [](const std::string& segment) {
       if (segment == "*") return 1;

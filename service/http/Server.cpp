@@ -17,7 +17,7 @@ using boost::system::error_code;
 
 namespace {
 
-// How long to wait when the system gives no more connections (no descriptors, no memory).
+// The pause after a failed accept, when the system has no descriptor or memory for a connection.
 constexpr std::chrono::milliseconds kAcceptPause{100};
 
 }  // namespace
@@ -61,7 +61,7 @@ void Server::OnAccept(const error_code& error, tcp::socket socket) {
     });
     return;
   }
-  // Before the new connection begins: one that fails keeps no other from being accepted.
+  // The next accept comes first: an exception from the new connection must not stop accepting.
   Accept();
   if (!error) Begin(std::move(socket));
 }
@@ -88,7 +88,7 @@ void Server::Stop(std::function<void()> done) {
   error_code ignored;
   m_acceptor.close(ignored);
   m_pause.cancel();
-  // A copy: a connection may end, and leave the set, while it is told.
+  // A copy, since Stop() may end a connection, which then leaves the set.
   const std::vector<Session*> sessions(m_sessions.begin(), m_sessions.end());
   for (Session* session : sessions) session->Stop();
   TellDone();

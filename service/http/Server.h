@@ -17,22 +17,23 @@
 
 namespace cloudservice {
 
-// Accepts connections and serves them all on the thread that runs the io_context; a slow one never
-// holds up another.
+// Accepts connections and serves them all on the thread that runs the io_context. A slow connection
+// does not delay the others.
 class Server {
  public:
-  // `tls` null: plain HTTP. Everything given outlives the server; the server outlives the run of
-  // the io_context.
+  // `tls` null: plain HTTP. `io`, `tls` and what `context` points to outlive the server; the server
+  // outlives the run of the io_context.
   Server(boost::asio::io_context& io, boost::asio::ssl::context* tls, SessionContext context);
 
-  // Binds and listens; an IPv6 address without brackets. Throws std::runtime_error that names the
-  // address and the reason.
+  // Binds and listens. `address` is an IPv4 or IPv6 address, without brackets; port 0 takes any
+  // free one. Throws std::runtime_error that names the address and the reason.
   void Listen(const std::string& address, std::uint16_t port);
-  // "https://127.0.0.1:8443", with the port that was really taken.
+  // The server's URL, "https://127.0.0.1:8443", with the port that it listens on.
   std::string Url() const;
 
-  // Accepts no more, ends every connection (answers being sent are sent to their end, each within
-  // its time), then calls `done` once.
+  // Accepts no more connections and ends every connection. An answer that is being sent is sent to
+  // its end within its time limit. Calls `done` once, after the last connection has ended. Returns
+  // at once.
   void Stop(std::function<void()> done);
 
   std::size_t Connections() const { return m_sessions.size(); }
@@ -52,12 +53,13 @@ class Server {
   std::unordered_set<Session*> m_sessions;
   std::function<void()> m_done;
   bool m_stopping = false;
-  // Ends with the server: connections that the io_context still holds then don't call it.
+  // Expires with the server. Connections that the io_context still holds afterwards see that, and
+  // don't call the server.
   const std::shared_ptr<const bool> m_alive = std::make_shared<const bool>(true);
 };
 
-// Runs the io_context until nothing is left to do. An exception ends the connection whose operation
-// it left, and becomes a line in the log.
+// Runs the io_context until it has nothing left to do. An exception from a connection's operation
+// ends that connection and becomes a line in the log. Blocks.
 void RunLoop(boost::asio::io_context& io, const Log& log);
 
 }  // namespace cloudservice

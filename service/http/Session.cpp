@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// One connection: reading requests and writing answers, each step in its time.
+// One connection: reading requests and writing answers, each step within its time limit.
 #include "service/http/Session.h"
 
 #include <array>
@@ -32,10 +32,10 @@ using Plain = TimedSocket;
 using Tls = beast::ssl_stream<TimedSocket>;
 
 constexpr std::size_t kReadSize = 4096;
-// What is read and not yet understood, as a multiple of the largest header: extensions of a chunk
-// and trailers wait there until they are whole.
+// Size of the buffer of unparsed bytes, as a multiple of the largest header: a chunk's extensions
+// and trailers wait in it until they are complete.
 constexpr std::size_t kBufferedHeaders = 2;
-// How much is thrown away at most before a connection is closed.
+// Bytes that are read and dropped at most before a connection is closed.
 constexpr std::size_t kFarewellBytes = 8 * 1024 * 1024;
 constexpr char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
 
@@ -50,7 +50,7 @@ std::vector<std::pair<std::string, std::string>> HeadersOf(const Message& messag
   return headers;
 }
 
-// Whether the body comes as it is: in chunks or in one piece, and in no other encoding.
+// Whether the body has no transfer encoding, or "chunked" alone.
 template <class Message>
 bool IsPlainBody(const Message& message) {
   const auto encodings = message.count(http::field::transfer_encoding);
@@ -58,15 +58,15 @@ bool IsPlainBody(const Message& message) {
          (encodings == 1 && beast::iequals(message[http::field::transfer_encoding], "chunked"));
 }
 
-// HTTP/1.0 has no Host.
+// Whether the message has exactly one Host header; HTTP/1.0 needs none.
 template <class Message>
 bool NamesHostOnce(const Message& message) {
   const auto hosts = message.count(http::field::host);
   return hosts == 1 || (hosts == 0 && message.version() < 11);
 }
 
-// The status and the reason for what the reader of HTTP could not take; 0 for a connection that
-// just ended.
+// The status and the reason for a request that the parser refuses; status 0 when the connection has
+// ended without a fault.
 std::pair<unsigned, std::string> ReadFailure(const error_code& error) {
   if (error == http::error::header_limit) return {431, "The header is too large."};
   if (error == http::error::body_limit) return {413, "The body is too large."};
@@ -119,8 +119,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   }
 
  private:
-  // A completion that keeps this connection alive; the count of bytes, where there is one, is
-  // dropped.
+  // A completion handler that keeps this connection alive. It drops the count of bytes that some
+  // operations give.
   template <typename Function>
   auto Then(Function function) {
     return [self = this->shared_from_this(), function](error_code error, std::size_t = 0) {
@@ -185,7 +185,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
                       }));
   }
 
-  // Before the body is read: what comes behind it, as trailers, counts for nothing.
+  // Called before the body is read, so that trailers, which follow the body, are not taken for
+  // headers.
   void TakeHeader() {
     const auto& message = m_parser->get();
     m_request = Request{};
@@ -223,7 +224,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     Refuse(status, reason);
   }
 
-  // For requests that are not read to their end: the connection is of no use afterwards.
+  // Refuses a request that was not read to its end. The connection closes afterwards, since the
+  // rest of the request may still come.
   void Refuse(unsigned status, const std::string& reason) {
     Answer(m_context.refuse(status, m_request, reason), false, m_request.method == "HEAD");
   }
@@ -256,7 +258,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
                       }));
   }
 
-  // Of what is written meanwhile, one piece at a time is under way, with the time of an answer.
+  // Sends what waits in the stream, one piece at a time; each piece has the time limit of an
+  // answer.
   void SendMore() {
     if (m_out->Ended()) return Lowest().close();
     if (m_sending) return;
@@ -270,7 +273,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
                       }));
   }
 
-  // A reader says nothing; that reading ends is how its end is noticed.
+  // The reader of a stream sends nothing that counts. The pending read fails when the reader goes,
+  // which is how its going is noticed.
   void WatchReader() {
     Lowest().expires_never();
     m_stream.async_read_some(asio::buffer(m_rest), Then([this](error_code error) {
@@ -289,8 +293,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     }
   }
 
-  // Closing a socket with unread bytes in it would take the answer from the other side: what still
-  // comes is read and thrown away until the other side closes too.
+  // Closing a socket with unread bytes in it could destroy the answer before the other side has
+  // read it. What still comes is read and dropped until the other side closes too.
   void ShutDown() {
     error_code ignored;
     Lowest().socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
@@ -313,13 +317,14 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   beast::flat_buffer m_buffer;
   std::optional<http::request_parser<http::string_body>> m_parser;
   Request m_request;
-  bool m_keepAlive = false;  // as its sender wants it
+  bool m_keepAlive = false;  // the request's sender wants to keep the connection
   std::string m_answer;
-  std::shared_ptr<cloudservice::Stream> m_out;  // the answer that is being sent, when it has no end
-  bool m_sending = false;                       // a piece of it
+  std::shared_ptr<cloudservice::Stream>
+      m_out;               // the stream that is being sent, if the answer is one
+  bool m_sending = false;  // a piece of the stream is being sent
   std::array<char, kReadSize> m_rest;
   std::size_t m_drained = 0;
-  bool m_answering = false;  // the farewell included: before it an answer may still be under way
+  bool m_answering = false;  // also while the connection closes: the answer may not have arrived
   bool m_stopping = false;
 };
 

@@ -16,16 +16,18 @@
 
 namespace cloudservice {
 
-// What a connection may take. Each time is one deadline for the whole of its step.
+// Limits of a connection: bytes, and the time of each step. A time is one deadline for the whole
+// step.
 struct Limits {
   std::size_t headerBytes = 16 * 1024;
   std::size_t bodyBytes = 1024 * 1024;
-  std::chrono::milliseconds idle{60 * 1000};    // until the first byte of a request
-  std::chrono::milliseconds header{10 * 1000};  // TLS handshake; a request's header; the closing
-  std::chrono::milliseconds body{30 * 1000};    // a request's body; an answer
+  std::chrono::milliseconds idle{60 * 1000};    // waiting for the first byte of a request
+  std::chrono::milliseconds header{10 * 1000};  // TLS handshake; reading a header; closing
+  std::chrono::milliseconds body{30 * 1000};    // reading a body; sending an answer
 };
 
-// What the connections of a server share. Outlives them.
+// The settings and handlers that the connections of a server share. Outlives them, and so does the
+// log that it points to.
 struct SessionContext {
   Limits limits;
   Handler handler;
@@ -35,18 +37,20 @@ struct SessionContext {
   const Log* log = nullptr;
 };
 
-// One connection: requests are read and answered one after the other. Lives as long as an operation
-// of it is under way.
+// One connection. It reads and answers its requests one after the other. Its operations own it: it
+// lives until none is under way. One thread, that of the io_context.
 class Session {
  public:
   virtual ~Session() = default;
 
   virtual void Start() = 0;
-  // Ends the connection: at once where no answer is being sent, else after that answer.
+  // Ends the connection: at once when no answer or a stream is being sent, else after the answer.
+  // Returns at once.
   virtual void Stop() = 0;
 };
 
-// A connection on `socket`, encrypted when `tls` is given. `ended` is called from its destructor.
+// Makes a connection on `socket`, encrypted unless `tls` is null. Its destructor calls `ended`. The
+// context and `tls` outlive it.
 std::shared_ptr<Session> MakeSession(boost::asio::ip::tcp::socket socket,
                                      boost::asio::ssl::context* tls, const SessionContext& context,
                                      std::function<void(Session*)> ended);

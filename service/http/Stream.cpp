@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Answers without an end.
+// Bodies of answers without an end.
 #include "service/http/Stream.h"
 
 #include <utility>

@@ -8,24 +8,26 @@
 
 namespace cloudservice {
 
-// An answer's body that has no end of its own: texts on their way from one writer to one
-// connection, which waits for none of them. One thread.
+// The body of an answer without an end: a queue of text from one writer to one connection. Neither
+// side blocks. One thread.
 class Stream {
  public:
-  // A reader who leaves more than `limit` bytes waiting here is cut off.
+  // The stream ends when more than `limit` bytes would wait in it.
   explicit Stream(std::size_t limit) : m_limit(limit) {}
 
-  // For the writer. What is written to a stream that has ended goes nowhere.
+  // For the writer. Text that is written to a stream that has ended is dropped.
   void Write(const std::string& text);
   void End();
-  // Ended by the writer, by a reader who was too slow or has gone, or by the server's stop.
+  // Whether the stream has ended: by the writer, because the reader was too slow or has gone, or
+  // because the server stops.
   bool Ended() const { return m_ended; }
 
-  // For the connection: all that waits, which is then no longer here.
+  // For the connection: takes out all text that waits.
   std::string Take();
-  // `wake` is called when there is something to take, and when the stream ends.
+  // For the connection: `wake` is called at each write and when the stream ends, by the caller of
+  // Write() or End().
   void Attach(std::function<void()> wake);
-  // The connection is gone; nobody is woken any more.
+  // For the connection, when it ends: the stream ends and calls `wake` no more.
   void Detach();
 
  private:

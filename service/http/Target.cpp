@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Reading a request's target: path, query, what of it may stand in the log.
+// Parsing a request's target: its path, its query, the part of it that may stand in the log.
 #include "service/http/Target.h"
 
 #include <algorithm>
@@ -54,7 +54,7 @@ std::string Encode(const std::string& segment) {
 
 constexpr const char* kPretty = "pretty";
 
-// The pieces of a query, each with its "=" as far as it needs one.
+// The pieces of a query; "pretty" without a value becomes "pretty=true".
 std::vector<std::string> PiecesOf(const std::string& query) {
   std::vector<std::string> pieces = Split(query, '&');
   std::replace(pieces.begin(), pieces.end(), std::string(kPretty), kPretty + std::string("=true"));
@@ -77,7 +77,7 @@ std::string WithoutAuthority(const std::string& text) {
   if (mark == std::string::npos) return text;
   const std::string scheme = Lower(text.substr(0, mark));
   if (scheme != "http" && scheme != "https") return text;
-  // A query may follow the host at once; a slash in it begins no path.
+  // A query may follow the host directly; a slash in that query does not begin a path.
   const std::size_t rest = text.find_first_of("/?", mark + kMark.size());
   if (rest == std::string::npos) return "/";
   return (text[rest] == '?' ? "/" : "") + text.substr(rest);
@@ -138,7 +138,8 @@ std::vector<std::pair<std::string, std::string>> Target::Options() const {
 }
 
 bool Target::Pretty() const {
-  // All of a registration's m_query is an address and a key, as they stand.
+  // A registration's query is an address and a key in plain text, whatever "pretty" in it looks
+  // like.
   if (m_query.rfind("setup_email=", 0) == 0) return false;
   const auto options = Options();
   const auto found = std::find_if(options.begin(), options.end(),
@@ -178,8 +179,8 @@ std::string Target::Loggable() const {
                                                           [&](const std::string& name) {
                                                             return piece.rfind(name, 0) == 0;
                                                           });
-    // What follows an unknown piece may still belong to its value, and a second question mark to a
-    // sender that puts its URLs together wrongly.
+    // The pieces after an unknown one may belong to its value, which may be secret. So may the text
+    // after a second question mark, from a sender that joins its URLs wrongly.
     if (!harmless || piece.find('?') != std::string::npos) return out + "...";
     out += piece;
   }

@@ -10,42 +10,44 @@
 
 namespace cloudservice {
 
-// A request's target: read once, when the request has arrived. What is no path of this service's
-// kind has neither segments nor a query.
+// A request's target, parsed once, when the request has arrived. A target that is not a path of the
+// accepted form has neither segments nor a query.
 class Target {
  public:
-  // That of a request that could not be read.
+  // The target of a request that could not be read: empty.
   Target() = default;
-  // Takes "/path?query" and "http://host/path?query".
+  // Parses "/path?query" or "http://host/path?query".
   Target(std::string text);  // NOLINT(google-explicit-constructor): a target is its text
   Target(const char* text) : Target(std::string(text)) {}  // NOLINT(google-explicit-constructor)
 
-  // As it came.
+  // The target as it was sent.
   const std::string& Text() const { return m_text; }
   bool IsPath() const { return m_isPath; }
-  // The path's segments, percent-decoded; none of them empty, "." or "..", none with a slash or a
-  // control byte. One slash at the end of the path counts for nothing.
+  // The path's segments, percent-decoded. No segment is empty, "." or "..", or has a slash or a
+  // control byte in it. One slash at the end of the path is ignored.
   const std::vector<std::string>& Segments() const { return m_segments; }
-  // After the first "?", as it came.
+  // The query: the text after the first "?", as it was sent.
   const std::string& Query() const { return m_query; }
 
-  // The path without its last segments and without a query.
+  // The path without its last `segments` segments and without a query.
   Target Above(std::size_t segments) const;
 
-  // The segments as a path again, percent-encoded where it needs to be: one text a path, however it
-  // was written in the request.
+  // The segments joined to a path, percent-encoded where necessary. Two spellings of a path give
+  // the same text.
   std::string Path() const;
-  // The first value named `name` in the query, percent-decoded; as it came when that is impossible.
+  // The value of the first parameter `name` in the query, percent-decoded; as it was sent when it
+  // cannot be decoded. None when there is no such parameter.
   std::optional<std::string> Value(const std::string& name) const;
-  // Names and values of the query, percent-decoded; none when that is impossible or a piece has no
-  // "=" and is not "pretty". A "+" is a plus.
+  // The names and values of the query, percent-decoded. None when a name or a value cannot be
+  // decoded, or when a piece other than "pretty" has no "=". A "+" is a plus.
   std::optional<std::vector<std::pair<std::string, std::string>>> Parameters() const;
-  // Those of them whose name begins with "$", and "pretty", whatever the others are like. A value
-  // that cannot be decoded is given as it came, a missing one as an empty one.
+  // The parameters whose names begin with "$", and "pretty"; the others need not be decodable. A
+  // value that cannot be decoded is given as it was sent, a missing value as an empty one.
   std::vector<std::pair<std::string, std::string>> Options() const;
-  // Whether the answer's JSON is to be indented: "pretty" is "true", as it is without a value.
+  // Whether the answer's JSON is to be indented: the query has "pretty=true" or "pretty".
   bool Pretty() const;
-  // For the log: the path, and of the query only what is known to hold no secret.
+  // The target for the log: the path, and the query up to the first parameter that may hold a
+  // secret.
   std::string Loggable() const;
 
  private:
@@ -57,7 +59,7 @@ class Target {
   bool m_isPath = false;
 };
 
-// A target of the form "http://host/path" without its scheme and host; any other as it is.
+// The target without scheme and host if it has the form "http://host/path"; any other unchanged.
 std::string WithoutAuthority(const std::string& text);
 
 }  // namespace cloudservice

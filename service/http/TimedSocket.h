@@ -16,9 +16,10 @@
 
 namespace cloudservice {
 
-// The lowest layer of a connection: a socket whose operations all have to begin before one point of
-// time, and end soon after it. The time of the stream below alone would never run out as long as
-// each operation finds something to do at once, a byte at a time.
+// The lowest layer of a connection: a socket with one deadline for a series of operations. An
+// operation that begins after the deadline fails; one that is under way then ends soon after it.
+// The timer of the base class alone does not suffice: it never fires while each operation finds a
+// byte at once.
 class TimedSocket : public boost::beast::tcp_stream {
   using Base = boost::beast::tcp_stream;
 
@@ -27,7 +28,7 @@ class TimedSocket : public boost::beast::tcp_stream {
   TimedSocket(boost::asio::ip::tcp::socket socket, const SteadyNow& clock)
       : Base(std::move(socket)), m_clock(clock) {}
 
-  // For what begins from now on.
+  // Sets the deadline of the operations that begin from now on.
   void expires_after(std::chrono::milliseconds time) {
     m_deadline = m_clock() + time;
     Base::expires_after(time);
@@ -37,7 +38,8 @@ class TimedSocket : public boost::beast::tcp_stream {
     Base::expires_never();
   }
 
-  // As the stream's own; boost::beast::error::timeout once the time is over.
+  // Like the operations of the base class; they fail with boost::beast::error::timeout after the
+  // deadline.
   template <typename Buffers, typename Handler>
   void async_read_some(const Buffers& buffers, Handler&& handler) {
     if (IsLate()) return Refuse(std::forward<Handler>(handler));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Certificates, and what of TLS is spoken.
+// The service's own certificate, and the versions and ciphers of TLS.
 #include "service/http/Tls.h"
 
 #include <fcntl.h>
@@ -22,8 +22,7 @@ namespace {
 
 constexpr long kDay = 24 * 3600;
 constexpr long kValidDays = 3650;
-// Of TLS 1.2: keys that are gone with the connection, and authenticated encryption. TLS 1.3 has
-// nothing else.
+// The ciphers of TLS 1.2 with forward secrecy and authenticated encryption. TLS 1.3 has no others.
 constexpr const char* kCiphers = "ECDHE+AESGCM:ECDHE+CHACHA20";
 
 template <auto Free>
@@ -71,7 +70,7 @@ Certificate SelfSigned(EVP_PKEY* key) {
   Check(X509_set_version(c, X509_VERSION_3) == 1);
   SetSerial(c);
   const time_t now = time(nullptr);
-  // A day early: clocks of appliances are not all right.
+  // Valid from a day ago on, since the clock of an appliance may be slow.
   Check(ASN1_TIME_set(X509_getm_notBefore(c), now - kDay) != nullptr);
   Check(ASN1_TIME_set(X509_getm_notAfter(c), now + kValidDays * kDay) != nullptr);
   Check(X509_set_pubkey(c, key) == 1);
@@ -105,7 +104,7 @@ bool WriteAll(int fd, const std::string& text) {
   return fsync(fd) == 0;
 }
 
-// Whole or not at all: a file beside it takes its name.
+// Writes the file as a whole or not at all: a new file beside it is renamed to it.
 void WriteFile(const std::string& file, const std::string& text, mode_t mode) {
   const std::string fresh = file + ".new";
   unlink(fresh.c_str());

@@ -14,14 +14,13 @@ struct CertificateFiles {
   std::string key;
 };
 
-// The files "<database>.crt" and "<database>.key". Where one is missing both are made: a key (mode
-// 0600) and a certificate signed by it for this machine. `made` says whether that happened. Throws
-// std::runtime_error that names the file and the reason.
+// Returns the names of the files "<database>.crt" and "<database>.key". If one is missing, makes
+// both: a key (mode 0600) and a certificate for this machine, signed by that key. `made` tells
+// whether they were made. Throws std::runtime_error that names the file and the reason.
 CertificateFiles OwnCertificate(const std::string& database, bool& made);
 
-// A server's context, TLS 1.2 and up with forward secrecy and authenticated encryption, with that
-// certificate. Throws std::runtime_error that names
-// the file that is not usable.
+// The TLS context of a server with this certificate: TLS 1.2 and later, with forward secrecy and
+// authenticated encryption. Throws std::runtime_error that names the file that cannot be used.
 boost::asio::ssl::context ServerContext(const CertificateFiles& files);
 
 }  // namespace cloudservice

@@ -19,8 +19,8 @@ namespace {
                       column + ": " + what);
 }
 
-// What the parser does not look after: it takes a NUL byte for the end of the text, and goes as
-// deep as it is led.
+// Checks what the parser does not check: a NUL byte ends the text for the parser, and it follows
+// nested arrays and objects to any depth.
 void CheckBytes(const std::string& body) {
   int depth = 0;
   bool quoted = false;
@@ -43,7 +43,7 @@ void CheckBytes(const std::string& body) {
   }
 }
 
-// The parser's reason without its own place and without a quotation of the text.
+// The reason from the parser's message, without the place and the quotation of the body in it.
 std::string Reason(const std::string& what) {
   std::string reason = what;
   const std::size_t quote = reason.find("; last read:");

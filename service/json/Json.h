@@ -13,22 +13,22 @@ namespace cloudservice {
 
 using Json = nlohmann::json;
 
-// Arrays and objects inside one another, the outermost included.
+// Levels of nested arrays and objects in a body, the outermost included.
 constexpr int kMaxDepth = 32;
 
-// Bytes of a document as it is stored, to which each PATCH may add.
+// Bytes of a stored document. Each PATCH may make a document longer, up to this.
 constexpr std::size_t kMaxDocument = std::size_t{4} << 20;
 
-// Bytes of an answer, counted in the views that it is made of.
+// Bytes of an answer, counted as the sum of the views in it.
 constexpr std::size_t kMaxAnswer = std::size_t{8} << 20;
 
-// Why a text is not taken as a JSON object. The text of the exception is a whole sentence about a
-// body, with the place in it; it never quotes the body.
+// Says why a text is not accepted as a JSON object. what() is a whole sentence about a request's
+// body and names the place in it; it never quotes the body.
 class JsonError : public std::runtime_error {
  public:
   enum class Kind { kEmpty, kSyntax, kNoObject, kNumberTooLarge };
 
-  // `line`: where it is wrong, from 1; 0 where no place is.
+  // `line`: the line with the fault, from 1; 0 when the fault has no place.
   JsonError(Kind kind, std::size_t line, const std::string& text)
       : std::runtime_error(text), m_kind(kind), m_line(line) {}
 
@@ -40,21 +40,23 @@ class JsonError : public std::runtime_error {
   std::size_t m_line;
 };
 
-// A request's body as a JSON object. Throws JsonError that says what is wrong and in which line and
-// column (both from 1, columns in bytes): not JSON, not UTF-8, a NUL byte, too deep, no object.
+// Parses a request's body, which must be a JSON object. Throws JsonError that says what is wrong
+// and at which line and column (both from 1, columns in bytes): the body is not JSON, is not UTF-8,
+// has a NUL byte, is nested deeper than kMaxDepth, or is no object.
 Json ParseObject(const std::string& body);
 
-// A document that this service has stored.
+// Parses a document that this service has stored.
 Json ParseStored(const std::string& document);
 
-// The text of a document as it is answered: no white space between its parts, before or behind it.
-// Bytes that are no UTF-8 are replaced.
+// The text of a document as an answer carries it: without white space between its parts, before or
+// after it. Bytes that are not UTF-8 are replaced.
 std::string CompactText(const Json& document);
 
-// The text of a document as it is stored.
+// The text of a document as the store keeps it.
 std::string StoredText(const Json& document);
 
-// The member where it is a string; none also when `object` is no object.
+// The value of the member `name` if it is a string; none otherwise, also when `object` is no
+// object.
 std::optional<std::string> TextMember(const Json& object, const char* name);
 
 }  // namespace cloudservice

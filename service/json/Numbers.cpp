@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Which numbers a document has, and their names.
+// The numbers of a document, their names and their places.
 #include "service/json/Numbers.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace cloudservice {
 
 namespace {
 
-// As a JSON pointer has it.
+// The name as a token of a JSON pointer.
 std::string PointerToken(const std::string& text) {
   std::string out;
   for (const char c : text) {
@@ -27,7 +27,8 @@ std::string PointerToken(const std::string& text) {
   return out;
 }
 
-// The same, with '[' told apart too: behind it an element's name begins.
+// The name escaped like a token of a JSON pointer, and '[' as well, since an element's name begins
+// with that.
 std::string Escaped(const std::string& text) {
   std::string out;
   for (const char c : PointerToken(text)) {
@@ -40,7 +41,7 @@ std::string Escaped(const std::string& text) {
   return out;
 }
 
-// Whether the member `name` tells all elements of the array apart.
+// Whether every element of the array has a string `name` and no two are the same.
 bool Identifies(const Json& array, const char* name) {
   std::set<std::string> seen;
   for (const Json& element : array) {
@@ -52,7 +53,7 @@ bool Identifies(const Json& array, const char* name) {
   return true;
 }
 
-// The member that tells the elements of the array apart; empty where their positions do.
+// The member that identifies the elements of the array; empty where their positions do.
 std::string IdentifierOf(const Json& array) {
   for (const char* candidate : {"MemberId", "@odata.id"}) {
     if (Identifies(array, candidate)) return candidate;
@@ -63,7 +64,7 @@ std::string IdentifierOf(const Json& array) {
 class Collector {
  public:
   void Visit(const Json& value, const std::string& name, const std::string& pointer) {
-    // What lies below has a longer name still.
+    // The numbers inside this value have names that are longer still.
     if (name.size() > kMaxMemberName || Full()) return;
     if (value.is_number()) {
       m_numbers.push_back({{name, value.dump()}, pointer});
@@ -96,7 +97,7 @@ class Collector {
   std::vector<NumberPlace> m_numbers;
 };
 
-// What Escaped() was given.
+// Undoes Escaped().
 std::string Unescaped(const std::string& text) {
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -107,9 +108,10 @@ std::string Unescaped(const std::string& text) {
   return out;
 }
 
-// The element's name that begins behind `begin`, at its bracket; moves `begin` to what follows.
+// Reads the step into an element whose opening bracket is at `begin`, and moves `begin` behind it.
 NameStep ElementStep(const std::string& name, std::size_t& begin) {
-  // A bracket that closes nothing has neither end, slash nor bracket behind it.
+  // A "]" ends the element only before "/", "[" or the end of the name; any other "]" is part of
+  // the identifier.
   std::size_t end = name.find(']', begin);
   while (end != std::string::npos && end + 1 < name.size() && name[end + 1] != '/' &&
          name[end + 1] != '[') {

@@ -12,54 +12,55 @@
 
 namespace cloudservice {
 
-// Members of one document that have a history; more are not recorded.
+// Numbers of one document that have a history; further ones are not recorded.
 constexpr std::int64_t kMaxHistoryMembers = 1000;
 
-// A name of a number that is longer has no history.
+// A number whose name is longer has no history.
 constexpr std::size_t kMaxMemberName = 512;  // bytes
 
-// A number in a document, as the text of a JSON number.
+// A number in a document.
 struct NumberRecord {
-  std::string member;  // where in the document it stands
-  std::string value;
+  std::string member;  // its name, as NumbersOf() gives it
+  std::string value;   // the text of a JSON number
 };
 
-// The numbers of a document, each with its name, the first kMaxHistoryMembers of them: the names on
-// the way to it, with slashes between. An element of an array is named by its MemberId where all
-// elements have one, a string, and no two the same; else by its @odata.id under the same condition;
-// else by its position from 0:
+// The first kMaxHistoryMembers numbers of a document, each with its name. The name of a number
+// consists of the member names on the path to it, joined by slashes. The name of an array's element
+// is its MemberId if every element has one that is a string and no two are the same; else its
+// @odata.id under the same condition; else its position from 0:
 //   "Temperatures[MemberId=2]/ReadingCelsius", "Humidity[0]".
 // "~", "/" and "[" inside a name or an identifier are written "~0", "~1", "~2", so that no two
-// numbers of an object have the same name.
+// numbers of a document have the same name.
 std::vector<NumberRecord> NumbersOf(const Json& document);
 
-// A number and where in the document it stands: a JSON pointer.
+// A number with its place in the document.
 struct NumberPlace {
   NumberRecord number;
-  std::string pointer;
+  std::string pointer;  // a JSON pointer
 };
 
-// The same numbers with their places.
+// The numbers that NumbersOf() gives, with their places.
 std::vector<NumberPlace> NumberPlacesOf(const Json& document);
 
-// A step of the way that a number's name tells.
+// One step of the path that a number's name describes: into a member of an object or into an
+// element of an array.
 struct NameStep {
-  std::string text;             // a member's name; of an element, what tells it apart
-  bool element = false;         // of an array
-  std::string identifier = {};  // of an element: the member that is `text`; empty for a position
+  std::string text;             // the member's name; the element's identifier or position
+  bool element = false;         // a step into an element
+  std::string identifier = {};  // the element's member whose value is `text`; empty: a position
 };
 
-// The steps of the name of a number in an object, outermost first.
+// The steps of a number's name, outermost first.
 std::vector<NameStep> StepsOf(const std::string& name);
 
-// Where in a document the numbers stand that have these names, or would stand. The document, which
-// outlives it, is looked through once, however many are asked for.
+// Finds the place in a document that belongs to a number's name. Each array of the document is
+// indexed at most once, however many names are looked up. The document outlives the finder.
 class NumberFinder {
  public:
   struct Found {
-    std::string pointer;    // a JSON pointer; "-" in it is an element that is not there
-    bool hasPlace = false;  // something holds it, or would
-    bool present = false;   // it is there, and a number
+    std::string pointer;    // a JSON pointer; "-" in it stands for an element that is missing
+    bool hasPlace = false;  // the object around the last step exists, or the element itself
+    bool present = false;   // the document has a number at this place
   };
 
   explicit NumberFinder(const Json& document) : m_document(document) {}
@@ -67,7 +68,8 @@ class NumberFinder {
   Found Find(const std::vector<NameStep>& steps);
 
  private:
-  // How the elements of an array are named; where they are, unless that is their name.
+  // The member that identifies the elements of an array (empty: their positions do), and the
+  // position of each identifier.
   struct Elements {
     std::string identifier;
     std::map<std::string, std::size_t> positions;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Dropping what is old, step by step.
+// Removing old readings and events, step by step.
 #include "service/ops/CleanUp.h"
 
 #include <cstdint>
@@ -9,7 +9,7 @@ namespace cloudservice {
 
 namespace {
 
-// Rows that go in one step, which takes some hundredths of a second.
+// Rows that one step removes; such a step takes some hundredths of a second.
 constexpr std::int64_t kRemovedAtOnce = 2000;
 
 }  // namespace

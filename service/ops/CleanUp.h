@@ -10,13 +10,15 @@
 
 namespace cloudservice {
 
-// Drops what is older than it is to be kept. The store and the log outlive it.
+// Removes readings and events that are older than the retention allows. The store and the log
+// outlive it. One thread.
 class CleanUp {
  public:
   CleanUp(Store& store, const Log& log, Clock clock, const Retention& retention)
       : m_store(store), m_log(log), m_clock(std::move(clock)), m_retention(retention) {}
 
-  // Drops some of it; true: there may be more. A failure becomes a line in the log.
+  // Removes a limited number of them; true when more may be left. Blocks for some hundredths of a
+  // second. A failure becomes a line in the log.
   bool Step();
 
  private:

@@ -20,7 +20,8 @@ using std::chrono::steady_clock;
 
 constexpr std::size_t kRunBytes = 4;
 
-// The method as a label: senders make up no new ones.
+// The method as the value of a label. Unknown methods share one value, so that senders cannot add
+// values without end.
 std::string MethodLabel(const std::string& method) {
   static const std::array<std::string, 7> kMethods = {"GET",    "HEAD",    "POST", "PATCH",
                                                       "DELETE", "OPTIONS", "PUT"};
@@ -40,7 +41,7 @@ std::string Seconds(std::chrono::nanoseconds time) {
   return text;
 }
 
-// The metrics in Prometheus' text format.
+// Writes metrics in Prometheus' text format.
 class MetricsWriter {
  public:
   void Begin(const std::string& name, const char* type, const char* help) {
@@ -61,7 +62,7 @@ class MetricsWriter {
   std::string m_text;
 };
 
-// How much is kept.
+// The metrics about the store: how much it holds.
 void WriteStore(MetricsWriter& out, Transaction& store, std::int64_t now) {
   static constexpr std::array<const char*, 3> kStates = {"alive", "late", "offline"};
   const StateCounts states = store.CountStates(now);

@@ -17,9 +17,10 @@
 
 namespace cloudservice {
 
-// What stands before the service for whoever runs it: answers /healthz and /metrics, hands on
-// everything else, indents the JSON of whoever asks for it (Pretty.h), gives each answer an
-// X-Request-Id, counts it, and writes its line into the log:
+// The first handler of each request, for the people who run the service. It answers /healthz and
+// /metrics itself and passes every other request on. It indents JSON where the request asks for
+// that (Pretty.h), gives each answer an X-Request-Id, counts the answer, and writes a line about it
+// into the log:
 //   request ID from ADDRESS: METHOD TARGET: STATUS, N bytes, T ms
 // One thread. The store and the log outlive it.
 class Operations {
@@ -46,7 +47,7 @@ class Operations {
   const Log& m_log;
   const Clock m_clock;
   const Service m_service;
-  // Begins the identifiers of this run of the program.
+  // The first part of each request's identifier; another one in each run of the program.
   const std::string m_run;
   std::uint64_t m_number = 0;
   const std::int64_t m_started;

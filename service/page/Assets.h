@@ -7,7 +7,7 @@
 
 namespace cloudservice {
 
-// A file of the page, as the build made it. What is viewed lives as long as the program.
+// A file of the web page, as the build made it. The viewed bytes live as long as the program.
 struct Asset {
   std::string_view
       path;  // "/index.html", or "/assets/..." with a digest of the content in its name
@@ -16,7 +16,7 @@ struct Asset {
   std::string_view bytes;
 };
 
-// All files; the page itself is the first.
+// All files of the web page; the first is the page itself.
 const std::vector<Asset>& Assets();
 
 }  // namespace cloudservice

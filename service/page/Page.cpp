@@ -11,7 +11,8 @@ namespace cloudservice {
 
 namespace {
 
-// Nothing but what this service serves is loaded, run, or sent anywhere; nobody frames the page.
+// The browser loads and runs only what this service serves, sends data only to this service, and
+// never shows the page in a frame.
 constexpr char kPolicy[] =
     "default-src 'self'; base-uri 'none'; form-action 'self'; frame-ancestors 'none'; "
     "object-src 'none'";
@@ -20,7 +21,7 @@ const Asset* Find(const Target& target) {
   if (target.Text().substr(0, target.Text().find('?')) == "/") return &Assets().front();
   const std::vector<std::string>& segments = target.Segments();
   if (segments.size() != 2) return nullptr;
-  // Which appliances there are the page finds out by itself.
+  // The page itself finds out whether there is such an appliance.
   if (segments[0] == "appliances") return &Assets().front();
   const std::string path = "/" + segments[0] + "/" + segments[1];
   const auto found = std::find_if(Assets().begin(), Assets().end(),
@@ -28,7 +29,7 @@ const Asset* Find(const Target& target) {
   return found == Assets().end() ? nullptr : &*found;
 }
 
-// A tag holds no quote inside, so that finding it with its quotes finds it whole.
+// A tag has no quote inside it, so that a tag that is found with its quotes is a whole one.
 bool IsKnown(const Request& request, const Asset& asset) {
   const std::string tags = request.Header("If-None-Match");
   return tags == "*" || tags.find(asset.etag) != std::string::npos;

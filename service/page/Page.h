@@ -8,8 +8,9 @@
 
 namespace cloudservice {
 
-// The answer to a request for the page (/, /appliances/UUID) or a file of it (/assets/...); nothing
-// when the target is another. Asks for no token: the page holds no data, it gets them from /api/v1.
+// The answer to a request for the web page (/, /appliances/UUID) or for one of its files
+// (/assets/...); none when the request has another target. No token is needed: the page itself
+// holds no data, it loads them from /api/v1.
 std::optional<Response> AnswerPage(const Request& request);
 
 }  // namespace cloudservice

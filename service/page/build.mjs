@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Bundles src/ and writes what is served, below dist/ and as the C++ table that the program holds.
+// Bundles src/ and writes the files that are served, below dist/ and as the program's C++ table.
 // Usage: node build.mjs OUTPUT.cpp, in a folder with src/ and node_modules/. The same sources give
 // the same bytes.
 import {createHash} from "node:crypto";
@@ -42,7 +42,7 @@ async function bundled() {
   };
 }
 
-// The licences of all packages of which something is in the bundle.
+// The licences of all packages that the bundle has code of.
 function licenses(inputs) {
   const names = inputs.map((path) => path.match(/node_modules\/((?:@[^/]+\/)?[^/]+)\//)?.[1]);
   const packages = [...new Set(names.filter(Boolean))].sort();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Bodies of requests: what has to be in them, and what they change.
+// Bodies of requests: parsing them, checking their members, merging them into documents.
 #include "service/redfish/Body.h"
 
 #include <algorithm>
@@ -66,7 +66,7 @@ Refusal Missing(const std::string& name) {
 }
 
 Refusal WrongType(const std::string& name, const Json& value, const std::string& text) {
-  // Of what is longer, the message that quotes nothing.
+  // A longer value is not quoted: the refusal then has the message without the value.
   constexpr std::size_t kLongestQuoted = 64;
   const std::string shown = CompactText(value);
   if (shown.size() > kLongestQuoted) return WrongValue(name, text);
@@ -77,7 +77,7 @@ Refusal WrongValue(const std::string& name, const std::string& text) {
   return {400, {"PropertyValueError", {name}, "#/" + name}, text};
 }
 
-// Everything else that is sent is taken, also together with these.
+// A patch with any other member is accepted, also when it would change given members too.
 void RefuseReadOnly(const Json& patch, const Json& given) {
   if (patch.empty()) return;
   std::string changed;

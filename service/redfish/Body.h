@@ -10,28 +10,29 @@
 
 namespace cloudservice {
 
-// A request's body. Throws Refusal (400) for what ParseObject does not take.
+// Parses a request's body. Throws Refusal (400) for a body that ParseObject() refuses.
 Json ParseBody(const std::string& body);
 
-// A stored document with a patch merged into it (RFC 7396), as it is stored. Throws Refusal (413)
-// when that is longer than kMaxDocument.
+// Merges a patch into a stored document (RFC 7396) and returns the text to be stored. Throws
+// Refusal (413) when that is longer than kMaxDocument.
 std::string MergedText(const std::string& document, const Json& patch);
 
-// The string `name` of `object`; none when it is missing. Throws Refusal (400) when it has another
-// type, or control characters in it.
+// The string member `name` of `object`; none when it is missing. Throws Refusal (400) when it has
+// another type, or control characters in it.
 std::optional<std::string> OptionalString(const Json& object, const std::string& name);
 
-// The same for a string that must be there and not be empty.
+// The string member `name` of `object`. Throws Refusal (400) as OptionalString(), and when the
+// member is missing or empty.
 std::string RequiredString(const Json& object, const std::string& name);
 
-// 400 for the member `name` of a body: it is not there; it has the type of `value`, which is none
-// of its own; its value cannot be.
+// Refusals with status 400 for the member `name` of a body: it is missing; its value has a type
+// that it must not have; its value is not possible. `text` says so to the sender.
 Refusal Missing(const std::string& name);
 Refusal WrongType(const std::string& name, const Json& value, const std::string& text);
 Refusal WrongValue(const std::string& name, const std::string& text);
 
-// Throws Refusal (400) for a patch that would change members that the service gives, and nothing
-// else.
+// `given` holds the members that the service sets itself, with their values. Throws Refusal (400)
+// for a patch that would change one of them and has no other members.
 void RefuseReadOnly(const Json& patch, const Json& given);
 
 }  // namespace cloudservice

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What operations answer.
+// Answers of operations.
 #include "service/redfish/Call.h"
 
 namespace cloudservice {

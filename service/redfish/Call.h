@@ -19,56 +19,56 @@
 
 namespace cloudservice {
 
-// A request on its way to its operation.
+// A request with what the service has found out about it so far.
 struct Call {
   const Request& request;
-  Target target;                            // of what is asked for; in an expansion that of a link
-  std::vector<std::string> names = {};      // the path's segments that stand for an identifier
-  std::optional<ManagerRecord> owner = {};  // whose token it carries
-  Json body = {};                           // of a POST or PATCH
-  QueryOptions query = {};                  // of a GET
+  Target target;                            // the request's; in an expansion that of a link
+  std::vector<std::string> names = {};      // the segments for which the endpoint's path has "*"
+  std::optional<ManagerRecord> owner = {};  // the manager whose token the request has
+  Json body = {};                           // for POST and PATCH
+  QueryOptions query = {};                  // for GET
   std::shared_ptr<LookUps> lookUps = std::make_shared<LookUps>();
-  std::int64_t account = 0;  // of a registration: whose key it carries
+  std::int64_t account = 0;  // for a registration: the account whose key the request has
 };
 
-// What an operation answers: a document, or a text of another type, or neither.
+// The result of an operation: a document, or a text of another type, or neither.
 // NOLINTNEXTLINE(bugprone-exception-escape): a document throws nothing when it is moved.
 struct Answer {
   unsigned status = 200;
   Json document;  // null: none
   std::vector<std::pair<std::string, std::string>> headers;
-  std::string text;  // of `type`
-  std::string type;
-  std::vector<std::string> lines;  // for the log, once what they tell has happened
+  std::string text;                // where `document` is null
+  std::string type;                // Content-Type of `text`
+  std::vector<std::string> lines;  // for the log, written after the transaction
 };
 
 // 200 with the document.
 Answer Found(Json document);
-// 201 with what was created, which says its address and its tag.
+// 201 with the document that was created; the service adds Location and ETag.
 Answer Created(Json document);
 // 204.
 Answer Done();
 
-// Which senders an operation is for, and what others are answered.
+// The senders that may call an operation, and the status for all others.
 enum class Access {
   kAnyone,
-  kAppliance,   // whoever has a token; 401
-  kItsManager,  // the path's first identifier is the sender's UUID; 404
-  kItsChassis,  // that of a chassis of the sender's; 404
+  kAppliance,   // a sender with a known token; else 401
+  kItsManager,  // the manager whose UUID is the first of Call::names; else 404
+  kItsChassis,  // the manager of the chassis that the first of Call::names identifies; else 404
 };
 
-// Which of the query's options a GET takes: none; $select and $expand; $top and $skip too.
+// The query options that a GET takes: none; $select and $expand; these and $top and $skip.
 enum class QueryUse { kNone, kResource, kCollection };
 
-// Runs in one transaction with the look at the sender. May be run again: what it does beside the
-// transaction is in its answer.
+// Runs in one transaction together with the check of the sender. It may be run again, so that it
+// has no effect outside of the transaction but its answer. Throws Refusal.
 using Operation = std::function<Answer(const Call& call, Transaction& store)>;
 
 struct Endpoint {
   Access access = Access::kAppliance;
   QueryUse query = QueryUse::kNone;
   Operation operation;
-  // Runs before it, outside of all transactions: what takes long.
+  // Runs before the operation and outside of all transactions, for work that takes long.
   std::function<void(Call& call)> before = nullptr;
 };
 

@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t kIdBytes = 8;
 
-// Throws Refusal (404) unless it is the owner's.
+// The chassis that the call names. Throws Refusal (404) unless it is the sender's.
 ChassisRecord OwnChassis(const Call& call, Transaction& store) {
   std::optional<ChassisRecord> chassis = store.FindChassis(call.owner->uuid, call.names.at(0));
   if (!chassis) throw NothingAt(call.target.Path());

@@ -9,7 +9,7 @@
 
 namespace cloudservice {
 
-// Chassis of appliances.
+// The operations on chassis of appliances.
 class Chassis {
  public:
   explicit Chassis(Clock clock) : m_clock(std::move(clock)) {}

@@ -11,12 +11,14 @@
 
 namespace cloudservice {
 
-// A page of a collection with `count` members; `next` is the query that leads on, or empty.
+// A page of the collection at `path`: it shows the members with the paths `shown`, out of `count`.
+// `next` is the query of the next page; empty when there is none.
 Json CollectionPage(const std::string& path, const char* type, const std::string& name,
                     std::size_t count, const std::vector<std::string>& shown,
                     const std::string& next);
 
-// The page of the collection that the query asks for. Throws Refusal (400) when there is none.
+// The page that the query asks for, of the collection with the paths `members`. Throws Refusal
+// (400) when there is no such page.
 Json CollectionView(const std::string& path, const char* type, const std::string& name,
                     const std::vector<std::string>& members, const QueryOptions& query);
 

@@ -26,7 +26,7 @@ std::string EntityTag(const std::string& body) {
 
 bool MeansTag(const std::string& header, const std::optional<std::string>& tag, Comparison how) {
   if (!tag) return false;
-  // No tag of this service's has a comma in it.
+  // The header may be split at commas, since no tag of this service has one in it.
   std::size_t from = 0;
   for (;;) {
     const std::size_t comma = header.find(',', from);

@@ -9,26 +9,27 @@
 
 namespace cloudservice {
 
-// The entity tag of a body, with its quotation marks: the same for the same bytes.
+// The entity tag of a body, with its quotation marks. Equal bytes have equal tags.
 std::string EntityTag(const std::string& body);
 
-// Whether a tag that is marked as weak means the one without the mark (RFC 9110, for If-None-Match)
-// or none of this service's (for If-Match).
+// How a tag that is marked as weak is compared (RFC 9110): kWeak ignores the mark, for
+// If-None-Match; kStrong lets it match no tag of this service, for If-Match.
 enum class Comparison { kWeak, kStrong };
 
-// Whether a header that lists entity tags, or says "*", means `tag`; none: there is no resource.
+// Whether a header matches `tag`: it lists the tag, or it has "*". Without a tag there is no
+// resource, and nothing matches.
 bool MeansTag(const std::string& header, const std::optional<std::string>& tag, Comparison how);
 
-// Gives the answer to a GET its entity tag, and turns it into 304 where If-None-Match knows it.
-// Throws Refusal (412) when If-Match wants another one.
+// Adds the entity tag to the answer to a GET, and makes the answer a 304 when If-None-Match matches
+// the tag. Throws Refusal (412) when If-Match does not match it.
 void ApplyConditions(const Request& request, Response& response);
 
-// Throws Refusal (412) unless the resource, whose tag is `tag`, is what If-Match and If-None-Match
-// of a change expect.
+// Checks the conditions of a change against the tag of the resource. Throws Refusal (412) when
+// If-Match does not match the tag or If-None-Match matches it.
 void CheckConditions(const Request& request, const std::optional<std::string>& tag);
 
-// Throws Refusal: 412 for a version of OData that is not spoken here, 415 for a body that is not
-// declared to be JSON; one of which nothing is declared is taken for it.
+// Throws Refusal: 412 for a version of OData that this service does not have, 415 for a body whose
+// Content-Type is not JSON. A body without a Content-Type is taken for JSON.
 void CheckNegotiation(const Request& request);
 
 }  // namespace cloudservice

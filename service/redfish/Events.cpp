@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Events: taking them, their list with its filters, one of them.
+// Events: storing a posted one, listing them with filters, showing one.
 #include "service/redfish/Events.h"
 
 #include <algorithm>
@@ -35,7 +35,7 @@ void CheckArguments(const Json& document) {
   }
 }
 
-// The alarm that the event is about.
+// The message identifier of the alarm that the event is about.
 std::string AlarmOf(const Json& document, const EventRecord& event, EventKind kind) {
   if (kind != EventKind::kClear) return event.messageId;
   const auto found = document.find("MessageArgs");
@@ -115,7 +115,8 @@ Json EventView(const Call& call, Transaction& store, const EventRecord& event) {
   return ShapedFor(call, store, *call.owner, types::kEvent, EventPath(event.id), sent);
 }
 
-// A page leads to the next by its last event, which nothing that comes or goes meanwhile moves.
+// A page of all events. The link to the next page names the last event of this page: events that
+// are added or removed meanwhile do not move that place.
 Json CollectionOf(const Call& call, Transaction& store) {
   EventPage page;
   page.manager = call.owner->uuid;
@@ -136,13 +137,14 @@ Json CollectionOf(const Call& call, Transaction& store) {
   std::vector<std::string> paths;
   paths.reserve(ids.size());
   for (const std::int64_t id : ids) paths.push_back(EventPath(id));
-  // An empty page leads nowhere, least of all to itself.
+  // An empty page ($top=0) has no next page: the link would lead to the same page.
   const std::string next =
       more && !ids.empty() ? PageAt(call.query, "after=" + std::to_string(ids.back())) : "";
   return CollectionPage(kEventsPath, types::kEventCollection, "Events", count, paths, next);
 }
 
-// With a filter a bare array of all that there are, as appliances expect it; else a collection.
+// With a filter the answer is a bare array of all events that pass it, as appliances expect;
+// without one it is a collection.
 Answer ListEvents(const Call& call, Transaction& store) {
   EventFilter filter;
   filter.manager = call.owner->uuid;

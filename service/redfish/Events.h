@@ -9,7 +9,7 @@
 
 namespace cloudservice {
 
-// Events of appliances, which open and close alarms.
+// The operations on events of appliances, which open, change and close alarms.
 class Events {
  public:
   explicit Events(Clock clock) : m_clock(std::move(clock)) {}

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Heartbeats as they come, and as a manager shows them.
+// Taking heartbeats, and showing them in a manager's document.
 #include "service/redfish/Heartbeats.h"
 
 #include <utility>
@@ -16,7 +16,7 @@ constexpr std::int64_t kMaxInterval = 366 * 24 * 3600;
 std::int64_t CheckedInterval(const Json& document) {
   const auto found = document.find("HeartbeatInterval");
   if (found == document.end()) throw Missing("HeartbeatInterval");
-  // A number above the signed range is unsigned for the parser and stays out of range here.
+  // The parser reads a number above the signed range as unsigned; it compares as too large here.
   const bool whole = found->is_number_integer();
   if (!whole || *found < 1 || *found > kMaxInterval) {
     throw WrongType("HeartbeatInterval", *found,

@@ -10,10 +10,10 @@
 
 namespace cloudservice {
 
-// What a manager shows of its heartbeats at the time `now`.
+// The heartbeats of a manager as its document shows them at the time `now`.
 Json HeartbeatView(const ManagerRecord& manager, std::int64_t now);
 
-// Takes heartbeats.
+// The operation that takes heartbeats.
 class Heartbeats {
  public:
   explicit Heartbeats(Clock clock) : m_clock(std::move(clock)) {}

@@ -18,17 +18,17 @@ namespace cloudservice {
 
 namespace {
 
-// What a request for a history asks.
+// The query of a request for a history. Without a member, it asks for the names of the numbers.
 struct HistoryQuery {
   std::optional<std::string> member;
   std::int64_t after = 0;
 };
 
-// Values in one answer; what follows is a link away.
+// Readings in one answer; a link leads to those that follow.
 constexpr std::int64_t kPage = 10000;
-// Segments of the path of a manager or a chassis itself.
+// Number of segments in the path of a manager or a chassis itself.
 constexpr std::size_t kOwnDocument = 4;
-// Segments of a history's path behind those of its document.
+// Number of segments that the path of a history has more than the path of its document.
 constexpr std::size_t kHistorySegments = 2;
 const std::string kType = std::string("#") + types::kHistory;
 

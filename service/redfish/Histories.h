@@ -10,10 +10,10 @@
 
 namespace cloudservice {
 
-// Histories of the numbers in documents.
+// The operation that shows histories of the numbers in documents.
 class Histories {
  public:
-  // What is older than `retention` seconds is not shown, also where it is still there.
+  // Readings older than `retention` seconds are not shown, even if the store still has them.
   Histories(Clock clock, std::int64_t retention)
       : m_clock(std::move(clock)), m_retention(retention) {}
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What is looked up for one request, and how much that may be.
+// Look-ups of one request, and their limits.
 #include "service/redfish/LookUps.h"
 
 #include "service/redfish/Refusal.h"

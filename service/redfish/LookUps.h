@@ -11,23 +11,25 @@
 
 namespace cloudservice {
 
-// What has been looked up for one request, each path once, and what was made for its answer: not
-// more than one sender may hold up the others for.
+// What has been looked up for one request, each path once, and the bytes of its answer. Both are
+// limited, so that one request does not delay the others for long. One request, one thread.
 class LookUps {
  public:
-  // Links that are looked up for one request.
+  // How many links are looked up for one request.
   static constexpr std::size_t kMost = 1000;
 
-  // A request that needs more is refused with this status (400, 507); without it the other links
-  // lead nowhere.
+  // Refuses a request that exceeds a limit with this status (400 or 507). Without this call,
+  // further links count as links to nothing, and bytes are not limited.
   void RefuseMore(unsigned status) { m_status = status; }
 
-  // Counts the bytes of a view, of which there are up to kMaxAnswer in one answer. Throws Refusal.
+  // Adds the bytes of a view to those of the answer. Throws Refusal when they exceed kMaxAnswer.
   void Count(std::size_t bytes);
 
-  // The schema of what is at the path, as `find` knows it. Throws Refusal.
+  // The schema of the resource at the path; calls `find` at the first look-up of the path. Throws
+  // Refusal when there are too many links.
   std::string Schema(const std::string& path, const std::function<std::string()>& find);
-  // The document at the path, as `make` makes it.
+  // The document at the path; calls `make` at the first look-up of the path. Lives as long as this
+  // object.
   const Json& Document(const std::string& path, const std::function<Json()>& make);
 
  private:

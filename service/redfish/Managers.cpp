@@ -22,7 +22,8 @@ namespace {
 constexpr std::size_t kTokenBytes = 32;
 constexpr std::size_t kMaxUuid = 128;
 
-// A UUID becomes a segment of paths.
+// The UUID of a body. Since it becomes a segment of paths, only letters, digits, "-" and "_" are
+// accepted.
 std::string CheckedUuid(const Json& document) {
   std::string uuid = RequiredString(document, "UUID");
   static const std::string kAllowed =
@@ -33,8 +34,9 @@ std::string CheckedUuid(const Json& document) {
   return uuid;
 }
 
-// The values stand in the query as plain text, an ampersand in the address included: nothing is
-// decoded, and the address runs to the last place where the key can begin.
+// The e-mail address and the key of a registration. They stand in the query as plain text, and the
+// address may have an ampersand in it: nothing is decoded, and the address ends at the last place
+// where the key can begin.
 std::pair<std::string, std::string> CredentialsOf(const std::string& query) {
   static const std::string kEmail = "setup_email=";
   static const std::string kKey = "&registration_key=";
@@ -45,8 +47,8 @@ std::pair<std::string, std::string> CredentialsOf(const std::string& query) {
   return {query.substr(kEmail.size(), key - kEmail.size()), query.substr(key + kKey.size())};
 }
 
-// An appliance learns from the 403 that it has to register afresh, so that everything that ends a
-// registration has to end up in it.
+// A 403 tells an appliance to register again. Therefore every state without a valid registration is
+// answered 403.
 Answer FindByUuid(const Call& call, const std::string& uuid) {
   if (!call.owner || call.owner->uuid != uuid) {
     throw Refusal(403, "The X-Auth-Token is not this manager's.");
@@ -73,7 +75,7 @@ Answer DeleteManager(const Call& call, Transaction& store) {
   return answer;
 }
 
-// The body as the record of a manager that registers.
+// The record of a manager that registers with this body.
 ManagerRecord ManagerOf(const Call& call, std::int64_t now) {
   ManagerRecord manager;
   manager.uuid = CheckedUuid(call.body);
@@ -118,7 +120,7 @@ void Managers::Admit(Call& call) const {
 Answer Managers::Register(const Call& call, Transaction& store) const {
   const ManagerRecord manager = ManagerOf(call, m_clock());
   const std::optional<ManagerRecord> before = store.FindManager(manager.uuid);
-  // Else whoever has an account could take, and empty, what is another's.
+  // Otherwise any account could take over another account's appliance and delete its data.
   if (before && before->account && before->account != manager.account) {
     throw Refusal(403, "This UUID is registered with another account.");
   }

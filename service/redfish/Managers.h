@@ -10,7 +10,7 @@
 
 namespace cloudservice {
 
-// Managers, which are the appliances themselves, and their registration.
+// The operations on managers, which are the appliances themselves, and their registration.
 class Managers {
  public:
   // The accounts outlive it.

@@ -88,7 +88,7 @@ void TakeExpand(const Option& option, QueryOptions& query) {
   query.levels = static_cast<int>(NumberOf(option, levels, 1, kMaxLevels));
 }
 
-// Replaces links by what they lead to, and the links in that, level by level.
+// Replaces links by the documents at their targets, and the links in those, level by level.
 class Expander {
  public:
   Expander(QueryOptions::Expand which, const std::function<Json(const std::string&)>& fetch)
@@ -107,7 +107,7 @@ class Expander {
   }
 
  private:
-  // Links into a resource are no links to another one.
+  // A link with a fragment leads into a resource, and is not expanded.
   static bool IsLink(const Json& value) {
     if (value.size() != 1 || value.begin().key() != "@odata.id") return false;
     const Json& path = *value.begin();
@@ -136,9 +136,9 @@ class Expander {
 };
 
 using Way = std::vector<std::string>;
-// Some of the selected ways, all alike up to a depth. They stand in ascending order, so that those
-// that are alike for one name more stand together: looking a member up costs little, however many
-// ways a query has.
+// A range of the selected paths that have the same names up to some depth. The paths are sorted, so
+// that those with the same next name are neighbours: looking a member up is a binary search,
+// however many paths the query has.
 using Ways = std::pair<std::vector<Way>::const_iterator, std::vector<Way>::const_iterator>;
 
 Ways WaysThrough(const Ways& ways, std::size_t depth, const std::string& name) {
@@ -154,15 +154,15 @@ Ways WaysThrough(const Ways& ways, std::size_t depth, const std::string& name) {
 
 bool IsEmpty(const Ways& ways) { return ways.first == ways.second; }
 
-// Whether a member is selected with all that is in it; `deeper` are the ways through it.
+// Whether a member is selected as a whole; `deeper` are the paths through it.
 bool IsWhole(const Ways& ways, std::size_t depth, const std::string& name, const Ways& deeper) {
-  // "Members@odata.count" goes with Members, and with a part of them.
+  // An annotation of a member ("Members@odata.count") is selected with the member or a part of it.
   const std::string owner = name.substr(0, name.find('@'));
   if (owner.empty()) return true;
   if (owner.size() < name.size()) {
     return !IsEmpty(deeper) || !IsEmpty(WaysThrough(ways, depth, owner));
   }
-  // A way that ends here stands before those that go on.
+  // A path that ends at this member sorts before those that lead through it.
   return !IsEmpty(deeper) && deeper.first->size() == depth + 1;
 }
 
@@ -189,7 +189,7 @@ Json Chosen(const Json& value, const Ways& ways, std::size_t depth) {
 
 QueryOptions ParseQueryOptions(const Target& target) {
   constexpr std::size_t kMost = 1000000000;
-  // What may stand in a query as it is.
+  // Characters that need no encoding in a query.
   constexpr const char* kReadable = "$()*,/:=@";
   QueryOptions query;
   std::vector<std::string> seen;
@@ -234,7 +234,7 @@ Page PageOf(const QueryOptions& query, std::size_t count) {
 }
 
 std::string NextPage(const QueryOptions& query, const Page& page, std::size_t count) {
-  // An empty page leads nowhere, least of all to itself.
+  // An empty page ($top=0) has no next page: the link would lead to the same page.
   if (page.end == count || page.end == page.first) return "";
   return PageAt(query, "$skip=" + std::to_string(page.end));
 }

@@ -13,59 +13,60 @@
 
 namespace cloudservice {
 
-// Members of a collection in one answer; what follows is a link away.
+// Members of a collection in one answer; a link leads to those that follow.
 constexpr std::size_t kMaxMembers = 1000;
-// How deep $expand goes at most, and how many resources it brings into one answer.
+// The limits of $expand: levels, and resources that it puts into one answer.
 constexpr int kMaxLevels = 6;
 constexpr std::size_t kMaxExpanded = 2000;
 
-// What the options of a query ask ("$top", "$skip", "$select", "$expand"). How the answer is
-// written ("pretty") is not their business: they only take it along.
+// The options of a query: "$top", "$skip", "$select", "$expand". "pretty" is only kept here for the
+// links to other pages; the answer is indented elsewhere.
 struct QueryOptions {
   enum class Expand { kNone, kAll, kLinks, kNoLinks };
 
   std::optional<std::size_t> top;
   std::optional<std::size_t> skip;
-  // Each a way of names into the document; in ascending order.
+  // The selected members in ascending order, each as the member names on the path to it.
   std::vector<std::vector<std::string>> select;
   Expand expand = Expand::kNone;
   int levels = 1;
-  // $select and $expand as they were given, and "pretty", each behind an ampersand.
+  // $select and $expand with their given values, and "pretty", each after an ampersand.
   std::string others;
 
   bool Empty() const { return !top && !skip && select.empty() && expand == Expand::kNone; }
 };
 
-// Throws Refusal: 501 for an option that is not known here, 400 for a value that is none.
+// Reads the options of a target. Throws Refusal: 501 for an unknown option, 400 for a value that
+// the option cannot have.
 QueryOptions ParseQueryOptions(const Target& target);
 
-// Members on a page, unless no more are left.
+// The number of members on a full page.
 std::size_t PageSize(const QueryOptions& query);
 
-// Which of `count` members a collection shows: those from `first` on, up to `end`. Throws Refusal
-// (400) when $skip leads beyond them.
+// The members of a collection that one answer shows: those from position `first` on and before
+// `end`. PageOf() throws Refusal (400) when $skip is greater than `count`, the number of members.
 struct Page {
   std::size_t first = 0;
   std::size_t end = 0;
 };
 Page PageOf(const QueryOptions& query, std::size_t count);
-// The query of the page that follows, with the same options; empty when none does.
+// The query of the next page, with the same options; empty when there is no next page.
 std::string NextPage(const QueryOptions& query, const Page& page, std::size_t count);
-// The same of a page that begins where `place` ("NAME=VALUE") says.
+// The query of a page that begins at `place` ("NAME=VALUE"), with the same options.
 std::string PageAt(const QueryOptions& query, const std::string& place);
 
-// The identifier that an "after" of a query has, which a link to a next page gave. Throws Refusal
-// (400) for what is none.
+// The identifier in the parameter "after", which comes from a link to a next page. Throws Refusal
+// (400) when it is no whole number from 0.
 std::int64_t AfterOf(const std::string& text);
 
-// The document with every link that the query's $expand means replaced by what it leads to. `fetch`
-// gives the document at a path, or null when there is none. Throws Refusal (507) when they become
-// too many.
+// The document with the links that $expand asks for replaced by the documents at their targets.
+// `fetch` returns the document at a path, or null when there is none; such a link stays. Throws
+// Refusal (507) when there are more than kMaxExpanded of them.
 Json Expanded(const Json& document, const QueryOptions& query,
               const std::function<Json(const std::string& path)>& fetch);
 
-// The members that the query selects, and what says which resource they belong to. Ways lead
-// through arrays.
+// The members of the document that $select asks for, and the annotations that identify the
+// resource. A path into an array applies to each of its elements.
 Json Selected(const Json& document, const QueryOptions& query);
 
 }  // namespace cloudservice

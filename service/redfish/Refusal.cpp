@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Refusals in the words of Redfish's registry of messages.
+// Refusals with the messages of Redfish's registry.
 #include "service/redfish/Refusal.h"
 
 #include "service/json/Json.h"
@@ -8,7 +8,7 @@ namespace cloudservice {
 
 namespace {
 
-// None of these messages takes an argument.
+// The message for a status; each of these takes no arguments.
 const char* MessageName(unsigned status) {
   switch (status) {
     case 401:
@@ -30,7 +30,7 @@ const char* MessageName(unsigned status) {
   }
 }
 
-// As the registry has it.
+// The severity of a message, as the registry defines it.
 const char* MessageSeverity(const std::string& name) {
   const bool warning = name.rfind("Property", 0) == 0 || name.rfind("Query", 0) == 0 ||
                        name == "UnrecognizedRequestBody";
@@ -55,7 +55,7 @@ Response ErrorResponse(const Refusal& refusal) {
                {"MessageArgs", message.arguments},
                {"MessageSeverity", MessageSeverity(message.name)}};
   if (!message.property.empty()) info["RelatedProperties"] = Json::array({message.property});
-  // The registry wants it said here, since the message itself says nothing.
+  // The message GeneralError says nothing itself: the registry wants the text as its resolution.
   if (message.name == "GeneralError") info["Resolution"] = refusal.what();
   const Json error = {
       {"code", id}, {"message", refusal.what()}, {"@Message.ExtendedInfo", Json::array({info})}};

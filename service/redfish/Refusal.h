@@ -12,22 +12,22 @@
 
 namespace cloudservice {
 
-// The registry of messages in whose words refusals speak: its version, and where it is published.
+// The registry from which refusals take their messages: its version, and its published address.
 constexpr const char* kBaseRegistry = "Base.1.16";
 constexpr const char* kBaseRegistryUri = "http://redfish.dmtf.org/registries/Base.1.16.0.json";
 
-// A message of that registry with its arguments. Number and order of these are the registry's.
+// A message of that registry with its arguments, in the number and order that the registry defines.
 struct BaseMessage {
   std::string name;
   std::vector<std::string> arguments;
-  std::string property = {};  // a JSON pointer to what it is about; may be empty
+  std::string property = {};  // a JSON pointer to the member that it is about; may be empty
 };
 
-// Thrown by whatever finds that a request cannot be served. The text says what and where; it goes
-// to the sender and into the log, so it never holds a secret.
+// The exception for a request that cannot be served. Its text says what is wrong and where. The
+// text goes to the sender and into the log, and therefore never holds a secret.
 class Refusal : public std::runtime_error {
  public:
-  // With the message that comes nearest to the status.
+  // A refusal with the message of the registry that fits the status best.
   Refusal(unsigned status, const std::string& text);
   Refusal(unsigned status, BaseMessage message, const std::string& text)
       : std::runtime_error(text), m_status(status), m_message(std::move(message)) {}
@@ -37,7 +37,7 @@ class Refusal : public std::runtime_error {
     m_retryAfter = retryAfter;
   }
 
-  // Seconds; 0: waiting makes no difference.
+  // Seconds after which the same request may succeed; 0: waiting does not help.
   std::int64_t RetryAfter() const { return m_retryAfter; }
   unsigned Status() const { return m_status; }
   const BaseMessage& Message() const { return m_message; }
@@ -48,11 +48,11 @@ class Refusal : public std::runtime_error {
   std::int64_t m_retryAfter = 0;
 };
 
-// 404 for a path at which there is nothing, at least for this sender.
+// A refusal with status 404 for a path at which there is nothing for this sender.
 Refusal NothingAt(const std::string& path);
 
 // The answer to a refused request: a Redfish error object, WWW-Authenticate for 401, and
-// Retry-After where it may help.
+// Retry-After where waiting may help.
 Response ErrorResponse(const Refusal& refusal);
 
 }  // namespace cloudservice

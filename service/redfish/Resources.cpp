@@ -26,7 +26,8 @@ Answer GetResource(const Call& call, Transaction& store) {
   return Found(std::move(view));
 }
 
-// There are sensors, or a document has been sent for their collection itself.
+// The collection of a chassis' sensors. It exists when there are sensors, or when a document was
+// sent for the collection itself.
 Answer GetSensors(const Call& call, Transaction& store) {
   const std::string path = call.target.Path();
   const std::string& owner = call.owner->uuid;

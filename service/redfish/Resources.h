@@ -9,7 +9,7 @@
 
 namespace cloudservice {
 
-// Documents below chassis and managers, wherever an appliance puts them.
+// The operations on documents below chassis and managers, at any path that an appliance chooses.
 class Resources {
  public:
   explicit Resources(Clock clock) : m_clock(std::move(clock)) {}

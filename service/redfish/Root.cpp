@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The root of the service, and what describes it as a whole.
+// The service root, and the documents that describe the service as a whole.
 #include "service/redfish/Root.h"
 
 #include <string>
@@ -13,7 +13,7 @@ namespace cloudservice {
 
 namespace {
 
-// As clients expect it, with a slash at its end.
+// Clients expect the root's path with a slash at its end.
 constexpr const char* kRoot = "/redfish/v1/";
 constexpr const char* kSessionService = "/redfish/v1/SessionService";
 constexpr const char* kSessions = "/redfish/v1/SessionService/Sessions";
@@ -64,7 +64,7 @@ Answer GetMetadata() {
   return answer;
 }
 
-// Tokens come from registrations: nobody opens a session.
+// The session service is disabled: tokens come from registrations, not from sessions.
 Answer GetSessionService() {
   return Found({{"@odata.id", kSessionService},
                 {"@odata.type", std::string("#") + types::kSessionService},
@@ -78,7 +78,7 @@ Answer ListSessions(const Call& call) {
   return Found(CollectionView(kSessions, types::kSessionCollection, "Sessions", {}, call.query));
 }
 
-// An operation that looks at nothing but the call.
+// An operation that needs neither the call nor the store.
 template <typename Function>
 Operation Plain(Function function) {
   return [function](const Call&, Transaction&) { return function(); };

@@ -6,7 +6,8 @@
 
 namespace cloudservice {
 
-// The root of the service, what describes it as a whole, and its sessions, of which there are none.
+// Adds the operations of the service root, of the documents that describe the service as a whole,
+// and of the sessions, of which there are none.
 void AddRoot(Routes& routes);
 
 }  // namespace cloudservice

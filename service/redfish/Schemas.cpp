@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Schemas and registries: which there are, and where they are published.
+// The collections of schemas and registries, and the files of the service's own schemas.
 #include "service/redfish/Schemas.h"
 
 #include <map>
@@ -20,7 +20,7 @@ namespace {
 constexpr const char* kSchemas = "/redfish/v1/JsonSchemas";
 constexpr const char* kRegistries = "/redfish/v1/Registries";
 
-// The types of which documents are answered, by the names of their schemas.
+// The types of the documents that the service answers, by the names of their schemas with version.
 const std::map<std::string, std::string>& Described() {
   static const std::map<std::string, std::string> described = [] {
     std::map<std::string, std::string> types;

@@ -6,8 +6,8 @@
 
 namespace cloudservice {
 
-// The files of schemas that are this service's own, and the collections that say where schemas and
-// registries of messages are published.
+// Adds the operations that serve the files of this service's own schemas, and those of the
+// collections that say where schemas and message registries are published.
 void AddSchemas(Routes& routes);
 
 }  // namespace cloudservice

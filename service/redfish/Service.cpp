@@ -21,7 +21,7 @@ namespace cloudservice {
 
 namespace {
 
-// Of the service as a whole.
+// The methods of the service as a whole.
 constexpr const char* kMethods = "GET, HEAD, POST, PATCH, DELETE, OPTIONS";
 
 Response OptionsResponse(const std::string& allowed) {
@@ -31,13 +31,13 @@ Response OptionsResponse(const std::string& allowed) {
   return response;
 }
 
-// With what each answer of a Redfish service carries.
+// Adds the header that every answer of a Redfish service has.
 Response Marked(Response response) {
   response.headers.insert(response.headers.begin(), {"OData-Version", "4.0"});
   return response;
 }
 
-// The answer with its document written out, and what belongs to that.
+// Writes out the document of an answer, and adds the headers that belong to it.
 Response Rendered(const Answer& answer) {
   Response response;
   response.status = answer.status;
@@ -60,7 +60,8 @@ Response Rendered(const Answer& answer) {
   return response;
 }
 
-// Learns who sends the call, and throws Refusal (401, 404) where the operation is not for them.
+// Identifies the sender of the call. Throws Refusal (401, 404) when the sender may not call the
+// operation.
 void Admit(Call& call, const Endpoint& endpoint, Transaction& store) {
   const std::string& token = call.request.token;
   call.owner.reset();
@@ -122,7 +123,8 @@ RedfishService::Place RedfishService::Find(Call& call, const std::string& method
   const Endpoint* get = path->Find("GET");
   const bool collection = get != nullptr && get->query == QueryUse::kCollection;
   for (const auto& [name, endpoint] : path->methods) {
-    // Appliances may say something about a collection; its type says that nobody changes it.
+    // A PATCH of a collection is accepted from appliances but not announced: the collection's type
+    // does not allow changes.
     if (!collection || name != "PATCH") place.allowed += name + ", ";
     if (name == "GET") place.allowed += "HEAD, ";
   }
@@ -138,7 +140,7 @@ Response RedfishService::Dispatch(const Request& request, std::string& allowed) 
   }
   CheckNegotiation(request);
   Call call{request, request.target};
-  // What HEAD leaves out of GET's answer is the server's business.
+  // HEAD is answered like GET here; the server leaves the body out.
   const std::string method = request.method == "HEAD" ? "GET" : request.method;
   const Place place = Find(call, method);
   allowed = place.allowed;
@@ -171,7 +173,8 @@ Response RedfishService::Get(Call& call, const Endpoint& endpoint) {
   return Rendered(answer);
 }
 
-// Whose call it is is seen before anything of its body is read, and once more where it is changed.
+// The sender is checked before the body is parsed, and once more in the transaction that makes the
+// change.
 Response RedfishService::Change(Call& call, const Endpoint& endpoint, const std::string& method) {
   m_store.Read([&](Transaction& store) { Admit(call, endpoint, store); });
   if (endpoint.before) endpoint.before(call);
@@ -208,7 +211,7 @@ const Json& RedfishService::Fetched(const Call& call, Transaction& store,
                                     const std::string& path) const {
   static const Json nothing;
   Target target = path;
-  // No link has a query.
+  // A link with a query leads nowhere.
   if (!target.IsPath() || !target.Query().empty()) return nothing;
   return call.lookUps->Document(target.Path(), [&] {
     return Answered({call.request, std::move(target), {}, call.owner, {}, {}, call.lookUps}, store);

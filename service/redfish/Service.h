@@ -15,22 +15,23 @@
 
 namespace cloudservice {
 
-// The Redfish service: requests in, answers out, no sockets. It finds the operation of a request,
-// looks who sends it, runs the operation in a transaction, and makes its answer the bytes that the
-// sender gets. One thread. The store, the log and the accounts outlive it.
+// The Redfish service: it gets requests and returns answers, without sockets. It finds the
+// operation of a request, identifies the sender, runs the operation in a transaction, and writes
+// its answer out. One thread. The store, the log and the accounts outlive it.
 class RedfishService {
  public:
   RedfishService(Store& store, const Log& log, Accounts& accounts, const Clock& clock,
                  const Retention& retention = {});
 
-  // Answers a request; whatever goes wrong becomes an error answer and a line in the log.
+  // Answers a request. An exception becomes an error answer and a line in the log.
   Response Handle(const Request& request);
 
-  // The answer to a request that could not be read, and its line in the log.
+  // Answers a request that could not be read, and writes a line about it into the log.
   Response Refuse(unsigned status, const Request& request, const std::string& reason);
 
  private:
-  // The operations of a path: which of them a call means, and what its Allow header names.
+  // What a path offers: the operation of the call's method (null: none), and the methods for the
+  // header Allow (empty: there is no such path).
   struct Place {
     const Endpoint* endpoint = nullptr;
     std::string allowed;
@@ -40,10 +41,11 @@ class RedfishService {
   Response Dispatch(const Request& request, std::string& allowed);
   Response Get(Call& call, const Endpoint& endpoint);
   Response Change(Call& call, const Endpoint& endpoint, const std::string& method);
-  // What a GET of the path would answer, made once a request; null when it would be refused.
+  // The document that a GET of the path would answer; null when that would be refused. Made once
+  // for each request and path.
   const Json& Fetched(const Call& call, Transaction& store, const std::string& path) const;
   Json Answered(Call call, Transaction& store) const;
-  // The document of the answer with what the query's options make of it.
+  // Applies $expand and $select to the document of an answer.
   Json Chosen(const Call& call, Transaction& store, Json document) const;
   std::optional<std::string> CurrentTag(const Call& call, Transaction& store) const;
   void Tell(const Answer& answer) const;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The shape that a type gives to what was sent.
+// Giving a sent document the shape of its type.
 #include "service/redfish/Shape.h"
 
 #include <algorithm>
@@ -16,10 +16,11 @@ namespace cloudservice {
 
 namespace {
 
-// Whatever a client takes for one, also of a member: "Temperatures@odata.count".
+// Whether clients take the name for an annotation, also for one of a member
+// ("Temperatures@odata.count").
 bool IsAnnotation(const std::string& name) { return name.find('@') != std::string::npos; }
 
-// What a path ends with, percent-decoded.
+// The last segment of a path, percent-decoded.
 std::string LastSegment(const std::string& path) {
   const Target target = path;
   return target.Segments().empty() ? path : target.Segments().back();
@@ -28,7 +29,7 @@ std::string LastSegment(const std::string& path) {
 std::optional<Json> WholeNumber(const Json& value) {
   if (value.is_number_integer()) return value;
   if (!value.is_number()) return std::nullopt;
-  // Doubles hold whole numbers exactly up to here.
+  // A double represents every whole number exactly up to this one.
   constexpr double kExact = 9007199254740992.0;
   const auto number = value.get<double>();
   if (std::trunc(number) != number || std::fabs(number) > kExact) return std::nullopt;
@@ -63,7 +64,7 @@ std::optional<Json> FittingText(const Property& property, const std::string& tex
   return text;
 }
 
-// The value as one of a plain property; none when it does not fit.
+// The value in the form of a plain property; none when it does not fit the property.
 std::optional<Json> FittingValue(const Property& property, const Json& value) {
   if (value.is_null()) return property.Is(kNull) ? std::optional<Json>(value) : std::nullopt;
   switch (property.kind) {
@@ -84,8 +85,9 @@ std::optional<Json> FittingValue(const Property& property, const Json& value) {
   }
 }
 
-// Whether a path leads to an item, as the types call it: a resource that is no collection, or an
-// element of an array that has an address of its own. `schema` is what a Resolver says of the path.
+// Whether a path leads to an item in the sense of the types: a resource that is no collection, or
+// an element of an array that has an address of its own. `schema` is what a Resolver returns for
+// the path.
 bool IsItem(const std::string& path, const std::string& schema) {
   const std::string whole = schema.substr(0, schema.find('#'));
   for (const Type* type : AllTypes()) {
@@ -107,7 +109,7 @@ class Shaper {
  public:
   explicit Shaper(const Resolver& resolve) : m_resolve(resolve) {}
 
-  // `left` gets what has no place in an object without Oem.
+  // Shapes one object. If its type has no Oem, `left` gets the members that have no place in it.
   Json Object(const Type& type, const std::string& path, const Json& sent, Json& left) {
     Json shaped = Json::object();
     Json oem = Json::object();
@@ -115,7 +117,7 @@ class Shaper {
       if (IsAnnotation(name)) continue;
       const Property* property = type.Find(name);
       if (type.base == Base::kMember && name == "MemberId") {
-        // Its position, as whoever follows a link into the array counts.
+        // MemberId becomes the element's position, which links into the array use.
         if (value != LastSegment(path)) left[name] = Foreign(value);
       } else if (property == nullptr) {
         left[name] = Foreign(value);
@@ -127,7 +129,7 @@ class Shaper {
     }
     const Property* place = type.Find("Oem");
     if (place != nullptr) {
-      // What stands there already stays.
+      // insert() keeps members that are there already.
       oem.insert(left.begin(), left.end());
       left = Json::object();
       for (const Property& own : TypeNamed(types::kOem).properties) oem.erase(own.name);
@@ -142,8 +144,8 @@ class Shaper {
   }
 
  private:
-  // A value that is nobody's business but its sender's. What a client would follow in it must lead
-  // somewhere.
+  // A value that the type does not know, without annotations. Links in it that lead to a resource
+  // stay, since clients follow them; others become texts.
   Json Foreign(const Json& value) const {
     if (value.is_array()) {
       Json array = Json::array();
@@ -199,7 +201,7 @@ class Shaper {
     }
   }
 
-  // Links that lead somewhere stay, the others don't take them along.
+  // Links that fit the property stay in their place; only the others move below Oem.
   void Links(const Property& property, const Json& value, Json& shaped, Json& left) const {
     Json links = Json::array();
     Json lost = Json::array();
@@ -211,10 +213,12 @@ class Shaper {
     if (!lost.empty()) left[property.name] = lost;
   }
 
-  // All or none: elements are known by their positions.
+  // All elements stay in their place or all of them move, since elements are identified by their
+  // positions.
   void Elements(const Property& property, const std::string& path, const Json& value, Json& shaped,
                 Json& left) {
-    // Objects always fit. To know it beforehand keeps what is added to them from being thrown away.
+    // Objects always fit. Knowing that before keeps members from being added to objects that are
+    // dropped later.
     const bool objects = std::all_of(value.begin(), value.end(),
                                      [](const Json& element) { return element.is_object(); });
     if (property.kind == Kind::kObject && !objects) {
@@ -260,7 +264,7 @@ class Shaper {
     return Reference(path.get<std::string>());
   }
 
-  // The schema of what the path leads to; none when it leads nowhere.
+  // The schema of the resource at the path; none when the path leads to nothing.
   std::optional<std::string> SchemaAt(const Json& path) const {
     if (!path.is_string()) return std::nullopt;
     std::string schema = m_resolve(path.get<std::string>());
@@ -286,13 +290,14 @@ class Shaper {
     }
   }
 
-  // What is added to as many objects as were sent: not less of it is in the view.
+  // Counts the bytes that the service adds to an object, of which a sender can send very many. The
+  // view has at least as many bytes.
   void Count(const std::string& around, const Json& text) {
     m_added += around.size() + text.get_ref<const std::string&>().size();
     if (m_added > kMaxAnswer) throw ViewTooLarge();
   }
 
-  // ".../Thermal#/Temperatures/0" of ".../Thermal/Temperatures/0".
+  // Makes ".../Thermal#/Temperatures/0" of ".../Thermal/Temperatures/0".
   static std::string PathInside(const std::string& path) {
     const std::size_t position = path.rfind('/');
     const std::size_t array = path.rfind('/', position - 1);

@@ -11,34 +11,34 @@
 
 namespace cloudservice {
 
-// The schema of the resource at a path, without its version ("Thermal"); empty when a client that
-// follows a link to this path would find nothing.
+// Returns the schema of the resource at a path, without its version ("Thermal"); empty when a link
+// to this path would lead a client to nothing.
 using Resolver = std::function<std::string(const std::string& path)>;
 
-// Thrown for a view to which the service itself would add more bytes than an answer may have.
+// Thrown when the service itself would add more bytes to a view than an answer may have.
 struct ViewTooLarge : std::runtime_error {
   ViewTooLarge() : std::runtime_error("a view is too large") {}
 };
 
-// The document `sent` in the shape of `type`, for the resource at `path`: a valid document whatever
-// was sent, in which nothing that was sent is left out but annotations, which are all names with an
-// "@" in them, and what the service itself says ("Id").
-//  - Members that the type has, with values that fit it, stay in their places; times get the colon
-//    that their offset lacks.
-//  - Everything else moves below the nearest Oem.Quorvan, under its own name. Where that name is
-//    taken there, what stands there stays; the names that the service has for itself there are
-//    always taken.
-//  - Links to nothing become texts there. Where any item may be linked to, a collection may not,
-//    nor a part that has no address.
-//  - Elements of arrays have their positions as MemberId, whatever was sent for it.
-//  - Required members that were not sent are made up: names from the path.
-// Throws ViewTooLarge before it has grown far: a short text may be that of very many elements.
+// The document `sent` in the shape of `type`, for the resource at `path`. The result is a valid
+// document, whatever was sent. Only two kinds of members are left out: annotations, which are all
+// names with an "@" in them, and members that the service sets itself ("Id").
+//  - A member that the type has, with a value that fits it, stays in its place. A time whose offset
+//    has no colon gets one.
+//  - Every other member moves below the nearest Oem.Quorvan, under its own name. If the name is
+//    taken there, the member that has it stays; names that the service uses there are always taken.
+//  - A link to nothing becomes a text there. Where the type allows a link to any item, a link to a
+//    collection, or to a part without an address, does not fit.
+//  - The MemberId of an array's element is its position, whatever was sent for it.
+//  - Required members that were not sent are added; names are taken from the path.
+// Throws ViewTooLarge before much memory is used: a short text may hold very many elements, to each
+// of which the service adds members.
 Json Shaped(const Type& type, const std::string& path, const Json& sent, const Resolver& resolve);
 
 // {"@odata.id": path}
 Json Reference(const std::string& path);
 
-// The Oem.Quorvan of a document, made where there is none.
+// The object Oem.Quorvan of a document; it is added where it is missing.
 Json& OemOf(Json& document);
 
 }  // namespace cloudservice

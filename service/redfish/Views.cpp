@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What was sent, as it is shown: its type by its place, its links, what lies below it.
+// Views of sent documents: their types, their links, the resources below them.
 #include "service/redfish/Views.h"
 
 #include <vector>
@@ -12,7 +12,8 @@ namespace cloudservice {
 
 namespace {
 
-// Where in a path the identifier of a manager or chassis stands, and what lies below it begins.
+// The positions in a path of the identifier of a manager or a chassis, and of the first segment
+// below it.
 constexpr std::size_t kOwnerSegment = 3;
 constexpr std::size_t kBelow = 4;
 
@@ -35,7 +36,7 @@ std::string SchemaBelow(Transaction& store, const ManagerRecord& owner, const Ta
   return found ? SchemaOf(type) : "";
 }
 
-// The schema of the resource at `path`, as far as the owner finds one there; empty otherwise.
+// The schema of the resource at `path`; empty when there is none that `owner` may see.
 std::string SchemaAt(Transaction& store, const ManagerRecord& owner, const std::string& path) {
   const Target target = path;
   if (path.rfind('/', 0) != 0 || !target.IsPath() || !target.Query().empty()) return "";
@@ -59,14 +60,14 @@ Resolver ResolverFor(const Call& call, Transaction& store, const ManagerRecord& 
     const std::string path = link.substr(0, fragment);
     const std::string schema =
         call.lookUps->Schema(path, [&] { return SchemaAt(store, owner, path); });
-    // A part of a resource is none of the type's own.
+    // A path with a fragment leads to a part of the resource, which has another type: the "#" marks
+    // that.
     return schema.empty() || fragment == std::string::npos ? schema : schema + "#";
   };
 }
 
 }  // namespace
 
-// The type that a document at this path below a chassis or a manager has.
 const char* TypeAt(const Target& target) {
   const std::vector<std::string>& path = target.Segments();
   if (path.at(2) != "Chassis") return types::kDocument;

@@ -10,25 +10,27 @@
 
 namespace cloudservice {
 
-// What follows the path of a document in that of its history.
+// The end of a history's path, after the path of its document.
 constexpr const char* kHistoryBelow = "/Oem/Quorvan:History";
 
-// The type that a document at this path below a chassis or a manager has.
+// The type of a document at this path, which is below a chassis or a manager.
 const char* TypeAt(const Target& target);
 
-// What was sent for the resource of the owner's at `path`, as it is shown. Throws Refusal where it
-// is too large for the answer to a GET; what another answer shows is then as if nothing were sent.
+// The view of a resource: the document `sent` by `owner` for `path`, in the shape of `type`. Where
+// it is too large, the answer to a GET is refused (throws Refusal), and the answer to another
+// request shows the resource as if nothing had been sent.
 Json ShapedFor(const Call& call, Transaction& store, const ManagerRecord& owner, const char* type,
                const std::string& path, const Json& sent);
 
-// Adds to the view of a chassis, or of a manager, the links to what lies below it.
+// Adds links to the resources and to the history below a chassis to its view; without `chassis`,
+// those below the manager itself to the view of the manager.
 void LinkResources(Transaction& store, const ManagerRecord& owner,
                    const std::optional<std::string>& chassis, Json& view);
 
-// What the body of a PATCH says about the numbers of its document, at the time `now`.
+// The readings in the body of a PATCH, with the time `now`.
 Readings ReadingsOf(const Call& call, const std::optional<std::string>& chassis, std::int64_t now);
 
-// "NAME (UUID u)": how the log names a manager.
+// A manager's name and UUID for the log: "NAME (UUID u)".
 std::string Named(const ManagerRecord& manager);
 
 }  // namespace cloudservice

@@ -6,9 +6,10 @@
 
 namespace cloudservice {
 
-// Copies the database into `file`, whole or not at all, whether a service uses it or not; what was
-// answered before the call is in the copy. Throws DatabaseError that names the file and the reason,
-// also when `file` is there already or `database` is not a database of this program.
+// Copies the database, which a service may be using, into `file`, as a whole or not at all. The
+// copy has every change that was answered before the call. Blocks while the database is read and
+// written. Throws DatabaseError that names the file and the reason, also when `file` exists already
+// or `database` is not a database of this program.
 void BackUp(const std::string& database, const std::string& file);
 
 }  // namespace cloudservice

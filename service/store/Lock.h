@@ -6,11 +6,12 @@
 
 namespace cloudservice {
 
-// Keeps a second service away from a database as long as it lives, and as long as the process does.
-// The file FILE.lock beside the database stands for it, and stays; commands don't look at it.
+// Keeps a second service away from a database, until this object or its process ends. It locks the
+// file FILE.lock beside the database, which stays afterwards. Commands ignore the lock.
 class DatabaseLock {
  public:
-  // Throws DatabaseError when another service has it, or when it cannot be had.
+  // Locks the database `file`. Throws DatabaseError when another service holds the lock, or when
+  // locking fails. Does not wait.
   explicit DatabaseLock(const std::string& file);
   ~DatabaseLock();
   DatabaseLock(const DatabaseLock&) = delete;

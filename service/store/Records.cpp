@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What records say of themselves: the state of an appliance, and its place in a list.
+// What follows from records: the state of an appliance, and its place in a list.
 #include "service/store/Records.h"
 
 namespace cloudservice {

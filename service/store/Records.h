@@ -13,19 +13,20 @@
 
 namespace cloudservice {
 
-// Times are seconds since 1970, UTC. Documents are JSON texts, as they were sent until a PATCH
+// Times are seconds since 1970, UTC. Documents are JSON texts: as they were sent, until a PATCH
 // changes them.
 
-// How long things are kept, in seconds.
+// How long readings and events are kept, in seconds.
 struct Retention {
   std::int64_t history = 7 * 24 * 3600;
   std::int64_t events = 365 * 24 * 3600;
 };
 
+// The heartbeats of a manager.
 struct Heartbeat {
   std::int64_t count = 0;
-  std::optional<std::int64_t> last;
-  std::optional<std::int64_t> interval;  // seconds, as announced by the last one
+  std::optional<std::int64_t> last;      // when the last one came; none: none has come
+  std::optional<std::int64_t> interval;  // seconds, as the last one announced; none: none has come
 };
 
 struct ManagerRecord {
@@ -34,20 +35,20 @@ struct ManagerRecord {
   std::string document;
   std::int64_t registered = 0;
   Heartbeat heartbeat;
-  std::optional<std::int64_t> account = std::nullopt;  // with which it registered; none: it is gone
-  std::string address = {};  // from which it was heard of last; empty: not known
+  std::optional<std::int64_t> account = std::nullopt;  // that registered it; none: it was removed
+  std::string address = {};  // the sender of its last registration or heartbeat; empty: not known
 };
 
 struct AccountRecord {
   std::int64_t id = 0;
   std::string email;
   std::int64_t created = 0;
-  std::int64_t keys = 0;      // how many it has
-  std::int64_t managers = 0;  // the same
+  std::int64_t keys = 0;      // number of its registration keys
+  std::int64_t managers = 0;  // number of the managers that it has registered
 };
 
 struct OperatorRecord {
-  std::int64_t id = 0;  // given by the store, never twice
+  std::int64_t id = 0;  // chosen by the store, never used twice
   std::string name;
   std::optional<std::string> passwordHash;
   std::optional<std::string> tokenHash;
@@ -57,39 +58,39 @@ struct OperatorRecord {
 // A manager as operators see it in a list.
 struct ApplianceRecord {
   std::string uuid;
-  Shown shown;  // with the name that it registered with where its document has none
+  Shown shown;  // its name is the manager's own where the document has none
   std::int64_t registered = 0;
   Heartbeat heartbeat;
-  std::string address;                 // from which it was heard of last; empty: not known
-  std::int64_t changed = 0;            // its document
-  AlarmCounts alarms = {};             // open ones
-  std::optional<std::string> email;    // its account's
-  std::optional<std::string> chassis;  // its first
+  std::string address;                 // as in ManagerRecord
+  std::int64_t changed = 0;            // when its document was changed last
+  AlarmCounts alarms = {};             // its open alarms
+  std::optional<std::string> email;    // its account's address; none: the account was removed
+  std::optional<std::string> chassis;  // the identifier of its first chassis; none: it has none
 };
 
-// In what state its heartbeats leave it.
+// The state of an appliance, or of a manager, at the time `now`.
 State StateOf(const ApplianceRecord& appliance, std::int64_t now);
 State StateOf(const ManagerRecord& manager, std::int64_t now);
 
-// Where an appliance stands in a list: what the list is ordered by before the names, and these.
+// The place of an appliance in a list: the values that the list is ordered by.
 struct FleetPlace {
-  std::vector<std::int64_t> ranks;
-  std::string label;
-  std::string uuid;
+  std::vector<std::int64_t> ranks;  // compared first; empty in a list ordered by name
+  std::string label;                // the appliance's name, compared next
+  std::string uuid;                 // compared last
 };
 
 // A part of the list of all appliances.
 struct FleetFilter {
   enum class Sort { kName, kState, kAlarms, kHeartbeat, kRegistered };
-  Sort sort = Sort::kName;  // equals by their names, and those by their UUIDs
+  Sort sort = Sort::kName;  // equal appliances stand by name, those of one name by UUID
   bool descending = false;
-  std::int64_t now = 0;              // what states are told by
-  std::optional<State> state;        // those in it
-  std::optional<Severity> severity;  // those with an open alarm of it
-  std::optional<std::string> text;   // in lower case; those that have it in what a list shows
-  std::optional<FleetPlace> after;   // those behind it; else
-  std::int64_t offset = 0;           // those behind so many
-  std::int64_t limit = 0;
+  std::int64_t now = 0;              // the time at which states are looked at
+  std::optional<State> state;        // only appliances in this state
+  std::optional<Severity> severity;  // only appliances with an open alarm of this severity
+  std::optional<std::string> text;   // only those with this text in what a list shows; lower case
+  std::optional<FleetPlace> after;   // only appliances behind this place
+  std::int64_t offset = 0;           // without `after`: how many to skip
+  std::int64_t limit = 0;            // how many to return at most
 };
 
 // The place of the appliance in the order that the filter asks for.
@@ -97,17 +98,17 @@ FleetPlace PlaceOf(const ApplianceRecord& appliance, const FleetFilter& filter);
 
 struct AlarmRecord {
   std::int64_t id = 0;
-  std::int64_t event = 0;  // which opened it or changed it last
+  std::int64_t event = 0;  // the event that opened the alarm or changed it last
   std::string chassis;
   std::string messageId;
   std::string severity;
-  std::string document;  // the event's
+  std::string document;  // the document of that event
   std::int64_t opened = 0;
 };
 
 struct ChassisRecord {
   std::string id;
-  std::string manager;  // its owner's UUID
+  std::string manager;  // the UUID of its manager
   std::string document;
   std::int64_t created = 0;
 };
@@ -115,48 +116,49 @@ struct ChassisRecord {
 struct ResourceRecord {
   std::string path;
   std::string manager;
-  std::optional<std::string> chassis;  // none: it hangs below the manager itself
+  std::optional<std::string> chassis;  // none: the resource is below the manager itself
   std::string document;
   std::int64_t changed = 0;
 };
 
-// What a PATCH said about the numbers of a document.
+// The readings of a document that one PATCH brought.
 struct Readings {
   std::string path;
   std::string manager;
-  std::optional<std::string> chassis;  // none: the document hangs below the manager itself
+  std::optional<std::string> chassis;  // none: the document is below the manager itself
   std::int64_t time = 0;
   std::vector<NumberRecord> numbers;
 };
 
+// A reading in a history.
 struct HistoryValue {
-  std::int64_t id = 0;  // grows with the arrival
+  std::int64_t id = 0;  // greater than those of the readings that came before
   std::int64_t time = 0;
   std::string value;
 };
 
-// A part of a member's history.
+// A part of a number's history.
 struct HistoryFilter {
   std::string manager;
   std::string path;
   std::string member;
-  std::int64_t since = 0;  // not older than this
-  std::int64_t after = 0;  // the value after which it begins
+  std::int64_t since = 0;  // the time of the oldest reading
+  std::int64_t after = 0;  // the identifier of the reading before the first one; 0: from the start
   std::int64_t limit = 0;
 };
 
 struct EventRecord {
-  std::int64_t id = 0;  // given by the store
+  std::int64_t id = 0;  // chosen by the store
   std::string manager;
-  std::string chassis;  // empty: of no chassis
+  std::string chassis;  // empty: the event is about no chassis
   std::string messageId;
   std::string severity;
   std::string document;
   std::int64_t received = 0;
-  EventKind kind = EventKind::kMessage;  // given by the store
+  EventKind kind = EventKind::kMessage;  // set by the store
 };
 
-// Which of the documents that an appliance keeps at the service.
+// Names one of the documents that an appliance keeps at the service.
 struct DocumentName {
   enum class Kind { kManager, kChassis, kResource };
   Kind kind = Kind::kResource;
@@ -169,7 +171,7 @@ struct DocumentRecord {
   std::int64_t changed = 0;
 };
 
-// A number's history.
+// A number that has a history.
 struct MemberRecord {
   std::int64_t id = 0;
   std::string path;
@@ -179,39 +181,39 @@ struct MemberRecord {
 // An event as the log shows it.
 struct LoggedEvent {
   EventRecord event;
-  bool cleared = false;  // of an alarm event: its alarm is no longer open
+  bool cleared = false;  // for an event of an alarm: the alarm is no longer open
 };
 
-// Newest first: by arrival, with `since` or `until` by the time of it. Both are one order unless
-// the clock was set back.
+// A part of a manager's log, newest first: in the order of arrival, or, with `since` or `until`, in
+// the order of the times of arrival. The two orders differ only where the clock was set back.
 struct LogFilter {
   std::string manager;
   std::optional<EventKind> kind;
   std::optional<std::string> severity;  // in any case of letters
-  std::optional<std::int64_t> since;    // received then or later
-  std::optional<std::int64_t> until;    // received earlier
-  std::optional<std::int64_t> before;   // those that follow the one of this identifier
+  std::optional<std::int64_t> since;    // only events received then or later
+  std::optional<std::int64_t> until;    // only events received earlier
+  std::optional<std::int64_t> before;   // only events that follow this identifier in the log
   std::int64_t limit = 0;
 };
 
-// What an operation has changed.
+// A change that a unit of work has made to what appliances keep.
 struct Change {
   enum class What { kAppliance, kEvent, kDocument, kGone };
   What what = What::kAppliance;
   std::string manager;
-  std::int64_t event = 0;  // kEvent: its identifier
-  DocumentName document;   // kDocument: which
+  std::int64_t event = 0;  // kEvent: the new event's identifier
+  DocumentName document;   // kDocument: the changed document
 };
 
-// How much there is of what, of all appliances.
+// Counts over all appliances.
 struct Totals {
   std::int64_t managers = 0;
   std::int64_t chassis = 0;
-  AlarmCounts alarms = {};   // open ones
-  AlarmCounts alarmed = {};  // managers that have some
+  AlarmCounts alarms = {};   // open alarms by severity
+  AlarmCounts alarmed = {};  // managers with an open alarm, by its severity
 };
 
-// What became of the alarm.
+// What an event did to its alarm; kNone: the event has no alarm.
 enum class AlarmOutcome { kNone, kOpened, kChanged, kRepeated, kClosed, kNotOpen };
 
 struct StoredEvent {
@@ -222,15 +224,15 @@ struct StoredEvent {
 struct EventFilter {
   std::string manager;
   std::optional<std::string> chassis;
-  std::optional<bool> cleared;  // false: what stands for an open alarm, true: for a closed one
+  std::optional<bool> cleared;  // false: only events of open alarms, true: only of closed ones
   std::optional<std::string> severity;
 };
 
-// A part of all events of a manager.
+// A part of all events of a manager, oldest first.
 struct EventPage {
   std::string manager;
-  std::int64_t after = 0;  // the identifier after which it begins
-  std::int64_t skip = 0;   // how many it leaves out there
+  std::int64_t after = 0;  // the identifier of the event before the part
+  std::int64_t skip = 0;   // how many events after that one are left out
   std::int64_t limit = 0;
 };
 

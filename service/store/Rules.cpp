@@ -12,9 +12,9 @@ constexpr std::int64_t kFirstInterval = 120;
 constexpr std::int64_t kLateFactor = 2;
 constexpr std::int64_t kOfflineFactor = 3;
 
-// An event with this identifier clears the alarm that its fourth argument names.
+// An event with this message identifier clears the alarm that its fourth argument names.
 constexpr const char* kClearing = "258";
-// Identifiers of the device's catalogue begin so, in any case of letters.
+// Message identifiers of the device's catalogue begin with this, in any case of letters.
 constexpr const char* kCatalogue = "zarvel.gdd.";
 
 }  // namespace

@@ -9,38 +9,39 @@
 
 namespace cloudservice {
 
-// What counts as what, each rule once: back ends keep what these functions say, and ask by that.
+// The rules about states and alarms, each in one place. Back ends store the results of these
+// functions and search by them.
 
 enum class State { kAlive, kLate, kOffline };
-// How many appliances are in which.
+// How many appliances are in each state, in the order of State.
 using StateCounts = std::array<std::int64_t, 3>;
 
-// When the state of an appliance changes unless a heartbeat comes, in seconds since 1970.
+// When an appliance becomes late and offline unless a heartbeat comes, in seconds since 1970.
 struct DueTimes {
-  std::int64_t late = 0;     // from twice the interval since the last heartbeat on
-  std::int64_t offline = 0;  // from three times the interval on: overdue by twice of it
+  std::int64_t late = 0;     // twice the interval after the last heartbeat
+  std::int64_t offline = 0;  // three times the interval after the last heartbeat
 };
 
-// The registration stands for the heartbeat of an appliance that has sent none yet, and 120 seconds
-// for its interval.
+// For an appliance that has not sent a heartbeat yet, the registration counts as its last heartbeat
+// and 120 seconds as its interval.
 DueTimes DueTimesOf(std::int64_t registered, const std::optional<std::int64_t>& last,
                     const std::optional<std::int64_t>& interval);
 
-// The state at the time `now`.
+// The state at the time `now` of an appliance with these times.
 State StateAt(std::int64_t now, const DueTimes& due);
 
-// kClear closes an alarm, kAlarm opens or changes one, the others do nothing to any: kMessage is
-// one of the device's catalogue, kPoint one about a point's value.
+// kAlarm opens or changes an alarm, and kClear closes one. The others leave alarms alone: kMessage
+// is an event of the device's catalogue, kPoint an event about a point's value.
 enum class EventKind { kAlarm, kClear, kMessage, kPoint };
 
-// What an event with this identifier and severity is.
+// The kind of an event with this message identifier and severity.
 EventKind KindOf(const std::string& messageId, const std::string& severity);
 
 enum class Severity { kFault, kAlarm, kWarning };
-// Open alarms by severity.
+// Counts by severity, in the order of Severity.
 using AlarmCounts = std::array<std::int64_t, 3>;
 
-// What a word that opens an alarm counts as.
+// The severity that the word of an alarm event stands for, in any case of letters.
 Severity SeverityOf(const std::string& word);
 
 }  // namespace cloudservice

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What lists show of a document.
+// The values of a document that lists show.
 #include "service/store/Shown.h"
 
 #include "service/json/Json.h"

@@ -7,7 +7,8 @@
 
 namespace cloudservice {
 
-// What a list shows of a manager's document, so that none is parsed for a list.
+// The values of a manager's document that lists show. They are stored beside the document, so that
+// a list parses no document.
 struct Shown {
   std::string name;  // empty: the document has none
   std::optional<std::string> model;
@@ -15,7 +16,8 @@ struct Shown {
   std::optional<std::string> firmware;
 };
 
-// Members of other types than a string count as missing; so does all of what is no JSON object.
+// Reads the values from a document. A member that is no string counts as missing; in a document
+// that is no JSON object all members are missing.
 Shown ShownOf(const std::string& document);
 
 }  // namespace cloudservice

@@ -15,46 +15,48 @@
 
 namespace cloudservice {
 
-// What a back end refused and why; about opening, the text names the file.
+// Says what a back end could not do and why. Where opening failed, the text names the file.
 class DatabaseError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// Whether a database is made where there is none.
+// Whether a missing database is created or refused.
 enum class MissingFile { kCreate, kRefuse };
 
-// Everything that the service keeps. Work on it is given as a function of a transaction, which may
-// be run again where the back end asks for it: it changes nothing else that cannot be changed
-// twice. No work is given inside other work. One thread.
+// Everything that the service keeps. The caller passes each unit of work as a function of a
+// transaction. A back end may run the function again, so that outside of the transaction it changes
+// only what may be changed twice. Units of work are not nested. One thread.
 class Store {
  public:
   virtual ~Store() = default;
 
-  // Runs `work` on one state of everything and returns what it returns. It must change nothing.
-  // Throws what it throws, and DatabaseError.
+  // Runs `work`, which sees one state of the store and must not change it. Returns what `work`
+  // returns; throws what `work` throws, and DatabaseError.
   template <typename Work>
   std::invoke_result_t<Work, Transaction&> Read(Work work) {
     return Run(std::move(work), [this](const Unit& unit) { RunRead(unit); });
   }
 
-  // Runs `work` and returns what it returns when all that it has changed is on the disk; of what
-  // has thrown nothing is. Throws what it throws, and DatabaseError.
+  // Runs `work`, and returns what it returns once all its changes are on the disk. Throws what
+  // `work` throws, and DatabaseError; none of its changes is kept then.
   template <typename Work>
   std::invoke_result_t<Work, Transaction&> Write(Work work) {
     return Run(std::move(work), [this](const Unit& unit) { RunWrite(unit); });
   }
 
-  // Called with each change of what appliances keep once it is on the disk, on the thread and
-  // before the end of Write(). Must not throw, and must not change anything.
+  // Called with each change of what appliances keep, once it is on the disk: on the thread of
+  // Write() and before that returns. It must not throw, and must not change the store.
   using Listener = std::function<void(const Change& change)>;
   void Listen(Listener listener) { m_listener = std::move(listener); }
 
-  // A number that is another one when another process has changed the database.
+  // A number that differs from its former value when another process has changed the database.
   virtual std::int64_t DataVersion() = 0;
-  // Throws when the database cannot be read, and when it could not take the last change.
+  // Throws DatabaseError when the database cannot be read, and when the last change could not be
+  // written.
   virtual void Check() = 0;
-  // The copy of the database that was kept when its schema was brought up to date; empty: it was.
+  // The name of the copy that was made of the database before its schema was brought up to date;
+  // empty when the schema was up to date.
   virtual const std::string& UpgradeBackup() const = 0;
 
  protected:

@@ -10,7 +10,7 @@ namespace cloudservice {
 
 namespace {
 
-// Reads a number of exactly so many digits and moves on behind it; -1 where there is none.
+// Reads a number of exactly `count` digits and moves `at` behind it; -1 where there is none.
 int Digits(const char*& at, int count) {
   int value = 0;
   for (int i = 0; i < count; ++i, ++at) {
@@ -26,7 +26,7 @@ bool Take(const char*& at, char c) {
   return true;
 }
 
-// "2026-03-05T14:07:09"; as it stands, in no zone.
+// Reads "2026-03-05T14:07:09" as if it were UTC; the offset is not applied yet.
 std::optional<std::int64_t> LocalPart(const char*& at) {
   struct tm parts = {};
   parts.tm_year = Digits(at, 4) - 1900;
@@ -42,7 +42,7 @@ std::optional<std::int64_t> LocalPart(const char*& at) {
   parts.tm_sec = Digits(at, 2);
   const struct tm told = parts;
   const std::int64_t when = timegm(&parts);
-  // timegm() makes the first of March of a 30th of February.
+  // timegm() turns a 30th of February into a day of March: a date that it changes does not exist.
   const bool real = told.tm_year == parts.tm_year && told.tm_mon == parts.tm_mon &&
                     told.tm_mday == parts.tm_mday && told.tm_hour == parts.tm_hour &&
                     told.tm_min == parts.tm_min && told.tm_sec == parts.tm_sec;
@@ -50,7 +50,7 @@ std::optional<std::int64_t> LocalPart(const char*& at) {
   return when;
 }
 
-// Seconds east of UTC.
+// Reads an offset; its value is in seconds east of UTC.
 std::optional<std::int64_t> Offset(const char*& at) {
   if (Take(at, 'Z')) return 0;
   const bool west = *at == '-';
@@ -96,7 +96,7 @@ std::string UtcTime(time_t when) {
 }
 
 std::optional<std::int64_t> ParseTime(const std::string& text) {
-  // Ends at a NUL byte inside, which is then behind the place where the text has to end.
+  // Reading stops at a NUL byte inside the text; the check of the text's end refuses such a text.
   const char* at = text.c_str();
   const std::optional<std::int64_t> local = LocalPart(at);
   if (!local) return std::nullopt;
@@ -110,7 +110,7 @@ std::optional<std::int64_t> ParseTime(const std::string& text) {
 }
 
 std::string HttpDate(time_t when) {
-  // Not by strftime, whose names follow the locale.
+  // strftime() would write names in the language of the locale.
   static const char* const kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
   static const char* const kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                         "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};

@@ -11,32 +11,33 @@
 
 namespace cloudservice {
 
-// The wall clock in seconds; tests set their own.
+// A clock that counts seconds; tests pass their own.
 using Clock = std::function<time_t()>;
 
-// time(nullptr).
+// The wall clock: time(nullptr).
 time_t WallClock();
 
-// Seconds since some moment in the past; never goes back, whatever becomes of the wall clock.
+// Seconds since some moment in the past; never goes back, also when the wall clock is set.
 time_t SteadyClock();
 
-// The same, finer: std::chrono::steady_clock::now; tests set their own.
+// A clock like SteadyClock() with a finer unit: std::chrono::steady_clock::now; tests pass their
+// own.
 using SteadyNow = std::function<std::chrono::steady_clock::time_point()>;
 
 // Local time with the zone's offset: 2026-03-05T14:07:09+0100.
 std::string LogTime(time_t when);
 
-// The same with a colon in the offset, as Redfish wants it: 2026-03-05T14:07:09+01:00.
+// Local time with a colon in the zone's offset, as Redfish wants it: 2026-03-05T14:07:09+01:00.
 std::string RedfishTime(time_t when);
 
-// In UTC: 2026-03-05T13:07:09Z.
+// The time in UTC: 2026-03-05T13:07:09Z.
 std::string UtcTime(time_t when);
 
-// The instant of a date and time with seconds and an offset: "Z", "+01:00" or "+0100"; a fraction
-// of a second is dropped. None for every other text.
+// Seconds since 1970 of a date and time with seconds and an offset: "Z", "+01:00" or "+0100". Drops
+// a fraction of a second. None for every other text.
 std::optional<std::int64_t> ParseTime(const std::string& text);
 
-// As HTTP's Date header has it: Thu, 05 Mar 2026 13:07:09 GMT.
+// The time as HTTP's Date header writes it: Thu, 05 Mar 2026 13:07:09 GMT.
 std::string HttpDate(time_t when);
 
 }  // namespace cloudservice

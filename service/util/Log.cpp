@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lines of the log, and writing them where perhaps nobody reads.
+// Lines of the log, and writing them to a standard error whose reader may stand still.
 #include "service/util/Log.h"
 
 #include <poll.h>
@@ -15,10 +15,10 @@ namespace {
 constexpr std::size_t kMaxLine = 1000;
 constexpr int kPatience = 100;  // milliseconds
 
-// Whether the byte stands inside a character of UTF-8.
+// Whether the byte continues a character of UTF-8.
 bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; }
 
-// How many bytes the character of UTF-8 has that begins here; 0 when none does.
+// The length in bytes of the character of UTF-8 that begins at `at`; 0 when none begins there.
 std::size_t CharacterAt(const std::string& text, std::size_t at) {
   const auto first = static_cast<unsigned char>(text[at]);
   if (first < 0x80) return 1;
@@ -27,7 +27,7 @@ std::size_t CharacterAt(const std::string& text, std::size_t at) {
   for (std::size_t i = 1; i < size; ++i) {
     if (!IsContinuation(text[at + i])) return 0;
   }
-  // Too long a form, a surrogate, or beyond the last character.
+  // An overlong form, a surrogate, or a number beyond the last character.
   const auto second = static_cast<unsigned char>(text[at + 1]);
   const bool wrong = (first == 0xe0 && second < 0xa0) || (first == 0xed && second > 0x9f) ||
                      (first == 0xf0 && second < 0x90) || (first == 0xf4 && second > 0x8f);
@@ -50,7 +50,7 @@ void Log::Line(const std::string& text) const {
 }
 
 void StandardError::Write(const std::string& line) {
-  // Not to wait again for a reader who was not there.
+  // It does not wait a second time for a reader that did not read.
   struct pollfd out = {STDERR_FILENO, POLLOUT, 0};
   if (poll(&out, 1, m_dropped == 0 ? kPatience : 0) == 0) {
     ++m_dropped;

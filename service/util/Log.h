@@ -11,9 +11,9 @@
 
 namespace cloudservice {
 
-// One line an event: local time, a blank, the text. Line ends, control bytes and bytes that are no
-// UTF-8 are written \n, \r and \xNN, so that nobody who sends a text can make up a line. A line
-// ends after 1,000 bytes.
+// Writes one line for each event: local time, a blank, the text. The text is made Printable(), so
+// that text from a request cannot forge a line. A line of more than 1,000 bytes is cut there and
+// ends in "...".
 class Log {
  public:
   // Takes each finished line, without its line end.
@@ -28,9 +28,10 @@ class Log {
   const Clock m_clock;
 };
 
-// Writes lines to standard error, each with its end in one piece. Where nobody reads there, it
-// waits for a tenth of a second, once, and drops lines until somebody does; how many is said before
-// the next one. One thread.
+// Writes each line to standard error, together with its line end. When the reader of standard error
+// stands still, the first Write() waits for it for a tenth of a second; later ones do not wait, and
+// lines are dropped until the reader goes on. The next line is preceded by one that says how many
+// were dropped. One thread.
 class StandardError {
  public:
   explicit StandardError(Clock clock) : m_clock(std::move(clock)) {}
@@ -42,7 +43,8 @@ class StandardError {
   std::uint64_t m_dropped = 0;
 };
 
-// The text with line ends, control bytes and what is no UTF-8 written \n, \r, \xNN.
+// The text with each line end written \n or \r, and each other control byte and each byte that is
+// not UTF-8 written \xNN.
 std::string Printable(const std::string& text);
 
 }  // namespace cloudservice

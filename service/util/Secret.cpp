@@ -37,7 +37,7 @@ std::vector<unsigned char> RandomBytes(std::size_t count) {
   return buffer;
 }
 
-// What makes the hash slow: 2^15 * 8 * 128 bytes = 32 MiB of memory, gone through once.
+// The cost of the hash, which makes it slow: it fills 2^15 * 8 * 128 bytes = 32 MiB of memory once.
 struct Cost {
   unsigned log2N = 15;
   unsigned r = 8;
@@ -112,7 +112,7 @@ std::string Sha256Hex(const std::string& text) {
 }
 
 std::string RandomPassword() {
-  // 32 of them: five bits each.
+  // 32 characters, so that each stands for five bits.
   static const char kLetters[] = "abcdefghijkmnpqrstuvwxyz23456789";
   constexpr std::size_t kGroups = 4;
   constexpr std::size_t kGroupLetters = 5;
@@ -126,7 +126,7 @@ std::string RandomPassword() {
 
 std::optional<std::string> DecodeBase64(const std::string& text) {
   if (text.empty() || text.size() % 4 != 0) return std::nullopt;
-  // OpenSSL takes blanks at both ends, and its padding for zeros.
+  // OpenSSL accepts blanks at both ends and decodes padding as zero bytes.
   const std::size_t padding = text.size() - 1 - text.find_last_not_of('=');
   const std::size_t digits =
       text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");

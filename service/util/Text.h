@@ -7,14 +7,15 @@
 
 namespace cloudservice {
 
-// Letters A to Z in lower case; any other byte as it is.
+// The text with the letters A to Z in lower case; every other byte stays.
 std::string Lower(std::string text);
 
-// The pieces of a text between separators: one more than it has of these.
+// The pieces of a text between its separators, one more than there are separators; pieces may be
+// empty.
 std::vector<std::string> Split(const std::string& text, char separator);
 
-// The text as a value in a query: letters, digits, "-._~" and the bytes of `readable` as they are,
-// every other byte percent-encoded.
+// The text as a value in a query: letters, digits, "-._~" and the bytes of `readable` stay, every
+// other byte is percent-encoded.
 std::string PercentEncoded(const std::string& text, const std::string& readable = "");
 
 }  // namespace cloudservice

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The page's address: a path and what it asks for. Views keep there what a reader would want to
-// send to somebody else or find again by the browser's arrows.
+// The page's address: a path and parameters. Views keep in it what a reader may want to send to
+// others or to reach again with the browser's arrows.
 import type {ComponentChildren} from "preact";
 import {useEffect, useState} from "preact/hooks";
 
@@ -28,7 +28,7 @@ export function useAddress(): {path: string; query: URLSearchParams} {
   return {path: location.pathname, query: new URLSearchParams(location.search)};
 }
 
-// The address with some of its parameters changed; an empty one is left out.
+// The address with some of its parameters changed; parameters with an empty value are left out.
 export function addressWith(changes: Record<string, string>): string {
   const query = new URLSearchParams(location.search);
   for (const [name, value] of Object.entries(changes)) {
@@ -41,7 +41,7 @@ export function addressWith(changes: Record<string, string>): string {
 
 export const applianceAddress = (uuid: string) => `/appliances/${encodeURIComponent(uuid)}`;
 
-// The UUID in an appliance's address.
+// The UUID in the path of an appliance's view.
 export function applianceOf(path: string): string | undefined {
   const [, text] = path.match(/^\/appliances\/([^/]+)$/) ?? [];
   try {

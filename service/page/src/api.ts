@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The operator API as this page uses it.
+// The operators' interface, as far as this page uses it.
 
 export type State = "alive" | "late" | "offline";
 export type Severity = "Fault" | "Alarm" | "Warning";
@@ -32,8 +32,8 @@ export interface ApplianceDetail extends Appliance {
 
 export interface Fleet {
   total: number;  // on all pages
-  counts: Record<State, number>;  // whatever the filters
-  alarms: AlarmCounts;            // the same
+  counts: Record<State, number>;  // of all appliances, without the filters
+  alarms: AlarmCounts;            // of all appliances, without the filters
   items: Appliance[];
 }
 
@@ -84,12 +84,12 @@ export interface ResourceDetail {
 
 export type Quantity = "temperature" | "humidity";
 
-// A number of a document, that has a history.
+// A number of a document that has a history.
 export interface Quantified {
   uri: string;
-  member: string;    // of one document all are different
+  member: string;    // the number's name, which no other number of the document has
   pointer: string;
-  present: boolean;  // in the document now
+  present: boolean;  // the document has the number now
   name: string;
   unit: string | null;
   quantity: Quantity | null;
@@ -127,7 +127,7 @@ export interface Session {
   version: string;
 }
 
-// What the service answered instead of data. Status 0: it did not answer.
+// The service's answer when it gave no data. Status 0: it did not answer.
 export class ApiError extends Error {
   constructor(readonly status: number, message: string) {
     super(message);
@@ -139,12 +139,12 @@ type Query = Record<string, string | number | undefined>;
 let signedOut = () => {};
 let clockOffset = 0;
 
-// `listener` is called whenever an answer says that the session is over.
+// Calls `listener` whenever an answer says that the session has ended.
 export function onSignedOut(listener: () => void): void {
   signedOut = listener;
 }
 
-// The service's time in milliseconds: ages do not depend on whether the reader's clock is right.
+// The service's time in milliseconds, so that ages are right even if the reader's clock is wrong.
 export function serviceNow(): number {
   return Date.now() + clockOffset;
 }
@@ -160,7 +160,7 @@ export async function request(path: string, options: RequestInit = {}): Promise<
     throw new ApiError(0, "The service does not answer.");
   }
   const date = Date.parse(answer.headers.get("Date") ?? "");
-  // The header counts whole seconds; half of one is the least error.
+  // The header gives whole seconds; adding half a second makes the error smallest.
   if (!Number.isNaN(date)) clockOffset = date + 500 - Date.now();
   if (answer.ok) return answer;
   const text = await answer.json().then((body) => body?.error?.message, () => undefined);
@@ -173,7 +173,7 @@ async function get<T>(path: string, query: Query, signal: AbortSignal): Promise<
   for (const [name, value] of Object.entries(query)) {
     if (value !== undefined && value !== "") parameters.set(name, String(value));
   }
-  // A "+" means itself to the service.
+  // The service takes a "+" for a plus, not for a blank.
   const text = parameters.toString().replaceAll("+", "%20");
   return (await request(text ? `${path}?${text}` : path, {signal})).json();
 }

@@ -15,7 +15,7 @@ import {Loading, Notice} from "./states";
 type Who =
   | {at: "door"; ended: boolean}  // ended: there was a session
   | {at: "work"; session: Session}
-  | {at: "nowhere"; error?: Error};  // not known yet, or why not
+  | {at: "nowhere"; error?: Error};  // not known yet, or `error` says why not
 
 function View() {
   const {path} = useAddress();
@@ -23,7 +23,8 @@ function View() {
   useEffect(() => {
     if (path === shown.current) return;
     shown.current = path;
-    // What had the focus is no more: the keyboard goes on in the new view, not before it.
+    // The element with the focus is gone. The new view gets the focus, so that the keyboard goes on
+    // there.
     document.getElementById("main")?.focus({preventScroll: true});
   }, [path]);
   const uuid = applianceOf(path);

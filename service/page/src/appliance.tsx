@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// One appliance: what it is, how it is, what happened, and what it has sent.
+// One appliance: its identity, its state, its events, its numbers and its documents.
 import type {ComponentChildren} from "preact";
 import {useEffect} from "preact/hooks";
 import {Link} from "./address";
@@ -13,7 +13,7 @@ import {useChanges} from "./live";
 import {useLoad} from "./load";
 import {Notice, Shown} from "./states";
 
-const REFRESH = 30_000;  // an appliance becomes late by nothing happening
+const REFRESH = 30_000;  // milliseconds; an appliance becomes late without any event
 
 function Fact({name, children}: {name: string; children: ComponentChildren}) {
   return <div><dt>{name}</dt><dd>{children ?? <span class="muted">Not told</span>}</dd></div>;

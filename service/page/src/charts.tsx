@@ -9,9 +9,9 @@ import {type Loaded, useLoad, useSpaced} from "./load";
 
 const DAYS = 7;
 const REFRESH = 300_000;
-const SPACING = 15_000;  // between two loads because of documents, which may come each second
+const SPACING = 15_000;  // milliseconds between loads; documents may change every second
 const MOST_SAMPLES = 1_000;
-// A document's history names no more series than these at once.
+// The service answers at most this many series of a document at once.
 const MOST_SERIES = 50;
 
 const QUANTITIES: readonly Quantity[] = ["temperature", "humidity"];
@@ -33,7 +33,7 @@ function lastDays(): Span {
   return {from: to - DAYS * 24 * 3600, to};
 }
 
-// What one calls each document: its name, with its address where others have the same name.
+// The title of each document: its name, followed by its address where others have the same name.
 function titlesOf(documents: Resource[]): Map<string, string> {
   return new Map(documents.map(({uri, name}) => {
     const alone = documents.every((other) => other.uri === uri || other.name !== name);
@@ -41,7 +41,8 @@ function titlesOf(documents: Resource[]): Map<string, string> {
   }));
 }
 
-// A document that is asked for number by number tells its extremes each time.
+// The extremes in the histories, each once: a document that was loaded number by number repeats its
+// extremes in every history.
 function extremesOf(histories: History[], titles: Map<string, string>): ReportedExtreme[] {
   const found = new Map<string, ReportedExtreme>();
   for (const {uri, extremes} of histories) {
@@ -52,7 +53,8 @@ function extremesOf(histories: History[], titles: Map<string, string>): Reported
   return [...found.values()];
 }
 
-// The documents that hold `wanted`; a number at a time where a document holds too many.
+// Loads the histories of the temperatures and humidities among `numbers`: with one request for each
+// document, or for each number of a document that has too many.
 async function loadAll(uuid: string, numbers: Quantified[], signal: AbortSignal): Promise<Drawn> {
   const wanted = numbers.filter((number) => number.quantity !== null);
   const span = lastDays();
@@ -75,7 +77,7 @@ async function loadAll(uuid: string, numbers: Quantified[], signal: AbortSignal)
   };
 }
 
-// A chart has one scale: a quantity in several units is a chart for each.
+// The charts of a quantity: one for each unit, since a chart has one scale.
 function QuantityChart({quantity, drawn}: {quantity: Quantity; drawn: Drawn}) {
   const series = drawn.series.filter((one) => one.quantity === quantity);
   const extremes = drawn.extremes.filter((one) => one.quantity === quantity);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What an appliance reported, newest first. Filters and the page stand in the address.
+// The events of an appliance, newest first. The address holds the filters and the page.
 import {addressWith, go, Link, useAddress} from "./address";
 import {api, type EventPage, type Kind, KINDS, type LogEvent, SEVERITIES, type Severity} from "./api";
 import {Age, dayText, Moment, MomentAndAge} from "./format";
@@ -9,7 +9,7 @@ import {useLoad} from "./load";
 import {Notice, Shown} from "./states";
 
 const PAGE = 25;
-const DELAY = 60;  // seconds between an event and its arrival that are worth a word
+const DELAY = 60;  // seconds; an event that arrives later than this shows both times
 
 const KIND_TEXT: Record<Kind, string> = {
   alarm: "Alarm", clear: "End of an alarm", message: "Message", point: "Change of value",
@@ -22,7 +22,7 @@ function iconOf(event: LogEvent): IconName {
   return SEVERITIES.includes(event.severity as Severity) ? event.severity as Severity : "Alarm";
 }
 
-// A time of the address (UTC) as an input has it (the reader's zone), and back.
+// Converts a time of the address (UTC) to that of an input (the reader's zone), and back.
 function toInput(time: string): string {
   const date = new Date(time);
   if (Number.isNaN(date.getTime())) return "";
@@ -86,7 +86,7 @@ function Filters({query}: {query: URLSearchParams}) {
   );
 }
 
-// When the appliance says that it happened, where that tells more than the arrival.
+// The time that the appliance gives for the event, unless it is close to the arrival.
 function Happened({event}: {event: LogEvent}) {
   if (event.time) {
     const late = Math.abs(Date.parse(event.received) - Date.parse(event.time)) / 1000;

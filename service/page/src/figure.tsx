@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A chart of numbers over time, with their extremes marked and a table of what it shows.
+// A chart of numbers over time, with marked extremes, and a table of the same numbers.
 import {useEffect, useRef, useState} from "preact/hooks";
 import uPlot from "uplot";
 import type {Extreme, Peak, Sample, Series} from "./api";
@@ -7,18 +7,18 @@ import {durationText, momentText, shortDay, withUnit} from "./format";
 import {useTheme} from "./theme";
 
 const HEIGHT = 216;  // as in the style sheet
-const WIDE_DAY = 52;  // pixels that the name of a day takes
+const WIDE_DAY = 52;  // pixels for the name of a day
 const COLOURS = 6;
 const DASHES: readonly number[][] = [[], [7, 4], [2, 3], [10, 3, 2, 3], [4, 4], [12, 5]];
-// Appliances send every document at midnight, changed or not: a value stands until the next one,
-// but not longer than this.
+// Seconds for which a value is shown at most while no newer one comes. Appliances send every
+// document at midnight, changed or not, so that a later value should have come by then.
 const STANDS = 25 * 3600;
-// With more series than these only the outermost extremes carry their number.
+// With more series than this, only the outermost extremes are labelled with their numbers.
 const LABELLED = 3;
 
 export interface ReportedExtreme extends Extreme {
   uri: string;
-  document: string;  // what one calls the one at `uri`
+  document: string;  // title of the document at `uri`
 }
 
 interface FigureProps {
@@ -27,11 +27,11 @@ interface FigureProps {
   from: number;  // seconds since 1970
   to: number;
   series: Series[];         // all in the same unit
-  extremes: ReportedExtreme[];  // as the appliance tells them
-  first?: number;       // colour of the first series
+  extremes: ReportedExtreme[];  // as the appliance reports them
+  first?: number;       // index of the first series' colour
 }
 
-// Times and values of one series, null where nothing is known, standing up to `to`.
+// Times and values of one series up to `to`, with null where no value is known.
 function columns(samples: Sample[], to: number): [number[], (number | null)[]] {
   const times: number[] = [];
   const values: (number | null)[] = [];
@@ -75,7 +75,7 @@ function midnights(from: number, to: number): number[] {
   return found;
 }
 
-// What the style sheet says about a colour, as the canvas understands it.
+// A colour of the style sheet in a form that the canvas understands.
 function colour(name: string): string {
   const probe = document.createElement("span");
   probe.style.color = `var(--${name})`;
@@ -85,10 +85,10 @@ function colour(name: string): string {
   return value;
 }
 
-// `first` keeps the colours of charts that stand together apart.
+// The colour of a series. Charts on one view have different `first`, and so different colours.
 const colourOf = (index: number, first: number) => `series-${(first + index) % COLOURS + 1}`;
 
-// Marks the lowest and the highest of each series where it was reached first.
+// Marks the lowest and the highest value of each series, each where it was first reached.
 function markExtremes(plot: uPlot, {series, first = 0}: FigureProps, unit: string | null): void {
   plot.over.querySelectorAll(".extreme").forEach((mark) => mark.remove());
   const outermost = (end: "min" | "max") => {
@@ -180,7 +180,7 @@ interface RowProps {
   index: number;
   first: number;
   unit: string | null;
-  time: number | undefined;  // whose value is shown; undefined is now
+  time: number | undefined;  // the time whose values are shown; undefined: now
   to: number;
 }
 
@@ -198,7 +198,7 @@ function Row({series, index, first, unit, time, to}: RowProps) {
   );
 }
 
-// What the appliance says itself; its days end at its own midnight.
+// The extremes that the appliance itself reports; its days end at its own midnight.
 function ReportedExtremes({extremes}: {extremes: ReportedExtreme[]}) {
   if (extremes.length === 0) return null;
   const uris = [...new Set(extremes.map(({uri}) => uri))];

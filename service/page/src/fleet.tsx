@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// All appliances: how many are alive, what is wrong, and each as a row.
+// All appliances: counts by state and by open alarms, and a row for each appliance.
 import type {ComponentChildren} from "preact";
 import {useEffect, useRef, useState} from "preact/hooks";
 import {addressWith, applianceAddress, go, Link, useAddress} from "./address";
@@ -11,7 +11,7 @@ import {useLoad} from "./load";
 import {Loading, Notice, Shown} from "./states";
 
 const PAGE = 100;
-const REFRESH = 30_000;  // appliances become late by nothing happening
+const REFRESH = 30_000;  // milliseconds; appliances become late without any event
 const TYPING_PAUSE = 200;
 
 const COLUMNS = [
@@ -36,7 +36,7 @@ const ORDERS: readonly [sort: string, text: string][] = [
   ["registered", "Registered, oldest first"],
 ];
 
-// What one looks for stands first at the first press.
+// The direction of each column at its first press: the rows that readers look for come first.
 const FIRST: Record<string, string> = {state: "-state", alarms: "-alarms", lastHeartbeat: "-lastHeartbeat"};
 
 const opposite = (sort: string) => sort.startsWith("-") ? sort.slice(1) : `-${sort}`;
@@ -49,7 +49,7 @@ interface TileProps {
   chosen: string;
 }
 
-// A count that filters the list when it is pressed, and ends that when pressed again.
+// A count. Pressing it filters the list, and pressing it again ends the filter.
 function Tile({kind, value, text, count, chosen}: TileProps) {
   const pressed = chosen === value;
   return (
@@ -198,7 +198,7 @@ function NoRows({fleet}: {fleet: Fleet}) {
 
 function List({fleet, sort, offset, old}: {fleet: Fleet; sort: string; offset: number; old: boolean}) {
   if (fleet.items.length === 0) {
-    const elsewhere = fleet.total > 0;  // on the pages before this one
+    const elsewhere = fleet.total > 0;  // there are rows on earlier pages
     return <section class="card">{elsewhere ? <Loading what="the last page" /> : <NoRows fleet={fleet} />}</section>;
   }
   return (
@@ -228,7 +228,7 @@ export function FleetPage() {
   useChanges((change) => {
     if (change.type === "appliance" || change.type === "gone" || change.type === "reset") fleet.reload();
   });
-  // The list may have become shorter than the address says.
+  // The list may have become shorter, so that the address names a page behind its end.
   const beyond = fleet.key === key && ask.offset > 0 && fleet.data?.items.length === 0;
   useEffect(() => {
     if (!beyond) return;

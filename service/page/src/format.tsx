@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Numbers, units and times as a reader sees them: in the reader's language and zone.
+// Texts for numbers, units and times, in the reader's language and time zone.
 import {useEffect, useState} from "preact/hooks";
 import {serviceNow} from "./api";
 
@@ -20,7 +20,7 @@ export function withUnit(value: number, unit: string | null): string {
 }
 
 export const dayText = (time: Date) => day.format(time);
-// A time in seconds since 1970, on two lines.
+// The day of a time in seconds since 1970, on two lines: weekday and date.
 export const shortDay = (time: number) =>
   `${weekday.format(time * 1000)}\n${date.format(time * 1000)}`;
 export const momentText = (time: Date) => moment.format(time);
@@ -29,7 +29,7 @@ const STEPS: readonly [seconds: number, name: string][] = [
   [86400, "d"], [3600, "h"], [60, "min"], [1, "s"],
 ];
 
-// "42 s", "5 min", "3 h 20 min", "12 d 4 h".
+// A duration, rounded down: "42 s", "5 min", "3 h 20 min", "12 d 4 h".
 export function durationText(seconds: number): string {
   let rest = Math.max(0, Math.floor(seconds));
   const parts: string[] = [];
@@ -38,13 +38,13 @@ export function durationText(seconds: number): string {
     rest -= count * size;
     if (parts.length > 0 && count === 0) break;
     if (count > 0) parts.push(`${count}\u202f${name}`);
-    // Seconds and minutes stand alone: who reads them wants to know roughly.
+    // Seconds and minutes are shown without a smaller unit, since a rough value is enough.
     if (parts.length === 2 || (count > 0 && size <= 60)) break;
   }
   return parts.join(" ") || "0\u202fs";
 }
 
-// What recurs is told to the second.
+// An interval, exact to the second unless it is some whole minutes.
 export const intervalText = (seconds: number) =>
   seconds % 60 === 0 && seconds > 120 ? durationText(seconds) : `${numberText(seconds)}\u202fs`;
 
@@ -58,7 +58,7 @@ setInterval(() => {
   for (const tick of [...tickers]) tick();
 }, 1_000);
 
-// Draws the component that calls it anew each second.
+// Makes the calling component render anew every second.
 export function useTick(): void {
   const [, draw] = useState({});
   useEffect(() => {
@@ -68,7 +68,7 @@ export function useTick(): void {
   }, []);
 }
 
-// How long ago; the title tells the time with its zone.
+// How long ago a time was; the title has the time with its zone.
 export function Age({time}: {time: string}) {
   useTick();
   const date = new Date(time);
@@ -84,7 +84,7 @@ export function Moment({time, form = "moment"}: {time: string; form?: "moment" |
   );
 }
 
-// The time with its age.
+// A time and how long ago it was.
 export function MomentAndAge({time}: {time: string}) {
   return <><Moment time={time} /> <span class="muted age">(<Age time={time} />)</span></>;
 }

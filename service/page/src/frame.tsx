@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What stands around every view.
+// The frame around every view: its head and its notices.
 import type {ComponentChildren} from "preact";
 import {useEffect} from "preact/hooks";
 import {Link} from "./address";
@@ -36,7 +36,7 @@ function LinkState() {
   </span>;
 }
 
-// Says until when what is shown may be old.
+// Says that the stream is lost, and that the shown data may be old until it is back.
 function LostNotice() {
   const link = useLink();
   useTick();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Shapes that tell states and severities apart without their colours.
+// Shapes by which states and severities differ even without colours.
 import type {JSX} from "preact";
 import type {Severity, State} from "./api";
 
@@ -33,7 +33,7 @@ const SHAPES = {
 
 export type IconName = keyof typeof SHAPES;
 
-// Beside a text that says the same, so that a reader's software passes over it.
+// An icon beside a text that says the same; screen readers skip it.
 export function Icon({name}: {name: IconName}) {
   return <svg class={`icon icon-${name}`} viewBox="0 0 16 16" aria-hidden="true">{SHAPES[name]}</svg>;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The service's stream of changes: kept open, opened again when it ends.
+// The service's stream of changes. It is kept open, and opened again when it ends.
 import {useEffect, useState} from "preact/hooks";
 import {ApiError, request} from "./api";
 
@@ -13,7 +13,7 @@ export type Link =
   | {state: "live"}
   | {state: "lost"; retryAt: number};  // milliseconds of the reader's clock
 
-const SILENCE = 50_000;  // the service says something every 15 s
+const SILENCE = 50_000;  // milliseconds; the service writes to the stream at least every 15 s
 const FIRST_PAUSE = 1_000;
 const LONGEST_PAUSE = 30_000;
 
@@ -82,7 +82,7 @@ async function run(stop: AbortController): Promise<void> {
       });
       wait = FIRST_PAUSE;
       setLink({state: "live"});
-      // What happened while nobody listened is not known.
+      // Changes while the stream was closed are not known.
       tell({type: "reset", uuid: ""});
       if (answer.body) await follow(answer.body, attempt);
     } catch (fault) {
@@ -124,7 +124,8 @@ export function useLink(): Link {
   return seen;
 }
 
-// Whether what is shown of this appliance, told as `type`, may be another now.
+// Whether the change may concern what a view shows of this appliance; `type` is the type of the
+// changes that tell about it.
 export const concerns = (change: Change, uuid: string, type: string) =>
   change.type === "reset" || (change.uuid === uuid && (change.type === type || change.type === "gone"));
 

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-// Data that a view loads, and loads again when it has changed.
+// Data that a view loads, and loads again when they have changed.
 import {useCallback, useEffect, useRef, useState} from "preact/hooks";
 
 export interface Loaded<T> {
-  data: T | undefined;         // the last that was loaded, also while something newer is on its way
+  data: T | undefined;         // loaded last; stays while newer data are being loaded
   error: Error | undefined;    // why the last attempt failed
-  key: string | undefined;     // what `data` was loaded for
-  reload: () => void;          // soon, and at most once a second
+  key: string | undefined;     // the key for which `data` was loaded
+  reload: () => void;          // loads again soon, at most once a second
 }
 
 const SPACING = 1_000;
 
-// `call`, but not before `spacing` milliseconds have passed since the last time; what is put off is
-// done then, once.
+// Makes a function that runs `call` at most once every `spacing` milliseconds. Calls that come too
+// early are put off and run together as one.
 export function useSpaced(call: () => void, spacing: number): () => void {
   const timer = useRef<number>();
   const last = useRef(-Infinity);
@@ -27,7 +27,7 @@ export function useSpaced(call: () => void, spacing: number): () => void {
   }, [call, spacing]);
 }
 
-// Loads when `key` changes; `load` may be another function at each call.
+// Loads data whenever `key` changes. `load` may be a new function at each call.
 export function useLoad<T>(key: string, load: (signal: AbortSignal) => Promise<T>): Loaded<T> {
   const [seen, setSeen] = useState<Omit<Loaded<T>, "reload">>(
       {data: undefined, error: undefined, key: undefined});

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A document as tables: single values as rows, lists of objects as tables of their own.
+// A document as tables: a single value is a row, a list of objects is a table of its own.
 import {numberText} from "./format";
 
 type Item = Record<string, unknown>;
@@ -9,8 +9,8 @@ const isObject = (value: unknown): value is Item =>
 const isTable = (value: unknown): value is Item[] =>
   Array.isArray(value) && value.length > 0 && value.every(isObject);
 
-// The last word of a name, or what is told as unit, in small letters; as the service reads them for
-// the histories.
+// Units by the last word of a name, or by the text of a member with units, in lower case. The
+// service reads them the same way for histories.
 const UNITS: ReadonlyMap<string, string> = new Map([
   ["celsius", "°C"], ["cel", "°C"], ["fahrenheit", "°F"], ["kelvin", "K"], ["percent", "%"],
   ["%rh", "%"], ["volts", "V"], ["amps", "A"], ["amperes", "A"], ["watts", "W"],
@@ -24,12 +24,12 @@ const WHOLE_NAMES: readonly [name: RegExp, unit: string][] = [
   [/kPa$/, "kPa"],
 ];
 
-// "FanSpeedRPM" as "Fan", "Speed", "RPM".
+// The words of a name: "Fan", "Speed", "RPM" of "FanSpeedRPM".
 const wordsOf = (name: string) =>
   name.replace(/([^A-Z])([A-Z])|([A-Z])(?=[A-Z][a-z])/g, (_, one, two, three) =>
     three ? `${three} ` : `${one} ${two}`).split(" ");
 
-// The unit of a number: from its name, or from the member beside it that tells units.
+// The unit of a number: from its name, or from the member beside it that gives units.
 export function unitOf(name: string, beside: Item): string {
   const told = beside[`${name}Units`];
   if (typeof told === "string") return UNITS.get(told.toLowerCase()) ?? told;
@@ -39,7 +39,7 @@ export function unitOf(name: string, beside: Item): string {
   return words.length > 1 ? UNITS.get(words.at(-1)!.toLowerCase()) ?? "" : "";
 }
 
-// "ReadingCelsius" as "Reading celsius"; runs of capitals stay.
+// The label of a name: "Reading celsius" of "ReadingCelsius". Runs of capitals stay.
 export function label(name: string): string {
   const words = name.replace(/([a-z\d])([A-Z])/g, "$1 $2").split(" ");
   return words.map((word, i) => i === 0 || /^[A-Z]{2}/.test(word) ? word : word.toLowerCase()).join(" ");
@@ -60,7 +60,7 @@ function Value({name, value, beside}: {name: string; value: unknown; beside: Ite
   return <code>{JSON.stringify(value)}</code>;
 }
 
-// Names that concern the protocol alone are to be found in the JSON.
+// The members that the tables show. Names with "@" concern the protocol only; the JSON shows them.
 const shown = (item: Item) => Object.entries(item).filter(([name]) => !name.startsWith("@"));
 
 function Rows({item}: {item: Item}) {

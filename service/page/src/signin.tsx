@@ -4,7 +4,7 @@ import {api, ApiError} from "./api";
 import {Icon} from "./icons";
 
 interface SignInProps {
-  ended: boolean;  // there was a session until now
+  ended: boolean;  // a session has just ended
   done: () => void;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a view shows when it has nothing to show: not yet, not at all, or because of a failure.
+// What a view shows without data: while it loads, when there are none, and after a failure.
 import type {ComponentChildren} from "preact";
 import {ApiError} from "./api";
 import {Icon, type IconName} from "./icons";
@@ -31,7 +31,7 @@ export function Loading({what, rows = 4}: {what: string; rows?: number}) {
   );
 }
 
-// Beside data that are shown: they are not the newest.
+// The notice beside shown data that they are not the newest.
 function StaleNotice({error, reload}: {error: Error; reload: () => void}) {
   return (
     <p class="stale" role="alert">
@@ -48,7 +48,7 @@ interface ShownProps<T> {
   children: (data: T) => ComponentChildren;
 }
 
-// The loaded data by `children`, or why there are none.
+// Shows the loaded data through `children`, or says why there are none.
 export function Shown<T>({of, what, rows, children}: ShownProps<T>) {
   const {data, error, reload} = of;
   if (data !== undefined) {

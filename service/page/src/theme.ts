@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Light, dark, or as the reader's system has it.
+// The colour theme: light, dark, or that of the reader's system.
 import {useEffect, useState} from "preact/hooks";
 
 export type Theme = "auto" | "light" | "dark";
@@ -13,7 +13,7 @@ function stored(): Theme {
     const value = localStorage.getItem(KEY);
     if (value === "light" || value === "dark") return value;
   } catch {
-    // A browser that keeps nothing shows what the system has.
+    // A browser that stores nothing shows the system's theme.
   }
   return "auto";
 }
@@ -34,12 +34,12 @@ export function setTheme(next: Theme): void {
     if (next === "auto") localStorage.removeItem(KEY);
     else localStorage.setItem(KEY, next);
   } catch {
-    // It holds until the page is left, then.
+    // The choice then lasts until the page is left.
   }
   apply();
 }
 
-// What is chosen, and whether it comes out dark.
+// The chosen theme, and whether it is a dark one on this system.
 export function useTheme(): {theme: Theme; dark: boolean} {
   const [, draw] = useState({});
   useEffect(() => {

@@ -32,7 +32,7 @@ std::string XmlText(const std::string& text) {
   return out;
 }
 
-// Elements with their attributes, indented.
+// Writes XML elements with their attributes, indented.
 class Xml {
  public:
   using Attributes = std::vector<std::pair<std::string, std::string>>;
@@ -124,7 +124,7 @@ void WriteProperty(Xml& xml, const Property& property) {
   xml.Close();
 }
 
-// What a type has from the one that it is derived from.
+// Whether a type inherits the property from its base type.
 bool IsInherited(const Type& type, const std::string& property) {
   if (type.base != Base::kResource && type.base != Base::kCollection) return false;
   return property == "Id" || property == "Name" || property == "Description" || property == "Oem";
@@ -150,7 +150,7 @@ void WriteType(Xml& xml, const Type& type) {
   xml.Close();
 }
 
-// The types of an own schema.
+// The types of one of the service's own schemas.
 std::vector<const Type*> TypesOf(const std::string& schema) {
   std::vector<const Type*> types;
   for (const Type* type : AllTypes()) {

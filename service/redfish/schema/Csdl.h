@@ -6,10 +6,10 @@
 
 namespace cloudservice {
 
-// The OData metadata document: references to the schemas of every type of the table.
+// The OData metadata document: references to the schemas of all types of the table.
 std::string MetadataDocument();
 
-// The CSDL file of one of the service's own schemas ("QuorvanEvent"), made from the table.
+// The CSDL file of one of the service's own schemas ("QuorvanEvent"), made from the table of types.
 std::string CsdlOf(const std::string& schema);
 
 }  // namespace cloudservice

@@ -8,7 +8,8 @@ namespace cloudservice {
 
 namespace {
 
-// Texts that are longer are none of these formats; the library's matching is recursive.
+// A longer text has none of these formats. The limit bounds the recursion of the library's regular
+// expressions.
 constexpr std::size_t kLongest = 128;
 
 bool Fits(const std::string& text, const char* pattern) {

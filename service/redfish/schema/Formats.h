@@ -7,18 +7,18 @@
 
 namespace cloudservice {
 
-// The text as a time of the form 2026-03-05T14:07:09[.5](Z|+01:00), which it has to have except
-// for the colon of its offset. Without a value for everything else, times that no calendar and no
-// clock shows included.
+// The text as a time of the form 2026-03-05T14:07:09[.5](Z|+01:00). Only the colon of the offset
+// may be missing; it is added. None for every other text, also for dates and times that do not
+// exist.
 std::optional<std::string> ValidTime(const std::string& text);
 
-// +01:00, up to 19:59 as the published pattern has it.
+// Whether the text is an offset like +01:00, up to 19:59, as the published pattern allows.
 bool IsOffset(const std::string& text);
-// P1DT2H3M4.5S, and parts of it; none is negative.
+// Whether the text is a duration like P1DT2H3M4.5S or with some of its parts; none is negative.
 bool IsDuration(const std::string& text);
-// 8-4-4-4-12 hexadecimal digits.
+// Whether the text has the form of a UUID: 8-4-4-4-12 hexadecimal digits.
 bool IsUuid(const std::string& text);
-// Made of the characters of which URIs and references to them are made.
+// Whether the text has only characters that a URI or a reference may have.
 bool IsUri(const std::string& text);
 
 }  // namespace cloudservice

@@ -10,7 +10,7 @@ namespace cloudservice {
 
 namespace {
 
-// Annotations, which any object may have.
+// The pattern of annotations, which any object may have.
 constexpr const char* kAnnotations =
     R"(^([a-zA-Z_][a-zA-Z0-9_]*)?@(odata|Redfish|Message)\.[a-zA-Z_][a-zA-Z0-9_]*$)";
 

@@ -7,8 +7,9 @@
 
 namespace cloudservice {
 
-// The files that describe the service's own types, by name: CSDL ("QuorvanEvent_v1.xml") and JSON
-// Schema ("QuorvanEvent.v1_0_0.json"). Made from the table.
+// The texts of the files that describe the service's own types, by file name: CSDL
+// ("QuorvanEvent_v1.xml") and JSON Schema ("QuorvanEvent.v1_0_0.json"). Made from the table of
+// types.
 const std::map<std::string, std::string>& SchemaFiles();
 
 }  // namespace cloudservice

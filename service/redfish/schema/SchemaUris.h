@@ -6,8 +6,7 @@
 
 namespace cloudservice {
 
-// Where schemas are to be had: published ones at their public addresses, own ones at their paths on
-// this service.
+// Addresses of schemas: public addresses for published ones, paths on this service for its own.
 
 // The JSON Schema of a type ("QuorvanEvent.v1_0_0.QuorvanEvent").
 std::string JsonSchemaUri(const std::string& type);

@@ -29,7 +29,8 @@ Type LocationOf(const char* name) {
           }};
 }
 
-// A file that describes something: `what` is the member that says what.
+// The type of a resource that tells where a file is published; `what` is the member that names what
+// the file describes.
 Type FileOf(const char* name, const char* what, const char* location) {
   return {name,
           Base::kResource,

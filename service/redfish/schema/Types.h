@@ -8,9 +8,9 @@
 
 namespace cloudservice {
 
-// What is known of the types of the documents that the service answers: the published ones as far
-// as an appliance has use for them, and the service's own. What a published type has beyond that is
-// treated like a member that nobody knows.
+// The table of the types of documents that the service answers: the published types, with the
+// members that appliances use, and the service's own types. Other members of a published type count
+// as unknown.
 
 enum class Kind {
   kText,
@@ -24,8 +24,9 @@ enum class Kind {
   kUri,
   kEnum,    // `type` names the enumeration
   kObject,  // `type` names the type
-  // {"@odata.id": path}; `type` names the target's type without its version. Empty: of any item, a
-  // resource or an element with an address; kItemOrCollection: of a collection as well.
+  // {"@odata.id": path}; `type` names the schema of the target, without its version. Empty: the
+  // target is any item, that is a resource or an element with an address; kItemOrCollection: it may
+  // be a collection as well.
   kLink,
   kOem,
 };
@@ -34,8 +35,8 @@ constexpr const char* kItemOrCollection = "ItemOrCollection";
 
 // Traits of a property.
 constexpr unsigned kRequired = 1;
-constexpr unsigned kNull = 2;   // may be null; of an array of plain values, each of them
-constexpr unsigned kWrite = 4;  // a client may change it, says the type
+constexpr unsigned kNull = 2;   // may be null; in an array of plain values, each element may
+constexpr unsigned kWrite = 4;  // the type allows clients to change it
 constexpr unsigned kArray = 8;
 constexpr unsigned kNotNegative = 16;
 
@@ -55,8 +56,8 @@ enum class Base {
   kResource,    // has an address and a type of its own
   kCollection,  // a resource whose members are resources
   kMember,      // an element of an array, with an address inside its resource
-  kObject,      // a part of something else
-  kOpen,        // the same, and may hold members that nobody knows
+  kObject,      // a part of another object, without an address
+  kOpen,        // the same, and may have members that the type does not name
 };
 
 struct Type {
@@ -65,7 +66,7 @@ struct Type {
   std::vector<Property> properties;
   const char* description = "";  // of the service's own types
 
-  // Null when the type has none of this name.
+  // The property of this name; null when the type has none.
   const Property* Find(const std::string& property) const;
 };
 
@@ -89,10 +90,10 @@ std::string SchemaOf(const std::string& type);
 // "QuorvanEvent.v1_0_0" of "QuorvanEvent.v1_0_0.QuorvanEvent".
 std::string NamespaceOf(const std::string& type);
 
-// Whether the type is described by the service itself and not by a published schema.
+// Whether the service's own schema describes the type, not a published one.
 bool IsOwnType(const std::string& type);
 
-// The parts of the table, one a file.
+// The parts of the table; each file defines one.
 const std::vector<Type>& ChassisTypes();
 const std::vector<Enumeration>& ChassisEnumerations();
 const std::vector<Type>& ManagerTypes();
@@ -106,7 +107,7 @@ const std::vector<Type>& ServiceTypes();
 const std::vector<Type>& ThermalTypes();
 const std::vector<Enumeration>& ThermalEnumerations();
 
-// The types of what is answered.
+// The names of the types that answers have.
 namespace types {
 
 constexpr const char* kServiceRoot = "ServiceRoot.v1_21_0.ServiceRoot";
@@ -129,7 +130,7 @@ constexpr const char* kDocument = "QuorvanDocument.v1_0_0.QuorvanDocument";
 constexpr const char* kEvent = "QuorvanEvent.v1_0_0.QuorvanEvent";
 constexpr const char* kEventCollection = "QuorvanEventCollection.QuorvanEventCollection";
 constexpr const char* kHistory = "QuorvanHistory.v1_0_0.QuorvanHistory";
-// Of Oem.Quorvan, wherever it stands.
+// The type of every object Oem.Quorvan.
 constexpr const char* kOem = "QuorvanOem.v1_0_0.QuorvanOem";
 
 }  // namespace types

@@ -14,7 +14,8 @@ const Sql kAppliance(
     "(SELECT id FROM chassis WHERE chassis.manager = manager.uuid ORDER BY rowid LIMIT 1) "
     "FROM manager LEFT JOIN account ON account.id = manager.account WHERE manager.uuid = ?");
 
-// An appliance, once for each time that it may come due at.
+// Searches the time of being late and that of being offline apart, so that each search has its
+// index.
 const Sql kDue(
     "SELECT uuid FROM manager WHERE late_at > ?1 AND late_at <= ?2 UNION "
     "SELECT uuid FROM manager WHERE offline_at > ?1 AND offline_at <= ?2");

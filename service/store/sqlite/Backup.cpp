@@ -11,7 +11,7 @@ namespace cloudservice {
 
 void BackUp(const std::string& database, const std::string& file) {
   struct stat there = {};
-  // Not replaced: it could be the database itself.
+  // A file that exists is not replaced: it could be the database itself.
   if (lstat(file.c_str(), &there) == 0) {
     throw DatabaseError("cannot write " + file + ": it is there already");
   }

@@ -25,7 +25,7 @@ struct CloseHandle {
 }
 
 // An empty file beside `file`, which SQLite takes for an empty database. It has a name that no
-// other file had, and goes unless it has been given that of `file`.
+// other file has. It is removed with this object unless Finish() has renamed it to `file`.
 class Unfinished {
  public:
   explicit Unfinished(const std::string& file) : m_file(file), m_name(file + ".XXXXXX") {
@@ -58,7 +58,8 @@ void CopyPages(sqlite3* from, const std::string& file) {
   if (opened != SQLITE_OK) Fail(file, sqlite3_errstr(opened));
   sqlite3_backup* backup = sqlite3_backup_init(handle, "main", from, "main");
   if (backup == nullptr) Fail(file, sqlite3_errmsg(handle));
-  // All pages in one step: one state of the database, held as a reader who stops no writer.
+  // All pages are copied in one step, so that the copy is of one state of the database. A reader in
+  // that mode stops no writer.
   const int copied = sqlite3_backup_step(backup, -1);
   sqlite3_backup_finish(backup);
   if (copied != SQLITE_DONE) Fail(file, sqlite3_errstr(copied));

@@ -8,10 +8,10 @@
 
 namespace cloudservice {
 
-// Writes all that is committed in the database into a file of its own, which takes the place of any
-// of this name: one state, whoever writes to the database meanwhile. The file has its name when it
-// is whole and on the disk, not before; mode 0600 (less what the umask takes). Blocks as long as
-// reading and writing that much takes. Throws DatabaseError that names the file and the reason.
+// Copies everything that is committed in the database into `file`, and replaces a file of this
+// name. The copy is of one state, even if others write to the database meanwhile. The file gets its
+// name only when it is complete and on the disk; mode 0600 (less what the umask takes). Blocks
+// while the database is read and written. Throws DatabaseError that names the file and the reason.
 void CopyDatabase(Database& database, const std::string& file);
 
 }  // namespace cloudservice

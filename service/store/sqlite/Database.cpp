@@ -70,7 +70,7 @@ void Database::NoteChange(int code) {
   const int before = std::exchange(m_changedRows, sqlite3_total_changes(Handle()));
   if ((code & kPrimary) == SQLITE_CONSTRAINT) return;
   const bool failed = code != SQLITE_DONE && code != SQLITE_OK;
-  // A change of nothing has no need of the disk.
+  // A statement that changed no row did not need the disk, and tells nothing about it.
   if (failed || m_changedRows != before) m_changeFailed = failed;
 }
 
@@ -121,7 +121,8 @@ Statement& Statement::BindNull() { return Bound(sqlite3_bind_null(m_statement.ge
 bool Statement::Step() {
   const int code = sqlite3_step(m_statement.get());
   if (code == SQLITE_ROW) return true;
-  // Inside a transaction nothing is on the disk before its end.
+  // Inside a transaction a statement's success does not mean that its change is on the disk; the
+  // commit tells that.
   const bool counts = code != SQLITE_DONE || sqlite3_get_autocommit(m_database.Handle()) != 0;
   if (counts && sqlite3_stmt_readonly(m_statement.get()) == 0) m_database.NoteChange(code);
   if (code != SQLITE_DONE) Fail(m_database.Handle());
@@ -158,7 +159,7 @@ std::optional<std::int64_t> Statement::OptionalNumber(int column) const {
   return Number(column);
 }
 
-// A writer takes the lock here, where waiting for it is possible.
+// A writer takes the lock at the beginning, since SQLite waits for a lock only there.
 DatabaseTransaction::DatabaseTransaction(Database& database, Mode mode)
     : m_database(database), m_mode(mode) {
   const char* begin = mode == Mode::kWrite ? "BEGIN IMMEDIATE" : "BEGIN";

@@ -15,9 +15,9 @@ struct sqlite3_stmt;
 
 namespace cloudservice {
 
-// The text of one statement. All there are is known before the first of them is prepared, so that a
-// test can look at the plan of each: a constant outside of functions, never made later. Throws
-// std::logic_error where it is.
+// The text of one SQL statement. It must be a constant outside of functions: all statements are
+// then known before the first one is prepared, and a test checks the plan of each. The constructor
+// throws std::logic_error when a statement has been prepared already.
 class Sql {
  public:
   explicit Sql(std::string text);
@@ -25,32 +25,33 @@ class Sql {
   Sql& operator=(const Sql&) = delete;
 
   const std::string& Text() const { return m_text; }
-  // In no particular order.
+  // All statements of the program, in no particular order.
   static const std::vector<const Sql*>& All();
 
  private:
   const std::string m_text;
 };
 
-// One connection to a database file. One thread. Every commit is on the disk before it returns.
+// One connection to a database file. A commit returns when its changes are on the disk. One thread.
 class Database {
  public:
   // Opens the file, or creates it where it is missing. Throws DatabaseError.
   explicit Database(const std::string& file, MissingFile missing = MissingFile::kCreate);
 
-  // Runs what makes the schema and sets the connection, statements that take no values. Whatever
-  // reads or writes rows for a request is a Statement. Throws DatabaseError.
+  // Runs statements without values that make the schema or set up the connection. Rows for a
+  // request are read and written by a Statement. Throws DatabaseError.
   void Execute(const char* script);
-  // Rows changed by the last statement.
+  // The number of rows that the last statement changed.
   int Changes() const;
-  // Key of the row inserted last.
+  // The key of the row that was inserted last.
   std::int64_t LastInsertId() const;
-  // A number that is another one when another connection has changed the file.
+  // A number that differs from its former value when another connection has changed the file.
+  // Throws DatabaseError.
   std::int64_t DataVersion();
   sqlite3* Handle() const { return m_handle.get(); }
 
-  // Whether the last change could not be brought to the disk. One that the schema forbids is not
-  // meant, since that is an answer too, nor one that found nothing to change.
+  // Whether the last change could not be written to the disk. A change that the schema forbids does
+  // not count, since refusing it is a valid answer; nor does one that found nothing to change.
   bool ChangeFailed() const { return m_changeFailed; }
 
  private:
@@ -63,11 +64,11 @@ class Database {
   };
   std::unique_ptr<sqlite3, Close> m_handle;
   bool m_changeFailed = false;
-  int m_changedRows = 0;  // of all changes that were noted
+  int m_changedRows = 0;  // rows changed on this connection, at the last NoteChange()
 };
 
-// A statement with its values, finalised with the object. Values are bound and columns counted from
-// left to right. Every operation throws DatabaseError.
+// A prepared statement with its values; the database outlives it. Each Bind() sets the next value,
+// from left to right. Columns are counted from 0. Every operation throws DatabaseError.
 class Statement {
  public:
   Statement(Database& database, const Sql& sql);
@@ -80,9 +81,9 @@ class Statement {
     return value ? Bind(*value) : BindNull();
   }
 
-  // The next row; false when there is none left.
+  // Moves to the next row; false when there is none left.
   bool Step();
-  // For a statement without rows.
+  // Runs a statement to its end and ignores its rows.
   void Run();
 
   std::string Text(int column) const;
@@ -102,8 +103,9 @@ class Statement {
   int m_next = 1;
 };
 
-// One state of the database until the end, and everything until Commit() happens whole or not at
-// all; without a Commit() nothing did.
+// A transaction of the database. It sees one state until it ends. Commit() makes all changes since
+// the beginning; without a Commit() the destructor undoes them. The constructor and Commit() throw
+// DatabaseError.
 class DatabaseTransaction {
  public:
   enum class Mode { kRead, kWrite };

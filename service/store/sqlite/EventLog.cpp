@@ -10,14 +10,14 @@ namespace cloudservice {
 
 namespace {
 
-// Whether an alarm that this event opened or changed is open.
+// Whether an alarm that the event opened or changed is still open.
 const std::string kStillOpen =
     "EXISTS (SELECT 1 FROM alarm WHERE alarm.chassis = event.chassis "
     "AND alarm.message_id = event.message_id AND alarm.closed IS NULL "
     "AND alarm.opening <= event.id)";
 
-// Newest first; conditions that are null let everything through. The order of arrival and that of
-// the times are one, unless the clock was set back.
+// A part of the log, newest first; a condition that is null lets everything through. The order of
+// arrival and that of the times differ only where the clock was set back.
 std::string LogSql(const std::string& part, const std::string& order) {
   return "SELECT id, manager, chassis, message_id, severity, document, received, kind, "
          "kind = 0 AND NOT open FROM (SELECT *, " +
@@ -27,12 +27,12 @@ std::string LogSql(const std::string& part, const std::string& order) {
          order + " LIMIT ?4";
 }
 
-// Before an event.
+// The events that came before an event.
 const Sql kLog(LogSql("id < ?5", "id DESC"));
-// From a time on and before a place.
+// The events from a time on and before a place.
 const Sql kLogOfTime(LogSql("received >= ?5 AND (received, id) < (?6, ?7)",
                             "received DESC, id DESC"));
-// The event itself, or what was next to it when it is gone.
+// The time at which the event came or, if it was removed, the last event before it.
 const Sql kReceived(
     "SELECT received FROM event WHERE manager = ? AND id <= ? ORDER BY id DESC LIMIT 1");
 
@@ -45,10 +45,10 @@ const Sql kOpenAlarms(
 
 using Bounds = std::numeric_limits<std::int64_t>;
 
-// Where an event stands in a stretch of time: when it was received, and its identifier.
+// An event's place in the order of times: when it was received, and its identifier.
 using LogPlace = std::pair<std::int64_t, std::int64_t>;
 
-// What the events that the filter wants stand before; none: there are no such events.
+// The place before which the filter's events stand; none when there are no such events.
 std::optional<LogPlace> EndOf(Database& database, const LogFilter& filter) {
   const LogPlace until = {filter.until.value_or(Bounds::max()), 0};
   if (!filter.before) return until;

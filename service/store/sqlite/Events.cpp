@@ -32,7 +32,7 @@ const Sql kOfAll(
 const Sql kOfChassis(
     "SELECT id FROM event WHERE manager = ?1 AND chassis = ?2 AND (?3 IS NULL OR severity = ?3) "
     "ORDER BY id");
-// From the alarms, since most events stand for none.
+// Searches from the alarms, since most events have no alarm.
 const std::string kOfAlarms =
     "SELECT event.id FROM chassis CROSS JOIN alarm ON alarm.chassis = chassis.id "
     "CROSS JOIN event ON event.id = alarm.event "

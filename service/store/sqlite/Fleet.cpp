@@ -14,13 +14,13 @@ namespace {
 const std::string kState =
     "(CASE WHEN offline_at <= ?1 THEN 2 WHEN late_at <= ?1 THEN 1 ELSE 0 END)";
 
-// Whether it has an open alarm of the severity, or none is asked for.
+// Whether the appliance has an open alarm of the severity; true also when the severity is null.
 std::string Alarmed(const std::string& severity) {
   return "(" + severity + " IS NULL OR CASE " + severity +
          " WHEN 0 THEN faults WHEN 1 THEN alarms ELSE warnings END > 0)";
 }
 
-// What a FleetFilter lets through. The text is in lower case.
+// The appliances that pass a FleetFilter. Its text is in lower case.
 const std::string kFiltered =
     "FROM manager WHERE (?2 IS NULL OR " + kState + " = ?2) AND " + Alarmed("?3") +
     " AND (?4 IS NULL OR instr(lower(label), ?4) OR instr(lower(uuid), ?4) OR "
@@ -30,7 +30,7 @@ const std::string kFiltered =
 
 using Names = std::vector<std::string>;
 
-// "a DESC, b DESC": each name with what stands behind it.
+// The names with `behind` after each, joined by commas: "a DESC, b DESC".
 std::string Joined(const Names& names, const std::string& behind = "") {
   std::string text;
   for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name + behind;
@@ -39,15 +39,16 @@ std::string Joined(const Names& names, const std::string& behind = "") {
 
 std::string Row(const Names& names) { return "(" + Joined(names) + ")"; }
 
-// As many values as there are names.
+// As many parameters as there are names: "(?, ?)".
 std::string Values(const Names& names) { return Row(Names(names.size(), "?")); }
 
 std::string Uuids(const std::string& condition, const std::string& order) {
   return "SELECT uuid " + kFiltered + condition + " ORDER BY " + order + " LIMIT ?";
 }
 
-// An order: by columns, equals by others, which ascend. What follows a place is its equals behind
-// it, and then all others behind these: each is a stretch of one index.
+// The statements for one order: by `columns`, and where these are equal by `ties`, which ascend.
+// The appliances after a place are first its equals in `columns` with greater ties (`equals`), and
+// then those behind them in `columns` (`others`). Each of the two is one stretch of an index.
 struct Order {
   Order(const Names& columns, const Names& ties, bool down)
       : Order(columns, ties, down ? " < " : " > ",
@@ -67,7 +68,7 @@ struct Order {
         others(Uuids("AND " + Row(columns) + behind + Values(columns), order)) {}
 };
 
-// The same order in both directions.
+// One order in both directions.
 struct Orders {
   Orders(const Names& columns, const Names& ties)
       : ascending(columns, ties, false), descending(columns, ties, true) {}
@@ -94,13 +95,14 @@ const Order& OrderOf(const FleetFilter& filter) {
     case FleetFilter::Sort::kRegistered:
       return of(kByRegistration);
     case FleetFilter::Sort::kName:
-    case FleetFilter::Sort::kState:  // made of lists by name
+    case FleetFilter::Sort::kState:  // joined from lists by name
       break;
   }
   return of(kByName);
 }
 
-// Those of one state by name, without the order's index: for few it would be walked far.
+// The appliances of one state, ordered by name. The plus keeps the search away from the index of
+// names, of which much would have to be read to find few appliances.
 const Sql kOfState(Uuids("AND late_at >= ? AND late_at <= ? AND (+label, +uuid) > (?, ?)",
                          "+label, +uuid") +
                    " OFFSET ?");
@@ -135,7 +137,7 @@ void TakeTexts(Statement& select, std::vector<std::string>& texts) {
   while (select.Step()) texts.push_back(select.Text(0));
 }
 
-// By the index of the order.
+// Lists along the index of the order.
 std::vector<std::string> ListInOrder(Database& database, const FleetFilter& filter) {
   const Order& order = OrderOf(filter);
   std::vector<std::string> uuids;
@@ -175,14 +177,15 @@ std::vector<std::string> SearchState(Database& database, const FleetFilter& filt
 
 }  // namespace
 
-// The way that passes fewer.
+// Takes the search that reads fewer rows.
 std::vector<std::string> SqliteTransaction::ListOfState(const FleetFilter& filter) {
   const auto state = static_cast<std::size_t>(*filter.state);
   const bool few = 2 * CountStates(filter.now).at(state) < CountTotals().managers;
   return few ? SearchState(m_database, filter) : ListInOrder(m_database, filter);
 }
 
-// States change with the clock, which no index follows: their order is that of three lists by name.
+// Joins three lists by name, one for each state: no index has the states, since they change with
+// the clock.
 std::vector<std::string> SqliteTransaction::ListByState(const FleetFilter& filter) {
   std::vector<State> states = {State::kAlive, State::kLate, State::kOffline};
   if (filter.descending) std::reverse(states.begin(), states.end());
@@ -216,7 +219,7 @@ std::vector<std::string> SqliteTransaction::ListUuids(const FleetFilter& filter)
 
 std::vector<ApplianceRecord> SqliteTransaction::ListAppliances(const FleetFilter& filter) {
   std::vector<ApplianceRecord> appliances;
-  // One by one: for the order alone no row needs more than its uuid.
+  // The records are read one by one afterwards, since ordering rows needs their UUIDs only.
   for (const std::string& uuid : ListUuids(filter)) {
     if (auto appliance = FindAppliance(uuid)) appliances.push_back(*std::move(appliance));
   }

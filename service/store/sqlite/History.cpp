@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Histories of numbers, and dropping what is old.
+// Histories of numbers, and the removal of old readings and events.
 #include <set>
 
 #include "service/store/sqlite/SqliteTransaction.h"
@@ -37,7 +37,7 @@ const Sql kDropEvents(
     "DELETE FROM event WHERE id IN (SELECT id FROM event WHERE received < ? AND NOT EXISTS "
     "(SELECT 1 FROM alarm WHERE alarm.event = event.id AND closed IS NULL) LIMIT ?)");
 
-// Whether a value adds nothing to what is there: the same as the last one, within the same hour.
+// Whether a reading need not be stored: the last one has the same value and is of the same hour.
 bool IsKnown(Database& database, std::int64_t member, std::int64_t time, const std::string& value) {
   Statement last(database, kLast);
   last.Bind(member);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Who may use a database.
+// The lock that keeps a second service away from a database.
 #include "service/store/Lock.h"
 
 #include <fcntl.h>
@@ -18,7 +18,7 @@ namespace {
 
 int OpenLock(const std::string& file) {
   std::error_code unknown;
-  // One file, one lock, by whatever link it is named.
+  // Links are resolved, so that all names of a database lead to one lock.
   const std::filesystem::path path = std::filesystem::weakly_canonical(file, unknown);
   const std::string name = (unknown ? file : path.string()) + ".lock";
   const int fd = open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
@@ -29,7 +29,8 @@ int OpenLock(const std::string& file) {
 }  // namespace
 
 DatabaseLock::DatabaseLock(const std::string& file) : m_fd(OpenLock(file)) {
-  // Not on the database itself: closing it here would drop the locks that SQLite has on it.
+  // The database itself is not locked: closing its descriptor here would drop the locks that SQLite
+  // holds on it.
   if (flock(m_fd, LOCK_EX | LOCK_NB) == 0) return;
   const int reason = errno;
   close(m_fd);

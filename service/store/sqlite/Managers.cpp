@@ -45,7 +45,7 @@ std::optional<ManagerRecord> ManagerBy(Database& database, const Sql& sql, const
   return manager;
 }
 
-// With what lists show of it. Inside a transaction.
+// Stores a manager's document and the values that lists show of it. Called inside a transaction.
 void PutDocument(Database& database, const std::string& uuid, const std::string& document,
                  std::int64_t changed) {
   Statement(database, kPutManagerDocument).Bind(uuid).Bind(document).Run();

@@ -11,8 +11,8 @@ const Sql kResourceByPath(
     "WHERE path = ? AND manager = ?");
 const Sql kHasResource("SELECT 1 FROM resource WHERE path = ? AND manager = ?");
 const Sql kPaths("SELECT path FROM resource WHERE manager = ? AND chassis IS ? ORDER BY path");
-// The paths are those between PATH/ and PATH0, since "0" comes after "/". The plus keeps the search
-// away from the index of managers: they are found by their paths.
+// The paths below PATH lie between PATH/ and PATH0, since "0" comes after "/". The plus keeps the
+// search away from the index of managers, so that it uses the paths.
 const Sql kChildren(
     "SELECT path FROM resource WHERE path > ? AND path < ? AND +manager = ? "
     "AND instr(substr(path, ?), '/') = 0 ORDER BY path");

@@ -13,7 +13,7 @@ namespace {
 // Marks a database as this program's: "Kcld".
 constexpr std::int64_t kApplicationId = 0x4b636c64;
 
-// Step N brings version N to version N + 1. What a step that was released makes never changes.
+// Step N brings version N to version N + 1. The result of a step that was released never changes.
 constexpr std::array<const char*, 5> kSteps = {
     R"sql(
 CREATE TABLE manager (

@@ -17,7 +17,7 @@ class SqliteTransaction;
 // A store in one file. One connection, one thread.
 class SqliteStore : public Store {
  public:
-  // As OpenStore.
+  // Opens the file, as OpenStore() does.
   explicit SqliteStore(const std::string& file, MissingFile missing = MissingFile::kCreate);
 
   std::int64_t DataVersion() override { return m_database.DataVersion(); }
@@ -27,7 +27,7 @@ class SqliteStore : public Store {
  protected:
   void RunRead(const Unit& work) override;
   void RunWrite(const Unit& work) override;
-  // A unit of work from its begin to its end, which tells the listener what it has changed.
+  // Begin() starts a unit of work. End() commits it and tells the listener its changes.
   std::unique_ptr<SqliteTransaction> Begin(DatabaseTransaction::Mode mode);
   void End(SqliteTransaction& transaction);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The begin and the end of a unit of work, and what it tells then.
+// The begin and the end of a unit of work, and its changes for the store's listener.
 #include "service/store/sqlite/SqliteTransaction.h"
 
 namespace cloudservice {

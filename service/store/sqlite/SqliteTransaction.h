@@ -17,12 +17,12 @@ namespace cloudservice {
 // A unit of work on a database file.
 class SqliteTransaction : public Transaction {
  public:
-  // Both outlive it.
+  // The database and the totals outlive the transaction.
   SqliteTransaction(Database& database, TotalsCache& totals, DatabaseTransaction::Mode mode);
 
-  // Ends it: what it has changed is on the disk.
+  // Ends the unit of work; its changes are on the disk then. Throws DatabaseError.
   void Commit();
-  // What it has changed of what appliances keep.
+  // The changes so far of what appliances keep, for the store's listener.
   const std::vector<Change>& Changes() const { return m_changes; }
 
   Totals CountTotals() override;
@@ -101,19 +101,20 @@ class SqliteTransaction : public Transaction {
 
   std::vector<std::string> ListUuids(const FleetFilter& filter);
   std::vector<std::string> ListByState(const FleetFilter& filter);
-  // Those of the filter's state, by name.
+  // The UUIDs of the appliances in the filter's state, ordered by name.
   std::vector<std::string> ListOfState(const FleetFilter& filter);
-  // Of those with an open alarm of the severity, if one is given.
+  // Counts only appliances with an open alarm of the severity, if one is given.
   StateCounts CountStates(std::int64_t now, std::optional<Severity> severity);
   std::optional<OpenAlarm> FindOpenAlarm(const std::string& chassis, const std::string& alarm);
-  // One alarm less of a severity, and one more of another; either may be null.
+  // Counts one open alarm less of severity `gone` and one more of severity `come`; either may be
+  // null.
   void CountAlarms(const std::string& manager, const std::string* gone, const std::string* come);
   AlarmOutcome RaiseAlarm(const EventRecord& event, std::int64_t id, const std::string& alarm);
   AlarmOutcome ClearAlarm(const EventRecord& event, const std::string& alarm);
   void AddReadings(const Readings& readings);
   std::optional<std::int64_t> MemberId(const Readings& readings, const std::string& name);
 
-  // What is told once it has happened.
+  // Note changes that the listener is told after the commit.
   void NoteAppliance(const std::string& uuid);
   void NoteGone(const std::string& uuid);
   void NoteDocument(const std::string& manager, const DocumentName& document);
@@ -122,7 +123,7 @@ class SqliteTransaction : public Transaction {
   TotalsCache& m_totals;
   DatabaseTransaction m_transaction;
   std::vector<Change> m_changes;
-  bool m_countsChanged = false;  // what CountTotals() counts
+  bool m_countsChanged = false;  // something that CountTotals() counts
 };
 
 }  // namespace cloudservice

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How much there is of everything.
+// Counts over the whole database.
 #include "service/store/sqlite/SqliteTransaction.h"
 
 namespace cloudservice {
@@ -16,7 +16,7 @@ const Sql kBytes("SELECT page_count * page_size FROM pragma_page_count, pragma_p
 }  // namespace
 
 Totals SqliteTransaction::CountTotals() {
-  // What this unit of work has changed is not what others may know yet.
+  // Totals that this unit of work has changed are not kept: the change is not committed yet.
   const std::int64_t version = m_database.DataVersion();
   const std::optional<Totals> known = m_totals.Find(version);
   if (known && !m_countsChanged) return *known;

@@ -9,8 +9,9 @@
 
 namespace cloudservice {
 
-// What was counted once, as long as nothing has changed it. `version` is the database's
-// DataVersion() at the moment; what this process changes drops it.
+// The last counted totals, valid until something changes them. A change by another process shows in
+// `version`, which is the database's current DataVersion(); a change by this process drops the
+// totals.
 class TotalsCache {
  public:
   std::optional<Totals> Find(std::int64_t version) const {
