@@ -94,14 +94,18 @@ bool Accounts::Add(const std::string& email, const std::string& key, bool replac
   }
   std::int64_t account = 0;
   if (!replace && Matches(email, key, account)) return false;
-  const Registered known = Find(email);
-  if (!replace && known.hashes.size() >= kMaxKeys) {
-    throw std::runtime_error(email + " has " + std::to_string(kMaxKeys) +
-                             " keys already; account add --replace puts a new one in their place");
-  }
-  const std::string hash = HashOf(key, known.hashes);
+  // Slow, and therefore before the transaction.
+  const std::string hash = HashOf(key, Find(email).hashes);
   const std::int64_t now = m_clock();
-  m_store.Write([&](Transaction& store) { store.AddRegistrationKey(email, hash, replace, now); });
+  m_store.Write([&](Transaction& store) {
+    const std::optional<AccountRecord> known = store.FindAccount(email);
+    if (!replace && known && known->keys >= static_cast<std::int64_t>(kMaxKeys)) {
+      throw std::runtime_error(
+          email + " has " + std::to_string(kMaxKeys) +
+          " keys already; account add --replace puts a new one in their place");
+    }
+    store.AddRegistrationKey(email, hash, replace, now);
+  });
   return true;
 }
 

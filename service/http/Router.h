@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,9 +36,13 @@ class Router {
     }
   };
 
-  // Adds an endpoint. `path` is written like a request's target, percent-encoded.
+  // Adds an endpoint. `path` is written like a request's target, percent-encoded. Throws
+  // std::logic_error for a path with more than one "**".
   void Add(const std::string& method, const std::string& path, Endpoint endpoint) {
     const std::vector<std::string> pattern = Target(path).Segments();
+    if (std::count_if(pattern.begin(), pattern.end(), IsOpen) > 1) {
+      throw std::logic_error("more than one ** in " + path);
+    }
     const auto place =
         std::lower_bound(m_paths.begin(), m_paths.end(), pattern,
                          [](const Path& known, const std::vector<std::string>& added) {

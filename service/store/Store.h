@@ -31,8 +31,8 @@ class Store {
  public:
   virtual ~Store() = default;
 
-  // Runs `work`, which sees one state of the store and must not change it. Returns what `work`
-  // returns; throws what `work` throws, and DatabaseError.
+  // Runs `work`, which sees one state of the store; what it changes there does not stay. Returns
+  // what `work` returns; throws what `work` throws, and DatabaseError.
   template <typename Work>
   std::invoke_result_t<Work, Transaction&> Read(Work work) {
     return Run(std::move(work), [this](const Unit& unit) { RunRead(unit); });

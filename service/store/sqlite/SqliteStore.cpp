@@ -23,8 +23,8 @@ void SqliteStore::Check() {
 
 void SqliteStore::RunRead(const Unit& work) {
   const auto transaction = Begin(DatabaseTransaction::Mode::kRead);
+  // Without a Commit() nothing stays of what a reader should not have changed.
   work(*transaction);
-  End(*transaction);
 }
 
 void SqliteStore::RunWrite(const Unit& work) {

@@ -50,6 +50,11 @@ TEST_F(RouterTest, Single_stars_are_named_in_their_order) {
   EXPECT_EQ(names, (std::vector<std::string>{"1", "4"}));
 }
 
+TEST_F(RouterTest, Path_with_two_open_ends_is_a_mistake_of_the_program) {
+  EXPECT_THROW(router.Add("GET", "/a/**/b/**", "x"), std::logic_error);
+  EXPECT_EQ(Found("GET", "/a/1/b/2"), "");
+}
+
 TEST_F(RouterTest, Methods_of_a_path_stand_together_in_the_order_of_their_adding) {
   router.Add("POST", "/a", "post");
   router.Add("GET", "/b", "other");

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <stdexcept>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,6 +24,38 @@ TEST_F(StoreTest, Schema_carries_its_version_and_is_made_once) {
   Database database(file);
   EXPECT_EQ(Number(database, "PRAGMA user_version"), NewestSchemaVersion());
   EXPECT_NO_THROW(TestStore{file});
+}
+
+TEST_F(StoreTest, What_a_reader_changes_does_not_stay) {
+  TestStore store(file);
+  store->AddManager({"u", "n", "{}", 1, {}}, "u");
+  std::vector<Change> told;
+  store.Listen([&](const Change& change) { told.push_back(change); });
+  store.Read([](Transaction& transaction) { transaction.DeleteManager("u"); });
+  EXPECT_TRUE(store->FindManager("u"));
+  EXPECT_EQ(store->CountTotals().managers, 1);
+  EXPECT_TRUE(told.empty());
+}
+
+TEST_F(StoreTest, Change_is_told_when_it_is_on_the_disk_and_not_when_it_is_not) {
+  TestStore store(file);
+  int told = 0;
+  store.Listen([&](const Change&) {
+    EXPECT_TRUE(TestStore(file)->FindManager("u"));
+    ++told;
+  });
+  EXPECT_THROW(store.Write([](Transaction& transaction) {
+    transaction.AddManager({"u", "n", "{}", 1, {}}, "u");
+    throw std::runtime_error("changed its mind");
+  }),
+               std::runtime_error);
+  EXPECT_EQ(told, 0);
+  EXPECT_FALSE(store->FindManager("u"));
+  EXPECT_EQ(store.Write([](Transaction& transaction) {
+    return transaction.AddManager({"u", "n", "{}", 1, {}}, "u");
+  }),
+            false);
+  EXPECT_EQ(told, 1);
 }
 
 TEST_F(StoreTest, Every_commit_is_on_the_disk) {
