@@ -160,7 +160,7 @@ def units_in(source):
 
 
 def test_tables_and_histories_know_the_same_units(seeded, browser):
-    units = units_in("api/Names.cpp")
+    units = units_in("api/ReadingLabels.cpp")
     assert units_in("page/src/readable.tsx") == units
     pump = seeded.appliances["Pump room"]
     uri = pump.path + "/Units"
