@@ -12,21 +12,19 @@ namespace {
 
 // "Thermal" of "#Thermal.v1_6_2.Thermal".
 Json TypeView(const Json& document) {
-  const Json type = TextOrNull(document, "@odata.type");
-  if (!type.is_string()) return nullptr;
-  const auto text = type.get<std::string>();
-  const std::size_t dot = text.rfind('.');
-  if (dot != std::string::npos) return text.substr(dot + 1);
-  return text.rfind('#', 0) == 0 ? text.substr(1) : text;
+  const std::optional<std::string> type = TextMember(document, "@odata.type");
+  if (!type) return nullptr;
+  const std::size_t dot = type->rfind('.');
+  if (dot != std::string::npos) return type->substr(dot + 1);
+  return type->rfind('#', 0) == 0 ? type->substr(1) : *type;
 }
 
 Json ResourceView(const DocumentRecord& record) {
   const Json document = ParseStored(record.document);
-  const Json name = TextOrNull(document, "Name");
   const std::string uri = UriOf(record.name);
   return {{"uri", uri},
           {"type", TypeView(document)},
-          {"name", name.is_string() ? name : Json(uri.substr(uri.rfind('/') + 1))},
+          {"name", TextMember(document, "Name").value_or(uri.substr(uri.rfind('/') + 1))},
           {"updated", UtcTime(record.changed)}};
 }
 

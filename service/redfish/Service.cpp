@@ -78,6 +78,11 @@ void Admit(Call& call, const Endpoint& endpoint, Transaction& store) {
   }
 }
 
+// Whether the query asks for another document than the operation gives.
+bool IsChosen(const QueryOptions& query) {
+  return query.expand != QueryOptions::Expand::kNone || !query.select.empty();
+}
+
 void CheckOptions(const Call& call, const Endpoint& endpoint) {
   const bool paged = call.query.top || call.query.skip;
   if ((endpoint.query == QueryUse::kNone && !call.query.Empty()) ||
@@ -166,11 +171,15 @@ Response RedfishService::Get(Call& call, const Endpoint& endpoint) {
     call.lookUps = std::make_shared<LookUps>();
     call.lookUps->RefuseMore(call.query.expand == QueryOptions::Expand::kNone ? 400 : 507);
     Answer made = endpoint.operation(call, store);
-    if (made.status == 200) made.document = Chosen(call, store, std::move(made.document));
+    if (made.status == 200 && IsChosen(call.query)) {
+      made.document = Chosen(call, store, made.document);
+    }
     return made;
   });
+  Response response = Rendered(answer);
+  if (!IsChosen(call.query)) call.lookUps->Count(response.body.size());
   Tell(answer);
-  return Rendered(answer);
+  return response;
 }
 
 // The sender is checked before the body is parsed, and once more in the transaction that makes the
@@ -194,11 +203,8 @@ Response RedfishService::Change(Call& call, const Endpoint& endpoint, const std:
   return Rendered(answer);
 }
 
-Json RedfishService::Chosen(const Call& call, Transaction& store, Json document) const {
-  if (document.is_null()) return document;
+Json RedfishService::Chosen(const Call& call, Transaction& store, const Json& document) const {
   call.lookUps->Count(CompactText(document).size());
-  const bool expands = call.query.expand != QueryOptions::Expand::kNone;
-  if (!expands && call.query.select.empty()) return document;
   const auto fetch = [&](const std::string& path) {
     const Json& found = Fetched(call, store, path);
     if (found.is_object()) call.lookUps->Count(CompactText(found).size());

@@ -46,7 +46,7 @@ class RedfishService {
   const Json& Fetched(const Call& call, Transaction& store, const std::string& path) const;
   Json Answered(Call call, Transaction& store) const;
   // Applies $expand and $select to the document of an answer.
-  Json Chosen(const Call& call, Transaction& store, Json document) const;
+  Json Chosen(const Call& call, Transaction& store, const Json& document) const;
   std::optional<std::string> CurrentTag(const Call& call, Transaction& store) const;
   void Tell(const Answer& answer) const;
   Response Refused(const Refusal& refusal, const Request& request) const;

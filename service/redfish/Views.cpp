@@ -93,8 +93,6 @@ Json ShapedFor(const Call& call, Transaction& store, const ManagerRecord& owner,
 
 void LinkResources(Transaction& store, const ManagerRecord& owner,
                    const std::optional<std::string>& chassis, Json& view) {
-  static const std::string kThermal = types::kThermal;
-  static const std::string kEnvironment = types::kEnvironmentMetrics;
   Json documents = Json::array();
   for (const std::string& path : store.ListResources(owner.uuid, chassis)) {
     const std::string type = TypeAt(path);

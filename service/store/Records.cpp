@@ -4,14 +4,20 @@
 
 namespace cloudservice {
 
+namespace {
+
+State StateSince(std::int64_t registered, const Heartbeat& heartbeat, std::int64_t now) {
+  return StateAt(now, DueTimesOf(registered, heartbeat.last, heartbeat.interval));
+}
+
+}  // namespace
+
 State StateOf(const ApplianceRecord& appliance, std::int64_t now) {
-  const Heartbeat& heartbeat = appliance.heartbeat;
-  return StateAt(now, DueTimesOf(appliance.registered, heartbeat.last, heartbeat.interval));
+  return StateSince(appliance.registered, appliance.heartbeat, now);
 }
 
 State StateOf(const ManagerRecord& manager, std::int64_t now) {
-  const Heartbeat& heartbeat = manager.heartbeat;
-  return StateAt(now, DueTimesOf(manager.registered, heartbeat.last, heartbeat.interval));
+  return StateSince(manager.registered, manager.heartbeat, now);
 }
 
 FleetPlace PlaceOf(const ApplianceRecord& appliance, const FleetFilter& filter) {
