@@ -27,6 +27,7 @@ ROOMS = {
     "service/json": ("service/util",),
     "service/store": ("service/json", "service/util"),
     "service/store/sqlite": ("service/store", "service/json", "service/util"),
+    "service/store/postgresql": ("service/store", "service/json", "service/util"),
     "service/http": ("service/util",),
     "service/auth": ("service/store", "service/json", "service/util"),
     "service/ops": ("service/store", "service/http", "service/json", "service/util"),

@@ -1,0 +1,156 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""A PostgreSQL server of the tests' own: in a temporary folder, on a socket, without a network.
+
+  postgresql.py begin FILE      starts one, and writes its URL to FILE; it ends with the caller's
+                                parent (ctest), or before
+  postgresql.py end FILE        ends it, and removes its folder
+  postgresql.py run COMMAND...  runs a command beside one; CLOUDSERVICE_POSTGRESQL names the file
+
+Its default order of texts is that of English, not that of bytes, so that a column which leaves the
+order to the database shows in a test.
+"""
+
+import contextlib
+import os
+import pathlib
+import pwd
+import select
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+
+VARIABLE = "CLOUDSERVICE_POSTGRESQL"
+BINARIES = "/usr/lib/postgresql/15/bin"
+# Nothing of it has to outlive the machine's power.
+SETTINGS = """
+listen_addresses = ''
+unix_socket_directories = '{folder}'
+max_connections = 300
+shared_buffers = 64MB
+fsync = off
+full_page_writes = off
+logging_collector = off
+lc_messages = 'C'
+"""
+
+
+def user():
+    """Who runs the server: it refuses root, for whom Debian's user of the server stands in."""
+    if os.geteuid() != 0:
+        return {}
+    entry = pwd.getpwnam("postgres")
+    return {"user": entry.pw_uid, "group": entry.pw_gid, "extra_groups": []}
+
+
+class Cluster:
+    """Started with `start`, or by `with`; each start after a stop finds the data again."""
+
+    def __init__(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="postgresql-", dir="/tmp"))
+        if os.geteuid() == 0:
+            entry = pwd.getpwnam("postgres")
+            os.chown(self.folder, entry.pw_uid, entry.pw_gid)
+        self._data = self.folder / "data"
+        self._call("initdb", "--no-sync", "--no-instructions", "--auth=trust", "--encoding=UTF8",
+                   "--username=postgres", "--locale=C.UTF-8", "--locale-provider=icu",
+                   "--icu-locale=en", "-D", self._data)
+        with open(self._data / "postgresql.conf", "a", encoding="utf-8") as settings:
+            settings.write(SETTINGS.format(folder=self.folder))
+
+    def __enter__(self):
+        self.start()
+        return self
+
+    def __exit__(self, *exception):
+        self.remove()
+
+    def _call(self, program, *arguments):
+        # Standard output goes to a file: the server would keep a pipe open.
+        with open(self.folder / f"{program}.out", "ab") as out:
+            done = subprocess.run([f"{BINARIES}/{program}", *map(str, arguments)],
+                                  stdin=subprocess.DEVNULL, stdout=out, stderr=out, cwd=self.folder,
+                                  env={"PATH": "/usr/bin:/bin", "LC_ALL": "C.UTF-8"}, check=False,
+                                  **user())
+        if done.returncode != 0:
+            raise RuntimeError(f"{program}: {(self.folder / f'{program}.out').read_text()}")
+
+    def url(self, database="postgres"):
+        return f"postgresql:///{database}?host={self.folder}&user=postgres"
+
+    def start(self):
+        self._call("pg_ctl", "start", "-w", "-s", "-D", self._data, "-l", self.folder / "log")
+
+    def stop(self, mode="immediate"):
+        self._call("pg_ctl", "stop", "-w", "-s", "-m", mode, "-D", self._data)
+
+    def remove(self):
+        with contextlib.suppress(RuntimeError):
+            self.stop()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+
+def wait_for_end(process):
+    """Waits until the process, given by its descriptor, has ended."""
+    poll = select.poll()
+    poll.register(process, select.POLLIN)
+    poll.poll()
+
+
+def keep(file, parent):
+    """Starts a server, says so, and ends it on SIGTERM or when the parent has ended."""
+    def leave(*_):
+        raise SystemExit(0)
+    signal.signal(signal.SIGTERM, leave)
+    with Cluster() as cluster:
+        try:
+            file.write_text(f"{cluster.url()}\n{os.getpid()}\n")
+            print("started", flush=True)
+            devnull = os.open(os.devnull, os.O_RDWR)
+            for descriptor in (0, 1, 2):
+                os.dup2(devnull, descriptor)
+            wait_for_end(parent)
+        finally:
+            file.unlink(missing_ok=True)
+
+
+def begin(file):
+    end(file)
+    parent = os.pidfd_open(os.getppid())
+    keeper = subprocess.Popen([sys.executable, "-B", __file__, "keep", str(file), str(parent)],
+                              pass_fds=[parent], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              start_new_session=True)
+    if keeper.stdout.readline() != b"started\n":
+        return f"no server: status {keeper.wait()}"
+    return None
+
+
+def end(file):
+    """Ends the server that a former run has left, too."""
+    with contextlib.suppress(FileNotFoundError, ProcessLookupError, ValueError):
+        _, process = file.read_text().split()
+        descriptor = os.pidfd_open(int(process))
+        if b"postgresql.py" not in pathlib.Path(f"/proc/{int(process)}/cmdline").read_bytes():
+            return
+        signal.pidfd_send_signal(descriptor, signal.SIGTERM)
+        wait_for_end(descriptor)
+
+
+def main(what, *arguments):
+    if what == "run":
+        with Cluster() as cluster:
+            file = cluster.folder / "url"
+            file.write_text(cluster.url() + "\n", encoding="utf-8")
+            return subprocess.run(arguments, check=False,
+                                  env={**os.environ, VARIABLE: str(file)}).returncode
+    file = pathlib.Path(arguments[0])
+    if what == "keep":
+        keep(file, int(arguments[1]))
+        return 0
+    return {"begin": begin, "end": end}[what](file)
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
