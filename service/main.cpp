@@ -4,16 +4,22 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/asio/strand.hpp>
 
 #include "service/AuthCommands.h"
 #include "service/CommandLine.h"
@@ -23,6 +29,7 @@
 #include "service/api/Ticker.h"
 #include "service/auth/Accounts.h"
 #include "service/auth/Operators.h"
+#include "service/http/Lanes.h"
 #include "service/http/Server.h"
 #include "service/http/Tls.h"
 #include "service/ops/CleanUp.h"
@@ -34,10 +41,14 @@
 #include "service/store/Store.h"
 #include "service/util/Clock.h"
 #include "service/util/Log.h"
+#include "service/util/Workers.h"
 
 namespace cloudservice {
 
 namespace {
+
+// What nobody waits for leaves the processor to requests.
+constexpr int kUpkeepNiceness = 10;
 
 Limits LimitsOf(const Options& options) {
   const std::chrono::milliseconds timeout = std::chrono::seconds(options.ioTimeout);
@@ -69,34 +80,9 @@ void RaiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-// The first signal stops the server, the second ends the process.
-void WaitForSignal(boost::asio::signal_set& signals, Server& server,
-                   boost::asio::steady_timer& cleaning, Ticker& ticker, const Log& log) {
-  signals.async_wait([&](const boost::system::error_code& error, int) {
-    if (error) return;
-    log.Line("stopping");
-    cleaning.cancel();
-    ticker.Stop();
-    signals.async_wait([](const boost::system::error_code& cancelled, int) {
-      if (!cancelled) std::_Exit(EXIT_FAILURE);
-    });
-    server.Stop([&signals] { signals.cancel(); });
-  });
-}
-
 Retention RetentionOf(const Options& options) {
   constexpr std::int64_t kDay = 24 * 3600;
   return {options.retention * kDay, options.eventRetention * kDay};
-}
-
-// Cleans up now and every hour from now on, in short steps, so that requests are served between
-// them.
-void CleanUpEveryHour(boost::asio::steady_timer& timer, CleanUp& cleanUp) {
-  const bool more = cleanUp.Step();
-  timer.expires_after(more ? std::chrono::hours(0) : std::chrono::hours(1));
-  timer.async_wait([&](const boost::system::error_code& cancelled) {
-    if (!cancelled) CleanUpEveryHour(timer, cleanUp);
-  });
 }
 
 std::string RegistrationKeyOf(const Options& options) {
@@ -117,47 +103,156 @@ Operations::Service ServiceOf(RedfishService& service, OperatorApi& api, const S
           [&server] { return server.Connections(); }};
 }
 
-int Run(const Options& options, const Log& log) {
-  const DatabaseLock lock(options.database);
-  const std::unique_ptr<Store> opened = OpenStore(options.database);
-  Store& store = *opened;
-  if (!store.UpgradeBackup().empty()) {
-    log.Line("database upgraded, the one before is kept as " + store.UpgradeBackup());
+std::unique_ptr<Store> OpenedStore(const Options& options, const Log& log) {
+  std::unique_ptr<Store> store = OpenStore(options.database);
+  if (!store->UpgradeBackup().empty()) {
+    log.Line("database upgraded, the one before is kept as " + store->UpgradeBackup());
   }
-  std::optional<boost::asio::ssl::context> tls = TlsOf(options, log);
-  Accounts accounts(store, WallClock, SteadyClock);
-  if (!options.email.empty() && accounts.Add(options.email, RegistrationKeyOf(options))) {
+  return store;
+}
+
+// The running service. Its parts are destroyed in the reverse order: threads before what they use.
+class Program {
+ public:
+  Program(const Options& options, const Log& log);
+
+  // Serves until a signal comes. Blocks.
+  void Run();
+
+ private:
+  SessionContext ContextOf(const Options& options);
+  Lanes::Lane LaneOf(const Request& request) const;
+  void WaitForSignal();
+  void Stop();
+  void CleanUpEveryHour();
+
+  const Log& m_log;
+  const DatabaseLock m_lock;
+  const std::unique_ptr<Store> m_store;
+  std::optional<boost::asio::ssl::context> m_tls;
+  Accounts m_accounts;
+  RedfishService m_service;
+  Operators m_operators;
+  Feed m_feed;
+  OperatorApi m_api;
+  CleanUp m_cleanUp;
+  boost::asio::io_context m_io;
+  const boost::asio::strand<boost::asio::io_context::executor_type> m_strand;  // of the next two
+  boost::asio::signal_set m_signals;
+  boost::asio::steady_timer m_cleaning;
+  std::atomic<bool> m_stopping{false};
+  Server m_server;
+  Operations m_operations;
+  // The feed has a thread of its own, and so has what nobody waits for.
+  Workers m_teller;
+  Workers m_upkeep;
+  Ticker m_ticker;
+  Lanes m_lanes;
+};
+
+Program::Program(const Options& options, const Log& log)
+    : m_log(log),
+      m_lock(options.database),
+      m_store(OpenedStore(options, log)),
+      m_tls(TlsOf(options, log)),
+      m_accounts(*m_store, WallClock, SteadyClock),
+      m_service(*m_store, log, m_accounts, WallClock, RetentionOf(options)),
+      m_operators(*m_store, WallClock, SteadyClock),
+      m_feed(*m_store, m_operators, log, WallClock,
+             [this] { m_teller.Post([this] { m_feed.TellChanges(); }); }),
+      m_api(*m_store, m_operators, m_feed, log, WallClock, m_tls.has_value()),
+      m_cleanUp(*m_store, log, WallClock, RetentionOf(options)),
+      m_strand(boost::asio::make_strand(m_io)),
+      m_signals(m_strand, SIGTERM, SIGINT),
+      m_cleaning(m_strand),
+      m_server(m_io, m_tls ? &*m_tls : nullptr, ContextOf(options)),
+      m_operations(*m_store, log, WallClock, ServiceOf(m_service, m_api, m_server)),
+      m_teller({}, log),
+      m_upkeep({1, 1000, kUpkeepNiceness}, log),
+      m_ticker(m_io, m_feed, m_teller),
+      m_lanes({[this](const Request& request) { return LaneOf(request); },
+               [this](const Request& request) { return m_operations.Handle(request); },
+               [this](unsigned status, const Request& request, const std::string& reason) {
+                 return m_operations.Refuse(status, request, reason);
+               }},
+              log) {
+  if (!options.email.empty() && m_accounts.Add(options.email, RegistrationKeyOf(options))) {
     log.Line("account: " + options.email + " has a new registration key");
   }
-  RedfishService service(store, log, accounts, WallClock, RetentionOf(options));
-  Operators operators(store, WallClock, SteadyClock);
-  Feed feed(store, operators, log, WallClock);
-  OperatorApi api(store, operators, feed, log, WallClock, tls.has_value());
+  m_server.Listen(options.address, options.port);
+}
 
-  boost::asio::io_context io(1);
-  boost::asio::signal_set signals(io, SIGTERM, SIGINT);
-  std::optional<Operations> operations;
+SessionContext Program::ContextOf(const Options& options) {
   SessionContext context;
   context.limits = LimitsOf(options);
-  context.handler = [&](const Request& request) { return operations->Handle(request); };
-  context.refuse = [&](unsigned status, const Request& request, const std::string& reason) {
-    return operations->Refuse(status, request, reason);
+  context.take = [this](std::shared_ptr<const Request> request, Reply reply) {
+    m_lanes.Take(std::move(request), std::move(reply));
+  };
+  context.refuse = [this](unsigned status, const Request& request, const std::string& reason) {
+    return m_operations.Refuse(status, request, reason);
   };
   context.clock = WallClock;
-  context.log = &log;
-  Server server(io, tls ? &*tls : nullptr, context);
-  operations.emplace(store, log, WallClock, ServiceOf(service, api, server));
-  server.Listen(options.address, options.port);
-  CleanUp cleanUp(store, log, WallClock, RetentionOf(options));
-  boost::asio::steady_timer cleaning(io);
-  CleanUpEveryHour(cleaning, cleanUp);
-  Ticker ticker(io, feed);
-  WaitForSignal(signals, server, cleaning, ticker, log);
-  if (!accounts.Any()) log.Line("no account: no appliance can register");
-  std::printf("listening on %s\n", server.Url().c_str());
+  context.log = &m_log;
+  return context;
+}
+
+Lanes::Lane Program::LaneOf(const Request& request) const {
+  if (Operations::Serves(request.target)) return Lanes::kHealth;
+  if (OperatorApi::Serves(request.target)) {
+    return m_api.IsSlow(request) ? Lanes::kSignIns : Lanes::kLooks;
+  }
+  if (m_service.IsSlow(request)) return Lanes::kSignIns;
+  const bool looks = request.method == "GET" || request.method == "HEAD";
+  return looks ? Lanes::kLooks : Lanes::kChanges;
+}
+
+void Program::Run() {
+  CleanUpEveryHour();
+  WaitForSignal();
+  if (!m_accounts.Any()) m_log.Line("no account: no appliance can register");
+  std::printf("listening on %s\n", m_server.Url().c_str());
   std::fflush(stdout);
-  RunLoop(io, log);
-  log.Line("stopped");
+  std::vector<std::thread> others;
+  for (unsigned i = 1; i < std::thread::hardware_concurrency(); ++i) {
+    others.emplace_back([this] { RunLoop(m_io, m_log); });
+  }
+  RunLoop(m_io, m_log);
+  for (std::thread& thread : others) thread.join();
+  m_log.Line("stopped");
+}
+
+// The first signal stops the server, the second ends the process.
+void Program::WaitForSignal() {
+  m_signals.async_wait([this](const boost::system::error_code& error, int) {
+    if (!error) Stop();
+  });
+}
+
+void Program::Stop() {
+  m_log.Line("stopping");
+  m_stopping = true;
+  m_cleaning.cancel();
+  m_ticker.Stop();
+  m_signals.async_wait([](const boost::system::error_code& cancelled, int) {
+    if (!cancelled) std::_Exit(EXIT_FAILURE);
+  });
+  m_server.Stop([this] { boost::asio::post(m_strand, [this] { m_signals.cancel(); }); });
+}
+
+// Cleans up now and every hour from now on, in short steps, between which others write.
+void Program::CleanUpEveryHour() {
+  m_upkeep.Post([this] {
+    while (!m_stopping && m_cleanUp.Step()) {
+    }
+  });
+  m_cleaning.expires_after(std::chrono::hours(1));
+  m_cleaning.async_wait([this](const boost::system::error_code& cancelled) {
+    if (!cancelled) CleanUpEveryHour();
+  });
+}
+
+int Run(const Options& options, const Log& log) {
+  Program(options, log).Run();
   return EXIT_SUCCESS;
 }
 

@@ -64,6 +64,14 @@ bool OperatorApi::Serves(const Target& target) {
   return path == "/api" || path.rfind("/api/", 0) == 0;
 }
 
+bool OperatorApi::IsSlow(const Request& request) const {
+  if (m_operators.IsSlow(request.Header("Authorization"))) return true;
+  std::vector<std::string> names;
+  const Router<Endpoint>::Path* path = m_routes.Find(request.target.Segments(), names);
+  const Endpoint* endpoint = path == nullptr ? nullptr : path->Find(request.method);
+  return endpoint != nullptr && endpoint->operation == &OperatorApi::SignIn;
+}
+
 void OperatorApi::AddRoutes() {
   using A = OperatorApi;
   constexpr Access kAnyone = Access::kAnyone;

@@ -20,7 +20,8 @@
 namespace cloudservice {
 
 // The operators' interface, as openapi.json describes it: it gets requests and returns answers,
-// without sockets. One thread. The store, the operators, the feed and the log outlive it.
+// without sockets. Any thread may call it. The store, the operators, the feed and the log outlive
+// it.
 class OperatorApi {
  public:
   // `secure`: browsers send the cookie over TLS only.
@@ -29,6 +30,9 @@ class OperatorApi {
 
   // Whether this interface serves requests with this target.
   static bool Serves(const Target& target);
+
+  // Whether answering takes long because a password has to be checked.
+  bool IsSlow(const Request& request) const;
 
   // Answers a request. An exception becomes an error answer and a line in the log. Blocks for a
   // slow hash where a password is checked.

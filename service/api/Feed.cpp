@@ -18,11 +18,13 @@ constexpr std::size_t kRunBytes = 4;
 
 }  // namespace
 
-Feed::Feed(Store& store, Operators& operators, const Log& log, Clock clock)
+Feed::Feed(Store& store, Operators& operators, const Log& log, Clock clock,
+           std::function<void()> wake)
     : m_store(store),
       m_operators(operators),
       m_log(log),
       m_clock(std::move(clock)),
+      m_wake(std::move(wake)),
       m_run(RandomHex(kRunBytes)),
       m_looked(m_clock()),
       m_foreign(store.DataVersion()) {
@@ -33,6 +35,7 @@ Feed::~Feed() { m_store.Listen(nullptr); }
 
 std::shared_ptr<Stream> Feed::Open(std::int64_t person, const std::string& session,
                                    const std::string& last) {
+  const std::lock_guard<std::mutex> guard(m_mutex);
   DropEnded();
   if (m_readers.size() >= kMaxStreams) return nullptr;
   TellDue();
@@ -49,12 +52,14 @@ std::shared_ptr<Stream> Feed::Open(std::int64_t person, const std::string& sessi
   }
   m_readers.push_back({stream, person, session});
   m_awaited = true;
+  m_wanted = true;
   if (m_opened) m_opened();
   return stream;
 }
 
 void Feed::End(const std::string& session) {
   if (session.empty()) return;
+  const std::lock_guard<std::mutex> guard(m_mutex);
   for (const Reader& reader : m_readers) {
     if (reader.session == session) reader.stream->End();
   }
@@ -62,6 +67,7 @@ void Feed::End(const std::string& session) {
 }
 
 void Feed::Tick() {
+  const std::lock_guard<std::mutex> guard(m_mutex);
   DropEnded();
   ++m_ticks;
   if (m_readers.empty()) return;
@@ -79,12 +85,41 @@ void Feed::Tick() {
 }
 
 std::size_t Feed::Streams() {
+  const std::lock_guard<std::mutex> guard(m_mutex);
   DropEnded();
   return m_readers.size();
 }
 
 void Feed::OnChange(const Change& change) {
+  if (!m_wanted) return;
+  {
+    const std::lock_guard<std::mutex> guard(m_waitingMutex);
+    if (m_waiting.size() >= kMaxWaiting) {
+      m_waiting.clear();
+      m_lost = true;
+    }
+    m_waiting.push_back(change);
+    // Whoever has put the first one in has woken.
+    if (m_waiting.size() > 1) return;
+  }
+  m_wake();
+}
+
+void Feed::TellChanges() {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  std::vector<Change> waiting;
+  bool lost = false;
+  {
+    const std::lock_guard<std::mutex> taking(m_waitingMutex);
+    waiting.swap(m_waiting);
+    lost = std::exchange(m_lost, false);
+  }
   DropEnded();
+  if (lost) TellUnknown();
+  for (const Change& change : waiting) Take(change);
+}
+
+void Feed::Take(const Change& change) {
   if (!m_readers.empty()) return TellOrReset(change);
   if (!m_awaited) return;
   if (m_noted.size() == kRemembered) return Forget();
@@ -142,7 +177,7 @@ void Feed::TellDue() {
   if (from == to) return;
   const auto due = m_store.Read([&](Transaction& store) { return store.ListDue(from, to); });
   for (const std::string& uuid : due) {
-    OnChange({Change::What::kAppliance, uuid, 0, {}});
+    Take({Change::What::kAppliance, uuid, 0, {}});
   }
 }
 
@@ -150,6 +185,10 @@ void Feed::TellForeign() {
   const std::int64_t foreign = m_store.DataVersion();
   if (foreign == m_foreign) return;
   m_foreign = foreign;
+  TellUnknown();
+}
+
+void Feed::TellUnknown() {
   if (m_readers.empty()) return Forget();
   Tell("reset", Json::object());
 }
@@ -190,6 +229,7 @@ void Feed::Forget() {
   m_pastBytes = 0;
   m_noted.clear();
   m_awaited = false;
+  m_wanted = !m_readers.empty();
 }
 
 void Feed::TellNoted(const std::string& last) {

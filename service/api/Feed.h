@@ -2,11 +2,13 @@
 #ifndef SERVICE_API_FEED_H_
 #define SERVICE_API_FEED_H_
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -21,8 +23,8 @@
 
 namespace cloudservice {
 
-// The live stream: tells operators about changes, as server-sent events. One thread. The store, the
-// operators and the log outlive it.
+// The live stream: tells operators about changes, as server-sent events. Any thread may call its
+// operations. The store, the operators and the log outlive it.
 class Feed {
  public:
   // How many streams may be open at once.
@@ -37,7 +39,13 @@ class Feed {
   static constexpr std::int64_t kTickSeconds = 5;
   static constexpr std::int64_t kCommentSeconds = 15;
 
-  Feed(Store& store, Operators& operators, const Log& log, Clock clock);
+  // Changes that may wait for TellChanges(). When there are more, the readers are told to load
+  // everything again.
+  static constexpr std::size_t kMaxWaiting = 10000;
+
+  // `wake` has to make a call of TellChanges() follow soon, on any thread. It is called while the
+  // store's writer waits, and must not block.
+  Feed(Store& store, Operators& operators, const Log& log, Clock clock, std::function<void()> wake);
   // Stops listening to the store; the constructor began that.
   ~Feed();
   Feed(const Feed&) = delete;
@@ -51,8 +59,14 @@ class Feed {
   // Ends the streams of this session.
   void End(const std::string& session);
 
-  // `opened` is called after each opening of a stream.
-  void OnOpened(std::function<void()> opened) { m_opened = std::move(opened); }
+  // `opened` is called after each opening of a stream, and must not call the feed.
+  void OnOpened(std::function<void()> opened) {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    m_opened = std::move(opened);
+  }
+
+  // Tells the changes that have come since the last call.
+  void TellChanges();
 
   // Tells about appliances that have become late or offline and about changes by other processes.
   // Ends streams whose operator or session does not exist any more.
@@ -67,8 +81,10 @@ class Feed {
     std::string session;
   };
 
-  // Tells the change, or notes it while no stream is open.
+  // The store's listener: puts the change among those that wait for TellChanges().
   void OnChange(const Change& change);
+  // Tells the change, or notes it while no stream is open.
+  void Take(const Change& change);
   // Tells the change. When that fails, tells the readers to load everything again.
   void TellOrReset(const Change& change);
   void TellChange(const Change& change);
@@ -77,6 +93,8 @@ class Feed {
   void TellDue();
   // Tells that another process has changed the database; the details are not known.
   void TellForeign();
+  // Tells the readers to load everything again.
+  void TellUnknown();
   void Tell(const char* type, const Json& data);
   std::string Identifier(std::uint64_t number) const;
   void Remember(std::string text);
@@ -94,6 +112,15 @@ class Feed {
   Operators& m_operators;
   const Log& m_log;
   const Clock m_clock;
+  const std::function<void()> m_wake;
+
+  std::mutex m_waitingMutex;  // guards the next two members
+  std::vector<Change> m_waiting;
+  bool m_lost = false;  // more than kMaxWaiting changes came
+  // Whether changes are of any use: a stream is open, or m_awaited. Not guarded.
+  std::atomic<bool> m_wanted{false};
+
+  std::mutex m_mutex;  // guards all members below
   // The first part of each event's identifier; another one in each run of the program.
   const std::string m_run;
   std::uint64_t m_number = 0;  // number of the last event

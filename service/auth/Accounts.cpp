@@ -69,7 +69,7 @@ bool Accounts::Matches(const std::string& email, const std::string& key, std::in
   const Registered known = Find(email);
   const std::optional<AccountRecord>& found = known.account;
   const std::vector<std::string>& hashes = known.hashes;
-  if (m_nobodysHash.empty()) m_nobodysHash = HashPassword("");
+  std::call_once(m_nobodyKnown, [this] { m_nobodysHash = HashPassword(""); });
   const std::string& like = hashes.empty() ? m_nobodysHash : hashes.front();
   const std::optional<std::string> same = HashPasswordLike(key, like);
   if (found) account = found->id;

@@ -3,6 +3,7 @@
 #define SERVICE_AUTH_ACCOUNTS_H_
 
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,7 +23,8 @@ struct Admission {
   std::int64_t wait = 0;  // seconds until the next key of this sender is checked; 0: it was checked
 };
 
-// The accounts: who may register appliances. Every operation throws DatabaseError. One thread.
+// The accounts: who may register appliances. Every operation throws DatabaseError. Any thread may
+// call the operations.
 class Accounts {
  public:
   // `steady` never goes back. The store outlives this object.
@@ -56,6 +58,7 @@ class Accounts {
   Store& m_store;
   const Clock m_clock;
   FailureLimit m_limit;
+  std::once_flag m_nobodyKnown;
   std::string m_nobodysHash;
 };
 

@@ -29,6 +29,7 @@ std::string Sender(const std::string& address) {
 FailureLimit::FailureLimit(Clock clock) : m_clock(std::move(clock)) {}
 
 std::int64_t FailureLimit::Wait(const std::string& address) const {
+  const std::lock_guard<std::mutex> guard(m_mutex);
   const auto found = m_whole.find(Sender(address));
   if (found == m_whole.end()) return 0;
   // From this time on the sender has at least one try.
@@ -38,9 +39,15 @@ std::int64_t FailureLimit::Wait(const std::string& address) const {
 
 void FailureLimit::Fail(const std::string& address) {
   const std::int64_t now = m_clock();
+  const std::lock_guard<std::mutex> guard(m_mutex);
   std::int64_t& whole = m_whole[Sender(address)];
   whole = std::max(whole, now) + kSecondsPerTry;
   if (m_whole.size() > kMaxAddresses) Forget(now);
+}
+
+std::size_t FailureLimit::Addresses() const {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  return m_whole.size();
 }
 
 void FailureLimit::Forget(std::int64_t now) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <string>
 
 #include "service/util/Clock.h"
@@ -13,7 +14,7 @@ namespace cloudservice {
 
 // Limits how often a sender may present a wrong key or password: kTries times at once, and once
 // more after each kSecondsPerTry seconds. A sender is an IPv4 address or the 64-bit network of an
-// IPv6 address, since one sender may own all addresses of that. One thread.
+// IPv6 address, since one sender may own all addresses of that. Any thread may call the operations.
 class FailureLimit {
  public:
   static constexpr std::int64_t kTries = 10;
@@ -30,12 +31,13 @@ class FailureLimit {
   // Counts a failed try of this address.
   void Fail(const std::string& address);
 
-  std::size_t Addresses() const { return m_whole.size(); }
+  std::size_t Addresses() const;
 
  private:
   void Forget(std::int64_t now);
 
   const Clock m_clock;
+  mutable std::mutex m_mutex;
   // For each sender, the time at which it has all its tries again.
   std::map<std::string, std::int64_t> m_whole;
 };

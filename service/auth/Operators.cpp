@@ -34,6 +34,16 @@ std::optional<std::string> After(const std::string& scheme, const std::string& h
   return begin == std::string::npos ? "" : header.substr(begin);
 }
 
+// The name and the password of an authorization of the scheme Basic.
+std::optional<std::pair<std::string, std::string>> NameAndPassword(
+    const std::string& authorization) {
+  const auto basic = After("Basic", authorization);
+  const auto text = basic ? DecodeBase64(*basic) : std::nullopt;
+  const std::size_t colon = text ? text->find(':') : std::string::npos;
+  if (colon == std::string::npos) return std::nullopt;
+  return std::make_pair(text->substr(0, colon), text->substr(colon + 1));
+}
+
 }  // namespace
 
 Operators::Operators(Store& store, Clock clock, Clock steady)
@@ -45,15 +55,12 @@ Operators::Operators(Store& store, Clock clock, Clock steady)
 
 Identity Operators::Identify(const std::string& peer, const Credentials& credentials) {
   if (!credentials.authorization.empty()) return IdentifyByHeader(peer, credentials.authorization);
-  const auto session = FindSession(credentials.session);
-  if (session == m_sessions.end()) return {};
-  const std::optional<OperatorRecord> person = Find(session->second.person);
-  if (!person) {
-    m_sessions.erase(session);
-    return {};
-  }
-  session->second.used = m_steady();
-  return {person->id, person->name, 0};
+  const std::optional<std::int64_t> holder = PersonOf(credentials.session, true);
+  if (!holder) return {};
+  const std::optional<OperatorRecord> person = Find(*holder);
+  if (person) return {person->id, person->name, 0};
+  End(credentials.session);
+  return {};
 }
 
 std::optional<OperatorRecord> Operators::Find(std::int64_t person) {
@@ -62,7 +69,7 @@ std::optional<OperatorRecord> Operators::Find(std::int64_t person) {
 
 bool Operators::Holds(std::int64_t person, const std::string& session) {
   if (!Find(person)) return false;
-  return session.empty() || FindSession(session) != m_sessions.end();
+  return session.empty() || PersonOf(session, false).has_value();
 }
 
 Identity Operators::IdentifyByHeader(const std::string& peer, const std::string& authorization) {
@@ -72,11 +79,9 @@ Identity Operators::IdentifyByHeader(const std::string& peer, const std::string&
     if (!person) return {};
     return {person->id, person->name, 0};
   }
-  const auto basic = After("Basic", authorization);
-  const auto pair = basic ? DecodeBase64(*basic) : std::nullopt;
-  const std::size_t colon = pair ? pair->find(':') : std::string::npos;
-  if (colon == std::string::npos) return {};
-  return Check(peer, pair->substr(0, colon), pair->substr(colon + 1));
+  const auto pair = NameAndPassword(authorization);
+  if (!pair) return {};
+  return Check(peer, pair->first, pair->second);
 }
 
 Identity Operators::Check(const std::string& peer, const std::string& name,
@@ -87,48 +92,70 @@ Identity Operators::Check(const std::string& peer, const std::string& name,
   const std::optional<OperatorRecord> person =
       m_store.Read([&](Transaction& store) { return store.FindOperator(name); });
   const bool able = person && person->passwordHash;
-  if (able) {
-    const auto seen = m_verified.find(person->id);
-    if (seen != m_verified.end() && seen->second.hash == *person->passwordHash &&
-        EqualSecrets(seen->second.password, Sha256Hex(m_salt + password))) {
-      return {person->id, person->name, 0};
-    }
-  }
+  if (able && IsVerified(*person, password)) return {person->id, person->name, 0};
   if (able && MatchesPassword(password, *person->passwordHash)) {
+    const std::lock_guard<std::mutex> guard(m_mutex);
     m_verified[person->id] = {*person->passwordHash, Sha256Hex(m_salt + password)};
     return {person->id, person->name, 0};
   }
-  if (!able) {
-    // An unknown name takes as long as a wrong password, so that the time does not tell which names
-    // exist.
-    if (m_nobodysHash.empty()) m_nobodysHash = HashPassword("");
-    MatchesPassword(password, m_nobodysHash);
-  }
+  if (!able) CheckNobody(password);
   m_limit.Fail(peer);
   return identity;
 }
 
+bool Operators::IsVerified(const OperatorRecord& person, const std::string& password) const {
+  const std::string hash = Sha256Hex(m_salt + password);
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  const auto seen = m_verified.find(person.id);
+  return seen != m_verified.end() && seen->second.hash == *person.passwordHash &&
+         EqualSecrets(seen->second.password, hash);
+}
+
+// An unknown name takes as long as a wrong password, so that the time does not tell which names
+// exist.
+void Operators::CheckNobody(const std::string& password) {
+  std::call_once(m_nobodyKnown, [this] { m_nobodysHash = HashPassword(""); });
+  MatchesPassword(password, m_nobodysHash);
+}
+
+bool Operators::IsSlow(const std::string& authorization) const {
+  const auto pair = NameAndPassword(authorization);
+  if (!pair) return false;
+  const std::string hash = Sha256Hex(m_salt + pair->second);
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  return std::none_of(m_verified.begin(), m_verified.end(),
+                      [&](const auto& known) { return EqualSecrets(known.second.password, hash); });
+}
+
 std::string Operators::Begin(std::int64_t person) {
+  std::string session = RandomHex(kTokenBytes);
+  const std::lock_guard<std::mutex> guard(m_mutex);
   if (m_sessions.size() >= kMaxSessions) {
     m_sessions.erase(std::min_element(
         m_sessions.begin(), m_sessions.end(),
         [](const auto& a, const auto& b) { return a.second.used < b.second.used; }));
   }
-  std::string session = RandomHex(kTokenBytes);
   m_sessions[Sha256Hex(session)] = {person, m_steady()};
   return session;
 }
 
-void Operators::End(const std::string& session) { m_sessions.erase(Sha256Hex(session)); }
+void Operators::End(const std::string& session) {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  m_sessions.erase(Sha256Hex(session));
+}
 
-std::map<std::string, Operators::Session>::iterator Operators::FindSession(
-    const std::string& session) {
-  if (session.empty()) return m_sessions.end();
+std::optional<std::int64_t> Operators::PersonOf(const std::string& session, bool use) {
+  if (session.empty()) return std::nullopt;
+  const std::int64_t now = m_steady();
+  const std::lock_guard<std::mutex> guard(m_mutex);
   const auto found = m_sessions.find(Sha256Hex(session));
-  if (found == m_sessions.end()) return found;
-  if (m_steady() - found->second.used < kSessionSeconds) return found;
-  m_sessions.erase(found);
-  return m_sessions.end();
+  if (found == m_sessions.end()) return std::nullopt;
+  if (now - found->second.used >= kSessionSeconds) {
+    m_sessions.erase(found);
+    return std::nullopt;
+  }
+  if (use) found->second.used = now;
+  return found->second.person;
 }
 
 void Operators::Add(OperatorRecord person) {

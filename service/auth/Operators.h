@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -32,7 +33,7 @@ struct Identity {
 };
 
 // The operators, who may look at all appliances, and their sessions. Sessions are kept in memory.
-// Every operation throws DatabaseError. One thread.
+// Every operation throws DatabaseError. Any thread may call the operations.
 class Operators {
  public:
   // `steady` never goes back. The store outlives this object.
@@ -42,6 +43,9 @@ class Operators {
   // authorization, the session is ignored. Blocks for a slow hash when the authorization has a
   // password that was not right before.
   Identity Identify(const std::string& peer, const Credentials& credentials);
+  // Whether Identify() would take long: the authorization has a password that was not right before.
+  // It answers from memory, so that the answer is wrong where the password has changed meanwhile.
+  bool IsSlow(const std::string& authorization) const;
   // Whether the operator still exists and, unless `session` is empty, that session too. The
   // question does not make the session last longer.
   bool Holds(std::int64_t person, const std::string& session);
@@ -70,7 +74,12 @@ class Operators {
     std::string password;  // SHA-256 of m_salt and the password
   };
 
-  std::map<std::string, Session>::iterator FindSession(const std::string& session);
+  // The operator of a session that has not expired. With `use` the session lasts longer from now
+  // on.
+  std::optional<std::int64_t> PersonOf(const std::string& session, bool use);
+  bool IsVerified(const OperatorRecord& person, const std::string& password) const;
+  // Takes as long as checking a wrong password.
+  void CheckNobody(const std::string& password);
   Identity IdentifyByHeader(const std::string& peer, const std::string& authorization);
   void Add(OperatorRecord person);
 
@@ -78,10 +87,12 @@ class Operators {
   const Clock m_clock;
   const Clock m_steady;
   FailureLimit m_limit;
+  mutable std::mutex m_mutex;                 // guards the two maps
   std::map<std::string, Session> m_sessions;  // by the SHA-256 of the cookie's value
   // Passwords that were right, by operator: scripts don't wait for the slow hash at each request.
   std::map<std::int64_t, Verified> m_verified;
   const std::string m_salt;
+  std::once_flag m_nobodyKnown;
   std::string m_nobodysHash;
 };
 

@@ -2,6 +2,7 @@
 #ifndef SERVICE_HTTP_MESSAGE_H_
 #define SERVICE_HTTP_MESSAGE_H_
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -14,7 +15,7 @@ namespace cloudservice {
 
 class Stream;
 
-// A request. A handler gets it once it has arrived as a whole.
+// A request. Handlers get it once it has arrived as a whole.
 struct Request {
   std::string method;
   Target target;
@@ -22,6 +23,7 @@ struct Request {
   std::string token;  // X-Auth-Token; empty when there is none
   std::string peer;   // the sender's address
   std::vector<std::pair<std::string, std::string>> headers = {};  // as sent, without trailers
+  std::chrono::steady_clock::time_point arrived = std::chrono::steady_clock::now();
 
   // The values of all headers called `name`, in any case of letters, joined by ", "; empty when
   // there is none.
@@ -41,13 +43,21 @@ struct Response {
   void SetHeader(const std::string& name, const std::string& value);
 };
 
-// Answers a request. It is called on the server's thread and must not block for long. An exception
-// from it ends the connection without an answer.
+// Answers a request; it may block. An exception from it ends the connection without an answer.
 using Handler = std::function<Response(const Request&)>;
 
+// Takes the answer to a request, once, on any thread. Where it is dropped without an answer, the
+// connection ends.
+using Reply = std::function<void(Response response)>;
+
+// Takes a request and answers it at once or later. It is called on the connection's thread and must
+// not block.
+using RequestTaker = std::function<void(std::shared_ptr<const Request> request, Reply reply)>;
+
 // Answers a request that could not be read to its end; `status` and `reason` say why it is refused.
-// The request's body is empty; its method and target are empty too if they had not been read. The
-// rules of a Handler hold.
+// The request's body is empty; its method and target are empty too if they had not been read. It
+// is called on the connection's thread and must not block. An exception from it ends the connection
+// without an answer.
 using RefusalHandler =
     std::function<Response(unsigned status, const Request& request, const std::string& reason)>;
 

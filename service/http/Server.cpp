@@ -8,6 +8,7 @@
 
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/strand.hpp>
 
 namespace cloudservice {
 
@@ -23,7 +24,11 @@ constexpr std::chrono::milliseconds kAcceptPause{100};
 }  // namespace
 
 Server::Server(asio::io_context& io, asio::ssl::context* tls, SessionContext context)
-    : m_io(io), m_tls(tls), m_context(std::move(context)), m_acceptor(io), m_pause(io) {}
+    : m_io(io),
+      m_tls(tls),
+      m_context(std::move(context)),
+      m_acceptor(asio::make_strand(io)),
+      m_pause(m_acceptor.get_executor()) {}
 
 void Server::Listen(const std::string& address, std::uint16_t port) {
   const tcp::endpoint endpoint(asio::ip::make_address(address), port);
@@ -47,12 +52,14 @@ std::string Server::Url() const {
 }
 
 void Server::Accept() {
-  m_acceptor.async_accept(
-      [this](const error_code& error, tcp::socket socket) { OnAccept(error, std::move(socket)); });
+  const asio::any_io_executor own = asio::make_strand(m_io);
+  m_acceptor.async_accept(own, [this](const error_code& error, tcp::socket socket) {
+    OnAccept(error, std::move(socket));
+  });
 }
 
 void Server::OnAccept(const error_code& error, tcp::socket socket) {
-  if (m_stopping) return;
+  if (IsStopping()) return;
   if (error && error != asio::error::connection_aborted) {
     m_context.log->Line("cannot accept a connection: " + error.message());
     m_pause.expires_after(kAcceptPause);
@@ -73,30 +80,53 @@ void Server::Begin(tcp::socket socket) {
     if (!alive.expired()) OnEnded(session);
   };
   const auto session = MakeSession(std::move(socket), m_tls, m_context, std::move(ended));
-  m_sessions.insert(session.get());
-  session->Start();
+  if (Add(session)) session->Start();
+}
+
+bool Server::Add(const std::shared_ptr<Session>& session) {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  if (!m_stopping) m_sessions.emplace(session.get(), session);
+  return !m_stopping;
 }
 
 void Server::OnEnded(Session* session) {
+  const std::lock_guard<std::mutex> guard(m_mutex);
   m_sessions.erase(session);
-  if (m_stopping) TellDone();
+  if (m_stopping) TellDoneLocked();
 }
 
 void Server::Stop(std::function<void()> done) {
-  m_stopping = true;
-  m_done = std::move(done);
-  error_code ignored;
-  m_acceptor.close(ignored);
-  m_pause.cancel();
-  // A copy, since Stop() may end a connection, which then leaves the set.
-  const std::vector<Session*> sessions(m_sessions.begin(), m_sessions.end());
-  for (Session* session : sessions) session->Stop();
-  TellDone();
+  std::vector<std::shared_ptr<Session>> sessions;
+  {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    m_stopping = true;
+    m_done = std::move(done);
+    for (const auto& [key, session] : m_sessions) sessions.push_back(session.lock());
+    TellDoneLocked();
+  }
+  asio::post(m_acceptor.get_executor(), [this] {
+    error_code ignored;
+    m_acceptor.close(ignored);
+    m_pause.cancel();
+  });
+  for (const auto& session : sessions) {
+    if (session) session->Stop();
+  }
 }
 
-void Server::TellDone() {
+void Server::TellDoneLocked() {
   if (!m_sessions.empty() || !m_done) return;
   asio::post(m_io, std::exchange(m_done, nullptr));
+}
+
+bool Server::IsStopping() const {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  return m_stopping;
+}
+
+std::size_t Server::Connections() const {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  return m_sessions.size();
 }
 
 void RunLoop(asio::io_context& io, const Log& log) {

@@ -5,8 +5,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -17,8 +18,9 @@
 
 namespace cloudservice {
 
-// Accepts connections and serves them all on the thread that runs the io_context. A slow connection
-// does not delay the others.
+// Accepts connections and serves them all on the threads that run the io_context, each connection
+// on one at a time. A slow connection does not delay the others. Any thread may call the operations
+// after Listen().
 class Server {
  public:
   // `tls` null: plain HTTP. `io`, `tls` and what `context` points to outlive the server; the server
@@ -36,21 +38,25 @@ class Server {
   // at once.
   void Stop(std::function<void()> done);
 
-  std::size_t Connections() const { return m_sessions.size(); }
+  std::size_t Connections() const;
 
  private:
   void Accept();
   void OnAccept(const boost::system::error_code& error, boost::asio::ip::tcp::socket socket);
   void Begin(boost::asio::ip::tcp::socket socket);
+  // False when the server stops.
+  bool Add(const std::shared_ptr<Session>& session);
   void OnEnded(Session* session);
-  void TellDone();
+  void TellDoneLocked();
+  bool IsStopping() const;
 
   boost::asio::io_context& m_io;
   boost::asio::ssl::context* const m_tls;
   const SessionContext m_context;
   boost::asio::ip::tcp::acceptor m_acceptor;
   boost::asio::steady_timer m_pause;
-  std::unordered_set<Session*> m_sessions;
+  mutable std::mutex m_mutex;  // guards the next three members
+  std::unordered_map<Session*, std::weak_ptr<Session>> m_sessions;
   std::function<void()> m_done;
   bool m_stopping = false;
   // Expires with the server. Connections that the io_context still holds afterwards see that, and
@@ -58,8 +64,8 @@ class Server {
   const std::shared_ptr<const bool> m_alive = std::make_shared<const bool>(true);
 };
 
-// Runs the io_context until it has nothing left to do. An exception from a connection's operation
-// ends that connection and becomes a line in the log. Blocks.
+// Runs the io_context on this thread until it has nothing left to do. An exception from a
+// connection's operation ends that connection and becomes a line in the log. Blocks.
 void RunLoop(boost::asio::io_context& io, const Log& log);
 
 }  // namespace cloudservice

@@ -7,6 +7,8 @@
 #include <utility>
 
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/dispatch.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/error.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
@@ -104,6 +106,25 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   }
 
   void Start() override {
+    asio::dispatch(m_stream.get_executor(), Kept([this] { Begin(); }));
+  }
+
+  void Stop() override {
+    asio::dispatch(m_stream.get_executor(), Kept([this] {
+                     m_stopping = true;
+                     if (m_out || !m_answering) Lowest().close();
+                   }));
+  }
+
+ private:
+  // A function that keeps this connection alive.
+  template <typename Function>
+  auto Kept(Function function) {
+    return
+        [self = this->shared_from_this(), function = std::move(function)]() mutable { function(); };
+  }
+
+  void Begin() {
     if constexpr (std::is_same_v<Stream, Tls>) {
       Expire(m_context.limits.header);
       m_stream.async_handshake(asio::ssl::stream_base::server,
@@ -113,12 +134,6 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     }
   }
 
-  void Stop() override {
-    m_stopping = true;
-    if (m_out || !m_answering) Lowest().close();
-  }
-
- private:
   // A completion handler that keeps this connection alive. It drops the count of bytes that some
   // operations give.
   template <typename Function>
@@ -208,9 +223,22 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
 
   void OnRequest() {
     m_request.body = std::move(m_parser->get().body());
-    const Response response = m_context.handler(m_request);
-    if (response.stream && !m_stopping) return AnswerWithStream(response);
-    Answer(response, m_keepAlive, m_request.method == "HEAD");
+    m_request.arrived = std::chrono::steady_clock::now();
+    m_answering = true;
+    Lowest().expires_never();
+    const bool head = m_request.method == "HEAD";
+    auto request = std::make_shared<const Request>(std::move(m_request));
+    m_context.take(std::move(request), [self = this->shared_from_this(), head](Response response) {
+      self->OnResponse(std::move(response), head);
+    });
+  }
+
+  // Any thread.
+  void OnResponse(Response response, bool head) {
+    asio::post(m_stream.get_executor(), Kept([this, head, response = std::move(response)] {
+                 if (response.stream && !m_stopping) return AnswerWithStream(response);
+                 Answer(response, m_keepAlive, head);
+               }));
   }
 
   void OnReadFailure(error_code error) {
@@ -250,12 +278,17 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     Expire(m_context.limits.body);
     asio::async_write(m_stream, asio::buffer(m_answer), Then([this](error_code error) {
                         if (error) return;
-                        m_out->Attach([weak = this->weak_from_this()] {
-                          if (const auto self = weak.lock()) self->SendMore();
-                        });
+                        m_out->Attach([weak = this->weak_from_this()] { Wake(weak); });
                         WatchReader();
                         SendMore();
                       }));
+  }
+
+  // Any thread.
+  static void Wake(const std::weak_ptr<SessionOn>& weak) {
+    const auto self = weak.lock();
+    if (!self) return;
+    asio::post(self->m_stream.get_executor(), [self] { self->SendMore(); });
   }
 
   // Sends what waits in the stream, one piece at a time; each piece has the time limit of an

@@ -30,27 +30,28 @@ struct Limits {
 // log that it points to.
 struct SessionContext {
   Limits limits;
-  Handler handler;
+  RequestTaker take;
   RefusalHandler refuse;
   Clock clock;
   SteadyNow steady = &std::chrono::steady_clock::now;
   const Log* log = nullptr;
 };
 
-// One connection. It reads and answers its requests one after the other. Its operations own it: it
-// lives until none is under way. One thread, that of the io_context.
+// One connection. It reads and answers its requests one after the other. Its operations own it, and
+// so does the reply to a request that is being answered: it lives until none is under way. Threads
+// that run the io_context work on it one at a time.
 class Session {
  public:
   virtual ~Session() = default;
 
+  // Both may be called on any thread, and return at once.
   virtual void Start() = 0;
   // Ends the connection: at once when no answer or a stream is being sent, else after the answer.
-  // Returns at once.
   virtual void Stop() = 0;
 };
 
-// Makes a connection on `socket`, encrypted unless `tls` is null. Its destructor calls `ended`. The
-// context and `tls` outlive it.
+// Makes a connection on `socket`, whose executor runs one operation at a time, encrypted unless
+// `tls` is null. Its destructor calls `ended`, on any thread. The context and `tls` outlive it.
 std::shared_ptr<Session> MakeSession(boost::asio::ip::tcp::socket socket,
                                      boost::asio::ssl::context* tls, const SessionContext& context,
                                      std::function<void(Session*)> ended);

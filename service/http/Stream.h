@@ -4,12 +4,13 @@
 
 #include <cstddef>
 #include <functional>
+#include <mutex>
 #include <string>
 
 namespace cloudservice {
 
 // The body of an answer without an end: a queue of text from one writer to one connection. Neither
-// side blocks. One thread.
+// side blocks. Any thread may call the operations.
 class Stream {
  public:
   // The stream ends when more than `limit` bytes would wait in it.
@@ -20,18 +21,21 @@ class Stream {
   void End();
   // Whether the stream has ended: by the writer, because the reader was too slow or has gone, or
   // because the server stops.
-  bool Ended() const { return m_ended; }
+  bool Ended() const;
 
   // For the connection: takes out all text that waits.
   std::string Take();
-  // For the connection: `wake` is called at each write and when the stream ends, by the caller of
-  // Write() or End().
+  // For the connection: `wake` is called at each write and when the stream ends, on the thread of
+  // whoever does that. It must not call the stream, or block.
   void Attach(std::function<void()> wake);
   // For the connection, when it ends: the stream ends and calls `wake` no more.
   void Detach();
 
  private:
+  void EndLocked();
+
   const std::size_t m_limit;
+  mutable std::mutex m_mutex;
   std::string m_waiting;
   std::function<void()> m_wake;
   bool m_ended = false;

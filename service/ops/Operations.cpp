@@ -62,6 +62,22 @@ class MetricsWriter {
   std::string m_text;
 };
 
+// The metrics about requests.
+void WriteRequests(MetricsWriter& out,
+                   const std::map<std::pair<std::string, unsigned>, std::uint64_t>& answers,
+                   std::chrono::nanoseconds busy) {
+  out.Begin("requests_total", "counter", "Answered requests.");
+  std::uint64_t count = 0;
+  for (const auto& [key, answered] : answers) {
+    count += answered;
+    out.Sample(std::to_string(answered),
+               "method=\"" + key.first + "\",status=\"" + std::to_string(key.second) + "\"");
+  }
+  out.Begin("request_duration_seconds", "summary", "From the whole request to its answer.");
+  out.Sample(Seconds(busy), "", "_sum");
+  out.Sample(std::to_string(count), "", "_count");
+}
+
 // The metrics about the store: how much it holds.
 void WriteStore(MetricsWriter& out, Transaction& store, std::int64_t now) {
   static constexpr std::array<const char*, 3> kStates = {"alive", "late", "offline"};
@@ -98,16 +114,13 @@ Response Operations::Refuse(unsigned status, const Request& request, const std::
 }
 
 Response Operations::Answer(const Request& request, const std::function<Response()>& answer) {
-  const steady_clock::time_point begin = steady_clock::now();
   Response response = answer();
   IndentIfAsked(request.target, response);
-  const std::chrono::nanoseconds time = steady_clock::now() - begin;
-  m_busy += time;
-  ++m_answers[{MethodLabel(request.method), response.status}];
+  const std::chrono::nanoseconds time = steady_clock::now() - request.arrived;
   const std::string what = request.target.Text().empty()
                                ? "unreadable"
                                : request.method + " " + request.target.Loggable();
-  const std::string id = m_run + "-" + std::to_string(++m_number);
+  const std::string id = m_run + "-" + std::to_string(Count(request, response, time));
   m_log.Line("request " + id + " from " + request.peer + ": " + what + ": " +
              std::to_string(response.status) + ", " + std::to_string(response.body.size()) +
              " bytes, " + Milliseconds(time) + " ms");
@@ -115,16 +128,29 @@ Response Operations::Answer(const Request& request, const std::function<Response
   return response;
 }
 
+std::uint64_t Operations::Count(const Request& request, const Response& response,
+                                std::chrono::nanoseconds time) {
+  const std::string method = MethodLabel(request.method);
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  m_busy += time;
+  ++m_answers[{method, response.status}];
+  return ++m_number;
+}
+
+bool Operations::Serves(const Target& target) {
+  const std::string path = target.Path();
+  return path == "/healthz" || path == "/metrics";
+}
+
 Response Operations::Route(const Request& request) {
-  const std::string path = request.target.Path();
-  if (path != "/healthz" && path != "/metrics") return m_service.handler(request);
+  if (!Serves(request.target)) return m_service.handler(request);
   if (request.method != "GET" && request.method != "HEAD") {
     Response response = m_service.refuse(405, request, request.method + " is not possible here.");
     response.headers.emplace_back("Allow", "GET, HEAD");
     return response;
   }
   try {
-    return path == "/healthz" ? Health() : Metrics();
+    return request.target.Path() == "/healthz" ? Health() : Metrics();
   } catch (const std::exception& error) {
     m_log.Line(std::string("error: ") + error.what());
     return m_service.refuse(503, request, "The database does not answer.");
@@ -150,16 +176,10 @@ std::string Operations::MetricsText() {
   out.Single("start_time_seconds", "gauge", "When the service was started, since 1970.", m_started);
   out.Single("connections", "gauge", "Open connections.",
              static_cast<std::int64_t>(m_service.connections()));
-  out.Begin("requests_total", "counter", "Answered requests.");
-  std::uint64_t count = 0;
-  for (const auto& [key, answers] : m_answers) {
-    count += answers;
-    out.Sample(std::to_string(answers),
-               "method=\"" + key.first + "\",status=\"" + std::to_string(key.second) + "\"");
+  {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    WriteRequests(out, m_answers, m_busy);
   }
-  out.Begin("request_duration_seconds", "summary", "From the whole request to its answer.");
-  out.Sample(Seconds(m_busy), "", "_sum");
-  out.Sample(std::to_string(count), "", "_count");
   const std::int64_t now = m_clock();
   m_store.Read([&](Transaction& store) { WriteStore(out, store, now); });
   return out.Text();

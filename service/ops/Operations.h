@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -22,7 +23,7 @@ namespace cloudservice {
 // that (Pretty.h), gives each answer an X-Request-Id, counts the answer, and writes a line about it
 // into the log:
 //   request ID from ADDRESS: METHOD TARGET: STATUS, N bytes, T ms
-// One thread. The store and the log outlive it.
+// Any thread may call its operations. The store and the log outlive it.
 class Operations {
  public:
   struct Service {
@@ -33,11 +34,17 @@ class Operations {
 
   Operations(Store& store, const Log& log, Clock clock, Service service);
 
+  // Whether it answers requests with this target itself.
+  static bool Serves(const Target& target);
+
   Response Handle(const Request& request);
   Response Refuse(unsigned status, const Request& request, const std::string& reason);
 
  private:
   Response Answer(const Request& request, const std::function<Response()>& answer);
+  // Counts an answer; returns its number.
+  std::uint64_t Count(const Request& request, const Response& response,
+                      std::chrono::nanoseconds time);
   Response Route(const Request& request);
   Response Health();
   Response Metrics();
@@ -49,8 +56,9 @@ class Operations {
   const Service m_service;
   // The first part of each request's identifier; another one in each run of the program.
   const std::string m_run;
-  std::uint64_t m_number = 0;
   const std::int64_t m_started;
+  std::mutex m_mutex;  // guards the members below
+  std::uint64_t m_number = 0;
   std::map<std::pair<std::string, unsigned>, std::uint64_t> m_answers;  // by method and status
   std::chrono::nanoseconds m_busy{0};
 };

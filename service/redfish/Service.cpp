@@ -121,6 +121,13 @@ Response RedfishService::Handle(const Request& request) {
   }
 }
 
+bool RedfishService::IsSlow(const Request& request) const {
+  std::vector<std::string> names;
+  const Routes::Path* path = m_routes.Find(request.target.Segments(), names);
+  const Endpoint* endpoint = path == nullptr ? nullptr : path->Find(request.method);
+  return endpoint != nullptr && endpoint->before;
+}
+
 RedfishService::Place RedfishService::Find(Call& call, const std::string& method) const {
   const Routes::Path* path = m_routes.Find(call.target.Segments(), call.names);
   if (path == nullptr) return {};

@@ -25,6 +25,8 @@ class RedfishService {
 
   // Answers a request. An exception becomes an error answer and a line in the log.
   Response Handle(const Request& request);
+  // Whether answering takes long because a key has to be checked.
+  bool IsSlow(const Request& request) const;
 
   // Answers a request that could not be read, and writes a line about it into the log.
   Response Refuse(unsigned status, const Request& request, const std::string& reason);

@@ -2,9 +2,11 @@
 #ifndef SERVICE_STORE_STORE_H_
 #define SERVICE_STORE_STORE_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -26,30 +28,38 @@ enum class MissingFile { kCreate, kRefuse };
 
 // Everything that the service keeps. The caller passes each unit of work as a function of a
 // transaction. A back end may run the function again, so that outside of the transaction it changes
-// only what may be changed twice. Units of work are not nested. One thread.
+// only what may be changed twice. Units of work are not nested. Any thread may call the operations,
+// also at once with others.
 class Store {
  public:
   virtual ~Store() = default;
 
-  // Runs `work`, which sees one state of the store; what it changes there does not stay. Returns
-  // what `work` returns; throws what `work` throws, and DatabaseError.
+  // Runs `work`, which sees one state of the store and must not change it. Returns what `work`
+  // returns; throws what `work` throws, and DatabaseError, also when `work` changes something.
   template <typename Work>
   std::invoke_result_t<Work, Transaction&> Read(Work work) {
     return Run(std::move(work), [this](const Unit& unit) { RunRead(unit); });
   }
 
-  // Runs `work`, and returns what it returns once all its changes are on the disk. Throws what
-  // `work` throws, and DatabaseError; none of its changes is kept then.
+  // Runs `work`, perhaps on another thread and between other units of work, and returns what it
+  // returns once all its changes are on the disk. Throws what `work` throws, and DatabaseError;
+  // none of its changes is kept then.
   template <typename Work>
   std::invoke_result_t<Work, Transaction&> Write(Work work) {
     return Run(std::move(work), [this](const Unit& unit) { RunWrite(unit); });
   }
 
-  // Called with each change of what appliances keep, once it is on the disk: on the thread of
-  // Write() and before that returns. It must not throw, and must not change the store.
+  // Called with each change of what appliances keep, once it is on the disk and before its Write()
+  // returns. It holds all other writers up: it must not block, throw, or change the store.
   using Listener = std::function<void(const Change& change)>;
-  void Listen(Listener listener) { m_listener = std::move(listener); }
+  // After Listen() has returned, no other listener is called any more.
+  void Listen(Listener listener) {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    m_listener = std::move(listener);
+  }
 
+  // How many units of work wait for their turn to write.
+  virtual std::size_t Waiting() const = 0;
   // A number that differs from its former value when another process has changed the database.
   virtual std::int64_t DataVersion() = 0;
   // Throws DatabaseError when the database cannot be read, and when the last change could not be
@@ -66,6 +76,7 @@ class Store {
   virtual void RunWrite(const Unit& work) = 0;
 
   void Tell(const Change& change) const {
+    const std::lock_guard<std::mutex> guard(m_mutex);
     if (m_listener) m_listener(change);
   }
 
@@ -82,6 +93,7 @@ class Store {
     }
   }
 
+  mutable std::mutex m_mutex;
   Listener m_listener;
 };
 

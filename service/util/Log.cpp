@@ -50,6 +50,7 @@ void Log::Line(const std::string& text) const {
 }
 
 void StandardError::Write(const std::string& line) {
+  const std::lock_guard<std::mutex> guard(m_mutex);
   // It does not wait a second time for a reader that did not read.
   struct pollfd out = {STDERR_FILENO, POLLOUT, 0};
   if (poll(&out, 1, m_dropped == 0 ? kPatience : 0) == 0) {

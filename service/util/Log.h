@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -16,7 +17,7 @@ namespace cloudservice {
 // ends in "...".
 class Log {
  public:
-  // Takes each finished line, without its line end.
+  // Takes each finished line, without its line end. Threads may call it at once.
   using Sink = std::function<void(const std::string& line)>;
 
   Log(Sink sink, Clock clock);
@@ -31,7 +32,7 @@ class Log {
 // Writes each line to standard error, together with its line end. When the reader of standard error
 // stands still, the first Write() waits for it for a tenth of a second; later ones do not wait, and
 // lines are dropped until the reader goes on. The next line is preceded by one that says how many
-// were dropped. One thread.
+// were dropped. Any thread may write.
 class StandardError {
  public:
   explicit StandardError(Clock clock) : m_clock(std::move(clock)) {}
@@ -40,6 +41,7 @@ class StandardError {
 
  private:
   const Clock m_clock;
+  std::mutex m_mutex;
   std::uint64_t m_dropped = 0;
 };
 

@@ -109,7 +109,9 @@ class Connection {
   static SessionContext Context(const Log& log) {
     SessionContext context;
     context.limits.bodyBytes = kBodyBytes;
-    context.handler = Handle;
+    context.take = [](const std::shared_ptr<const Request>& request, const Reply& reply) {
+      reply(Handle(*request));
+    };
     context.refuse = Refuse;
     context.clock = [] { return time_t{1772716029}; };
     context.log = &log;

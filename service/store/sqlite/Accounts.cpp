@@ -69,7 +69,6 @@ std::vector<std::string> SqliteTransaction::ListRegistrationKeys(std::int64_t ac
 void SqliteTransaction::DeleteAccount(std::int64_t account, bool withManagers) {
   Statement(m_database, withManagers ? kDeleteManagers : kEndTokens).Bind(account).Run();
   Statement(m_database, kDeleteAccount).Bind(account).Run();
-  m_countsChanged = true;
 }
 
 }  // namespace cloudservice

@@ -31,7 +31,6 @@ void SqliteTransaction::AddChassis(const ChassisRecord& chassis) {
       .Bind(chassis.created)
       .Bind(chassis.created)
       .Run();
-  m_countsChanged = true;
   NoteDocument(chassis.manager, {DocumentName::Kind::kChassis, chassis.id});
   NoteAppliance(chassis.manager);
 }
@@ -71,7 +70,6 @@ void SqliteTransaction::DeleteChassis(const std::string& id) {
   const std::string manager = owner.Text(0);
   Statement(m_database, kDeleteChassis).Bind(id).Run();
   Statement(m_database, kCountAlarmsAnew).Bind(manager).Run();
-  m_countsChanged = true;
   NoteDocument(manager, {DocumentName::Kind::kChassis, id});
   NoteAppliance(manager);
 }

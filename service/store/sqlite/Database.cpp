@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <utility>
@@ -14,6 +15,11 @@ namespace cloudservice {
 namespace {
 
 constexpr int kBusyMilliseconds = 5000;
+// How long KeepLogSmall() waits for readers.
+constexpr int kReaderMilliseconds = 100;
+constexpr int kLongLog = 10 * Database::kLogPages;
+// The size to which the file of the log shrinks when the log begins anew.
+constexpr const char* kLogFileSize = "PRAGMA journal_size_limit = 67108864";
 
 [[noreturn]] void Fail(sqlite3* handle) { throw DatabaseError(sqlite3_errmsg(handle)); }
 
@@ -22,15 +28,15 @@ std::vector<const Sql*>& Known() {
   return known;
 }
 
-std::atomic<bool>& Prepared() {
+std::atomic<bool>& AnyPrepared() {
   static std::atomic<bool> prepared = false;
   return prepared;
 }
 
 }  // namespace
 
-Sql::Sql(std::string text) : m_text(std::move(text)) {
-  if (Prepared()) throw std::logic_error("a statement that no test has seen: " + m_text);
+Sql::Sql(std::string text) : m_text(std::move(text)), m_number(Known().size()) {
+  if (AnyPrepared()) throw std::logic_error("a statement that no test has seen: " + m_text);
   Known().push_back(this);
 }
 
@@ -38,7 +44,7 @@ const std::vector<const Sql*>& Sql::All() { return Known(); }
 
 void Database::Close::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
 
-Database::Database(const std::string& file, MissingFile missing) {
+Database::Database(const std::string& file, MissingFile missing, Use use) {
   sqlite3* handle = nullptr;
   const int create = missing == MissingFile::kCreate ? SQLITE_OPEN_CREATE : 0;
   const int code = sqlite3_open_v2(
@@ -56,6 +62,15 @@ Database::Database(const std::string& file, MissingFile missing) {
     Execute("PRAGMA synchronous = FULL");
     Execute("PRAGMA foreign_keys = ON");
     Execute("PRAGMA trusted_schema = OFF");
+    Execute(kLogFileSize);
+    if (use == Use::kRead) Execute("PRAGMA query_only = ON");
+    sqlite3_wal_hook(
+        handle,
+        [](void* pages, sqlite3*, const char*, int length) {
+          *static_cast<int*>(pages) = length;
+          return SQLITE_OK;
+        },
+        &m_logPages);
   } catch (const DatabaseError& error) {
     throw DatabaseError("cannot open " + file + ": " + error.what());
   }
@@ -67,12 +82,29 @@ void Database::Execute(const char* script) {
 
 void Database::NoteChange(int code) {
   constexpr int kPrimary = 0xff;
-  const int before = std::exchange(m_changedRows, sqlite3_total_changes(Handle()));
+  const int before = std::exchange(m_changedRows, ChangedRows());
   if ((code & kPrimary) == SQLITE_CONSTRAINT) return;
   const bool failed = code != SQLITE_DONE && code != SQLITE_OK;
   // A statement that changed no row did not need the disk, and tells nothing about it.
   if (failed || m_changedRows != before) m_changeFailed = failed;
 }
+
+int Database::ChangedRows() const { return sqlite3_total_changes(Handle()) - m_undoneRows; }
+
+void Database::KeepLogSmall() {
+  // A log that has begun anew is shorter than before.
+  m_emptiedAtPages = std::min(m_emptiedAtPages, m_logPages);
+  if (m_logPages - m_emptiedAtPages < kLogPages) return;
+  m_emptiedAtPages = m_logPages;
+  const bool restart = m_logPages >= kLongLog;
+  if (restart) sqlite3_busy_timeout(Handle(), kReaderMilliseconds);
+  sqlite3_wal_checkpoint_v2(Handle(), nullptr,
+                            restart ? SQLITE_CHECKPOINT_RESTART : SQLITE_CHECKPOINT_PASSIVE,
+                            nullptr, nullptr);
+  if (restart) sqlite3_busy_timeout(Handle(), kBusyMilliseconds);
+}
+
+bool Database::InTransaction() const { return sqlite3_get_autocommit(Handle()) == 0; }
 
 int Database::Changes() const { return sqlite3_changes(Handle()); }
 
@@ -89,17 +121,31 @@ std::int64_t Database::DataVersion() {
   return select.Step() ? select.Number(0) : 0;
 }
 
-void Statement::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+void Database::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
-Statement::Statement(Database& database, const Sql& sql) : m_database(database) {
-  Prepared() = true;
-  sqlite3* const handle = database.Handle();
+Database::Prepared Database::Prepare(const Sql& sql) {
+  if (m_kept.empty()) m_kept.resize(Sql::All().size());
+  if (Prepared& kept = m_kept[sql.Number()]) return std::move(kept);
+  AnyPrepared() = true;
   sqlite3_stmt* statement = nullptr;
-  if (sqlite3_prepare_v2(handle, sql.Text().c_str(), -1, &statement, nullptr) != SQLITE_OK) {
-    Fail(handle);
+  if (sqlite3_prepare_v3(Handle(), sql.Text().c_str(), -1, SQLITE_PREPARE_PERSISTENT, &statement,
+                         nullptr) != SQLITE_OK) {
+    Fail(Handle());
   }
-  m_statement.reset(statement);
+  return Prepared(statement);
 }
+
+void Database::Keep(const Sql& sql, Prepared statement) {
+  // The result repeats the error of the last step, which the statement's user knows.
+  sqlite3_reset(statement.get());
+  sqlite3_clear_bindings(statement.get());
+  m_kept[sql.Number()] = std::move(statement);
+}
+
+Statement::Statement(Database& database, const Sql& sql)
+    : m_database(database), m_sql(sql), m_statement(database.Prepare(sql)) {}
+
+Statement::~Statement() { m_database.Keep(m_sql, std::move(m_statement)); }
 
 Statement& Statement::Bound(int code) {
   if (code != SQLITE_OK) Fail(m_database.Handle());
@@ -123,7 +169,7 @@ bool Statement::Step() {
   if (code == SQLITE_ROW) return true;
   // Inside a transaction a statement's success does not mean that its change is on the disk; the
   // commit tells that.
-  const bool counts = code != SQLITE_DONE || sqlite3_get_autocommit(m_database.Handle()) != 0;
+  const bool counts = code != SQLITE_DONE || !m_database.InTransaction();
   if (counts && sqlite3_stmt_readonly(m_statement.get()) == 0) m_database.NoteChange(code);
   if (code != SQLITE_DONE) Fail(m_database.Handle());
   return false;
@@ -182,6 +228,27 @@ void DatabaseTransaction::Commit() {
   const int code = sqlite3_exec(m_database.Handle(), "COMMIT", nullptr, nullptr, nullptr);
   if (m_mode == Mode::kWrite) m_database.NoteChange(code);
   if (code != SQLITE_OK) Fail(m_database.Handle());
+  m_open = false;
+}
+
+Savepoint::Savepoint(Database& database) : m_database(database), m_before(database.ChangedRows()) {
+  m_database.Execute("SAVEPOINT unit");
+}
+
+Savepoint::~Savepoint() {
+  if (!m_open) return;
+  try {
+    m_database.Execute("ROLLBACK TO unit; RELEASE unit");
+  } catch (const DatabaseError&) {
+    // SQLite has rolled back the whole transaction by itself after some errors.
+  }
+  // What was undone does not need the disk at the commit, and tells nothing about it.
+  m_database.m_undoneRows += m_database.ChangedRows() - m_before;
+  m_database.m_changedRows = std::min(m_database.m_changedRows, m_before);
+}
+
+void Savepoint::Release() {
+  m_database.Execute("RELEASE unit");
   m_open = false;
 }
 

@@ -2,6 +2,8 @@
 #ifndef SERVICE_STORE_SQLITE_DATABASE_H_
 #define SERVICE_STORE_SQLITE_DATABASE_H_
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -25,18 +27,26 @@ class Sql {
   Sql& operator=(const Sql&) = delete;
 
   const std::string& Text() const { return m_text; }
+  // Counts the statements of the program, from 0.
+  std::size_t Number() const { return m_number; }
   // All statements of the program, in no particular order.
   static const std::vector<const Sql*>& All();
 
  private:
   const std::string m_text;
+  const std::size_t m_number;
 };
 
-// One connection to a database file. A commit returns when its changes are on the disk. One thread.
+// One connection to a database file. A commit returns when its changes are on the disk. One thread
+// at a time, but for ChangeFailed().
 class Database {
  public:
-  // Opens the file, or creates it where it is missing. Throws DatabaseError.
-  explicit Database(const std::string& file, MissingFile missing = MissingFile::kCreate);
+  enum class Use { kWrite, kRead };
+
+  // Opens the file, or creates it where it is missing. With kRead every change is refused. Throws
+  // DatabaseError.
+  explicit Database(const std::string& file, MissingFile missing = MissingFile::kCreate,
+                    Use use = Use::kWrite);
 
   // Runs statements without values that make the schema or set up the connection. Rows for a
   // request are read and written by a Statement. Throws DatabaseError.
@@ -48,6 +58,14 @@ class Database {
   // A number that differs from its former value when another connection has changed the file.
   // Throws DatabaseError.
   std::int64_t DataVersion();
+  // Moves what was committed from the write-ahead log into the database file when the log has grown
+  // by kLogPages since the last time. Waits up to a tenth of a second for readers once the log is
+  // ten times as long: it begins anew only when nobody reads it. Throws nothing: what stays in the
+  // log is safe there.
+  static constexpr int kLogPages = 1000;
+  void KeepLogSmall();
+  // False also when SQLite has rolled the transaction back by itself, as it does after some errors.
+  bool InTransaction() const;
   sqlite3* Handle() const { return m_handle.get(); }
 
   // Whether the last change could not be written to the disk. A change that the schema forbids does
@@ -57,21 +75,41 @@ class Database {
  private:
   friend class Statement;
   friend class DatabaseTransaction;
-  void NoteChange(int code);
+  friend class Savepoint;
 
   struct Close {
     void operator()(sqlite3* handle) const;
   };
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const;
+  };
+  using Prepared = std::unique_ptr<sqlite3_stmt, Finalize>;
+
+  void NoteChange(int code);
+  // How many rows were changed on this connection, less those that a Savepoint has undone.
+  int ChangedRows() const;
+  // A statement that is kept from its last use, or a new one. Keep() takes it back.
+  Prepared Prepare(const Sql& sql);
+  void Keep(const Sql& sql, Prepared statement);
+
   std::unique_ptr<sqlite3, Close> m_handle;
-  bool m_changeFailed = false;
-  int m_changedRows = 0;  // rows changed on this connection, at the last NoteChange()
+  std::vector<Prepared> m_kept;  // by Sql::Number()
+  std::atomic<bool> m_changeFailed{false};
+  int m_changedRows = 0;  // ChangedRows() at the last NoteChange()
+  int m_undoneRows = 0;
+  int m_logPages = 0;        // the length of the write-ahead log after the last commit
+  int m_emptiedAtPages = 0;  // and at the last look at it
 };
 
-// A prepared statement with its values; the database outlives it. Each Bind() sets the next value,
-// from left to right. Columns are counted from 0. Every operation throws DatabaseError.
+// A prepared statement with its values; the database outlives it and keeps what was prepared. Each
+// Bind() sets the next value, from left to right. Columns are counted from 0. Every operation
+// throws DatabaseError.
 class Statement {
  public:
   Statement(Database& database, const Sql& sql);
+  ~Statement();
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
 
   Statement& Bind(const std::string& text);
   Statement& Bind(std::int64_t number);
@@ -93,13 +131,11 @@ class Statement {
   std::optional<std::int64_t> OptionalNumber(int column) const;
 
  private:
-  struct Finalize {
-    void operator()(sqlite3_stmt* statement) const;
-  };
   Statement& Bound(int code);
 
   Database& m_database;
-  std::unique_ptr<sqlite3_stmt, Finalize> m_statement;
+  const Sql& m_sql;
+  Database::Prepared m_statement;
   int m_next = 1;
 };
 
@@ -120,6 +156,23 @@ class DatabaseTransaction {
  private:
   Database& m_database;
   const Mode m_mode;
+  bool m_open = true;
+};
+
+// A part of a transaction. Release() keeps its changes for the transaction's commit; without it the
+// destructor undoes them. The constructor and Release() throw DatabaseError.
+class Savepoint {
+ public:
+  explicit Savepoint(Database& database);
+  ~Savepoint();
+  Savepoint(const Savepoint&) = delete;
+  Savepoint& operator=(const Savepoint&) = delete;
+
+  void Release();
+
+ private:
+  Database& m_database;
+  const int m_before;  // Database::ChangedRows() at the beginning
   bool m_open = true;
 };
 

@@ -75,7 +75,6 @@ StoredEvent SqliteTransaction::AddEvent(const EventRecord& event, const std::str
   if (kind == EventKind::kClear) stored.outcome = ClearAlarm(event, alarm);
   m_changes.push_back({Change::What::kEvent, event.manager, stored.id, {}});
   if (stored.outcome != AlarmOutcome::kNone) {
-    m_countsChanged = true;
     NoteAppliance(event.manager);
   }
   return stored;

@@ -78,7 +78,6 @@ bool SqliteTransaction::AddManager(const ManagerRecord& manager, const std::stri
       .Bind(due.offline)
       .Run();
   PutDocument(m_database, manager.uuid, manager.document, manager.registered);
-  m_countsChanged = true;
   if (known) NoteGone(manager.uuid);
   NoteAppliance(manager.uuid);
   return known;
@@ -102,7 +101,6 @@ void SqliteTransaction::SetManagerDocument(const std::string& uuid, const std::s
 
 void SqliteTransaction::DeleteManager(const std::string& uuid) {
   Statement(m_database, kDeleteManager).Bind(uuid).Run();
-  m_countsChanged = true;
   NoteGone(uuid);
 }
 

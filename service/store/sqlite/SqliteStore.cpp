@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Units of work on a database file.
+// Units of work on a database file: one writer's thread, and readers beside it.
 #include "service/store/sqlite/SqliteStore.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "service/store/sqlite/Schema.h"
-#include "service/store/sqlite/SqliteTransaction.h"
 
 namespace cloudservice {
 
@@ -14,32 +16,156 @@ const Sql kAny("SELECT 1 FROM manager ORDER BY uuid LIMIT 1");
 }  // namespace
 
 SqliteStore::SqliteStore(const std::string& file, MissingFile missing)
-    : m_database(file, missing), m_upgradeBackup(UpgradeSchema(m_database, file)) {}
+    : m_file(file),
+      m_database(file, missing),
+      m_upgradeBackup(UpgradeSchema(m_database, file)),
+      m_writer([this] { WriteOrders(); }) {}
+
+SqliteStore::~SqliteStore() {
+  {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    m_stopping = true;
+  }
+  m_changed.notify_one();
+  m_writer.join();
+}
+
+std::size_t SqliteStore::Waiting() const {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  return m_orders.size();
+}
+
+std::int64_t SqliteStore::DataVersion() {
+  // Only that of the writer tells about other processes alone: nobody else of this one changes the
+  // file.
+  const std::lock_guard<std::mutex> guard(m_writing);
+  return m_database.DataVersion();
+}
 
 void SqliteStore::Check() {
   if (m_database.ChangeFailed()) throw DatabaseError("the last change is not on the disk");
-  Statement(m_database, kAny).Run();
+  std::unique_ptr<Database> reader = TakeReader();
+  Statement(*reader, kAny).Run();
+  PutReader(std::move(reader));
 }
 
+// A connection that fails is not used again.
 void SqliteStore::RunRead(const Unit& work) {
-  const auto transaction = Begin(DatabaseTransaction::Mode::kRead);
-  // Without a Commit() nothing stays of what a reader should not have changed.
-  work(*transaction);
+  std::unique_ptr<Database> reader = TakeReader();
+  try {
+    const DatabaseTransaction transaction(*reader, DatabaseTransaction::Mode::kRead);
+    SqliteTransaction operations(*reader);
+    work(operations);
+  } catch (const DatabaseError&) {
+    throw;
+  } catch (...) {
+    PutReader(std::move(reader));
+    throw;
+  }
+  PutReader(std::move(reader));
+}
+
+std::unique_ptr<Database> SqliteStore::TakeReader() {
+  {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    if (!m_readers.empty()) {
+      std::unique_ptr<Database> reader = std::move(m_readers.back());
+      m_readers.pop_back();
+      return reader;
+    }
+  }
+  return std::make_unique<Database>(m_file, MissingFile::kRefuse, Database::Use::kRead);
+}
+
+void SqliteStore::PutReader(std::unique_ptr<Database> reader) {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  m_readers.push_back(std::move(reader));
 }
 
 void SqliteStore::RunWrite(const Unit& work) {
-  const auto transaction = Begin(DatabaseTransaction::Mode::kWrite);
-  work(*transaction);
-  End(*transaction);
+  Order order = {work};
+  {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_orders.push_back(&order);
+    if (m_orders.size() == 1) m_changed.notify_one();
+    order.changed.wait(lock, [&] { return order.done; });
+  }
+  if (order.error) std::rethrow_exception(order.error);
 }
 
-std::unique_ptr<SqliteTransaction> SqliteStore::Begin(DatabaseTransaction::Mode mode) {
-  return std::make_unique<SqliteTransaction>(m_database, m_totals, mode);
+void SqliteStore::WriteOrders() {
+  std::unique_lock<std::mutex> lock(m_mutex);
+  for (;;) {
+    m_changed.wait(lock, [this] { return m_stopping || !m_orders.empty(); });
+    if (m_orders.empty()) return;
+    const Orders orders = std::exchange(m_orders, {});
+    lock.unlock();
+    Commit(orders);
+    lock.lock();
+  }
 }
 
-void SqliteStore::End(SqliteTransaction& transaction) {
+void SqliteStore::Commit(const Orders& orders) {
+  const std::lock_guard<std::mutex> guard(m_writing);
+  // When one order makes SQLite undo everything, the others must not suffer for it.
+  if (!TryTogether(orders) && orders.size() > 1) {
+    for (Order* order : orders) TryTogether({order});
+  }
+  TellDone(orders);
+  m_database.KeepLogSmall();
+}
+
+bool SqliteStore::TryTogether(const Orders& orders) {
+  try {
+    return RunTogether(orders);
+  } catch (...) {
+    for (Order* order : orders) order->error = std::current_exception();
+    return true;
+  }
+}
+
+bool SqliteStore::RunTogether(const Orders& orders) {
+  std::vector<Change> changes;
+  DatabaseTransaction transaction(m_database);
+  for (Order* order : orders) {
+    RunOne(*order, changes);
+    if (!m_database.InTransaction()) return false;
+  }
   transaction.Commit();
-  for (const Change& change : transaction.Changes()) Tell(change);
+  for (const Change& change : changes) Tell(change);
+  return true;
+}
+
+void SqliteStore::RunOne(Order& order, std::vector<Change>& changes) {
+  order.error = nullptr;
+  try {
+    Savepoint savepoint(m_database);
+    SqliteTransaction operations(m_database);
+    order.work(operations);
+    savepoint.Release();
+    changes.insert(changes.end(), operations.Changes().begin(), operations.Changes().end());
+  } catch (...) {
+    order.error = std::current_exception();
+  }
+}
+
+void SqliteStore::TellDone(const Orders& orders) {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  for (Order* order : orders) {
+    order->done = true;
+    order->changed.notify_one();
+  }
+}
+
+SqliteStore::Writing::Writing(SqliteStore& store)
+    : m_store(store),
+      m_guard(store.m_writing),
+      m_transaction(store.m_database),
+      m_operations(store.m_database) {}
+
+void SqliteStore::Writing::Commit() {
+  m_transaction.Commit();
+  for (const Change& change : m_operations.Changes()) m_store.Tell(change);
 }
 
 std::unique_ptr<Store> OpenStore(const std::string& file, MissingFile missing) {

@@ -2,39 +2,94 @@
 #ifndef SERVICE_STORE_SQLITE_SQLITESTORE_H_
 #define SERVICE_STORE_SQLITE_SQLITESTORE_H_
 
+#include <condition_variable>
 #include <cstdint>
+#include <exception>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "service/store/Store.h"
 #include "service/store/sqlite/Database.h"
-#include "service/store/sqlite/TotalsCache.h"
+#include "service/store/sqlite/SqliteTransaction.h"
 
 namespace cloudservice {
 
-class SqliteTransaction;
-
-// A store in one file. One connection, one thread.
+// A store in one file. One thread writes: everything that waits for it goes into one commit, so
+// that many writers share the time that the disk takes. Readers have connections of their own and
+// neither wait for the writer nor hold it up.
 class SqliteStore : public Store {
  public:
   // Opens the file, as OpenStore() does.
   explicit SqliteStore(const std::string& file, MissingFile missing = MissingFile::kCreate);
+  ~SqliteStore() override;
+  SqliteStore(const SqliteStore&) = delete;
+  SqliteStore& operator=(const SqliteStore&) = delete;
 
-  std::int64_t DataVersion() override { return m_database.DataVersion(); }
+  std::size_t Waiting() const override;
+  std::int64_t DataVersion() override;
   void Check() override;
   const std::string& UpgradeBackup() const override { return m_upgradeBackup; }
 
  protected:
   void RunRead(const Unit& work) override;
   void RunWrite(const Unit& work) override;
-  // Begin() starts a unit of work. End() commits it and tells the listener its changes.
-  std::unique_ptr<SqliteTransaction> Begin(DatabaseTransaction::Mode mode);
-  void End(SqliteTransaction& transaction);
+
+  // The writer's connection, for use within a unit of work of Write().
+  Database& WriterDatabase() { return m_database; }
+
+  // A transaction that whoever holds it may write in; all others wait for its end.
+  class Writing {
+   public:
+    explicit Writing(SqliteStore& store);
+    Transaction& Operations() { return m_operations; }
+    // Ends it, and tells its changes to the listener.
+    void Commit();
+
+   private:
+    SqliteStore& m_store;
+    const std::lock_guard<std::mutex> m_guard;
+    DatabaseTransaction m_transaction;
+    SqliteTransaction m_operations;
+  };
 
  private:
+  // A unit of work that waits for its commit.
+  struct Order {
+    const Unit& work;
+    std::exception_ptr error = nullptr;  // why nothing of it is kept
+    bool done = false;
+    std::condition_variable changed = {};
+  };
+  using Orders = std::vector<Order*>;
+
+  void WriteOrders();
+  void Commit(const Orders& orders);
+  // Runs the orders and commits them. False when SQLite has undone them all on the way.
+  // RunTogether() throws when the transaction cannot begin or end; TryTogether() gives the reason
+  // to the orders.
+  bool TryTogether(const Orders& orders);
+  bool RunTogether(const Orders& orders);
+  void RunOne(Order& order, std::vector<Change>& changes);
+  void TellDone(const Orders& orders);
+
+  std::unique_ptr<Database> TakeReader();
+  void PutReader(std::unique_ptr<Database> reader);
+
+  const std::string m_file;
+  std::mutex m_writing;  // guards m_database
   Database m_database;
   const std::string m_upgradeBackup;
-  TotalsCache m_totals;
+
+  mutable std::mutex m_mutex;  // guards the members below
+  std::condition_variable m_changed;
+  Orders m_orders;
+  bool m_stopping = false;
+  std::vector<std::unique_ptr<Database>> m_readers;  // those that nobody uses
+
+  std::thread m_writer;
 };
 
 }  // namespace cloudservice

@@ -10,18 +10,16 @@
 
 #include "service/store/Transaction.h"
 #include "service/store/sqlite/Database.h"
-#include "service/store/sqlite/TotalsCache.h"
 
 namespace cloudservice {
 
-// A unit of work on a database file.
+// The operations of a unit of work on a database file. Who makes one begins and ends the database's
+// own transaction.
 class SqliteTransaction : public Transaction {
  public:
-  // The database and the totals outlive the transaction.
-  SqliteTransaction(Database& database, TotalsCache& totals, DatabaseTransaction::Mode mode);
+  // The database outlives this object.
+  explicit SqliteTransaction(Database& database) : m_database(database) {}
 
-  // Ends the unit of work; its changes are on the disk then. Throws DatabaseError.
-  void Commit();
   // The changes so far of what appliances keep, for the store's listener.
   const std::vector<Change>& Changes() const { return m_changes; }
 
@@ -120,10 +118,7 @@ class SqliteTransaction : public Transaction {
   void NoteDocument(const std::string& manager, const DocumentName& document);
 
   Database& m_database;
-  TotalsCache& m_totals;
-  DatabaseTransaction m_transaction;
   std::vector<Change> m_changes;
-  bool m_countsChanged = false;  // something that CountTotals() counts
 };
 
 }  // namespace cloudservice

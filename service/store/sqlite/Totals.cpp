@@ -16,10 +16,6 @@ const Sql kBytes("SELECT page_count * page_size FROM pragma_page_count, pragma_p
 }  // namespace
 
 Totals SqliteTransaction::CountTotals() {
-  // Totals that this unit of work has changed are not kept: the change is not committed yet.
-  const std::int64_t version = m_database.DataVersion();
-  const std::optional<Totals> known = m_totals.Find(version);
-  if (known && !m_countsChanged) return *known;
   Statement select(m_database, kTotals);
   select.Step();
   Totals totals;
@@ -27,7 +23,6 @@ Totals SqliteTransaction::CountTotals() {
   totals.alarms = {select.Number(1), select.Number(2), select.Number(3)};
   totals.chassis = select.Number(4);
   totals.alarmed = {select.Number(5), select.Number(6), select.Number(7)};
-  if (!m_countsChanged) m_totals.Put(version, totals);
   return totals;
 }
 

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "service/store/sqlite/SqliteStore.h"
-#include "service/store/sqlite/SqliteTransaction.h"
 
 namespace cloudservice {
 
@@ -20,18 +19,18 @@ class TestStore : public SqliteStore {
   class Unit {
    public:
     explicit Unit(TestStore& store) : m_store(store) {
-      if (m_store.m_units++ > 0) return;
-      m_store.m_open = m_store.Begin(DatabaseTransaction::Mode::kWrite);
+      if (m_store.m_units == 0) m_store.m_open = std::make_unique<Writing>(m_store);
+      ++m_store.m_units;
     }
     ~Unit() noexcept(false) {
       if (--m_store.m_units > 0) return;
-      const std::unique_ptr<SqliteTransaction> ended = std::move(m_store.m_open);
-      if (std::uncaught_exceptions() == m_exceptions) m_store.End(*ended);
+      const std::unique_ptr<Writing> ended = std::move(m_store.m_open);
+      if (std::uncaught_exceptions() == m_exceptions) ended->Commit();
     }
     Unit(const Unit&) = delete;
     Unit& operator=(const Unit&) = delete;
 
-    Transaction* operator->() { return m_store.m_open.get(); }
+    Transaction* operator->() { return &m_store.m_open->Operations(); }
 
    private:
     TestStore& m_store;
@@ -40,9 +39,11 @@ class TestStore : public SqliteStore {
 
   Unit operator->() { return Unit(*this); }
 
+  using SqliteStore::WriterDatabase;
+
  private:
   int m_units = 0;
-  std::unique_ptr<SqliteTransaction> m_open;
+  std::unique_ptr<Writing> m_open;
 };
 
 }  // namespace cloudservice

@@ -39,7 +39,7 @@ class FeedTest : public ServiceTest {
 
   Operators operators{*store, [this] { return now; }, [this] { return steady; }};
   std::int64_t person = 0;
-  Feed feed{*store, operators, log, [this] { return now; }};
+  Feed feed{*store, operators, log, [this] { return now; }, [this] { feed.TellChanges(); }};
 };
 
 TEST_F(FeedTest, First_block_says_where_the_stream_is) {

@@ -36,7 +36,9 @@ class ServerTest : public testing::Test {
   void Start(boost::asio::ssl::context* tls = nullptr) {
     SessionContext context;
     context.limits = limits;
-    context.handler = [this](const Request& request) { return Answer(request); };
+    context.take = [this](const std::shared_ptr<const Request>& request, const Reply& reply) {
+      reply(Answer(*request));
+    };
     context.refuse = [this](unsigned status, const Request& request, const std::string& reason) {
       log.Line(request.method + " " + request.target.Text() + " " + reason);
       Response response;

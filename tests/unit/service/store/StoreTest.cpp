@@ -26,12 +26,13 @@ TEST_F(StoreTest, Schema_carries_its_version_and_is_made_once) {
   EXPECT_NO_THROW(TestStore{file});
 }
 
-TEST_F(StoreTest, What_a_reader_changes_does_not_stay) {
+TEST_F(StoreTest, Reader_cannot_change_anything) {
   TestStore store(file);
   store->AddManager({"u", "n", "{}", 1, {}}, "u");
   std::vector<Change> told;
   store.Listen([&](const Change& change) { told.push_back(change); });
-  store.Read([](Transaction& transaction) { transaction.DeleteManager("u"); });
+  EXPECT_THROW(store.Read([](Transaction& transaction) { transaction.DeleteManager("u"); }),
+               DatabaseError);
   EXPECT_TRUE(store->FindManager("u"));
   EXPECT_EQ(store->CountTotals().managers, 1);
   EXPECT_TRUE(told.empty());

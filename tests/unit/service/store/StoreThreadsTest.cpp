@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <atomic>
+#include <future>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "StoreTest.h"
+
+namespace cloudservice {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsSubsetOf;
+
+// A store on which several threads work at once.
+class StoreThreadsTest : public StoreTest {
+ protected:
+  ~StoreThreadsTest() override { JoinAll(); }
+
+  // Begins a unit of work on a thread of its own.
+  template <typename Work>
+  std::future<void> Writes(Work work) {
+    std::packaged_task<void()> task([this, work] { store.Write(work); });
+    std::future<void> end = task.get_future();
+    m_threads.emplace_back(std::move(task));
+    return end;
+  }
+  std::future<void> Adds(const std::string& uuid) {
+    return Writes([uuid](Transaction& transaction) {
+      transaction.AddManager({uuid, "n", "{}", 1, {}}, uuid);
+    });
+  }
+
+  // Holds the writer's thread in a unit of work until Release().
+  void Hold() {
+    std::promise<void> begun;
+    m_held = Writes([this, &begun](Transaction&) {
+      begun.set_value();
+      m_release.get_future().wait();
+    });
+    begun.get_future().wait();
+  }
+  void Release() {
+    m_release.set_value();
+    m_held.get();
+  }
+  // Returns when so many threads wait for the writer.
+  void AwaitWaiting(std::size_t count) {
+    while (store.Waiting() < count) std::this_thread::yield();
+  }
+  void JoinAll() {
+    for (std::thread& thread : m_threads) thread.join();
+    m_threads.clear();
+  }
+
+  std::int64_t Managers() {
+    return store.Read([](Transaction& transaction) { return transaction.CountTotals().managers; });
+  }
+
+  TestStore store{file};
+
+ private:
+  std::vector<std::thread> m_threads;
+  std::promise<void> m_release;
+  std::future<void> m_held;
+};
+
+TEST_F(StoreThreadsTest, All_that_waits_is_committed_at_once) {
+  constexpr int kWaiting = 10;
+  Hold();
+  for (int i = 0; i < kWaiting; ++i) Adds("u-" + std::to_string(i));
+  AwaitWaiting(kWaiting);
+  std::set<std::int64_t> seen;
+  store.Listen([&](const Change&) { seen.insert(Managers()); });
+  Release();
+  JoinAll();
+  EXPECT_THAT(seen, ElementsAre(kWaiting)) << "the first change is told when all are on the disk";
+}
+
+TEST_F(StoreThreadsTest, Unit_that_fails_leaves_the_others_of_its_commit_alone) {
+  Hold();
+  auto first = Adds("u-1");
+  AwaitWaiting(1);
+  auto wrong = Writes([](Transaction& transaction) {
+    transaction.AddManager({"u-2", "n", "{}", 1, {}}, "u-2");
+    throw std::runtime_error("changed its mind");
+  });
+  AwaitWaiting(2);
+  auto last = Adds("u-3");
+  AwaitWaiting(3);
+  std::vector<std::string> told;
+  store.Listen([&](const Change& change) { told.push_back(change.manager); });
+  Release();
+  EXPECT_NO_THROW(first.get());
+  EXPECT_THROW(wrong.get(), std::runtime_error);
+  EXPECT_NO_THROW(last.get());
+  EXPECT_THAT(told, ElementsAre("u-1", "u-3"));
+  EXPECT_FALSE(store->FindManager("u-2"));
+}
+
+TEST_F(StoreThreadsTest, Unit_with_which_all_is_undone_is_run_alone_and_so_are_the_others) {
+  Hold();
+  auto first = Adds("u-1");
+  AwaitWaiting(1);
+  auto wrong = Writes([this](Transaction&) {
+    // As after a full disk.
+    store.WriterDatabase().Execute("ROLLBACK");
+    throw DatabaseError("the disk is full");
+  });
+  AwaitWaiting(2);
+  auto last = Adds("u-3");
+  AwaitWaiting(3);
+  Release();
+  EXPECT_NO_THROW(first.get());
+  EXPECT_THROW(wrong.get(), DatabaseError);
+  EXPECT_NO_THROW(last.get());
+  EXPECT_TRUE(store->FindManager("u-1"));
+  EXPECT_TRUE(store->FindManager("u-3"));
+}
+
+TEST_F(StoreThreadsTest, Commit_that_fails_fails_for_all_that_are_in_it) {
+  store.WriterDatabase().Execute(
+      "CREATE TABLE a (id INTEGER PRIMARY KEY) STRICT;"
+      "CREATE TABLE b (a INTEGER REFERENCES a (id) DEFERRABLE INITIALLY DEFERRED) STRICT");
+  Hold();
+  auto first = Adds("u-1");
+  AwaitWaiting(1);
+  auto wrong = Writes(
+      [this](Transaction&) { store.WriterDatabase().Execute("INSERT INTO b (a) VALUES (1)"); });
+  AwaitWaiting(2);
+  int told = 0;
+  store.Listen([&](const Change&) { ++told; });
+  Release();
+  EXPECT_THROW(first.get(), DatabaseError);
+  EXPECT_THROW(wrong.get(), DatabaseError);
+  EXPECT_EQ(told, 0);
+  EXPECT_FALSE(store->FindManager("u-1"));
+  EXPECT_NO_THROW(Adds("u-1").get());
+}
+
+TEST_F(StoreThreadsTest, Lock_of_another_process_fails_writers_but_not_readers) {
+  sqlite3_busy_timeout(store.WriterDatabase().Handle(), 0);
+  Database other(file);
+  {
+    const DatabaseTransaction held(other);
+    EXPECT_THROW(Adds("u-1").get(), DatabaseError);
+    EXPECT_EQ(Managers(), 0);
+    EXPECT_THROW(store.Check(), DatabaseError);
+  }
+  EXPECT_NO_THROW(Adds("u-1").get());
+  EXPECT_NO_THROW(store.Check());
+}
+
+TEST_F(StoreThreadsTest, Readers_see_the_last_commit_while_a_writer_works) {
+  Adds("u-1").get();
+  std::promise<void> added;
+  std::promise<void> go;
+  auto writer = Writes([&](Transaction& transaction) {
+    transaction.AddManager({"u-2", "n", "{}", 1, {}}, "u-2");
+    added.set_value();
+    go.get_future().wait();
+  });
+  added.get_future().wait();
+  EXPECT_EQ(Managers(), 1);
+  go.set_value();
+  writer.get();
+  EXPECT_EQ(Managers(), 2);
+}
+
+TEST_F(StoreThreadsTest, Readers_do_not_wait_for_each_other) {
+  std::promise<void> begun;
+  std::promise<void> go;
+  std::thread slow([&] {
+    store.Read([&](Transaction&) {
+      begun.set_value();
+      go.get_future().wait();
+    });
+  });
+  begun.get_future().wait();
+  EXPECT_EQ(Managers(), 0);
+  go.set_value();
+  slow.join();
+}
+
+TEST_F(StoreThreadsTest, Many_threads_lose_nothing) {
+  constexpr int kThreads = 8;
+  constexpr int kBeats = 50;
+  for (int i = 0; i < kThreads; ++i)
+    store->AddManager({std::to_string(i), "n", "{}", 1, {}}, std::to_string(i));
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([this, i] {
+      for (int beat = 1; beat <= kBeats; ++beat) {
+        const std::string uuid = std::to_string(i);
+        const std::int64_t count = store.Write(
+            [&](Transaction& transaction) { return transaction.AddHeartbeat(uuid, beat, 60, ""); });
+        EXPECT_EQ(count, beat);
+        const auto seen = store.Read(
+            [&](Transaction& transaction) { return transaction.FindManager(uuid)->heartbeat; });
+        EXPECT_EQ(seen.count, beat);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST_F(StoreThreadsTest, End_of_the_store_waits_for_its_writers) {
+  std::optional<TestStore> ending(std::in_place, folder.File("e.db"));
+  std::promise<void> begun;
+  std::promise<void> go;
+  std::thread writer([&] {
+    ending->Write([&](Transaction& transaction) {
+      begun.set_value();
+      go.get_future().wait();
+      transaction.AddManager({"u", "n", "{}", 1, {}}, "u");
+    });
+  });
+  begun.get_future().wait();
+  go.set_value();
+  writer.join();
+  ending.reset();
+  EXPECT_TRUE(TestStore(folder.File("e.db"))->FindManager("u"));
+}
+
+}  // namespace
+}  // namespace cloudservice
