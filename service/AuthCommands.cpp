@@ -7,6 +7,7 @@
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "service/auth/Accounts.h"
 #include "service/auth/Operators.h"
@@ -33,22 +34,24 @@ void AddAccount(Store& store, const Options& options, const Clock& clock, std::i
   if (!options.secretFromInput) out << "registration key: " << key << "\n";
 }
 
+// Reads the whole list, each page in a transaction of its own, and shows each entry.
+template <typename Record>
+void ShowAll(Store& store, std::vector<Record> (Transaction::*list)(const ListPage<std::string>&),
+             void (*show)(const Record& record, std::ostream& out), std::ostream& out) {
+  ListPage<std::string> page = {std::nullopt, 1000};
+  for (;;) {
+    const std::vector<Record> records =
+        store.Read([&](Transaction& kept) { return (kept.*list)(page); });
+    if (records.empty()) return;
+    for (const Record& record : records) show(record, out);
+    page.after = KeyOf(records.back());
+  }
+}
+
 void ShowAccount(const AccountRecord& account, std::ostream& out) {
   out << Printable(account.email) << "  " << Counted(account.keys, "key", "keys") << ", "
       << Counted(account.managers, "appliance", "appliances") << ", since "
       << UtcTime(account.created) << "\n";
-}
-
-void ListAccounts(Store& store, std::ostream& out) {
-  constexpr std::int64_t kAtOnce = 1000;
-  std::string last;
-  for (;;) {
-    const auto accounts =
-        store.Read([&](Transaction& kept) { return kept.ListAccounts(last, kAtOnce); });
-    if (accounts.empty()) return;
-    for (const AccountRecord& account : accounts) ShowAccount(account, out);
-    last = accounts.back().email;
-  }
 }
 
 void RemoveAccount(Store& store, const Options& options) {
@@ -71,12 +74,9 @@ void AddOperator(Store& store, const Options& options, const Clock& clock, std::
   if (!options.secretFromInput) out << "password: " << password << "\n";
 }
 
-void ListOperators(Store& store, std::ostream& out) {
-  const auto people = store.Read([](Transaction& kept) { return kept.ListOperators(); });
-  for (const OperatorRecord& person : people) {
-    out << Printable(person.name) << "  " << (person.tokenHash ? "token" : "password") << ", since "
-        << UtcTime(person.created) << "\n";
-  }
+void ShowOperator(const OperatorRecord& person, std::ostream& out) {
+  out << Printable(person.name) << "  " << (person.tokenHash ? "token" : "password") << ", since "
+      << UtcTime(person.created) << "\n";
 }
 
 void RemoveOperator(Store& store, const Options& options) {
@@ -98,13 +98,13 @@ void RunOwnersCommand(const Options& options, const Clock& clock, std::istream& 
     case Command::kAddAccount:
       return AddAccount(store, options, clock, in, out);
     case Command::kListAccounts:
-      return ListAccounts(store, out);
+      return ShowAll(store, &Transaction::ListAccounts, ShowAccount, out);
     case Command::kRemoveAccount:
       return RemoveAccount(store, options);
     case Command::kAddOperator:
       return AddOperator(store, options, clock, in, out);
     case Command::kListOperators:
-      return ListOperators(store, out);
+      return ShowAll(store, &Transaction::ListOperators, ShowOperator, out);
     case Command::kRemoveOperator:
       return RemoveOperator(store, options);
     case Command::kServe:

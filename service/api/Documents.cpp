@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // The documents that an appliance has sent.
 #include <algorithm>
+#include <utility>
+#include <vector>
 
 #include "service/api/Api.h"
 #include "service/api/Error.h"
 #include "service/api/Find.h"
+#include "service/store/Lists.h"
 
 namespace cloudservice {
 
@@ -32,15 +35,20 @@ Json ResourceView(const DocumentRecord& record) {
 
 // In the order of their addresses.
 Response OperatorApi::ListResources(const Call& call) {
-  std::vector<DocumentRecord> records = m_store.Read([&](Transaction& store) {
+  // Of the documents only what is shown is kept: all together may be large.
+  std::vector<std::pair<std::string, Json>> views = m_store.Read([&](Transaction& store) {
     FindAppliance(store, call.uuid);
-    return store.ListDocuments(call.uuid);
+    std::vector<std::pair<std::string, Json>> made;
+    const auto add = [&](const DocumentRecord& record) {
+      made.emplace_back(UriOf(record.name), ResourceView(record));
+    };
+    ForEach(store, add, &Transaction::ListDocuments, call.uuid);
+    return made;
   });
-  std::sort(records.begin(), records.end(), [](const DocumentRecord& a, const DocumentRecord& b) {
-    return UriOf(a.name) < UriOf(b.name);
-  });
+  std::sort(views.begin(), views.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
   Json items = Json::array();
-  for (const DocumentRecord& record : records) items.push_back(ResourceView(record));
+  for (auto& view : views) items.push_back(std::move(view.second));
   return ApiAnswer(200, {{"items", std::move(items)}});
 }
 

@@ -175,9 +175,14 @@ void Feed::TellDue() {
   const std::int64_t to = std::max(m_looked, now);
   m_looked = now;
   if (from == to) return;
-  const auto due = m_store.Read([&](Transaction& store) { return store.ListDue(from, to); });
-  for (const std::string& uuid : due) {
-    Take({Change::What::kAppliance, uuid, 0, {}});
+  constexpr std::int64_t kDueAtOnce = 1000;
+  ListPage<DueAppliance> page = {std::nullopt, kDueAtOnce};
+  for (bool more = true; more;) {
+    const auto due =
+        m_store.Read([&](Transaction& store) { return store.ListDue(from, to, page); });
+    for (const DueAppliance& one : due) Take({Change::What::kAppliance, one.uuid, 0, {}});
+    more = due.size() == static_cast<std::size_t>(kDueAtOnce);
+    if (more) page.after = due.back();
   }
 }
 

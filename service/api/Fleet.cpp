@@ -6,6 +6,7 @@
 #include "service/api/Api.h"
 #include "service/api/Error.h"
 #include "service/api/Find.h"
+#include "service/store/Lists.h"
 
 namespace cloudservice {
 
@@ -123,12 +124,13 @@ Response OperatorApi::GetAppliance(const Call& call) {
     const std::optional<ManagerRecord> manager = store.FindManager(call.uuid);
     view["document"] = manager ? ParseStored(manager->document) : Json();
     Json list = Json::array();
-    for (const ChassisRecord& chassis : store.ListChassisRecords(call.uuid)) {
+    const auto add = [&](const ChassisRecord& chassis) {
       const Json name = TextOrNull(ParseStored(chassis.document), "Name");
       list.push_back({{"id", chassis.id},
                       {"name", name.is_string() ? name : Json("Chassis " + chassis.id)},
                       {"created", UtcTime(chassis.created)}});
-    }
+    };
+    ForEach(store, add, &Transaction::ListChassisRecords, call.uuid);
     view["chassisList"] = std::move(list);
     return ApiAnswer(200, view);
   });
@@ -137,7 +139,7 @@ Response OperatorApi::GetAppliance(const Call& call) {
 Response OperatorApi::ListAlarms(const Call& call) {
   std::vector<AlarmRecord> alarms = m_store.Read([&](Transaction& store) {
     FindAppliance(store, call.uuid);
-    return store.ListOpenAlarms(call.uuid);
+    return AllOf(store, &Transaction::ListOpenAlarms, call.uuid);
   });
   std::stable_sort(alarms.begin(), alarms.end(), [](const AlarmRecord& a, const AlarmRecord& b) {
     return SeverityOf(a.severity) < SeverityOf(b.severity);

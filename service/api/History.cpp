@@ -12,6 +12,7 @@
 #include "service/api/ReadingLabels.h"
 #include "service/api/Views.h"
 #include "service/json/Numbers.h"
+#include "service/store/Lists.h"
 
 namespace cloudservice {
 
@@ -105,9 +106,10 @@ Response OperatorApi::ListNumbers(const Call& call) {
   return m_store.Read([&](Transaction& store) {
     FindAppliance(store, call.uuid);
     std::map<std::string, std::vector<MemberRecord>> members;
-    for (MemberRecord& member : store.ListMembers(call.uuid, std::nullopt)) {
+    const auto add = [&](MemberRecord& member) {
       members[member.path].push_back(std::move(member));
-    }
+    };
+    ForEach(store, add, &Transaction::ListMembers, call.uuid, std::nullopt);
     Json items = Json::array();
     for (const auto& [path, ofPath] : members) {
       const auto record = store.FindDocument(call.uuid, DocumentAt(path));
@@ -132,7 +134,8 @@ Response OperatorApi::GetHistory(const Call& call) {
     const DocumentRecord record = FindDocument(store, call.uuid, uri);
     if (since >= until) throw ApiError(400, "\"since\" is not before \"until\".");
     const Json document = ParseStored(record.document);
-    std::vector<Place> places = PlacesOf(store.ListMembers(call.uuid, uri), document);
+    std::vector<Place> places =
+        PlacesOf(AllOf(store, &Transaction::ListMembers, call.uuid, uri), document);
     Keep(places, call.query, uri);
     if (places.size() > kMaxSeries) places.resize(kMaxSeries);
     Json list = Json::array();

@@ -11,6 +11,7 @@
 #include "service/redfish/Shape.h"
 #include "service/redfish/Views.h"
 #include "service/redfish/schema/Types.h"
+#include "service/store/Lists.h"
 #include "service/util/Secret.h"
 
 namespace cloudservice {
@@ -37,9 +38,8 @@ Json ChassisView(const Call& call, Transaction& store, const ChassisRecord& chas
 
 Answer ListChassis(const Call& call, Transaction& store) {
   std::vector<std::string> members;
-  for (const std::string& id : store.ListChassis(call.owner->uuid)) {
-    members.push_back(ChassisPath(id));
-  }
+  const auto add = [&](const ChassisName& chassis) { members.push_back(ChassisPath(chassis.id)); };
+  ForEach(store, add, &Transaction::ListChassis, call.owner->uuid);
   return Found(
       CollectionView(kChassisPath, types::kChassisCollection, "Chassis", members, call.query));
 }

@@ -13,6 +13,7 @@
 #include "service/redfish/Shape.h"
 #include "service/redfish/Views.h"
 #include "service/redfish/schema/Types.h"
+#include "service/store/Lists.h"
 
 namespace cloudservice {
 
@@ -158,7 +159,8 @@ Answer ListEvents(const Call& call, Transaction& store) {
                   "A filtered list takes neither \"after\" nor the options that begin with $.");
   }
   Json list = Json::array();
-  for (const std::int64_t id : store.ListEvents(filter)) list.push_back(Reference(EventPath(id)));
+  const auto add = [&](std::int64_t id) { list.push_back(Reference(EventPath(id))); };
+  ForEach(store, add, &Transaction::ListEvents, filter);
   return Found(std::move(list));
 }
 

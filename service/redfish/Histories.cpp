@@ -12,6 +12,7 @@
 #include "service/redfish/Shape.h"
 #include "service/redfish/Views.h"
 #include "service/redfish/schema/Types.h"
+#include "service/store/Lists.h"
 #include "service/util/Text.h"
 
 namespace cloudservice {
@@ -60,7 +61,7 @@ Json ValueView(const HistoryValue& value) {
 
 Answer ListMembers(const Call& call, Transaction& store, const std::string& path,
                    std::int64_t since) {
-  Json members = store.ListHistoryMembers(call.owner->uuid, path, since);
+  Json members = AllOf(store, &Transaction::ListHistoryMembers, call.owner->uuid, path, since);
   return Found({{"@odata.id", call.target.Path()},
                 {"@odata.type", kType},
                 {"Id", "History"},

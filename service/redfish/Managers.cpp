@@ -13,6 +13,7 @@
 #include "service/redfish/Shape.h"
 #include "service/redfish/Views.h"
 #include "service/redfish/schema/Types.h"
+#include "service/store/Lists.h"
 #include "service/util/Secret.h"
 
 namespace cloudservice {
@@ -158,9 +159,10 @@ Json Managers::View(const Call& call, Transaction& store, const ManagerRecord& m
   if (StateOf(manager, now) == State::kOffline) status["State"] = "UnavailableOffline";
 
   Json chassis = Json::array();
-  for (const std::string& id : store.ListChassis(manager.uuid)) {
-    chassis.push_back(Reference(ChassisPath(id)));
-  }
+  const auto link = [&](const ChassisName& one) {
+    chassis.push_back(Reference(ChassisPath(one.id)));
+  };
+  ForEach(store, link, &Transaction::ListChassis, manager.uuid);
   view["Links"]["ManagerForChassis"] = chassis;
   LinkResources(store, manager, std::nullopt, view);
   OemOf(view)["Heartbeat"] = HeartbeatView(manager, now);

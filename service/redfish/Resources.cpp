@@ -11,6 +11,7 @@
 #include "service/redfish/Shape.h"
 #include "service/redfish/Views.h"
 #include "service/redfish/schema/Types.h"
+#include "service/store/Lists.h"
 
 namespace cloudservice {
 
@@ -31,7 +32,7 @@ Answer GetResource(const Call& call, Transaction& store) {
 Answer GetSensors(const Call& call, Transaction& store) {
   const std::string path = call.target.Path();
   const std::string& owner = call.owner->uuid;
-  const std::vector<std::string> sensors = store.ListChildren(owner, path);
+  const std::vector<std::string> sensors = AllOf(store, &Transaction::ListChildren, owner, path);
   const std::optional<ResourceRecord> sent = store.FindResource(owner, path);
   if (sensors.empty() && !sent) throw NothingAt(path);
   Json view = CollectionView(path, types::kSensorCollection, "Sensors", sensors, call.query);

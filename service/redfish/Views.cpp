@@ -7,6 +7,7 @@
 #include "service/http/ResourcePaths.h"
 #include "service/redfish/Shape.h"
 #include "service/redfish/schema/Types.h"
+#include "service/store/Lists.h"
 
 namespace cloudservice {
 
@@ -94,7 +95,7 @@ Json ShapedFor(const Call& call, Transaction& store, const ManagerRecord& owner,
 void LinkResources(Transaction& store, const ManagerRecord& owner,
                    const std::optional<std::string>& chassis, Json& view) {
   Json documents = Json::array();
-  for (const std::string& path : store.ListResources(owner.uuid, chassis)) {
+  const auto link = [&](const std::string& path) {
     const std::string type = TypeAt(path);
     if (type == types::kDocument) {
       documents.push_back(Reference(path));
@@ -103,7 +104,8 @@ void LinkResources(Transaction& store, const ManagerRecord& owner,
     } else {
       view[SchemaOf(type)] = Reference(path);
     }
-  }
+  };
+  ForEach(store, link, &Transaction::ListResources, owner.uuid, chassis);
   Json& oem = OemOf(view);
   oem["History"] = Reference(view.at("@odata.id").get<std::string>() + kHistoryBelow);
   if (!documents.empty()) oem["Documents"] = documents;

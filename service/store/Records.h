@@ -16,6 +16,19 @@ namespace cloudservice {
 // Times are seconds since 1970, UTC. Documents are JSON texts: as they were sent, until a PATCH
 // changes them.
 
+// A page of a list: up to `limit` entries that follow the one with the key `after` in the list's
+// order. KeyOf() tells an entry's key. An entry that keeps its key is on exactly one of the pages
+// that follow each other, even if others come and go meanwhile, and the entry `after` as well.
+template <typename Key>
+struct ListPage {
+  std::optional<Key> after = std::nullopt;  // none: the page begins with the first entry
+  std::int64_t limit = 0;
+};
+
+// Entries that are keys themselves.
+inline const std::string& KeyOf(const std::string& text) { return text; }
+inline std::int64_t KeyOf(std::int64_t id) { return id; }
+
 // How long readings and events are kept, in seconds.
 struct Retention {
   std::int64_t history = 7 * 24 * 3600;
@@ -46,6 +59,7 @@ struct AccountRecord {
   std::int64_t keys = 0;      // number of its registration keys
   std::int64_t managers = 0;  // number of the managers that it has registered
 };
+inline const std::string& KeyOf(const AccountRecord& account) { return account.email; }
 
 struct OperatorRecord {
   std::int64_t id = 0;  // chosen by the store, never used twice
@@ -54,6 +68,7 @@ struct OperatorRecord {
   std::optional<std::string> tokenHash;
   std::int64_t created = 0;
 };
+inline const std::string& KeyOf(const OperatorRecord& person) { return person.name; }
 
 // A manager as operators see it in a list.
 struct ApplianceRecord {
@@ -78,6 +93,13 @@ struct FleetPlace {
   std::string label;                // the appliance's name, compared next
   std::string uuid;                 // compared last
 };
+
+// An appliance that becomes late or offline.
+struct DueAppliance {
+  std::int64_t time = 0;  // when
+  std::string uuid;
+};
+inline const DueAppliance& KeyOf(const DueAppliance& due) { return due; }
 
 // A part of the list of all appliances.
 struct FleetFilter {
@@ -105,13 +127,23 @@ struct AlarmRecord {
   std::string document;  // the document of that event
   std::int64_t opened = 0;
 };
+inline std::int64_t KeyOf(const AlarmRecord& alarm) { return alarm.id; }
 
 struct ChassisRecord {
-  std::string id;
+  std::string id;       // of all chassis there are and were no other has it
   std::string manager;  // the UUID of its manager
   std::string document;
   std::int64_t created = 0;
+  std::int64_t number = 0;  // chosen by the store: greater than those of chassis created before
 };
+inline std::int64_t KeyOf(const ChassisRecord& chassis) { return chassis.number; }
+
+// A chassis without its document.
+struct ChassisName {
+  std::string id;
+  std::int64_t number = 0;  // as in ChassisRecord
+};
+inline std::int64_t KeyOf(const ChassisName& chassis) { return chassis.number; }
 
 struct ResourceRecord {
   std::string path;
@@ -169,7 +201,18 @@ struct DocumentRecord {
   DocumentName name;
   std::string document;
   std::int64_t changed = 0;
+  std::int64_t number = 0;  // as in ChassisRecord; 0: the document is not a chassis' own
 };
+
+// The place of a document in the list of a manager's documents.
+struct DocumentPlace {
+  DocumentName::Kind kind = DocumentName::Kind::kManager;
+  std::int64_t number = 0;  // kChassis: as in ChassisRecord
+  std::string path;         // kResource
+};
+inline DocumentPlace KeyOf(const DocumentRecord& document) {
+  return {document.name.kind, document.number, document.name.name};
+}
 
 // A number that has a history.
 struct MemberRecord {
@@ -177,6 +220,13 @@ struct MemberRecord {
   std::string path;
   std::string name;
 };
+
+// The place of a number in the list of a manager's numbers.
+struct MemberPlace {
+  std::string path;
+  std::string name;
+};
+inline MemberPlace KeyOf(const MemberRecord& member) { return {member.path, member.name}; }
 
 // An event as the log shows it.
 struct LoggedEvent {

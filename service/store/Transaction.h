@@ -16,6 +16,9 @@ namespace cloudservice {
 // its changes are kept as a whole or not at all. A back end implements these operations and hides
 // how data are kept. A transaction lives during Store::Read or Store::Write, on their thread. Every
 // operation throws DatabaseError.
+//
+// Lists come in pages; what needs a whole list inside one transaction reads it by AllOf() or
+// ForEach() of Lists.h.
 class Transaction {
  public:
   virtual ~Transaction() = default;
@@ -44,8 +47,11 @@ class Transaction {
   virtual bool HasChassis(const std::string& manager, const std::string& id) = 0;
   virtual std::optional<ChassisRecord> FindChassis(const std::string& manager,
                                                    const std::string& id) = 0;
-  // The identifiers of the manager's chassis, in the order of creation.
-  virtual std::vector<std::string> ListChassis(const std::string& manager) = 0;
+  // The manager's chassis in the order of creation, with their documents and without.
+  virtual std::vector<ChassisRecord> ListChassisRecords(const std::string& manager,
+                                                        const ListPage<std::int64_t>& page) = 0;
+  virtual std::vector<ChassisName> ListChassis(const std::string& manager,
+                                               const ListPage<std::int64_t>& page) = 0;
   virtual void SetChassisDocument(const std::string& id, const std::string& document,
                                   const Readings& readings) = 0;
   // Deletes the chassis with its resources and alarms; its events stay.
@@ -57,18 +63,19 @@ class Transaction {
   // The paths of the resources below the chassis, or, without one, below the manager itself, in
   // ascending order.
   virtual std::vector<std::string> ListResources(const std::string& manager,
-                                                 const std::optional<std::string>& chassis) = 0;
+                                                 const std::optional<std::string>& chassis,
+                                                 const ListPage<std::string>& page) = 0;
   // The paths of the resources one segment below `path`, in ascending order.
-  virtual std::vector<std::string> ListChildren(const std::string& manager,
-                                                const std::string& path) = 0;
+  virtual std::vector<std::string> ListChildren(const std::string& manager, const std::string& path,
+                                                const ListPage<std::string>& page) = 0;
   virtual bool HasChildren(const std::string& manager, const std::string& path) = 0;
   virtual void PutResource(const ResourceRecord& resource, const Readings& readings) = 0;
 
   // The names of the document's numbers that have a reading not older than `since`, in ascending
   // order.
   virtual std::vector<std::string> ListHistoryMembers(const std::string& manager,
-                                                      const std::string& path,
-                                                      std::int64_t since) = 0;
+                                                      const std::string& path, std::int64_t since,
+                                                      const ListPage<std::string>& page) = 0;
   // The readings in the order of arrival; empty also for an unknown number.
   virtual std::vector<HistoryValue> ListHistory(const HistoryFilter& filter) = 0;
   // Sets the time of each last heartbeat that is later than `now` to `now`. Such times remain when
@@ -84,14 +91,15 @@ class Transaction {
   virtual StoredEvent AddEvent(const EventRecord& event, const std::string& alarm) = 0;
   virtual std::optional<EventRecord> FindEvent(const std::string& manager, std::int64_t id) = 0;
   // The identifiers of the events that pass the filter, or stand on the page, oldest first.
-  virtual std::vector<std::int64_t> ListEvents(const EventFilter& filter) = 0;
+  virtual std::vector<std::int64_t> ListEvents(const EventFilter& filter,
+                                               const ListPage<std::int64_t>& page) = 0;
   virtual std::vector<std::int64_t> ListEventPage(const EventPage& page) = 0;
   // The number of all events of the manager.
   virtual std::int64_t CountEvents(const std::string& manager) = 0;
 
   virtual std::optional<AccountRecord> FindAccount(const std::string& email) = 0;
-  // Up to `limit` accounts whose e-mail addresses follow `after`, in ascending order.
-  virtual std::vector<AccountRecord> ListAccounts(const std::string& after, std::int64_t limit) = 0;
+  // All accounts, in ascending order of their e-mail addresses.
+  virtual std::vector<AccountRecord> ListAccounts(const ListPage<std::string>& page) = 0;
   // Whether any account has a key.
   virtual bool HasAccounts() = 0;
   // Adds a key to the account, and makes the account when there is none. With `replace` the key
@@ -111,7 +119,7 @@ class Transaction {
   virtual std::optional<OperatorRecord> FindOperator(std::int64_t id) = 0;
   virtual std::optional<OperatorRecord> FindOperatorByToken(const std::string& tokenHash) = 0;
   // All operators, in ascending order of their names.
-  virtual std::vector<OperatorRecord> ListOperators() = 0;
+  virtual std::vector<OperatorRecord> ListOperators(const ListPage<std::string>& page) = 0;
   // False when there is no operator of this name.
   virtual bool DeleteOperator(const std::string& name) = 0;
 
@@ -123,22 +131,26 @@ class Transaction {
   virtual std::int64_t CountAppliances(const FleetFilter& filter) = 0;
   virtual StateCounts CountStates(std::int64_t now) = 0;
   virtual std::optional<ApplianceRecord> FindAppliance(const std::string& uuid) = 0;
-  // The UUIDs of the appliances that become late or offline after the time `from` and not after
-  // `to`.
-  virtual std::vector<std::string> ListDue(std::int64_t from, std::int64_t to) = 0;
+  // The appliances that become late or offline after the time `from` and not after `to`, in the
+  // order of these times and of UUIDs. One that becomes both is there once, when it becomes
+  // offline.
+  virtual std::vector<DueAppliance> ListDue(std::int64_t from, std::int64_t to,
+                                            const ListPage<DueAppliance>& page) = 0;
   // The manager's open alarms, newest first.
-  virtual std::vector<AlarmRecord> ListOpenAlarms(const std::string& manager) = 0;
+  virtual std::vector<AlarmRecord> ListOpenAlarms(const std::string& manager,
+                                                  const ListPage<std::int64_t>& page) = 0;
   virtual std::vector<LoggedEvent> ListLog(const LogFilter& filter) = 0;
-  virtual std::vector<ChassisRecord> ListChassisRecords(const std::string& manager) = 0;
   // The documents of the manager itself, then of its chassis in the order of creation, then of its
   // resources in the order of paths.
-  virtual std::vector<DocumentRecord> ListDocuments(const std::string& manager) = 0;
+  virtual std::vector<DocumentRecord> ListDocuments(const std::string& manager,
+                                                    const ListPage<DocumentPlace>& page) = 0;
   virtual std::optional<DocumentRecord> FindDocument(const std::string& manager,
                                                      const DocumentName& name) = 0;
   // The numbers that have a history, in all documents of the manager or in that at `path`, in the
   // order of paths and names.
   virtual std::vector<MemberRecord> ListMembers(const std::string& manager,
-                                                const std::optional<std::string>& path) = 0;
+                                                const std::optional<std::string>& path,
+                                                const ListPage<MemberPlace>& page) = 0;
   // Calls `take` with each reading from the time `since` on and before `until`, in the order of
   // time.
   virtual void ReadHistory(

@@ -10,7 +10,7 @@ const std::string kAccount =
     "SELECT id, email, created, "
     "(SELECT count(*) FROM registration_key WHERE account = account.id), "
     "(SELECT count(*) FROM manager WHERE account = account.id) FROM account ";
-const Sql kAccountsBehind(kAccount + "WHERE email > ? ORDER BY email LIMIT ?");
+const Sql kAccountsFrom(kAccount + "WHERE email >= ? ORDER BY email LIMIT ?");
 const Sql kAccountByEmail(kAccount + "WHERE email = ?");
 const Sql kAnyKey("SELECT 1 FROM registration_key ORDER BY id LIMIT 1");
 const Sql kKeys("SELECT hash FROM registration_key WHERE account = ? ORDER BY id");
@@ -37,10 +37,9 @@ std::optional<AccountRecord> SqliteTransaction::FindAccount(const std::string& e
   return ReadAccount(select);
 }
 
-std::vector<AccountRecord> SqliteTransaction::ListAccounts(const std::string& after,
-                                                           std::int64_t limit) {
-  Statement select(m_database, kAccountsBehind);
-  select.Bind(after).Bind(limit);
+std::vector<AccountRecord> SqliteTransaction::ListAccounts(const ListPage<std::string>& page) {
+  Statement select(m_database, kAccountsFrom);
+  select.Bind(FirstText(page.after)).Bind(page.limit);
   std::vector<AccountRecord> accounts;
   while (select.Step()) accounts.push_back(ReadAccount(select));
   return accounts;

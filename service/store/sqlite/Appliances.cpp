@@ -17,28 +17,30 @@ const Sql kAppliance(
 // Searches the time of being late and that of being offline apart, so that each search has its
 // index.
 const Sql kDue(
-    "SELECT uuid FROM manager WHERE late_at > ?1 AND late_at <= ?2 UNION "
-    "SELECT uuid FROM manager WHERE offline_at > ?1 AND offline_at <= ?2");
+    "SELECT late_at AS time, uuid FROM manager "
+    "WHERE (late_at, uuid) >= (?1, ?2) AND late_at <= ?3 AND offline_at > ?3 "
+    "UNION ALL SELECT offline_at, uuid FROM manager "
+    "WHERE (offline_at, uuid) >= (?1, ?2) AND offline_at <= ?3 "
+    "ORDER BY time, uuid LIMIT ?4");
 
 const std::string kManagerDocuments =
-    "SELECT uuid, document, changed FROM manager "
+    "SELECT uuid, document, changed, 0 FROM manager "
     "JOIN manager_document ON manager_document.manager = uuid WHERE uuid = ?1";
 const std::string kChassisDocuments =
-    "SELECT id, document, changed FROM chassis WHERE manager = ?1";
+    "SELECT id, document, changed, rowid FROM chassis WHERE manager = ?1";
 const std::string kResourceDocuments =
-    "SELECT path, document, changed FROM resource WHERE manager = ?1";
-const Sql kAllOfManager(kManagerDocuments);
-const Sql kAllOfChassis(kChassisDocuments + " ORDER BY rowid");
-const Sql kAllOfResources(kResourceDocuments + " ORDER BY path");
+    "SELECT path, document, changed, 0 FROM resource WHERE manager = ?1";
+const Sql kPageOfManager(kManagerDocuments + " LIMIT ?2");
+const Sql kPageOfChassis(kChassisDocuments + " AND rowid > ?3 ORDER BY rowid LIMIT ?2");
+const Sql kPageOfResources(kResourceDocuments + " AND path >= ?3 ORDER BY path LIMIT ?2");
 const Sql kOneOfManager(kManagerDocuments + " AND uuid = ?2");
 const Sql kOneOfChassis(kChassisDocuments + " AND id = ?2");
 const Sql kOneOfResources(kResourceDocuments + " AND path = ?2");
 
-const Sql kChassis(
-    "SELECT id, manager, document, created FROM chassis WHERE manager = ? ORDER BY rowid");
-const Sql kMembers("SELECT id, path, name FROM member WHERE manager = ? ORDER BY path, name");
-const Sql kMembersOfPath(
-    "SELECT id, path, name FROM member WHERE manager = ? AND path = ? ORDER BY path, name");
+const std::string kMemberOf = "SELECT id, path, name FROM member WHERE manager = ? AND ";
+const std::string kPlaceBehind = "(path, name) >= (?, ?) ORDER BY path, name LIMIT ?";
+const Sql kMembers(kMemberOf + kPlaceBehind);
+const Sql kMembersOfPath(kMemberOf + "path = ? AND " + kPlaceBehind);
 const Sql kHistory(
     "SELECT time, value FROM reading "
     "WHERE member = ? AND time >= ? AND time < ? ORDER BY time, id");
@@ -62,9 +64,9 @@ ApplianceRecord ReadAppliance(const Statement& select) {
 
 using Kind = DocumentName::Kind;
 
-const Sql& AllOf(Kind kind) {
-  if (kind == Kind::kManager) return kAllOfManager;
-  return kind == Kind::kChassis ? kAllOfChassis : kAllOfResources;
+const Sql& PageOf(Kind kind) {
+  if (kind == Kind::kManager) return kPageOfManager;
+  return kind == Kind::kChassis ? kPageOfChassis : kPageOfResources;
 }
 
 const Sql& OneOf(Kind kind) {
@@ -73,7 +75,7 @@ const Sql& OneOf(Kind kind) {
 }
 
 DocumentRecord ReadDocument(Kind kind, const Statement& select) {
-  return {{kind, select.Text(0)}, select.Text(1), select.Number(2)};
+  return {{kind, select.Text(0)}, select.Text(1), select.Number(2), select.Number(3)};
 }
 
 }  // namespace
@@ -85,30 +87,36 @@ std::optional<ApplianceRecord> SqliteTransaction::FindAppliance(const std::strin
   return ReadAppliance(select);
 }
 
-std::vector<std::string> SqliteTransaction::ListDue(std::int64_t from, std::int64_t to) {
+std::vector<DueAppliance> SqliteTransaction::ListDue(std::int64_t from, std::int64_t to,
+                                                     const ListPage<DueAppliance>& page) {
   Statement select(m_database, kDue);
-  select.Bind(from).Bind(to);
-  std::vector<std::string> uuids;
-  while (select.Step()) uuids.push_back(select.Text(0));
-  return uuids;
+  select.Bind(page.after ? page.after->time : from + 1);
+  select.Bind(page.after ? FirstText(page.after->uuid) : std::string());
+  select.Bind(to).Bind(page.limit);
+  std::vector<DueAppliance> due;
+  while (select.Step()) due.push_back({select.Number(0), select.Text(1)});
+  return due;
 }
 
-std::vector<ChassisRecord> SqliteTransaction::ListChassisRecords(const std::string& manager) {
-  Statement select(m_database, kChassis);
-  select.Bind(manager);
-  std::vector<ChassisRecord> list;
-  while (select.Step()) {
-    list.push_back({select.Text(0), select.Text(1), select.Text(2), select.Number(3)});
-  }
-  return list;
+void SqliteTransaction::ListDocumentsOf(Kind kind, const std::string& manager,
+                                        const ListPage<DocumentPlace>& page,
+                                        std::vector<DocumentRecord>& documents) {
+  const auto listed = static_cast<std::int64_t>(documents.size());
+  const bool within = page.after && page.after->kind == kind;
+  // There is no second document of the manager itself.
+  if (kind == Kind::kManager && within) return;
+  Statement select(m_database, PageOf(kind));
+  select.Bind(manager).Bind(page.limit - listed);
+  if (kind == Kind::kChassis) select.Bind(within ? page.after->number : 0);
+  if (kind == Kind::kResource) select.Bind(within ? FirstText(page.after->path) : std::string());
+  while (select.Step()) documents.push_back(ReadDocument(kind, select));
 }
 
-std::vector<DocumentRecord> SqliteTransaction::ListDocuments(const std::string& manager) {
+std::vector<DocumentRecord> SqliteTransaction::ListDocuments(const std::string& manager,
+                                                             const ListPage<DocumentPlace>& page) {
   std::vector<DocumentRecord> documents;
   for (const Kind kind : {Kind::kManager, Kind::kChassis, Kind::kResource}) {
-    Statement select(m_database, AllOf(kind));
-    select.Bind(manager);
-    while (select.Step()) documents.push_back(ReadDocument(kind, select));
+    if (!page.after || kind >= page.after->kind) ListDocumentsOf(kind, manager, page, documents);
   }
   return documents;
 }
@@ -122,10 +130,13 @@ std::optional<DocumentRecord> SqliteTransaction::FindDocument(const std::string&
 }
 
 std::vector<MemberRecord> SqliteTransaction::ListMembers(const std::string& manager,
-                                                         const std::optional<std::string>& path) {
+                                                         const std::optional<std::string>& path,
+                                                         const ListPage<MemberPlace>& page) {
   Statement select(m_database, path ? kMembersOfPath : kMembers);
   select.Bind(manager);
   if (path) select.Bind(*path);
+  select.Bind(page.after ? page.after->path : std::string());
+  select.Bind(page.after ? FirstText(page.after->name) : std::string()).Bind(page.limit);
   std::vector<MemberRecord> members;
   while (select.Step()) members.push_back({select.Number(0), select.Text(1), select.Text(2)});
   return members;

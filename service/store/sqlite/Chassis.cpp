@@ -9,9 +9,11 @@ namespace {
 const Sql kAddChassis(
     "INSERT INTO chassis (id, manager, document, created, changed) VALUES (?, ?, ?, ?, ?)");
 const Sql kChassisById(
-    "SELECT id, manager, document, created FROM chassis WHERE id = ? AND manager = ?");
+    "SELECT id, manager, document, created, rowid FROM chassis WHERE id = ? AND manager = ?");
 const Sql kHasChassis("SELECT 1 FROM chassis WHERE id = ? AND manager = ?");
-const Sql kChassisIds("SELECT id FROM chassis WHERE manager = ? ORDER BY rowid");
+const std::string kBehind = "FROM chassis WHERE manager = ? AND rowid > ? ORDER BY rowid LIMIT ?";
+const Sql kChassisRecords("SELECT id, manager, document, created, rowid " + kBehind);
+const Sql kChassisNames("SELECT id, rowid " + kBehind);
 const Sql kOwnerOfChassis("SELECT manager FROM chassis WHERE id = ?");
 const Sql kChangeChassis("UPDATE chassis SET document = ?, changed = ? WHERE id = ?");
 const Sql kDeleteChassis("DELETE FROM chassis WHERE id = ?");
@@ -20,6 +22,10 @@ const Sql kCountAlarmsAnew(
     "SELECT coalesce(sum(rank = 0), 0), coalesce(sum(rank = 1), 0), coalesce(sum(rank = 2), 0) "
     "FROM chassis CROSS JOIN alarm ON alarm.chassis = chassis.id AND alarm.closed IS NULL "
     "WHERE chassis.manager = manager.uuid) WHERE uuid = ?");
+
+ChassisRecord ReadChassis(const Statement& select) {
+  return {select.Text(0), select.Text(1), select.Text(2), select.Number(3), select.Number(4)};
+}
 
 }  // namespace
 
@@ -45,15 +51,25 @@ std::optional<ChassisRecord> SqliteTransaction::FindChassis(const std::string& m
   Statement select(m_database, kChassisById);
   select.Bind(id).Bind(manager);
   if (!select.Step()) return std::nullopt;
-  return ChassisRecord{select.Text(0), select.Text(1), select.Text(2), select.Number(3)};
+  return ReadChassis(select);
 }
 
-std::vector<std::string> SqliteTransaction::ListChassis(const std::string& manager) {
-  Statement select(m_database, kChassisIds);
-  select.Bind(manager);
-  std::vector<std::string> ids;
-  while (select.Step()) ids.push_back(select.Text(0));
-  return ids;
+std::vector<ChassisRecord> SqliteTransaction::ListChassisRecords(
+    const std::string& manager, const ListPage<std::int64_t>& page) {
+  Statement select(m_database, kChassisRecords);
+  select.Bind(manager).Bind(page.after.value_or(0)).Bind(page.limit);
+  std::vector<ChassisRecord> list;
+  while (select.Step()) list.push_back(ReadChassis(select));
+  return list;
+}
+
+std::vector<ChassisName> SqliteTransaction::ListChassis(const std::string& manager,
+                                                        const ListPage<std::int64_t>& page) {
+  Statement select(m_database, kChassisNames);
+  select.Bind(manager).Bind(page.after.value_or(0)).Bind(page.limit);
+  std::vector<ChassisName> list;
+  while (select.Step()) list.push_back({select.Text(0), select.Number(1)});
+  return list;
 }
 
 void SqliteTransaction::SetChassisDocument(const std::string& id, const std::string& document,

@@ -41,7 +41,7 @@ const Sql kOpenAlarms(
     "event.document, alarm.opened FROM chassis "
     "CROSS JOIN alarm ON alarm.chassis = chassis.id AND alarm.closed IS NULL "
     "CROSS JOIN event ON event.id = alarm.event "
-    "WHERE chassis.manager = ? ORDER BY alarm.id DESC");
+    "WHERE chassis.manager = ? AND alarm.id < ? ORDER BY alarm.id DESC LIMIT ?");
 
 using Bounds = std::numeric_limits<std::int64_t>;
 
@@ -86,9 +86,10 @@ std::vector<LoggedEvent> SqliteTransaction::ListLog(const LogFilter& filter) {
   return log;
 }
 
-std::vector<AlarmRecord> SqliteTransaction::ListOpenAlarms(const std::string& manager) {
+std::vector<AlarmRecord> SqliteTransaction::ListOpenAlarms(const std::string& manager,
+                                                           const ListPage<std::int64_t>& page) {
   Statement select(m_database, kOpenAlarms);
-  select.Bind(manager);
+  select.Bind(manager).Bind(page.after.value_or(Bounds::max())).Bind(page.limit);
   std::vector<AlarmRecord> alarms;
   while (select.Step()) {
     alarms.push_back({select.Number(0), select.Number(1), select.Text(2), select.Text(3),

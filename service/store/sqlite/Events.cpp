@@ -28,18 +28,19 @@ const Sql kCountEvents("SELECT events FROM manager WHERE uuid = ?");
 const Sql kEventPage(
     "SELECT id FROM event WHERE manager = ? AND id > ? ORDER BY id LIMIT ? OFFSET ?");
 const Sql kOfAll(
-    "SELECT id FROM event WHERE manager = ?1 AND (?3 IS NULL OR severity = ?3) ORDER BY id");
+    "SELECT id FROM event WHERE manager = ?1 AND (?3 IS NULL OR severity = ?3) AND id > ?4 "
+    "ORDER BY id LIMIT ?5");
 const Sql kOfChassis(
     "SELECT id FROM event WHERE manager = ?1 AND chassis = ?2 AND (?3 IS NULL OR severity = ?3) "
-    "ORDER BY id");
+    "AND id > ?4 ORDER BY id LIMIT ?5");
 // Searches from the alarms, since most events have no alarm.
 const std::string kOfAlarms =
     "SELECT event.id FROM chassis CROSS JOIN alarm ON alarm.chassis = chassis.id "
     "CROSS JOIN event ON event.id = alarm.event "
     "WHERE chassis.manager = ?1 AND (?2 IS NULL OR chassis.id = ?2) "
-    "AND (?3 IS NULL OR event.severity = ?3) AND alarm.closed ";
-const Sql kOfOpenAlarms(kOfAlarms + "IS NULL ORDER BY event.id");
-const Sql kOfClosedAlarms(kOfAlarms + "IS NOT NULL ORDER BY event.id");
+    "AND (?3 IS NULL OR event.severity = ?3) AND event.id > ?4 AND alarm.closed ";
+const Sql kOfOpenAlarms(kOfAlarms + "IS NULL ORDER BY event.id LIMIT ?5");
+const Sql kOfClosedAlarms(kOfAlarms + "IS NOT NULL ORDER BY event.id LIMIT ?5");
 
 const Sql& Listing(const EventFilter& filter) {
   if (filter.cleared) return *filter.cleared ? kOfClosedAlarms : kOfOpenAlarms;
@@ -152,9 +153,11 @@ std::optional<EventRecord> SqliteTransaction::FindEvent(const std::string& manag
   return event;
 }
 
-std::vector<std::int64_t> SqliteTransaction::ListEvents(const EventFilter& filter) {
+std::vector<std::int64_t> SqliteTransaction::ListEvents(const EventFilter& filter,
+                                                        const ListPage<std::int64_t>& page) {
   Statement select(m_database, Listing(filter));
   select.Bind(filter.manager).Bind(filter.chassis).Bind(filter.severity);
+  select.Bind(page.after.value_or(0)).Bind(page.limit);
   return Identifiers(select);
 }
 

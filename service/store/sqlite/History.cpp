@@ -17,8 +17,9 @@ const Sql kAddMember(
     "WHERE (SELECT count(*) FROM member WHERE path = ?) < ?");
 const Sql kAddReading("INSERT INTO reading (member, time, value) VALUES (?, ?, ?)");
 const Sql kNames(
-    "SELECT name FROM member WHERE manager = ? AND path = ? AND EXISTS "
-    "(SELECT 1 FROM reading WHERE reading.member = member.id AND time >= ?) ORDER BY name");
+    "SELECT name FROM member WHERE manager = ? AND path = ? AND name >= ? AND EXISTS "
+    "(SELECT 1 FROM reading WHERE reading.member = member.id AND time >= ?) "
+    "ORDER BY name LIMIT ?");
 const Sql kValues(
     "SELECT reading.id, time, value FROM reading "
     "WHERE member = (SELECT id FROM member WHERE path = ? AND name = ? AND manager = ?) "
@@ -68,9 +69,10 @@ void SqliteTransaction::AddReadings(const Readings& readings) {
 
 std::vector<std::string> SqliteTransaction::ListHistoryMembers(const std::string& manager,
                                                                const std::string& path,
-                                                               std::int64_t since) {
+                                                               std::int64_t since,
+                                                               const ListPage<std::string>& page) {
   Statement select(m_database, kNames);
-  select.Bind(manager).Bind(path).Bind(since);
+  select.Bind(manager).Bind(path).Bind(FirstText(page.after)).Bind(since).Bind(page.limit);
   std::vector<std::string> names;
   while (select.Step()) names.push_back(select.Text(0));
   return names;

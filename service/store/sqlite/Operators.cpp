@@ -7,7 +7,7 @@ namespace cloudservice {
 namespace {
 
 const std::string kOperator = "SELECT id, name, password_hash, token_hash, created FROM operator ";
-const Sql kAllOperators(kOperator + "ORDER BY name");
+const Sql kOperatorsFrom(kOperator + "WHERE name >= ? ORDER BY name LIMIT ?");
 const Sql kOperatorByName(kOperator + "WHERE name = ?");
 const Sql kOperatorById(kOperator + "WHERE id = ?");
 const Sql kOperatorByToken(kOperator + "WHERE token_hash = ?");
@@ -53,8 +53,9 @@ std::optional<OperatorRecord> SqliteTransaction::FindOperatorByToken(const std::
   return OperatorBy(m_database, kOperatorByToken, tokenHash);
 }
 
-std::vector<OperatorRecord> SqliteTransaction::ListOperators() {
-  Statement select(m_database, kAllOperators);
+std::vector<OperatorRecord> SqliteTransaction::ListOperators(const ListPage<std::string>& page) {
+  Statement select(m_database, kOperatorsFrom);
+  select.Bind(FirstText(page.after)).Bind(page.limit);
   std::vector<OperatorRecord> operators;
   while (select.Step()) operators.push_back(ReadOperator(select));
   return operators;

@@ -10,22 +10,23 @@ const Sql kResourceByPath(
     "SELECT path, manager, chassis, document, changed FROM resource "
     "WHERE path = ? AND manager = ?");
 const Sql kHasResource("SELECT 1 FROM resource WHERE path = ? AND manager = ?");
-const Sql kPaths("SELECT path FROM resource WHERE manager = ? AND chassis IS ? ORDER BY path");
+const Sql kPaths(
+    "SELECT path FROM resource WHERE manager = ? AND chassis IS ? AND path >= ? "
+    "ORDER BY path LIMIT ?");
 // The paths below PATH lie between PATH/ and PATH0, since "0" comes after "/". The plus keeps the
 // search away from the index of managers, so that it uses the paths.
 const Sql kChildren(
-    "SELECT path FROM resource WHERE path > ? AND path < ? AND +manager = ? "
-    "AND instr(substr(path, ?), '/') = 0 ORDER BY path");
+    "SELECT path FROM resource WHERE path >= ? AND path < ? AND +manager = ? "
+    "AND instr(substr(path, ?), '/') = 0 ORDER BY path LIMIT ?");
 const Sql kPutResource(
     "INSERT INTO resource (path, manager, chassis, document, changed) "
     "VALUES (?, ?, ?, ?, ?) ON CONFLICT (path) "
     "DO UPDATE SET document = excluded.document, changed = excluded.changed");
 
-void BindChildren(Statement& select, const std::string& manager, const std::string& path) {
-  select.Bind(path + "/")
-      .Bind(path + "0")
-      .Bind(manager)
-      .Bind(static_cast<std::int64_t>(path.size() + 2));
+std::vector<std::string> TextsOf(Statement& select) {
+  std::vector<std::string> texts;
+  while (select.Step()) texts.push_back(select.Text(0));
+  return texts;
 }
 
 }  // namespace
@@ -49,28 +50,26 @@ std::optional<ResourceRecord> SqliteTransaction::FindResource(const std::string&
   return resource;
 }
 
-std::vector<std::string> SqliteTransaction::ListResources(
-    const std::string& manager, const std::optional<std::string>& chassis) {
+std::vector<std::string> SqliteTransaction::ListResources(const std::string& manager,
+                                                          const std::optional<std::string>& chassis,
+                                                          const ListPage<std::string>& page) {
   Statement select(m_database, kPaths);
-  select.Bind(manager).Bind(chassis);
-  std::vector<std::string> paths;
-  while (select.Step()) paths.push_back(select.Text(0));
-  return paths;
+  select.Bind(manager).Bind(chassis).Bind(FirstText(page.after)).Bind(page.limit);
+  return TextsOf(select);
 }
 
 std::vector<std::string> SqliteTransaction::ListChildren(const std::string& manager,
-                                                         const std::string& path) {
+                                                         const std::string& path,
+                                                         const ListPage<std::string>& page) {
   Statement select(m_database, kChildren);
-  BindChildren(select, manager, path);
-  std::vector<std::string> paths;
-  while (select.Step()) paths.push_back(select.Text(0));
-  return paths;
+  const std::string folder = path + "/";
+  select.Bind(FirstText(page.after.value_or(folder))).Bind(path + "0").Bind(manager);
+  select.Bind(static_cast<std::int64_t>(folder.size() + 1)).Bind(page.limit);
+  return TextsOf(select);
 }
 
 bool SqliteTransaction::HasChildren(const std::string& manager, const std::string& path) {
-  Statement select(m_database, kChildren);
-  BindChildren(select, manager, path);
-  return select.Step();
+  return !ListChildren(manager, path, {std::nullopt, 1}).empty();
 }
 
 void SqliteTransaction::PutResource(const ResourceRecord& resource, const Readings& readings) {

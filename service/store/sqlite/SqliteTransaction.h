@@ -13,6 +13,12 @@
 
 namespace cloudservice {
 
+// For a page of a list by texts: the least text that may be on it.
+inline std::string FirstText(const std::optional<std::string>& after) {
+  // No text lies between one and the same with a NUL behind it.
+  return after ? *after + '\0' : std::string();
+}
+
 // The operations of a unit of work on a database file. Who makes one begins and ends the database's
 // own transaction.
 class SqliteTransaction : public Transaction {
@@ -38,7 +44,10 @@ class SqliteTransaction : public Transaction {
   bool HasChassis(const std::string& manager, const std::string& id) override;
   std::optional<ChassisRecord> FindChassis(const std::string& manager,
                                            const std::string& id) override;
-  std::vector<std::string> ListChassis(const std::string& manager) override;
+  std::vector<ChassisRecord> ListChassisRecords(const std::string& manager,
+                                                const ListPage<std::int64_t>& page) override;
+  std::vector<ChassisName> ListChassis(const std::string& manager,
+                                       const ListPage<std::int64_t>& page) override;
   void SetChassisDocument(const std::string& id, const std::string& document,
                           const Readings& readings) override;
   void DeleteChassis(const std::string& id) override;
@@ -46,23 +55,26 @@ class SqliteTransaction : public Transaction {
   std::optional<ResourceRecord> FindResource(const std::string& manager,
                                              const std::string& path) override;
   std::vector<std::string> ListResources(const std::string& manager,
-                                         const std::optional<std::string>& chassis) override;
-  std::vector<std::string> ListChildren(const std::string& manager,
-                                        const std::string& path) override;
+                                         const std::optional<std::string>& chassis,
+                                         const ListPage<std::string>& page) override;
+  std::vector<std::string> ListChildren(const std::string& manager, const std::string& path,
+                                        const ListPage<std::string>& page) override;
   bool HasChildren(const std::string& manager, const std::string& path) override;
   void PutResource(const ResourceRecord& resource, const Readings& readings) override;
   std::vector<std::string> ListHistoryMembers(const std::string& manager, const std::string& path,
-                                              std::int64_t since) override;
+                                              std::int64_t since,
+                                              const ListPage<std::string>& page) override;
   std::vector<HistoryValue> ListHistory(const HistoryFilter& filter) override;
   std::int64_t ClampHeartbeats(std::int64_t now) override;
   bool RemoveOld(std::int64_t readings, std::int64_t events, std::int64_t most) override;
   StoredEvent AddEvent(const EventRecord& event, const std::string& alarm) override;
   std::optional<EventRecord> FindEvent(const std::string& manager, std::int64_t id) override;
-  std::vector<std::int64_t> ListEvents(const EventFilter& filter) override;
+  std::vector<std::int64_t> ListEvents(const EventFilter& filter,
+                                       const ListPage<std::int64_t>& page) override;
   std::vector<std::int64_t> ListEventPage(const EventPage& page) override;
   std::int64_t CountEvents(const std::string& manager) override;
   std::optional<AccountRecord> FindAccount(const std::string& email) override;
-  std::vector<AccountRecord> ListAccounts(const std::string& after, std::int64_t limit) override;
+  std::vector<AccountRecord> ListAccounts(const ListPage<std::string>& page) override;
   bool HasAccounts() override;
   void AddRegistrationKey(const std::string& email, const std::string& hash, bool replace,
                           std::int64_t now) override;
@@ -72,21 +84,24 @@ class SqliteTransaction : public Transaction {
   std::optional<OperatorRecord> FindOperator(const std::string& name) override;
   std::optional<OperatorRecord> FindOperator(std::int64_t id) override;
   std::optional<OperatorRecord> FindOperatorByToken(const std::string& tokenHash) override;
-  std::vector<OperatorRecord> ListOperators() override;
+  std::vector<OperatorRecord> ListOperators(const ListPage<std::string>& page) override;
   bool DeleteOperator(const std::string& name) override;
   std::vector<ApplianceRecord> ListAppliances(const FleetFilter& filter) override;
   std::int64_t CountAppliances(const FleetFilter& filter) override;
   StateCounts CountStates(std::int64_t now) override;
   std::optional<ApplianceRecord> FindAppliance(const std::string& uuid) override;
-  std::vector<std::string> ListDue(std::int64_t from, std::int64_t to) override;
-  std::vector<AlarmRecord> ListOpenAlarms(const std::string& manager) override;
+  std::vector<DueAppliance> ListDue(std::int64_t from, std::int64_t to,
+                                    const ListPage<DueAppliance>& page) override;
+  std::vector<AlarmRecord> ListOpenAlarms(const std::string& manager,
+                                          const ListPage<std::int64_t>& page) override;
   std::vector<LoggedEvent> ListLog(const LogFilter& filter) override;
-  std::vector<ChassisRecord> ListChassisRecords(const std::string& manager) override;
-  std::vector<DocumentRecord> ListDocuments(const std::string& manager) override;
+  std::vector<DocumentRecord> ListDocuments(const std::string& manager,
+                                            const ListPage<DocumentPlace>& page) override;
   std::optional<DocumentRecord> FindDocument(const std::string& manager,
                                              const DocumentName& name) override;
   std::vector<MemberRecord> ListMembers(const std::string& manager,
-                                        const std::optional<std::string>& path) override;
+                                        const std::optional<std::string>& path,
+                                        const ListPage<MemberPlace>& page) override;
   void ReadHistory(
       std::int64_t member, std::int64_t since, std::int64_t until,
       const std::function<void(std::int64_t time, const std::string& value)>& take) override;
@@ -111,6 +126,10 @@ class SqliteTransaction : public Transaction {
   AlarmOutcome ClearAlarm(const EventRecord& event, const std::string& alarm);
   void AddReadings(const Readings& readings);
   std::optional<std::int64_t> MemberId(const Readings& readings, const std::string& name);
+
+  // Appends the rest of a page of the list of documents that has only those of the kind.
+  void ListDocumentsOf(DocumentName::Kind kind, const std::string& manager,
+                       const ListPage<DocumentPlace>& page, std::vector<DocumentRecord>& documents);
 
   // Note changes that the listener is told after the commit.
   void NoteAppliance(const std::string& uuid);

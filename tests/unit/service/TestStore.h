@@ -5,7 +5,9 @@
 #include <exception>
 #include <memory>
 #include <utility>
+#include <vector>
 
+#include "service/store/Lists.h"
 #include "service/store/sqlite/SqliteStore.h"
 
 namespace cloudservice {
@@ -40,6 +42,13 @@ class TestStore : public SqliteStore {
   Unit operator->() { return Unit(*this); }
 
   using SqliteStore::WriterDatabase;
+
+  // A whole list: All(&Transaction::ListResources, manager, chassis).
+  template <typename Entry, typename... Parameters, typename... Scope>
+  std::vector<Entry> All(std::vector<Entry> (Transaction::*list)(Parameters...),
+                         const Scope&... scope) {
+    return Read([&](Transaction& store) { return AllOf(store, list, scope...); });
+  }
 
  private:
   int m_units = 0;

@@ -24,7 +24,7 @@ TEST_F(AuthTest, Account_has_several_keys_until_they_are_replaced) {
   EXPECT_TRUE(accounts.Add("a@b", "k3", true));
   EXPECT_FALSE(accounts.Admit("p", "a@b", "k1").account);
   EXPECT_TRUE(accounts.Admit("p", "a@b", "k3").account);
-  EXPECT_EQ(store->ListAccounts("", 9).at(0).keys, 1);
+  EXPECT_EQ(store->ListAccounts({{}, 9}).at(0).keys, 1);
   for (const std::string& hash : store->ListRegistrationKeys(store->FindAccount("a@b")->id)) {
     EXPECT_THAT(hash, StartsWith("scrypt$"));
   }

@@ -183,7 +183,7 @@ TEST_F(HistoriesTest, Is_read_only) {
 TEST_F(HistoriesTest, Goes_with_its_chassis) {
   Reading(begin, "1");
   EXPECT_EQ(Ask("DELETE", chassis, token).status, 204u);
-  EXPECT_THAT((*store)->ListHistoryMembers("u-1", path, 0), IsEmpty());
+  EXPECT_THAT((*store)->ListHistoryMembers("u-1", path, 0, {{}, 9}), IsEmpty());
 }
 
 TEST_F(HistoriesTest, Old_events_go_but_for_open_alarms) {
@@ -193,11 +193,11 @@ TEST_F(HistoriesTest, Old_events_go_but_for_open_alarms) {
   (*store)->AddEvent({0, "u-1", id, "258", "OK", "{}", begin}, "shut");
   now = begin + 365 * kDay;
   cleanUp->Step();
-  EXPECT_THAT((*store)->ListEvents({"u-1", {}, {}, {}}), testing::SizeIs(3));
+  EXPECT_THAT((*store)->ListEvents({"u-1", {}, {}, {}}, {{}, 9}), testing::SizeIs(3));
   ++now;
   cleanUp->Step();
-  EXPECT_THAT((*store)->ListEvents({"u-1", {}, {}, {}}), testing::SizeIs(1));
-  EXPECT_THAT((*store)->ListEvents({"u-1", id, false, {}}), testing::SizeIs(1));
+  EXPECT_THAT((*store)->ListEvents({"u-1", {}, {}, {}}, {{}, 9}), testing::SizeIs(1));
+  EXPECT_THAT((*store)->ListEvents({"u-1", id, false, {}}, {{}, 9}), testing::SizeIs(1));
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ class MalformedTest : public ServiceTest {
     EXPECT_EQ(response.status, 400u) << body;
     return ErrorText(response);
   }
-  ~MalformedTest() override { EXPECT_TRUE((*store)->ListChassis("u-1").empty()); }
+  ~MalformedTest() override { EXPECT_TRUE((*store)->ListChassis("u-1", {{}, 9}).empty()); }
 
   const std::string token = Token("u-1");
 };

@@ -113,7 +113,7 @@ TEST_F(ManagersTest, Account_removed_with_its_appliances_leaves_nothing) {
   Token("u-1");
   (*store)->DeleteAccount((*store)->FindAccount(kEmail)->id, true);
   EXPECT_FALSE((*store)->FindManager("u-1"));
-  EXPECT_TRUE((*store)->ListAccounts("", 9).empty());
+  EXPECT_TRUE((*store)->ListAccounts({{}, 9}).empty());
 }
 
 TEST_F(ManagersTest, Log_never_holds_key_or_token) {
@@ -197,7 +197,7 @@ TEST_F(ManagersTest, Deleting_takes_everything_along) {
   EXPECT_EQ(Ask("DELETE", "/redfish/v1/Managers/u-1", token).status, 204u);
   EXPECT_THAT(lines.back(), EndsWith(" manager removed: Unit 7 (UUID u-1)"));
   EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", token).status, 401u);
-  EXPECT_TRUE((*store)->ListChassis("u-1").empty());
+  EXPECT_TRUE((*store)->ListChassis("u-1", {{}, 9}).empty());
 }
 
 TEST_F(ManagersTest, Another_managers_token_sees_nothing) {

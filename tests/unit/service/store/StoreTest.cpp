@@ -73,7 +73,8 @@ TEST_F(StoreTest, Children_are_one_segment_below_and_of_one_manager) {
     store->PutResource({path, "u", {}, "{}", 1}, {});
   }
   store->PutResource({"/a/S/9", "v", {}, "{}", 1}, {});
-  EXPECT_THAT(store->ListChildren("u", "/a/S"), testing::ElementsAre("/a/S/1", "/a/S/2"));
+  EXPECT_THAT(store.All(&Transaction::ListChildren, "u", "/a/S"),
+              testing::ElementsAre("/a/S/1", "/a/S/2"));
   EXPECT_TRUE(store->HasChildren("u", "/a/S"));
   EXPECT_FALSE(store->HasChildren("u", "/a/S/3/x"));
   EXPECT_FALSE(store->HasChildren("v", "/a/T"));
@@ -115,7 +116,7 @@ TEST_F(StoreTest, Older_version_is_upgraded_and_kept_beside) {
   TestStore store(file);
   EXPECT_EQ(store.UpgradeBackup(), file + ".v1");
   EXPECT_TRUE(store->FindManager("u"));
-  EXPECT_NO_THROW(store->ListHistoryMembers("u", "/x", 0));
+  EXPECT_NO_THROW(store->ListHistoryMembers("u", "/x", 0, {{}, 9}));
   EXPECT_THAT(Beside(file), UnorderedElementsAre("s.db", "s.db-wal", "s.db-shm", "s.db.v1"));
 
   Database kept(file + ".v1");
@@ -154,7 +155,7 @@ TEST_F(StoreTest, Version_without_accounts_keeps_its_tokens_and_gains_what_is_ne
   EXPECT_FALSE(manager->account);
   EXPECT_EQ(manager->address, "");
   EXPECT_EQ(store->FindAppliance("u")->changed, 7);
-  const auto documents = store->ListDocuments("u");
+  const auto documents = store->ListDocuments("u", {{}, 9});
   ASSERT_EQ(documents.size(), 2u);
   EXPECT_EQ(documents[1].name.kind, DocumentName::Kind::kChassis);
   EXPECT_EQ(documents[1].name.name, "c");
@@ -286,7 +287,7 @@ TEST_F(StoreTest, Version_without_columns_for_lists_gains_them) {
   EXPECT_EQ(store->FindAppliance("u")->alarms, (AlarmCounts{2, 1, 1}));
   EXPECT_EQ(store->FindAppliance("v")->alarms, AlarmCounts{});
   EXPECT_EQ(store->FindManager("u")->document.substr(0, 9), R"({"Name": )");
-  EXPECT_EQ(store->ListDocuments("w").size(), 1u);
+  EXPECT_EQ(store->ListDocuments("w", {{}, 9}).size(), 1u);
 }
 
 TEST_F(StoreTest, Newest_version_needs_no_copy) {
@@ -324,7 +325,7 @@ TEST_F(StoreTest, Event_that_fails_half_way_leaves_nothing) {
   store->AddManager({"u", "n", "{}", 1, {}}, "hash");
   // No such chassis: the event fits, its alarm does not.
   EXPECT_THROW(store->AddEvent({0, "u", "none", "m", "Alarm", "{}", 1}, "m"), DatabaseError);
-  EXPECT_TRUE(store->ListEvents({"u", {}, {}, {}}).empty());
+  EXPECT_TRUE(store->ListEvents({"u", {}, {}, {}}, {{}, 9}).empty());
   EXPECT_EQ(store->AddEvent({0, "u", "", "m", "MESSAGE", "{}", 1}, "").outcome,
             AlarmOutcome::kNone);
 }
