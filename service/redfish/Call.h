@@ -22,11 +22,11 @@ namespace cloudservice {
 // A request with what the service has found out about it so far.
 struct Call {
   const Request& request;
-  Target target;                            // the request's; in an expansion that of a link
-  std::vector<std::string> names = {};      // the segments for which the endpoint's path has "*"
-  std::optional<ManagerRecord> owner = {};  // the manager whose token the request has
-  Json body = {};                           // for POST and PATCH
-  QueryOptions query = {};                  // for GET
+  Target target;                           // the request's; in an expansion that of a link
+  std::vector<std::string> names = {};     // the segments for which the endpoint's path has "*"
+  std::optional<SenderRecord> owner = {};  // the manager whose token the request has
+  Json body = {};                          // for POST and PATCH
+  QueryOptions query = {};                 // for GET
   std::shared_ptr<LookUps> lookUps = std::make_shared<LookUps>();
   std::int64_t account = 0;  // for a registration: the account whose key the request has
 };

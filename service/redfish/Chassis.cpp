@@ -30,9 +30,10 @@ ChassisRecord OwnChassis(const Call& call, Transaction& store) {
 Json ChassisView(const Call& call, Transaction& store, const ChassisRecord& chassis) {
   Json sent = ParseStored(chassis.document);
   if (!sent.contains("Name")) sent["Name"] = "Chassis " + chassis.id;
-  Json view = ShapedFor(call, store, *call.owner, types::kChassis, ChassisPath(chassis.id), sent);
+  Json view =
+      ShapedFor(call, store, call.owner->uuid, types::kChassis, ChassisPath(chassis.id), sent);
   view["Links"]["ManagedBy"] = Json::array({Reference(ManagerPath(call.owner->uuid))});
-  LinkResources(store, *call.owner, chassis.id, view);
+  LinkResources(store, call.owner->uuid, chassis.id, view);
   return view;
 }
 

@@ -113,7 +113,7 @@ Json EventView(const Call& call, Transaction& store, const EventRecord& event) {
   Json sent = ParseStored(event.document);
   if (!sent.contains("Name")) sent["Name"] = "Event " + std::to_string(event.id);
   sent["Received"] = RedfishTime(event.received);
-  return ShapedFor(call, store, *call.owner, types::kEvent, EventPath(event.id), sent);
+  return ShapedFor(call, store, call.owner->uuid, types::kEvent, EventPath(event.id), sent);
 }
 
 // A page of all events. The link to the next page names the last event of this page: events that

@@ -28,12 +28,11 @@ std::int64_t CheckedInterval(const Json& document) {
 
 }  // namespace
 
-Json HeartbeatView(const ManagerRecord& manager, std::int64_t now) {
-  const Heartbeat& heartbeat = manager.heartbeat;
+Json HeartbeatView(const Heartbeat& heartbeat, State state) {
   Json view = {{"Count", heartbeat.count},
                {"Last", nullptr},
                {"IntervalSeconds", nullptr},
-               {"Overdue", StateOf(manager, now) == State::kOffline}};
+               {"Overdue", state == State::kOffline}};
   if (heartbeat.last) view["Last"] = RedfishTime(*heartbeat.last);
   if (heartbeat.interval) view["IntervalSeconds"] = *heartbeat.interval;
   return view;
@@ -47,13 +46,11 @@ void Heartbeats::AddTo(Routes& routes) const {
 
 Answer Heartbeats::Take(const Call& call, Transaction& store) const {
   OptionalString(call.body, "HeartbeatDestination");
-  ManagerRecord manager = *call.owner;
   const std::int64_t now = m_clock();
   const std::int64_t interval = CheckedInterval(call.body);
-  const std::int64_t count = store.AddHeartbeat(manager.uuid, now, interval, call.request.peer);
-  manager.heartbeat = {count, now, interval};
-  Answer answer = Found(HeartbeatView(manager, now));
-  answer.lines = {"heartbeat " + std::to_string(count) + " from " + Named(manager)};
+  const std::int64_t count = store.AddHeartbeat(call.owner->uuid, now, interval, call.request.peer);
+  Answer answer = Found(HeartbeatView({count, now, interval}, State::kAlive));
+  answer.lines = {"heartbeat " + std::to_string(count) + " from " + Named(*call.owner)};
   return answer;
 }
 

@@ -10,8 +10,8 @@
 
 namespace cloudservice {
 
-// The heartbeats of a manager as its document shows them at the time `now`.
-Json HeartbeatView(const ManagerRecord& manager, std::int64_t now);
+// The heartbeats of a manager in this state, as its document shows them.
+Json HeartbeatView(const Heartbeat& heartbeat, State state);
 
 // The operation that takes heartbeats.
 class Heartbeats {

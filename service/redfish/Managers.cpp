@@ -76,6 +76,13 @@ Answer DeleteManager(const Call& call, Transaction& store) {
   return answer;
 }
 
+// The record of the sender.
+ManagerRecord OwnManager(const Call& call, Transaction& store) {
+  std::optional<ManagerRecord> manager = store.FindManager(call.owner->uuid);
+  if (!manager) throw NothingAt(call.target.Path());
+  return *std::move(manager);
+}
+
 // The record of a manager that registers with this body.
 ManagerRecord ManagerOf(const Call& call, std::int64_t now) {
   ManagerRecord manager;
@@ -129,22 +136,22 @@ Answer Managers::Register(const Call& call, Transaction& store) const {
   const bool known = store.AddManager(manager, Sha256Hex(token));
   Answer answer = Created(View(call, store, manager));
   answer.headers = {{"X-Auth-Token", token}};
-  answer.lines = {"manager registered: " + Named(manager) +
+  answer.lines = {"manager registered: " + Named(manager.name, manager.uuid) +
                   (known ? ", known before: what it held is dropped" : "")};
   return answer;
 }
 
 Answer Managers::Get(const Call& call, Transaction& store) const {
-  return Found(View(call, store, *call.owner));
+  return Found(View(call, store, OwnManager(call, store)));
 }
 
 Answer Managers::Patch(const Call& call, Transaction& store) const {
-  const ManagerRecord& manager = *call.owner;
+  const ManagerRecord manager = OwnManager(call, store);
   RefuseReadOnly(call.body, {{"Id", manager.uuid}, {"UUID", manager.uuid}});
   store.SetManagerDocument(manager.uuid, MergedText(manager.document, call.body),
                            ReadingsOf(call, std::nullopt, m_clock()));
   Answer answer = Done();
-  answer.lines = {"manager changed: " + Named(manager)};
+  answer.lines = {"manager changed: " + Named(*call.owner)};
   return answer;
 }
 
@@ -152,11 +159,12 @@ Json Managers::View(const Call& call, Transaction& store, const ManagerRecord& m
   Json sent = ParseStored(manager.document);
   sent["UUID"] = manager.uuid;
   if (!sent.contains("Name")) sent["Name"] = manager.name;
-  Json view = ShapedFor(call, store, manager, types::kManager, ManagerPath(manager.uuid), sent);
-  const std::int64_t now = m_clock();
+  Json view =
+      ShapedFor(call, store, manager.uuid, types::kManager, ManagerPath(manager.uuid), sent);
+  const State state = StateOf(manager, m_clock());
   Json& status = view["Status"];
   if (!status.contains("State")) status["State"] = "Enabled";
-  if (StateOf(manager, now) == State::kOffline) status["State"] = "UnavailableOffline";
+  if (state == State::kOffline) status["State"] = "UnavailableOffline";
 
   Json chassis = Json::array();
   const auto link = [&](const ChassisName& one) {
@@ -164,8 +172,8 @@ Json Managers::View(const Call& call, Transaction& store, const ManagerRecord& m
   };
   ForEach(store, link, &Transaction::ListChassis, manager.uuid);
   view["Links"]["ManagerForChassis"] = chassis;
-  LinkResources(store, manager, std::nullopt, view);
-  OemOf(view)["Heartbeat"] = HeartbeatView(manager, now);
+  LinkResources(store, manager.uuid, std::nullopt, view);
+  OemOf(view)["Heartbeat"] = HeartbeatView(manager.heartbeat, state);
   return view;
 }
 

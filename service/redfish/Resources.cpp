@@ -21,7 +21,7 @@ Answer GetResource(const Call& call, Transaction& store) {
   const std::string path = call.target.Path();
   const std::optional<ResourceRecord> resource = store.FindResource(call.owner->uuid, path);
   if (!resource) throw NothingAt(path);
-  Json view = ShapedFor(call, store, *call.owner, TypeAt(call.target), path,
+  Json view = ShapedFor(call, store, call.owner->uuid, TypeAt(call.target), path,
                         ParseStored(resource->document));
   OemOf(view)["History"] = Reference(path + kHistoryBelow);
   return Found(std::move(view));
@@ -39,7 +39,7 @@ Answer GetSensors(const Call& call, Transaction& store) {
   if (!sent) return Found(std::move(view));
   Json document = ParseStored(sent->document);
   document.erase("Members");
-  Json shaped = ShapedFor(call, store, *call.owner, types::kSensorCollection, path, document);
+  Json shaped = ShapedFor(call, store, call.owner->uuid, types::kSensorCollection, path, document);
   OemOf(shaped)["History"] = Reference(path + kHistoryBelow);
   view.update(shaped);
   return Found(std::move(view));

@@ -65,7 +65,7 @@ Response Rendered(const Answer& answer) {
 void Admit(Call& call, const Endpoint& endpoint, Transaction& store) {
   const std::string& token = call.request.token;
   call.owner.reset();
-  if (!token.empty()) call.owner = store.FindManagerByToken(Sha256Hex(token));
+  if (!token.empty()) call.owner = store.FindSender(Sha256Hex(token));
   if (endpoint.access == Access::kAnyone) return;
   if (!call.owner) {
     throw Refusal(

@@ -18,27 +18,27 @@ namespace {
 constexpr std::size_t kOwnerSegment = 3;
 constexpr std::size_t kBelow = 4;
 
-std::string SchemaBelow(Transaction& store, const ManagerRecord& owner, const Target& target) {
+std::string SchemaBelow(Transaction& store, const std::string& owner, const Target& target) {
   const std::string& id = target.Segments().at(kOwnerSegment);
   const bool itself = target.Segments().size() == kBelow;
   if (target.Segments().at(2) == "Managers") {
-    if (id != owner.uuid) return "";
+    if (id != owner) return "";
     if (itself) return SchemaOf(types::kManager);
   } else if (target.Segments().at(2) == "Chassis") {
-    if (!store.HasChassis(owner.uuid, id)) return "";
+    if (!store.HasChassis(owner, id)) return "";
     if (itself) return SchemaOf(types::kChassis);
   } else {
     return "";
   }
   const std::string type = TypeAt(target);
   const std::string path = target.Path();
-  const bool found = store.HasResource(owner.uuid, path) ||
-                     (type == types::kSensorCollection && store.HasChildren(owner.uuid, path));
+  const bool found = store.HasResource(owner, path) ||
+                     (type == types::kSensorCollection && store.HasChildren(owner, path));
   return found ? SchemaOf(type) : "";
 }
 
 // The schema of the resource at `path`; empty when there is none that `owner` may see.
-std::string SchemaAt(Transaction& store, const ManagerRecord& owner, const std::string& path) {
+std::string SchemaAt(Transaction& store, const std::string& owner, const std::string& path) {
   const Target target = path;
   if (path.rfind('/', 0) != 0 || !target.IsPath() || !target.Query().empty()) return "";
   const std::vector<std::string>& segments = target.Segments();
@@ -55,7 +55,7 @@ std::string SchemaAt(Transaction& store, const ManagerRecord& owner, const std::
   return schema;
 }
 
-Resolver ResolverFor(const Call& call, Transaction& store, const ManagerRecord& owner) {
+Resolver ResolverFor(const Call& call, Transaction& store, const std::string& owner) {
   return [&call, &store, &owner](const std::string& link) {
     const std::size_t fragment = link.find('#');
     const std::string path = link.substr(0, fragment);
@@ -81,7 +81,7 @@ const char* TypeAt(const Target& target) {
   return types::kDocument;
 }
 
-Json ShapedFor(const Call& call, Transaction& store, const ManagerRecord& owner, const char* type,
+Json ShapedFor(const Call& call, Transaction& store, const std::string& owner, const char* type,
                const std::string& path, const Json& sent) {
   const Resolver resolve = ResolverFor(call, store, owner);
   try {
@@ -92,7 +92,7 @@ Json ShapedFor(const Call& call, Transaction& store, const ManagerRecord& owner,
   }
 }
 
-void LinkResources(Transaction& store, const ManagerRecord& owner,
+void LinkResources(Transaction& store, const std::string& owner,
                    const std::optional<std::string>& chassis, Json& view) {
   Json documents = Json::array();
   const auto link = [&](const std::string& path) {
@@ -105,7 +105,7 @@ void LinkResources(Transaction& store, const ManagerRecord& owner,
       view[SchemaOf(type)] = Reference(path);
     }
   };
-  ForEach(store, link, &Transaction::ListResources, owner.uuid, chassis);
+  ForEach(store, link, &Transaction::ListResources, owner, chassis);
   Json& oem = OemOf(view);
   oem["History"] = Reference(view.at("@odata.id").get<std::string>() + kHistoryBelow);
   if (!documents.empty()) oem["Documents"] = documents;
@@ -121,8 +121,10 @@ Readings ReadingsOf(const Call& call, const std::optional<std::string>& chassis,
   return readings;
 }
 
-std::string Named(const ManagerRecord& manager) {
-  return manager.name + " (UUID " + manager.uuid + ")";
+std::string Named(const std::string& name, const std::string& uuid) {
+  return name + " (UUID " + uuid + ")";
 }
+
+std::string Named(const SenderRecord& manager) { return Named(manager.name, manager.uuid); }
 
 }  // namespace cloudservice

@@ -52,6 +52,13 @@ struct ManagerRecord {
   std::string address = {};  // the sender of its last registration or heartbeat; empty: not known
 };
 
+// The manager that a token belongs to, without its document.
+struct SenderRecord {
+  std::string uuid;
+  std::string name;
+  std::optional<std::int64_t> account;  // as in ManagerRecord
+};
+
 struct AccountRecord {
   std::int64_t id = 0;
   std::string email;

@@ -34,7 +34,9 @@ class Transaction {
   // true when there was one.
   virtual bool AddManager(const ManagerRecord& manager, const std::string& tokenHash) = 0;
   virtual std::optional<ManagerRecord> FindManager(const std::string& uuid) = 0;
-  virtual std::optional<ManagerRecord> FindManagerByToken(const std::string& tokenHash) = 0;
+  // The manager whose token has the hash. Every request of an appliance asks this: it costs the
+  // same however large the manager's document is.
+  virtual std::optional<SenderRecord> FindSender(const std::string& tokenHash) = 0;
   virtual void SetManagerDocument(const std::string& uuid, const std::string& document,
                                   const Readings& readings) = 0;
   virtual void DeleteManager(const std::string& uuid) = 0;

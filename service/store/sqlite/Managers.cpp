@@ -7,11 +7,11 @@ namespace cloudservice {
 
 namespace {
 
-const std::string kManager =
+const Sql kManager(
     "SELECT uuid, name, document, registered, heartbeat_count, heartbeat_last, heartbeat_interval, "
-    "account, address FROM manager JOIN manager_document ON manager_document.manager = uuid ";
-const Sql kManagerByUuid(kManager + "WHERE uuid = ?");
-const Sql kManagerByToken(kManager + "WHERE token_hash = ?");
+    "account, address FROM manager JOIN manager_document ON manager_document.manager = uuid "
+    "WHERE uuid = ?");
+const Sql kSender("SELECT uuid, name, account FROM manager WHERE token_hash = ?");
 const Sql kAddManager(
     "INSERT INTO manager (uuid, name, token_hash, registered, account, address, changed, late_at, "
     "offline_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
@@ -27,23 +27,6 @@ const Sql kAddHeartbeat(
     "heartbeat_interval = ?, late_at = ?, offline_at = ?, address = coalesce(nullif(?, ''), "
     "address) "
     "WHERE uuid = ? RETURNING heartbeat_count");
-
-std::optional<ManagerRecord> ManagerBy(Database& database, const Sql& sql, const std::string& key) {
-  Statement select(database, sql);
-  select.Bind(key);
-  if (!select.Step()) return std::nullopt;
-  ManagerRecord manager;
-  manager.uuid = select.Text(0);
-  manager.name = select.Text(1);
-  manager.document = select.Text(2);
-  manager.registered = select.Number(3);
-  manager.heartbeat.count = select.Number(4);
-  manager.heartbeat.last = select.OptionalNumber(5);
-  manager.heartbeat.interval = select.OptionalNumber(6);
-  manager.account = select.OptionalNumber(7);
-  manager.address = select.Text(8);
-  return manager;
-}
 
 // Stores a manager's document and the values that lists show of it. Called inside a transaction.
 void PutDocument(Database& database, const std::string& uuid, const std::string& document,
@@ -84,11 +67,27 @@ bool SqliteTransaction::AddManager(const ManagerRecord& manager, const std::stri
 }
 
 std::optional<ManagerRecord> SqliteTransaction::FindManager(const std::string& uuid) {
-  return ManagerBy(m_database, kManagerByUuid, uuid);
+  Statement select(m_database, kManager);
+  select.Bind(uuid);
+  if (!select.Step()) return std::nullopt;
+  ManagerRecord manager;
+  manager.uuid = select.Text(0);
+  manager.name = select.Text(1);
+  manager.document = select.Text(2);
+  manager.registered = select.Number(3);
+  manager.heartbeat.count = select.Number(4);
+  manager.heartbeat.last = select.OptionalNumber(5);
+  manager.heartbeat.interval = select.OptionalNumber(6);
+  manager.account = select.OptionalNumber(7);
+  manager.address = select.Text(8);
+  return manager;
 }
 
-std::optional<ManagerRecord> SqliteTransaction::FindManagerByToken(const std::string& tokenHash) {
-  return ManagerBy(m_database, kManagerByToken, tokenHash);
+std::optional<SenderRecord> SqliteTransaction::FindSender(const std::string& tokenHash) {
+  Statement select(m_database, kSender);
+  select.Bind(tokenHash);
+  if (!select.Step()) return std::nullopt;
+  return SenderRecord{select.Text(0), select.Text(1), select.OptionalNumber(2)};
 }
 
 void SqliteTransaction::SetManagerDocument(const std::string& uuid, const std::string& document,

@@ -34,7 +34,7 @@ class SqliteTransaction : public Transaction {
   std::int64_t CountBytes() override;
   bool AddManager(const ManagerRecord& manager, const std::string& tokenHash) override;
   std::optional<ManagerRecord> FindManager(const std::string& uuid) override;
-  std::optional<ManagerRecord> FindManagerByToken(const std::string& tokenHash) override;
+  std::optional<SenderRecord> FindSender(const std::string& tokenHash) override;
   void SetManagerDocument(const std::string& uuid, const std::string& document,
                           const Readings& readings) override;
   void DeleteManager(const std::string& uuid) override;

@@ -43,6 +43,17 @@ TEST_F(HeartbeatsTest, Count_time_and_interval_are_kept) {
           {{"Count", 2}, {"Last", RedfishTime(now)}, {"IntervalSeconds", 60}, {"Overdue", false}}));
 }
 
+TEST_F(HeartbeatsTest, Is_taken_without_a_look_at_the_managers_document) {
+  const std::string document = "/redfish/v1/Chassis/" + Chassis(token) + "/Thermal";
+  // A statement that reads the table fails from now on.
+  Database(folder.File("service.db")).Execute("DROP TABLE manager_document");
+  EXPECT_EQ(Beat().status, 200u);
+  EXPECT_EQ(Ask("GET", "/redfish/v1/Managers?uuid=u-1", token).status, 302u);
+  EXPECT_EQ(Ask("PATCH", document, token, R"({"A": 1})").status, 204u);
+  EXPECT_EQ(Ask("GET", document, token).status, 200u);
+  EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", token).status, 500u);
+}
+
 TEST_F(HeartbeatsTest, Overdue_by_twice_the_interval_is_offline_until_the_next) {
   Beat();
   now += 90 + 2 * 90 - 1;

@@ -150,7 +150,10 @@ TEST_F(StoreTest, Version_without_accounts_keeps_its_tokens_and_gains_what_is_ne
   }
   TestStore store(file);
   EXPECT_EQ(store.UpgradeBackup(), file + ".v2");
-  const auto manager = store->FindManagerByToken("hash");
+  const auto sender = store->FindSender("hash");
+  ASSERT_TRUE(sender);
+  EXPECT_FALSE(sender->account);
+  const auto manager = store->FindManager(sender->uuid);
   ASSERT_TRUE(manager);
   EXPECT_FALSE(manager->account);
   EXPECT_EQ(manager->address, "");
@@ -343,8 +346,8 @@ TEST_F(StoreTest, Texts_with_nul_and_quotes_come_back_whole) {
   TestStore store(file);
   const std::string name = "a'\"b\0c"s;
   store->AddManager({"u", name, "{}", 1, {}}, "hash");
-  EXPECT_EQ(store->FindManagerByToken("hash")->name, name);
-  EXPECT_FALSE(store->FindManagerByToken("hash' OR '1'='1"));
+  EXPECT_EQ(store->FindSender("hash")->name, name);
+  EXPECT_FALSE(store->FindSender("hash' OR '1'='1"));
 }
 
 TEST_F(StoreTest, Transaction_without_commit_did_not_happen) {
