@@ -1,44 +1,13 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Agents that Debian packages, pushing at the same rate.
+"""Agents that Debian packages, pushing at the same rate; nothing of them is installed."""
 
-Their packages are unpacked into a folder; nothing is installed, no service of theirs is started.
-"""
-
-import pathlib
-import re
 import socket
-import subprocess
 import threading
 
+from harness.unpacked import TRIPLET, version
 from programs import INTERVAL, Program
 
 PACKAGES = ("collectd-core", "libyajl2", "monit", "syslog-ng-core", "syslog-ng-mod-http")
-TRIPLET = subprocess.run(["gcc", "-print-multiarch"], capture_output=True, text=True,
-                         check=False).stdout.strip()
-
-
-def unpack(folder):
-    """The agents below `folder`, fetched when they are not there yet; their tree."""
-    folder = pathlib.Path(folder).resolve()
-    tree = folder / "tree"
-    if not (folder / "complete").exists():
-        tree.mkdir(parents=True, exist_ok=True)
-        # What is missing here of what they need comes along.
-        planned = subprocess.run(
-            ["apt-get", "install", "--simulate", "--no-install-recommends", *PACKAGES],
-            check=True, capture_output=True, text=True).stdout
-        names = sorted({*PACKAGES, *re.findall(r"(?m)^Inst (\S+)", planned)})
-        subprocess.run(["apt-get", "download", "-qq", *names], cwd=folder, check=True,
-                       stderr=subprocess.DEVNULL)
-        for package in sorted(folder.glob("*.deb")):
-            subprocess.run(["dpkg-deb", "--extract", package, tree], check=True)
-        (folder / "complete").touch()
-    return tree
-
-
-def version(tree, package):
-    (found,) = tree.parent.glob(f"{package}_*.deb")
-    return re.sub(r"^\d+%3a", "", found.name.split("_")[1])
 
 
 class Agent(Program):

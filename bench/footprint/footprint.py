@@ -18,7 +18,9 @@ sys.path.insert(0, str(TOP / "tests"))  # the harness: see tests/harness/README.
 import agents  # noqa: E402
 import measure  # noqa: E402
 import report  # noqa: E402
+from harness.figures import Goals, table  # noqa: E402
 from harness.folders import case_folder  # noqa: E402
+from harness.unpacked import unpack  # noqa: E402
 from programs import Daemon, DaemonOfUnitFile, NullDaemon  # noqa: E402
 from sizes import Builds  # noqa: E402
 
@@ -44,7 +46,7 @@ class Run:
         build = pathlib.Path(options.build)
         self._null = NullDaemon(self._folder / "null", build / "bench" / "null_daemon")
         self._daemon = Daemon(self._folder / "daemon", build)
-        self.goals = report.Goals()
+        self.goals = Goals()
 
     def part(self, name):
         """Measures a part, says what came out, and writes it down if that is asked for."""
@@ -73,7 +75,7 @@ class Run:
         null, daemon = found[self._null], found[self._daemon]
         ratio = measure.median_ratio(daemon, null)
         self.goals.at_most("exec to first request, ratio", ratio, GOAL_START)
-        return report.table(
+        return table(
             [f"{len(null)} starts each, in turn", "median, ms", "fastest, ms", "slowest, ms"],
             [[program.name, *(f"{of(times):.1f}" for of in (statistics.median, min, max))]
              for program, times in found.items()])
@@ -81,7 +83,7 @@ class Run:
     def idle(self):
         programs = [self._null, self._daemon]
         if self._options.write:
-            tree = agents.unpack(self._options.agents)
+            tree = unpack(self._options.agents, agents.PACKAGES)
             programs += [kind(self._folder / kind.__name__.lower(), tree)
                          for kind in agents.ALL]
         found = dict(zip((program.name for program in programs), measure.idle_together(programs)))

@@ -6,6 +6,8 @@ import platform
 import re
 import subprocess
 
+from harness.figures import table
+
 TOP = pathlib.Path(__file__).resolve().parent.parent.parent
 DOCUMENT = TOP / "docs" / "footprint.md"
 MARKED = re.compile(r"(<!-- measured: (\w+) -->\n).*?(<!-- end -->\n)", re.DOTALL)
@@ -20,11 +22,6 @@ COLUMNS = (
     ("CPU a push, ms", "cpu_push", "{:.1f}"),
     ("exec to first request, ms", "first_ms", "{:.0f}"),
 )
-
-
-def table(head, rows):
-    lines = [head, ["---"] + ["---:"] * (len(head) - 1), *rows]
-    return "".join("| " + " | ".join(map(str, line)) + " |\n" for line in lines)
 
 
 def programs(figures):
@@ -47,25 +44,6 @@ def sizes(figures):
     return table(["stripped, KiB", "build", *machines],
                  [[name, kind, *(f"{found[m] / 1024:.1f}" for m in machines)]
                   for (name, kind), found in figures.items()])
-
-
-class Goals:
-    """Figures against what they may be at most."""
-
-    def __init__(self):
-        self._rows = []
-        self.met = True
-
-    def at_most(self, what, figure, goal, form="{:.2f}"):
-        met = figure <= goal
-        self.met = self.met and met
-        self._rows.append([what, form.format(figure), form.format(goal),
-                           "met" if met else "MISSED"])
-
-    def table(self):
-        """The figures since the last table."""
-        rows, self._rows = self._rows, []
-        return table(["against the goal", "measured", "at most", ""], rows)
 
 
 def machine():
