@@ -60,6 +60,11 @@ void RemoveAccount(Store& store, const Options& options) {
     if (!account) throw std::runtime_error("there is no account " + options.subject);
     kept.DeleteAccount(account->id, options.withAppliances);
   });
+  // What the appliances leave behind is for the service to remove.
+  constexpr std::int64_t kAtOnce = 1000;
+  const auto more = [](Transaction& kept) { return kept.RemoveNext(kAtOnce) == Left::kManagers; };
+  while (options.withAppliances && store.Write(more)) {
+  }
 }
 
 void AddOperator(Store& store, const Options& options, const Clock& clock, std::istream& in,

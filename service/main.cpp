@@ -124,7 +124,7 @@ class Program {
   Lanes::Lane LaneOf(const Request& request) const;
   void WaitForSignal();
   void Stop();
-  void CleanUpEveryHour();
+  void KeepClean(int round);
 
   const Log& m_log;
   const DatabaseLock m_lock;
@@ -207,7 +207,7 @@ Lanes::Lane Program::LaneOf(const Request& request) const {
 }
 
 void Program::Run() {
-  CleanUpEveryHour();
+  KeepClean(0);
   WaitForSignal();
   if (!m_accounts.Any()) m_log.Line("no account: no appliance can register");
   std::printf("listening on %s\n", m_server.Url().c_str());
@@ -239,15 +239,18 @@ void Program::Stop() {
   m_server.Stop([this] { boost::asio::post(m_strand, [this] { m_signals.cancel(); }); });
 }
 
-// Cleans up now and every hour from now on, in short steps, between which others write.
-void Program::CleanUpEveryHour() {
-  m_upkeep.Post([this] {
-    while (!m_stopping && m_cleanUp.Step()) {
+// Removes what is old now and every hour from now on, and every few seconds what removed appliances
+// have left, in short steps, between which others write.
+void Program::KeepClean(int round) {
+  constexpr std::chrono::seconds kPause(5);
+  constexpr int kRoundsOfHour = std::chrono::hours(1) / kPause;
+  m_upkeep.Post([this, round] {
+    while (!m_stopping && (round == 0 ? m_cleanUp.Step() : m_cleanUp.RemoveLeft())) {
     }
   });
-  m_cleaning.expires_after(std::chrono::hours(1));
-  m_cleaning.async_wait([this](const boost::system::error_code& cancelled) {
-    if (!cancelled) CleanUpEveryHour();
+  m_cleaning.expires_after(kPause);
+  m_cleaning.async_wait([this, round](const boost::system::error_code& cancelled) {
+    if (!cancelled) KeepClean((round + 1) % kRoundsOfHour);
   });
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Removing old readings and events, step by step.
+// Removing what removed appliances have left, and old readings and events, step by step.
 #include "service/ops/CleanUp.h"
 
 #include <cstdint>
@@ -10,26 +10,44 @@ namespace cloudservice {
 namespace {
 
 // Rows that one step removes; such a step takes some hundredths of a second.
-constexpr std::int64_t kRemovedAtOnce = 2000;
+constexpr std::int64_t kRemovedAtOnce = 1000;
 
 }  // namespace
 
 bool CleanUp::Step() {
-  const std::int64_t now = m_clock();
+  return Try([this] { return RemoveOld(); });
+}
+
+bool CleanUp::RemoveLeft() {
+  return Try([this] {
+    return m_store.Write([](Transaction& store) { return store.RemoveNext(kRemovedAtOnce); }) !=
+           Left::kNothing;
+  });
+}
+
+bool CleanUp::Try(const std::function<bool()>& step) {
   try {
-    const std::int64_t ahead =
-        m_store.Write([&](Transaction& store) { return store.ClampHeartbeats(now); });
-    if (ahead > 0) {
-      m_log.Line("the clock was set back: last heartbeats that count as of now: " +
-                 std::to_string(ahead));
-    }
-    return m_store.Write([&](Transaction& store) {
-      return store.RemoveOld(now - m_retention.history, now - m_retention.events, kRemovedAtOnce);
-    });
+    const bool more = step();
+    m_failing = false;
+    return more;
   } catch (const DatabaseError& error) {
-    m_log.Line(std::string("error: what is old stays: ") + error.what());
+    if (!m_failing) m_log.Line(std::string("error: what is old stays: ") + error.what());
+    m_failing = true;
     return false;
   }
+}
+
+bool CleanUp::RemoveOld() {
+  const std::int64_t now = m_clock();
+  const std::int64_t ahead =
+      m_store.Write([&](Transaction& store) { return store.ClampHeartbeats(now); });
+  if (ahead > 0) {
+    m_log.Line("the clock was set back: last heartbeats that count as of now: " +
+               std::to_string(ahead));
+  }
+  return m_store.Write([&](Transaction& store) {
+    return store.RemoveOld(now - m_retention.history, now - m_retention.events, kRemovedAtOnce);
+  });
 }
 
 }  // namespace cloudservice

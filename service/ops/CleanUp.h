@@ -2,6 +2,7 @@
 #ifndef SERVICE_OPS_CLEANUP_H_
 #define SERVICE_OPS_CLEANUP_H_
 
+#include <functional>
 #include <utility>
 
 #include "service/store/Store.h"
@@ -10,22 +11,28 @@
 
 namespace cloudservice {
 
-// Removes readings and events that are older than the retention allows. The store and the log
-// outlive it. One thread.
+// Removes readings and events that are older than the retention allows, and what removed appliances
+// and chassis have left. The store and the log outlive it. One thread.
 class CleanUp {
  public:
   CleanUp(Store& store, const Log& log, Clock clock, const Retention& retention)
       : m_store(store), m_log(log), m_clock(std::move(clock)), m_retention(retention) {}
 
-  // Removes a limited number of them; true when more may be left. Blocks for some hundredths of a
-  // second. A failure becomes a line in the log.
+  // Each removes a limited number of rows, and is true when more may be left. Blocks for some
+  // hundredths of a second. The first of failures that follow each other becomes a line in the log.
+  // Step() removes what is old, RemoveLeft() what was left.
   bool Step();
+  bool RemoveLeft();
 
  private:
+  bool Try(const std::function<bool()>& step);
+  bool RemoveOld();
+
   Store& m_store;
   const Log& m_log;
   const Clock m_clock;
   const Retention m_retention;
+  bool m_failing = false;  // the last step failed
 };
 
 }  // namespace cloudservice

@@ -270,6 +270,10 @@ struct Totals {
   AlarmCounts alarmed = {};  // managers with an open alarm, by its severity
 };
 
+// What RemoveNext() has left to do: nothing; to remove rows that no other operation sees; to remove
+// managers, which can still be seen, of accounts that were deleted with them.
+enum class Left { kNothing, kRows, kManagers };
+
 // What an event did to its alarm; kNone: the event has no alarm.
 enum class AlarmOutcome { kNone, kOpened, kChanged, kRepeated, kClosed, kNotOpen };
 

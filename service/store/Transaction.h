@@ -23,18 +23,22 @@ class Transaction {
  public:
   virtual ~Transaction() = default;
 
-  // Cheap: back ends count anew only after a change of what is counted.
+  // Costs the same however much is counted.
   virtual Totals CountTotals() = 0;
   // The number of managers that have not sent a heartbeat yet.
   virtual std::int64_t CountSilent() = 0;
   // The size of the database in bytes.
   virtual std::int64_t CountBytes() = 0;
 
+  // What is removed is gone at once for all other operations. Its rows may be many: they stay until
+  // RemoveNext() has removed them.
+
   // Adds a manager. A manager with the same UUID is removed before that, with all that it has here;
   // true when there was one.
   virtual bool AddManager(const ManagerRecord& manager, const std::string& tokenHash) = 0;
   virtual std::optional<ManagerRecord> FindManager(const std::string& uuid) = 0;
-  // The manager whose token has the hash. Every request of an appliance asks this: it costs the
+  // The manager whose token has the hash; none when its account was removed, since the token ended
+  // with it. Every request of an appliance asks this: it costs the
   // same however large the manager's document is.
   virtual std::optional<SenderRecord> FindSender(const std::string& tokenHash) = 0;
   virtual void SetManagerDocument(const std::string& uuid, const std::string& document,
@@ -84,6 +88,10 @@ class Transaction {
   // the clock is set back, and would keep the appliances alive for that long. Returns how many
   // there were.
   virtual std::int64_t ClampHeartbeats(std::int64_t now) = 0;
+  // Removes rows that removed managers, chassis and accounts have left, up to `most` (a row with a
+  // large document counts as several; the last one may exceed the number), and tells what is left.
+  // It is told also by what other processes have removed, and before a restart.
+  virtual Left RemoveNext(std::int64_t most) = 0;
   // Removes readings from before the time `readings`, and events from before the time `events`
   // except those of open alarms, up to `most` of each. True when there may be more.
   virtual bool RemoveOld(std::int64_t readings, std::int64_t events, std::int64_t most) = 0;
@@ -110,9 +118,9 @@ class Transaction {
                                   std::int64_t now) = 0;
   // The hashes of the account's keys, oldest first.
   virtual std::vector<std::string> ListRegistrationKeys(std::int64_t account) = 0;
-  // Deletes the account and its keys. With `withManagers` its managers are deleted too. Without,
-  // they stay with what they have sent, but their tokens end; the next account that registers such
-  // a manager owns it.
+  // Deletes the account and its keys; the tokens of its managers end. With `withManagers` its
+  // managers are removed by RemoveNext(), before everything else that waits there. Without, they
+  // stay with what they have sent; the next account that registers such a manager owns it.
   virtual void DeleteAccount(std::int64_t account, bool withManagers) = 0;
 
   // False when there is an operator of this name already.

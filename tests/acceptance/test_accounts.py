@@ -183,10 +183,11 @@ def put_back_to_version_2(file):
         database.execute("""
             INSERT INTO manager (uuid, name, token_hash, document, registered)
             SELECT uuid, name, token_hash, document, registered
-            FROM newer.manager JOIN newer.manager_document ON manager = uuid""")
+            FROM newer.manager JOIN newer.manager_document ON manager = id""")
         database.execute("""
             INSERT INTO chassis (id, manager, document, created)
-            SELECT id, manager, document, created FROM newer.chassis""")
+            SELECT chassis.id, uuid, document, created FROM newer.chassis
+            JOIN newer.manager ON newer.manager.id = newer.chassis.manager""")
         (application,) = database.execute("PRAGMA newer.application_id").fetchone()
         database.execute(f"PRAGMA application_id = {application}")
         database.execute("PRAGMA user_version = 2")

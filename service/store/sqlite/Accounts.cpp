@@ -20,9 +20,8 @@ const Sql kDeleteKeys(
 const Sql kAddKey(
     "INSERT INTO registration_key (account, hash, created) "
     "SELECT id, ?, ? FROM account WHERE email = ?");
-const Sql kDeleteManagers("DELETE FROM manager WHERE account = ?");
-const Sql kEndTokens("UPDATE manager SET token_hash = 'ended ' || uuid WHERE account = ?");
 const Sql kDeleteAccount("DELETE FROM account WHERE id = ?");
+const Sql kLeaveManagers("INSERT INTO removal (account) VALUES (?)");
 
 AccountRecord ReadAccount(const Statement& select) {
   return {select.Number(0), select.Text(1), select.Number(2), select.Number(3), select.Number(4)};
@@ -66,8 +65,8 @@ std::vector<std::string> SqliteTransaction::ListRegistrationKeys(std::int64_t ac
 }
 
 void SqliteTransaction::DeleteAccount(std::int64_t account, bool withManagers) {
-  Statement(m_database, withManagers ? kDeleteManagers : kEndTokens).Bind(account).Run();
   Statement(m_database, kDeleteAccount).Bind(account).Run();
+  if (withManagers) Statement(m_database, kLeaveManagers).Bind(account).Run();
 }
 
 }  // namespace cloudservice

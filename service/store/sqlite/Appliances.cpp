@@ -11,7 +11,7 @@ const Sql kAppliance(
     "manager.heartbeat_last, manager.heartbeat_interval, manager.account, manager.address, "
     "manager.changed, manager.label, manager.model, manager.serial, manager.firmware, "
     "manager.faults, manager.alarms, manager.warnings, account.email, "
-    "(SELECT id FROM chassis WHERE chassis.manager = manager.uuid ORDER BY rowid LIMIT 1) "
+    "(SELECT id FROM chassis WHERE chassis.manager = manager.id ORDER BY number LIMIT 1) "
     "FROM manager LEFT JOIN account ON account.id = manager.account WHERE manager.uuid = ?");
 
 // Searches the time of being late and that of being offline apart, so that each search has its
@@ -25,22 +25,27 @@ const Sql kDue(
 
 const std::string kManagerDocuments =
     "SELECT uuid, document, changed, 0 FROM manager "
-    "JOIN manager_document ON manager_document.manager = uuid WHERE uuid = ?1";
+    "JOIN manager_document ON manager = manager.id WHERE uuid = ?1";
 const std::string kChassisDocuments =
-    "SELECT id, document, changed, rowid FROM chassis WHERE manager = ?1";
+    "SELECT id, document, changed, number FROM chassis "
+    "WHERE manager = (SELECT id FROM manager WHERE uuid = ?1)";
+// Those of a removed chassis stay for a while, and are not seen.
 const std::string kResourceDocuments =
-    "SELECT path, document, changed, 0 FROM resource WHERE manager = ?1";
+    "SELECT path, document, changed, 0 FROM resource "
+    "WHERE manager = (SELECT id FROM manager WHERE uuid = ?1) "
+    "AND (chassis IS NULL OR EXISTS (SELECT 1 FROM chassis WHERE number = resource.chassis))";
 const Sql kPageOfManager(kManagerDocuments + " LIMIT ?2");
-const Sql kPageOfChassis(kChassisDocuments + " AND rowid > ?3 ORDER BY rowid LIMIT ?2");
+const Sql kPageOfChassis(kChassisDocuments + " AND number > ?3 ORDER BY number LIMIT ?2");
 const Sql kPageOfResources(kResourceDocuments + " AND path >= ?3 ORDER BY path LIMIT ?2");
 const Sql kOneOfManager(kManagerDocuments + " AND uuid = ?2");
 const Sql kOneOfChassis(kChassisDocuments + " AND id = ?2");
 const Sql kOneOfResources(kResourceDocuments + " AND path = ?2");
 
-const std::string kMemberOf = "SELECT id, path, name FROM member WHERE manager = ? AND ";
-const std::string kPlaceBehind = "(path, name) >= (?, ?) ORDER BY path, name LIMIT ?";
-const Sql kMembers(kMemberOf + kPlaceBehind);
-const Sql kMembersOfPath(kMemberOf + "path = ? AND " + kPlaceBehind);
+const std::string kMemberOf =
+    "SELECT id, path, name FROM member WHERE manager = (SELECT id FROM manager WHERE uuid = ?) "
+    "AND (chassis IS NULL OR EXISTS (SELECT 1 FROM chassis WHERE number = member.chassis)) AND ";
+const Sql kMembers(kMemberOf + "(path, name) >= (?, ?) ORDER BY path, name LIMIT ?");
+const Sql kMembersOfPath(kMemberOf + "path = ? AND name >= ? ORDER BY name LIMIT ?");
 const Sql kHistory(
     "SELECT time, value FROM reading "
     "WHERE member = ? AND time >= ? AND time < ? ORDER BY time, id");
@@ -134,8 +139,7 @@ std::vector<MemberRecord> SqliteTransaction::ListMembers(const std::string& mana
                                                          const ListPage<MemberPlace>& page) {
   Statement select(m_database, path ? kMembersOfPath : kMembers);
   select.Bind(manager);
-  if (path) select.Bind(*path);
-  select.Bind(page.after ? page.after->path : std::string());
+  select.Bind(path ? *path : page.after ? page.after->path : std::string());
   select.Bind(page.after ? FirstText(page.after->name) : std::string()).Bind(page.limit);
   std::vector<MemberRecord> members;
   while (select.Step()) members.push_back({select.Number(0), select.Text(1), select.Text(2)});

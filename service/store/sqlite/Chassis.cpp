@@ -7,21 +7,28 @@ namespace cloudservice {
 namespace {
 
 const Sql kAddChassis(
-    "INSERT INTO chassis (id, manager, document, created, changed) VALUES (?, ?, ?, ?, ?)");
-const Sql kChassisById(
-    "SELECT id, manager, document, created, rowid FROM chassis WHERE id = ? AND manager = ?");
-const Sql kHasChassis("SELECT 1 FROM chassis WHERE id = ? AND manager = ?");
-const std::string kBehind = "FROM chassis WHERE manager = ? AND rowid > ? ORDER BY rowid LIMIT ?";
-const Sql kChassisRecords("SELECT id, manager, document, created, rowid " + kBehind);
-const Sql kChassisNames("SELECT id, rowid " + kBehind);
-const Sql kOwnerOfChassis("SELECT manager FROM chassis WHERE id = ?");
+    "INSERT INTO chassis (id, manager, document, created, changed) "
+    "VALUES (?, (SELECT id FROM manager WHERE uuid = ?), ?, ?, ?)");
+const std::string kOwnChassis =
+    "FROM manager CROSS JOIN chassis ON chassis.manager = manager.id WHERE uuid = ? AND ";
+const std::string kRecord = "SELECT chassis.id, uuid, document, created, number " + kOwnChassis;
+const std::string kBehind = "number > ? ORDER BY number LIMIT ?";
+const Sql kChassisById(kRecord + "chassis.id = ?");
+const Sql kHasChassis("SELECT 1 " + kOwnChassis + "chassis.id = ?");
+const Sql kChassisRecords(kRecord + kBehind);
+const Sql kChassisNames("SELECT chassis.id, number " + kOwnChassis + kBehind);
+const Sql kOwnerOfChassis(
+    "SELECT number, manager.id, uuid FROM chassis JOIN manager ON manager.id = manager "
+    "WHERE chassis.id = ?");
 const Sql kChangeChassis("UPDATE chassis SET document = ?, changed = ? WHERE id = ?");
-const Sql kDeleteChassis("DELETE FROM chassis WHERE id = ?");
-const Sql kCountAlarmsAnew(
+const Sql kTakeChassis("DELETE FROM chassis WHERE number = ?");
+const Sql kLeaveRestOfChassis("INSERT INTO removal (manager, chassis) VALUES (?, ?)");
+// The alarms that the chassis has open are no longer counted.
+const Sql kCountAlarmsLess(
     "UPDATE manager SET (faults, alarms, warnings) = ("
-    "SELECT coalesce(sum(rank = 0), 0), coalesce(sum(rank = 1), 0), coalesce(sum(rank = 2), 0) "
-    "FROM chassis CROSS JOIN alarm ON alarm.chassis = chassis.id AND alarm.closed IS NULL "
-    "WHERE chassis.manager = manager.uuid) WHERE uuid = ?");
+    "SELECT manager.faults - coalesce(sum(rank = 0), 0), "
+    "manager.alarms - coalesce(sum(rank = 1), 0), manager.warnings - coalesce(sum(rank = 2), 0) "
+    "FROM alarm WHERE chassis = ?1 AND closed IS NULL) WHERE id = ?2");
 
 ChassisRecord ReadChassis(const Statement& select) {
   return {select.Text(0), select.Text(1), select.Text(2), select.Number(3), select.Number(4)};
@@ -43,13 +50,13 @@ void SqliteTransaction::AddChassis(const ChassisRecord& chassis) {
 
 bool SqliteTransaction::HasChassis(const std::string& manager, const std::string& id) {
   Statement select(m_database, kHasChassis);
-  return select.Bind(id).Bind(manager).Step();
+  return select.Bind(manager).Bind(id).Step();
 }
 
 std::optional<ChassisRecord> SqliteTransaction::FindChassis(const std::string& manager,
                                                             const std::string& id) {
   Statement select(m_database, kChassisById);
-  select.Bind(id).Bind(manager);
+  select.Bind(manager).Bind(id);
   if (!select.Step()) return std::nullopt;
   return ReadChassis(select);
 }
@@ -83,9 +90,12 @@ void SqliteTransaction::DeleteChassis(const std::string& id) {
   Statement owner(m_database, kOwnerOfChassis);
   owner.Bind(id);
   if (!owner.Step()) return;
-  const std::string manager = owner.Text(0);
-  Statement(m_database, kDeleteChassis).Bind(id).Run();
-  Statement(m_database, kCountAlarmsAnew).Bind(manager).Run();
+  const std::int64_t number = owner.Number(0);
+  const std::int64_t managerNumber = owner.Number(1);
+  const std::string manager = owner.Text(2);
+  Statement(m_database, kTakeChassis).Bind(number).Run();
+  Statement(m_database, kCountAlarmsLess).Bind(number).Bind(managerNumber).Run();
+  Statement(m_database, kLeaveRestOfChassis).Bind(managerNumber).Bind(number).Run();
   NoteDocument(manager, {DocumentName::Kind::kChassis, id});
   NoteAppliance(manager);
 }

@@ -12,16 +12,19 @@ namespace {
 
 // Whether an alarm that the event opened or changed is still open.
 const std::string kStillOpen =
-    "EXISTS (SELECT 1 FROM alarm WHERE alarm.chassis = event.chassis "
+    "EXISTS (SELECT 1 FROM chassis CROSS JOIN alarm ON alarm.chassis = number "
+    "WHERE chassis.id = event.chassis AND chassis.manager = event.manager "
     "AND alarm.message_id = event.message_id AND alarm.closed IS NULL "
     "AND alarm.opening <= event.id)";
 
 // A part of the log, newest first; a condition that is null lets everything through. The order of
 // arrival and that of the times differ only where the clock was set back.
 std::string LogSql(const std::string& part, const std::string& order) {
-  return "SELECT id, manager, chassis, message_id, severity, document, received, kind, "
+  return "SELECT id, chassis, message_id, severity, document, received, kind, "
          "kind = 0 AND NOT open FROM (SELECT *, " +
-         kStillOpen + " AS open FROM event WHERE manager = ?1 AND " + part +
+         kStillOpen +
+         " AS open FROM event WHERE manager = (SELECT id FROM manager WHERE uuid = ?1) AND " +
+         part +
          ") WHERE (?2 IS NULL OR kind = ?2) AND (?3 IS NULL OR lower(severity) = lower(?3)) "
          "ORDER BY " +
          order + " LIMIT ?4";
@@ -34,14 +37,15 @@ const Sql kLogOfTime(LogSql("received >= ?5 AND (received, id) < (?6, ?7)",
                             "received DESC, id DESC"));
 // The time at which the event came or, if it was removed, the last event before it.
 const Sql kReceived(
-    "SELECT received FROM event WHERE manager = ? AND id <= ? ORDER BY id DESC LIMIT 1");
+    "SELECT received FROM event WHERE manager = (SELECT id FROM manager WHERE uuid = ?) "
+    "AND id <= ? ORDER BY id DESC LIMIT 1");
 
 const Sql kOpenAlarms(
-    "SELECT alarm.id, alarm.event, alarm.chassis, alarm.message_id, alarm.severity, "
-    "event.document, alarm.opened FROM chassis "
-    "CROSS JOIN alarm ON alarm.chassis = chassis.id AND alarm.closed IS NULL "
+    "SELECT alarm.id, alarm.event, chassis.id, alarm.message_id, alarm.severity, "
+    "event.document, alarm.opened FROM alarm CROSS JOIN chassis ON number = alarm.chassis "
     "CROSS JOIN event ON event.id = alarm.event "
-    "WHERE chassis.manager = ? AND alarm.id < ? ORDER BY alarm.id DESC LIMIT ?");
+    "WHERE alarm.manager = (SELECT id FROM manager WHERE uuid = ?) AND alarm.closed IS NULL "
+    "AND alarm.id < ? ORDER BY alarm.id DESC LIMIT ?");
 
 using Bounds = std::numeric_limits<std::int64_t>;
 
@@ -76,11 +80,11 @@ std::vector<LoggedEvent> SqliteTransaction::ListLog(const LogFilter& filter) {
   std::vector<LoggedEvent> log;
   while (select.Step()) {
     LoggedEvent entry;
-    entry.event = {select.Number(0), select.Text(1),
-                   select.Text(2),   select.Text(3),
-                   select.Text(4),   select.Text(5),
-                   select.Number(6), static_cast<EventKind>(select.Number(7))};
-    entry.cleared = select.Number(8) != 0;
+    entry.event = {select.Number(0), filter.manager,
+                   select.Text(1),   select.Text(2),
+                   select.Text(3),   select.Text(4),
+                   select.Number(5), static_cast<EventKind>(select.Number(6))};
+    entry.cleared = select.Number(7) != 0;
     log.push_back(std::move(entry));
   }
   return log;

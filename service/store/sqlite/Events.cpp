@@ -8,16 +8,18 @@ namespace {
 
 const Sql kAddEvent(
     "INSERT INTO event (manager, chassis, message_id, severity, document, received, kind) "
-    "VALUES (?, ?, ?, ?, ?, ?, ?)");
+    "VALUES ((SELECT id FROM manager WHERE uuid = ?), ?, ?, ?, ?, ?, ?)");
 const Sql kEventById(
-    "SELECT id, manager, chassis, message_id, severity, document, received, kind "
-    "FROM event WHERE id = ? AND manager = ?");
+    "SELECT id, chassis, message_id, severity, document, received, kind "
+    "FROM event WHERE id = ? AND manager = (SELECT id FROM manager WHERE uuid = ?)");
 
 const Sql kOpenAlarm(
-    "SELECT id, severity FROM alarm WHERE chassis = ? AND message_id = ? AND closed IS NULL");
+    "SELECT alarm.id, severity FROM chassis CROSS JOIN alarm ON chassis = number "
+    "WHERE chassis.id = ? AND message_id = ? AND closed IS NULL");
 const Sql kAddAlarm(
-    "INSERT INTO alarm (chassis, message_id, severity, rank, event, opened, opening) "
-    "VALUES (?, ?, ?, ?, ?, ?, ?)");
+    "INSERT INTO alarm (manager, chassis, message_id, severity, rank, event, opened, opening) "
+    "VALUES ((SELECT manager FROM chassis WHERE id = ?1), "
+    "(SELECT number FROM chassis WHERE id = ?1), ?2, ?3, ?4, ?5, ?6, ?5)");
 const Sql kChangeAlarm("UPDATE alarm SET severity = ?, rank = ?, event = ? WHERE id = ?");
 const Sql kCloseAlarm("UPDATE alarm SET closed = ? WHERE id = ?");
 const Sql kAddToAlarmCounts(
@@ -26,21 +28,23 @@ const Sql kAddToAlarmCounts(
 
 const Sql kCountEvents("SELECT events FROM manager WHERE uuid = ?");
 const Sql kEventPage(
-    "SELECT id FROM event WHERE manager = ? AND id > ? ORDER BY id LIMIT ? OFFSET ?");
-const Sql kOfAll(
-    "SELECT id FROM event WHERE manager = ?1 AND (?3 IS NULL OR severity = ?3) AND id > ?4 "
-    "ORDER BY id LIMIT ?5");
-const Sql kOfChassis(
-    "SELECT id FROM event WHERE manager = ?1 AND chassis = ?2 AND (?3 IS NULL OR severity = ?3) "
-    "AND id > ?4 ORDER BY id LIMIT ?5");
-// Searches from the alarms, since most events have no alarm.
+    "SELECT id FROM event WHERE manager = (SELECT id FROM manager WHERE uuid = ?) AND id > ? "
+    "ORDER BY id LIMIT ? OFFSET ?");
+const std::string kOwnEvents =
+    "SELECT id FROM event WHERE manager = (SELECT id FROM manager WHERE uuid = ?1) "
+    "AND (?3 IS NULL OR severity = ?3) AND id > ?4 ";
+const Sql kOfAll(kOwnEvents + "ORDER BY id LIMIT ?5");
+const Sql kOfChassis(kOwnEvents + "AND chassis = ?2 ORDER BY id LIMIT ?5");
+// Searches from the alarms, since most events have no alarm. Those of a removed chassis stay for a
+// while, and are not seen.
 const std::string kOfAlarms =
-    "SELECT event.id FROM chassis CROSS JOIN alarm ON alarm.chassis = chassis.id "
+    "SELECT event.id FROM alarm CROSS JOIN chassis ON number = alarm.chassis "
     "CROSS JOIN event ON event.id = alarm.event "
-    "WHERE chassis.manager = ?1 AND (?2 IS NULL OR chassis.id = ?2) "
-    "AND (?3 IS NULL OR event.severity = ?3) AND event.id > ?4 AND alarm.closed ";
-const Sql kOfOpenAlarms(kOfAlarms + "IS NULL ORDER BY event.id LIMIT ?5");
-const Sql kOfClosedAlarms(kOfAlarms + "IS NOT NULL ORDER BY event.id LIMIT ?5");
+    "WHERE alarm.manager = (SELECT id FROM manager WHERE uuid = ?1) "
+    "AND (?2 IS NULL OR chassis.id = ?2) AND (?3 IS NULL OR event.severity = ?3) "
+    "AND alarm.event > ?4 AND (closed IS NULL) = ";
+const Sql kOfOpenAlarms(kOfAlarms + "1 ORDER BY alarm.event LIMIT ?5");
+const Sql kOfClosedAlarms(kOfAlarms + "0 ORDER BY alarm.event LIMIT ?5");
 
 const Sql& Listing(const EventFilter& filter) {
   if (filter.cleared) return *filter.cleared ? kOfClosedAlarms : kOfOpenAlarms;
@@ -75,9 +79,7 @@ StoredEvent SqliteTransaction::AddEvent(const EventRecord& event, const std::str
   if (kind == EventKind::kAlarm) stored.outcome = RaiseAlarm(event, stored.id, alarm);
   if (kind == EventKind::kClear) stored.outcome = ClearAlarm(event, alarm);
   m_changes.push_back({Change::What::kEvent, event.manager, stored.id, {}});
-  if (stored.outcome != AlarmOutcome::kNone) {
-    NoteAppliance(event.manager);
-  }
+  if (stored.outcome != AlarmOutcome::kNone) NoteAppliance(event.manager);
   return stored;
 }
 
@@ -101,7 +103,6 @@ AlarmOutcome SqliteTransaction::RaiseAlarm(const EventRecord& event, std::int64_
         .Bind(RankOf(event.severity))
         .Bind(id)
         .Bind(event.received)
-        .Bind(id)
         .Run();
     return AlarmOutcome::kOpened;
   }
@@ -143,13 +144,13 @@ std::optional<EventRecord> SqliteTransaction::FindEvent(const std::string& manag
   if (!select.Step()) return std::nullopt;
   EventRecord event;
   event.id = select.Number(0);
-  event.manager = select.Text(1);
-  event.chassis = select.Text(2);
-  event.messageId = select.Text(3);
-  event.severity = select.Text(4);
-  event.document = select.Text(5);
-  event.received = select.Number(6);
-  event.kind = static_cast<EventKind>(select.Number(7));
+  event.manager = manager;
+  event.chassis = select.Text(1);
+  event.messageId = select.Text(2);
+  event.severity = select.Text(3);
+  event.document = select.Text(4);
+  event.received = select.Number(5);
+  event.kind = static_cast<EventKind>(select.Number(6));
   return event;
 }
 

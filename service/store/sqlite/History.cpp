@@ -11,18 +11,26 @@ namespace {
 constexpr std::int64_t kHour = 3600;
 
 const Sql kLast("SELECT time, value FROM reading WHERE member = ? ORDER BY id DESC LIMIT 1");
-const Sql kMember("SELECT id FROM member WHERE path = ? AND name = ?");
+const Sql kMember("SELECT id FROM member WHERE manager = ? AND path = ? AND name = ?");
 const Sql kAddMember(
-    "INSERT INTO member (manager, chassis, path, name) SELECT ?, ?, ?, ? "
-    "WHERE (SELECT count(*) FROM member WHERE path = ?) < ?");
+    "INSERT INTO member (manager, chassis, path, name) "
+    "SELECT ?1, (SELECT number FROM chassis WHERE id = ?2), ?3, ?4 "
+    "WHERE (SELECT count(*) FROM member WHERE manager = ?1 AND path = ?3) < ?5");
 const Sql kAddReading("INSERT INTO reading (member, time, value) VALUES (?, ?, ?)");
+// Those of a removed chassis stay for a while, and are not seen.
+const std::string kSeenNumber =
+    "AND (chassis IS NULL OR EXISTS (SELECT 1 FROM chassis WHERE number = member.chassis)) ";
 const Sql kNames(
-    "SELECT name FROM member WHERE manager = ? AND path = ? AND name >= ? AND EXISTS "
-    "(SELECT 1 FROM reading WHERE reading.member = member.id AND time >= ?) "
+    "SELECT name FROM member WHERE manager = (SELECT id FROM manager WHERE uuid = ?) "
+    "AND path = ? AND name >= ? " +
+    kSeenNumber +
+    "AND EXISTS (SELECT 1 FROM reading WHERE reading.member = member.id AND time >= ?) "
     "ORDER BY name LIMIT ?");
 const Sql kValues(
     "SELECT reading.id, time, value FROM reading "
-    "WHERE member = (SELECT id FROM member WHERE path = ? AND name = ? AND manager = ?) "
+    "WHERE member = (SELECT id FROM member WHERE path = ? AND name = ? " +
+    kSeenNumber +
+    "AND manager = (SELECT id FROM manager WHERE uuid = ?)) "
     "AND reading.id > ? AND time >= ? ORDER BY reading.id LIMIT ?");
 
 const Sql kClamp(
@@ -47,21 +55,24 @@ bool IsKnown(Database& database, std::int64_t member, std::int64_t time, const s
 
 }  // namespace
 
-std::optional<std::int64_t> SqliteTransaction::MemberId(const Readings& readings,
+std::optional<std::int64_t> SqliteTransaction::MemberId(std::int64_t manager,
+                                                        const Readings& readings,
                                                         const std::string& name) {
   Statement known(m_database, kMember);
-  known.Bind(readings.path).Bind(name);
+  known.Bind(manager).Bind(readings.path).Bind(name);
   if (known.Step()) return known.Number(0);
   Statement add(m_database, kAddMember);
-  add.Bind(readings.manager).Bind(readings.chassis).Bind(readings.path).Bind(name);
-  add.Bind(readings.path).Bind(kMaxHistoryMembers).Run();
+  add.Bind(manager).Bind(readings.chassis).Bind(readings.path).Bind(name);
+  add.Bind(kMaxHistoryMembers).Run();
   if (m_database.Changes() == 0) return std::nullopt;
   return m_database.LastInsertId();
 }
 
 void SqliteTransaction::AddReadings(const Readings& readings) {
+  if (readings.numbers.empty()) return;
+  const std::int64_t manager = ManagerNumber(readings.manager);
   for (const NumberRecord& number : readings.numbers) {
-    const std::optional<std::int64_t> member = MemberId(readings, number.member);
+    const std::optional<std::int64_t> member = MemberId(manager, readings, number.member);
     if (!member || IsKnown(m_database, *member, readings.time, number.value)) continue;
     Statement(m_database, kAddReading).Bind(*member).Bind(readings.time).Bind(number.value).Run();
   }

@@ -9,15 +9,22 @@ namespace {
 
 const Sql kManager(
     "SELECT uuid, name, document, registered, heartbeat_count, heartbeat_last, heartbeat_interval, "
-    "account, address FROM manager JOIN manager_document ON manager_document.manager = uuid "
-    "WHERE uuid = ?");
-const Sql kSender("SELECT uuid, name, account FROM manager WHERE token_hash = ?");
+    "account.id, address FROM manager JOIN manager_document ON manager = manager.id "
+    "LEFT JOIN account ON account.id = account WHERE uuid = ?");
+// A token ends with the account that it was given for.
+const Sql kSender(
+    "SELECT uuid, name, account FROM manager WHERE token_hash = ? "
+    "AND (account IS NULL OR EXISTS (SELECT 1 FROM account WHERE id = manager.account))");
+const Sql kNumber("SELECT id FROM manager WHERE uuid = ?");
 const Sql kAddManager(
     "INSERT INTO manager (uuid, name, token_hash, registered, account, address, changed, late_at, "
     "offline_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
-const Sql kDeleteManager("DELETE FROM manager WHERE uuid = ?");
+const Sql kTakeManager("DELETE FROM manager WHERE id = ?");
+const Sql kLeaveRest("INSERT INTO removal (manager) VALUES (?)");
+const Sql kSomeOfAccount("SELECT uuid FROM manager WHERE account = ? LIMIT ?");
 const Sql kPutManagerDocument(
-    "INSERT INTO manager_document (manager, document) VALUES (?, ?) ON CONFLICT (manager) "
+    "INSERT INTO manager_document (manager, document) "
+    "VALUES ((SELECT id FROM manager WHERE uuid = ?), ?) ON CONFLICT (manager) "
     "DO UPDATE SET document = excluded.document");
 const Sql kChangeShown(
     "UPDATE manager SET label = substr(coalesce(nullif(?, ''), name), 1, 200), model = ?, "
@@ -46,8 +53,7 @@ void PutDocument(Database& database, const std::string& uuid, const std::string&
 }  // namespace
 
 bool SqliteTransaction::AddManager(const ManagerRecord& manager, const std::string& tokenHash) {
-  Statement(m_database, kDeleteManager).Bind(manager.uuid).Run();
-  const bool known = m_database.Changes() > 0;
+  const bool known = TakeManager(manager.uuid);
   const DueTimes due = DueTimesOf(manager.registered, std::nullopt, std::nullopt);
   Statement(m_database, kAddManager)
       .Bind(manager.uuid)
@@ -61,9 +67,35 @@ bool SqliteTransaction::AddManager(const ManagerRecord& manager, const std::stri
       .Bind(due.offline)
       .Run();
   PutDocument(m_database, manager.uuid, manager.document, manager.registered);
-  if (known) NoteGone(manager.uuid);
   NoteAppliance(manager.uuid);
   return known;
+}
+
+std::int64_t SqliteTransaction::ManagerNumber(const std::string& manager) {
+  Statement select(m_database, kNumber);
+  select.Bind(manager);
+  if (!select.Step()) throw DatabaseError("there is no manager " + manager);
+  return select.Number(0);
+}
+
+bool SqliteTransaction::TakeManager(const std::string& uuid) {
+  Statement select(m_database, kNumber);
+  select.Bind(uuid);
+  if (!select.Step()) return false;
+  const std::int64_t number = select.Number(0);
+  Statement(m_database, kTakeManager).Bind(number).Run();
+  Statement(m_database, kLeaveRest).Bind(number).Run();
+  NoteGone(uuid);
+  return true;
+}
+
+std::int64_t SqliteTransaction::TakeManagers(std::int64_t account, std::int64_t most) {
+  std::vector<std::string> uuids;
+  Statement select(m_database, kSomeOfAccount);
+  select.Bind(account).Bind(most);
+  while (select.Step()) uuids.push_back(select.Text(0));
+  for (const std::string& uuid : uuids) TakeManager(uuid);
+  return static_cast<std::int64_t>(uuids.size());
 }
 
 std::optional<ManagerRecord> SqliteTransaction::FindManager(const std::string& uuid) {
@@ -98,10 +130,7 @@ void SqliteTransaction::SetManagerDocument(const std::string& uuid, const std::s
   NoteAppliance(uuid);
 }
 
-void SqliteTransaction::DeleteManager(const std::string& uuid) {
-  Statement(m_database, kDeleteManager).Bind(uuid).Run();
-  NoteGone(uuid);
-}
+void SqliteTransaction::DeleteManager(const std::string& uuid) { TakeManager(uuid); }
 
 std::int64_t SqliteTransaction::AddHeartbeat(const std::string& uuid, std::int64_t when,
                                              std::int64_t interval, const std::string& address) {

@@ -6,21 +6,30 @@ namespace cloudservice {
 
 namespace {
 
+const std::string kOwnResources =
+    " FROM resource WHERE manager = (SELECT id FROM manager WHERE uuid = ?) ";
+// Those of a removed chassis stay for a while, and are not seen.
+const std::string kSeen =
+    "AND (chassis IS NULL OR EXISTS (SELECT 1 FROM chassis WHERE number = resource.chassis)) ";
 const Sql kResourceByPath(
-    "SELECT path, manager, chassis, document, changed FROM resource "
-    "WHERE path = ? AND manager = ?");
-const Sql kHasResource("SELECT 1 FROM resource WHERE path = ? AND manager = ?");
-const Sql kPaths(
-    "SELECT path FROM resource WHERE manager = ? AND chassis IS ? AND path >= ? "
-    "ORDER BY path LIMIT ?");
-// The paths below PATH lie between PATH/ and PATH0, since "0" comes after "/". The plus keeps the
-// search away from the index of managers, so that it uses the paths.
-const Sql kChildren(
-    "SELECT path FROM resource WHERE path >= ? AND path < ? AND +manager = ? "
-    "AND instr(substr(path, ?), '/') = 0 ORDER BY path LIMIT ?");
+    "SELECT path, (SELECT id FROM chassis WHERE number = resource.chassis), document, changed" +
+    kOwnResources + kSeen + "AND path = ?");
+const Sql kHasResource("SELECT 1" + kOwnResources + kSeen + "AND path = ?");
+const Sql kPathsOfManager("SELECT path" + kOwnResources +
+                          "AND chassis IS NULL AND path >= ? ORDER BY path LIMIT ?");
+const Sql kPathsOfChassis("SELECT path" + kOwnResources +
+                          "AND chassis = (SELECT number FROM chassis WHERE id = ?) AND path >= ? "
+                          "ORDER BY path LIMIT ?");
+// The paths below PATH lie between PATH/ and PATH0, since "0" comes after "/".
+const Sql kChildren("SELECT path" + kOwnResources + kSeen +
+                    "AND path >= ? AND path < ? AND instr(substr(path, ?), '/') = 0 "
+                    "ORDER BY path LIMIT ?");
+// Puts nothing where there is no such manager or chassis.
 const Sql kPutResource(
-    "INSERT INTO resource (path, manager, chassis, document, changed) "
-    "VALUES (?, ?, ?, ?, ?) ON CONFLICT (path) "
+    "INSERT INTO resource (manager, chassis, path, document, changed) "
+    "SELECT manager.id, number, ?3, ?4, ?5 FROM manager "
+    "LEFT JOIN chassis ON chassis.id = ?2 AND chassis.manager = manager.id "
+    "WHERE uuid = ?1 AND (?2 IS NULL OR number IS NOT NULL) ON CONFLICT (manager, path) "
     "DO UPDATE SET document = excluded.document, changed = excluded.changed");
 
 std::vector<std::string> TextsOf(Statement& select) {
@@ -33,28 +42,30 @@ std::vector<std::string> TextsOf(Statement& select) {
 
 bool SqliteTransaction::HasResource(const std::string& manager, const std::string& path) {
   Statement select(m_database, kHasResource);
-  return select.Bind(path).Bind(manager).Step();
+  return select.Bind(manager).Bind(path).Step();
 }
 
 std::optional<ResourceRecord> SqliteTransaction::FindResource(const std::string& manager,
                                                               const std::string& path) {
   Statement select(m_database, kResourceByPath);
-  select.Bind(path).Bind(manager);
+  select.Bind(manager).Bind(path);
   if (!select.Step()) return std::nullopt;
   ResourceRecord resource;
   resource.path = select.Text(0);
-  resource.manager = select.Text(1);
-  resource.chassis = select.OptionalText(2);
-  resource.document = select.Text(3);
-  resource.changed = select.Number(4);
+  resource.manager = manager;
+  resource.chassis = select.OptionalText(1);
+  resource.document = select.Text(2);
+  resource.changed = select.Number(3);
   return resource;
 }
 
 std::vector<std::string> SqliteTransaction::ListResources(const std::string& manager,
                                                           const std::optional<std::string>& chassis,
                                                           const ListPage<std::string>& page) {
-  Statement select(m_database, kPaths);
-  select.Bind(manager).Bind(chassis).Bind(FirstText(page.after)).Bind(page.limit);
+  Statement select(m_database, chassis ? kPathsOfChassis : kPathsOfManager);
+  select.Bind(manager);
+  if (chassis) select.Bind(*chassis);
+  select.Bind(FirstText(page.after)).Bind(page.limit);
   return TextsOf(select);
 }
 
@@ -63,7 +74,7 @@ std::vector<std::string> SqliteTransaction::ListChildren(const std::string& mana
                                                          const ListPage<std::string>& page) {
   Statement select(m_database, kChildren);
   const std::string folder = path + "/";
-  select.Bind(FirstText(page.after.value_or(folder))).Bind(path + "0").Bind(manager);
+  select.Bind(manager).Bind(FirstText(page.after.value_or(folder))).Bind(path + "0");
   select.Bind(static_cast<std::int64_t>(folder.size() + 1)).Bind(page.limit);
   return TextsOf(select);
 }
@@ -74,12 +85,13 @@ bool SqliteTransaction::HasChildren(const std::string& manager, const std::strin
 
 void SqliteTransaction::PutResource(const ResourceRecord& resource, const Readings& readings) {
   Statement(m_database, kPutResource)
-      .Bind(resource.path)
       .Bind(resource.manager)
       .Bind(resource.chassis)
+      .Bind(resource.path)
       .Bind(resource.document)
       .Bind(resource.changed)
       .Run();
+  if (m_database.Changes() == 0) throw DatabaseError("no manager or chassis has " + resource.path);
   AddReadings(readings);
   NoteDocument(resource.manager, {DocumentName::Kind::kResource, resource.path});
 }

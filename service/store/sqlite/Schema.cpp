@@ -14,7 +14,7 @@ namespace {
 constexpr std::int64_t kApplicationId = 0x4b636c64;
 
 // Step N brings version N to version N + 1. The result of a step that was released never changes.
-constexpr std::array<const char*, 5> kSteps = {
+constexpr std::array<const char*, 6> kSteps = {
     R"sql(
 CREATE TABLE manager (
   uuid TEXT PRIMARY KEY,
@@ -242,6 +242,256 @@ UPDATE alarm SET rank = CASE
   WHEN lower(severity) IN ('fault', 'critical') THEN 0
   WHEN lower(severity) = 'warning' THEN 2 ELSE 1 END;
 )sql",
+    R"sql(
+-- A manager has a number of its own that is never given twice, and what is its refers to that: its
+-- rows may stay for a while after it, also when its UUID is registered anew. They go in steps, so
+-- that no key deletes them along. The account may be gone: then the token has ended.
+DROP TRIGGER event_comes;
+DROP TRIGGER event_goes;
+CREATE TABLE new_manager (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  uuid TEXT NOT NULL UNIQUE,
+  name TEXT NOT NULL,
+  token_hash TEXT NOT NULL UNIQUE,
+  registered INTEGER NOT NULL,
+  account INTEGER,
+  address TEXT,
+  changed INTEGER NOT NULL DEFAULT 0,
+  heartbeat_count INTEGER NOT NULL DEFAULT 0,
+  heartbeat_last INTEGER,
+  heartbeat_interval INTEGER,
+  late_at INTEGER NOT NULL DEFAULT 0,
+  offline_at INTEGER NOT NULL DEFAULT 0,
+  heard_at INTEGER AS (coalesce(heartbeat_last, -1)) VIRTUAL,
+  label TEXT COLLATE NOCASE NOT NULL DEFAULT '',
+  model TEXT,
+  serial TEXT,
+  firmware TEXT,
+  faults INTEGER NOT NULL DEFAULT 0,
+  alarms INTEGER NOT NULL DEFAULT 0,
+  warnings INTEGER NOT NULL DEFAULT 0,
+  events INTEGER NOT NULL DEFAULT 0
+) STRICT;
+INSERT INTO new_manager (
+  uuid, name, token_hash, registered, account, address, changed, heartbeat_count, heartbeat_last,
+  heartbeat_interval, late_at, offline_at, label, model, serial, firmware, faults, alarms, warnings,
+  events)
+SELECT
+  uuid, name, token_hash, registered, account, address, changed, heartbeat_count, heartbeat_last,
+  heartbeat_interval, late_at, offline_at, label, model, serial, firmware, faults, alarms, warnings,
+  events
+FROM manager ORDER BY rowid;
+
+CREATE TABLE new_manager_document (
+  manager INTEGER PRIMARY KEY REFERENCES manager (id) ON DELETE CASCADE,
+  document TEXT NOT NULL
+) STRICT;
+INSERT INTO new_manager_document
+SELECT id, document FROM new_manager JOIN manager_document ON manager = uuid;
+
+CREATE TABLE new_chassis (
+  number INTEGER PRIMARY KEY AUTOINCREMENT,
+  id TEXT NOT NULL UNIQUE,
+  manager INTEGER NOT NULL,
+  document TEXT NOT NULL,
+  created INTEGER NOT NULL,
+  changed INTEGER NOT NULL
+) STRICT;
+INSERT INTO new_chassis
+SELECT chassis.rowid, chassis.id, new_manager.id, document, created, chassis.changed
+FROM chassis CROSS JOIN new_manager ON uuid = manager ORDER BY chassis.rowid;
+
+CREATE TABLE new_resource (
+  id INTEGER PRIMARY KEY,
+  manager INTEGER NOT NULL,
+  chassis INTEGER,
+  path TEXT NOT NULL,
+  document TEXT NOT NULL,
+  changed INTEGER NOT NULL,
+  UNIQUE (manager, path)
+) STRICT;
+INSERT INTO new_resource (manager, chassis, path, document, changed)
+SELECT new_manager.id, (SELECT number FROM new_chassis WHERE new_chassis.id = chassis), path,
+  document, resource.changed
+FROM resource CROSS JOIN new_manager ON uuid = manager;
+
+CREATE TABLE new_member (
+  id INTEGER PRIMARY KEY,
+  manager INTEGER NOT NULL,
+  chassis INTEGER,
+  path TEXT NOT NULL,
+  name TEXT NOT NULL,
+  UNIQUE (manager, path, name)
+) STRICT;
+INSERT INTO new_member
+SELECT member.id, new_manager.id, (SELECT number FROM new_chassis WHERE new_chassis.id = chassis),
+  path, member.name
+FROM member CROSS JOIN new_manager ON uuid = manager;
+
+CREATE TABLE new_event (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  manager INTEGER NOT NULL,
+  chassis TEXT NOT NULL,
+  message_id TEXT NOT NULL,
+  severity TEXT NOT NULL,
+  document TEXT NOT NULL,
+  received INTEGER NOT NULL,
+  kind INTEGER NOT NULL DEFAULT 0
+) STRICT;
+INSERT INTO new_event
+SELECT event.id, new_manager.id, chassis, message_id, severity, document, received, kind
+FROM event CROSS JOIN new_manager ON uuid = manager;
+
+CREATE TABLE new_alarm (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  manager INTEGER NOT NULL,
+  chassis INTEGER NOT NULL,
+  message_id TEXT NOT NULL,
+  severity TEXT NOT NULL,
+  rank INTEGER NOT NULL,
+  event INTEGER NOT NULL UNIQUE REFERENCES event (id) ON DELETE CASCADE,
+  opening INTEGER NOT NULL,
+  opened INTEGER NOT NULL,
+  closed INTEGER
+) STRICT;
+INSERT INTO new_alarm
+SELECT alarm.id, manager, number, message_id, severity, rank, event, opening, opened, closed
+FROM alarm CROSS JOIN new_chassis ON new_chassis.id = chassis;
+
+-- The numbers that were given go on to count.
+DELETE FROM sqlite_sequence WHERE name IN ('new_event', 'new_alarm');
+INSERT INTO sqlite_sequence
+SELECT 'new_' || name, seq FROM sqlite_sequence WHERE name IN ('event', 'alarm');
+
+DROP TABLE alarm;
+DROP TABLE event;
+DROP TABLE member;
+DROP TABLE resource;
+DROP TABLE chassis;
+DROP TABLE manager_document;
+DROP TABLE manager;
+ALTER TABLE new_manager RENAME TO manager;
+ALTER TABLE new_manager_document RENAME TO manager_document;
+ALTER TABLE new_chassis RENAME TO chassis;
+ALTER TABLE new_resource RENAME TO resource;
+ALTER TABLE new_member RENAME TO member;
+ALTER TABLE new_event RENAME TO event;
+ALTER TABLE new_alarm RENAME TO alarm;
+
+CREATE INDEX manager_account ON manager (account);
+CREATE INDEX manager_late ON manager (late_at, uuid);
+CREATE INDEX manager_offline ON manager (offline_at, uuid);
+CREATE INDEX manager_heard ON manager (heard_at, label, uuid);
+CREATE INDEX manager_label ON manager (label, uuid);
+CREATE INDEX manager_alarms ON manager (faults DESC, alarms DESC, warnings DESC, label, uuid);
+CREATE INDEX manager_calm ON manager (faults, alarms, warnings, label, uuid);
+CREATE INDEX manager_registered ON manager (registered, label, uuid);
+CREATE INDEX chassis_manager ON chassis (manager);
+CREATE INDEX resource_owner ON resource (manager, chassis, path);
+CREATE INDEX member_chassis ON member (chassis);
+CREATE INDEX event_manager ON event (manager, chassis);
+CREATE INDEX event_manager_id ON event (manager);
+CREATE INDEX event_manager_received ON event (manager, received);
+CREATE INDEX event_received ON event (received);
+CREATE UNIQUE INDEX alarm_open ON alarm (chassis, message_id) WHERE closed IS NULL;
+CREATE INDEX alarm_chassis ON alarm (chassis, closed, rank);
+CREATE INDEX alarm_manager ON alarm (manager) WHERE closed IS NULL;
+CREATE INDEX alarm_event ON alarm (manager, closed IS NULL, event);
+
+CREATE TRIGGER event_comes AFTER INSERT ON event BEGIN
+  UPDATE manager SET events = events + 1 WHERE id = new.manager;
+END;
+CREATE TRIGGER event_goes AFTER DELETE ON event BEGIN
+  UPDATE manager SET events = events - 1 WHERE id = old.manager;
+END;
+
+-- Counts over all managers, in one row. The last three count managers that have such an alarm open.
+CREATE TABLE total (
+  id INTEGER PRIMARY KEY CHECK (id = 1),
+  managers INTEGER NOT NULL,
+  chassis INTEGER NOT NULL,
+  faults INTEGER NOT NULL,
+  alarms INTEGER NOT NULL,
+  warnings INTEGER NOT NULL,
+  with_fault INTEGER NOT NULL,
+  with_alarm INTEGER NOT NULL,
+  with_warning INTEGER NOT NULL
+) STRICT;
+INSERT INTO total
+SELECT 1, count(*), (SELECT count(*) FROM chassis), coalesce(sum(faults), 0),
+  coalesce(sum(alarms), 0), coalesce(sum(warnings), 0), coalesce(sum(faults > 0), 0),
+  coalesce(sum(alarms > 0), 0), coalesce(sum(warnings > 0), 0)
+FROM manager;
+CREATE TRIGGER manager_comes AFTER INSERT ON manager BEGIN
+  UPDATE total SET managers = managers + 1;
+END;
+CREATE TRIGGER manager_goes BEFORE DELETE ON manager BEGIN
+  UPDATE total SET
+    managers = managers - 1,
+    chassis = chassis - (SELECT count(*) FROM chassis WHERE chassis.manager = old.id),
+    faults = faults - old.faults,
+    alarms = alarms - old.alarms,
+    warnings = warnings - old.warnings,
+    with_fault = with_fault - (old.faults > 0),
+    with_alarm = with_alarm - (old.alarms > 0),
+    with_warning = with_warning - (old.warnings > 0);
+END;
+CREATE TRIGGER manager_alarms_change AFTER UPDATE OF faults, alarms, warnings ON manager BEGIN
+  UPDATE total SET
+    faults = faults + new.faults - old.faults,
+    alarms = alarms + new.alarms - old.alarms,
+    warnings = warnings + new.warnings - old.warnings,
+    with_fault = with_fault + (new.faults > 0) - (old.faults > 0),
+    with_alarm = with_alarm + (new.alarms > 0) - (old.alarms > 0),
+    with_warning = with_warning + (new.warnings > 0) - (old.warnings > 0);
+END;
+CREATE TRIGGER chassis_comes AFTER INSERT ON chassis BEGIN
+  UPDATE total SET chassis = chassis + 1;
+END;
+-- Those of a removed manager are no longer counted.
+CREATE TRIGGER chassis_goes AFTER DELETE ON chassis
+WHEN EXISTS (SELECT 1 FROM manager WHERE id = old.manager) BEGIN
+  UPDATE total SET chassis = chassis - 1;
+END;
+
+-- What was removed and has rows left: all of a manager, all of a chassis, or the managers of an
+-- account.
+CREATE TABLE removal (
+  id INTEGER PRIMARY KEY,
+  account INTEGER,
+  manager INTEGER,
+  chassis INTEGER
+) STRICT;
+CREATE INDEX removal_account ON removal (account) WHERE account IS NOT NULL;
+
+-- What changed, for other processes. The manager is a UUID: it may be gone. The last row stays, so
+-- that no number is given twice: to keep count in another table would make each heartbeat dearer.
+CREATE TABLE change (
+  id INTEGER PRIMARY KEY,
+  what INTEGER NOT NULL,
+  manager TEXT NOT NULL,
+  event INTEGER NOT NULL,
+  kind INTEGER NOT NULL,
+  name TEXT NOT NULL,
+  time INTEGER NOT NULL DEFAULT (unixepoch())
+) STRICT;
+
+-- Operators who are signed in, by the hash of the cookie's value.
+CREATE TABLE session (
+  hash TEXT PRIMARY KEY,
+  operator INTEGER NOT NULL REFERENCES operator (id) ON DELETE CASCADE,
+  used INTEGER NOT NULL
+) STRICT, WITHOUT ROWID;
+CREATE INDEX session_operator ON session (operator);
+CREATE INDEX session_used ON session (used);
+
+-- Who presented wrong keys or passwords, and when such a sender has all its tries again.
+CREATE TABLE failure (
+  sender TEXT PRIMARY KEY,
+  whole INTEGER NOT NULL
+) STRICT, WITHOUT ROWID;
+CREATE INDEX failure_whole ON failure (whole);
+)sql",
 };
 
 const Sql kApplication("PRAGMA application_id");
@@ -255,6 +505,18 @@ std::int64_t Number(Database& database, const Sql& sql) {
 
 void SetPragma(Database& database, const std::string& name, std::int64_t value) {
   database.Execute(("PRAGMA " + name + " = " + std::to_string(value)).c_str());
+}
+
+// Makes one step; false when there is none left.
+bool Advance(Database& database, const std::string& file) {
+  DatabaseTransaction transaction(database);
+  const std::int64_t version = CheckedVersion(database, file);
+  if (version == NewestSchemaVersion()) return false;
+  database.Execute(kSteps.at(static_cast<std::size_t>(version)));
+  SetPragma(database, "application_id", kApplicationId);
+  SetPragma(database, "user_version", version + 1);
+  transaction.Commit();
+  return true;
 }
 
 }  // namespace
@@ -281,15 +543,12 @@ std::string UpgradeSchema(Database& database, const std::string& file) {
     kept = file + ".v" + std::to_string(before);
     CopyDatabase(database, kept);
   }
-  for (;;) {
-    DatabaseTransaction transaction(database);
-    const std::int64_t version = CheckedVersion(database, file);
-    if (version == NewestSchemaVersion()) return kept;
-    database.Execute(kSteps.at(static_cast<std::size_t>(version)));
-    SetPragma(database, "application_id", kApplicationId);
-    SetPragma(database, "user_version", version + 1);
-    transaction.Commit();
+  // A step that makes a table anew drops the old one: what refers to it must not go along.
+  SetPragma(database, "foreign_keys", 0);
+  while (Advance(database, file)) {
   }
+  SetPragma(database, "foreign_keys", 1);
+  return kept;
 }
 
 }  // namespace cloudservice

@@ -66,6 +66,7 @@ class SqliteTransaction : public Transaction {
                                               const ListPage<std::string>& page) override;
   std::vector<HistoryValue> ListHistory(const HistoryFilter& filter) override;
   std::int64_t ClampHeartbeats(std::int64_t now) override;
+  Left RemoveNext(std::int64_t most) override;
   bool RemoveOld(std::int64_t readings, std::int64_t events, std::int64_t most) override;
   StoredEvent AddEvent(const EventRecord& event, const std::string& alarm) override;
   std::optional<EventRecord> FindEvent(const std::string& manager, std::int64_t id) override;
@@ -125,7 +126,17 @@ class SqliteTransaction : public Transaction {
   AlarmOutcome RaiseAlarm(const EventRecord& event, std::int64_t id, const std::string& alarm);
   AlarmOutcome ClearAlarm(const EventRecord& event, const std::string& alarm);
   void AddReadings(const Readings& readings);
-  std::optional<std::int64_t> MemberId(const Readings& readings, const std::string& name);
+  std::optional<std::int64_t> MemberId(std::int64_t manager, const Readings& readings,
+                                       const std::string& name);
+  // The number of the manager in this database. Throws DatabaseError when there is none.
+  std::int64_t ManagerNumber(const std::string& manager);
+  // Removes the manager's row; what refers to it is left to RemoveNext(). False when there is none.
+  bool TakeManager(const std::string& uuid);
+  // Removes up to `most` managers of the account; returns how many.
+  std::int64_t TakeManagers(std::int64_t account, std::int64_t most);
+  // Removes managers of a deleted account, which count for about `most` rows; returns for how many
+  // rows they count, 0 when no such account is left.
+  std::int64_t RemoveNextManagers(std::int64_t most);
 
   // Appends the rest of a page of the list of documents that has only those of the kind.
   void ListDocumentsOf(DocumentName::Kind kind, const std::string& manager,

@@ -7,9 +7,8 @@ namespace cloudservice {
 namespace {
 
 const Sql kTotals(
-    "SELECT count(*), coalesce(sum(faults), 0), coalesce(sum(alarms), 0), "
-    "coalesce(sum(warnings), 0), (SELECT count(*) FROM chassis), coalesce(sum(faults > 0), 0), "
-    "coalesce(sum(alarms > 0), 0), coalesce(sum(warnings > 0), 0) FROM manager");
+    "SELECT managers, faults, alarms, warnings, chassis, with_fault, with_alarm, with_warning "
+    "FROM total WHERE id = 1");
 const Sql kSilent("SELECT count(*) FROM manager WHERE heard_at < 0");
 const Sql kBytes("SELECT page_count * page_size FROM pragma_page_count, pragma_page_size");
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Rows.h"
 #include "ServiceTest.h"
 
 namespace cloudservice {
@@ -112,6 +113,7 @@ TEST_F(ManagersTest, Removed_account_ends_the_tokens_and_frees_the_appliances) {
 TEST_F(ManagersTest, Account_removed_with_its_appliances_leaves_nothing) {
   Token("u-1");
   (*store)->DeleteAccount((*store)->FindAccount(kEmail)->id, true);
+  EXPECT_FALSE(cleanUp->RemoveLeft());
   EXPECT_FALSE((*store)->FindManager("u-1"));
   EXPECT_TRUE((*store)->ListAccounts({{}, 9}).empty());
 }
@@ -198,6 +200,17 @@ TEST_F(ManagersTest, Deleting_takes_everything_along) {
   EXPECT_THAT(lines.back(), EndsWith(" manager removed: Unit 7 (UUID u-1)"));
   EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", token).status, 401u);
   EXPECT_TRUE((*store)->ListChassis("u-1", {{}, 9}).empty());
+}
+
+TEST_F(ManagersTest, What_a_removed_one_had_goes_with_the_next_clean_up) {
+  const std::string token = Token("u-1");
+  for (int i = 0; i < 5; ++i) Chassis(token);
+  Database database(folder.File("service.db"));
+  EXPECT_EQ(Ask("DELETE", "/redfish/v1/Managers/u-1", token).status, 204u);
+  EXPECT_EQ(Number(database, "SELECT count(*) FROM chassis"), 5);
+  EXPECT_FALSE(cleanUp->RemoveLeft());
+  EXPECT_EQ(Number(database, "SELECT count(*) FROM chassis"), 0);
+  EXPECT_EQ(Number(database, "SELECT count(*) FROM removal"), 0);
 }
 
 TEST_F(ManagersTest, Another_managers_token_sees_nothing) {

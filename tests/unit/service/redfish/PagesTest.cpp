@@ -12,7 +12,7 @@ TEST_F(RedfishTest, Collection_is_answered_in_pages) {
       .Execute(
           "WITH RECURSIVE number (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM number LIMIT 1100) "
           "INSERT INTO event (manager, chassis, message_id, severity, document, received) "
-          "SELECT 'u-1', '', 'x', 'MESSAGE', '{\"MessageId\": \"x\"}', 0 FROM number");
+          "SELECT id, '', 'x', 'MESSAGE', '{\"MessageId\": \"x\"}', 0 FROM number, manager");
   const Json first = Got(200, Ask("GET", "/redfish/v1/Oem/Quorvan:Events", token));
   EXPECT_EQ(first.at("Members").size(), 1000u);
   EXPECT_EQ(first.at("Members@odata.count"), 1102);
@@ -39,7 +39,7 @@ TEST_F(RedfishTest, Pages_of_events_lose_and_repeat_none_while_others_come_and_g
                       rows +
                       ") "
                       "INSERT INTO event (manager, chassis, message_id, severity, document, "
-                      "received) SELECT 'u-1', '', 'x', 'MESSAGE', '{}', 0 FROM number")
+                      "received) SELECT id, '', 'x', 'MESSAGE', '{}', 0 FROM number, manager")
                          .c_str());
   };
   add(8);

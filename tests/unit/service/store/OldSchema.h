@@ -116,12 +116,62 @@ CREATE INDEX reading_member_time ON reading (member, time);
 CREATE INDEX event_manager_id ON event (manager);
 )sql";
 
-// A file as version 1, 2 or 3 of the schema left it, without rows.
+inline constexpr const char* kVersion4Tables = R"sql(
+CREATE TABLE manager_document (
+  manager TEXT PRIMARY KEY REFERENCES manager (uuid) ON DELETE CASCADE,
+  document TEXT NOT NULL
+) STRICT;
+ALTER TABLE manager DROP COLUMN document;
+ALTER TABLE manager ADD COLUMN label TEXT COLLATE NOCASE NOT NULL DEFAULT '';
+ALTER TABLE manager ADD COLUMN model TEXT;
+ALTER TABLE manager ADD COLUMN serial TEXT;
+ALTER TABLE manager ADD COLUMN firmware TEXT;
+ALTER TABLE manager ADD COLUMN faults INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE manager ADD COLUMN alarms INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE manager ADD COLUMN warnings INTEGER NOT NULL DEFAULT 0;
+CREATE INDEX event_manager_received ON event (manager, received);
+ALTER TABLE manager ADD COLUMN events INTEGER NOT NULL DEFAULT 0;
+CREATE TRIGGER event_comes AFTER INSERT ON event BEGIN
+  UPDATE manager SET events = events + 1 WHERE uuid = new.manager;
+END;
+CREATE TRIGGER event_goes AFTER DELETE ON event BEGIN
+  UPDATE manager SET events = events - 1 WHERE uuid = old.manager;
+END;
+ALTER TABLE manager ADD COLUMN late_at INTEGER AS
+  (coalesce(heartbeat_last, registered) + 2 * coalesce(heartbeat_interval, 120)) VIRTUAL;
+ALTER TABLE manager ADD COLUMN offline_at INTEGER AS
+  (coalesce(heartbeat_last, registered) + 3 * coalesce(heartbeat_interval, 120)) VIRTUAL;
+CREATE INDEX manager_late ON manager (late_at, offline_at, label, uuid);
+CREATE INDEX manager_offline ON manager (offline_at, heartbeat_last);
+ALTER TABLE manager ADD COLUMN heard_at INTEGER AS (coalesce(heartbeat_last, -1)) VIRTUAL;
+CREATE INDEX manager_heard ON manager (heard_at, label, uuid);
+CREATE INDEX manager_label ON manager (label, uuid);
+CREATE INDEX manager_alarms ON manager (faults DESC, alarms DESC, warnings DESC, label, uuid);
+CREATE INDEX manager_calm ON manager (faults, alarms, warnings, label, uuid);
+CREATE INDEX manager_registered ON manager (registered, label, uuid);
+)sql";
+
+inline constexpr const char* kVersion5Tables = R"sql(
+DROP INDEX manager_late;
+DROP INDEX manager_offline;
+ALTER TABLE manager DROP COLUMN late_at;
+ALTER TABLE manager DROP COLUMN offline_at;
+ALTER TABLE manager ADD COLUMN late_at INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE manager ADD COLUMN offline_at INTEGER NOT NULL DEFAULT 0;
+CREATE INDEX manager_late ON manager (late_at, offline_at, label, uuid);
+CREATE INDEX manager_offline ON manager (offline_at);
+ALTER TABLE event ADD COLUMN kind INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE alarm ADD COLUMN rank INTEGER NOT NULL DEFAULT 1;
+)sql";
+
+// A file as version 1 to 5 of the schema left it, without rows.
 inline void MakeOldDatabase(const std::string& file, int version) {
   Database database(file);
   database.Execute(kVersion1Tables);
   if (version > 1) database.Execute(kVersion2Tables);
   if (version > 2) database.Execute(kVersion3Tables);
+  if (version > 3) database.Execute(kVersion4Tables);
+  if (version > 4) database.Execute(kVersion5Tables);
   database.Execute("PRAGMA application_id = 1264807012");
   database.Execute(("PRAGMA user_version = " + std::to_string(version)).c_str());
 }

@@ -308,19 +308,18 @@ TEST_F(StoreTest, Folder_that_is_not_there_is_named) {
   EXPECT_THAT(OpeningFails(name), HasSubstr("cannot open " + name + ": unable to open"));
 }
 
-TEST_F(StoreTest, Deleting_a_manager_leaves_no_row_behind) {
+TEST_F(StoreTest, Resource_of_a_manager_or_chassis_that_is_not_there_is_refused) {
   TestStore store(file);
-  store->AddManager({"u", "n", "{}", 1, {}}, "hash");
-  store->AddChassis({"c", "u", "{}", 1});
-  store->PutResource({"/r", "u", "c", "{}", 1}, {"/r", "u", "c", 1, {{"a", "1"}}});
-  store->PutResource({"/q", "u", {}, "{}", 1}, {"/q", "u", {}, 1, {{"b", "2"}}});
-  store->AddEvent({0, "u", "c", "m", "Alarm", "{}", 1}, "m");
-  store->DeleteManager("u");
+  store->AddManager({"u", "n", "{}", 1, {}}, "u");
+  store->AddManager({"v", "n", "{}", 1, {}}, "v");
+  store->AddChassis({"c", "v", "{}", 1});
+  EXPECT_THROW(store->PutResource({"/r", "none", {}, "{}", 1}, {}), DatabaseError);
+  EXPECT_THROW(store->PutResource({"/r", "u", "none", "{}", 1}, {}), DatabaseError);
+  EXPECT_THROW(store->PutResource({"/r", "u", "c", "{}", 1}, {}), DatabaseError);
+  EXPECT_THROW(store->AddChassis({"d", "none", "{}", 1}), DatabaseError);
+  EXPECT_THROW(store->AddEvent({0, "none", "", "m", "OK", "{}", 1}, ""), DatabaseError);
   Database database(file);
-  for (const char* table :
-       {"manager", "chassis", "resource", "event", "alarm", "member", "reading"}) {
-    EXPECT_EQ(Count(database, table), 0) << table;
-  }
+  for (const char* table : {"resource", "event"}) EXPECT_EQ(Count(database, table), 0) << table;
 }
 
 TEST_F(StoreTest, Event_that_fails_half_way_leaves_nothing) {
