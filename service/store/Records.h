@@ -262,6 +262,20 @@ struct Change {
   DocumentName document;   // kDocument: the changed document
 };
 
+// A change as it is kept for other processes.
+struct ChangeRecord {
+  std::int64_t id = 0;  // greater than those of the changes that were committed before
+  Change change;
+  std::int64_t time = 0;  // when it was made, by the clock of the back end
+};
+inline std::int64_t KeyOf(const ChangeRecord& change) { return change.id; }
+
+// An operator who is signed in.
+struct SessionRecord {
+  std::int64_t person = 0;  // the operator's identifier
+  std::int64_t used = 0;    // when the session was begun or used last
+};
+
 // Counts over all appliances.
 struct Totals {
   std::int64_t managers = 0;

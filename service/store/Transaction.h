@@ -166,6 +166,34 @@ class Transaction {
   virtual void ReadHistory(
       std::int64_t member, std::int64_t since, std::int64_t until,
       const std::function<void(std::int64_t time, const std::string& value)>& take) = 0;
+
+  // What follows lets several processes on one store be one service.
+
+  // The changes of all processes, in the order of their commits. Each change that a listener of
+  // Store::Listen() is told is one of them, and written with what it tells of.
+  virtual std::vector<ChangeRecord> ListChanges(const ListPage<std::int64_t>& page) = 0;
+  // The identifier of the last change; 0 when there was none.
+  virtual std::int64_t LastChange() = 0;
+  // Removes changes from before the time `before`, up to `most`, oldest first; never the last one.
+  // True when there may be more.
+  virtual bool RemoveChanges(std::int64_t before, std::int64_t most) = 0;
+
+  // Sessions are known by the hash of their secret. A session ends with its operator. When there
+  // are more than `most` sessions, the one that was used longest ago ends.
+  virtual void AddSession(const std::string& hash, std::int64_t person, std::int64_t now,
+                          std::int64_t most) = 0;
+  virtual std::optional<SessionRecord> FindSession(const std::string& hash) = 0;
+  // Sets when the session was used last.
+  virtual void UseSession(const std::string& hash, std::int64_t now) = 0;
+  virtual void EndSession(const std::string& hash) = 0;
+
+  // A sender who failed has all its tries again at the returned time; 0: it has not failed.
+  virtual std::int64_t FindFailures(const std::string& sender) = 0;
+  // Counts a failed try: the time at which the sender has all its tries again becomes `seconds`
+  // later; it is counted from `now` where it has passed. Returns it. When there are more than
+  // `most` senders, the one whose time comes first is forgotten.
+  virtual std::int64_t AddFailure(const std::string& sender, std::int64_t now, std::int64_t seconds,
+                                  std::int64_t most) = 0;
 };
 
 }  // namespace cloudservice

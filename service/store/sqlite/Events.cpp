@@ -78,7 +78,7 @@ StoredEvent SqliteTransaction::AddEvent(const EventRecord& event, const std::str
   stored.id = m_database.LastInsertId();
   if (kind == EventKind::kAlarm) stored.outcome = RaiseAlarm(event, stored.id, alarm);
   if (kind == EventKind::kClear) stored.outcome = ClearAlarm(event, alarm);
-  m_changes.push_back({Change::What::kEvent, event.manager, stored.id, {}});
+  Note({Change::What::kEvent, event.manager, stored.id, {}});
   if (stored.outcome != AlarmOutcome::kNone) NoteAppliance(event.manager);
   return stored;
 }

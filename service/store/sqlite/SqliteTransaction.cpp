@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-// The changes of a unit of work, for the store's listener.
+// Which changes a unit of work notes.
 #include "service/store/sqlite/SqliteTransaction.h"
 
 namespace cloudservice {
 
 void SqliteTransaction::NoteAppliance(const std::string& uuid) {
-  m_changes.push_back({Change::What::kAppliance, uuid, 0, {}});
+  Note({Change::What::kAppliance, uuid, 0, {}});
 }
 
 void SqliteTransaction::NoteGone(const std::string& uuid) {
-  m_changes.push_back({Change::What::kGone, uuid, 0, {}});
+  Note({Change::What::kGone, uuid, 0, {}});
 }
 
 void SqliteTransaction::NoteDocument(const std::string& manager, const DocumentName& document) {
-  m_changes.push_back({Change::What::kDocument, manager, 0, document});
+  Note({Change::What::kDocument, manager, 0, document});
 }
 
 }  // namespace cloudservice

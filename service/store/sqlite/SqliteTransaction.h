@@ -106,6 +106,17 @@ class SqliteTransaction : public Transaction {
   void ReadHistory(
       std::int64_t member, std::int64_t since, std::int64_t until,
       const std::function<void(std::int64_t time, const std::string& value)>& take) override;
+  std::vector<ChangeRecord> ListChanges(const ListPage<std::int64_t>& page) override;
+  std::int64_t LastChange() override;
+  bool RemoveChanges(std::int64_t before, std::int64_t most) override;
+  void AddSession(const std::string& hash, std::int64_t person, std::int64_t now,
+                  std::int64_t most) override;
+  std::optional<SessionRecord> FindSession(const std::string& hash) override;
+  void UseSession(const std::string& hash, std::int64_t now) override;
+  void EndSession(const std::string& hash) override;
+  std::int64_t FindFailures(const std::string& sender) override;
+  std::int64_t AddFailure(const std::string& sender, std::int64_t now, std::int64_t seconds,
+                          std::int64_t most) override;
 
  private:
   struct OpenAlarm {
@@ -142,7 +153,8 @@ class SqliteTransaction : public Transaction {
   void ListDocumentsOf(DocumentName::Kind kind, const std::string& manager,
                        const ListPage<DocumentPlace>& page, std::vector<DocumentRecord>& documents);
 
-  // Note changes that the listener is told after the commit.
+  // Note changes that the listener is told after the commit, and other processes.
+  void Note(Change change);
   void NoteAppliance(const std::string& uuid);
   void NoteGone(const std::string& uuid);
   void NoteDocument(const std::string& manager, const DocumentName& document);
