@@ -126,7 +126,7 @@ class Measures:
     def heartbeat_tls(self, backend):
         database = backend.seeded(appliances=1000)
         with self._programs.service(database, tls=True) as service, \
-                self._programs.bare(certificate=database.url) as bare:
+                self._programs.bare(tls=True) as bare:
             found = in_turn({
                 "service": lambda: self._load(service, flat_out="beat", appliances=1000),
                 "bare": lambda: self._load(bare, flat_out="beat", appliances=1000, bare=True),

@@ -12,6 +12,7 @@ says what is measured, and how.
 
 import argparse
 import pathlib
+import signal
 import sys
 
 TOP = pathlib.Path(__file__).resolve().parent.parent.parent
@@ -55,6 +56,8 @@ def arguments():
 def main():
     options = arguments()
     goals = Goals()
+    # Told to end, it takes its servers and its folder with it.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     with case_folder(ignore_cleanup_errors=True) as folder:
         programs = Programs(options.build, folder)
         backends = [BACKENDS[name](programs, folder) for name in options.db or BACKENDS]

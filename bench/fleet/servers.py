@@ -10,6 +10,7 @@ import shutil
 import subprocess
 
 from harness.process import Process
+from harness.wire import tls_context
 from postgresql import Cluster
 
 CORES = os.cpu_count()
@@ -114,6 +115,12 @@ class Programs:
                                capture_output=True, text=True)
         return json.loads(ended.stdout)
 
+    def _certificate(self):
+        """The words that give a server its certificate, the same for all."""
+        if not (self._folder / "server.pem").exists():
+            tls_context(self._folder)
+        return ["--cert", self._folder / "server.pem", "--key", self._folder / "server.key"]
+
     @contextlib.contextmanager
     def service(self, database, *options, tls=False):
         """The service on a seeded database."""
@@ -121,19 +128,19 @@ class Programs:
         server = Listener(f"service{self._starts}", self._folder, database.pids)
         try:
             yield server.start(self._service, "--listen", "127.0.0.1:0", "--db", database.url,
-                               "--io-timeout", 3600, *([] if tls else ["--http"]), *options)
+                               "--io-timeout", 3600,
+                               *(self._certificate() if tls else ["--http"]), *options)
         finally:
             server.close()
 
     @contextlib.contextmanager
-    def bare(self, certificate=None):
-        """The bare server, with the service's certificate if one is given."""
+    def bare(self, tls=False):
+        """The bare server."""
         self._starts += 1
         server = Listener(f"bare{self._starts}", self._folder)
-        more = words({"cert": f"{certificate}.crt", "key": f"{certificate}.key"}
-                     if certificate else {})
         try:
-            yield server.start(self._fleet, "bare", "--threads", CORES, *more)
+            yield server.start(self._fleet, "bare", "--threads", CORES,
+                               *(self._certificate() if tls else []))
         finally:
             server.close()
 
