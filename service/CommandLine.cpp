@@ -135,6 +135,15 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
       ->type_name("BYTES")
       ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 30))
       ->capture_default_str();
+  app.add_option("--max-connections", options.maxConnections, "How many connections may be open")
+      ->type_name("N")
+      ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 20))
+      ->capture_default_str();
+  app.add_option("--max-connections-of-address", options.maxConnectionsOfSender,
+                 "How many of them from one address, or one /64 network of IPv6")
+      ->type_name("N")
+      ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 20))
+      ->capture_default_str();
   app.add_option("--io-timeout", options.ioTimeout,
                  "How long a connection may be idle; a body has half of it, a header a sixth")
       ->type_name("SECONDS")

@@ -40,9 +40,11 @@ struct Options {
   std::string certificate;  // PEM files; both or neither
   std::string key;
   std::size_t maxBody = 1024 * 1024;  // bytes
-  int ioTimeout = 60;                 // seconds
-  int retention = 7;                  // days for which readings are kept
-  int eventRetention = 365;           // days for which events are kept
+  std::size_t maxConnections = 10000;
+  std::size_t maxConnectionsOfSender = 2000;  // from one address
+  int ioTimeout = 60;                         // seconds
+  int retention = 7;                          // days for which readings are kept
+  int eventRetention = 365;                   // days for which events are kept
 };
 
 // Reads the command line. Returns none when the process is to end with `status`; the help, the

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -57,6 +58,7 @@ Limits LimitsOf(const Options& options) {
   limits.idle = timeout;
   limits.header = timeout / 6;
   limits.body = timeout / 2;
+  limits.farewell = timeout / 30;
   return limits;
 }
 
@@ -90,7 +92,9 @@ std::string RegistrationKeyOf(const Options& options) {
   return ReadSecret(options.registrationKeyFile, std::cin);
 }
 
-Operations::Service ServiceOf(RedfishService& service, OperatorApi& api, const Server& server) {
+// The handlers behind Operations: the operators' interface, the page, and the Redfish service.
+Operations::Service ServiceOf(RedfishService& service, OperatorApi& api,
+                              std::function<Load()> load) {
   return {[&service, &api](const Request& request) {
             if (OperatorApi::Serves(request.target)) return api.Handle(request);
             std::optional<Response> page = AnswerPage(request);
@@ -100,7 +104,12 @@ Operations::Service ServiceOf(RedfishService& service, OperatorApi& api, const S
             if (OperatorApi::Serves(request.target)) return ApiErrorResponse(status, reason);
             return service.Refuse(status, request, reason);
           },
-          [&server] { return server.Connections(); }};
+          [&service, &api](const Request& head) -> std::optional<Response> {
+            if (OperatorApi::Serves(head.target)) return api.RefuseHead(head);
+            if (AnswerPage(head)) return std::nullopt;
+            return service.RefuseHead(head);
+          },
+          std::move(load)};
 }
 
 std::unique_ptr<Store> OpenedStore(const Options& options, const Log& log) {
@@ -122,6 +131,7 @@ class Program {
  private:
   SessionContext ContextOf(const Options& options);
   Lanes::Lane LaneOf(const Request& request) const;
+  Load LoadNow() const;
   void WaitForSignal();
   void Stop();
   void KeepClean(int round);
@@ -141,6 +151,7 @@ class Program {
   boost::asio::signal_set m_signals;
   boost::asio::steady_timer m_cleaning;
   std::atomic<bool> m_stopping{false};
+  const std::shared_ptr<Budget> m_bodies = std::make_shared<Budget>(kBodiesBytes);
   Server m_server;
   Operations m_operations;
   // The feed has a thread of its own, and so has what nobody waits for.
@@ -165,13 +176,16 @@ Program::Program(const Options& options, const Log& log)
       m_strand(boost::asio::make_strand(m_io)),
       m_signals(m_strand, SIGTERM, SIGINT),
       m_cleaning(m_strand),
-      m_server(m_io, m_tls ? &*m_tls : nullptr, ContextOf(options)),
-      m_operations(*m_store, log, WallClock, ServiceOf(m_service, m_api, m_server)),
+      m_server(m_io, m_tls ? &*m_tls : nullptr, ContextOf(options),
+               {options.maxConnections, options.maxConnectionsOfSender}),
+      m_operations(*m_store, log, WallClock,
+                   ServiceOf(m_service, m_api, [this] { return LoadNow(); })),
       m_teller({}, log),
       m_upkeep({1, 1000, kUpkeepNiceness}, log),
       m_ticker(m_io, m_feed, m_teller),
       m_lanes({[this](const Request& request) { return LaneOf(request); },
                [this](const Request& request) { return m_operations.Handle(request); },
+               [this](const Request& head) { return m_operations.RefuseHead(head); },
                [this](unsigned status, const Request& request, const std::string& reason) {
                  return m_operations.Refuse(status, request, reason);
                }},
@@ -188,6 +202,10 @@ SessionContext Program::ContextOf(const Options& options) {
   context.take = [this](std::shared_ptr<const Request> request, Reply reply) {
     m_lanes.Take(std::move(request), std::move(reply));
   };
+  context.admit = [this](std::shared_ptr<const Request> head, HeadReply reply) {
+    m_lanes.Admit(std::move(head), std::move(reply));
+  };
+  context.bodies = m_bodies;
   context.refuse = [this](unsigned status, const Request& request, const std::string& reason) {
     return m_operations.Refuse(status, request, reason);
   };
@@ -204,6 +222,14 @@ Lanes::Lane Program::LaneOf(const Request& request) const {
   if (m_service.IsSlow(request)) return Lanes::kSignIns;
   const bool looks = request.method == "GET" || request.method == "HEAD";
   return looks ? Lanes::kLooks : Lanes::kChanges;
+}
+
+Load Program::LoadNow() const {
+  Load load = {m_server.Counts(), m_bodies->Taken(), {}};
+  for (std::size_t i = 0; i < Lanes::kCount; ++i) {
+    load.waiting.at(i) = m_lanes.Waiting(static_cast<Lanes::Lane>(i));
+  }
+  return load;
 }
 
 void Program::Run() {

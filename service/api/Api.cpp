@@ -39,6 +39,10 @@ std::string SessionCookie(const std::string& header) {
   return "";
 }
 
+Credentials CredentialsOf(const Request& request) {
+  return {SessionCookie(request.Header("Cookie")), request.Header("Authorization")};
+}
+
 // Whether the request comes from a page in a browser. Such a page shows its own form for signing
 // in; an offer of Basic would make the browser show another one.
 bool IsPage(const Request& request) {
@@ -102,6 +106,9 @@ void OperatorApi::AddRoutes() {
 const OperatorApi::Endpoint& OperatorApi::Find(const Request& request,
                                                std::vector<std::string>& names,
                                                std::string& allowed) const {
+  if (!request.target.IsPath()) {
+    throw ApiError(404, "The request's target is no path of this service.");
+  }
   const std::string method = request.method == "HEAD" ? "GET" : request.method;
   const Router<Endpoint>::Path* path = m_routes.Find(request.target.Segments(), names);
   if (path == nullptr) throw ApiError(404, "There is nothing at " + request.target.Path() + ".");
@@ -123,13 +130,9 @@ Identity OperatorApi::Authorize(const Endpoint& endpoint, const Request& request
 }
 
 Response OperatorApi::Dispatch(const Request& request, std::string& allowed) {
-  if (!request.target.IsPath()) {
-    throw ApiError(404, "The request's target is no path of this service.");
-  }
   std::vector<std::string> names;
   const Endpoint& endpoint = Find(request, names, allowed);
-  const Credentials credentials = {SessionCookie(request.Header("Cookie")),
-                                   request.Header("Authorization")};
+  const Credentials credentials = CredentialsOf(request);
   Identity who = Authorize(endpoint, request, credentials);
   Query query(request.target, endpoint.parameters);
   return (this->*endpoint.operation)(
@@ -137,9 +140,27 @@ Response OperatorApi::Dispatch(const Request& request, std::string& allowed) {
 }
 
 Response OperatorApi::Handle(const Request& request) {
+  return Guarded(request, [&](std::string& allowed) { return Dispatch(request, allowed); });
+}
+
+std::optional<Response> OperatorApi::RefuseHead(const Request& head) {
+  bool refused = true;
+  Response response = Guarded(head, [&](std::string& allowed) {
+    std::vector<std::string> names;
+    const Endpoint& endpoint = Find(head, names, allowed);
+    Authorize(endpoint, head, CredentialsOf(head));
+    refused = false;
+    return Response();
+  });
+  if (!refused) return std::nullopt;
+  return response;
+}
+
+Response OperatorApi::Guarded(const Request& request,
+                              const std::function<Response(std::string& allowed)>& work) {
   std::string allowed;
   try {
-    return Dispatch(request, allowed);
+    return work(allowed);
   } catch (const TooMany& error) {
     Response response = Refused(request, error.Status(), error.what());
     response.SetHeader("Retry-After", std::to_string(error.Wait()));

@@ -3,6 +3,7 @@
 #define SERVICE_API_API_H_
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,6 +35,10 @@ class OperatorApi {
   // Whether answering takes long because a password has to be checked.
   bool IsSlow(const Request& request) const;
 
+  // The refusal of a request whose body is still to come: nothing takes it, or not from this
+  // sender. None when the body should come.
+  std::optional<Response> RefuseHead(const Request& head);
+
   // Answers a request. An exception becomes an error answer and a line in the log. Blocks for a
   // slow hash where a password is checked.
   Response Handle(const Request& request);
@@ -59,6 +64,9 @@ class OperatorApi {
   void AddRoutes();
   const Endpoint& Find(const Request& request, std::vector<std::string>& names,
                        std::string& allowed) const;
+  // Does `work`, which gets a place for the methods of the path. What it throws becomes an answer.
+  Response Guarded(const Request& request,
+                   const std::function<Response(std::string& allowed)>& work);
   Response Dispatch(const Request& request, std::string& allowed);
   Identity Authorize(const Endpoint& endpoint, const Request& request,
                      const Credentials& credentials);

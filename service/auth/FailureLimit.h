@@ -13,8 +13,8 @@
 namespace cloudservice {
 
 // Limits how often a sender may present a wrong key or password: kTries times at once, and once
-// more after each kSecondsPerTry seconds. A sender is an IPv4 address or the 64-bit network of an
-// IPv6 address, since one sender may own all addresses of that. Any thread may call the operations.
+// more after each kSecondsPerTry seconds. A sender is what SenderOf() makes of an address. Any
+// thread may call the operations.
 class FailureLimit {
  public:
   static constexpr std::int64_t kTries = 10;

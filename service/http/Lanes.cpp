@@ -40,6 +40,13 @@ void Lanes::Take(const std::shared_ptr<const Request>& request, const Reply& rep
   if (!taken) reply(Refuse(lane, *request));
 }
 
+void Lanes::Admit(const std::shared_ptr<const Request>& head, const HeadReply& reply) {
+  const Lane lane = m_service.choose(*head);
+  const bool taken =
+      m_workers.at(lane)->Post([this, head, reply] { reply(m_service.refuseHead(*head)); });
+  if (!taken) reply(Refuse(lane, *head));
+}
+
 Response Lanes::Refuse(Lane lane, const Request& request) const {
   Response response =
       lane == kSignIns

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "service/http/Message.h"
 #include "service/util/Log.h"
@@ -28,6 +29,7 @@ class Lanes {
   struct Service {
     std::function<Lane(const Request&)> choose;
     Handler handler;
+    std::function<std::optional<Response>(const Request&)> refuseHead;
     RefusalHandler refuse;
   };
 
@@ -37,6 +39,9 @@ class Lanes {
   // Answers the request on a thread of its lane; where too many wait there, refuses it at once,
   // with 429 where it is a sign-in and with 503 where not.
   void Take(const std::shared_ptr<const Request>& request, const Reply& reply);
+
+  // Likewise for the header of a request whose body is still to come: a HeadTaker.
+  void Admit(const std::shared_ptr<const Request>& head, const HeadReply& reply);
 
   // How many requests wait for a thread.
   std::size_t Waiting(Lane lane) const { return m_workers.at(lane)->Waiting(); }

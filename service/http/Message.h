@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,6 +54,12 @@ using Reply = std::function<void(Response response)>;
 // Takes a request and answers it at once or later. It is called on the connection's thread and must
 // not block.
 using RequestTaker = std::function<void(std::shared_ptr<const Request> request, Reply reply)>;
+
+// Takes the header of a request whose body is still to come, and calls `reply` once, on any thread,
+// with a refusal, or with nothing when the body should come. It is called on the connection's
+// thread and must not block. Where the reply is dropped, the connection ends.
+using HeadReply = std::function<void(std::optional<Response> refusal)>;
+using HeadTaker = std::function<void(std::shared_ptr<const Request> head, HeadReply reply)>;
 
 // Answers a request that could not be read to its end; `status` and `reason` say why it is refused.
 // The request's body is empty; its method and target are empty too if they had not been read. It

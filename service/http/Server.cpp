@@ -4,11 +4,12 @@
 
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/strand.hpp>
+
+#include "service/util/Sender.h"
 
 namespace cloudservice {
 
@@ -23,12 +24,14 @@ constexpr std::chrono::milliseconds kAcceptPause{100};
 
 }  // namespace
 
-Server::Server(asio::io_context& io, asio::ssl::context* tls, SessionContext context)
+Server::Server(asio::io_context& io, asio::ssl::context* tls, SessionContext context,
+               const ConnectionLimits& limits)
     : m_io(io),
       m_tls(tls),
       m_context(std::move(context)),
       m_acceptor(asio::make_strand(io)),
-      m_pause(m_acceptor.get_executor()) {}
+      m_pause(m_acceptor.get_executor()),
+      m_connections(limits) {}
 
 void Server::Listen(const std::string& address, std::uint16_t port) {
   const tcp::endpoint endpoint(asio::ip::make_address(address), port);
@@ -59,7 +62,7 @@ void Server::Accept() {
 }
 
 void Server::OnAccept(const error_code& error, tcp::socket socket) {
-  if (IsStopping()) return;
+  if (m_stopping) return;
   if (error && error != asio::error::connection_aborted) {
     m_context.log->Line("cannot accept a connection: " + error.message());
     m_pause.expires_after(kAcceptPause);
@@ -76,57 +79,22 @@ void Server::OnAccept(const error_code& error, tcp::socket socket) {
 void Server::Begin(tcp::socket socket) {
   error_code ignored;
   socket.set_option(tcp::no_delay(true), ignored);
+  const tcp::endpoint peer = socket.remote_endpoint(ignored);
   auto ended = [this, alive = std::weak_ptr<const bool>(m_alive)](Session* session) {
-    if (!alive.expired()) OnEnded(session);
+    if (!alive.expired()) m_connections.Remove(session);
   };
   const auto session = MakeSession(std::move(socket), m_tls, m_context, std::move(ended));
-  if (Add(session)) session->Start();
-}
-
-bool Server::Add(const std::shared_ptr<Session>& session) {
-  const std::lock_guard<std::mutex> guard(m_mutex);
-  if (!m_stopping) m_sessions.emplace(session.get(), session);
-  return !m_stopping;
-}
-
-void Server::OnEnded(Session* session) {
-  const std::lock_guard<std::mutex> guard(m_mutex);
-  m_sessions.erase(session);
-  if (m_stopping) TellDoneLocked();
+  if (m_connections.Add(session, SenderOf(peer.address().to_string()))) session->Start();
 }
 
 void Server::Stop(std::function<void()> done) {
-  std::vector<std::shared_ptr<Session>> sessions;
-  {
-    const std::lock_guard<std::mutex> guard(m_mutex);
-    m_stopping = true;
-    m_done = std::move(done);
-    for (const auto& [key, session] : m_sessions) sessions.push_back(session.lock());
-    TellDoneLocked();
-  }
+  m_stopping = true;
   asio::post(m_acceptor.get_executor(), [this] {
     error_code ignored;
     m_acceptor.close(ignored);
     m_pause.cancel();
   });
-  for (const auto& session : sessions) {
-    if (session) session->Stop();
-  }
-}
-
-void Server::TellDoneLocked() {
-  if (!m_sessions.empty() || !m_done) return;
-  asio::post(m_io, std::exchange(m_done, nullptr));
-}
-
-bool Server::IsStopping() const {
-  const std::lock_guard<std::mutex> guard(m_mutex);
-  return m_stopping;
-}
-
-std::size_t Server::Connections() const {
-  const std::lock_guard<std::mutex> guard(m_mutex);
-  return m_sessions.size();
+  m_connections.Stop([this, done = std::move(done)] { asio::post(m_io, done); });
 }
 
 void RunLoop(asio::io_context& io, const Log& log) {

@@ -2,18 +2,18 @@
 #ifndef SERVICE_HTTP_SERVER_H_
 #define SERVICE_HTTP_SERVER_H_
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <unordered_map>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include "service/http/Connections.h"
 #include "service/http/Session.h"
 
 namespace cloudservice {
@@ -25,7 +25,8 @@ class Server {
  public:
   // `tls` null: plain HTTP. `io`, `tls` and what `context` points to outlive the server; the server
   // outlives the run of the io_context.
-  Server(boost::asio::io_context& io, boost::asio::ssl::context* tls, SessionContext context);
+  Server(boost::asio::io_context& io, boost::asio::ssl::context* tls, SessionContext context,
+         const ConnectionLimits& limits = {});
 
   // Binds and listens. `address` is an IPv4 or IPv6 address, without brackets; port 0 takes any
   // free one. Throws std::runtime_error that names the address and the reason.
@@ -38,27 +39,20 @@ class Server {
   // at once.
   void Stop(std::function<void()> done);
 
-  std::size_t Connections() const;
+  ConnectionCounts Counts() const { return m_connections.Counts(); }
 
  private:
   void Accept();
   void OnAccept(const boost::system::error_code& error, boost::asio::ip::tcp::socket socket);
   void Begin(boost::asio::ip::tcp::socket socket);
-  // False when the server stops.
-  bool Add(const std::shared_ptr<Session>& session);
-  void OnEnded(Session* session);
-  void TellDoneLocked();
-  bool IsStopping() const;
 
   boost::asio::io_context& m_io;
   boost::asio::ssl::context* const m_tls;
   const SessionContext m_context;
   boost::asio::ip::tcp::acceptor m_acceptor;
   boost::asio::steady_timer m_pause;
-  mutable std::mutex m_mutex;  // guards the next three members
-  std::unordered_map<Session*, std::weak_ptr<Session>> m_sessions;
-  std::function<void()> m_done;
-  bool m_stopping = false;
+  std::atomic<bool> m_stopping{false};
+  Connections m_connections;
   // Expires with the server. Connections that the io_context still holds afterwards see that, and
   // don't call the server.
   const std::shared_ptr<const bool> m_alive = std::make_shared<const bool>(true);

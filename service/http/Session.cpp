@@ -38,7 +38,9 @@ constexpr std::size_t kReadSize = 4096;
 // and trailers wait in it until they are complete.
 constexpr std::size_t kBufferedHeaders = 2;
 // Bytes that are read and dropped at most before a connection is closed.
-constexpr std::size_t kFarewellBytes = 8 * 1024 * 1024;
+constexpr std::size_t kFarewellBytes = 64 * 1024;
+// Seconds after which the sender of a body for which there is no room should come again.
+constexpr const char* kRetrySeconds = "5";
 constexpr char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
 
 std::string ToString(beast::string_view text) { return std::string(text.data(), text.size()); }
@@ -94,7 +96,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
       : m_context(context),
         m_ended(std::move(ended)),
         m_stream(std::forward<Args>(args)...),
-        m_buffer(kBufferedHeaders * context.limits.headerBytes) {
+        m_buffer(kBufferedHeaders * context.limits.headerBytes),
+        m_share(context.bodies) {
     error_code gone;
     const auto peer = Lowest().socket().remote_endpoint(gone);
     if (!gone) m_peer = peer.address().to_string();
@@ -157,6 +160,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
 
   void WaitForRequest() {
     m_answering = false;
+    m_share.Reset();
     if (m_stopping) return CloseGently();
     if (m_buffer.size() > 0) return ReadHeader();
     m_buffer.shrink_to_fit();
@@ -188,16 +192,13 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     if (!IsPlainBody(message)) {
       return Refuse(501, "Of the transfer encodings only chunked is spoken here.");
     }
+    if (m_parser->is_done()) return ReadBody();
     const beast::string_view expect = message[http::field::expect];
-    if (expect.empty() || m_parser->is_done()) return ReadBody();
-    if (!beast::iequals(expect, "100-continue")) {
+    if (!expect.empty() && !beast::iequals(expect, "100-continue")) {
       return Refuse(417, "Of the expectations only 100-continue is met here.");
     }
-    Expire(m_context.limits.header);
-    asio::async_write(m_stream, asio::buffer(kContinue, sizeof kContinue - 1),
-                      Then([this](error_code failed) {
-                        if (!failed) ReadBody();
-                      }));
+    if (IsBodyHere()) return ReadBody();
+    Admit();
   }
 
   // Called before the body is read, so that trailers, which follow the body, are not taken for
@@ -211,6 +212,48 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     m_request.peer = m_peer;
     m_request.headers = HeadersOf(message);
     m_keepAlive = message.version() >= 11 && message.keep_alive();
+  }
+
+  // Whether the whole body came together with the header.
+  bool IsBodyHere() const {
+    const auto length = m_parser->content_length();
+    return length && *length <= m_buffer.size();
+  }
+
+  // A body that is still to come is read only when its sender may send it.
+  void Admit() {
+    if (!m_context.admit) return AskForBody();
+    m_answering = true;
+    Lowest().expires_never();
+    m_context.admit(std::make_shared<const Request>(m_request),
+                    [self = this->shared_from_this()](std::optional<Response> refusal) {
+                      self->OnAdmission(std::move(refusal));
+                    });
+  }
+
+  // Any thread.
+  void OnAdmission(std::optional<Response> refusal) {
+    asio::post(m_stream.get_executor(), Kept([this, refusal = std::move(refusal)] {
+                 if (refusal) return Answer(*refusal, false, m_request.method == "HEAD");
+                 m_answering = false;
+                 if (m_stopping) return CloseGently();
+                 AskForBody();
+               }));
+  }
+
+  void AskForBody() {
+    const auto length = m_parser->content_length();
+    if (!m_share.Take(length ? *length : m_context.limits.bodyBytes)) {
+      Response response = m_context.refuse(503, m_request, "No room for the body just now.");
+      response.SetHeader("Retry-After", kRetrySeconds);
+      return Answer(response, false, m_request.method == "HEAD");
+    }
+    if (m_parser->get()[http::field::expect].empty()) return ReadBody();
+    Expire(m_context.limits.header);
+    asio::async_write(m_stream, asio::buffer(kContinue, sizeof kContinue - 1),
+                      Then([this](error_code failed) {
+                        if (!failed) ReadBody();
+                      }));
   }
 
   void ReadBody() {
@@ -318,7 +361,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
 
   void CloseGently() {
     m_answering = true;
-    Expire(m_context.limits.header);
+    m_share.Reset();
+    Expire(m_context.limits.farewell);
     if constexpr (std::is_same_v<Stream, Tls>) {
       m_stream.async_shutdown(Then([this](error_code) { ShutDown(); }));
     } else {
@@ -348,6 +392,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   Stream m_stream;
   std::string m_peer = "a connection that is gone";
   beast::flat_buffer m_buffer;
+  Share m_share;  // of the bytes of bodies
   std::optional<http::request_parser<http::string_body>> m_parser;
   Request m_request;
   bool m_keepAlive = false;  // the request's sender wants to keep the connection

@@ -11,6 +11,7 @@
 #include <boost/asio/ssl/context.hpp>
 
 #include "service/http/Message.h"
+#include "service/util/Budget.h"
 #include "service/util/Clock.h"
 #include "service/util/Log.h"
 
@@ -21,20 +22,27 @@ namespace cloudservice {
 struct Limits {
   std::size_t headerBytes = 16 * 1024;
   std::size_t bodyBytes = 1024 * 1024;
-  std::chrono::milliseconds idle{60 * 1000};    // waiting for the first byte of a request
-  std::chrono::milliseconds header{10 * 1000};  // TLS handshake; reading a header; closing
-  std::chrono::milliseconds body{30 * 1000};    // reading a body; sending an answer
+  std::chrono::milliseconds idle{60 * 1000};     // waiting for the first byte of a request
+  std::chrono::milliseconds header{10 * 1000};   // TLS handshake; reading a header; closing
+  std::chrono::milliseconds body{30 * 1000};     // reading a body; sending an answer
+  std::chrono::milliseconds farewell{2 * 1000};  // reading what still comes before closing
 };
+
+// Bytes of bodies that all connections together may be reading or answering.
+constexpr std::size_t kBodiesBytes = 64 * 1024 * 1024;
 
 // The settings and handlers that the connections of a server share. Outlives them, and so does the
 // log that it points to.
 struct SessionContext {
   Limits limits;
   RequestTaker take;
+  HeadTaker admit;  // empty: every body may come
   RefusalHandler refuse;
   Clock clock;
   SteadyNow steady = &std::chrono::steady_clock::now;
   const Log* log = nullptr;
+  // For the bodies that did not come together with their headers.
+  std::shared_ptr<Budget> bodies = std::make_shared<Budget>(kBodiesBytes);
 };
 
 // One connection. It reads and answers its requests one after the other. Its operations own it, and

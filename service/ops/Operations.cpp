@@ -62,6 +62,28 @@ class MetricsWriter {
   std::string m_text;
 };
 
+std::string Text(std::size_t number) { return std::to_string(number); }
+
+// The metrics about what waits and what there is no room for.
+void WriteLoad(MetricsWriter& out, const Load& load, std::size_t writes) {
+  static constexpr std::array<const char*, Lanes::kCount> kLanes = {"changes", "looks", "sign_ins",
+                                                                    "health"};
+  out.Begin("connections", "gauge", "Open connections.");
+  out.Sample(Text(load.connections.open));
+  out.Begin("connections_refused_total", "counter",
+            "Connections that were closed at once because there were too many.");
+  out.Sample(std::to_string(load.connections.refused), "limit=\"all\"");
+  out.Sample(std::to_string(load.connections.refusedOfSender), "limit=\"sender\"");
+  out.Begin("body_bytes", "gauge", "Bytes of bodies that are being read or answered.");
+  out.Sample(Text(load.bodyBytes));
+  out.Begin("requests_waiting", "gauge", "Requests that wait for a thread, by lane.");
+  for (std::size_t i = 0; i < load.waiting.size(); ++i) {
+    out.Sample(Text(load.waiting.at(i)), std::string("lane=\"") + kLanes.at(i) + "\"");
+  }
+  out.Begin("writes_waiting", "gauge", "Changes that wait for the next commit.");
+  out.Sample(Text(writes));
+}
+
 // The metrics about requests.
 void WriteRequests(MetricsWriter& out,
                    const std::map<std::pair<std::string, unsigned>, std::uint64_t>& answers,
@@ -111,6 +133,14 @@ Response Operations::Handle(const Request& request) {
 
 Response Operations::Refuse(unsigned status, const Request& request, const std::string& reason) {
   return Answer(request, [&] { return m_service.refuse(status, request, reason); });
+}
+
+std::optional<Response> Operations::RefuseHead(const Request& head) {
+  // Its own two take no body.
+  if (Serves(head.target)) return std::nullopt;
+  std::optional<Response> refusal = m_service.refuseHead(head);
+  if (!refusal) return std::nullopt;
+  return Answer(head, [&] { return *std::move(refusal); });
 }
 
 Response Operations::Answer(const Request& request, const std::function<Response()>& answer) {
@@ -174,8 +204,7 @@ Response Operations::Metrics() {
 std::string Operations::MetricsText() {
   MetricsWriter out;
   out.Single("start_time_seconds", "gauge", "When the service was started, since 1970.", m_started);
-  out.Single("connections", "gauge", "Open connections.",
-             static_cast<std::int64_t>(m_service.connections()));
+  WriteLoad(out, m_service.load(), m_store.Waiting());
   {
     const std::lock_guard<std::mutex> guard(m_mutex);
     WriteRequests(out, m_answers, m_busy);

@@ -2,21 +2,32 @@
 #ifndef SERVICE_OPS_OPERATIONS_H_
 #define SERVICE_OPS_OPERATIONS_H_
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 
+#include "service/http/Connections.h"
+#include "service/http/Lanes.h"
 #include "service/http/Message.h"
 #include "service/store/Store.h"
 #include "service/util/Clock.h"
 #include "service/util/Log.h"
 
 namespace cloudservice {
+
+// What a server has to carry at the moment, besides what the store does.
+struct Load {
+  ConnectionCounts connections;
+  std::size_t bodyBytes = 0;                            // of bodies that are being read or answered
+  std::array<std::size_t, Lanes::kCount> waiting = {};  // requests, by Lanes::Lane
+};
 
 // The first handler of each request, for the people who run the service. It answers /healthz and
 // /metrics itself and passes every other request on. It indents JSON where the request asks for
@@ -29,7 +40,9 @@ class Operations {
   struct Service {
     Handler handler;
     RefusalHandler refuse;
-    std::function<std::size_t()> connections;
+    // The refusal of a request whose body is still to come, or none.
+    std::function<std::optional<Response>(const Request&)> refuseHead;
+    std::function<Load()> load;
   };
 
   Operations(Store& store, const Log& log, Clock clock, Service service);
@@ -38,6 +51,8 @@ class Operations {
   static bool Serves(const Target& target);
 
   Response Handle(const Request& request);
+  // As Handle(), for a request whose body is still to come; none when it should come.
+  std::optional<Response> RefuseHead(const Request& head);
   Response Refuse(unsigned status, const Request& request, const std::string& reason);
 
  private:

@@ -60,6 +60,11 @@ Response Rendered(const Answer& answer) {
   return response;
 }
 
+// HEAD is answered like GET here; the server leaves the body out.
+std::string MethodOf(const Request& request) {
+  return request.method == "HEAD" ? "GET" : request.method;
+}
+
 // Identifies the sender of the call. Throws Refusal (401, 404) when the sender may not call the
 // operation.
 void Admit(Call& call, const Endpoint& endpoint, Transaction& store) {
@@ -108,9 +113,29 @@ RedfishService::RedfishService(Store& store, const Log& log, Accounts& accounts,
 }
 
 Response RedfishService::Handle(const Request& request) {
+  return Guarded(request, [&](std::string& allowed) { return Dispatch(request, allowed); });
+}
+
+std::optional<Response> RedfishService::RefuseHead(const Request& head) {
+  bool refused = true;
+  Response response = Guarded(head, [&](std::string& allowed) {
+    Call call{head, head.target};
+    const Endpoint* endpoint = Route(call, MethodOf(head), allowed);
+    if (endpoint != nullptr) {
+      m_store.Read([&](Transaction& store) { Admit(call, *endpoint, store); });
+    }
+    refused = false;
+    return Response();
+  });
+  if (!refused) return std::nullopt;
+  return response;
+}
+
+Response RedfishService::Guarded(const Request& request,
+                                 const std::function<Response(std::string& allowed)>& work) {
   std::string allowed;
   try {
-    return Marked(Dispatch(request, allowed));
+    return Marked(work(allowed));
   } catch (const Refusal& refusal) {
     Response response = Refused(refusal, request);
     if (refusal.Status() == 405) response.headers.emplace_back("Allow", allowed);
@@ -144,25 +169,31 @@ RedfishService::Place RedfishService::Find(Call& call, const std::string& method
   return place;
 }
 
-Response RedfishService::Dispatch(const Request& request, std::string& allowed) {
-  if (request.method == "OPTIONS" && request.target.Text() == "*") return OptionsResponse(kMethods);
+const Endpoint* RedfishService::Route(Call& call, const std::string& method,
+                                      std::string& allowed) const {
+  const Request& request = call.request;
   if (!request.target.IsPath()) {
     throw Refusal(400, {"InvalidURI", {request.target.Loggable()}},
                   "The request's target is no path of this service.");
   }
   CheckNegotiation(request);
-  Call call{request, request.target};
-  // HEAD is answered like GET here; the server leaves the body out.
-  const std::string method = request.method == "HEAD" ? "GET" : request.method;
   const Place place = Find(call, method);
   allowed = place.allowed;
   if (allowed.empty()) throw NothingAt(call.target.Path());
-  if (method == "OPTIONS") return OptionsResponse(allowed);
-  if (place.endpoint == nullptr) {
+  if (place.endpoint == nullptr && method != "OPTIONS") {
     throw Refusal(405, request.method + " is not possible here; possible: " + allowed + ".");
   }
-  if (method != "GET") return Change(call, *place.endpoint, method);
-  Response response = Get(call, *place.endpoint);
+  return place.endpoint;
+}
+
+Response RedfishService::Dispatch(const Request& request, std::string& allowed) {
+  if (request.method == "OPTIONS" && request.target.Text() == "*") return OptionsResponse(kMethods);
+  Call call{request, request.target};
+  const std::string method = MethodOf(request);
+  const Endpoint* endpoint = Route(call, method, allowed);
+  if (endpoint == nullptr) return OptionsResponse(allowed);
+  if (method != "GET") return Change(call, *endpoint, method);
+  Response response = Get(call, *endpoint);
   if (response.status != 200) return response;
   response.headers.emplace_back("Allow", allowed);
   response.headers.emplace_back("Cache-Control", "no-cache");

@@ -2,6 +2,7 @@
 #ifndef SERVICE_REDFISH_SERVICE_H_
 #define SERVICE_REDFISH_SERVICE_H_
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -28,6 +29,10 @@ class RedfishService {
   // Whether answering takes long because a key has to be checked.
   bool IsSlow(const Request& request) const;
 
+  // The refusal of a request whose body is still to come: nothing takes it, or not from this
+  // sender. None when the body should come.
+  std::optional<Response> RefuseHead(const Request& head);
+
   // Answers a request that could not be read, and writes a line about it into the log.
   Response Refuse(unsigned status, const Request& request, const std::string& reason);
 
@@ -40,6 +45,12 @@ class RedfishService {
   };
 
   Place Find(Call& call, const std::string& method) const;
+  // The operation that the call asks for; null for OPTIONS. Throws Refusal when there is none.
+  // `allowed` gets the methods of the path.
+  const Endpoint* Route(Call& call, const std::string& method, std::string& allowed) const;
+  // Does `work`, which gets a place for the methods of the path. What it throws becomes an answer.
+  Response Guarded(const Request& request,
+                   const std::function<Response(std::string& allowed)>& work);
   Response Dispatch(const Request& request, std::string& allowed);
   Response Get(Call& call, const Endpoint& endpoint);
   Response Change(Call& call, const Endpoint& endpoint, const std::string& method);

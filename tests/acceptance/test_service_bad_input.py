@@ -52,8 +52,10 @@ def test_senders_of_a_byte_at_a_time_hold_up_nobody(service, transport):
 def test_sender_who_never_comes_to_an_end_is_cut_off(service):
     """A byte now and then does not keep a request alive: header and body have one time each."""
     service.start("--http", faketime=clock(1000), patience=600)
+    token = Appliance(service, "u-1").token.encode()
     for head in (b"GET /redfish/v1 HTTP/1.1\r\nX: ",
-                 b"POST /redfish/v1/Chassis HTTP/1.1\r\nHost: x\r\nContent-Length: 100000\r\n\r\n"):
+                 b"POST /redfish/v1/Chassis HTTP/1.1\r\nHost: x\r\nX-Auth-Token: " + token
+                 + b"\r\nContent-Length: 100000\r\n\r\n"):
         with raw(service) as sock:
             sock.sendall(head)
             ended = threading.Event()
@@ -100,9 +102,10 @@ def test_floods_of_headers_are_refused(service):
 
 @pytest.mark.parametrize("transport", [["--http"], []], ids=["http", "https"])
 def test_endless_extensions_and_trailers_are_refused(service, transport):
-    """Nobody's token, and one connection: neither ends the service nor makes it grow."""
+    """One connection neither ends the service nor makes it grow."""
     service.start(*transport, faketime=clock(1))
-    head = b"POST /hb/u-1 HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n"
+    head = (b"POST /hb/u-1 HTTP/1.1\r\nHost: x\r\nX-Auth-Token: "
+            + Appliance(service, "u-1").token.encode() + b"\r\nTransfer-Encoding: chunked\r\n\r\n")
     for begin in (b"0\r\nT: ", b"1;x=", b"0;x=", b"2\r\n{}\r\n0\r\nT: t\r\nT: "):
         with raw(service) as sock:
             with contextlib.suppress(OSError):
@@ -114,6 +117,17 @@ def test_endless_extensions_and_trailers_are_refused(service, transport):
         sock.sendall(head + b"0\r\nT: " + b"t" * 70_000 + b"\r\n\r\n")
         assert read_all(sock).startswith(b"HTTP/1.1 400 ")
     goes_on(service)
+
+
+def test_body_of_a_stranger_is_not_waited_for(service):
+    service.start("--http", faketime=clock(1))
+    for target in (b"/redfish/v1/Chassis", b"/hb/u-1", b"/redfish/v1/Managers/u-1"):
+        with raw(service) as sock:
+            method = b"PATCH " if b"Managers" in target else b"POST "
+            sock.sendall(method + target + b" HTTP/1.1\r\nHost: x\r\nX-Auth-Token: none\r\n"
+                         b"Content-Length: 1000000\r\n\r\n")
+            assert read_all(sock).startswith(b"HTTP/1.1 401 "), target
+    service.says("401 The X-Auth-Token is not known.", times=3)
 
 
 def test_token_behind_the_body_is_none(service):

@@ -35,6 +35,8 @@ TEST_F(CommandLineTest, Nothing_said_gives_the_defaults) {
   EXPECT_EQ(options->address, "127.0.0.1");
   EXPECT_EQ(options->port, 8443);
   EXPECT_EQ(options->maxBody, 1024u * 1024u);
+  EXPECT_EQ(options->maxConnections, 10000u);
+  EXPECT_EQ(options->maxConnectionsOfSender, 2000u);
   EXPECT_EQ(options->ioTimeout, 60);
   EXPECT_EQ(options->retention, 7);
   EXPECT_EQ(options->eventRetention, 365);
@@ -42,11 +44,30 @@ TEST_F(CommandLineTest, Nothing_said_gives_the_defaults) {
 }
 
 TEST_F(CommandLineTest, Everything_said_is_taken) {
-  const auto options =
-      Parse({"--listen",           "[::1]:0", "--db",         "/x/y.db", "--email",     "a@b",
-             "--registration-key", "k",       "--cert",       "c",       "--key",       "p",
-             "--max-body",         "17",      "--io-timeout", "3600",    "--retention", "30",
-             "--event-retention",  "36500"});
+  const auto options = Parse({"--listen",
+                              "[::1]:0",
+                              "--db",
+                              "/x/y.db",
+                              "--email",
+                              "a@b",
+                              "--registration-key",
+                              "k",
+                              "--cert",
+                              "c",
+                              "--key",
+                              "p",
+                              "--max-body",
+                              "17",
+                              "--io-timeout",
+                              "3600",
+                              "--retention",
+                              "30",
+                              "--event-retention",
+                              "36500",
+                              "--max-connections",
+                              "5",
+                              "--max-connections-of-address",
+                              "4"});
   ASSERT_TRUE(options) << err;
   EXPECT_EQ(options->address, "::1");
   EXPECT_EQ(options->port, 0);
@@ -56,6 +77,8 @@ TEST_F(CommandLineTest, Everything_said_is_taken) {
   EXPECT_EQ(options->certificate, "c");
   EXPECT_EQ(options->key, "p");
   EXPECT_EQ(options->maxBody, 17u);
+  EXPECT_EQ(options->maxConnections, 5u);
+  EXPECT_EQ(options->maxConnectionsOfSender, 4u);
   EXPECT_EQ(options->ioTimeout, 3600);
   EXPECT_EQ(options->retention, 30);
   EXPECT_EQ(options->eventRetention, 36500);
@@ -133,6 +156,8 @@ TEST_F(CommandLineTest, Wrong_arguments_are_status_2_and_one_line) {
       {"--key", "k"},
       {"--http", "--cert", "c", "--key", "k"},
       {"--max-body", "0"},
+      {"--max-connections", "0"},
+      {"--max-connections-of-address", "0"},
       {"--max-body", "many"},
       {"--io-timeout", "0"},
       {"--retention", "0"},

@@ -42,6 +42,10 @@ class Peer {
       done += static_cast<std::size_t>(n);
     }
   }
+  // False when the other side has closed the connection.
+  bool SendSome(const std::string& bytes) const {
+    return send(m_fd, bytes.data(), bytes.size(), MSG_NOSIGNAL) >= 0;
+  }
   void EndSending() const { shutdown(m_fd, SHUT_WR); }
 
   // Everything until the other side ends the connection.

@@ -292,6 +292,38 @@ TEST_F(OperatorApiTest, Wrong_header_is_not_made_good_by_a_session) {
       401u);
 }
 
+TEST_F(OperatorApiTest,
+       Body_is_refused_before_it_comes_where_nothing_takes_it_or_not_from_its_sender) {
+  const auto status = [&](const std::string& method, const std::string& target,
+                          const std::string& cookie) {
+    const auto refusal = api.RefuseHead(
+        Request{method, target, "", "", "192.0.2.7", {{"Cookie", "session=" + cookie}}});
+    return refusal ? refusal->status : 0u;
+  };
+  const std::string session = operators.Begin(person);
+  EXPECT_EQ(status("POST", "/api/v1/session", ""), 0u);
+  EXPECT_EQ(status("GET", "/api/v1/appliances", session), 0u);
+  EXPECT_EQ(status("GET", "/api/v1/appliances", "x"), 401u);
+  EXPECT_EQ(status("POST", "/api/v1/appliances", session), 405u);
+  EXPECT_EQ(status("GET", "/api/v1/nowhere", session), 404u);
+}
+
+TEST_F(OperatorApiTest, Passwords_that_were_not_right_before_are_slow) {
+  operators.AddWithPassword("ann", "secret-88");
+  const auto slow = [&](const std::string& method, const std::string& target,
+                        const std::string& authorization) {
+    return api.IsSlow(
+        Request{method, target, "", "", "192.0.2.7", {{"Authorization", authorization}}});
+  };
+  const std::string basic = "Basic YW5uOnNlY3JldC04OA==";
+  EXPECT_TRUE(slow("GET", "/api/v1/session", basic));
+  EXPECT_EQ(AskApi("GET", "/api/v1/session", {{"Authorization", basic}}).status, 200u);
+  EXPECT_FALSE(slow("GET", "/api/v1/session", basic));
+  EXPECT_FALSE(slow("GET", "/api/v1/session", "Bearer x"));
+  EXPECT_FALSE(slow("GET", "/api/v1/session", ""));
+  EXPECT_TRUE(slow("POST", "/api/v1/session", ""));
+}
+
 TEST_F(OperatorApiTest, Refusals_are_logged_without_what_was_searched) {
   const std::string cookie = "session=" + operators.Begin(person);
   AskApi("GET", "/api/v1/appliances?q=private&limit=0", {{"Cookie", cookie}});

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <future>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,10 @@ class LanesTest : public testing::Test {
 
  protected:
   Lanes lanes{{LaneOf, [this](const Request& request) { return Handle(request); },
+               [](const Request& head) -> std::optional<Response> {
+                 if (head.target.Text() != "/stranger") return std::nullopt;
+                 return Response{401, {}, ""};
+               },
                [](unsigned status, const Request&, const std::string& reason) {
                  Response response;
                  response.status = status;
@@ -97,6 +102,21 @@ TEST_F(LanesTest, Full_lane_refuses_and_does_not_hold_the_others) {
   Go();
   for (auto& answer : looks) EXPECT_EQ(answer.get().body, "/slow");
   for (auto& answer : signIns) EXPECT_EQ(answer.get().body, "/slow");
+}
+
+TEST_F(LanesTest, Header_is_looked_at_in_the_lane_of_its_request) {
+  const auto ask = [this](const std::string& method, const std::string& target) {
+    const auto answer = std::make_shared<std::promise<std::optional<Response>>>();
+    lanes.Admit(std::make_shared<const Request>(Request{method, target, "", "", "192.0.2.7"}),
+                [answer](std::optional<Response> refusal) { answer->set_value(refusal); });
+    return answer->get_future().get();
+  };
+  EXPECT_FALSE(ask("POST", "/a"));
+  EXPECT_EQ(ask("POST", "/stranger")->status, 401U);
+  Fill("SIGNIN");
+  EXPECT_EQ(ask("SIGNIN", "/a")->status, 429U);
+  EXPECT_FALSE(ask("POST", "/a"));
+  Go();
 }
 
 TEST_F(LanesTest, Exception_drops_the_reply) {

@@ -75,7 +75,7 @@ TEST_F(ServerTest, Stop_ends_streams_at_once) {
   idle.Send(Get("/stream"));
   idle.ReadAnswer();
   Stop();
-  EXPECT_EQ(server->Connections(), 0u);
+  EXPECT_EQ(server->Counts().open, 0u);
   EXPECT_EQ(idle.ReadAll(), "");
   EXPECT_TRUE(written->Ended());
 }

@@ -224,7 +224,7 @@ TEST_F(ServerTest, Stop_ends_connections_that_wait_for_more) {
   // The answer is there; now the server has seen that too and waits for the rest of the body.
   OnServer([] {});
   Stop();
-  EXPECT_EQ(server->Connections(), 0u);
+  EXPECT_EQ(server->Counts().open, 0u);
   EXPECT_EQ(idle.ReadAll(), "");
   EXPECT_EQ(inHeader.ReadAll(), "");
   EXPECT_EQ(inBody.ReadAll(), "");

@@ -39,6 +39,14 @@ class ServerTest : public testing::Test {
     context.take = [this](const std::shared_ptr<const Request>& request, const Reply& reply) {
       reply(Answer(*request));
     };
+    context.admit = [](const std::shared_ptr<const Request>& head, const HeadReply& reply) {
+      if (head->target.Text() != "/stranger") return reply(std::nullopt);
+      Response refusal;
+      refusal.status = 401;
+      refusal.body = "Who is this?";
+      reply(refusal);
+    };
+    context.bodies = bodies;
     context.refuse = [this](unsigned status, const Request& request, const std::string& reason) {
       log.Line(request.method + " " + request.target.Text() + " " + reason);
       Response response;
@@ -52,7 +60,7 @@ class ServerTest : public testing::Test {
       return m_ticking ? m_start + std::chrono::seconds(++m_looks) : now;
     };
     context.log = &log;
-    server = std::make_unique<Server>(io, tls, context);
+    server = std::make_unique<Server>(io, tls, context, connectionLimits);
     server->Listen("127.0.0.1", 0);
     const std::string url = server->Url();
     port = static_cast<std::uint16_t>(std::stoul(url.substr(url.rfind(':') + 1)));
@@ -122,6 +130,8 @@ class ServerTest : public testing::Test {
   static constexpr time_t kNow = 1772716029;
 
   Limits limits;
+  ConnectionLimits connectionLimits;
+  std::shared_ptr<Budget> bodies = std::make_shared<Budget>(kBodiesBytes);
   std::uint16_t port = 0;
   std::shared_ptr<Stream> written = std::make_shared<Stream>(1024 * 1024);
   boost::asio::io_context io{1};
@@ -154,9 +164,10 @@ class ServerTest : public testing::Test {
     return response;
   }
 
+  // The number of open connections, at a moment when the server's thread does nothing else.
   std::size_t Connections() {
     std::size_t connections = 0;
-    OnServer([&] { connections = server->Connections(); });
+    OnServer([&] { connections = server->Counts().open; });
     return connections;
   }
 

@@ -49,7 +49,7 @@ TEST_F(ServerTest, Body_has_one_time_for_all_its_bytes) {
 }
 
 TEST_F(ServerTest, Farewell_has_one_time_for_all_that_still_comes) {
-  limits.header = std::chrono::seconds(20);
+  limits.farewell = std::chrono::seconds(20);
   Start();
   EXPECT_NEAR(Drip("GET / HTTP/2.0\r\n\r\n"), 20, 2);
 }

@@ -35,7 +35,10 @@ class OperationsTest : public ServiceTest {
        [this](unsigned status, const Request& request, const std::string& reason) {
          return service->Refuse(status, request, reason);
        },
-       [] { return std::size_t{3}; }}};
+       [this](const Request& head) { return service->RefuseHead(head); },
+       [] {
+         return Load{{3, 4, 5}, 6, {7, 8, 9, 10}};
+       }}};
 };
 
 TEST_F(OperationsTest, Health_is_told_without_a_token) {
@@ -174,7 +177,14 @@ TEST_F(OperationsTest, Metrics_count_what_was_answered) {
                         "cloudservice_requests_total{method=\"GET\",status=\"200\"} 3\n"
                         "cloudservice_requests_total{method=\"other\",status=\"404\"} 1\n"));
   EXPECT_THAT(response.body, HasSubstr("cloudservice_request_duration_seconds_count 4\n"));
-  EXPECT_THAT(response.body, HasSubstr("cloudservice_connections 3\n"));
+  for (const char* sample :
+       {"connections 3", "connections_refused_total{limit=\"all\"} 4",
+        "connections_refused_total{limit=\"sender\"} 5", "body_bytes 6",
+        "requests_waiting{lane=\"changes\"} 7", "requests_waiting{lane=\"looks\"} 8",
+        "requests_waiting{lane=\"sign_ins\"} 9", "requests_waiting{lane=\"health\"} 10",
+        "writes_waiting 0"}) {
+    EXPECT_THAT(response.body, HasSubstr(std::string("\ncloudservice_") + sample + "\n"));
+  }
   EXPECT_THAT(response.body, HasSubstr("cloudservice_start_time_seconds 1772716029\n"));
 }
 

@@ -272,5 +272,30 @@ TEST_F(ManagersTest, Uuid_that_is_no_part_of_a_path_is_refused) {
   EXPECT_EQ(Ask("POST", kRegistration, "", R"({"UUID": "u", "Name": 7})").status, 400u);
 }
 
+TEST_F(ManagersTest,
+       Body_is_refused_before_it_comes_where_nothing_takes_it_or_not_from_its_sender) {
+  const std::string token = Token("u-1");
+  const std::string chassis = Chassis(Token("u-2"));
+  const auto status = [&](const std::string& method, const std::string& target,
+                          const std::string& sent) {
+    const auto refusal = service->RefuseHead(Request{method, target, "", sent, "192.0.2.7", {}});
+    return refusal ? refusal->status : 0U;
+  };
+  EXPECT_EQ(status("PATCH", "/redfish/v1/Managers/u-1", token), 0U);
+  EXPECT_EQ(status("POST", kRegistration, ""), 0U);
+  EXPECT_EQ(status("OPTIONS", "/redfish/v1/Managers", ""), 0U);
+  EXPECT_EQ(status("POST", "/redfish/v1/Chassis", ""), 401U);
+  EXPECT_EQ(status("POST", "/redfish/v1/Chassis", "wrong"), 401U);
+  EXPECT_EQ(status("PATCH", "/redfish/v1/Managers/u-2", token), 404U);
+  EXPECT_EQ(status("PATCH", "/redfish/v1/Chassis/" + chassis + "/Thermal", token), 404U);
+  EXPECT_EQ(status("POST", "/nowhere", token), 404U);
+  const auto wrongMethod =
+      service->RefuseHead(Request{"PUT", "/redfish/v1/Chassis", "", token, "192.0.2.7", {}});
+  ASSERT_TRUE(wrongMethod);
+  EXPECT_EQ(wrongMethod->status, 405U);
+  EXPECT_EQ(wrongMethod->Header("Allow"), "GET, HEAD, POST, OPTIONS");
+  EXPECT_EQ(wrongMethod->Header("OData-Version"), "4.0");
+}
+
 }  // namespace
 }  // namespace cloudservice
