@@ -240,6 +240,7 @@ class Measures:
         singly, together, title = self._zabbix
         self._goals.figure(f"values a second a core, one a connection, {backend.title}", ours,
                            "{:.0f}")
+        self._goals.figure("... bare server, which keeps none", self._bare_values(), "{:.0f}")
         self._goals.figure(f"... {title}", singly, "{:.0f}")
         self._goals.figure(f"... {title}, 250 a connection", together, "{:.0f}")
         self._goals.at_least(f"values a second a core, {backend.title} / {title}", ours / singly,
@@ -259,6 +260,11 @@ class Measures:
         if stored != sent:
             raise Failed(f"{sent} values were answered, {stored} can be read back")
         return sent / spent
+
+    def _bare_values(self):
+        with self._programs.bare() as bare:
+            return 1e6 / cpu(self._load(bare, flat_out="value", appliances=ITEMS, fresh=True,
+                                        bare=True))
 
     def _readings(self, service, number):
         """How many readings the service has of an appliance's temperature."""
