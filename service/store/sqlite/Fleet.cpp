@@ -108,14 +108,42 @@ const Sql kOfState(Uuids("AND late_at >= ? AND late_at <= ? AND (+label, +uuid) 
                    " OFFSET ?");
 
 const Sql kCountFiltered("SELECT count(*) " + kFiltered);
-const Sql kOverdue("SELECT (SELECT count(*) FROM manager WHERE late_at <= ?1 AND " + Alarmed("?2") +
-                   "), (SELECT count(*) FROM manager WHERE offline_at <= ?1 AND " + Alarmed("?2") +
-                   ")");
+
+// Counts the appliances for which one time has come, and those for which it has not, up to a limit.
+struct Counts {
+  explicit Counts(const std::string& time) : due(Of(time + " <= ?1")), others(Of(time + " > ?1")) {}
+
+  const Sql due;
+  const Sql others;
+
+ private:
+  static std::string Of(const std::string& condition) {
+    return "SELECT count(*) FROM (SELECT 1 FROM manager WHERE " + condition + " AND " +
+           Alarmed("?2") + " LIMIT ?3)";
+  }
+};
+
+const Counts kLate("late_at");
+const Counts kOffline("offline_at");
 
 template <typename T>
 std::optional<std::int64_t> NumberOf(const std::optional<T>& word) {
   if (!word) return std::nullopt;
   return static_cast<std::int64_t>(*word);
+}
+
+// The number of those out of `all` appliances for which the time has come. Mostly that is nearly
+// none or nearly all: the search ends on the side that has fewer.
+std::int64_t CountDue(Database& database, const Counts& counts, std::int64_t now,
+                      std::optional<Severity> severity, std::int64_t all) {
+  const auto count = [&](const Sql& sql, std::int64_t limit) {
+    Statement select(database, sql);
+    select.Bind(now).Bind(NumberOf(severity)).Bind(limit);
+    return select.Step() ? select.Number(0) : 0;
+  };
+  const std::int64_t most = all / 2 + 1;
+  const std::int64_t due = count(counts.due, most);
+  return due < most ? due : all - count(counts.others, all);
 }
 
 void BindFilter(Statement& select, const FleetFilter& filter) {
@@ -227,10 +255,10 @@ std::vector<ApplianceRecord> SqliteTransaction::ListAppliances(const FleetFilter
 }
 
 std::int64_t SqliteTransaction::CountAppliances(const FleetFilter& filter) {
+  if (!filter.text && !filter.state) return CountAll(filter.severity);
   if (!filter.text) {
     const StateCounts states = CountStates(filter.now, filter.severity);
-    return filter.state ? states.at(static_cast<std::size_t>(*filter.state))
-                        : states[0] + states[1] + states[2];
+    return states.at(static_cast<std::size_t>(*filter.state));
   }
   Statement select(m_database, kCountFiltered);
   BindFilter(select, filter);
@@ -242,15 +270,15 @@ StateCounts SqliteTransaction::CountStates(std::int64_t now) {
 }
 
 StateCounts SqliteTransaction::CountStates(std::int64_t now, std::optional<Severity> severity) {
-  const Totals totals = CountTotals();
-  const std::int64_t all =
-      severity ? totals.alarmed.at(static_cast<std::size_t>(*severity)) : totals.managers;
-  Statement select(m_database, kOverdue);
-  select.Bind(now).Bind(NumberOf(severity));
-  select.Step();
-  const std::int64_t overdue = select.Number(0);
-  const std::int64_t offline = select.Number(1);
+  const std::int64_t all = CountAll(severity);
+  const std::int64_t overdue = CountDue(m_database, kLate, now, severity, all);
+  const std::int64_t offline = CountDue(m_database, kOffline, now, severity, all);
   return {all - overdue, overdue - offline, offline};
+}
+
+std::int64_t SqliteTransaction::CountAll(std::optional<Severity> severity) {
+  const Totals totals = CountTotals();
+  return severity ? totals.alarmed.at(static_cast<std::size_t>(*severity)) : totals.managers;
 }
 
 }  // namespace cloudservice

@@ -130,6 +130,7 @@ class SqliteTransaction : public Transaction {
   std::vector<std::string> ListOfState(const FleetFilter& filter);
   // Counts only appliances with an open alarm of the severity, if one is given.
   StateCounts CountStates(std::int64_t now, std::optional<Severity> severity);
+  std::int64_t CountAll(std::optional<Severity> severity);
   std::optional<OpenAlarm> FindOpenAlarm(const std::string& chassis, const std::string& alarm);
   // Counts one open alarm less of severity `gone` and one more of severity `come`; either may be
   // null.

@@ -133,6 +133,31 @@ TEST_F(FleetTest, States_change_at_their_seconds) {
   EXPECT_THAT(due(2019, 2030), ElementsAre(2030)) << "once, though it becomes late before";
 }
 
+TEST_F(FleetTest, States_are_counted_whichever_side_has_more) {
+  Raise("c", "1", "Fault");
+  for (int i = 0; i < 6; ++i) {
+    const std::string uuid = "m" + std::to_string(i);
+    store->AddManager({uuid, "n", "{}", 1000, {}}, uuid);
+    // One after the other late from 2020 and offline from 2030 on.
+    store->AddHeartbeat(uuid, 2000 + 100 * i, 10, "");
+  }
+  for (int gone = 0; gone <= 6; ++gone) {
+    const std::int64_t begin = 1920 + 100 * gone;
+    EXPECT_EQ(store->CountStates(begin + 10), (StateCounts{6 - gone, 0, 1 + gone})) << gone;
+    if (gone < 6) {
+      EXPECT_EQ(store->CountStates(begin + 105), (StateCounts{5 - gone, 1, 1 + gone})) << gone;
+    }
+  }
+  FleetFilter faulty;
+  faulty.severity = Severity::kFault;
+  faulty.now = 1300;
+  EXPECT_EQ(store->CountAppliances(faulty), 1);
+  faulty.state = State::kLate;
+  EXPECT_EQ(store->CountAppliances(faulty), 1);
+  faulty.now = 1400;
+  EXPECT_EQ(store->CountAppliances(faulty), 0);
+}
+
 TEST_F(FleetTest, Is_listed_in_every_order_with_equals_by_their_names) {
   store->AddManager({"v", "B", "{}", 1001, {}}, "2");
   store->AddManager({"w", "a", R"({"Name": "M"})", 1000, {}}, "3");
