@@ -11,9 +11,6 @@ namespace cloudservice {
 
 namespace {
 
-// Seconds after which a refused sender should come again.
-constexpr int kRetrySeconds = 5;
-
 std::array<Workers::Settings, Lanes::kCount> SettingsOfLanes() {
   const std::size_t cores = std::max(1U, std::thread::hardware_concurrency());
   std::array<Workers::Settings, Lanes::kCount> settings;

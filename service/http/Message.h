@@ -16,6 +16,9 @@ namespace cloudservice {
 
 class Stream;
 
+// Seconds after which a sender should come again for whom there was no room.
+constexpr int kRetrySeconds = 5;
+
 // A request. Handlers get it once it has arrived as a whole.
 struct Request {
   std::string method;

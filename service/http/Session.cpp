@@ -4,6 +4,7 @@
 
 #include <array>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include <boost/asio/buffer.hpp>
@@ -39,8 +40,6 @@ constexpr std::size_t kReadSize = 4096;
 constexpr std::size_t kBufferedHeaders = 2;
 // Bytes that are read and dropped at most before a connection is closed.
 constexpr std::size_t kFarewellBytes = 64 * 1024;
-// Seconds after which the sender of a body for which there is no room should come again.
-constexpr const char* kRetrySeconds = "5";
 constexpr char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
 
 std::string ToString(beast::string_view text) { return std::string(text.data(), text.size()); }
@@ -245,7 +244,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     const auto length = m_parser->content_length();
     if (!m_share.Take(length ? *length : m_context.limits.bodyBytes)) {
       Response response = m_context.refuse(503, m_request, "No room for the body just now.");
-      response.SetHeader("Retry-After", kRetrySeconds);
+      response.SetHeader("Retry-After", std::to_string(kRetrySeconds));
       return Answer(response, false, m_request.method == "HEAD");
     }
     if (m_parser->get()[http::field::expect].empty()) return ReadBody();

@@ -5,6 +5,7 @@
 
 #include "Input.h"
 #include "PayloadCheck.h"
+#include "TempFolder.h"
 #include "TestStore.h"
 #include "service/api/Api.h"
 #include "service/page/Page.h"
@@ -65,11 +66,13 @@ class Everything {
   }
 
   const Log m_log{[](const std::string&) {}, [] { return kNow; }};
-  TestStore m_store{":memory:"};
+  const TempFolder m_folder;
+  TestStore m_store{m_folder.File("s.db")};
   Accounts m_accounts{m_store, [] { return kNow; }, [] { return kNow; }};
   RedfishService m_service{m_store, m_log, m_accounts, [] { return kNow; }};
   Operators m_operators{m_store, [] { return kNow; }, [] { return kNow; }};
-  Feed m_feed{m_store, m_operators, m_log, [] { return kNow; }};
+  Feed m_feed{m_store, m_operators, m_log, [] { return kNow; },
+              [this] { m_feed.TellChanges(); }};
   OperatorApi m_api{m_store, m_operators, m_feed, m_log, [] { return kNow; }, false};
 };
 
