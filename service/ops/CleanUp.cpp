@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Removing what removed appliances have left, and old readings and events, step by step.
+// Removing what removed appliances have left, and old readings, events and changes, step by step.
 #include "service/ops/CleanUp.h"
 
 #include <cstdint>
@@ -11,6 +11,8 @@ namespace {
 
 // Rows that one step removes; such a step takes some hundredths of a second.
 constexpr std::int64_t kRemovedAtOnce = 1000;
+// How long other processes may take to look at changes, in seconds.
+constexpr std::int64_t kChangesKept = 600;
 
 }  // namespace
 
@@ -20,8 +22,12 @@ bool CleanUp::Step() {
 
 bool CleanUp::RemoveLeft() {
   return Try([this] {
-    return m_store.Write([](Transaction& store) { return store.RemoveNext(kRemovedAtOnce); }) !=
-           Left::kNothing;
+    const std::int64_t before = m_clock() - kChangesKept;
+    const bool changes = m_store.Write(
+        [&](Transaction& store) { return store.RemoveChanges(before, kRemovedAtOnce); });
+    const Left left =
+        m_store.Write([](Transaction& store) { return store.RemoveNext(kRemovedAtOnce); });
+    return changes || left != Left::kNothing;
   });
 }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Rows.h"
 #include "ServiceTest.h"
 
 namespace cloudservice {
@@ -52,6 +53,21 @@ TEST_F(HeartbeatsTest, Is_taken_without_a_look_at_the_managers_document) {
   EXPECT_EQ(Ask("PATCH", document, token, R"({"A": 1})").status, 204u);
   EXPECT_EQ(Ask("GET", document, token).status, 200u);
   EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", token).status, 500u);
+}
+
+TEST_F(HeartbeatsTest, Changes_that_they_make_go_after_ten_minutes) {
+  for (int i = 0; i < 5; ++i) Beat();
+  Database database(folder.File("service.db"));
+  const std::int64_t last = Number(database, "SELECT max(id) FROM change");
+  EXPECT_GT(last, 5);
+  database.Execute(("UPDATE change SET time = " + std::to_string(now)).c_str());
+  now += 600;
+  EXPECT_FALSE(cleanUp->RemoveLeft());
+  EXPECT_EQ(Number(database, "SELECT count(*) FROM change"), last);
+  ++now;
+  EXPECT_FALSE(cleanUp->RemoveLeft());
+  EXPECT_EQ(Number(database, "SELECT count(*) FROM change"), 1) << "the last one stays";
+  EXPECT_EQ(Number(database, "SELECT max(id) FROM change"), last);
 }
 
 TEST_F(HeartbeatsTest, Overdue_by_twice_the_interval_is_offline_until_the_next) {
