@@ -20,6 +20,7 @@ class Disturbance:
     """Goes on while it is entered. Said by the derived ones: what is seeded for it, options under
     which it is not there yet, whether it begins with the service."""
 
+    name = ""
     title = ""
     seed = {"large_log": LARGE_LOG}
     calm = ()
@@ -70,6 +71,7 @@ class Disturbance:
 class Page(Disturbance):
     """A page loads its list again at each change, once a second at most, and has a stream open."""
 
+    name = "page"
     title = "an open fleet page"
 
     def begin(self):
@@ -89,6 +91,7 @@ class Page(Disturbance):
 
 
 class Search(Disturbance):
+    name = "search"
     title = "a deep event search"
 
     def begin(self):
@@ -96,6 +99,7 @@ class Search(Disturbance):
 
 
 class Removal(Disturbance):
+    name = "removal"
     title = f"DELETE of {LARGE_LOG} events"
 
     def begin(self):
@@ -119,6 +123,7 @@ class Removal(Disturbance):
 class CleanUp(Disturbance):
     """Begins with the service. That which was measured alone had an endless retention."""
 
+    name = "clean-up"
     title = "the clean-up"
     seed = {"old_events": OLD, "old_readings": OLD}
     calm = ("--retention", "36500", "--event-retention", "36500")
@@ -142,6 +147,7 @@ class CleanUp(Disturbance):
 class WrongPasswords(Disturbance):
     """Each from an address of its own: a limit for an address spares the service nothing."""
 
+    name = "passwords"
     title = "50 wrong passwords a second"
 
     def begin(self):

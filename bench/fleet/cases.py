@@ -67,7 +67,7 @@ def p99(figures):
 
 
 class Measures:
-    """The cases, by their names on the command line. `options`: fleet, seconds, rounds, hold."""
+    """The cases, by their names on the command line. `options`: run.py's."""
 
     def __init__(self, programs, backends, goals, options, folder):
         self._programs = programs
@@ -183,6 +183,8 @@ class Measures:
 
     def heartbeat_beside(self, backend):
         for disturbance in beside.ALL:
+            if disturbance.name not in (self._options.beside or [disturbance.name]):
+                continue
             try:
                 self._beside(backend, disturbance)
             except (Failed, AssertionError) as problem:

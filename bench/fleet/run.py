@@ -17,6 +17,7 @@ import sys
 
 TOP = pathlib.Path(__file__).resolve().parent.parent.parent
 sys.path.insert(0, str(TOP / "tests"))  # the harness: see tests/harness/README.md
+import beside  # noqa: E402
 from cases import Measures  # noqa: E402
 from harness.figures import Goals  # noqa: E402
 from harness.folders import case_folder  # noqa: E402
@@ -39,6 +40,8 @@ def arguments():
     parser.add_argument("--seconds", type=float, help="of each measurement (10; 2)")
     parser.add_argument("--rounds", type=int, help="of each comparison (5; 1)")
     parser.add_argument("--hold", type=float, help="seconds of the case hold (600; 5)")
+    parser.add_argument("--beside", choices=[one.name for one in beside.ALL], action="append",
+                        help="of the case heartbeat-beside only this; may be given again")
     parser.add_argument("--zabbix", default=pathlib.Path.home() / ".cache/cloudclient/zabbix",
                         help="where Zabbix's packages are unpacked")
     options = parser.parse_args()
