@@ -199,11 +199,11 @@ Program::Program(const Options& options, const Log& log)
 SessionContext Program::ContextOf(const Options& options) {
   SessionContext context;
   context.limits = LimitsOf(options);
-  context.take = [this](std::shared_ptr<const Request> request, Reply reply) {
-    m_lanes.Take(std::move(request), std::move(reply));
+  context.take = [this](const std::shared_ptr<const Request>& request, const Reply& reply) {
+    m_lanes.Take(request, reply);
   };
-  context.admit = [this](std::shared_ptr<const Request> head, HeadReply reply) {
-    m_lanes.Admit(std::move(head), std::move(reply));
+  context.admit = [this](const std::shared_ptr<const Request>& head, const HeadReply& reply) {
+    m_lanes.Admit(head, reply);
   };
   context.bodies = m_bodies;
   context.refuse = [this](unsigned status, const Request& request, const std::string& reason) {
