@@ -71,8 +71,7 @@ class Everything {
   Accounts m_accounts{m_store, [] { return kNow; }, [] { return kNow; }};
   RedfishService m_service{m_store, m_log, m_accounts, [] { return kNow; }};
   Operators m_operators{m_store, [] { return kNow; }, [] { return kNow; }};
-  Feed m_feed{m_store, m_operators, m_log, [] { return kNow; },
-              [this] { m_feed.TellChanges(); }};
+  Feed m_feed{m_store, m_operators, m_log, [] { return kNow; }, [this] { m_feed.TellChanges(); }};
   OperatorApi m_api{m_store, m_operators, m_feed, m_log, [] { return kNow; }, false};
 };
 
