@@ -276,7 +276,8 @@ void Program::KeepClean(int round) {
   });
   m_cleaning.expires_after(kPause);
   m_cleaning.async_wait([this, round](const boost::system::error_code& cancelled) {
-    if (!cancelled) KeepClean((round + 1) % kRoundsOfHour);
+    // The time may have come just before Stop() cancelled it.
+    if (!cancelled && !m_stopping) KeepClean((round + 1) % kRoundsOfHour);
   });
 }
 
