@@ -97,9 +97,10 @@ class Store {
   Listener m_listener;
 };
 
-// Opens the database file, or creates it where it is missing, and brings its schema up to date.
-// Throws DatabaseError.
-std::unique_ptr<Store> OpenStore(const std::string& file,
+// Opens the database, and brings its schema up to date. It is a file, which is created where it is
+// missing, or the URL of a database on a PostgreSQL server, where an empty one gets its tables.
+// Throws DatabaseError; no text holds the URL's password.
+std::unique_ptr<Store> OpenStore(const std::string& database,
                                  MissingFile missing = MissingFile::kCreate);
 
 }  // namespace cloudservice

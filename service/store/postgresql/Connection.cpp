@@ -145,6 +145,9 @@ Connection::Connection(const std::string& url, std::chrono::seconds patience)
   if (PQstatus(m_connection.get()) != CONNECTION_OK) {
     throw ConnectionLost(Line(PQerrorMessage(m_connection.get())));
   }
+  // What is wrong is thrown; libpq would also write it to standard error.
+  PQsetNoticeProcessor(
+      m_connection.get(), [](void*, const char*) {}, nullptr);
   PQsetnonblocking(m_connection.get(), 1);
   EnterPipeline();
   const std::string most = std::to_string(std::chrono::milliseconds(patience).count());
@@ -295,10 +298,6 @@ bool Connection::WaitForNotification(int descriptor, std::chrono::milliseconds m
     any = true;
   }
   return any;
-}
-
-bool IsPostgresUrl(const std::string& name) {
-  return name.rfind("postgresql://", 0) == 0 || name.rfind("postgres://", 0) == 0;
 }
 
 std::string ShownUrl(const std::string& url) {

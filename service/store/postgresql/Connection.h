@@ -196,8 +196,6 @@ class Connection {
   std::vector<const Sql*> m_sent;
 };
 
-// The URL, if it is one of a PostgreSQL database: "postgresql://..." or "postgres://...".
-bool IsPostgresUrl(const std::string& name);
 // The URL without what is secret, for messages: "postgresql://host:port/database".
 std::string ShownUrl(const std::string& url);
 

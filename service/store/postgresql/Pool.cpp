@@ -27,8 +27,11 @@ Pool::Lease Pool::Take() {
 
 std::unique_ptr<Connection> Pool::FreeOrNone() {
   std::unique_lock<std::mutex> guard(m_mutex);
-  if (!m_changed.wait_for(guard, m_settings.wait,
-                          [this] { return m_taken < m_settings.connections; })) {
+  ++m_waiting;
+  const bool free = m_changed.wait_for(guard, m_settings.wait,
+                                       [this] { return m_taken < m_settings.connections; });
+  --m_waiting;
+  if (!free) {
     throw DatabaseError("all " + std::to_string(m_settings.connections) +
                         " connections to the database are in use");
   }
@@ -47,6 +50,11 @@ void Pool::Put(std::unique_ptr<Connection> connection) {
     if (connection != nullptr && connection->IsIdle()) m_free.push_back(std::move(connection));
   }
   m_changed.notify_one();
+}
+
+std::size_t Pool::Waiting() const {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  return m_waiting;
 }
 
 void Pool::DropFree() {

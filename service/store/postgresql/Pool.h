@@ -48,6 +48,8 @@ class Pool {
   // Takes a free connection, or makes one. Blocks until there is one. Throws ConnectionLost when
   // the server can't be reached, and DatabaseError when none becomes free in time.
   Lease Take();
+  // How many wait for a connection.
+  std::size_t Waiting() const;
   // Closes those that are free: after the server went away they are broken, too.
   void DropFree();
 
@@ -60,10 +62,11 @@ class Pool {
 
   const std::string m_url;
   const Settings m_settings;
-  std::mutex m_mutex;
+  mutable std::mutex m_mutex;
   std::condition_variable m_changed;
   std::vector<std::unique_ptr<Connection>> m_free;
   std::size_t m_taken = 0;
+  std::size_t m_waiting = 0;
 };
 
 }  // namespace cloudservice::postgresql

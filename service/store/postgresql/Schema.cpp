@@ -274,9 +274,7 @@ REVOKE ALL ON FUNCTION next_event, make_day, drop_day FROM PUBLIC;
 )sql",
 };
 
-constexpr const char* kSchemaTable =
-    "CREATE TABLE cloudservice_schema (version integer NOT NULL, last_change bigint NOT NULL "
-    "DEFAULT 0)";
+constexpr const char* kSchemaTable = "CREATE TABLE cloudservice_schema (version integer NOT NULL)";
 
 const Sql kEncoding("SELECT current_setting('server_encoding')", Sql::Plan::kEachTime);
 const Sql kHasSchema("SELECT to_regclass('cloudservice_schema') IS NOT NULL", Sql::Plan::kEachTime);
@@ -290,10 +288,6 @@ const Sql kVersion("SELECT version FROM cloudservice_schema", Sql::Plan::kEachTi
 // that seem to come from the future are those of former times.
 const Sql kDropFormerChanges(
     "DELETE FROM change WHERE id >> 20 >= pg_snapshot_xmax(pg_current_snapshot())::text::bigint",
-    Sql::Plan::kEachTime);
-const Sql kDropFormerLast(
-    "UPDATE cloudservice_schema SET last_change = 0 "
-    "WHERE last_change >> 20 >= pg_snapshot_xmax(pg_current_snapshot())::text::bigint",
     Sql::Plan::kEachTime);
 
 std::int64_t CheckedVersion(Connection& connection, const std::string& database) {
@@ -327,8 +321,7 @@ void Upgrade(Connection& connection, const std::string& database) {
   }
   std::int64_t version = CheckedVersion(connection, database);
   if (version == NewestSchemaVersion()) {
-    connection.Defer(kDropFormerChanges);
-    connection.Run(kDropFormerLast);
+    connection.Run(kDropFormerChanges);
     return;
   }
   // Until the end of the session: a transaction of each step would let others in between.

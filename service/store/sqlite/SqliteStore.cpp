@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "service/store/Backends.h"
 #include "service/store/sqlite/Schema.h"
 
 namespace cloudservice {
@@ -168,7 +169,7 @@ void SqliteStore::Writing::Commit() {
   for (const Change& change : m_operations.Changes()) m_store.Tell(change);
 }
 
-std::unique_ptr<Store> OpenStore(const std::string& file, MissingFile missing) {
+std::unique_ptr<Store> OpenSqlite(const std::string& file, MissingFile missing) {
   return std::make_unique<SqliteStore>(file, missing);
 }
 

@@ -33,6 +33,7 @@ class PostgresDatabase {
   PostgresDatabase(const PostgresDatabase&) = delete;
   PostgresDatabase& operator=(const PostgresDatabase&) = delete;
 
+  const std::string& Name() const { return m_name; }
   std::string Url() const {
     const std::string server = ServerUrl();
     const std::size_t name = server.find("///") + 3;

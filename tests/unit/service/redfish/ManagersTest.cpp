@@ -205,12 +205,11 @@ TEST_F(ManagersTest, Deleting_takes_everything_along) {
 TEST_F(ManagersTest, What_a_removed_one_had_goes_with_the_next_clean_up) {
   const std::string token = Token("u-1");
   for (int i = 0; i < 5; ++i) Chassis(token);
-  Database database(folder.File("service.db"));
   EXPECT_EQ(Ask("DELETE", "/redfish/v1/Managers/u-1", token).status, 204u);
-  EXPECT_EQ(Number(database, "SELECT count(*) FROM chassis"), 5);
+  EXPECT_EQ(store->Count("chassis"), 5);
   EXPECT_FALSE(cleanUp->RemoveLeft());
-  EXPECT_EQ(Number(database, "SELECT count(*) FROM chassis"), 0);
-  EXPECT_EQ(Number(database, "SELECT count(*) FROM removal"), 0);
+  EXPECT_EQ(store->Count("chassis"), 0);
+  EXPECT_EQ(store->Count("removal"), 0);
 }
 
 TEST_F(ManagersTest, Another_managers_token_sees_nothing) {

@@ -39,7 +39,7 @@ class RemovalTest : public StoreTest {
   // The number of rows that wait, and with them the rows that stand for them.
   std::int64_t Rows() {
     std::int64_t rows = 0;
-    for (const char* table : kTables) rows += Count(database, table);
+    for (const char* table : kTables) rows += store.Count(table);
     return rows;
   }
 
@@ -50,13 +50,18 @@ class RemovalTest : public StoreTest {
       const Left left = store->RemoveNext(most);
       EXPECT_LE(before - Rows(), most);
       if (left == Left::kNothing) return;
-      EXPECT_LT(Rows(), before);
+      // On PostgreSQL a member becomes a row of the table of removals.
+      if (!OnPostgres()) {
+        EXPECT_LT(Rows(), before);
+      }
     }
   }
 
   TestStore store{file};
-  Database database{file};
 };
+
+// On PostgreSQL a step holds nobody up: its size is about right, and no more.
+class SqliteRemovalTest : public RemovalTest {};
 
 TEST_F(RemovalTest, Nothing_waits_where_nothing_was_removed) {
   EXPECT_EQ(store->RemoveNext(9), Left::kNothing);
@@ -78,7 +83,7 @@ TEST_F(RemovalTest, Manager_is_gone_at_once_and_its_rows_go_in_steps_of_every_si
     EXPECT_EQ(store->CountTotals().alarms, AlarmCounts{});
     EXPECT_EQ(store->CountTotals().alarmed, AlarmCounts{});
     RemoveAll(most);
-    for (const char* table : kTables) EXPECT_EQ(Count(database, table), 0) << table;
+    for (const char* table : kTables) EXPECT_EQ(store.Count(table), 0) << table;
     Fill("u");
   }
 }
@@ -145,9 +150,9 @@ TEST_F(RemovalTest, Chassis_is_gone_at_once_and_its_events_stay) {
   RemoveAll(2);
   expectOthers();
   EXPECT_EQ(store->CountEvents("u"), 6);
-  EXPECT_EQ(Count(database, "alarm"), 2);
-  EXPECT_EQ(Count(database, "resource"), 2);
-  EXPECT_EQ(Count(database, "reading"), 7);
+  EXPECT_EQ(store.Count("alarm"), 2);
+  EXPECT_EQ(store.Count("resource"), 2);
+  EXPECT_EQ(store.Count("reading"), 7);
   EXPECT_EQ(store->CountTotals().chassis, 1);
 }
 
@@ -198,17 +203,16 @@ TEST_F(RemovalTest, Manager_whose_account_went_stays_until_another_registers_it)
   EXPECT_EQ(store->FindAccount("c@d")->managers, 0);
 }
 
-TEST_F(RemovalTest, Step_is_no_larger_for_a_manager_with_many_events) {
+TEST_F(SqliteRemovalTest, Step_is_no_larger_for_a_manager_with_many_events) {
   constexpr int kEvents = 20000;
-  database.Execute(
-      ("INSERT INTO event (manager, chassis, message_id, severity, document, received, "
-       "kind) WITH RECURSIVE row (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM row "
-       "WHERE n < " +
-       std::to_string(kEvents) + ") SELECT 1, '', 'm', 'OK', '{}', n, 3 FROM row")
-          .c_str());
+  store.Execute(("INSERT INTO event (manager, chassis, message_id, severity, document, received, "
+                 "kind) WITH RECURSIVE row (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM row "
+                 "WHERE n < " +
+                 std::to_string(kEvents) + ") SELECT 1, '', 'm', 'OK', '{}', n, 3 FROM row")
+                    .c_str());
   EXPECT_EQ(store->CountEvents("u"), kEvents + 6);
   store->DeleteManager("u");
-  EXPECT_EQ(Count(database, "event"), kEvents + 6) << "they do not go with it";
+  EXPECT_EQ(store.Count("event"), kEvents + 6) << "they do not go with it";
   int steps = 1;
   for (std::int64_t before = Rows(); store->RemoveNext(1000) != Left::kNothing; ++steps) {
     EXPECT_LE(before - Rows(), 1000);
@@ -218,7 +222,7 @@ TEST_F(RemovalTest, Step_is_no_larger_for_a_manager_with_many_events) {
   EXPECT_EQ(Rows(), 0);
 }
 
-TEST_F(RemovalTest, Large_document_counts_as_several_rows) {
+TEST_F(SqliteRemovalTest, Large_document_counts_as_several_rows) {
   store->DeleteManager("u");
   RemoveAll(100);
   const std::string large = "\"" + std::string(3 * 4096, 'x') + "\"";
@@ -227,9 +231,9 @@ TEST_F(RemovalTest, Large_document_counts_as_several_rows) {
     store->PutResource({path, "v", {}, large, 1}, {});
   store->DeleteManager("v");
   store->RemoveNext(5);
-  EXPECT_EQ(Count(database, "resource"), 2);
+  EXPECT_EQ(store.Count("resource"), 2);
   store->RemoveNext(4);
-  EXPECT_EQ(Count(database, "resource"), 1);
+  EXPECT_EQ(store.Count("resource"), 1);
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::UnorderedElementsAre;
 
-TEST_F(StoreTest, Schema_carries_its_version_and_is_made_once) {
+TEST_F(SqliteStoreTest, Schema_carries_its_version_and_is_made_once) {
   { TestStore store(file); }
   Database database(file);
   EXPECT_EQ(Number(database, "PRAGMA user_version"), NewestSchemaVersion());
@@ -59,7 +59,7 @@ TEST_F(StoreTest, Change_is_told_when_it_is_on_the_disk_and_not_when_it_is_not) 
   EXPECT_EQ(told, 1);
 }
 
-TEST_F(StoreTest, Every_commit_is_on_the_disk) {
+TEST_F(SqliteStoreTest, Every_commit_is_on_the_disk) {
   Database database(file);
   EXPECT_EQ(Rows(database, "PRAGMA journal_mode"), std::vector<std::string>{"wal"});
   EXPECT_EQ(Number(database, "PRAGMA synchronous"), 2);
@@ -82,14 +82,14 @@ TEST_F(StoreTest, Children_are_one_segment_below_and_of_one_manager) {
   EXPECT_FALSE(store->HasResource("u", "/a/S/9"));
 }
 
-TEST_F(StoreTest, Database_of_another_program_is_left_alone) {
+TEST_F(SqliteStoreTest, Database_of_another_program_is_left_alone) {
   Database(file).Execute("CREATE TABLE theirs (x)");
   EXPECT_THAT(OpeningFails(file), HasSubstr("s.db is the database of another program"));
   Database database(file);
   EXPECT_EQ(Count(database, "sqlite_schema"), 1);
 }
 
-TEST_F(StoreTest, Database_of_a_newer_version_is_left_alone) {
+TEST_F(SqliteStoreTest, Database_of_a_newer_version_is_left_alone) {
   { TestStore store(file); }
   Database(file).Execute("PRAGMA user_version = 999");
   EXPECT_THAT(OpeningFails(file), HasSubstr("s.db was written by a newer cloudservice"));
@@ -109,7 +109,7 @@ constexpr const char* kOldManager =
     "INSERT INTO manager (uuid, name, token_hash, document, registered) "
     "VALUES ('u', 'n', 'hash', '{}', 7)";
 
-TEST_F(StoreTest, Older_version_is_upgraded_and_kept_beside) {
+TEST_F(SqliteStoreTest, Older_version_is_upgraded_and_kept_beside) {
   MakeOldDatabase(file, 1);
   Database(file).Execute(kOldManager);
   std::ofstream(file + ".v1") << "from some time before";
@@ -125,7 +125,7 @@ TEST_F(StoreTest, Older_version_is_upgraded_and_kept_beside) {
   EXPECT_EQ(Count(kept, "sqlite_schema WHERE name = 'reading'"), 0);
 }
 
-TEST_F(StoreTest, Nothing_is_upgraded_where_the_old_cannot_be_kept) {
+TEST_F(SqliteStoreTest, Nothing_is_upgraded_where_the_old_cannot_be_kept) {
   MakeOldDatabase(file, 1);
   std::filesystem::create_directory(file + ".v1");
   EXPECT_THAT(OpeningFails(file), HasSubstr("cannot write " + file + ".v1: "));
@@ -134,7 +134,7 @@ TEST_F(StoreTest, Nothing_is_upgraded_where_the_old_cannot_be_kept) {
   EXPECT_EQ(Count(database, "sqlite_schema WHERE name = 'reading'"), 0);
 }
 
-TEST_F(StoreTest, Version_without_accounts_keeps_its_tokens_and_gains_what_is_new) {
+TEST_F(SqliteStoreTest, Version_without_accounts_keeps_its_tokens_and_gains_what_is_new) {
   MakeOldDatabase(file, 2);
   {
     Database old(file);
@@ -180,7 +180,7 @@ constexpr const char* kOpenings =
     "AND event.message_id = alarm.message_id AND event.received >= alarm.opened), event) "
     "FROM alarm ORDER BY id";
 
-TEST_F(StoreTest, Upgrade_finds_the_event_that_opened_each_alarm_whatever_the_clock_did) {
+TEST_F(SqliteStoreTest, Upgrade_finds_the_event_that_opened_each_alarm_whatever_the_clock_did) {
   MakeOldDatabase(file, 2);
   std::vector<std::string> expected;
   {
@@ -208,7 +208,7 @@ TEST_F(StoreTest, Upgrade_finds_the_event_that_opened_each_alarm_whatever_the_cl
   EXPECT_EQ(Count(database, "temp.sqlite_schema"), 0);
 }
 
-TEST_F(StoreTest, Older_version_keeps_what_the_rules_say_of_its_rows) {
+TEST_F(SqliteStoreTest, Older_version_keeps_what_the_rules_say_of_its_rows) {
   MakeOldDatabase(file, 3);
   {
     Database old(file);
@@ -245,7 +245,7 @@ TEST_F(StoreTest, Older_version_keeps_what_the_rules_say_of_its_rows) {
   EXPECT_EQ(store->FindAppliance("u")->alarms, (AlarmCounts{1, 0, 0}));
 }
 
-TEST_F(StoreTest, Version_without_columns_for_lists_gains_them) {
+TEST_F(SqliteStoreTest, Version_without_columns_for_lists_gains_them) {
   MakeOldDatabase(file, 3);
   {
     Database old(file);
@@ -293,22 +293,22 @@ TEST_F(StoreTest, Version_without_columns_for_lists_gains_them) {
   EXPECT_EQ(store->ListDocuments("w", {{}, 9}).size(), 1u);
 }
 
-TEST_F(StoreTest, Newest_version_needs_no_copy) {
+TEST_F(SqliteStoreTest, Newest_version_needs_no_copy) {
   EXPECT_EQ(TestStore(file).UpgradeBackup(), "");
   EXPECT_EQ(TestStore(file).UpgradeBackup(), "");
 }
 
-TEST_F(StoreTest, File_that_is_no_database_is_named) {
+TEST_F(SqliteStoreTest, File_that_is_no_database_is_named) {
   std::ofstream(file) << "This is a text of some length that is certainly no database.";
   EXPECT_THAT(OpeningFails(file), HasSubstr("cannot open " + file + ": file is not a database"));
 }
 
-TEST_F(StoreTest, Folder_that_is_not_there_is_named) {
+TEST_F(SqliteStoreTest, Folder_that_is_not_there_is_named) {
   const std::string name = folder.File("none/s.db");
   EXPECT_THAT(OpeningFails(name), HasSubstr("cannot open " + name + ": unable to open"));
 }
 
-TEST_F(StoreTest, Resource_of_a_manager_or_chassis_that_is_not_there_is_refused) {
+TEST_F(SqliteStoreTest, Resource_of_a_manager_or_chassis_that_is_not_there_is_refused) {
   TestStore store(file);
   store->AddManager({"u", "n", "{}", 1, {}}, "u");
   store->AddManager({"v", "n", "{}", 1, {}}, "v");
@@ -349,7 +349,7 @@ TEST_F(StoreTest, Texts_with_nul_and_quotes_come_back_whole) {
   EXPECT_FALSE(store->FindSender("hash' OR '1'='1"));
 }
 
-TEST_F(StoreTest, Transaction_without_commit_did_not_happen) {
+TEST_F(SqliteStoreTest, Transaction_without_commit_did_not_happen) {
   TestStore store(file);
   Database database(file);
   {
@@ -360,7 +360,7 @@ TEST_F(StoreTest, Transaction_without_commit_did_not_happen) {
   EXPECT_FALSE(store->FindManager("u"));
 }
 
-TEST_F(StoreTest, Change_that_cannot_begin_has_failed) {
+TEST_F(SqliteStoreTest, Change_that_cannot_begin_has_failed) {
   TestStore store(file);
   Database database(file);
   Database waiting(file);

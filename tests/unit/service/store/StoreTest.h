@@ -34,6 +34,9 @@ class StoreTest : public testing::Test {
   const std::string file = folder.File("s.db");
 };
 
+// What holds of a store in a file alone.
+class SqliteStoreTest : public StoreTest {};
+
 }  // namespace cloudservice
 
 #endif  // TESTS_UNIT_SERVICE_STORETEST_H_

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <atomic>
 #include <future>
+#include <memory>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -12,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "StoreTest.h"
+#include "service/store/sqlite/SqliteStore.h"
 
 namespace cloudservice {
 namespace {
@@ -19,7 +21,13 @@ namespace {
 using testing::ElementsAre;
 using testing::IsSubsetOf;
 
-// A store on which several threads work at once.
+class OpenWriter : public SqliteStore {
+ public:
+  using SqliteStore::SqliteStore;
+  using SqliteStore::WriterDatabase;
+};
+
+// A store in a file on which several threads work at once.
 class StoreThreadsTest : public StoreTest {
  protected:
   ~StoreThreadsTest() override { JoinAll(); }
@@ -64,7 +72,9 @@ class StoreThreadsTest : public StoreTest {
     return store.Read([](Transaction& transaction) { return transaction.CountTotals().managers; });
   }
 
-  TestStore store{file};
+  std::unique_ptr<OpenWriter> made = std::make_unique<OpenWriter>(file);
+  OpenWriter& opened = *made;
+  TestStore store{file, std::move(made)};
 
  private:
   std::vector<std::thread> m_threads;
@@ -111,7 +121,7 @@ TEST_F(StoreThreadsTest, Unit_with_which_all_is_undone_is_run_alone_and_so_are_t
   AwaitWaiting(1);
   auto wrong = Writes([this](Transaction&) {
     // As after a full disk.
-    store.WriterDatabase().Execute("ROLLBACK");
+    opened.WriterDatabase().Execute("ROLLBACK");
     throw DatabaseError("the disk is full");
   });
   AwaitWaiting(2);
@@ -126,14 +136,14 @@ TEST_F(StoreThreadsTest, Unit_with_which_all_is_undone_is_run_alone_and_so_are_t
 }
 
 TEST_F(StoreThreadsTest, Commit_that_fails_fails_for_all_that_are_in_it) {
-  store.WriterDatabase().Execute(
+  opened.WriterDatabase().Execute(
       "CREATE TABLE a (id INTEGER PRIMARY KEY) STRICT;"
       "CREATE TABLE b (a INTEGER REFERENCES a (id) DEFERRABLE INITIALLY DEFERRED) STRICT");
   Hold();
   auto first = Adds("u-1");
   AwaitWaiting(1);
   auto wrong = Writes(
-      [this](Transaction&) { store.WriterDatabase().Execute("INSERT INTO b (a) VALUES (1)"); });
+      [this](Transaction&) { opened.WriterDatabase().Execute("INSERT INTO b (a) VALUES (1)"); });
   AwaitWaiting(2);
   int told = 0;
   store.Listen([&](const Change&) { ++told; });
@@ -146,7 +156,7 @@ TEST_F(StoreThreadsTest, Commit_that_fails_fails_for_all_that_are_in_it) {
 }
 
 TEST_F(StoreThreadsTest, Lock_of_another_process_fails_writers_but_not_readers) {
-  sqlite3_busy_timeout(store.WriterDatabase().Handle(), 0);
+  sqlite3_busy_timeout(opened.WriterDatabase().Handle(), 0);
   Database other(file);
   {
     const DatabaseTransaction held(other);

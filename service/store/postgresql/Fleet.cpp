@@ -1,0 +1,266 @@
+// SPDX-License-Identifier: Apache-2.0
+// The list of all appliances, in every order and by every filter.
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "service/store/postgresql/PostgresTransaction.h"
+#include "service/util/Text.h"
+
+namespace cloudservice::postgresql {
+
+namespace {
+
+const std::string kRecord =
+    "SELECT uuid, label, model, serial, firmware, registered, heartbeat.count, heartbeat.last, "
+    "heartbeat.interval, address, changed, faults, alarms, warnings, account.email, "
+    "(SELECT id FROM chassis WHERE chassis.manager = key ORDER BY number LIMIT 1) ";
+const std::string kFleet =
+    "FROM manager JOIN heartbeat ON heartbeat.manager = key "
+    "LEFT JOIN account ON account.id = manager.account ";
+const Sql kAppliance(kRecord + kFleet + "WHERE uuid = $1");
+
+// Whether the appliance has an open alarm of the severity; true also when the severity is null.
+std::string Alarmed(const std::string& severity) {
+  return "(" + severity + "::smallint IS NULL OR CASE " + severity +
+         " WHEN 0 THEN faults WHEN 1 THEN alarms ELSE warnings END > 0) ";
+}
+
+std::string Has(const std::string& column) { return "strpos(lower(" + column + "), $6) > 0"; }
+
+// The appliances that pass a FleetFilter: $1 to $4 are the bounds of the times of its state. Its
+// text is in lower case.
+const std::string kPassingFilter =
+    "WHERE late_at >= $1 AND late_at <= $2 AND offline_at >= $3 "
+    "AND offline_at <= $4 AND " +
+    Alarmed("$5") + "AND ($6::text IS NULL OR " + Has("label") + " OR " + Has("uuid") + " OR " +
+    Has("model") + " OR " + Has("serial") + " OR " + Has("firmware") + " OR " + Has("address") +
+    " OR " + Has("account.email") + ") ";
+constexpr int kFilterValues = 6;
+
+using Names = std::vector<std::string>;
+
+// The names with `behind` after each, joined by commas: "a DESC, b DESC".
+std::string Joined(const Names& names, const std::string& behind = "") {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name + behind;
+  return text;
+}
+
+std::string Rowed(const Names& names) { return "(" + Joined(names) + ")"; }
+
+// As many parameters as there are names, from number `first` on: "($7, $8)".
+std::string Parameters(const Names& names, std::size_t first) {
+  Names parameters;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    parameters.push_back("$" + std::to_string(first + i));
+  }
+  return Rowed(parameters);
+}
+
+std::string Select(const std::string& condition, const std::string& order) {
+  return kRecord + kFleet + kPassingFilter + condition + "ORDER BY " + order +
+         " LIMIT $7 OFFSET $8";
+}
+
+// The statements for one order: by `columns`, and where these are equal by `ties`, which ascend.
+// The appliances after a place are first its equals in `columns` with greater ties (`equals`), and
+// then those behind them in `columns` (`others`). Each of the two is one stretch of an index. They
+// are planned each time: whether an index leads to few appliances depends on the filter.
+struct Order {
+  Order(const Names& columns, const Names& ties, bool down)
+      : Order(columns, ties, down ? " < " : " > ",
+              Joined(columns, down ? " DESC" : "") + ", " + Joined(ties)) {}
+
+  const Sql whole;
+  const Sql equals;
+  const Sql others;
+
+ private:
+  static constexpr std::size_t kFirst = kFilterValues + 3;  // behind the limit and the offset
+
+  Order(const Names& columns, const Names& ties, const std::string& behind,
+        const std::string& order)
+      : whole(Select("", order), Sql::Plan::kEachTime),
+        equals(Select("AND " + Rowed(columns) + " = " + Parameters(columns, kFirst) + " AND " +
+                          Rowed(ties) + " > " + Parameters(ties, kFirst + columns.size()) + " ",
+                      Joined(ties)),
+               Sql::Plan::kEachTime),
+        others(Select("AND " + Rowed(columns) + behind + Parameters(columns, kFirst) + " ", order),
+               Sql::Plan::kEachTime) {}
+};
+
+// One order in both directions.
+struct Orders {
+  Orders(const Names& columns, const Names& ties)
+      : ascending(columns, ties, false), descending(columns, ties, true) {}
+
+  const Order ascending;
+  const Order descending;
+};
+
+const Names kTies = {"sorted", "uuid"};
+const Orders kByName({"sorted"}, {"uuid"});
+const Orders kByAlarms({"faults", "alarms", "warnings"}, kTies);
+const Orders kByHeartbeat({"heard"}, kTies);
+const Orders kByRegistration({"registered"}, kTies);
+
+const Order& OrderOf(const FleetFilter& filter) {
+  const auto of = [&](const Orders& orders) -> const Order& {
+    return filter.descending ? orders.descending : orders.ascending;
+  };
+  switch (filter.sort) {
+    case FleetFilter::Sort::kAlarms:
+      return of(kByAlarms);
+    case FleetFilter::Sort::kHeartbeat:
+      return of(kByHeartbeat);
+    case FleetFilter::Sort::kRegistered:
+      return of(kByRegistration);
+    case FleetFilter::Sort::kName:
+    case FleetFilter::Sort::kState:  // joined from lists by name
+      break;
+  }
+  return of(kByName);
+}
+
+const Sql kCountPassing("SELECT count(*) " + kFleet + kPassingFilter, Sql::Plan::kEachTime);
+const Sql kOverdue(
+    "SELECT count(*) FILTER (WHERE late_at <= $1), count(*) FILTER (WHERE offline_at <= $1) "
+    "FROM heartbeat WHERE late_at <= $1",
+    Sql::Plan::kEachTime);
+const Sql kOverdueWithAlarm(
+    "SELECT count(*) FILTER (WHERE late_at <= $1), count(*) FILTER (WHERE offline_at <= $1) "
+    "FROM heartbeat JOIN manager ON key = manager WHERE late_at <= $1 AND " +
+        Alarmed("$2"),
+    Sql::Plan::kEachTime);
+
+Values FilterOf(const FleetFilter& filter) {
+  using Times = std::numeric_limits<std::int64_t>;
+  std::int64_t late[] = {Times::min(), Times::max()};
+  std::int64_t offline[] = {Times::min(), Times::max()};
+  if (filter.state == State::kAlive) late[0] = filter.now + 1;
+  if (filter.state == State::kLate || filter.state == State::kOffline) late[1] = filter.now;
+  if (filter.state == State::kLate) offline[0] = filter.now + 1;
+  if (filter.state == State::kOffline) offline[1] = filter.now;
+  std::optional<std::int64_t> severity;
+  if (filter.severity) severity = static_cast<std::int64_t>(*filter.severity);
+  return {late[0], late[1], offline[0], offline[1], severity, filter.text};
+}
+
+void AddColumns(Values& values, const FleetFilter& filter) {
+  if (filter.sort == FleetFilter::Sort::kName) values.emplace_back(Lower(filter.after->label));
+  for (const std::int64_t rank : filter.after->ranks) values.emplace_back(rank);
+}
+
+void AddTies(Values& values, const FleetFilter& filter) {
+  if (filter.sort != FleetFilter::Sort::kName) values.emplace_back(Lower(filter.after->label));
+  values.emplace_back(filter.after->uuid);
+}
+
+ApplianceRecord ReadAppliance(const Row& row) {
+  ApplianceRecord appliance;
+  appliance.uuid = row.Text(0);
+  appliance.shown = {row.Text(1), row.OptionalText(2), row.OptionalText(3), row.OptionalText(4)};
+  appliance.registered = row.Number(5);
+  appliance.heartbeat = {row.Number(6), row.OptionalNumber(7), row.OptionalNumber(8)};
+  appliance.address = row.Text(9);
+  appliance.changed = row.Number(10);
+  appliance.alarms = {row.Number(11), row.Number(12), row.Number(13)};
+  appliance.email = row.OptionalText(14);
+  appliance.chassis = row.OptionalText(15);
+  return appliance;
+}
+
+void Take(const Result& result, std::vector<ApplianceRecord>& appliances) {
+  for (const Row row : result) appliances.push_back(ReadAppliance(row));
+}
+
+}  // namespace
+
+std::optional<ApplianceRecord> PostgresTransaction::FindAppliance(const std::string& uuid) {
+  const Result result = Run(kAppliance, {uuid});
+  if (result.Empty()) return std::nullopt;
+  return ReadAppliance(result.First());
+}
+
+// Lists along the index of the order.
+std::vector<ApplianceRecord> PostgresTransaction::ListInOrder(const FleetFilter& filter) {
+  const Order& order = OrderOf(filter);
+  std::vector<ApplianceRecord> appliances;
+  Values values = FilterOf(filter);
+  values.emplace_back(filter.limit);
+  values.emplace_back(filter.after ? std::int64_t{0} : filter.offset);
+  if (!filter.after) {
+    Take(Run(order.whole, values), appliances);
+    return appliances;
+  }
+  Values others = values;
+  AddColumns(values, filter);
+  AddTies(values, filter);
+  Take(Run(order.equals, values), appliances);
+  const std::int64_t left = filter.limit - static_cast<std::int64_t>(appliances.size());
+  if (left <= 0) return appliances;
+  others.at(kFilterValues) = Value(left);
+  AddColumns(others, filter);
+  Take(Run(order.others, others), appliances);
+  return appliances;
+}
+
+// Joins three lists by name, one for each state: no index has the states, since they change with
+// the clock.
+std::vector<ApplianceRecord> PostgresTransaction::ListByState(const FleetFilter& filter) {
+  std::vector<State> states = {State::kAlive, State::kLate, State::kOffline};
+  if (filter.descending) std::reverse(states.begin(), states.end());
+  FleetFilter part = filter;
+  part.sort = FleetFilter::Sort::kName;
+  part.descending = false;
+  auto state = states.begin();
+  if (filter.after) {
+    state = std::find(state, states.end(), static_cast<State>(filter.after->ranks.at(0)));
+    part.after->ranks.clear();
+    part.offset = 0;
+  }
+  std::vector<ApplianceRecord> appliances;
+  for (; state != states.end() && part.limit > 0; ++state, part.after.reset()) {
+    if (filter.state && *filter.state != *state) continue;
+    part.state = *state;
+    const std::int64_t skipped = part.offset > 0 ? std::min(part.offset, CountAppliances(part)) : 0;
+    for (ApplianceRecord& one : ListInOrder(part)) appliances.push_back(std::move(one));
+    part.offset -= skipped;
+    part.limit = filter.limit - static_cast<std::int64_t>(appliances.size());
+  }
+  return appliances;
+}
+
+std::vector<ApplianceRecord> PostgresTransaction::ListAppliances(const FleetFilter& filter) {
+  return filter.sort == FleetFilter::Sort::kState ? ListByState(filter) : ListInOrder(filter);
+}
+
+std::int64_t PostgresTransaction::CountAppliances(const FleetFilter& filter) {
+  if (!filter.text) {
+    const StateCounts states = CountStates(filter.now, filter.severity);
+    return filter.state ? states.at(static_cast<std::size_t>(*filter.state))
+                        : states[0] + states[1] + states[2];
+  }
+  return Run(kCountPassing, FilterOf(filter)).First().Number(0);
+}
+
+StateCounts PostgresTransaction::CountStates(std::int64_t now) {
+  return CountStates(now, std::nullopt);
+}
+
+StateCounts PostgresTransaction::CountStates(std::int64_t now, std::optional<Severity> severity) {
+  const Totals totals = CountTotals();
+  std::int64_t all = totals.managers;
+  Values values = {now};
+  if (severity) {
+    all = totals.alarmed.at(static_cast<std::size_t>(*severity));
+    values.emplace_back(static_cast<std::int64_t>(*severity));
+  }
+  const Result result = Run(severity ? kOverdueWithAlarm : kOverdue, values);
+  const std::int64_t overdue = result.First().Number(0);
+  const std::int64_t offline = result.First().Number(1);
+  return {all - overdue, overdue - offline, offline};
+}
+
+}  // namespace cloudservice::postgresql

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: Apache-2.0
+// Units of work on a PostgreSQL database.
+#include "service/store/postgresql/PostgresStore.h"
+
+#include <chrono>
+#include <random>
+#include <thread>
+#include <utility>
+
+#include "service/store/Backends.h"
+#include "service/store/postgresql/ChangeWatch.h"
+#include "service/store/postgresql/Schema.h"
+
+namespace cloudservice::postgresql {
+
+namespace {
+
+// How often a unit of work is run at most.
+constexpr int kAttempts = 10;
+// Rows in the table of totals are added up after so many were added by this process.
+constexpr unsigned kTotalsRows = 500;
+
+const Sql kAlive("SELECT 1", Sql::Plan::kEachTime);
+const Sql kAddTotalsUp(
+    "WITH gone AS (DELETE FROM total RETURNING *) INSERT INTO total "
+    "SELECT coalesce(sum(managers), 0), coalesce(sum(chassis), 0), coalesce(sum(faults), 0), "
+    "coalesce(sum(alarms), 0), coalesce(sum(warnings), 0), coalesce(sum(faulty), 0), "
+    "coalesce(sum(alarmed), 0), coalesce(sum(warned), 0) FROM gone");
+
+// Random numbers of the calling thread.
+std::mt19937_64& Random() {
+  thread_local std::mt19937_64 random(std::random_device{}());
+  return random;
+}
+
+// Lets whoever was in the way come to an end; the times differ, so that two do not meet again.
+void Pause(int attempt) {
+  std::uniform_int_distribution<int> microseconds(0, 2000 * attempt);
+  std::this_thread::sleep_for(std::chrono::microseconds(microseconds(Random())));
+}
+
+bool IsClass(const ServerError& error, const char* start) {
+  return error.State().rfind(start, 0) == 0;
+}
+
+constexpr const char* kNoPartition = "23514";
+
+// Whether another transaction was in the way: of two that change the same row, or add the same key,
+// the later one fails, and so does one of two that wait for each other.
+bool WasInTheWay(const ServerError& error) {
+  return IsClass(error, "40") || error.State() == "23505" || error.State() == "55P03";
+}
+
+std::unique_ptr<Connection> MadeReady(const Pool& pool, const std::string& url) {
+  std::unique_ptr<Connection> connection = pool.Make();
+  UpgradeSchema(*connection, ShownUrl(url));
+  return connection;
+}
+
+}  // namespace
+
+PostgresStore::PostgresStore(const std::string& url, const Pool::Settings& settings)
+    : m_pool(url, settings), m_origin(static_cast<std::int64_t>(Random()() >> 1)) {
+  try {
+    MadeReady(m_pool, url);
+  } catch (const ConnectionLost& error) {
+    throw DatabaseError("cannot open " + ShownUrl(url) + ": " + error.what());
+  }
+  m_watch = std::make_unique<ChangeWatch>(m_pool, m_origin,
+                                          [this](const Change& change) { Tell(change); });
+}
+
+PostgresStore::~PostgresStore() = default;
+
+void PostgresStore::Check() {
+  if (m_changeFailed) throw DatabaseError("the last change is not on the disk");
+  m_pool.Take()->Run(kAlive);
+}
+
+void PostgresStore::RunRead(const Unit& work) { Repeat(work, Mode::kRead); }
+
+void PostgresStore::RunWrite(const Unit& work) {
+  try {
+    Repeat(work, Mode::kWrite);
+    m_changeFailed = false;
+  } catch (const ServerError& error) {
+    // A change that the schema forbids does not count: refusing it is a valid answer.
+    if (!IsClass(error, "23")) m_changeFailed = true;
+    throw;
+  } catch (const DatabaseError&) {
+    m_changeFailed = true;
+    throw;
+  }
+}
+
+void PostgresStore::Repeat(const Unit& work, Mode mode) {
+  for (int attempt = 1;; ++attempt) {
+    try {
+      return RunOnce(work, mode);
+    } catch (const ServerError& error) {
+      const bool dropped = error.State() == kNoPartition;
+      if (dropped) m_days.Forget();
+      if (attempt == kAttempts || !(dropped || WasInTheWay(error))) throw;
+    } catch (const ConnectionLost&) {
+      // The server may have been started again: then the others that are free are broken, too.
+      m_pool.DropFree();
+      if (attempt > 1) throw;
+    }
+    Pause(attempt);
+  }
+}
+
+void PostgresStore::RunOnce(const Unit& work, Mode mode) {
+  std::vector<Change> changes;
+  bool totalsChanged = false;
+  {
+    const Pool::Lease connection = m_pool.Take();
+    PostgresTransaction transaction(*connection, m_days, mode, m_origin);
+    work(transaction);
+    try {
+      transaction.Commit();
+    } catch (const ConnectionLost& error) {
+      if (mode == Mode::kRead) throw;
+      // Run again, it might be done twice.
+      throw DatabaseError(std::string("it is not known whether the change was kept: ") +
+                          error.what());
+    }
+    changes = transaction.Changes();
+    totalsChanged = transaction.TotalsChanged();
+  }
+  for (const Change& change : changes) Tell(change);
+  if (!changes.empty()) m_watch->TellOthers();
+  if (totalsChanged && ++m_totalsChanges % kTotalsRows == 0) AddTotalsUp();
+}
+
+void PostgresStore::AddTotalsUp() {
+  try {
+    m_pool.Take()->Run(kAddTotalsUp);
+  } catch (const DatabaseError&) {
+    // Another time.
+  }
+}
+
+}  // namespace cloudservice::postgresql
+
+namespace cloudservice {
+
+std::unique_ptr<Store> OpenPostgres(const std::string& url) {
+  return std::make_unique<postgresql::PostgresStore>(url);
+}
+
+}  // namespace cloudservice

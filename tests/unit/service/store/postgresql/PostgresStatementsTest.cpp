@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "PostgresDatabase.h"
+#include "service/store/postgresql/PostgresStore.h"
+
+namespace cloudservice::postgresql {
+namespace {
+
+using testing::ContainsRegex;
+using testing::Not;
+
+// What has more rows the more appliances there are.
+constexpr const char* kGrowing =
+    "Seq Scan on (manager|manager_document|heartbeat|chassis|resource|event|event_[0-9]+|alarm|"
+    "member|reading|reading_[0-9]+|account|registration_key|event_count)( |$)";
+// Any row will do.
+constexpr const char* kMeant = "SELECT 1 FROM reading WHERE time >= $1 LIMIT 1";
+
+class PostgresStatementsTest : public testing::Test {
+ protected:
+  static bool IsQuery(const std::string& text) {
+    for (const char* start : {"SELECT", "INSERT", "UPDATE", "DELETE", "WITH"}) {
+      if (text.rfind(start, 0) == 0) return true;
+    }
+    return false;
+  }
+  // The number of the statement's last parameter.
+  static int ParametersOf(const std::string& text) {
+    int last = 0;
+    for (std::size_t at = text.find('$'); at != std::string::npos; at = text.find('$', at + 1)) {
+      last = std::max(last, std::atoi(text.c_str() + at + 1));
+    }
+    return last;
+  }
+  std::string Plan(const std::string& text) {
+    connection.Execute("PREPARE one AS " + text);
+    std::string values;
+    for (int i = 0; i < ParametersOf(text); ++i) values += i == 0 ? "(NULL" : ", NULL";
+    if (!values.empty()) values += ")";
+    const Sql explain("EXPLAIN (COSTS OFF) EXECUTE one" + values, Sql::Plan::kEachTime);
+    const Result result = connection.Run(explain);
+    std::string plan;
+    for (const Row row : result) plan += row.Text(0) + "\n";
+    connection.Execute("DEALLOCATE one");
+    return plan;
+  }
+
+  PostgresDatabase database;
+  PostgresStore store{database.Url()};
+  Connection connection = database.Connect();
+};
+
+TEST_F(PostgresStatementsTest, Each_is_accepted_and_none_scans_what_grows_with_the_fleet) {
+  // The tables are empty: a scan is left only where there is no other way.
+  connection.Execute(
+      "SET enable_seqscan = off; SET plan_cache_mode = force_generic_plan;"
+      "SELECT make_day('event', 1), make_day('reading', 1)");
+  const std::vector<const Sql*> all = Sql::All();
+  ASSERT_GT(all.size(), 100u);
+  for (const Sql* sql : all) {
+    const std::string& text = sql->Text();
+    if (!IsQuery(text)) continue;
+    const std::string plan = Plan(text);
+    if (text == kMeant) continue;
+    EXPECT_THAT(plan, Not(ContainsRegex(kGrowing))) << text;
+  }
+}
+
+}  // namespace
+}  // namespace cloudservice::postgresql

@@ -1,0 +1,396 @@
+// SPDX-License-Identifier: Apache-2.0
+// What holds of the store on PostgreSQL alone: several processes, partitions, lost connections.
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "PostgresDatabase.h"
+#include "service/store/postgresql/Days.h"
+#include "service/store/postgresql/PostgresStore.h"
+
+namespace cloudservice::postgresql {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr std::int64_t kDay = kSecondsOfDay;
+
+// Changes that the fixture makes.
+constexpr std::ptrdiff_t kFirstChanges = 6;
+
+// The changes that a store's listener is told, waited for.
+class Told {
+ public:
+  explicit Told(Store& store) : m_store(store) {
+    store.Listen([this](const Change& change) {
+      const std::lock_guard<std::mutex> guard(m_mutex);
+      m_managers.push_back(change.manager);
+      m_changed.notify_all();
+    });
+  }
+  ~Told() { m_store.Listen(nullptr); }
+  Told(const Told&) = delete;
+  Told& operator=(const Told&) = delete;
+
+  // The managers of the `count` changes that follow those of the fixture.
+  std::vector<std::string> Next(std::size_t count) {
+    std::unique_lock<std::mutex> guard(m_mutex);
+    m_changed.wait_for(guard, std::chrono::minutes(1),
+                       [&] { return m_managers.size() >= count + kFirstChanges; });
+    return {m_managers.begin() + kFirstChanges, m_managers.end()};
+  }
+
+ private:
+  Store& m_store;
+  std::mutex m_mutex;
+  std::condition_variable m_changed;
+  std::vector<std::string> m_managers;
+};
+
+// Two managers, "u" and "v", with a chassis each.
+class PostgresStoreTest : public testing::Test {
+ protected:
+  PostgresStoreTest() {
+    for (const char* uuid : {"u", "v"}) {
+      store.Write([&](Transaction& work) {
+        work.AddManager({uuid, uuid, "{}", 1000, {}}, uuid);
+        work.AddChassis({std::string("c") + uuid, uuid, "{}", 1000});
+      });
+    }
+  }
+
+  static std::int64_t Beat(Store& store, const std::string& uuid) {
+    return store.Write([&](Transaction& work) { return work.AddHeartbeat(uuid, 2000, 60, ""); });
+  }
+  static std::int64_t AddEvent(Store& store, std::int64_t received,
+                               const std::string& severity = "OK") {
+    return store.Write([&](Transaction& work) {
+      return work.AddEvent({0, "u", "cu", "m", severity, "{}", received}, "m").id;
+    });
+  }
+  static void Patch(Store& store, const std::string& value, std::int64_t time) {
+    store.Write([&](Transaction& work) {
+      work.PutResource({"/r", "u", "cu", "{}", time}, {"/r", "u", "cu", time, {{"n", value}}});
+    });
+  }
+  // The managers of all changes that can be seen.
+  static std::vector<std::string> Changed(Store& store) {
+    std::vector<std::string> managers;
+    for (const ChangeRecord& one : store.Read([](Transaction& look) {
+           return look.ListChanges({std::nullopt, 99});
+         })) {
+      managers.push_back(one.change.manager);
+    }
+    return managers;
+  }
+  std::vector<std::string> Texts(const std::string& query) {
+    const Sql sql(query, Sql::Plan::kEachTime);
+    Connection connection = database.Connect();
+    const Result result = connection.Run(sql);
+    std::vector<std::string> texts;
+    for (const Row row : result) texts.push_back(row.Text(0));
+    return texts;
+  }
+  std::vector<std::string> Partitions(const std::string& table) {
+    return Texts(
+        "SELECT relname FROM pg_inherits JOIN pg_class ON oid = inhrelid WHERE inhparent = '" +
+        table + "'::regclass ORDER BY relname");
+  }
+  std::vector<std::int64_t> Log() {
+    LogFilter filter;
+    filter.manager = "u";
+    filter.limit = 99;
+    std::vector<std::int64_t> ids;
+    for (const LoggedEvent& entry :
+         store.Read([&](Transaction& look) { return look.ListLog(filter); })) {
+      ids.push_back(entry.event.id);
+    }
+    return ids;
+  }
+  bool RemoveOld(std::int64_t before) {
+    return store.Write([&](Transaction& work) { return work.RemoveOld(before, before, 1000); });
+  }
+
+  PostgresDatabase database;
+  PostgresStore store{database.Url()};
+  PostgresStore other{database.Url()};
+  Told told{other};
+};
+
+TEST_F(PostgresStoreTest, Work_that_met_another_change_of_the_same_appliance_is_run_again) {
+  int runs = 0;
+  store.Write([&](Transaction& work) {
+    const std::int64_t members =
+        static_cast<std::int64_t>(work.ListResources("u", "cu", {std::nullopt, 99}).size());
+    // Between what was found and what is put.
+    if (++runs == 1) Patch(other, "1", 1000);
+    work.PutResource({"/q" + std::to_string(members), "u", "cu", "{}", 1}, {});
+  });
+  EXPECT_EQ(runs, 2);
+  EXPECT_TRUE(store.Read([](Transaction& look) { return look.HasResource("u", "/q1"); }));
+  EXPECT_FALSE(store.Read([](Transaction& look) { return look.HasResource("u", "/q0"); }));
+}
+
+TEST_F(PostgresStoreTest, Heartbeats_of_two_appliances_do_not_meet) {
+  int runs = 0;
+  store.Write([&](Transaction& work) {
+    ++runs;
+    work.AddHeartbeat("u", 2000, 60, "");
+    Beat(other, "v");
+  });
+  EXPECT_EQ(runs, 1);
+}
+
+TEST_F(PostgresStoreTest, Two_that_register_one_appliance_come_one_after_the_other) {
+  int runs = 0;
+  store.Write([&](Transaction& work) {
+    if (++runs == 1) {
+      work.FindManager("w");
+      other.Write([](Transaction& first) { first.AddManager({"w", "1", "{}", 1, {}}, "w1"); });
+    }
+    EXPECT_EQ(work.AddManager({"w", "2", "{}", 1, {}}, "w2"), runs == 2);
+  });
+  EXPECT_EQ(runs, 2);
+  EXPECT_EQ(store.Read([](Transaction& look) { return look.FindManager("w")->name; }), "2");
+  EXPECT_EQ(store.Read([](Transaction& look) { return look.CountTotals().managers; }), 3);
+}
+
+TEST_F(PostgresStoreTest, Work_that_always_meets_another_ends) {
+  int runs = 0;
+  EXPECT_THROW(store.Write([&](Transaction& work) {
+    ++runs;
+    work.FindManager("u");
+    Beat(other, "u");
+    work.AddHeartbeat("u", 2000, 60, "");
+  }),
+               DatabaseError);
+  EXPECT_EQ(runs, 10);
+  EXPECT_THROW(store.Check(), DatabaseError);
+  Beat(store, "u");
+  EXPECT_NO_THROW(store.Check());
+}
+
+TEST_F(PostgresStoreTest, Other_process_is_told_of_a_change) {
+  Beat(store, "u");
+  EXPECT_THAT(told.Next(1), ElementsAre("u"));
+}
+
+TEST_F(PostgresStoreTest, Changes_are_told_in_the_order_in_which_their_transactions_began) {
+  PostgresStore third(database.Url());
+  store.Write([&](Transaction& work) {
+    work.AddHeartbeat("u", 2000, 60, "");
+    Beat(third, "v");
+    // Nobody sees it before the change that may still come before it.
+    EXPECT_LE(Changed(third).size(), 6u);
+  });
+  EXPECT_THAT(told.Next(2), ElementsAre("u", "v"));
+  std::vector<std::string> managers;
+  for (const ChangeRecord& one : third.Read([](Transaction& look) {
+         return look.ListChanges({std::nullopt, 99});
+       })) {
+    managers.push_back(one.change.manager);
+  }
+  EXPECT_THAT(managers, ElementsAre("u", "u", "u", "v", "v", "v", "u", "v"));
+}
+
+TEST_F(PostgresStoreTest, Connections_that_were_lost_are_replaced) {
+  Beat(store, "u");
+  ASSERT_EQ(told.Next(1).size(), 1u);
+  const Sql end(
+      "SELECT pg_terminate_backend(pid, 10000) FROM pg_stat_activity "
+      "WHERE datname = current_database() AND pid <> pg_backend_pid()",
+      Sql::Plan::kEachTime);
+  database.Connect().Run(end);
+  EXPECT_EQ(Beat(store, "u"), 2);
+  EXPECT_EQ(Beat(other, "u"), 3);
+  Beat(store, "v");
+  EXPECT_THAT(told.Next(4), ElementsAre("u", "u", "u", "v")) << "what came meanwhile as well";
+}
+
+TEST_F(PostgresStoreTest, Work_whose_connection_is_lost_on_the_way_is_run_again) {
+  int runs = 0;
+  store.Write([&](Transaction& work) {
+    work.AddHeartbeat("u", 2000, 60, "");
+    if (++runs > 1) return;
+    const Sql end(
+        "SELECT pg_terminate_backend(pid, 10000) FROM pg_stat_activity "
+        "WHERE datname = current_database() AND state = 'idle in transaction'",
+        Sql::Plan::kEachTime);
+    database.Connect().Run(end);
+    work.FindManager("u");
+  });
+  EXPECT_EQ(runs, 2);
+  EXPECT_EQ(Beat(store, "u"), 2);
+}
+
+TEST_F(PostgresStoreTest, Database_that_is_not_there_is_named_without_the_password) {
+  std::string url = database.Url();
+  url.replace(url.find("///"), 3, "//me:geheim@/no_");
+  url.replace(url.find("user=postgres"), 13, "x=y");
+  try {
+    PostgresStore none(url.substr(0, url.find("&x=y")));
+    ADD_FAILURE() << "it was opened";
+  } catch (const DatabaseError& error) {
+    EXPECT_THAT(error.what(), HasSubstr("cannot open postgresql://"));
+    EXPECT_THAT(error.what(), testing::Not(HasSubstr("geheim")));
+  }
+}
+
+TEST_F(PostgresStoreTest, Events_and_readings_stand_in_the_partition_of_their_day) {
+  AddEvent(store, 3 * kDay + 5);
+  Patch(store, "1", 2 * kDay - 1);
+  EXPECT_THAT(Texts("SELECT tableoid::regclass::text FROM event"), ElementsAre("event_3"));
+  EXPECT_THAT(Texts("SELECT tableoid::regclass::text FROM reading"), ElementsAre("reading_1"));
+}
+
+TEST_F(PostgresStoreTest, Events_are_in_the_order_of_arrival_though_the_clock_is_set_back) {
+  const std::int64_t first = AddEvent(store, 3 * kDay);
+  const std::int64_t second = AddEvent(other, 2 * kDay);
+  const std::int64_t third = AddEvent(store, 4 * kDay);
+  EXPECT_LT(first, second);
+  EXPECT_LT(second, third);
+  EXPECT_THAT(Log(), ElementsAre(third, second, first));
+  const auto found = store.Read([&](Transaction& look) { return look.FindEvent("u", second); });
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->received, 2 * kDay);
+}
+
+TEST_F(PostgresStoreTest, Days_that_are_over_go_with_their_partitions) {
+  for (std::int64_t day = 1; day < 5; ++day) {
+    AddEvent(store, day * kDay);
+    Patch(store, std::to_string(day), day * kDay);
+  }
+  while (RemoveOld(3 * kDay + 7)) {
+  }
+  EXPECT_THAT(Partitions("event"), ElementsAre("event_3", "event_4", "event_5", "event_kept"));
+  EXPECT_THAT(Partitions("reading"), ElementsAre("reading_3", "reading_4", "reading_5"));
+  EXPECT_EQ(Log().size(), 2u);
+  EXPECT_EQ(store.Read([](Transaction& look) { return look.CountEvents("u"); }), 2);
+  EXPECT_EQ(Texts("SELECT 1 FROM event_count").size(), 2u);
+  // A day that comes again, since the clock was set back.
+  EXPECT_NO_THROW(Patch(store, "7", 2 * kDay));
+  EXPECT_EQ(Texts("SELECT 1 FROM reading").size(), 3u);
+}
+
+TEST_F(PostgresStoreTest, Event_of_an_open_alarm_outlives_its_partition) {
+  const std::int64_t alarm = AddEvent(store, kDay, "Alarm");
+  AddEvent(store, kDay + 1);
+  while (RemoveOld(3 * kDay)) {
+  }
+  EXPECT_THAT(Partitions("event"), ElementsAre("event_kept"));
+  EXPECT_THAT(Log(), ElementsAre(alarm));
+  EXPECT_EQ(store.Read([](Transaction& look) { return look.CountEvents("u"); }), 1);
+  EXPECT_TRUE(store.Read([&](Transaction& look) { return look.FindEvent("u", alarm); }));
+  const auto open = store.Read([](Transaction& look) {
+    return look.ListOpenAlarms("u", {std::nullopt, 9});
+  });
+  ASSERT_EQ(open.size(), 1u);
+  EXPECT_EQ(open[0].document, "{}");
+  AddEvent(store, 3 * kDay, "Fault");
+  while (RemoveOld(3 * kDay)) {
+  }
+  EXPECT_EQ(Log().size(), 1u) << "the alarm has another event now";
+}
+
+TEST_F(PostgresStoreTest, Partition_that_somebody_reads_stays_until_another_time) {
+  AddEvent(store, kDay);
+  store.Read([&](Transaction& look) {
+    look.CountEvents("u");
+    EXPECT_THROW(RemoveOld(3 * kDay), DatabaseError);
+  });
+  while (RemoveOld(3 * kDay)) {
+  }
+  EXPECT_THAT(Log(), IsEmpty());
+}
+
+TEST_F(PostgresStoreTest, Counts_that_many_change_are_added_up) {
+  for (int i = 0; i < 600; ++i) {
+    store.Write([&](Transaction& work) {
+      work.AddEvent({0, "u", "cu", i % 2 == 0 ? "m" : "258", "Alarm", "{}", 1}, "m");
+    });
+  }
+  EXPECT_LT(Texts("SELECT 1 FROM total").size(), 200u);
+  const Totals totals = store.Read([](Transaction& look) { return look.CountTotals(); });
+  EXPECT_EQ(totals.managers, 2);
+  EXPECT_EQ(totals.alarms, AlarmCounts{});
+}
+
+TEST_F(PostgresStoreTest, Changes_of_a_database_that_was_copied_are_dropped) {
+  database.Connect().Execute("INSERT INTO change VALUES (1::bigint << 60, 1, 0, 'u', 0, 0, '', 1)");
+  const PostgresStore opened(database.Url());
+  EXPECT_THAT(Texts("SELECT 1 FROM change WHERE id = 1::bigint << 60"), IsEmpty());
+  EXPECT_EQ(Texts("SELECT 1 FROM change").size(), 6u);
+}
+
+// The roles of docs/postgresql.md: one owns the tables, the service runs as the other one.
+class PostgresRolesTest : public testing::Test {
+ protected:
+  PostgresRolesTest() {
+    PostgresDatabase::Server().Execute("CREATE ROLE " + owner + " LOGIN; CREATE ROLE " + service +
+                                       " LOGIN");
+    database.Connect().Execute(
+        "ALTER SCHEMA public OWNER TO " + owner + "; GRANT USAGE ON SCHEMA public TO " + service +
+        "; ALTER DEFAULT PRIVILEGES FOR ROLE " + owner +
+        " GRANT SELECT, INSERT, UPDATE, DELETE ON TABLES TO " + service +
+        "; ALTER DEFAULT PRIVILEGES FOR ROLE " + owner + " GRANT USAGE, SELECT ON SEQUENCES TO " +
+        service + "; ALTER DEFAULT PRIVILEGES FOR ROLE " + owner +
+        " GRANT EXECUTE ON FUNCTIONS TO " + service);
+  }
+  ~PostgresRolesTest() override {
+    for (const std::string& role : {service, owner}) {
+      database.Connect().Execute("DROP OWNED BY " + role + " CASCADE");
+      PostgresDatabase::Server().Execute("DROP ROLE " + role);
+    }
+  }
+  std::string UrlOf(const std::string& role) const {
+    std::string url = database.Url();
+    return url.replace(url.find("user=postgres"), 13, "user=" + role);
+  }
+
+  PostgresDatabase database;
+  const std::string owner = database.Name() + "_owner";
+  const std::string service = database.Name() + "_service";
+};
+
+TEST_F(PostgresRolesTest, Service_reads_and_writes_rows_in_tables_that_are_not_its_own) {
+  { const PostgresStore made(UrlOf(owner)); }
+  PostgresStore store(UrlOf(service));
+  store.Write([](Transaction& work) {
+    work.AddManager({"u", "n", "{}", 1, {}}, "u");
+    work.AddChassis({"c", "u", "{}", 1});
+    work.PutResource({"/r", "u", "c", "{}", 1}, {"/r", "u", "c", kDay, {{"n", "1"}}});
+    work.AddEvent({0, "u", "c", "m", "Alarm", "{}", kDay}, "m");
+    work.AddHeartbeat("u", 1, 60, "");
+    work.AddFailure("s", 1, 1, 1);
+  });
+  while (store.Write([](Transaction& work) { return work.RemoveOld(9 * kDay, 9 * kDay, 9); })) {
+  }
+  store.Write([](Transaction& work) { work.DeleteManager("u"); });
+  while (store.Write([](Transaction& work) { return work.RemoveNext(9); }) != Left::kNothing) {
+  }
+  Connection connection(UrlOf(service), std::chrono::seconds(60));
+  EXPECT_THROW(connection.Execute("DROP TABLE event_kept"), ServerError);
+  EXPECT_THROW(connection.Execute("CREATE TABLE mine (x int)"), ServerError);
+}
+
+TEST_F(PostgresRolesTest, Service_alone_makes_no_tables) {
+  try {
+    const PostgresStore store(UrlOf(service));
+    ADD_FAILURE() << "it was opened";
+  } catch (const DatabaseError& error) {
+    EXPECT_THAT(error.what(), HasSubstr("cannot make the tables of postgresql://"));
+    EXPECT_THAT(error.what(), HasSubstr("permission denied"));
+  }
+}
+
+}  // namespace
+}  // namespace cloudservice::postgresql
