@@ -8,6 +8,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "service/store/Backends.h"
+
 namespace cloudservice {
 
 namespace {
@@ -29,9 +31,25 @@ bool ParsePort(const std::string& text, std::uint16_t& port) {
   return true;
 }
 
+// As Conflict(), where the database is on a server.
+std::string ConflictOnServer(const Options& options) {
+  if (options.command == Command::kBackup) {
+    return "backup copies files only; for PostgreSQL there are pg_dump and pg_basebackup";
+  }
+  if (options.command == Command::kServe && !options.plainHttp && options.certificate.empty()) {
+    return "a database on a server has no place for a certificate: give --cert and --key, or "
+           "--http";
+  }
+  return "";
+}
+
 // The message about options that contradict each other; empty when none do.
 std::string Conflict(const Options& options) {
   if (options.database.empty()) return "--db takes the name of a file";
+  if (IsPostgresUrl(options.database)) {
+    const std::string conflict = ConflictOnServer(options);
+    if (!conflict.empty()) return conflict;
+  }
   if (options.command == Command::kBackup && options.backup.empty()) {
     return "backup takes the name of a file";
   }
@@ -113,8 +131,9 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
   app.add_option("--listen", listen, "Address and port; port 0 picks a free one, IPv6 in brackets")
       ->type_name("ADDR:PORT")
       ->capture_default_str();
-  app.add_option("--db", options.database, "Database file, made when it is missing")
-      ->type_name("FILE")
+  app.add_option("--db", options.database,
+                 "Database file, made when it is missing, or the URL of a PostgreSQL database")
+      ->type_name("FILE|postgresql://...")
       ->capture_default_str();
   app.fallthrough();
   DescribeBackup(app, options);

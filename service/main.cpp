@@ -37,6 +37,7 @@
 #include "service/ops/Operations.h"
 #include "service/page/Page.h"
 #include "service/redfish/Service.h"
+#include "service/store/Backends.h"
 #include "service/store/Backup.h"
 #include "service/store/Lock.h"
 #include "service/store/Store.h"
@@ -112,6 +113,12 @@ Operations::Service ServiceOf(RedfishService& service, OperatorApi& api,
           std::move(load)};
 }
 
+// A database on a server is for any number of processes.
+std::unique_ptr<DatabaseLock> LockOf(const Options& options) {
+  if (IsPostgresUrl(options.database)) return nullptr;
+  return std::make_unique<DatabaseLock>(options.database);
+}
+
 std::unique_ptr<Store> OpenedStore(const Options& options, const Log& log) {
   std::unique_ptr<Store> store = OpenStore(options.database);
   if (!store->UpgradeBackup().empty()) {
@@ -137,7 +144,7 @@ class Program {
   void KeepClean(int round);
 
   const Log& m_log;
-  const DatabaseLock m_lock;
+  const std::unique_ptr<DatabaseLock> m_lock;
   const std::unique_ptr<Store> m_store;
   std::optional<boost::asio::ssl::context> m_tls;
   Accounts m_accounts;
@@ -163,7 +170,7 @@ class Program {
 
 Program::Program(const Options& options, const Log& log)
     : m_log(log),
-      m_lock(options.database),
+      m_lock(LockOf(options)),
       m_store(OpenedStore(options, log)),
       m_tls(TlsOf(options, log)),
       m_accounts(*m_store, WallClock, SteadyClock),
