@@ -47,7 +47,7 @@ std::string ConflictOnServer(const Options& options) {
 std::string Conflict(const Options& options) {
   if (options.database.empty()) return "--db takes the name of a file";
   if (IsPostgresUrl(options.database)) {
-    const std::string conflict = ConflictOnServer(options);
+    std::string conflict = ConflictOnServer(options);
     if (!conflict.empty()) return conflict;
   }
   if (options.command == Command::kBackup && options.backup.empty()) {
@@ -126,15 +126,19 @@ void DescribeOwners(CLI::App& app, Options& options) {
       "Removes an operator; sessions and streams end", "NAME");
 }
 
+void DescribeDatabase(CLI::App& app, Options& options) {
+  app.add_option("--db", options.database,
+                 "Database file, made when it is missing, or the URL of a PostgreSQL database")
+      ->type_name("FILE|postgresql://...")
+      ->capture_default_str();
+}
+
 void Describe(CLI::App& app, Options& options, std::string& listen) {
   app.set_version_flag("--version", std::string("cloudservice ") + CLOUDSERVICE_VERSION);
   app.add_option("--listen", listen, "Address and port; port 0 picks a free one, IPv6 in brackets")
       ->type_name("ADDR:PORT")
       ->capture_default_str();
-  app.add_option("--db", options.database,
-                 "Database file, made when it is missing, or the URL of a PostgreSQL database")
-      ->type_name("FILE|postgresql://...")
-      ->capture_default_str();
+  DescribeDatabase(app, options);
   app.fallthrough();
   DescribeBackup(app, options);
   DescribeOwners(app, options);
