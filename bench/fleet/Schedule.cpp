@@ -12,8 +12,8 @@ namespace {
 std::chrono::nanoseconds TimeOf(std::int64_t turn, std::size_t series, std::size_t count,
                                 double rate) {
   const double phase = (static_cast<double>(series) + 0.5) / static_cast<double>(count);
-  const std::chrono::duration<double> seconds((static_cast<double>(turn) + phase) / rate);
-  return std::chrono::duration_cast<std::chrono::nanoseconds>(seconds);
+  const std::chrono::duration<double> time((static_cast<double>(turn) + phase) / rate);
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(time);
 }
 
 }  // namespace
