@@ -372,7 +372,7 @@ def test_search_in_a_long_log_comes_in_pages_that_may_be_empty(service, operator
         document = json.dumps({"Message": "hay"})
         database.executemany(
             "INSERT INTO event (manager, chassis, message_id, severity, document, received) "
-            "VALUES ('u-1', '', 'm', 'MESSAGE', ?, 1)", [(document,)] * 6000)
+            "SELECT id, '', 'm', 'MESSAGE', ?, 1 FROM manager", [(document,)] * 6000)
     page = operator.ask("GET", f"{ONE}/events", "u-1", q="needle")
     assert page["items"] == []
     page = operator.ask("GET", f"{ONE}/events", "u-1", q="needle", before=page["next"])
