@@ -141,7 +141,7 @@ class Program {
   Load LoadNow() const;
   void WaitForSignal();
   void Stop();
-  void KeepClean(int round);
+  void KeepClean();
 
   const Log& m_log;
   const std::unique_ptr<DatabaseLock> m_lock;
@@ -157,6 +157,7 @@ class Program {
   const boost::asio::strand<boost::asio::io_context::executor_type> m_strand;  // of the next two
   boost::asio::signal_set m_signals;
   boost::asio::steady_timer m_cleaning;
+  std::chrono::steady_clock::time_point m_oldGoes;  // when what is old is removed next
   std::atomic<bool> m_stopping{false};
   const std::shared_ptr<Budget> m_bodies = std::make_shared<Budget>(kBodiesBytes);
   Server m_server;
@@ -240,7 +241,7 @@ Load Program::LoadNow() const {
 }
 
 void Program::Run() {
-  KeepClean(0);
+  KeepClean();
   WaitForSignal();
   if (!m_accounts.Any()) m_log.Line("no account: no appliance can register");
   std::printf("listening on %s\n", m_server.Url().c_str());
@@ -274,17 +275,19 @@ void Program::Stop() {
 
 // Removes what is old now and every hour from now on, and every few seconds what removed appliances
 // have left, in short steps, between which others write.
-void Program::KeepClean(int round) {
+void Program::KeepClean() {
   constexpr std::chrono::seconds kPause(5);
-  constexpr int kRoundsOfHour = std::chrono::hours(1) / kPause;
-  m_upkeep.Post([this, round] {
-    while (!m_stopping && (round == 0 ? m_cleanUp.Step() : m_cleanUp.RemoveLeft())) {
+  const auto now = std::chrono::steady_clock::now();
+  const bool old = now >= m_oldGoes;
+  if (old) m_oldGoes = now + std::chrono::hours(1);
+  m_upkeep.Post([this, old] {
+    while (!m_stopping && (old ? m_cleanUp.Step() : m_cleanUp.RemoveLeft())) {
     }
   });
   m_cleaning.expires_after(kPause);
-  m_cleaning.async_wait([this, round](const boost::system::error_code& cancelled) {
+  m_cleaning.async_wait([this](const boost::system::error_code& cancelled) {
     // The time may have come just before Stop() cancelled it.
-    if (!cancelled && !m_stopping) KeepClean((round + 1) % kRoundsOfHour);
+    if (!cancelled && !m_stopping) KeepClean();
   });
 }
 
