@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "service/store/FleetOrders.h"
 #include "service/store/postgresql/PostgresTransaction.h"
 #include "service/util/Text.h"
 
@@ -38,20 +39,11 @@ const std::string kPassingFilter =
     " OR " + Has("account.email") + ") ";
 constexpr int kFilterValues = 6;
 
-using Names = std::vector<std::string>;
-
-// The names with `behind` after each, joined by commas: "a DESC, b DESC".
-std::string Joined(const Names& names, const std::string& behind = "") {
-  std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name + behind;
-  return text;
-}
-
-std::string Rowed(const Names& names) { return "(" + Joined(names) + ")"; }
+std::string Rowed(const Columns& names) { return "(" + Joined(names) + ")"; }
 
 // As many parameters as there are names, from number `first` on: "($7, $8)".
-std::string Parameters(const Names& names, std::size_t first) {
-  Names parameters;
+std::string Parameters(const Columns& names, std::size_t first) {
+  Columns parameters;
   for (std::size_t i = 0; i < names.size(); ++i) {
     parameters.push_back("$" + std::to_string(first + i));
   }
@@ -68,7 +60,7 @@ std::string Select(const std::string& condition, const std::string& order) {
 // then those behind them in `columns` (`others`). Each of the two is one stretch of an index. They
 // are planned each time: whether an index leads to few appliances depends on the filter.
 struct Order {
-  Order(const Names& columns, const Names& ties, bool down)
+  Order(const Columns& columns, const Columns& ties, bool down)
       : Order(columns, ties, down ? " < " : " > ",
               Joined(columns, down ? " DESC" : "") + ", " + Joined(ties)) {}
 
@@ -79,7 +71,7 @@ struct Order {
  private:
   static constexpr std::size_t kFirst = kFilterValues + 3;  // behind the limit and the offset
 
-  Order(const Names& columns, const Names& ties, const std::string& behind,
+  Order(const Columns& columns, const Columns& ties, const std::string& behind,
         const std::string& order)
       : whole(Select("", order), Sql::Plan::kEachTime),
         equals(Select("AND " + Rowed(columns) + " = " + Parameters(columns, kFirst) + " AND " +
@@ -90,38 +82,7 @@ struct Order {
                Sql::Plan::kEachTime) {}
 };
 
-// One order in both directions.
-struct Orders {
-  Orders(const Names& columns, const Names& ties)
-      : ascending(columns, ties, false), descending(columns, ties, true) {}
-
-  const Order ascending;
-  const Order descending;
-};
-
-const Names kTies = {"sorted", "uuid"};
-const Orders kByName({"sorted"}, {"uuid"});
-const Orders kByAlarms({"faults", "alarms", "warnings"}, kTies);
-const Orders kByHeartbeat({"heard"}, kTies);
-const Orders kByRegistration({"registered"}, kTies);
-
-const Order& OrderOf(const FleetFilter& filter) {
-  const auto of = [&](const Orders& orders) -> const Order& {
-    return filter.descending ? orders.descending : orders.ascending;
-  };
-  switch (filter.sort) {
-    case FleetFilter::Sort::kAlarms:
-      return of(kByAlarms);
-    case FleetFilter::Sort::kHeartbeat:
-      return of(kByHeartbeat);
-    case FleetFilter::Sort::kRegistered:
-      return of(kByRegistration);
-    case FleetFilter::Sort::kName:
-    case FleetFilter::Sort::kState:  // joined from lists by name
-      break;
-  }
-  return of(kByName);
-}
+const FleetOrders<Order> kOrders("sorted", "heard");
 
 const Sql kCountPassing("SELECT count(*) " + kFleet + kPassingFilter, Sql::Plan::kEachTime);
 const Sql kOverdue(
@@ -185,7 +146,7 @@ std::optional<ApplianceRecord> PostgresTransaction::FindAppliance(const std::str
 
 // Lists along the index of the order.
 std::vector<ApplianceRecord> PostgresTransaction::ListInOrder(const FleetFilter& filter) {
-  const Order& order = OrderOf(filter);
+  const Order& order = kOrders.Of(filter);
   std::vector<ApplianceRecord> appliances;
   Values values = FilterOf(filter);
   values.emplace_back(filter.limit);

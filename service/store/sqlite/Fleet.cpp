@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "service/store/FleetOrders.h"
 #include "service/store/sqlite/SqliteTransaction.h"
 
 namespace cloudservice {
@@ -28,19 +29,10 @@ const std::string kFiltered =
     "instr(lower(nullif(address, '')), ?4) OR "
     "instr(lower((SELECT email FROM account WHERE account.id = manager.account)), ?4)) ";
 
-using Names = std::vector<std::string>;
-
-// The names with `behind` after each, joined by commas: "a DESC, b DESC".
-std::string Joined(const Names& names, const std::string& behind = "") {
-  std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name + behind;
-  return text;
-}
-
-std::string Row(const Names& names) { return "(" + Joined(names) + ")"; }
+std::string Row(const Columns& names) { return "(" + Joined(names) + ")"; }
 
 // As many parameters as there are names: "(?, ?)".
-std::string Values(const Names& names) { return Row(Names(names.size(), "?")); }
+std::string Values(const Columns& names) { return Row(Columns(names.size(), "?")); }
 
 std::string Uuids(const std::string& condition, const std::string& order) {
   return "SELECT uuid " + kFiltered + condition + " ORDER BY " + order + " LIMIT ?";
@@ -50,7 +42,7 @@ std::string Uuids(const std::string& condition, const std::string& order) {
 // The appliances after a place are first its equals in `columns` with greater ties (`equals`), and
 // then those behind them in `columns` (`others`). Each of the two is one stretch of an index.
 struct Order {
-  Order(const Names& columns, const Names& ties, bool down)
+  Order(const Columns& columns, const Columns& ties, bool down)
       : Order(columns, ties, down ? " < " : " > ",
               Joined(columns, down ? " DESC" : "") + ", " + Joined(ties)) {}
 
@@ -59,7 +51,7 @@ struct Order {
   const Sql others;
 
  private:
-  Order(const Names& columns, const Names& ties, const std::string& behind,
+  Order(const Columns& columns, const Columns& ties, const std::string& behind,
         const std::string& order)
       : whole(Uuids("", order) + " OFFSET ?"),
         equals(Uuids("AND " + Row(columns) + " = " + Values(columns) + " AND " + Row(ties) + " > " +
@@ -68,38 +60,7 @@ struct Order {
         others(Uuids("AND " + Row(columns) + behind + Values(columns), order)) {}
 };
 
-// One order in both directions.
-struct Orders {
-  Orders(const Names& columns, const Names& ties)
-      : ascending(columns, ties, false), descending(columns, ties, true) {}
-
-  const Order ascending;
-  const Order descending;
-};
-
-const Names kTies = {"label", "uuid"};
-const Orders kByName({"label"}, {"uuid"});
-const Orders kByAlarms({"faults", "alarms", "warnings"}, kTies);
-const Orders kByHeartbeat({"heard_at"}, kTies);
-const Orders kByRegistration({"registered"}, kTies);
-
-const Order& OrderOf(const FleetFilter& filter) {
-  const auto of = [&](const Orders& orders) -> const Order& {
-    return filter.descending ? orders.descending : orders.ascending;
-  };
-  switch (filter.sort) {
-    case FleetFilter::Sort::kAlarms:
-      return of(kByAlarms);
-    case FleetFilter::Sort::kHeartbeat:
-      return of(kByHeartbeat);
-    case FleetFilter::Sort::kRegistered:
-      return of(kByRegistration);
-    case FleetFilter::Sort::kName:
-    case FleetFilter::Sort::kState:  // joined from lists by name
-      break;
-  }
-  return of(kByName);
-}
+const FleetOrders<Order> kOrders("label", "heard_at");
 
 // The appliances of one state, ordered by name. The plus keeps the search away from the index of
 // names, of which much would have to be read to find few appliances.
@@ -167,7 +128,7 @@ void TakeTexts(Statement& select, std::vector<std::string>& texts) {
 
 // Lists along the index of the order.
 std::vector<std::string> ListInOrder(Database& database, const FleetFilter& filter) {
-  const Order& order = OrderOf(filter);
+  const Order& order = kOrders.Of(filter);
   std::vector<std::string> uuids;
   if (!filter.after) {
     Statement whole(database, order.whole);

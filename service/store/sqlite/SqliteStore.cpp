@@ -158,17 +158,6 @@ void SqliteStore::TellDone(const Orders& orders) {
   }
 }
 
-SqliteStore::Writing::Writing(SqliteStore& store)
-    : m_store(store),
-      m_guard(store.m_writing),
-      m_transaction(store.m_database),
-      m_operations(store.m_database) {}
-
-void SqliteStore::Writing::Commit() {
-  m_transaction.Commit();
-  for (const Change& change : m_operations.Changes()) m_store.Tell(change);
-}
-
 std::unique_ptr<Store> OpenSqlite(const std::string& file, MissingFile missing) {
   return std::make_unique<SqliteStore>(file, missing);
 }

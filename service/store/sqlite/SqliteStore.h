@@ -40,21 +40,6 @@ class SqliteStore : public Store {
   // The writer's connection, for use within a unit of work of Write().
   Database& WriterDatabase() { return m_database; }
 
-  // A transaction that whoever holds it may write in; all others wait for its end.
-  class Writing {
-   public:
-    explicit Writing(SqliteStore& store);
-    Transaction& Operations() { return m_operations; }
-    // Ends it, and tells its changes to the listener.
-    void Commit();
-
-   private:
-    SqliteStore& m_store;
-    const std::lock_guard<std::mutex> m_guard;
-    DatabaseTransaction m_transaction;
-    SqliteTransaction m_operations;
-  };
-
  private:
   // A unit of work that waits for its commit.
   struct Order {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <atomic>
+#include <filesystem>
 #include <future>
 #include <memory>
 #include <optional>
@@ -19,7 +20,6 @@ namespace cloudservice {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsSubsetOf;
 
 class OpenWriter : public SqliteStore {
  public:
@@ -68,6 +68,17 @@ class StoreThreadsTest : public StoreTest {
     m_threads.clear();
   }
 
+  // Writes a number of documents of 400 KB each: 100 pages, each in a unit of work of its own.
+  void WriteLarge(int count) {
+    for (int i = 0; i < count; ++i) {
+      const std::string uuid = std::to_string(m_large++);
+      store.Write([&](Transaction& transaction) {
+        transaction.AddManager({uuid, "n", std::string(400'000, 'd'), 1, {}}, uuid);
+      });
+    }
+  }
+  std::uintmax_t LogBytes() const { return std::filesystem::file_size(file + "-wal"); }
+
   std::int64_t Managers() {
     return store.Read([](Transaction& transaction) { return transaction.CountTotals().managers; });
   }
@@ -77,6 +88,7 @@ class StoreThreadsTest : public StoreTest {
   TestStore store{file, std::move(made)};
 
  private:
+  int m_large = 0;
   std::vector<std::thread> m_threads;
   std::promise<void> m_release;
   std::future<void> m_held;
@@ -197,6 +209,31 @@ TEST_F(StoreThreadsTest, Readers_do_not_wait_for_each_other) {
   EXPECT_EQ(Managers(), 0);
   go.set_value();
   slow.join();
+}
+
+TEST_F(StoreThreadsTest, Log_of_the_database_begins_anew) {
+  WriteLarge(40);
+  EXPECT_LT(LogBytes(), 8'000'000U);
+}
+
+TEST_F(StoreThreadsTest, Log_that_a_reader_held_begins_anew_after_it) {
+  std::promise<void> begun;
+  std::promise<void> go;
+  std::thread slow([&] {
+    store.Read([&](Transaction& transaction) {
+      transaction.CountTotals();
+      begun.set_value();
+      go.get_future().wait();
+    });
+  });
+  begun.get_future().wait();
+  WriteLarge(20);
+  const std::uintmax_t held = LogBytes();
+  EXPECT_GT(held, 8'000'000U);
+  go.set_value();
+  slow.join();
+  WriteLarge(100);
+  EXPECT_LT(LogBytes(), 2 * held);
 }
 
 TEST_F(StoreThreadsTest, Many_threads_lose_nothing) {
