@@ -142,6 +142,7 @@ class Program {
   void WaitForSignal();
   void Stop();
   void KeepClean();
+  void Rest();
 
   const Log& m_log;
   const std::unique_ptr<DatabaseLock> m_lock;
@@ -276,7 +277,6 @@ void Program::Stop() {
 // Removes what is old now and every hour from now on, and every few seconds what removed appliances
 // have left, in short steps, between which others write.
 void Program::KeepClean() {
-  constexpr std::chrono::seconds kPause(5);
   const auto now = std::chrono::steady_clock::now();
   const bool old = now >= m_oldGoes;
   if (old) m_oldGoes = now + std::chrono::hours(1);
@@ -284,6 +284,13 @@ void Program::KeepClean() {
     while (!m_stopping && (old ? m_cleanUp.Step() : m_cleanUp.RemoveLeft())) {
     }
   });
+  // The pause begins when this is done, however long it takes, and whatever becomes of it.
+  m_upkeep.Post([this] { boost::asio::post(m_strand, [this] { Rest(); }); });
+}
+
+void Program::Rest() {
+  constexpr std::chrono::seconds kPause(5);
+  if (m_stopping) return;
   m_cleaning.expires_after(kPause);
   m_cleaning.async_wait([this](const boost::system::error_code& cancelled) {
     // The time may have come just before Stop() cancelled it.

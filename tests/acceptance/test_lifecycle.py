@@ -99,6 +99,7 @@ def test_rename_while_waiting_to_be_enabled_loses_nothing(daemon, device, servic
     daemon.logs("OnStart: Cloud Client is running but DISABLED")
     daemon.rename("Hall 4")
     wait_until(lambda: daemon.config()["UnitName"] == "Hall 4", "the new unit name")
+    daemon.sleeps(20)  # once the name is stored, it looks whether it is enabled
     daemon.enable()
     daemon.logs(ENABLED)
     service.heartbeats(token, 1)

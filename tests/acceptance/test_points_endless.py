@@ -2,27 +2,20 @@
 """Two deliberate endless loops: a document that ends in a temperature tag, and the search for a map
 file that is nowhere. Both leave the daemon open to a second signal."""
 
-import re
 import signal
 
 import pytest
 
 from harness.points import SUPPLY, map_file, point, resource
-from harness.waiting import wait_until
 from harness.wire import answer
 
 # What the log may grow to: the loop of the tag logs for as long as it runs.
 LARGEST_LOG = 1_000_000
 
 
-def status_of(process, key):
-    with open(f"/proc/{process.pid}/status", encoding="ascii") as status:
-        return re.search(rf"(?m)^{key}:\s+(\S+)", status.read()).group(1)
-
-
 def ends_by_the_second_signal(daemon):
     def taken():
-        return int(status_of(daemon, "ShdPnd"), 16) >> (signal.SIGTERM - 1) & 1 == 0
+        return int(daemon.status("ShdPnd"), 16) >> (signal.SIGTERM - 1) & 1 == 0
     daemon.signal(signal.SIGTERM)
     daemon.wait_until(taken, "the first signal to be taken")
     assert daemon.running
@@ -54,12 +47,7 @@ def test_map_file_that_is_nowhere_is_looked_for_for_ever(daemon, device, recorde
     (device.file.parents[2] / "var/local/orv/pldserver/0/1/2/covpatchmap.txt").unlink()
     daemon.start()
     daemon.logs("covpatchmap.txt")
-
-    def sleeps():
-        return int(status_of(daemon, "voluntary_ctxt_switches"))
     daemon.logs("DoWork: cloudclient is now ENABLED")
-    begun = sleeps()
-    wait_until(lambda: sleeps() > begun + 200, "the main thread to look again and again",
-               alive=daemon.must_run)
+    daemon.sleeps(200)
     assert recorder.requests() == []
     ends_by_the_second_signal(daemon)

@@ -10,6 +10,9 @@ import time
 class MovableClock:
     """Runs `speed` times as fast from `start`, a time of UTC, on; a step moves it at once.
 
+    A step moves the steady clock too. The service's timers stand still at more than 1,000 times: the
+    microsecond that may be left of one is no time at all for the system then.
+
     Given to a program's start in place of the text of a clock that only runs.
     """
 

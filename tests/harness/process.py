@@ -106,6 +106,19 @@ class Process:
     def pid(self):
         return self._child.pid
 
+    def status(self, key):
+        """What the system says of the main thread."""
+        with open(f"/proc/{self.pid}/status", encoding="ascii") as status:
+            return re.search(rf"(?m)^{key}:\s+(\S+)", status.read()).group(1)
+
+    def sleeps(self, times):
+        """Waits until the main thread has gone to sleep so often: whoever looks again and again has
+        done all that there was to do."""
+        def count():
+            return int(self.status("voluntary_ctxt_switches"))
+        begun = count()
+        self.wait_until(lambda: count() >= begun + times, "the main thread to look again and again")
+
     def _read(self, stream):
         if self._starts == 0:
             return ""
