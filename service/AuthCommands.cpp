@@ -26,7 +26,7 @@ std::string Counted(std::int64_t count, const std::string& one, const std::strin
 
 void AddAccount(Store& store, const Options& options, const Clock& clock, std::istream& in,
                 std::ostream& out) {
-  Accounts accounts(store, clock, SteadyClock);
+  Accounts accounts(store, clock);
   const std::string key = options.secretFromInput ? ReadSecret(kInput, in) : RandomPassword();
   if (!accounts.Add(options.subject, key, options.replace)) {
     throw std::runtime_error(options.subject + " has this key already");
@@ -69,7 +69,7 @@ void RemoveAccount(Store& store, const Options& options) {
 
 void AddOperator(Store& store, const Options& options, const Clock& clock, std::istream& in,
                  std::ostream& out) {
-  Operators operators(store, clock, SteadyClock);
+  Operators operators(store, clock);
   if (options.withToken) {
     out << "token: " << operators.AddWithToken(options.subject) << "\n";
     return;

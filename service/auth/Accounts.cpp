@@ -31,10 +31,17 @@ bool HaveOneSalt(const std::string& a, const std::string& b) {
   return length != std::string::npos && a.compare(0, length + 1, b, 0, length + 1) == 0;
 }
 
+// Changes when keys are added or removed.
+std::string StateOf(const std::vector<std::string>& hashes) {
+  std::string all;
+  for (const std::string& hash : hashes) all += hash + "\n";
+  return Sha256Hex(all);
+}
+
 }  // namespace
 
-Accounts::Accounts(Store& store, Clock clock, Clock steady)
-    : m_store(store), m_clock(std::move(clock)), m_limit(std::move(steady)) {}
+Accounts::Accounts(Store& store, Clock clock)
+    : m_store(store), m_clock(std::move(clock)), m_limit(store, m_clock) {}
 
 bool Accounts::Any() {
   return m_store.Read([](Transaction& store) { return store.HasAccounts(); });
@@ -51,32 +58,32 @@ Accounts::Registered Accounts::Find(const std::string& email) {
 
 Admission Accounts::Admit(const std::string& peer, const std::string& email,
                           const std::string& key) {
+  const Registered known = Find(email);
+  const std::string state = StateOf(known.hashes);
+  if (m_wrong.Knows(email, key, state)) return {};
   Admission admission;
-  admission.wait = m_limit.Wait(peer);
+  admission.wait = m_limit.Wait(peer, email);
   if (admission.wait > 0) return admission;
-  std::int64_t account = 0;
-  if (Matches(email, key, account)) {
-    admission.account = account;
-  } else {
-    m_limit.Fail(peer);
-  }
+  admission.account = Match(known, key);
+  if (admission.account) return admission;
+  m_wrong.Add(email, key, state);
+  m_limit.Fail(peer, email);
   return admission;
 }
 
 // Makes one slow hash for known and unknown addresses alike, so that the time does not tell which
 // addresses have accounts.
-bool Accounts::Matches(const std::string& email, const std::string& key, std::int64_t& account) {
-  const Registered known = Find(email);
-  const std::optional<AccountRecord>& found = known.account;
+std::optional<std::int64_t> Accounts::Match(const Registered& known, const std::string& key) {
   const std::vector<std::string>& hashes = known.hashes;
   std::call_once(m_nobodyKnown, [this] { m_nobodysHash = HashPassword(""); });
   const std::string& like = hashes.empty() ? m_nobodysHash : hashes.front();
   const std::optional<std::string> same = HashPasswordLike(key, like);
-  if (found) account = found->id;
-  return std::any_of(hashes.begin(), hashes.end(), [&](const std::string& hash) {
+  const bool matches = std::any_of(hashes.begin(), hashes.end(), [&](const std::string& hash) {
     // Two keys that were added at the same moment may have salts of their own.
     return HaveOneSalt(hash, like) ? same && EqualSecrets(*same, hash) : MatchesPassword(key, hash);
   });
+  if (!known.account || !matches) return std::nullopt;
+  return known.account->id;
 }
 
 // The hash of a key, with the salt of the account's other keys: one slow hash then serves all of
@@ -92,10 +99,10 @@ bool Accounts::Add(const std::string& email, const std::string& key, bool replac
   if (key.find("&registration_key=") != std::string::npos) {
     throw std::runtime_error("the registration key has \"&registration_key=\" in it");
   }
-  std::int64_t account = 0;
-  if (!replace && Matches(email, key, account)) return false;
+  const Registered before = Find(email);
+  if (!replace && Match(before, key)) return false;
   // Slow, and therefore before the transaction.
-  const std::string hash = HashOf(key, Find(email).hashes);
+  const std::string hash = HashOf(key, before.hashes);
   const std::int64_t now = m_clock();
   m_store.Write([&](Transaction& store) {
     const std::optional<AccountRecord> known = store.FindAccount(email);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "service/auth/FailureLimit.h"
+#include "service/auth/KnownWrong.h"
 #include "service/store/Store.h"
 #include "service/util/Clock.h"
 
@@ -27,15 +28,15 @@ struct Admission {
 // call the operations.
 class Accounts {
  public:
-  // `steady` never goes back. The store outlives this object.
-  Accounts(Store& store, Clock clock, Clock steady);
+  // The store outlives this object.
+  Accounts(Store& store, Clock clock);
 
   // Whether any account has a key.
   bool Any();
 
   // Checks an e-mail address and a key that came from the sender `peer`. Blocks for a slow hash, as
   // long for an address without an account as for one with an account; does not block while the
-  // sender has to wait.
+  // sender has to wait, or when the same key was wrong before.
   Admission Admit(const std::string& peer, const std::string& email, const std::string& key);
 
   // Adds a key to the account with this address, and makes the account when there is none. With
@@ -53,11 +54,13 @@ class Accounts {
 
   Registered Find(const std::string& email);
   static std::string HashOf(const std::string& key, const std::vector<std::string>& others);
-  bool Matches(const std::string& email, const std::string& key, std::int64_t& account);
+  // The account that the key belongs to, if any.
+  std::optional<std::int64_t> Match(const Registered& known, const std::string& key);
 
   Store& m_store;
   const Clock m_clock;
   FailureLimit m_limit;
+  KnownWrong m_wrong;
   std::once_flag m_nobodyKnown;
   std::string m_nobodysHash;
 };

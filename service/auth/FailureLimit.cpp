@@ -1,45 +1,56 @@
 // SPDX-License-Identifier: Apache-2.0
-// The limit of wrong keys and passwords from one sender.
+// The limit of wrong keys and passwords.
 #include "service/auth/FailureLimit.h"
 
 #include <algorithm>
 #include <utility>
 
+#include "service/util/Secret.h"
 #include "service/util/Sender.h"
 
 namespace cloudservice {
 
-FailureLimit::FailureLimit(Clock clock) : m_clock(std::move(clock)) {}
+namespace {
 
-std::int64_t FailureLimit::Wait(const std::string& address) const {
-  const std::lock_guard<std::mutex> guard(m_mutex);
-  const auto found = m_whole.find(SenderOf(address));
-  if (found == m_whole.end()) return 0;
-  // From this time on the sender has at least one try.
-  const std::int64_t next = found->second - (kTries - 1) * kSecondsPerTry;
-  return std::max<std::int64_t>(0, next - m_clock());
+// The account is hashed: what a stranger sends in its place may be long.
+std::string NameOf(const std::string& sender, const std::string& account) {
+  return sender + " " + Sha256Hex(account);
 }
 
-void FailureLimit::Fail(const std::string& address) {
+// What is further ahead was counted before the clock was set back.
+constexpr std::int64_t kMostAhead = 86400;
+
+// The seconds until there is a try again, of `tries` of which each comes back after `seconds`,
+// where all are back at the time `whole`.
+std::int64_t WaitOf(std::int64_t whole, std::int64_t tries, std::int64_t seconds,
+                    std::int64_t now) {
+  if (whole - now > kMostAhead) return 0;
+  return std::max<std::int64_t>(0, whole - (tries - 1) * seconds - now);
+}
+
+}  // namespace
+
+FailureLimit::FailureLimit(Store& store, Clock clock) : m_store(store), m_clock(std::move(clock)) {}
+
+std::int64_t FailureLimit::Wait(const std::string& address, const std::string& account) {
+  const std::string sender = SenderOf(address);
+  const std::string name = NameOf(sender, account);
   const std::int64_t now = m_clock();
-  const std::lock_guard<std::mutex> guard(m_mutex);
-  std::int64_t& whole = m_whole[SenderOf(address)];
-  whole = std::max(whole, now) + kSecondsPerTry;
-  if (m_whole.size() > kMaxAddresses) Forget(now);
+  return m_store.Read([&](Transaction& store) {
+    return std::max(
+        WaitOf(store.FindFailures(name), kTries, kSecondsPerTry, now),
+        WaitOf(store.FindFailures(sender), kTriesOfSender, kSecondsPerTryOfSender, now));
+  });
 }
 
-std::size_t FailureLimit::Addresses() const {
-  const std::lock_guard<std::mutex> guard(m_mutex);
-  return m_whole.size();
-}
-
-void FailureLimit::Forget(std::int64_t now) {
-  for (auto entry = m_whole.begin(); entry != m_whole.end();) {
-    entry = entry->second <= now ? m_whole.erase(entry) : std::next(entry);
-  }
-  if (m_whole.size() <= kMaxAddresses) return;
-  m_whole.erase(std::min_element(m_whole.begin(), m_whole.end(),
-                                 [](const auto& a, const auto& b) { return a.second < b.second; }));
+void FailureLimit::Fail(const std::string& address, const std::string& account) {
+  const std::string sender = SenderOf(address);
+  const std::string name = NameOf(sender, account);
+  const std::int64_t now = m_clock();
+  m_store.Write([&](Transaction& store) {
+    store.AddFailure(name, now, kSecondsPerTry, kMaxRemembered);
+    store.AddFailure(sender, now, kSecondsPerTryOfSender, kMaxRemembered);
+  });
 }
 
 }  // namespace cloudservice

@@ -2,44 +2,40 @@
 #ifndef SERVICE_AUTH_FAILURELIMIT_H_
 #define SERVICE_AUTH_FAILURELIMIT_H_
 
-#include <cstddef>
 #include <cstdint>
-#include <map>
-#include <mutex>
 #include <string>
 
+#include "service/store/Store.h"
 #include "service/util/Clock.h"
 
 namespace cloudservice {
 
-// Limits how often a sender may present a wrong key or password: kTries times at once, and once
-// more after each kSecondsPerTry seconds. A sender is what SenderOf() makes of an address. Any
-// thread may call the operations.
+// Limits how often wrong keys or passwords may be presented. A sender, which is what SenderOf()
+// makes of an address, has kTries for each account, so that whoever is wrong about one account does
+// not shut out those who are behind the same address with another; and kTriesOfSender for all
+// accounts together. They are kept in the store, so that all processes count together. Every
+// operation throws DatabaseError. Any thread may call them.
 class FailureLimit {
  public:
+  // Tries at once, and the seconds after which each comes back.
   static constexpr std::int64_t kTries = 10;
   static constexpr std::int64_t kSecondsPerTry = 30;
-  // How many senders are remembered. When there are more, those with the fewest failures are
-  // forgotten.
-  static constexpr std::size_t kMaxAddresses = 10000;
+  static constexpr std::int64_t kTriesOfSender = 100;
+  static constexpr std::int64_t kSecondsPerTryOfSender = 3;
+  // How many are remembered. When there are more, those that are wrong least are forgotten.
+  static constexpr std::int64_t kMaxRemembered = 20000;
 
-  // `clock` never goes back.
-  explicit FailureLimit(Clock clock);
+  // The store outlives this object.
+  FailureLimit(Store& store, Clock clock);
 
-  // Seconds until this address may try again; 0 when it may try now.
-  std::int64_t Wait(const std::string& address) const;
-  // Counts a failed try of this address.
-  void Fail(const std::string& address);
-
-  std::size_t Addresses() const;
+  // Seconds until this address may try again for this account; 0 when it may try now.
+  std::int64_t Wait(const std::string& address, const std::string& account);
+  // Counts a failed try of this address for this account.
+  void Fail(const std::string& address, const std::string& account);
 
  private:
-  void Forget(std::int64_t now);
-
+  Store& m_store;
   const Clock m_clock;
-  mutable std::mutex m_mutex;
-  // For each sender, the time at which it has all its tries again.
-  std::map<std::string, std::int64_t> m_whole;
 };
 
 }  // namespace cloudservice

@@ -5,6 +5,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <stdexcept>
 #include <utility>
 
@@ -18,6 +19,8 @@ constexpr std::size_t kTokenBytes = 32;
 constexpr std::size_t kMaxName = 64;
 constexpr std::size_t kMinPassword = 8;
 constexpr std::size_t kMaxPassword = 1024;
+// How old the noted last use of a session may be: not each request needs the disk.
+constexpr std::int64_t kNoteSeconds = 60;
 
 bool HasControl(const std::string& text) {
   return std::any_of(text.begin(), text.end(),
@@ -46,21 +49,22 @@ std::optional<std::pair<std::string, std::string>> NameAndPassword(
 
 }  // namespace
 
-Operators::Operators(Store& store, Clock clock, Clock steady)
+Operators::Operators(Store& store, Clock clock)
     : m_store(store),
       m_clock(std::move(clock)),
-      m_steady(steady),
-      m_limit(std::move(steady)),
+      m_limit(store, m_clock),
       m_salt(RandomHex(kTokenBytes)) {}
 
 Identity Operators::Identify(const std::string& peer, const Credentials& credentials) {
   if (!credentials.authorization.empty()) return IdentifyByHeader(peer, credentials.authorization);
-  const std::optional<std::int64_t> holder = PersonOf(credentials.session, true);
-  if (!holder) return {};
-  const std::optional<OperatorRecord> person = Find(*holder);
-  if (person) return {person->id, person->name, 0};
-  End(credentials.session);
-  return {};
+  const std::optional<Signed> found = FindSigned(credentials.session);
+  if (!found) return {};
+  if (found->note) {
+    const std::string hash = Sha256Hex(credentials.session);
+    const std::int64_t now = m_clock();
+    m_store.Write([&](Transaction& store) { store.UseSession(hash, now); });
+  }
+  return {found->person.id, found->person.name, 0};
 }
 
 std::optional<OperatorRecord> Operators::Find(std::int64_t person) {
@@ -68,8 +72,7 @@ std::optional<OperatorRecord> Operators::Find(std::int64_t person) {
 }
 
 bool Operators::Holds(std::int64_t person, const std::string& session) {
-  if (!Find(person)) return false;
-  return session.empty() || PersonOf(session, false).has_value();
+  return session.empty() ? Find(person).has_value() : FindSigned(session).has_value();
 }
 
 Identity Operators::IdentifyByHeader(const std::string& peer, const std::string& authorization) {
@@ -86,12 +89,14 @@ Identity Operators::IdentifyByHeader(const std::string& peer, const std::string&
 
 Identity Operators::Check(const std::string& peer, const std::string& name,
                           const std::string& password) {
-  Identity identity;
-  identity.wait = m_limit.Wait(peer);
-  if (identity.wait > 0) return identity;
   const std::optional<OperatorRecord> person =
       m_store.Read([&](Transaction& store) { return store.FindOperator(name); });
   const bool able = person && person->passwordHash;
+  const std::string state = able ? *person->passwordHash : "";
+  if (m_wrong.Knows(name, password, state)) return {};
+  Identity identity;
+  identity.wait = m_limit.Wait(peer, name);
+  if (identity.wait > 0) return identity;
   if (able && IsVerified(*person, password)) return {person->id, person->name, 0};
   if (able && MatchesPassword(password, *person->passwordHash)) {
     const std::lock_guard<std::mutex> guard(m_mutex);
@@ -99,7 +104,8 @@ Identity Operators::Check(const std::string& peer, const std::string& name,
     return {person->id, person->name, 0};
   }
   if (!able) CheckNobody(password);
-  m_limit.Fail(peer);
+  m_wrong.Add(name, password, state);
+  m_limit.Fail(peer, name);
   return identity;
 }
 
@@ -129,33 +135,29 @@ bool Operators::IsSlow(const std::string& authorization) const {
 
 std::string Operators::Begin(std::int64_t person) {
   std::string session = RandomHex(kTokenBytes);
-  const std::lock_guard<std::mutex> guard(m_mutex);
-  if (m_sessions.size() >= kMaxSessions) {
-    m_sessions.erase(std::min_element(
-        m_sessions.begin(), m_sessions.end(),
-        [](const auto& a, const auto& b) { return a.second.used < b.second.used; }));
-  }
-  m_sessions[Sha256Hex(session)] = {person, m_steady()};
+  const std::string hash = Sha256Hex(session);
+  const std::int64_t now = m_clock();
+  m_store.Write([&](Transaction& store) { store.AddSession(hash, person, now, kMaxSessions); });
   return session;
 }
 
 void Operators::End(const std::string& session) {
-  const std::lock_guard<std::mutex> guard(m_mutex);
-  m_sessions.erase(Sha256Hex(session));
+  if (session.empty()) return;
+  const std::string hash = Sha256Hex(session);
+  m_store.Write([&](Transaction& store) { store.EndSession(hash); });
 }
 
-std::optional<std::int64_t> Operators::PersonOf(const std::string& session, bool use) {
+std::optional<Operators::Signed> Operators::FindSigned(const std::string& session) {
   if (session.empty()) return std::nullopt;
-  const std::int64_t now = m_steady();
-  const std::lock_guard<std::mutex> guard(m_mutex);
-  const auto found = m_sessions.find(Sha256Hex(session));
-  if (found == m_sessions.end()) return std::nullopt;
-  if (now - found->second.used >= kSessionSeconds) {
-    m_sessions.erase(found);
-    return std::nullopt;
-  }
-  if (use) found->second.used = now;
-  return found->second.person;
+  const std::string hash = Sha256Hex(session);
+  const std::int64_t now = m_clock();
+  return m_store.Read([&](Transaction& store) -> std::optional<Signed> {
+    const std::optional<SessionRecord> found = store.FindSession(hash);
+    if (!found || now - found->used >= kSessionSeconds) return std::nullopt;
+    const std::optional<OperatorRecord> person = store.FindOperator(found->person);
+    if (!person) return std::nullopt;
+    return Signed{*person, std::abs(now - found->used) >= kNoteSeconds};
+  });
 }
 
 void Operators::Add(OperatorRecord person) {

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "service/auth/FailureLimit.h"
+#include "service/auth/KnownWrong.h"
 #include "service/store/Store.h"
 #include "service/util/Clock.h"
 
@@ -17,7 +18,7 @@ namespace cloudservice {
 // How long a session lasts after its last request.
 constexpr std::int64_t kSessionSeconds = 12 * 3600;
 // How many sessions there may be at once. A further one ends the session that was used longest ago.
-constexpr std::size_t kMaxSessions = 1000;
+constexpr std::int64_t kMaxSessions = 1000;
 
 // The credentials of a request; a member is empty where the request has none of its kind.
 struct Credentials {
@@ -32,12 +33,12 @@ struct Identity {
   std::int64_t wait = 0;  // seconds until the next password of this sender is checked; 0: at once
 };
 
-// The operators, who may look at all appliances, and their sessions. Sessions are kept in memory.
+// The operators, who may look at all appliances, and their sessions, which all processes share.
 // Every operation throws DatabaseError. Any thread may call the operations.
 class Operators {
  public:
-  // `steady` never goes back. The store outlives this object.
-  Operators(Store& store, Clock clock, Clock steady);
+  // The store outlives this object.
+  Operators(Store& store, Clock clock);
 
   // The operator that the credentials of the sender `peer` belong to. Where there is an
   // authorization, the session is ignored. Blocks for a slow hash when the authorization has a
@@ -65,18 +66,17 @@ class Operators {
 
  private:
   std::optional<OperatorRecord> Find(std::int64_t person);
-  struct Session {
-    std::int64_t person = 0;
-    std::int64_t used = 0;
-  };
   struct Verified {
     std::string hash;      // the stored hash that the password matched
     std::string password;  // SHA-256 of m_salt and the password
   };
 
-  // The operator of a session that has not expired. With `use` the session lasts longer from now
-  // on.
-  std::optional<std::int64_t> PersonOf(const std::string& session, bool use);
+  // The operator of a session that has not expired, and whether its last use is to be noted.
+  struct Signed {
+    OperatorRecord person;
+    bool note = false;
+  };
+  std::optional<Signed> FindSigned(const std::string& session);
   bool IsVerified(const OperatorRecord& person, const std::string& password) const;
   // Takes as long as checking a wrong password.
   void CheckNobody(const std::string& password);
@@ -85,10 +85,9 @@ class Operators {
 
   Store& m_store;
   const Clock m_clock;
-  const Clock m_steady;
   FailureLimit m_limit;
-  mutable std::mutex m_mutex;                 // guards the two maps
-  std::map<std::string, Session> m_sessions;  // by the SHA-256 of the cookie's value
+  KnownWrong m_wrong;
+  mutable std::mutex m_mutex;  // guards m_verified
   // Passwords that were right, by operator: scripts don't wait for the slow hash at each request.
   std::map<std::int64_t, Verified> m_verified;
   const std::string m_salt;

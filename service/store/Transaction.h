@@ -190,8 +190,9 @@ class Transaction {
   // A sender who failed has all its tries again at the returned time; 0: it has not failed.
   virtual std::int64_t FindFailures(const std::string& sender) = 0;
   // Counts a failed try: the time at which the sender has all its tries again becomes `seconds`
-  // later; it is counted from `now` where it has passed. Returns it. When there are more than
-  // `most` senders, the one whose time comes first is forgotten.
+  // later; it is counted from `now` where it has passed, or is over a day ahead because the clock
+  // has been set back. Returns it. When there are more than `most` senders, the one whose time
+  // comes first is forgotten.
   virtual std::int64_t AddFailure(const std::string& sender, std::int64_t now, std::int64_t seconds,
                                   std::int64_t most) = 0;
 };

@@ -69,12 +69,6 @@ std::optional<std::int64_t> Offset(const char*& at) {
 
 time_t WallClock() { return time(nullptr); }
 
-time_t SteadyClock() {
-  using std::chrono::steady_clock;
-  const auto since = steady_clock::now().time_since_epoch();
-  return static_cast<time_t>(std::chrono::duration_cast<std::chrono::seconds>(since).count());
-}
-
 std::string LogTime(time_t when) {
   struct tm parts = {};
   localtime_r(&when, &parts);

@@ -17,11 +17,8 @@ using Clock = std::function<time_t()>;
 // The wall clock: time(nullptr).
 time_t WallClock();
 
-// Seconds since some moment in the past; never goes back, also when the wall clock is set.
-time_t SteadyClock();
-
-// A clock like SteadyClock() with a finer unit: std::chrono::steady_clock::now; tests pass their
-// own.
+// A clock that never goes back, also when the wall clock is set: std::chrono::steady_clock::now;
+// tests pass their own.
 using SteadyNow = std::function<std::chrono::steady_clock::time_point()>;
 
 // Local time with the zone's offset: 2026-03-05T14:07:09+0100.

@@ -34,7 +34,8 @@ const Sql kEndSession("DELETE FROM session WHERE hash = $1");
 const Sql kFailures("SELECT whole FROM failure WHERE sender = $1");
 const Sql kAddFailure(
     "INSERT INTO failure (sender, whole) VALUES ($1, $2::bigint + $3) ON CONFLICT (sender) "
-    "DO UPDATE SET whole = greatest(failure.whole, $2) + $3 RETURNING whole");
+    "DO UPDATE SET whole = CASE WHEN failure.whole BETWEEN $2 AND $2 + 86400 THEN failure.whole "
+    "ELSE $2 END + $3 RETURNING whole");
 const Sql kDropFailure(
     "DELETE FROM failure WHERE sender = (SELECT sender FROM failure ORDER BY whole LIMIT 1) "
     "AND (SELECT count(*) FROM failure) > $1");

@@ -31,7 +31,8 @@ const Sql kEndSession("DELETE FROM session WHERE hash = ?");
 const Sql kFailures("SELECT whole FROM failure WHERE sender = ?");
 const Sql kAddFailure(
     "INSERT INTO failure (sender, whole) VALUES (?1, ?2 + ?3) ON CONFLICT (sender) "
-    "DO UPDATE SET whole = max(whole, ?2) + ?3 RETURNING whole");
+    "DO UPDATE SET whole = CASE WHEN whole BETWEEN ?2 AND ?2 + 86400 THEN whole ELSE ?2 END + ?3 "
+    "RETURNING whole");
 const Sql kDropFailure(
     "DELETE FROM failure WHERE sender = (SELECT sender FROM failure ORDER BY whole LIMIT 1) "
     "AND (SELECT count(*) FROM failure) > ?");

@@ -29,8 +29,7 @@ class ServiceTest : public testing::Test {
   void Restart() {
     service.reset();
     store = std::make_unique<TestStore>(folder.File("service.db"));
-    accounts = std::make_unique<Accounts>(
-        *store, [this] { return now; }, [this] { return steady; });
+    accounts = std::make_unique<Accounts>(*store, [this] { return now; });
     if (!accounts->Any()) (*store)->AddRegistrationKey(kEmail, KeyHash(), false, now);
     service = std::make_unique<RedfishService>(*store, log, *accounts, [this] { return now; });
     cleanUp = std::make_unique<CleanUp>(
@@ -91,7 +90,6 @@ class ServiceTest : public testing::Test {
 
   TempFolder folder;
   time_t now = 1772716029;
-  time_t steady = 1000;
   std::vector<std::string> lines;
   Log log{[this](const std::string& line) { lines.push_back(line); }, [this] { return now; }};
   std::unique_ptr<TestStore> store;

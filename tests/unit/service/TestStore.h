@@ -2,6 +2,7 @@
 #ifndef TESTS_UNIT_SERVICE_TESTSTORE_H_
 #define TESTS_UNIT_SERVICE_TESTSTORE_H_
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
@@ -121,12 +122,14 @@ class TestStore : public Store {
       if (m_store.m_units == 0) {
         m_store.Settle();
         m_store.m_open = std::make_unique<OpenUnit>(*m_store.m_store);
+        m_store.m_owner = std::this_thread::get_id();
       }
       ++m_store.m_units;
     }
     ~Unit() noexcept(false) {
       if (--m_store.m_units > 0) return;
       const std::unique_ptr<OpenUnit> ended = std::move(m_store.m_open);
+      m_store.m_owner = std::thread::id();
       ended->End(std::uncaught_exceptions() == m_exceptions);
     }
     Unit(const Unit&) = delete;
@@ -181,7 +184,13 @@ class TestStore : public Store {
     Settle();
     m_store->Read(work);
   }
-  void RunWrite(const Work& work) override { m_store->Write(work); }
+  void RunWrite(const Work& work) override {
+    // It would wait for itself.
+    if (m_owner.load() == std::this_thread::get_id()) {
+      throw std::logic_error("a unit of work is open in the same statement");
+    }
+    m_store->Write(work);
+  }
 
  private:
   static const postgresql::Sql& HiddenChanges() {
@@ -200,6 +209,7 @@ class TestStore : public Store {
   std::optional<postgresql::Connection> m_beside;
   const std::unique_ptr<Store> m_store;
   int m_units = 0;
+  std::atomic<std::thread::id> m_owner{};  // the thread that has m_open
   std::unique_ptr<OpenUnit> m_open;
 };
 

@@ -37,7 +37,7 @@ class FeedTest : public ServiceTest {
     return text.substr(4, text.find('\n') - 4);
   }
 
-  Operators operators{*store, [this] { return now; }, [this] { return steady; }};
+  Operators operators{*store, [this] { return now; }};
   std::int64_t person = 0;
   Feed feed{*store, operators, log, [this] { return now; }, [this] { feed.TellChanges(); }};
 };
@@ -217,10 +217,10 @@ TEST_F(FeedTest, Comment_comes_with_every_third_tick) {
 TEST_F(FeedTest, Stream_ends_at_the_tick_after_its_session) {
   const std::string session = operators.Begin(person);
   const auto stream = feed.Open(person, session, "");
-  steady += kSessionSeconds - 1;
+  now += kSessionSeconds - 1;
   feed.Tick();
   EXPECT_FALSE(stream->Ended());
-  steady += 1;
+  now += 1;
   feed.Tick();
   EXPECT_TRUE(stream->Ended());
 }

@@ -19,10 +19,9 @@ class AuthTest : public testing::Test {
  protected:
   TempFolder folder;
   std::int64_t now = 1772716029;
-  std::int64_t steady = 1000;
   TestStore store{folder.File("s.db")};
-  Accounts accounts{store, [this] { return now; }, [this] { return steady; }};
-  Operators operators{store, [this] { return now; }, [this] { return steady; }};
+  Accounts accounts{store, [this] { return now; }};
+  Operators operators{store, [this] { return now; }};
 
   template <typename Function>
   static std::string Fails(Function function) {
