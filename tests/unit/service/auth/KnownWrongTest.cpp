@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "service/auth/KnownWrong.h"
-
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include "service/auth/KnownWrong.h"
 
 namespace cloudservice {
 namespace {
