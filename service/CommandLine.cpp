@@ -2,13 +2,13 @@
 // The command line.
 #include "service/CommandLine.h"
 
-#include <arpa/inet.h>
-
 #include <cstdio>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "service/store/Backends.h"
+#include "service/util/Address.h"
 
 namespace cloudservice {
 
@@ -16,20 +16,6 @@ namespace {
 
 constexpr int kWrongArguments = 2;
 constexpr int kMaxDays = 36500;
-
-bool IsAddress(int family, const std::string& text) {
-  unsigned char binary[sizeof(struct in6_addr)];
-  return inet_pton(family, text.c_str(), binary) == 1;
-}
-
-bool ParsePort(const std::string& text, std::uint16_t& port) {
-  if (text.empty() || text.size() > 5) return false;
-  if (text.find_first_not_of("0123456789") != std::string::npos) return false;
-  const unsigned long value = std::stoul(text);
-  if (value > 65535) return false;
-  port = static_cast<std::uint16_t>(value);
-  return true;
-}
 
 // As Conflict(), where the database is on a server.
 std::string ConflictOnServer(const Options& options) {
@@ -133,6 +119,13 @@ void DescribeDatabase(CLI::App& app, Options& options) {
       ->capture_default_str();
 }
 
+void DescribeProxies(CLI::App& app, std::vector<std::string>& proxies) {
+  app.add_option("--trusted-proxy", proxies,
+                 "Proxy that says in X-Forwarded-For who sent a request; may be repeated")
+      ->type_name("ADDRESS|NETWORK")
+      ->allow_extra_args(false);
+}
+
 void Describe(CLI::App& app, Options& options, std::string& listen) {
   app.set_version_flag("--version", std::string("cloudservice ") + CLOUDSERVICE_VERSION);
   app.add_option("--listen", listen, "Address and port; port 0 picks a free one, IPv6 in brackets")
@@ -190,7 +183,9 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv, int& stat
   std::string listen = "127.0.0.1:8443";
   CLI::App app("The cloud side: a Redfish service for appliances that run cloudclient.",
                "cloudservice");
+  std::vector<std::string> proxies;
   Describe(app, options, listen);
+  DescribeProxies(app, proxies);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& wish) {
@@ -200,8 +195,14 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv, int& stat
     status = Wrong(error.what());
     return std::nullopt;
   }
-  if (!ParseListen(listen, options.address, options.port)) {
+  if (!ParseEndpoint(listen, options.address, options.port)) {
     status = Wrong("--listen " + listen + ": neither ADDR:PORT nor [ADDR]:PORT");
+    return std::nullopt;
+  }
+  for (const std::string& proxy : proxies) {
+    if (options.trustedProxies.Add(proxy)) continue;
+    status = Wrong("--trusted-proxy " + proxy +
+                   ": neither an address nor a network whose other bits are 0, as 10.0.0.0/8");
     return std::nullopt;
   }
   const std::string conflict = Conflict(options);
@@ -210,20 +211,6 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv, int& stat
     return std::nullopt;
   }
   return options;
-}
-
-bool ParseListen(const std::string& text, std::string& address, std::uint16_t& port) {
-  const std::size_t colon = text.rfind(':');
-  if (colon == std::string::npos || !ParsePort(text.substr(colon + 1), port)) return false;
-  std::string host = text.substr(0, colon);
-  if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
-    host = host.substr(1, host.size() - 2);
-    if (!IsAddress(AF_INET6, host)) return false;
-  } else if (!IsAddress(AF_INET, host)) {
-    return false;
-  }
-  address = host;
-  return true;
 }
 
 }  // namespace cloudservice

@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "service/util/TrustedProxies.h"
+
 namespace cloudservice {
 
 enum class Command {
@@ -42,18 +44,15 @@ struct Options {
   std::size_t maxBody = 1024 * 1024;  // bytes
   std::size_t maxConnections = 10000;
   std::size_t maxConnectionsOfSender = 2000;  // from one address
-  int ioTimeout = 60;                         // seconds
-  int retention = 7;                          // days for which readings are kept
-  int eventRetention = 365;                   // days for which events are kept
+  TrustedProxies trustedProxies;
+  int ioTimeout = 60;        // seconds
+  int retention = 7;         // days for which readings are kept
+  int eventRetention = 365;  // days for which events are kept
 };
 
 // Reads the command line. Returns none when the process is to end with `status`; the help, the
 // version or one message about a wrong argument has been printed by then.
 std::optional<Options> ParseOptions(int argc, const char* const* argv, int& status);
-
-// Splits "ADDR:PORT" or "[ADDR]:PORT" into `address` and `port`; false when `text` has neither
-// form.
-bool ParseListen(const std::string& text, std::string& address, std::uint16_t& port);
 
 }  // namespace cloudservice
 

@@ -214,6 +214,7 @@ SessionContext Program::ContextOf(const Options& options) {
   context.admit = [this](const std::shared_ptr<const Request>& head, const HeadReply& reply) {
     m_lanes.Admit(head, reply);
   };
+  context.proxies = options.trustedProxies;
   context.bodies = m_bodies;
   context.refuse = [this](unsigned status, const Request& request, const std::string& reason) {
     return m_operations.Refuse(status, request, reason);

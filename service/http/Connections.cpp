@@ -15,7 +15,7 @@ bool Connections::Add(const std::shared_ptr<Session>& session, const std::string
     return false;
   }
   const auto known = m_senders.find(sender);
-  if (known != m_senders.end() && known->second >= m_limits.ofSender) {
+  if (!sender.empty() && known != m_senders.end() && known->second >= m_limits.ofSender) {
     ++m_counts.refusedOfSender;
     return false;
   }

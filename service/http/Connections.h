@@ -32,8 +32,8 @@ class Connections {
  public:
   explicit Connections(const ConnectionLimits& limits) : m_limits(limits) {}
 
-  // Adds a connection from `sender`. False when there are as many as there may be, or when Stop()
-  // was called: the caller drops it then.
+  // Adds a connection from `sender`; empty: from many, whose number has no limit of its own. False
+  // when there are as many as there may be, or when Stop() was called: the caller drops it then.
   bool Add(const std::shared_ptr<Session>& session, const std::string& sender);
   // Called at the end of each connection, added or not.
   void Remove(Session* session);
@@ -53,7 +53,7 @@ class Connections {
   const ConnectionLimits m_limits;
   mutable std::mutex m_mutex;  // guards the members below
   std::unordered_map<Session*, Entry> m_entries;
-  std::map<std::string, std::size_t> m_senders;  // how many connections each has
+  std::map<std::string, std::size_t> m_senders;  // how many connections each has; "": many's
   ConnectionCounts m_counts;                     // all but `open`
   std::function<void()> m_done;
   bool m_stopping = false;

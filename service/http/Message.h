@@ -25,7 +25,7 @@ struct Request {
   Target target;
   std::string body;
   std::string token;  // X-Auth-Token; empty when there is none
-  std::string peer;   // the sender's address
+  std::string peer;   // the sender's address, also behind a trusted proxy
   std::vector<std::pair<std::string, std::string>> headers = {};  // as sent, without trailers
   std::chrono::steady_clock::time_point arrived = std::chrono::steady_clock::now();
 

@@ -84,7 +84,10 @@ void Server::Begin(tcp::socket socket) {
     if (!alive.expired()) m_connections.Remove(session);
   };
   const auto session = MakeSession(std::move(socket), m_tls, m_context, std::move(ended));
-  if (m_connections.Add(session, SenderOf(peer.address().to_string()))) session->Start();
+  const std::string address = peer.address().to_string();
+  // Who sends through a proxy is not known before a header is read.
+  const bool one = !m_context.proxies.Trust(address);
+  if (m_connections.Add(session, one ? SenderOf(address) : "")) session->Start();
 }
 
 void Server::Stop(std::function<void()> done) {

@@ -208,8 +208,11 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     m_request.target = WithoutAuthority(ToString(message.target()));
     if (!m_request.target.Text().empty()) m_request.method = ToString(message.method_string());
     m_request.token = ToString(message["X-Auth-Token"]);
-    m_request.peer = m_peer;
     m_request.headers = HeadersOf(message);
+    // Of a header that breaks off, the last line may be missing, which alone is the proxy's.
+    m_request.peer = m_parser->is_header_done()
+                         ? m_context.proxies.SenderOf(m_peer, m_request.Header("X-Forwarded-For"))
+                         : m_peer;
     m_keepAlive = message.version() >= 11 && message.keep_alive();
   }
 

@@ -14,6 +14,7 @@
 #include "service/util/Budget.h"
 #include "service/util/Clock.h"
 #include "service/util/Log.h"
+#include "service/util/TrustedProxies.h"
 
 namespace cloudservice {
 
@@ -41,6 +42,7 @@ struct SessionContext {
   Clock clock;
   SteadyNow steady = &std::chrono::steady_clock::now;
   const Log* log = nullptr;
+  TrustedProxies proxies;
   // For the bodies that did not come together with their headers.
   std::shared_ptr<Budget> bodies = std::make_shared<Budget>(kBodiesBytes);
 };

@@ -158,6 +158,43 @@ def test_wrong_keys_have_to_wait_and_the_right_one_with_them(service, clock_of):
     assert KEY not in service.error_text()
 
 
+def shuts_out(service, headers):
+    """Guesses keys until no more is looked at; `headers` gives those of the guess with a number."""
+    for i in range(40):
+        status, _ = service.send("POST", registration(EMAIL, f"{KEY}{i}"), body='{"UUID": "u-1"}',
+                                 headers=headers(i))
+        if status == 429:
+            return
+        assert status == 401
+    assert False, "every key is looked at"
+
+
+def registers(service, uuid, headers):
+    """The status of a registration with the right key."""
+    return service.send("POST", REGISTRATION, body=json.dumps({"UUID": uuid}), headers=headers)[0]
+
+
+def test_sender_behind_a_trusted_proxy_is_shut_out_alone(service):
+    service.start("--http", "--trusted-proxy", "192.0.2.1", "--trusted-proxy", "127.0.0.0/8",
+                  faketime=clock(1))
+    # It invents another address each time, which the proxy leaves to the left of its own.
+    shuts_out(service, lambda i: {"X-Forwarded-For": f"203.0.113.{i}, 198.51.100.7, 192.0.2.1"})
+    assert registers(service, "u-1", {"X-Forwarded-For": "198.51.100.7"}) == 429
+    assert registers(service, "u-2", {"X-Forwarded-For": "198.51.100.8"}) == 201
+    assert registers(service, "u-3", {"X-Forwarded-For": "198.51.100.7, nonsense"}) == 201
+    service.says(" from 198.51.100.7: POST /redfish/v1/Managers")
+    service.says(" from 198.51.100.8: POST /redfish/v1/Managers")
+    service.says(" from 127.0.0.1: POST /redfish/v1/Managers")
+    assert "203.0.113." not in service.error_text()
+
+
+def test_sender_that_is_no_trusted_proxy_cannot_be_another(service):
+    service.start("--http", "--trusted-proxy", "192.0.2.1", faketime=clock(1))
+    shuts_out(service, lambda i: {"X-Forwarded-For": f"198.51.100.{i}"})
+    assert registers(service, "u-1", {"X-Forwarded-For": "198.51.100.99"}) == 429
+    assert "198.51.100." not in service.error_text()
+
+
 def test_wrong_key_of_one_appliance_does_not_shut_out_the_others(service):
     """It tries again and again with the key that it has."""
     service.start("--http", faketime=clock(1))

@@ -68,9 +68,9 @@ class Everything {
   const Log m_log{[](const std::string&) {}, [] { return kNow; }};
   const TempFolder m_folder;
   TestStore m_store{m_folder.File("s.db")};
-  Accounts m_accounts{m_store, [] { return kNow; }, [] { return kNow; }};
+  Accounts m_accounts{m_store, [] { return kNow; }};
   RedfishService m_service{m_store, m_log, m_accounts, [] { return kNow; }};
-  Operators m_operators{m_store, [] { return kNow; }, [] { return kNow; }};
+  Operators m_operators{m_store, [] { return kNow; }};
   Feed m_feed{m_store, m_operators, m_log, [] { return kNow; }, [this] { m_feed.TellChanges(); }};
   OperatorApi m_api{m_store, m_operators, m_feed, m_log, [] { return kNow; }, false};
 };

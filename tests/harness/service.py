@@ -63,9 +63,10 @@ class Service(Process):
         """A connection to the service's database, beside the service's own."""
         return sqlite3.connect(self._folder_of_data / "service.db", timeout=30)
 
-    def _request(self, method, path, token, body):
+    def _request(self, method, path, token, body, headers=None):
         with contextlib.closing(connect(self.url)) as link:
-            link.request(method, path, body, {"X-Auth-Token": token} if token else {})
+            own = {"X-Auth-Token": token} if token else {}
+            link.request(method, path, body, {**own, **(headers or {})})
             answer = link.getresponse()
             return answer.status, answer.headers, answer.read()
 
@@ -74,9 +75,9 @@ class Service(Process):
         status, _, text = self._request(method, path, token, body)
         return status, json.loads(text) if text else None
 
-    def send(self, method, path, token="", body=None):
+    def send(self, method, path, token="", body=None, headers=None):
         """The same, with the answer's headers instead."""
-        return self._request(method, path, token, body)[:2]
+        return self._request(method, path, token, body, headers)[:2]
 
     def members(self, path, token):
         """The paths of a collection's members, over all its pages."""

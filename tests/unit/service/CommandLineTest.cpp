@@ -84,6 +84,24 @@ TEST_F(CommandLineTest, Everything_said_is_taken) {
   EXPECT_EQ(options->eventRetention, 36500);
 }
 
+TEST_F(CommandLineTest, Trusted_proxies_are_as_many_as_are_named) {
+  const auto options =
+      Parse({"--trusted-proxy", "192.0.2.1", "--http", "--trusted-proxy", "2001:db8::/32"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_TRUE(options->trustedProxies.Trust("192.0.2.1"));
+  EXPECT_TRUE(options->trustedProxies.Trust("2001:db8::7"));
+  EXPECT_FALSE(options->trustedProxies.Trust("192.0.2.2"));
+  EXPECT_FALSE(Parse({})->trustedProxies.Trust("127.0.0.1"));
+}
+
+TEST_F(CommandLineTest, Trusted_proxy_that_is_none_is_named) {
+  EXPECT_FALSE(Parse({"--trusted-proxy", "192.0.2.1", "--trusted-proxy", "10.0.0.1/8"}));
+  EXPECT_EQ(status, 2);
+  EXPECT_EQ(err,
+            "cloudservice: --trusted-proxy 10.0.0.1/8: neither an address nor a network whose "
+            "other bits are 0, as 10.0.0.0/8 (see cloudservice --help)\n");
+}
+
 TEST_F(CommandLineTest, Key_comes_from_a_file_or_from_standard_input) {
   for (const char* file : {"/x/key", "-"}) {
     const auto options = Parse({"--email", "a@b", "--registration-key-file", file});
@@ -170,6 +188,10 @@ TEST_F(CommandLineTest, Wrong_arguments_are_status_2_and_one_line) {
       {"--max-body", "0"},
       {"--max-connections", "0"},
       {"--max-connections-of-address", "0"},
+      {"--trusted-proxy"},
+      {"--trusted-proxy", ""},
+      {"--trusted-proxy", "proxy.example.org"},
+      {"--trusted-proxy", "192.0.2.1", "192.0.2.2"},
       {"--max-body", "many"},
       {"--io-timeout", "0"},
       {"--retention", "0"},

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -117,6 +118,76 @@ TEST_F(ServerTest, Connection_beyond_the_limit_is_closed_and_the_others_go_on) {
   EXPECT_EQ(server->Counts().refusedOfSender, 0U);
   first.Send(Get("/a"));
   EXPECT_THAT(first.ReadAnswer(), StartsWith("HTTP/1.1 201 "));
+}
+
+// The sender of a request with these lines in its header, as its handler knows it.
+std::string SenderBehind(std::uint16_t port, const std::string& lines) {
+  Peer peer(port);
+  peer.Send("GET /peer HTTP/1.1\r\nHost: x\r\n" + lines + "\r\n");
+  const std::string answer = peer.ReadAnswer();
+  return answer.substr(answer.find("\r\n\r\n") + 4);
+}
+
+TEST_F(ServerTest, Sender_of_a_request_is_whom_a_trusted_proxy_names) {
+  ASSERT_TRUE(proxies.Add("127.0.0.1"));
+  Start();
+  EXPECT_EQ(SenderBehind(port, "X-Forwarded-For: 192.0.2.9, 192.0.2.7\r\n"), "192.0.2.7");
+  EXPECT_EQ(SenderBehind(port,
+                         "x-forwarded-for: 192.0.2.9\r\nX: y\r\n"
+                         "X-FORWARDED-FOR: 192.0.2.7, 127.0.0.1\r\n"),
+            "192.0.2.7");
+  EXPECT_EQ(SenderBehind(port, "X-Forwarded-For: 192.0.2.9\r\nX-Forwarded-For:\r\n"), "127.0.0.1");
+  EXPECT_EQ(SenderBehind(port, ""), "127.0.0.1");
+}
+
+TEST_F(ServerTest, Each_request_of_a_proxys_connection_has_a_sender_of_its_own) {
+  ASSERT_TRUE(proxies.Add("127.0.0.0/8"));
+  Start();
+  Peer peer(port);
+  const std::string begin = "GET /peer HTTP/1.1\r\nHost: x\r\n";
+  peer.Send(begin + "X-Forwarded-For: 192.0.2.1\r\n\r\n" + begin +
+            "X-Forwarded-For: 192.0.2.2\r\n\r\n" + begin + "\r\n");
+  EXPECT_THAT(peer.ReadAnswer(), EndsWith("\r\n192.0.2.1"));
+  EXPECT_THAT(peer.ReadAnswer(), EndsWith("\r\n192.0.2.2"));
+  EXPECT_THAT(peer.ReadAnswer(), EndsWith("\r\n127.0.0.1"));
+}
+
+TEST_F(ServerTest, Stranger_is_not_believed_who_sends_for_another) {
+  ASSERT_TRUE(proxies.Add("192.0.2.0/24"));
+  Start();
+  EXPECT_EQ(SenderBehind(port, "X-Forwarded-For: 192.0.2.7\r\n"), "127.0.0.1");
+}
+
+// The line that a proxy has put at the end may be the one that is missing.
+TEST_F(ServerTest, Header_that_breaks_off_names_nobody) {
+  ASSERT_TRUE(proxies.Add("127.0.0.1"));
+  Start();
+  const std::string begin = "GET /peer HTTP/1.1\r\nHost: x\r\nX-Forwarded-For: 192.0.2.9\r\n";
+  EXPECT_THAT(Exchange(begin + "A: " + std::string(20000, 'a') + "\r\n\r\n"),
+              StartsWith("HTTP/1.1 431 "));
+  EXPECT_THAT(Lines(), HasSubstr("refused 127.0.0.1\n"));
+}
+
+TEST_F(ServerTest, Connections_of_a_trusted_proxy_have_only_the_limit_of_all) {
+  connectionLimits = {2, 1};
+  ASSERT_TRUE(proxies.Add("127.0.0.1"));
+  Start();
+  Peer first(port);
+  first.Send(Get("/a"));
+  first.ReadAnswer();
+  {
+    Peer second(port);
+    second.Send(Get("/a"));
+    EXPECT_THAT(second.ReadAnswer(), StartsWith("HTTP/1.1 201 "));
+    EXPECT_EQ(Peer(port).ReadAll(), "");
+    EXPECT_EQ(server->Counts().refused, 1U);
+    EXPECT_EQ(server->Counts().refusedOfSender, 0U);
+  }
+  while (server->Counts().open > 1) {
+  }
+  Peer next(port);
+  next.Send(Get("/a"));
+  EXPECT_THAT(next.ReadAnswer(), StartsWith("HTTP/1.1 201 "));
 }
 
 TEST_F(ServerTest, Sender_has_no_more_connections_than_it_may) {

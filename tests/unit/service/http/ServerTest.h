@@ -46,9 +46,11 @@ class ServerTest : public testing::Test {
       refusal.body = "Who is this?";
       reply(refusal);
     };
+    context.proxies = proxies;
     context.bodies = bodies;
     context.refuse = [this](unsigned status, const Request& request, const std::string& reason) {
       log.Line(request.method + " " + request.target.Text() + " " + reason);
+      if (request.target.Text() == "/peer") log.Line("refused " + request.peer);
       Response response;
       response.status = status;
       response.body = reason;
@@ -131,6 +133,7 @@ class ServerTest : public testing::Test {
 
   Limits limits;
   ConnectionLimits connectionLimits;
+  TrustedProxies proxies;
   std::shared_ptr<Budget> bodies = std::make_shared<Budget>(kBodiesBytes);
   std::uint16_t port = 0;
   std::shared_ptr<Stream> written = std::make_shared<Stream>(1024 * 1024);
@@ -155,6 +158,7 @@ class ServerTest : public testing::Test {
       response.body = request.Header("if-match") + "|" + request.Header("none");
       response.SetHeader("Cache-Control", "no-cache");
     }
+    if (request.target.Text() == "/peer") response.body = request.peer;
     if (request.target.Text() == "/big") response.body = std::string(kBig, 'b');
     if (request.target.Text() == "/throw") throw std::runtime_error("no memory");
     if (request.target.Text() == "/stream") {
