@@ -63,15 +63,15 @@ Limits LimitsOf(const Options& options) {
   return limits;
 }
 
-std::optional<boost::asio::ssl::context> TlsOf(const Options& options, const Log& log) {
-  if (options.plainHttp) return std::nullopt;
+std::unique_ptr<ServerTls> TlsOf(const Options& options, const Log& log) {
+  if (options.plainHttp) return nullptr;
   CertificateFiles files = {options.certificate, options.key};
   if (files.certificate.empty()) {
     bool made = false;
     files = OwnCertificate(options.database, made);
     if (made) log.Line("certificate made: " + files.certificate);
   }
-  return ServerContext(files);
+  return std::make_unique<ServerTls>(std::move(files));
 }
 
 // Raises the limit of open files to the highest that the system allows this process: each
@@ -141,13 +141,15 @@ class Program {
   Load LoadNow() const;
   void WaitForSignal();
   void Stop();
+  void WaitForHangUp();
+  void ReadAgain();
   void KeepClean();
   void Rest();
 
   const Log& m_log;
   const std::unique_ptr<DatabaseLock> m_lock;
   const std::unique_ptr<Store> m_store;
-  std::optional<boost::asio::ssl::context> m_tls;
+  const std::unique_ptr<ServerTls> m_tls;
   Accounts m_accounts;
   RedfishService m_service;
   Operators m_operators;
@@ -155,8 +157,9 @@ class Program {
   OperatorApi m_api;
   CleanUp m_cleanUp;
   boost::asio::io_context m_io;
-  const boost::asio::strand<boost::asio::io_context::executor_type> m_strand;  // of the next two
+  const boost::asio::strand<boost::asio::io_context::executor_type> m_strand;  // of the next three
   boost::asio::signal_set m_signals;
+  boost::asio::signal_set m_hangUp;
   boost::asio::steady_timer m_cleaning;
   std::chrono::steady_clock::time_point m_oldGoes;  // when what is old is removed next
   std::atomic<bool> m_stopping{false};
@@ -180,12 +183,13 @@ Program::Program(const Options& options, const Log& log)
       m_operators(*m_store, WallClock),
       m_feed(*m_store, m_operators, log, WallClock,
              [this] { m_teller.Post([this] { m_feed.TellChanges(); }); }),
-      m_api(*m_store, m_operators, m_feed, log, WallClock, m_tls.has_value()),
+      m_api(*m_store, m_operators, m_feed, log, WallClock, m_tls != nullptr),
       m_cleanUp(*m_store, log, WallClock, RetentionOf(options)),
       m_strand(boost::asio::make_strand(m_io)),
       m_signals(m_strand, SIGTERM, SIGINT),
+      m_hangUp(m_strand, SIGHUP),
       m_cleaning(m_strand),
-      m_server(m_io, m_tls ? &*m_tls : nullptr, ContextOf(options),
+      m_server(m_io, m_tls.get(), ContextOf(options),
                {options.maxConnections, options.maxConnectionsOfSender}),
       m_operations(*m_store, log, WallClock,
                    ServiceOf(m_service, m_api, [this] { return LoadNow(); })),
@@ -245,6 +249,7 @@ Load Program::LoadNow() const {
 void Program::Run() {
   KeepClean();
   WaitForSignal();
+  WaitForHangUp();
   if (!m_accounts.Any()) m_log.Line("no account: no appliance can register");
   std::printf("listening on %s\n", m_server.Url().c_str());
   std::fflush(stdout);
@@ -272,7 +277,31 @@ void Program::Stop() {
   m_signals.async_wait([](const boost::system::error_code& cancelled, int) {
     if (!cancelled) std::_Exit(EXIT_FAILURE);
   });
-  m_server.Stop([this] { boost::asio::post(m_strand, [this] { m_signals.cancel(); }); });
+  m_server.Stop([this] {
+    boost::asio::post(m_strand, [this] {
+      m_signals.cancel();
+      m_hangUp.cancel();
+    });
+  });
+}
+
+// Waits while the service runs: it is never the end of it.
+void Program::WaitForHangUp() {
+  m_hangUp.async_wait([this](const boost::system::error_code& cancelled, int) {
+    if (cancelled) return;
+    ReadAgain();
+    WaitForHangUp();
+  });
+}
+
+void Program::ReadAgain() {
+  if (!m_tls) return m_log.Line("nothing to read again: the service speaks plain HTTP");
+  try {
+    m_tls->ReadAgain();
+    m_log.Line("certificate read again: " + m_tls->Files().certificate);
+  } catch (const std::exception& error) {
+    m_log.Line(std::string("certificate not read again, the one before stays: ") + error.what());
+  }
 }
 
 // Removes what is old now and every hour from now on, and every few seconds what removed appliances
@@ -300,6 +329,8 @@ void Program::Rest() {
 }
 
 int Run(const Options& options, const Log& log) {
+  // Until the service runs there is nothing to read again.
+  signal(SIGHUP, SIG_IGN);
   Program(options, log).Run();
   return EXIT_SUCCESS;
 }

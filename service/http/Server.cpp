@@ -24,7 +24,7 @@ constexpr std::chrono::milliseconds kAcceptPause{100};
 
 }  // namespace
 
-Server::Server(asio::io_context& io, asio::ssl::context* tls, SessionContext context,
+Server::Server(asio::io_context& io, const ServerTls* tls, SessionContext context,
                const ConnectionLimits& limits)
     : m_io(io),
       m_tls(tls),
@@ -83,7 +83,8 @@ void Server::Begin(tcp::socket socket) {
   auto ended = [this, alive = std::weak_ptr<const bool>(m_alive)](Session* session) {
     if (!alive.expired()) m_connections.Remove(session);
   };
-  const auto session = MakeSession(std::move(socket), m_tls, m_context, std::move(ended));
+  const auto tls = m_tls != nullptr ? m_tls->Current() : nullptr;
+  const auto session = MakeSession(std::move(socket), tls.get(), m_context, std::move(ended));
   const std::string address = peer.address().to_string();
   // Who sends through a proxy is not known before a header is read.
   const bool one = !m_context.proxies.Trust(address);

@@ -10,11 +10,11 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/ssl/context.hpp>
 #include <boost/asio/steady_timer.hpp>
 
 #include "service/http/Connections.h"
 #include "service/http/Session.h"
+#include "service/http/Tls.h"
 
 namespace cloudservice {
 
@@ -25,7 +25,7 @@ class Server {
  public:
   // `tls` null: plain HTTP. `io`, `tls` and what `context` points to outlive the server; the server
   // outlives the run of the io_context.
-  Server(boost::asio::io_context& io, boost::asio::ssl::context* tls, SessionContext context,
+  Server(boost::asio::io_context& io, const ServerTls* tls, SessionContext context,
          const ConnectionLimits& limits = {});
 
   // Binds and listens. `address` is an IPv4 or IPv6 address, without brackets; port 0 takes any
@@ -47,7 +47,7 @@ class Server {
   void Begin(boost::asio::ip::tcp::socket socket);
 
   boost::asio::io_context& m_io;
-  boost::asio::ssl::context* const m_tls;
+  const ServerTls* const m_tls;
   const SessionContext m_context;
   boost::asio::ip::tcp::acceptor m_acceptor;
   boost::asio::steady_timer m_pause;

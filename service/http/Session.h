@@ -61,7 +61,8 @@ class Session {
 };
 
 // Makes a connection on `socket`, whose executor runs one operation at a time, encrypted unless
-// `tls` is null. Its destructor calls `ended`, on any thread. The context and `tls` outlive it.
+// `tls` is null. Its destructor calls `ended`, on any thread. The context outlives it; `tls` need
+// not.
 std::shared_ptr<Session> MakeSession(boost::asio::ip::tcp::socket socket,
                                      boost::asio::ssl::context* tls, const SessionContext& context,
                                      std::function<void(Session*)> ended);

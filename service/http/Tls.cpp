@@ -10,6 +10,7 @@
 #include <ctime>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include <openssl/evp.h>
 #include <openssl/pem.h>
@@ -154,6 +155,8 @@ boost::asio::ssl::context ServerContext(const CertificateFiles& files) {
   if (SSL_CTX_set_cipher_list(context.native_handle(), kCiphers) != 1) {
     throw std::runtime_error("cannot use TLS: OpenSSL has none of " + std::string(kCiphers));
   }
+  // Nobody is there to be asked for a password, which OpenSSL would do at the terminal.
+  SSL_CTX_set_default_passwd_cb(context.native_handle(), [](char*, int, int, void*) { return -1; });
   boost::system::error_code error;
   context.use_certificate_chain_file(files.certificate, error);
   if (error) {
@@ -165,6 +168,21 @@ boost::asio::ssl::context ServerContext(const CertificateFiles& files) {
     throw std::runtime_error("cannot use the key " + files.key + ": " + error.message());
   }
   return context;
+}
+
+ServerTls::ServerTls(CertificateFiles files)
+    : m_files(std::move(files)),
+      m_context(std::make_shared<boost::asio::ssl::context>(ServerContext(m_files))) {}
+
+void ServerTls::ReadAgain() {
+  auto context = std::make_shared<boost::asio::ssl::context>(ServerContext(m_files));
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  m_context = std::move(context);
+}
+
+std::shared_ptr<boost::asio::ssl::context> ServerTls::Current() const {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  return m_context;
 }
 
 }  // namespace cloudservice

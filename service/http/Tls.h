@@ -2,6 +2,8 @@
 #ifndef SERVICE_HTTP_TLS_H_
 #define SERVICE_HTTP_TLS_H_
 
+#include <memory>
+#include <mutex>
 #include <string>
 
 #include <boost/asio/ssl/context.hpp>
@@ -20,8 +22,30 @@ struct CertificateFiles {
 CertificateFiles OwnCertificate(const std::string& database, bool& made);
 
 // The TLS context of a server with this certificate: TLS 1.2 and later, with forward secrecy and
-// authenticated encryption. Throws std::runtime_error that names the file that cannot be used.
+// authenticated encryption. Throws std::runtime_error that names the file that cannot be used; a
+// key with a password cannot. Blocks for the files.
 boost::asio::ssl::context ServerContext(const CertificateFiles& files);
+
+// The TLS context of a server's new connections. Any thread may call the operations.
+class ServerTls {
+ public:
+  // Reads the files; throws as ServerContext() does.
+  explicit ServerTls(CertificateFiles files);
+
+  const CertificateFiles& Files() const { return m_files; }
+
+  // Reads the files again, for connections that come from now on. Throws as ServerContext() does;
+  // what was read before stays in use then.
+  void ReadAgain();
+
+  // What a connection that begins now uses. The connection need not keep it.
+  std::shared_ptr<boost::asio::ssl::context> Current() const;
+
+ private:
+  const CertificateFiles m_files;
+  mutable std::mutex m_mutex;  // guards the member below
+  std::shared_ptr<boost::asio::ssl::context> m_context;
+};
 
 }  // namespace cloudservice
 

@@ -1,12 +1,15 @@
 # SPDX-License-Identifier: Apache-2.0
 """The service by itself, as a process."""
 
+import contextlib
+import signal
 import subprocess
 
 import pytest
 
 from harness.daemon import EMAIL, KEY, UUID
 from harness.process import clock, environment
+from harness.wire import certificate_pair, connect
 
 REGISTRATION = f"/redfish/v1/Managers?setup_email={EMAIL}&registration_key={KEY}"
 
@@ -41,6 +44,32 @@ def test_certificate_is_made_once(service):
     service.start()
     assert service.certificate() == first
     assert "certificate made" not in service.error_text()
+
+
+def test_certificate_is_read_again_without_a_lost_connection(service, folder):
+    service.start(faketime=clock(1))
+    first = service.certificate()
+    with contextlib.closing(connect(service.url)) as old:
+        def is_answered():
+            old.request("GET", "/redfish/v1")
+            answer = old.getresponse()
+            return answer.status == 200 and answer.read()
+        assert is_answered()
+        link = old.sock
+        certificate, key = folder / "service.db.crt", folder / "service.db.key"
+        certificate.write_text("broken")
+        service.signal(signal.SIGHUP)
+        service.says(" certificate not read again, the one before stays: "
+                     f"cannot use the certificate {certificate}: ")
+        assert service.certificate() == first
+        assert is_answered()
+        certificate_pair(certificate, key)
+        service.signal(signal.SIGHUP)
+        service.says(f" certificate read again: {certificate}\n")
+        second = service.certificate()
+        assert second == certificate.read_text() != first
+        assert is_answered()
+        assert old.sock is link
 
 
 def test_second_registration_ends_the_first(service):

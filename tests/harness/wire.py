@@ -86,13 +86,18 @@ def read_all(link):
     return raw
 
 
-def tls_context(folder):
-    """A server's side, with a certificate that is made for it in `folder`."""
-    key, certificate = folder / "server.key", folder / "server.pem"
+def certificate_pair(certificate, key):
+    """Makes a certificate and its key in these two files."""
     subprocess.run(
         ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
          "-nodes", "-subj", "/CN=server", "-days", "2", "-keyout", str(key),
          "-out", str(certificate)], check=True, capture_output=True)
+
+
+def tls_context(folder):
+    """A server's side, with a certificate that is made for it in `folder`."""
+    key, certificate = folder / "server.key", folder / "server.pem"
+    certificate_pair(certificate, key)
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.load_cert_chain(certificate, key)
     return context

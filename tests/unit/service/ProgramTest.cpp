@@ -114,6 +114,18 @@ TEST_F(ProgramTest, Prints_one_line_when_it_listens_and_stops_with_0) {
   EXPECT_THAT(Log(), EndsWith(" stopped\n"));
 }
 
+TEST_F(ProgramTest, Hang_up_without_tls_is_a_line_in_the_log) {
+  StartPlain();
+  const std::string line = " nothing to read again: the service speaks plain HTTP\n";
+  kill(m_child, SIGHUP);
+  while (Log().find(line) == std::string::npos) sched_yield();
+  // And again: it goes on waiting for them.
+  kill(m_child, SIGHUP);
+  while (Log().find(line) == Log().rfind(line)) sched_yield();
+  EXPECT_THAT(Ask("GET /redfish/v1"), StartsWith("HTTP/1.1 200 OK\r\n"));
+  EXPECT_EQ(Stop(SIGTERM), 0);
+}
+
 TEST_F(ProgramTest, Interrupt_stops_it_although_a_request_hangs) {
   StartPlain();
   const Peer hanging(port);

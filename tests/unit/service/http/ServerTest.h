@@ -17,7 +17,6 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/ssl/context.hpp>
 #include <gtest/gtest.h>
 
 #include "Peer.h"
@@ -33,7 +32,7 @@ class ServerTest : public testing::Test {
     if (m_thread.joinable()) Stop();
   }
 
-  void Start(boost::asio::ssl::context* tls = nullptr) {
+  void Start(const ServerTls* tls = nullptr) {
     SessionContext context;
     context.limits = limits;
     context.take = [this](const std::shared_ptr<const Request>& request, const Reply& reply) {

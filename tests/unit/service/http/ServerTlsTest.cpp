@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
+#include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include <boost/asio/read.hpp>
+#include <boost/asio/read_until.hpp>
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/write.hpp>
 #include <gmock/gmock.h>
@@ -23,7 +27,7 @@ using testing::StartsWith;
 
 class TlsServerTest : public ServerTest {
  protected:
-  TlsServerTest() : m_tls(MakeContext()) { Start(&m_tls); }
+  TlsServerTest() { Start(&tls); }
   ~TlsServerTest() override { Stop(); }
 
   using Stream = asio::ssl::stream<asio::ip::tcp::socket>;
@@ -46,14 +50,36 @@ class TlsServerTest : public ServerTest {
     return stream;
   }
 
- private:
-  asio::ssl::context MakeContext() {
+  static CertificateFiles Made(const TempFolder& folder, const std::string& name) {
     bool made = false;
-    return ServerContext(OwnCertificate(m_folder.File("s.db"), made));
+    return OwnCertificate(folder.File(name), made);
+  }
+  // Puts another pair in the place of the server's own.
+  void Replace() const {
+    const CertificateFiles other = Made(folder, "other");
+    std::filesystem::rename(other.certificate, tls.Files().certificate);
+    std::filesystem::rename(other.key, tls.Files().key);
+  }
+  // What a connection was shown, as its serial number.
+  static std::uint64_t SerialOf(Stream& stream) {
+    X509* const certificate = SSL_get1_peer_certificate(stream.native_handle());
+    std::uint64_t serial = 0;
+    EXPECT_EQ(ASN1_INTEGER_get_uint64(&serial, X509_get0_serialNumber(certificate)), 1);
+    X509_free(certificate);
+    return serial;
+  }
+  static bool IsServed(Stream& stream) {
+    boost::system::error_code error;
+    asio::write(stream, asio::buffer(Get("/1")), error);
+    std::string answer;
+    if (!error) asio::read_until(stream, asio::dynamic_buffer(answer), "GET /1 [] ", error);
+    return !error;
   }
 
-  TempFolder m_folder;
-  asio::ssl::context m_tls;
+  TempFolder folder;
+  ServerTls tls{Made(folder, "s.db")};
+
+ private:
   asio::io_context m_clientIo;
   asio::ssl::context m_client{asio::ssl::context::tls_client};
 };
@@ -104,6 +130,29 @@ TEST_F(TlsServerTest, Tls_1_2_has_forward_secrecy_and_authenticated_encryption) 
                               "ECDHE-ECDSA-AES128-CCM", "AES128-GCM-SHA256"}) {
     EXPECT_EQ(CipherOf(refused), "") << refused;
   }
+}
+
+TEST_F(TlsServerTest, Certificate_that_is_read_again_is_shown_to_who_comes_next) {
+  const auto before = Connect();
+  Replace();
+  EXPECT_EQ(SerialOf(*Connect()), SerialOf(*before));
+  tls.ReadAgain();
+  const auto after = Connect();
+  EXPECT_NE(SerialOf(*after), SerialOf(*before));
+  EXPECT_TRUE(IsServed(*after));
+  EXPECT_TRUE(IsServed(*before));
+}
+
+TEST_F(TlsServerTest, Certificate_that_cannot_be_read_again_stays) {
+  const auto before = Connect();
+  std::filesystem::rename(Made(folder, "other").key, tls.Files().key);
+  EXPECT_THROW(tls.ReadAgain(), std::runtime_error);
+  std::filesystem::remove(tls.Files().certificate);
+  EXPECT_THROW(tls.ReadAgain(), std::runtime_error);
+  const auto after = Connect();
+  EXPECT_EQ(SerialOf(*after), SerialOf(*before));
+  EXPECT_TRUE(IsServed(*after));
+  EXPECT_TRUE(IsServed(*before));
 }
 
 TEST_F(TlsServerTest, Plain_http_is_refused_and_said_in_the_log) {

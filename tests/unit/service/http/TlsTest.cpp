@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
 
 #include "TempFolder.h"
 #include "service/http/Tls.h"
@@ -72,6 +74,24 @@ TEST(TlsTest, No_cipher_goes_without_forward_secrecy_or_authenticated_encryption
     EXPECT_THAT(SSL_CIPHER_get_kx_nid(cipher), testing::AnyOf(NID_kx_ecdhe, NID_kx_any))
         << SSL_CIPHER_get_name(cipher);
   }
+}
+
+TEST(TlsTest, Key_with_a_password_cannot_be_used_and_nobody_is_asked) {
+  TempFolder folder;
+  bool made = false;
+  const CertificateFiles files = OwnCertificate(folder.File("s.db"), made);
+  BIO* const file = BIO_new_file(files.key.c_str(), "r");
+  EVP_PKEY* const key = PEM_read_bio_PrivateKey(file, nullptr, nullptr, nullptr);
+  BIO_free(file);
+  ASSERT_NE(key, nullptr);
+  BIO* const locked = BIO_new_file(folder.File("locked.key").c_str(), "w");
+  unsigned char password[] = "secret";
+  EXPECT_EQ(PEM_write_bio_PrivateKey(locked, key, EVP_aes_128_cbc(), password, 6, nullptr, nullptr),
+            1);
+  BIO_free(locked);
+  EVP_PKEY_free(key);
+  EXPECT_THAT(ContextFails({files.certificate, folder.File("locked.key")}),
+              HasSubstr("cannot use the key " + folder.File("locked.key")));
 }
 
 TEST(TlsTest, Failures_name_the_file) {
