@@ -113,6 +113,12 @@ std::int64_t Database::LastInsertId() const { return sqlite3_last_insert_rowid(H
 namespace {
 
 const Sql kDataVersion("PRAGMA data_version");
+const Sql kBegin("BEGIN");
+const Sql kBeginWriting("BEGIN IMMEDIATE");
+const Sql kCommit("COMMIT");
+const Sql kRollback("ROLLBACK");
+const Sql kSavepoint("SAVEPOINT unit");
+const Sql kRelease("RELEASE unit");
 
 }  // namespace
 
@@ -140,6 +146,13 @@ void Database::Keep(const Sql& sql, Prepared statement) {
   sqlite3_reset(statement.get());
   sqlite3_clear_bindings(statement.get());
   m_kept[sql.Number()] = std::move(statement);
+}
+
+int Database::Mark(const Sql& sql) {
+  Prepared statement = Prepare(sql);
+  const int code = sqlite3_step(statement.get());
+  Keep(sql, std::move(statement));
+  return code;
 }
 
 Statement::Statement(Database& database, const Sql& sql)
@@ -208,9 +221,8 @@ std::optional<std::int64_t> Statement::OptionalNumber(int column) const {
 // A writer takes the lock at the beginning, since SQLite waits for a lock only there.
 DatabaseTransaction::DatabaseTransaction(Database& database, Mode mode)
     : m_database(database), m_mode(mode) {
-  const char* begin = mode == Mode::kWrite ? "BEGIN IMMEDIATE" : "BEGIN";
-  const int code = sqlite3_exec(m_database.Handle(), begin, nullptr, nullptr, nullptr);
-  if (code == SQLITE_OK) return;
+  const int code = m_database.Mark(mode == Mode::kWrite ? kBeginWriting : kBegin);
+  if (code == SQLITE_DONE) return;
   if (mode == Mode::kWrite) m_database.NoteChange(code);
   Fail(m_database.Handle());
 }
@@ -218,21 +230,22 @@ DatabaseTransaction::DatabaseTransaction(Database& database, Mode mode)
 DatabaseTransaction::~DatabaseTransaction() {
   if (!m_open) return;
   try {
-    m_database.Execute("ROLLBACK");
+    // It fails when SQLite has rolled back by itself, as after some errors.
+    m_database.Mark(kRollback);
   } catch (const DatabaseError&) {
-    // SQLite has rolled back by itself after some errors.
+    // There is no memory for the statement: closing the database rolls back.
   }
 }
 
 void DatabaseTransaction::Commit() {
-  const int code = sqlite3_exec(m_database.Handle(), "COMMIT", nullptr, nullptr, nullptr);
+  const int code = m_database.Mark(kCommit);
   if (m_mode == Mode::kWrite) m_database.NoteChange(code);
-  if (code != SQLITE_OK) Fail(m_database.Handle());
+  if (code != SQLITE_DONE) Fail(m_database.Handle());
   m_open = false;
 }
 
 Savepoint::Savepoint(Database& database) : m_database(database), m_before(database.ChangedRows()) {
-  m_database.Execute("SAVEPOINT unit");
+  if (m_database.Mark(kSavepoint) != SQLITE_DONE) Fail(m_database.Handle());
 }
 
 Savepoint::~Savepoint() {
@@ -248,7 +261,7 @@ Savepoint::~Savepoint() {
 }
 
 void Savepoint::Release() {
-  m_database.Execute("RELEASE unit");
+  if (m_database.Mark(kRelease) != SQLITE_DONE) Fail(m_database.Handle());
   m_open = false;
 }
 

@@ -91,6 +91,8 @@ class Database {
   // A statement that is kept from its last use, or a new one. Keep() takes it back.
   Prepared Prepare(const Sql& sql);
   void Keep(const Sql& sql, Prepared statement);
+  // Runs a statement that begins or ends a transaction; SQLITE_DONE when it has.
+  int Mark(const Sql& sql);
 
   std::unique_ptr<sqlite3, Close> m_handle;
   std::vector<Prepared> m_kept;  // by Sql::Number()

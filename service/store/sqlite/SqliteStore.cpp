@@ -84,14 +84,14 @@ void SqliteStore::PutReader(std::unique_ptr<Database> reader) {
 }
 
 void SqliteStore::RunWrite(const Unit& work) {
-  Order order = {work};
+  const auto order = std::make_shared<Order>(Order{work});
+  std::future<void> done = order->done.get_future();
   {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_orders.push_back(&order);
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    m_orders.push_back(order);
     if (m_orders.size() == 1) m_changed.notify_one();
-    order.changed.wait(lock, [&] { return order.done; });
   }
-  if (order.error) std::rethrow_exception(order.error);
+  done.get();
 }
 
 void SqliteStore::WriteOrders() {
@@ -110,7 +110,7 @@ void SqliteStore::Commit(const Orders& orders) {
   const std::lock_guard<std::mutex> guard(m_writing);
   // When one order makes SQLite undo everything, the others must not suffer for it.
   if (!TryTogether(orders) && orders.size() > 1) {
-    for (Order* order : orders) TryTogether({order});
+    for (const std::shared_ptr<Order>& order : orders) TryTogether({order});
   }
   TellDone(orders);
   m_database.KeepLogSmall();
@@ -120,7 +120,7 @@ bool SqliteStore::TryTogether(const Orders& orders) {
   try {
     return RunTogether(orders);
   } catch (...) {
-    for (Order* order : orders) order->error = std::current_exception();
+    for (const std::shared_ptr<Order>& order : orders) order->error = std::current_exception();
     return true;
   }
 }
@@ -128,7 +128,7 @@ bool SqliteStore::TryTogether(const Orders& orders) {
 bool SqliteStore::RunTogether(const Orders& orders) {
   std::vector<Change> changes;
   DatabaseTransaction transaction(m_database);
-  for (Order* order : orders) {
+  for (const std::shared_ptr<Order>& order : orders) {
     RunOne(*order, changes);
     if (!m_database.InTransaction()) return false;
   }
@@ -151,10 +151,12 @@ void SqliteStore::RunOne(Order& order, std::vector<Change>& changes) {
 }
 
 void SqliteStore::TellDone(const Orders& orders) {
-  const std::lock_guard<std::mutex> guard(m_mutex);
-  for (Order* order : orders) {
-    order->done = true;
-    order->changed.notify_one();
+  for (const std::shared_ptr<Order>& order : orders) {
+    if (order->error) {
+      order->done.set_exception(order->error);
+    } else {
+      order->done.set_value();
+    }
   }
 }
 

@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <exception>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -45,10 +46,10 @@ class SqliteStore : public Store {
   struct Order {
     const Unit& work;
     std::exception_ptr error = nullptr;  // why nothing of it is kept
-    bool done = false;
-    std::condition_variable changed = {};
+    std::promise<void> done = {};
   };
-  using Orders = std::vector<Order*>;
+  // Shared, since who waits for an order may be gone before the writer has left it.
+  using Orders = std::vector<std::shared_ptr<Order>>;
 
   void WriteOrders();
   void Commit(const Orders& orders);
@@ -58,7 +59,7 @@ class SqliteStore : public Store {
   bool TryTogether(const Orders& orders);
   bool RunTogether(const Orders& orders);
   void RunOne(Order& order, std::vector<Change>& changes);
-  void TellDone(const Orders& orders);
+  static void TellDone(const Orders& orders);
 
   std::unique_ptr<Database> TakeReader();
   void PutReader(std::unique_ptr<Database> reader);
