@@ -43,6 +43,7 @@
 #include "service/store/Store.h"
 #include "service/util/Clock.h"
 #include "service/util/Log.h"
+#include "service/util/Notify.h"
 #include "service/util/Workers.h"
 
 namespace cloudservice {
@@ -141,12 +142,16 @@ class Program {
   Load LoadNow() const;
   void WaitForSignal();
   void Stop();
+  void TellReady();
   void WaitForHangUp();
   void ReadAgain();
+  void FeedWatchdog();
   void KeepClean();
   void Rest();
 
   const Log& m_log;
+  const Notify m_notify;
+  const std::chrono::microseconds m_watchdogInterval;  // 0: there is no watchdog
   const std::unique_ptr<DatabaseLock> m_lock;
   const std::unique_ptr<Store> m_store;
   const std::unique_ptr<ServerTls> m_tls;
@@ -157,12 +162,14 @@ class Program {
   OperatorApi m_api;
   CleanUp m_cleanUp;
   boost::asio::io_context m_io;
-  const boost::asio::strand<boost::asio::io_context::executor_type> m_strand;  // of the next three
+  const boost::asio::strand<boost::asio::io_context::executor_type> m_strand;  // of the next four
   boost::asio::signal_set m_signals;
   boost::asio::signal_set m_hangUp;
+  boost::asio::steady_timer m_watchdog;
   boost::asio::steady_timer m_cleaning;
   std::chrono::steady_clock::time_point m_oldGoes;  // when what is old is removed next
   std::atomic<bool> m_stopping{false};
+  bool m_stopped = false;  // no connection is left; of the strand
   const std::shared_ptr<Budget> m_bodies = std::make_shared<Budget>(kBodiesBytes);
   Server m_server;
   Operations m_operations;
@@ -175,6 +182,8 @@ class Program {
 
 Program::Program(const Options& options, const Log& log)
     : m_log(log),
+      m_notify(getenv("NOTIFY_SOCKET"), log),
+      m_watchdogInterval(WatchdogInterval(getenv("WATCHDOG_USEC"), getenv("WATCHDOG_PID"))),
       m_lock(LockOf(options)),
       m_store(OpenedStore(options, log)),
       m_tls(TlsOf(options, log)),
@@ -188,6 +197,7 @@ Program::Program(const Options& options, const Log& log)
       m_strand(boost::asio::make_strand(m_io)),
       m_signals(m_strand, SIGTERM, SIGINT),
       m_hangUp(m_strand, SIGHUP),
+      m_watchdog(m_strand),
       m_cleaning(m_strand),
       m_server(m_io, m_tls.get(), ContextOf(options),
                {options.maxConnections, options.maxConnectionsOfSender}),
@@ -253,6 +263,8 @@ void Program::Run() {
   if (!m_accounts.Any()) m_log.Line("no account: no appliance can register");
   std::printf("listening on %s\n", m_server.Url().c_str());
   std::fflush(stdout);
+  TellReady();
+  FeedWatchdog();
   std::vector<std::thread> others;
   for (unsigned i = 1; i < std::thread::hardware_concurrency(); ++i) {
     others.emplace_back([this] { RunLoop(m_io, m_log); });
@@ -271,6 +283,7 @@ void Program::WaitForSignal() {
 
 void Program::Stop() {
   m_log.Line("stopping");
+  m_notify.Send("STOPPING=1\nSTATUS=stopping");
   m_stopping = true;
   m_cleaning.cancel();
   m_ticker.Stop();
@@ -281,6 +294,8 @@ void Program::Stop() {
     boost::asio::post(m_strand, [this] {
       m_signals.cancel();
       m_hangUp.cancel();
+      m_stopped = true;
+      m_watchdog.cancel();
     });
   });
 }
@@ -289,7 +304,10 @@ void Program::Stop() {
 void Program::WaitForHangUp() {
   m_hangUp.async_wait([this](const boost::system::error_code& cancelled, int) {
     if (cancelled) return;
+    // Who stops has said so, and is not ready again.
+    if (!m_stopping) m_notify.Send(Reloading());
     ReadAgain();
+    if (!m_stopping) TellReady();
     WaitForHangUp();
   });
 }
@@ -302,6 +320,19 @@ void Program::ReadAgain() {
   } catch (const std::exception& error) {
     m_log.Line(std::string("certificate not read again, the one before stays: ") + error.what());
   }
+}
+
+void Program::TellReady() { m_notify.Send("READY=1\nSTATUS=listening on " + m_server.Url()); }
+
+// Feeds the watchdog until the last connection has ended. The io_context's threads do it, so that
+// it is not fed when none of them comes round any more.
+void Program::FeedWatchdog() {
+  if (m_watchdogInterval.count() == 0 || m_stopped) return;
+  m_notify.Send("WATCHDOG=1");
+  m_watchdog.expires_after(m_watchdogInterval);
+  m_watchdog.async_wait([this](const boost::system::error_code& cancelled) {
+    if (!cancelled) FeedWatchdog();
+  });
 }
 
 // Removes what is old now and every hour from now on, and every few seconds what removed appliances

@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "NotifyManager.h"
 #include "Peer.h"
 #include "TempFolder.h"
 
@@ -124,6 +125,62 @@ TEST_F(ProgramTest, Hang_up_without_tls_is_a_line_in_the_log) {
   while (Log().find(line) == Log().rfind(line)) sched_yield();
   EXPECT_THAT(Ask("GET /redfish/v1"), StartsWith("HTTP/1.1 200 OK\r\n"));
   EXPECT_EQ(Stop(SIGTERM), 0);
+}
+
+// What the service manager is told next, but for the watchdog.
+std::string Told(const NotifyManager& manager) {
+  std::string told;
+  do {
+    told = manager.Read();
+  } while (told == "WATCHDOG=1");
+  return told;
+}
+
+// The program with a service manager that watches it.
+class NotifyingProgramTest : public ProgramTest {
+ protected:
+  void StartWatched() {
+    setenv("NOTIFY_SOCKET", folder.File("notify").c_str(), 1);
+    setenv("WATCHDOG_USEC", "20000", 1);
+    StartPlain();
+    unsetenv("NOTIFY_SOCKET");
+    unsetenv("WATCHDOG_USEC");
+  }
+  // Of a socket that holds as many messages as it can, the next is lost.
+  void Signal(int signal) const {
+    while (!manager.ReadNow().empty()) {
+    }
+    kill(m_child, signal);
+  }
+
+  const NotifyManager manager{folder.File("notify")};
+};
+
+TEST_F(NotifyingProgramTest, Service_manager_is_told_what_it_does) {
+  StartWatched();
+  const std::string ready = "READY=1\nSTATUS=listening on http://127.0.0.1:" + std::to_string(port);
+  EXPECT_EQ(manager.Read(), ready);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(manager.Read(), "WATCHDOG=1");
+  Signal(SIGHUP);
+  EXPECT_THAT(Told(manager), StartsWith("RELOADING=1\nMONOTONIC_USEC="));
+  EXPECT_EQ(Told(manager), ready);
+  Signal(SIGTERM);
+  EXPECT_EQ(Told(manager), "STOPPING=1\nSTATUS=stopping");
+  EXPECT_EQ(Wait(), 0);
+}
+
+TEST_F(NotifyingProgramTest, Watchdog_is_fed_until_the_last_connection_has_ended) {
+  StartWatched();
+  {
+    // Refused, and kept open by its sender: the stop waits for its end.
+    Peer refused(port);
+    refused.Send("no HTTP\r\n\r\n");
+    EXPECT_THAT(refused.ReadAll(), StartsWith("HTTP/1.1 400 "));
+    Signal(SIGTERM);
+    EXPECT_EQ(Told(manager), "STOPPING=1\nSTATUS=stopping");
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(manager.Read(), "WATCHDOG=1");
+  }
+  EXPECT_EQ(Wait(), 0);
 }
 
 TEST_F(ProgramTest, Interrupt_stops_it_although_a_request_hangs) {
