@@ -157,6 +157,12 @@ TEST_F(SharedTest, Failures_add_up_from_now_on) {
   EXPECT_EQ(store->FindFailures("192.0.2.8"), 0);
 }
 
+TEST_F(SharedTest, Failures_of_before_the_clock_was_set_back_count_no_more) {
+  EXPECT_EQ(store->AddFailure("192.0.2.7", 200000, 30, 9), 200030);
+  EXPECT_EQ(store->AddFailure("192.0.2.7", 200030 - 86400, 30, 9), 200060) << "a day ahead";
+  EXPECT_EQ(store->AddFailure("192.0.2.7", 200060 - 86401, 30, 9), 200060 - 86401 + 30);
+}
+
 TEST_F(SharedTest, Sender_with_the_fewest_failures_is_forgotten) {
   store->AddFailure("a", 100, 30, 3);
   store->AddFailure("a", 100, 30, 3);
