@@ -3,18 +3,27 @@
 #include "service/api/Feed.h"
 
 #include <algorithm>
+#include <charconv>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include "service/api/Find.h"
 #include "service/api/Views.h"
-#include "service/util/Secret.h"
+#include "service/json/Json.h"
 
 namespace cloudservice {
 
 namespace {
 
-constexpr std::size_t kRunBytes = 4;
+// Of the year 9999.
+constexpr std::int64_t kLastTime = 253402300799;
+
+std::string EventText(const char* type, const Json& data) {
+  return std::string("event: ") + type + "\ndata: " + CompactText(data) + "\n\n";
+}
+
+std::string ResetEvent() { return EventText("reset", Json::object()); }
 
 }  // namespace
 
@@ -24,35 +33,39 @@ Feed::Feed(Store& store, Operators& operators, const Log& log, Clock clock,
       m_operators(operators),
       m_log(log),
       m_clock(std::move(clock)),
-      m_wake(std::move(wake)),
-      m_run(RandomHex(kRunBytes)),
-      m_looked(m_clock()),
-      m_foreign(store.DataVersion()) {
-  m_store.Listen([this](const Change& change) { OnChange(change); });
+      m_wake(std::move(wake)) {
+  m_store.Listen([this] { OnChange(); });
 }
 
 Feed::~Feed() { m_store.Listen(nullptr); }
 
 std::shared_ptr<Stream> Feed::Open(std::int64_t person, const std::string& session,
                                    const std::string& last) {
+  std::string text;
+  std::size_t events = 0;
+  const Take take = [&](const std::string& event) {
+    text += event;
+    return ++events <= kMissed && text.size() <= kMissedBytes;
+  };
+  std::optional<Place> place = PlaceOf(last);
+  // Most of it is read before the other readers have to wait.
+  bool whole = place && GoOn(*place, Here(), kMissed, take);
+
   const std::lock_guard<std::mutex> guard(m_mutex);
   DropEnded();
   if (m_readers.size() >= kMaxStreams) return nullptr;
-  TellDue();
-  TellForeign();
-  TellNoted(last);
-  auto stream = std::make_shared<Stream>(kMaxUnread + kRememberedBytes);
-  const std::optional<std::size_t> missed = MissedSince(last);
-  if (missed) {
-    for (std::size_t i = m_past.size() - *missed; i < m_past.size(); ++i) stream->Write(m_past[i]);
-  } else {
-    // The identifier lets the reader catch up even if the connection breaks before the first event.
-    stream->Write("id: " + Identifier(m_number) +
-                  (last.empty() ? "\n\n" : "\nevent: reset\ndata: {}\n\n"));
-  }
-  m_readers.push_back({stream, person, session});
-  m_awaited = true;
   m_wanted = true;
+  if (m_readers.empty()) {
+    m_place = Here();
+  } else {
+    TellAll();
+  }
+  whole = whole && GoOn(*place, m_place, kMissed, take);
+  if (!whole) text = last.empty() ? "" : LineOf(m_place) + ResetEvent();
+  auto stream = std::make_shared<Stream>(kMaxUnread + kMissedBytes);
+  // The identifier lets the reader catch up even if the connection breaks before the next event.
+  stream->Write(text + LineOf(m_place) + "\n");
+  m_readers.push_back({stream, person, session});
   if (m_opened) m_opened();
   return stream;
 }
@@ -71,15 +84,12 @@ void Feed::Tick() {
   DropEnded();
   ++m_ticks;
   if (m_readers.empty()) return;
-  try {
+  Try([this] {
     for (const Reader& reader : m_readers) {
       if (!m_operators.Holds(reader.person, reader.session)) reader.stream->End();
     }
-    TellDue();
-    TellForeign();
-  } catch (const std::exception& error) {
-    m_log.Line(std::string("error: the streams miss something: ") + error.what());
-  }
+    TellAll();
+  });
   if (m_ticks * kTickSeconds % kCommentSeconds == 0) Write(": still here\n\n");
   DropEnded();
 }
@@ -90,63 +100,108 @@ std::size_t Feed::Streams() {
   return m_readers.size();
 }
 
-void Feed::OnChange(const Change& change) {
-  if (!m_wanted) return;
-  {
-    const std::lock_guard<std::mutex> guard(m_waitingMutex);
-    if (m_waiting.size() >= kMaxWaiting) {
-      m_waiting.clear();
-      m_lost = true;
-    }
-    m_waiting.push_back(change);
-    // Whoever has put the first one in has woken.
-    if (m_waiting.size() > 1) return;
-  }
-  m_wake();
+void Feed::OnChange() {
+  if (m_wanted && !m_woken.exchange(true)) m_wake();
 }
 
 void Feed::TellChanges() {
+  // What comes from now on wakes again.
+  m_woken = false;
   const std::lock_guard<std::mutex> guard(m_mutex);
-  std::vector<Change> waiting;
-  bool lost = false;
-  {
-    const std::lock_guard<std::mutex> taking(m_waitingMutex);
-    waiting.swap(m_waiting);
-    lost = std::exchange(m_lost, false);
-  }
   DropEnded();
-  if (lost) TellUnknown();
-  for (const Change& change : waiting) Take(change);
+  if (!m_readers.empty()) Try([this] { TellAll(); });
 }
 
-void Feed::Take(const Change& change) {
-  if (!m_readers.empty()) return TellOrReset(change);
-  if (!m_awaited) return;
-  if (m_noted.size() == kRemembered) return Forget();
-  m_noted.push_back(change);
-}
-
-void Feed::TellOrReset(const Change& change) {
+void Feed::Try(const std::function<void()>& tell) {
   try {
-    TellChange(change);
+    tell();
   } catch (const std::exception& error) {
-    m_log.Line(std::string("error: the streams miss something: ") + error.what());
-    Tell("reset", Json::object());
+    m_log.Line(std::string("error: the streams have to wait: ") + error.what());
   }
 }
 
-void Feed::TellChange(const Change& change) {
+void Feed::TellAll() {
+  const Place here = Here();
+  const Take take = [this](const std::string& text) {
+    Write(text);
+    return true;
+  };
+  if (GoOn(m_place, here, kMaxWaiting, take)) return;
+  m_place = here;
+  Write(LineOf(m_place) + ResetEvent());
+}
+
+std::optional<Feed::Place> Feed::PlaceOf(const std::string& identifier) {
+  Place place;
+  const char* const end = identifier.data() + identifier.size();
+  const auto change = std::from_chars(identifier.data(), end, place.change);
+  // Behind the place 0 nobody knows what has been removed.
+  if (change.ec != std::errc() || place.change <= 0) return std::nullopt;
+  if (change.ptr == end || *change.ptr != '-') return std::nullopt;
+  const auto time = std::from_chars(change.ptr + 1, end, place.time);
+  if (time.ec != std::errc() || time.ptr != end) return std::nullopt;
+  if (place.time < 0 || place.time > kLastTime) return std::nullopt;
+  return place;
+}
+
+std::string Feed::LineOf(const Place& place) {
+  return "id: " + std::to_string(place.change) + "-" + std::to_string(place.time) + "\n";
+}
+
+Feed::Place Feed::Here() {
+  return {m_store.Read([](Transaction& store) { return store.LastChange(); }), m_clock()};
+}
+
+bool Feed::GoOn(Place& place, const Place& end, std::size_t most, const Take& take) {
+  // The change at the place as well: while it is kept, all behind it are.
+  const ListPage<std::int64_t> page = {place.change - 1, static_cast<std::int64_t>(most) + 2};
+  const auto changes = m_store.Read([&](Transaction& store) { return store.ListChanges(page); });
+  if (place.change > 0 && (changes.empty() || changes.front().id != place.change)) return false;
+  if (changes.size() > most + 1) return false;
+  for (const ChangeRecord& one : changes) {
+    if (one.id <= place.change || one.id > end.change) continue;
+    const std::string event = EventOf(one.change);
+    place.change = one.id;
+    if (!event.empty() && !take(LineOf(place) + event)) return false;
+  }
+  return TellDue(place, end.time, take);
+}
+
+bool Feed::TellDue(Place& place, std::int64_t now, const Take& take) {
+  // After the clock was set back, the states between the two times have changed back.
+  const std::int64_t from = std::min(place.time, now);
+  const std::int64_t to = std::max(place.time, now);
+  constexpr std::int64_t kDueAtOnce = 1000;
+  ListPage<DueAppliance> page = {std::nullopt, kDueAtOnce};
+  for (bool more = from != to; more;) {
+    const auto due =
+        m_store.Read([&](Transaction& store) { return store.ListDue(from, to, page); });
+    more = due.size() == static_cast<std::size_t>(kDueAtOnce);
+    for (const DueAppliance& one : due) {
+      const std::string event = ApplianceEvent(one.uuid);
+      // Who has not read up to the last one is told all of them again.
+      if (!more && one.uuid == due.back().uuid) place.time = now;
+      if (!event.empty() && !take(LineOf(place) + event)) return false;
+    }
+    if (more) page.after = due.back();
+  }
+  place.time = now;
+  return true;
+}
+
+std::string Feed::EventOf(const Change& change) {
   switch (change.what) {
     case Change::What::kAppliance:
-      return TellAppliance(change.manager);
+      return ApplianceEvent(change.manager);
     case Change::What::kGone:
-      return Tell("gone", {{"uuid", change.manager}});
+      return EventText("gone", {{"uuid", change.manager}});
     case Change::What::kDocument: {
       const auto document = m_store.Read(
           [&](Transaction& store) { return store.FindDocument(change.manager, change.document); });
-      return Tell("resource", {{"uuid", change.manager},
-                               {"uri", UriOf(change.document)},
-                               {"updated", document ? Json(UtcTime(document->changed)) : Json()}});
+      return EventText("resource",
+                       {{"uuid", change.manager},
+                        {"uri", UriOf(change.document)},
+                        {"updated", document ? Json(UtcTime(document->changed)) : Json()}});
     }
     case Change::What::kEvent: {
       LogFilter one;
@@ -154,94 +209,21 @@ void Feed::TellChange(const Change& change) {
       one.before = change.event + 1;
       one.limit = 1;
       const auto found = m_store.Read([&](Transaction& store) { return store.ListLog(one); });
-      if (found.empty()) return;
+      if (found.empty()) return {};
       Json data = EventView(found.front());
       data["uuid"] = change.manager;
-      return Tell("event", data);
+      return EventText("event", data);
     }
+    case Change::What::kAny:
+      break;
   }
+  return ResetEvent();
 }
 
-void Feed::TellAppliance(const std::string& uuid) {
+std::string Feed::ApplianceEvent(const std::string& uuid) {
   const auto appliance =
       m_store.Read([&](Transaction& store) { return store.FindAppliance(uuid); });
-  if (appliance) Tell("appliance", ApplianceView(*appliance, m_clock()));
-}
-
-void Feed::TellDue() {
-  const std::int64_t now = m_clock();
-  // After the clock was set back, the states between the two times have changed back.
-  const std::int64_t from = std::min(m_looked, now);
-  const std::int64_t to = std::max(m_looked, now);
-  m_looked = now;
-  if (from == to) return;
-  constexpr std::int64_t kDueAtOnce = 1000;
-  ListPage<DueAppliance> page = {std::nullopt, kDueAtOnce};
-  for (bool more = true; more;) {
-    const auto due =
-        m_store.Read([&](Transaction& store) { return store.ListDue(from, to, page); });
-    for (const DueAppliance& one : due) Take({Change::What::kAppliance, one.uuid, 0, {}});
-    more = due.size() == static_cast<std::size_t>(kDueAtOnce);
-    if (more) page.after = due.back();
-  }
-}
-
-void Feed::TellForeign() {
-  const std::int64_t foreign = m_store.DataVersion();
-  if (foreign == m_foreign) return;
-  m_foreign = foreign;
-  TellUnknown();
-}
-
-void Feed::TellUnknown() {
-  if (m_readers.empty()) return Forget();
-  Tell("reset", Json::object());
-}
-
-void Feed::Tell(const char* type, const Json& data) {
-  ++m_number;
-  std::string text =
-      "id: " + Identifier(m_number) + "\nevent: " + type + "\ndata: " + CompactText(data) + "\n\n";
-  Write(text);
-  Remember(std::move(text));
-}
-
-std::string Feed::Identifier(std::uint64_t number) const {
-  return m_run + "-" + std::to_string(number);
-}
-
-void Feed::Remember(std::string text) {
-  m_pastBytes += text.size();
-  m_past.push_back(std::move(text));
-  while (m_past.size() > kRemembered || m_pastBytes > kRememberedBytes) {
-    m_pastBytes -= m_past.front().size();
-    m_past.pop_front();
-  }
-}
-
-std::optional<std::size_t> Feed::MissedSince(const std::string& last) const {
-  // m_past ends with event m_number.
-  for (std::size_t missed = 0; missed <= m_past.size(); ++missed) {
-    if (Identifier(m_number - missed) == last) return missed;
-  }
-  return std::nullopt;
-}
-
-void Feed::Forget() {
-  // No reader has this number as its last one.
-  ++m_number;
-  m_past.clear();
-  m_pastBytes = 0;
-  m_noted.clear();
-  m_awaited = false;
-  m_wanted = !m_readers.empty();
-}
-
-void Feed::TellNoted(const std::string& last) {
-  if (m_noted.empty()) return;
-  if (!MissedSince(last)) return Forget();
-  const std::vector<Change> noted = std::exchange(m_noted, {});
-  for (const Change& change : noted) TellOrReset(change);
+  return appliance ? EventText("appliance", ApplianceView(*appliance, m_clock())) : "";
 }
 
 void Feed::Write(const std::string& text) {
@@ -252,6 +234,7 @@ void Feed::DropEnded() {
   m_readers.erase(std::remove_if(m_readers.begin(), m_readers.end(),
                                  [](const Reader& reader) { return reader.stream->Ended(); }),
                   m_readers.end());
+  m_wanted = !m_readers.empty();
 }
 
 }  // namespace cloudservice

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -16,15 +15,15 @@
 
 #include "service/auth/Operators.h"
 #include "service/http/Stream.h"
-#include "service/json/Json.h"
 #include "service/store/Store.h"
 #include "service/util/Clock.h"
 #include "service/util/Log.h"
 
 namespace cloudservice {
 
-// The live stream: tells operators about changes, as server-sent events. Any thread may call its
-// operations. The store, the operators and the log outlive it.
+// The live stream: tells operators about changes, as server-sent events. What has changed stands in
+// the store's table of changes, so that a reader may go on at another process. Any thread may call
+// its operations. The store, the operators and the log outlive it.
 class Feed {
  public:
   // How many streams may be open at once.
@@ -32,16 +31,16 @@ class Feed {
   // Bytes that may wait for a reader, besides those that it catches up with, before its stream
   // ends.
   static constexpr std::size_t kMaxUnread = 256 * 1024;
-  // Events, and their bytes, that are kept for readers that come back.
-  static constexpr std::size_t kRemembered = 1000;
-  static constexpr std::size_t kRememberedBytes = 1024 * 1024;
+  // Events, and their bytes, that a reader who comes back is told. When there are more, it has to
+  // load everything again.
+  static constexpr std::size_t kMissed = 1000;
+  static constexpr std::size_t kMissedBytes = 1024 * 1024;
+  // Changes that may wait for TellChanges(). When there are more, the readers have to load
+  // everything again.
+  static constexpr std::size_t kMaxWaiting = 10000;
   // Seconds between calls of Tick() while a stream is open, and between comments on the streams.
   static constexpr std::int64_t kTickSeconds = 5;
   static constexpr std::int64_t kCommentSeconds = 15;
-
-  // Changes that may wait for TellChanges(). When there are more, the readers are told to load
-  // everything again.
-  static constexpr std::size_t kMaxWaiting = 10000;
 
   // `wake` has to make a call of TellChanges() follow soon, on any thread. It is called while the
   // store's writer waits, and must not block.
@@ -68,8 +67,9 @@ class Feed {
   // Tells the changes that have come since the last call.
   void TellChanges();
 
-  // Tells about appliances that have become late or offline and about changes by other processes.
-  // Ends streams whose operator or session does not exist any more.
+  // Tells as TellChanges() does, also where nothing has woken: about appliances that have become
+  // late or offline, and about changes of other processes. Ends streams whose operator or session
+  // does not exist any more.
   void Tick();
 
   std::size_t Streams();
@@ -81,30 +81,35 @@ class Feed {
     std::string session;
   };
 
-  // The store's listener: puts the change among those that wait for TellChanges().
-  void OnChange(const Change& change);
-  // Tells the change, or notes it while no stream is open.
-  void Take(const Change& change);
-  // Tells the change. When that fails, tells the readers to load everything again.
-  void TellOrReset(const Change& change);
-  void TellChange(const Change& change);
-  void TellAppliance(const std::string& uuid);
-  // Tells about heartbeats that came due since the last call.
-  void TellDue();
-  // Tells that another process has changed the database; the details are not known.
-  void TellForeign();
-  // Tells the readers to load everything again.
-  void TellUnknown();
-  void Tell(const char* type, const Json& data);
-  std::string Identifier(std::uint64_t number) const;
-  void Remember(std::string text);
-  // How many events came after `last`; none when `last` is not remembered any more.
-  std::optional<std::size_t> MissedSince(const std::string& last) const;
-  // Forgets past and noted changes: readers that come back must load everything again.
-  void Forget();
-  // Tells the noted changes to a reader that has read up to `last`; forgets them when it has not
-  // read all that came before them.
-  void TellNoted(const std::string& last);
+  // How far a reader has been told. The identifier of an event names the place behind it.
+  struct Place {
+    std::int64_t change = 0;  // the last change that was told
+    std::int64_t time = 0;    // heartbeats that came due up to this time are told
+  };
+  // Takes the text of an event. False when it wants no more.
+  using Take = std::function<bool(const std::string& text)>;
+
+  static std::optional<Place> PlaceOf(const std::string& identifier);
+  // The first line of an event.
+  static std::string LineOf(const Place& place);
+
+  // The place behind all that there is.
+  Place Here();
+  // Moves the place on to `end`, and tells what lies between. False when the changes behind the
+  // place are not all kept any more or more than `most`, or when `take` wants no more.
+  bool GoOn(Place& place, const Place& end, std::size_t most, const Take& take);
+  bool TellDue(Place& place, std::int64_t now, const Take& take);
+  // The text of the event that tells of the change, without its identifier. Empty when there is
+  // nothing to tell any more.
+  std::string EventOf(const Change& change);
+  std::string ApplianceEvent(const std::string& uuid);
+
+  // The store's listener.
+  void OnChange();
+  // Tells all readers what has come. Throws DatabaseError; the rest is told by the next call.
+  void TellAll();
+  // Logs when `tell` throws.
+  void Try(const std::function<void()>& tell);
   void Write(const std::string& text);
   void DropEnded();
 
@@ -114,25 +119,12 @@ class Feed {
   const Clock m_clock;
   const std::function<void()> m_wake;
 
-  std::mutex m_waitingMutex;  // guards the next two members
-  std::vector<Change> m_waiting;
-  bool m_lost = false;  // more than kMaxWaiting changes came
-  // Whether changes are of any use: a stream is open, or m_awaited. Not guarded.
-  std::atomic<bool> m_wanted{false};
+  std::atomic<bool> m_wanted{false};  // a stream is open, or is being opened
+  std::atomic<bool> m_woken{false};   // a call of TellChanges() will come
 
   std::mutex m_mutex;  // guards all members below
-  // The first part of each event's identifier; another one in each run of the program.
-  const std::string m_run;
-  std::uint64_t m_number = 0;  // number of the last event
-  std::deque<std::string> m_past;
-  std::size_t m_pastBytes = 0;
   std::vector<Reader> m_readers;
-  // Whether a reader may come back that has read all events told so far.
-  bool m_awaited = false;
-  // The changes while no stream is open, to be told when such a reader comes back.
-  std::vector<Change> m_noted;
-  std::int64_t m_looked;   // heartbeats that came due up to this time are told
-  std::int64_t m_foreign;  // Store::DataVersion() at the last look
+  Place m_place;  // how far the readers have been told, while there are any
   std::int64_t m_ticks = 0;
   std::function<void()> m_opened;
 };

@@ -255,14 +255,15 @@ struct LogFilter {
 
 // A change that a unit of work has made to what appliances keep.
 struct Change {
-  enum class What { kAppliance, kEvent, kDocument, kGone };
+  // kAny: of many appliances, or of parts of them that have no kind of their own.
+  enum class What { kAppliance, kEvent, kDocument, kGone, kAny };
   What what = What::kAppliance;
   std::string manager;
   std::int64_t event = 0;  // kEvent: the new event's identifier
   DocumentName document;   // kDocument: the changed document
 };
 
-// A change as it is kept for other processes.
+// A change as it is kept for all processes.
 struct ChangeRecord {
   std::int64_t id = 0;  // greater than those of the changes that were committed before
   Change change;

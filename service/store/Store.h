@@ -49,9 +49,11 @@ class Store {
     return Run(std::move(work), [this](const Unit& unit) { RunWrite(unit); });
   }
 
-  // Called with each change of what appliances keep, once it is on the disk and before its Write()
-  // returns. It holds all other writers up: it must not block, throw, or change the store.
-  using Listener = std::function<void(const Change& change)>;
+  // Called when ListChanges() may have new changes: once a change is on the disk and before its
+  // Write() returns, and, where the back end hears of it, when one of another process can be
+  // listed. It may be called when there is none. It holds all other writers up: it must not block,
+  // throw, or change the store.
+  using Listener = std::function<void()>;
   // After Listen() has returned, no other listener is called any more.
   void Listen(Listener listener) {
     const std::lock_guard<std::mutex> guard(m_mutex);
@@ -60,8 +62,6 @@ class Store {
 
   // How many units of work wait for their turn to write.
   virtual std::size_t Waiting() const = 0;
-  // A number that differs from its former value when another process has changed the database.
-  virtual std::int64_t DataVersion() = 0;
   // Throws DatabaseError when the database cannot be read, and when the last change could not be
   // written.
   virtual void Check() = 0;
@@ -75,9 +75,9 @@ class Store {
   virtual void RunRead(const Unit& work) = 0;
   virtual void RunWrite(const Unit& work) = 0;
 
-  void Tell(const Change& change) const {
+  void Tell() const {
     const std::lock_guard<std::mutex> guard(m_mutex);
-    if (m_listener) m_listener(change);
+    if (m_listener) m_listener();
   }
 
  private:

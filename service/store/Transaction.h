@@ -169,8 +169,8 @@ class Transaction {
 
   // What follows lets several processes on one store be one service.
 
-  // The changes of all processes, in the order of their commits. Each change that a listener of
-  // Store::Listen() is told is one of them, and written with what it tells of.
+  // The changes of all processes, in the order of their commits, each written with what it tells
+  // of.
   virtual std::vector<ChangeRecord> ListChanges(const ListPage<std::int64_t>& page) = 0;
   // The identifier of the last change; 0 when there was none.
   virtual std::int64_t LastChange() = 0;

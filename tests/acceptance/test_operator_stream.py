@@ -93,13 +93,20 @@ def test_reader_who_was_away_too_long_loads_afresh(service, operator):
         assert operator.follows(last).next() == ("reset", {})
 
 
-def test_start_of_the_service_makes_readers_load_afresh(service, operator):
+def test_reader_goes_on_after_a_start_of_the_service(service, operator):
     stream = operator.follows().begins()
-    rack(service)
+    appliance = rack(service)
     stream.until("appliance")
+    appliance.keeps("A", {"x": 1})
     service.stop()
     service.start("--http", faketime=clock(1))
-    assert operator.follows(stream.last).next() == ("reset", {})
+    appliance.keeps("B", {"x": 1})
+    again = operator.follows(stream.last)
+    assert again.next()[1]["uri"].endswith(appliance.chassis)
+    assert again.next()[1]["chassis"] == appliance.chassis
+    assert [again.next()[1]["uri"].rpartition("/")[2] for _ in "AB"] == ["A", "B"]
+    appliance.beats()
+    assert again.next()[0] == "appliance"
 
 
 def test_overdue_appliance_is_told_without_its_doing(service):
@@ -113,7 +120,7 @@ def test_overdue_appliance_is_told_without_its_doing(service):
     assert states[-3:] == ["alive", "late", "offline"]
 
 
-def test_change_of_another_process_makes_readers_load_afresh(service):
+def test_account_that_goes_makes_readers_load_afresh(service):
     service.start("--http", faketime=clock(50))
     operator = Operator(service).is_added()
     stream = operator.follows().begins()

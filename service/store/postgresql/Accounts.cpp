@@ -61,6 +61,7 @@ std::vector<std::string> PostgresTransaction::ListRegistrationKeys(std::int64_t 
 void PostgresTransaction::DeleteAccount(std::int64_t account, bool withManagers) {
   if (withManagers) Defer(kLeaveManagers, {account});
   Run(kDeleteAccount, {account});
+  m_changes.push_back({Change::What::kAny, {}, 0, {}});
 }
 
 }  // namespace cloudservice::postgresql

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What other processes change.
+// When there are changes to tell.
 #include "service/store/postgresql/ChangeWatch.h"
 
 #include <poll.h>
@@ -8,9 +8,6 @@
 
 #include <chrono>
 #include <utility>
-#include <vector>
-
-#include "service/store/postgresql/PostgresTransaction.h"
 
 namespace cloudservice::postgresql {
 
@@ -21,9 +18,8 @@ constexpr std::chrono::milliseconds kLookEvery(1000);
 // While a transaction is under way, whose changes have to be told first.
 constexpr std::chrono::milliseconds kLookAgain(20);
 constexpr std::chrono::milliseconds kConnectAgain(1000);
-constexpr std::int64_t kAtOnce = 1000;
 
-const Sql kLatest("SELECT change_horizon() - 1");
+const Sql kLatest("SELECT coalesce(max(id), 0) FROM change WHERE id < change_horizon()");
 const Sql kHidden("SELECT 1 FROM change WHERE id >= change_horizon() LIMIT 1");
 const Sql kNotify("NOTIFY cloudservice_change", Sql::Plan::kEachTime);
 
@@ -34,11 +30,8 @@ void Wait(int descriptor, std::chrono::milliseconds most) {
 
 }  // namespace
 
-ChangeWatch::ChangeWatch(const Pool& pool, std::int64_t origin, Teller teller)
-    : m_pool(pool),
-      m_origin(origin),
-      m_teller(std::move(teller)),
-      m_waker(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+ChangeWatch::ChangeWatch(const Pool& pool, Teller teller)
+    : m_pool(pool), m_teller(std::move(teller)), m_waker(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   const std::unique_ptr<Connection> connection = m_pool.Make();
   m_last = connection->Run(kLatest).First().Number(0);
   m_thread = std::thread([this] { Run(); });
@@ -85,14 +78,10 @@ void ChangeWatch::Watch() {
 }
 
 bool ChangeWatch::Look(Connection& connection) {
-  for (;;) {
-    const std::vector<ForeignChange> changes = NextChanges(connection, *m_last, kAtOnce);
-    for (const ForeignChange& one : changes) {
-      m_last = one.record.id;
-      if (one.origin != m_origin) m_teller(one.record.change);
-    }
-    if (changes.size() < kAtOnce) return !connection.Run(kHidden).Empty();
-  }
+  const bool hidden = !connection.Run(kHidden).Empty();
+  const std::int64_t last = connection.Run(kLatest).First().Number(0);
+  if (last != std::exchange(m_last, last)) m_teller();
+  return hidden;
 }
 
 }  // namespace cloudservice::postgresql

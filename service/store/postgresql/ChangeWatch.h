@@ -6,25 +6,24 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <thread>
 
-#include "service/store/Records.h"
 #include "service/store/postgresql/Connection.h"
 #include "service/store/postgresql/Pool.h"
 
 namespace cloudservice::postgresql {
 
-// Tells this process the changes that others make to the database, in the order of their
-// transactions, and others that this one has changed something. It has a thread and a connection of
-// its own. Changes are read from a table: a notification only says that there are some, and when
-// one is lost with the connection, the next look finds them.
+// Tells this process that the table of changes has new ones that can be listed, by whomever they
+// are: one of its own cannot be listed while an older transaction is under way. Tells others that
+// this process has changed something. It has a thread and a connection of its own. A notification
+// only says that there may be changes, and when one is lost with the connection, the next look
+// finds them.
 class ChangeWatch {
  public:
-  using Teller = std::function<void(const Change& change)>;
+  using Teller = std::function<void()>;
 
-  // `teller` is called on the thread of this object, with changes of other origins than `origin`.
-  ChangeWatch(const Pool& pool, std::int64_t origin, Teller teller);
+  // `teller` is called on the thread of this object.
+  ChangeWatch(const Pool& pool, Teller teller);
   ~ChangeWatch();
   ChangeWatch(const ChangeWatch&) = delete;
   ChangeWatch& operator=(const ChangeWatch&) = delete;
@@ -37,18 +36,17 @@ class ChangeWatch {
  private:
   void Run();
   void Watch();
-  // Tells what is new. True when there are changes that can't be told yet.
+  // Tells when there is something new. True when there are changes that can't be listed yet.
   bool Look(Connection& connection);
   void Wake();
 
   const Pool& m_pool;
-  const std::int64_t m_origin;
   const Teller m_teller;
   const int m_waker;  // an event descriptor
   std::atomic<bool> m_stopping = false;
   std::atomic<bool> m_changed = false;
-  bool m_listening = false;            // before the connection was lost
-  std::optional<std::int64_t> m_last;  // the last change that was looked at
+  bool m_listening = false;  // before the connection was lost
+  std::int64_t m_last = 0;   // the last change that was told
   std::thread m_thread;
 };
 

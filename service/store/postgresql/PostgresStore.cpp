@@ -60,14 +60,13 @@ std::unique_ptr<Connection> MadeReady(const Pool& pool, const std::string& url) 
 }  // namespace
 
 PostgresStore::PostgresStore(const std::string& url, const Pool::Settings& settings)
-    : m_pool(url, settings), m_origin(static_cast<std::int64_t>(Random()() >> 1)) {
+    : m_pool(url, settings) {
   try {
     MadeReady(m_pool, url);
   } catch (const ConnectionLost& error) {
     throw DatabaseError("cannot open " + ShownUrl(url) + ": " + error.what());
   }
-  m_watch = std::make_unique<ChangeWatch>(m_pool, m_origin,
-                                          [this](const Change& change) { Tell(change); });
+  m_watch = std::make_unique<ChangeWatch>(m_pool, [this] { Tell(); });
 }
 
 PostgresStore::~PostgresStore() = default;
@@ -111,11 +110,11 @@ void PostgresStore::Repeat(const Unit& work, Mode mode) {
 }
 
 void PostgresStore::RunOnce(const Unit& work, Mode mode) {
-  std::vector<Change> changes;
+  bool changed = false;
   bool totalsChanged = false;
   {
     const Pool::Lease connection = m_pool.Take();
-    PostgresTransaction transaction(*connection, m_days, mode, m_origin);
+    PostgresTransaction transaction(*connection, m_days, mode);
     work(transaction);
     try {
       transaction.Commit();
@@ -125,11 +124,13 @@ void PostgresStore::RunOnce(const Unit& work, Mode mode) {
       throw DatabaseError(std::string("it is not known whether the change was kept: ") +
                           error.what());
     }
-    changes = transaction.Changes();
+    changed = transaction.Changed();
     totalsChanged = transaction.TotalsChanged();
   }
-  for (const Change& change : changes) Tell(change);
-  if (!changes.empty()) m_watch->TellOthers();
+  if (changed) {
+    Tell();
+    m_watch->TellOthers();
+  }
   if (totalsChanged && ++m_totalsChanges % kTotalsRows == 0) AddTotalsUp();
 }
 

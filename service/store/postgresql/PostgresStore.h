@@ -28,7 +28,6 @@ class PostgresStore : public Store {
 
   std::size_t Waiting() const override { return m_pool.Waiting(); }
   // The changes of other processes are told to the listener.
-  std::int64_t DataVersion() override { return 0; }
   void Check() override;
   // No copy is made: the database has its own backups.
   const std::string& UpgradeBackup() const override { return m_upgradeBackup; }
@@ -48,7 +47,6 @@ class PostgresStore : public Store {
 
   Pool m_pool;
   Days m_days{m_pool};
-  const std::int64_t m_origin;  // marks the changes of this process
   const std::string m_upgradeBackup;
   std::atomic<bool> m_changeFailed = false;
   std::atomic<unsigned> m_totalsChanges = 0;

@@ -21,9 +21,8 @@ const Sql kAddTotals("INSERT INTO total VALUES ($1, $2, $3, $4, $5, $6, $7, $8)"
 
 }  // namespace
 
-PostgresTransaction::PostgresTransaction(Connection& connection, Days& days, Mode mode,
-                                         std::int64_t origin)
-    : m_connection(connection), m_days(days), m_mode(mode), m_origin(origin) {}
+PostgresTransaction::PostgresTransaction(Connection& connection, Days& days, Mode mode)
+    : m_connection(connection), m_days(days), m_mode(mode) {}
 
 PostgresTransaction::~PostgresTransaction() {
   if (!m_begun || !m_connection.IsOpen()) return;

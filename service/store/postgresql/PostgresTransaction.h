@@ -23,32 +23,22 @@ struct TotalsChange {
   AlarmCounts alarmed = {};
 };
 
-// A change, and the process that made it.
-struct ForeignChange {
-  ChangeRecord record;
-  std::int64_t origin = 0;
-};
-// Up to `limit` changes behind the one with the identifier `after`, as ListChanges() tells them.
-std::vector<ForeignChange> NextChanges(Connection& connection, std::int64_t after,
-                                       std::int64_t limit);
-
 // A unit of work on a connection. It begins with its first operation. Without a Commit() the
 // destructor undoes it.
 class PostgresTransaction : public Transaction {
  public:
   enum class Mode { kRead, kWrite };
 
-  // The connection and the days outlive the transaction. `origin` marks the changes of this
-  // process.
-  PostgresTransaction(Connection& connection, Days& days, Mode mode, std::int64_t origin);
+  // The connection and the days outlive the transaction.
+  PostgresTransaction(Connection& connection, Days& days, Mode mode);
   ~PostgresTransaction() override;
   PostgresTransaction(const PostgresTransaction&) = delete;
   PostgresTransaction& operator=(const PostgresTransaction&) = delete;
 
   // Ends the unit of work; its changes are on the disk then. Throws DatabaseError.
   void Commit();
-  // The changes so far of what appliances keep, for the store's listener.
-  const std::vector<Change>& Changes() const { return m_changes; }
+  // Whether it has changed what appliances keep.
+  bool Changed() const { return !m_changes.empty(); }
   // Whether it has added rows to the table of totals.
   bool TotalsChanged() const { return m_totalsChanged; }
 
@@ -195,7 +185,7 @@ class PostgresTransaction : public Transaction {
 
   // Writes the noted changes into the table of changes.
   void KeepChanges();
-  // Note changes that the listener is told after the commit.
+  // Note changes for that table.
   void NoteAppliance(const std::string& uuid);
   void NoteGone(const std::string& uuid);
   void NoteDocument(const std::string& manager, const DocumentName& document);
@@ -203,7 +193,6 @@ class PostgresTransaction : public Transaction {
   Connection& m_connection;
   Days& m_days;
   const Mode m_mode;
-  const std::int64_t m_origin;
   bool m_begun = false;
   bool m_totalsChanged = false;
   std::map<std::string, std::int64_t> m_owned;  // keys by UUID

@@ -11,7 +11,7 @@ namespace {
 
 // Step N brings version N to version N + 1. The result of a step that was released never changes.
 // Texts stand in the order of their bytes, whatever the order of the database is.
-constexpr std::array<const char*, 1> kSteps = {
+constexpr std::array<const char*, 2> kSteps = {
     R"sql(
 -- Who owns appliances, and with which keys they register.
 CREATE TABLE account (
@@ -272,6 +272,10 @@ END $$;
 
 REVOKE ALL ON FUNCTION next_event, make_day, drop_day FROM PUBLIC;
 )sql",
+    R"sql(
+-- Each process tells all changes in the order of the table: whose they are makes no difference.
+ALTER TABLE change DROP COLUMN origin;
+)sql",
 };
 
 constexpr const char* kSchemaTable = "CREATE TABLE cloudservice_schema (version integer NOT NULL)";
@@ -320,16 +324,15 @@ void Upgrade(Connection& connection, const std::string& database) {
     throw DatabaseError(database + " has the encoding " + encoding + " instead of UTF8");
   }
   std::int64_t version = CheckedVersion(connection, database);
-  if (version == NewestSchemaVersion()) {
-    connection.Run(kDropFormerChanges);
-    return;
+  if (version < NewestSchemaVersion()) {
+    // Until the end of the session: a transaction of each step would let others in between.
+    constexpr const char* kLock = "SELECT pg_advisory_lock(5423847)";
+    connection.Execute(kLock);
+    while ((version = CheckedVersion(connection, database)) < NewestSchemaVersion()) {
+      connection.Execute(StepTo(version + 1));
+    }
   }
-  // Until the end of the session: a transaction of each step would let others in between.
-  constexpr const char* kLock = "SELECT pg_advisory_lock(5423847)";
-  connection.Execute(kLock);
-  while ((version = CheckedVersion(connection, database)) < NewestSchemaVersion()) {
-    connection.Execute(StepTo(version + 1));
-  }
+  connection.Run(kDropFormerChanges);
 }
 
 }  // namespace

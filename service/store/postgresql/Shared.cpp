@@ -8,13 +8,13 @@ namespace {
 
 // 20 bits are for the place in the transaction: a unit of work has less than a million changes.
 const Sql kAddChanges(
-    "INSERT INTO change (id, origin, what, manager, event, kind, name, time) "
-    "SELECT (pg_current_xact_id()::text::bigint << 20) + place, $1, what, manager, event, kind, "
+    "INSERT INTO change (id, what, manager, event, kind, name, time) "
+    "SELECT (pg_current_xact_id()::text::bigint << 20) + place, what, manager, event, kind, "
     "name, extract(epoch FROM now())::bigint "
-    "FROM unnest($2::smallint[], $3::text[], $4::bigint[], $5::smallint[], $6::text[]) "
+    "FROM unnest($1::smallint[], $2::text[], $3::bigint[], $4::smallint[], $5::text[]) "
     "WITH ORDINALITY AS one (what, manager, event, kind, name, place)");
 const Sql kNextChanges(
-    "SELECT id, what, manager, event, kind, name, time, origin FROM change "
+    "SELECT id, what, manager, event, kind, name, time FROM change "
     "WHERE id > $1 AND id < change_horizon() ORDER BY id LIMIT $2");
 const Sql kLastChange("SELECT coalesce(max(id), 0) FROM change WHERE id < change_horizon()");
 // The last one stays. Those that are later than it came before the clock was set back.
@@ -61,29 +61,18 @@ void PostgresTransaction::KeepChanges() {
     Add(kinds, change.document.kind);
     names.push_back(change.document.name);
   }
-  Defer(kAddChanges, {m_origin, whats, managers, events, kinds, names});
-}
-
-std::vector<ForeignChange> NextChanges(Connection& connection, std::int64_t after,
-                                       std::int64_t limit) {
-  std::vector<ForeignChange> changes;
-  const Result result = connection.Run(kNextChanges, {after, limit});
-  for (const Row row : result) {
-    const DocumentName document = {static_cast<DocumentName::Kind>(row.Number(4)), row.Text(5)};
-    changes.push_back(
-        {{row.Number(0),
-          {static_cast<Change::What>(row.Number(1)), row.Text(2), row.Number(3), document},
-          row.Number(6)},
-         row.Number(7)});
-  }
-  return changes;
+  Defer(kAddChanges, {whats, managers, events, kinds, names});
 }
 
 std::vector<ChangeRecord> PostgresTransaction::ListChanges(const ListPage<std::int64_t>& page) {
-  Begin();
   std::vector<ChangeRecord> changes;
-  for (ForeignChange& one : NextChanges(m_connection, page.after.value_or(0), page.limit)) {
-    changes.push_back(std::move(one.record));
+  const Result result = Run(kNextChanges, {page.after.value_or(0), page.limit});
+  for (const Row row : result) {
+    const DocumentName document = {static_cast<DocumentName::Kind>(row.Number(4)), row.Text(5)};
+    changes.push_back(
+        {row.Number(0),
+         {static_cast<Change::What>(row.Number(1)), row.Text(2), row.Number(3), document},
+         row.Number(6)});
   }
   return changes;
 }

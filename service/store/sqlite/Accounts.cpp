@@ -67,6 +67,7 @@ std::vector<std::string> SqliteTransaction::ListRegistrationKeys(std::int64_t ac
 void SqliteTransaction::DeleteAccount(std::int64_t account, bool withManagers) {
   Statement(m_database, kDeleteAccount).Bind(account).Run();
   if (withManagers) Statement(m_database, kLeaveManagers).Bind(account).Run();
+  Note({Change::What::kAny, {}, 0, {}});
 }
 
 }  // namespace cloudservice

@@ -112,7 +112,6 @@ std::int64_t Database::LastInsertId() const { return sqlite3_last_insert_rowid(H
 
 namespace {
 
-const Sql kDataVersion("PRAGMA data_version");
 const Sql kBegin("BEGIN");
 const Sql kBeginWriting("BEGIN IMMEDIATE");
 const Sql kCommit("COMMIT");
@@ -121,11 +120,6 @@ const Sql kSavepoint("SAVEPOINT unit");
 const Sql kRelease("RELEASE unit");
 
 }  // namespace
-
-std::int64_t Database::DataVersion() {
-  Statement select(*this, kDataVersion);
-  return select.Step() ? select.Number(0) : 0;
-}
 
 void Database::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 

@@ -55,9 +55,6 @@ class Database {
   int Changes() const;
   // The key of the row that was inserted last.
   std::int64_t LastInsertId() const;
-  // A number that differs from its former value when another connection has changed the file.
-  // Throws DatabaseError.
-  std::int64_t DataVersion();
   // Moves what was committed from the write-ahead log into the database file when the log has grown
   // by kLogPages since the last time. Waits up to a tenth of a second for readers once the log is
   // ten times as long: it begins anew only when nobody reads it. Throws nothing: what stays in the

@@ -39,7 +39,7 @@ const Sql kDropFailure(
 
 }  // namespace
 
-void SqliteTransaction::Note(Change change) {
+void SqliteTransaction::Note(const Change& change) {
   Statement(m_database, kAddChange)
       .Bind(static_cast<std::int64_t>(change.what))
       .Bind(change.manager)
@@ -47,7 +47,7 @@ void SqliteTransaction::Note(Change change) {
       .Bind(static_cast<std::int64_t>(change.document.kind))
       .Bind(change.document.name)
       .Run();
-  m_changes.push_back(std::move(change));
+  m_changed = true;
 }
 
 std::vector<ChangeRecord> SqliteTransaction::ListChanges(const ListPage<std::int64_t>& page) {

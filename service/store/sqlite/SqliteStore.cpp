@@ -36,13 +36,6 @@ std::size_t SqliteStore::Waiting() const {
   return m_orders.size();
 }
 
-std::int64_t SqliteStore::DataVersion() {
-  // Only that of the writer tells about other processes alone: nobody else of this one changes the
-  // file.
-  const std::lock_guard<std::mutex> guard(m_writing);
-  return m_database.DataVersion();
-}
-
 void SqliteStore::Check() {
   if (m_database.ChangeFailed()) throw DatabaseError("the last change is not on the disk");
   std::unique_ptr<Database> reader = TakeReader();
@@ -126,27 +119,28 @@ bool SqliteStore::TryTogether(const Orders& orders) {
 }
 
 bool SqliteStore::RunTogether(const Orders& orders) {
-  std::vector<Change> changes;
+  bool changed = false;
   DatabaseTransaction transaction(m_database);
   for (const std::shared_ptr<Order>& order : orders) {
-    RunOne(*order, changes);
+    changed |= RunOne(*order);
     if (!m_database.InTransaction()) return false;
   }
   transaction.Commit();
-  for (const Change& change : changes) Tell(change);
+  if (changed) Tell();
   return true;
 }
 
-void SqliteStore::RunOne(Order& order, std::vector<Change>& changes) {
+bool SqliteStore::RunOne(Order& order) {
   order.error = nullptr;
   try {
     Savepoint savepoint(m_database);
     SqliteTransaction operations(m_database);
     order.work(operations);
     savepoint.Release();
-    changes.insert(changes.end(), operations.Changes().begin(), operations.Changes().end());
+    return operations.Changed();
   } catch (...) {
     order.error = std::current_exception();
+    return false;
   }
 }
 

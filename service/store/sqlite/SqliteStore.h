@@ -30,7 +30,6 @@ class SqliteStore : public Store {
   SqliteStore& operator=(const SqliteStore&) = delete;
 
   std::size_t Waiting() const override;
-  std::int64_t DataVersion() override;
   void Check() override;
   const std::string& UpgradeBackup() const override { return m_upgradeBackup; }
 
@@ -58,7 +57,8 @@ class SqliteStore : public Store {
   // to the orders.
   bool TryTogether(const Orders& orders);
   bool RunTogether(const Orders& orders);
-  void RunOne(Order& order, std::vector<Change>& changes);
+  // True when it has changed what appliances keep.
+  bool RunOne(Order& order);
   static void TellDone(const Orders& orders);
 
   std::unique_ptr<Database> TakeReader();

@@ -27,7 +27,7 @@ class SqliteTransaction : public Transaction {
   explicit SqliteTransaction(Database& database) : m_database(database) {}
 
   // The changes so far of what appliances keep, for the store's listener.
-  const std::vector<Change>& Changes() const { return m_changes; }
+  bool Changed() const { return m_changed; }
 
   Totals CountTotals() override;
   std::int64_t CountSilent() override;
@@ -155,13 +155,13 @@ class SqliteTransaction : public Transaction {
                        const ListPage<DocumentPlace>& page, std::vector<DocumentRecord>& documents);
 
   // Note changes that the listener is told after the commit, and other processes.
-  void Note(Change change);
+  void Note(const Change& change);
   void NoteAppliance(const std::string& uuid);
   void NoteGone(const std::string& uuid);
   void NoteDocument(const std::string& manager, const DocumentName& document);
 
   Database& m_database;
-  std::vector<Change> m_changes;
+  bool m_changed = false;
 };
 
 }  // namespace cloudservice

@@ -109,7 +109,7 @@ class TestStore : public Store {
   // A store of the case's own making on the file.
   TestStore(const std::string& file, std::unique_ptr<Store> store)
       : m_file(file), m_store(std::move(store)) {
-    m_store->Listen([this](const Change& change) { Tell(change); });
+    m_store->Listen([this] { Tell(); });
   }
   ~TestStore() override { m_store->Listen(nullptr); }
   TestStore(const TestStore&) = delete;
@@ -175,7 +175,6 @@ class TestStore : public Store {
   }
 
   std::size_t Waiting() const override { return m_store->Waiting(); }
-  std::int64_t DataVersion() override { return m_store->DataVersion(); }
   void Check() override { m_store->Check(); }
   const std::string& UpgradeBackup() const override { return m_store->UpgradeBackup(); }
 

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <atomic>
+#include <limits>
 #include <sstream>
 
 #include "ServiceTest.h"
 #include "service/api/Api.h"
 #include "service/api/Feed.h"
+#include "service/util/Text.h"
 
 namespace cloudservice {
 namespace {
@@ -21,9 +25,15 @@ class FeedTest : public ServiceTest {
     person = (*store)->FindOperator("script")->id;
   }
   std::shared_ptr<Stream> Open(const std::string& last = "") { return feed.Open(person, "", last); }
-  // The types of the events that wait.
-  static std::string Types(Stream& stream) {
-    std::istringstream lines(stream.Take());
+  // What the stream has to tell.
+  std::string Text(Stream& stream) {
+    feed.TellChanges();
+    return stream.Take();
+  }
+  // The types of the events.
+  std::string Types(Stream& stream) { return TypesIn(Text(stream)); }
+  static std::string TypesIn(const std::string& text) {
+    std::istringstream lines(text);
     std::string types;
     for (std::string line; std::getline(lines, line);) {
       if (line.rfind("event: ", 0) == 0) types += line.substr(7) + " ";
@@ -32,18 +42,81 @@ class FeedTest : public ServiceTest {
   }
 
   // Up to where the stream has told.
-  static std::string IdentifierOf(Stream& stream) {
-    const std::string text = stream.Take();
-    return text.substr(4, text.find('\n') - 4);
+  std::string IdentifierOf(Stream& stream) { return IdentifierIn(Text(stream)); }
+  static std::string IdentifierIn(const std::string& text) {
+    const std::size_t start = text.rfind("id: ") + 4;
+    return text.substr(start, text.find('\n', start) - start);
+  }
+  // The identifiers and types of the events.
+  static std::vector<std::string> EventsIn(const std::string& text) {
+    std::vector<std::string> events;
+    for (const std::string& block : Split(text, '\n')) {
+      if (block.rfind("id: ", 0) == 0) events.push_back(block);
+      if (block.rfind("event: ", 0) == 0) events.back() += " " + block;
+    }
+    const auto bare = [](const std::string& one) { return one.find(" event: ") == one.npos; };
+    events.erase(std::remove_if(events.begin(), events.end(), bare), events.end());
+    return events;
+  }
+
+  void Beat(std::size_t times) {
+    store->Write([&](Transaction& work) {
+      for (std::size_t i = 0; i < times; ++i) work.AddHeartbeat("u-1", now, 90, "");
+    });
   }
 
   Operators operators{*store, [this] { return now; }};
   std::int64_t person = 0;
-  Feed feed{*store, operators, log, [this] { return now; }, [this] { feed.TellChanges(); }};
+  std::atomic<int> woken = 0;
+  Feed feed{*store, operators, log, [this] { return now; }, [this] { ++woken; }};
+};
+
+// Cases that change the database file itself.
+using SqliteFeedTest = FeedTest;
+
+// Another process on the database: a store and a feed of its own.
+class TwoFeedsTest : public FeedTest {
+ protected:
+  std::shared_ptr<Stream> OpenThere(const std::string& last = "") {
+    return there.Open(person, "", last);
+  }
+  std::string TextThere(Stream& stream) {
+    there.TellChanges();
+    return stream.Take();
+  }
+
+  TestStore storeThere{folder.File("service.db")};
+  Operators operatorsThere{storeThere, [this] { return now; }};
+  Feed there{storeThere, operatorsThere, log, [this] { return now; }, [] {}};
 };
 
 TEST_F(FeedTest, First_block_says_where_the_stream_is) {
-  EXPECT_THAT(Open()->Take(), EndsWith("-0\n\n"));
+  EXPECT_EQ(Open()->Take(), "id: 0-1772716029\n\n");
+  Token("u-1");
+  const std::int64_t last = (*store)->LastChange();
+  EXPECT_EQ(Open()->Take(), "id: " + std::to_string(last) + "-1772716029\n\n");
+}
+
+TEST_F(FeedTest, Event_has_the_identifier_of_its_change) {
+  const auto stream = Open();
+  stream->Take();
+  Token("u-1");
+  const std::int64_t last = (*store)->LastChange();
+  now += 7;
+  EXPECT_THAT(Text(*stream),
+              StartsWith("id: " + std::to_string(last) + "-1772716029\nevent: appliance\n"));
+}
+
+TEST_F(FeedTest, Change_wakes_once_until_it_is_told_and_only_while_there_is_a_reader) {
+  Token("u-1");
+  EXPECT_EQ(woken, 0);
+  const auto stream = Open();
+  Token("u-2");
+  Token("u-3");
+  EXPECT_EQ(woken, 1);
+  feed.TellChanges();
+  Token("u-4");
+  EXPECT_GE(woken, 2);
 }
 
 TEST_F(FeedTest, Changes_are_told_once_each_to_everyone) {
@@ -52,6 +125,7 @@ TEST_F(FeedTest, Changes_are_told_once_each_to_everyone) {
   const std::string token = Token("u-1");
   Chassis(token);
   Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, R"({"A": 1})");
+  feed.TellChanges();
   Ask("DELETE", "/redfish/v1/Managers/u-1", token);
   EXPECT_EQ(Types(*first), "appliance resource appliance resource gone ");
   EXPECT_EQ(Types(*second), "appliance resource appliance resource gone ");
@@ -70,13 +144,11 @@ TEST_F(FeedTest, Chassis_is_told_as_it_comes_and_as_it_goes) {
   stream->Take();
   const std::string path = "/redfish/v1/Chassis/" + Chassis(token);
   const std::string uri = "\"uri\":\"" + path + "\"";
-  EXPECT_THAT(stream->Take(),
-              AllOf(HasSubstr("event: resource\n"), HasSubstr(uri), HasSubstr("\"updated\":\"20"),
-                    HasSubstr("event: appliance\n")));
+  EXPECT_THAT(Text(*stream), AllOf(HasSubstr("event: resource\n"), HasSubstr(uri),
+                                   HasSubstr("\"updated\":\"20"), HasSubstr("event: appliance\n")));
   Ask("DELETE", path, token);
-  EXPECT_THAT(stream->Take(),
-              AllOf(HasSubstr("event: resource\n"), HasSubstr(uri), HasSubstr("\"updated\":null"),
-                    HasSubstr("event: appliance\n")));
+  EXPECT_THAT(Text(*stream), AllOf(HasSubstr("event: resource\n"), HasSubstr(uri),
+                                   HasSubstr("\"updated\":null"), HasSubstr("event: appliance\n")));
 }
 
 TEST_F(FeedTest, Refused_request_tells_nothing) {
@@ -117,12 +189,13 @@ TEST_F(FeedTest, What_came_due_while_nobody_read_is_caught_up_with) {
   EXPECT_THAT(Open(id)->Take(), HasSubstr("\"state\":\"offline\""));
 }
 
-TEST_F(FeedTest, Nothing_is_made_ready_while_nobody_follows) {
+TEST_F(SqliteFeedTest, Nothing_is_made_ready_while_nobody_follows) {
   Token("u-1");
   Open()->End();
   // Without it no appliance can be told of.
-  Database(folder.File("service.db")).Execute("PRAGMA foreign_keys = OFF; DROP TABLE account");
-  (*store)->AddHeartbeat("u-1", now, 90, "");
+  store->Execute("PRAGMA foreign_keys = OFF; DROP TABLE account");
+  Beat(1);
+  feed.TellChanges();
   EXPECT_THAT(lines, Not(testing::Contains(HasSubstr("error: "))));
 }
 
@@ -141,31 +214,114 @@ TEST_F(FeedTest, Reader_who_comes_back_is_told_what_nobody_read) {
   EXPECT_EQ(Types(*Open(id)), "resource event resource ");
 }
 
-TEST_F(FeedTest, What_nobody_waits_for_is_forgotten) {
-  const std::string token = Token("u-1");
-  const auto stream = Open();
-  const std::string id = IdentifierOf(*stream);
-  stream->End();
-  Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, R"({"A": 1})");
-  const auto other = Open();
-  EXPECT_NE(IdentifierOf(*other), id);
-  EXPECT_EQ(Types(*Open(id)), "reset ");
+TEST_F(FeedTest, Identifier_that_nobody_was_told_makes_its_reader_load_afresh) {
+  Token("u-1");
+  const std::string id = IdentifierOf(*Open());
+  EXPECT_EQ(TypesIn(Open(id)->Take()), "");
+  for (const std::string& wrong :
+       {std::string("nonsense"), std::string("-"), std::string("1"), std::string("1-"),
+        std::string("0-1772716029"), std::string("-1-1772716029"), "x" + id, id + "x", " " + id,
+        std::string("999999999999999-1772716029"), std::string("99999999999999999999-1772716029"),
+        id.substr(0, id.find('-')) + "--1", id.substr(0, id.find('-')) + "-9223372036854775807"}) {
+    EXPECT_EQ(TypesIn(Open(wrong)->Take()), "reset ") << wrong;
+  }
 }
 
-TEST_F(FeedTest, More_than_is_remembered_makes_who_comes_back_load_afresh) {
+TEST_F(FeedTest, Reader_behind_what_is_kept_loads_afresh) {
+  Token("u-1");
+  const std::string id = IdentifierOf(*Open());
+  Beat(2);
+  const std::string last = IdentifierOf(*Open());
+  EXPECT_EQ(TypesIn(Open(id)->Take()), "appliance appliance ");
+  (*store)->RemoveChanges(std::numeric_limits<std::int64_t>::max(), 100);
+  EXPECT_EQ(TypesIn(Open(id)->Take()), "reset ");
+  EXPECT_EQ(TypesIn(Open(last)->Take()), "");
+}
+
+TEST_F(FeedTest, Reader_who_missed_too_much_loads_afresh) {
+  Token("u-1");
+  const std::string id = IdentifierOf(*Open());
+  Beat(Feed::kMissed);
+  EXPECT_EQ(EventsIn(Open(id)->Take()).size(), Feed::kMissed);
+  Beat(1);
+  EXPECT_EQ(TypesIn(Open(id)->Take()), "reset ");
+}
+
+TEST_F(FeedTest, Reader_who_missed_too_much_with_what_came_due_loads_afresh) {
+  Token("u-1");
+  (*store)->AddHeartbeat("u-1", now, 90, "");
+  const std::string id = IdentifierOf(*Open());
+  Token("u-2");
+  Beat(Feed::kMissed - 1);
+  now += 1000;
+  EXPECT_EQ(TypesIn(Open(id)->Take()), "reset ");
+}
+
+TEST_F(FeedTest, More_than_may_wait_makes_everyone_load_afresh) {
   Token("u-1");
   const auto stream = Open();
-  const std::string id = IdentifierOf(*stream);
-  stream->End();
-  for (std::size_t i = 0; i < Feed::kRemembered; ++i) (*store)->AddHeartbeat("u-1", now, 90, "");
-  const auto again = Open(id);
-  EXPECT_THAT(Types(*again), StartsWith("appliance "));
-  again->End();
-  for (std::size_t i = 0; i <= Feed::kRemembered; ++i) (*store)->AddHeartbeat("u-1", now, 90, "");
-  EXPECT_EQ(Types(*Open(id)), "reset ");
+  Beat(Feed::kMaxWaiting + 1);
+  EXPECT_EQ(Types(*stream), "reset ");
+  Beat(1);
+  EXPECT_EQ(Types(*stream), "appliance ");
 }
 
-TEST_F(FeedTest, Events_are_remembered_up_to_their_bytes) {
+TEST_F(FeedTest, Account_that_goes_makes_readers_load_afresh) {
+  const std::int64_t account = (*store)->FindAccount(kEmail)->id;
+  const auto stream = Open();
+  (*store)->DeleteAccount(account, false);
+  EXPECT_EQ(Types(*stream), "reset ");
+}
+
+TEST_F(TwoFeedsTest, Change_is_told_by_the_other_process) {
+  const auto stream = OpenThere();
+  Token("u-1");
+  EXPECT_EQ(TypesIn(TextThere(*stream)), "appliance ");
+  storeThere->AddHeartbeat("u-1", now, 90, "");
+  Beat(1);
+  EXPECT_EQ(TypesIn(TextThere(*stream)), "appliance appliance ");
+}
+
+TEST_F(TwoFeedsTest, Tick_tells_changes_of_which_nothing_was_heard) {
+  const auto stream = OpenThere();
+  Token("u-1");
+  there.Tick();
+  EXPECT_EQ(TypesIn(stream->Take()), "appliance ");
+}
+
+TEST_F(TwoFeedsTest, Reader_goes_on_at_the_other_process_without_loss_or_doubling) {
+  const std::string token = Token("u-1");
+  const auto stays = Open();
+  const auto leaves = Open();
+  stays->Take();
+  Chassis(token);
+  const std::string before = Text(*leaves);
+  leaves->End();
+  Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, R"({"A": 1})");
+  storeThere->AddHeartbeat("u-1", now, 90, "");
+  const auto comes = OpenThere(IdentifierIn(before));
+  feed.TellChanges();
+  storeThere->DeleteManager("u-1");
+  const std::string after = TextThere(*comes);
+  EXPECT_EQ(TypesIn(before), "resource appliance ");
+  EXPECT_EQ(TypesIn(after), "resource appliance gone ");
+  std::vector<std::string> events = EventsIn(before);
+  for (const std::string& one : EventsIn(after)) events.push_back(one);
+  EXPECT_EQ(EventsIn(Text(*stays)), events);
+}
+
+TEST_F(TwoFeedsTest, Reader_is_told_once_what_came_due_on_its_way_to_the_other_process) {
+  Token("u-1");
+  (*store)->AddHeartbeat("u-1", now, 90, "");
+  const std::string id = IdentifierOf(*Open());
+  now += 1000;
+  const std::string text = OpenThere(id)->Take();
+  EXPECT_EQ(TypesIn(text), "appliance ");
+  EXPECT_THAT(text, HasSubstr("\"state\":\"offline\""));
+  EXPECT_EQ(TypesIn(Open(IdentifierIn(text))->Take()), "");
+}
+
+TEST_F(FeedTest, Reader_is_told_what_it_missed_up_to_its_bytes) {
   const std::string token = Token("u-1");
   const auto stream = Open();
   const std::string id = IdentifierOf(*stream);
@@ -225,15 +381,15 @@ TEST_F(FeedTest, Stream_ends_at_the_tick_after_its_session) {
   EXPECT_TRUE(stream->Ended());
 }
 
-TEST_F(FeedTest, Database_that_fails_is_logged_and_makes_readers_load_afresh) {
+TEST_F(SqliteFeedTest, What_a_failing_database_holds_back_is_told_later) {
   const auto stream = Open();
-  stream->Take();
-  Database(folder.File("service.db")).Execute("PRAGMA foreign_keys = OFF; DROP TABLE event");
+  Token("u-1");
+  store->Execute("ALTER TABLE change RENAME TO lost");
+  EXPECT_EQ(Types(*stream), "");
+  EXPECT_THAT(lines.back(), HasSubstr("error: the streams have to wait: no such table"));
+  store->Execute("ALTER TABLE lost RENAME TO change");
   feed.Tick();
-  EXPECT_EQ(Types(*stream), "reset ");
-  Database(folder.File("service.db")).Execute("DROP TABLE operator");
-  feed.Tick();
-  EXPECT_THAT(lines.back(), HasSubstr("error: the streams miss something: no such table"));
+  EXPECT_EQ(TypesIn(stream->Take()), "appliance ");
 }
 
 TEST(StreamTest, Woken_reader_takes_all_and_detached_one_is_left_alone) {

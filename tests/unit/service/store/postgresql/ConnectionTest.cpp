@@ -209,10 +209,31 @@ class PostgresSchemaTest : public PostgresConnectionTest {
 
 const Sql kVersion("/* of a test */ SELECT version FROM cloudservice_schema", Sql::Plan::kEachTime);
 
+const Sql kChanges("/* of a test */ SELECT manager FROM change", Sql::Plan::kEachTime);
+const Sql kOrigin(
+    "SELECT 1 FROM pg_attribute WHERE attrelid = 'change'::regclass AND attname = 'origin'",
+    Sql::Plan::kEachTime);
+
 TEST_F(PostgresSchemaTest, Carries_its_version_and_is_made_once) {
   Upgrade();
   Upgrade();
   EXPECT_EQ(database.Connect().Run(kVersion).First().Number(0), NewestSchemaVersion());
+}
+
+// What the second step takes away is put back: a database as the first version made it.
+TEST_F(PostgresSchemaTest, First_version_is_upgraded_and_keeps_its_rows) {
+  Upgrade();
+  database.Connect().Execute(
+      "ALTER TABLE change ADD COLUMN origin bigint NOT NULL; "
+      "UPDATE cloudservice_schema SET version = 1; "
+      "INSERT INTO change (id, origin, what, manager, event, kind, name, time) VALUES "
+      "(1, 5, 2, 'of now', 0, 0, '', 0), (9e17, 5, 2, 'of a former time', 0, 0, '', 0)");
+  Upgrade();
+  EXPECT_EQ(database.Connect().Run(kVersion).First().Number(0), 2);
+  const Result changes = database.Connect().Run(kChanges);
+  ASSERT_EQ(changes.Rows(), 1);
+  EXPECT_EQ(changes.First().Text(0), "of now");
+  EXPECT_EQ(database.Connect().Run(kOrigin).Rows(), 0);
 }
 
 TEST_F(PostgresSchemaTest, Is_made_by_one_of_many_that_come_at_once) {

@@ -27,15 +27,11 @@ constexpr std::int64_t kDay = kSecondsOfDay;
 // Changes that the fixture makes.
 constexpr std::ptrdiff_t kFirstChanges = 6;
 
-// The changes that a store's listener is told, waited for.
+// The changes that can be listed when a store's listener is called, waited for.
 class Told {
  public:
   explicit Told(Store& store) : m_store(store) {
-    store.Listen([this](const Change& change) {
-      const std::lock_guard<std::mutex> guard(m_mutex);
-      m_managers.push_back(change.manager);
-      m_changed.notify_all();
-    });
+    store.Listen([this] { List(); });
   }
   ~Told() { m_store.Listen(nullptr); }
   Told(const Told&) = delete;
@@ -50,9 +46,21 @@ class Told {
   }
 
  private:
+  void List() {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    const ListPage<std::int64_t> page = {m_last, 1000};
+    for (const ChangeRecord& one :
+         m_store.Read([&](Transaction& work) { return work.ListChanges(page); })) {
+      m_last = one.id;
+      m_managers.push_back(one.change.manager);
+    }
+    m_changed.notify_all();
+  }
+
   Store& m_store;
   std::mutex m_mutex;
   std::condition_variable m_changed;
+  std::int64_t m_last = 0;
   std::vector<std::string> m_managers;
 };
 
@@ -202,6 +210,16 @@ TEST_F(PostgresStoreTest, Changes_are_told_in_the_order_in_which_their_transacti
   EXPECT_THAT(managers, ElementsAre("u", "u", "u", "v", "v", "v", "u", "v"));
 }
 
+TEST_F(PostgresStoreTest, Own_change_is_told_when_what_hid_it_has_ended_without_a_change) {
+  EXPECT_THROW(store.Write([&](Transaction& work) {
+    work.AddHeartbeat("u", 2000, 60, "");
+    Beat(other, "v");
+    throw std::runtime_error("changed its mind");
+  }),
+               std::runtime_error);
+  EXPECT_THAT(told.Next(1), ElementsAre("v"));
+}
+
 TEST_F(PostgresStoreTest, Connections_that_were_lost_are_replaced) {
   Beat(store, "u");
   ASSERT_EQ(told.Next(1).size(), 1u);
@@ -325,7 +343,7 @@ TEST_F(PostgresStoreTest, Counts_that_many_change_are_added_up) {
 }
 
 TEST_F(PostgresStoreTest, Changes_of_a_database_that_was_copied_are_dropped) {
-  database.Connect().Execute("INSERT INTO change VALUES (1::bigint << 60, 1, 0, 'u', 0, 0, '', 1)");
+  database.Connect().Execute("INSERT INTO change VALUES (1::bigint << 60, 0, 'u', 0, 0, '', 1)");
   const PostgresStore opened(database.Url());
   EXPECT_THAT(Texts("SELECT 1 FROM change WHERE id = 1::bigint << 60"), IsEmpty());
   EXPECT_EQ(Texts("SELECT 1 FROM change").size(), 6u);
