@@ -86,6 +86,11 @@ class Cluster:
     def stop(self, mode="immediate"):
         self._call("pg_ctl", "stop", "-w", "-s", "-m", mode, "-D", self._data)
 
+    def check(self):
+        """Looks at every page of tables and indexes; raises when one is wrong."""
+        self._call("pg_amcheck", "--install-missing", "--heapallindexed", "--host", self.folder,
+                   "--username", "postgres", "postgres")
+
     def remove(self):
         with contextlib.suppress(RuntimeError):
             self.stop()

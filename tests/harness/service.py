@@ -10,7 +10,7 @@ import subprocess
 
 from .daemon import EMAIL, KEY, UUID
 from .process import Process, clock, environment
-from .wire import connect
+from .wire import certificate_pair, connect
 
 # Seconds of the accelerated clock until the service gives up a connection: never within a case.
 PATIENCE = 10_000_000
@@ -35,33 +35,45 @@ def as_sent(document):
 
 
 class Service(Process):
-    def __init__(self, programs, folder):
-        super().__init__("cloudservice", folder)
+    def __init__(self, programs, folder, database="", name="cloudservice"):
+        """On a file in `folder`, or on the database of this URL."""
+        super().__init__(name, folder)
         self._program = programs / "service" / "cloudservice"
         self._folder_of_data = folder
+        self._database = database or folder / "service.db"
+        self._has_file = not database
         self.port = 0
         self.url = ""
 
     def start(self, *options, faketime=None, patience=PATIENCE):
         """Starts on a free port, or on the one it had before, and waits until it listens."""
-        self.launch([self._program, "--listen", f"127.0.0.1:{self.port}",
-                     "--db", self._folder_of_data / "service.db", "--email", EMAIL,
-                     "--registration-key", KEY, "--io-timeout", patience, *options],
-                    environment(faketime or clock()))
+        if not self._has_file and "--http" not in options and "--cert" not in options:
+            options += self._certificate()
+        self.launch([self._program, "--listen", f"127.0.0.1:{self.port}", "--db", self._database,
+                     "--email", EMAIL, "--registration-key", KEY, "--io-timeout", patience,
+                     *options], environment(faketime or clock()))
         ready = self.wait_until(lambda: _READY.search(self.output()), "the line that it listens")
         self.url, self.port = ready.group(1), int(ready.group(2))
+
+    def _certificate(self):
+        """The options that name the certificate which a service without a file does not make."""
+        files = [self._folder_of_data / f"{self.name}.{end}" for end in ("crt", "key")]
+        if not files[0].exists():
+            certificate_pair(*files)
+        return ("--cert", files[0], "--key", files[1])
 
     def command(self, *words, text="", status=0):
         """Runs a command of the program on the service's database; its standard output."""
         ended = subprocess.run(
-            [self._program, *words, "--db", self._folder_of_data / "service.db"], input=text,
+            [self._program, *words, "--db", self._database], input=text,
             env=environment(clock(1)), cwd=self._folder_of_data, capture_output=True, text=True)
         assert ended.returncode == status, ended.stderr
         return ended.stdout if status == 0 else ended.stderr
 
     def database(self):
-        """A connection to the service's database, beside the service's own."""
-        return sqlite3.connect(self._folder_of_data / "service.db", timeout=30)
+        """A connection to the service's file, beside the service's own."""
+        assert self._has_file
+        return sqlite3.connect(self._database, timeout=30)
 
     def _request(self, method, path, token, body, headers=None):
         with contextlib.closing(connect(self.url)) as link:
@@ -79,15 +91,16 @@ class Service(Process):
         """The same, with the answer's headers instead."""
         return self._request(method, path, token, body, headers)[:2]
 
-    def members(self, path, token):
-        """The paths of a collection's members, over all its pages."""
-        paths = []
+    def documents(self, path, token):
+        """A collection's members, over all its pages, as they stand there: links, or with $expand
+        whole documents."""
+        documents = []
         while path:
             status, page = self.ask("GET", path, token)
             assert status == 200
-            paths += [member["@odata.id"] for member in page["Members"]]
+            documents += page["Members"]
             path = page.get("Members@odata.nextLink")
-        return paths
+        return documents
 
     def certificate(self):
         return ssl.get_server_certificate(("127.0.0.1", self.port))
