@@ -15,7 +15,7 @@ Runs the named layers, or without a name lint, asan, browser, tsan and powerpc.
   lint        format, clang-tidy, shell scripts, documents
   asan        unit and acceptance tests under AddressSanitizer and UBSan
   browser     cloudservice's page in Chromium without a window
-  tsan        unit tests of daemon and host under ThreadSanitizer
+  tsan        unit tests under ThreadSanitizer
   powerpc     unit and acceptance tests with the daemon on the appliance's processor, emulated
 
   quick       for every change: lint, unit tests, and a few acceptance tests
