@@ -16,6 +16,7 @@ namespace {
 
 constexpr int kWrongArguments = 2;
 constexpr int kMaxDays = 36500;
+constexpr std::int64_t kMaxQuota = 1000LL * 1000 * 1000 * 1000 * 1000;
 
 // As Conflict(), where the database is on a server.
 std::string ConflictOnServer(const Options& options) {
@@ -126,6 +127,21 @@ void DescribeProxies(CLI::App& app, std::vector<std::string>& proxies) {
       ->allow_extra_args(false);
 }
 
+void DescribeQuotas(CLI::App& app, Quotas& quotas) {
+  const auto add = [&app](const char* name, std::int64_t& value, const char* unit,
+                          const char* text) {
+    app.add_option(name, value, text)
+        ->type_name(unit)
+        ->check(CLI::Range(std::int64_t{1}, kMaxQuota))
+        ->capture_default_str();
+  };
+  add("--quota-documents", quotas.documents, "N", "How many documents an appliance may keep");
+  add("--quota-bytes", quotas.bytes, "BYTES", "How many bytes these may have");
+  add("--quota-events-of-day", quotas.eventsOfDay, "N",
+      "How many events an appliance may send on a day (UTC)");
+  add("--quota-events", quotas.events, "N", "How many events of an appliance are kept at most");
+}
+
 void Describe(CLI::App& app, Options& options, std::string& listen) {
   app.set_version_flag("--version", std::string("cloudservice ") + CLOUDSERVICE_VERSION);
   app.add_option("--listen", listen, "Address and port; port 0 picks a free one, IPv6 in brackets")
@@ -186,6 +202,7 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv, int& stat
   std::vector<std::string> proxies;
   Describe(app, options, listen);
   DescribeProxies(app, proxies);
+  DescribeQuotas(app, options.quotas);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& wish) {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "service/redfish/Quota.h"
 #include "service/util/TrustedProxies.h"
 
 namespace cloudservice {
@@ -48,6 +49,7 @@ struct Options {
   int ioTimeout = 60;        // seconds
   int retention = 7;         // days for which readings are kept
   int eventRetention = 365;  // days for which events are kept
+  Quotas quotas;             // of each appliance
 };
 
 // Reads the command line. Returns none when the process is to end with `status`; the help, the

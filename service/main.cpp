@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -188,7 +189,7 @@ Program::Program(const Options& options, const Log& log)
       m_store(OpenedStore(options, log)),
       m_tls(TlsOf(options, log)),
       m_accounts(*m_store, WallClock),
-      m_service(*m_store, log, m_accounts, WallClock, RetentionOf(options)),
+      m_service(*m_store, log, m_accounts, WallClock, RetentionOf(options), options.quotas),
       m_operators(*m_store, WallClock),
       m_feed(*m_store, m_operators, log, WallClock,
              [this] { m_teller.Post([this] { m_feed.TellChanges(); }); }),
@@ -249,7 +250,13 @@ Lanes::Lane Program::LaneOf(const Request& request) const {
 }
 
 Load Program::LoadNow() const {
-  Load load = {m_server.Counts(), m_bodies->Taken(), {}};
+  static constexpr std::array<const char*, Quotas::kKinds> kQuotas = {
+      "quota_documents", "quota_bytes", "quota_events_of_day", "quota_events"};
+  Load load = {m_server.Counts(), m_bodies->Taken()};
+  const QuotaRefusals::Counts overQuotas = m_service.OverQuotas();
+  for (std::size_t i = 0; i < kQuotas.size(); ++i) {
+    load.refused.emplace_back(kQuotas.at(i), overQuotas.at(i));
+  }
   for (std::size_t i = 0; i < Lanes::kCount; ++i) {
     load.waiting.at(i) = m_lanes.Waiting(static_cast<Lanes::Lane>(i));
   }

@@ -80,6 +80,10 @@ void WriteLoad(MetricsWriter& out, const Load& load, std::size_t writes) {
   for (std::size_t i = 0; i < load.waiting.size(); ++i) {
     out.Sample(Text(load.waiting.at(i)), std::string("lane=\"") + kLanes.at(i) + "\"");
   }
+  out.Begin("requests_refused_total", "counter", "Requests that a limit has refused.");
+  for (const auto& [limit, count] : load.refused) {
+    out.Sample(std::to_string(count), "limit=\"" + limit + "\"");
+  }
   out.Begin("writes_waiting", "gauge", "Changes that wait for the next commit.");
   out.Sample(Text(writes));
 }

@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "service/http/Connections.h"
 #include "service/http/Lanes.h"
@@ -27,6 +28,8 @@ struct Load {
   ConnectionCounts connections;
   std::size_t bodyBytes = 0;                            // of bodies that are being read or answered
   std::array<std::size_t, Lanes::kCount> waiting = {};  // requests, by Lanes::Lane
+  // How many requests each limit has refused; by the limit's name, which is of letters and "_".
+  std::vector<std::pair<std::string, std::uint64_t>> refused = {};
 };
 
 // The first handler of each request, for the people who run the service. It answers /healthz and

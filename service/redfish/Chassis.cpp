@@ -76,6 +76,7 @@ Answer Chassis::Create(const Call& call, Transaction& store) const {
   chassis.manager = call.owner->uuid;
   chassis.document = call.request.body;
   chassis.created = m_clock();
+  m_quota.CheckDocument(*call.owner, store, std::nullopt, chassis.document.size());
   store.AddChassis(chassis);
   Answer answer = Created(ChassisView(call, store, chassis));
   answer.lines = {"chassis created: " + chassis.id + " of " + Named(*call.owner)};
@@ -85,8 +86,9 @@ Answer Chassis::Create(const Call& call, Transaction& store) const {
 Answer Chassis::Patch(const Call& call, Transaction& store) const {
   const ChassisRecord chassis = OwnChassis(call, store);
   RefuseReadOnly(call.body, {{"Id", chassis.id}});
-  store.SetChassisDocument(chassis.id, MergedText(chassis.document, call.body),
-                           ReadingsOf(call, chassis.id, m_clock()));
+  const std::string document = MergedText(chassis.document, call.body);
+  m_quota.CheckDocument(*call.owner, store, chassis.document.size(), document.size());
+  store.SetChassisDocument(chassis.id, document, ReadingsOf(call, chassis.id, m_clock()));
   Answer answer = Done();
   answer.lines = {"chassis changed: " + chassis.id + " of " + Named(*call.owner)};
   return answer;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "service/redfish/Call.h"
+#include "service/redfish/Quota.h"
 #include "service/util/Clock.h"
 
 namespace cloudservice {
@@ -12,7 +13,7 @@ namespace cloudservice {
 // The operations on chassis of appliances.
 class Chassis {
  public:
-  explicit Chassis(Clock clock) : m_clock(std::move(clock)) {}
+  Chassis(Clock clock, const Quota& quota) : m_clock(std::move(clock)), m_quota(quota) {}
 
   void AddTo(Routes& routes) const;
 
@@ -21,6 +22,7 @@ class Chassis {
   Answer Patch(const Call& call, Transaction& store) const;
 
   Clock m_clock;
+  Quota m_quota;
 };
 
 }  // namespace cloudservice

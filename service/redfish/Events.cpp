@@ -19,15 +19,42 @@ namespace cloudservice {
 
 namespace {
 
+// Bytes that an event may have in all, in each of its texts, and in each of what names something;
+// and how many arguments. The daemon's are some hundred bytes in all.
+constexpr std::size_t kMaxEvent = 64 * 1024;
+constexpr std::size_t kMaxText = 16 * 1024;
+constexpr std::size_t kMaxName = 1024;
+constexpr std::size_t kMaxArguments = 100;
+
 // A clearing event names the alarm that it clears in its fourth argument.
 constexpr std::size_t kClearedAlarm = 3;
+
+void CheckLength(const std::string& name, const std::string& text, std::size_t most) {
+  if (text.size() <= most) return;
+  throw WrongValue(name, "\"" + name + "\" has more than " + std::to_string(most) + " bytes.");
+}
+
+// As RequiredString(), for what names something.
+std::string RequiredName(const Json& document, const std::string& name) {
+  std::string text = RequiredString(document, name);
+  CheckLength(name, text, kMaxName);
+  return text;
+}
 
 void CheckArguments(const Json& document) {
   const auto found = document.find("MessageArgs");
   if (found == document.end()) return;
   if (!found->is_array()) throw WrongType("MessageArgs", *found, "\"MessageArgs\" is no array.");
+  if (found->size() > kMaxArguments) {
+    throw WrongValue("MessageArgs", "\"MessageArgs\" has more than " +
+                                        std::to_string(kMaxArguments) + " elements.");
+  }
   for (std::size_t i = 0; i < found->size(); ++i) {
     const Json& argument = found->at(i);
+    if (argument.is_string()) {
+      CheckLength("MessageArgs/" + std::to_string(i), argument.get_ref<const std::string&>(),
+                  kMaxText);
+    }
     if (!argument.is_string() && !argument.is_null()) {
       throw WrongType("MessageArgs/" + std::to_string(i), argument,
                       "\"MessageArgs\" has neither a string nor null at position " +
@@ -45,7 +72,9 @@ std::string AlarmOf(const Json& document, const EventRecord& event, EventKind ki
     throw WrongValue("MessageArgs",
                      "\"MessageArgs\" does not name the cleared alarm at position 4.");
   }
-  return found->at(kClearedAlarm).get<std::string>();
+  auto alarm = found->at(kClearedAlarm).get<std::string>();
+  CheckLength("MessageArgs/" + std::to_string(kClearedAlarm), alarm, kMaxName);
+  return alarm;
 }
 
 std::optional<bool> ClearedOf(const Target& target) {
@@ -183,11 +212,14 @@ void Events::AddTo(Routes& routes) const {
 }
 
 Answer Events::Post(const Call& call, Transaction& store) const {
+  if (call.request.body.size() > kMaxEvent) {
+    throw Refusal(413, "An event may have " + std::to_string(kMaxEvent) + " bytes.");
+  }
   const Json& document = call.body;
   EventRecord event;
   event.manager = call.owner->uuid;
-  event.messageId = RequiredString(document, "MessageId");
-  event.severity = RequiredString(document, "Severity");
+  event.messageId = RequiredName(document, "MessageId");
+  event.severity = RequiredName(document, "Severity");
   event.document = call.request.body;
   event.received = m_clock();
   CheckArguments(document);
@@ -195,11 +227,13 @@ Answer Events::Post(const Call& call, Transaction& store) const {
   const auto message = document.find("Message");
   if (message == document.end()) throw Missing("Message");
   if (!message->is_string()) throw WrongType("Message", *message, "\"Message\" is no string.");
+  CheckLength("Message", message->get_ref<const std::string&>(), kMaxText);
 
   const EventKind kind = KindOf(event.messageId, event.severity);
   const std::string alarm = AlarmOf(document, event, kind);
   event.chassis = OriginChassis(call, store, kind);
   const StoredEvent stored = store.AddEvent(event, alarm);
+  m_quota.CheckEvent(*call.owner, store, stored, event.received);
   event.id = stored.id;
   Answer answer = Created(EventView(call, store, event));
   answer.lines = {EventLine(event, message->get<std::string>(), alarm, stored.outcome)};

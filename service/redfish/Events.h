@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "service/redfish/Call.h"
+#include "service/redfish/Quota.h"
 #include "service/util/Clock.h"
 
 namespace cloudservice {
@@ -12,7 +13,7 @@ namespace cloudservice {
 // The operations on events of appliances, which open, change and close alarms.
 class Events {
  public:
-  explicit Events(Clock clock) : m_clock(std::move(clock)) {}
+  Events(Clock clock, const Quota& quota) : m_clock(std::move(clock)), m_quota(quota) {}
 
   void AddTo(Routes& routes) const;
 
@@ -20,6 +21,7 @@ class Events {
   Answer Post(const Call& call, Transaction& store) const;
 
   Clock m_clock;
+  Quota m_quota;
 };
 
 }  // namespace cloudservice

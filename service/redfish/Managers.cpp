@@ -148,8 +148,9 @@ Answer Managers::Get(const Call& call, Transaction& store) const {
 Answer Managers::Patch(const Call& call, Transaction& store) const {
   const ManagerRecord manager = OwnManager(call, store);
   RefuseReadOnly(call.body, {{"Id", manager.uuid}, {"UUID", manager.uuid}});
-  store.SetManagerDocument(manager.uuid, MergedText(manager.document, call.body),
-                           ReadingsOf(call, std::nullopt, m_clock()));
+  const std::string document = MergedText(manager.document, call.body);
+  m_quota.CheckDocument(*call.owner, store, manager.document.size(), document.size());
+  store.SetManagerDocument(manager.uuid, document, ReadingsOf(call, std::nullopt, m_clock()));
   Answer answer = Done();
   answer.lines = {"manager changed: " + Named(*call.owner)};
   return answer;

@@ -6,6 +6,7 @@
 
 #include "service/auth/Accounts.h"
 #include "service/redfish/Call.h"
+#include "service/redfish/Quota.h"
 #include "service/util/Clock.h"
 
 namespace cloudservice {
@@ -14,7 +15,8 @@ namespace cloudservice {
 class Managers {
  public:
   // The accounts outlive it.
-  Managers(Clock clock, Accounts& accounts) : m_clock(std::move(clock)), m_accounts(&accounts) {}
+  Managers(Clock clock, Accounts& accounts, const Quota& quota)
+      : m_clock(std::move(clock)), m_accounts(&accounts), m_quota(quota) {}
 
   void AddTo(Routes& routes) const;
 
@@ -27,6 +29,7 @@ class Managers {
 
   Clock m_clock;
   Accounts* m_accounts;
+  Quota m_quota;
 };
 
 }  // namespace cloudservice

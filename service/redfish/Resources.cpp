@@ -68,6 +68,9 @@ Answer Resources::Patch(const Call& call, Transaction& store) const {
   resource.changed = m_clock();
   const auto before = store.FindResource(resource.manager, resource.path);
   resource.document = MergedText(before ? before->document : "{}", call.body);
+  std::optional<std::size_t> size;
+  if (before) size = before->document.size();
+  m_quota.CheckDocument(*call.owner, store, size, resource.document.size());
   store.PutResource(resource, ReadingsOf(call, resource.chassis, resource.changed));
   Answer answer = Done();
   answer.lines = {(before ? "resource changed: " : "resource created: ") + resource.path};

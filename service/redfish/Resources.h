@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "service/redfish/Call.h"
+#include "service/redfish/Quota.h"
 #include "service/util/Clock.h"
 
 namespace cloudservice {
@@ -12,7 +13,7 @@ namespace cloudservice {
 // The operations on documents below chassis and managers, at any path that an appliance chooses.
 class Resources {
  public:
-  explicit Resources(Clock clock) : m_clock(std::move(clock)) {}
+  Resources(Clock clock, const Quota& quota) : m_clock(std::move(clock)), m_quota(quota) {}
 
   void AddTo(Routes& routes) const;
 
@@ -20,6 +21,7 @@ class Resources {
   Answer Patch(const Call& call, Transaction& store) const;
 
   Clock m_clock;
+  Quota m_quota;
 };
 
 }  // namespace cloudservice

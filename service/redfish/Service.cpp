@@ -14,6 +14,7 @@
 #include "service/redfish/Resources.h"
 #include "service/redfish/Root.h"
 #include "service/redfish/Schemas.h"
+#include "service/redfish/Views.h"
 #include "service/redfish/schema/SchemaUris.h"
 #include "service/util/Secret.h"
 
@@ -100,16 +101,17 @@ void CheckOptions(const Call& call, const Endpoint& endpoint) {
 }  // namespace
 
 RedfishService::RedfishService(Store& store, const Log& log, Accounts& accounts, const Clock& clock,
-                               const Retention& retention)
-    : m_store(store), m_log(log) {
+                               const Retention& retention, const Quotas& quotas)
+    : m_store(store), m_log(log), m_clock(clock) {
+  const Quota quota(quotas);
   AddRoot(m_routes);
   AddSchemas(m_routes);
-  Managers(clock, accounts).AddTo(m_routes);
+  Managers(clock, accounts, quota).AddTo(m_routes);
   Heartbeats(clock).AddTo(m_routes);
-  Chassis(clock).AddTo(m_routes);
-  Resources(clock).AddTo(m_routes);
+  Chassis(clock, quota).AddTo(m_routes);
+  Resources(clock, quota).AddTo(m_routes);
   Histories(clock, retention.history).AddTo(m_routes);
-  Events(clock).AddTo(m_routes);
+  Events(clock, quota).AddTo(m_routes);
 }
 
 Response RedfishService::Handle(const Request& request) {
@@ -136,6 +138,13 @@ Response RedfishService::Guarded(const Request& request,
   std::string allowed;
   try {
     return Marked(work(allowed));
+  } catch (const OverQuota& refusal) {
+    // An appliance that sends too much must not fill the log as well.
+    if (m_overQuota.Add(refusal, m_clock())) {
+      m_log.Line("over quota: " + Named(refusal.Owner()) + ": " + std::to_string(refusal.Status()) +
+                 " " + refusal.what());
+    }
+    return Marked(ErrorResponse(refusal));
   } catch (const Refusal& refusal) {
     Response response = Refused(refusal, request);
     if (refusal.Status() == 405) response.headers.emplace_back("Allow", allowed);

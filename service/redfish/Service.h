@@ -9,6 +9,7 @@
 #include "service/auth/Accounts.h"
 #include "service/http/Message.h"
 #include "service/redfish/Call.h"
+#include "service/redfish/Quota.h"
 #include "service/redfish/Refusal.h"
 #include "service/store/Store.h"
 #include "service/util/Clock.h"
@@ -22,7 +23,7 @@ namespace cloudservice {
 class RedfishService {
  public:
   RedfishService(Store& store, const Log& log, Accounts& accounts, const Clock& clock,
-                 const Retention& retention = {});
+                 const Retention& retention = {}, const Quotas& quotas = {});
 
   // Answers a request. An exception becomes an error answer and a line in the log.
   Response Handle(const Request& request);
@@ -32,6 +33,9 @@ class RedfishService {
   // The refusal of a request whose body is still to come: nothing takes it, or not from this
   // sender. None when the body should come.
   std::optional<Response> RefuseHead(const Request& head);
+
+  // What quotas have refused so far.
+  QuotaRefusals::Counts OverQuotas() const { return m_overQuota.Total(); }
 
   // Answers a request that could not be read, and writes a line about it into the log.
   Response Refuse(unsigned status, const Request& request, const std::string& reason);
@@ -66,7 +70,9 @@ class RedfishService {
 
   Store& m_store;
   const Log& m_log;
+  const Clock m_clock;
   Routes m_routes;
+  QuotaRefusals m_overQuota;
 };
 
 }  // namespace cloudservice

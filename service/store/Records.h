@@ -295,6 +295,17 @@ enum class AlarmOutcome { kNone, kOpened, kChanged, kRepeated, kClosed, kNotOpen
 struct StoredEvent {
   std::int64_t id = 0;
   AlarmOutcome outcome = AlarmOutcome::kNone;
+  // How many events of the manager have come on the day of this one (UTC), this one included; 0
+  // where the clock has been set back to this day and the back end does not know.
+  std::int64_t today = 0;
+  // At least as many as are kept of the manager, this one included; CountEvents() says how many.
+  std::int64_t kept = 0;
+};
+
+// What a manager keeps in documents: its own, those of its chassis, and those below them.
+struct Usage {
+  std::int64_t documents = 0;
+  std::int64_t bytes = 0;  // of all of them
 };
 
 struct EventFilter {

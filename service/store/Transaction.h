@@ -76,6 +76,11 @@ class Transaction {
                                                 const ListPage<std::string>& page) = 0;
   virtual bool HasChildren(const std::string& manager, const std::string& path) = 0;
   virtual void PutResource(const ResourceRecord& resource, const Readings& readings) = 0;
+  // What the manager keeps. What a removed chassis held may count until RemoveNext() has removed
+  // it. Costs the same however much that is, but for the first time after the database was brought
+  // up to date, when it is counted: within Write() only. Throws DatabaseError where there is no
+  // such manager.
+  virtual Usage FindUsage(const std::string& manager) = 0;
 
   // The names of the document's numbers that have a reading not older than `since`, in ascending
   // order.

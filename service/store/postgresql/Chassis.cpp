@@ -6,8 +6,12 @@ namespace cloudservice::postgresql {
 
 namespace {
 
+// What the manager keeps changes with each document.
 const Sql kAddChassis(
-    "INSERT INTO chassis (id, manager, document, created, changed) VALUES ($1, $2, $3, $4, $4)");
+    "WITH new AS (INSERT INTO chassis (id, manager, document, created, changed) "
+    "VALUES ($1, $2, $3, $4, $4) RETURNING octet_length(document) AS size) "
+    "UPDATE manager SET documents = documents + 1, bytes = bytes + new.size FROM new "
+    "WHERE key = $2");
 const std::string kOfUuid =
     "FROM chassis JOIN manager ON manager.key = chassis.manager WHERE manager.uuid = $1 ";
 const std::string kWhole = "SELECT id, uuid, document, created, number " + kOfUuid;
@@ -17,15 +21,29 @@ const Sql kChassisAfter(kWhole + "AND number > $2 ORDER BY number LIMIT $3");
 const Sql kNamesAfter("SELECT id, number " + kOfUuid + "AND number > $2 ORDER BY number LIMIT $3");
 const Sql kOwnerOfChassis(
     "SELECT uuid FROM chassis JOIN manager ON manager.key = chassis.manager WHERE id = $1");
-const Sql kChangeChassis("UPDATE chassis SET document = $2, changed = $3 WHERE id = $1");
+const Sql kChangeChassis(
+    "WITH old AS (SELECT octet_length(document) AS size FROM chassis WHERE id = $1), "
+    "new AS (UPDATE chassis SET document = $2, changed = $3 WHERE id = $1 "
+    "RETURNING manager, octet_length(document) AS size) "
+    "UPDATE manager SET bytes = bytes + new.size - old.size FROM old, new "
+    "WHERE key = new.manager AND old.size <> new.size");
 
-const Sql kDropResources("DELETE FROM resource WHERE chassis = $1");
+const Sql kDropResources(
+    "WITH gone AS (DELETE FROM resource WHERE chassis = $1 AND manager = $2 "
+    "RETURNING octet_length(document) AS size), "
+    "less AS (SELECT count(*) AS number, coalesce(sum(size), 0) AS size FROM gone) "
+    "UPDATE manager SET documents = documents - number, bytes = bytes - size FROM less "
+    "WHERE key = $2");
 // The readings are found through the members only, and go step by step.
 const Sql kDropMembers(
     "WITH gone AS (DELETE FROM member WHERE chassis = $1 RETURNING id) "
     "INSERT INTO removal (kind, key) SELECT 2, id FROM gone");
 // With its alarms.
-const Sql kDropChassis("DELETE FROM chassis WHERE id = $1");
+const Sql kDropChassis(
+    "WITH gone AS (DELETE FROM chassis WHERE id = $1 "
+    "RETURNING manager, octet_length(document) AS size) "
+    "UPDATE manager SET documents = documents - 1, bytes = bytes - gone.size FROM gone "
+    "WHERE key = gone.manager");
 const Sql kCountAlarmsAnew(
     "WITH old AS (SELECT key, faults, alarms, warnings FROM manager WHERE key = $1) "
     "UPDATE manager SET faults = now.faults, alarms = now.alarms, warnings = now.warnings "
@@ -92,7 +110,7 @@ void PostgresTransaction::DeleteChassis(const std::string& id) {
   if (owner.Empty()) return;
   const std::string manager = owner.First().Text(0);
   const std::int64_t key = Owned(manager);
-  Defer(kDropResources, {id});
+  Defer(kDropResources, {id, key});
   Defer(kDropMembers, {id});
   Defer(kDropChassis, {id});
   const Result counted = Run(kCountAlarmsAnew, {key});

@@ -7,11 +7,17 @@ namespace cloudservice::postgresql {
 namespace {
 
 const Sql kAddEvent(
-    "INSERT INTO event (id, day, manager, chassis, message_id, severity, document, received, kind) "
-    "SELECT id, id >> 32, $2, $3, $4, $5, $6, $7, $8 FROM next_event($1) AS id RETURNING id");
-const Sql kCountEvent(
-    "INSERT INTO event_count (manager, day, count) VALUES ($1, $2, 1) "
-    "ON CONFLICT (manager, day) DO UPDATE SET count = event_count.count + 1");
+    "WITH new AS (INSERT INTO event "
+    "(id, day, manager, chassis, message_id, severity, document, received, kind) "
+    "SELECT id, id >> 32, $2, $3, $4, $5, $6, $7, $8 FROM next_event($1) AS id RETURNING id, day) "
+    "INSERT INTO event_count (manager, day, count) SELECT $2, day, 1 FROM new "
+    "ON CONFLICT (manager, day) DO UPDATE SET count = event_count.count + 1 "
+    "RETURNING (SELECT id FROM new), count, before");
+const Sql kCountBefore(
+    "UPDATE event_count SET before = (SELECT coalesce(sum(count), 0) FROM event_count "
+    "WHERE manager = $1 AND day <> $2) + (SELECT count(*) FROM event WHERE manager = $1 AND day = "
+    "-1) "
+    "WHERE manager = $1 AND day = $2 RETURNING before");
 const std::string kOfOwner = "manager = (SELECT key FROM manager WHERE uuid = $1) ";
 const Sql kEventById(
     "SELECT chassis, message_id, severity, document, received, kind FROM event WHERE " + kOfOwner +
@@ -69,13 +75,16 @@ StoredEvent PostgresTransaction::AddEvent(const EventRecord& event, const std::s
   // Before the identifier is given, whose day is then this one or a later one that was used
   // already.
   m_days.Ensure("event", DayOf(event.received));
+  const Result added = Run(
+      kAddEvent, {DayOf(event.received), manager, event.chassis, event.messageId, event.severity,
+                  event.document, event.received, static_cast<std::int64_t>(kind)});
+  const Row row = added.First();
   StoredEvent stored;
-  stored.id = Run(kAddEvent,
-                  {DayOf(event.received), manager, event.chassis, event.messageId, event.severity,
-                   event.document, event.received, static_cast<std::int64_t>(kind)})
-                  .First()
-                  .Number(0);
-  Defer(kCountEvent, {manager, DayOfEvent(stored.id)});
+  stored.id = row.Number(0);
+  const std::int64_t day = DayOfEvent(stored.id);
+  if (day == DayOf(event.received)) stored.today = row.Number(1);
+  stored.kept = row.Number(1) + (row.IsNull(2) ? Run(kCountBefore, {manager, day}).First().Number(0)
+                                               : row.Number(2));
   if (kind == EventKind::kAlarm) stored.outcome = RaiseAlarm(manager, event, stored.id, alarm);
   if (kind == EventKind::kClear) stored.outcome = ClearAlarm(manager, event, alarm);
   m_changes.push_back({Change::What::kEvent, event.manager, stored.id, {}});

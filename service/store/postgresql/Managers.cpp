@@ -18,8 +18,9 @@ const Sql kSender(
     "SELECT uuid, name, account FROM manager WHERE token_hash = $1 "
     "AND (account IS NULL OR EXISTS (SELECT 1 FROM account WHERE id = manager.account))");
 const Sql kAddManager(
-    "INSERT INTO manager (uuid, name, token_hash, registered, account, changed, label) "
-    "VALUES ($1, $2, $3, $4, $5, $4, '') RETURNING key");
+    "INSERT INTO manager "
+    "(uuid, name, token_hash, registered, account, changed, label, documents, bytes) "
+    "VALUES ($1, $2, $3, $4, $5, $4, '', 0, 0) RETURNING key");
 const Sql kAddHeart(
     "INSERT INTO heartbeat (manager, address, late_at, offline_at) VALUES ($1, $2, $3, $4)");
 // With its document and its heartbeats.
@@ -28,8 +29,13 @@ const Sql kDeleteManager(
     "(SELECT count(*) FROM chassis WHERE manager = key)");
 const Sql kAddRemoval("INSERT INTO removal (kind, key) VALUES (1, $1)");
 const Sql kPutManagerDocument(
-    "INSERT INTO manager_document (manager, document) VALUES ($1, $2) ON CONFLICT (manager) "
-    "DO UPDATE SET document = excluded.document");
+    "WITH old AS (SELECT octet_length(document) AS size FROM manager_document WHERE manager = $1), "
+    "new AS (INSERT INTO manager_document (manager, document) VALUES ($1, $2) "
+    "ON CONFLICT (manager) DO UPDATE SET document = excluded.document "
+    "RETURNING octet_length(document) AS size) "
+    "UPDATE manager SET documents = documents + (old.size IS NULL)::int, "
+    "bytes = bytes + new.size - coalesce(old.size, 0) FROM new LEFT JOIN old ON true "
+    "WHERE key = $1 AND old.size IS DISTINCT FROM new.size");
 const Sql kChangeShown(
     "UPDATE manager SET label = left(coalesce(nullif($2, ''), name), 200), model = $3, "
     "serial = $4, firmware = $5, changed = $6 WHERE key = $1");

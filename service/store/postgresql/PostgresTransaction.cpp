@@ -15,7 +15,14 @@ const Sql kBeginWrite("BEGIN ISOLATION LEVEL REPEATABLE READ", Sql::Plan::kEachT
 const Sql kCommit("COMMIT", Sql::Plan::kEachTime);
 const Sql kRollback("ROLLBACK", Sql::Plan::kEachTime);
 
-const Sql kOwn("UPDATE manager SET revision = revision + 1 WHERE uuid = $1 RETURNING key");
+const Sql kOwn(
+    "UPDATE manager SET revision = revision + 1 WHERE uuid = $1 RETURNING key, documents, bytes");
+const std::string kSize = "SELECT octet_length(document) AS size FROM ";
+const Sql kCountUsage("UPDATE manager SET (documents, bytes) = (SELECT count(*), sum(size) FROM (" +
+                      kSize + "manager_document WHERE manager = $1 UNION ALL " + kSize +
+                      "chassis WHERE manager = $1 UNION ALL " + kSize +
+                      "resource WHERE manager = $1) AS kept) "
+                      "WHERE key = $1 RETURNING documents, bytes");
 
 const Sql kAddTotals("INSERT INTO total VALUES ($1, $2, $3, $4, $5, $6, $7, $8)");
 
@@ -70,6 +77,18 @@ std::int64_t PostgresTransaction::Owned(const std::string& uuid) {
   const std::optional<std::int64_t> key = Own(uuid);
   if (!key) throw DatabaseError("there is no manager " + uuid);
   return *key;
+}
+
+// What makes the manager this unit of work's own says along with it what is kept: a change that
+// follows asks nothing of the server for that.
+Usage PostgresTransaction::FindUsage(const std::string& manager) {
+  const Result own = Run(kOwn, {manager});
+  if (own.Empty()) throw DatabaseError("there is no manager " + manager);
+  const Row row = own.First();
+  m_owned[manager] = row.Number(0);
+  if (!row.IsNull(1)) return {row.Number(1), row.Number(2)};
+  const Result counted = Run(kCountUsage, {row.Number(0)});
+  return {counted.First().Number(0), counted.First().Number(1)};
 }
 
 void PostgresTransaction::ChangeTotals(const TotalsChange& change) {

@@ -19,10 +19,17 @@ const Sql kChildren(
     "SELECT path FROM resource WHERE " + kOfManager +
     "AND path >= $2 AND path < $3 AND strpos(substr(path, length($4) + 1), '/') = 0 "
     "ORDER BY path LIMIT $5");
+// What the manager keeps changes with the document.
 const Sql kPutResource(
-    "INSERT INTO resource (manager, path, chassis, document, changed) "
+    "WITH old AS "
+    "(SELECT octet_length(document) AS size FROM resource WHERE manager = $1 AND path = $2), "
+    "new AS (INSERT INTO resource (manager, path, chassis, document, changed) "
     "VALUES ($1, $2, $3, $4, $5) ON CONFLICT (manager, path) "
-    "DO UPDATE SET document = excluded.document, changed = excluded.changed");
+    "DO UPDATE SET document = excluded.document, changed = excluded.changed "
+    "RETURNING octet_length(document) AS size) "
+    "UPDATE manager SET documents = documents + (old.size IS NULL)::int, "
+    "bytes = bytes + new.size - coalesce(old.size, 0) FROM new LEFT JOIN old ON true "
+    "WHERE key = $1 AND old.size IS DISTINCT FROM new.size");
 
 std::vector<std::string> TextsOf(const Result& result) {
   std::vector<std::string> texts;

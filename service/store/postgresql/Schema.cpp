@@ -11,7 +11,7 @@ namespace {
 
 // Step N brings version N to version N + 1. The result of a step that was released never changes.
 // Texts stand in the order of their bytes, whatever the order of the database is.
-constexpr std::array<const char*, 2> kSteps = {
+constexpr std::array<const char*, 3> kSteps = {
     R"sql(
 -- Who owns appliances, and with which keys they register.
 CREATE TABLE account (
@@ -275,6 +275,15 @@ REVOKE ALL ON FUNCTION next_event, make_day, drop_day FROM PUBLIC;
     R"sql(
 -- Each process tells all changes in the order of the table: whose they are makes no difference.
 ALTER TABLE change DROP COLUMN origin;
+)sql",
+    R"sql(
+-- What a manager keeps in documents. Null: not counted yet. To count for all managers would hold the
+-- start up; the first who asks counts for one.
+ALTER TABLE manager ADD COLUMN documents bigint, ADD COLUMN bytes bigint;
+
+-- How many events the manager kept besides those of this day when that was counted, at the day's
+-- first event: at least as many as it keeps later on the day. Null: not counted yet.
+ALTER TABLE event_count ADD COLUMN before bigint;
 )sql",
 };
 

@@ -27,6 +27,7 @@ const Sql kAddToAlarmCounts(
     "WHERE uuid = ?");
 
 const Sql kCountEvents("SELECT events FROM manager WHERE uuid = ?");
+const Sql kCounts("SELECT day_events, events FROM manager WHERE uuid = ?");
 const Sql kEventPage(
     "SELECT id FROM event WHERE manager = (SELECT id FROM manager WHERE uuid = ?) AND id > ? "
     "ORDER BY id LIMIT ? OFFSET ?");
@@ -76,6 +77,11 @@ StoredEvent SqliteTransaction::AddEvent(const EventRecord& event, const std::str
       .Run();
   StoredEvent stored;
   stored.id = m_database.LastInsertId();
+  Statement counts(m_database, kCounts);
+  if (counts.Bind(event.manager).Step()) {
+    stored.today = counts.Number(0);
+    stored.kept = counts.Number(1);
+  }
   if (kind == EventKind::kAlarm) stored.outcome = RaiseAlarm(event, stored.id, alarm);
   if (kind == EventKind::kClear) stored.outcome = ClearAlarm(event, alarm);
   Note({Change::What::kEvent, event.manager, stored.id, {}});

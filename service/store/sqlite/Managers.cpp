@@ -18,7 +18,7 @@ const Sql kSender(
 const Sql kNumber("SELECT id FROM manager WHERE uuid = ?");
 const Sql kAddManager(
     "INSERT INTO manager (uuid, name, token_hash, registered, account, address, changed, late_at, "
-    "offline_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    "offline_at, documents, bytes) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, 0, 0)");
 const Sql kTakeManager("DELETE FROM manager WHERE id = ?");
 const Sql kLeaveRest("INSERT INTO removal (manager) VALUES (?)");
 const Sql kSomeOfAccount("SELECT uuid FROM manager WHERE account = ? LIMIT ?");

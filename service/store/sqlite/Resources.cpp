@@ -32,6 +32,14 @@ const Sql kPutResource(
     "WHERE uuid = ?1 AND (?2 IS NULL OR number IS NOT NULL) ON CONFLICT (manager, path) "
     "DO UPDATE SET document = excluded.document, changed = excluded.changed");
 
+const Sql kUsage("SELECT documents, bytes FROM manager WHERE uuid = ? AND documents IS NOT NULL");
+const std::string kSize = "SELECT length(CAST(document AS BLOB)) AS size FROM ";
+const std::string kOfManager = " WHERE manager = manager.id ";
+const Sql kCountUsage("UPDATE manager SET (documents, bytes) = (SELECT count(*), sum(size) FROM (" +
+                      kSize + "manager_document" + kOfManager + "UNION ALL " + kSize + "chassis" +
+                      kOfManager + "UNION ALL " + kSize + "resource" + kOfManager +
+                      ")) WHERE uuid = ? RETURNING documents, bytes");
+
 std::vector<std::string> TextsOf(Statement& select) {
   std::vector<std::string> texts;
   while (select.Step()) texts.push_back(select.Text(0));
@@ -94,6 +102,16 @@ void SqliteTransaction::PutResource(const ResourceRecord& resource, const Readin
   if (m_database.Changes() == 0) throw DatabaseError("no manager or chassis has " + resource.path);
   AddReadings(readings);
   NoteDocument(resource.manager, {DocumentName::Kind::kResource, resource.path});
+}
+
+Usage SqliteTransaction::FindUsage(const std::string& manager) {
+  Statement known(m_database, kUsage);
+  if (known.Bind(manager).Step()) return {known.Number(0), known.Number(1)};
+  Statement count(m_database, kCountUsage);
+  if (!count.Bind(manager).Step()) throw DatabaseError("there is no manager " + manager);
+  const Usage usage = {count.Number(0), count.Number(1)};
+  count.Step();
+  return usage;
 }
 
 }  // namespace cloudservice

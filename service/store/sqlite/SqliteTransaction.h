@@ -61,6 +61,7 @@ class SqliteTransaction : public Transaction {
                                         const ListPage<std::string>& page) override;
   bool HasChildren(const std::string& manager, const std::string& path) override;
   void PutResource(const ResourceRecord& resource, const Readings& readings) override;
+  Usage FindUsage(const std::string& manager) override;
   std::vector<std::string> ListHistoryMembers(const std::string& manager, const std::string& path,
                                               std::int64_t since,
                                               const ListPage<std::string>& page) override;

@@ -40,6 +40,10 @@ TEST_F(CommandLineTest, Nothing_said_gives_the_defaults) {
   EXPECT_EQ(options->ioTimeout, 60);
   EXPECT_EQ(options->retention, 7);
   EXPECT_EQ(options->eventRetention, 365);
+  EXPECT_EQ(options->quotas.documents, 10000);
+  EXPECT_EQ(options->quotas.bytes, 64 * 1024 * 1024);
+  EXPECT_EQ(options->quotas.eventsOfDay, 100000);
+  EXPECT_EQ(options->quotas.events, 10000000);
   EXPECT_FALSE(options->plainHttp);
 }
 
@@ -67,7 +71,15 @@ TEST_F(CommandLineTest, Everything_said_is_taken) {
                               "--max-connections",
                               "5",
                               "--max-connections-of-address",
-                              "4"});
+                              "4",
+                              "--quota-documents",
+                              "1",
+                              "--quota-bytes",
+                              "5000000000",
+                              "--quota-events-of-day",
+                              "2",
+                              "--quota-events",
+                              "1000000000000000"});
   ASSERT_TRUE(options) << err;
   EXPECT_EQ(options->address, "::1");
   EXPECT_EQ(options->port, 0);
@@ -82,6 +94,10 @@ TEST_F(CommandLineTest, Everything_said_is_taken) {
   EXPECT_EQ(options->ioTimeout, 3600);
   EXPECT_EQ(options->retention, 30);
   EXPECT_EQ(options->eventRetention, 36500);
+  EXPECT_EQ(options->quotas.documents, 1);
+  EXPECT_EQ(options->quotas.bytes, 5000000000);
+  EXPECT_EQ(options->quotas.eventsOfDay, 2);
+  EXPECT_EQ(options->quotas.events, 1000000000000000);
 }
 
 TEST_F(CommandLineTest, Trusted_proxies_are_as_many_as_are_named) {
@@ -197,6 +213,10 @@ TEST_F(CommandLineTest, Wrong_arguments_are_status_2_and_one_line) {
       {"--retention", "0"},
       {"--retention", "-1"},
       {"--event-retention", "36501"},
+      {"--quota-documents", "0"},
+      {"--quota-bytes", "x"},
+      {"--quota-events-of-day", "-1"},
+      {"--quota-events", "1000000000000001"},
       {"backup"},
       {"backup", ""},
       {"backup", "a", "b"},

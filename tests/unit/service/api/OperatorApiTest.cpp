@@ -65,6 +65,12 @@ class FeedTest : public ServiceTest {
     });
   }
 
+  // An event of 200 kB.
+  void SendLarge(const std::string& uuid) {
+    const Json document = {{"Message", std::string(200000, 'x')}};
+    (*store)->AddEvent({0, uuid, "", "m", "OK", document.dump(), now}, "m");
+  }
+
   Operators operators{*store, [this] { return now; }};
   std::int64_t person = 0;
   std::atomic<int> woken = 0;
@@ -322,30 +328,22 @@ TEST_F(TwoFeedsTest, Reader_is_told_once_what_came_due_on_its_way_to_the_other_p
 }
 
 TEST_F(FeedTest, Reader_is_told_what_it_missed_up_to_its_bytes) {
-  const std::string token = Token("u-1");
+  for (int i = 0; i < 6; ++i) Token(std::to_string(i));
   const auto stream = Open();
   const std::string id = IdentifierOf(*stream);
-  const std::string large =
-      Json{{"MessageId", "m"}, {"Severity", "OK"}, {"Message", std::string(200000, 'x')}}.dump();
-  for (int i = 0; i < 4; ++i)
-    Ask("POST", "/redfish/v1/Managers/u-1/Oem/Quorvan:Events", token, large);
+  for (int i = 0; i < 4; ++i) SendLarge(std::to_string(i));
   EXPECT_EQ(Types(*Open(id)), "event event event event ");
-  for (int i = 0; i < 2; ++i)
-    Ask("POST", "/redfish/v1/Managers/u-1/Oem/Quorvan:Events", token, large);
+  for (int i = 4; i < 6; ++i) SendLarge(std::to_string(i));
   EXPECT_EQ(Types(*Open(id)), "reset ");
 }
 
 TEST_F(FeedTest, Reader_who_leaves_too_much_is_cut_off_alone) {
-  const std::string token = Token("u-1");
+  for (int i = 0; i < 20; ++i) Token(std::to_string(i));
   const auto slow = Open();
   const auto quick = Open();
-  const std::string large =
-      Json{{"MessageId", "m"}, {"Severity", "OK"}, {"Message", std::string(200000, 'x')}}.dump();
-  int events = 0;
-  while (!slow->Ended() && events < 20) {
-    Ask("POST", "/redfish/v1/Managers/u-1/Oem/Quorvan:Events", token, large);
+  for (int i = 0; i < 20 && !slow->Ended(); ++i) {
+    SendLarge(std::to_string(i));
     EXPECT_EQ(Types(*quick), "event ");
-    ++events;
   }
   EXPECT_TRUE(slow->Ended());
   EXPECT_EQ(slow->Take(), "");

@@ -37,7 +37,7 @@ class OperationsTest : public ServiceTest {
        },
        [this](const Request& head) { return service->RefuseHead(head); },
        [] {
-         return Load{{3, 4, 5}, 6, {7, 8, 9, 10}};
+         return Load{{3, 4, 5}, 6, {7, 8, 9, 10}, {{"quota_bytes", 11}, {"all_streams", 12}}};
        }}};
 };
 
@@ -182,7 +182,8 @@ TEST_F(OperationsTest, Metrics_count_what_was_answered) {
         "connections_refused_total{limit=\"sender\"} 5", "body_bytes 6",
         "requests_waiting{lane=\"changes\"} 7", "requests_waiting{lane=\"looks\"} 8",
         "requests_waiting{lane=\"sign_ins\"} 9", "requests_waiting{lane=\"health\"} 10",
-        "writes_waiting 0"}) {
+        "requests_refused_total{limit=\"quota_bytes\"} 11",
+        "requests_refused_total{limit=\"all_streams\"} 12", "writes_waiting 0"}) {
     EXPECT_THAT(response.body, HasSubstr(std::string("\ncloudservice_") + sample + "\n"));
   }
   EXPECT_THAT(response.body, HasSubstr("cloudservice_start_time_seconds 1772716029\n"));

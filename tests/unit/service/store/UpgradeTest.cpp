@@ -147,6 +147,50 @@ TEST_F(UpgradeTest, Totals_are_those_of_the_rows) {
   for (const std::int64_t count : totals.alarms) EXPECT_GT(count, 0);
 }
 
+// The tables of version 6: what came with the next one is taken away again.
+constexpr const char* kBackToVersion6 = R"sql(
+DROP TRIGGER resource_document_comes;
+DROP TRIGGER resource_document_changes;
+DROP TRIGGER resource_document_goes;
+DROP TRIGGER chassis_document_comes;
+DROP TRIGGER chassis_document_changes;
+DROP TRIGGER chassis_document_goes;
+DROP TRIGGER manager_document_comes;
+DROP TRIGGER manager_document_changes;
+DROP TRIGGER event_comes;
+CREATE TRIGGER event_comes AFTER INSERT ON event BEGIN
+  UPDATE manager SET events = events + 1 WHERE id = new.manager;
+END;
+ALTER TABLE manager DROP COLUMN documents;
+ALTER TABLE manager DROP COLUMN bytes;
+ALTER TABLE manager DROP COLUMN day;
+ALTER TABLE manager DROP COLUMN day_events;
+PRAGMA user_version = 6;
+)sql";
+
+TEST_F(UpgradeTest, What_is_kept_of_each_manager_is_counted_at_the_first_question) {
+  TestStore(file).Check();
+  Database(file).Execute(kBackToVersion6);
+  TestStore store(file);
+  EXPECT_EQ(store.UpgradeBackup(), file + ".v6");
+  EXPECT_EQ(store.Count("manager WHERE documents IS NOT NULL"), 0);
+  Database database(file);
+  const std::string own = " WHERE manager = (SELECT id FROM manager WHERE uuid = 'u7')";
+  const Usage usage = store->FindUsage("u7");
+  EXPECT_EQ(usage.documents, 4 + Number(database, "SELECT count(*) FROM resource" + own));
+  EXPECT_EQ(usage.bytes, Number(database,
+                                "SELECT sum(length(document)) FROM ("
+                                "SELECT document FROM resource" +
+                                    own +
+                                    " UNION ALL "
+                                    "SELECT document FROM chassis" +
+                                    own +
+                                    " UNION ALL "
+                                    "SELECT document FROM manager_document" +
+                                    own + ")"));
+  EXPECT_EQ(store->AddEvent({0, "u7", "", "m", "OK", "{}", 1}, "").kept, 151);
+}
+
 TEST_F(UpgradeTest, Service_goes_on_where_it_was) {
   TestStore store(file);
   EXPECT_EQ(store->FindSender("token7")->uuid, "u7");
