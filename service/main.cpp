@@ -257,6 +257,8 @@ Load Program::LoadNow() const {
   for (std::size_t i = 0; i < kQuotas.size(); ++i) {
     load.refused.emplace_back(kQuotas.at(i), overQuotas.at(i));
   }
+  load.refused.emplace_back("streams", m_feed.Refused());
+  load.refused.emplace_back("streams_of_operator", m_feed.RefusedOfOperator());
   for (std::size_t i = 0; i < Lanes::kCount; ++i) {
     load.waiting.at(i) = m_lanes.Waiting(static_cast<Lanes::Lane>(i));
   }

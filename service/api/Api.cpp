@@ -202,7 +202,9 @@ Response OperatorApi::GetStream(const Call& call) {
       call.credentials.authorization.empty() ? call.credentials.session : "";
   response.stream = m_feed.Open(*call.who.person, session, call.request.Header("Last-Event-ID"));
   if (response.stream) return response;
-  response = Refused(call.request, 503, "As many streams are open as can be served at once.");
+  response = m_feed.HasAll(*call.who.person)
+                 ? Refused(call.request, 429, "As many streams are open as one operator may have.")
+                 : Refused(call.request, 503, "As many streams are open as can be served at once.");
   response.SetHeader("Retry-After", std::to_string(Feed::kCommentSeconds));
   return response;
 }

@@ -43,8 +43,8 @@ std::shared_ptr<Stream> Feed::Open(std::int64_t person, const std::string& sessi
                                    const std::string& last) {
   std::string text;
   std::size_t events = 0;
-  const Take take = [&](const std::string& event) {
-    text += event;
+  const Take take = [&](const std::string&, const Place& at, const std::string& event) {
+    text += LineOf(at) + event;
     return ++events <= kMissed && text.size() <= kMissedBytes;
   };
   std::optional<Place> place = PlaceOf(last);
@@ -53,10 +53,18 @@ std::shared_ptr<Stream> Feed::Open(std::int64_t person, const std::string& sessi
 
   const std::lock_guard<std::mutex> guard(m_mutex);
   DropEnded();
-  if (m_readers.size() >= kMaxStreams) return nullptr;
+  if (CountOf(person) >= kMaxStreamsOfOperator) {
+    ++m_refusedOfOperator;
+    return nullptr;
+  }
+  if (m_readers.size() >= kMaxStreams) {
+    ++m_refused;
+    return nullptr;
+  }
   m_wanted = true;
   if (m_readers.empty()) {
     m_place = Here();
+    CountAnew();
   } else {
     TellAll();
   }
@@ -89,6 +97,7 @@ void Feed::Tick() {
       if (!m_operators.Holds(reader.person, reader.session)) reader.stream->End();
     }
     TellAll();
+    Release();
   });
   if (m_ticks * kTickSeconds % kCommentSeconds == 0) Write(": still here\n\n");
   DropEnded();
@@ -98,6 +107,18 @@ std::size_t Feed::Streams() {
   const std::lock_guard<std::mutex> guard(m_mutex);
   DropEnded();
   return m_readers.size();
+}
+
+std::size_t Feed::CountOf(std::int64_t person) const {
+  return static_cast<std::size_t>(
+      std::count_if(m_readers.begin(), m_readers.end(),
+                    [&](const Reader& reader) { return reader.person == person; }));
+}
+
+bool Feed::HasAll(std::int64_t person) {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  DropEnded();
+  return CountOf(person) >= kMaxStreamsOfOperator;
 }
 
 void Feed::OnChange() {
@@ -122,13 +143,47 @@ void Feed::Try(const std::function<void()>& tell) {
 
 void Feed::TellAll() {
   const Place here = Here();
-  const Take take = [this](const std::string& text) {
-    Write(text);
+  // While something is held, no event has an identifier: a reader who comes back goes on before all
+  // that it was not told.
+  const Take take = [this](const std::string& uuid, const Place& place, const std::string& text) {
+    Write((m_held == 0 ? LineOf(place) : "") + text);
+    Told& told = m_told[uuid];
+    ++told.events;
+    told.bytes += text.size();
     return true;
   };
-  if (GoOn(m_place, here, kMaxWaiting, take)) return;
+  const bool whole = GoOn(m_place, here, kMaxWaiting, take,
+                          [this](const std::string& uuid) { return Hold(uuid); });
+  // Ticks stand still where the clock runs much too fast.
+  if (here.time < m_counted || here.time - m_counted > kTickSeconds) Release();
+  if (whole) return;
   m_place = here;
+  CountAnew();
   Write(LineOf(m_place) + ResetEvent());
+}
+
+bool Feed::Hold(const std::string& uuid) {
+  const auto known = m_told.find(uuid);
+  if (uuid.empty() || known == m_told.end()) return false;
+  Told& told = known->second;
+  if (told.events < kOfAppliance && told.bytes < kBytesOfAppliance) return false;
+  if (!std::exchange(told.held, true)) ++m_held;
+  return true;
+}
+
+void Feed::Release() {
+  std::string text;
+  for (const auto& [uuid, told] : m_told) {
+    if (told.held) text += EventText("more", {{"uuid", uuid}});
+  }
+  if (!text.empty()) Write(text + LineOf(m_place) + "\n");
+  CountAnew();
+}
+
+void Feed::CountAnew() {
+  m_told.clear();
+  m_held = 0;
+  m_counted = m_place.time;
 }
 
 std::optional<Feed::Place> Feed::PlaceOf(const std::string& identifier) {
@@ -152,7 +207,8 @@ Feed::Place Feed::Here() {
   return {m_store.Read([](Transaction& store) { return store.LastChange(); }), m_clock()};
 }
 
-bool Feed::GoOn(Place& place, const Place& end, std::size_t most, const Take& take) {
+bool Feed::GoOn(Place& place, const Place& end, std::size_t most, const Take& take,
+                const Skip& skip) {
   // The change at the place as well: while it is kept, all behind it are.
   const ListPage<std::int64_t> page = {place.change - 1, static_cast<std::int64_t>(most) + 2};
   const auto changes = m_store.Read([&](Transaction& store) { return store.ListChanges(page); });
@@ -160,9 +216,10 @@ bool Feed::GoOn(Place& place, const Place& end, std::size_t most, const Take& ta
   if (changes.size() > most + 1) return false;
   for (const ChangeRecord& one : changes) {
     if (one.id <= place.change || one.id > end.change) continue;
-    const std::string event = EventOf(one.change);
+    const bool skipped = skip && skip(one.change.manager);
+    const std::string event = skipped ? "" : EventOf(one.change);
     place.change = one.id;
-    if (!event.empty() && !take(LineOf(place) + event)) return false;
+    if (!event.empty() && !take(one.change.manager, place, event)) return false;
   }
   return TellDue(place, end.time, take);
 }
@@ -181,7 +238,7 @@ bool Feed::TellDue(Place& place, std::int64_t now, const Take& take) {
       const std::string event = ApplianceEvent(one.uuid);
       // Who has not read up to the last one is told all of them again.
       if (!more && one.uuid == due.back().uuid) place.time = now;
-      if (!event.empty() && !take(LineOf(place) + event)) return false;
+      if (!event.empty() && !take(one.uuid, place, event)) return false;
     }
     if (more) page.after = due.back();
   }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -26,8 +27,9 @@ namespace cloudservice {
 // its operations. The store, the operators and the log outlive it.
 class Feed {
  public:
-  // How many streams may be open at once.
+  // How many streams may be open at once, and how many of one operator.
   static constexpr std::size_t kMaxStreams = 100;
+  static constexpr std::size_t kMaxStreamsOfOperator = 25;
   // Bytes that may wait for a reader, besides those that it catches up with, before its stream
   // ends.
   static constexpr std::size_t kMaxUnread = 256 * 1024;
@@ -38,6 +40,11 @@ class Feed {
   // Changes that may wait for TellChanges(). When there are more, the readers have to load
   // everything again.
   static constexpr std::size_t kMaxWaiting = 10000;
+  // Events of one appliance, and their bytes, that are told between two calls of Tick(). What has
+  // changed beyond that is told as one event "more" then, so that an appliance that changes without
+  // end takes the streams from nobody.
+  static constexpr std::size_t kOfAppliance = 300;
+  static constexpr std::size_t kBytesOfAppliance = 128 * 1024;
   // Seconds between calls of Tick() while a stream is open, and between comments on the streams.
   static constexpr std::int64_t kTickSeconds = 5;
   static constexpr std::int64_t kCommentSeconds = 15;
@@ -52,7 +59,7 @@ class Feed {
 
   // Opens a stream for the operator `person`. `session` is the session that the operator uses,
   // empty for other credentials. `last` is the identifier of the last event that the reader has
-  // read, or empty. Null when kMaxStreams are open.
+  // read, or empty. Null when as many streams are open as there may be.
   std::shared_ptr<Stream> Open(std::int64_t person, const std::string& session,
                                const std::string& last);
   // Ends the streams of this session.
@@ -73,6 +80,11 @@ class Feed {
   void Tick();
 
   std::size_t Streams();
+  // Whether the operator has as many streams as one may have.
+  bool HasAll(std::int64_t person);
+  // How many streams were refused, since there were too many in all, and of one operator.
+  std::uint64_t Refused() const { return m_refused; }
+  std::uint64_t RefusedOfOperator() const { return m_refusedOfOperator; }
 
  private:
   struct Reader {
@@ -86,8 +98,18 @@ class Feed {
     std::int64_t change = 0;  // the last change that was told
     std::int64_t time = 0;    // heartbeats that came due up to this time are told
   };
-  // Takes the text of an event. False when it wants no more.
-  using Take = std::function<bool(const std::string& text)>;
+  // Takes the text of an event about an appliance (empty: about all of them) and the place behind
+  // it. False when it wants no more.
+  using Take =
+      std::function<bool(const std::string& uuid, const Place& place, const std::string& text)>;
+  // Whether a change of an appliance is not to be told one by one.
+  using Skip = std::function<bool(const std::string& uuid)>;
+  // What has been told of an appliance since the last Release().
+  struct Told {
+    std::size_t events = 0;
+    std::size_t bytes = 0;
+    bool held = false;  // more has changed than that
+  };
 
   static std::optional<Place> PlaceOf(const std::string& identifier);
   // The first line of an event.
@@ -97,12 +119,20 @@ class Feed {
   Place Here();
   // Moves the place on to `end`, and tells what lies between. False when the changes behind the
   // place are not all kept any more or more than `most`, or when `take` wants no more.
-  bool GoOn(Place& place, const Place& end, std::size_t most, const Take& take);
+  bool GoOn(Place& place, const Place& end, std::size_t most, const Take& take,
+            const Skip& skip = nullptr);
   bool TellDue(Place& place, std::int64_t now, const Take& take);
   // The text of the event that tells of the change, without its identifier. Empty when there is
   // nothing to tell any more.
   std::string EventOf(const Change& change);
   std::string ApplianceEvent(const std::string& uuid);
+
+  // Whether as much of the appliance has been told as may be; notes that there is more.
+  bool Hold(const std::string& uuid);
+  // Tells of which appliances more has changed than was told, and begins to count anew.
+  void Release();
+  void CountAnew();
+  std::size_t CountOf(std::int64_t person) const;
 
   // The store's listener.
   void OnChange();
@@ -121,10 +151,15 @@ class Feed {
 
   std::atomic<bool> m_wanted{false};  // a stream is open, or is being opened
   std::atomic<bool> m_woken{false};   // a call of TellChanges() will come
+  std::atomic<std::uint64_t> m_refused{0};
+  std::atomic<std::uint64_t> m_refusedOfOperator{0};
 
   std::mutex m_mutex;  // guards all members below
   std::vector<Reader> m_readers;
-  Place m_place;  // how far the readers have been told, while there are any
+  Place m_place;                       // how far the readers have been told, while there are any
+  std::map<std::string, Told> m_told;  // by UUID
+  std::size_t m_held = 0;              // how many of them are held
+  std::int64_t m_counted = 0;          // the time of the last Release()
   std::int64_t m_ticks = 0;
   std::function<void()> m_opened;
 };

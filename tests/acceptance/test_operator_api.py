@@ -75,6 +75,8 @@ def follow_everything(operator, service, appliance):
     stream.until("resource")
     Appliance(service, "u-2").leaves()
     stream.until("gone")
+    appliance.beats_often(400)
+    stream.until("more")
     stream.close()
     return stream.types
 
@@ -110,11 +112,15 @@ def be_refused_for_the_sender(operator):
     operator.signs_in("wrong again", expected=429)
 
 
-def ask_for_too_many_streams(operator):
+def ask_for_too_many_streams(service, operator):
+    others = [Operator(service, name).is_added() for name in ("a", "b", "c", "d")]
     with contextlib.ExitStack() as streams:
-        for _ in range(100):
-            streams.enter_context(contextlib.closing(operator.follows()))
-        operator.ask("GET", "/stream", expected=503)
+        for who in (operator, *others[:3]):
+            for _ in range(25):
+                streams.enter_context(contextlib.closing(who.follows()))
+        operator.ask("GET", "/stream", expected=429)
+        others[3].ask("GET", "/stream", expected=503)
+    operator.seen |= others[3].seen
 
 
 def test_every_path_status_and_parameter_is_as_described(service, operator):
@@ -123,7 +129,7 @@ def test_every_path_status_and_parameter_is_as_described(service, operator):
     appliance.raises(4711)
     ask_everything(operator, appliance.uuid, uri)
     types = follow_everything(operator, service, appliance)
-    ask_for_too_many_streams(operator)
+    ask_for_too_many_streams(service, operator)
     be_refused_for_the_request(operator, appliance.uuid, uri)
     operator.signs_in()
     operator.ask("DELETE", "/session", expected=204)

@@ -226,7 +226,7 @@ export function FleetPage() {
   const fleet = useLoad(key, (signal) =>
     api.fleet({...ask, offset: ask.offset || undefined, limit: PAGE}, signal));
   useChanges((change) => {
-    if (change.type === "appliance" || change.type === "gone" || change.type === "reset") fleet.reload();
+    if (["appliance", "gone", "more", "reset"].includes(change.type)) fleet.reload();
   });
   // The list may have become shorter, so that the address names a page behind its end.
   const beyond = fleet.key === key && ask.offset > 0 && fleet.data?.items.length === 0;

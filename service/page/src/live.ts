@@ -4,7 +4,8 @@ import {useEffect, useState} from "preact/hooks";
 import {ApiError, request} from "./api";
 
 export interface Change {
-  type: string;  // "appliance", "event", "resource", "gone", and "reset": anything may have changed
+  type: string;  // "appliance", "event", "resource", "gone", "more": anything of the appliance may
+                 // have changed, and "reset": anything may
   uuid: string;  // empty for "reset"
 }
 
@@ -127,7 +128,7 @@ export function useLink(): Link {
 // Whether the change may concern what a view shows of this appliance; `type` is the type of the
 // changes that tell about it.
 export const concerns = (change: Change, uuid: string, type: string) =>
-  change.type === "reset" || (change.uuid === uuid && (change.type === type || change.type === "gone"));
+  change.type === "reset" || (change.uuid === uuid && [type, "gone", "more"].includes(change.type));
 
 export function useChanges(listener: (change: Change) => void): void {
   useEffect(() => {

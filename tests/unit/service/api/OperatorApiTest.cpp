@@ -352,10 +352,103 @@ TEST_F(FeedTest, Reader_who_leaves_too_much_is_cut_off_alone) {
 
 TEST_F(FeedTest, Streams_have_an_end) {
   std::vector<std::shared_ptr<Stream>> streams;
-  for (std::size_t i = 0; i < Feed::kMaxStreams; ++i) streams.push_back(Open());
-  EXPECT_EQ(Open(), nullptr);
+  std::vector<std::int64_t> people;
+  for (const char* name : {"a", "b", "c", "d", "e"}) {
+    operators.AddWithToken(name);
+    people.push_back((*store)->FindOperator(name)->id);
+  }
+  for (std::size_t i = 0; i < Feed::kMaxStreams; ++i) {
+    streams.push_back(feed.Open(people.at(i % 4), "", ""));
+    ASSERT_NE(streams.back(), nullptr) << i;
+  }
+  EXPECT_EQ(feed.Open(people[4], "", ""), nullptr);
+  EXPECT_FALSE(feed.HasAll(people[4]));
+  EXPECT_EQ(feed.Refused(), 1u);
   streams.front()->Detach();
+  EXPECT_NE(feed.Open(people[4], "", ""), nullptr);
+}
+
+TEST_F(FeedTest, Operator_leaves_streams_to_others) {
+  operators.AddWithToken("other");
+  const std::int64_t other = (*store)->FindOperator("other")->id;
+  std::vector<std::shared_ptr<Stream>> streams;
+  for (std::size_t i = 0; i < Feed::kMaxStreamsOfOperator; ++i) streams.push_back(Open());
+  EXPECT_NE(streams.back(), nullptr);
+  EXPECT_EQ(Open(), nullptr);
+  EXPECT_TRUE(feed.HasAll(person));
+  EXPECT_EQ(feed.RefusedOfOperator(), 1u);
+  EXPECT_EQ(feed.Refused(), 0u);
+  EXPECT_NE(feed.Open(other, "", ""), nullptr);
+  streams.front()->Detach();
+  EXPECT_FALSE(feed.HasAll(person));
   EXPECT_NE(Open(), nullptr);
+}
+
+TEST_F(FeedTest, Appliance_that_changes_without_end_ends_no_stream) {
+  Token("u-1");
+  Token("u-2");
+  const auto stream = Open();
+  const std::string start = IdentifierOf(*stream);
+  // All at once: nobody could read as fast.
+  Beat(9000);
+  const std::string flood = Text(*stream);
+  EXPECT_FALSE(stream->Ended());
+  const std::size_t events = EventsIn(flood).size();
+  EXPECT_LE(events, Feed::kOfAppliance);
+  EXPECT_GT(events, 100u);
+  EXPECT_LT(flood.size(), Feed::kBytesOfAppliance + events * 50 + 1000);
+  // What others do is told as before, and not as if all before it had been told.
+  (*store)->AddHeartbeat("u-2", now, 90, "");
+  const std::string other = Text(*stream);
+  EXPECT_THAT(other, StartsWith("event: appliance\ndata: "));
+  EXPECT_THAT(other, HasSubstr("\"uuid\":\"u-2\""));
+  Beat(1);
+  EXPECT_EQ(Text(*stream), "");
+  feed.Tick();
+  const std::string more = stream->Take();
+  EXPECT_THAT(more, StartsWith("event: more\ndata: {\"uuid\":\"u-1\"}\n\nid: "));
+  EXPECT_EQ(TypesIn(more), "more ");
+  // Whoever comes back after that has been told all of it.
+  EXPECT_EQ(TypesIn(Open(IdentifierIn(more))->Take()), "");
+  EXPECT_EQ(TypesIn(Open(IdentifierIn(flood))->Take()), "reset ");
+  Beat(1);
+  EXPECT_EQ(Types(*stream), "appliance ") << "it is told one by one again";
+  feed.Tick();
+  EXPECT_EQ(stream->Take(), "");
+}
+
+TEST_F(FeedTest, Reader_who_leaves_amid_a_flood_is_told_what_was_held) {
+  Token("u-1");
+  const auto stream = Open();
+  Beat(Feed::kOfAppliance + 7);
+  const std::string id = IdentifierOf(*stream);
+  (*store)->AddHeartbeat("u-1", now + 5, 90, "");
+  EXPECT_EQ(Text(*stream), "");
+  const std::string text = Open(id)->Take();
+  EXPECT_GE(EventsIn(text).size(), 8u);
+  EXPECT_THAT(text, HasSubstr(UtcTime(now + 5)));
+}
+
+TEST_F(FeedTest, Large_events_of_one_appliance_end_no_stream) {
+  Token("u-1");
+  const auto stream = Open();
+  for (int i = 0; i < 20; ++i) SendLarge("u-1");
+  EXPECT_EQ(Types(*stream), "event ");
+  EXPECT_FALSE(stream->Ended());
+  feed.Tick();
+  EXPECT_EQ(TypesIn(stream->Take()), "more ");
+}
+
+TEST_F(FeedTest, What_is_held_is_told_without_a_tick_where_the_clock_goes_on) {
+  Token("u-1");
+  const auto stream = Open();
+  Beat(Feed::kOfAppliance + 1);
+  Text(*stream);
+  now += Feed::kTickSeconds + 1;
+  Beat(1);
+  EXPECT_EQ(Types(*stream), "more ");
+  Beat(1);
+  EXPECT_EQ(Types(*stream), "appliance ");
 }
 
 TEST_F(FeedTest, Comment_comes_with_every_third_tick) {
@@ -437,6 +530,26 @@ TEST_F(OperatorApiTest, Session_is_found_among_other_cookies) {
                                     std::string("session="), std::string(";;;")}) {
     EXPECT_EQ(AskApi("GET", "/api/v1/session", {{"Cookie", cookie}}).status, 401u) << cookie;
   }
+}
+
+TEST_F(OperatorApiTest, Stream_is_refused_by_who_has_too_many_of_them) {
+  const std::vector<std::pair<std::string, std::string>> cookie = {
+      {"Cookie", "session=" + operators.Begin(person)}};
+  const auto refused = [&](unsigned status, const std::string& reason) {
+    const Response response = AskApi("GET", "/api/v1/stream", cookie);
+    EXPECT_EQ(response.status, status);
+    EXPECT_EQ(Json::parse(response.body).at("error").at("message"), reason);
+    EXPECT_EQ(Header(response, "Retry-After"), "15");
+  };
+  std::vector<std::shared_ptr<Stream>> streams;
+  while (streams.size() < Feed::kMaxStreamsOfOperator) streams.push_back(Open());
+  refused(429, "As many streams are open as one operator may have.");
+  streams.front()->End();
+  streams.front() = feed.Open(1000, "", "");
+  for (std::int64_t other = 1001; streams.size() < Feed::kMaxStreams; ++other) {
+    streams.push_back(feed.Open(other, "", ""));
+  }
+  refused(503, "As many streams are open as can be served at once.");
 }
 
 TEST_F(OperatorApiTest, Wrong_header_is_not_made_good_by_a_session) {
