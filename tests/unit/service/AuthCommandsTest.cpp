@@ -16,7 +16,7 @@ using testing::StartsWith;
 class AuthCommandsTest : public AuthTest {
  protected:
   std::string Run(Options options, const std::string& input = "") {
-    options.database = folder.File("s.db");
+    options.database = OnPostgres() ? DatabaseFor(folder.File("s.db")).Url() : folder.File("s.db");
     std::istringstream in(input);
     std::ostringstream out;
     RunOwnersCommand(
@@ -48,10 +48,9 @@ TEST_F(AuthCommandsTest, Account_is_added_listed_and_removed) {
 }
 
 TEST_F(AuthCommandsTest, Accounts_are_listed_however_many_there_are) {
-  Database(folder.File("s.db"))
-      .Execute(
-          "WITH RECURSIVE number (i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM number LIMIT 2500) "
-          "INSERT INTO account (email, created) SELECT i || '@b', 1 FROM number");
+  store.Execute(
+      "WITH RECURSIVE number (i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM number WHERE i < 2499) "
+      "INSERT INTO account (email, created) SELECT i || '@b', 1 FROM number");
   const std::string list = Run(Of(Command::kListAccounts));
   EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), 2500);
   EXPECT_THAT(list, StartsWith("0@b  0 keys"));
@@ -74,7 +73,9 @@ TEST_F(AuthCommandsTest, Operator_is_added_listed_and_removed) {
   EXPECT_EQ(Fails([&] { Run(Of(Command::kRemoveOperator, "olga")); }), "there is no operator olga");
 }
 
-TEST_F(AuthCommandsTest, Database_is_made_where_that_is_asked_for) {
+using SqliteAuthCommandsTest = AuthCommandsTest;
+
+TEST_F(SqliteAuthCommandsTest, Database_is_made_where_that_is_asked_for) {
   std::istringstream in;
   std::ostringstream out;
   const auto run = [&](Options options) {

@@ -41,6 +41,9 @@ class OperationsTest : public ServiceTest {
        }}};
 };
 
+// Cases that damage the file, or fill its disk.
+using SqliteOperationsTest = OperationsTest;
+
 TEST_F(OperationsTest, Health_is_told_without_a_token) {
   const Response response = AskBefore("GET", "/healthz");
   EXPECT_EQ(response.status, 200u);
@@ -120,7 +123,7 @@ TEST(PrettyTest, Is_not_longer_than_may_be) {
   EXPECT_EQ(response.body, before);
 }
 
-TEST_F(OperationsTest, Database_that_cannot_be_read_is_told) {
+TEST_F(SqliteOperationsTest, Database_that_cannot_be_read_is_told) {
   Database(folder.File("service.db")).Execute("PRAGMA foreign_keys = OFF; DROP TABLE manager");
   for (const char* target : {"/healthz", "/metrics"}) {
     EXPECT_EQ(AskBefore("GET", target).status, 503u) << target;
@@ -206,7 +209,7 @@ class DiskWith {
   struct rlimit m_before = {};
 };
 
-TEST_F(OperationsTest, Health_fails_from_a_failed_change_to_the_next_one_that_succeeds) {
+TEST_F(SqliteOperationsTest, Health_fails_from_a_failed_change_to_the_next_one_that_succeeds) {
   const std::string chassis = "/redfish/v1/Chassis";
   EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
   {
@@ -229,7 +232,7 @@ TEST_F(OperationsTest, Health_fails_from_a_failed_change_to_the_next_one_that_su
   EXPECT_EQ(AskBefore("GET", "/healthz").status, 200u);
 }
 
-TEST_F(OperationsTest, Health_is_not_restored_by_a_change_of_nothing) {
+TEST_F(SqliteOperationsTest, Health_is_not_restored_by_a_change_of_nothing) {
   {
     const DiskWith few(1);
     EXPECT_EQ(AskBefore("POST", "/redfish/v1/Chassis", token, "{}").status, 500u);
@@ -263,7 +266,7 @@ TEST_F(OperationsTest, Metrics_count_what_is_held) {
   EXPECT_THAT(metrics, Not(HasSubstr("cloudservice_database_bytes 0\n")));
 }
 
-class BackupTest : public ServiceTest {
+class SqliteBackupTest : public ServiceTest {
  protected:
   std::string Fails(const std::string& source, const std::string& file) {
     try {
@@ -278,7 +281,7 @@ class BackupTest : public ServiceTest {
   const std::string copy = folder.File("copy.db");
 };
 
-TEST_F(BackupTest, Holds_all_that_was_answered) {
+TEST_F(SqliteBackupTest, Holds_all_that_was_answered) {
   const std::string token = Token("u-1", "Rack 7");
   BackUp(database, copy);
   Register("u-2");
@@ -289,14 +292,14 @@ TEST_F(BackupTest, Holds_all_that_was_answered) {
             std::filesystem::perms::none);
 }
 
-TEST_F(BackupTest, Replaces_no_file) {
+TEST_F(SqliteBackupTest, Replaces_no_file) {
   EXPECT_THAT(Fails(database, database), HasSubstr("service.db: it is there already"));
   std::ofstream(copy) << "precious";
   EXPECT_THAT(Fails(database, copy), StartsWith("cannot write " + copy));
   EXPECT_EQ(std::filesystem::file_size(copy), 8u);
 }
 
-TEST_F(BackupTest, Touches_nothing_of_a_similar_name) {
+TEST_F(SqliteBackupTest, Touches_nothing_of_a_similar_name) {
   const std::string source = copy + ".new";
   { TestStore made(source); }
   std::ofstream(folder.File("other.new")) << "precious";
@@ -306,7 +309,7 @@ TEST_F(BackupTest, Touches_nothing_of_a_similar_name) {
   EXPECT_NO_THROW(TestStore(source).Check());
 }
 
-TEST_F(BackupTest, Of_nothing_makes_nothing) {
+TEST_F(SqliteBackupTest, Of_nothing_makes_nothing) {
   const std::string none = folder.File("none.db");
   EXPECT_THAT(Fails(none, copy), HasSubstr("cannot open " + none));
   EXPECT_FALSE(std::filesystem::exists(none));

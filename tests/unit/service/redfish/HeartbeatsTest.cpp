@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Rows.h"
 #include "ServiceTest.h"
 
 namespace cloudservice {
@@ -47,7 +46,7 @@ TEST_F(HeartbeatsTest, Count_time_and_interval_are_kept) {
 TEST_F(HeartbeatsTest, Is_taken_without_a_look_at_the_managers_document) {
   const std::string document = "/redfish/v1/Chassis/" + Chassis(token) + "/Thermal";
   // A statement that reads the table fails from now on.
-  Database(folder.File("service.db")).Execute("DROP TABLE manager_document");
+  store->Execute("DROP TABLE manager_document");
   EXPECT_EQ(Beat().status, 200u);
   EXPECT_EQ(Ask("GET", "/redfish/v1/Managers?uuid=u-1", token).status, 302u);
   EXPECT_EQ(Ask("PATCH", document, token, R"({"A": 1})").status, 204u);
@@ -57,17 +56,17 @@ TEST_F(HeartbeatsTest, Is_taken_without_a_look_at_the_managers_document) {
 
 TEST_F(HeartbeatsTest, Changes_that_they_make_go_after_ten_minutes) {
   for (int i = 0; i < 5; ++i) Beat();
-  Database database(folder.File("service.db"));
-  const std::int64_t last = Number(database, "SELECT max(id) FROM change");
-  EXPECT_GT(last, 5);
-  database.Execute(("UPDATE change SET time = " + std::to_string(now)).c_str());
+  const std::int64_t last = (*store)->LastChange();
+  const std::int64_t count = store->Count("change");
+  EXPECT_GT(count, 5);
+  store->Execute("UPDATE change SET time = " + std::to_string(now));
   now += 600;
   EXPECT_FALSE(cleanUp->RemoveLeft());
-  EXPECT_EQ(Number(database, "SELECT count(*) FROM change"), last);
+  EXPECT_EQ(store->Count("change"), count);
   ++now;
   EXPECT_FALSE(cleanUp->RemoveLeft());
-  EXPECT_EQ(Number(database, "SELECT count(*) FROM change"), 1) << "the last one stays";
-  EXPECT_EQ(Number(database, "SELECT max(id) FROM change"), last);
+  EXPECT_EQ(store->Count("change"), 1) << "the last one stays";
+  EXPECT_EQ((*store)->LastChange(), last);
 }
 
 TEST_F(HeartbeatsTest, Overdue_by_twice_the_interval_is_offline_until_the_next) {

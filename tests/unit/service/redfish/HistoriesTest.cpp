@@ -28,6 +28,12 @@ class HistoriesTest : public ServiceTest {
     }
     return values;
   }
+  // On PostgreSQL a day goes as a whole, once all of it is too old.
+  void CleanUpWholeDays() {
+    if (OnPostgres()) now += kDay / 2;
+    while (cleanUp->Step()) {
+    }
+  }
   std::string At(time_t time, const std::string& value) { return RedfishTime(time) + " " + value; }
 
   // The begin of an hour.
@@ -99,7 +105,7 @@ TEST_F(HistoriesTest, Is_kept_for_seven_days) {
   EXPECT_THAT(Values("T"), testing::SizeIs(2));
   ++now;
   EXPECT_THAT(Values("T"), ElementsAre(At(begin + kDay, "2")));
-  cleanUp->Step();
+  CleanUpWholeDays();
   now = begin;
   EXPECT_THAT(Values("T"), ElementsAre(At(begin + kDay, "2")));
   now = begin + 9 * kDay;
@@ -118,8 +124,12 @@ TEST_F(HistoriesTest, Long_one_comes_in_pieces) {
   now = begin;
   Readings readings{path, "u-1", {}, begin, {}};
   readings.chassis = chassis.substr(chassis.rfind('/') + 1);
-  for (int i = 0; i < 10001; ++i) readings.numbers.push_back({"n", std::to_string(i)});
+  readings.numbers.push_back({"n", "0"});
   (*store)->PutResource({path, "u-1", readings.chassis, "{}", begin}, readings);
+  store->Execute(
+      "WITH RECURSIVE number (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM number WHERE i < 10000) "
+      "INSERT INTO reading (member, time, value) SELECT id, " +
+      std::to_string(begin) + ", i FROM number, member");
   const Json first = Asked("?member=n");
   EXPECT_EQ(first.at("Values").size(), 10000u);
   EXPECT_EQ(Asked("?pretty&member=n").at("Values@odata.nextLink"),
@@ -195,7 +205,7 @@ TEST_F(HistoriesTest, Old_events_go_but_for_open_alarms) {
   cleanUp->Step();
   EXPECT_THAT((*store)->ListEvents({"u-1", {}, {}, {}}, {{}, 9}), testing::SizeIs(3));
   ++now;
-  cleanUp->Step();
+  CleanUpWholeDays();
   EXPECT_THAT((*store)->ListEvents({"u-1", {}, {}, {}}, {{}, 9}), testing::SizeIs(1));
   EXPECT_THAT((*store)->ListEvents({"u-1", id, false, {}}, {{}, 9}), testing::SizeIs(1));
 }

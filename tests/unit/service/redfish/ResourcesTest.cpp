@@ -34,7 +34,10 @@ TEST_F(ResourcesTest, First_patch_creates_and_later_ones_merge) {
   EXPECT_EQ(Rest(path).at("A"), Json({{"c", 2}}));
 }
 
-TEST_F(ResourcesTest, What_a_patch_is_merged_into_nobody_changes_meanwhile) {
+// A file has one writer at a time; a server has many, and lets one of two that meet begin anew.
+using SqliteResourcesTest = ResourcesTest;
+
+TEST_F(SqliteResourcesTest, What_a_patch_is_merged_into_nobody_changes_meanwhile) {
   Database other(folder.File("service.db"));
   other.Execute("PRAGMA busy_timeout = 0");
   int refused = 0;
