@@ -18,6 +18,7 @@ from harness.daemon import Daemon
 from harness.device import Device
 from harness.proxy import Proxy
 from harness.recorder import Recorder
+from harness.service import POSTGRESQL
 from harness.wire import Nobody, tls_context
 
 pytest_plugins = ("harness.fixtures",)
@@ -32,9 +33,11 @@ def pytest_addoption(parser):
 
 
 def pytest_collection_modifyitems(config, items):
-    """With another machine's daemon, what has no daemon in it is not tried again."""
+    """With another machine's daemon, what has no daemon in it is not tried again, and what is tried
+    on two stores only on one."""
     if config.getoption("--daemon"):
-        kept = [item for item in items if "daemon" in item.fixturenames]
+        kept = [item for item in items
+                if "daemon" in item.fixturenames and POSTGRESQL not in item.name]
         config.hook.pytest_deselected(items=[item for item in items if item not in kept])
         items[:] = kept
 

@@ -7,10 +7,14 @@ import pathlib
 import re
 import sqlite3
 
+import pytest
+
 from harness.appliance import REGISTRATION, Appliance
 from harness.daemon import EMAIL, KEY, UUID
 from harness.operators import Operator
 from harness.process import clock, environment
+
+pytestmark = pytest.mark.both_stores
 
 SCHEMA = pathlib.Path(__file__).parents[2] / "service" / "store" / "sqlite" / "Schema.cpp"
 OTHER = "/redfish/v1/Managers?setup_email=other@example.org&registration_key=other-key"
@@ -51,6 +55,7 @@ def test_options_make_an_account_once(service):
     assert "new registration key" not in service.error_text()
 
 
+@pytest.mark.sqlite
 def test_service_without_options_goes_on_with_its_accounts(programs, folder, service):
     service.start("--http")
     service.stop()
@@ -213,6 +218,7 @@ def test_session_goes_on_after_a_restart(service):
     assert operator.ask("GET", "/session")["name"] == "olga"
 
 
+@pytest.mark.sqlite
 def test_secrets_are_not_in_the_database(service, folder):
     service.start("--http", faketime=clock(1))
     operator = Operator(service).is_added()
@@ -248,6 +254,7 @@ def put_back_to_version_2(file):
         database.execute("PRAGMA user_version = 2")
 
 
+@pytest.mark.sqlite
 def test_older_database_is_brought_up_to_date_and_kept(service, folder, version):
     """What the version before accounts left: its appliances keep their tokens."""
     service.start("--http", faketime=clock(1))
@@ -275,6 +282,7 @@ def test_daemon_of_a_removed_account_is_told_so(service, daemon, device):
     service.says(f"POST /hb/{UUID}: 401")
 
 
+@pytest.mark.sqlite
 def test_commands_say_what_is_wrong(service, folder):
     for words in (("operator", "list"), ("operator", "add", "olga"), ("account", "add", "x@y"),
                   ("account", "list"), ("backup", str(folder / "copy.db"))):

@@ -13,6 +13,7 @@ from harness.process import clock
 from harness.redfish import indented, is_compact
 from harness.wire import connect
 
+pytestmark = pytest.mark.both_stores
 ONE = "/appliances/{uuid}"
 START = "2026-03-05 13:00:00"
 
@@ -372,6 +373,7 @@ def test_event_log_is_filtered_and_paged(service, operator):
     assert times[point] == ("2026-03-05T14:07:09Z", None), "its Z is not to be trusted"
 
 
+@pytest.mark.sqlite
 def test_search_in_a_long_log_comes_in_pages_that_may_be_empty(service, operator):
     appliance = rack(service)
     wanted = appliance.tells("first", "needle")
@@ -559,6 +561,7 @@ def test_token_of_an_appliance_is_no_operators(service, operator):
     operator.ask("GET", "/appliances", expected=401)
 
 
+@pytest.mark.sqlite
 def test_failing_database_is_told(service, operator):
     with contextlib.closing(service.database()) as database:
         database.execute("PRAGMA foreign_keys = OFF")

@@ -13,6 +13,8 @@ from harness.daemon import UUID
 from harness.operators import BASE, Operator
 from harness.process import clock
 
+pytestmark = pytest.mark.both_stores
+
 
 @pytest.fixture
 def operator(service):
@@ -109,6 +111,7 @@ def test_reader_goes_on_after_a_start_of_the_service(service, operator):
     assert again.next()[0] == "appliance"
 
 
+@pytest.mark.sqlite
 def test_overdue_appliance_is_told_without_its_doing(service):
     service.start("--http", faketime=clock(50))
     operator = Operator(service).is_added()
@@ -120,6 +123,7 @@ def test_overdue_appliance_is_told_without_its_doing(service):
     assert states[-3:] == ["alive", "late", "offline"]
 
 
+@pytest.mark.sqlite
 def test_account_that_goes_makes_readers_load_afresh(service):
     service.start("--http", faketime=clock(50))
     operator = Operator(service).is_added()
@@ -130,6 +134,7 @@ def test_account_that_goes_makes_readers_load_afresh(service):
     assert operator.ask("GET", "/appliances")["items"][0]["account"] is None
 
 
+@pytest.mark.sqlite
 def test_comment_comes_where_nothing_happens(service):
     service.start("--http", faketime=clock(50))
     operator = Operator(service).is_added()
@@ -149,6 +154,7 @@ def test_stream_ends_with_its_session(service, operator):
     assert other.until("appliance")["uuid"] == "u-1"
 
 
+@pytest.mark.sqlite
 def test_stream_ends_with_its_operator(service):
     service.start("--http", faketime=clock(50))
     operator = Operator(service).is_added()

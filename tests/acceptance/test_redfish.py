@@ -9,6 +9,8 @@ from harness.daemon import UUID
 from harness.redfish import METHODS, Client, documents, indented, links, namespaces
 from test_service import REGISTRATION
 
+pytestmark = pytest.mark.both_stores
+
 EDM = "{http://docs.oasis-open.org/odata/ns/edm}"
 # What appliances send: as it should be, and as it should not.
 THERMAL = {

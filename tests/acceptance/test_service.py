@@ -11,6 +11,8 @@ from harness.daemon import EMAIL, KEY, UUID
 from harness.process import clock, environment
 from harness.wire import certificate_pair, connect
 
+pytestmark = pytest.mark.both_stores
+
 REGISTRATION = f"/redfish/v1/Managers?setup_email={EMAIL}&registration_key={KEY}"
 
 
@@ -37,6 +39,7 @@ def test_what_was_answered_outlives_a_crash(service):
     assert service.manager(token)["Name"] == "a"
 
 
+@pytest.mark.sqlite
 def test_certificate_is_made_once(service):
     service.start()
     first = service.certificate()
@@ -46,6 +49,7 @@ def test_certificate_is_made_once(service):
     assert "certificate made" not in service.error_text()
 
 
+@pytest.mark.sqlite
 def test_certificate_is_read_again_without_a_lost_connection(service, folder):
     service.start(faketime=clock(1))
     first = service.certificate()

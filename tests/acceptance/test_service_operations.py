@@ -8,8 +8,12 @@ import sqlite3
 import subprocess
 import threading
 
+import pytest
+
 from harness.daemon import EMAIL, KEY, UUID
 from harness.process import clock, environment
+
+pytestmark = pytest.mark.both_stores
 
 REGISTRATION = f"/redfish/v1/Managers?setup_email={EMAIL}&registration_key={KEY}"
 
@@ -50,6 +54,7 @@ def test_answer_and_log_have_the_same_identifier(service):
     service.says(f" request {headers['X-Request-Id']} from 127.0.0.1: GET /redfish/v1: 200, ")
 
 
+@pytest.mark.sqlite
 def test_backup_of_a_busy_service_is_one_state(service, programs, folder):
     token = register(service)
     path = f"/redfish/v1/Managers/{UUID}/Load"
@@ -80,6 +85,7 @@ def test_backup_of_a_busy_service_is_one_state(service, programs, folder):
         writer.join()
 
 
+@pytest.mark.sqlite
 def test_backup_replaces_no_file(service, programs, folder):
     register(service)
     ended = back_up(programs, folder, folder / "service.db")
@@ -88,6 +94,7 @@ def test_backup_replaces_no_file(service, programs, folder):
     assert service.ask("GET", "/healthz")[0] == 200
 
 
+@pytest.mark.sqlite
 def test_old_histories_go_by_themselves(service, folder, clock_of):
     """A history is kept for a day."""
     moving = clock_of("2026-03-05 13:00:00", 50)

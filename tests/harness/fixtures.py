@@ -10,7 +10,8 @@ import pytest
 
 from .clocks import MovableClock
 from .folders import case_folder
-from .service import Service
+from .postgresql import database, server
+from .service import POSTGRESQL, SQLITE, Service
 
 TOP = pathlib.Path(__file__).resolve().parents[2]
 PROCESSES = pytest.StashKey[list]()
@@ -19,6 +20,14 @@ PROCESSES = pytest.StashKey[list]()
 def pytest_addoption(parser):
     parser.addoption("--programs", default=os.environ.get("CLOUDCLIENT_PROGRAMS", ""),
                      help="CMake build folder whose programs are tried (CLOUDCLIENT_PROGRAMS)")
+
+
+def pytest_generate_tests(metafunc):
+    """Cases with the mark `both_stores` run on either, but for those that have `sqlite` as well."""
+    case = metafunc.definition
+    if "service" in metafunc.fixturenames and case.get_closest_marker("both_stores") and (
+            not case.get_closest_marker("sqlite")):
+        metafunc.parametrize("store", [SQLITE, POSTGRESQL], indirect=True)
 
 
 def pytest_make_parametrize_id(val, argname):
@@ -74,8 +83,24 @@ def root(folder):
     return path
 
 
+@pytest.fixture(scope="session")
+def postgresql():
+    with server() as url:
+        yield url
+
+
 @pytest.fixture
-def under_watch(request):
+def store(request):
+    """The URL of the service's database, or nothing for a file."""
+    if getattr(request, "param", SQLITE) == SQLITE:
+        yield ""
+        return
+    with database(request.getfixturevalue("postgresql")) as url:
+        yield url
+
+
+@pytest.fixture
+def under_watch(request, store):
     """Has a process stopped and judged at the end of the case, and shown when the case fails."""
     watched = request.node.stash.setdefault(PROCESSES, [])
 
@@ -93,8 +118,8 @@ def under_watch(request):
 
 
 @pytest.fixture
-def service(programs, folder, under_watch):
-    return under_watch(Service(programs, folder))
+def service(programs, folder, under_watch, store):
+    return under_watch(Service(programs, folder, store))
 
 
 @pytest.fixture

@@ -12,6 +12,7 @@ order to the database shows in a test.
 """
 
 import contextlib
+import itertools
 import os
 import pathlib
 import pwd
@@ -24,6 +25,7 @@ import tempfile
 
 VARIABLE = "CLOUDSERVICE_POSTGRESQL"
 BINARIES = "/usr/lib/postgresql/15/bin"
+_NUMBERS = itertools.count(1)
 # Nothing of it has to outlive the machine's power.
 SETTINGS = """
 listen_addresses = ''
@@ -77,8 +79,8 @@ class Cluster:
         if done.returncode != 0:
             raise RuntimeError(f"{program}: {(self.folder / f'{program}.out').read_text()}")
 
-    def url(self, database="postgres"):
-        return f"postgresql:///{database}?host={self.folder}&user=postgres"
+    def url(self):
+        return f"postgresql:///postgres?host={self.folder}&user=postgres"
 
     def start(self):
         self._call("pg_ctl", "start", "-w", "-s", "-D", self._data, "-l", self.folder / "log")
@@ -95,6 +97,36 @@ class Cluster:
         with contextlib.suppress(RuntimeError):
             self.stop()
         shutil.rmtree(self.folder, ignore_errors=True)
+
+
+@contextlib.contextmanager
+def server():
+    """The URL of a server: of the one that the environment names, or of one that is started."""
+    if VARIABLE in os.environ:
+        yield pathlib.Path(os.environ[VARIABLE]).read_text(encoding="utf-8").splitlines()[0]
+        return
+    with Cluster() as cluster:
+        yield cluster.url()
+
+
+@contextlib.contextmanager
+def database(url):
+    """The URL of an empty database on the server, which is removed afterwards."""
+    name = f"case_{os.getpid()}_{next(_NUMBERS)}"
+
+    def call(program, *options):
+        return subprocess.run(
+            [f"{BINARIES}/{program}", "--maintenance-db", url, *options, name], text=True,
+            stdin=subprocess.DEVNULL, capture_output=True, check=False)
+    made = call("createdb")
+    if made.returncode != 0:
+        raise RuntimeError(made.stderr)
+    try:
+        # Nobody gives up a connection because the machine is busy.
+        yield url.replace("///postgres?", f"///{name}?") + "&connect_timeout=0"
+    finally:
+        # What stays goes with the server.
+        call("dropdb", "--force")
 
 
 def wait_for_end(process):

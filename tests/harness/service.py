@@ -9,9 +9,11 @@ import ssl
 import subprocess
 
 from .daemon import EMAIL, KEY, UUID
-from .process import Process, clock, environment
+from .process import SPEED, Process, clock, environment
 from .wire import certificate_pair, connect
 
+# Where a service keeps what it holds.
+SQLITE, POSTGRESQL = "sqlite", "postgresql"
 # Seconds of the accelerated clock until the service gives up a connection: never within a case.
 PATIENCE = 10_000_000
 _READY = re.compile(r"^listening on (https?://127\.0\.0\.1:(\d+))$", re.MULTILINE)
@@ -51,7 +53,9 @@ class Service(Process):
             options += self._certificate()
         self.launch([self._program, "--listen", f"127.0.0.1:{self.port}", "--db", self._database,
                      "--email", EMAIL, "--registration-key", KEY, "--io-timeout", patience,
-                     *options], environment(faketime or clock()))
+                     *options],
+                    # What it waits for its server is measured by its clock.
+                    environment(faketime or clock(SPEED if self._has_file else 1)))
         ready = self.wait_until(lambda: _READY.search(self.output()), "the line that it listens")
         self.url, self.port = ready.group(1), int(ready.group(2))
 
