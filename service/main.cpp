@@ -96,12 +96,17 @@ std::string RegistrationKeyOf(const Options& options) {
 }
 
 // The handlers behind Operations: the operators' interface, the page, and the Redfish service.
-Operations::Service ServiceOf(RedfishService& service, OperatorApi& api,
+Operations::Service ServiceOf(RedfishService& service, OperatorApi& api, Route& pageRoute,
                               std::function<Load()> load) {
-  return {[&service, &api](const Request& request) {
+  std::vector<const Route*> routes = service.ListRoutes();
+  for (const Route* route : api.ListRoutes()) routes.push_back(route);
+  routes.push_back(&pageRoute);
+  return {[&service, &api, &pageRoute](const Request& request) {
             if (OperatorApi::Serves(request.target)) return api.Handle(request);
             std::optional<Response> page = AnswerPage(request);
-            return page ? *std::move(page) : service.Handle(request);
+            if (!page) return service.Handle(request);
+            page->route = &pageRoute;
+            return *std::move(page);
           },
           [&service](unsigned status, const Request& request, const std::string& reason) {
             if (OperatorApi::Serves(request.target)) return ApiErrorResponse(status, reason);
@@ -112,7 +117,7 @@ Operations::Service ServiceOf(RedfishService& service, OperatorApi& api,
             if (AnswerPage(head)) return std::nullopt;
             return service.RefuseHead(head);
           },
-          std::move(load)};
+          std::move(load), std::move(routes)};
 }
 
 // A database on a server is for any number of processes.
@@ -173,6 +178,7 @@ class Program {
   bool m_stopped = false;  // no connection is left; of the strand
   const std::shared_ptr<Budget> m_bodies = std::make_shared<Budget>(kBodiesBytes);
   Server m_server;
+  Route m_pageRoute{"page"};
   Operations m_operations;
   // The feed has a thread of its own, and so has what nobody waits for.
   Workers m_teller;
@@ -203,7 +209,7 @@ Program::Program(const Options& options, const Log& log)
       m_server(m_io, m_tls.get(), ContextOf(options),
                {options.maxConnections, options.maxConnectionsOfSender}),
       m_operations(*m_store, log, WallClock,
-                   ServiceOf(m_service, m_api, [this] { return LoadNow(); })),
+                   ServiceOf(m_service, m_api, m_pageRoute, [this] { return LoadNow(); })),
       m_teller({}, log),
       m_upkeep({1, 1000, kUpkeepNiceness}, log),
       m_ticker(m_io, m_feed, m_teller),
@@ -257,6 +263,11 @@ Load Program::LoadNow() const {
   for (std::size_t i = 0; i < kQuotas.size(); ++i) {
     load.refused.emplace_back(kQuotas.at(i), overQuotas.at(i));
   }
+  load.refused.emplace_back("bodies", m_bodies->Refused());
+  load.refused.emplace_back("changes", m_lanes.Refused(Lanes::kChanges));
+  load.refused.emplace_back("looks", m_lanes.Refused(Lanes::kLooks));
+  load.refused.emplace_back("sign_ins", m_lanes.Refused(Lanes::kSignIns));
+  load.refused.emplace_back("health", m_lanes.Refused(Lanes::kHealth));
   load.refused.emplace_back("streams", m_feed.Refused());
   load.refused.emplace_back("streams_of_operator", m_feed.RefusedOfOperator());
   for (std::size_t i = 0; i < Lanes::kCount; ++i) {

@@ -105,14 +105,16 @@ void OperatorApi::AddRoutes() {
 
 const OperatorApi::Endpoint& OperatorApi::Find(const Request& request,
                                                std::vector<std::string>& names,
-                                               std::string& allowed) const {
+                                               Found& found) const {
   if (!request.target.IsPath()) {
     throw ApiError(404, "The request's target is no path of this service.");
   }
   const std::string method = request.method == "HEAD" ? "GET" : request.method;
   const Router<Endpoint>::Path* path = m_routes.Find(request.target.Segments(), names);
   if (path == nullptr) throw ApiError(404, "There is nothing at " + request.target.Path() + ".");
+  found.route = path->route.get();
   if (const Endpoint* endpoint = path->Find(method)) return *endpoint;
+  std::string& allowed = found.allowed;
   for (const auto& [name, endpoint] : path->methods) {
     allowed += (allowed.empty() ? "" : ", ") + name;
     if (name == "GET") allowed += ", HEAD";
@@ -129,9 +131,9 @@ Identity OperatorApi::Authorize(const Endpoint& endpoint, const Request& request
   return who;
 }
 
-Response OperatorApi::Dispatch(const Request& request, std::string& allowed) {
+Response OperatorApi::Dispatch(const Request& request, Found& found) {
   std::vector<std::string> names;
-  const Endpoint& endpoint = Find(request, names, allowed);
+  const Endpoint& endpoint = Find(request, names, found);
   const Credentials credentials = CredentialsOf(request);
   Identity who = Authorize(endpoint, request, credentials);
   Query query(request.target, endpoint.parameters);
@@ -140,14 +142,14 @@ Response OperatorApi::Dispatch(const Request& request, std::string& allowed) {
 }
 
 Response OperatorApi::Handle(const Request& request) {
-  return Guarded(request, [&](std::string& allowed) { return Dispatch(request, allowed); });
+  return Guarded(request, [&](Found& found) { return Dispatch(request, found); });
 }
 
 std::optional<Response> OperatorApi::RefuseHead(const Request& head) {
   bool refused = true;
-  Response response = Guarded(head, [&](std::string& allowed) {
+  Response response = Guarded(head, [&](Found& found) {
     std::vector<std::string> names;
-    const Endpoint& endpoint = Find(head, names, allowed);
+    const Endpoint& endpoint = Find(head, names, found);
     Authorize(endpoint, head, CredentialsOf(head));
     refused = false;
     return Response();
@@ -157,17 +159,24 @@ std::optional<Response> OperatorApi::RefuseHead(const Request& head) {
 }
 
 Response OperatorApi::Guarded(const Request& request,
-                              const std::function<Response(std::string& allowed)>& work) {
-  std::string allowed;
+                              const std::function<Response(Found& found)>& work) {
+  Found found;
+  Response response = Caught(request, work, found);
+  response.route = found.route;
+  return response;
+}
+
+Response OperatorApi::Caught(const Request& request,
+                             const std::function<Response(Found& found)>& work, Found& found) {
   try {
-    return work(allowed);
+    return work(found);
   } catch (const TooMany& error) {
     Response response = Refused(request, error.Status(), error.what());
     response.SetHeader("Retry-After", std::to_string(error.Wait()));
     return response;
   } catch (const ApiError& error) {
     Response response = Refused(request, error.Status(), error.what());
-    if (error.Status() == 405) response.SetHeader("Allow", allowed);
+    if (error.Status() == 405) response.SetHeader("Allow", found.allowed);
     return response;
   } catch (const DatabaseError& error) {
     m_log.Line(std::string("error: ") + error.what());

@@ -32,6 +32,9 @@ class OperatorApi {
   // Whether this interface serves requests with this target.
   static bool Serves(const Target& target);
 
+  // The routes of its answers.
+  std::vector<const Route*> ListRoutes() const { return m_routes.List(); }
+
   // Whether answering takes long because a password has to be checked.
   bool IsSlow(const Request& request) const;
 
@@ -61,13 +64,20 @@ class OperatorApi {
     Response (OperatorApi::*operation)(const Call& call) = nullptr;
   };
 
+  // What a path offers.
+  struct Found {
+    std::string allowed;     // the methods for the header Allow
+    Route* route = nullptr;  // null: there is no such path
+  };
+
   void AddRoutes();
-  const Endpoint& Find(const Request& request, std::vector<std::string>& names,
-                       std::string& allowed) const;
-  // Does `work`, which gets a place for the methods of the path. What it throws becomes an answer.
-  Response Guarded(const Request& request,
-                   const std::function<Response(std::string& allowed)>& work);
-  Response Dispatch(const Request& request, std::string& allowed);
+  const Endpoint& Find(const Request& request, std::vector<std::string>& names, Found& found) const;
+  // Does `work`, which notes what is at the path. What it throws becomes an answer.
+  Response Guarded(const Request& request, const std::function<Response(Found& found)>& work);
+  // Guarded() without the route.
+  Response Caught(const Request& request, const std::function<Response(Found& found)>& work,
+                  Found& found);
+  Response Dispatch(const Request& request, Found& found);
   Identity Authorize(const Endpoint& endpoint, const Request& request,
                      const Credentials& credentials);
   Response Refused(const Request& request, unsigned status, const std::string& reason);

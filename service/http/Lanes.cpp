@@ -44,7 +44,8 @@ void Lanes::Admit(const std::shared_ptr<const Request>& head, const HeadReply& r
   if (!taken) reply(Refuse(lane, *head));
 }
 
-Response Lanes::Refuse(Lane lane, const Request& request) const {
+Response Lanes::Refuse(Lane lane, const Request& request) {
+  ++m_refused.at(lane);
   Response response =
       lane == kSignIns
           ? m_service.refuse(429, request, "More sign-ins wait than can be checked soon.")

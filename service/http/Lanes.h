@@ -3,7 +3,9 @@
 #define SERVICE_HTTP_LANES_H_
 
 #include <array>
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -43,13 +45,16 @@ class Lanes {
   // Likewise for the header of a request whose body is still to come: a HeadTaker.
   void Admit(const std::shared_ptr<const Request>& head, const HeadReply& reply);
 
+  // How many requests were refused, since too many waited.
+  std::uint64_t Refused(Lane lane) const { return m_refused.at(lane); }
   // How many requests wait for a thread.
   std::size_t Waiting(Lane lane) const { return m_workers.at(lane)->Waiting(); }
 
  private:
-  Response Refuse(Lane lane, const Request& request) const;
+  Response Refuse(Lane lane, const Request& request);
 
   const Service m_service;
+  std::array<std::atomic<std::uint64_t>, kCount> m_refused{};
   std::array<std::unique_ptr<Workers>, kCount> m_workers;
 };
 

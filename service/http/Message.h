@@ -14,6 +14,7 @@
 
 namespace cloudservice {
 
+struct Route;
 class Stream;
 
 // Seconds after which a sender should come again for whom there was no room.
@@ -40,6 +41,7 @@ struct Response {
   std::string body;                                          // may be empty
   std::string type = "application/json; charset=utf-8";      // Content-Type of the body
   std::shared_ptr<Stream> stream = nullptr;                  // replaces `body` when it has no end
+  Route* route = nullptr;  // of the request; outlives the response; null: it fits none
 
   // The value of the header `name`, in exactly these letters; empty when there is none.
   std::string Header(const std::string& name) const;

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "service/http/Route.h"
 #include "service/http/Target.h"
 
 namespace cloudservice {
@@ -27,6 +29,7 @@ class Router {
   struct Path {
     std::vector<std::string> pattern;
     std::vector<Method> methods;  // in the order in which they were added
+    std::shared_ptr<Route> route;
 
     // The endpoint of the method; null when the path has none.
     const Endpoint* Find(const std::string& method) const {
@@ -49,8 +52,16 @@ class Router {
                            return Before(known.pattern, added);
                          });
     const bool known = place != m_paths.end() && place->pattern == pattern;
-    const auto at = known ? place : m_paths.insert(place, Path{pattern, {}});
+    const auto at =
+        known ? place : m_paths.insert(place, Path{pattern, {}, std::make_shared<Route>(path)});
     at->methods.push_back({method, std::move(endpoint)});
+  }
+
+  // The routes of all paths, which live as long as this object.
+  std::vector<const Route*> List() const {
+    std::vector<const Route*> routes;
+    for (const Path& path : m_paths) routes.push_back(path.route.get());
+    return routes;
   }
 
   // The narrowest path that fits, or null. `names` gets the segments that its "*" stand for.

@@ -20,13 +20,19 @@ using std::chrono::steady_clock;
 
 constexpr std::size_t kRunBytes = 4;
 
-// The method as the value of a label. Unknown methods share one value, so that senders cannot add
-// values without end.
-std::string MethodLabel(const std::string& method) {
-  static const std::array<std::string, 7> kMethods = {"GET",    "HEAD",    "POST", "PATCH",
-                                                      "DELETE", "OPTIONS", "PUT"};
-  const bool known = std::find(kMethods.begin(), kMethods.end(), method) != kMethods.end();
-  return known ? method : "other";
+// The methods as the values of a label. Unknown ones share the last value, so that senders cannot
+// add values without end.
+constexpr std::array<const char*, 8> kMethods = {"GET",    "HEAD",    "POST", "PATCH",
+                                                 "DELETE", "OPTIONS", "PUT",  "other"};
+constexpr unsigned kFirstStatus = 100;
+constexpr unsigned kStatuses = 500;
+
+// The place of the counter of answers with this method and status, the methods one after the other.
+std::size_t CounterOf(const std::string& method, unsigned status) {
+  std::size_t number = 0;
+  while (number + 1 < kMethods.size() && method != kMethods.at(number)) ++number;
+  const unsigned offset = std::clamp(status, kFirstStatus, kFirstStatus + kStatuses - 1);
+  return number * kStatuses + offset - kFirstStatus;
 }
 
 std::string Milliseconds(std::chrono::nanoseconds time) {
@@ -40,6 +46,8 @@ std::string Seconds(std::chrono::nanoseconds time) {
   snprintf(text, sizeof text, "%.9f", std::chrono::duration<double>(time).count());
   return text;
 }
+
+}  // namespace
 
 // Writes metrics in Prometheus' text format.
 class MetricsWriter {
@@ -55,12 +63,29 @@ class MetricsWriter {
     Begin(name, type, help);
     Sample(std::to_string(value));
   }
+  void Times(const Histogram& histogram, const std::string& labels) {
+    const Histogram::Values values = histogram.Now();
+    std::uint64_t count = 0;
+    for (std::size_t i = 0; i < values.counts.size(); ++i) {
+      count += values.counts.at(i);
+      char bound[32] = "+Inf";
+      if (i < Histogram::kBounds.size()) {
+        const std::chrono::duration<double> seconds = Histogram::kBounds.at(i);
+        snprintf(bound, sizeof bound, "%g", seconds.count());
+      }
+      Sample(std::to_string(count), labels + ",le=\"" + bound + "\"", "_bucket");
+    }
+    Sample(Seconds(values.sum), labels, "_sum");
+    Sample(std::to_string(count), labels, "_count");
+  }
   const std::string& Text() const { return m_text; }
 
  private:
   std::string m_name;
   std::string m_text;
 };
+
+namespace {
 
 std::string Text(std::size_t number) { return std::to_string(number); }
 
@@ -88,24 +113,35 @@ void WriteLoad(MetricsWriter& out, const Load& load, std::size_t writes) {
   out.Sample(Text(writes));
 }
 
-// The metrics about requests.
-void WriteRequests(MetricsWriter& out,
-                   const std::map<std::pair<std::string, unsigned>, std::uint64_t>& answers,
-                   std::chrono::nanoseconds busy) {
-  out.Begin("requests_total", "counter", "Answered requests.");
-  std::uint64_t count = 0;
-  for (const auto& [key, answered] : answers) {
-    count += answered;
-    out.Sample(std::to_string(answered),
-               "method=\"" + key.first + "\",status=\"" + std::to_string(key.second) + "\"");
-  }
-  out.Begin("request_duration_seconds", "summary", "From the whole request to its answer.");
-  out.Sample(Seconds(busy), "", "_sum");
-  out.Sample(std::to_string(count), "", "_count");
+void WriteRoute(MetricsWriter& out, const Route& route) {
+  const std::string label = "route=\"" + route.path + "\",kind=\"";
+  const auto write = [&](const Histogram& times, const char* kind) {
+    const auto counts = times.Now().counts;
+    // What nobody has asked for would fill pages.
+    if (std::any_of(counts.begin(), counts.end(), [](std::uint64_t count) { return count > 0; })) {
+      out.Times(times, label + kind + "\"");
+    }
+  };
+  write(route.looks, "look");
+  write(route.changes, "change");
+}
+
+// The metrics about what the store does.
+void WriteTimes(MetricsWriter& out, const StoreTimes& times) {
+  out.Begin("store_duration_seconds", "histogram",
+            "Units of work on the database, waiting included, and commits.");
+  out.Times(times.reads, "operation=\"read\"");
+  out.Times(times.writes, "operation=\"write\"");
+  out.Times(times.commits, "operation=\"commit\"");
+  out.Begin("store_committed_units_total", "counter", "Units of work in all commits.");
+  out.Sample(std::to_string(times.units));
+  out.Begin("store_repeats_total", "counter",
+            "Units of work that were run again since another one was in the way.");
+  out.Sample(std::to_string(times.repeats));
 }
 
 // The metrics about the store: how much it holds.
-void WriteStore(MetricsWriter& out, Transaction& store, std::int64_t now) {
+void WriteStore(MetricsWriter& out, Transaction& store, std::int64_t now, std::int64_t bytes) {
   static constexpr std::array<const char*, 3> kStates = {"alive", "late", "offline"};
   const StateCounts states = store.CountStates(now);
   out.Begin("appliances", "gauge", "Registered appliances by the state of their heartbeat.");
@@ -118,7 +154,9 @@ void WriteStore(MetricsWriter& out, Transaction& store, std::int64_t now) {
   out.Single("chassis", "gauge", "Chassis of all appliances.", totals.chassis);
   out.Single("open_alarms", "gauge", "Alarms that are open.",
              std::accumulate(totals.alarms.begin(), totals.alarms.end(), std::int64_t{0}));
-  out.Single("database_bytes", "gauge", "Size of the database.", store.CountBytes());
+  out.Single("database_bytes", "gauge", "Size of the database.", bytes);
+  out.Single("database_log_bytes", "gauge", "Size of the write-ahead log beside the database.",
+             store.CountLogBytes());
 }
 
 }  // namespace
@@ -129,10 +167,11 @@ Operations::Operations(Store& store, const Log& log, Clock clock, Service servic
       m_clock(std::move(clock)),
       m_service(std::move(service)),
       m_run(RandomHex(kRunBytes)),
-      m_started(m_clock()) {}
+      m_started(m_clock()),
+      m_answers(kMethods.size() * kStatuses) {}
 
 Response Operations::Handle(const Request& request) {
-  return Answer(request, [&] { return Route(request); });
+  return Answer(request, [&] { return Dispatch(request); });
 }
 
 Response Operations::Refuse(unsigned status, const Request& request, const std::string& reason) {
@@ -164,10 +203,10 @@ Response Operations::Answer(const Request& request, const std::function<Response
 
 std::uint64_t Operations::Count(const Request& request, const Response& response,
                                 std::chrono::nanoseconds time) {
-  const std::string method = MethodLabel(request.method);
-  const std::lock_guard<std::mutex> guard(m_mutex);
-  m_busy += time;
-  ++m_answers[{method, response.status}];
+  ++m_answers.at(CounterOf(request.method, response.status));
+  Route& route = response.route == nullptr ? m_other : *response.route;
+  const bool looks = request.method == "GET" || request.method == "HEAD";
+  (looks ? route.looks : route.changes).Observe(time);
   return ++m_number;
 }
 
@@ -176,7 +215,7 @@ bool Operations::Serves(const Target& target) {
   return path == "/healthz" || path == "/metrics";
 }
 
-Response Operations::Route(const Request& request) {
+Response Operations::Dispatch(const Request& request) {
   if (!Serves(request.target)) return m_service.handler(request);
   if (request.method != "GET" && request.method != "HEAD") {
     Response response = m_service.refuse(405, request, request.method + " is not possible here.");
@@ -195,6 +234,7 @@ Response Operations::Health() {
   m_store.Check();
   Response response;
   response.body = R"({"status":"ok"})";
+  response.route = &m_health;
   return response;
 }
 
@@ -202,6 +242,7 @@ Response Operations::Metrics() {
   Response response;
   response.type = "text/plain; version=0.0.4; charset=utf-8";
   response.body = MetricsText();
+  response.route = &m_metrics;
   return response;
 }
 
@@ -209,13 +250,36 @@ std::string Operations::MetricsText() {
   MetricsWriter out;
   out.Single("start_time_seconds", "gauge", "When the service was started, since 1970.", m_started);
   WriteLoad(out, m_service.load(), m_store.Waiting());
-  {
-    const std::lock_guard<std::mutex> guard(m_mutex);
-    WriteRequests(out, m_answers, m_busy);
-  }
+  WriteAnswers(out);
+  WriteTimes(out, m_store.Times());
   const std::int64_t now = m_clock();
-  m_store.Read([&](Transaction& store) { WriteStore(out, store, now); });
+  m_store.Read([&](Transaction& store) { WriteStore(out, store, now, DatabaseBytes(store, now)); });
   return out.Text();
+}
+
+void Operations::WriteAnswers(MetricsWriter& out) const {
+  out.Begin("requests_total", "counter", "Answered requests.");
+  for (std::size_t i = 0; i < m_answers.size(); ++i) {
+    const std::uint64_t count = m_answers.at(i);
+    if (count == 0) continue;
+    out.Sample(std::to_string(count), std::string("method=\"") + kMethods.at(i / kStatuses) +
+                                          "\",status=\"" +
+                                          std::to_string(kFirstStatus + i % kStatuses) + "\"");
+  }
+  out.Begin("request_duration_seconds", "histogram",
+            "From the whole request to its answer, by the pattern of its path.");
+  for (const Route* route : m_service.routes) WriteRoute(out, *route);
+  for (const Route* route : {&m_health, &m_metrics, &m_other}) WriteRoute(out, *route);
+}
+
+std::int64_t Operations::DatabaseBytes(Transaction& store, std::int64_t now) {
+  constexpr std::int64_t kOld = 60;
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  if (!m_bytesAt || now < *m_bytesAt || now - *m_bytesAt >= kOld) {
+    m_bytes = store.CountBytes();
+    m_bytesAt = now;
+  }
+  return m_bytes;
 }
 
 }  // namespace cloudservice

@@ -3,11 +3,11 @@
 #define SERVICE_OPS_OPERATIONS_H_
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -17,6 +17,7 @@
 #include "service/http/Connections.h"
 #include "service/http/Lanes.h"
 #include "service/http/Message.h"
+#include "service/http/Route.h"
 #include "service/store/Store.h"
 #include "service/util/Clock.h"
 #include "service/util/Log.h"
@@ -32,6 +33,8 @@ struct Load {
   std::vector<std::pair<std::string, std::uint64_t>> refused = {};
 };
 
+class MetricsWriter;
+
 // The first handler of each request, for the people who run the service. It answers /healthz and
 // /metrics itself and passes every other request on. It indents JSON where the request asks for
 // that (Pretty.h), gives each answer an X-Request-Id, counts the answer, and writes a line about it
@@ -46,6 +49,8 @@ class Operations {
     // The refusal of a request whose body is still to come, or none.
     std::function<std::optional<Response>(const Request&)> refuseHead;
     std::function<Load()> load;
+    // Of the answers of `handler`; they outlive this object.
+    std::vector<const Route*> routes = {};
   };
 
   Operations(Store& store, const Log& log, Clock clock, Service service);
@@ -63,10 +68,13 @@ class Operations {
   // Counts an answer; returns its number.
   std::uint64_t Count(const Request& request, const Response& response,
                       std::chrono::nanoseconds time);
-  Response Route(const Request& request);
+  Response Dispatch(const Request& request);
   Response Health();
   Response Metrics();
   std::string MetricsText();
+  void WriteAnswers(MetricsWriter& out) const;
+  // The size of the database, a minute old at most: it may take long to find out.
+  std::int64_t DatabaseBytes(Transaction& store, std::int64_t now);
 
   Store& m_store;
   const Log& m_log;
@@ -75,10 +83,15 @@ class Operations {
   // The first part of each request's identifier; another one in each run of the program.
   const std::string m_run;
   const std::int64_t m_started;
-  std::mutex m_mutex;  // guards the members below
-  std::uint64_t m_number = 0;
-  std::map<std::pair<std::string, unsigned>, std::uint64_t> m_answers;  // by method and status
-  std::chrono::nanoseconds m_busy{0};
+  std::atomic<std::uint64_t> m_number{0};
+  // By method and status; see CounterOf().
+  std::vector<std::atomic<std::uint64_t>> m_answers;
+  Route m_health{"/healthz"};
+  Route m_metrics{"/metrics"};
+  Route m_other{"other"};  // what fits no route
+  std::mutex m_mutex;      // guards the members below
+  std::int64_t m_bytes = 0;
+  std::optional<std::int64_t> m_bytesAt;  // when the size of the database was asked for
 };
 
 }  // namespace cloudservice

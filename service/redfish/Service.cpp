@@ -115,14 +115,14 @@ RedfishService::RedfishService(Store& store, const Log& log, Accounts& accounts,
 }
 
 Response RedfishService::Handle(const Request& request) {
-  return Guarded(request, [&](std::string& allowed) { return Dispatch(request, allowed); });
+  return Guarded(request, [&](Place& place) { return Dispatch(request, place); });
 }
 
 std::optional<Response> RedfishService::RefuseHead(const Request& head) {
   bool refused = true;
-  Response response = Guarded(head, [&](std::string& allowed) {
+  Response response = Guarded(head, [&](Place& place) {
     Call call{head, head.target};
-    const Endpoint* endpoint = Route(call, MethodOf(head), allowed);
+    const Endpoint* endpoint = FindOrRefuse(call, MethodOf(head), place);
     if (endpoint != nullptr) {
       m_store.Read([&](Transaction& store) { Admit(call, *endpoint, store); });
     }
@@ -134,24 +134,28 @@ std::optional<Response> RedfishService::RefuseHead(const Request& head) {
 }
 
 Response RedfishService::Guarded(const Request& request,
-                                 const std::function<Response(std::string& allowed)>& work) {
-  std::string allowed;
+                                 const std::function<Response(Place& place)>& work) {
+  Place place;
+  const auto routed = [&](Response response) {
+    response.route = place.route;
+    return Marked(std::move(response));
+  };
   try {
-    return Marked(work(allowed));
+    return routed(work(place));
   } catch (const OverQuota& refusal) {
     // An appliance that sends too much must not fill the log as well.
     if (m_overQuota.Add(refusal, m_clock())) {
       m_log.Line("over quota: " + Named(refusal.Owner()) + ": " + std::to_string(refusal.Status()) +
                  " " + refusal.what());
     }
-    return Marked(ErrorResponse(refusal));
+    return routed(ErrorResponse(refusal));
   } catch (const Refusal& refusal) {
     Response response = Refused(refusal, request);
-    if (refusal.Status() == 405) response.headers.emplace_back("Allow", allowed);
-    return Marked(std::move(response));
+    if (refusal.Status() == 405) response.headers.emplace_back("Allow", place.allowed);
+    return routed(std::move(response));
   } catch (const std::exception& error) {
     m_log.Line(std::string("error: ") + error.what());
-    return Marked(Refused(Refusal(500, "The service could not do it."), request));
+    return routed(Refused(Refusal(500, "The service could not do it."), request));
   }
 }
 
@@ -165,7 +169,7 @@ bool RedfishService::IsSlow(const Request& request) const {
 RedfishService::Place RedfishService::Find(Call& call, const std::string& method) const {
   const Routes::Path* path = m_routes.Find(call.target.Segments(), call.names);
   if (path == nullptr) return {};
-  Place place = {path->Find(method), ""};
+  Place place = {path->Find(method), "", path->route.get()};
   const Endpoint* get = path->Find("GET");
   const bool collection = get != nullptr && get->query == QueryUse::kCollection;
   for (const auto& [name, endpoint] : path->methods) {
@@ -178,33 +182,32 @@ RedfishService::Place RedfishService::Find(Call& call, const std::string& method
   return place;
 }
 
-const Endpoint* RedfishService::Route(Call& call, const std::string& method,
-                                      std::string& allowed) const {
+const Endpoint* RedfishService::FindOrRefuse(Call& call, const std::string& method,
+                                             Place& place) const {
   const Request& request = call.request;
   if (!request.target.IsPath()) {
     throw Refusal(400, {"InvalidURI", {request.target.Loggable()}},
                   "The request's target is no path of this service.");
   }
   CheckNegotiation(request);
-  const Place place = Find(call, method);
-  allowed = place.allowed;
-  if (allowed.empty()) throw NothingAt(call.target.Path());
+  place = Find(call, method);
+  if (place.allowed.empty()) throw NothingAt(call.target.Path());
   if (place.endpoint == nullptr && method != "OPTIONS") {
-    throw Refusal(405, request.method + " is not possible here; possible: " + allowed + ".");
+    throw Refusal(405, request.method + " is not possible here; possible: " + place.allowed + ".");
   }
   return place.endpoint;
 }
 
-Response RedfishService::Dispatch(const Request& request, std::string& allowed) {
+Response RedfishService::Dispatch(const Request& request, Place& place) {
   if (request.method == "OPTIONS" && request.target.Text() == "*") return OptionsResponse(kMethods);
   Call call{request, request.target};
   const std::string method = MethodOf(request);
-  const Endpoint* endpoint = Route(call, method, allowed);
-  if (endpoint == nullptr) return OptionsResponse(allowed);
+  const Endpoint* endpoint = FindOrRefuse(call, method, place);
+  if (endpoint == nullptr) return OptionsResponse(place.allowed);
   if (method != "GET") return Change(call, *endpoint, method);
   Response response = Get(call, *endpoint);
   if (response.status != 200) return response;
-  response.headers.emplace_back("Allow", allowed);
+  response.headers.emplace_back("Allow", place.allowed);
   response.headers.emplace_back("Cache-Control", "no-cache");
   ApplyConditions(request, response);
   return response;

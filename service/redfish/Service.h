@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "service/auth/Accounts.h"
 #include "service/http/Message.h"
@@ -34,6 +35,8 @@ class RedfishService {
   // sender. None when the body should come.
   std::optional<Response> RefuseHead(const Request& head);
 
+  // The routes of its answers.
+  std::vector<const Route*> ListRoutes() const { return m_routes.List(); }
   // What quotas have refused so far.
   QuotaRefusals::Counts OverQuotas() const { return m_overQuota.Total(); }
 
@@ -46,16 +49,16 @@ class RedfishService {
   struct Place {
     const Endpoint* endpoint = nullptr;
     std::string allowed;
+    Route* route = nullptr;
   };
 
   Place Find(Call& call, const std::string& method) const;
   // The operation that the call asks for; null for OPTIONS. Throws Refusal when there is none.
-  // `allowed` gets the methods of the path.
-  const Endpoint* Route(Call& call, const std::string& method, std::string& allowed) const;
-  // Does `work`, which gets a place for the methods of the path. What it throws becomes an answer.
-  Response Guarded(const Request& request,
-                   const std::function<Response(std::string& allowed)>& work);
-  Response Dispatch(const Request& request, std::string& allowed);
+  // `place` gets what there is, also then.
+  const Endpoint* FindOrRefuse(Call& call, const std::string& method, Place& place) const;
+  // Does `work`, which notes what is at the path. What it throws becomes an answer.
+  Response Guarded(const Request& request, const std::function<Response(Place& place)>& work);
+  Response Dispatch(const Request& request, Place& place);
   Response Get(Call& call, const Endpoint& endpoint);
   Response Change(Call& call, const Endpoint& endpoint, const std::string& method);
   // The document that a GET of the path would answer; null when that would be refused. Made once

@@ -2,6 +2,7 @@
 #ifndef SERVICE_STORE_STORE_H_
 #define SERVICE_STORE_STORE_H_
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -14,6 +15,7 @@
 #include <utility>
 
 #include "service/store/Transaction.h"
+#include "service/util/Histogram.h"
 
 namespace cloudservice {
 
@@ -25,6 +27,15 @@ class DatabaseError : public std::runtime_error {
 
 // Whether a missing database is created or refused.
 enum class MissingFile { kCreate, kRefuse };
+
+// How long the store takes, and what its commits held.
+struct StoreTimes {
+  Histogram reads;                      // units of work that read
+  Histogram writes;                     // and that write, from the call to the end of their commit
+  Histogram commits;                    // each until it was on the disk
+  std::atomic<std::uint64_t> units{0};  // units of work in these commits
+  std::atomic<std::uint64_t> repeats{0};  // units of work that were run again
+};
 
 // Everything that the service keeps. The caller passes each unit of work as a function of a
 // transaction. A back end may run the function again, so that outside of the transaction it changes
@@ -38,6 +49,7 @@ class Store {
   // returns; throws what `work` throws, and DatabaseError, also when `work` changes something.
   template <typename Work>
   std::invoke_result_t<Work, Transaction&> Read(Work work) {
+    const Stopwatch watch(m_times.reads);
     return Run(std::move(work), [this](const Unit& unit) { RunRead(unit); });
   }
 
@@ -46,6 +58,7 @@ class Store {
   // none of its changes is kept then.
   template <typename Work>
   std::invoke_result_t<Work, Transaction&> Write(Work work) {
+    const Stopwatch watch(m_times.writes);
     return Run(std::move(work), [this](const Unit& unit) { RunWrite(unit); });
   }
 
@@ -60,6 +73,7 @@ class Store {
     m_listener = std::move(listener);
   }
 
+  const StoreTimes& Times() const { return m_times; }
   // How many units of work wait for their turn to write.
   virtual std::size_t Waiting() const = 0;
   // Throws DatabaseError when the database cannot be read, and when the last change could not be
@@ -74,6 +88,9 @@ class Store {
 
   virtual void RunRead(const Unit& work) = 0;
   virtual void RunWrite(const Unit& work) = 0;
+
+  // The back end observes commits, units and repeats.
+  StoreTimes& TimesToKeep() { return m_times; }
 
   void Tell() const {
     const std::lock_guard<std::mutex> guard(m_mutex);
@@ -93,6 +110,7 @@ class Store {
     }
   }
 
+  StoreTimes m_times;
   mutable std::mutex m_mutex;
   Listener m_listener;
 };

@@ -27,8 +27,10 @@ class Transaction {
   virtual Totals CountTotals() = 0;
   // The number of managers that have not sent a heartbeat yet.
   virtual std::int64_t CountSilent() = 0;
-  // The size of the database in bytes.
+  // The size of the database in bytes, which may take long to find out; and, where it has one
+  // beside it, that of its write-ahead log, else 0.
   virtual std::int64_t CountBytes() = 0;
+  virtual std::int64_t CountLogBytes() = 0;
 
   // What is removed is gone at once for all other operations. Its rows may be many: they stay until
   // RemoveNext() has removed them.

@@ -3,6 +3,7 @@
 #define SERVICE_UTIL_BUDGET_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -17,13 +18,21 @@ class Budget {
   // False, and takes nothing, when fewer are left.
   bool Take(std::size_t bytes) {
     const std::lock_guard<std::mutex> guard(m_mutex);
-    if (bytes > m_limit - m_taken) return false;
+    if (bytes > m_limit - m_taken) {
+      ++m_refused;
+      return false;
+    }
     m_taken += bytes;
     return true;
   }
   void Give(std::size_t bytes) {
     const std::lock_guard<std::mutex> guard(m_mutex);
     m_taken -= bytes;
+  }
+  // How often there was too little left.
+  std::uint64_t Refused() const {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    return m_refused;
   }
   std::size_t Taken() const {
     const std::lock_guard<std::mutex> guard(m_mutex);
@@ -34,6 +43,7 @@ class Budget {
   const std::size_t m_limit;
   mutable std::mutex m_mutex;
   std::size_t m_taken = 0;
+  std::uint64_t m_refused = 0;
 };
 
 // What one has taken of a budget; its destructor gives it back. One thread.

@@ -41,7 +41,7 @@ def test_health_and_metrics_are_open(service):
 def test_every_line_of_the_metrics_is_of_the_format(service):
     register(service)
     _, _, text = service._request("GET", "/metrics", "", None)
-    sample = re.compile(r'cloudservice_[a-z_]+(\{[a-z]+="\w+"(,[a-z]+="\w+")*\})? \d+(\.\d+)?')
+    sample = re.compile(r'cloudservice_[a-z_]+(\{[a-z]+="[^"\\\n]+"(,[a-z]+="[^"\\\n]+")*\})? \d+(\.\d+)?')
     lines = text.decode().splitlines()
     assert len(lines) > 10
     for line in lines:

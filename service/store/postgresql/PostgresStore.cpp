@@ -105,6 +105,7 @@ void PostgresStore::Repeat(const Unit& work, Mode mode) {
       m_pool.DropFree();
       if (attempt > 1) throw;
     }
+    ++TimesToKeep().repeats;
     Pause(attempt);
   }
 }
@@ -117,7 +118,7 @@ void PostgresStore::RunOnce(const Unit& work, Mode mode) {
     PostgresTransaction transaction(*connection, m_days, mode);
     work(transaction);
     try {
-      transaction.Commit();
+      Commit(transaction, mode);
     } catch (const ConnectionLost& error) {
       if (mode == Mode::kRead) throw;
       // Run again, it might be done twice.
@@ -132,6 +133,13 @@ void PostgresStore::RunOnce(const Unit& work, Mode mode) {
     m_watch->TellOthers();
   }
   if (totalsChanged && ++m_totalsChanges % kTotalsRows == 0) AddTotalsUp();
+}
+
+void PostgresStore::Commit(PostgresTransaction& transaction, Mode mode) {
+  if (mode == Mode::kRead) return transaction.Commit();
+  const Stopwatch watch(TimesToKeep().commits);
+  transaction.Commit();
+  ++TimesToKeep().units;
 }
 
 void PostgresStore::AddTotalsUp() {

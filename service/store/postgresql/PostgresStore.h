@@ -43,6 +43,7 @@ class PostgresStore : public Store {
   void Repeat(const Unit& work, Mode mode);
   // Runs it once. Throws ConnectionLost only where it may be run again.
   void RunOnce(const Unit& work, Mode mode);
+  void Commit(PostgresTransaction& transaction, Mode mode);
   void AddTotalsUp();
 
   Pool m_pool;

@@ -45,6 +45,7 @@ class PostgresTransaction : public Transaction {
   Totals CountTotals() override;
   std::int64_t CountSilent() override;
   std::int64_t CountBytes() override;
+  std::int64_t CountLogBytes() override;
   bool AddManager(const ManagerRecord& manager, const std::string& tokenHash) override;
   std::optional<ManagerRecord> FindManager(const std::string& uuid) override;
   std::optional<SenderRecord> FindSender(const std::string& tokenHash) override;

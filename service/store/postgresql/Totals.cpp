@@ -30,4 +30,7 @@ std::int64_t PostgresTransaction::CountSilent() { return Run(kSilent).First().Nu
 
 std::int64_t PostgresTransaction::CountBytes() { return Run(kBytes).First().Number(0); }
 
+// The server's log is of all its databases.
+std::int64_t PostgresTransaction::CountLogBytes() { return 0; }
+
 }  // namespace cloudservice::postgresql

@@ -125,7 +125,13 @@ bool SqliteStore::RunTogether(const Orders& orders) {
     changed |= RunOne(*order);
     if (!m_database.InTransaction()) return false;
   }
-  transaction.Commit();
+  {
+    const Stopwatch watch(TimesToKeep().commits);
+    transaction.Commit();
+  }
+  TimesToKeep().units += static_cast<std::uint64_t>(
+      std::count_if(orders.begin(), orders.end(),
+                    [](const std::shared_ptr<Order>& order) { return !order->error; }));
   if (changed) Tell();
   return true;
 }

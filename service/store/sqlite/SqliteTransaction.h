@@ -32,6 +32,7 @@ class SqliteTransaction : public Transaction {
   Totals CountTotals() override;
   std::int64_t CountSilent() override;
   std::int64_t CountBytes() override;
+  std::int64_t CountLogBytes() override;
   bool AddManager(const ManagerRecord& manager, const std::string& tokenHash) override;
   std::optional<ManagerRecord> FindManager(const std::string& uuid) override;
   std::optional<SenderRecord> FindSender(const std::string& tokenHash) override;

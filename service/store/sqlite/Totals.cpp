@@ -1,5 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Counts over the whole database.
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <string>
+#include <system_error>
+
 #include "service/store/sqlite/SqliteTransaction.h"
 
 namespace cloudservice {
@@ -33,6 +39,13 @@ std::int64_t SqliteTransaction::CountSilent() {
 std::int64_t SqliteTransaction::CountBytes() {
   Statement select(m_database, kBytes);
   return select.Step() ? select.Number(0) : 0;
+}
+
+std::int64_t SqliteTransaction::CountLogBytes() {
+  std::error_code missing;
+  const std::string file = std::string(sqlite3_db_filename(m_database.Handle(), "main")) + "-wal";
+  const auto bytes = std::filesystem::file_size(file, missing);
+  return missing ? 0 : static_cast<std::int64_t>(bytes);
 }
 
 }  // namespace cloudservice

@@ -38,7 +38,15 @@ class OperationsTest : public ServiceTest {
        [this](const Request& head) { return service->RefuseHead(head); },
        [] {
          return Load{{3, 4, 5}, 6, {7, 8, 9, 10}, {{"quota_bytes", 11}, {"all_streams", 12}}};
-       }}};
+       },
+       service->ListRoutes()}};
+
+  // The value of a metric; -1 when there is none.
+  double Metric(const std::string& sample) {
+    const std::string text = Metrics();
+    const std::size_t at = text.find("\ncloudservice_" + sample + " ");
+    return at == std::string::npos ? -1 : std::stod(text.substr(text.find(' ', at + 1)));
+  }
 };
 
 // Cases that damage the file, or fill its disk.
@@ -179,7 +187,6 @@ TEST_F(OperationsTest, Metrics_count_what_was_answered) {
               HasSubstr("# TYPE cloudservice_requests_total counter\n"
                         "cloudservice_requests_total{method=\"GET\",status=\"200\"} 3\n"
                         "cloudservice_requests_total{method=\"other\",status=\"404\"} 1\n"));
-  EXPECT_THAT(response.body, HasSubstr("cloudservice_request_duration_seconds_count 4\n"));
   for (const char* sample :
        {"connections 3", "connections_refused_total{limit=\"all\"} 4",
         "connections_refused_total{limit=\"sender\"} 5", "body_bytes 6",
@@ -190,6 +197,50 @@ TEST_F(OperationsTest, Metrics_count_what_was_answered) {
     EXPECT_THAT(response.body, HasSubstr(std::string("\ncloudservice_") + sample + "\n"));
   }
   EXPECT_THAT(response.body, HasSubstr("cloudservice_start_time_seconds 1772716029\n"));
+}
+
+TEST_F(OperationsTest, Metrics_tell_how_long_the_answers_of_a_route_took) {
+  const std::string duration = "request_duration_seconds";
+  AskBefore("GET", "/redfish/v1/Managers/u-1", token);
+  AskBefore("HEAD", "/redfish/v1/Managers/u-1", token);
+  AskBefore("GET", "/redfish/v1/Managers/u-9", token);
+  AskBefore("PATCH", "/redfish/v1/Managers/u-1", token, "{}");
+  AskBefore("GET", "/nowhere");
+  AskBefore("GET", "/healthz");
+  const std::string look = R"({route="/redfish/v1/Managers/*",kind="look"})";
+  EXPECT_EQ(Metric(duration + "_count" + look), 3);
+  EXPECT_GT(Metric(duration + "_sum" + look), 0);
+  EXPECT_EQ(Metric(duration + R"(_bucket{route="/redfish/v1/Managers/*",kind="look",le="+Inf"})"),
+            3);
+  EXPECT_EQ(Metric(duration + R"(_bucket{route="/redfish/v1/Managers/*",kind="look",le="5"})"), 3);
+  EXPECT_EQ(Metric(duration + R"(_count{route="/redfish/v1/Managers/*",kind="change"})"), 1);
+  EXPECT_EQ(Metric(duration + R"(_count{route="other",kind="look"})"), 1);
+  EXPECT_EQ(Metric(duration + R"(_count{route="/healthz",kind="look"})"), 1);
+  EXPECT_GT(Metric(duration + R"(_count{route="/metrics",kind="look"})"), 5);
+  EXPECT_EQ(Metric(duration + R"(_count{route="/redfish/v1/Chassis",kind="look"})"), -1)
+      << "nobody has asked for it";
+}
+
+TEST_F(OperationsTest, Metrics_tell_what_the_store_does) {
+  const double reads = Metric(R"(store_duration_seconds_count{operation="read"})");
+  const double writes = Metric(R"(store_duration_seconds_count{operation="write"})");
+  AskBefore("PATCH", "/redfish/v1/Managers/u-1", token, "{}");
+  EXPECT_EQ(Metric(R"(store_duration_seconds_count{operation="write"})"), writes + 1);
+  EXPECT_GT(Metric(R"(store_duration_seconds_count{operation="read"})"), reads + 1);
+  EXPECT_GT(Metric(R"(store_duration_seconds_sum{operation="write"})"), 0);
+  EXPECT_EQ(Metric("store_repeats_total"), 0);
+  EXPECT_EQ(Metric("database_log_bytes") > 0, !OnPostgres());
+}
+
+TEST_F(OperationsTest, Size_of_the_database_is_asked_for_once_a_minute) {
+  const double before = Metric("database_bytes");
+  EXPECT_GT(before, 0);
+  const std::string large = Json{{"A", RandomHex(250000)}}.dump();
+  EXPECT_EQ(AskBefore("PATCH", "/redfish/v1/Managers/u-1/A", token, large).status, 204u);
+  now += 59;
+  EXPECT_EQ(Metric("database_bytes"), before);
+  ++now;
+  EXPECT_GT(Metric("database_bytes"), before + 100000);
 }
 
 // Files of this process have no more than these bytes while it lives: the disk is full.

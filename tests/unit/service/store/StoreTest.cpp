@@ -4,6 +4,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <numeric>
 #include <random>
 #include <stdexcept>
 
@@ -378,6 +379,30 @@ TEST_F(SqliteStoreTest, Change_that_cannot_begin_has_failed) {
       "INSERT INTO manager (uuid, name, token_hash, registered) VALUES ('u', 'n', 'h', 1)");
   change.Commit();
   EXPECT_FALSE(waiting.ChangeFailed());
+}
+
+TEST_F(StoreTest, Times_of_units_of_work_and_commits_are_kept) {
+  const auto store = OpenTested(file, MissingFile::kCreate);
+  const auto count = [](const Histogram& histogram) {
+    const auto counts = histogram.Now().counts;
+    return std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});
+  };
+  const auto add = [](Transaction& unit) { unit.AddManager({"u", "n", "{}", 1, {}}, "t"); };
+  store->Write(add);
+  store->Read([](Transaction& unit) { unit.FindManager("u"); });
+  EXPECT_THROW(store->Write([&](Transaction& unit) {
+    add(unit);
+    throw std::runtime_error("undo");
+  }),
+               std::runtime_error);
+  const StoreTimes& times = store->Times();
+  EXPECT_EQ(count(times.reads), 1u);
+  EXPECT_EQ(count(times.writes), 2u);
+  EXPECT_GE(count(times.commits), 1u);
+  EXPECT_LE(count(times.commits), 2u);
+  EXPECT_EQ(times.units, 1u);
+  EXPECT_EQ(times.repeats, 0u);
+  EXPECT_GT(times.commits.Now().sum.count(), 0);
 }
 
 }  // namespace
