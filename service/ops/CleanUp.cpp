@@ -9,8 +9,8 @@ namespace cloudservice {
 
 namespace {
 
-// Rows that one step removes; such a step takes some hundredths of a second.
-constexpr std::int64_t kRemovedAtOnce = 1000;
+// Rows that one step changes or removes; it takes some hundredths of a second.
+constexpr std::int64_t kRowsAtOnce = 1000;
 // How long other processes may take to look at changes, in seconds.
 constexpr std::int64_t kChangesKept = 600;
 
@@ -23,10 +23,10 @@ bool CleanUp::Step() {
 bool CleanUp::RemoveLeft() {
   return Try([this] {
     const std::int64_t before = m_clock() - kChangesKept;
-    const bool changes = m_store.Write(
-        [&](Transaction& store) { return store.RemoveChanges(before, kRemovedAtOnce); });
+    const bool changes =
+        m_store.Write([&](Transaction& store) { return store.RemoveChanges(before, kRowsAtOnce); });
     const Left left =
-        m_store.Write([](Transaction& store) { return store.RemoveNext(kRemovedAtOnce); });
+        m_store.Write([](Transaction& store) { return store.RemoveNext(kRowsAtOnce); });
     return changes || left != Left::kNothing;
   });
 }
@@ -46,14 +46,20 @@ bool CleanUp::Try(const std::function<bool()>& step) {
 bool CleanUp::RemoveOld() {
   const std::int64_t now = m_clock();
   const std::int64_t ahead =
-      m_store.Write([&](Transaction& store) { return store.ClampHeartbeats(now); });
-  if (ahead > 0) {
+      m_store.Write([&](Transaction& store) { return store.ClampHeartbeats(now, kRowsAtOnce); });
+  m_ahead += ahead;
+  if (ahead == kRowsAtOnce) return true;
+  if (m_ahead > 0) {
     m_log.Line("the clock was set back: last heartbeats that count as of now: " +
-               std::to_string(ahead));
+               std::to_string(m_ahead));
+    m_ahead = 0;
   }
-  return m_store.Write([&](Transaction& store) {
-    return store.RemoveOld(now - m_retention.history, now - m_retention.events, kRemovedAtOnce);
+  const OldLeft left = m_store.Write([&](Transaction& store) {
+    return store.RemoveOld(
+        {now - m_retention.history, now - m_retention.events, kRowsAtOnce, m_looked});
   });
+  m_looked = left.after;
+  return left.more;
 }
 
 }  // namespace cloudservice

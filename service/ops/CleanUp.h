@@ -2,6 +2,7 @@
 #ifndef SERVICE_OPS_CLEANUP_H_
 #define SERVICE_OPS_CLEANUP_H_
 
+#include <cstdint>
 #include <functional>
 #include <utility>
 
@@ -33,7 +34,9 @@ class CleanUp {
   const Log& m_log;
   const Clock m_clock;
   const Retention m_retention;
-  bool m_failing = false;  // the last step failed
+  bool m_failing = false;    // the last step failed
+  std::int64_t m_ahead = 0;  // heartbeats that steps have set back, and no line has told yet
+  EventPlace m_looked;       // where the next step goes on
 };
 
 }  // namespace cloudservice

@@ -3,6 +3,7 @@
 #define SERVICE_STORE_RECORDS_H_
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -283,6 +284,26 @@ struct Totals {
   std::int64_t chassis = 0;
   AlarmCounts alarms = {};   // open alarms by severity
   AlarmCounts alarmed = {};  // managers with an open alarm, by its severity
+};
+
+// The place of an event in the order of arrival.
+struct EventPlace {
+  std::int64_t received = std::numeric_limits<std::int64_t>::min();
+  std::int64_t id = 0;
+};
+
+// What a step of RemoveOld() is to remove.
+struct OldRows {
+  std::int64_t readings = 0;  // readings and events from before these times
+  std::int64_t events = 0;
+  std::int64_t most = 0;  // the rows of each that the step looks at
+  EventPlace after = {};  // an earlier step has looked at the events up to this one
+};
+
+// What a step has left: whether there may be more, and `after` of the next one.
+struct OldLeft {
+  bool more = false;
+  EventPlace after = {};
 };
 
 // What RemoveNext() has left to do: nothing; to remove rows that no other operation sees; to remove

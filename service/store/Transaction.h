@@ -91,17 +91,17 @@ class Transaction {
                                                       const ListPage<std::string>& page) = 0;
   // The readings in the order of arrival; empty also for an unknown number.
   virtual std::vector<HistoryValue> ListHistory(const HistoryFilter& filter) = 0;
-  // Sets the time of each last heartbeat that is later than `now` to `now`. Such times remain when
-  // the clock is set back, and would keep the appliances alive for that long. Returns how many
-  // there were.
-  virtual std::int64_t ClampHeartbeats(std::int64_t now) = 0;
+  // Sets the time of last heartbeats that is later than `now` to `now`, up to `most` of them. Such
+  // times remain when the clock is set back, and would keep the appliances alive for that long.
+  // Returns how many it set.
+  virtual std::int64_t ClampHeartbeats(std::int64_t now, std::int64_t most) = 0;
   // Removes rows that removed managers, chassis and accounts have left, up to `most` (a row with a
   // large document counts as several; the last one may exceed the number), and tells what is left.
   // It is told also by what other processes have removed, and before a restart.
   virtual Left RemoveNext(std::int64_t most) = 0;
-  // Removes readings from before the time `readings`, and events from before the time `events`
-  // except those of open alarms, up to `most` of each. True when there may be more.
-  virtual bool RemoveOld(std::int64_t readings, std::int64_t events, std::int64_t most) = 0;
+  // Removes readings and events that are old, except the events of open alarms. What it returns
+  // belongs into the next step: a step that began anew would look at those events again.
+  virtual OldLeft RemoveOld(const OldRows& old) = 0;
 
   // Stores the event, whose `id` and `kind` are ignored, and opens, changes or closes the alarm
   // `alarm` of its chassis, as KindOf() says for its message identifier and severity.

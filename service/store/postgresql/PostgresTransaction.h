@@ -80,9 +80,9 @@ class PostgresTransaction : public Transaction {
                                               std::int64_t since,
                                               const ListPage<std::string>& page) override;
   std::vector<HistoryValue> ListHistory(const HistoryFilter& filter) override;
-  std::int64_t ClampHeartbeats(std::int64_t now) override;
+  std::int64_t ClampHeartbeats(std::int64_t now, std::int64_t most) override;
   Left RemoveNext(std::int64_t most) override;
-  bool RemoveOld(std::int64_t readings, std::int64_t events, std::int64_t most) override;
+  OldLeft RemoveOld(const OldRows& old) override;
   StoredEvent AddEvent(const EventRecord& event, const std::string& alarm) override;
   std::optional<EventRecord> FindEvent(const std::string& manager, std::int64_t id) override;
   std::vector<std::int64_t> ListEvents(const EventFilter& filter,

@@ -8,7 +8,8 @@ namespace {
 
 const Sql kClamp(
     "UPDATE heartbeat SET last = $1, late_at = late_at - last + $1, "
-    "offline_at = offline_at - last + $1 WHERE heard > $1");
+    "offline_at = offline_at - last + $1 WHERE manager IN "
+    "(SELECT manager FROM heartbeat WHERE heard > $1 LIMIT $2)");
 
 // One process cleans up at a time.
 const Sql kLockRetention("SELECT pg_try_advisory_xact_lock('removal'::regclass::oid::bigint)");
@@ -46,17 +47,18 @@ const Sql kDropAlarmsOf(
 
 }  // namespace
 
-std::int64_t PostgresTransaction::ClampHeartbeats(std::int64_t now) {
-  return Run(kClamp, {now}).Changed();
+std::int64_t PostgresTransaction::ClampHeartbeats(std::int64_t now, std::int64_t most) {
+  return Run(kClamp, {now, most}).Changed();
 }
 
-bool PostgresTransaction::RemoveOld(std::int64_t readings, std::int64_t events, std::int64_t most) {
-  if (!Run(kLockRetention).First().Truth(0)) return false;
+// Days go as a whole, and where the next step begins does not matter.
+OldLeft PostgresTransaction::RemoveOld(const OldRows& old) {
+  if (!Run(kLockRetention).First().Truth(0)) return {};
   MakeNextDay("reading");
   MakeNextDay("event");
-  const bool moreReadings = RemoveOldReadings(readings, most);
-  const bool moreEvents = RemoveOldEvents(events, most);
-  return moreReadings || moreEvents;
+  const bool moreReadings = RemoveOldReadings(old.readings, old.most);
+  const bool moreEvents = RemoveOldEvents(old.events, old.most);
+  return {moreReadings || moreEvents, {}};
 }
 
 // The day after the newest one that has rows.

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Histories of numbers, and the removal of old readings and events.
+#include <limits>
 #include <set>
 
 #include "service/store/sqlite/SqliteTransaction.h"
@@ -35,16 +36,22 @@ const Sql kValues(
 
 const Sql kClamp(
     "UPDATE manager SET heartbeat_last = ?1, late_at = late_at - heartbeat_last + ?1, "
-    "offline_at = offline_at - heartbeat_last + ?1 WHERE heard_at > ?1");
+    "offline_at = offline_at - heartbeat_last + ?1 WHERE id IN "
+    "(SELECT id FROM manager WHERE heard_at > ?1 LIMIT ?2)");
 const Sql kDropReadings(
     "DELETE FROM reading WHERE id IN (SELECT id FROM reading WHERE time < ? LIMIT ?) "
     "RETURNING member");
 const Sql kDropMember(
     "DELETE FROM member WHERE id = ? AND NOT EXISTS "
     "(SELECT 1 FROM reading WHERE reading.member = member.id)");
+// The last event of a step that begins behind a place: the nth from there that is old.
+const Sql kLastOfStep(
+    "SELECT received, id FROM event WHERE (received, id) > (?, ?) AND received < ? "
+    "ORDER BY received, id LIMIT 1 OFFSET ?");
 const Sql kDropEvents(
-    "DELETE FROM event WHERE id IN (SELECT id FROM event WHERE received < ? AND NOT EXISTS "
-    "(SELECT 1 FROM alarm WHERE alarm.event = event.id AND closed IS NULL) LIMIT ?)");
+    "DELETE FROM event WHERE id IN (SELECT id FROM event WHERE (received, id) > (?, ?) "
+    "AND (received, id) <= (?, ?)) AND NOT EXISTS "
+    "(SELECT 1 FROM alarm WHERE alarm.event = event.id AND closed IS NULL)");
 
 // Whether a reading need not be stored: the last one has the same value and is of the same hour.
 bool IsKnown(Database& database, std::int64_t member, std::int64_t time, const std::string& value) {
@@ -100,20 +107,39 @@ std::vector<HistoryValue> SqliteTransaction::ListHistory(const HistoryFilter& fi
   return values;
 }
 
-std::int64_t SqliteTransaction::ClampHeartbeats(std::int64_t now) {
-  Statement(m_database, kClamp).Bind(now).Run();
+std::int64_t SqliteTransaction::ClampHeartbeats(std::int64_t now, std::int64_t most) {
+  Statement(m_database, kClamp).Bind(now).Bind(most).Run();
   return m_database.Changes();
 }
 
-bool SqliteTransaction::RemoveOld(std::int64_t readings, std::int64_t events, std::int64_t most) {
+OldLeft SqliteTransaction::RemoveOld(const OldRows& old) {
+  const bool moreReadings = RemoveOldReadings(old.readings, old.most);
+  OldLeft left = RemoveOldEvents(old);
+  left.more |= moreReadings;
+  return left;
+}
+
+bool SqliteTransaction::RemoveOldReadings(std::int64_t before, std::int64_t most) {
   std::int64_t gone = 0;
   std::set<std::int64_t> members;
   Statement old(m_database, kDropReadings);
-  for (old.Bind(readings).Bind(most); old.Step(); ++gone) members.insert(old.Number(0));
+  for (old.Bind(before).Bind(most); old.Step(); ++gone) members.insert(old.Number(0));
   for (const std::int64_t member : members) Statement(m_database, kDropMember).Bind(member).Run();
-  Statement(m_database, kDropEvents).Bind(events).Bind(most).Run();
-  const bool more = gone == most || m_database.Changes() == most;
-  return more;
+  return gone == most;
+}
+
+OldLeft SqliteTransaction::RemoveOldEvents(const OldRows& old) {
+  OldLeft left;
+  EventPlace last = {old.events - 1, std::numeric_limits<std::int64_t>::max()};
+  Statement step(m_database, kLastOfStep);
+  step.Bind(old.after.received).Bind(old.after.id).Bind(old.events).Bind(old.most - 1);
+  if (step.Step()) {
+    last = {step.Number(0), step.Number(1)};
+    left = {true, last};
+  }
+  Statement drop(m_database, kDropEvents);
+  drop.Bind(old.after.received).Bind(old.after.id).Bind(last.received).Bind(last.id).Run();
+  return left;
 }
 
 }  // namespace cloudservice

@@ -67,9 +67,9 @@ class SqliteTransaction : public Transaction {
                                               std::int64_t since,
                                               const ListPage<std::string>& page) override;
   std::vector<HistoryValue> ListHistory(const HistoryFilter& filter) override;
-  std::int64_t ClampHeartbeats(std::int64_t now) override;
+  std::int64_t ClampHeartbeats(std::int64_t now, std::int64_t most) override;
   Left RemoveNext(std::int64_t most) override;
-  bool RemoveOld(std::int64_t readings, std::int64_t events, std::int64_t most) override;
+  OldLeft RemoveOld(const OldRows& old) override;
   StoredEvent AddEvent(const EventRecord& event, const std::string& alarm) override;
   std::optional<EventRecord> FindEvent(const std::string& manager, std::int64_t id) override;
   std::vector<std::int64_t> ListEvents(const EventFilter& filter,
@@ -140,6 +140,9 @@ class SqliteTransaction : public Transaction {
   AlarmOutcome RaiseAlarm(const EventRecord& event, std::int64_t id, const std::string& alarm);
   AlarmOutcome ClearAlarm(const EventRecord& event, const std::string& alarm);
   void AddReadings(const Readings& readings);
+  // True when there may be more.
+  bool RemoveOldReadings(std::int64_t before, std::int64_t most);
+  OldLeft RemoveOldEvents(const OldRows& old);
   std::optional<std::int64_t> MemberId(std::int64_t manager, const Readings& readings,
                                        const std::string& name);
   // The number of the manager in this database. Throws DatabaseError when there is none.

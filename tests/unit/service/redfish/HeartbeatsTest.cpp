@@ -96,6 +96,24 @@ TEST_F(HeartbeatsTest, Clock_that_went_backwards_makes_nothing_overdue) {
   EXPECT_EQ(Shown().at("Overdue"), false);
 }
 
+TEST_F(HeartbeatsTest, Clock_that_was_set_back_is_one_line_for_a_fleet) {
+  store->Write([&](Transaction& fleet) {
+    for (int i = 0; i < 1001; ++i) {
+      const std::string uuid = "of-the-fleet-" + std::to_string(i);
+      fleet.AddManager({uuid, uuid, "{}", now, {}}, uuid);
+      fleet.AddHeartbeat(uuid, now, 90, "");
+    }
+  });
+  now -= 100000;
+  const std::size_t said = lines.size();
+  EXPECT_TRUE(cleanUp->Step()) << "it takes some of them";
+  EXPECT_EQ(lines.size(), said);
+  while (cleanUp->Step()) {
+  }
+  ASSERT_EQ(lines.size(), said + 1);
+  EXPECT_THAT(lines.back(), EndsWith("last heartbeats that count as of now: 1001"));
+}
+
 TEST_F(HeartbeatsTest, Clock_that_was_set_back_keeps_nobody_alive_for_as_long) {
   Beat();
   now -= 100000;

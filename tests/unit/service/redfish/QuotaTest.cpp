@@ -136,7 +136,7 @@ TEST_F(QuotaTest, So_many_events_are_kept_until_clean_up_makes_room) {
   EXPECT_EQ(ErrorText(refused), "The appliance would keep more than 5 events.");
   EXPECT_EQ(Header(refused, "Retry-After"), "");
   EXPECT_EQ((*store)->CountEvents("u-1"), 5);
-  store->Write([&](Transaction& unit) { unit.RemoveOld(0, now - 4 * 86400, 100); });
+  store->Write([&](Transaction& unit) { unit.RemoveOld({0, now - 4 * 86400, 100}); });
   EXPECT_EQ(Post().status, 201u);
   EXPECT_EQ(Post().status, 507u);
   EXPECT_EQ(service->OverQuotas(), (QuotaRefusals::Counts{0, 0, 0, 2}));

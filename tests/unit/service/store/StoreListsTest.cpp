@@ -281,7 +281,7 @@ TEST_F(FleetTest, Events_are_counted_as_they_come_and_go) {
   store->AddEvent({0, "v", "", "m", "OK", "{}", 9 * kDay}, "");
   EXPECT_EQ(store->CountEvents("u"), 1);
   EXPECT_EQ(store->CountEvents("v"), 2);
-  while (store->RemoveOld(2 * kDay, 2 * kDay, 9)) {
+  while (store->RemoveOld({2 * kDay, 2 * kDay, 9}).more) {
   }
   EXPECT_EQ(store->CountEvents("u"), 1);
   EXPECT_EQ(store->CountEvents("v"), 1);
@@ -393,12 +393,54 @@ TEST_F(SqliteFleetTest, What_is_old_goes_in_steps) {
     store->AddEvent({0, "u", "", "m", "OK", "{}", 1}, "");
   }
   Raise("c", "1", "Fault");
-  EXPECT_TRUE(store->RemoveOld(2, 2, 2));
+  OldLeft left = store->RemoveOld({2, 2, 2});
+  EXPECT_TRUE(left.more);
   EXPECT_EQ(store->ListMembers("u", {}, {{}, 9}).size(), 1u);
   EXPECT_EQ(store->CountEvents("u"), 2);
-  EXPECT_FALSE(store->RemoveOld(2, 2, 2));
+  left = store->RemoveOld({2, 2, 2, left.after});
+  EXPECT_TRUE(left.more) << "the event of the open alarm was looked at, too";
   EXPECT_EQ(store->ListMembers("u", {}, {{}, 9}).size(), 0u);
   EXPECT_EQ(store->CountEvents("u"), 1) << "which stands for the open alarm";
+  EXPECT_FALSE(store->RemoveOld({2, 2, 2, left.after}).more);
+}
+
+TEST_F(SqliteFleetTest, Old_events_of_open_alarms_hold_no_step_up) {
+  for (int i = 0; i < 5; ++i) Raise("c", std::to_string(i), "Fault");
+  store->AddEvent({0, "u", "", "m", "OK", "{}", 1}, "");
+  store->AddEvent({0, "u", "", "m", "OK", "{}", 2}, "");
+  OldLeft left;
+  for (int steps = 0; steps < 3; ++steps) {
+    EXPECT_EQ(store->CountEvents("u"), 7) << "each looks at two";
+    left = store->RemoveOld({2, 2, 2, left.after});
+    EXPECT_TRUE(left.more);
+  }
+  EXPECT_EQ(store->CountEvents("u"), 6) << "the sixth, which no alarm keeps, is gone";
+  left = store->RemoveOld({2, 2, 2, left.after});
+  EXPECT_FALSE(left.more);
+  EXPECT_EQ(store->CountEvents("u"), 6) << "the last one is not old";
+  Clear("c", "0");
+  EXPECT_FALSE(store->RemoveOld({1, 1, 9, left.after}).more);
+  EXPECT_EQ(store->CountEvents("u"), 7);
+  EXPECT_FALSE(store->RemoveOld({2, 2, 9, left.after}).more);
+  EXPECT_EQ(store->CountEvents("u"), 5) << "the next round begins with the oldest";
+}
+
+TEST_F(FleetTest, Heartbeats_ahead_are_set_back_in_steps) {
+  store->AddManager({"v", "n", "{}", 1000, {}}, "2");
+  store->AddManager({"w", "n", "{}", 1000, {}}, "3");
+  for (const char* uuid : {"u", "v", "w"}) store->AddHeartbeat(uuid, 5000, 10, "");
+  store->AddHeartbeat("w", 2000, 10, "");
+  EXPECT_EQ(store->ClampHeartbeats(2000, 1), 1);
+  EXPECT_EQ(store->ClampHeartbeats(2000, 2), 1) << "that of w is of now";
+  EXPECT_EQ(store->ClampHeartbeats(2000, 2), 0);
+  for (const char* uuid : {"u", "v", "w"}) {
+    EXPECT_EQ(store->FindAppliance(uuid)->heartbeat.last, 2000) << uuid;
+  }
+  FleetFilter late;
+  late.limit = 9;
+  late.state = State::kLate;
+  late.now = 2021;
+  EXPECT_THAT(Listed(late), ElementsAre("u", "v", "w")) << "when they are late moves with them";
 }
 
 }  // namespace

@@ -151,7 +151,7 @@ TEST_F(UsageTest, Clean_up_makes_room_for_events) {
   Send(kNoon, "Alarm");
   for (int n = 0; n < 3; ++n) Send(kNoon);
   EXPECT_EQ(Send(kNoon + 2 * kDay).kept, 5);
-  while (store->RemoveOld(0, kNoon + kDay, 100)) {
+  while (store->RemoveOld({0, kNoon + kDay, 100}).more) {
   }
   EXPECT_EQ(store->CountEvents("u"), 2) << "that of the open alarm, and the new one";
   EXPECT_GE(Send(kNoon + 2 * kDay).kept, 3);

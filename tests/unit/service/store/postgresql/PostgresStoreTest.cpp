@@ -125,7 +125,9 @@ class PostgresStoreTest : public testing::Test {
     return ids;
   }
   bool RemoveOld(std::int64_t before) {
-    return store.Write([&](Transaction& work) { return work.RemoveOld(before, before, 1000); });
+    return store.Write([&](Transaction& work) {
+      return work.RemoveOld({before, before, 1000}).more;
+    });
   }
 
   PostgresDatabase database;
@@ -390,7 +392,9 @@ TEST_F(PostgresRolesTest, Service_reads_and_writes_rows_in_tables_that_are_not_i
     work.AddHeartbeat("u", 1, 60, "");
     work.AddFailure("s", 1, 1, 1);
   });
-  while (store.Write([](Transaction& work) { return work.RemoveOld(9 * kDay, 9 * kDay, 9); })) {
+  while (store.Write([](Transaction& work) {
+    return work.RemoveOld({9 * kDay, 9 * kDay, 9}).more;
+  })) {
   }
   store.Write([](Transaction& work) { work.DeleteManager("u"); });
   while (store.Write([](Transaction& work) { return work.RemoveNext(9); }) != Left::kNothing) {
