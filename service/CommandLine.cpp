@@ -144,7 +144,10 @@ void DescribeQuotas(CLI::App& app, Quotas& quotas) {
 
 void Describe(CLI::App& app, Options& options, std::string& listen) {
   app.set_version_flag("--version", std::string("cloudservice ") + CLOUDSERVICE_VERSION);
-  app.add_option("--listen", listen, "Address and port; port 0 picks a free one, IPv6 in brackets")
+  app.add_option(
+         "--listen", listen,
+         "Address and port; port 0 picks a free one, IPv6 in brackets; not used where the service "
+         "manager hands sockets over")
       ->type_name("ADDR:PORT")
       ->capture_default_str();
   DescribeDatabase(app, options);

@@ -43,6 +43,7 @@
 #include "service/store/Lock.h"
 #include "service/store/Store.h"
 #include "service/util/Clock.h"
+#include "service/util/HandedSockets.h"
 #include "service/util/Log.h"
 #include "service/util/Notify.h"
 #include "service/util/Workers.h"
@@ -146,6 +147,7 @@ class Program {
   SessionContext ContextOf(const Options& options);
   Lanes::Lane LaneOf(const Request& request) const;
   Load LoadNow() const;
+  void BeginToListen(const Options& options);
   void WaitForSignal();
   void Stop();
   void TellReady();
@@ -223,7 +225,15 @@ Program::Program(const Options& options, const Log& log)
   if (!options.email.empty() && m_accounts.Add(options.email, RegistrationKeyOf(options))) {
     log.Line("account: " + options.email + " has a new registration key");
   }
-  m_server.Listen(options.address, options.port);
+  BeginToListen(options);
+}
+
+// The service manager's sockets go before --listen: it has them open also while nothing runs.
+void Program::BeginToListen(const Options& options) {
+  const std::vector<HandedSocket> handed =
+      HandedSockets(getenv("LISTEN_PID"), getenv("LISTEN_FDS"), getenv("LISTEN_FDNAMES"));
+  for (const HandedSocket& socket : handed) m_server.Take(socket);
+  if (handed.empty()) m_server.Listen(options.address, options.port);
 }
 
 SessionContext Program::ContextOf(const Options& options) {
@@ -281,7 +291,7 @@ void Program::Run() {
   WaitForSignal();
   WaitForHangUp();
   if (!m_accounts.Any()) m_log.Line("no account: no appliance can register");
-  std::printf("listening on %s\n", m_server.Url().c_str());
+  for (const std::string& url : m_server.Urls()) std::printf("listening on %s\n", url.c_str());
   std::fflush(stdout);
   TellReady();
   FeedWatchdog();

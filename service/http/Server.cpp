@@ -26,53 +26,71 @@ constexpr std::chrono::milliseconds kAcceptPause{100};
 
 Server::Server(asio::io_context& io, const ServerTls* tls, SessionContext context,
                const ConnectionLimits& limits)
-    : m_io(io),
-      m_tls(tls),
-      m_context(std::move(context)),
-      m_acceptor(asio::make_strand(io)),
-      m_pause(m_acceptor.get_executor()),
-      m_connections(limits) {}
+    : m_io(io), m_tls(tls), m_context(std::move(context)), m_connections(limits) {}
+
+Server::Listener::Listener(asio::io_context& io)
+    : acceptor(asio::make_strand(io)), pause(acceptor.get_executor()) {}
+
+Server::Listener& Server::AddListener() {
+  m_listeners.push_back(std::make_unique<Listener>(m_io));
+  return *m_listeners.back();
+}
 
 void Server::Listen(const std::string& address, std::uint16_t port) {
   const tcp::endpoint endpoint(asio::ip::make_address(address), port);
+  Listener& listener = AddListener();
+  tcp::acceptor& acceptor = listener.acceptor;
   error_code error;
-  m_acceptor.open(endpoint.protocol(), error);
-  if (!error) m_acceptor.set_option(asio::socket_base::reuse_address(true), error);
-  if (!error) m_acceptor.bind(endpoint, error);
-  if (!error) m_acceptor.listen(asio::socket_base::max_listen_connections, error);
+  acceptor.open(endpoint.protocol(), error);
+  if (!error) acceptor.set_option(asio::socket_base::reuse_address(true), error);
+  if (!error) acceptor.bind(endpoint, error);
+  if (!error) acceptor.listen(asio::socket_base::max_listen_connections, error);
   if (error) {
     throw std::runtime_error("cannot listen on " + address + ", port " + std::to_string(port) +
                              ": " + error.message());
   }
-  Accept();
+  Accept(listener);
 }
 
-std::string Server::Url() const {
-  const tcp::endpoint endpoint = m_acceptor.local_endpoint();
-  std::string host = endpoint.address().to_string();
-  if (endpoint.address().is_v6()) host = "[" + host + "]";
-  return (m_tls != nullptr ? "https://" : "http://") + host + ":" + std::to_string(endpoint.port());
+void Server::Take(const HandedSocket& socket) {
+  const tcp protocol = FamilyOf(socket) == AF_INET ? tcp::v4() : tcp::v6();
+  Listener& listener = AddListener();
+  listener.acceptor.assign(protocol, socket.descriptor);
+  Accept(listener);
 }
 
-void Server::Accept() {
+std::vector<std::string> Server::Urls() const {
+  std::vector<std::string> urls;
+  for (const auto& listener : m_listeners) {
+    const tcp::endpoint endpoint = listener->acceptor.local_endpoint();
+    std::string host = endpoint.address().to_string();
+    if (endpoint.address().is_v6()) host = "[" + host + "]";
+    urls.push_back((m_tls != nullptr ? "https://" : "http://") + host + ":" +
+                   std::to_string(endpoint.port()));
+  }
+  return urls;
+}
+
+void Server::Accept(Listener& listener) {
   const asio::any_io_executor own = asio::make_strand(m_io);
-  m_acceptor.async_accept(own, [this](const error_code& error, tcp::socket socket) {
-    OnAccept(error, std::move(socket));
-  });
+  listener.acceptor.async_accept(own,
+                                 [this, &listener](const error_code& error, tcp::socket socket) {
+                                   OnAccept(listener, error, std::move(socket));
+                                 });
 }
 
-void Server::OnAccept(const error_code& error, tcp::socket socket) {
+void Server::OnAccept(Listener& listener, const error_code& error, tcp::socket socket) {
   if (m_stopping) return;
   if (error && error != asio::error::connection_aborted) {
     m_context.log->Line("cannot accept a connection: " + error.message());
-    m_pause.expires_after(kAcceptPause);
-    m_pause.async_wait([this](const error_code& cancelled) {
-      if (!cancelled) Accept();
+    listener.pause.expires_after(kAcceptPause);
+    listener.pause.async_wait([this, &listener](const error_code& cancelled) {
+      if (!cancelled) Accept(listener);
     });
     return;
   }
   // The next accept comes first: an exception from the new connection must not stop accepting.
-  Accept();
+  Accept(listener);
   if (!error) Begin(std::move(socket));
 }
 
@@ -93,11 +111,13 @@ void Server::Begin(tcp::socket socket) {
 
 void Server::Stop(std::function<void()> done) {
   m_stopping = true;
-  asio::post(m_acceptor.get_executor(), [this] {
-    error_code ignored;
-    m_acceptor.close(ignored);
-    m_pause.cancel();
-  });
+  for (const auto& one : m_listeners) {
+    asio::post(one->acceptor.get_executor(), [&listener = *one] {
+      error_code ignored;
+      listener.acceptor.close(ignored);
+      listener.pause.cancel();
+    });
+  }
   m_connections.Stop([this, done = std::move(done)] { asio::post(m_io, done); });
 }
 

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -15,6 +16,7 @@
 #include "service/http/Connections.h"
 #include "service/http/Session.h"
 #include "service/http/Tls.h"
+#include "service/util/HandedSockets.h"
 
 namespace cloudservice {
 
@@ -31,8 +33,13 @@ class Server {
   // Binds and listens. `address` is an IPv4 or IPv6 address, without brackets; port 0 takes any
   // free one. Throws std::runtime_error that names the address and the reason.
   void Listen(const std::string& address, std::uint16_t port);
-  // The server's URL, "https://127.0.0.1:8443", with the port that it listens on.
-  std::string Url() const;
+  // Accepts connections of a socket that listens already, and closes it at the end. Throws
+  // std::runtime_error when it is none.
+  void Take(const HandedSocket& socket);
+  // The server's URLs, "https://127.0.0.1:8443", with the ports that it listens on: one for each
+  // Listen() and Take(). Url() is the first of them.
+  std::vector<std::string> Urls() const;
+  std::string Url() const { return Urls().front(); }
 
   // Accepts no more connections and ends every connection. An answer that is being sent is sent to
   // its end within its time limit. Calls `done` once, after the last connection has ended. Returns
@@ -42,15 +49,24 @@ class Server {
   ConnectionCounts Counts() const { return m_connections.Counts(); }
 
  private:
-  void Accept();
-  void OnAccept(const boost::system::error_code& error, boost::asio::ip::tcp::socket socket);
+  // A socket that listens. Its executor runs one operation at a time.
+  struct Listener {
+    explicit Listener(boost::asio::io_context& io);
+
+    boost::asio::ip::tcp::acceptor acceptor;
+    boost::asio::steady_timer pause;  // after a failed accept
+  };
+
+  Listener& AddListener();
+  void Accept(Listener& listener);
+  void OnAccept(Listener& listener, const boost::system::error_code& error,
+                boost::asio::ip::tcp::socket socket);
   void Begin(boost::asio::ip::tcp::socket socket);
 
   boost::asio::io_context& m_io;
   const ServerTls* const m_tls;
   const SessionContext m_context;
-  boost::asio::ip::tcp::acceptor m_acceptor;
-  boost::asio::steady_timer m_pause;
+  std::vector<std::unique_ptr<Listener>> m_listeners;
   std::atomic<bool> m_stopping{false};
   Connections m_connections;
   // Expires with the server. Connections that the io_context still holds afterwards see that, and

@@ -4,6 +4,7 @@
 import contextlib
 import json
 import re
+import socket
 import sqlite3
 import subprocess
 import threading
@@ -55,6 +56,32 @@ def test_answer_and_log_have_the_same_identifier(service):
 
 
 @pytest.mark.sqlite
+def test_sockets_of_the_service_manager_are_taken(service):
+    with contextlib.ExitStack() as opened:
+        sockets = [opened.enter_context(socket.create_server(("127.0.0.1", 0))) for _ in range(2)]
+        ports = [one.getsockname()[1] for one in sockets]
+        service.start("--http", sockets=sockets)
+        assert re.findall(r"(?m)^listening on http://127\.0\.0\.1:(\d+)$",
+                          service.output()) == [str(port) for port in ports]
+        for service.url in [f"http://127.0.0.1:{port}" for port in ports]:
+            assert service.ask("GET", "/healthz") == (200, {"status": "ok"})
+        service.stop()
+        # Who comes while nothing runs waits, and is answered by the next one.
+        with contextlib.closing(socket.create_connection(("127.0.0.1", ports[1]), 60)) as early:
+            early.sendall(b"GET /healthz HTTP/1.0\r\n\r\n")
+            service.start("--http", sockets=sockets)
+            assert early.recv(4096).startswith(b"HTTP/1.1 200 OK\r\n")
+
+
+def test_socket_that_does_not_listen_is_named(service):
+    with contextlib.closing(socket.socket(type=socket.SOCK_DGRAM)) as wrong:
+        with pytest.raises(AssertionError, match="ended by itself with status 1"):
+            service.start("--http", sockets=[wrong])
+        service.ends(1)
+    assert ("cloudservice: the socket web that was handed over (descriptor 3) is no TCP socket that "
+            "listens\n") in service.error_text()
+
+
 def test_backup_of_a_busy_service_is_one_state(service, programs, folder):
     token = register(service)
     path = f"/redfish/v1/Managers/{UUID}/Load"

@@ -9,6 +9,7 @@ import re
 import resource
 import signal
 import subprocess
+import sys
 
 from .waiting import DEADLINE, wait_until
 
@@ -70,6 +71,19 @@ def named_frames(report):
     return re.sub(r"(?<=  )\((/[^()\n]+)\+(0x[0-9a-f]+)\)", named, report)
 
 
+# Becomes the program, whose descriptors from 3 on are those that were handed over.
+_HAND_OVER = """
+import fcntl, os, sys
+high = [fcntl.fcntl(int(fd), fcntl.F_DUPFD, 100) for fd in sys.argv[1].split(",")]
+for place, fd in enumerate(high, 3):
+    os.dup2(fd, place)
+    os.close(fd)
+os.environ |= {"LISTEN_PID": str(os.getpid()), "LISTEN_FDS": str(len(high)),
+               "LISTEN_FDNAMES": ":".join("web" for _ in high)}
+os.execv(sys.argv[2], sys.argv[2:])
+"""
+
+
 class Process:
     """Started once or more; what each start wrote is kept in files of its own."""
 
@@ -82,9 +96,12 @@ class Process:
         self._expected = 0
         self._noticed = True
 
-    def launch(self, argv, env, largest_file=None, errors=None):
+    def launch(self, argv, env, largest_file=None, errors=None, handed=()):
         """Starts the program; writes that make a file of more than `largest_file` bytes fail.
-        `errors`: a descriptor that becomes its standard error in the place of the kept file."""
+        `errors`: a descriptor that becomes its standard error in the place of the kept file.
+        `handed`: descriptors that the program gets as the service manager hands sockets over."""
+        if handed:
+            argv = [sys.executable, "-c", _HAND_OVER, ",".join(map(str, handed)), *argv]
         assert not self.running, f"{self.name} runs already"
         self._starts += 1
         self._expected = 0
@@ -93,7 +110,8 @@ class Process:
             self._child = subprocess.Popen(
                 [str(a) for a in argv], env=env, stdin=subprocess.DEVNULL, stdout=out,
                 stderr=err if errors is None else errors,
-                cwd=self._folder, preexec_fn=lambda: _prepare_child(largest_file))
+                cwd=self._folder, pass_fds=handed,
+                preexec_fn=lambda: _prepare_child(largest_file))
 
     def _path(self, stream):
         return self._folder / f"{self.name}.{self._starts}.{stream}"

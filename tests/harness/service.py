@@ -47,15 +47,17 @@ class Service(Process):
         self.port = 0
         self.url = ""
 
-    def start(self, *options, faketime=None, patience=PATIENCE):
-        """Starts on a free port, or on the one it had before, and waits until it listens."""
+    def start(self, *options, faketime=None, patience=PATIENCE, sockets=()):
+        """Starts on a free port, or on the one it had before, or on sockets that listen already, and
+        waits until it listens."""
         if not self._has_file and "--http" not in options and "--cert" not in options:
             options += self._certificate()
         self.launch([self._program, "--listen", f"127.0.0.1:{self.port}", "--db", self._database,
                      "--email", EMAIL, "--registration-key", KEY, "--io-timeout", patience,
                      *options],
                     # What it waits for its server is measured by its clock.
-                    environment(faketime or clock(SPEED if self._has_file else 1)))
+                    environment(faketime or clock(SPEED if self._has_file else 1)),
+                    handed=[one.fileno() for one in sockets])
         ready = self.wait_until(lambda: _READY.search(self.output()), "the line that it listens")
         self.url, self.port = ready.group(1), int(ready.group(2))
 
