@@ -20,7 +20,7 @@ TEST_PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang clang-format clang-tidy libclang-rt-14-dev shellcheck
   python3-pytest chromium chromium-driver python3-selenium git valgrind strace curl dpkg-dev tzdata
-  postgresql-15
+  postgresql-15 haproxy
 )
 
 # For the appliance's processor, beside those.

@@ -57,7 +57,8 @@ class Operator:
         self._remember(method, path, answer.status, {("query", name) for name in query})
         DESCRIPTION.check_answer(method, path, answer.status,
                                  answer.headers.get("Content-Type", ""), text)
-        missing = DESCRIPTION.headers(method, path, answer.status) - set(answer.headers)
+        missing = {name for name in DESCRIPTION.headers(method, path, answer.status)
+                   if name not in answer.headers}
         assert not missing, f"{method} {target}: {answer.status} without {missing}"
         return json.loads(text) if text else None
 

@@ -34,6 +34,7 @@ max_connections = 300
 shared_buffers = 64MB
 fsync = off
 full_page_writes = off
+wal_retrieve_retry_interval = 100ms
 logging_collector = off
 lc_messages = 'C'
 """
@@ -50,17 +51,25 @@ def user():
 class Cluster:
     """Started with `start`, or by `with`; each start after a stop finds the data again."""
 
-    def __init__(self):
+    def __init__(self, primary=None):
+        """An empty one, or a standby of another one that runs."""
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="postgresql-", dir="/tmp"))
         if os.geteuid() == 0:
             entry = pwd.getpwnam("postgres")
             os.chown(self.folder, entry.pw_uid, entry.pw_gid)
         self._data = self.folder / "data"
+        if primary:
+            self._call("pg_basebackup", "--write-recovery-conf", "--no-sync", "--checkpoint=fast",
+                       "--dbname", primary.url() + "&application_name=standby", "-D", self._data)
+        else:
+            self._make()
+        with open(self._data / "postgresql.conf", "a", encoding="utf-8") as settings:
+            settings.write(SETTINGS.format(folder=self.folder))
+
+    def _make(self):
         self._call("initdb", "--no-sync", "--no-instructions", "--auth=trust", "--encoding=UTF8",
                    "--username=postgres", "--locale=C.UTF-8", "--locale-provider=icu",
                    "--icu-locale=en", "-D", self._data)
-        with open(self._data / "postgresql.conf", "a", encoding="utf-8") as settings:
-            settings.write(SETTINGS.format(folder=self.folder))
 
     def __enter__(self):
         self.start()
@@ -87,6 +96,23 @@ class Cluster:
 
     def stop(self, mode="immediate"):
         self._call("pg_ctl", "stop", "-w", "-s", "-m", mode, "-D", self._data)
+
+    def execute(self, sql):
+        """Statements, each by itself; what they answer."""
+        done = subprocess.run([f"{BINARIES}/psql", "-qAtX", "-v", "ON_ERROR_STOP=1", self.url()],
+                              input=sql, capture_output=True, text=True, check=False)
+        if done.returncode != 0:
+            raise RuntimeError(done.stderr)
+        return done.stdout.strip()
+
+    def waits_for_standby(self):
+        """From now on an answered commit is on the disk of the standby, too."""
+        self.execute("ALTER SYSTEM SET synchronous_standby_names = 'standby';"
+                     "SELECT pg_reload_conf();")
+
+    def promote(self):
+        """The standby becomes the server that takes changes."""
+        self._call("pg_ctl", "promote", "-w", "-s", "-D", self._data)
 
     def check(self):
         """Looks at every page of tables and indexes; raises when one is wrong."""

@@ -36,7 +36,38 @@ def as_sent(document):
             if name not in _ADDED and name != "Oem"}
 
 
-class Service(Process):
+class Asked:
+    """What is asked at its `url`."""
+
+    def _request(self, method, path, token, body, headers=None):
+        with contextlib.closing(connect(self.url)) as link:
+            own = {"X-Auth-Token": token} if token else {}
+            link.request(method, path, body, {**own, **(headers or {})})
+            answer = link.getresponse()
+            return answer.status, answer.headers, answer.read()
+
+    def ask(self, method, path, token="", body=None):
+        """One request of an onlooker's: (status, answer as JSON or None)."""
+        status, _, text = self._request(method, path, token, body)
+        return status, json.loads(text) if text else None
+
+    def send(self, method, path, token="", body=None, headers=None):
+        """The same, with the answer's headers instead."""
+        return self._request(method, path, token, body, headers)[:2]
+
+    def documents(self, path, token):
+        """A collection's members, over all its pages, as they stand there: links, or with $expand
+        whole documents."""
+        documents = []
+        while path:
+            status, page = self.ask("GET", path, token)
+            assert status == 200
+            documents += page["Members"]
+            path = page.get("Members@odata.nextLink")
+        return documents
+
+
+class Service(Asked, Process):
     def __init__(self, programs, folder, database="", name="cloudservice"):
         """On a file in `folder`, or on the database of this URL."""
         super().__init__(name, folder)
@@ -80,33 +111,6 @@ class Service(Process):
         """A connection to the service's file, beside the service's own."""
         assert self._has_file
         return sqlite3.connect(self._database, timeout=30)
-
-    def _request(self, method, path, token, body, headers=None):
-        with contextlib.closing(connect(self.url)) as link:
-            own = {"X-Auth-Token": token} if token else {}
-            link.request(method, path, body, {**own, **(headers or {})})
-            answer = link.getresponse()
-            return answer.status, answer.headers, answer.read()
-
-    def ask(self, method, path, token="", body=None):
-        """One request of an onlooker's: (status, answer as JSON or None)."""
-        status, _, text = self._request(method, path, token, body)
-        return status, json.loads(text) if text else None
-
-    def send(self, method, path, token="", body=None, headers=None):
-        """The same, with the answer's headers instead."""
-        return self._request(method, path, token, body, headers)[:2]
-
-    def documents(self, path, token):
-        """A collection's members, over all its pages, as they stand there: links, or with $expand
-        whole documents."""
-        documents = []
-        while path:
-            status, page = self.ask("GET", path, token)
-            assert status == 200
-            documents += page["Members"]
-            path = page.get("Members@odata.nextLink")
-        return documents
 
     def certificate(self):
         return ssl.get_server_certificate(("127.0.0.1", self.port))

@@ -21,12 +21,13 @@ class Writer:
     Of a request that got no answer, or 500 and above, nobody knows whether it was done: it is
     `unsure`. The same number is then sent again, an event or a chassis is not."""
 
-    def __init__(self, service, appliance, number):
+    def __init__(self, service, appliance, number, pause):
         self._service = service
         self._token = appliance.token
         self._manager = appliance.path
         self._beat = f"/hb/{appliance.uuid}"
         self._number = number
+        self._pause = pause
         self._serial = itertools.count()
         self._link = None
         self.path = f"{appliance.path}/Load{number}"
@@ -78,6 +79,7 @@ class Writer:
                 self._link.connect()
                 while not done.is_set() and not self.faults:
                     self._round()
+                    done.wait(self._pause)
             done.wait(POLL)
 
     def unsure_of(self, kind):
@@ -87,10 +89,11 @@ class Writer:
 class Writers:
     """Some of them at once for one appliance, each with what is its own."""
 
-    def __init__(self, service, appliance, count=4):
+    def __init__(self, service, appliance, count=4, pause=0):
+        """`pause`: seconds after each round of one, for who cannot read as fast as they write."""
         self._service = service
         self._appliance = appliance
-        self._writers = [Writer(service, appliance, number) for number in range(count)]
+        self._writers = [Writer(service, appliance, number, pause) for number in range(count)]
 
     @contextlib.contextmanager
     def at_work(self):
@@ -116,6 +119,11 @@ class Writers:
             self._are_content()
             return all(writer.heartbeats > count for writer, count in zip(self._writers, before))
         self._service.wait_until(seen, "an answer for each writer")
+
+    @property
+    def events(self):
+        """The paths of those that were answered, or found."""
+        return {path for writer in self._writers for path in writer.events.values()}
 
     def _are_content(self):
         assert not [fault for writer in self._writers for fault in writer.faults]
