@@ -55,7 +55,6 @@ def test_answer_and_log_have_the_same_identifier(service):
     service.says(f" request {headers['X-Request-Id']} from 127.0.0.1: GET /redfish/v1: 200, ")
 
 
-@pytest.mark.sqlite
 def test_sockets_of_the_service_manager_are_taken(service):
     with contextlib.ExitStack() as opened:
         sockets = [opened.enter_context(socket.create_server(("127.0.0.1", 0))) for _ in range(2)]
@@ -82,6 +81,7 @@ def test_socket_that_does_not_listen_is_named(service):
             "listens\n") in service.error_text()
 
 
+@pytest.mark.sqlite
 def test_backup_of_a_busy_service_is_one_state(service, programs, folder):
     token = register(service)
     path = f"/redfish/v1/Managers/{UUID}/Load"
