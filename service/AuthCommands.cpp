@@ -114,6 +114,7 @@ void RunOwnersCommand(const Options& options, const Clock& clock, std::istream& 
       return RemoveOperator(store, options);
     case Command::kServe:
     case Command::kBackup:
+    case Command::kCopy:
       throw std::logic_error("no command about owners");
   }
 }

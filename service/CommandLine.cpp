@@ -40,6 +40,9 @@ std::string Conflict(const Options& options) {
   if (options.command == Command::kBackup && options.backup.empty()) {
     return "backup takes the name of a file";
   }
+  if (options.command == Command::kCopy && (options.from.empty() || options.to.empty())) {
+    return "copy takes a file or a URL each for --from and --to";
+  }
   if (options.withToken && options.secretFromInput) {
     return "--token has no use for --password-stdin";
   }
@@ -69,6 +72,19 @@ void DescribeBackup(CLI::App& app, Options& options) {
       "backup", "Writes a copy of the database, which a running service may be using");
   backup->add_option("FILE", options.backup, "The copy; must not be there yet")->required();
   backup->callback([&options] { options.command = Command::kBackup; });
+}
+
+void DescribeCopy(CLI::App& app, Options& options) {
+  CLI::App* copy = app.add_subcommand(
+      "copy", "Copies a whole service into an empty database; neither may be in use");
+  constexpr const char* kDatabase = "FILE|postgresql://...";
+  copy->add_option("--from", options.from, "The database that is copied")
+      ->required()
+      ->type_name(kDatabase);
+  copy->add_option("--to", options.to, "The database that becomes the copy; a file is made")
+      ->required()
+      ->type_name(kDatabase);
+  copy->callback([&options] { options.command = Command::kCopy; });
 }
 
 void DescribeCreate(CLI::App& command, Options& options) {
@@ -153,6 +169,7 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
   DescribeDatabase(app, options);
   app.fallthrough();
   DescribeBackup(app, options);
+  DescribeCopy(app, options);
   DescribeOwners(app, options);
   app.add_option("--email", options.email,
                  "E-mail address with which appliances register; kept as an account");

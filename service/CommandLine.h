@@ -15,6 +15,7 @@ namespace cloudservice {
 enum class Command {
   kServe,
   kBackup,
+  kCopy,
   kAddAccount,
   kListAccounts,
   kRemoveAccount,
@@ -39,6 +40,8 @@ struct Options {
   std::string registrationKey;      // that account's key
   std::string registrationKeyFile;  // in its place: a file, or "-", whose first line is the key
   std::string backup;               // kBackup: the file that becomes the copy
+  std::string from;                 // kCopy: the databases
+  std::string to;
   bool plainHttp = false;
   std::string certificate;  // PEM files; both or neither
   std::string key;

@@ -42,6 +42,7 @@
 #include "service/store/Backup.h"
 #include "service/store/Lock.h"
 #include "service/store/Store.h"
+#include "service/store/copy/ServiceCopy.h"
 #include "service/util/Clock.h"
 #include "service/util/HandedSockets.h"
 #include "service/util/Log.h"
@@ -389,6 +390,12 @@ void Program::Rest() {
   });
 }
 
+void RunCopy(const Options& options) {
+  StandardError out(WallClock);
+  const Log log([&out](const std::string& line) { out.Write(line); }, WallClock);
+  CopyService(options.from, options.to, {[&log](const std::string& line) { log.Line(line); }});
+}
+
 int Run(const Options& options, const Log& log) {
   // Until the service runs there is nothing to read again.
   signal(SIGHUP, SIG_IGN);
@@ -408,6 +415,10 @@ int Main(int argc, char** argv) {
   try {
     if (options->command == Command::kBackup) {
       BackUp(options->database, options->backup);
+      return EXIT_SUCCESS;
+    }
+    if (options->command == Command::kCopy) {
+      RunCopy(*options);
       return EXIT_SUCCESS;
     }
     if (options->command != Command::kServe) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "service/store/Store.h"
+#include "service/store/copy/Side.h"
 
 namespace cloudservice {
 
@@ -16,6 +17,10 @@ bool IsPostgresUrl(const std::string& database);
 // What OpenStore() chooses from: a store in a file, and one on a server.
 std::unique_ptr<Store> OpenSqlite(const std::string& file, MissingFile missing);
 std::unique_ptr<Store> OpenPostgres(const std::string& url);
+
+// The same for OpenCopySide().
+std::unique_ptr<CopySide> OpenSqliteSide(const std::string& file, MissingFile missing);
+std::unique_ptr<CopySide> OpenPostgresSide(const std::string& url);
 
 }  // namespace cloudservice
 

@@ -12,4 +12,8 @@ std::unique_ptr<Store> OpenStore(const std::string& database, MissingFile missin
   return IsPostgresUrl(database) ? OpenPostgres(database) : OpenSqlite(database, missing);
 }
 
+std::unique_ptr<CopySide> OpenCopySide(const std::string& database, MissingFile missing) {
+  return IsPostgresUrl(database) ? OpenPostgresSide(database) : OpenSqliteSide(database, missing);
+}
+
 }  // namespace cloudservice

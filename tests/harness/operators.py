@@ -40,6 +40,11 @@ class Operator:
         self.headers = basic(self.name, PASSWORD)
         return self
 
+    def moved_to(self, service):
+        """Asks this service from now on, which has what the former had."""
+        self._service = service
+        return self
+
     def ask(self, method, path, uuid="", expected=200, headers=None, body=None, **query):
         """One request; `path` as the description has it, behind the base. The answer as JSON."""
         path = BASE + path

@@ -30,10 +30,12 @@ void Wait(int descriptor, std::chrono::milliseconds most) {
 
 }  // namespace
 
-ChangeWatch::ChangeWatch(const Pool& pool, Teller teller)
-    : m_pool(pool), m_teller(std::move(teller)), m_waker(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  const std::unique_ptr<Connection> connection = m_pool.Make();
-  m_last = connection->Run(kLatest).First().Number(0);
+ChangeWatch::ChangeWatch(std::unique_ptr<Connection> first, Connect connect, Teller teller)
+    : m_connect(std::move(connect)),
+      m_teller(std::move(teller)),
+      m_waker(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      m_first(std::move(first)) {
+  m_last = m_first->Run(kLatest).First().Number(0);
   m_thread = std::thread([this] { Run(); });
 }
 
@@ -65,7 +67,7 @@ void ChangeWatch::Run() {
 }
 
 void ChangeWatch::Watch() {
-  const std::unique_ptr<Connection> connection = m_pool.Make();
+  const std::unique_ptr<Connection> connection = m_first ? std::move(m_first) : m_connect();
   connection->Execute("LISTEN cloudservice_change");
   m_listening = true;
   while (!m_stopping) {

@@ -9,7 +9,6 @@
 #include <thread>
 
 #include "service/store/postgresql/Connection.h"
-#include "service/store/postgresql/Pool.h"
 
 namespace cloudservice::postgresql {
 
@@ -22,8 +21,11 @@ class ChangeWatch {
  public:
   using Teller = std::function<void()>;
 
-  // `teller` is called on the thread of this object.
-  ChangeWatch(const Pool& pool, Teller teller);
+  // Makes another connection after the first one was lost.
+  using Connect = std::function<std::unique_ptr<Connection>()>;
+
+  // `connect` and `teller` are called on the thread of this object.
+  ChangeWatch(std::unique_ptr<Connection> first, Connect connect, Teller teller);
   ~ChangeWatch();
   ChangeWatch(const ChangeWatch&) = delete;
   ChangeWatch& operator=(const ChangeWatch&) = delete;
@@ -40,13 +42,14 @@ class ChangeWatch {
   bool Look(Connection& connection);
   void Wake();
 
-  const Pool& m_pool;
+  const Connect m_connect;
   const Teller m_teller;
   const int m_waker;  // an event descriptor
   std::atomic<bool> m_stopping = false;
   std::atomic<bool> m_changed = false;
-  bool m_listening = false;  // before the connection was lost
-  std::int64_t m_last = 0;   // the last change that was told
+  std::unique_ptr<Connection> m_first;  // until the thread takes it
+  bool m_listening = false;             // before the connection was lost
+  std::int64_t m_last = 0;              // the last change that was told
   std::thread m_thread;
 };
 

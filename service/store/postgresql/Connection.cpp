@@ -10,8 +10,6 @@
 
 #include <libpq-fe.h>
 
-#include "service/store/postgresql/Encoding.h"
-
 namespace cloudservice::postgresql {
 
 namespace {
@@ -72,12 +70,10 @@ std::vector<const Sql*>& Known() {
   return known;
 }
 
-template <typename T>
-std::vector<std::string> TextsOf(const std::vector<T>& numbers) {
-  std::vector<std::string> texts;
-  texts.reserve(numbers.size());
-  for (const T& number : numbers) texts.push_back(std::to_string(number));
-  return texts;
+ArrayLiteral ArrayOfNumbers(const std::vector<std::int64_t>& numbers) {
+  ArrayLiteral array;
+  for (const std::int64_t number : numbers) array.Add(number);
+  return array;
 }
 
 }  // namespace
@@ -91,7 +87,8 @@ const std::vector<const Sql*>& Sql::All() { return Known(); }
 
 Value::Value(const std::string& text) : m_text(Encoded(text)) {}
 Value::Value(const std::vector<std::string>& texts) : m_text(ArrayOf(texts)) {}
-Value::Value(const std::vector<std::int64_t>& numbers) : m_text(ArrayOf(TextsOf(numbers))) {}
+Value::Value(const std::vector<std::int64_t>& numbers) : Value(ArrayOfNumbers(numbers)) {}
+Value::Value(ArrayLiteral array) : m_text(array.Take()) {}
 
 void ClearResult::operator()(pg_result* result) const { PQclear(result); }
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "service/store/Store.h"
+#include "service/store/postgresql/Encoding.h"
 
 struct pg_conn;
 struct pg_result;
@@ -71,6 +72,7 @@ class Value {
   Value(std::int64_t number) : m_text(std::to_string(number)) {}
   Value(const std::vector<std::string>& texts);
   Value(const std::vector<std::int64_t>& numbers);
+  Value(ArrayLiteral array);
   template <typename T>
   Value(const std::optional<T>& value) {
     if (value) *this = Value(*value);

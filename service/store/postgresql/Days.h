@@ -20,6 +20,13 @@ constexpr int kEventBits = 32;
 // The day of the partition with events of open alarms whose own partition is gone.
 constexpr std::int64_t kKeptDay = -1;
 
+// The days that have a partition of the table $1. The server may look at names of other tables
+// first, which end in no number or in none of a day.
+inline const std::string kPartitions =
+    "SELECT CASE WHEN starts_with(relname, $1 || '_') AND relname ~ '_[0-9]+$' "
+    "THEN substr(relname, length($1) + 2)::bigint END AS day FROM pg_inherits "
+    "JOIN pg_class ON oid = inhrelid WHERE inhparent = $1::regclass AND relname ~ '_[0-9]+$' ";
+
 // The day of a time.
 constexpr std::int64_t DayOf(std::int64_t time) { return time / kSecondsOfDay; }
 // The day in whose partition an event is, unless that is kKeptDay.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 namespace cloudservice::postgresql {
 
@@ -91,18 +92,27 @@ std::string Decoded(std::string encoded) {
   return text;
 }
 
-std::string ArrayOf(const std::vector<std::string>& texts) {
-  std::string array = "{";
-  for (const std::string& text : texts) {
-    if (array.size() > 1) array += ',';
-    array += '"';
-    for (const char c : Encoded(text)) {
-      if (c == '"' || c == '\\') array += '\\';
-      array += c;
-    }
-    array += '"';
+std::string& ArrayLiteral::Next() { return m_text += m_text.empty() ? '{' : ','; }
+
+void ArrayLiteral::Add(const std::string& text) {
+  Next() += '"';
+  for (const char c : Encoded(text)) {
+    if (c == '"' || c == '\\') m_text += '\\';
+    m_text += c;
   }
-  return array + "}";
+  m_text += '"';
+}
+
+void ArrayLiteral::Add(std::int64_t number) { Next() += std::to_string(number); }
+
+void ArrayLiteral::AddNull() { Next() += "NULL"; }
+
+std::string ArrayLiteral::Take() { return m_text.empty() ? "{}" : std::move(m_text) + '}'; }
+
+std::string ArrayOf(const std::vector<std::string>& texts) {
+  ArrayLiteral array;
+  for (const std::string& text : texts) array.Add(text);
+  return array.Take();
 }
 
 }  // namespace cloudservice::postgresql

@@ -2,6 +2,7 @@
 #ifndef SERVICE_STORE_POSTGRESQL_ENCODING_H_
 #define SERVICE_STORE_POSTGRESQL_ENCODING_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,21 @@ std::string Encoded(const std::string& text);
 // The text whose encoding this is.
 std::string Decoded(std::string encoded);
 
-// The literal of an array of encoded texts.
+// The literal of an array, element by element.
+class ArrayLiteral {
+ public:
+  void Add(const std::string& text);
+  void Add(std::int64_t number);
+  void AddNull();
+  // The array, of encoded texts or of numbers. Called once.
+  std::string Take();
+
+ private:
+  std::string& Next();
+
+  std::string m_text;
+};
+// That of an array of encoded texts.
 std::string ArrayOf(const std::vector<std::string>& texts);
 
 }  // namespace cloudservice::postgresql

@@ -10,6 +10,7 @@
 #include "service/store/Backends.h"
 #include "service/store/postgresql/ChangeWatch.h"
 #include "service/store/postgresql/Schema.h"
+#include "service/store/postgresql/Sharing.h"
 
 namespace cloudservice::postgresql {
 
@@ -51,22 +52,23 @@ bool WasInTheWay(const ServerError& error) {
   return IsClass(error, "40") || error.State() == "23505" || error.State() == "55P03";
 }
 
-std::unique_ptr<Connection> MadeReady(const Pool& pool, const std::string& url) {
-  std::unique_ptr<Connection> connection = pool.Make();
-  UpgradeSchema(*connection, ShownUrl(url));
-  return connection;
-}
-
 }  // namespace
 
 PostgresStore::PostgresStore(const std::string& url, const Pool::Settings& settings)
     : m_pool(url, settings) {
+  const std::string shown = ShownUrl(url);
+  const auto connect = [this, shown] {
+    std::unique_ptr<Connection> connection = m_pool.Make();
+    ShareDatabase(*connection, shown);
+    return connection;
+  };
   try {
-    MadeReady(m_pool, url);
+    std::unique_ptr<Connection> first = connect();
+    UpgradeSchema(*first, shown);
+    m_watch = std::make_unique<ChangeWatch>(std::move(first), connect, [this] { Tell(); });
   } catch (const ConnectionLost& error) {
-    throw DatabaseError("cannot open " + ShownUrl(url) + ": " + error.what());
+    throw DatabaseError("cannot open " + shown + ": " + error.what());
   }
-  m_watch = std::make_unique<ChangeWatch>(m_pool, [this] { Tell(); });
 }
 
 PostgresStore::~PostgresStore() = default;

@@ -13,12 +13,9 @@ const Sql kClamp(
 
 // One process cleans up at a time.
 const Sql kLockRetention("SELECT pg_try_advisory_xact_lock('removal'::regclass::oid::bigint)");
-const std::string kDays =
-    "SELECT substr(relname, length($1) + 2)::bigint AS day FROM pg_inherits "
-    "JOIN pg_class ON oid = inhrelid WHERE inhparent = $1::regclass AND relname ~ '_[0-9]+$' ";
-const Sql kDaysBefore("SELECT day FROM (" + kDays +
+const Sql kDaysBefore("SELECT day FROM (" + kPartitions +
                       ") AS days WHERE day < $2 ORDER BY day LIMIT 1");
-const Sql kNewestPartition("SELECT max(day) FROM (" + kDays + ") AS days");
+const Sql kNewestPartition("SELECT max(day) FROM (" + kPartitions + ") AS days");
 const Sql kMakeNextDay("SELECT make_day($1, $2)");
 const Sql kDropDay("SELECT drop_day($1, $2)");
 const Sql kReadingsSince("SELECT 1 FROM reading WHERE time >= $1 LIMIT 1", Sql::Plan::kEachTime);

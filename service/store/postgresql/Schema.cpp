@@ -5,6 +5,8 @@
 #include <array>
 #include <chrono>
 
+#include "service/store/copy/Side.h"
+
 namespace cloudservice::postgresql {
 
 namespace {
@@ -303,6 +305,8 @@ const Sql kDropFormerChanges(
     "DELETE FROM change WHERE id >> 20 >= pg_snapshot_xmax(pg_current_snapshot())::text::bigint",
     Sql::Plan::kEachTime);
 
+const Sql kHasCopyNotes("SELECT to_regclass('copy_note') IS NOT NULL", Sql::Plan::kEachTime);
+
 std::int64_t CheckedVersion(Connection& connection, const std::string& database) {
   if (!connection.Run(kHasSchema).First().Truth(0)) {
     if (connection.Run(kCountTables).First().Number(0) == 0) return 0;
@@ -327,6 +331,10 @@ std::string StepTo(std::int64_t version) {
   return script + "COMMIT";
 }
 
+bool IsUnfinishedCopy(Connection& connection) {
+  return connection.Run(kHasCopyNotes).First().Truth(0);
+}
+
 void Upgrade(Connection& connection, const std::string& database) {
   const std::string encoding = connection.Run(kEncoding).First().Text(0);
   if (encoding != "UTF8") {
@@ -334,26 +342,54 @@ void Upgrade(Connection& connection, const std::string& database) {
   }
   std::int64_t version = CheckedVersion(connection, database);
   if (version < NewestSchemaVersion()) {
-    // Until the end of the session: a transaction of each step would let others in between.
-    constexpr const char* kLock = "SELECT pg_advisory_lock(5423847)";
-    connection.Execute(kLock);
+    // Of the session: a transaction of each step would let others in between.
+    connection.Execute("SELECT pg_advisory_lock(5423847)");
     while ((version = CheckedVersion(connection, database)) < NewestSchemaVersion()) {
       connection.Execute(StepTo(version + 1));
     }
+    connection.Execute("SELECT pg_advisory_unlock(5423847)");
   }
   connection.Run(kDropFormerChanges);
 }
 
-}  // namespace
-
-int NewestSchemaVersion() { return static_cast<int>(kSteps.size()); }
-
-void UpgradeSchema(Connection& connection, const std::string& database) {
+// Runs `work` on the schema; an error of the server names the database.
+template <typename Work>
+auto OnSchema(const std::string& database, const Work& work) {
   try {
-    Upgrade(connection, database);
+    return work();
   } catch (const ServerError& error) {
     throw DatabaseError("cannot make the tables of " + database + ": " + error.what());
   }
+}
+
+}  // namespace
+
+const char* const kMakeCopyNotes =
+    "CREATE TABLE copy_note (name text COLLATE \"C\" PRIMARY KEY, value text COLLATE \"C\" NOT "
+    "NULL)";
+
+int NewestSchemaVersion() { return static_cast<int>(kSteps.size()); }
+
+bool HasSchema(Connection& connection, const std::string& database) {
+  return OnSchema(database, [&] { return CheckedVersion(connection, database) > 0; });
+}
+
+void UpgradeSchema(Connection& connection, const std::string& database) {
+  OnSchema(database, [&] {
+    if (IsUnfinishedCopy(connection)) throw DatabaseError(UnfinishedCopy(database));
+    Upgrade(connection, database);
+  });
+}
+
+bool UpgradeForCopy(Connection& connection, const std::string& database) {
+  return OnSchema(database, [&] {
+    const bool begun = IsUnfinishedCopy(connection);
+    if (begun && CheckedVersion(connection, database) < NewestSchemaVersion()) {
+      throw DatabaseError(CopyOfOtherVersion(database));
+    }
+    Upgrade(connection, database);
+    return begun;
+  });
 }
 
 }  // namespace cloudservice::postgresql

@@ -14,6 +14,16 @@ namespace cloudservice::postgresql {
 // version of this one, or when texts in it are not UTF-8.
 void UpgradeSchema(Connection& connection, const std::string& database);
 
+// As UpgradeSchema(), for a database that a copy is going to write: true when it holds a part of a
+// copy, which UpgradeSchema() refuses.
+bool UpgradeForCopy(Connection& connection, const std::string& database);
+
+// Makes the table of a copy's notes, which tells that it is not finished.
+extern const char* const kMakeCopyNotes;
+
+// Whether the database has tables. Throws as UpgradeSchema() does.
+bool HasSchema(Connection& connection, const std::string& database);
+
 // The newest version of the schema that this program knows.
 int NewestSchemaVersion();
 

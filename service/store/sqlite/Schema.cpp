@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "service/store/copy/Side.h"
 #include "service/store/sqlite/Copy.h"
 
 namespace cloudservice {
@@ -575,9 +576,16 @@ bool Advance(Database& database, const std::string& file) {
   return true;
 }
 
+const Sql kHasCopyNotes("SELECT count(*) FROM sqlite_schema WHERE name = 'copy_note'");
+
 }  // namespace
 
-std::int64_t CheckedVersion(Database& database, const std::string& file) {
+const char* const kMakeCopyNotes =
+    "CREATE TABLE copy_note (name TEXT PRIMARY KEY, value TEXT NOT NULL) STRICT, WITHOUT ROWID";
+
+namespace {
+
+std::int64_t KnownVersion(Database& database, const std::string& file) {
   const std::int64_t version = Number(database, kVersion);
   if (Number(database, kTables) > 0 && Number(database, kApplication) != kApplicationId) {
     throw DatabaseError(file + " is the database of another program");
@@ -588,6 +596,21 @@ std::int64_t CheckedVersion(Database& database, const std::string& file) {
                         std::to_string(NewestSchemaVersion()) + ")");
   }
   return version;
+}
+
+}  // namespace
+
+std::int64_t CheckedVersion(Database& database, const std::string& file) {
+  const std::int64_t version = KnownVersion(database, file);
+  if (Number(database, kHasCopyNotes) > 0) throw DatabaseError(UnfinishedCopy(file));
+  return version;
+}
+
+bool IsUnfinishedCopy(Database& database, const std::string& file) {
+  const std::int64_t version = KnownVersion(database, file);
+  if (Number(database, kHasCopyNotes) == 0) return false;
+  if (version == NewestSchemaVersion()) return true;
+  throw DatabaseError(CopyOfOtherVersion(file));
 }
 
 int NewestSchemaVersion() { return static_cast<int>(kSteps.size()); }

@@ -15,8 +15,15 @@ namespace cloudservice {
 std::string UpgradeSchema(Database& database, const std::string& file);
 
 // The version of the database's schema; 0 for an empty database. Throws DatabaseError, naming
-// `file`, when it belongs to another program or to a newer version of this one.
+// `file`, when it belongs to another program or to a newer version of this one, or is a copy that
+// is not finished.
 std::int64_t CheckedVersion(Database& database, const std::string& file);
+
+// Makes the notes of a copy into the database, which tell that it is not finished.
+extern const char* const kMakeCopyNotes;
+// Whether there are such notes. Throws as CheckedVersion() does, also when the schema is older than
+// the newest.
+bool IsUnfinishedCopy(Database& database, const std::string& file);
 
 // The newest version of the schema that this program knows.
 int NewestSchemaVersion();

@@ -169,6 +169,7 @@ TEST_F(CommandLineTest, Owners_are_commands_of_their_own) {
   EXPECT_EQ(Parse({"operator", "list"})->command, Command::kListOperators);
   EXPECT_EQ(Parse({"operator", "remove", "olga"})->command, Command::kRemoveOperator);
   EXPECT_EQ(Parse({"backup", "f"})->command, Command::kBackup);
+  EXPECT_EQ(Parse({"copy", "--from", "f", "--to", "postgresql:///t"})->command, Command::kCopy);
   EXPECT_EQ(Parse({})->command, Command::kServe);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cstdlib>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 
 #include "PostgresDatabase.h"
 #include "service/store/postgresql/PostgresStore.h"
+#include "service/store/postgresql/Schema.h"
 
 namespace cloudservice::postgresql {
 namespace {
@@ -21,10 +23,13 @@ constexpr const char* kGrowing =
     "Seq Scan on (manager|manager_document|heartbeat|chassis|resource|event|event_[0-9]+|alarm|"
     "member|reading|reading_[0-9]+|account|registration_key|event_count)( |$)";
 // Any row will do.
-constexpr const char* kMeant = "SELECT 1 FROM reading WHERE time >= $1 LIMIT 1";
+const std::set<std::string> kMeant = {"SELECT 1 FROM reading WHERE time >= $1 LIMIT 1",
+                                      "SELECT 1 FROM event WHERE day >= 0 LIMIT 1"};
 
 class PostgresStatementsTest : public testing::Test {
  protected:
+  PostgresStatementsTest() { connection.Execute(kMakeCopyNotes); }
+
   static bool IsQuery(const std::string& text) {
     for (const char* start : {"SELECT", "INSERT", "UPDATE", "DELETE", "WITH"}) {
       if (text.rfind(start, 0) == 0) return true;
@@ -68,7 +73,7 @@ TEST_F(PostgresStatementsTest, Each_is_accepted_and_none_scans_what_grows_with_t
     const std::string& text = sql->Text();
     if (!IsQuery(text)) continue;
     const std::string plan = Plan(text);
-    if (text == kMeant) continue;
+    if (kMeant.count(text) > 0) continue;
     EXPECT_THAT(plan, Not(ContainsRegex(kGrowing))) << text;
   }
 }
