@@ -69,21 +69,21 @@ class Asked:
 
 class Service(Asked, Process):
     def __init__(self, programs, folder, database="", name="cloudservice"):
-        """On a file in `folder`, or on the database of this URL."""
+        """On a file in `folder`, or on another one, or on the database of this URL."""
         super().__init__(name, folder)
         self._program = programs / "service" / "cloudservice"
         self._folder_of_data = folder
         self._database = database or folder / "service.db"
-        self._has_file = not database
+        self._has_file = not str(database).startswith("postgresql:")
         self.port = 0
         self.url = ""
 
-    def start(self, *options, faketime=None, patience=PATIENCE, sockets=()):
+    def start(self, *options, faketime=None, patience=PATIENCE, sockets=(), before=()):
         """Starts on a free port, or on the one it had before, or on sockets that listen already, and
-        waits until it listens."""
+        waits until it listens. `before`: the words of a command that becomes the service."""
         if not self._has_file and "--http" not in options and "--cert" not in options:
             options += self._certificate()
-        self.launch([self._program, "--listen", f"127.0.0.1:{self.port}", "--db", self._database,
+        self.launch([*before, self._program, "--listen", f"127.0.0.1:{self.port}", "--db", self._database,
                      "--email", EMAIL, "--registration-key", KEY, "--io-timeout", patience,
                      *options],
                     # What it waits for its server is measured by its clock.

@@ -12,6 +12,7 @@ namespace cloudservice {
 
 namespace {
 
+const Sql kTryDisk("UPDATE total SET managers = managers + ? WHERE id = 1");
 const Sql kAny("SELECT 1 FROM manager ORDER BY uuid LIMIT 1");
 
 }  // namespace
@@ -121,6 +122,9 @@ bool SqliteStore::TryTogether(const Orders& orders) {
 bool SqliteStore::RunTogether(const Orders& orders) {
   bool changed = false;
   DatabaseTransaction transaction(m_database);
+  // Nobody may send a change to who is not well: the next commit, the clean-up's, tells whether the
+  // disk takes changes again.
+  if (m_database.ChangeFailed()) ChangeNothing();
   for (const std::shared_ptr<Order>& order : orders) {
     changed |= RunOne(*order);
     if (!m_database.InTransaction()) return false;
@@ -134,6 +138,11 @@ bool SqliteStore::RunTogether(const Orders& orders) {
                     [](const std::shared_ptr<Order>& order) { return !order->error; }));
   if (changed) Tell();
   return true;
+}
+
+// There and back, since SQLite does not write a row that stays as it is.
+void SqliteStore::ChangeNothing() {
+  for (const std::int64_t one : {1, -1}) Statement(m_database, kTryDisk).Bind(one).Run();
 }
 
 bool SqliteStore::RunOne(Order& order) {

@@ -57,6 +57,8 @@ class SqliteStore : public Store {
   // to the orders.
   bool TryTogether(const Orders& orders);
   bool RunTogether(const Orders& orders);
+  // Has the transaction write to the disk.
+  void ChangeNothing();
   // True when it has changed what appliances keep.
   bool RunOne(Order& order);
   static void TellDone(const Orders& orders);
