@@ -3,8 +3,10 @@
 #define SERVICE_STORE_STORE_H_
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -62,6 +64,23 @@ class Store {
     return Run(std::move(work), [this](const Unit& unit) { RunWrite(unit); });
   }
 
+  using Unit = std::function<void(Transaction& transaction)>;
+  // Gets null once all changes of a unit of work are on the disk, or what Write() would have
+  // thrown.
+  using Finish = std::function<void(std::exception_ptr error)>;
+
+  // Runs `work` as Write() does, without waiting for it, and then calls `finish` once, on a thread
+  // of the store. That holds all other writers up: `finish` must not block or throw. False when as
+  // many wait as may; neither is called then.
+  bool WriteLater(Unit work, Finish finish) {
+    const auto begun = std::chrono::steady_clock::now();
+    return RunLater(std::move(work),
+                    [this, begun, finish = std::move(finish)](const std::exception_ptr& error) {
+                      m_times.writes.Observe(std::chrono::steady_clock::now() - begun);
+                      finish(error);
+                    });
+  }
+
   // Called when ListChanges() may have new changes: once a change is on the disk and before its
   // Write() returns, and, where the back end hears of it, when one of another process can be
   // listed. It may be called when there is none. It holds all other writers up: it must not block,
@@ -84,10 +103,9 @@ class Store {
   virtual const std::string& UpgradeBackup() const = 0;
 
  protected:
-  using Unit = std::function<void(Transaction& transaction)>;
-
   virtual void RunRead(const Unit& work) = 0;
   virtual void RunWrite(const Unit& work) = 0;
+  virtual bool RunLater(Unit work, Finish finish) = 0;
 
   // The back end observes commits, units and repeats.
   StoreTimes& TimesToKeep() { return m_times; }

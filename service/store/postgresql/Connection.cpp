@@ -78,7 +78,8 @@ ArrayLiteral ArrayOfNumbers(const std::vector<std::int64_t>& numbers) {
 
 }  // namespace
 
-Sql::Sql(std::string text, Plan plan) : m_text(std::move(text)) {
+Sql::Sql(std::string text, Plan plan)
+    : m_text(std::move(text)), m_isQuery(m_text.rfind("SELECT", 0) == 0) {
   if (plan == Plan::kOnce) m_name = "s" + std::to_string(Known().size());
   Known().push_back(this);
 }

@@ -55,11 +55,14 @@ class Sql {
   const std::string& Text() const { return m_text; }
   // The name that it is prepared by; null when it is planned each time.
   const char* Name() const { return m_name.empty() ? nullptr : m_name.c_str(); }
+  // Whether it is a query: what it changes, if anything, need not be undone.
+  bool IsQuery() const { return m_isQuery; }
   // All statements of the program, in no particular order.
   static const std::vector<const Sql*>& All();
 
  private:
   const std::string m_text;
+  const bool m_isQuery;
   std::string m_name;
 };
 

@@ -2,6 +2,7 @@
 // Units of work on a PostgreSQL database.
 #include "service/store/postgresql/PostgresStore.h"
 
+#include <algorithm>
 #include <chrono>
 #include <random>
 #include <thread>
@@ -50,6 +51,26 @@ constexpr const char* kNoPartition = "23514";
 // the later one fails, and so does one of two that wait for each other.
 bool WasInTheWay(const ServerError& error) {
   return IsClass(error, "40") || error.State() == "23505" || error.State() == "55P03";
+}
+
+// One of the units of work that share a transaction has made it useless.
+struct Undone {};
+
+// Runs all orders. What fails before it has changed anything does no harm to the others.
+void RunEach(const Group::Orders& orders, Transaction& shared,
+             std::vector<std::exception_ptr>& errors) {
+  const auto& transaction = static_cast<PostgresTransaction&>(shared);
+  for (std::size_t i = 0; i < orders.size(); ++i) {
+    const std::size_t before = transaction.Writes();
+    try {
+      orders[i].work(shared);
+    } catch (const DatabaseError&) {
+      throw Undone();
+    } catch (...) {
+      if (transaction.Writes() != before) throw Undone();
+      errors[i] = std::current_exception();
+    }
+  }
 }
 
 }  // namespace
@@ -142,6 +163,48 @@ void PostgresStore::Commit(PostgresTransaction& transaction, Mode mode) {
   const Stopwatch watch(TimesToKeep().commits);
   transaction.Commit();
   ++TimesToKeep().units;
+}
+
+bool PostgresStore::RunLater(Unit work, Finish finish) {
+  return m_group.Add({std::move(work), std::move(finish)});
+}
+
+void PostgresStore::RunTogether(Group::Orders& orders) {
+  std::vector<std::exception_ptr> errors(orders.size());
+  if (orders.size() == 1 || !TryTogether(orders, errors)) {
+    for (std::size_t i = 0; i < orders.size(); ++i) {
+      errors[i] = nullptr;
+      try {
+        RunWrite(orders[i].work);
+      } catch (...) {
+        errors[i] = std::current_exception();
+      }
+    }
+  }
+  for (std::size_t i = 0; i < orders.size(); ++i) orders[i].finish(errors[i]);
+}
+
+bool PostgresStore::TryTogether(const Group::Orders& orders,
+                                std::vector<std::exception_ptr>& errors) {
+  try {
+    RunOnce([&](Transaction& shared) { RunEach(orders, shared, errors); }, Mode::kWrite);
+    m_changeFailed = false;
+    // The commit counted as one.
+    const auto kept = std::count(errors.begin(), errors.end(), nullptr);
+    if (kept > 0) TimesToKeep().units += static_cast<std::uint64_t>(kept - 1);
+    return true;
+  } catch (const Undone&) {
+    return false;
+  } catch (const ServerError&) {
+    return false;
+  } catch (const ConnectionLost&) {
+    return false;
+  } catch (...) {
+    // Run again, they might be done twice.
+    errors.assign(orders.size(), std::current_exception());
+    m_changeFailed = true;
+    return true;
+  }
 }
 
 void PostgresStore::AddTotalsUp() {

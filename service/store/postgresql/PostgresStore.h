@@ -4,11 +4,14 @@
 
 #include <atomic>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "service/store/Store.h"
 #include "service/store/postgresql/Days.h"
+#include "service/store/postgresql/Group.h"
 #include "service/store/postgresql/Pool.h"
 #include "service/store/postgresql/PostgresTransaction.h"
 
@@ -26,7 +29,7 @@ class PostgresStore : public Store {
   PostgresStore(const PostgresStore&) = delete;
   PostgresStore& operator=(const PostgresStore&) = delete;
 
-  std::size_t Waiting() const override { return m_pool.Waiting(); }
+  std::size_t Waiting() const override { return m_pool.Waiting() + m_group.Waiting(); }
   // The changes of other processes are told to the listener.
   void Check() override;
   // No copy is made: the database has its own backups.
@@ -35,6 +38,7 @@ class PostgresStore : public Store {
  protected:
   void RunRead(const Unit& work) override;
   void RunWrite(const Unit& work) override;
+  bool RunLater(Unit work, Finish finish) override;
 
  private:
   using Mode = PostgresTransaction::Mode;
@@ -44,6 +48,10 @@ class PostgresStore : public Store {
   // Runs it once. Throws ConnectionLost only where it may be run again.
   void RunOnce(const Unit& work, Mode mode);
   void Commit(PostgresTransaction& transaction, Mode mode);
+  // Runs the orders in one transaction. False when one of them undoes the others: nothing of them
+  // is kept then.
+  bool TryTogether(const Group::Orders& orders, std::vector<std::exception_ptr>& errors);
+  void RunTogether(Group::Orders& orders);
   void AddTotalsUp();
 
   Pool m_pool;
@@ -52,6 +60,7 @@ class PostgresStore : public Store {
   std::atomic<bool> m_changeFailed = false;
   std::atomic<unsigned> m_totalsChanges = 0;
   std::unique_ptr<ChangeWatch> m_watch;
+  Group m_group{{}, [this](Group::Orders& orders) { RunTogether(orders); }};  // uses all above
 };
 
 }  // namespace cloudservice::postgresql

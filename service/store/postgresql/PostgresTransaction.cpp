@@ -48,11 +48,13 @@ void PostgresTransaction::Begin() {
 
 Result PostgresTransaction::Run(const Sql& sql, const Values& values) {
   Begin();
+  if (!sql.IsQuery()) ++m_writes;
   return m_connection.Run(sql, values);
 }
 
 void PostgresTransaction::Defer(const Sql& sql, const Values& values) {
   Begin();
+  if (!sql.IsQuery()) ++m_writes;
   m_connection.Defer(sql, values);
 }
 

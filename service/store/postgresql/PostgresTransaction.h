@@ -2,6 +2,7 @@
 #ifndef SERVICE_STORE_POSTGRESQL_POSTGRESTRANSACTION_H_
 #define SERVICE_STORE_POSTGRESQL_POSTGRESTRANSACTION_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -39,6 +40,8 @@ class PostgresTransaction : public Transaction {
   void Commit();
   // Whether it has changed what appliances keep.
   bool Changed() const { return !m_changes.empty(); }
+  // How many statements it has run that are no queries.
+  std::size_t Writes() const { return m_writes; }
   // Whether it has added rows to the table of totals.
   bool TotalsChanged() const { return m_totalsChanged; }
 
@@ -197,6 +200,7 @@ class PostgresTransaction : public Transaction {
   const Mode m_mode;
   bool m_begun = false;
   bool m_totalsChanged = false;
+  std::size_t m_writes = 0;
   std::map<std::string, std::int64_t> m_owned;  // keys by UUID
   std::vector<Change> m_changes;
 };

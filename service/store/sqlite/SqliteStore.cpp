@@ -3,6 +3,8 @@
 #include "service/store/sqlite/SqliteStore.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <future>
 #include <utility>
 
 #include "service/store/Backends.h"
@@ -78,14 +80,28 @@ void SqliteStore::PutReader(std::unique_ptr<Database> reader) {
 }
 
 void SqliteStore::RunWrite(const Unit& work) {
-  const auto order = std::make_shared<Order>(Order{work});
-  std::future<void> done = order->done.get_future();
-  {
-    const std::lock_guard<std::mutex> guard(m_mutex);
-    m_orders.push_back(order);
-    if (m_orders.size() == 1) m_changed.notify_one();
-  }
-  done.get();
+  // Shared, since who waits here may be gone before the writer has left it.
+  const auto done = std::make_shared<std::promise<void>>();
+  std::future<void> end = done->get_future();
+  const auto finish = [done](const std::exception_ptr& error) {
+    if (error) return done->set_exception(error);
+    done->set_value();
+  };
+  Add({[&work](Transaction& transaction) { work(transaction); }, finish}, SIZE_MAX);
+  end.get();
+}
+
+bool SqliteStore::RunLater(Unit work, Finish finish) {
+  return Add({std::move(work), std::move(finish)}, kMostLater);
+}
+
+bool SqliteStore::Add(Order order, std::size_t most) {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  if (m_orders.size() >= most) return false;
+  m_orders.push_back(std::move(order));
+  // Who has orders does not sleep.
+  if (m_orders.size() == 1) m_changed.notify_one();
+  return true;
 }
 
 void SqliteStore::WriteOrders() {
@@ -93,39 +109,40 @@ void SqliteStore::WriteOrders() {
   for (;;) {
     m_changed.wait(lock, [this] { return m_stopping || !m_orders.empty(); });
     if (m_orders.empty()) return;
-    const Orders orders = std::exchange(m_orders, {});
+    Orders orders = std::exchange(m_orders, {});
     lock.unlock();
     Commit(orders);
+    orders.clear();
     lock.lock();
   }
 }
 
-void SqliteStore::Commit(const Orders& orders) {
+void SqliteStore::Commit(Orders& orders) {
   const std::lock_guard<std::mutex> guard(m_writing);
   // When one order makes SQLite undo everything, the others must not suffer for it.
-  if (!TryTogether(orders) && orders.size() > 1) {
-    for (const std::shared_ptr<Order>& order : orders) TryTogether({order});
+  if (!TryTogether(orders.begin(), orders.end()) && orders.size() > 1) {
+    for (auto order = orders.begin(); order != orders.end(); ++order) TryTogether(order, order + 1);
   }
-  TellDone(orders);
+  for (const Order& order : orders) order.finish(order.error);
   m_database.KeepLogSmall();
 }
 
-bool SqliteStore::TryTogether(const Orders& orders) {
+bool SqliteStore::TryTogether(First first, First end) {
   try {
-    return RunTogether(orders);
+    return RunTogether(first, end);
   } catch (...) {
-    for (const std::shared_ptr<Order>& order : orders) order->error = std::current_exception();
+    for (auto order = first; order != end; ++order) order->error = std::current_exception();
     return true;
   }
 }
 
-bool SqliteStore::RunTogether(const Orders& orders) {
+bool SqliteStore::RunTogether(First first, First end) {
   bool changed = false;
   DatabaseTransaction transaction(m_database);
   // Nobody may send a change to who is not well: the next commit, the clean-up's, tells whether the
   // disk takes changes again.
   if (m_database.ChangeFailed()) ChangeNothing();
-  for (const std::shared_ptr<Order>& order : orders) {
+  for (auto order = first; order != end; ++order) {
     changed |= RunOne(*order);
     if (!m_database.InTransaction()) return false;
   }
@@ -134,8 +151,7 @@ bool SqliteStore::RunTogether(const Orders& orders) {
     transaction.Commit();
   }
   TimesToKeep().units += static_cast<std::uint64_t>(
-      std::count_if(orders.begin(), orders.end(),
-                    [](const std::shared_ptr<Order>& order) { return !order->error; }));
+      std::count_if(first, end, [](const Order& order) { return !order.error; }));
   if (changed) Tell();
   return true;
 }
@@ -156,16 +172,6 @@ bool SqliteStore::RunOne(Order& order) {
   } catch (...) {
     order.error = std::current_exception();
     return false;
-  }
-}
-
-void SqliteStore::TellDone(const Orders& orders) {
-  for (const std::shared_ptr<Order>& order : orders) {
-    if (order->error) {
-      order->done.set_exception(order->error);
-    } else {
-      order->done.set_value();
-    }
   }
 }
 

@@ -5,7 +5,6 @@
 #include <condition_variable>
 #include <cstdint>
 #include <exception>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -29,6 +28,9 @@ class SqliteStore : public Store {
   SqliteStore(const SqliteStore&) = delete;
   SqliteStore& operator=(const SqliteStore&) = delete;
 
+  // How many may wait for the writer when another one comes that nobody waits for.
+  static constexpr std::size_t kMostLater = 4096;
+
   std::size_t Waiting() const override;
   void Check() override;
   const std::string& UpgradeBackup() const override { return m_upgradeBackup; }
@@ -36,6 +38,7 @@ class SqliteStore : public Store {
  protected:
   void RunRead(const Unit& work) override;
   void RunWrite(const Unit& work) override;
+  bool RunLater(Unit work, Finish finish) override;
 
   // The writer's connection, for use within a unit of work of Write().
   Database& WriterDatabase() { return m_database; }
@@ -43,25 +46,26 @@ class SqliteStore : public Store {
  private:
   // A unit of work that waits for its commit.
   struct Order {
-    const Unit& work;
+    Unit work;
+    Finish finish;
     std::exception_ptr error = nullptr;  // why nothing of it is kept
-    std::promise<void> done = {};
   };
-  // Shared, since who waits for an order may be gone before the writer has left it.
-  using Orders = std::vector<std::shared_ptr<Order>>;
+  using Orders = std::vector<Order>;
 
+  // False when `most` wait already.
+  bool Add(Order order, std::size_t most);
   void WriteOrders();
-  void Commit(const Orders& orders);
+  void Commit(Orders& orders);
   // Runs the orders and commits them. False when SQLite has undone them all on the way.
   // RunTogether() throws when the transaction cannot begin or end; TryTogether() gives the reason
   // to the orders.
-  bool TryTogether(const Orders& orders);
-  bool RunTogether(const Orders& orders);
+  using First = Orders::iterator;
+  bool TryTogether(First first, First end);
+  bool RunTogether(First first, First end);
   // Has the transaction write to the disk.
   void ChangeNothing();
   // True when it has changed what appliances keep.
   bool RunOne(Order& order);
-  static void TellDone(const Orders& orders);
 
   std::unique_ptr<Database> TakeReader();
   void PutReader(std::unique_ptr<Database> reader);

@@ -190,6 +190,9 @@ class TestStore : public Store {
     }
     m_store->Write(work);
   }
+  bool RunLater(Work work, Finish finish) override {
+    return m_store->WriteLater(std::move(work), std::move(finish));
+  }
 
  private:
   static const postgresql::Sql& HiddenChanges() {

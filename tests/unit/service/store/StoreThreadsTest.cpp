@@ -46,6 +46,22 @@ class StoreThreadsTest : public StoreTest {
     });
   }
 
+  // As Adds(), without a thread.
+  std::future<void> AddsLater(const std::string& uuid) {
+    const auto end = std::make_shared<std::promise<void>>();
+    const bool taken = store.WriteLater(
+        [uuid](Transaction& transaction) {
+          transaction.AddManager({uuid, "n", "{}", 1, {}}, uuid);
+          if (uuid == kWrong) throw std::runtime_error("changed its mind");
+        },
+        [end](const std::exception_ptr& error) {
+          if (error) return end->set_exception(error);
+          end->set_value();
+        });
+    EXPECT_TRUE(taken);
+    return end->get_future();
+  }
+
   // Holds the writer's thread in a unit of work until Release().
   void Hold() {
     std::promise<void> begun;
@@ -87,6 +103,8 @@ class StoreThreadsTest : public StoreTest {
   OpenWriter& opened = *made;
   TestStore store{file, std::move(made)};
 
+  static constexpr const char* kWrong = "wrong";
+
  private:
   int m_large = 0;
   std::vector<std::thread> m_threads;
@@ -126,6 +144,48 @@ TEST_F(StoreThreadsTest, Unit_that_fails_leaves_the_others_of_its_commit_alone) 
   EXPECT_EQ(changes[0].change.manager, "u-1");
   EXPECT_EQ(changes[1].change.manager, "u-3");
   EXPECT_FALSE(store->FindManager("u-2"));
+}
+
+TEST_F(StoreThreadsTest, Units_for_which_nobody_waits_are_committed_with_the_others) {
+  Hold();
+  auto first = AddsLater("u-1");
+  auto wrong = AddsLater(kWrong);
+  auto last = Adds("u-2");
+  AwaitWaiting(3);
+  std::set<std::int64_t> seen;
+  store.Listen([&] { seen.insert(Managers()); });
+  Release();
+  EXPECT_NO_THROW(first.get());
+  EXPECT_THROW(wrong.get(), std::runtime_error);
+  EXPECT_NO_THROW(last.get());
+  EXPECT_THAT(seen, ElementsAre(2));
+}
+
+TEST_F(StoreThreadsTest, End_of_a_unit_for_which_nobody_waits_comes_when_it_is_on_the_disk) {
+  std::promise<std::int64_t> seen;
+  store.WriteLater(
+      [](Transaction& transaction) {
+        transaction.AddManager({"u-1", "n", "{}", 1, {}}, "u-1");
+      },
+      [&](const std::exception_ptr&) { seen.set_value(Managers()); });
+  EXPECT_EQ(seen.get_future().get(), 1);
+}
+
+TEST_F(StoreThreadsTest, So_many_and_no_more_wait_for_the_writer_without_a_thread) {
+  Hold();
+  std::atomic<std::size_t> ended = 0;
+  const auto one = [&] {
+    return store.WriteLater([](Transaction&) {}, [&](const std::exception_ptr&) { ++ended; });
+  };
+  for (std::size_t i = 0; i < SqliteStore::kMostLater; ++i) ASSERT_TRUE(one());
+  EXPECT_FALSE(one());
+  auto waiting = Adds("u-1");
+  AwaitWaiting(SqliteStore::kMostLater + 1);
+  Release();
+  waiting.get();
+  EXPECT_EQ(ended, SqliteStore::kMostLater) << "they came before";
+  EXPECT_TRUE(one());
+  Adds("u-2").get();
 }
 
 TEST_F(StoreThreadsTest, Unit_with_which_all_is_undone_is_run_alone_and_so_are_the_others) {

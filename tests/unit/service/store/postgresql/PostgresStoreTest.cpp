@@ -2,10 +2,14 @@
 // What holds of the store on PostgreSQL alone: several processes, partitions, lost connections.
 #include <chrono>
 #include <condition_variable>
+#include <exception>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -187,6 +191,86 @@ TEST_F(PostgresStoreTest, Work_that_always_meets_another_ends) {
   EXPECT_THROW(store.Check(), DatabaseError);
   Beat(store, "u");
   EXPECT_NO_THROW(store.Check());
+}
+
+// Units of work for which nobody waits.
+class PostgresGroupTest : public PostgresStoreTest {
+ protected:
+  // A heartbeat that ends in an error before or after it, or well.
+  enum class Fails { kNever, kBefore, kAfter };
+  std::future<void> BeatLater(const std::string& uuid, Fails fails = Fails::kNever) {
+    return Later([uuid, fails](Transaction& work) {
+      if (fails == Fails::kBefore) throw std::runtime_error("refused");
+      work.AddHeartbeat(uuid, 2000, 60, "");
+      if (fails == Fails::kAfter) throw std::runtime_error("changed its mind");
+    });
+  }
+  std::future<void> Later(Store::Unit work) {
+    const auto end = std::make_shared<std::promise<void>>();
+    EXPECT_TRUE(store.WriteLater(std::move(work), [end](const std::exception_ptr& error) {
+      if (error) return end->set_exception(error);
+      end->set_value();
+    }));
+    return end->get_future();
+  }
+  // Keeps the threads that run them until Release().
+  void Hold() {
+    for (std::size_t i = 0; i < Group::Settings().threads; ++i) {
+      std::promise<void> begun;
+      m_held.push_back(Later([this, &begun](Transaction&) {
+        begun.set_value();
+        m_go.wait();
+      }));
+      begun.get_future().wait();
+    }
+  }
+  void Release() {
+    m_release.set_value();
+    for (std::future<void>& one : m_held) one.get();
+  }
+  std::int64_t Beats(const std::string& uuid) {
+    return store.Read([&](Transaction& look) { return look.FindManager(uuid)->heartbeat.count; });
+  }
+  // How many transactions have changed something, but for the fixture's two. The tests beside this
+  // one may still hide them from ListChanges().
+  std::size_t Transactions() { return Texts("SELECT DISTINCT id >> 20 FROM change").size() - 2; }
+
+ private:
+  std::promise<void> m_release;
+  const std::shared_future<void> m_go = m_release.get_future().share();
+  std::vector<std::future<void>> m_held;
+};
+
+TEST_F(PostgresGroupTest, Share_a_transaction_also_with_one_that_is_refused) {
+  Hold();
+  auto first = BeatLater("u");
+  auto refused = BeatLater("v", Fails::kBefore);
+  auto last = BeatLater("v");
+  Release();
+  EXPECT_NO_THROW(first.get());
+  EXPECT_THROW(refused.get(), std::runtime_error);
+  EXPECT_NO_THROW(last.get());
+  EXPECT_EQ(Beats("u"), 1);
+  EXPECT_EQ(Beats("v"), 1);
+  EXPECT_EQ(Transactions(), 1u);
+}
+
+TEST_F(PostgresGroupTest, Are_run_one_by_one_where_one_undoes_what_it_has_changed) {
+  Hold();
+  auto first = BeatLater("u");
+  auto wrong = BeatLater("v", Fails::kAfter);
+  auto last = BeatLater("v");
+  auto unknown = Later([](Transaction& work) {
+    work.PutResource({"/r", "w", "cw", "{}", 1}, {"/r", "w", "cw", 1, {}});
+  });
+  Release();
+  EXPECT_NO_THROW(first.get());
+  EXPECT_THROW(wrong.get(), std::runtime_error);
+  EXPECT_NO_THROW(last.get());
+  EXPECT_THROW(unknown.get(), DatabaseError);
+  EXPECT_EQ(Beats("u"), 1);
+  EXPECT_EQ(Beats("v"), 1);
+  EXPECT_EQ(Transactions(), 2u);
 }
 
 TEST_F(PostgresStoreTest, Other_process_is_told_of_a_change) {
