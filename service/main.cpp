@@ -4,8 +4,10 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -157,6 +159,7 @@ class Program {
   void FeedWatchdog();
   void KeepClean();
   void Rest();
+  void MakeRoom(std::chrono::steady_clock::duration step) const;
 
   const Log& m_log;
   const Notify m_notify;
@@ -373,7 +376,10 @@ void Program::KeepClean() {
   const bool old = now >= m_oldGoes;
   if (old) m_oldGoes = now + std::chrono::hours(1);
   m_upkeep.Post([this, old] {
-    while (!m_stopping && (old ? m_cleanUp.Step() : m_cleanUp.RemoveLeft())) {
+    for (bool more = true; more && !m_stopping;) {
+      const auto begun = std::chrono::steady_clock::now();
+      more = old ? m_cleanUp.Step() : m_cleanUp.RemoveLeft();
+      if (more) MakeRoom(std::chrono::steady_clock::now() - begun);
     }
   });
   // The pause begins when this is done, however long it takes, and whatever becomes of it.
@@ -388,6 +394,14 @@ void Program::Rest() {
     // The time may have come just before Stop() cancelled it.
     if (!cancelled && !m_stopping) KeepClean();
   });
+}
+
+// Leaves the writer to others for longer than a step has kept it from them.
+void Program::MakeRoom(std::chrono::steady_clock::duration step) const {
+  constexpr int kTimes = 4;
+  constexpr std::chrono::milliseconds kMost(200);
+  if (m_stopping) return;
+  std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(kTimes * step, kMost));
 }
 
 void RunCopy(const Options& options) {

@@ -9,8 +9,10 @@ namespace cloudservice {
 
 namespace {
 
-// Rows that one step changes or removes; it takes some hundredths of a second.
-constexpr std::int64_t kRowsAtOnce = 1000;
+// Rows that one step changes or removes, and rows of the table of changes, which lie side by side.
+// Such a step takes some thousandths of a second, in which on SQLite nobody else writes.
+constexpr std::int64_t kRowsAtOnce = 100;
+constexpr std::int64_t kChangesAtOnce = 1000;
 // How long other processes may take to look at changes, in seconds.
 constexpr std::int64_t kChangesKept = 600;
 
@@ -23,8 +25,8 @@ bool CleanUp::Step() {
 bool CleanUp::RemoveLeft() {
   return Try([this] {
     const std::int64_t before = m_clock() - kChangesKept;
-    const bool changes =
-        m_store.Write([&](Transaction& store) { return store.RemoveChanges(before, kRowsAtOnce); });
+    const bool changes = m_store.Write(
+        [&](Transaction& store) { return store.RemoveChanges(before, kChangesAtOnce); });
     const Left left =
         m_store.Write([](Transaction& store) { return store.RemoveNext(kRowsAtOnce); });
     return changes || left != Left::kNothing;

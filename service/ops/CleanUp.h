@@ -20,9 +20,9 @@ class CleanUp {
       : m_store(store), m_log(log), m_clock(std::move(clock)), m_retention(retention) {}
 
   // Each removes a limited number of rows, and is true when more may be left. Blocks for some
-  // hundredths of a second. The first of failures that follow each other becomes a line in the log.
-  // Step() removes what is old, RemoveLeft() what was left, and changes that are older than ten
-  // minutes: to be called every few seconds.
+  // thousandths of a second. The first of failures that follow each other becomes a line in the
+  // log. Step() removes what is old, RemoveLeft() what was left, and changes that are older than
+  // ten minutes: to be called every few seconds.
   bool Step();
   bool RemoveLeft();
 
