@@ -121,7 +121,12 @@ Operations::Service ServiceOf(RedfishService& service, OperatorApi& api, Route& 
             if (AnswerPage(head)) return std::nullopt;
             return service.RefuseHead(head);
           },
-          std::move(load), std::move(routes)};
+          std::move(load),
+          std::move(routes),
+          [&service](const std::shared_ptr<const Request>& request, Ready ready) {
+            return !OperatorApi::Serves(request->target) &&
+                   service.Begin(request, std::move(ready));
+          }};
 }
 
 // A database on a server is for any number of processes.
@@ -148,6 +153,7 @@ class Program {
 
  private:
   SessionContext ContextOf(const Options& options);
+  void Take(const std::shared_ptr<const Request>& request, const Reply& reply);
   Lanes::Lane LaneOf(const Request& request) const;
   Load LoadNow() const;
   void BeginToListen(const Options& options);
@@ -244,7 +250,7 @@ SessionContext Program::ContextOf(const Options& options) {
   SessionContext context;
   context.limits = LimitsOf(options);
   context.take = [this](const std::shared_ptr<const Request>& request, const Reply& reply) {
-    m_lanes.Take(request, reply);
+    Take(request, reply);
   };
   context.admit = [this](const std::shared_ptr<const Request>& head, const HeadReply& reply) {
     m_lanes.Admit(head, reply);
@@ -257,6 +263,15 @@ SessionContext Program::ContextOf(const Options& options) {
   context.clock = WallClock;
   context.log = &m_log;
   return context;
+}
+
+// What the store's writer answers needs no thread of a lane. The answer is made where connections
+// are served: the writer has no time for it.
+void Program::Take(const std::shared_ptr<const Request>& request, const Reply& reply) {
+  const auto ready = [this, reply](const MakeAnswer& make) {
+    boost::asio::post(m_io, [reply, make] { reply(make()); });
+  };
+  if (!m_operations.Begin(request, ready)) m_lanes.Take(request, reply);
 }
 
 Lanes::Lane Program::LaneOf(const Request& request) const {

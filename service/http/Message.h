@@ -56,6 +56,15 @@ using Handler = std::function<Response(const Request&)>;
 // connection ends.
 using Reply = std::function<void(Response response)>;
 
+// Makes an answer; it does not block.
+using MakeAnswer = std::function<Response()>;
+
+// Begins to answer a request without a thread that waits, where that is possible: returns true, and
+// calls `ready` once, later and on any thread. That thread has no time to make the answer: `ready`
+// passes that on. Returns false where a Handler has to answer. It does not block.
+using Ready = std::function<void(MakeAnswer make)>;
+using Beginner = std::function<bool(const std::shared_ptr<const Request>& request, Ready ready)>;
+
 // Takes a request and answers it at once or later. It is called on the connection's thread and must
 // not block.
 using RequestTaker = std::function<void(std::shared_ptr<const Request> request, Reply reply)>;

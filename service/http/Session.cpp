@@ -280,10 +280,10 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
 
   // Any thread.
   void OnResponse(Response response, bool head) {
-    asio::post(m_stream.get_executor(), Kept([this, head, response = std::move(response)] {
-                 if (response.stream && !m_stopping) return AnswerWithStream(response);
-                 Answer(response, m_keepAlive, head);
-               }));
+    asio::dispatch(m_stream.get_executor(), Kept([this, head, response = std::move(response)] {
+                     if (response.stream && !m_stopping) return AnswerWithStream(response);
+                     Answer(response, m_keepAlive, head);
+                   }));
   }
 
   void OnReadFailure(error_code error) {

@@ -174,6 +174,14 @@ Response Operations::Handle(const Request& request) {
   return Answer(request, [&] { return Dispatch(request); });
 }
 
+bool Operations::Begin(const std::shared_ptr<const Request>& request, Ready ready) {
+  if (!m_service.begin || Serves(request->target)) return false;
+  return m_service.begin(request,
+                         [this, request, ready = std::move(ready)](const MakeAnswer& make) {
+                           ready([this, request, make] { return Answer(*request, make); });
+                         });
+}
+
 Response Operations::Refuse(unsigned status, const Request& request, const std::string& reason) {
   return Answer(request, [&] { return m_service.refuse(status, request, reason); });
 }

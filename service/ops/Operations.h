@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -51,6 +52,7 @@ class Operations {
     std::function<Load()> load;
     // Of the answers of `handler`; they outlive this object.
     std::vector<const Route*> routes = {};
+    Beginner begin = nullptr;  // none: every request needs the handler
   };
 
   Operations(Store& store, const Log& log, Clock clock, Service service);
@@ -59,6 +61,8 @@ class Operations {
   static bool Serves(const Target& target);
 
   Response Handle(const Request& request);
+  // As Handle(), without a thread that waits: a Beginner.
+  bool Begin(const std::shared_ptr<const Request>& request, Ready ready);
   // As Handle(), for a request whose body is still to come; none when it should come.
   std::optional<Response> RefuseHead(const Request& head);
   Response Refuse(unsigned status, const Request& request, const std::string& reason);

@@ -28,7 +28,8 @@ struct Call {
   Json body = {};                          // for POST and PATCH
   QueryOptions query = {};                 // for GET
   std::shared_ptr<LookUps> lookUps = std::make_shared<LookUps>();
-  std::int64_t account = 0;  // for a registration: the account whose key the request has
+  std::int64_t account = 0;    // for a registration: the account whose key the request has
+  std::string tokenHash = {};  // of the request's token, once the sender was looked for
 };
 
 // The result of an operation: a document, or a text of another type, or neither.

@@ -25,6 +25,10 @@ namespace {
 // The methods of the service as a whole.
 constexpr const char* kMethods = "GET, HEAD, POST, PATCH, DELETE, OPTIONS";
 
+// Bytes of a body that is parsed where connections are served, and then waits for the writer. Those
+// of appliances are smaller but for their first.
+constexpr std::size_t kSmallBody = 4096;
+
 Response OptionsResponse(const std::string& allowed) {
   Response response;
   response.status = 204;
@@ -71,7 +75,10 @@ std::string MethodOf(const Request& request) {
 void Admit(Call& call, const Endpoint& endpoint, Transaction& store) {
   const std::string& token = call.request.token;
   call.owner.reset();
-  if (!token.empty()) call.owner = store.FindSender(Sha256Hex(token));
+  if (!token.empty()) {
+    if (call.tokenHash.empty()) call.tokenHash = Sha256Hex(token);
+    call.owner = store.FindSender(call.tokenHash);
+  }
   if (endpoint.access == Access::kAnyone) return;
   if (!call.owner) {
     throw Refusal(
@@ -83,6 +90,18 @@ void Admit(Call& call, const Endpoint& endpoint, Transaction& store) {
     throw NothingAt(call.target.Path());
   }
 }
+
+// A change that waits for the store.
+struct Begun {
+  explicit Begun(const std::shared_ptr<const Request>& taken)
+      : request(taken), call{*taken, taken->target} {}
+
+  const std::shared_ptr<const Request> request;
+  Call call;
+  const Endpoint* endpoint = nullptr;
+  Route* route = nullptr;
+  Answer answer;
+};
 
 // Whether the query asks for another document than the operation gives.
 bool IsChosen(const QueryOptions& query) {
@@ -116,6 +135,41 @@ RedfishService::RedfishService(Store& store, const Log& log, Accounts& accounts,
 
 Response RedfishService::Handle(const Request& request) {
   return Guarded(request, [&](Place& place) { return Dispatch(request, place); });
+}
+
+bool RedfishService::Begin(const std::shared_ptr<const Request>& request, Ready ready) {
+  const std::string method = MethodOf(*request);
+  if (method == "GET" || request->token.empty() || request->body.size() > kSmallBody) return false;
+  const auto begun = std::make_shared<Begun>(request);
+  Call& call = begun->call;
+  call.tokenHash = Sha256Hex(request->token);
+  if (!m_recent.Has(call.tokenHash)) return false;
+  try {
+    Place place;
+    begun->endpoint = FindOrRefuse(call, method, place);
+    begun->route = place.route;
+    if (begun->endpoint == nullptr || begun->endpoint->before) return false;
+    if (method != "DELETE") call.body = ParseBody(request->body);
+  } catch (const Refusal&) {
+    // Its answer depends on whether the sender is known.
+    return false;
+  }
+  const auto finish = [this, begun, ready = std::move(ready)](const std::exception_ptr& error) {
+    ready([this, begun, error] {
+      if (!begun->call.owner) m_recent.Forget(begun->call.tokenHash);
+      return Guarded(*begun->request, [&](Place& place) {
+        place.route = begun->route;
+        if (error) std::rethrow_exception(error);
+        Tell(begun->answer);
+        return Rendered(begun->answer);
+      });
+    });
+  };
+  return m_store.WriteLater(
+      [this, begun](Transaction& store) {
+        begun->answer = Changed(begun->call, *begun->endpoint, store);
+      },
+      finish);
 }
 
 std::optional<Response> RedfishService::RefuseHead(const Request& head) {
@@ -236,21 +290,25 @@ Response RedfishService::Get(Call& call, const Endpoint& endpoint) {
 // change.
 Response RedfishService::Change(Call& call, const Endpoint& endpoint, const std::string& method) {
   m_store.Read([&](Transaction& store) { Admit(call, endpoint, store); });
+  if (call.owner) m_recent.Add(call.tokenHash);
   if (endpoint.before) endpoint.before(call);
   if (method != "DELETE") call.body = ParseBody(call.request.body);
+  const Answer answer =
+      m_store.Write([&](Transaction& store) { return Changed(call, endpoint, store); });
+  Tell(answer);
+  return Rendered(answer);
+}
+
+Answer RedfishService::Changed(Call& call, const Endpoint& endpoint, Transaction& store) const {
+  Admit(call, endpoint, store);
+  call.lookUps = std::make_shared<LookUps>();
   const Request& request = call.request;
   const bool conditional =
       !request.Header("If-Match").empty() || !request.Header("If-None-Match").empty();
-  const Answer answer = m_store.Write([&](Transaction& store) {
-    Admit(call, endpoint, store);
-    call.lookUps = std::make_shared<LookUps>();
-    if (conditional && (method == "PATCH" || method == "DELETE")) {
-      CheckConditions(request, CurrentTag(call, store));
-    }
-    return endpoint.operation(call, store);
-  });
-  Tell(answer);
-  return Rendered(answer);
+  if (conditional && (request.method == "PATCH" || request.method == "DELETE")) {
+    CheckConditions(request, CurrentTag(call, store));
+  }
+  return endpoint.operation(call, store);
 }
 
 Json RedfishService::Chosen(const Call& call, Transaction& store, const Json& document) const {

@@ -3,6 +3,7 @@
 #define SERVICE_REDFISH_SERVICE_H_
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "service/http/Message.h"
 #include "service/redfish/Call.h"
 #include "service/redfish/Quota.h"
+#include "service/redfish/RecentSenders.h"
 #include "service/redfish/Refusal.h"
 #include "service/store/Store.h"
 #include "service/util/Clock.h"
@@ -20,7 +22,8 @@ namespace cloudservice {
 
 // The Redfish service: it gets requests and returns answers, without sockets. It finds the
 // operation of a request, identifies the sender, runs the operation in a transaction, and writes
-// its answer out. One thread. The store, the log and the accounts outlive it.
+// its answer out. Any thread may call its operations. The store, the log and the accounts outlive
+// it.
 class RedfishService {
  public:
   RedfishService(Store& store, const Log& log, Accounts& accounts, const Clock& clock,
@@ -28,6 +31,9 @@ class RedfishService {
 
   // Answers a request. An exception becomes an error answer and a line in the log.
   Response Handle(const Request& request);
+  // Begins a change of a sender who is known, if it is small: a heartbeat, a document, an event.
+  // All else is for Handle().
+  bool Begin(const std::shared_ptr<const Request>& request, Ready ready);
   // Whether answering takes long because a key has to be checked.
   bool IsSlow(const Request& request) const;
 
@@ -61,6 +67,8 @@ class RedfishService {
   Response Dispatch(const Request& request, Place& place);
   Response Get(Call& call, const Endpoint& endpoint);
   Response Change(Call& call, const Endpoint& endpoint, const std::string& method);
+  // Makes a change; its sender is not checked yet.
+  Answer Changed(Call& call, const Endpoint& endpoint, Transaction& store) const;
   // The document that a GET of the path would answer; null when that would be refused. Made once
   // for each request and path.
   const Json& Fetched(const Call& call, Transaction& store, const std::string& path) const;
@@ -76,6 +84,7 @@ class RedfishService {
   const Clock m_clock;
   Routes m_routes;
   QuotaRefusals m_overQuota;
+  RecentSenders m_recent;
 };
 
 }  // namespace cloudservice

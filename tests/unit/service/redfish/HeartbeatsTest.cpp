@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <future>
+#include <optional>
+
 #include "ServiceTest.h"
 
 namespace cloudservice {
@@ -52,6 +55,75 @@ TEST_F(HeartbeatsTest, Is_taken_without_a_look_at_the_managers_document) {
   EXPECT_EQ(Ask("PATCH", document, token, R"({"A": 1})").status, 204u);
   EXPECT_EQ(Ask("GET", document, token).status, 200u);
   EXPECT_EQ(Ask("GET", "/redfish/v1/Managers/u-1", token).status, 500u);
+}
+
+// A change of an appliance for which no thread waits.
+class BegunTest : public HeartbeatsTest {
+ protected:
+  // The answer; none when a thread has to wait for it.
+  std::optional<Response> Begin(const std::string& method, const std::string& target,
+                                const std::string& body, const std::string& sent) {
+    std::promise<MakeAnswer> made;
+    const auto request =
+        std::make_shared<const Request>(Request{method, target, body, sent, "192.0.2.7"});
+    if (!service->Begin(request, [&](MakeAnswer make) { made.set_value(std::move(make)); })) {
+      return std::nullopt;
+    }
+    return made.get_future().get()();
+  }
+  std::optional<Response> BeginBeat(const std::string& body = R"({"HeartbeatInterval": 90})") {
+    return Begin("POST", "/hb/u-1", body, token);
+  }
+};
+
+TEST_F(BegunTest, Is_answered_as_any_other) {
+  EXPECT_FALSE(BeginBeat()) << "the sender is not known yet";
+  Beat();
+  const std::optional<Response> response = BeginBeat();
+  ASSERT_TRUE(response);
+  EXPECT_EQ(Got(200, *response).at("Count"), 2);
+  EXPECT_EQ(Header(*response, "OData-Version"), "4.0");
+  EXPECT_THAT(lines.back(), EndsWith(" heartbeat 2 from Unit 7 (UUID u-1)"));
+  EXPECT_EQ(Shown().at("Count"), 2);
+}
+
+TEST_F(BegunTest, May_be_any_small_change_of_a_sender_who_is_known) {
+  Beat();
+  const std::string chassis = "/redfish/v1/Chassis/" + Chassis(token);
+  const auto patched = Begin("PATCH", chassis + "/Thermal", R"({"A": 1})", token);
+  ASSERT_TRUE(patched);
+  EXPECT_EQ(patched->status, 204u);
+  EXPECT_EQ(Got(200, Ask("GET", chassis + "/Thermal", token)).at("Oem").at("Quorvan").at("A"), 1);
+  const auto removed = Begin("DELETE", chassis, "", token);
+  ASSERT_TRUE(removed);
+  EXPECT_EQ(removed->status, 204u);
+  const auto elsewhere = Begin("PATCH", chassis + "/Thermal", "{}", token);
+  ASSERT_TRUE(elsewhere);
+  EXPECT_EQ(elsewhere->status, 404u);
+}
+
+TEST_F(BegunTest, Is_refused_to_who_is_not_known_any_more) {
+  Beat();
+  (*store)->DeleteManager("u-1");
+  const std::optional<Response> response = BeginBeat();
+  ASSERT_TRUE(response);
+  EXPECT_EQ(response->status, 401u);
+  EXPECT_FALSE(BeginBeat()) << "it is not taken for one who is known again";
+}
+
+TEST_F(BegunTest, Needs_a_thread_where_it_takes_long_or_nobody_can_say_what_is_wrong) {
+  Beat();
+  const std::string large(5000, ' ');
+  EXPECT_FALSE(BeginBeat(R"({"HeartbeatInterval": 90})" + large));
+  EXPECT_FALSE(BeginBeat("{"));
+  EXPECT_FALSE(Begin("PATCH", "/hb/u-1", "{}", token));
+  EXPECT_FALSE(Begin("GET", "/redfish/v1/Managers/u-1", "", token));
+  EXPECT_FALSE(Begin("POST", "/hb/u-1", R"({"HeartbeatInterval": 90})", ""));
+  EXPECT_FALSE(Begin("POST", kRegistration, R"({"UUID": "u-2"})", token)) << "a key is checked";
+  EXPECT_EQ(Shown().at("Count"), 1);
+  const auto wrong = BeginBeat("{}");
+  ASSERT_TRUE(wrong);
+  EXPECT_EQ(wrong->status, 400u);
 }
 
 TEST_F(HeartbeatsTest, Changes_that_they_make_go_after_ten_minutes) {
