@@ -59,7 +59,7 @@ def test_changes_come_as_they_happen(service, operator):
 def test_daemon_is_seen_live(service, daemon, device):
     service.start()
     operator = Operator(service).is_added()
-    stream = operator.follows()
+    stream = operator.follows().begins()
     daemon.configure(Url=service.url)
     daemon.start()
     assert stream.until("appliance")["uuid"] == UUID
@@ -117,7 +117,7 @@ def test_reader_goes_on_after_a_start_of_the_service(service, operator):
 def test_overdue_appliance_is_told_without_its_doing(service):
     service.start("--http", faketime=clock(50))
     operator = Operator(service).is_added()
-    stream = operator.follows()
+    stream = operator.follows().begins()
     rack(service).beats(30)
     states = []
     while not states or states[-1] != "offline":

@@ -13,6 +13,9 @@ namespace {
 const Sql kBeginRead("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", Sql::Plan::kEachTime);
 const Sql kBeginWrite("BEGIN ISOLATION LEVEL REPEATABLE READ", Sql::Plan::kEachTime);
 const Sql kCommit("COMMIT", Sql::Plan::kEachTime);
+// A commit that waits for a standby cannot be undone any more: after the time for a statement the
+// server would answer as if the standby had it.
+const Sql kNoTimeLimit("SET LOCAL statement_timeout = 0", Sql::Plan::kEachTime);
 const Sql kRollback("ROLLBACK", Sql::Plan::kEachTime);
 
 const Sql kOwn(
@@ -61,6 +64,7 @@ void PostgresTransaction::Defer(const Sql& sql, const Values& values) {
 void PostgresTransaction::Commit() {
   if (!m_begun) return;
   KeepChanges();
+  if (m_mode == Mode::kWrite) m_connection.Defer(kNoTimeLimit);
   const std::string tag = m_connection.Run(kCommit).Tag();
   m_begun = false;
   // The server answers so when a statement of the transaction had failed.

@@ -306,6 +306,21 @@ TEST_F(PostgresStoreTest, Own_change_is_told_when_what_hid_it_has_ended_without_
   EXPECT_THAT(told.Next(1), ElementsAre("v"));
 }
 
+// The server would interrupt a wait for the standby, and answer as if that had the change.
+TEST_F(PostgresStoreTest, Commit_has_no_limit_of_time_at_the_server) {
+  database.Connect().Execute(
+      "CREATE TABLE seen (timeout text); "
+      "CREATE FUNCTION see() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
+      "INSERT INTO seen VALUES (TG_ARGV[0] || current_setting('statement_timeout')); "
+      "RETURN NULL; END $$; "
+      "CREATE TRIGGER at_once AFTER UPDATE ON heartbeat FOR EACH ROW EXECUTE FUNCTION see('work "
+      "'); "
+      "CREATE CONSTRAINT TRIGGER at_commit AFTER UPDATE ON heartbeat DEFERRABLE INITIALLY DEFERRED "
+      "FOR EACH ROW EXECUTE FUNCTION see('commit ')");
+  Beat(store, "u");
+  EXPECT_THAT(Texts("SELECT timeout FROM seen"), ElementsAre("work 30s", "commit 0"));
+}
+
 TEST_F(PostgresStoreTest, Connections_that_were_lost_are_replaced) {
   Beat(store, "u");
   ASSERT_EQ(told.Next(1).size(), 1u);
