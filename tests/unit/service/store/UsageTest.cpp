@@ -10,7 +10,7 @@ namespace cloudservice {
 namespace {
 
 constexpr std::int64_t kDay = 86400;
-constexpr std::int64_t kNoon = 20000 * kDay + kDay / 2;
+constexpr std::int64_t kMidday = 20000 * kDay + kDay / 2;
 
 class UsageTest : public StoreTest {
  protected:
@@ -93,12 +93,12 @@ TEST_F(UsageTest, Is_smaller_once_a_chassis_has_gone) {
 TEST_F(UsageTest, Begins_anew_with_a_registration) {
   store->AddChassis({"c", "u", "{}", 1});
   Put("/1", "{    }", "c");
-  Send(kNoon);
+  Send(kMidday);
   Register("u");
   Expect(1, 2);
   RemoveAll();
   Expect(1, 2);
-  const StoredEvent sent = Send(kNoon);
+  const StoredEvent sent = Send(kMidday);
   EXPECT_EQ(sent.today, 1);
   EXPECT_EQ(sent.kept, 1);
 }
@@ -124,39 +124,39 @@ TEST_F(UsageTest, Two_stores_on_one_database_count_together) {
   other->PutResource({"/2", "u", {}, "{}", 1}, {"/2", "u", {}, 1, {}});
   Expect(3, 6);
   EXPECT_EQ(other->FindUsage("u").documents, 3);
-  Send(kNoon);
-  EXPECT_EQ(other->AddEvent({0, "u", "", "m", "OK", "{}", kNoon}, "m").today, 2);
+  Send(kMidday);
+  EXPECT_EQ(other->AddEvent({0, "u", "", "m", "OK", "{}", kMidday}, "m").today, 2);
 }
 
 TEST_F(UsageTest, Events_are_counted_day_by_day) {
   for (std::int64_t n = 1; n < 4; ++n) {
-    const StoredEvent sent = Send(kNoon + n);
+    const StoredEvent sent = Send(kMidday + n);
     EXPECT_EQ(sent.today, n);
     EXPECT_EQ(sent.kept, n);
   }
-  const StoredEvent next = Send(kNoon + kDay);
+  const StoredEvent next = Send(kMidday + kDay);
   EXPECT_EQ(next.today, 1);
   EXPECT_EQ(next.kept, 4);
-  EXPECT_EQ(Send(kNoon + kDay).kept, 5);
+  EXPECT_EQ(Send(kMidday + kDay).kept, 5);
 }
 
 TEST_F(UsageTest, Day_that_came_back_with_the_clock_does_not_count_on_for_ever) {
-  for (int n = 0; n < 3; ++n) Send(kNoon + 1000 * kDay);
-  EXPECT_LE(Send(kNoon).today, 1);
-  EXPECT_LE(Send(kNoon).today, 2);
+  for (int n = 0; n < 3; ++n) Send(kMidday + 1000 * kDay);
+  EXPECT_LE(Send(kMidday).today, 1);
+  EXPECT_LE(Send(kMidday).today, 2);
 }
 
 TEST_F(UsageTest, Clean_up_makes_room_for_events) {
   store->AddChassis({"c", "u", "{}", 1});
-  Send(kNoon, "Alarm");
-  for (int n = 0; n < 3; ++n) Send(kNoon);
-  EXPECT_EQ(Send(kNoon + 2 * kDay).kept, 5);
-  while (store->RemoveOld({0, kNoon + kDay, 100}).more) {
+  Send(kMidday, "Alarm");
+  for (int n = 0; n < 3; ++n) Send(kMidday);
+  EXPECT_EQ(Send(kMidday + 2 * kDay).kept, 5);
+  while (store->RemoveOld({0, kMidday + kDay, 100}).more) {
   }
   EXPECT_EQ(store->CountEvents("u"), 2) << "that of the open alarm, and the new one";
-  EXPECT_GE(Send(kNoon + 2 * kDay).kept, 3);
+  EXPECT_GE(Send(kMidday + 2 * kDay).kept, 3);
   EXPECT_EQ(store->CountEvents("u"), 3);
-  const StoredEvent next = Send(kNoon + 3 * kDay);
+  const StoredEvent next = Send(kMidday + 3 * kDay);
   EXPECT_EQ(next.kept, 4);
   EXPECT_EQ(next.today, 1);
 }
