@@ -147,6 +147,10 @@ std::unique_ptr<Store> OpenedStore(const Options& options, const Log& log) {
 class Program {
  public:
   Program(const Options& options, const Log& log);
+  // The store may still work for connections that are gone: it ends before what its work uses.
+  ~Program() { m_store->Drain(); }
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
 
   // Serves until a signal comes. Blocks.
   void Run();

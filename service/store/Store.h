@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -73,12 +74,20 @@ class Store {
   // of the store. That holds all other writers up: `finish` must not block or throw. False when as
   // many wait as may; neither is called then.
   bool WriteLater(Unit work, Finish finish) {
+    if (!m_later) return false;
     const auto begun = std::chrono::steady_clock::now();
-    return RunLater(std::move(work),
-                    [this, begun, finish = std::move(finish)](const std::exception_ptr& error) {
-                      m_times.writes.Observe(std::chrono::steady_clock::now() - begun);
-                      finish(error);
-                    });
+    return RunLater(std::move(work), [this, later = m_later, begun,
+                                      finish = std::move(finish)](const std::exception_ptr& error) {
+      m_times.writes.Observe(std::chrono::steady_clock::now() - begun);
+      finish(error);
+    });
+  }
+  // Waits until all that WriteLater() has taken is finished, and what it was given is gone. For the
+  // end: WriteLater() takes nothing any more.
+  void Drain() {
+    const std::future<void> gone = m_later->gone.get_future();
+    m_later.reset();
+    gone.wait();
   }
 
   // Called when ListChanges() may have new changes: once a change is on the disk and before its
@@ -128,7 +137,14 @@ class Store {
     }
   }
 
+  // Whoever is called when a unit of work is finished has a share in it.
+  struct Later {
+    ~Later() { gone.set_value(); }
+    std::promise<void> gone;
+  };
+
   StoreTimes m_times;
+  std::shared_ptr<Later> m_later = std::make_shared<Later>();
   mutable std::mutex m_mutex;
   Listener m_listener;
 };

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <future>
 #include <memory>
@@ -186,6 +187,20 @@ TEST_F(StoreThreadsTest, So_many_and_no_more_wait_for_the_writer_without_a_threa
   EXPECT_EQ(ended, SqliteStore::kMostLater) << "they came before";
   EXPECT_TRUE(one());
   Adds("u-2").get();
+}
+
+TEST_F(StoreThreadsTest, Drained_store_has_finished_what_nobody_waits_for) {
+  Hold();
+  const std::future<void> later = AddsLater("u-1");
+  auto drained = std::async(std::launch::async, [&] {
+    store.Drain();
+    return later.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+  });
+  EXPECT_EQ(drained.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+  Release();
+  EXPECT_TRUE(drained.get());
+  EXPECT_FALSE(store.WriteLater([](Transaction&) {}, [](const std::exception_ptr&) {}));
+  EXPECT_EQ(Managers(), 1);
 }
 
 TEST_F(StoreThreadsTest, Unit_with_which_all_is_undone_is_run_alone_and_so_are_the_others) {
