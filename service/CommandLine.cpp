@@ -158,6 +158,18 @@ void DescribeQuotas(CLI::App& app, Quotas& quotas) {
   add("--quota-events", quotas.events, "N", "How many events of an appliance are kept at most");
 }
 
+void DescribeRetention(CLI::App& app, Options& options) {
+  app.add_option("--retention", options.retention, "How long histories of values are kept")
+      ->type_name("DAYS")
+      ->check(CLI::Range(1, kMaxDays))
+      ->capture_default_str();
+  app.add_option("--event-retention", options.eventRetention,
+                 "How long events are kept; those of open alarms stay")
+      ->type_name("DAYS")
+      ->check(CLI::Range(1, kMaxDays))
+      ->capture_default_str();
+}
+
 void Describe(CLI::App& app, Options& options, std::string& listen) {
   app.set_version_flag("--version", std::string("cloudservice ") + CLOUDSERVICE_VERSION);
   app.add_option(
@@ -201,15 +213,7 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
       ->type_name("SECONDS")
       ->check(CLI::Range(1, 100 * 1000 * 1000))
       ->capture_default_str();
-  app.add_option("--retention", options.retention, "How long histories of values are kept")
-      ->type_name("DAYS")
-      ->check(CLI::Range(1, kMaxDays))
-      ->capture_default_str();
-  app.add_option("--event-retention", options.eventRetention,
-                 "How long events are kept; those of open alarms stay")
-      ->type_name("DAYS")
-      ->check(CLI::Range(1, kMaxDays))
-      ->capture_default_str();
+  DescribeRetention(app, options);
 }
 
 }  // namespace
