@@ -159,7 +159,7 @@ class Program {
   SessionContext ContextOf(const Options& options);
   void Take(const std::shared_ptr<const Request>& request, const Reply& reply);
   Lanes::Lane LaneOf(const Request& request) const;
-  Load LoadNow() const;
+  Load LoadNow();
   void BeginToListen(const Options& options);
   void WaitForSignal();
   void Stop();
@@ -288,10 +288,10 @@ Lanes::Lane Program::LaneOf(const Request& request) const {
   return looks ? Lanes::kLooks : Lanes::kChanges;
 }
 
-Load Program::LoadNow() const {
+Load Program::LoadNow() {
   static constexpr std::array<const char*, Quotas::kKinds> kQuotas = {
       "quota_documents", "quota_bytes", "quota_events_of_day", "quota_events"};
-  Load load = {m_server.Counts(), m_bodies->Taken()};
+  Load load = {m_server.Counts(), m_bodies->Taken(), m_feed.Streams()};
   const QuotaRefusals::Counts overQuotas = m_service.OverQuotas();
   for (std::size_t i = 0; i < kQuotas.size(); ++i) {
     load.refused.emplace_back(kQuotas.at(i), overQuotas.at(i));

@@ -101,6 +101,8 @@ void WriteLoad(MetricsWriter& out, const Load& load, std::size_t writes) {
   out.Sample(std::to_string(load.connections.refusedOfSender), "limit=\"sender\"");
   out.Begin("body_bytes", "gauge", "Bytes of bodies that are being read or answered.");
   out.Sample(Text(load.bodyBytes));
+  out.Begin("streams", "gauge", "Open live streams.");
+  out.Sample(Text(load.streams));
   out.Begin("requests_waiting", "gauge", "Requests that wait for a thread, by lane.");
   for (std::size_t i = 0; i < load.waiting.size(); ++i) {
     out.Sample(Text(load.waiting.at(i)), std::string("lane=\"") + kLanes.at(i) + "\"");

@@ -29,6 +29,7 @@ namespace cloudservice {
 struct Load {
   ConnectionCounts connections;
   std::size_t bodyBytes = 0;                            // of bodies that are being read or answered
+  std::size_t streams = 0;                              // open live streams
   std::array<std::size_t, Lanes::kCount> waiting = {};  // requests, by Lanes::Lane
   // How many requests each limit has refused; by the limit's name, which is of letters and "_".
   std::vector<std::pair<std::string, std::uint64_t>> refused = {};

@@ -2,7 +2,6 @@
 """What is thrown at the service, and that it goes on."""
 
 import contextlib
-import re
 import socket
 import threading
 
@@ -22,11 +21,6 @@ def raw(service):
 def goes_on(service, times=1):
     for _ in range(times):
         assert service.ask("GET", "/healthz") == (200, {"status": "ok"})
-
-
-def connections(service):
-    _, _, text = service._request("GET", "/metrics", "", None)
-    return int(re.search(r"^cloudservice_connections (\d+)$", text.decode(), re.M)[1])
 
 
 @pytest.mark.parametrize("transport", [["--http"], []], ids=["http", "https"])
@@ -79,11 +73,11 @@ def test_thousand_idle_connections_hold_up_nobody(service):
     with contextlib.ExitStack() as stack:
         for _ in range(1000):
             stack.enter_context(raw(service))
-        service.wait_until(lambda: connections(service) > 1000, "all connections")
+        service.wait_until(lambda: service.metric("connections") > 1000, "all connections")
         appliance = Appliance(service, "u-1").has_chassis()
         uri = appliance.keeps("Thermal", {"Name": "a"})
         assert appliance.sends("GET", uri, expected=200)["Name"] == "a"
-    service.wait_until(lambda: connections(service) < 10, "the end of the connections")
+    service.wait_until(lambda: service.metric("connections") < 10, "the end of the connections")
 
 
 def test_floods_of_headers_are_refused(service):
@@ -254,7 +248,7 @@ def test_connection_that_is_dropped_in_an_answer_harms_nobody(service):
                          .encode())
             sock.recv(100)
     goes_on(service)
-    service.wait_until(lambda: connections(service) < 3, "the end of the connections")
+    service.wait_until(lambda: service.metric("connections") < 3, "the end of the connections")
 
 
 def test_huge_answers_to_many_who_do_not_read_hold_up_nobody(service):

@@ -41,9 +41,8 @@ def test_health_and_metrics_are_open(service):
 
 def test_every_line_of_the_metrics_is_of_the_format(service):
     register(service)
-    _, _, text = service._request("GET", "/metrics", "", None)
     sample = re.compile(r'cloudservice_[a-z_]+(\{[a-z]+="[^"\\\n]+"(,[a-z]+="[^"\\\n]+")*\})? \d+(\.\d+)?')
-    lines = text.decode().splitlines()
+    lines = service.metrics().splitlines()
     assert len(lines) > 10
     for line in lines:
         assert sample.fullmatch(line) or re.match("# (HELP|TYPE) cloudservice_[a-z_]+ ", line), line

@@ -55,6 +55,14 @@ class Asked:
         """The same, with the answer's headers instead."""
         return self._request(method, path, token, body, headers)[:2]
 
+    def metrics(self):
+        """The text of the service's metrics."""
+        return self._request("GET", "/metrics", "", None)[2].decode()
+
+    def metric(self, name):
+        """A metric without labels."""
+        return int(re.search(rf"^cloudservice_{name} (\d+)$", self.metrics(), re.M)[1])
+
     def documents(self, path, token):
         """A collection's members, over all its pages, as they stand there: links, or with $expand
         whole documents."""

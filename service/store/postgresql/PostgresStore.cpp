@@ -75,18 +75,21 @@ void RunEach(const Group::Orders& orders, Transaction& shared,
 
 }  // namespace
 
-PostgresStore::PostgresStore(const std::string& url, const Pool::Settings& settings)
+PostgresStore::PostgresStore(const std::string& url, const Pool::Settings& settings,
+                             std::chrono::milliseconds wait)
     : m_pool(url, settings) {
   const std::string shown = ShownUrl(url);
-  const auto connect = [this, shown] {
+  const auto connect = [this, shown](std::chrono::milliseconds most) {
     std::unique_ptr<Connection> connection = m_pool.Make();
-    ShareDatabase(*connection, shown);
+    ShareDatabase(*connection, shown, most);
     return connection;
   };
   try {
-    std::unique_ptr<Connection> first = connect();
+    std::unique_ptr<Connection> first = connect(wait);
     UpgradeSchema(*first, shown);
-    m_watch = std::make_unique<ChangeWatch>(std::move(first), connect, [this] { Tell(); });
+    // It tries again by itself.
+    const auto again = [connect] { return connect(std::chrono::milliseconds(0)); };
+    m_watch = std::make_unique<ChangeWatch>(std::move(first), again, [this] { Tell(); });
   } catch (const ConnectionLost& error) {
     throw DatabaseError("cannot open " + shown + ": " + error.what());
   }

@@ -3,6 +3,7 @@
 #define SERVICE_STORE_POSTGRESQL_POSTGRESSTORE_H_
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -23,8 +24,10 @@ class ChangeWatch;
 // service.
 class PostgresStore : public Store {
  public:
-  // Connects, and brings the schema up to date. Throws DatabaseError, whose text holds no password.
-  explicit PostgresStore(const std::string& url, const Pool::Settings& settings = {});
+  // Connects, and brings the schema up to date. `wait` is how long a copy of the database may take
+  // to end. Throws DatabaseError, whose text holds no password.
+  explicit PostgresStore(const std::string& url, const Pool::Settings& settings = {},
+                         std::chrono::milliseconds wait = std::chrono::seconds(5));
   ~PostgresStore() override;
   PostgresStore(const PostgresStore&) = delete;
   PostgresStore& operator=(const PostgresStore&) = delete;

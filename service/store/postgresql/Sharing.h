@@ -9,13 +9,14 @@
 
 namespace cloudservice::postgresql {
 
-// Stores share a database, and a copy has it for itself, as long as the connection lasts.
+// Stores share a database, and a copy has it for itself, as long as the connection lasts. Both wait
+// up to `wait` for another user to end: the server notices a moment later that one has ended.
 
 // Throws DatabaseError that names `database` when a copy has it.
-void ShareDatabase(Connection& connection, const std::string& database);
+void ShareDatabase(Connection& connection, const std::string& database,
+                   std::chrono::milliseconds wait);
 
-// Throws DatabaseError that names `database` when a store or another copy has it. Waits up to
-// `wait` for that: the server may not have noticed yet that its user has ended.
+// Throws DatabaseError that names `database` when a store or another copy has it.
 void TakeDatabase(Connection& connection, const std::string& database,
                   std::chrono::milliseconds wait);
 

@@ -37,7 +37,7 @@ class OperationsTest : public ServiceTest {
        },
        [this](const Request& head) { return service->RefuseHead(head); },
        [] {
-         return Load{{3, 4, 5}, 6, {7, 8, 9, 10}, {{"quota_bytes", 11}, {"all_streams", 12}}};
+         return Load{{3, 4, 5}, 6, 13, {7, 8, 9, 10}, {{"quota_bytes", 11}, {"all_streams", 12}}};
        },
        service->ListRoutes()}};
 
@@ -189,7 +189,7 @@ TEST_F(OperationsTest, Metrics_count_what_was_answered) {
                         "cloudservice_requests_total{method=\"other\",status=\"404\"} 1\n"));
   for (const char* sample :
        {"connections 3", "connections_refused_total{limit=\"all\"} 4",
-        "connections_refused_total{limit=\"sender\"} 5", "body_bytes 6",
+        "connections_refused_total{limit=\"sender\"} 5", "body_bytes 6", "streams 13",
         "requests_waiting{lane=\"changes\"} 7", "requests_waiting{lane=\"looks\"} 8",
         "requests_waiting{lane=\"sign_ins\"} 9", "requests_waiting{lane=\"health\"} 10",
         "requests_refused_total{limit=\"quota_bytes\"} 11",

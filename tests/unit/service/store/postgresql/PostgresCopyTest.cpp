@@ -60,8 +60,13 @@ TEST(EventDaysTest, Number_that_has_a_day_keeps_it) {
 
 class PostgresCopyTest : public testing::Test {
  protected:
-  std::unique_ptr<CopySide> Server(const PostgresDatabase& of) {
-    return std::make_unique<PostgresSide>(of.Url(), std::chrono::milliseconds(0));
+  // The server notices the end of a connection a moment later: who comes next waits for it.
+  static constexpr std::chrono::milliseconds kLong = std::chrono::minutes(1);
+  static constexpr std::chrono::milliseconds kAtOnce{0};
+
+  std::unique_ptr<CopySide> Server(const PostgresDatabase& of,
+                                   std::chrono::milliseconds wait = kLong) {
+    return std::make_unique<PostgresSide>(of.Url(), wait);
   }
   std::unique_ptr<CopySide> File(const std::string& name) {
     return std::make_unique<SqliteSide>(folder.File(name), MissingFile::kCreate);
@@ -84,7 +89,7 @@ class PostgresCopyTest : public testing::Test {
     FillService(store);
   }
   void FillServer() {
-    PostgresStore store(database.Url());
+    PostgresStore store(database.Url(), {}, kLong);
     FillService(store);
   }
   std::vector<std::string> ToldByFile(const std::string& name) {
@@ -92,7 +97,7 @@ class PostgresCopyTest : public testing::Test {
     return ToldService(store).Lines();
   }
   std::vector<std::string> ToldByServer(const PostgresDatabase& of) {
-    PostgresStore store(of.Url());
+    PostgresStore store(of.Url(), {}, kLong);
     return ToldService(store).Lines();
   }
   std::vector<std::string> Texts(const std::string& query) {
@@ -117,9 +122,9 @@ class PostgresCopyTest : public testing::Test {
       return false;
     }
   }
-  std::string OpeningFails() {
+  std::string OpeningFails(std::chrono::milliseconds wait = kLong) {
     try {
-      PostgresStore store(database.Url());
+      PostgresStore store(database.Url(), {}, wait);
     } catch (const DatabaseError& error) {
       return error.what();
     }
@@ -160,7 +165,7 @@ TEST_F(PostgresCopyTest, Service_goes_on_on_the_server) {
   FillFile();
   const std::int64_t accounts = File("a")->LastNumbers().at("account");
   Copy(File("a"), Server(database));
-  PostgresStore store(database.Url());
+  PostgresStore store(database.Url(), {}, kLong);
   const auto newest = [&] {
     return store.Read([](Transaction& look) {
       LogFilter filter;
@@ -239,7 +244,7 @@ TEST_F(PostgresCopyTest, Day_of_the_next_event_has_a_partition_after_a_clock_tha
   Database(folder.File("a"))
       .Execute("UPDATE sqlite_sequence SET seq = 30000 << 32 WHERE name = 'event'");
   Copy(File("a"), Server(database));
-  PostgresStore store(database.Url());
+  PostgresStore store(database.Url(), {}, kLong);
   const StoredEvent stored = store.Write([](Transaction& work) {
     return work.AddEvent({0, "u", "", "m", "OK", "{}", kNoon}, "m");
   });
@@ -275,7 +280,7 @@ TEST_F(PostgresCopyTest, Copy_to_a_server_that_is_broken_off_anywhere_goes_on) {
     const PostgresDatabase other;
     complete = CopySome(File("a"), Server(other), changes);
     if (!complete) {
-      EXPECT_THROW(PostgresStore store(other.Url()), DatabaseError) << changes;
+      EXPECT_THROW(PostgresStore store(other.Url(), {}, kLong), DatabaseError) << changes;
       Copy(File("a"), Server(other));
     }
     ASSERT_EQ(ToldByServer(other), before) << changes;
@@ -322,7 +327,7 @@ TEST_F(PostgresCopyTest, Source_that_has_changed_since_is_refused) {
   FillServer();
   CopySome(Server(database), File("b"), 20);
   {
-    PostgresStore store(database.Url());
+    PostgresStore store(database.Url(), {}, kLong);
     store.Write([](Transaction& work) { work.AddHeartbeat("u", kNoon + 70, 60, ""); });
   }
   EXPECT_THAT(CopyFails(Server(database), File("b")), HasSubstr("has changed since"));
@@ -331,12 +336,12 @@ TEST_F(PostgresCopyTest, Source_that_has_changed_since_is_refused) {
 TEST_F(PostgresCopyTest, Destination_with_something_in_it_is_refused) {
   FillFile();
   {
-    PostgresStore store(database.Url());
+    PostgresStore store(database.Url(), {}, kLong);
     store.Write([](Transaction& work) { work.AddOperator({0, "o", "h", std::nullopt, 1}); });
   }
   EXPECT_EQ(CopyFails(),
             ShownUrl(database.Url()) + " is not empty, and a copy begins with an empty database");
-  PostgresStore store(database.Url());
+  PostgresStore store(database.Url(), {}, kLong);
 }
 
 TEST_F(PostgresCopyTest, Database_of_another_program_is_refused_on_both_sides) {
@@ -349,7 +354,7 @@ TEST_F(PostgresCopyTest, Database_of_another_program_is_refused_on_both_sides) {
 
 TEST_F(PostgresCopyTest, Newer_schema_is_refused_on_both_sides) {
   FillFile();
-  { PostgresStore store(database.Url()); }
+  { PostgresStore store(database.Url(), {}, kLong); }
   database.Connect().Execute("UPDATE cloudservice_schema SET version = version + 1");
   const std::string why = ShownUrl(database.Url()) + " was written by a newer cloudservice";
   EXPECT_THAT(CopyFails(), StartsWith(why));
@@ -369,15 +374,15 @@ TEST_F(PostgresCopyTest, Nobody_uses_source_or_destination_meanwhile) {
   FillFile();
   const std::string shown = ShownUrl(database.Url());
   {
-    PostgresStore store(database.Url());
+    PostgresStore store(database.Url(), {}, kLong);
     const std::string why = shown + " is in use by a service, a command or another copy";
-    EXPECT_EQ(CopyFails(), why);
-    EXPECT_EQ(CopyFails(Server(database), File("b")), why);
+    EXPECT_EQ(CopyFails(File("a"), Server(database, kAtOnce)), why);
+    EXPECT_EQ(CopyFails(Server(database, kAtOnce), File("b")), why);
   }
   { const std::unique_ptr<CopySide> ended = Server(database); }
   const std::unique_ptr<CopySide> source = Server(database);
   source->BeginReading();
-  EXPECT_EQ(OpeningFails(), shown + " is being copied");
+  EXPECT_EQ(OpeningFails(kAtOnce), shown + " is being copied");
   // Nor does somebody who asks nobody change it.
   Connection other = database.Connect();
   EXPECT_THAT([&] { other.Execute("SET lock_timeout = 1; DELETE FROM manager"); },
@@ -417,7 +422,7 @@ TEST_F(PostgresCopyTest, Difference_is_found) {
 
 TEST_F(PostgresCopyTest, Only_the_owner_of_the_tables_writes_a_copy) {
   FillFile();
-  { PostgresStore store(database.Url()); }
+  { PostgresStore store(database.Url(), {}, kLong); }
   const std::string role = "clerk_" + database.Name();
   PostgresDatabase::Server().Execute("CREATE ROLE " + role + " LOGIN");
   database.Connect().Execute(
@@ -435,7 +440,7 @@ TEST_F(PostgresCopyTest, Only_the_owner_of_the_tables_writes_a_copy) {
 }
 
 TEST_F(PostgresCopyTest, Every_column_is_known) {
-  { PostgresStore store(database.Url()); }
+  { PostgresStore store(database.Url(), {}, kLong); }
   EXPECT_THAT(
       Texts("SELECT relname || ': ' || string_agg(attname, ' ' ORDER BY attnum) FROM pg_class "
             "JOIN pg_attribute ON attrelid = pg_class.oid AND attnum > 0 AND NOT attisdropped "
