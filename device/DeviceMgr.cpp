@@ -9,7 +9,6 @@
 #include "base/MutexGuard.h"
 #include "device/DataFiles.h"
 #include "device/DeviceMgrState.h"
-#include "device/Poster.h"
 #include "platform/pld/LxProductIdentSeq.h"
 #include "platform/pld/PldConstants.h"
 #include "platform/util/dlog.h"
@@ -246,11 +245,6 @@ bool DeviceMgr::PumpNotifications() {
   while (proxy->DispatchCovs() != 0) {
   }
   return true;
-}
-
-void* DeviceMgr::CloudPoster(void* /*argument*/) {
-  Guarded([] { Poster(*GetInstance()).Run(); });
-  return nullptr;
 }
 
 }  // namespace cloudclient

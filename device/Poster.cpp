@@ -23,6 +23,13 @@ constexpr int kPassSeconds = 5;
 
 }  // namespace
 
+// The manager's member that begins the thread stands here, so that the manager does not know the
+// poster.
+void* DeviceMgr::CloudPoster(void* /*argument*/) {
+  Guarded([] { Poster(*GetInstance()).Run(); });
+  return nullptr;
+}
+
 Poster::Poster(DeviceMgr& mgr) : m_mgr(mgr) {}
 
 void Poster::Run() {

@@ -39,10 +39,6 @@ ROOMS = {
     "service": ("service/redfish", "service/api", "service/page", "service/ops", "service/auth",
                 "service/store", "service/http", "service/json", "service/util"),
 }
-# Circles that there are; one that is gone goes from here as well.
-KNOWN = (
-    ("device/DeviceMgr", "device/Poster"),  # the poster calls members whose place is given
-)
 
 SOURCE = re.compile(r"\.(cpp|h)(\.in)?$")
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]+"([^"]+)"', re.MULTILINE)
@@ -102,26 +98,21 @@ def reached_from(unit, arrows):
     return reached
 
 
-def of_circles(files, known):
+def of_circles(files):
     arrows = {}
     for name, text in files.items():
         unit = SOURCE.sub("", name)
         included = {SOURCE.sub("", other) for other in INCLUDE.findall(text)}
         arrows.setdefault(unit, set()).update(included - {unit})
-    found = circles(arrows)
-    for circle in found:
-        if circle not in known:
-            yield "include each other: " + ", ".join(circle)
-    for circle in known:
-        if circle not in found:
-            yield "no circle any more: " + ", ".join(circle)
+    for circle in circles(arrows):
+        yield "include each other: " + ", ".join(circle)
 
 
-def problems(files, rooms, known):
+def problems(files, rooms):
     """What is wrong with the includes of the files: a dictionary of names and texts."""
     yield from of_table(rooms)
     yield from of_directions(files, rooms)
-    yield from of_circles(files, known)
+    yield from of_circles(files)
 
 
 def main():
@@ -131,7 +122,7 @@ def main():
              for name in listed if SOURCE.search(name)}
     if not files:
         sys.exit("no sources found")
-    found = list(problems(files, ROOMS, KNOWN))
+    found = list(problems(files, ROOMS))
     print("\n".join(found) or f"the includes of {len(files)} files go one way")
     return 1 if found else 0
 
