@@ -59,8 +59,12 @@ class Seeder {
             [this](Transaction& transaction, std::int64_t number) {
               AddAppliance(transaction, number);
             });
-    AddLargeLog();
     AddOld();
+    InParts(m_store, "appliances with alarms", m_options.alarms > 0 ? m_options.appliances : 0,
+            [this](Transaction& transaction, std::int64_t number) {
+              AddAlarms(transaction, IdentityOf(number));
+            });
+    AddLargeLog();
   }
 
  private:
@@ -88,6 +92,9 @@ class Seeder {
         {identity.chassis, identity.uuid, ChassisDocument(identity), manager.registered});
     transaction.AddHeartbeat(identity.uuid, m_now - number % kInterval, kInterval, manager.address);
     PutThermal(transaction, identity, 0, m_now);
+  }
+
+  void AddAlarms(Transaction& transaction, const Identity& identity) const {
     static constexpr std::array<const char*, 3> kSeverities = {"Warning", "Alarm", "Fault"};
     for (std::int64_t i = 0; i < m_options.alarms; ++i) {
       const char* severity = kSeverities.at(static_cast<std::size_t>(i) % kSeverities.size());
@@ -120,8 +127,11 @@ class Seeder {
   void AddLargeLog() {
     if (m_options.largeLog == 0) return;
     const std::int64_t number = m_options.appliances;
-    m_store.Write([&](Transaction& transaction) { AddAppliance(transaction, number); });
     const Identity identity = IdentityOf(number);
+    m_store.Write([&](Transaction& transaction) {
+      AddAppliance(transaction, number);
+      AddAlarms(transaction, identity);
+    });
     InParts(m_store, "events of one appliance", m_options.largeLog,
             [&](Transaction& transaction, std::int64_t turn) {
               const std::int64_t received = m_now - kDay + turn * kDay / m_options.largeLog;
@@ -129,6 +139,8 @@ class Seeder {
             });
   }
 
+  // Before all other events: they arrive in order, and one that comes behind a later one goes when
+  // that one's day goes.
   void AddOld() {
     const std::int64_t old = m_now - kOldDays * kDay;
     InParts(m_store, "old events", m_options.oldEvents,

@@ -36,7 +36,7 @@ def words(options):
 
 
 class Listener(Process):
-    """A server that says where it listens; what it logs goes nowhere."""
+    """A server that says where it listens. What it logs is kept until it has ended well."""
 
     def __init__(self, name, folder, pids=()):
         super().__init__(name, folder)
@@ -49,10 +49,23 @@ class Listener(Process):
         return [self.pid, *self._more_pids]
 
     def start(self, *argv):
-        with open(os.devnull, "wb") as nowhere:
-            self.launch(argv, PLAIN, errors=nowhere)
+        self.launch(argv, PLAIN)
         self.url = self.wait_until(lambda: _READY.search(self.output()), "that it listens").group(1)
         return self
+
+    def close(self):
+        """Ends it; Failed with the end of its log when it ends otherwise than it should."""
+        try:
+            super().close()
+        except AssertionError as problem:
+            raise Failed("\n  ".join([f"{problem}; its log:", *self._last_lines(20)])) from problem
+        for log in self._folder.glob(f"{self.name}.*.err"):
+            log.unlink()
+
+    def _last_lines(self, most):
+        with open(self._path("err"), "rb") as log:
+            log.seek(max(0, log.seek(0, os.SEEK_END) - 200 * most))
+            return log.read().decode("utf-8", "replace").splitlines()[-most:]
 
 
 class Programs:

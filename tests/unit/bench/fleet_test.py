@@ -4,6 +4,7 @@
 
 import pathlib
 import sys
+import tempfile
 import unittest
 
 TOP = pathlib.Path(__file__).resolve().parents[3]
@@ -37,6 +38,27 @@ class Comparison(unittest.TestCase):
             cases.right({"failed": 1, "problems": ["beat of 1: answered 500"]})
         with self.assertRaisesRegex(servers.Failed, "3 without an answer"):
             cases.right({"failed": 3, "problems": []})
+
+
+class Servers(unittest.TestCase):
+    SERVER = """trap 'echo "why it ends" >&2; exit {}' TERM
+        echo listening on http://127.0.0.1:1
+        while :; do sleep 0.01; done"""
+
+    def ended(self, folder, status):
+        server = servers.Listener("server", pathlib.Path(folder))
+        server.start("sh", "-c", self.SERVER.format(status))
+        server.close()
+
+    def test_the_log_of_one_that_ends_badly_is_shown(self):
+        with tempfile.TemporaryDirectory() as folder:
+            with self.assertRaisesRegex(servers.Failed, "status 3, not 0; its log:\n  why it ends$"):
+                self.ended(folder, 3)
+
+    def test_the_log_of_one_that_ends_well_goes(self):
+        with tempfile.TemporaryDirectory() as folder:
+            self.ended(folder, 0)
+            self.assertEqual(list(pathlib.Path(folder).glob("*.err")), [])
 
 
 class GoalsTable(unittest.TestCase):
