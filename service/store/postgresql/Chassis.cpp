@@ -16,7 +16,6 @@ const std::string kOfUuid =
     "FROM chassis JOIN manager ON manager.key = chassis.manager WHERE manager.uuid = $1 ";
 const std::string kWhole = "SELECT id, uuid, document, created, number " + kOfUuid;
 const Sql kChassisById(kWhole + "AND id = $2");
-const Sql kHasChassis("SELECT 1 " + kOfUuid + "AND id = $2");
 const Sql kChassisAfter(kWhole + "AND number > $2 ORDER BY number LIMIT $3");
 const Sql kNamesAfter("SELECT id, number " + kOfUuid + "AND number > $2 ORDER BY number LIMIT $3");
 const Sql kOwnerOfChassis(
@@ -68,10 +67,6 @@ void PostgresTransaction::AddChassis(const ChassisRecord& chassis) {
   ChangeTotals(change);
   NoteDocument(chassis.manager, {DocumentName::Kind::kChassis, chassis.id});
   NoteAppliance(chassis.manager);
-}
-
-bool PostgresTransaction::HasChassis(const std::string& manager, const std::string& id) {
-  return !Run(kHasChassis, {manager, id}).Empty();
 }
 
 std::optional<ChassisRecord> PostgresTransaction::FindChassis(const std::string& manager,

@@ -6,26 +6,6 @@ namespace cloudservice::postgresql {
 
 namespace {
 
-// Members that the document does not have yet, as long as there is room for them.
-const Sql kAddMembers(
-    "INSERT INTO member (manager, chassis, path, name) "
-    "SELECT $1, $2, $3, name FROM unnest($4::text[]) WITH ORDINALITY AS new (name, place) "
-    "WHERE NOT EXISTS (SELECT 1 FROM member WHERE manager = $1 AND path = $3 "
-    "AND member.name = new.name) ORDER BY place "
-    "LIMIT greatest(0, $5 - (SELECT count(*) FROM member WHERE manager = $1 AND path = $3))");
-// Stores the readings of one PATCH, all but those that need not be stored: the last one has the
-// same value and is of the same hour.
-const Sql kAddReadings(
-    "WITH new AS (UPDATE member SET last_time = $3, last_value = sent.value "
-    "FROM unnest($4::text[], $5::text[]) AS sent (name, value) "
-    "WHERE manager = $1 AND path = $2 AND member.name = sent.name "
-    "AND (last_value IS DISTINCT FROM sent.value OR last_time / 3600 <> $3 / 3600) "
-    "RETURNING id, last_value) "
-    "INSERT INTO reading (member, time, value) SELECT id, $3, last_value FROM new");
-// How many of the numbers have a member.
-const Sql kCountKnown(
-    "SELECT count(*) FROM member WHERE manager = $1 AND path = $2 AND name = ANY ($3::text[])");
-
 const std::string kMemberOf = "= (SELECT key FROM manager WHERE uuid = $1) ";
 const Sql kNames("SELECT name FROM member WHERE manager " + kMemberOf +
                      "AND path = $2 AND name >= $3 AND EXISTS "
@@ -45,19 +25,10 @@ const Sql kHistory(
 
 void PostgresTransaction::AddReadings(const Readings& readings) {
   if (readings.numbers.empty()) return;
-  std::vector<std::string> names;
-  std::vector<std::string> values;
-  for (const NumberRecord& number : readings.numbers) {
-    names.push_back(number.member);
-    values.push_back(number.value);
-  }
   const std::int64_t key = Owned(readings.manager);
   m_days.Ensure("reading", DayOf(readings.time));
-  const auto count = static_cast<std::int64_t>(names.size());
-  if (Run(kCountKnown, {key, readings.path, names}).First().Number(0) < count) {
-    Defer(kAddMembers, {key, readings.chassis, readings.path, names, kMaxHistoryMembers});
-  }
-  Run(kAddReadings, {key, readings.path, readings.time, names, values});
+  m_batch.AddReadings(key, readings);
+  ++m_writes;
 }
 
 std::vector<std::string> PostgresTransaction::ListHistoryMembers(

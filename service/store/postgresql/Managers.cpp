@@ -13,10 +13,6 @@ const Sql kManager(
     "JOIN manager_document ON manager_document.manager = key "
     "JOIN heartbeat ON heartbeat.manager = key "
     "LEFT JOIN account ON account.id = manager.account WHERE uuid = $1");
-// A token ends with the account that it was given for.
-const Sql kSender(
-    "SELECT uuid, name, account FROM manager WHERE token_hash = $1 "
-    "AND (account IS NULL OR EXISTS (SELECT 1 FROM account WHERE id = manager.account))");
 const Sql kAddManager(
     "INSERT INTO manager "
     "(uuid, name, token_hash, registered, account, changed, label, documents, bytes) "
@@ -39,10 +35,6 @@ const Sql kPutManagerDocument(
 const Sql kChangeShown(
     "UPDATE manager SET label = left(coalesce(nullif($2, ''), name), 200), model = $3, "
     "serial = $4, firmware = $5, changed = $6 WHERE key = $1");
-const Sql kAddHeartbeat(
-    "UPDATE heartbeat SET count = count + 1, last = $2, interval = $3, late_at = $4, "
-    "offline_at = $5, address = coalesce(nullif($6, ''), address) "
-    "WHERE manager = (SELECT key FROM manager WHERE uuid = $1) RETURNING count");
 
 }  // namespace
 
@@ -85,13 +77,6 @@ std::optional<ManagerRecord> PostgresTransaction::FindManager(const std::string&
   return manager;
 }
 
-std::optional<SenderRecord> PostgresTransaction::FindSender(const std::string& tokenHash) {
-  const Result result = Run(kSender, {tokenHash});
-  if (result.Empty()) return std::nullopt;
-  const Row row = result.First();
-  return SenderRecord{row.Text(0), row.Text(1), row.OptionalNumber(2)};
-}
-
 void PostgresTransaction::SetManagerDocument(const std::string& uuid, const std::string& document,
                                              const Readings& readings) {
   PutDocument(Owned(uuid), document, readings.time);
@@ -123,11 +108,12 @@ bool PostgresTransaction::RemoveManager(const std::string& uuid) {
 
 std::int64_t PostgresTransaction::AddHeartbeat(const std::string& uuid, std::int64_t when,
                                                std::int64_t interval, const std::string& address) {
-  const DueTimes due = DueTimesOf(when, when, interval);
-  const Result result = Run(kAddHeartbeat, {uuid, when, interval, due.late, due.offline, address});
-  if (result.Empty()) return 0;
+  Known* const manager = FindKnown(uuid);
+  if (manager == nullptr) return 0;
+  m_batch.AddHeartbeat(manager->key, when, interval, address);
+  ++m_writes;
   NoteAppliance(uuid);
-  return result.First().Number(0);
+  return ++manager->beats;
 }
 
 }  // namespace cloudservice::postgresql

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <numeric>
 #include <random>
 #include <thread>
 #include <utility>
@@ -56,20 +57,36 @@ bool WasInTheWay(const ServerError& error) {
 // One of the units of work that share a transaction has made it useless.
 struct Undone {};
 
-// Runs all orders. What fails before it has changed anything does no harm to the others.
-void RunEach(const Group::Orders& orders, Transaction& shared,
-             std::vector<std::exception_ptr>& errors) {
-  const auto& transaction = static_cast<PostgresTransaction&>(shared);
-  for (std::size_t i = 0; i < orders.size(); ++i) {
-    const std::size_t before = transaction.Writes();
+// Runs these of the orders, by their places. Returns those that have to be run again. What fails
+// before it has changed anything does no harm to the others.
+std::vector<std::size_t> RunThese(const std::vector<std::size_t>& places,
+                                  const Group::Orders& orders, PostgresTransaction& transaction,
+                                  std::vector<std::exception_ptr>& errors) {
+  std::vector<std::size_t> again;
+  for (const std::size_t place : places) {
+    transaction.BeginNext();
     try {
-      orders[i].work(shared);
+      orders[place].work(transaction);
+    } catch (const AskedLater&) {
+      again.push_back(place);
     } catch (const DatabaseError&) {
       throw Undone();
     } catch (...) {
-      if (transaction.Writes() != before) throw Undone();
-      errors[i] = std::current_exception();
+      if (transaction.HasWritten()) throw Undone();
+      errors[place] = std::current_exception();
     }
+  }
+  return again;
+}
+
+void RunEach(const Group::Orders& orders, PostgresTransaction& transaction,
+             std::vector<std::exception_ptr>& errors) {
+  std::vector<std::size_t> places(orders.size());
+  std::iota(places.begin(), places.end(), 0);
+  for (;;) {
+    places = RunThese(places, orders, transaction, errors);
+    if (places.empty()) return;
+    transaction.LookUpAsked();
   }
 }
 
@@ -190,7 +207,11 @@ void PostgresStore::RunTogether(Group::Orders& orders) {
 bool PostgresStore::TryTogether(const Group::Orders& orders,
                                 std::vector<std::exception_ptr>& errors) {
   try {
-    RunOnce([&](Transaction& shared) { RunEach(orders, shared, errors); }, Mode::kWrite);
+    RunOnce(
+        [&](Transaction& shared) {
+          RunEach(orders, static_cast<PostgresTransaction&>(shared), errors);
+        },
+        Mode::kWrite);
     m_changeFailed = false;
     // The commit counted as one.
     const auto kept = std::count(errors.begin(), errors.end(), nullptr);

@@ -18,8 +18,6 @@ const Sql kCommit("COMMIT", Sql::Plan::kEachTime);
 const Sql kNoTimeLimit("SET LOCAL statement_timeout = 0", Sql::Plan::kEachTime);
 const Sql kRollback("ROLLBACK", Sql::Plan::kEachTime);
 
-const Sql kOwn(
-    "UPDATE manager SET revision = revision + 1 WHERE uuid = $1 RETURNING key, documents, bytes");
 const std::string kSize = "SELECT octet_length(document) AS size FROM ";
 const Sql kCountUsage("UPDATE manager SET (documents, bytes) = (SELECT count(*), sum(size) FROM (" +
                       kSize + "manager_document WHERE manager = $1 UNION ALL " + kSize +
@@ -49,20 +47,31 @@ void PostgresTransaction::Begin() {
   m_connection.Defer(m_mode == Mode::kWrite ? kBeginWrite : kBeginRead);
 }
 
-Result PostgresTransaction::Run(const Sql& sql, const Values& values) {
+void PostgresTransaction::Prepare(const Sql& sql) {
   Begin();
-  if (!sql.IsQuery()) ++m_writes;
+  WriteBatch();
+  if (sql.IsQuery()) return;
+  ++m_writes;
+  Forget();
+}
+
+Result PostgresTransaction::Run(const Sql& sql, const Values& values) {
+  Prepare(sql);
   return m_connection.Run(sql, values);
 }
 
 void PostgresTransaction::Defer(const Sql& sql, const Values& values) {
-  Begin();
-  if (!sql.IsQuery()) ++m_writes;
+  Prepare(sql);
   m_connection.Defer(sql, values);
+}
+
+void PostgresTransaction::WriteBatch() {
+  if (!m_batch.Empty()) m_batch.Write(m_connection);
 }
 
 void PostgresTransaction::Commit() {
   if (!m_begun) return;
+  WriteBatch();
   KeepChanges();
   if (m_mode == Mode::kWrite) m_connection.Defer(kNoTimeLimit);
   const std::string tag = m_connection.Run(kCommit).Tag();
@@ -72,11 +81,13 @@ void PostgresTransaction::Commit() {
 }
 
 std::optional<std::int64_t> PostgresTransaction::Own(const std::string& uuid) {
-  const auto known = m_owned.find(uuid);
-  if (known != m_owned.end()) return known->second;
-  const Result result = Run(kOwn, {uuid});
-  if (result.Empty()) return std::nullopt;
-  return m_owned[uuid] = result.First().Number(0);
+  const auto owned = m_owned.find(uuid);
+  if (owned != m_owned.end()) return owned->second;
+  const Known* const manager = FindKnown(uuid);
+  if (manager == nullptr) return std::nullopt;
+  m_batch.Own(manager->key);
+  ++m_writes;
+  return m_owned[uuid] = manager->key;
 }
 
 std::int64_t PostgresTransaction::Owned(const std::string& uuid) {
@@ -85,15 +96,16 @@ std::int64_t PostgresTransaction::Owned(const std::string& uuid) {
   return *key;
 }
 
-// What makes the manager this unit of work's own says along with it what is kept: a change that
-// follows asks nothing of the server for that.
+// The manager is this unit of work's own from then on: nobody else changes meanwhile what it keeps.
 Usage PostgresTransaction::FindUsage(const std::string& manager) {
-  const Result own = Run(kOwn, {manager});
-  if (own.Empty()) throw DatabaseError("there is no manager " + manager);
-  const Row row = own.First();
-  m_owned[manager] = row.Number(0);
-  if (!row.IsNull(1)) return {row.Number(1), row.Number(2)};
-  const Result counted = Run(kCountUsage, {row.Number(0)});
+  const std::int64_t key = Owned(manager);
+  const Known* known = FindKnown(manager);
+  if (known != nullptr && known->usage) return *known->usage;
+  WriteBatch();
+  m_managers.erase(manager);
+  known = FindKnown(manager);
+  if (known != nullptr && known->usage) return *known->usage;
+  const Result counted = Run(kCountUsage, {key});
   return {counted.First().Number(0), counted.First().Number(1)};
 }
 

@@ -8,9 +8,12 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "service/store/Transaction.h"
+#include "service/store/postgresql/Asked.h"
+#include "service/store/postgresql/Batch.h"
 #include "service/store/postgresql/Connection.h"
 #include "service/store/postgresql/Days.h"
 
@@ -40,8 +43,14 @@ class PostgresTransaction : public Transaction {
   void Commit();
   // Whether it has changed what appliances keep.
   bool Changed() const { return !m_changes.empty(); }
-  // How many statements it has run that are no queries.
-  std::size_t Writes() const { return m_writes; }
+  // Several units of work share the transaction, and the next one begins. Until it has changed
+  // something it may end in AskedLater, and be run again after LookUpAsked().
+  void BeginNext();
+  // Whether the unit of work that began last has changed something.
+  bool HasWritten() const { return m_writes != m_writesBefore; }
+  // Looks up what units of work that ended in AskedLater ask for, all of a kind at once. Throws
+  // DatabaseError.
+  void LookUpAsked();
   // Whether it has added rows to the table of totals.
   bool TotalsChanged() const { return m_totalsChanged; }
 
@@ -144,10 +153,36 @@ class PostgresTransaction : public Transaction {
     std::string severity;
   };
 
-  // Runs a statement inside the transaction, as Connection does.
+  // A manager as it is now.
+  struct Known {
+    std::int64_t key = 0;
+    SenderRecord sender;
+    std::int64_t beats = 0;
+    std::optional<Usage> usage;  // none: not counted yet, or changed since
+  };
+  using InManager = std::pair<std::string, std::string>;  // its UUID, and what is below it
+
+  // Runs a statement inside the transaction, as Connection does, behind the changes that wait. What
+  // is known may be otherwise behind one that is no query.
   Result Run(const Sql& sql, const Values& values = {});
   void Defer(const Sql& sql, const Values& values = {});
   void Begin();
+  void Prepare(const Sql& sql);
+  // Writes the changes that wait.
+  void WriteBatch();
+  void Forget();
+
+  // What was asked for. Where other units of work ask as well, throws AskedLater if it is not known
+  // yet.
+  template <typename Key, typename Found>
+  std::optional<Found> Ask(Asked<Key, Found>& asked, const Key& key);
+  Result LookUp(const Sql& sql, const Values& values);
+  void LookUp(Asked<std::string, SenderRecord>& asked);
+  void LookUp(Asked<InManager, bool>& asked);
+  void LookUp(Asked<InManager, ResourceRecord>& asked);
+  // Null when there is no such manager.
+  Known* FindKnown(const std::string& uuid);
+  Known* Keep(const Row& row);
 
   // The key of a manager whose rows the unit of work is about to change; none when there is no such
   // manager. Another unit of work that does so at the same time conflicts.
@@ -200,8 +235,15 @@ class PostgresTransaction : public Transaction {
   const Mode m_mode;
   bool m_begun = false;
   bool m_totalsChanged = false;
+  bool m_shared = false;
   std::size_t m_writes = 0;
+  std::size_t m_writesBefore = 0;               // the unit of work that began last
   std::map<std::string, std::int64_t> m_owned;  // keys by UUID
+  Batch m_batch;
+  std::map<std::string, Known> m_managers;       // by UUID
+  Asked<std::string, SenderRecord> m_senders;    // by the token's hash
+  Asked<InManager, bool> m_chassis;              // by the identifier
+  Asked<InManager, ResourceRecord> m_resources;  // by the path
   std::vector<Change> m_changes;
 };
 

@@ -7,8 +7,6 @@ namespace cloudservice::postgresql {
 namespace {
 
 const std::string kOfManager = "manager = (SELECT key FROM manager WHERE uuid = $1) ";
-const Sql kResourceByPath("SELECT path, chassis, document, changed FROM resource WHERE " +
-                          kOfManager + "AND path = $2");
 const Sql kHasResource("SELECT 1 FROM resource WHERE " + kOfManager + "AND path = $2");
 const Sql kPathsOfChassis("SELECT path FROM resource WHERE " + kOfManager +
                           "AND chassis = $2 AND path >= $3 ORDER BY path LIMIT $4");
@@ -19,17 +17,6 @@ const Sql kChildren(
     "SELECT path FROM resource WHERE " + kOfManager +
     "AND path >= $2 AND path < $3 AND strpos(substr(path, length($4) + 1), '/') = 0 "
     "ORDER BY path LIMIT $5");
-// What the manager keeps changes with the document.
-const Sql kPutResource(
-    "WITH old AS "
-    "(SELECT octet_length(document) AS size FROM resource WHERE manager = $1 AND path = $2), "
-    "new AS (INSERT INTO resource (manager, path, chassis, document, changed) "
-    "VALUES ($1, $2, $3, $4, $5) ON CONFLICT (manager, path) "
-    "DO UPDATE SET document = excluded.document, changed = excluded.changed "
-    "RETURNING octet_length(document) AS size) "
-    "UPDATE manager SET documents = documents + (old.size IS NULL)::int, "
-    "bytes = bytes + new.size - coalesce(old.size, 0) FROM new LEFT JOIN old ON true "
-    "WHERE key = $1 AND old.size IS DISTINCT FROM new.size");
 
 std::vector<std::string> TextsOf(const Result& result) {
   std::vector<std::string> texts;
@@ -41,14 +28,6 @@ std::vector<std::string> TextsOf(const Result& result) {
 
 bool PostgresTransaction::HasResource(const std::string& manager, const std::string& path) {
   return !Run(kHasResource, {manager, path}).Empty();
-}
-
-std::optional<ResourceRecord> PostgresTransaction::FindResource(const std::string& manager,
-                                                                const std::string& path) {
-  const Result result = Run(kResourceByPath, {manager, path});
-  if (result.Empty()) return std::nullopt;
-  const Row row = result.First();
-  return ResourceRecord{row.Text(0), manager, row.OptionalText(1), row.Text(2), row.Number(3)};
 }
 
 std::vector<std::string> PostgresTransaction::ListResources(
@@ -72,8 +51,13 @@ bool PostgresTransaction::HasChildren(const std::string& manager, const std::str
 }
 
 void PostgresTransaction::PutResource(const ResourceRecord& resource, const Readings& readings) {
-  Defer(kPutResource, {Owned(resource.manager), resource.path, resource.chassis, resource.document,
-                       resource.changed});
+  const std::int64_t key = Owned(resource.manager);
+  if (m_batch.Has(key, resource.path)) WriteBatch();
+  m_batch.PutResource(key, resource);
+  ++m_writes;
+  const auto manager = m_managers.find(resource.manager);
+  if (manager != m_managers.end()) manager->second.usage.reset();
+  if (m_shared) m_resources.known[{resource.manager, resource.path}] = resource;
   AddReadings(readings);
   NoteDocument(resource.manager, {DocumentName::Kind::kResource, resource.path});
 }

@@ -83,6 +83,11 @@ class PostgresStoreTest : public testing::Test {
   static std::int64_t Beat(Store& store, const std::string& uuid) {
     return store.Write([&](Transaction& work) { return work.AddHeartbeat(uuid, 2000, 60, ""); });
   }
+  // A heartbeat that is written before a query, and not only at the end.
+  static void BeatAtOnce(Transaction& work, const std::string& uuid) {
+    work.AddHeartbeat(uuid, 2000, 60, "");
+    work.FindManager(uuid);
+  }
   static std::int64_t AddEvent(Store& store, std::int64_t received,
                                const std::string& severity = "OK") {
     return store.Write([&](Transaction& work) {
@@ -273,6 +278,133 @@ TEST_F(PostgresGroupTest, Are_run_one_by_one_where_one_undoes_what_it_has_change
   EXPECT_EQ(Transactions(), 2u);
 }
 
+// What an appliance's requests are to the store, from its token on.
+class PostgresSendersTest : public PostgresGroupTest {
+ protected:
+  PostgresSendersTest() {
+    // Statements that change heartbeats and documents.
+    database.Connect().Execute(
+        "CREATE TABLE seen (name text); "
+        "CREATE FUNCTION see() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
+        "INSERT INTO seen VALUES (TG_TABLE_NAME); RETURN NULL; END $$; "
+        "CREATE TRIGGER see AFTER UPDATE ON heartbeat FOR EACH STATEMENT EXECUTE FUNCTION see(); "
+        "CREATE TRIGGER see AFTER INSERT ON resource FOR EACH STATEMENT EXECUTE FUNCTION see()");
+  }
+
+  // The unit of work of a heartbeat; `count` gets its answer, 0 for an unknown token.
+  static Store::Unit Beats(const std::string& token, std::int64_t& count) {
+    return [token, &count](Transaction& work) {
+      const auto sender = work.FindSender(token);
+      count = sender ? work.AddHeartbeat(sender->uuid, 2000, 60, "192.0.2.1") : 0;
+    };
+  }
+  // That of a value, which is added to those that the document has.
+  static Store::Unit Sends(const std::string& token, const std::string& value,
+                           std::int64_t time = 1000) {
+    return [token, value, time](Transaction& work) {
+      const auto sender = work.FindSender(token);
+      const std::string chassis = "c" + sender.value().uuid;
+      if (!work.HasChassis(sender->uuid, chassis)) throw std::runtime_error("no chassis");
+      const auto before = work.FindResource(sender->uuid, "/r");
+      work.FindUsage(sender->uuid);
+      const std::string document = (before ? before->document : "") + value;
+      work.PutResource({"/r", sender->uuid, chassis, document, time},
+                       {"/r", sender->uuid, chassis, time, {{"n", value}}});
+    };
+  }
+  std::string Document(const std::string& uuid) {
+    return store.Read([&](Transaction& look) { return look.FindResource(uuid, "/r")->document; });
+  }
+  std::vector<std::string> History(const std::string& uuid) {
+    std::vector<std::string> values;
+    for (const HistoryValue& one : store.Read([&](Transaction& look) {
+           return look.ListHistory({uuid, "/r", "n", 0, 0, 99});
+         })) {
+      values.push_back(one.value);
+    }
+    return values;
+  }
+  // Has them run together.
+  void RunThem(const std::vector<Store::Unit>& units) {
+    std::vector<std::future<void>> ends;
+    Hold();
+    for (const Store::Unit& unit : units) ends.push_back(Later(unit));
+    Release();
+    for (std::future<void>& end : ends) EXPECT_NO_THROW(end.get());
+  }
+  std::vector<std::string> Statements() { return Texts("SELECT name FROM seen ORDER BY name"); }
+};
+
+TEST_F(PostgresSendersTest, Heartbeats_are_written_by_one_statement_and_each_has_its_count) {
+  std::int64_t first = 0;
+  std::int64_t alone = 0;
+  std::int64_t second = 0;
+  std::int64_t unknown = -1;
+  RunThem({Beats("u", first), Beats("v", alone), Beats("w", unknown), Beats("u", second)});
+  EXPECT_EQ(first, 1);
+  EXPECT_EQ(second, 2);
+  EXPECT_EQ(alone, 1);
+  EXPECT_EQ(unknown, 0);
+  EXPECT_EQ(PostgresGroupTest::Beats("u"), 2);
+  EXPECT_EQ(PostgresGroupTest::Beats("v"), 1);
+  EXPECT_THAT(Statements(), ElementsAre("heartbeat"));
+  EXPECT_EQ(Transactions(), 1u);
+}
+
+TEST_F(PostgresSendersTest, Values_are_written_by_one_statement) {
+  std::int64_t count = 0;
+  RunThem({Sends("u", "1"), Beats("v", count), Sends("v", "2")});
+  EXPECT_EQ(Document("u"), "1");
+  EXPECT_EQ(Document("v"), "2");
+  EXPECT_THAT(History("u"), ElementsAre("1"));
+  EXPECT_THAT(History("v"), ElementsAre("2"));
+  EXPECT_THAT(Statements(), ElementsAre("heartbeat", "resource"));
+  EXPECT_EQ(Transactions(), 1u);
+  store.Write(Sends("u", "3"));
+  store.Write(Sends("v", "2"));
+  EXPECT_THAT(History("u"), ElementsAre("1", "3"));
+  EXPECT_THAT(History("v"), ElementsAre("2")) << "the same within the hour";
+  EXPECT_EQ(store.Write([](Transaction& work) { return work.FindUsage("u").bytes; }), 6);
+}
+
+TEST_F(PostgresSendersTest, One_sees_what_another_has_left) {
+  RunThem({Sends("u", "1"), Sends("u", "2"), Sends("u", "3", 9000)});
+  EXPECT_EQ(Document("u"), "123");
+  EXPECT_THAT(History("u"), ElementsAre("1", "2", "3"));
+  EXPECT_EQ(store.Write([](Transaction& work) { return work.FindUsage("u").bytes; }), 7);
+  EXPECT_EQ(Transactions(), 1u);
+}
+
+TEST_F(PostgresSendersTest, One_finds_no_sender_whom_another_has_removed) {
+  std::int64_t first = -1;
+  std::int64_t last = -1;
+  RunThem({Beats("u", first),
+           [](Transaction& work) {
+             const auto sender = work.FindSender("u");
+             work.DeleteManager(sender.value().uuid);
+           },
+           Beats("u", last)});
+  EXPECT_EQ(first, 1);
+  EXPECT_EQ(last, 0);
+  EXPECT_EQ(Transactions(), 1u);
+}
+
+TEST_F(PostgresSendersTest, One_that_meets_another_transaction_has_the_others_begin_anew) {
+  std::int64_t count = 0;
+  std::int64_t met = 0;
+  int runs = 0;
+  RunThem({Beats("u", count), [&](Transaction& work) {
+             const auto sender = work.FindSender("v");
+             if (++runs == 1) Beat(other, "v");
+             met = work.AddHeartbeat(sender.value().uuid, 2000, 60, "");
+           }});
+  EXPECT_EQ(count, 1);
+  EXPECT_EQ(met, 2);
+  EXPECT_EQ(runs, 2);
+  EXPECT_EQ(PostgresGroupTest::Beats("u"), 1);
+  EXPECT_EQ(PostgresGroupTest::Beats("v"), 2);
+}
+
 TEST_F(PostgresStoreTest, Other_process_is_told_of_a_change) {
   Beat(store, "u");
   EXPECT_THAT(told.Next(1), ElementsAre("u"));
@@ -281,7 +413,7 @@ TEST_F(PostgresStoreTest, Other_process_is_told_of_a_change) {
 TEST_F(PostgresStoreTest, Changes_are_told_in_the_order_in_which_their_transactions_began) {
   PostgresStore third(database.Url());
   store.Write([&](Transaction& work) {
-    work.AddHeartbeat("u", 2000, 60, "");
+    BeatAtOnce(work, "u");
     Beat(third, "v");
     // Nobody sees it before the change that may still come before it.
     EXPECT_LE(Changed(third).size(), 6u);
@@ -298,7 +430,7 @@ TEST_F(PostgresStoreTest, Changes_are_told_in_the_order_in_which_their_transacti
 
 TEST_F(PostgresStoreTest, Own_change_is_told_when_what_hid_it_has_ended_without_a_change) {
   EXPECT_THROW(store.Write([&](Transaction& work) {
-    work.AddHeartbeat("u", 2000, 60, "");
+    BeatAtOnce(work, "u");
     Beat(other, "v");
     throw std::runtime_error("changed its mind");
   }),
