@@ -18,9 +18,14 @@ constexpr std::chrono::milliseconds kLookEvery(1000);
 // While a transaction is under way, whose changes have to be told first.
 constexpr std::chrono::milliseconds kLookAgain(20);
 constexpr std::chrono::milliseconds kConnectAgain(1000);
+// Between two looks at least: many commits make one.
+constexpr std::chrono::milliseconds kPace(10);
 
-const Sql kLatest("SELECT coalesce(max(id), 0) FROM change WHERE id < change_horizon()");
-const Sql kHidden("SELECT 1 FROM change WHERE id >= change_horizon() LIMIT 1");
+// The last change that can be listed, and whether there are others behind it. Asked so, the ends of
+// the index tell it, however many changes the table has.
+const Sql kLatest(
+    "SELECT coalesce((SELECT max(id) FROM change WHERE id < horizon), 0), "
+    "coalesce((SELECT max(id) FROM change) >= horizon, false) FROM change_horizon() AS horizon");
 const Sql kNotify("NOTIFY cloudservice_change", Sql::Plan::kEachTime);
 
 void Wait(int descriptor, std::chrono::milliseconds most) {
@@ -74,16 +79,18 @@ void ChangeWatch::Watch() {
     std::uint64_t woken = 0;
     [[maybe_unused]] const ssize_t taken = read(m_waker, &woken, sizeof(woken));
     if (m_changed.exchange(false)) connection->Run(kNotify);
+    const auto begun = std::chrono::steady_clock::now();
     const bool more = Look(*connection);
+    std::this_thread::sleep_until(begun + kPace);
     connection->WaitForNotification(m_waker, more ? kLookAgain : kLookEvery);
   }
 }
 
 bool ChangeWatch::Look(Connection& connection) {
-  const bool hidden = !connection.Run(kHidden).Empty();
-  const std::int64_t last = connection.Run(kLatest).First().Number(0);
+  const Result latest = connection.Run(kLatest);
+  const std::int64_t last = latest.First().Number(0);
   if (last != std::exchange(m_last, last)) m_teller();
-  return hidden;
+  return latest.First().Truth(1);
 }
 
 }  // namespace cloudservice::postgresql

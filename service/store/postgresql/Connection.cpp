@@ -281,7 +281,19 @@ bool Connection::IsIdle() const {
          PQtransactionStatus(m_connection.get()) == PQTRANS_IDLE;
 }
 
+bool Connection::TakeNotifications() {
+  const int own = PQbackendPID(m_connection.get());
+  bool any = false;
+  while (PGnotify* one = PQnotifies(m_connection.get())) {
+    any = any || one->be_pid != own;
+    PQfreemem(one);
+  }
+  return any;
+}
+
 bool Connection::WaitForNotification(int descriptor, std::chrono::milliseconds most) {
+  // They may have come with the result of a statement.
+  if (TakeNotifications()) return true;
   std::array<struct pollfd, 2> waited = {};
   waited[0].fd = PQsocket(m_connection.get());
   waited[1].fd = descriptor;
@@ -290,12 +302,7 @@ bool Connection::WaitForNotification(int descriptor, std::chrono::milliseconds m
     Lose(std::strerror(errno));
   }
   if (PQconsumeInput(m_connection.get()) == 0) Lose(PQerrorMessage(m_connection.get()));
-  bool any = false;
-  while (PGnotify* one = PQnotifies(m_connection.get())) {
-    PQfreemem(one);
-    any = true;
-  }
-  return any;
+  return TakeNotifications();
 }
 
 std::string ShownUrl(const std::string& url) {

@@ -173,8 +173,8 @@ class Connection {
   bool IsOpen() const { return m_connection != nullptr; }
   // Whether it can be used for another unit of work.
   bool IsIdle() const;
-  // Whether notifications have come since the last call. Blocks until some come, `descriptor` can
-  // be read, or the time is over. Throws ConnectionLost.
+  // Whether notifications of others have come since the last call. Blocks until some come,
+  // `descriptor` can be read, or the time is over. Throws ConnectionLost.
   bool WaitForNotification(int descriptor, std::chrono::milliseconds most);
 
  private:
@@ -188,6 +188,7 @@ class Connection {
   Result Finish();
   // The next result of the server; empty at the end of one statement's results.
   Result Next();
+  bool TakeNotifications();
   void WaitUntilWritten();
   // Waits until the socket can be read or, if asked for, written.
   void WaitForSocket(bool writing);

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Connections to a server, the pool of them, and the schema.
+#include <sys/eventfd.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <memory>
 #include <string>
@@ -106,6 +109,23 @@ TEST_F(PostgresConnectionTest, Much_in_both_directions_does_not_block) {
   const Result last = connection.Run(kEcho, {large, std::int64_t{8}, large});
   EXPECT_EQ(last.First().Number(1), 8);
   EXPECT_EQ(last.First().Text(2), large);
+}
+
+TEST_F(PostgresConnectionTest, Notifications_of_others_count_also_when_they_come_with_a_result) {
+  Connection connection = database.Connect();
+  Connection other = database.Connect();
+  const int nothing = eventfd(0, EFD_CLOEXEC);
+  const auto told = [&] {
+    return connection.WaitForNotification(nothing, std::chrono::milliseconds(0));
+  };
+  connection.Execute("LISTEN told; NOTIFY told");
+  connection.Run(kOwnProcess);
+  EXPECT_FALSE(told()) << "its own";
+  other.Execute("NOTIFY told");
+  connection.Run(kOwnProcess);
+  EXPECT_TRUE(told());
+  EXPECT_FALSE(told());
+  close(nothing);
 }
 
 TEST_F(PostgresConnectionTest, Wrong_url_is_refused_without_showing_it) {
