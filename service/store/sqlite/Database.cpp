@@ -91,6 +91,12 @@ void Database::NoteChange(int code) {
 
 int Database::ChangedRows() const { return sqlite3_total_changes(Handle()) - m_undoneRows; }
 
+// What was undone does not need the disk at the commit, and tells nothing about it.
+void Database::NoteUndone(int before) {
+  m_undoneRows += ChangedRows() - before;
+  m_changedRows = std::min(m_changedRows, before);
+}
+
 void Database::KeepLogSmall() {
   // A log that has begun anew is shorter than before.
   m_emptiedAtPages = std::min(m_emptiedAtPages, m_logPages);
@@ -214,7 +220,7 @@ std::optional<std::int64_t> Statement::OptionalNumber(int column) const {
 
 // A writer takes the lock at the beginning, since SQLite waits for a lock only there.
 DatabaseTransaction::DatabaseTransaction(Database& database, Mode mode)
-    : m_database(database), m_mode(mode) {
+    : m_database(database), m_mode(mode), m_before(database.ChangedRows()) {
   const int code = m_database.Mark(mode == Mode::kWrite ? kBeginWriting : kBegin);
   if (code == SQLITE_DONE) return;
   if (mode == Mode::kWrite) m_database.NoteChange(code);
@@ -229,6 +235,7 @@ DatabaseTransaction::~DatabaseTransaction() {
   } catch (const DatabaseError&) {
     // There is no memory for the statement: closing the database rolls back.
   }
+  m_database.NoteUndone(m_before);
 }
 
 void DatabaseTransaction::Commit() {
@@ -249,9 +256,7 @@ Savepoint::~Savepoint() {
   } catch (const DatabaseError&) {
     // SQLite has rolled back the whole transaction by itself after some errors.
   }
-  // What was undone does not need the disk at the commit, and tells nothing about it.
-  m_database.m_undoneRows += m_database.ChangedRows() - m_before;
-  m_database.m_changedRows = std::min(m_database.m_changedRows, m_before);
+  m_database.NoteUndone(m_before);
 }
 
 void Savepoint::Release() {

@@ -53,6 +53,8 @@ class Database {
   void Execute(const char* script);
   // The number of rows that the last statement changed.
   int Changes() const;
+  // How many rows were changed on this connection, less those whose change was undone.
+  int ChangedRows() const;
   // The key of the row that was inserted last.
   std::int64_t LastInsertId() const;
   // Moves what was committed from the write-ahead log into the database file when the log has grown
@@ -83,8 +85,8 @@ class Database {
   using Prepared = std::unique_ptr<sqlite3_stmt, Finalize>;
 
   void NoteChange(int code);
-  // How many rows were changed on this connection, less those that a Savepoint has undone.
-  int ChangedRows() const;
+  // Tells that the changes were undone since ChangedRows() was `before`.
+  void NoteUndone(int before);
   // A statement that is kept from its last use, or a new one. Keep() takes it back.
   Prepared Prepare(const Sql& sql);
   void Keep(const Sql& sql, Prepared statement);
@@ -155,6 +157,7 @@ class DatabaseTransaction {
  private:
   Database& m_database;
   const Mode m_mode;
+  const int m_before;  // Database::ChangedRows() at the beginning
   bool m_open = true;
 };
 

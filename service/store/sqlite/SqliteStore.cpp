@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <future>
+#include <optional>
 #include <utility>
 
 #include "service/store/Backends.h"
@@ -119,32 +120,36 @@ void SqliteStore::WriteOrders() {
 
 void SqliteStore::Commit(Orders& orders) {
   const std::lock_guard<std::mutex> guard(m_writing);
+  const auto begin = orders.begin();
+  const auto end = orders.end();
+  const bool alone = orders.size() == 1;
+  const bool done =
+      (!alone && TryTogether(begin, end, Undo::kAll)) || TryTogether(begin, end, Undo::kEach);
   // When one order makes SQLite undo everything, the others must not suffer for it.
-  if (!TryTogether(orders.begin(), orders.end()) && orders.size() > 1) {
-    for (auto order = orders.begin(); order != orders.end(); ++order) TryTogether(order, order + 1);
+  if (!done && !alone) {
+    for (auto order = begin; order != end; ++order) TryTogether(order, order + 1, Undo::kEach);
   }
   for (const Order& order : orders) order.finish(order.error);
   m_database.KeepLogSmall();
 }
 
-bool SqliteStore::TryTogether(First first, First end) {
+bool SqliteStore::TryTogether(First first, First end, Undo undo) {
   try {
-    return RunTogether(first, end);
+    return RunTogether(first, end, undo);
   } catch (...) {
     for (auto order = first; order != end; ++order) order->error = std::current_exception();
     return true;
   }
 }
 
-bool SqliteStore::RunTogether(First first, First end) {
+bool SqliteStore::RunTogether(First first, First end, Undo undo) {
   bool changed = false;
   DatabaseTransaction transaction(m_database);
   // Nobody may send a change to who is not well: the next commit, the clean-up's, tells whether the
   // disk takes changes again.
   if (m_database.ChangeFailed()) ChangeNothing();
   for (auto order = first; order != end; ++order) {
-    changed |= RunOne(*order);
-    if (!m_database.InTransaction()) return false;
+    if (!RunOne(*order, undo, changed) || !m_database.InTransaction()) return false;
   }
   {
     const Stopwatch watch(TimesToKeep().commits);
@@ -161,18 +166,20 @@ void SqliteStore::ChangeNothing() {
   for (const std::int64_t one : {1, -1}) Statement(m_database, kTryDisk).Bind(one).Run();
 }
 
-bool SqliteStore::RunOne(Order& order) {
+bool SqliteStore::RunOne(Order& order, Undo undo, bool& changed) {
   order.error = nullptr;
+  const int before = m_database.ChangedRows();
   try {
-    Savepoint savepoint(m_database);
+    std::optional<Savepoint> savepoint;
+    if (undo == Undo::kEach) savepoint.emplace(m_database);
     SqliteTransaction operations(m_database);
     order.work(operations);
-    savepoint.Release();
-    return operations.Changed();
+    if (savepoint) savepoint->Release();
+    changed |= operations.Changed();
   } catch (...) {
     order.error = std::current_exception();
-    return false;
   }
+  return !order.error || m_database.ChangedRows() == before;
 }
 
 std::unique_ptr<Store> OpenSqlite(const std::string& file, MissingFile missing) {

@@ -56,16 +56,19 @@ class SqliteStore : public Store {
   bool Add(Order order, std::size_t most);
   void WriteOrders();
   void Commit(Orders& orders);
-  // Runs the orders and commits them. False when SQLite has undone them all on the way.
-  // RunTogether() throws when the transaction cannot begin or end; TryTogether() gives the reason
-  // to the orders.
+  // Whether what one order has changed can be undone alone. That costs as much as a small order,
+  // and hardly any order fails once it has changed something.
+  enum class Undo { kAll, kEach };
+  // Runs the orders and commits them. False when all are undone and have to be run again: one
+  // failed that cannot be undone alone, or SQLite has undone them on the way. RunTogether() throws
+  // when the transaction cannot begin or end; TryTogether() gives the reason to the orders.
   using First = Orders::iterator;
-  bool TryTogether(First first, First end);
-  bool RunTogether(First first, First end);
+  bool TryTogether(First first, First end, Undo undo);
+  bool RunTogether(First first, First end, Undo undo);
   // Has the transaction write to the disk.
   void ChangeNothing();
-  // True when it has changed what appliances keep.
-  bool RunOne(Order& order);
+  // False when it has failed and its changes are there.
+  bool RunOne(Order& order, Undo undo, bool& changed);
 
   std::unique_ptr<Database> TakeReader();
   void PutReader(std::unique_ptr<Database> reader);

@@ -381,6 +381,24 @@ TEST_F(SqliteStoreTest, Change_that_cannot_begin_has_failed) {
   EXPECT_FALSE(waiting.ChangeFailed());
 }
 
+TEST_F(SqliteStoreTest, Change_that_was_undone_tells_nothing_about_the_disk) {
+  TestStore store(file);
+  Database database(file);
+  Database waiting(file);
+  sqlite3_busy_timeout(waiting.Handle(), 0);
+  {
+    const DatabaseTransaction held(database);
+    EXPECT_THROW(DatabaseTransaction{waiting}, DatabaseError);
+  }
+  {
+    const DatabaseTransaction undone(waiting);
+    waiting.Execute(
+        "INSERT INTO manager (uuid, name, token_hash, registered) VALUES ('u', 'n', 'h', 1)");
+  }
+  DatabaseTransaction(waiting).Commit();
+  EXPECT_TRUE(waiting.ChangeFailed());
+}
+
 TEST_F(StoreTest, Times_of_units_of_work_and_commits_are_kept) {
   const auto store = OpenTested(file, MissingFile::kCreate);
   const auto count = [](const Histogram& histogram) {

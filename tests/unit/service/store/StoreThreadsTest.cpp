@@ -147,6 +147,26 @@ TEST_F(StoreThreadsTest, Unit_that_fails_leaves_the_others_of_its_commit_alone) 
   EXPECT_FALSE(store->FindManager("u-2"));
 }
 
+TEST_F(StoreThreadsTest, Unit_that_fails_before_it_changes_anything_is_not_run_again) {
+  Hold();
+  std::atomic<int> runs = 0;
+  auto first = Writes([&](Transaction& transaction) {
+    ++runs;
+    transaction.AddManager({"u-1", "n", "{}", 1, {}}, "u-1");
+  });
+  AwaitWaiting(1);
+  auto wrong = Writes([&](Transaction& transaction) {
+    ++runs;
+    if (!transaction.FindManager("none")) throw std::runtime_error("refused");
+  });
+  AwaitWaiting(2);
+  Release();
+  EXPECT_NO_THROW(first.get());
+  EXPECT_THROW(wrong.get(), std::runtime_error);
+  EXPECT_EQ(runs, 2);
+  EXPECT_TRUE(store->FindManager("u-1"));
+}
+
 TEST_F(StoreThreadsTest, Units_for_which_nobody_waits_are_committed_with_the_others) {
   Hold();
   auto first = AddsLater("u-1");
