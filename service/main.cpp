@@ -33,6 +33,7 @@
 #include "service/api/Ticker.h"
 #include "service/auth/Accounts.h"
 #include "service/auth/Operators.h"
+#include "service/http/AnswerQueue.h"
 #include "service/http/Lanes.h"
 #include "service/http/Server.h"
 #include "service/http/Tls.h"
@@ -184,6 +185,7 @@ class Program {
   OperatorApi m_api;
   CleanUp m_cleanUp;
   boost::asio::io_context m_io;
+  AnswerQueue m_answers;
   const boost::asio::strand<boost::asio::io_context::executor_type> m_strand;  // of the next four
   boost::asio::signal_set m_signals;
   boost::asio::signal_set m_hangUp;
@@ -217,6 +219,7 @@ Program::Program(const Options& options, const Log& log)
              [this] { m_teller.Post([this] { m_feed.TellChanges(); }); }),
       m_api(*m_store, m_operators, m_feed, log, WallClock, m_tls != nullptr),
       m_cleanUp(*m_store, log, WallClock, RetentionOf(options)),
+      m_answers(m_io, log),
       m_strand(boost::asio::make_strand(m_io)),
       m_signals(m_strand, SIGTERM, SIGINT),
       m_hangUp(m_strand, SIGHUP),
@@ -272,9 +275,7 @@ SessionContext Program::ContextOf(const Options& options) {
 // What the store's writer answers needs no thread of a lane. The answer is made where connections
 // are served: the writer has no time for it.
 void Program::Take(const std::shared_ptr<const Request>& request, const Reply& reply) {
-  const auto ready = [this, reply](const MakeAnswer& make) {
-    boost::asio::post(m_io, [reply, make] { reply(make()); });
-  };
+  const auto ready = [this, reply](MakeAnswer make) { m_answers.Add(std::move(make), reply); };
   if (!m_operations.Begin(request, ready)) m_lanes.Take(request, reply);
 }
 

@@ -162,7 +162,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     m_share.Reset();
     if (m_stopping) return CloseGently();
     if (m_buffer.size() > 0) return ReadHeader();
-    m_buffer.shrink_to_fit();
+    // What a large request took is not kept for the next one.
+    if (m_buffer.capacity() > kReadSize) m_buffer.shrink_to_fit();
     Expire(m_context.limits.idle);
     m_stream.async_read_some(m_buffer.prepare(kReadSize),
                              [self = this->shared_from_this()](error_code error, std::size_t size) {
@@ -176,9 +177,19 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     m_parser.emplace();
     m_parser->header_limit(static_cast<std::uint32_t>(m_context.limits.headerBytes));
     m_parser->body_limit(m_context.limits.bodyBytes);
+    const error_code wrong = ParseBuffered();
+    if (wrong || m_parser->is_header_done()) return OnHeader(wrong);
     Expire(m_context.limits.header);
     http::async_read_header(m_stream, m_buffer, *m_parser,
                             Then([this](error_code error) { OnHeader(error); }));
+  }
+
+  // Parses what has come already: a small request is here as a whole, and needs no operation for
+  // its header and its body. A missing rest is no error.
+  error_code ParseBuffered() {
+    error_code error;
+    if (m_buffer.size() > 0) m_buffer.consume(m_parser->put(m_buffer.data(), error));
+    return error == http::error::need_more ? error_code() : error;
   }
 
   void OnHeader(error_code error) {
@@ -259,6 +270,10 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   }
 
   void ReadBody() {
+    m_parser->eager(true);
+    const error_code wrong = m_parser->is_done() ? error_code() : ParseBuffered();
+    if (wrong) return OnReadFailure(wrong);
+    if (m_parser->is_done()) return OnRequest();
     Expire(m_context.limits.body);
     http::async_read(m_stream, m_buffer, *m_parser, Then([this](error_code error) {
                        if (error) return OnReadFailure(error);

@@ -178,10 +178,9 @@ Response Operations::Handle(const Request& request) {
 
 bool Operations::Begin(const std::shared_ptr<const Request>& request, Ready ready) {
   if (!m_service.begin || Serves(request->target)) return false;
-  return m_service.begin(request,
-                         [this, request, ready = std::move(ready)](const MakeAnswer& make) {
-                           ready([this, request, make] { return Answer(*request, make); });
-                         });
+  return m_service.begin(request, [this, request, ready = std::move(ready)](MakeAnswer make) {
+    ready([this, request, make = std::move(make)] { return Answer(*request, make); });
+  });
 }
 
 Response Operations::Refuse(unsigned status, const Request& request, const std::string& reason) {

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 namespace cloudservice {
 
@@ -65,15 +66,41 @@ std::optional<std::int64_t> Offset(const char*& at) {
   return west ? -seconds : seconds;
 }
 
+std::string HttpDateAnew(time_t when) {
+  // strftime() would write names in the language of the locale.
+  static const char* const kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+  static const char* const kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                        "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  struct tm parts = {};
+  gmtime_r(&when, &parts);
+  char text[64];
+  snprintf(text, sizeof text, "%s, %02d %s %04d %02d:%02d:%02d GMT", kDays[parts.tm_wday],
+           parts.tm_mday, kMonths[parts.tm_mon], parts.tm_year + 1900, parts.tm_hour, parts.tm_min,
+           parts.tm_sec);
+  return text;
+}
+
 }  // namespace
 
 time_t WallClock() { return time(nullptr); }
 
+// Hundreds of lines and answers have the time of one second.
 std::string LogTime(time_t when) {
-  struct tm parts = {};
-  localtime_r(&when, &parts);
-  char text[64];
-  return std::string(text, strftime(text, sizeof text, "%FT%T%z", &parts));
+  struct Last {
+    time_t when;
+    long zone;
+    std::string text;
+  };
+  thread_local Last last = {0, 0, ""};
+  if (last.text.empty() || last.when != when || last.zone != timezone) {
+    struct tm parts = {};
+    localtime_r(&when, &parts);
+    char text[64];
+    last.text.assign(text, strftime(text, sizeof text, "%FT%T%z", &parts));
+    last.when = when;
+    last.zone = timezone;
+  }
+  return last.text;
 }
 
 std::string RedfishTime(time_t when) {
@@ -104,17 +131,9 @@ std::optional<std::int64_t> ParseTime(const std::string& text) {
 }
 
 std::string HttpDate(time_t when) {
-  // strftime() would write names in the language of the locale.
-  static const char* const kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-  static const char* const kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                        "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-  struct tm parts = {};
-  gmtime_r(&when, &parts);
-  char text[64];
-  snprintf(text, sizeof text, "%s, %02d %s %04d %02d:%02d:%02d GMT", kDays[parts.tm_wday],
-           parts.tm_mday, kMonths[parts.tm_mon], parts.tm_year + 1900, parts.tm_hour, parts.tm_min,
-           parts.tm_sec);
-  return text;
+  thread_local std::pair<time_t, std::string> last;
+  if (last.second.empty() || last.first != when) last = {when, HttpDateAnew(when)};
+  return last.second;
 }
 
 }  // namespace cloudservice

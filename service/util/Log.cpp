@@ -14,6 +14,11 @@ namespace {
 
 constexpr std::size_t kMaxLine = 1000;
 constexpr int kPatience = 100;  // milliseconds
+// Bytes of lines that are written at once. A pipe that can be written to has room for them, also
+// with the line about those that were dropped.
+constexpr std::size_t kTogether = 3072;
+
+thread_local Log::Together* g_together = nullptr;
 
 // Whether the byte continues a character of UTF-8.
 bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; }
@@ -46,18 +51,37 @@ void Log::Line(const std::string& text) const {
     line.resize(end);
     line += "...";
   }
-  m_sink(line);
+  const bool waits = g_together != nullptr && &g_together->m_log == this;
+  waits ? g_together->Add(line) : m_sink(line);
 }
 
-void StandardError::Write(const std::string& line) {
+Log::Together::Together(const Log& log) : m_log(log) { g_together = this; }
+
+Log::Together::~Together() {
+  g_together = nullptr;
+  Flush();
+}
+
+void Log::Together::Add(const std::string& line) {
+  if (m_lines.size() + line.size() >= kTogether) Flush();
+  if (!m_lines.empty()) m_lines += '\n';
+  m_lines += line;
+}
+
+void Log::Together::Flush() {
+  if (!m_lines.empty()) m_log.m_sink(m_lines);
+  m_lines.clear();
+}
+
+void StandardError::Write(const std::string& lines) {
   const std::lock_guard<std::mutex> guard(m_mutex);
   // It does not wait a second time for a reader that did not read.
   struct pollfd out = {STDERR_FILENO, POLLOUT, 0};
   if (poll(&out, 1, m_dropped == 0 ? kPatience : 0) == 0) {
-    ++m_dropped;
+    m_dropped += 1 + static_cast<std::uint64_t>(std::count(lines.begin(), lines.end(), '\n'));
     return;
   }
-  std::string whole = line + "\n";
+  std::string whole = lines + "\n";
   if (m_dropped > 0) {
     whole.insert(0, LogTime(m_clock()) + " lines dropped: " + std::to_string(m_dropped) + "\n");
     m_dropped = 0;
@@ -71,6 +95,9 @@ void StandardError::Write(const std::string& line) {
 }
 
 std::string Printable(const std::string& text) {
+  if (std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7f; })) {
+    return text;
+  }
   std::string out;
   out.reserve(text.size());
   for (std::size_t i = 0; i < text.size();) {

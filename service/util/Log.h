@@ -17,19 +17,39 @@ namespace cloudservice {
 // ends in "...".
 class Log {
  public:
-  // Takes each finished line, without its line end. Threads may call it at once.
-  using Sink = std::function<void(const std::string& line)>;
+  // Takes each finished line, without its line end; of a Together several, with line ends between
+  // them. Threads may call it at once.
+  using Sink = std::function<void(const std::string& lines)>;
 
   Log(Sink sink, Clock clock);
 
   void Line(const std::string& text) const;
+
+  // While it lives, the lines of its thread wait and go to the sink together, at the latest when it
+  // ends: many lines cost hardly more than one. One at a time on a thread.
+  class Together {
+   public:
+    explicit Together(const Log& log);
+    ~Together();
+    Together(const Together&) = delete;
+    Together& operator=(const Together&) = delete;
+
+   private:
+    friend class Log;
+    void Add(const std::string& line);
+    void Flush();
+
+    const Log& m_log;
+    std::string m_lines;
+  };
 
  private:
   const Sink m_sink;
   const Clock m_clock;
 };
 
-// Writes each line to standard error, together with its line end. When the reader of standard error
+// Writes each line to standard error, together with its line end; several with line ends between
+// them are written at once. When the reader of standard error
 // stands still, the first Write() waits for it for a tenth of a second; later ones do not wait, and
 // lines are dropped until the reader goes on. The next line is preceded by one that says how many
 // were dropped. Any thread may write.
@@ -37,7 +57,7 @@ class StandardError {
  public:
   explicit StandardError(Clock clock) : m_clock(std::move(clock)) {}
 
-  void Write(const std::string& line);
+  void Write(const std::string& lines);
 
  private:
   const Clock m_clock;

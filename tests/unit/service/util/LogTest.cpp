@@ -109,6 +109,53 @@ TEST_F(LogTest, Lines_that_nobody_reads_stop_nothing) {
   EXPECT_EQ(reader.Take(), "last\n");
 }
 
+TEST_F(LogTest, Dropped_lines_are_counted_one_by_one_also_when_they_come_together) {
+  StandardError out([] { return time_t{1772716029}; });
+  const Reader reader;
+  const std::string line(1000, 'x');
+  std::size_t sent = 0;
+  for (; sent < 1000; sent += 2) out.Write(line + "\n" + line);
+  const std::size_t kept = reader.Take().size() / (line.size() + 1);
+  EXPECT_LT(kept, sent);
+  out.Write("next");
+  EXPECT_EQ(reader.Take(),
+            "2026-03-05T14:07:09+0100 lines dropped: " + std::to_string(sent - kept) + "\nnext\n");
+}
+
+TEST_F(LogTest, Lines_together_go_out_at_once_in_pieces_that_a_pipe_takes) {
+  constexpr std::size_t kPipeTakes = 4096;
+  const std::string text(500, 'x');
+  {
+    const Log::Together together(log);
+    for (int i = 0; i < 20; ++i) log.Line(text);
+    const Log other([this](const std::string& line) { lines.push_back(line); },
+                    [] { return time_t{1772716029}; });
+    lines.clear();
+    other.Line("of another log");
+    EXPECT_EQ(lines.size(), 1u);
+    lines.clear();
+  }
+  ASSERT_EQ(lines.size(), 1u);
+  lines.clear();
+  {
+    const Log::Together together(log);
+    for (int i = 0; i < 20; ++i) log.Line(text);
+  }
+  std::string all;
+  for (const std::string& piece : lines) {
+    EXPECT_LT(piece.size(), kPipeTakes);
+    all += piece + "\n";
+  }
+  const std::string line = "2026-03-05T14:07:09+0100 " + text + "\n";
+  std::string expected;
+  for (int i = 0; i < 20; ++i) expected += line;
+  EXPECT_EQ(all, expected);
+  EXPECT_LT(lines.size(), 10u);
+  lines.clear();
+  log.Line("alone");
+  EXPECT_EQ(lines.size(), 1u);
+}
+
 TEST_F(LogTest, Long_line_ends_between_two_characters) {
   std::string text;
   for (int i = 0; i < 1000; ++i) text += "\xc3\xbc";
@@ -116,6 +163,16 @@ TEST_F(LogTest, Long_line_ends_between_two_characters) {
   const std::string& line = lines.at(0);
   EXPECT_LE(line.size(), 1003u);
   EXPECT_EQ(line.substr(line.size() - 5), "\xc3\xbc...");
+}
+
+TEST_F(LogTest, Times_follow_the_second_and_the_zone) {
+  EXPECT_EQ(LogTime(1772716029), "2026-03-05T14:07:09+0100");
+  EXPECT_EQ(LogTime(1772716030), "2026-03-05T14:07:10+0100");
+  EXPECT_EQ(HttpDate(1772716029), "Thu, 05 Mar 2026 13:07:09 GMT");
+  EXPECT_EQ(HttpDate(1772716030), "Thu, 05 Mar 2026 13:07:10 GMT");
+  setenv("TZ", "EET-2", 1);
+  tzset();
+  EXPECT_EQ(LogTime(1772716030), "2026-03-05T15:07:10+0200");
 }
 
 TEST_F(LogTest, Times_for_redfish_and_http) {
