@@ -70,17 +70,23 @@ const Sql kOfState(Uuids("AND late_at >= ? AND late_at <= ? AND (+label, +uuid) 
 
 const Sql kCountFiltered("SELECT count(*) " + kFiltered);
 
-// Counts the appliances for which one time has come, and those for which it has not, up to a limit.
+// Counts the appliances for which one time has come, and those for which it has not, up to a limit:
+// all of them, and those with an open alarm of a severity.
 struct Counts {
-  explicit Counts(const std::string& time) : due(Of(time + " <= ?1")), others(Of(time + " > ?1")) {}
+  explicit Counts(const std::string& time)
+      : due(Of(time + " <= ?1")),
+        others(Of(time + " > ?1")),
+        dueAlarmed(Of(time + " <= ?1 AND " + Alarmed("?3"))),
+        othersAlarmed(Of(time + " > ?1 AND " + Alarmed("?3"))) {}
 
   const Sql due;
   const Sql others;
+  const Sql dueAlarmed;
+  const Sql othersAlarmed;
 
  private:
   static std::string Of(const std::string& condition) {
-    return "SELECT count(*) FROM (SELECT 1 FROM manager WHERE " + condition + " AND " +
-           Alarmed("?2") + " LIMIT ?3)";
+    return "SELECT count(*) FROM (SELECT 1 FROM manager WHERE " + condition + " LIMIT ?2)";
   }
 };
 
@@ -94,17 +100,23 @@ std::optional<std::int64_t> NumberOf(const std::optional<T>& word) {
 }
 
 // The number of those out of `all` appliances for which the time has come. Mostly that is nearly
-// none or nearly all: the search ends on the side that has fewer.
+// none or nearly all: both sides are counted a bit further in turn, until one of them ends.
 std::int64_t CountDue(Database& database, const Counts& counts, std::int64_t now,
                       std::optional<Severity> severity, std::int64_t all) {
-  const auto count = [&](const Sql& sql, std::int64_t limit) {
+  constexpr std::int64_t kFirst = 256;
+  constexpr std::int64_t kFurther = 4;
+  const auto count = [&](const Sql& sql, std::int64_t most) {
     Statement select(database, sql);
-    select.Bind(now).Bind(NumberOf(severity)).Bind(limit);
+    select.Bind(now).Bind(most);
+    if (severity) select.Bind(NumberOf(severity));
     return select.Step() ? select.Number(0) : 0;
   };
-  const std::int64_t most = all / 2 + 1;
-  const std::int64_t due = count(counts.due, most);
-  return due < most ? due : all - count(counts.others, all);
+  for (std::int64_t most = kFirst;; most *= kFurther) {
+    const std::int64_t due = count(severity ? counts.dueAlarmed : counts.due, most);
+    if (due < most) return due;
+    const std::int64_t others = count(severity ? counts.othersAlarmed : counts.others, most);
+    if (others < most) return all - others;
+  }
 }
 
 void BindFilter(Statement& select, const FleetFilter& filter) {
