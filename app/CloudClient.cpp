@@ -6,8 +6,10 @@
 
 #include "app/CloudClientUnit.h"
 #include "base/CloudCfg.h"
+#include "base/PolicyFile.h"
 #include "device/DeviceMgr.h"
 #include "platform/framework/LxConfigEvent.h"
+#include "platform/util/LocalPath.h"
 #include "platform/util/dlog.h"
 
 namespace cloudclient {
@@ -46,6 +48,16 @@ CloudClient::CloudClient(const char* name) : LxBaseProxyApp(name), m_cfgCloud(Cl
 
 // The singleton goes first: its threads post through the transport.
 CloudClient::~CloudClient() { delete m_deviceMgr; }
+
+bool CloudClient::TakePolicy() {
+  const PolicyReading reading = ReadPolicy(LocalPath(kPolicyFile));
+  if (!reading.problem.empty()) {
+    __dlog_printf(3, kUnit, "%s: %s", "TakePolicy", reading.problem.c_str());
+    return false;
+  }
+  UsePolicy(reading.policy);
+  return true;
+}
 
 int CloudClient::OnStart() {
   LxBaseProxyApp::OnStart();

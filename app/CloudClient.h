@@ -55,6 +55,10 @@ class CloudClient : public LxBaseProxyApp {
   explicit CloudClient(const char* name);
   ~CloudClient() override;
 
+  // Reads the policy file and puts it in force; once, before `Start`. False, with one message, when
+  // there is a file that is no policy: nothing may run then, for it would without what was asked.
+  bool TakePolicy();
+
   // Blocks until the cloud client is enabled or a stop is requested; returns at once when the
   // application is not ready. Always 0.
   int OnStart() override;

@@ -3,10 +3,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <stdexcept>
 #include <thread>
 
 #include "AppTest.h"
+#include "base/PolicyFile.h"
 
 // `main` of the program.
 int CloudClientMain(int argc, char** argv);
@@ -16,6 +18,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::IsEmpty;
 using testing::Not;
 
 class MainTest : public AppTest {
@@ -67,6 +70,29 @@ TEST_F(MainTest, A_run_is_started_stopped_and_destroyed) {
               ElementsAre("cloud.LoadAllChassis", "DeviceMgr::SetPldProxy", "curl_global_init",
                           "DeviceMgr goes", "curl_global_cleanup"));
   EXPECT_EQ(LxBaseKyrosApp::GetInstance(), nullptr);
+}
+
+TEST_F(MainTest, A_policy_is_in_force_when_the_application_starts) {
+  fakes::platform().framework.stop = true;
+  root.Holds(kPolicyFile);
+  std::ofstream(root.Path() + kPolicyFile) << "{\"Transport\": {\"StallSeconds\": 9}}";
+  EXPECT_EQ(Run("cloudclient"), 0);
+  EXPECT_EQ(ThePolicy().transport.stallSeconds, 9);
+  EXPECT_THAT(fakes::platform().framework.calls, Contains("LxBaseApp::Start"));
+  EXPECT_THAT(fakes::platform().log.Lines(), IsEmpty());
+}
+
+// A slip of the pen must not turn off what the site asked for.
+TEST_F(MainTest, A_policy_that_is_none_ends_the_program_with_status_2_before_it_starts) {
+  root.Holds(kPolicyFile);
+  std::ofstream(root.Path() + kPolicyFile) << "{\"Preset\": \"hardned\"}";
+  EXPECT_EQ(Run("cloudclient"), 2);
+  EXPECT_THAT(fakes::platform().framework.calls, IsEmpty());
+  EXPECT_THAT(fakes::platform().log.Lines(),
+              ElementsAre("3 CloudClient TakePolicy: " + root.Path() + kPolicyFile +
+                          ": line 1, column 12: \"Preset\" is none of \"hardened\""));
+  EXPECT_THAT(fakes::curl().transfers, IsEmpty());
+  EXPECT_EQ(steps().All().back(), "curl_global_cleanup");
 }
 
 TEST_F(MainTest, A_lone_argument_is_not_looked_at) {
