@@ -38,6 +38,7 @@ CloudClient::CloudClient(const char* name) : LxBaseProxyApp(name), m_cfgCloud(Cl
   m_deviceMgr = DeviceMgr::GetInstance();
   m_deviceMgr->SetPldProxy(GetPldProxy());
   m_deviceMgr->SetHttpsClient(&m_httpsClient);
+  m_httpsClient.EndWhen([this] { return IsStop(); });
   uint32_t curlCode = 0;
   if (m_httpsClient.InitCurl(curlCode) == kHttpsOk) {
     m_ready = true;

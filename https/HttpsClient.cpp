@@ -4,11 +4,15 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <exception>
-#include <type_traits>
+#include <string_view>
 #include <utility>
 
 #include "base/MutexGuard.h"
+#include "base/Policy.h"
+#include "https/Options.h"
+#include "https/PolicyOptions.h"
 #include "platform/util/NetUtils.h"
 #include "platform/util/dlog.h"
 
@@ -18,6 +22,7 @@ namespace {
 constexpr char kUnit[] = "HttpsClient";
 constexpr int kAttempts = 3;
 constexpr useconds_t kResolvePause = 300000;
+constexpr std::string_view kStatusLine = "HTTP/";
 
 // The buffers of all requests' answers. What an operation leaves here precedes a later answer.
 // Kept: docs/kept-behaviour.md#uncleared-buffers
@@ -36,48 +41,35 @@ size_t ResponseSink(char* data, size_t size, size_t count, void* sink) noexcept 
   return size * count;
 }
 
-// Sets options of a handle in order, up to the first that libcurl refuses.
-class Options {
- public:
-  explicit Options(CURL* handle) : m_handle(handle) {}
+// The same for the header lines. With fresh answers what follows the blank line that ends a header
+// block is left out, unless it begins another: trailers belong to no answer.
+size_t HeaderSink(char* data, size_t size, size_t count, void* sink) noexcept {
+  const std::string& header = *static_cast<const std::string*>(sink);
+  const auto ends = [&header](std::string_view end) {
+    return header.size() >= end.size() &&
+           header.compare(header.size() - end.size(), end.size(), end) == 0;
+  };
+  const bool ended = ends("\n\r\n") || ends("\n\n");
+  const std::string_view line(data, size * count);
+  const bool isTrailer = ended && line.substr(0, kStatusLine.size()) != kStatusLine;
+  if (isTrailer && ThePolicy().transport.freshAnswers) return size * count;
+  return ResponseSink(data, size, count, sink);
+}
 
-  template <typename Value>
-  Options& Set(CURLoption option, Value value) {
-    static_assert(kIsPassedWhole<Value>);
-    if (m_code == CURLE_OK) m_code = curl_easy_setopt(m_handle, option, value);
-    return *this;
-  }
-  // The same for an option whose refusal is ignored.
-  // Kept: docs/kept-behaviour.md#unseen-options
-  template <typename Value>
-  Options& Try(CURLoption option, Value value) {
-    static_assert(kIsPassedWhole<Value>);
-    if (m_code == CURLE_OK) curl_easy_setopt(m_handle, option, value);
-    return *this;
-  }
-  Options& Sink() {
-    return Set(CURLOPT_WRITEFUNCTION, &ResponseSink).Set(CURLOPT_WRITEDATA, &g_responseBody);
-  }
-  Options& HeaderSink() {
-    return Set(CURLOPT_HEADER, 1L)
-        .Set(CURLOPT_HEADERFUNCTION, &ResponseSink)
-        .Set(CURLOPT_HEADERDATA, &g_responseHeader);
-  }
-  // Kept: docs/kept-behaviour.md#no-certificate-check
-  Options& WithoutVerification() {
-    return Set(CURLOPT_SSL_VERIFYPEER, 0L).Set(CURLOPT_SSL_VERIFYHOST, 0L);
-  }
-  CURLcode Code() const { return m_code; }
-  bool Refused() const { return m_code != CURLE_OK; }
+CURLcode SetSink(CURL* handle) {
+  return Options(handle)
+      .Set(CURLOPT_WRITEFUNCTION, &ResponseSink)
+      .Set(CURLOPT_WRITEDATA, &g_responseBody)
+      .Code();
+}
 
- private:
-  // libcurl reads a number as a long.
-  template <typename Value>
-  static constexpr bool kIsPassedWhole = std::is_pointer_v<Value> || std::is_same_v<Value, long>;
-
-  CURL* const m_handle;
-  CURLcode m_code = CURLE_OK;
-};
+CURLcode SetHeaderSink(CURL* handle) {
+  return Options(handle)
+      .Set(CURLOPT_HEADER, 1L)
+      .Set(CURLOPT_HEADERFUNCTION, &HeaderSink)
+      .Set(CURLOPT_HEADERDATA, &g_responseHeader)
+      .Code();
+}
 
 // The header lines of one request, released with it.
 class HeaderList {
@@ -92,9 +84,10 @@ class HeaderList {
     if (longer != nullptr) m_list = longer;
     return *this;
   }
-  // The appliance's own address, not the host of the URL.
+  // The appliance's own address, not the host of the URL, which libcurl gives by itself.
   // Kept: docs/kept-behaviour.md#own-host
   HeaderList& Host() {
+    if (ThePolicy().transport.hostOfUrl) return *this;
     std::string address;
     orv_netutils::GetGlobalAddress(address);
     return Add("Host: " + address);
@@ -113,22 +106,10 @@ class HeaderList {
 CURLcode SetupRequest(CURL* handle, const std::string& url) {
   return Options(handle)
       .Set(CURLOPT_URL, url.c_str())
-      .Sink()
-      .WithoutVerification()
-      .HeaderSink()
+      .All(SetSink)
+      .All(SetVerification)
+      .All(SetHeaderSink)
       .Code();
-}
-
-// Performs a prepared transfer, and again while the host cannot be resolved.
-// Kept: docs/kept-behaviour.md#no-deadlines
-// Kept: docs/kept-behaviour.md#three-attempts
-CURLcode Perform(CURL* handle, void (*logUnresolved)()) {
-  for (int attempt = 1;; ++attempt) {
-    const CURLcode code = curl_easy_perform(handle);
-    if (code != CURLE_COULDNT_RESOLVE_HOST || attempt == kAttempts) return code;
-    logUnresolved();
-    usleep(kResolvePause);
-  }
 }
 
 long ResponseCode(CURL* handle) {
@@ -146,21 +127,27 @@ void HandOut(std::string& responseBody, std::string& responseHeader) {
 }
 
 // The same without the header block, which is cut off by its length. Throws std::out_of_range when
-// it is longer than everything received.
+// it is longer than everything received, but for fresh answers.
 // Kept: docs/kept-behaviour.md#cut-by-length
 void HandOutBody(std::string& responseBody, std::string& responseHeader) {
   HandOut(responseBody, responseHeader);
-  responseBody = responseBody.substr(responseHeader.size());
+  const bool fresh = ThePolicy().transport.freshAnswers;
+  responseBody = responseBody.substr(fresh ? std::min(responseHeader.size(), responseBody.size())
+                                           : responseHeader.size());
 }
 
 }  // namespace
 
-// One request: holds the lock, and within it an easy handle of its own.
+// One request: holds the lock, and within it an easy handle of its own, or the one that is kept.
 // Kept: docs/kept-behaviour.md#one-at-a-time
 class HttpsClient::Request {
  public:
   explicit Request(HttpsClient& client)
-      : m_guard(client.lock), m_client(client), m_opened(client.OpenHandle()) {}
+      : m_guard(client.lock), m_client(client), m_opened(client.OpenHandle()) {
+    if (!ThePolicy().transport.freshAnswers) return;
+    g_responseBody.clear();
+    g_responseHeader.clear();
+  }
   ~Request() { m_client.CloseHandle(); }
   Request(const Request&) = delete;
   Request& operator=(const Request&) = delete;
@@ -174,7 +161,10 @@ class HttpsClient::Request {
   const HttpsResult m_opened;
 };
 
-HttpsClient::~HttpsClient() { curl_global_cleanup(); }
+HttpsClient::~HttpsClient() {
+  if (handle != nullptr) curl_easy_cleanup(handle);
+  curl_global_cleanup();
+}
 
 HttpsResult HttpsClient::InitCurl(uint32_t& curlCode) {
   if (initialised) return kHttpsOk;
@@ -187,14 +177,37 @@ HttpsResult HttpsClient::InitCurl(uint32_t& curlCode) {
 HttpsResult HttpsClient::OpenHandle() {
   if (!initialised) return kHttpsNoHandle;
   // Kept: docs/kept-behaviour.md#new-handle
-  handle = curl_easy_init();
-  return handle == nullptr ? kHttpsNoHandle : kHttpsOk;
+  if (handle == nullptr) {
+    handle = curl_easy_init();
+  } else {
+    curl_easy_reset(handle);
+  }
+  m_reusable = false;
+  if (handle == nullptr) return kHttpsNoHandle;
+  const CURLcode code = SetPolicyOptions(handle, m_isStop);
+  if (code == CURLE_OK) return kHttpsOk;
+  __dlog_printf(3, kUnit, "%s: libcurl refuses what the policy asks (curlres: %u - %s)",
+                "OpenHandle", Number(code), curl_easy_strerror(code));
+  return kHttpsSetupFailed;
 }
 
 HttpsResult HttpsClient::CloseHandle() {
+  if (m_reusable) return kHttpsOk;
   if (handle != nullptr) curl_easy_cleanup(handle);
   handle = nullptr;
   return kHttpsOk;
+}
+
+// Performs the prepared transfer, and again while the host cannot be resolved.
+// Kept: docs/kept-behaviour.md#three-attempts
+CURLcode HttpsClient::Perform(void (*logUnresolved)()) {
+  for (int attempt = 1;; ++attempt) {
+    const CURLcode code = curl_easy_perform(handle);
+    m_reusable = code == CURLE_OK && ThePolicy().transport.keepConnection;
+    if (code != CURLE_COULDNT_RESOLVE_HOST || attempt == kAttempts) return code;
+    logUnresolved();
+    usleep(kResolvePause);
+  }
 }
 
 HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& responseBody,
@@ -204,7 +217,7 @@ HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& r
   if (request.Opened() != kHttpsOk) return request.Opened();
 
   Options options(handle);
-  options.Set(CURLOPT_URL, url.c_str()).Sink().WithoutVerification();
+  options.Set(CURLOPT_URL, url.c_str()).All(SetSink).All(SetVerification);
   HeaderList headers;
   headers.Host()
       .Add("Content-Type: application/json")
@@ -220,10 +233,10 @@ HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& r
   }
   // Nothing is sent, and no failure reported, when one of these is refused.
   // Kept: docs/kept-behaviour.md#unsent-succeeds
-  if (options.HeaderSink().Refused()) return kHttpsOk;
+  if (options.All(SetHeaderSink).Refused()) return kHttpsOk;
 
   const CURLcode code =
-      Perform(handle, [] { __dlog_printf(5, kUnit, "%s: POST DNS fail", "PostJsonDocument"); });
+      Perform([] { __dlog_printf(5, kUnit, "%s: POST DNS fail", "PostJsonDocument"); });
   if (code != CURLE_OK) {
     __dlog_printf(3, kUnit, "%s: HTTP POST failed (curlres: %u - %s)", "PostJsonDocument",
                   Number(code), curl_easy_strerror(code));
@@ -246,11 +259,12 @@ HttpsResult HttpsClient::PatchResource(const std::string& url, const std::string
   const Request request(*this);
   if (request.Opened() != kHttpsOk) return request.Opened();
 
+  // Kept: docs/kept-behaviour.md#unseen-options
   Options options(handle);
   options.Try(CURLOPT_URL, url.c_str())
       .Try(CURLOPT_WRITEFUNCTION, &ResponseSink)
       .Try(CURLOPT_WRITEDATA, &g_responseBody)
-      .WithoutVerification();
+      .All(SetVerification);
   HeaderList headers;
   headers.Host()
       .Token(token)
@@ -259,7 +273,7 @@ HttpsResult HttpsClient::PatchResource(const std::string& url, const std::string
       .AcceptJson();
   options.Set(CURLOPT_HTTPHEADER, headers.Get())
       .Try(CURLOPT_HEADER, 1L)
-      .Try(CURLOPT_HEADERFUNCTION, &ResponseSink)
+      .Try(CURLOPT_HEADERFUNCTION, &HeaderSink)
       .Try(CURLOPT_HEADERDATA, &g_responseHeader)
       .Try(CURLOPT_CUSTOMREQUEST, "PATCH")
       .Set(CURLOPT_POSTFIELDS, document.c_str());
@@ -267,7 +281,7 @@ HttpsResult HttpsClient::PatchResource(const std::string& url, const std::string
 
   // Kept: docs/kept-behaviour.md#patch-named-delete
   const CURLcode code =
-      Perform(handle, [] { __dlog_printf(5, kUnit, "%s: DELETE DNS fail", "PatchResource"); });
+      Perform([] { __dlog_printf(5, kUnit, "%s: DELETE DNS fail", "PatchResource"); });
   if (code != CURLE_OK) {
     __dlog_printf(3, kUnit, "%s: Patch  failed (curlres: %u - %s)", "PatchResource", Number(code),
                   curl_easy_strerror(code));
@@ -310,8 +324,7 @@ HttpsResult HttpsClient::GetAuthDocument(const std::string& url, std::string& re
 
 HttpsResult HttpsClient::PerformGet(CURL* curlHandle, const std::string& url,
                                     std::string& responseBody, std::string& responseHeader) {
-  const CURLcode code =
-      Perform(curlHandle, [] { __dlog_printf(5, kUnit, "%s: GET DNS fail", "PerformGet"); });
+  const CURLcode code = Perform([] { __dlog_printf(5, kUnit, "%s: GET DNS fail", "PerformGet"); });
   if (code != CURLE_OK) {
     __dlog_printf(3, kUnit, "%s: Get(%s) failed (curlres: %u - %s)", "PerformGet", url.c_str(),
                   Number(code), curl_easy_strerror(code));
@@ -351,7 +364,7 @@ HttpsResult HttpsClient::DeleteResource(const std::string& url, const std::strin
 
   // Kept: docs/kept-behaviour.md#delete-to-output
   Options options(handle);
-  options.Set(CURLOPT_URL, url.c_str()).WithoutVerification();
+  options.Set(CURLOPT_URL, url.c_str()).All(SetVerification);
   HeaderList headers;
   headers.Host().Token(token);
   options.Set(CURLOPT_HTTPHEADER, headers.Get()).Set(CURLOPT_CUSTOMREQUEST, "DELETE");
@@ -361,7 +374,7 @@ HttpsResult HttpsClient::DeleteResource(const std::string& url, const std::strin
   }
 
   const CURLcode code =
-      Perform(handle, [] { __dlog_printf(5, kUnit, "%s: DELETE DNS fail", "DeleteResource"); });
+      Perform([] { __dlog_printf(5, kUnit, "%s: DELETE DNS fail", "DeleteResource"); });
   if (code != CURLE_OK) {
     __dlog_printf(3, kUnit, "%s: Delete  failed (curlres: %u - %s)", "DeleteResource", Number(code),
                   curl_easy_strerror(code));

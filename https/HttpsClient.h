@@ -5,8 +5,10 @@
 #include <curl/curl.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "platform/util/LxLinuxMutex.h"
 
@@ -34,7 +36,7 @@ enum : HttpsResult {
 // Every operation blocks for the whole exchange (no time-out is set), may be called from any
 // thread and holds `lock` throughout, so that requests go out one at a time. When locking fails,
 // the request goes out without the lock. URLs, documents and tokens are taken as they are. The
-// server's certificate is not verified.
+// server's certificate is not verified. What of this a policy changes: base/Policy.h.
 // Kept: docs/kept-behaviour.md#unseen-lock
 //
 // Answers come back as two raw texts: the header block (every header line with its CR LF, the
@@ -53,6 +55,10 @@ class HttpsClient {
   // Initialises libcurl once for the process. kHttpsOk, or kHttpsInitFailed; `curlCode` receives
   // libcurl's code, and keeps its value when libcurl was initialised before.
   HttpsResult InitCurl(uint32_t& curlCode);
+
+  // What tells that the process is asked to stop: a request then ends within a second, if the
+  // policy has a deadline. Called on the threads of requests; before the first of them.
+  void EndWhen(std::function<bool()> isStop) { m_isStop = std::move(isStop); }
 
   // POST of a JSON document. `responseBody` receives header block and body together. An empty
   // token sends no token header. On kHttpsPostRefused the answer is handed out all the same. Where
@@ -84,12 +90,15 @@ class HttpsClient {
 
   HttpsResult OpenHandle();
   HttpsResult CloseHandle();
+  CURLcode Perform(void (*logUnresolved)());
   HttpsResult PerformGet(CURL* curlHandle, const std::string& url, std::string& responseBody,
                          std::string& responseHeader);
 
   bool initialised = false;
   CURL* handle = nullptr;
   LxLinuxMutex lock;
+  std::function<bool()> m_isStop;
+  bool m_reusable = false;  // the handle may serve another request
 };
 
 // A flat JSON object of the map's entries in key order, one a line. Nothing is escaped.

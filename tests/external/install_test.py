@@ -74,6 +74,7 @@ class Installed(unittest.TestCase):
         self.assertEqual(unit["Unit"]["StartLimitIntervalSec"], "0")
         self.assertEqual(unit["Service"]["Restart"], "on-failure")
         self.assertEqual(unit["Service"]["RestartSec"], "5")
+        self.assertEqual(unit["Service"]["RestartPreventExitStatus"], "2")
 
     def test_z_whole_tree(self):  # the last one: what follows builds upon this tree
         files = self.install()

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 
 namespace fakes {
 namespace {
@@ -19,35 +20,61 @@ struct Easy {
   const curl_slist* list = nullptr;
   const char* document = nullptr;
   bool includeHeader = false;
+  bool noProgress = true;
+  curl_xferinfo_callback progress = nullptr;
+  void* progressData = nullptr;
 };
 
+void BeginTransfer(Easy& easy) {
+  easy.transfer = std::make_shared<Transfer>();
+  curl().transfers.push_back(easy.transfer);
+}
+
 const char* NameOf(CURLoption option) {
-  switch (option) {
-    case CURLOPT_URL:
-      return "URL";
-    case CURLOPT_WRITEFUNCTION:
-      return "WRITEFUNCTION";
-    case CURLOPT_WRITEDATA:
-      return "WRITEDATA";
-    case CURLOPT_SSL_VERIFYPEER:
-      return "SSL_VERIFYPEER";
-    case CURLOPT_SSL_VERIFYHOST:
-      return "SSL_VERIFYHOST";
-    case CURLOPT_HEADER:
-      return "HEADER";
-    case CURLOPT_HEADERFUNCTION:
-      return "HEADERFUNCTION";
-    case CURLOPT_HEADERDATA:
-      return "HEADERDATA";
-    case CURLOPT_HTTPHEADER:
-      return "HTTPHEADER";
-    case CURLOPT_POSTFIELDS:
-      return "POSTFIELDS";
-    case CURLOPT_CUSTOMREQUEST:
-      return "CUSTOMREQUEST";
-    default:
-      return nullptr;
-  }
+  static const std::map<CURLoption, const char*> names = {
+      {CURLOPT_URL, "URL"},
+      {CURLOPT_WRITEFUNCTION, "WRITEFUNCTION"},
+      {CURLOPT_WRITEDATA, "WRITEDATA"},
+      {CURLOPT_SSL_VERIFYPEER, "SSL_VERIFYPEER"},
+      {CURLOPT_SSL_VERIFYHOST, "SSL_VERIFYHOST"},
+      {CURLOPT_HEADER, "HEADER"},
+      {CURLOPT_HEADERFUNCTION, "HEADERFUNCTION"},
+      {CURLOPT_HEADERDATA, "HEADERDATA"},
+      {CURLOPT_HTTPHEADER, "HTTPHEADER"},
+      {CURLOPT_POSTFIELDS, "POSTFIELDS"},
+      {CURLOPT_CUSTOMREQUEST, "CUSTOMREQUEST"},
+      {CURLOPT_CAINFO, "CAINFO"},
+      {CURLOPT_CAPATH, "CAPATH"},
+      {CURLOPT_PINNEDPUBLICKEY, "PINNEDPUBLICKEY"},
+      {CURLOPT_SSLCERT, "SSLCERT"},
+      {CURLOPT_SSLKEY, "SSLKEY"},
+      {CURLOPT_SSLVERSION, "SSLVERSION"},
+      {CURLOPT_CONNECTTIMEOUT, "CONNECTTIMEOUT"},
+      {CURLOPT_TIMEOUT, "TIMEOUT"},
+      {CURLOPT_LOW_SPEED_LIMIT, "LOW_SPEED_LIMIT"},
+      {CURLOPT_LOW_SPEED_TIME, "LOW_SPEED_TIME"},
+      {CURLOPT_NOSIGNAL, "NOSIGNAL"},
+      {CURLOPT_QUICK_EXIT, "QUICK_EXIT"},
+      {CURLOPT_NOPROGRESS, "NOPROGRESS"},
+      {CURLOPT_XFERINFOFUNCTION, "XFERINFOFUNCTION"},
+      {CURLOPT_XFERINFODATA, "XFERINFODATA"},
+      {CURLOPT_PROXY, "PROXY"},
+      {CURLOPT_NOPROXY, "NOPROXY"},
+      {CURLOPT_PROXYUSERNAME, "PROXYUSERNAME"},
+      {CURLOPT_PROXYPASSWORD, "PROXYPASSWORD"},
+      {CURLOPT_SUPPRESS_CONNECT_HEADERS, "SUPPRESS_CONNECT_HEADERS"},
+  };
+  const auto found = names.find(option);
+  return found == names.end() ? nullptr : found->second;
+}
+
+// Whether the value of an option is a text.
+bool IsText(CURLoption option) {
+  static const std::set<CURLoption> texts = {
+      CURLOPT_URL,    CURLOPT_CUSTOMREQUEST,   CURLOPT_POSTFIELDS,    CURLOPT_CAINFO,
+      CURLOPT_CAPATH, CURLOPT_PINNEDPUBLICKEY, CURLOPT_SSLCERT,       CURLOPT_SSLKEY,
+      CURLOPT_PROXY,  CURLOPT_NOPROXY,         CURLOPT_PROXYUSERNAME, CURLOPT_PROXYPASSWORD};
+  return texts.count(option) != 0;
 }
 
 std::vector<std::string> LinesOf(const curl_slist* list) {
@@ -92,6 +119,15 @@ void Apply(Easy& easy, CURLoption option, long number, void* pointer) {
     case CURLOPT_HEADER:
       easy.includeHeader = number != 0;
       break;
+    case CURLOPT_NOPROGRESS:
+      easy.noProgress = number != 0;
+      break;
+    case CURLOPT_XFERINFOFUNCTION:
+      easy.progress = reinterpret_cast<curl_xferinfo_callback>(pointer);
+      break;
+    case CURLOPT_XFERINFODATA:
+      easy.progressData = pointer;
+      break;
     default:
       break;
   }
@@ -102,10 +138,9 @@ std::string Described(CURLoption option, long number, const void* pointer) {
   const char* const known = NameOf(option);
   const std::string name = known != nullptr ? known : std::to_string(option);
   if (option < CURLOPTTYPE_OBJECTPOINT) return name + "=" + std::to_string(number);
-  if (option == CURLOPT_URL || option == CURLOPT_CUSTOMREQUEST || option == CURLOPT_POSTFIELDS) {
-    return name + "=" + static_cast<const char*>(pointer);
-  }
-  return name;
+  if (!IsText(option)) return name;
+  return name +
+         (pointer == nullptr ? " removed" : "=" + std::string(static_cast<const char*>(pointer)));
 }
 
 bool Deliver(curl_write_callback callback, void* user, std::string bytes) {
@@ -141,6 +176,10 @@ bool DeliverHeader(Easy& easy, const std::string& block, bool trailer) {
 }
 
 CURLcode Play(Easy& easy, const Response& response) {
+  const bool watched = !easy.noProgress && easy.progress != nullptr;
+  if (watched && easy.progress(easy.progressData, 0, 0, 0, 0) != 0) {
+    return CURLE_ABORTED_BY_CALLBACK;
+  }
   if (response.code == CURLE_OK) easy.transfer->status = response.status;
   const bool delivered =
       DeliverHeader(easy, response.header, false) && DeliverWritten(easy, response.body) &&
@@ -227,10 +266,15 @@ void curl_global_cleanup(void) { ++curl().globalCleanups; }
 CURL* curl_easy_init(void) {
   if (curl().initFails) return nullptr;
   fakes::Easy* const easy = new fakes::Easy;
-  easy->transfer = std::make_shared<fakes::Transfer>();
-  curl().transfers.push_back(easy->transfer);
+  fakes::BeginTransfer(*easy);
   ++curl().liveHandles;
   return easy;
+}
+
+void curl_easy_reset(CURL* handle) {
+  fakes::Easy& easy = fakes::EasyOf(handle);
+  easy = fakes::Easy();
+  fakes::BeginTransfer(easy);
 }
 
 // The parentheses keep libcurl's macro of the same name away.
@@ -283,6 +327,8 @@ const char* curl_easy_strerror(CURLcode code) {
       return "Couldn't connect to server";
     case CURLE_WRITE_ERROR:
       return "Failed writing received data to disk/application";
+    case CURLE_ABORTED_BY_CALLBACK:
+      return "Operation was aborted by an application callback";
     case CURLE_SSL_CONNECT_ERROR:
       return "SSL connect error";
     default:

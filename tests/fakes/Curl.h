@@ -25,10 +25,10 @@ struct Response {
   bool tooLong = false;  // the body is longer than any memory
 };
 
-// One easy handle, from curl_easy_init to curl_easy_cleanup.
+// One use of an easy handle: from curl_easy_init or curl_easy_reset on.
 struct Transfer {
   // Options as they were set, refused ones included: "URL=https://...", "SSL_VERIFYPEER=0",
-  // "WRITEFUNCTION"; pointers without a value.
+  // "WRITEFUNCTION", "CAPATH removed"; other pointers than texts without a value.
   std::vector<std::string> options;
   // The list given as HTTPHEADER and the text given as POSTFIELDS, read again at each perform.
   std::vector<std::string> headerLines;

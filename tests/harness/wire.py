@@ -86,18 +86,19 @@ def read_all(link):
     return raw
 
 
-def certificate_pair(certificate, key):
-    """Makes a certificate and its key in these two files."""
+def certificate_pair(certificate, key, *options):
+    """Makes a certificate, by more options of `openssl req`, and its key in these two files."""
     subprocess.run(
         ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
          "-nodes", "-subj", "/CN=server", "-days", "2", "-keyout", str(key),
-         "-out", str(certificate)], check=True, capture_output=True)
+         "-out", str(certificate), *options], check=True, capture_output=True)
 
 
-def tls_context(folder):
-    """A server's side, with a certificate that is made for it in `folder`."""
+def tls_context(folder, *options):
+    """A server's side, with a certificate that is made for it, by more options of `openssl req`:
+    `server.pem` in `folder`."""
     key, certificate = folder / "server.key", folder / "server.pem"
-    certificate_pair(certificate, key)
+    certificate_pair(certificate, key, *options)
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.load_cert_chain(certificate, key)
     return context
@@ -121,6 +122,7 @@ class Server:
         self._tls = tls
         self._lock = threading.Lock()
         self._links = set()
+        self._accepted = 0
         self._listener = None
         self.port = 0
         self.listen()
@@ -131,6 +133,11 @@ class Server:
         self._listener = socket.create_server(("127.0.0.1", self.port), backlog=64)
         self.port = self._listener.getsockname()[1]
         threading.Thread(target=self._accept, args=(self._listener,), daemon=True).start()
+
+    def connections(self):
+        """How many there were."""
+        with self._lock:
+            return self._accepted
 
     def stop_listening(self):
         """Connections that are there go on."""
@@ -166,6 +173,7 @@ class Server:
                     link.close()
                     return
                 self._links.add(link)
+                self._accepted += 1
             threading.Thread(target=self._begin, args=(link,), daemon=True).start()
 
     def _begin(self, link):
