@@ -37,7 +37,23 @@ struct Policy {
     }
   };
 
+  struct Search {
+    bool endAtBase = false;  // device/DataFiles
+  };
+
+  // Of the changes of value that a pass of the poster finds; device/Poster.
+  struct Changes {
+    enum class Deliver {
+      kFirst,   // the one that was queued first
+      kLatest,  // the newest of each point, one PATCH a resource
+      kAll,     // each, in order
+    };
+    Deliver deliver = Deliver::kFirst;
+  };
+
   Transport transport;
+  Changes changes;
+  Search search;
 };
 
 // The policy in force: the kept behaviour until UsePolicy is called. Any thread.

@@ -72,6 +72,13 @@ std::string CheckPins(const json_t* value, std::string& element) {
   return json_array_size(value) == 0 ? "is empty" : "";
 }
 
+Policy::Changes::Deliver DeliverOf(const json_t* value) {
+  using Deliver = Policy::Changes::Deliver;
+  const std::string word = JsonText(value);
+  if (word == "first") return Deliver::kFirst;
+  return word == "all" ? Deliver::kAll : Deliver::kLatest;
+}
+
 using Set = void (*)(Policy&, const json_t*);
 
 constexpr PolicyKey Flag(const char* name, const char* hardened, Set set) {
@@ -132,6 +139,10 @@ const std::vector<PolicyKey>& PolicyKeys() {
            [](Policy& p, const json_t* v) { p.transport.hostOfUrl = json_is_true(v); }),
       Flag("Transport.FreshAnswers", "true",
            [](Policy& p, const json_t* v) { p.transport.freshAnswers = json_is_true(v); }),
+      Word("Changes.Deliver", "|first|latest|all|", "\"first\"", "\"latest\"",
+           [](Policy& p, const json_t* v) { p.changes.deliver = DeliverOf(v); }),
+      Flag("Search.EndAtBase", "true",
+           [](Policy& p, const json_t* v) { p.search.endAtBase = json_is_true(v); }),
   };
   return keys;
 }

@@ -7,6 +7,7 @@
 
 #include <memory>
 
+#include "base/Policy.h"
 #include "platform/pld/PldConstants.h"
 #include "platform/util/LocalPath.h"
 
@@ -44,6 +45,7 @@ bool FindDataFile(const std::string& sequence, const std::string& fileName, std:
       path += fileName;
       return true;
     }
+    if (ThePolicy().search.endAtBase && folder == pld::kDataFolder) return false;
     const size_t slash = folder.rfind('/');
     if (slash != std::string::npos) folder.erase(slash);
     if (folder.empty()) usleep(100000);

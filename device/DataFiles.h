@@ -11,7 +11,8 @@ namespace cloudclient {
 // up to the root. True, and its full path in `path`, a path of the appliance. False, and `path` as
 // it was, for an empty identifier, and for one that begins with a full stop when the file is not
 // found below the data folder of all devices. Does not return otherwise while the file is nowhere
-// on the way up.
+// on the way up; where the policy ends the search, the data folder of all devices is the last that
+// is looked into.
 bool FindDataFile(const std::string& sequence, const std::string& fileName, std::string& path);
 
 }  // namespace cloudclient

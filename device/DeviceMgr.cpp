@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "base/MutexGuard.h"
+#include "base/Policy.h"
 #include "device/DataFiles.h"
 #include "device/DeviceMgrState.h"
 #include "platform/pld/LxProductIdentSeq.h"
@@ -207,7 +208,12 @@ int32_t DeviceMgr::FindPath(int velId, std::string& path, const std::string& fil
   }
   std::string sequence;
   psi->ConvertPsiToStr(sequence);
-  return FindDataFile(sequence, fileName, path) ? 1 : 0;
+  if (FindDataFile(sequence, fileName, path)) return 1;
+  if (ThePolicy().search.endAtBase) {
+    __dlog_printf(3, kUnit, "%s: Failed to find %s of the device %s", "FindPath", fileName.c_str(),
+                  sequence.c_str());
+  }
+  return 0;
 }
 
 void* DeviceMgr::ChangeOfCheckerThread(void* /*argument*/) {

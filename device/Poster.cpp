@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The work of the poster's thread: its rhythm, queued events, the one change of value of a pass.
+// The work of the poster's thread: its rhythm, queued events, the changes of value of a pass.
 #include "device/Poster.h"
 
 #include <unistd.h>
@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/CloudCfg.h"
+#include "base/Policy.h"
 #include "device/DeviceMgr.h"
 #include "device/DeviceMgrState.h"
 #include "platform/pld/LxVelEventUtil.h"
@@ -134,17 +135,52 @@ void Poster::ProcessQueuedCov() {
     __dlog_printf(3, kUnit, "%s: Failed to get the cov list lock", "CloudPoster");
     return;
   }
-  // A pass delivers the change that was queued first and drops the others.
-  // Kept: docs/kept-behaviour.md#first-change
-  const DeviceCov& cov = covs.front();
+  switch (ThePolicy().changes.deliver) {
+    case Policy::Changes::Deliver::kFirst:
+      // A pass delivers the change that was queued first and drops the others.
+      // Kept: docs/kept-behaviour.md#first-change
+      DeliverCov(covs.front());
+      break;
+    case Policy::Changes::Deliver::kLatest:
+      DeliverNewestCovs(covs);
+      break;
+    case Policy::Changes::Deliver::kAll:
+      for (const DeviceCov& cov : covs) {
+        Guarded([&] { DeliverCov(cov); });
+        if (!m_mgr.IsRunning()) return;
+      }
+      break;
+  }
+}
+
+void Poster::DeliverCov(const DeviceCov& cov) {
+  m_mgr.GetPatchMgr().ProcessCOV(cov.word0, static_cast<int32_t>(cov.pointId), cov.extra,
+                                 cov.valueText, m_mgr.GetHttpsClient(), m_chassisId, m_managerId,
+                                 LabelOf(cov));
+}
+
+void Poster::DeliverNewestCovs(const std::vector<DeviceCov>& covs) {
+  std::map<uint32_t, const DeviceCov*> newest;
+  for (const DeviceCov& cov : covs) newest[cov.pointId] = &cov;
+  std::vector<PointChange> changes;
+  changes.reserve(newest.size());
+  for (const auto& [pointId, cov] : newest) {
+    changes.push_back(
+        {cov->word0, static_cast<int32_t>(pointId), cov->extra, ReadingOf(cov->valueText)});
+  }
+  m_mgr.GetPatchMgr().ProcessNewestCOVs(changes, m_mgr.GetHttpsClient(), m_chassisId, m_managerId,
+                                        LabelOf(covs.front()),
+                                        [this] { return m_mgr.IsRunning(); });
+}
+
+// The label of the device that a change is of; empty when it can't be read.
+std::string Poster::LabelOf(const DeviceCov& cov) const {
   std::string label;
   LxPldProxy* const proxy = m_mgr.GetPldProxy();
   if (proxy != nullptr) {
     proxy->GetPointText(label, static_cast<uint16_t>(cov.word0), pld::kLabelPoint, 1, 0, 0, 0, 0);
   }
-  m_mgr.GetPatchMgr().ProcessCOV(cov.word0, static_cast<int32_t>(cov.pointId), cov.extra,
-                                 cov.valueText, m_mgr.GetHttpsClient(), m_chassisId, m_managerId,
-                                 label);
+  return label;
 }
 
 void Poster::ServeAlarmSyncRequest() {

@@ -5,9 +5,11 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace cloudclient {
 
+struct DeviceCov;
 struct DeviceEvent;
 class DeviceMgr;
 
@@ -32,6 +34,9 @@ class Poster {
   void PostQueuedEvents();
   void PostQueuedEvent(const DeviceEvent& event);
   void ProcessQueuedCov();
+  void DeliverCov(const DeviceCov& cov);
+  void DeliverNewestCovs(const std::vector<DeviceCov>& covs);
+  std::string LabelOf(const DeviceCov& cov) const;
   void ServeAlarmSyncRequest();
 
   DeviceMgr& m_mgr;

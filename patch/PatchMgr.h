@@ -6,7 +6,9 @@
 
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "https/HttpsClient.h"
 #include "patch/PatchMap.h"
@@ -16,6 +18,22 @@
 class LxPldProxy;
 
 namespace cloudclient {
+
+// The reading of a change of value: the first 16 bits of its buffer, high byte first on every
+// machine.
+inline uint16_t ReadingOf(const char (&value)[pld::kCovValueSize]) {
+  const auto high = static_cast<unsigned char>(value[0]);
+  const auto low = static_cast<unsigned char>(value[1]);
+  return static_cast<uint16_t>(high << 8 | low);
+}
+
+// A change of a point's value. Of `deviceId` the low 16 bits are used.
+struct PointChange {
+  uint32_t deviceId;
+  int32_t pointId;
+  uint16_t extra;
+  uint16_t reading;
+};
 
 // Sends changes of value of the device's points to the service, as documents of the resources to
 // which a map file assigns the points, and keeps the extremes of seven days.
@@ -86,6 +104,12 @@ class PatchMgr {
                          const char (&value)[pld::kCovValueSize], HttpsClient* client,
                          const std::string& chassisId, const std::string& uuid,
                          const std::string& label);
+  // Delivers the newest changes of several points, one PATCH a resource: takes every reading, then
+  // sends each resource, in ascending order of its name, and the events of its points. As
+  // ProcessCOV for the rest. Ends after the request under way when `goOn` says false.
+  void ProcessNewestCOVs(const std::vector<PointChange>& changes, HttpsClient* client,
+                         const std::string& chassisId, const std::string& uuid,
+                         const std::string& label, const std::function<bool()>& goOn);
   // Sends every resource of the map, in ascending order of its name. Of `deviceId` the low 16 bits
   // are used.
   void SendAllResourcesToCloud(uint32_t deviceId, const std::string& chassisId,
@@ -131,6 +155,10 @@ class PatchMgr {
   int QueryPoint(std::string& text, int32_t deviceId, const int32_t (&args)[kQueryArgs]);
   std::string SecondArgument(uint32_t deviceId, int32_t pointId, const PointPatchEntry& entry,
                              const std::string& first, std::string& arg2Out);
+  PatchResult TakeReading(const PointChange& change, std::string& resourceName,
+                          ResourceUrlEntry& resource);
+  PatchResult SendEventOfChange(const PointChange& change, HttpsClient* client,
+                                const std::string& chassisId, const std::string& label);
   PatchResult SendResource(uint16_t device, const ResourceUrlEntry& resource, HttpsClient* client,
                            const std::string& chassisId, const std::string& uuid);
   std::string OriginOfPoint(int32_t pointId, const std::string& chassisId);

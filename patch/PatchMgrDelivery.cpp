@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Delivery of changes of value as PATCH requests of their resources.
+#include <map>
+
 #include "base/CloudCfg.h"
 #include "patch/PatchMgr.h"
 #include "patch/PatchMgrUnit.h"
@@ -8,14 +10,6 @@
 namespace cloudclient {
 
 namespace {
-
-// The reading of a change of value: the first 16 bits of its buffer, high byte first on every
-// machine.
-uint16_t RawReading(const char (&value)[pld::kCovValueSize]) {
-  const auto high = static_cast<unsigned char>(value[0]);
-  const auto low = static_cast<unsigned char>(value[1]);
-  return static_cast<uint16_t>(high << 8 | low);
-}
 
 // What stands for a resource's tag in its URL.
 std::string IdentifierFor(const ResourceUrlEntry& resource, const std::string& chassisId,
@@ -54,27 +48,73 @@ PatchResult PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t ex
                                  const char (&value)[pld::kCovValueSize], HttpsClient* client,
                                  const std::string& chassisId, const std::string& uuid,
                                  const std::string& label) {
-  const auto name = m_map.PointResources().find(pointId);
+  const PointChange change = {deviceId, pointId, extra, ReadingOf(value)};
+  std::string name;
+  ResourceUrlEntry resource;
+  const PatchResult taken = TakeReading(change, name, resource);
+  if (taken != kPatchOk) return taken;
+  // Kept: docs/kept-behaviour.md#refused-patch-no-event
+  const auto device = static_cast<uint16_t>(deviceId);
+  if (SendResource(device, resource, client, chassisId, uuid) != kPatchOk) return kPatchFailed;
+  return SendEventOfChange(change, client, chassisId, label);
+}
+
+void PatchMgr::ProcessNewestCOVs(const std::vector<PointChange>& changes, HttpsClient* client,
+                                 const std::string& chassisId, const std::string& uuid,
+                                 const std::string& label, const std::function<bool()>& goOn) {
+  struct Due {
+    ResourceUrlEntry resource;
+    std::vector<PointChange> changes;
+  };
+  std::map<std::string, Due> due;
+  for (const PointChange& change : changes) {
+    std::string name;
+    ResourceUrlEntry resource;
+    if (TakeReading(change, name, resource) != kPatchOk) continue;
+    due[name].resource = resource;
+    due[name].changes.push_back(change);
+  }
+  for (const auto& [name, one] : due) {
+    if (!goOn()) return;
+    const auto device = static_cast<uint16_t>(one.changes.front().deviceId);
+    if (SendResource(device, one.resource, client, chassisId, uuid) != kPatchOk) continue;
+    for (const PointChange& change : one.changes) {
+      if (!goOn()) return;
+      SendEventOfChange(change, client, chassisId, label);
+    }
+  }
+}
+
+// Takes the reading of a change into the day, and finds the resource that is to be sent.
+PatchResult PatchMgr::TakeReading(const PointChange& change, std::string& resourceName,
+                                  ResourceUrlEntry& resource) {
+  const auto name = m_map.PointResources().find(change.pointId);
   // Kept: docs/kept-behaviour.md#silent-unknown-point
   if (name == m_map.PointResources().end()) return kPatchUnknownPoint;
   const auto found = m_map.Resources().find(name->second);
   // The reading of a point without a resource does not count for the day either.
   // Kept: docs/kept-behaviour.md#no-resource-no-reading
   if (found == m_map.Resources().end()) return kPatchFailed;
-  const ResourceUrlEntry resource = found->second;
-  const PointPatchEntry entry = m_map.Points().at(pointId);
-  const auto device = static_cast<uint16_t>(deviceId);
+  resourceName = name->second;
+  resource = found->second;
+  const PointPatchEntry& entry = m_map.Points().at(change.pointId);
   if (entry.tempAccum || entry.humAccum) {
-    AccumulatorUpdate(GetDayKey(), RawReading(value), entry, device);
+    AccumulatorUpdate(GetDayKey(), change.reading, entry, static_cast<uint16_t>(change.deviceId));
   }
-  // Kept: docs/kept-behaviour.md#refused-patch-no-event
-  if (SendResource(device, resource, client, chassisId, uuid) != kPatchOk) return kPatchFailed;
+  return kPatchOk;
+}
+
+// Posts the event of the change's point, if it has one.
+PatchResult PatchMgr::SendEventOfChange(const PointChange& change, HttpsClient* client,
+                                        const std::string& chassisId, const std::string& label) {
+  const PointPatchEntry entry = m_map.Points().at(change.pointId);
   if (entry.msgid.empty()) return kPatchOk;
   const PatchResult result =
-      SendEventForPoint(device, pointId, extra, entry, client, chassisId, label);
+      SendEventForPoint(static_cast<uint16_t>(change.deviceId), change.pointId, change.extra, entry,
+                        client, chassisId, label);
   if (result != kPatchOk) {
     __dlog_printf(4, kUnit, "%s: Failed(%d) to send event for point %d", "ProcessCOV", result,
-                  pointId);
+                  change.pointId);
   }
   return result;
 }

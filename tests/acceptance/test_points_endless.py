@@ -6,6 +6,7 @@ import signal
 
 import pytest
 
+from harness.daemon import UUID
 from harness.points import SUPPLY, map_file, point, resource
 from harness.wire import answer
 
@@ -51,3 +52,13 @@ def test_map_file_that_is_nowhere_is_looked_for_for_ever(daemon, device, recorde
     daemon.sleeps(200)
     assert recorder.requests() == []
     ends_by_the_second_signal(daemon)
+
+
+def test_search_for_a_map_file_that_is_nowhere_ends_where_the_policy_says(daemon, device, recorder,
+                                                                          known):
+    (device.file.parents[2] / "var/local/orv/pldserver/0/1/2/covpatchmap.txt").unlink()
+    daemon.write("policy.json", {"Search": {"EndAtBase": True}})
+    daemon.start()
+    daemon.logs("FindPath: Failed to find covpatchmap.txt of the device 1.2.3")
+    daemon.logs("cloudclient is now registered for device changes")
+    recorder.receives(f"POST /hb/{UUID}")

@@ -89,26 +89,58 @@ def test_unknown_point_changes_nothing(daemon, device, recorder, connected):
     assert recorder.requests(EVENTS) == []
 
 
-def test_of_several_changes_within_a_pass_the_first_alone_is_delivered(daemon, device, recorder,
-                                                                       connected):
-    connected([resource(), resource("humid", "Humidity", "patch/humidity.txt")],
-              thermal=[point()], humid=[point(HUMIDITY)])
+TWO = {"thermal": [point(), point(OTHER)], "humid": [point(HUMIDITY)]}
+
+
+def deliver(daemon, which):
+    daemon.write("policy.json", {"Changes": {"Deliver": which}})
+
+
+def in_one_pass(daemon, device, recorder, connected, *changes):
+    """Has these changes, of the points of TWO, wait for one pass together, and returns the PATCH
+    requests that follow those of the start and of a first change."""
+    connected([resource(), resource("humid", "Humidity", "patch/humidity.txt")], **TWO)
     held = Held(answer(204))
     recorder.answers(THERMAL, held, answer(204))
     device.sets(SUPPLY, "22")
     recorder.receives(THERMAL, times=2)
-    # While the poster waits: one queue of three changes, complete once a later event was seen.
-    for number, value in ((HUMIDITY, "41"), (SUPPLY, "23"), (OTHER, "2")):
+    # While the poster waits: one queue, complete once a later event was seen.
+    for number, value in changes:
         device.sets(number, value)
     device.raises(4711)
     daemon.logs("AddDeviceEvent: adding event from pld engine: 0:4711")
     device.clears(4711)
     daemon.logs("AddDeviceEvent: adding event from pld engine: 0:4711", times=2)
     held.release()
-    assert recorder.receives(HUMID, times=2).body == '{"Percent": 41}'
+    recorder.receives(HUMID, times=2)
     passes(recorder)
-    assert patches(recorder)[2:] == [
-        (THERMAL, '{"Temperatures": [{"ReadingCelsius": 22}]}'), (HUMID, '{"Percent": 41}')]
+    found = patches(recorder)
+    assert found[2] == (THERMAL, '{"Temperatures": [{"ReadingCelsius": 22}]}')
+    return found[3:]
+
+
+def test_of_several_changes_within_a_pass_the_first_alone_is_delivered(daemon, device, recorder,
+                                                                       connected):
+    assert in_one_pass(daemon, device, recorder, connected, (HUMIDITY, "41"), (SUPPLY, "23"),
+                       (OTHER, "2")) == [(HUMID, '{"Percent": 41}')]
+
+
+def test_of_all_changes_within_a_pass_each_is_delivered_in_order(daemon, device, recorder,
+                                                                 connected):
+    deliver(daemon, "all")
+    body = '{"Temperatures": [{"ReadingCelsius": 23}]}'
+    assert in_one_pass(daemon, device, recorder, connected, (SUPPLY, "23"), (HUMIDITY, "41"),
+                       (OTHER, "2")) == [(THERMAL, body), (HUMID, '{"Percent": 41}'),
+                                         (THERMAL, body)]
+
+
+def test_of_the_latest_changes_within_a_pass_each_resource_is_sent_once(daemon, device, recorder,
+                                                                        connected):
+    deliver(daemon, "latest")
+    assert in_one_pass(
+        daemon, device, recorder, connected, (SUPPLY, "23"), (HUMIDITY, "41"), (OTHER, "2"),
+        (SUPPLY, "24")) == [(HUMID, '{"Percent": 41}'),
+                            (THERMAL, '{"Temperatures": [{"ReadingCelsius": 24}]}')]
 
 
 def test_refused_patch_keeps_the_event_back(daemon, device, recorder, connected):

@@ -157,6 +157,62 @@ TEST_F(DeliveryTest, A_resource_that_can_not_be_sent_suppresses_the_event) {
   EXPECT_THAT(Lines(), ElementsAre("3 SendResourceToCloud: Failed to PATCH :\n{\"thermal\": 1}"));
 }
 
+// Several changes at once.
+class NewestTest : public DeliveryTest {
+ protected:
+  void SetUp() override {
+    DeliveryTest::SetUp();
+    platform().pages.texts["patch/power"] = "{\"power\": 1}";
+    const std::string withEvent = R"("pld": "v", "event": {"msgid": "m"})";
+    Loaded(R"({"resourceUrls": [
+                {"name": "thermal", "url": "/thermal", "resourcePatch": "patch/thermal"},
+                {"name": "power", "url": "/power", "resourcePatch": "patch/power"}],
+              "thermal": [)" +
+           Point("1", withEvent) + ", " + Point("3", R"("pld": "v", "7dayTempAccum": true)") +
+           ", " + Point("4", withEvent) + R"(], "power": [)" + Point("2", withEvent) + "]}");
+  }
+
+  void Process(const std::vector<int32_t>& points, int requests = 100) {
+    std::vector<cloudclient::PointChange> changes;
+    for (const int32_t point : points) changes.push_back({1, point, 0, 215});
+    patch.ProcessNewestCOVs(changes, &client, "17", "uuid-of-cov", "label-1",
+                            [&requests] { return requests-- > 0; });
+  }
+
+  const std::string event = std::string("POST ") + kEvents;
+};
+
+TEST_F(NewestTest, Of_one_resource_are_one_patch_and_an_event_a_point) {
+  Process({1, 2, 3, 4});
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /power", event, "PATCH /thermal", event, event));
+}
+
+TEST_F(NewestTest, Are_in_the_day_before_a_resource_is_sent) {
+  patch.NewDayAccumulators();
+  service.answers("PATCH", "*", 400);
+  Process({3});
+  EXPECT_EQ(patch.GetAccumulators().begin()->second.highTemp, 215);
+}
+
+TEST_F(NewestTest, Hold_back_the_events_of_a_refused_resource_alone) {
+  service.answers("PATCH", "/power", 400);
+  Process({1, 2});
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /power", "PATCH /thermal", event));
+}
+
+TEST_F(NewestTest, Of_points_that_are_not_known_send_nothing) {
+  Process({7, 8});
+  EXPECT_THAT(service.requests(), IsEmpty());
+  EXPECT_THAT(platform().log.Lines(), IsEmpty());
+}
+
+TEST_F(NewestTest, End_after_the_request_under_way) {
+  Process({1, 2}, 1);
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /power"));
+  Process({1, 2}, 2);
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /power", "PATCH /power", event));
+}
+
 TEST_F(DeliveryTest, Goes_on_after_a_refused_document) {
   Loaded(Map(kThermal, PointWithEvent()));
   service.answersOnce("PATCH", "/redfish/v1/Chassis/17/Thermal", 500);

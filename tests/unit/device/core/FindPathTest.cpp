@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "CoreTest.h"
+#include "base/Policy.h"
 #include "platform/util/LocalPath.h"
 
 namespace {
@@ -157,6 +158,46 @@ TEST_F(FindPathTest, Asks_with_16_bits_of_the_device) {
   MakeFile(std::string(kBase) + "/1/covpatchmap.txt");
   mgr->FindPath(0x10007, path, "covpatchmap.txt");
   EXPECT_THAT(engine.psiAsked, ElementsAre(7));
+}
+
+// With Search.EndAtBase.
+class BoundedFindPathTest : public FindPathTest {
+ protected:
+  void SetUp() override {
+    FindPathTest::SetUp();
+    cloudclient::Policy policy;
+    policy.search.endAtBase = true;
+    cloudclient::UsePolicy(policy);
+  }
+  void TearDown() override {
+    cloudclient::UsePolicy({});
+    FindPathTest::TearDown();
+  }
+};
+
+TEST_F(BoundedFindPathTest, Of_a_file_that_is_nowhere_ends_with_the_base_folder) {
+  MakeFile("/var/local/orv/pldserver/covpatchmap.txt");
+  EXPECT_EQ(Find(), 0);
+  EXPECT_EQ(path, "as it was");
+  EXPECT_THAT(Opened(), ElementsAre(std::string(kBase) + "/1/2/3", std::string(kBase) + "/1/2",
+                                    std::string(kBase) + "/1", kBase));
+  EXPECT_THAT(platform.sleeps.microseconds, IsEmpty());
+  EXPECT_THAT(Lines(),
+              ElementsAre("3 FindPath: Failed to find covpatchmap.txt of the device 1.2.3"));
+}
+
+TEST_F(BoundedFindPathTest, Finds_a_file_up_to_the_base_folder) {
+  MakeFile(std::string(kBase) + "/covpatchmap.txt");
+  EXPECT_EQ(Find(), 1);
+  EXPECT_EQ(path, "/var/local/orv/pldserver/0/covpatchmap.txt");
+  EXPECT_THAT(Lines(), IsEmpty());
+}
+
+TEST_F(BoundedFindPathTest, Ends_whatever_the_sequence_is) {
+  for (const char* sequence : {"", ".", "..", "1..2", ".1", "1.", "x", "1/2"}) {
+    engine.identity.text = sequence;
+    EXPECT_EQ(Find(), 0) << sequence;
+  }
 }
 
 TEST_F(FindPathTest, An_empty_sequence_finds_nothing_at_once) {

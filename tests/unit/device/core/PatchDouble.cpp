@@ -71,6 +71,13 @@ PatchResult PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t ex
   return kPatchOk;
 }
 
+void PatchMgr::ProcessNewestCOVs(const std::vector<PointChange>& changes, HttpsClient* client,
+                                 const std::string& chassisId, const std::string& uuid,
+                                 const std::string& label, const std::function<bool()>& goOn) {
+  const fakes::RecordLock lock(fakes::RecordMutex());
+  patch().newest.push_back({changes, client, chassisId, uuid, label, goOn()});
+}
+
 void PatchMgr::SendAllResourcesToCloud(uint32_t deviceId, const std::string& chassisId,
                                        const std::string& uuid, HttpsClient* client) {
   Record("SendAllResourcesToCloud(" + std::to_string(deviceId) + ", " + chassisId + ", " + uuid +

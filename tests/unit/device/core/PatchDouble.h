@@ -23,6 +23,16 @@ struct ProcessedCov {
   std::string label;
 };
 
+// The newest changes of a pass as they were handed over.
+struct NewestCovs {
+  std::vector<cloudclient::PointChange> changes;
+  const cloudclient::HttpsClient* client;
+  std::string chassisId;
+  std::string uuid;
+  std::string label;
+  bool goesOn;
+};
+
 // What the device manager asks of its patch manager: recorded here and not done.
 struct PatchDouble {
   // Pointers are shown by these names when they are the ones below: "https", "proxy"; else "null"
@@ -31,6 +41,7 @@ struct PatchDouble {
   const LxPldProxy* proxy = nullptr;
 
   std::vector<ProcessedCov> covs;
+  std::vector<NewestCovs> newest;
   // Every other call, in order: "NewDaySyncHumAccumulator(0, https, proxy)".
   std::vector<std::string> calls;
   // Called at each of these after it was recorded; may throw.

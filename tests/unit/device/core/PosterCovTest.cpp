@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "CoreTest.h"
+#include "base/Policy.h"
 
 namespace device_core {
 
@@ -10,10 +11,17 @@ using testing::ElementsAre;
 using testing::Field;
 using testing::IsEmpty;
 using testing::SizeIs;
+using Deliver = cloudclient::Policy::Changes::Deliver;
 
 class PosterCovsTest : public CoreTest {
  protected:
   void Queue(uint32_t pointId) { mgr->AddDeviceCOV(Change(pointId).notification); }
+
+  static void Use(Deliver deliver) {
+    cloudclient::Policy policy;
+    policy.changes.deliver = deliver;
+    cloudclient::UsePolicy(policy);
+  }
 
   static std::vector<std::string> Chassis() {
     std::vector<std::string> ids;
@@ -31,6 +39,69 @@ TEST_F(PosterCovsTest, Only_the_first_of_a_pass_is_delivered) {
   RunPoster(3);
   EXPECT_THAT(patch().covs, ElementsAre(Field(&ProcessedCov::pointId, 1201)));
   EXPECT_FALSE(mgr->HasCovs());
+}
+
+TEST_F(PosterCovsTest, With_all_each_is_delivered_in_order) {
+  Use(Deliver::kAll);
+  inPass[1] = [&] {
+    for (const uint32_t point : {1202u, 1201u, 1202u}) Queue(point);
+  };
+  RunPoster(2);
+  EXPECT_THAT(patch().covs,
+              ElementsAre(Field(&ProcessedCov::pointId, 1202), Field(&ProcessedCov::pointId, 1201),
+                          Field(&ProcessedCov::pointId, 1202)));
+  EXPECT_THAT(patch().newest, IsEmpty());
+}
+
+TEST_F(PosterCovsTest, With_all_what_one_throws_fails_that_one) {
+  Use(Deliver::kAll);
+  patch().onCov = [&] {
+    patch().onCov = nullptr;
+    throw std::runtime_error("patch");
+  };
+  inPass[1] = [&] {
+    for (const uint32_t point : {1201u, 1202u}) Queue(point);
+  };
+  RunPoster(2);
+  EXPECT_THAT(patch().covs, ElementsAre(Field(&ProcessedCov::pointId, 1202)));
+}
+
+TEST_F(PosterCovsTest, With_all_a_stop_ends_it_after_the_one_under_way) {
+  Use(Deliver::kAll);
+  patch().onCov = [&] { mgr->Stop(); };
+  inPass[1] = [&] {
+    for (const uint32_t point : {1201u, 1202u}) Queue(point);
+  };
+  RunPoster(1);
+  EXPECT_THAT(patch().covs, SizeIs(1));
+}
+
+TEST_F(PosterCovsTest, With_latest_the_newest_of_each_point_is_handed_over_at_once) {
+  Use(Deliver::kLatest);
+  inPass[1] = [&] {
+    for (const int reading : {100, 200, 300}) {
+      Change change(reading == 200 ? 1202 : 1201);
+      change.notification.extra = static_cast<uint16_t>(reading);
+      change.buffer[0] = static_cast<char>(reading >> 8);
+      change.buffer[1] = static_cast<char>(reading & 0xFF);
+      mgr->AddDeviceCOV(change.notification);
+    }
+  };
+  RunPoster(2);
+  EXPECT_THAT(patch().covs, IsEmpty());
+  ASSERT_THAT(patch().newest, SizeIs(1));
+  const NewestCovs& newest = patch().newest[0];
+  ASSERT_THAT(newest.changes, SizeIs(2));
+  EXPECT_EQ(newest.changes[0].pointId, 1201);
+  EXPECT_EQ(newest.changes[0].reading, 300);
+  EXPECT_EQ(newest.changes[0].extra, 300);
+  EXPECT_EQ(newest.changes[1].pointId, 1202);
+  EXPECT_EQ(newest.changes[1].reading, 200);
+  EXPECT_EQ(newest.client, https.get());
+  EXPECT_EQ(newest.chassisId, "17");
+  EXPECT_EQ(newest.uuid, kUuid);
+  EXPECT_EQ(newest.label, "Unit label");
+  EXPECT_TRUE(newest.goesOn);
 }
 
 TEST_F(PosterCovsTest, Each_pass_delivers_one) {
