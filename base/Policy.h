@@ -2,6 +2,7 @@
 #ifndef BASE_POLICY_H_
 #define BASE_POLICY_H_
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -51,7 +52,17 @@ struct Policy {
     Deliver deliver = Deliver::kFirst;
   };
 
+  struct Alarms {
+    bool pairAll = false;  // device/DeviceMgrAlarmSync
+  };
+
+  struct Queues {
+    size_t most = 0;  // entries of each of the device's queues, 0 is any number; device/DeviceMgr
+  };
+
   Transport transport;
+  Alarms alarms;
+  Queues queues;
   Changes changes;
   Search search;
 };

@@ -141,6 +141,12 @@ const std::vector<PolicyKey>& PolicyKeys() {
            [](Policy& p, const json_t* v) { p.transport.freshAnswers = json_is_true(v); }),
       Word("Changes.Deliver", "|first|latest|all|", "\"first\"", "\"latest\"",
            [](Policy& p, const json_t* v) { p.changes.deliver = DeliverOf(v); }),
+      Flag("Alarms.PairAll", "true",
+           [](Policy& p, const json_t* v) { p.alarms.pairAll = json_is_true(v); }),
+      Number("Queues.Most", 1000000, "10000",
+             [](Policy& p, const json_t* v) {
+               p.queues.most = static_cast<size_t>(json_integer_value(v));
+             }),
       Flag("Search.EndAtBase", "true",
            [](Policy& p, const json_t* v) { p.search.endAtBase = json_is_true(v); }),
   };

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstring>
 
 #include "base/MutexGuard.h"
@@ -36,6 +37,24 @@ bool g_alarmSyncRequested = false;
 
 // Passes of the checker in a row that found no proxy. No other thread reads or writes it.
 int32_t g_proxyMissingCount = 0;
+
+// Makes room for one more entry where the policy bounds a queue, and counts what gives way.
+template <typename Entry>
+void MakeRoom(std::vector<Entry>& queue, size_t& dropped) {
+  const size_t most = ThePolicy().queues.most;
+  if (most == 0 || queue.size() < most) return;
+  const size_t surplus = queue.size() - most + 1;
+  queue.erase(queue.begin(), queue.begin() + static_cast<std::ptrdiff_t>(surplus));
+  dropped += surplus;
+}
+
+// Tells of what gave way since the last time.
+void TellDropped(size_t& dropped, const char* caller) {
+  if (dropped == 0) return;
+  __dlog_printf(4, kUnit, "%s: queue full, the oldest %lu were dropped", caller,
+                static_cast<unsigned long>(dropped));
+  dropped = 0;
+}
 
 }  // namespace
 
@@ -124,6 +143,7 @@ void DeviceMgr::AddDeviceEvent(const DeviceEvent& event) {
                   guard.Status());
     return;
   }
+  MakeRoom(m_deviceEvents, m_droppedEvents);
   m_deviceEvents.push_back(event);
 }
 
@@ -140,6 +160,7 @@ void DeviceMgr::AddDeviceCOV(const LxPldCovNotification& notification) {
     __dlog_printf(3, kUnit, "%s: Failed to lock the COV list mutex", "AddDeviceCOV");
     return;
   }
+  MakeRoom(m_deviceCovs, m_droppedCovs);
   m_deviceCovs.push_back(cov);
 }
 
@@ -147,6 +168,7 @@ unsigned int DeviceMgr::TakeEvents(std::vector<DeviceEvent>& events) {
   const MutexGuard guard(m_eventMutex);
   if (guard.Status() != 0) return guard.Status();
   events = m_deviceEvents;
+  TellDropped(m_droppedEvents, "TakeEvents");
   ClearEvents();
   return 0;
 }
@@ -155,6 +177,7 @@ unsigned int DeviceMgr::TakeCovs(std::vector<DeviceCov>& covs) {
   const MutexGuard guard(m_covMutex);
   if (guard.Status() != 0) return guard.Status();
   covs = m_deviceCovs;
+  TellDropped(m_droppedCovs, "TakeCovs");
   ClearCovs();
   return 0;
 }

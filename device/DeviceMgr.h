@@ -105,7 +105,7 @@ class DeviceMgr {
   // append them to the queues.
   void RegisterForDeviceDataChange(int velId);
 
-  // Append to a queue. Any thread.
+  // Append to a queue; where the policy bounds it the oldest give way. Any thread.
   void AddDeviceEvent(const DeviceEvent& event);
   void AddDeviceCOV(const LxPldCovNotification& notification);
 
@@ -199,6 +199,10 @@ class DeviceMgr {
                            const std::string& managerId);
   void PairFirstAlarm(std::vector<CloudAlarm>& cloudAlarms, std::vector<DeviceEvent>& deviceEvents,
                       const std::string& chassisId, const std::string& managerId);
+  void PairAllAlarms(std::vector<CloudAlarm>& cloudAlarms, std::vector<DeviceEvent>& deviceEvents,
+                     const std::string& chassisId, const std::string& managerId);
+  void HandlePair(const CloudAlarm& cloud, const DeviceEvent& event, const std::string& chassisId,
+                  const std::string& managerId);
 
   bool m_running = false;
   LxPldProxy* m_pldProxy = nullptr;
@@ -206,6 +210,8 @@ class DeviceMgr {
   pthread_t m_cloudPosterThread;
   std::vector<DeviceEvent> m_deviceEvents;
   LxLinuxMutex m_eventMutex;
+  size_t m_droppedEvents = 0;  // since the queue was taken; guarded as the queue, as the next one
+  size_t m_droppedCovs = 0;
   std::vector<DeviceCov> m_deviceCovs;
   std::map<uint32_t, int32_t> m_maxModuleCounts;
   LxLinuxMutex m_covMutex;

@@ -2,7 +2,10 @@
 // Alarm synchronisation: the service's open alarms are made those of the device.
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "base/CloudCfg.h"
+#include "base/Policy.h"
 #include "device/DeviceMgr.h"
 #include "device/DeviceMgrState.h"
 #include "platform/pld/LxVelEventUtil.h"
@@ -23,6 +26,11 @@ class FlagRaised {
  private:
   bool& m_flag;
 };
+
+// Whether an alarm of the service is that of a device's event.
+bool IsOf(const CloudAlarm& alarm, const DeviceEvent& event) {
+  return alarm.GetEventId() == event.gddId && alarm.GetMessageArg() == event.module;
+}
 
 }  // namespace
 
@@ -69,7 +77,11 @@ void DeviceMgr::SyncAlarmsOfChassis(const std::string& chassisId,
   // Kept: docs/kept-behaviour.md#silent-skip
   if (TakeEvents(deviceEvents) != 0) return;
 
-  PairFirstAlarm(cloudAlarms, deviceEvents, chassisId, managerId);
+  if (ThePolicy().alarms.pairAll) {
+    PairAllAlarms(cloudAlarms, deviceEvents, chassisId, managerId);
+  } else {
+    PairFirstAlarm(cloudAlarms, deviceEvents, chassisId, managerId);
+  }
 
   __dlog_printf(7, kUnit, "%s: unprocessed cloud events (%u) that need cleared", "SyncAlarms",
                 static_cast<unsigned int>(cloudAlarms.size()));
@@ -95,24 +107,59 @@ void DeviceMgr::PairFirstAlarm(std::vector<CloudAlarm>& cloudAlarms,
                                const std::string& managerId) {
   for (auto event = deviceEvents.begin(); event != deviceEvents.end(); ++event) {
     for (auto cloud = cloudAlarms.begin(); cloud != cloudAlarms.end(); ++cloud) {
-      if (cloud->GetEventId() != event->gddId || cloud->GetMessageArg() != event->module) continue;
-      const std::string eventState = LxVelEventUtil(event->eventState).GetEventStateString();
-      if (cloud->GetSeverity() == eventState) {
-        __dlog_printf(7, kUnit, "%s: gdd(%lu) event state the same (%s)", "SyncAlarms",
-                      static_cast<unsigned long>(event->gddId), cloud->GetSeverity().c_str());
-      } else {
-        CloudAlarm alarm;
-        InitCloudAlarmFromDeviceEvent(alarm, *event);
-        PostEventForAlarmToCloud(alarm, chassisId, managerId);
-        __dlog_printf(
-            7, kUnit, "%s: gdd(%u) needs updated to new event state(%s)  old event state(%s)",
-            "SyncAlarms", cloud->GetEventId(), eventState.c_str(), cloud->GetSeverity().c_str());
-      }
+      if (!IsOf(*cloud, *event)) continue;
+      HandlePair(*cloud, *event, chassisId, managerId);
       cloudAlarms.erase(cloud);
       deviceEvents.erase(event);
       return;
     }
   }
+}
+
+// Handles all pairs, so that only what one side holds is left. Of alarms that the service holds
+// twice one stands for both: to clear the other would clear what the device still has.
+void DeviceMgr::PairAllAlarms(std::vector<CloudAlarm>& cloudAlarms,
+                              std::vector<DeviceEvent>& deviceEvents, const std::string& chassisId,
+                              const std::string& managerId) {
+  std::vector<CloudAlarm> paired;
+  std::vector<DeviceEvent> unpaired;
+  for (const DeviceEvent& event : deviceEvents) {
+    const auto isOfEvent = [&event](const CloudAlarm& alarm) { return IsOf(alarm, event); };
+    const std::string state = LxVelEventUtil(event.eventState).GetEventStateString();
+    // What was paired before stands for what the service holds by now.
+    auto known = std::find_if(paired.begin(), paired.end(), isOfEvent);
+    if (known == paired.end()) {
+      const auto rest = std::stable_partition(cloudAlarms.begin(), cloudAlarms.end(),
+                                              [&](const auto& alarm) { return !isOfEvent(alarm); });
+      if (rest == cloudAlarms.end()) {
+        unpaired.push_back(event);
+        continue;
+      }
+      const auto same = std::find_if(
+          rest, cloudAlarms.end(), [&](const auto& alarm) { return alarm.GetSeverity() == state; });
+      known = paired.insert(paired.end(), same == cloudAlarms.end() ? *rest : *same);
+      cloudAlarms.erase(rest, cloudAlarms.end());
+    }
+    HandlePair(*known, event, chassisId, managerId);
+    known->SetState(state);
+  }
+  deviceEvents = unpaired;
+}
+
+// An alarm that both sides hold: posts the device's state where the service's is another.
+void DeviceMgr::HandlePair(const CloudAlarm& cloud, const DeviceEvent& event,
+                           const std::string& chassisId, const std::string& managerId) {
+  const std::string eventState = LxVelEventUtil(event.eventState).GetEventStateString();
+  if (cloud.GetSeverity() == eventState) {
+    __dlog_printf(7, kUnit, "%s: gdd(%lu) event state the same (%s)", "SyncAlarms",
+                  static_cast<unsigned long>(event.gddId), cloud.GetSeverity().c_str());
+    return;
+  }
+  CloudAlarm alarm;
+  InitCloudAlarmFromDeviceEvent(alarm, event);
+  PostEventForAlarmToCloud(alarm, chassisId, managerId);
+  __dlog_printf(7, kUnit, "%s: gdd(%u) needs updated to new event state(%s)  old event state(%s)",
+                "SyncAlarms", cloud.GetEventId(), eventState.c_str(), cloud.GetSeverity().c_str());
 }
 
 }  // namespace cloudclient

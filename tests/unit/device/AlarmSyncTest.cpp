@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "base/Policy.h"
+
 namespace cloudclient {
 namespace {
 
@@ -23,6 +25,68 @@ TEST_F(AlarmSyncTest, Handles_one_pair_and_clears_and_posts_anew_what_would_pair
               ElementsAre("7 SyncAlarms: gdd(10) event state the same (Alarm)",
                           "7 SyncAlarms: unprocessed cloud events (1) that need cleared",
                           "7 SyncAlarms: unprocessed device events (1) that need posted"));
+}
+
+// With Alarms.PairAll.
+class AllPairsTest : public AlarmSyncTest {
+ protected:
+  void SetUp() override {
+    AlarmSyncTest::SetUp();
+    Policy policy;
+    policy.alarms.pairAll = true;
+    UsePolicy(policy);
+  }
+};
+
+TEST_F(AllPairsTest, What_both_sides_hold_is_neither_cleared_nor_raised) {
+  ServiceHolds("17", {{10, 0, "Alarm"}, {11, 0, "Warning"}, {20, 3, "Fault"}});
+  platform().proxy.HasActive(20, 3, kFault);
+  platform().proxy.HasActive(10, 0, kAlarm);
+  platform().proxy.HasActive(11, 0, kWarning);
+  mgr->SyncAlarms();
+  EXPECT_THAT(Posted(), IsEmpty());
+  EXPECT_THAT(SyncLog(),
+              ElementsAre("7 SyncAlarms: gdd(20) event state the same (Fault)",
+                          "7 SyncAlarms: gdd(10) event state the same (Alarm)",
+                          "7 SyncAlarms: gdd(11) event state the same (Warning)",
+                          "7 SyncAlarms: unprocessed cloud events (0) that need cleared",
+                          "7 SyncAlarms: unprocessed device events (0) that need posted"));
+}
+
+TEST_F(AllPairsTest, What_one_side_holds_is_cleared_or_raised) {
+  ServiceHolds("17", {{10, 0, "Fault"}, {20, 1, "Warning"}, {11, 0, "Alarm"}});
+  platform().proxy.HasActive(12, 0, kAlarm);
+  platform().proxy.HasActive(11, 0, kAlarm);
+  platform().proxy.HasActive(20, 2, kWarning);
+  mgr->SyncAlarms();
+  EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 cleared of 17", "Zarvel.GDD.20:1 cleared of 17",
+                                    "Zarvel.GDD.12 Alarm of 17", "Zarvel.GDD.20:2 Warning of 17"));
+}
+
+TEST_F(AllPairsTest, Each_pair_of_another_state_is_posted_once) {
+  ServiceHolds("17", {{10, 0, "Alarm"}, {11, 0, "Alarm"}});
+  platform().proxy.HasActive(10, 0, kFault);
+  platform().proxy.HasActive(11, 0, kWarning);
+  mgr->SyncAlarms();
+  EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Fault of 17", "Zarvel.GDD.11 Warning of 17"));
+}
+
+TEST_F(AllPairsTest, An_alarm_that_the_service_holds_twice_is_not_cleared_under_the_device) {
+  ServiceHolds("17", {{10, 0, "Warning"}, {10, 0, "Fault"}});
+  platform().proxy.HasActive(10, 0, kFault);
+  mgr->SyncAlarms();
+  EXPECT_THAT(Posted(), IsEmpty());
+}
+
+TEST_F(AllPairsTest, Of_an_event_that_the_device_tells_twice_each_news_is_posted) {
+  ServiceHolds("17", {{10, 0, "Alarm"}});
+  platform().proxy.HasActive(10, 0, kAlarm);
+  platform().proxy.HasActive(10, 0, kAlarm);
+  platform().proxy.HasActive(10, 0, kFault);
+  platform().proxy.HasActive(10, 0, kFault);
+  platform().proxy.HasActive(10, 0, kAlarm);
+  mgr->SyncAlarms();
+  EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Fault of 17", "Zarvel.GDD.10 Alarm of 17"));
 }
 
 TEST_F(AlarmSyncTest, Posts_the_new_state_of_a_pair_once) {

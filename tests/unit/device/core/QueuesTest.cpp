@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "CoreTest.h"
+#include "base/Policy.h"
 #include "device/DeviceMgrState.h"
 
 namespace device_core {
@@ -49,6 +50,61 @@ class NotificationsTest : public CoreTest {
 };
 class EventQueueTest : public CoreTest {};
 class CovQueueTest : public CoreTest {};
+
+// With Queues.Most.
+class BoundedQueueTest : public CoreTest {
+ protected:
+  void SetUp() override {
+    CoreTest::SetUp();
+    cloudclient::Policy policy;
+    policy.queues.most = 3;
+    cloudclient::UsePolicy(policy);
+  }
+
+  void AddEvents(uint32_t from, uint32_t to) {
+    for (uint32_t gddId = from; gddId <= to; ++gddId) mgr->AddDeviceEvent({0, gddId, 0, 3, 0});
+  }
+  std::vector<uint32_t> TakenEvents() {
+    std::vector<DeviceEvent> events;
+    EXPECT_EQ(mgr->TakeEvents(events), 0u);
+    std::vector<uint32_t> numbers;
+    for (const DeviceEvent& event : events) numbers.push_back(event.gddId);
+    return numbers;
+  }
+};
+
+TEST_F(BoundedQueueTest, Holds_as_many_as_the_policy_says) {
+  AddEvents(1, 3);
+  EXPECT_THAT(TakenEvents(), ElementsAre(1, 2, 3));
+  EXPECT_THAT(Lines(4), IsEmpty());
+}
+
+TEST_F(BoundedQueueTest, Lets_the_oldest_events_give_way_and_counts_them) {
+  AddEvents(1, 5);
+  EXPECT_THAT(Lines(4), IsEmpty());
+  EXPECT_THAT(TakenEvents(), ElementsAre(3, 4, 5));
+  EXPECT_THAT(Lines(4), ElementsAre("4 TakeEvents: queue full, the oldest 2 were dropped"));
+  AddEvents(6, 6);
+  EXPECT_THAT(TakenEvents(), ElementsAre(6));
+  EXPECT_THAT(Lines(4).size(), 1u);
+}
+
+TEST_F(BoundedQueueTest, Lets_the_oldest_changes_give_way_and_counts_them) {
+  for (const uint32_t point : {1u, 2u, 3u, 4u}) mgr->AddDeviceCOV(Change(point).notification);
+  std::vector<DeviceCov> covs;
+  EXPECT_EQ(mgr->TakeCovs(covs), 0u);
+  ASSERT_EQ(covs.size(), 3u);
+  EXPECT_EQ(covs.front().pointId, 2u);
+  EXPECT_EQ(covs.back().pointId, 4u);
+  EXPECT_THAT(Lines(4), ElementsAre("4 TakeCovs: queue full, the oldest 1 were dropped"));
+}
+
+TEST_F(EventQueueTest, Is_not_bounded_without_a_policy) {
+  for (uint32_t gddId = 0; gddId < 20000; ++gddId) mgr->AddDeviceEvent({0, gddId, 0, 3, 0});
+  std::vector<DeviceEvent> events;
+  EXPECT_EQ(mgr->TakeEvents(events), 0u);
+  EXPECT_EQ(events.size(), 20000u);
+}
 
 TEST_F(InstanceTest, There_is_one) { EXPECT_EQ(cloudclient::DeviceMgr::GetInstance(), mgr); }
 
