@@ -80,6 +80,7 @@ int Main(int argc, char** argv) {
   AddConfigCommands(app, choice);
   AddDeviceCommands(app, choice);
   AddMapCommands(app, choice);
+  AddPolicyCommands(app, choice);
   app.footer(kFooter);  // after the commands, which would take it over
   try {
     app.parse(argc, argv);

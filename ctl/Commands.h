@@ -26,6 +26,7 @@ struct Choice {
 void AddConfigCommands(CLI::App& app, Choice& choice);
 void AddDeviceCommands(CLI::App& app, Choice& choice);
 void AddMapCommands(CLI::App& app, Choice& choice);
+void AddPolicyCommands(CLI::App& app, Choice& choice);
 void AddStatusCommand(CLI::App& app, Choice& choice);
 
 // The program: parses the command line, runs what it chose, and returns the exit status.

@@ -2,11 +2,14 @@
 // status: what the daemon's files say.
 #include <CLI/CLI.hpp>
 
+#include "base/PolicyFile.h"
+#include "base/PolicyKeys.h"
 #include "ctl/Commands.h"
 #include "ctl/ConfigFiles.h"
 #include "ctl/DeviceSocket.h"
 #include "ctl/Output.h"
 #include "host/config/ConfigKeys.h"
+#include "platform/util/LocalPath.h"
 
 namespace ctl {
 
@@ -25,6 +28,24 @@ bool DaemonAnswers(double seconds, host::JsonRef& messages) {
   json_t* const told = json_object_get(answer.get(), "messages");
   messages.reset(json_is_array(told) ? json_incref(told) : json_array());
   return answers;
+}
+
+// What the site asks of the daemon: "none", or the preset and how many keys there are beside it.
+std::string PolicyText() {
+  using cloudclient::PolicyValue;
+  const cloudclient::PolicyReading reading =
+      cloudclient::ReadPolicy(LocalPath(cloudclient::kPolicyFile));
+  if (!reading.problem.empty()) return "wrong: " + reading.problem;
+  if (!reading.exists) return "none";
+  int preset = 0;
+  int single = 0;
+  for (const PolicyValue& value : reading.values) {
+    if (value.origin == PolicyValue::Origin::kPreset) ++preset;
+    if (value.origin == PolicyValue::Origin::kFile && value.key != cloudclient::kPresetKey)
+      ++single;
+  }
+  const std::string front = preset == 0 ? "" : std::string(cloudclient::kHardened) + ", ";
+  return front + std::to_string(single) + (single == 1 ? " key of its own" : " keys of its own");
 }
 
 host::JsonRef Status(const Choice& choice) {
@@ -48,6 +69,7 @@ host::JsonRef Status(const Choice& choice) {
   set("manager", host::JsonString(cloud.Text(host::kUuid)));
   set("unitName", host::JsonString(cloud.Text(host::kUnitName)));
   json_object_set(status.get(), "chassis", ids.get());
+  set("policy", host::JsonString(PolicyText()));
   set("messages", std::move(messages));
   return status;
 }
@@ -106,6 +128,7 @@ void PrintStatus(const json_t* status) {
   PrintLine("manager     " + text("manager"));
   PrintLine("unit name   " + text("unitName"));
   PrintLine("chassis     " + (chassis.empty() ? "-" : chassis));
+  PrintLine("policy      " + text("policy"));
   PrintFailures(status);
 }
 

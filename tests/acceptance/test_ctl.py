@@ -79,12 +79,13 @@ def running(daemon, device, recorder):
 @pytest.mark.parametrize("command", [
     (), ("status",), ("enable",), ("disable",), ("config",), ("config", "get"), ("config", "set"),
     ("config", "show"), ("device",), ("device", "list"), ("device", "set"), ("device", "raise"),
-    ("device", "clear"), ("device", "check"), ("map",), ("map", "check")], ids=lambda c: "_".join(c) or "program")
+    ("device", "clear"), ("device", "check"), ("map",), ("map", "check"),
+    ("policy",), ("policy", "show"), ("policy", "check")], ids=lambda c: "_".join(c) or "program")
 def test_help_of_every_command(ctl, command):
     assert f"Usage: {' '.join(['cloudclientctl', *command])}" in ctl.does(*command, "--help")
 
 
-@pytest.mark.parametrize("command", [(), ("config",), ("device",), ("map",)],
+@pytest.mark.parametrize("command", [(), ("config",), ("device",), ("map",), ("policy",)],
                          ids=lambda c: "_".join(c) or "program")
 def test_help_of_a_group_has_examples_of_its_own(ctl, command):
     _, examples = ctl.does(*command, "--help").split("Examples:\n")
@@ -93,7 +94,7 @@ def test_help_of_a_group_has_examples_of_its_own(ctl, command):
 
 @pytest.mark.parametrize("group, commands", [
     ("config", ["get", "set", "show"]), ("device", ["list", "check", "set", "raise", "clear"]),
-    ("map", ["check"])], ids=["config", "device", "map"])
+    ("map", ["check"]), ("policy", ["show", "check"])], ids=["config", "device", "map", "policy"])
 def test_group_alone_lists_its_commands(ctl, group, commands):
     listed = ctl.does(group)
     assert listed == ctl.does(group, "--help")
@@ -424,7 +425,7 @@ def test_change_and_the_daemons_own_are_both_kept(ctl, daemon, device, recorder)
 def test_status_of_a_daemon_that_does_not_run(ctl):
     assert ctl.tells("status") == {
         "running": False, "enabled": True, "registered": False, "service": "", "manager": UUID,
-        "unitName": NAME, "chassis": [], "messages": []}
+        "unitName": NAME, "chassis": [], "policy": "none", "messages": []}
     assert "Not connected" not in ctl.does("status")
 
 
@@ -441,10 +442,11 @@ def test_status_of_a_connected_daemon_shows_no_warnings_alone(ctl, daemon, devic
     assert warning["level"] == 4 and '"Colour"' in warning["text"]
     assert status == {
         "running": True, "enabled": True, "registered": True, "service": recorder.url,
-        "manager": UUID, "unitName": NAME, "chassis": ["C1"]}
+        "manager": UUID, "unitName": NAME, "chassis": ["C1"], "policy": "none"}
     assert ctl.does("status") == (
         f"running     yes\nenabled     yes\nregistered  yes\nservice     {recorder.url}\n"
-        f"manager     {UUID}\nunit name   {NAME}\nchassis     C1\n")
+        f"manager     {UUID}\nunit name   {NAME}\nchassis     C1\n"
+        "policy      none\n")
 
 
 def test_status_says_why_an_appliance_is_not_connected(ctl, daemon, device, recorder):
@@ -477,7 +479,7 @@ def test_status_says_that_a_registered_appliance_did_not_reach_the_service(
     daemon.disable()
     daemon.logs("cloudclient is now DISABLED")
     assert ctl.tells("status")["messages"]
-    assert ctl.does("status").endswith("chassis     -\n")
+    assert ctl.does("status").endswith("chassis     -\npolicy      none\n")
 
 
 # Device
@@ -818,3 +820,56 @@ def test_trial_shows_what_its_own_commands_do(programs, folder):
     finally:
         trial.send_signal(signal.SIGINT)
     assert trial.wait(timeout=90) == 0, told.read_text()
+
+
+# The policy
+
+def test_policy_show_says_where_each_value_comes_from(ctl, daemon):
+    daemon.write("policy.json", {
+        "Preset": "hardened", "Transport": {"StallSeconds": 20, "ProxyAuth": "me:secret"}})
+    values = {value["key"]: (value["value"], value["from"]) for value in ctl.tells("policy", "show")}
+    assert values["Preset"] == ('"hardened"', "file")
+    assert values["Transport.StallSeconds"] == ("20", "file")
+    assert values["Transport.RequestTimeoutSeconds"] == ("60", "preset")
+    assert values["Transport.CaFile"] == ("none", "default")
+    assert values["Transport.ProxyAuth"] == ("********", "file")
+    told = ctl.does("policy", "show")
+    assert re.search(r"^Transport.StallSeconds +20 +file$", told, re.MULTILINE)
+    assert "secret" not in told
+
+
+def test_policy_show_without_a_file_shows_the_defaults(ctl):
+    values = ctl.tells("policy", "show")
+    assert {value["from"] for value in values} == {"default"}
+    assert {value["key"] for value in values} >= {"Preset", "Transport.VerifyServer"}
+
+
+def test_policy_that_is_none_is_told_with_its_place(ctl, daemon):
+    daemon.write("policy.json", '{"Preset": "hardned"}')
+    path = daemon.path("policy.json")
+    what = 'line 1, column 12: "Preset" is none of "hardened"'
+    assert ctl.refuses(1, "policy", "show") == f"{path}: {what}"
+    ended = ctl.run("policy", "check")
+    assert (ended.returncode, ended.stdout.decode()) == (1, f"{path}: {what}\n")
+    assert f"policy      wrong: {path}: {what}\n" in ctl.does("status")
+    assert ctl.run("--json", "policy", "check").stdout.decode() == json.dumps([what], indent=2) + "\n"
+
+
+def test_policy_check_reads_the_file_that_is_named(ctl, folder):
+    (folder / "new.json").write_text('{"Transport": {"HostOfUrl": true}}')
+    assert ctl.does("policy", "check", "new.json") == "new.json: nothing found\n"
+    ended = ctl.run("policy", "check", "missing.json")
+    assert (ended.returncode, ended.stdout) == (1, b"missing.json: there is no such file\n")
+    (folder / "folder.json").mkdir()
+    ended = ctl.run("policy", "check", "folder.json")
+    assert ended.stdout == b"folder.json: cannot be read: Is a directory\n"
+
+
+def test_status_says_what_the_policy_is(ctl, daemon):
+    for policy, told in (({}, "0 keys of its own"),
+                         ({"Transport": {"HostOfUrl": True}}, "1 key of its own"),
+                         ({"Preset": "hardened", "Queues": {"Most": 5}},
+                          "hardened, 1 key of its own")):
+        daemon.write("policy.json", policy)
+        assert ctl.tells("status")["policy"] == told
+        assert f"policy      {told}\n" in ctl.does("status")
