@@ -5,6 +5,7 @@
 #include "app/CloudClient.h"
 #include "app/CloudClientUnit.h"
 #include "base/JsonText.h"
+#include "base/Masked.h"
 #include "device/DeviceMgr.h"
 #include "platform/pld/PldConstants.h"
 #include "platform/pld/PldQueryWorker.h"
@@ -56,7 +57,7 @@ AppResult CloudClient::PostChassisInstance() {
   std::string header;
   if (m_httpsClient.PostJsonDocument(url, body, header, document, token) != kHttpsOk) {
     __dlog_printf(3, kUnit, "%s: Failed to POST Chassis\nURI: %s\nDocument:\n%s",
-                  "PostChassisInstance", url.c_str(), document.c_str());
+                  "PostChassisInstance", Masked(url).c_str(), Masked(document).c_str());
     return kAppRequestFailed;
   }
   return RecordChassis(body, velId);

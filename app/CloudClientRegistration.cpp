@@ -5,6 +5,7 @@
 #include "app/HeaderText.h"
 #include "base/JsonText.h"
 #include "base/LocalTime.h"
+#include "base/Masked.h"
 #include "base/ServiceUrl.h"
 #include "platform/framework/KyrosInfo.h"
 #include "platform/util/dlog.h"
@@ -120,8 +121,8 @@ AppResult CloudClient::Register() {
   if (m_httpsClient.PostJsonDocument(url, body, header, document, "") != kHttpsOk) {
     __dlog_printf(3, kUnit, "%s: Failed to register device with UUID(%s)", "Register",
                   uuid.c_str());
-    __dlog_printf(7, kUnit, "%s: hdr: %s", "Register", header.c_str());
-    __dlog_printf(7, kUnit, "%s: resp: %s", "Register", body.c_str());
+    __dlog_printf(7, kUnit, "%s: hdr: %s", "Register", Masked(header).c_str());
+    __dlog_printf(7, kUnit, "%s: resp: %s", "Register", Masked(body).c_str());
     return kAppRequestFailed;
   }
   std::string token;
@@ -148,7 +149,8 @@ AppResult CloudClient::Unregister() {
   AppResult result = kAppOk;
   if (m_httpsClient.DeleteResource(ManagerUrl(baseUrl, uuid), token) != kHttpsOk) {
     // Kept: docs/kept-behaviour.md#token-in-message
-    __dlog_printf(3, kUnit, "%s: Failed to delete manager (%s)", "Unregister", token.c_str());
+    __dlog_printf(3, kUnit, "%s: Failed to delete manager (%s)", "Unregister",
+                  Masked(token).c_str());
     result = kAppRequestFailed;
   }
   // Kept: docs/kept-behaviour.md#forgets-anyway
@@ -173,13 +175,13 @@ AppResult CloudClient::GetAuthDocument(const std::string& path, std::string& jso
   const HttpsResult result = m_httpsClient.GetAuthDocument(url, body, header, token);
   if (result != kHttpsOk) {
     __dlog_printf(3, kUnit, "%s: Failed to get (%u) url (%s) document from the Cloud Service",
-                  "GetAuthDocument", result, url.c_str());
+                  "GetAuthDocument", result, Masked(url).c_str());
     return kAppDocumentNotFetched;
   }
   const size_t brace = body.find('{');
   if (brace == std::string::npos) {
     __dlog_printf(3, kUnit, "%s: Failed to find a JSON document.\n%s\n", "GetAuthDocument",
-                  body.c_str());
+                  Masked(body).c_str());
     return kAppNoJson;
   }
   json = body.substr(brace);

@@ -60,7 +60,12 @@ struct Policy {
     size_t most = 0;  // entries of each of the device's queues, 0 is any number; device/DeviceMgr
   };
 
+  struct Log {
+    bool maskSecrets = false;  // base/Masked
+  };
+
   Transport transport;
+  Log log;
   Alarms alarms;
   Queues queues;
   Changes changes;

@@ -99,12 +99,8 @@ constexpr PolicyKey Environment(const char* name, Set set) {
   return {name, Type::kText, 0, nullptr, "the environment's", nullptr, false, set};
 }
 
-}  // namespace
-
-const std::vector<PolicyKey>& PolicyKeys() {
-  static const std::vector<PolicyKey> keys = {
-      // Read before the others: PolicyFile.cpp.
-      Word(kPresetKey, "|hardened|", "none", nullptr, [](Policy&, const json_t*) {}),
+std::vector<PolicyKey> TransportKeys() {
+  return {
       Flag("Transport.VerifyServer", "true",
            [](Policy& p, const json_t* v) { p.transport.verifyServer = json_is_true(v); }),
       File("Transport.CaFile",
@@ -139,6 +135,11 @@ const std::vector<PolicyKey>& PolicyKeys() {
            [](Policy& p, const json_t* v) { p.transport.hostOfUrl = json_is_true(v); }),
       Flag("Transport.FreshAnswers", "true",
            [](Policy& p, const json_t* v) { p.transport.freshAnswers = json_is_true(v); }),
+  };
+}
+
+std::vector<PolicyKey> OtherKeys() {
+  return {
       Word("Changes.Deliver", "|first|latest|all|", "\"first\"", "\"latest\"",
            [](Policy& p, const json_t* v) { p.changes.deliver = DeliverOf(v); }),
       Flag("Alarms.PairAll", "true",
@@ -147,9 +148,27 @@ const std::vector<PolicyKey>& PolicyKeys() {
              [](Policy& p, const json_t* v) {
                p.queues.most = static_cast<size_t>(json_integer_value(v));
              }),
+      Flag("Log.MaskSecrets", "true",
+           [](Policy& p, const json_t* v) { p.log.maskSecrets = json_is_true(v); }),
       Flag("Search.EndAtBase", "true",
            [](Policy& p, const json_t* v) { p.search.endAtBase = json_is_true(v); }),
   };
+}
+
+// The preset is read before the others, by PolicyFile.cpp.
+std::vector<PolicyKey> AllKeys() {
+  std::vector<PolicyKey> keys = {
+      Word(kPresetKey, "|hardened|", "none", nullptr, [](Policy&, const json_t*) {})};
+  for (const auto& some : {TransportKeys(), OtherKeys()}) {
+    keys.insert(keys.end(), some.begin(), some.end());
+  }
+  return keys;
+}
+
+}  // namespace
+
+const std::vector<PolicyKey>& PolicyKeys() {
+  static const std::vector<PolicyKey> keys = AllKeys();
   return keys;
 }
 

@@ -8,6 +8,7 @@
 
 #include "base/CloudCfg.h"
 #include "base/JsonText.h"
+#include "base/Masked.h"
 #include "device/DeviceMgr.h"
 #include "device/DeviceMgrState.h"
 #include "platform/util/dlog.h"
@@ -45,7 +46,8 @@ std::optional<Answer> Ask(HttpsClient* httpsClient, const std::string& url,
   try {
     answer.result = httpsClient->GetAuthDocument(url, answer.body, answer.header, token);
   } catch (const std::out_of_range&) {
-    __dlog_printf(3, kUnit, "%s: answer without a body to cut  url: %s", caller, url.c_str());
+    __dlog_printf(3, kUnit, "%s: answer without a body to cut  url: %s", caller,
+                  Masked(url).c_str());
     return std::nullopt;
   }
   return answer;
@@ -85,9 +87,9 @@ bool DeviceMgr::AskForEvents(const std::string& severity, const std::string& ori
   if (!answer) return false;
   if (answer->result != kHttpsOk) {
     __dlog_printf(3, kUnit, "%s: herr(%d)  hdr: %s", "AskForEvents",
-                  static_cast<int>(answer->result), answer->header.c_str());
-    __dlog_printf(3, kUnit, "%s: url: %s  resp: %s", "AskForEvents", url.c_str(),
-                  answer->body.c_str());
+                  static_cast<int>(answer->result), Masked(answer->header).c_str());
+    __dlog_printf(3, kUnit, "%s: url: %s  resp: %s", "AskForEvents", Masked(url).c_str(),
+                  Masked(answer->body).c_str());
     return false;
   }
   listDocument = answer->body;
@@ -101,7 +103,8 @@ void DeviceMgr::ProcessAlarmList(HttpsClient* httpsClient, const std::string& li
   const JsonRef root(json_loads(listDocument.c_str(), JSON_DECODE_ANY, &error));
   if (!root) {
     __dlog_printf(3, kUnit, "%s: Failed(pos: %d  text: %s) to parse alarm list (%s)",
-                  "ProcessAlarmList", error.position, error.text, listDocument.c_str());
+                  "ProcessAlarmList", error.position, Masked(error.text).c_str(),
+                  Masked(listDocument).c_str());
     return;
   }
   const int count = static_cast<int>(json_array_size(root.get()));
@@ -119,17 +122,18 @@ void DeviceMgr::ProcessAlarmList(HttpsClient* httpsClient, const std::string& li
       continue;
     }
     const std::string reference = JsonText(odataId);
-    __dlog_printf(7, kUnit, "%s: event ref: %s", "ProcessAlarmList", reference.c_str());
+    __dlog_printf(7, kUnit, "%s: event ref: %s", "ProcessAlarmList", Masked(reference).c_str());
     const std::string url = baseUrl + reference;
-    __dlog_printf(7, kUnit, "%s: Get Event: %s", "ProcessAlarmList", url.c_str());
+    __dlog_printf(7, kUnit, "%s: Get Event: %s", "ProcessAlarmList", Masked(url).c_str());
     const std::optional<Answer> answer = Ask(httpsClient, url, token, "ProcessAlarmList");
     if (!answer) continue;
     if (answer->result != kHttpsOk) {
       __dlog_printf(3, kUnit, "%s: failed to get specific event: %d  url: %s", "ProcessAlarmList",
-                    static_cast<int>(answer->result), url.c_str());
+                    static_cast<int>(answer->result), Masked(url).c_str());
       continue;
     }
-    __dlog_printf(7, kUnit, "%s: Got specific event: %s", "ProcessAlarmList", answer->body.c_str());
+    __dlog_printf(7, kUnit, "%s: Got specific event: %s", "ProcessAlarmList",
+                  Masked(answer->body).c_str());
     CloudAlarm alarm;
     if (InitCloudAlarmFromJson(answer->body, alarm)) alarms.push_back(alarm);
   }
@@ -140,7 +144,8 @@ bool DeviceMgr::InitCloudAlarmFromJson(const std::string& eventDocument, CloudAl
   const JsonRef root(json_loads(eventDocument.c_str(), 0, &error));
   if (!root) {
     __dlog_printf(3, kUnit, "%s: Failed to parse (pos: %d  text: %s) cloud alarm: (%s)",
-                  "InitCloudAlarmFromJson", error.position, error.text, eventDocument.c_str());
+                  "InitCloudAlarmFromJson", error.position, Masked(error.text).c_str(),
+                  Masked(eventDocument).c_str());
     return false;
   }
   std::string identifier = JsonMemberText(root.get(), "MessageId");
@@ -153,7 +158,7 @@ bool DeviceMgr::InitCloudAlarmFromJson(const std::string& eventDocument, CloudAl
   if (identifier.empty() || severity.empty() || argument.empty()) {
     __dlog_printf(3, kUnit, "%s: Failed to parse cloud alarm", "InitCloudAlarmFromJson");
     __dlog_printf(3, kUnit, "%s: cloudalarm json: %s", "InitCloudAlarmFromJson",
-                  eventDocument.c_str());
+                  Masked(eventDocument).c_str());
     return false;
   }
   // Kept: docs/kept-behaviour.md#clearing-is-event-258
@@ -189,7 +194,7 @@ void DeviceMgr::GetAlarmFromCloud(HttpsClient* httpsClient, const std::string& r
   if (answer->result != kHttpsOk) {
     __dlog_printf(3, kUnit,
                   "%s: Failed to get (%u) the Alarm (%s) from the Cloud Service (ccr: %d)",
-                  "GetAlarmFromCloud", answer->result, reference.c_str(), 0);
+                  "GetAlarmFromCloud", answer->result, Masked(reference).c_str(), 0);
     return;
   }
   const JsonRef root(json_loads(answer->body.c_str(), 0, nullptr));

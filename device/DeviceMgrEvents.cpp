@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The post of an event, and the device's active events.
 #include "base/CloudCfg.h"
+#include "base/Masked.h"
 #include "base/MutexGuard.h"
 #include "base/ServiceUrl.h"
 #include "device/DeviceMgr.h"
@@ -26,14 +27,14 @@ void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::str
     return;
   }
   const std::string url = EventsUrl(baseUrl, managerId);
-  __dlog_printf(7, kUnit, "%s: url(%s)", "PostEventForAlarmToCloud", url.c_str());
-  __dlog_printf(7, kUnit, "%s: doc(%s)", "PostEventForAlarmToCloud", document.c_str());
+  __dlog_printf(7, kUnit, "%s: url(%s)", "PostEventForAlarmToCloud", Masked(url).c_str());
+  __dlog_printf(7, kUnit, "%s: doc(%s)", "PostEventForAlarmToCloud", Masked(document).c_str());
   std::string body;
   std::string header;
   const HttpsResult result = m_httpsClient->PostJsonDocument(url, body, header, document, token);
   if (result != kHttpsOk) {
     __dlog_printf(3, kUnit, "%s: Failed to POST Event (%u)  %s  %s", "PostEventForAlarmToCloud",
-                  result, header.c_str(), body.c_str());
+                  result, Masked(header).c_str(), Masked(body).c_str());
     return;
   }
   if (alarm.IsActive()) {

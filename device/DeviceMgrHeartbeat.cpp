@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The heartbeat.
 #include "base/CloudCfg.h"
+#include "base/Masked.h"
 #include "device/DeviceMgr.h"
 #include "device/DeviceMgrState.h"
 #include "platform/util/dlog.h"
@@ -43,7 +44,8 @@ void DeviceMgr::SendHeartbeat() {
   if (result != kHttpsOk) {
     __dlog_printf(3, kUnit, "%s: heartbeat failed", "SendHeartbeat");
     __dlog_printf(7, kUnit, "%s: heartbeat failed: response: %d  resp: %s  hdr: %s",
-                  "SendHeartbeat", static_cast<int>(result), body.c_str(), header.c_str());
+                  "SendHeartbeat", static_cast<int>(result), Masked(body).c_str(),
+                  Masked(header).c_str());
   }
 }
 

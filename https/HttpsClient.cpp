@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/Masked.h"
 #include "base/MutexGuard.h"
 #include "base/Policy.h"
 #include "https/Options.h"
@@ -92,7 +93,10 @@ class HeaderList {
     orv_netutils::GetGlobalAddress(address);
     return Add("Host: " + address);
   }
-  HeaderList& Token(const std::string& token) { return Add("X-Auth-Token: " + token); }
+  HeaderList& Token(const std::string& token) {
+    RememberToken(token);
+    return Add("X-Auth-Token: " + token);
+  }
   HeaderList& Length(const std::string& document) {
     return Add("Content-Length: " + std::to_string(document.size()));
   }
@@ -245,9 +249,9 @@ HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& r
   const long status = ResponseCode(handle);
   const bool accepted = status == 200 || status == 201;
   if (!accepted) {
-    __dlog_printf(3, kUnit, "%s: POST failed for url %s", "PostJsonDocument", url.c_str());
+    __dlog_printf(3, kUnit, "%s: POST failed for url %s", "PostJsonDocument", Masked(url).c_str());
     __dlog_printf(3, kUnit, "%s: respCode: %ld  hdr: %s  resp: %s", "PostJsonDocument", status,
-                  g_responseHeader.c_str(), g_responseBody.c_str());
+                  Masked(g_responseHeader).c_str(), Masked(g_responseBody).c_str());
   }
   // Kept: docs/kept-behaviour.md#headers-in-body
   HandOut(responseBody, responseHeader);
@@ -289,10 +293,10 @@ HttpsResult HttpsClient::PatchResource(const std::string& url, const std::string
   }
   const long status = ResponseCode(handle);
   if (status == 200 || status == 202 || status == 204) return kHttpsOk;
-  __dlog_printf(3, kUnit, "%s: PATCH failed for url %s  doc: %s", "PatchResource", url.c_str(),
-                document.c_str());
+  __dlog_printf(3, kUnit, "%s: PATCH failed for url %s  doc: %s", "PatchResource",
+                Masked(url).c_str(), Masked(document).c_str());
   __dlog_printf(3, kUnit, "%s: respCode(%ld)  hdr: %s", "PatchResource", status,
-                g_responseHeader.c_str());
+                Masked(g_responseHeader).c_str());
   return kHttpsPatchRefused;
 }
 
@@ -326,8 +330,8 @@ HttpsResult HttpsClient::PerformGet(CURL* curlHandle, const std::string& url,
                                     std::string& responseBody, std::string& responseHeader) {
   const CURLcode code = Perform([] { __dlog_printf(5, kUnit, "%s: GET DNS fail", "PerformGet"); });
   if (code != CURLE_OK) {
-    __dlog_printf(3, kUnit, "%s: Get(%s) failed (curlres: %u - %s)", "PerformGet", url.c_str(),
-                  Number(code), curl_easy_strerror(code));
+    __dlog_printf(3, kUnit, "%s: Get(%s) failed (curlres: %u - %s)", "PerformGet",
+                  Masked(url).c_str(), Number(code), curl_easy_strerror(code));
     __dlog_printf(3, kUnit, "%s: Failed to get document (hcr: %d)", "PerformGet",
                   int{kHttpsTransportFailed});
     return kHttpsTransportFailed;
@@ -347,9 +351,9 @@ HttpsResult HttpsClient::PerformGet(CURL* curlHandle, const std::string& url,
                     "PerformGet", int{kHttpsForbidden});
       return kHttpsForbidden;
     default:
-      __dlog_printf(3, kUnit, "%s: GET failed for url %s", "PerformGet", url.c_str());
+      __dlog_printf(3, kUnit, "%s: GET failed for url %s", "PerformGet", Masked(url).c_str());
       __dlog_printf(3, kUnit, "%s: respCode: %ld hdr: %s  resp: %s", "PerformGet", status,
-                    g_responseHeader.c_str(), g_responseBody.c_str());
+                    Masked(g_responseHeader).c_str(), Masked(g_responseBody).c_str());
       g_responseBody.clear();
       g_responseHeader.clear();
       __dlog_printf(3, kUnit, "%s: Failed to get document (hcr: %d)", "PerformGet",
@@ -378,19 +382,19 @@ HttpsResult HttpsClient::DeleteResource(const std::string& url, const std::strin
   if (code != CURLE_OK) {
     __dlog_printf(3, kUnit, "%s: Delete  failed (curlres: %u - %s)", "DeleteResource", Number(code),
                   curl_easy_strerror(code));
-    __dlog_printf(3, kUnit, "%s: resource url: %s", "DeleteResource", url.c_str());
+    __dlog_printf(3, kUnit, "%s: resource url: %s", "DeleteResource", Masked(url).c_str());
     // Kept: docs/kept-behaviour.md#token-in-log
-    __dlog_printf(3, kUnit, "%s: xauthtoken: %s", "DeleteResource", token.c_str());
+    __dlog_printf(3, kUnit, "%s: xauthtoken: %s", "DeleteResource", Masked(token).c_str());
     return kHttpsTransportFailed;
   }
   const long status = ResponseCode(handle);
   if (status == 204) return kHttpsOk;
-  __dlog_printf(3, kUnit, "%s: DELETE failed for url %s", "DeleteResource", url.c_str());
+  __dlog_printf(3, kUnit, "%s: DELETE failed for url %s", "DeleteResource", Masked(url).c_str());
   // A DELETE fills no buffer: these are texts that earlier requests left.
   // Kept: docs/kept-behaviour.md#delete-shows-others
   __dlog_printf(3, kUnit, "%s: Delete  failed (http respCode %lu - hdr: %s\nresp: %s)",
-                "DeleteResource", static_cast<unsigned long>(status), g_responseHeader.c_str(),
-                g_responseBody.c_str());
+                "DeleteResource", static_cast<unsigned long>(status),
+                Masked(g_responseHeader).c_str(), Masked(g_responseBody).c_str());
   return kHttpsDeleteRefused;
 }
 

@@ -3,6 +3,7 @@
 #include <map>
 
 #include "base/CloudCfg.h"
+#include "base/Masked.h"
 #include "patch/PatchMgr.h"
 #include "patch/PatchMgrUnit.h"
 #include "platform/util/dlog.h"
@@ -36,7 +37,7 @@ PatchResult SendPatch(HttpsClient* client, const std::string& uri, const std::st
     return kPatchFailed;
   }
   if (client->PatchResource(uri, token, document) != kHttpsOk) {
-    __dlog_printf(3, kUnit, "%s: Failed to PATCH :\n%s", caller, document.c_str());
+    __dlog_printf(3, kUnit, "%s: Failed to PATCH :\n%s", caller, Masked(document).c_str());
     return kPatchFailed;
   }
   return kPatchOk;

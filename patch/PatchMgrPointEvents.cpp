@@ -7,6 +7,7 @@
 #include "base/CloudCfg.h"
 #include "base/JsonText.h"
 #include "base/LocalTime.h"
+#include "base/Masked.h"
 #include "base/ServiceUrl.h"
 #include "patch/PatchMgr.h"
 #include "patch/PatchMgrUnit.h"
@@ -153,7 +154,7 @@ PatchResult PatchMgr::PostPointEvent(const std::string& document, HttpsClient* c
     return kPatchFailed;
   }
   const std::string uri = EventsUrl(baseUrl, uuid);
-  __dlog_printf(7, kUnit, "%s: uri: %s ", "SendEventForPoint", uri.c_str());
+  __dlog_printf(7, kUnit, "%s: uri: %s ", "SendEventForPoint", Masked(uri).c_str());
   std::string token;
   // Kept: docs/kept-behaviour.md#event-without-token
   if (cfg->GetXAuthToken(token) != 0) {
@@ -163,13 +164,13 @@ PatchResult PatchMgr::PostPointEvent(const std::string& document, HttpsClient* c
   std::string header;
   const HttpsResult result = client->PostJsonDocument(uri, body, header, document, token);
   if (result == kHttpsOk) {
-    __dlog_printf(7, kUnit, "%s: hdr: %s", "SendEventForPoint", header.c_str());
-    __dlog_printf(7, kUnit, "%s: resp: %s", "SendEventForPoint", body.c_str());
+    __dlog_printf(7, kUnit, "%s: hdr: %s", "SendEventForPoint", Masked(header).c_str());
+    __dlog_printf(7, kUnit, "%s: resp: %s", "SendEventForPoint", Masked(body).c_str());
   } else {
     __dlog_printf(3, kUnit, "%s: Failed (%d) to send event to cloud", "SendEventForPoint",
                   static_cast<int>(result));
-    __dlog_printf(3, kUnit, "%s: uri: %s  evt: %s", "SendEventForPoint", uri.c_str(),
-                  document.c_str());
+    __dlog_printf(3, kUnit, "%s: uri: %s  evt: %s", "SendEventForPoint", Masked(uri).c_str(),
+                  Masked(document).c_str());
   }
   return kPatchOk;
 }

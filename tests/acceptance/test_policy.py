@@ -9,10 +9,10 @@ import subprocess
 
 import pytest
 
-from harness.daemon import UUID
+from harness.daemon import KEY, UUID
 from harness.process import clock
-from harness.recorder import HANGS, Recorder
-from harness.wire import tls_context
+from harness.recorder import CLOSES, HANGS, TOKEN, Recorder
+from harness.wire import answer, tls_context
 
 ROOT = "GET /redfish/v1"
 LOOKUP = "GET /redfish/v1/Managers"
@@ -210,6 +210,26 @@ def test_trailer_does_not_end_the_daemon(daemon, device, recorder):
     transport(daemon, FreshAnswers=True)
     starts_against(daemon, recorder)
     recorder.receives(REGISTRATION)
+
+
+def test_masked_log_shows_neither_token_nor_key(daemon, device, recorder):
+    daemon.write("policy.json", {"Log": {"MaskSecrets": True}})
+    refusal = answer(400, f"X-Auth-Token: {TOKEN}", body=f"{KEY} {TOKEN}")
+    recorder.answers(REGISTRATION, refusal, answer(201, f"X-Auth-Token: {TOKEN}", body={}))
+    recorder.answers(f"DELETE /redfish/v1/Managers/{UUID}", CLOSES)
+    recorder.answers("POST /redfish/v1/Chassis", refusal)
+    starts_against(daemon, recorder)
+    daemon.logs("Cloud Client failed to register(3)")
+    daemon.configure(Enabled=False, XAuthToken=TOKEN)
+    daemon.logs("DoWork: cloudclient is now DISABLED")
+    daemon.enable()
+    daemon.logs("Failed to add chassis to cloud service")
+    daemon.disable()
+    daemon.logs("DoWork: cloudclient is now DISABLED", times=2)
+    assert daemon.logged("xauthtoken: ********")
+    assert daemon.logged("registration_key=********")
+    text = daemon.error_text()
+    assert KEY not in text and TOKEN not in text
 
 
 def test_hardened_preset_connects_and_goes_on(daemon, device, named_recorder, folder):

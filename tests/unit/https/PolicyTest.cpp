@@ -264,6 +264,30 @@ TEST_F(TransportPolicyTest, HostOfUrl_leaves_the_host_to_libcurl) {
   }
 }
 
+TEST_F(TransportPolicyTest, MaskSecrets_shows_neither_token_nor_key_in_any_line) {
+  Policy policy;
+  policy.log.maskSecrets = true;
+  UsePolicy(policy);
+  platform().cloud.key = "key-1";
+  const std::string url = "https://cloud.example/?key=key-1";
+  const std::vector<std::string> lines = {"X-Auth-Token: tok-2"};
+  for (const bool answered : {true, false}) {
+    for (int i = 0; i < 5 && answered; ++i) curl().Answers(500, "tok-1 key-1", lines);
+    client.PostJsonDocument(url, body, header, "tok-1", "tok-1");
+    client.PatchResource(url, "tok-1", "tok-1");
+    client.GetDocument(url, body, header);
+    client.GetAuthDocument(url, body, header, "tok-1");
+    client.DeleteResource(url, "tok-1");
+  }
+  ASSERT_GE(LogLines().size(), 17u);
+  for (const std::string& line : LogLines()) {
+    EXPECT_EQ(line.find("tok-"), std::string::npos) << line;
+    EXPECT_EQ(line.find("key-1"), std::string::npos) << line;
+  }
+  EXPECT_EQ(LogLines().back(), "3 HttpsClient DeleteResource: xauthtoken: ********");
+  EXPECT_EQ(curl().Last().headerLines.back(), "X-Auth-Token: tok-1");
+}
+
 class FreshAnswersTest : public TransportPolicyTest {
  protected:
   void SetUp() override {

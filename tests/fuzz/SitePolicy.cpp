@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The policy file, and the place of what is wrong in it.
-#include "base/PolicyFile.h"
-
 #include <algorithm>
 
 #include "Fuzz.h"
+#include "base/PolicyFile.h"
 
 namespace {
 
