@@ -15,7 +15,7 @@ namespace cloudservice {
 // operations.
 class RecentSenders {
  public:
-  RecentSenders() : m_marks(kPlaces) {}
+  RecentSenders() : m_marks(kMarks) {}
 
   // `tokenHash`: what Sha256Hex() makes of a token.
   void Add(const std::string& tokenHash);
@@ -23,8 +23,13 @@ class RecentSenders {
   bool Has(const std::string& tokenHash) const;
 
  private:
-  // More than twice a large fleet. Two tokens that share a place take it from each other.
-  static constexpr std::size_t kPlaces = 1 << 17;
+  // More than twice a large fleet.
+  static constexpr std::size_t kMarks = 1 << 17;
+
+  // The first mark of the place where a mark has to be; tokens take room from each other only where
+  // it is full.
+  const std::atomic<std::uint64_t>* PlaceOf(std::uint64_t mark) const;
+  std::atomic<std::uint64_t>* PlaceOf(std::uint64_t mark);
 
   // Each the beginning of a token's hash, or 0.
   std::vector<std::atomic<std::uint64_t>> m_marks;
