@@ -10,7 +10,7 @@ namespace {
 
 using Type = PolicyKey::Type;
 
-constexpr int64_t kDay = 86400;
+constexpr int64_t kLongestSeconds = 86400;
 
 long Seconds(const json_t* value) { return static_cast<long>(json_integer_value(value)); }
 
@@ -117,11 +117,11 @@ std::vector<PolicyKey> TransportKeys() {
            [](Policy& p, const json_t* v) {
              p.transport.minimumTls = WordOf(v) == "1.3" ? 13 : 12;
            }),
-      Number("Transport.ConnectTimeoutSeconds", kDay, "15",
+      Number("Transport.ConnectTimeoutSeconds", kLongestSeconds, "15",
              [](Policy& p, const json_t* v) { p.transport.connectTimeoutSeconds = Seconds(v); }),
-      Number("Transport.RequestTimeoutSeconds", kDay, "60",
+      Number("Transport.RequestTimeoutSeconds", kLongestSeconds, "60",
              [](Policy& p, const json_t* v) { p.transport.requestTimeoutSeconds = Seconds(v); }),
-      Number("Transport.StallSeconds", kDay, "30",
+      Number("Transport.StallSeconds", kLongestSeconds, "30",
              [](Policy& p, const json_t* v) { p.transport.stallSeconds = Seconds(v); }),
       Environment("Transport.Proxy",
                   [](Policy& p, const json_t* v) { p.transport.proxy = JsonText(v); }),

@@ -56,7 +56,7 @@ void PrintValues(bool json, const std::vector<PolicyValue>& values) {
   }
 }
 
-int Show(const Choice& choice) {
+int ShowPolicy(const Choice& choice) {
   const PolicyReading reading = cloudclient::ReadPolicy(LocalPath(cloudclient::kPolicyFile));
   if (!reading.problem.empty()) {
     PrintError(reading.problem);
@@ -67,7 +67,7 @@ int Show(const Choice& choice) {
 }
 
 // Without a file the daemon's own, which may be missing.
-int Check(const Choice& choice, const std::string& file) {
+int CheckPolicy(const Choice& choice, const std::string& file) {
   const std::string path = file.empty() ? LocalPath(cloudclient::kPolicyFile) : file;
   const PolicyReading reading = cloudclient::ReadPolicy(path);
   Findings findings;
@@ -88,13 +88,13 @@ void AddPolicyCommands(CLI::App& app, Choice& choice) {
   policy->fallthrough();
   policy->footer(kPolicyExamples);
   policy->add_subcommand("show", "What is in force, and where each value comes from")
-      ->callback([&choice] { choice.run = [&choice] { return Show(choice); }; });
+      ->callback([&choice] { choice.run = [&choice] { return ShowPolicy(choice); }; });
   const auto file = std::make_shared<std::string>();
   CLI::App* const check = policy->add_subcommand(
       "check", "Read a policy file as the daemon does and say what in it is wrong");
   check->add_option("FILE", *file, "The policy file; the daemon's own if not given");
   check->callback(
-      [&choice, file] { choice.run = [&choice, file] { return Check(choice, *file); }; });
+      [&choice, file] { choice.run = [&choice, file] { return CheckPolicy(choice, *file); }; });
 }
 
 }  // namespace ctl

@@ -22,14 +22,14 @@ using Origin = cloudclient::PolicyValue::Origin;
 
 const std::string kPin = "sha256//" + std::string(43, 'A') + "=";
 
-PolicyReading Parsed(const std::string& text) {
+PolicyReading PolicyOf(const std::string& text) {
   PolicyReading reading = ParsePolicy("policy.json", text);
   EXPECT_EQ(reading.problem, "") << text;
   return reading;
 }
 
 Policy::Transport Transport(const std::string& keys) {
-  return Parsed("{\"Transport\": {" + keys + "}}").policy.transport;
+  return PolicyOf("{\"Transport\": {" + keys + "}}").policy.transport;
 }
 
 // Why a text is no policy, behind the file's name.
@@ -58,7 +58,7 @@ TEST(PolicyTest, Is_the_kept_behaviour_until_one_is_put_in_force) {
 }
 
 TEST(PolicyParseTest, An_empty_object_is_the_kept_behaviour) {
-  const Policy::Transport transport = Parsed("{}").policy.transport;
+  const Policy::Transport transport = PolicyOf("{}").policy.transport;
   EXPECT_FALSE(transport.verifyServer);
   EXPECT_FALSE(transport.keepConnection);
   EXPECT_FALSE(transport.hostOfUrl);
@@ -110,7 +110,7 @@ TEST(PolicyParseTest, Takes_a_version_of_TLS_as_text_and_as_number) {
 }
 
 TEST(PolicyPresetTest, Sets_what_is_marked_and_nothing_else) {
-  const Policy::Transport transport = Parsed("{\"Preset\": \"hardened\"}").policy.transport;
+  const Policy::Transport transport = PolicyOf("{\"Preset\": \"hardened\"}").policy.transport;
   EXPECT_TRUE(transport.verifyServer);
   EXPECT_EQ(transport.minimumTls, 12);
   EXPECT_EQ(transport.connectTimeoutSeconds, 15);
@@ -128,7 +128,7 @@ TEST(PolicyPresetTest, Gives_way_to_single_keys_before_and_after_it) {
   for (const char* text :
        {R"({"Preset": "hardened", "Transport": {"StallSeconds": 0, "KeepConnection": false}})",
         R"({"Transport": {"StallSeconds": 0, "KeepConnection": false}, "Preset": "hardened"})"}) {
-    const Policy::Transport transport = Parsed(text).policy.transport;
+    const Policy::Transport transport = PolicyOf(text).policy.transport;
     EXPECT_EQ(transport.stallSeconds, 0) << text;
     EXPECT_FALSE(transport.keepConnection) << text;
     EXPECT_EQ(transport.requestTimeoutSeconds, 60) << text;
@@ -137,7 +137,7 @@ TEST(PolicyPresetTest, Gives_way_to_single_keys_before_and_after_it) {
 
 TEST(PolicyValuesTest, Tell_where_each_comes_from) {
   const PolicyReading reading =
-      Parsed(R"({"Preset": "hardened", "Transport": {"StallSeconds": 20, "ProxyAuth": "a:b"}})");
+      PolicyOf(R"({"Preset": "hardened", "Transport": {"StallSeconds": 20, "ProxyAuth": "a:b"}})");
   const PolicyValue stall = ValueOf(reading, "Transport.StallSeconds");
   EXPECT_EQ(stall.value, "20");
   EXPECT_EQ(stall.origin, Origin::kFile);
@@ -154,7 +154,7 @@ TEST(PolicyValuesTest, Tell_where_each_comes_from) {
 
 TEST(PolicyValuesTest, Without_a_file_are_the_defaults_of_the_same_keys) {
   const std::vector<PolicyValue> defaults = DefaultPolicyValues();
-  const std::vector<PolicyValue> read = Parsed("{}").values;
+  const std::vector<PolicyValue> read = PolicyOf("{}").values;
   ASSERT_EQ(defaults.size(), read.size());
   for (size_t i = 0; i < defaults.size(); ++i) {
     EXPECT_EQ(defaults[i].key, read[i].key);
@@ -248,7 +248,7 @@ TEST(PolicyProblemTest, A_key_that_would_do_nothing_is_refused) {
             "line 1, column 16: \"Transport.ClientKey\" does nothing without "
             "\"Transport.ClientCertificate\"");
   EXPECT_EQ(
-      Parsed(R"({"Transport": {"CaFile": "/a"}, "Preset": "hardened"})").policy.transport.caFile,
+      PolicyOf(R"({"Transport": {"CaFile": "/a"}, "Preset": "hardened"})").policy.transport.caFile,
       "/a");
 }
 
