@@ -15,6 +15,9 @@ constexpr std::int64_t kRowsAtOnce = 100;
 constexpr std::int64_t kChangesAtOnce = 1000;
 // How long other processes may take to look at changes, in seconds.
 constexpr std::int64_t kChangesKept = 600;
+// How long an appliance may take to repeat a post that it does not know to have arrived, in
+// seconds: twice as long as an appliance keeps what it could not send.
+constexpr std::int64_t kMessagesKept = std::int64_t{60} * 86400;
 
 }  // namespace
 
@@ -61,7 +64,9 @@ bool CleanUp::RemoveOld() {
         {now - m_retention.history, now - m_retention.events, kRowsAtOnce, m_looked});
   });
   m_looked = left.after;
-  return left.more;
+  const bool messages = m_store.Write(
+      [&](Transaction& store) { return store.RemoveMessages(now - kMessagesKept, kRowsAtOnce); });
+  return left.more || messages;
 }
 
 }  // namespace cloudservice

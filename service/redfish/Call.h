@@ -45,7 +45,8 @@ struct Answer {
 
 // 200 with the document.
 Answer Found(Json document);
-// 201 with the document that was created; the service adds Location and ETag.
+// 201 with the document that was created; the service adds Location and ETag. Null: 201 with
+// neither.
 Answer Created(Json document);
 // 204.
 Answer Done();

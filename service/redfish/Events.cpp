@@ -2,6 +2,8 @@
 // Events: storing a posted one, listing them with filters, showing one.
 #include "service/redfish/Events.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <utility>
@@ -14,6 +16,7 @@
 #include "service/redfish/Views.h"
 #include "service/redfish/schema/Types.h"
 #include "service/store/Lists.h"
+#include "service/util/Secret.h"
 
 namespace cloudservice {
 
@@ -117,6 +120,23 @@ std::string OriginChassis(const Call& call, Transaction& store, EventKind kind) 
   return id;
 }
 
+// The key under which the appliance posts; empty when it names none. One that does not know whether
+// its post has arrived repeats it with the same key.
+std::string KeyOf(const Request& request) {
+  constexpr std::size_t kMaxKey = 200;
+  const auto isKey = [](const auto& header) {
+    return strcasecmp(header.first.c_str(), "Message-Key") == 0;
+  };
+  if (std::none_of(request.headers.begin(), request.headers.end(), isKey)) return "";
+  std::string key = request.Header("Message-Key");
+  const auto isVisible = [](char c) { return c > ' ' && c <= '~'; };
+  if (key.empty() || key.size() > kMaxKey || !std::all_of(key.begin(), key.end(), isVisible)) {
+    throw Refusal(400, "Message-Key is not one to " + std::to_string(kMaxKey) +
+                           " visible characters of ASCII.");
+  }
+  return key;
+}
+
 std::string EventLine(const EventRecord& event, const std::string& text, const std::string& alarm,
                       AlarmOutcome outcome) {
   const std::string where = event.chassis.empty() ? "" : " on chassis " + event.chassis;
@@ -143,6 +163,15 @@ Json EventView(const Call& call, Transaction& store, const EventRecord& event) {
   if (!sent.contains("Name")) sent["Name"] = "Event " + std::to_string(event.id);
   sent["Received"] = RedfishTime(event.received);
   return ShapedFor(call, store, call.owner->uuid, types::kEvent, EventPath(event.id), sent);
+}
+
+// The answer to a post that repeats the one that stored the event, which may be gone.
+Answer Repeated(const Call& call, Transaction& store, std::int64_t id) {
+  const auto event = store.FindEvent(call.owner->uuid, id);
+  Answer answer = Created(event ? EventView(call, store, *event) : Json());
+  if (!event) answer.headers = {{"Location", EventPath(id)}};
+  answer.lines = {"event posted again: " + EventPath(id)};
+  return answer;
 }
 
 // A page of all events. The link to the next page names the last event of this page: events that
@@ -212,6 +241,20 @@ void Events::AddTo(Routes& routes) const {
 }
 
 Answer Events::Post(const Call& call, Transaction& store) const {
+  const std::string key = KeyOf(call.request);
+  if (key.empty()) return Add(call, store).answer;
+  const std::string digest = Sha256Hex(call.request.body);
+  const auto message = store.FindMessage(call.owner->uuid, key);
+  if (message && message->digest != digest) {
+    throw Refusal(409, "Another event was posted with this Message-Key.");
+  }
+  if (message) return Repeated(call, store, message->event);
+  Added added = Add(call, store);
+  store.AddMessage(call.owner->uuid, {key, digest, added.event.id, added.event.received});
+  return std::move(added.answer);
+}
+
+Events::Added Events::Add(const Call& call, Transaction& store) const {
   if (call.request.body.size() > kMaxEvent) {
     throw Refusal(413, "An event may have " + std::to_string(kMaxEvent) + " bytes.");
   }
@@ -237,7 +280,7 @@ Answer Events::Post(const Call& call, Transaction& store) const {
   event.id = stored.id;
   Answer answer = Created(EventView(call, store, event));
   answer.lines = {EventLine(event, message->get<std::string>(), alarm, stored.outcome)};
-  return answer;
+  return {std::move(event), std::move(answer)};
 }
 
 }  // namespace cloudservice

@@ -18,7 +18,13 @@ class Events {
   void AddTo(Routes& routes) const;
 
  private:
+  struct Added {
+    EventRecord event;
+    Answer answer;
+  };
+
   Answer Post(const Call& call, Transaction& store) const;
+  Added Add(const Call& call, Transaction& store) const;
 
   Clock m_clock;
   Quota m_quota;

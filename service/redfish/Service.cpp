@@ -57,7 +57,7 @@ Response Rendered(const Answer& answer) {
                                     "<" + JsonSchemaUri(type->substr(1)) + ">; rel=describedby");
     }
   }
-  if (answer.status == 201) {
+  if (answer.status == 201 && !document.is_null()) {
     response.headers.emplace_back("Location", document.at("@odata.id").get<std::string>());
     response.headers.emplace_back("ETag", EntityTag(response.body));
   }

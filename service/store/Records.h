@@ -323,6 +323,14 @@ struct StoredEvent {
   std::int64_t kept = 0;
 };
 
+// What a manager has posted under a key of its choice.
+struct MessageRecord {
+  std::string key;
+  std::string digest;  // of what was posted
+  std::int64_t event = 0;
+  std::int64_t received = 0;
+};
+
 // What a manager keeps in documents: its own, those of its chassis, and those below them.
 struct Usage {
   std::int64_t documents = 0;

@@ -107,6 +107,14 @@ class Transaction {
   // `alarm` of its chassis, as KindOf() says for its message identifier and severity.
   virtual StoredEvent AddEvent(const EventRecord& event, const std::string& alarm) = 0;
   virtual std::optional<EventRecord> FindEvent(const std::string& manager, std::int64_t id) = 0;
+  // What the manager has posted under the key; its event may be gone. Of two units of work that
+  // find nothing and add the same key, one counts.
+  virtual std::optional<MessageRecord> FindMessage(const std::string& manager,
+                                                   const std::string& key) = 0;
+  virtual void AddMessage(const std::string& manager, const MessageRecord& message) = 0;
+  // Removes messages from before the time `before`, up to `most`, but not their events. True when
+  // there may be more.
+  virtual bool RemoveMessages(std::int64_t before, std::int64_t most) = 0;
   // The identifiers of the events that pass the filter, or stand on the page, oldest first.
   virtual std::vector<std::int64_t> ListEvents(const EventFilter& filter,
                                                const ListPage<std::int64_t>& page) = 0;

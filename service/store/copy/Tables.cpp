@@ -12,7 +12,7 @@ namespace cloudservice {
 namespace {
 
 // A column holds numbers, or texts where that stands behind it. One in parentheses is not compared.
-constexpr std::array<std::array<const char*, 2>, 11> kCarried = {{
+constexpr std::array<std::array<const char*, 2>, 12> kCarried = {{
     {"account", "id email:text created"},
     {"registration_key", "id account hash:text created"},
     {"operator", "id name:text password_hash:text token_hash:text created"},
@@ -32,6 +32,7 @@ constexpr std::array<std::array<const char*, 2>, 11> kCarried = {{
     // Those that have a reading, each with its last one.
     {"member", "id manager chassis:text path:text name:text (last_time) (last_value:text)"},
     {"reading", "id member time value:text"},
+    {"message", "id manager key:text digest:text event received"},
 }};
 
 CopiedColumn ColumnFrom(std::string word) {

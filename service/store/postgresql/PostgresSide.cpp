@@ -30,7 +30,7 @@ const Sql kIdentity(
 constexpr const char* kBeginReading =
     "SET lock_timeout = '10s'; BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY; "
     "LOCK TABLE account, registration_key, operator, removal, manager, manager_document, "
-    "heartbeat, chassis, resource, event, alarm, member, reading IN SHARE MODE";
+    "heartbeat, chassis, resource, event, alarm, member, reading, message IN SHARE MODE";
 const Sql kBeginLooking("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", kEachTime);
 const Sql kBeginSide("BEGIN", kEachTime);
 const Sql kCommitSide("COMMIT", kEachTime);
@@ -169,12 +169,13 @@ const Kept kKeptReading(
     "AND EXISTS (SELECT 1 FROM member JOIN manager ON manager.key = member.manager "
     "WHERE member.id = reading.member) ",
     PutAsIs("reading"), Kept::Parts::kReadings);
+const KeptAsIs kKeptMessage("message", "id", OfManager("message"));
 
 const Kept& KeptOf(const CopiedTable& table) {
   // In the order of CopiedTables().
-  static const std::array<const Kept*, 11> all = {
+  static const std::array<const Kept*, 12> all = {
       &kKeptAccount,  &kKeptKey,   &kKeptOperator, &kKeptRemoval, &kKeptManager, &kKeptChassis,
-      &kKeptResource, &kKeptEvent, &kKeptAlarm,    &kKeptMember,  &kKeptReading};
+      &kKeptResource, &kKeptEvent, &kKeptAlarm,    &kKeptMember,  &kKeptReading, &kKeptMessage};
   return *all.at(table.number);
 }
 
@@ -193,15 +194,16 @@ struct Sequence {
   const Sql last;
   const Sql set;
 };
-const std::array<Sequence, 9> kSequences = {{{"account", "account_id_seq"},
-                                             {"registration_key", "registration_key_id_seq"},
-                                             {"operator", "operator_id_seq"},
-                                             {"manager", "manager_key_seq"},
-                                             {"chassis", "chassis_number_seq"},
-                                             {"event", "event_id"},
-                                             {"alarm", "alarm_id_seq"},
-                                             {"member", "member_id_seq"},
-                                             {"reading", "reading_id"}}};
+const std::array<Sequence, 10> kSequences = {{{"account", "account_id_seq"},
+                                              {"registration_key", "registration_key_id_seq"},
+                                              {"operator", "operator_id_seq"},
+                                              {"manager", "manager_key_seq"},
+                                              {"chassis", "chassis_number_seq"},
+                                              {"event", "event_id"},
+                                              {"alarm", "alarm_id_seq"},
+                                              {"member", "member_id_seq"},
+                                              {"reading", "reading_id"},
+                                              {"message", "message_id_seq"}}};
 const Sql kLastChangeCopied("SELECT coalesce(max(id), 0) FROM change", kEachTime);
 
 constexpr const char* kFinishCopy =
@@ -407,12 +409,15 @@ void PostgresSide::Arrange(const CopiedTable& table, CopiedRow& row) {
     m_parted = m_parted || open == 0;
     open = m_parted ? DayOfEvent(number) : kKeptDay;
   }
+  const auto arrange = [&](const char* column) {
+    std::int64_t& number = NumberIn(table, row, column);
+    number = m_days.NumberOf(number);
+  };
   if (table.name == "alarm") {
-    for (const char* column : {"event", "opening"}) {
-      std::int64_t& number = NumberIn(table, row, column);
-      number = m_days.NumberOf(number);
-    }
+    arrange("event");
+    arrange("opening");
   }
+  if (table.name == "message") arrange("event");
 }
 
 void PostgresSide::Put(const CopiedTable& table, const std::vector<CopiedRow>& rows,

@@ -141,6 +141,10 @@ class PostgresTransaction : public Transaction {
   std::optional<SessionRecord> FindSession(const std::string& hash) override;
   void UseSession(const std::string& hash, std::int64_t now) override;
   void EndSession(const std::string& hash) override;
+  std::optional<MessageRecord> FindMessage(const std::string& manager,
+                                           const std::string& key) override;
+  void AddMessage(const std::string& manager, const MessageRecord& message) override;
+  bool RemoveMessages(std::int64_t before, std::int64_t most) override;
   std::int64_t FindFailures(const std::string& sender) override;
   std::int64_t AddFailure(const std::string& sender, std::int64_t now, std::int64_t seconds,
                           std::int64_t most) override;

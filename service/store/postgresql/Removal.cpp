@@ -23,13 +23,14 @@ std::string DropSome(const std::string& table, const std::string& key) {
 const Sql kRemoveAlarms(DropSome("alarm", "id"));
 const Sql kRemoveEvents(DropSome("event", "id"), Sql::Plan::kEachTime);
 const Sql kRemoveCounts(DropSome("event_count", "day"));
+const Sql kRemoveMessages(DropSome("message", "id"));
 const Sql kRemoveResources(DropSome("resource", "path"));
 const Sql kRemoveChassis(DropSome("chassis", "number"));
 const Sql kRemoveMembers("WITH gone AS (" + DropSome("member", "id") +
                          " RETURNING id) INSERT INTO removal (kind, key) SELECT 2, id FROM gone");
-const std::array<const Sql*, 6> kPartsOfManager = {&kRemoveAlarms,  &kRemoveEvents,
-                                                   &kRemoveCounts,  &kRemoveResources,
-                                                   &kRemoveChassis, &kRemoveMembers};
+const std::array<const Sql*, 7> kPartsOfManager = {
+    &kRemoveAlarms,    &kRemoveEvents,  &kRemoveMessages, &kRemoveCounts,
+    &kRemoveResources, &kRemoveChassis, &kRemoveMembers};
 
 const Sql kRemoveReadings(
     "DELETE FROM reading WHERE member = $1 "

@@ -15,7 +15,7 @@ namespace {
 constexpr std::int64_t kApplicationId = 0x4b636c64;
 
 // Step N brings version N to version N + 1. The result of a step that was released never changes.
-constexpr std::array<const char*, 7> kSteps = {
+constexpr std::array<const char*, 8> kSteps = {
     R"sql(
 CREATE TABLE manager (
   uuid TEXT PRIMARY KEY,
@@ -548,6 +548,20 @@ CREATE TRIGGER event_comes AFTER INSERT ON event BEGIN
     day_events = CASE day WHEN new.received / 86400 THEN day_events + 1 ELSE 1 END
   WHERE id = new.manager;
 END;
+)sql",
+    R"sql(
+-- What a manager has posted under a key of its choice, so that it is taken once. The event may be
+-- gone.
+CREATE TABLE message (
+  id INTEGER PRIMARY KEY,
+  manager INTEGER NOT NULL,
+  key TEXT NOT NULL,
+  digest TEXT NOT NULL,
+  event INTEGER NOT NULL,
+  received INTEGER NOT NULL,
+  UNIQUE (manager, key)
+) STRICT;
+CREATE INDEX message_received ON message (received);
 )sql",
 };
 

@@ -102,6 +102,7 @@ const Kept kKeptMember("member", "id",
 const Kept kKeptReading("reading", "id", AsIs("reading"), "reading",
                         "AND EXISTS (SELECT 1 FROM member WHERE member.id = reading.member " +
                             OfManager("member") + OfChassis("member") + ") ");
+const Kept kKeptMessage("message", "id", AsIs("message"), "message", OfManager("message"));
 
 const Sql kCopyAccount(PuttingAsIs("account"));
 const Sql kCopyKey(PuttingAsIs("registration_key"));
@@ -139,6 +140,7 @@ const Sql kCopyMember(
     Putting("member", "INSERT INTO member (id, manager, chassis, path, name) SELECT id, manager, " +
                           kNewChassis + ", path, name FROM new"));
 const Sql kCopyReading(PuttingAsIs("reading"));
+const Sql kCopyMessage(PuttingAsIs("message"));
 
 // In the order of CopiedTables().
 struct Way {
@@ -159,14 +161,16 @@ const std::vector<Way>& Ways() {
       {"alarm", kKeptAlarm, {&kCopyAlarm}},
       {"member", kKeptMember, {&kCopyMember}},
       {"reading", kKeptReading, {&kCopyReading}},
+      {"message", kKeptMessage, {&kCopyMessage}},
   };
   return ways;
 }
 
-// The tables whose numbers are never given twice, and two more whose last number counts.
+// The tables whose numbers are never given twice, and three more whose last number counts.
 const Sql kLastNumbers(
     "SELECT name, seq FROM sqlite_sequence "
     "UNION ALL SELECT 'member', (SELECT coalesce(max(id), 0) FROM member) "
+    "UNION ALL SELECT 'message', (SELECT coalesce(max(id), 0) FROM message) "
     "UNION ALL SELECT 'change', (SELECT coalesce(max(id), 0) FROM change)");
 const Sql kRaiseNumber("UPDATE sqlite_sequence SET seq = max(seq, ?1) WHERE name = ?2");
 const Sql kAddNumber(

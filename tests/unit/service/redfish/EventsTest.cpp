@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <thread>
+
 #include "ServiceTest.h"
 
 namespace cloudservice {
@@ -25,6 +27,11 @@ class EventsTest : public ServiceTest {
   }
   Response Post(const std::string& body) {
     return Ask("POST", "/redfish/v1/Managers/u-1/Oem/Quorvan:Events", token, body);
+  }
+  Response PostAs(const std::string& key, const std::string& body, const std::string& uuid = "u-1",
+                  const std::optional<std::string>& with = std::nullopt) {
+    return Ask("POST", "/redfish/v1/Managers/" + uuid + "/Oem/Quorvan:Events", with.value_or(token),
+               body, {{"message-KEY", key}});
   }
   // Posts and returns the event's path.
   std::string Posted(const std::string& body) {
@@ -72,6 +79,114 @@ TEST_F(EventsTest, Stored_text_is_byte_for_byte_what_was_sent) {
   const std::string path = Posted(sent);
   EXPECT_EQ((*store)->FindEvent("u-1", std::stoll(path.substr(path.rfind('/') + 1)))->document,
             sent);
+}
+
+TEST_F(EventsTest, Post_that_is_repeated_with_its_key_is_answered_as_before_and_stored_once) {
+  const Response first = PostAs("k-1", Active("Zarvel.GDD.1", "Alarm", chassis));
+  ASSERT_EQ(first.status, 201u);
+  now += 100;
+  const Response again = PostAs("k-1", Active("Zarvel.GDD.1", "Alarm", chassis));
+  EXPECT_EQ(again.status, 201u);
+  EXPECT_EQ(again.body, first.body);
+  EXPECT_EQ(again.headers, first.headers);
+  EXPECT_EQ(List("", token), Paths{Header(first, "Location")});
+  EXPECT_THAT(lines.back(), EndsWith(" event posted again: " + Header(first, "Location")));
+}
+
+TEST_F(EventsTest, Posts_of_one_key_that_come_at_once_are_one) {
+  Log none{[](const std::string&) {}, [this] { return now; }};
+  const std::unique_ptr<Store> plain = OpenTested(folder.File("service.db"), MissingFile::kRefuse);
+  RedfishService shared(*plain, none, *accounts, [this] { return now; });
+  const Request post = {"POST",
+                        "/redfish/v1/Managers/u-1/Oem/Quorvan:Events",
+                        Active("Zarvel.GDD.1", "Alarm", chassis),
+                        token,
+                        "192.0.2.7",
+                        {{"Message-Key", "k-1"}}};
+  std::vector<Response> answers(8);
+  std::vector<std::thread> threads;
+  threads.reserve(answers.size());
+  for (Response& answer : answers) {
+    threads.emplace_back([&] { answer = shared.Handle(post); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  const Paths events = List("", token);
+  ASSERT_EQ(events.size(), 1u);
+  for (const Response& answer : answers) {
+    EXPECT_EQ(answer.status, 201u) << answer.body;
+    EXPECT_EQ(Header(answer, "Location"), events[0]);
+  }
+}
+
+TEST_F(EventsTest, Alarm_that_was_cleared_stays_so_when_its_post_is_repeated) {
+  PostAs("k-1", Active("Zarvel.GDD.1", "Alarm", chassis));
+  PostAs("k-2", Clearing("Zarvel.GDD.1", chassis));
+  EXPECT_EQ(PostAs("k-1", Active("Zarvel.GDD.1", "Alarm", chassis)).status, 201u);
+  EXPECT_EQ(Open("Alarm"), Paths{});
+}
+
+TEST_F(EventsTest, Key_with_another_event_is_a_conflict_and_stores_nothing) {
+  const Response first = PostAs("k-1", Active("Zarvel.GDD.1", "Alarm", chassis));
+  const Response other = PostAs("k-1", Active("Zarvel.GDD.2", "Alarm", chassis));
+  EXPECT_EQ(other.status, 409u);
+  EXPECT_EQ(ErrorText(other), "Another event was posted with this Message-Key.");
+  EXPECT_EQ(List("", token), Paths{Header(first, "Location")});
+}
+
+TEST_F(EventsTest, Key_of_a_post_that_was_refused_is_free) {
+  EXPECT_EQ(PostAs("k-1", R"({"MessageId": "x"})").status, 400u);
+  EXPECT_EQ(PostAs("k-1", Active("Zarvel.GDD.1", "Alarm", chassis)).status, 201u);
+}
+
+TEST_F(EventsTest, Key_belongs_to_one_manager_and_goes_with_it) {
+  const std::string message = R"({"MessageId": "x", "Severity": "MESSAGE", "Message": "m"})";
+  const std::string path = Header(PostAs("k-1", message), "Location");
+  const std::string other = Token("u-2");
+  const Response foreign = PostAs("k-1", message, "u-2", other);
+  EXPECT_EQ(foreign.status, 201u);
+  EXPECT_NE(Header(foreign, "Location"), path);
+  const std::string anew = Token("u-1");
+  EXPECT_NE(Header(PostAs("k-1", message, "u-1", anew), "Location"), path);
+  EXPECT_EQ(List("", anew).size(), 1u);
+}
+
+TEST_F(EventsTest, Post_whose_event_is_gone_is_answered_without_it) {
+  const std::string message = R"({"MessageId": "x", "Severity": "MESSAGE", "Message": "m"})";
+  const Response first = PostAs("k-1", message);
+  store->Write([&](Transaction& work) { work.RemoveOld({0, now + 2 * 86400, 100}); });
+  const Response again = PostAs("k-1", message);
+  EXPECT_EQ(again.status, 201u);
+  EXPECT_EQ(again.body, "");
+  EXPECT_EQ(Header(again, "Location"), Header(first, "Location"));
+  EXPECT_EQ(List("", token), Paths{});
+}
+
+TEST_F(EventsTest, Key_is_kept_for_60_days) {
+  const std::string message = R"({"MessageId": "x", "Severity": "MESSAGE", "Message": "m"})";
+  const std::string path = Header(PostAs("k-1", message), "Location");
+  const auto later = [&](time_t seconds) {
+    now += seconds;
+    while (cleanUp->Step()) {
+    }
+    return Header(PostAs("k-1", message), "Location");
+  };
+  EXPECT_EQ(later(time_t{60} * 86400), path);
+  EXPECT_NE(later(1), path);
+}
+
+TEST_F(EventsTest, Key_is_up_to_200_visible_characters) {
+  const std::string message = R"({"MessageId": "x", "Severity": "MESSAGE", "Message": "m"})";
+  for (const std::string& key :
+       {std::string(), std::string("a b"), std::string("\x7f"), std::string("\xc3\xbc"),
+        std::string("\t"), std::string(201, 'k')}) {
+    const Response refused = PostAs(key, message);
+    EXPECT_EQ(refused.status, 400u) << key;
+    EXPECT_EQ(ErrorText(refused), "Message-Key is not one to 200 visible characters of ASCII.");
+  }
+  EXPECT_EQ(List("", token), Paths{});
+  for (const std::string& key : {std::string("!"), std::string("~"), std::string(200, 'k')}) {
+    EXPECT_EQ(PostAs(key, message).status, 201u) << key;
+  }
 }
 
 TEST_F(EventsTest, Severity_filter_is_exact) {

@@ -139,6 +139,9 @@ inline void FillService(Transaction& work) {
   event("u", "chassisu2", "m", "Alarm", kNoon + 3 * kDaySeconds, "m");
   event("u", "chassisu1", "back", "Alarm", kNoon, "back");  // the clock was set back
   event("u", "chassisu1", "last", "OK", kNoon + 3 * kDaySeconds, "last");
+  work.AddMessage("u", {"key", "digest", work.ListEventPage({"u", 0, 20, 1}).at(0), kNoon});
+  work.AddMessage("u", {"last", "digest", work.ListEventPage({"u", 0, 90, 1}).at(0), kNoon + 1});
+  work.AddMessage("z", {"key", "digest", 1, kNoon});
   work.AddSession("session", work.FindOperator("olga")->id, kNoon, 10);
   work.AddFailure("192.0.2.5", kNoon, 30, 10);
   work.DeleteChassis("chassisu2");
@@ -246,6 +249,12 @@ class ToldService {
     }
     Line("events", look.CountEvents(uuid),
          static_cast<std::int64_t>(look.ListEventPage({uuid, 0, 1, 1000}).size()));
+    for (const char* key : {"key", "last"}) {
+      const auto message = look.FindMessage(uuid, key);
+      if (!message) continue;
+      Line("message", key, message->digest, message->received,
+           look.FindEvent(uuid, message->event)->document);
+    }
   }
   void Event(const LoggedEvent& one) {
     Line("event", one.event.chassis, one.event.messageId, one.event.severity, one.event.document,

@@ -11,8 +11,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char* kTables[] = {"manager_document", "chassis", "resource", "event", "alarm",
-                                   "member",           "reading", "removal"};
+constexpr const char* kTables[] = {"manager_document", "chassis", "resource", "event",  "alarm",
+                                   "member",           "reading", "removal",  "message"};
 
 // A store with manager "u", which has two chassis with something of every kind.
 class RemovalTest : public StoreTest {
@@ -33,6 +33,7 @@ class RemovalTest : public StoreTest {
       store->AddEvent({0, uuid, chassis, "m", "Fault", "{}", 1}, "m");
       store->AddEvent({0, uuid, chassis, "n", "Warning", "{}", 1}, "n");
       store->AddEvent({0, uuid, chassis, "258", "OK", "{}", 1}, "n");
+      store->AddMessage(uuid, {chassis, "digest", 1, 1});
     }
   }
 

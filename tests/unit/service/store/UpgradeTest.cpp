@@ -165,6 +165,7 @@ ALTER TABLE manager DROP COLUMN documents;
 ALTER TABLE manager DROP COLUMN bytes;
 ALTER TABLE manager DROP COLUMN day;
 ALTER TABLE manager DROP COLUMN day_events;
+DROP TABLE message;
 PRAGMA user_version = 6;
 )sql";
 

@@ -458,6 +458,7 @@ TEST_F(PostgresCopyTest, Every_column_is_known) {
           "firmware faults alarms warnings revision documents bytes",
           "manager_document: manager document",
           "member: id manager chassis path name last_time last_value",
+          "message: id manager key digest event received",
           "operator: id name password_hash token_hash created", "reading: id member time value",
           "registration_key: id account hash created", "removal: kind key",
           "resource: manager path chassis document changed", "session: hash operator used",

@@ -21,7 +21,7 @@ using testing::Not;
 // What has more rows the more appliances there are.
 constexpr const char* kGrowing =
     "Seq Scan on (manager|manager_document|heartbeat|chassis|resource|event|event_[0-9]+|alarm|"
-    "member|reading|reading_[0-9]+|account|registration_key|event_count|change)( |$)";
+    "member|reading|reading_[0-9]+|account|registration_key|event_count|change|message)( |$)";
 // Any row will do.
 const std::set<std::string> kMeant = {"SELECT 1 FROM reading WHERE time >= $1 LIMIT 1",
                                       "SELECT 1 FROM event WHERE day >= 0 LIMIT 1"};
