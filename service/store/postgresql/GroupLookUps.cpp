@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // What units of work look up by keys: one key at a time, or those of many units of work at once.
-#include "service/store/postgresql/Asked.h"
-
 #include "service/store/postgresql/PostgresTransaction.h"
 
 namespace cloudservice::postgresql {
