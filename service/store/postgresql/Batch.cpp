@@ -8,19 +8,22 @@ namespace cloudservice::postgresql {
 
 namespace {
 
-const Sql kOwn("UPDATE manager SET revision = revision + 1 WHERE key = ANY ($1::bigint[])");
+const Sql kOwn(
+    "UPDATE manager SET revision = revision + 1 WHERE key = ANY ((SELECT $1::bigint[])::bigint[])");
 const Sql kAddHeartbeats(
     "UPDATE heartbeat SET count = heartbeat.count + sent.count, last = sent.last, "
     "interval = sent.interval, late_at = sent.late_at, offline_at = sent.offline_at, "
     "address = coalesce(nullif(sent.address, ''), heartbeat.address) "
-    "FROM unnest($1::bigint[], $2::bigint[], $3::bigint[], $4::bigint[], $5::bigint[], "
-    "$6::bigint[], $7::text[]) "
+    "FROM unnest((SELECT $1::bigint[]), (SELECT $2::bigint[]), (SELECT $3::bigint[]), (SELECT "
+    "$4::bigint[]), (SELECT $5::bigint[]), "
+    "(SELECT $6::bigint[]), (SELECT $7::text[])) "
     "AS sent (manager, count, last, interval, late_at, offline_at, address) "
     "WHERE heartbeat.manager = sent.manager");
 // What the manager keeps changes with its documents.
 const Sql kPutResources(
-    "WITH sent AS (SELECT * FROM unnest($1::bigint[], $2::text[], $3::text[], $4::text[], "
-    "$5::bigint[]) AS one (manager, path, chassis, document, changed)), "
+    "WITH sent AS (SELECT * FROM unnest((SELECT $1::bigint[]), (SELECT $2::text[]), (SELECT "
+    "$3::text[]), (SELECT $4::text[]), "
+    "(SELECT $5::bigint[])) AS one (manager, path, chassis, document, changed)), "
     "old AS (SELECT manager, path, octet_length(resource.document) AS size "
     "FROM sent JOIN resource USING (manager, path)), "
     "new AS (INSERT INTO resource (manager, path, chassis, document, changed) "
@@ -35,8 +38,9 @@ const Sql kPutResources(
 // Stores readings, all but those that need not be stored: the last one has the same value and is of
 // the same hour. Returns the places of the documents in which a number has no member.
 const Sql kAddReadings(
-    "WITH sent AS (SELECT * FROM unnest($1::bigint[], $2::bigint[], $3::text[], $4::bigint[], "
-    "$5::text[], $6::text[]) WITH ORDINALITY "
+    "WITH sent AS (SELECT * FROM unnest((SELECT $1::bigint[]), (SELECT $2::bigint[]), (SELECT "
+    "$3::text[]), (SELECT $4::bigint[]), "
+    "(SELECT $5::text[]), (SELECT $6::text[])) WITH ORDINALITY "
     "AS one (place, manager, path, time, name, value, number)), "
     "known AS (SELECT id, number, sent.time, sent.value, last_value IS DISTINCT FROM sent.value "
     "OR last_time / 3600 <> sent.time / 3600 AS differs "
@@ -49,7 +53,7 @@ const Sql kAddReadings(
 // Members that a document does not have yet, as long as there is room for them.
 const Sql kAddMembers(
     "INSERT INTO member (manager, chassis, path, name) "
-    "SELECT $1, $2, $3, name FROM unnest($4::text[]) WITH ORDINALITY AS new (name, place) "
+    "SELECT $1, $2, $3, name FROM unnest((SELECT $4::text[])) WITH ORDINALITY AS new (name, place) "
     "WHERE NOT EXISTS (SELECT 1 FROM member WHERE manager = $1 AND path = $3 "
     "AND member.name = new.name) ORDER BY place "
     "LIMIT greatest(0, $5 - (SELECT count(*) FROM member WHERE manager = $1 AND path = $3))");

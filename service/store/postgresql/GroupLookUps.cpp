@@ -6,22 +6,26 @@ namespace cloudservice::postgresql {
 
 namespace {
 
+// Arrays are selected, as in all frequent statements: the server would see how short they are, and
+// plan anew for each run.
 const std::string kAskedManagers =
     "SELECT uuid, name, account, key, documents, bytes, heartbeat.count, token_hash FROM manager "
     "JOIN heartbeat ON heartbeat.manager = key WHERE ";
 // A token ends with the account that it was given for.
 const Sql kSenders(
     kAskedManagers +
-    "token_hash = ANY ($1::text[]) "
+    "token_hash = ANY ((SELECT $1::text[])::text[]) "
     "AND (account IS NULL OR EXISTS (SELECT 1 FROM account WHERE id = manager.account))");
 const Sql kManagerByUuid(kAskedManagers + "uuid = $1");
 const Sql kAskedChassis(
-    "SELECT uuid, id FROM unnest($1::text[], $2::text[]) AS asked (owner, chassis) "
+    "SELECT uuid, id FROM unnest((SELECT $1::text[]), (SELECT $2::text[])) AS asked (owner, "
+    "chassis) "
     "JOIN chassis ON id = asked.chassis "
     "JOIN manager ON key = chassis.manager AND uuid = asked.owner");
 const Sql kAskedResources(
     "SELECT uuid, resource.path, chassis, document, resource.changed "
-    "FROM unnest($1::text[], $2::text[]) AS asked (owner, path) JOIN manager ON uuid = asked.owner "
+    "FROM unnest((SELECT $1::text[]), (SELECT $2::text[])) AS asked (owner, path) JOIN manager ON "
+    "uuid = asked.owner "
     "JOIN resource ON resource.manager = key AND resource.path = asked.path");
 
 // The first and the second of all pairs.

@@ -11,7 +11,8 @@ const Sql kAddChanges(
     "INSERT INTO change (id, what, manager, event, kind, name, time) "
     "SELECT (pg_current_xact_id()::text::bigint << 20) + place, what, manager, event, kind, "
     "name, extract(epoch FROM now())::bigint "
-    "FROM unnest($1::smallint[], $2::text[], $3::bigint[], $4::smallint[], $5::text[]) "
+    "FROM unnest((SELECT $1::smallint[]), (SELECT $2::text[]), (SELECT $3::bigint[]), (SELECT "
+    "$4::smallint[]), (SELECT $5::text[])) "
     "WITH ORDINALITY AS one (what, manager, event, kind, name, place)");
 const Sql kNextChanges(
     "SELECT id, what, manager, event, kind, name, time FROM change "
