@@ -171,7 +171,7 @@ def test_copy_to_a_full_disk_goes_on_when_there_is_room(service, copy, folder):
     service.stop()
     source, target = folder / "service.db", folder / "copy.db"
     add_rows(source, 3000)
-    told = copy.runs(source, target, status=1, largest_file=500_000)
+    told = copy.runs(source, target, status=1, largest_file=1_000_000)
     assert re.search(rf"cloudservice: (cannot keep \w+ \d+ in {target}: )?"
                      "(disk I/O error|database or disk is full)\n$", told)
     assert copy.runs(source, target).startswith("copy goes on: ")
