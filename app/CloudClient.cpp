@@ -18,9 +18,6 @@ namespace {
 
 constexpr unsigned int kPollSeconds = 5;
 
-// How long the configuration written by registration and chassis creation is given to settle.
-constexpr unsigned int kConfigSaveSeconds = 6;
-
 // System name of an appliance that nobody has named yet.
 const char kUninitialized[] = "Uninitialized";
 
@@ -82,8 +79,13 @@ int CloudClient::OnStart() {
 
 void CloudClient::DoWork() {
   if (IsEnabled()) {
-    if (!g_cloudEnabled) EnterEnabled();
-    // Set also when the configuration or the connection failed; nothing is retried.
+    if (g_cloudEnabled) {
+      KeepConnected();
+    } else {
+      EnterEnabled();
+    }
+    // Set also when the configuration or the connection failed; nothing is retried unless the
+    // policy asks for it.
     // Kept: docs/kept-behaviour.md#one-attempt
     g_cloudEnabled = true;
     g_disabledNoticeLogged = false;
@@ -98,13 +100,20 @@ void CloudClient::DoWork() {
 
 void CloudClient::EnterEnabled() {
   __dlog_printf(5, kUnit, "%s: cloudclient is now ENABLED", "DoWork");
-  if (HasValidConfiguration() != kAppOk) return;
+  m_retryWait.Reset();
+  m_lookUpWait.Reset();
+  NoteConnection(GoIntoService());
+}
+
+bool CloudClient::GoIntoService() {
+  if (HasValidConfiguration() != kAppOk) return false;
   const int velId = GetManagedDeviceVelId();
   m_deviceMgr->InitDeviceDataPaths(velId, GetPldProxy());
-  ConnectWithCloudService();
+  const bool connected = Connect();
   m_deviceMgr->RegisterForDeviceDataChange(velId);
   m_deviceMgr->Start();
   __dlog_printf(5, kUnit, "%s: cloudclient is now registered for device changes", "DoWork");
+  return connected;
 }
 
 void CloudClient::EnterDisabled() {
@@ -115,6 +124,7 @@ void CloudClient::EnterDisabled() {
     __dlog_printf(5, kUnit, "%s: Cloud Client is unregistered from the Cloud Service", "DoWork");
   }
   m_deviceMgr->Stop();
+  m_connection = Connection::kNone;
   g_cloudEnabled = false;
   __dlog_printf(5, kUnit, "%s: cloudclient is now DISABLED", "DoWork");
 }
@@ -178,43 +188,6 @@ AppResult CloudClient::ValidateUnitName() {
   return kAppOk;
 }
 
-void CloudClient::ConnectWithCloudService() {
-  std::string managerDoc;
-  const AppResult found = GetManagerInstance(managerDoc);
-  if (found == kAppServiceNotReached) {
-    __dlog_printf(3, kUnit, "%s: Cloud Service is not available at this time(%u)",
-                  "ConnectWithCloudService", found);
-    return;
-  }
-  if (found != kAppOk && found != kAppNotRegistered) {
-    __dlog_printf(3, kUnit, "%s: Unknown cloud client error (%u)", "ConnectWithCloudService",
-                  found);
-    return;
-  }
-  if (found == kAppNotRegistered) {
-    const AppResult registered = Register();
-    if (registered != kAppOk) {
-      __dlog_printf(3, kUnit, "%s: Cloud Client failed to register(%u) with the Cloud Service",
-                    "ConnectWithCloudService", registered);
-      return;
-    }
-    // Kept: docs/kept-behaviour.md#unused-token
-    std::string token;
-    m_cfgCloud->GetXAuthToken(token);
-    // Kept: docs/kept-behaviour.md#chassis-once
-    const AppResult posted = PostChassisInstance();
-    if (posted != kAppOk) {
-      __dlog_printf(3, kUnit, "%s: Failed to add chassis to cloud service (%u)",
-                    "ConnectWithCloudService", posted);
-      return;
-    }
-    __dlog_printf(7, kUnit, "%s: config save delay start", "ConnectWithCloudService");
-    sleep(kConfigSaveSeconds);
-    __dlog_printf(7, kUnit, "%s: config save delay end", "ConnectWithCloudService");
-  }
-  ReconcileWithCloudService(managerDoc);
-}
-
 void CloudClient::HandleCfgEvent(const LxConfigEvent& event) {
   using cfg_sysinfo::LxCfgSysInfo;
   if (event.GetConfigSetName() != LxCfgSysInfo::CONFIGURATION_SET ||
@@ -256,6 +229,8 @@ bool CloudClient::RenameUnit() {
     __dlog_printf(5, kUnit, "%s: unit name %s has been unregistered from the cloud service.",
                   "HandleCfgEvent", oldName.c_str());
     Unregister();
+    // One that could not even begin for want of a name goes on trying.
+    if (m_deviceMgr->IsRunning()) m_connection = Connection::kNone;
   }
   return true;
 }

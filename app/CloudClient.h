@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+#include "app/RetryWait.h"
 #include "https/HttpsClient.h"
 #include "platform/config/CfgCloud.h"
 #include "platform/framework/LxBaseProxyApp.h"
@@ -63,7 +64,7 @@ class CloudClient : public LxBaseProxyApp {
   // application is not ready. Always 0.
   int OnStart() override;
   // One work step; ends with a sleep of 5 seconds. Connects on the transition to enabled, once:
-  // a failure is not retried before the next such transition.
+  // a failure is not retried before the next such transition, but where the policy asks for it.
   void DoWork() override;
   void OnStop() override;
   // Follows a change of the system name, which becomes the unit name and unregisters the appliance.
@@ -73,7 +74,9 @@ class CloudClient : public LxBaseProxyApp {
   // Makes the system name the unit name, and stores a UUID if there is none: what a connection
   // needs. kAppOk, kAppNotConfigured, kAppNoUnitName or kAppUuidNotStored.
   AppResult HasValidConfiguration();
-  // Finds the manager, or registers and posts the chassis; then synchronises the alarms.
+  // Finds the manager, or registers and posts the chassis; then synchronises the alarms. While the
+  // device manager runs, its poster is asked for the synchronisation, and the manager is stopped
+  // until registration and chassis are posted, so that it begins with the new chassis.
   void ConnectWithCloudService();
 
   // Registration and look-up of the manager.
@@ -119,8 +122,22 @@ class CloudClient : public LxBaseProxyApp {
   AppResult DeleteChassisInstanceFromCloudService(const std::string& id);
 
  private:
+  // The connection as the policy's retries see it; without them it stays kNone.
+  enum class Connection {
+    kNone,    // none is wanted: disabled, or a rename has unregistered the appliance
+    kFailed,  // is tried again after a wait
+    kMade,    // is looked at after the service has refused a token
+  };
+
   void EnterEnabled();
   void EnterDisabled();
+  // What enabling does: true when the appliance is connected then.
+  bool GoIntoService();
+  bool Connect();
+  bool AddToService(AppResult found);
+  bool NeedsChassis();
+  void KeepConnected();
+  void NoteConnection(bool made);
   AppResult ValidateUnitName();
   bool RenameUnit();
   AppResult RecordChassis(const std::string& responseBody, int velId);
@@ -130,6 +147,9 @@ class CloudClient : public LxBaseProxyApp {
   HttpsClient m_httpsClient;
   cfg_cloud::CfgCloud* m_cfgCloud;
   DeviceMgr* m_deviceMgr = nullptr;
+  Connection m_connection = Connection::kNone;
+  RetryWait m_retryWait;   // before a connection that failed is tried again
+  RetryWait m_lookUpWait;  // before a refused token leads to another look-up
 };
 
 }  // namespace cloudclient

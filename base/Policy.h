@@ -38,6 +38,14 @@ struct Policy {
     }
   };
 
+  // The waits of app/RetryWait; what asks for them: app/CloudClientRetry.
+  struct Registration {
+    long firstRetrySeconds = 0;  // 0: a connection that failed is not tried again
+    long mostRetrySeconds = 0;   // not below the first
+
+    bool Retries() const { return firstRetrySeconds != 0; }
+  };
+
   struct Search {
     bool endAtBase = false;  // device/DataFiles
   };
@@ -65,6 +73,7 @@ struct Policy {
   };
 
   Transport transport;
+  Registration registration;
   Log log;
   Alarms alarms;
   Queues queues;

@@ -43,8 +43,8 @@ bool IsPin(const std::string& text) {
 
 std::string CheckNumber(const PolicyKey& key, const json_t* value) {
   const json_int_t number = json_integer_value(value);
-  if (json_is_integer(value) && number >= 0 && number <= key.most) return {};
-  return "is not an integer from 0 to " + std::to_string(key.most);
+  if (json_is_integer(value) && number >= key.least && number <= key.most) return {};
+  return "is not an integer from " + std::to_string(key.least) + " to " + std::to_string(key.most);
 }
 
 std::string CheckWord(const PolicyKey& key, const json_t* value) {
@@ -87,6 +87,10 @@ constexpr PolicyKey Flag(const char* name, const char* hardened, Set set) {
 // 0 is "none" or "not bounded".
 constexpr PolicyKey Number(const char* name, int64_t most, const char* hardened, Set set) {
   return {name, Type::kNumber, most, nullptr, "0", hardened, false, set};
+}
+// Seconds of which there is no 0: without the key there are none.
+constexpr PolicyKey SomeSeconds(const char* name, const char* hardened, Set set) {
+  return {name, Type::kNumber, kLongestSeconds, nullptr, "none", hardened, false, set, 1};
 }
 constexpr PolicyKey Word(const char* name, const char* words, const char* standard,
                          const char* hardened, Set set) {
@@ -140,6 +144,11 @@ std::vector<PolicyKey> TransportKeys() {
 
 std::vector<PolicyKey> OtherKeys() {
   return {
+      SomeSeconds(
+          "Registration.RetrySeconds.First", "5",
+          [](Policy& p, const json_t* v) { p.registration.firstRetrySeconds = Seconds(v); }),
+      SomeSeconds("Registration.RetrySeconds.Most", "300",
+                  [](Policy& p, const json_t* v) { p.registration.mostRetrySeconds = Seconds(v); }),
       Word("Changes.Deliver", "|first|latest|all|", "\"first\"", "\"latest\"",
            [](Policy& p, const json_t* v) { p.changes.deliver = DeliverOf(v); }),
       Flag("Alarms.PairAll", "true",
@@ -185,6 +194,22 @@ const std::vector<PolicyContradiction>& PolicyContradictions() {
          return !p.transport.clientKey.empty() && p.transport.clientCertificate.empty();
        },
        "does nothing without \"Transport.ClientCertificate\""},
+      {"Registration.RetrySeconds.First",
+       [](const Policy& p) { return p.registration.mostRetrySeconds == 0; },
+       "does nothing without \"Registration.RetrySeconds.Most\""},
+      {"Registration.RetrySeconds.Most",
+       [](const Policy& p) { return p.registration.firstRetrySeconds == 0; },
+       "does nothing without \"Registration.RetrySeconds.First\""},
+      {"Registration.RetrySeconds.First",
+       [](const Policy& p) {
+         return p.registration.firstRetrySeconds > p.registration.mostRetrySeconds;
+       },
+       "is above \"Registration.RetrySeconds.Most\""},
+      {"Registration.RetrySeconds.Most",
+       [](const Policy& p) {
+         return p.registration.firstRetrySeconds > p.registration.mostRetrySeconds;
+       },
+       "is below \"Registration.RetrySeconds.First\""},
   };
   return contradictions;
 }

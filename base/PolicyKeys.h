@@ -19,7 +19,7 @@ constexpr char kHardened[] = "hardened";
 struct PolicyKey {
   enum class Type {
     kFlag,
-    kNumber,  // an integer of 0 to `most`
+    kNumber,  // an integer of `least` to `most`
     kText,    // of any characters, also none
     kPath,    // an absolute path
     kWord,    // one of `words`; also a number, where a word is one
@@ -35,6 +35,7 @@ struct PolicyKey {
   bool secret;           // the value is none to show
   // Takes a value that has passed CheckPolicyValue.
   void (*set)(Policy& policy, const json_t* value);
+  int64_t least = 0;
 };
 
 // All keys that there is a behaviour for, in the order in which they are shown.

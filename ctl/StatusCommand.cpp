@@ -83,6 +83,18 @@ bool HoldsFailure(const json_t* messages) {
   return false;
 }
 
+// What follows a connection that failed, of an appliance that has token and chassis or not.
+const char* WhatFollows(bool complete) {
+  if (cloudclient::ReadPolicy(LocalPath(cloudclient::kPolicyFile)).policy.registration.Retries()) {
+    return complete ? "\nIf connecting failed, it is tried again."
+                    : "\nNot connected, or not yet. After a failure it is tried again.";
+  }
+  return complete
+             ? "\nIf connecting failed, it is not tried again before the next enabling or start."
+             : "\nNot connected, or not yet. After a failure nothing is tried before the next "
+               "enabling or start.";
+}
+
 // Says what went wrong in a daemon that is enabled. Token and chassis may be an earlier start's, so
 // they do not tell that this one connected; while nothing failed it is believed.
 void PrintFailures(const json_t* status) {
@@ -94,10 +106,7 @@ void PrintFailures(const json_t* status) {
   const bool complete =
       holds("registered") && json_array_size(json_object_get(status, "chassis")) > 0;
   if (complete && !HoldsFailure(messages)) return;
-  PrintLine(complete
-                ? "\nIf connecting failed, it is not tried again before the next enabling or start."
-                : "\nNot connected, or not yet. After a failure nothing is tried before the next "
-                  "enabling or start.");
+  PrintLine(WhatFollows(complete));
   PrintLine("The newest failures and warnings of the log:");
   size_t index = 0;
   const json_t* message = nullptr;

@@ -146,13 +146,19 @@ void HandOutBody(std::string& responseBody, std::string& responseHeader) {
 // Kept: docs/kept-behaviour.md#one-at-a-time
 class HttpsClient::Request {
  public:
-  explicit Request(HttpsClient& client)
-      : m_guard(client.lock), m_client(client), m_opened(client.OpenHandle()) {
+  Request(HttpsClient& client, const std::string& token)
+      : m_guard(client.lock),
+        m_client(client),
+        m_opened(client.OpenHandle()),
+        m_hasToken(!token.empty()) {
     if (!ThePolicy().transport.freshAnswers) return;
     g_responseBody.clear();
     g_responseHeader.clear();
   }
-  ~Request() { m_client.CloseHandle(); }
+  ~Request() {
+    NoteRefusal();
+    m_client.CloseHandle();
+  }
   Request(const Request&) = delete;
   Request& operator=(const Request&) = delete;
 
@@ -160,9 +166,16 @@ class HttpsClient::Request {
   HttpsResult Opened() const { return m_opened; }
 
  private:
+  void NoteRefusal() {
+    if (!m_hasToken || m_opened != kHttpsOk || !ThePolicy().registration.Retries()) return;
+    const long status = ResponseCode(m_client.handle);
+    if (status == 401 || status == 403) m_client.m_tokenRefused = true;
+  }
+
   const MutexGuard m_guard;
   HttpsClient& m_client;
   const HttpsResult m_opened;
+  const bool m_hasToken;
 };
 
 HttpsClient::~HttpsClient() {
@@ -217,7 +230,7 @@ CURLcode HttpsClient::Perform(void (*logUnresolved)()) {
 HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& responseBody,
                                           std::string& responseHeader, const std::string& document,
                                           const std::string& token) {
-  const Request request(*this);
+  const Request request(*this, token);
   if (request.Opened() != kHttpsOk) return request.Opened();
 
   Options options(handle);
@@ -260,7 +273,7 @@ HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& r
 
 HttpsResult HttpsClient::PatchResource(const std::string& url, const std::string& token,
                                        const std::string& document) {
-  const Request request(*this);
+  const Request request(*this, token);
   if (request.Opened() != kHttpsOk) return request.Opened();
 
   // Kept: docs/kept-behaviour.md#unseen-options
@@ -302,7 +315,7 @@ HttpsResult HttpsClient::PatchResource(const std::string& url, const std::string
 
 HttpsResult HttpsClient::GetDocument(const std::string& url, std::string& responseBody,
                                      std::string& responseHeader) {
-  const Request request(*this);
+  const Request request(*this, "");
   if (request.Opened() != kHttpsOk) return request.Opened();
 
   if (SetupRequest(handle, url) != CURLE_OK) return kHttpsSetupFailed;
@@ -311,7 +324,7 @@ HttpsResult HttpsClient::GetDocument(const std::string& url, std::string& respon
 
 HttpsResult HttpsClient::GetAuthDocument(const std::string& url, std::string& responseBody,
                                          std::string& responseHeader, const std::string& token) {
-  const Request request(*this);
+  const Request request(*this, token);
   if (request.Opened() != kHttpsOk) return request.Opened();
 
   if (SetupRequest(handle, url) != CURLE_OK) {
@@ -363,7 +376,7 @@ HttpsResult HttpsClient::PerformGet(CURL* curlHandle, const std::string& url,
 }
 
 HttpsResult HttpsClient::DeleteResource(const std::string& url, const std::string& token) {
-  const Request request(*this);
+  const Request request(*this, token);
   if (request.Opened() != kHttpsOk) return request.Opened();
 
   // Kept: docs/kept-behaviour.md#delete-to-output

@@ -4,6 +4,7 @@
 
 #include <curl/curl.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -60,6 +61,10 @@ class HttpsClient {
   // policy has a deadline. Called on the threads of requests; before the first of them.
   void EndWhen(std::function<bool()> isStop) { m_isStop = std::move(isStop); }
 
+  // Whether the service refused a token (401, 403) since the last call. Noted only where the policy
+  // tries connections again. Any thread.
+  bool TakeRefusal() { return m_tokenRefused.exchange(false); }
+
   // POST of a JSON document. `responseBody` receives header block and body together. An empty
   // token sends no token header. On kHttpsPostRefused the answer is handed out all the same. Where
   // libcurl refuses one of the last options, nothing is sent and kHttpsOk returned with the outputs
@@ -98,6 +103,7 @@ class HttpsClient {
   CURL* handle = nullptr;
   LxLinuxMutex lock;
   std::function<bool()> m_isStop;
+  std::atomic<bool> m_tokenRefused{false};
   bool m_reusable = false;  // the handle may serve another request
 };
 

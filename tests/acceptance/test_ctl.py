@@ -824,6 +824,19 @@ def test_trial_shows_what_its_own_commands_do(programs, folder):
 
 # The policy
 
+@pytest.mark.parametrize("token, chassis, told", [
+    ("", {}, "\n\nNot connected, or not yet. After a failure it is tried again.\n"),
+    ("token-0815", {"C1": {"VelocityInstance": 0}},
+     "\n\nIf connecting failed, it is tried again.\n")], ids=["new", "registered"])
+def test_status_says_that_a_connection_is_tried_again(ctl, daemon, device, nobody, token, chassis,
+                                                      told):
+    daemon.write("policy.json", {"Registration": {"RetrySeconds": {"First": 5, "Most": 300}}})
+    daemon.configure(Url=nobody.url, XAuthToken=token, Chassis=chassis)
+    daemon.start()
+    daemon.logs("not connected, trying again")
+    assert told in ctl.does("status")
+
+
 def test_policy_show_says_where_each_value_comes_from(ctl, daemon):
     daemon.write("policy.json", {
         "Preset": "hardened", "Transport": {"StallSeconds": 20, "ProxyAuth": "me:secret"}})

@@ -16,6 +16,8 @@ int __real_pthread_join(pthread_t thread, void** result);
 unsigned int __wrap_sleep(unsigned int seconds);
 int __wrap_usleep(useconds_t microseconds);
 time_t __wrap_time(time_t* result);
+int __real_clock_gettime(clockid_t clock, struct timespec* result);
+int __wrap_clock_gettime(clockid_t clock, struct timespec* result);
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
                           void* argument);
 int __wrap_pthread_join(pthread_t thread, void** result);
@@ -33,6 +35,7 @@ void Slept(uint64_t microseconds) {
     const RecordLock lock(RecordMutex());
     Sleeps& sleeps = platform().sleeps;
     sleeps.microseconds.push_back(microseconds);
+    platform().clock.monotonicUs += microseconds;
     if (sleeps.microseconds.size() >= sleeps.limit) {
       fprintf(stderr, "fakes: %zu sleeps: a loop was not left\n", sleeps.limit);
       abort();
@@ -83,6 +86,15 @@ time_t __wrap_time(time_t* result) {
   const time_t now = fakes::platform().clock.now;
   if (result != nullptr) *result = now;
   return now;
+}
+
+int __wrap_clock_gettime(clockid_t clock, struct timespec* result) {
+  if (clock != CLOCK_MONOTONIC) return __real_clock_gettime(clock, result);
+  const fakes::RecordLock lock(fakes::RecordMutex());
+  const uint64_t now = fakes::platform().clock.monotonicUs;
+  result->tv_sec = static_cast<time_t>(now / 1000000);
+  result->tv_nsec = static_cast<long>(now % 1000000 * 1000);
+  return 0;
 }
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),

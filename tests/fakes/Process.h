@@ -16,9 +16,10 @@ namespace fakes {
 // Thrown by a test's hook to leave a loop that does not end by itself.
 struct Leave {};
 
-// What `time` answers.
+// What `time` answers, and `clock_gettime` of the monotonic clock, which each sleep moves on.
 struct Clock {
   time_t now = 1772716029;  // 2026-03-05T13:07:09Z
+  uint64_t monotonicUs = 4711000000;
 };
 
 // `sleep` and `usleep` return at once.

@@ -57,6 +57,10 @@ void DeviceMgr::SyncChassisAlarms(int velId, const std::string& chassisId) {
   steps().Add("DeviceMgr::SyncChassisAlarms(" + std::to_string(velId) + ", " + chassisId + ")");
 }
 
+void DeviceMgr::SetAlarmSyncRequested(bool requested) {
+  steps().Add(requested ? "DeviceMgr::SetAlarmSyncRequested" : "DeviceMgr serves the request");
+}
+
 PatchMgr::PatchMgr() = default;
 PatchMgr::~PatchMgr() = default;
 

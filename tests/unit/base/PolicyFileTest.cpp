@@ -109,6 +109,16 @@ TEST(PolicyParseTest, Takes_a_version_of_TLS_as_text_and_as_number) {
   EXPECT_EQ(Transport("\"MinimumTls\": 1.30").minimumTls, 13);
 }
 
+TEST(PolicyParseTest, Takes_the_waits_of_the_registration) {
+  EXPECT_FALSE(PolicyOf("{}").policy.registration.Retries());
+  const Policy::Registration registration =
+      PolicyOf(R"({"Registration": {"RetrySeconds": {"First": 1, "Most": 86400}}})")
+          .policy.registration;
+  EXPECT_TRUE(registration.Retries());
+  EXPECT_EQ(registration.firstRetrySeconds, 1);
+  EXPECT_EQ(registration.mostRetrySeconds, 86400);
+}
+
 TEST(PolicyPresetTest, Sets_what_is_marked_and_nothing_else) {
   const Policy::Transport transport = PolicyOf("{\"Preset\": \"hardened\"}").policy.transport;
   EXPECT_TRUE(transport.verifyServer);
@@ -122,6 +132,14 @@ TEST(PolicyPresetTest, Sets_what_is_marked_and_nothing_else) {
   EXPECT_EQ(transport.caFile, "");
   EXPECT_EQ(transport.pinnedPublicKeys, "");
   EXPECT_FALSE(transport.proxy.has_value());
+}
+
+TEST(PolicyPresetTest, Tries_connections_again) {
+  const Policy::Registration registration =
+      PolicyOf("{\"Preset\": \"hardened\"}").policy.registration;
+  EXPECT_TRUE(registration.Retries());
+  EXPECT_EQ(registration.firstRetrySeconds, 5);
+  EXPECT_EQ(registration.mostRetrySeconds, 300);
 }
 
 TEST(PolicyPresetTest, Gives_way_to_single_keys_before_and_after_it) {
@@ -250,6 +268,29 @@ TEST(PolicyProblemTest, A_key_that_would_do_nothing_is_refused) {
   EXPECT_EQ(
       PolicyOf(R"({"Transport": {"CaFile": "/a"}, "Preset": "hardened"})").policy.transport.caFile,
       "/a");
+}
+
+TEST(PolicyProblemTest, Of_the_waits_of_the_registration_needs_both_in_order) {
+  const auto of = [](const std::string& waits, const std::string& front = "") {
+    return Refused("{" + front + "\"Registration\": {\"RetrySeconds\": " + waits + "}}");
+  };
+  const std::string name = "\"Registration.RetrySeconds";
+  EXPECT_EQ(of("5"), "line 1, column 35: " + name + "\" is not an object");
+  EXPECT_EQ(of("{\"First\": 0, \"Most\": 5}"),
+            "line 1, column 45: " + name + ".First\" is not an integer from 1 to 86400");
+  EXPECT_EQ(of("{\"First\": 5, \"Most\": 86401}"),
+            "line 1, column 56: " + name + ".Most\" is not an integer from 1 to 86400");
+  EXPECT_EQ(of("{\"First\": 5}"),
+            "line 1, column 36: " + name + ".First\" does nothing without " + name + ".Most\"");
+  EXPECT_EQ(of("{\"Most\": 5}"),
+            "line 1, column 36: " + name + ".Most\" does nothing without " + name + ".First\"");
+  EXPECT_EQ(of("{\"Most\": 5, \"First\": 6}"),
+            "line 1, column 47: " + name + ".First\" is above " + name + ".Most\"");
+  const std::string preset = "\"Preset\": \"hardened\", ";
+  EXPECT_EQ(of("{\"First\": 301}", preset),
+            "line 1, column 58: " + name + ".First\" is above " + name + ".Most\"");
+  EXPECT_EQ(of("{\"Most\": 4}", preset),
+            "line 1, column 58: " + name + ".Most\" is below " + name + ".First\"");
 }
 
 TEST(PolicyProblemTest, Leaves_nothing_of_the_file_in_force) {

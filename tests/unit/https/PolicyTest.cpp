@@ -264,6 +264,72 @@ TEST_F(TransportPolicyTest, HostOfUrl_leaves_the_host_to_libcurl) {
   }
 }
 
+// The transport of an appliance that tries again.
+class TokenRefusalTest : public TransportPolicyTest {
+ protected:
+  void SetUp() override {
+    TransportPolicyTest::SetUp();
+    Policy policy;
+    policy.registration.firstRetrySeconds = 5;
+    policy.registration.mostRetrySeconds = 300;
+    UsePolicy(policy);
+  }
+};
+
+TEST_F(TokenRefusalTest, Is_noted_once_of_each_operation_with_a_token) {
+  for (const long status : {401L, 403L}) {
+    for (const Run run : operations) {
+      curl().Answers(status);
+      (this->*run)();
+      EXPECT_EQ(client.TakeRefusal(), run != operations[2]) << status;
+      EXPECT_FALSE(client.TakeRefusal());
+    }
+  }
+}
+
+TEST_F(TokenRefusalTest, Is_kept_over_later_answers_until_it_is_asked_for) {
+  curl().Answers(401);
+  Post();
+  curl().Answers(200, "{}");
+  GetAuth();
+  EXPECT_TRUE(client.TakeRefusal());
+}
+
+TEST_F(TokenRefusalTest, Is_no_other_answer) {
+  for (const long status : {200L, 302L, 400L, 404L, 407L, 500L}) {
+    for (const Run run : operations) {
+      curl().Answers(status, "{}");
+      (this->*run)();
+      EXPECT_FALSE(client.TakeRefusal()) << status;
+    }
+  }
+  curl().Fails(CURLE_COULDNT_CONNECT);
+  Post();
+  EXPECT_FALSE(client.TakeRefusal());
+}
+
+TEST_F(TokenRefusalTest, Is_none_without_a_token) {
+  for (int i = 0; i < 4; ++i) curl().Answers(403);
+  Post("");
+  Patch("");
+  GetAuth("");
+  Delete("");
+  EXPECT_FALSE(client.TakeRefusal());
+}
+
+TEST_F(TokenRefusalTest, Is_not_noted_where_nothing_is_tried_again) {
+  UsePolicy({});
+  curl().Answers(403);
+  Post();
+  EXPECT_FALSE(client.TakeRefusal());
+}
+
+TEST_F(TokenRefusalTest, Is_none_of_a_request_without_a_handle) {
+  HttpsClient other;
+  EXPECT_EQ(other.GetAuthDocument(kUrl, body, header, "tok-1"), 2u);
+  EXPECT_FALSE(other.TakeRefusal());
+}
+
 TEST_F(TransportPolicyTest, MaskSecrets_shows_neither_token_nor_key_in_any_line) {
   Policy policy;
   policy.log.maskSecrets = true;

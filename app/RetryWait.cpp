@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+// The waits between attempts to connect.
+#include "app/RetryWait.h"
+
+#include <sys/random.h>
+#include <time.h>
+
+#include <algorithm>
+
+#include "base/Policy.h"
+
+namespace cloudclient {
+namespace {
+
+timespec MonotonicTime() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now;
+}
+
+// Of 0 to below 1. Where the system has no number yet, early after its start, that of the clock's
+// nanoseconds, in which appliances differ too.
+double Fraction() {
+  constexpr double kNumbers = 4294967296.0;
+  uint32_t number = 0;
+  if (getrandom(&number, sizeof number, GRND_NONBLOCK) != sizeof number) {
+    number = static_cast<uint32_t>(MonotonicTime().tv_nsec) << 2;
+  }
+  return number / kNumbers;
+}
+
+}  // namespace
+
+double RetryWait::Now() {
+  const timespec now = MonotonicTime();
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+void RetryWait::Begin(double now) {
+  const Policy::Registration& policy = ThePolicy().registration;
+  m_longest =
+      m_longest == 0 ? policy.firstRetrySeconds : std::min(2 * m_longest, policy.mostRetrySeconds);
+  m_end = now + static_cast<double>(m_longest) * (1 + Fraction()) / 2;
+}
+
+bool RetryWait::IsLongOver(double now) const {
+  return now >= m_end + static_cast<double>(ThePolicy().registration.mostRetrySeconds);
+}
+
+}  // namespace cloudclient
