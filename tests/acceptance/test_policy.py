@@ -2,17 +2,15 @@
 """What a site asks of the daemon by its policy, as the service sees it."""
 
 import base64
-import hashlib
 import shutil
 import ssl
-import subprocess
 
 import pytest
 
 from harness.daemon import KEY, UUID
 from harness.process import clock
 from harness.recorder import CLOSES, HANGS, TOKEN, Recorder
-from harness.wire import answer, tls_context
+from harness.wire import answer, pin_of, tls_context
 
 ROOT = "GET /redfish/v1"
 LOOKUP = "GET /redfish/v1/Managers"
@@ -29,14 +27,6 @@ def named_recorder(folder):
     server.url = server.url.replace("127.0.0.1", "localhost")
     yield server
     server.close()
-
-
-def pin_of(certificate):
-    """The hash of a certificate's key, as the policy names it."""
-    key = subprocess.run(["openssl", "x509", "-in", certificate, "-pubkey", "-noout"],
-                         check=True, capture_output=True, text=True).stdout
-    hashed = hashlib.sha256(base64.b64decode("".join(key.splitlines()[1:-1])))
-    return "sha256//" + base64.b64encode(hashed.digest()).decode()
 
 
 def transport(daemon, **keys):
@@ -100,7 +90,7 @@ def test_certificate_of_another_name_is_refused(daemon, device, tls_recorder, fo
 
 def test_pinned_key_is_accepted_whatever_the_certificate_says(daemon, device, tls_recorder, folder):
     other = "sha256//" + base64.b64encode(bytes(32)).decode()
-    transport(daemon, VerifyServer=True, PinnedPublicKey=[other, pin_of(folder / "server.pem")])
+    transport(daemon, VerifyServer=True, PinnedPublicKey=[other, pin_of((folder / "server.pem").read_text())])
     starts_against(daemon, tls_recorder)
     tls_recorder.receives(REGISTRATION)
 

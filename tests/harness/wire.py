@@ -1,12 +1,15 @@
 # SPDX-License-Identifier: Apache-2.0
 """HTTP as bytes, TLS, and servers at loopback ports."""
 
+import base64
 import contextlib
+import hashlib
 import http.client
 import json
 import re
 import socket
 import ssl
+import struct
 import subprocess
 import threading
 import urllib.parse
@@ -94,6 +97,14 @@ def certificate_pair(certificate, key, *options):
          "-out", str(certificate), *options], check=True, capture_output=True)
 
 
+def pin_of(certificate):
+    """The hash of a certificate's key, as the policy names it; the certificate as PEM."""
+    key = subprocess.run(["openssl", "x509", "-pubkey", "-noout"], input=certificate, check=True,
+                         capture_output=True, text=True).stdout
+    hashed = hashlib.sha256(base64.b64decode("".join(key.splitlines()[1:-1])))
+    return "sha256//" + base64.b64encode(hashed.digest()).decode()
+
+
 def tls_context(folder, *options):
     """A server's side, with a certificate that is made for it, by more options of `openssl req`:
     `server.pem` in `folder`."""
@@ -111,6 +122,11 @@ def shut(link):
     except OSError:
         pass  # it was ended already
     link.close()
+
+
+def reset(link):
+    """Has the end of a connection, when it is closed, be a reset."""
+    link.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
 
 
 class Server:
@@ -156,6 +172,10 @@ class Server:
     def _serve(self, link):
         raise NotImplementedError
 
+    def _secured(self, link, tls):
+        """The server's side of TLS on a new connection."""
+        return tls.wrap_socket(link, server_side=True)
+
     def _hold(self, link):
         """Has a connection ended by `close`."""
         with self._lock:
@@ -181,7 +201,7 @@ class Server:
         try:
             link.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
             if self._tls:
-                held.append(self._hold(self._tls.wrap_socket(link, server_side=True)))
+                held.append(self._hold(self._secured(link, self._tls)))
             self._serve(held[-1])
         except OSError:
             pass  # the other side went away
