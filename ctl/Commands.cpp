@@ -21,6 +21,7 @@ const char kFooter[] = R"(Examples:
   cloudclientctl device raise 4711 --state Warning
   cloudclientctl device set 1201 23.5
   cloudclientctl map check /var/local/orv/pldserver/0/covpatchmap.txt
+  cloudclientctl trust https://cloud.example.org
 
 CLOUDCLIENT_ROOT is put before the daemon's paths, as it is for the daemon.
 
@@ -72,8 +73,7 @@ int Main(int argc, char** argv) {
   app.set_version_flag("--version", std::string("cloudclientctl ") + CLOUDCLIENT_VERSION);
   app.require_subcommand(1);
   app.fallthrough();
-  app.add_option("--timeout", choice.timeout,
-                 "Seconds to wait for the daemon's answer, 0.001 to 3600")
+  app.add_option("--timeout", choice.timeout, "Seconds to wait for an answer, 0.001 to 3600")
       ->capture_default_str()
       ->check(CheckTimeout);
   AddStatusCommand(app, choice);
@@ -81,6 +81,7 @@ int Main(int argc, char** argv) {
   AddDeviceCommands(app, choice);
   AddMapCommands(app, choice);
   AddPolicyCommands(app, choice);
+  AddTrustCommand(app, choice);
   app.footer(kFooter);  // after the commands, which would take it over
   try {
     app.parse(argc, argv);

@@ -18,7 +18,7 @@ constexpr int kNotRunning = 3;      // no daemon answers at the device's control
 // What the command line chose.
 struct Choice {
   bool json = false;    // output for scripts
-  double timeout = 10;  // seconds to wait for the daemon's answer
+  double timeout = 10;  // seconds to wait for an answer
   std::function<int()> run;
 };
 
@@ -28,6 +28,7 @@ void AddDeviceCommands(CLI::App& app, Choice& choice);
 void AddMapCommands(CLI::App& app, Choice& choice);
 void AddPolicyCommands(CLI::App& app, Choice& choice);
 void AddStatusCommand(CLI::App& app, Choice& choice);
+void AddTrustCommand(CLI::App& app, Choice& choice);
 
 // The program: parses the command line, runs what it chose, and returns the exit status.
 int Main(int argc, char** argv);

@@ -14,6 +14,7 @@ import shlex
 
 import pytest
 
+from harness.ctl import Ctl
 from harness.daemon import Daemon
 from harness.device import Device
 from harness.proxy import Proxy
@@ -49,6 +50,11 @@ def daemon(programs, folder, root, under_watch, pytestconfig):
         pathlib.Path(other).resolve() if other else programs, folder, root,
         emulator=shlex.split(pytestconfig.getoption("--emulator")),
         clock_library=pytestconfig.getoption("--clock")))
+
+
+@pytest.fixture
+def ctl(programs, root, folder, daemon):
+    return Ctl(programs, root, folder)
 
 
 @pytest.fixture

@@ -27,43 +27,6 @@ TOP = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 EXAMPLE = os.path.join(TOP, "examples", "cooling-unit")
 
 
-class Ctl:
-    def __init__(self, programs, root, folder):
-        self.command = [programs / "ctl" / "cloudclientctl"]
-        self._folder = folder
-        self.root = root
-        self.environment = {"PATH": "/usr/bin:/bin", "LC_ALL": "C.UTF-8",
-                            "CLOUDCLIENT_ROOT": str(root)}
-
-    def run(self, *arguments, stdout=subprocess.PIPE, stdin=b""):
-        return subprocess.run(
-            [*self.command, *arguments], input=stdin, stdout=stdout,
-            stderr=subprocess.PIPE, cwd=self._folder, timeout=DEADLINE,
-            env=self.environment)
-
-    def does(self, *arguments, stdin=b""):
-        """What it writes when all is well."""
-        ended = self.run(*arguments, stdin=stdin)
-        assert (ended.returncode, ended.stderr) == (0, b"")
-        return ended.stdout.decode()
-
-    def tells(self, *arguments):
-        return json.loads(self.does("--json", *arguments))
-
-    def refuses(self, status, *arguments, stdin=b""):
-        """The one line that says why, without the program's name."""
-        ended = self.run(*arguments, stdin=stdin)
-        assert (ended.returncode, ended.stdout) == (status, b""), ended.stderr
-        (line,) = ended.stderr.decode().splitlines()
-        assert line.startswith("cloudclientctl: ")
-        return line[len("cloudclientctl: "):]
-
-
-@pytest.fixture
-def ctl(programs, root, folder, daemon):
-    return Ctl(programs, root, folder)
-
-
 @pytest.fixture
 def running(daemon, device, recorder):
     """A daemon that is connected."""
@@ -80,7 +43,7 @@ def running(daemon, device, recorder):
     (), ("status",), ("enable",), ("disable",), ("config",), ("config", "get"), ("config", "set"),
     ("config", "show"), ("device",), ("device", "list"), ("device", "set"), ("device", "raise"),
     ("device", "clear"), ("device", "check"), ("map",), ("map", "check"),
-    ("policy",), ("policy", "show"), ("policy", "check")], ids=lambda c: "_".join(c) or "program")
+    ("policy",), ("policy", "show"), ("policy", "check"), ("trust",)], ids=lambda c: "_".join(c) or "program")
 def test_help_of_every_command(ctl, command):
     assert f"Usage: {' '.join(['cloudclientctl', *command])}" in ctl.does(*command, "--help")
 
