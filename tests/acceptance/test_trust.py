@@ -84,7 +84,7 @@ def test_certificate_is_shown_and_nothing_is_asked_or_written(ctl, daemon, named
         "issuer": "CN=server",
         "from": dates[0].replace(" ", "T"), "until": dates[1].replace(" ", "T"),
         "fingerprint": openssl(certificate, "-fingerprint", "-sha256").partition("=")[2],
-        "pin": pin_of(certificate),
+        "pin": pin_of(certificate.read_text()),
         "vouched_for": "no: self-signed certificate",
         "of_this_host": "yes",
     }
@@ -98,7 +98,7 @@ def test_certificate_for_scripts(ctl, daemon, named, folder):
     told = json.loads(ended.stdout)
     assert told["names"] == ["DNS:localhost", "DNS:*.example.org", "IP:192.0.2.7",
                              "IP:2001:db8::7"]
-    assert told["pin"] == pin_of(folder / "server.pem")
+    assert told["pin"] == pin_of((folder / "server.pem").read_text())
     assert (told["vouchedFor"], told["storeProblem"]) == (False, "self-signed certificate")
     assert told["ofThisHost"] is True
     assert (told["pinnedBefore"], told["written"]) == ([], False)
@@ -164,7 +164,8 @@ def test_daemon_refuses_another_key_than_the_one_that_was_pinned(ctl, daemon, de
 
 
 def test_key_that_is_pinned_already_is_left_at_that(ctl, daemon, named, folder):
-    text = json.dumps({"Transport": {"PinnedPublicKey": [OTHER, pin_of(folder / "server.pem")]}})
+    pin = pin_of((folder / "server.pem").read_text())
+    text = json.dumps({"Transport": {"PinnedPublicKey": [OTHER, pin]}})
     daemon.write("policy.json", text)
     told = ctl.does("trust", named.url)
     assert f"\npinned now   {OTHER}\n" in told
@@ -173,7 +174,7 @@ def test_key_that_is_pinned_already_is_left_at_that(ctl, daemon, named, folder):
 
 
 def test_pin_takes_the_place_of_another_or_stands_beside_it(ctl, daemon, named, folder):
-    pin = pin_of(folder / "server.pem")
+    pin = pin_of((folder / "server.pem").read_text())
     for options, pins in ((["--add"], [OTHER, pin]), ([], pin)):
         daemon.write("policy.json", {"Transport": {"PinnedPublicKey": OTHER, "HostOfUrl": True}})
         assert f"\npinned now   {OTHER}\n" in ctl.does("trust", named.url, "--yes", *options)

@@ -115,14 +115,6 @@ def tls_context(folder, *options):
     return context
 
 
-def pin_of(certificate):
-    """The hash of a certificate's key, as the policy names it."""
-    key = subprocess.run(["openssl", "x509", "-in", certificate, "-pubkey", "-noout"],
-                         check=True, capture_output=True, text=True).stdout
-    hashed = hashlib.sha256(base64.b64decode("".join(key.splitlines()[1:-1])))
-    return "sha256//" + base64.b64encode(hashed.digest()).decode()
-
-
 def shut(link):
     """Ends a connection that another thread may be reading."""
     try:
