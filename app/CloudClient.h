@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "app/RetryWait.h"
+#include "base/RetryWait.h"
 #include "https/HttpsClient.h"
 #include "platform/config/CfgCloud.h"
 #include "platform/framework/LxBaseProxyApp.h"

@@ -91,6 +91,7 @@ bool CloudClient::NeedsChassis() {
 // for ever to a manager that it knows: a look-up for which there was no reason lengthens the wait
 // for the next one, and only a time without refusals shortens it again.
 void CloudClient::KeepConnected() {
+  const Policy::Registration& policy = ThePolicy().registration;
   const double now = RetryWait::Now();
   if (m_connection == Connection::kFailed && m_retryWait.IsOver(now)) {
     __dlog_printf(5, kUnit, "%s: connecting with the Cloud Service again", "DoWork");
@@ -100,20 +101,21 @@ void CloudClient::KeepConnected() {
              m_httpsClient.TakeRefusal()) {
     __dlog_printf(5, kUnit, "%s: the Cloud Service refused the token, looking the manager up",
                   "DoWork");
-    if (m_lookUpWait.IsLongOver(now)) m_lookUpWait.Reset();
+    if (m_lookUpWait.IsLongOver(now, policy.mostRetrySeconds)) m_lookUpWait.Reset();
     NoteConnection(Connect());
-    m_lookUpWait.Begin(RetryWait::Now());
+    m_lookUpWait.Begin(RetryWait::Now(), policy.firstRetrySeconds, policy.mostRetrySeconds);
   }
 }
 
 void CloudClient::NoteConnection(bool made) {
-  if (!ThePolicy().registration.Retries()) return;
+  const Policy::Registration& policy = ThePolicy().registration;
+  if (!policy.Retries()) return;
   m_connection = made ? Connection::kMade : Connection::kFailed;
   if (made) {
     m_retryWait.Reset();
     return;
   }
-  m_retryWait.Begin(RetryWait::Now());
+  m_retryWait.Begin(RetryWait::Now(), policy.firstRetrySeconds, policy.mostRetrySeconds);
   __dlog_printf(5, kUnit, "%s: not connected, trying again within %ld s", "DoWork",
                 m_retryWait.Longest());
 }

@@ -3,6 +3,7 @@
 #define BASE_POLICY_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -38,7 +39,7 @@ struct Policy {
     }
   };
 
-  // The waits of app/RetryWait; what asks for them: app/CloudClientRetry.
+  // Waits between attempts to connect; app/CloudClientConnection.
   struct Registration {
     long firstRetrySeconds = 0;  // 0: a connection that failed is not tried again
     long mostRetrySeconds = 0;   // not below the first
@@ -64,6 +65,14 @@ struct Policy {
     bool pairAll = false;  // device/DeviceMgrAlarmSync
   };
 
+  // What waits on the disk until the service has it; https/Outbox. Nothing does without a folder,
+  // which is a path of the appliance.
+  struct Outbox {
+    std::string folder;
+    uint64_t maxBytes = 16UL * 1024 * 1024;
+    long maxDays = 30;
+  };
+
   struct Queues {
     size_t most = 0;  // entries of each of the device's queues, 0 is any number; device/DeviceMgr
   };
@@ -76,6 +85,7 @@ struct Policy {
   Registration registration;
   Log log;
   Alarms alarms;
+  Outbox outbox;
   Queues queues;
   Changes changes;
   Search search;

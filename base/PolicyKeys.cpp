@@ -12,6 +12,12 @@ using Type = PolicyKey::Type;
 
 constexpr int64_t kLongestSeconds = 86400;
 
+// An outbox below this has no room for a few large entries.
+constexpr uint64_t kSmallestOutbox = 65536;
+constexpr int64_t kLargestOutbox = INT64_C(1) << 30U;
+// The service knows the keys of what it has taken for so long: later it could take one twice.
+constexpr int64_t kLongestKept = 60;
+
 long Seconds(const json_t* value) { return static_cast<long>(json_integer_value(value)); }
 
 // A word, also one that is written as a number.
@@ -153,6 +159,16 @@ std::vector<PolicyKey> OtherKeys() {
            [](Policy& p, const json_t* v) { p.changes.deliver = DeliverOf(v); }),
       Flag("Alarms.PairAll", "true",
            [](Policy& p, const json_t* v) { p.alarms.pairAll = json_is_true(v); }),
+      {"Outbox.Folder", Type::kFolder, 0, nullptr, "none", "\"/var/lib/cloudclient/outbox\"", false,
+       [](Policy& p, const json_t* v) { p.outbox.folder = JsonText(v); }},
+      {"Outbox.MaxBytes", Type::kNumber, kLargestOutbox, nullptr, "16777216", "16777216", false,
+       [](Policy& p, const json_t* v) {
+         p.outbox.maxBytes = static_cast<uint64_t>(json_integer_value(v));
+       }},
+      {"Outbox.MaxDays", Type::kNumber, kLongestKept, nullptr, "30", "30", false,
+       [](Policy& p, const json_t* v) {
+         p.outbox.maxDays = static_cast<long>(json_integer_value(v));
+       }},
       Number("Queues.Most", 1000000, "10000",
              [](Policy& p, const json_t* v) {
                p.queues.most = static_cast<size_t>(json_integer_value(v));
@@ -210,6 +226,13 @@ const std::vector<PolicyContradiction>& PolicyContradictions() {
          return p.registration.firstRetrySeconds > p.registration.mostRetrySeconds;
        },
        "is below \"Registration.RetrySeconds.First\""},
+      {"Outbox.MaxBytes", [](const Policy& p) { return p.outbox.folder.empty(); },
+       "does nothing without \"Outbox.Folder\""},
+      {"Outbox.MaxBytes", [](const Policy& p) { return p.outbox.maxBytes < kSmallestOutbox; },
+       "is less than 65536"},
+      {"Outbox.MaxDays", [](const Policy& p) { return p.outbox.folder.empty(); },
+       "does nothing without \"Outbox.Folder\""},
+      {"Outbox.MaxDays", [](const Policy& p) { return p.outbox.maxDays < 1; }, "is less than 1"},
   };
   return contradictions;
 }
@@ -224,6 +247,10 @@ std::string CheckPolicyValue(const PolicyKey& key, const json_t* value, std::str
       return json_is_string(value) ? "" : "is not a text";
     case Type::kPath:
       return JsonText(value).compare(0, 1, "/") == 0 ? "" : "is not an absolute path";
+    case Type::kFolder:
+      return json_is_string(value) && (JsonText(value) + "/")[0] == '/'
+                 ? ""
+                 : "is neither an absolute path nor empty";
     case Type::kWord:
       return CheckWord(key, value);
     case Type::kPins:

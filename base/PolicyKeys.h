@@ -22,6 +22,7 @@ struct PolicyKey {
     kNumber,  // an integer of `least` to `most`
     kText,    // of any characters, also none
     kPath,    // an absolute path
+    kFolder,  // the same, or "" for none
     kWord,    // one of `words`; also a number, where a word is one
     kPins,    // "sha256//" and a hash in base64; one, or an array of them
   };

@@ -63,7 +63,9 @@ DeviceMgr* DeviceMgr::GetInstance() {
   return instance;
 }
 
-DeviceMgr::DeviceMgr() : m_changeOfCheckerThread(kNoThread), m_cloudPosterThread(kNoThread) {}
+DeviceMgr::DeviceMgr() : m_changeOfCheckerThread(kNoThread), m_cloudPosterThread(kNoThread) {
+  m_patchMgr.SetOutbox(&m_outbox);
+}
 
 DeviceMgr::~DeviceMgr() { Stop(); }
 

@@ -7,12 +7,14 @@
 #include <cstdint>
 #include <list>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "device/CloudAlarm.h"
 #include "device/DeviceActiveAlarmsMgr.h"
 #include "https/HttpsClient.h"
+#include "https/Outbox.h"
 #include "patch/PatchMgr.h"
 #include "platform/config/CfgCloudChassis.h"
 #include "platform/pld/LxPldProxy.h"
@@ -73,6 +75,7 @@ class DeviceMgr {
   DeviceActiveAlarmsMgr& GetActiveAlarmsMgr() { return m_activeAlarms; }
   PatchMgr& GetPatchMgr() { return m_patchMgr; }
   LxTimerMgr& GetTimerMgr() { return m_timerMgr; }
+  Outbox& GetOutbox() { return m_outbox; }
 
   // The queues. Locking returns the mutex's status. Only `HasEvents` and `HasCovs` may be asked
   // without the mutex.
@@ -136,26 +139,39 @@ class DeviceMgr {
   // Empties the event queue.
   void ClearDeviceActiveAlarms();
   // Empties the event queue and has the engine queue the device's active events into it; they are
-  // there within 2 seconds. Without a proxy the queue stays as it is.
+  // there within 2 seconds. Without a proxy the queue stays as it is. With an outbox the queue
+  // keeps what it has, and the active events are kept beside it.
   void GetDeviceActiveAlarms(int velId);
 
   // Events and alarms of the service. Each operation logs its failures. What HttpsClient's GET
   // throws counts as a failure.
 
-  // Posts the event document of `alarm`; an active alarm that the service took is tracked.
+  // Posts the event document of `alarm`; an active alarm that the service took is tracked. With an
+  // outbox it is put there, and counts as taken.
   void PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
                                 const std::string& managerId);
 
+  // Posts the state of an event that the device has told of, unless it is the one that is tracked.
+  // What is cleared is tracked no more.
+  void PostDeviceEvent(const DeviceEvent& event, const std::string& chassisId,
+                       const std::string& managerId);
+
+  // Sends what waits in the outbox. Blocks for its requests; a stop ends it after the one under
+  // way.
+  void SendOutbox();
+
   // Replaces `alarms` by those that the service holds as not cleared for the chassis `origin`:
-  // Fault, Alarm, Warning. What cannot be read is left out.
-  void ReadAlarmsFromCloudForChassis(HttpsClient* httpsClient, const std::string& origin,
+  // Fault, Alarm, Warning. What cannot be read is left out; false when the service did not answer
+  // all requests for it.
+  bool ReadAlarmsFromCloudForChassis(HttpsClient* httpsClient, const std::string& origin,
                                      std::vector<CloudAlarm>& alarms);
   // One query of that list. True, and the answer's body in `listDocument`, on success.
   bool AskForEvents(const std::string& severity, const std::string& origin,
                     HttpsClient* httpsClient, std::string& listDocument, const std::string& baseUrl,
                     const std::string& token);
-  // Reads every event that `listDocument` refers to and appends those that parse.
-  void ProcessAlarmList(HttpsClient* httpsClient, const std::string& listDocument,
+  // Reads every event that `listDocument` refers to and appends those that parse; false when the
+  // service did not give the list or an event of it.
+  bool ProcessAlarmList(HttpsClient* httpsClient, const std::string& listDocument,
                         std::vector<CloudAlarm>& alarms, const std::string& baseUrl,
                         const std::string& token);
   // Fills `alarm` from an event document. True on success; else `alarm` is as it was.
@@ -197,6 +213,9 @@ class DeviceMgr {
 
   void SyncAlarmsOfChassis(const std::string& chassisId, const cfg_cloud::CfgCloudChassis& chassis,
                            const std::string& managerId);
+  bool CompareThroughOutbox(std::vector<CloudAlarm>& cloudAlarms,
+                            std::vector<DeviceEvent>& deviceEvents, const std::string& chassisId,
+                            const std::string& managerId);
   void PairFirstAlarm(std::vector<CloudAlarm>& cloudAlarms, std::vector<DeviceEvent>& deviceEvents,
                       const std::string& chassisId, const std::string& managerId);
   void PairAllAlarms(std::vector<CloudAlarm>& cloudAlarms, std::vector<DeviceEvent>& deviceEvents,
@@ -224,6 +243,10 @@ class DeviceMgr {
   // Declared after `m_patchMgr`, so that it is destroyed first: its thread's callbacks use that.
   LxTimerMgr m_timerMgr;
   bool m_syncInProgress = false;
+  Outbox m_outbox;
+  // With an outbox: what the device answered to the last question for its active events, if it did;
+  // guarded as the event queue.
+  std::optional<std::vector<DeviceEvent>> m_activeEvents;
   // A handle keeps its value when its thread is joined; these keep Stop from joining it again.
   bool m_changeOfCheckerJoined = false;
   bool m_cloudPosterJoined = false;

@@ -3,8 +3,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <optional>
 
 #include "base/CloudCfg.h"
+#include "base/MutexGuard.h"
 #include "base/Policy.h"
 #include "device/DeviceMgr.h"
 #include "device/DeviceMgrState.h"
@@ -32,9 +34,37 @@ bool IsOf(const CloudAlarm& alarm, const DeviceEvent& event) {
   return alarm.GetEventId() == event.gddId && alarm.GetMessageArg() == event.module;
 }
 
+bool IsCleared(const DeviceEvent& event) {
+  return LxVelEventUtil(event.eventState).GetEventStateString() ==
+         LxVelEventUtil::TYPE_CLEARED_STRING;
+}
+
+// The device's active events with what was notified since put over them. What was notified has been
+// posted: only what the service holds as an alarm is left to be compared.
+std::vector<DeviceEvent> WithNotified(std::vector<DeviceEvent> active,
+                                      const std::vector<DeviceEvent>& notified,
+                                      const std::vector<CloudAlarm>& cloudAlarms) {
+  for (const DeviceEvent& event : notified) {
+    const auto isSame = [&event](const DeviceEvent& other) {
+      return other.gddId == event.gddId && other.module == event.module;
+    };
+    active.erase(std::remove_if(active.begin(), active.end(), isSame), active.end());
+    const bool isHeld =
+        std::any_of(cloudAlarms.begin(), cloudAlarms.end(),
+                    [&event](const CloudAlarm& alarm) { return IsOf(alarm, event); });
+    if (isHeld && !IsCleared(event)) active.push_back(event);
+  }
+  return active;
+}
+
 }  // namespace
 
 void DeviceMgr::SyncChassisAlarms(int velId, const std::string& chassisId) {
+  SendOutbox();
+  if (!m_outbox.IsIdle()) {
+    SetAlarmSyncRequested(true);
+    return;
+  }
   std::string managerId;
   if (CloudCfg()->GetUUID(managerId) == 0) {
     m_patchMgr.SendAllResourcesToCloud(static_cast<uint32_t>(velId), chassisId, managerId,
@@ -60,7 +90,7 @@ void DeviceMgr::SyncAlarmsOfChassis(const std::string& chassisId,
                                     const std::string& managerId) {
   std::vector<CloudAlarm> cloudAlarms;
   // Kept: docs/kept-behaviour.md#failed-read-posts
-  ReadAlarmsFromCloudForChassis(m_httpsClient, chassisId, cloudAlarms);
+  if (!Outbox::IsWanted()) ReadAlarmsFromCloudForChassis(m_httpsClient, chassisId, cloudAlarms);
   int velId = 0;
   const int status = chassis.GetVelocityInstance(velId);
   if (status != 0) {
@@ -76,6 +106,10 @@ void DeviceMgr::SyncAlarmsOfChassis(const std::string& chassisId,
   std::vector<DeviceEvent> deviceEvents;
   // Kept: docs/kept-behaviour.md#silent-skip
   if (TakeEvents(deviceEvents) != 0) return;
+  if (Outbox::IsWanted() &&
+      !CompareThroughOutbox(cloudAlarms, deviceEvents, chassisId, managerId)) {
+    return;
+  }
 
   if (ThePolicy().alarms.pairAll) {
     PairAllAlarms(cloudAlarms, deviceEvents, chassisId, managerId);
@@ -98,6 +132,36 @@ void DeviceMgr::SyncAlarmsOfChassis(const std::string& chassisId,
     InitCloudAlarmFromDeviceEvent(alarm, event);
     PostEventForAlarmToCloud(alarm, chassisId, managerId);
   }
+  SendOutbox();
+}
+
+// With an outbox no notification is lost, and nothing posted twice. Takes what was notified before
+// and while the device was asked (`deviceEvents`), posts it, and reads the service's alarms when
+// the outbox is empty: they are to be compared with what the device answered, and with what was
+// notified since. False, and the synchronisation is requested anew, when one of the two can't be
+// had at present.
+bool DeviceMgr::CompareThroughOutbox(std::vector<CloudAlarm>& cloudAlarms,
+                                     std::vector<DeviceEvent>& deviceEvents,
+                                     const std::string& chassisId, const std::string& managerId) {
+  const std::vector<DeviceEvent> notified = deviceEvents;
+  for (const DeviceEvent& event : notified) PostDeviceEvent(event, chassisId, managerId);
+  SendOutbox();
+  std::optional<std::vector<DeviceEvent>> active;
+  {
+    const MutexGuard guard(m_eventMutex);
+    active = m_activeEvents;
+  }
+  const bool isAnswered = active.has_value();
+  if (!isAnswered || !m_outbox.IsIdle() ||
+      !ReadAlarmsFromCloudForChassis(m_httpsClient, chassisId, cloudAlarms)) {
+    __dlog_printf(4, kUnit, "%s: put off, %s", "SyncAlarms",
+                  isAnswered ? "the service does not answer" : "the device does not answer");
+    m_outbox.Hold();
+    SetAlarmSyncRequested(true);
+    return false;
+  }
+  deviceEvents = WithNotified(*active, notified, cloudAlarms);
+  return true;
 }
 
 // Handles one pair at most; the caller clears, then posts anew, what would have paired after it.

@@ -55,7 +55,7 @@ std::optional<Answer> Ask(HttpsClient* httpsClient, const std::string& url,
 
 }  // namespace
 
-void DeviceMgr::ReadAlarmsFromCloudForChassis(HttpsClient* httpsClient, const std::string& origin,
+bool DeviceMgr::ReadAlarmsFromCloudForChassis(HttpsClient* httpsClient, const std::string& origin,
                                               std::vector<CloudAlarm>& alarms) {
   alarms.clear();
   const cfg_cloud::CfgCloud* const cfg = CloudCfg();
@@ -66,16 +66,17 @@ void DeviceMgr::ReadAlarmsFromCloudForChassis(HttpsClient* httpsClient, const st
   if (urlStatus != 0) {
     __dlog_printf(3, kUnit, "%s: Failed(%d) to read URL", "ReadAlarmsFromCloudForChassis",
                   urlStatus);
-    return;
+    return false;
   }
-  if (tokenStatus != 0) return;
+  if (tokenStatus != 0) return false;
+  bool isWhole = true;
   // Kept: docs/kept-behaviour.md#three-severities
   for (const char* severity : {"Fault", "Alarm", "Warning"}) {
     std::string listDocument;
-    if (AskForEvents(severity, origin, httpsClient, listDocument, baseUrl, token)) {
-      ProcessAlarmList(httpsClient, listDocument, alarms, baseUrl, token);
-    }
+    isWhole = AskForEvents(severity, origin, httpsClient, listDocument, baseUrl, token) &&
+              ProcessAlarmList(httpsClient, listDocument, alarms, baseUrl, token) && isWhole;
   }
+  return isWhole;
 }
 
 bool DeviceMgr::AskForEvents(const std::string& severity, const std::string& origin,
@@ -96,7 +97,7 @@ bool DeviceMgr::AskForEvents(const std::string& severity, const std::string& ori
   return true;
 }
 
-void DeviceMgr::ProcessAlarmList(HttpsClient* httpsClient, const std::string& listDocument,
+bool DeviceMgr::ProcessAlarmList(HttpsClient* httpsClient, const std::string& listDocument,
                                  std::vector<CloudAlarm>& alarms, const std::string& baseUrl,
                                  const std::string& token) {
   json_error_t error;
@@ -105,8 +106,9 @@ void DeviceMgr::ProcessAlarmList(HttpsClient* httpsClient, const std::string& li
     __dlog_printf(3, kUnit, "%s: Failed(pos: %d  text: %s) to parse alarm list (%s)",
                   "ProcessAlarmList", error.position, Masked(error.text).c_str(),
                   Masked(listDocument).c_str());
-    return;
+    return false;
   }
+  bool isWhole = true;
   const int count = static_cast<int>(json_array_size(root.get()));
   __dlog_printf(7, kUnit, "%s: number of active events: %d", "ProcessAlarmList", count);
   for (int i = 0; i < count; ++i) {
@@ -130,6 +132,7 @@ void DeviceMgr::ProcessAlarmList(HttpsClient* httpsClient, const std::string& li
     if (answer->result != kHttpsOk) {
       __dlog_printf(3, kUnit, "%s: failed to get specific event: %d  url: %s", "ProcessAlarmList",
                     static_cast<int>(answer->result), Masked(url).c_str());
+      isWhole = false;
       continue;
     }
     __dlog_printf(7, kUnit, "%s: Got specific event: %s", "ProcessAlarmList",
@@ -137,6 +140,7 @@ void DeviceMgr::ProcessAlarmList(HttpsClient* httpsClient, const std::string& li
     CloudAlarm alarm;
     if (InitCloudAlarmFromJson(answer->body, alarm)) alarms.push_back(alarm);
   }
+  return isWhole;
 }
 
 bool DeviceMgr::InitCloudAlarmFromJson(const std::string& eventDocument, CloudAlarm& alarm) {

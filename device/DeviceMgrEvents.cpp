@@ -14,6 +14,15 @@ namespace cloudclient {
 
 void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
                                          const std::string& managerId) {
+  const auto track = [&] {
+    if (!alarm.IsActive()) return;
+    m_activeAlarms.AddActiveAlarm(static_cast<uint32_t>(alarm.GetAlarmKey()), alarm.GetMessageId(),
+                                  alarm);
+  };
+  if (Outbox::IsWanted() && m_outbox.PutEvent(EventDocument(alarm, chassisId), chassisId)) {
+    track();
+    return;
+  }
   const cfg_cloud::CfgCloud* const cfg = CloudCfg();
   std::string token;
   if (cfg->GetXAuthToken(token) != 0) {
@@ -37,10 +46,33 @@ void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::str
                   result, Masked(header).c_str(), Masked(body).c_str());
     return;
   }
-  if (alarm.IsActive()) {
-    m_activeAlarms.AddActiveAlarm(static_cast<uint32_t>(alarm.GetAlarmKey()), alarm.GetMessageId(),
-                                  alarm);
+  track();
+}
+
+void DeviceMgr::PostDeviceEvent(const DeviceEvent& event, const std::string& chassisId,
+                                const std::string& managerId) {
+  CloudAlarm alarm;
+  std::string trackedKey;
+  if (m_activeAlarms.FindActiveAlarmByEventId(event.velId, event.gddId, trackedKey, alarm) != 0 &&
+      alarm.GetMessageArg() == event.module) {
+    const std::string eventState = LxVelEventUtil(event.eventState).GetEventStateString();
+    if (alarm.GetSeverity() == eventState) return;
+    alarm.SetState(eventState);
+  } else {
+    alarm = CloudAlarm();
+    InitCloudAlarmFromDeviceEvent(alarm, event);
   }
+  __dlog_printf(7, kUnit, "%s: Posting alarm for %d  state %s", "CloudPoster",
+                static_cast<int>(alarm.GetEventId()), alarm.GetSeverity().c_str());
+  // Kept: docs/kept-behaviour.md#no-second-post
+  PostEventForAlarmToCloud(alarm, chassisId, managerId);
+  // Kept: docs/kept-behaviour.md#cleared-anyway
+  if (!alarm.IsActive()) m_activeAlarms.RemoveActiveAlarm(event.velId, alarm.GetMessageId());
+}
+
+void DeviceMgr::SendOutbox() {
+  const bool isRunning = m_running;
+  m_outbox.Send(*m_httpsClient, [this, isRunning] { return !isRunning || m_running; });
 }
 
 // Kept: docs/kept-behaviour.md#clears-the-queue
@@ -58,7 +90,12 @@ void DeviceMgr::GetDeviceActiveAlarms(int velId) {
     __dlog_printf(3, kUnit, "%s: NULL pldproxy", "GetDeviceActiveAlarms");
     return;
   }
-  ClearDeviceActiveAlarms();
+  if (Outbox::IsWanted()) {
+    const MutexGuard guard(m_eventMutex);
+    m_activeEvents.reset();
+  } else {
+    ClearDeviceActiveAlarms();
+  }
   const int status = m_pldProxy->GetActiveEvents(ActiveEventsCallback, velId);
   if (status != 0) {
     __dlog_printf(3, kUnit, "%s: Could not get active events for managed device: %d; status: %d",
@@ -69,13 +106,21 @@ void DeviceMgr::GetDeviceActiveAlarms(int velId) {
 void DeviceMgr::ActiveEventsCallback(int status,
                                      const std::list<LxPldProxy::ActiveEvent*>& events) {
   if (status != 0) return;
+  std::vector<DeviceEvent> deviceEvents;
   for (const LxPldProxy::ActiveEvent* active : events) {
     DeviceEvent event = {};
     event.gddId = active->gddId;
     event.module = static_cast<uint16_t>(active->module);
     event.eventState = active->eventState;
-    GetInstance()->AddDeviceEvent(event);
+    deviceEvents.push_back(event);
   }
+  DeviceMgr* const mgr = GetInstance();
+  if (Outbox::IsWanted()) {
+    const MutexGuard guard(mgr->m_eventMutex);
+    mgr->m_activeEvents = deviceEvents;
+    return;
+  }
+  for (const DeviceEvent& event : deviceEvents) mgr->AddDeviceEvent(event);
 }
 
 void DeviceMgr::InitCloudAlarmFromDeviceEvent(CloudAlarm& alarm, const DeviceEvent& event) {

@@ -10,7 +10,6 @@
 #include "base/Policy.h"
 #include "device/DeviceMgr.h"
 #include "device/DeviceMgrState.h"
-#include "platform/pld/LxVelEventUtil.h"
 #include "platform/pld/PldConstants.h"
 #include "platform/util/dlog.h"
 
@@ -27,7 +26,12 @@ constexpr int kPassSeconds = 5;
 // The manager's member that begins the thread stands here, so that the manager does not know the
 // poster.
 void* DeviceMgr::CloudPoster(void* /*argument*/) {
-  Guarded([] { Poster(*GetInstance()).Run(); });
+  Guarded([] {
+    Poster poster(*GetInstance());
+    poster.Run();
+    // What was queued after the last pass would be lost with the process.
+    if (Outbox::IsWanted() && GetInstance()->HasEvents()) poster.PostQueuedEvents();
+  });
   return nullptr;
 }
 
@@ -83,7 +87,8 @@ void Poster::MakePass() {
   if (m_mgr.HasCovs()) {
     Guarded([this] { ProcessQueuedCov(); });
   }
-  if (DeviceMgr::IsAlarmSyncRequested()) {
+  Guarded([this] { m_mgr.SendOutbox(); });
+  if (DeviceMgr::IsAlarmSyncRequested() && m_mgr.GetOutbox().IsIdle()) {
     Guarded([this] { ServeAlarmSyncRequest(); });
   }
 }
@@ -108,25 +113,7 @@ void Poster::PostQueuedEvent(const DeviceEvent& event) {
     return;
   }
   m_chassisId = chassis->second;
-
-  DeviceActiveAlarmsMgr& tracker = m_mgr.GetActiveAlarmsMgr();
-  CloudAlarm alarm;
-  std::string trackedKey;
-  if (tracker.FindActiveAlarmByEventId(event.velId, event.gddId, trackedKey, alarm) != 0 &&
-      alarm.GetMessageArg() == event.module) {
-    const std::string eventState = LxVelEventUtil(event.eventState).GetEventStateString();
-    if (alarm.GetSeverity() == eventState) return;
-    alarm.SetState(eventState);
-  } else {
-    alarm = CloudAlarm();
-    m_mgr.InitCloudAlarmFromDeviceEvent(alarm, event);
-  }
-  __dlog_printf(7, kUnit, "%s: Posting alarm for %d  state %s", "CloudPoster",
-                static_cast<int>(alarm.GetEventId()), alarm.GetSeverity().c_str());
-  // Kept: docs/kept-behaviour.md#no-second-post
-  m_mgr.PostEventForAlarmToCloud(alarm, m_chassisId, m_managerId);
-  // Kept: docs/kept-behaviour.md#cleared-anyway
-  if (!alarm.IsActive()) tracker.RemoveActiveAlarm(event.velId, alarm.GetMessageId());
+  m_mgr.PostDeviceEvent(event, m_chassisId, m_managerId);
 }
 
 void Poster::ProcessQueuedCov() {
@@ -194,7 +181,8 @@ void Poster::ServeAlarmSyncRequest() {
     chassis.GetVelocityInstance(velId);
     Guarded([&, chassisId = id] { m_mgr.SyncChassisAlarms(velId, chassisId); });
   }
-  DeviceMgr::SetAlarmSyncRequested(false);
+  // What it put into the outbox is to be seen at the service: else it is made once more.
+  DeviceMgr::SetAlarmSyncRequested(!m_mgr.GetOutbox().IsIdle());
 }
 
 }  // namespace cloudclient

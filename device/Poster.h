@@ -28,10 +28,12 @@ class Poster {
   // appliance's UUID cannot be read. Blocks for all requests of its steps.
   void Run();
 
+  // Posts the events that are queued.
+  void PostQueuedEvents();
+
  private:
   void WaitForChassis();
   void MakePass();
-  void PostQueuedEvents();
   void PostQueuedEvent(const DeviceEvent& event);
   void ProcessQueuedCov();
   void DeliverCov(const DeviceCov& cov);

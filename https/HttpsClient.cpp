@@ -227,9 +227,32 @@ CURLcode HttpsClient::Perform(void (*logUnresolved)()) {
   }
 }
 
+// What a POST comes to. The texts keep what they hold until there is an answer to hand out.
+struct HttpsClient::Answer {
+  std::string& body;
+  std::string& header;
+  long status = 0;
+};
+
 HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& responseBody,
                                           std::string& responseHeader, const std::string& document,
                                           const std::string& token) {
+  Answer answer = {responseBody, responseHeader};
+  return Post(url, answer, document, token, "");
+}
+
+HttpsResult HttpsClient::PostEvent(const std::string& url, const std::string& document,
+                                   const std::string& token, const std::string& key, long& status) {
+  std::string body;
+  std::string header;
+  Answer answer = {body, header};
+  const HttpsResult result = Post(url, answer, document, token, key);
+  status = answer.status;
+  return result;
+}
+
+HttpsResult HttpsClient::Post(const std::string& url, Answer& answer, const std::string& document,
+                              const std::string& token, const std::string& key) {
   const Request request(*this, token);
   if (request.Opened() != kHttpsOk) return request.Opened();
 
@@ -243,6 +266,7 @@ HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& r
       .Length(document)
       .AcceptJson();
   if (!token.empty()) headers.Token(token);
+  if (!key.empty()) headers.Add("Message-Key: " + key);
   options.Set(CURLOPT_HTTPHEADER, headers.Get()).Set(CURLOPT_POSTFIELDS, document.c_str());
   if (options.Refused()) {
     __dlog_printf(3, kUnit, "%s: Failed to setup curl request", "PostJsonDocument");
@@ -259,20 +283,27 @@ HttpsResult HttpsClient::PostJsonDocument(const std::string& url, std::string& r
                   Number(code), curl_easy_strerror(code));
     return kHttpsTransportFailed;
   }
-  const long status = ResponseCode(handle);
-  const bool accepted = status == 200 || status == 201;
+  answer.status = ResponseCode(handle);
+  const bool accepted = answer.status == 200 || answer.status == 201;
   if (!accepted) {
     __dlog_printf(3, kUnit, "%s: POST failed for url %s", "PostJsonDocument", Masked(url).c_str());
-    __dlog_printf(3, kUnit, "%s: respCode: %ld  hdr: %s  resp: %s", "PostJsonDocument", status,
-                  Masked(g_responseHeader).c_str(), Masked(g_responseBody).c_str());
+    __dlog_printf(3, kUnit, "%s: respCode: %ld  hdr: %s  resp: %s", "PostJsonDocument",
+                  answer.status, Masked(g_responseHeader).c_str(), Masked(g_responseBody).c_str());
   }
   // Kept: docs/kept-behaviour.md#headers-in-body
-  HandOut(responseBody, responseHeader);
+  HandOut(answer.body, answer.header);
   return accepted ? kHttpsOk : kHttpsPostRefused;
 }
 
 HttpsResult HttpsClient::PatchResource(const std::string& url, const std::string& token,
                                        const std::string& document) {
+  long status = 0;
+  return PatchResource(url, token, document, status);
+}
+
+HttpsResult HttpsClient::PatchResource(const std::string& url, const std::string& token,
+                                       const std::string& document, long& status) {
+  status = 0;
   const Request request(*this, token);
   if (request.Opened() != kHttpsOk) return request.Opened();
 
@@ -304,7 +335,7 @@ HttpsResult HttpsClient::PatchResource(const std::string& url, const std::string
                   curl_easy_strerror(code));
     return kHttpsTransportFailed;
   }
-  const long status = ResponseCode(handle);
+  status = ResponseCode(handle);
   if (status == 200 || status == 202 || status == 204) return kHttpsOk;
   __dlog_printf(3, kUnit, "%s: PATCH failed for url %s  doc: %s", "PatchResource",
                 Masked(url).c_str(), Masked(document).c_str());

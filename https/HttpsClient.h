@@ -73,9 +73,17 @@ class HttpsClient {
                                std::string& responseHeader, const std::string& document,
                                const std::string& token);
 
-  // PATCH of a JSON document. The answer is not handed out.
+  // The same for an event that may have been posted before: with a header line `Message-Key`, by
+  // which the service takes none twice. `status` receives the answer's, 0 where there was none; the
+  // answer is not handed out.
+  HttpsResult PostEvent(const std::string& url, const std::string& document,
+                        const std::string& token, const std::string& key, long& status);
+
+  // PATCH of a JSON document. The answer is not handed out; `status` as above.
   HttpsResult PatchResource(const std::string& url, const std::string& token,
                             const std::string& document);
+  HttpsResult PatchResource(const std::string& url, const std::string& token,
+                            const std::string& document, long& status);
 
   // GET without a header of the daemon's own, and GET with the token. The outputs are assigned on
   // kHttpsOk, kHttpsForbidden and kHttpsRedirect (with an empty body), and untouched otherwise;
@@ -92,10 +100,13 @@ class HttpsClient {
 
  private:
   class Request;
+  struct Answer;
 
   HttpsResult OpenHandle();
   HttpsResult CloseHandle();
   CURLcode Perform(void (*logUnresolved)());
+  HttpsResult Post(const std::string& url, Answer& answer, const std::string& document,
+                   const std::string& token, const std::string& key);
   HttpsResult PerformGet(CURL* curlHandle, const std::string& url, std::string& responseBody,
                          std::string& responseHeader);
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "https/HttpsClient.h"
+#include "https/Outbox.h"
 #include "patch/PatchMap.h"
 #include "patch/SevenDays.h"
 #include "platform/pld/PldConstants.h"
@@ -50,6 +51,10 @@ class PatchMgr {
 
   // The proxy from which values are read; not owned. With null no value can be read.
   void SetPldProxy(LxPldProxy* proxy) { m_pldProxy = proxy; }
+
+  // Where events of points, and each change of value where the policy wants all, wait for the
+  // service; not owned. Null, and one that no policy asks for, is none.
+  void SetOutbox(Outbox* outbox) { m_outbox = outbox; }
 
   // The map that was loaded, and the days' records.
   const PatchMap& GetMap() const { return m_map; }
@@ -161,12 +166,17 @@ class PatchMgr {
                                 const std::string& chassisId, const std::string& label);
   PatchResult SendResource(uint16_t device, const ResourceUrlEntry& resource, HttpsClient* client,
                            const std::string& chassisId, const std::string& uuid);
+  PatchResult SendChange(uint16_t device, const ResourceUrlEntry& resource, HttpsClient* client,
+                         const std::string& chassisId, const std::string& uuid);
   std::string OriginOfPoint(int32_t pointId, const std::string& chassisId);
-  PatchResult PostPointEvent(const std::string& document, HttpsClient* client);
+  PatchResult PostPointEvent(const std::string& document, const std::string& chassisId,
+                             HttpsClient* client);
+  std::string RenderResource(uint16_t device, const ResourceUrlEntry& resource);
   bool FindAccumulatorPoint(AccumulatorPoint& point, const Quantity& quantity);
   uint32_t ScaleOf(const AccumulatorPoint& point, int32_t deviceId, LxPldProxy* proxy);
 
   LxPldProxy* m_pldProxy = nullptr;
+  Outbox* m_outbox = nullptr;
   PatchMap m_map;
   SevenDays m_days;
   AccumulatorPoint m_tempPoint;

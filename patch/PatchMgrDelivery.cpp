@@ -4,6 +4,7 @@
 
 #include "base/CloudCfg.h"
 #include "base/Masked.h"
+#include "base/Policy.h"
 #include "patch/PatchMgr.h"
 #include "patch/PatchMgrUnit.h"
 #include "platform/util/dlog.h"
@@ -56,7 +57,7 @@ PatchResult PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t ex
   if (taken != kPatchOk) return taken;
   // Kept: docs/kept-behaviour.md#refused-patch-no-event
   const auto device = static_cast<uint16_t>(deviceId);
-  if (SendResource(device, resource, client, chassisId, uuid) != kPatchOk) return kPatchFailed;
+  if (SendChange(device, resource, client, chassisId, uuid) != kPatchOk) return kPatchFailed;
   return SendEventOfChange(change, client, chassisId, label);
 }
 
@@ -128,15 +129,36 @@ void PatchMgr::SendAllResourcesToCloud(uint32_t deviceId, const std::string& cha
   }
 }
 
-// Renders, edits and sends a resource's document. An empty document is sent all the same.
+// Sends a resource's document. An empty document is sent all the same.
 // Kept: docs/kept-behaviour.md#empty-document
 PatchResult PatchMgr::SendResource(uint16_t device, const ResourceUrlEntry& resource,
                                    HttpsClient* client, const std::string& chassisId,
                                    const std::string& uuid) {
+  return SendResourceToCloud(client, resource, IdentifierFor(resource, chassisId, uuid),
+                             RenderResource(device, resource));
+}
+
+// The same for a resource that has changed: where the policy wants each change, it waits in the
+// outbox, behind those before it.
+PatchResult PatchMgr::SendChange(uint16_t device, const ResourceUrlEntry& resource,
+                                 HttpsClient* client, const std::string& chassisId,
+                                 const std::string& uuid) {
+  const std::string document = RenderResource(device, resource);
+  const std::string identifier = IdentifierFor(resource, chassisId, uuid);
+  const bool isKept = ThePolicy().changes.deliver == Policy::Changes::Deliver::kAll;
+  if (isKept && m_outbox != nullptr &&
+      m_outbox->PutPatch(WithIdentifier(resource.url, resource.resourceTag, identifier), document,
+                         chassisId)) {
+    return kPatchOk;
+  }
+  return SendResourceToCloud(client, resource, identifier, document);
+}
+
+std::string PatchMgr::RenderResource(uint16_t device, const ResourceUrlEntry& resource) {
   std::string document = GetPatchDoc(device, resource);
   if (resource.accum7Day) FillSevenDayValues(document);
   if (resource.tempUomCelsius) UpdateDocWithTempUomValues(device, document);
-  return SendResourceToCloud(client, resource, IdentifierFor(resource, chassisId, uuid), document);
+  return document;
 }
 
 PatchResult PatchMgr::SendResourceToCloud(HttpsClient* client, const ResourceUrlEntry& resource,

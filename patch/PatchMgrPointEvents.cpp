@@ -118,7 +118,7 @@ PatchResult PatchMgr::SendEventForPoint(uint32_t deviceId, int32_t pointId, uint
     __dlog_printf(3, kUnit, "%s: null return from json_dumps", "SendEventForPoint");
     return kPatchOk;
   }
-  return PostPointEvent(text.get(), client);
+  return PostPointEvent(text.get(), chassisId, client);
 }
 
 // Where the event comes from: the point's resource, as far as the chassis. Empty when the resource
@@ -141,7 +141,9 @@ std::string PatchMgr::OriginOfPoint(int32_t pointId, const std::string& chassisI
 
 // Posts a point event's document. A refused one is logged and counts as sent: it is not retried.
 // Kept: docs/kept-behaviour.md#event-counts-as-sent
-PatchResult PatchMgr::PostPointEvent(const std::string& document, HttpsClient* client) {
+PatchResult PatchMgr::PostPointEvent(const std::string& document, const std::string& chassisId,
+                                     HttpsClient* client) {
+  if (m_outbox != nullptr && m_outbox->PutEvent(document, chassisId)) return kPatchOk;
   const cfg_cloud::CfgCloud* const cfg = CloudCfg();
   std::string baseUrl;
   if (cfg->GetUrl(baseUrl) != 0) {

@@ -70,6 +70,44 @@ TEST(PolicyParseTest, An_empty_object_is_the_kept_behaviour) {
   EXPECT_FALSE(transport.noProxy.has_value());
 }
 
+TEST(PolicyParseTest, Takes_the_keys_of_the_outbox) {
+  const Policy none = PolicyOf("{}").policy;
+  EXPECT_EQ(none.outbox.folder, "");
+  const Policy::Outbox outbox =
+      PolicyOf(R"({"Outbox": {"Folder": "/o", "MaxBytes": 65536, "MaxDays": 60}})").policy.outbox;
+  EXPECT_EQ(outbox.folder, "/o");
+  EXPECT_EQ(outbox.maxBytes, 65536u);
+  EXPECT_EQ(outbox.maxDays, 60);
+  const Policy::Outbox standard = PolicyOf(R"({"Outbox": {"Folder": "/o"}})").policy.outbox;
+  EXPECT_EQ(standard.maxBytes, 16777216u);
+  EXPECT_EQ(standard.maxDays, 30);
+  const Policy::Outbox hardened = PolicyOf(R"({"Preset": "hardened"})").policy.outbox;
+  EXPECT_EQ(hardened.folder, "/var/lib/cloudclient/outbox");
+  EXPECT_EQ(hardened.maxBytes, 16777216u);
+  EXPECT_EQ(hardened.maxDays, 30);
+  EXPECT_EQ(PolicyOf(R"({"Preset": "hardened", "Outbox": {"Folder": ""}})").policy.outbox.folder,
+            "");
+}
+
+TEST(PolicyParseTest, Refuses_an_outbox_that_can_be_none) {
+  EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "o"}})"),
+            R"(line 1, column 23: "Outbox.Folder" is neither an absolute path nor empty)");
+  EXPECT_EQ(Refused(R"({"Outbox": {"Folder": 1}})"),
+            R"(line 1, column 23: "Outbox.Folder" is neither an absolute path nor empty)");
+  EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "/o", "MaxBytes": 65535}})"),
+            R"(line 1, column 29: "Outbox.MaxBytes" is less than 65536)");
+  EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "/o", "MaxBytes": 1073741825}})"),
+            R"(line 1, column 41: "Outbox.MaxBytes" is not an integer from 0 to 1073741824)");
+  EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "/o", "MaxDays": 0}})"),
+            R"(line 1, column 29: "Outbox.MaxDays" is less than 1)");
+  EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "/o", "MaxDays": 61}})"),
+            R"(line 1, column 40: "Outbox.MaxDays" is not an integer from 0 to 60)");
+  EXPECT_EQ(Refused(R"({"Outbox": {"MaxDays": 3}})"),
+            R"(line 1, column 13: "Outbox.MaxDays" does nothing without "Outbox.Folder")");
+  EXPECT_EQ(Refused(R"({"Preset": "hardened", "Outbox": {"Folder": "", "MaxBytes": 70000}})"),
+            R"(line 1, column 49: "Outbox.MaxBytes" does nothing without "Outbox.Folder")");
+}
+
 TEST(PolicyParseTest, Takes_each_key_of_the_transport) {
   const Policy::Transport transport = Transport(
       R"("VerifyServer": true, "CaFile": "/etc/ca.pem", "CaPath": "/etc/ca",

@@ -54,6 +54,34 @@ class TransportPolicyTest : public TransportTest {
       &TransportPolicyTest::RunGetAuth, &TransportPolicyTest::RunDelete};
 };
 
+TEST_F(TransportTest, Posts_an_event_with_its_key_and_tells_the_status) {
+  curl().Answers(201, "{}");
+  long status = 0;
+  EXPECT_EQ(client.PostEvent(kUrl, kDocument, "tok-1", "key-1", status), 0u);
+  EXPECT_EQ(status, 201);
+  const std::vector<std::string> lines = curl().Last().headerLines;
+  EXPECT_THAT(lines, Contains("Message-Key: key-1"));
+  EXPECT_THAT(lines, Contains("X-Auth-Token: tok-1"));
+  EXPECT_EQ(curl().Last().document, kDocument);
+
+  curl().Answers(409, "{}");
+  EXPECT_EQ(client.PostEvent(kUrl, kDocument, "tok-1", "key-1", status), 6u);
+  EXPECT_EQ(status, 409);
+  curl().Fails(CURLE_COULDNT_CONNECT);
+  EXPECT_EQ(client.PostEvent(kUrl, kDocument, "tok-1", "key-1", status), 4u);
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(TransportTest, Tells_the_status_of_a_patch) {
+  curl().Answers(404, "{}");
+  long status = 0;
+  EXPECT_EQ(client.PatchResource(kUrl, "tok-1", kDocument, status), 10u);
+  EXPECT_EQ(status, 404);
+  curl().Fails(CURLE_COULDNT_CONNECT);
+  EXPECT_EQ(client.PatchResource(kUrl, "tok-1", kDocument, status), 4u);
+  EXPECT_EQ(status, 0);
+}
+
 TEST_F(TransportPolicyTest, Without_one_nothing_is_added) {
   EXPECT_THAT(Added(), IsEmpty());
   EXPECT_THAT(Check(), ElementsAre("SSL_VERIFYPEER=0", "SSL_VERIFYHOST=0"));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Changes of value and the delivery of all resources.
 #include "PatchTest.h"
+#include "base/Policy.h"
 
 namespace patch_test {
 namespace {
@@ -395,6 +396,76 @@ TEST_F(DeliveryTest, Of_all_resources_without_a_map_sends_nothing) {
   patch.SendAllResourcesToCloud(7, "17", "uuid-1", &client);
   EXPECT_THAT(service.requests(), IsEmpty());
   EXPECT_THAT(platform().log.Lines(), IsEmpty());
+}
+
+// With an outbox; each case is a process of its own, with its own policy.
+class OutboxDeliveryTest : public DeliveryTest {
+ protected:
+  void SetUp() override {
+    DeliveryTest::SetUp();
+    platform().cloud.chassis["17"] = 1;
+    patch.SetOutbox(&outbox);
+  }
+  static void Use(cloudclient::Policy::Changes::Deliver deliver, const char* folder = "/outbox") {
+    cloudclient::Policy policy;
+    policy.changes.deliver = deliver;
+    policy.outbox.folder = folder;
+    cloudclient::UsePolicy(policy);
+  }
+  void Send() {
+    outbox.Send(client, [] { return true; });
+  }
+
+  cloudclient::Outbox outbox;
+};
+
+using Deliver = cloudclient::Policy::Changes::Deliver;
+
+TEST_F(OutboxDeliveryTest, With_all_change_and_event_wait_there_in_order) {
+  Use(Deliver::kAll);
+  Loaded(Map(kThermal, PointWithEvent()));
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(service.lines(), IsEmpty());
+  EXPECT_EQ(Process(1), 0);
+  Send();
+  const std::string patched = "PATCH /redfish/v1/Chassis/17/Thermal";
+  const std::string posted = std::string("POST ") + kEvents;
+  EXPECT_THAT(service.lines(), ElementsAre(patched, posted, patched, posted));
+  EXPECT_EQ(service.requests()[0].document, "{\"thermal\": 1}");
+}
+
+TEST_F(OutboxDeliveryTest, Else_the_change_is_sent_and_its_event_waits) {
+  for (const Deliver deliver : {Deliver::kFirst, Deliver::kLatest}) {
+    Use(deliver);
+    Loaded(Map(kThermal, PointWithEvent()));
+    service.forget();
+    EXPECT_EQ(Process(1), 0);
+    EXPECT_THAT(service.lines(), ElementsAre("PATCH /redfish/v1/Chassis/17/Thermal"));
+    Send();
+    EXPECT_THAT(service.lines(), SizeIs(2));
+  }
+}
+
+TEST_F(OutboxDeliveryTest, All_resources_are_sent_at_once) {
+  Use(Deliver::kAll);
+  Loaded(Map(kThermal, PointWithEvent()));
+  patch.SendAllResourcesToCloud(1, "17", "uuid", &client);
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /redfish/v1/Chassis/17/Thermal"));
+}
+
+TEST_F(OutboxDeliveryTest, Without_one_in_the_policy_everything_is_sent_at_once) {
+  Use(Deliver::kAll, "");
+  Loaded(Map(kThermal, PointWithEvent()));
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(service.lines(), SizeIs(2));
+  EXPECT_FALSE(service.requests()[1].HasHeader("Message-Key"));
+}
+
+TEST_F(OutboxDeliveryTest, What_can_not_be_put_is_sent_at_once) {
+  Use(Deliver::kAll, "/var/local/orv/pldserver/0/1/covpatchmap.txt/outbox");
+  Loaded(Map(kThermal, PointWithEvent()));
+  EXPECT_EQ(Process(1), 0);
+  EXPECT_THAT(service.lines(), SizeIs(2));
 }
 
 }  // namespace

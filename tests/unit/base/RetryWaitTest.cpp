@@ -2,8 +2,7 @@
 // The waits between attempts.
 #include <algorithm>
 
-#include "app/RetryWait.h"
-#include "base/Policy.h"
+#include "base/RetryWait.h"
 #include "fakes/PlatformTest.h"
 
 namespace cloudclient {
@@ -11,13 +10,7 @@ namespace {
 
 class RetryWaitTest : public fakes::PlatformTest {
  protected:
-  void SetUp() override {
-    fakes::PlatformTest::SetUp();
-    Policy policy;
-    policy.registration.firstRetrySeconds = 5;
-    policy.registration.mostRetrySeconds = 30;
-    UsePolicy(policy);
-  }
+  void Begin(double now) { wait.Begin(now, 5, 30); }
 
   RetryWait wait;
 };
@@ -29,7 +22,7 @@ TEST_F(RetryWaitTest, Is_over_before_the_first) {
 
 TEST_F(RetryWaitTest, Doubles_from_the_first_up_to_the_longest) {
   for (const long longest : {5, 10, 20, 30, 30}) {
-    wait.Begin(1000);
+    Begin(1000);
     EXPECT_EQ(wait.Longest(), longest);
   }
 }
@@ -38,7 +31,7 @@ TEST_F(RetryWaitTest, Takes_from_half_to_all_of_its_longest_evenly) {
   int early = 0;
   for (int i = 0; i < 1000; ++i) {
     wait.Reset();
-    wait.Begin(1000);
+    Begin(1000);
     EXPECT_FALSE(wait.IsOver(1002.499));
     EXPECT_TRUE(wait.IsOver(1005));
     if (wait.IsOver(1003.75)) ++early;
@@ -49,18 +42,18 @@ TEST_F(RetryWaitTest, Takes_from_half_to_all_of_its_longest_evenly) {
 }
 
 TEST_F(RetryWaitTest, Begins_with_the_first_again_after_a_reset) {
-  wait.Begin(1000);
-  wait.Begin(1000);
+  Begin(1000);
+  Begin(1000);
   wait.Reset();
   EXPECT_TRUE(wait.IsOver(0));
-  wait.Begin(1000);
+  Begin(1000);
   EXPECT_EQ(wait.Longest(), 5);
 }
 
 TEST_F(RetryWaitTest, Is_long_over_after_the_longest_wait_more) {
-  wait.Begin(1000);
-  EXPECT_FALSE(wait.IsLongOver(1032.499));
-  EXPECT_TRUE(wait.IsLongOver(1035));
+  Begin(1000);
+  EXPECT_FALSE(wait.IsLongOver(1032.499, 30));
+  EXPECT_TRUE(wait.IsLongOver(1035, 30));
 }
 
 TEST_F(RetryWaitTest, Is_measured_by_the_monotonic_clock) {

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// The waits between attempts to connect.
-#include "app/RetryWait.h"
+// Waits between attempts.
+#include "base/RetryWait.h"
 
 #include <sys/random.h>
 #include <time.h>
 
 #include <algorithm>
-
-#include "base/Policy.h"
 
 namespace cloudclient {
 namespace {
@@ -36,15 +34,9 @@ double RetryWait::Now() {
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-void RetryWait::Begin(double now) {
-  const Policy::Registration& policy = ThePolicy().registration;
-  m_longest =
-      m_longest == 0 ? policy.firstRetrySeconds : std::min(2 * m_longest, policy.mostRetrySeconds);
+void RetryWait::Begin(double now, long first, long most) {
+  m_longest = m_longest == 0 ? first : std::min(2 * m_longest, most);
   m_end = now + static_cast<double>(m_longest) * (1 + Fraction()) / 2;
-}
-
-bool RetryWait::IsLongOver(double now) const {
-  return now >= m_end + static_cast<double>(ThePolicy().registration.mostRetrySeconds);
 }
 
 }  // namespace cloudclient

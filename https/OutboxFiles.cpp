@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: Apache-2.0
+// The outbox's files.
+#include "https/OutboxFiles.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace cloudclient {
+namespace {
+
+// A file is full at this share of all bytes: what is done goes, and what gives way goes, in pieces
+// of this size.
+constexpr uint64_t kFilesOfAll = 64;
+
+constexpr size_t kNumberDigits = 8;
+constexpr char kSuffix[] = ".outbox";
+
+// No file of the outbox is larger; what is, is read so far.
+constexpr size_t kLargestFile = 64UL * 1024 * 1024;
+
+std::string Reason(const std::string& what) { return what + ": " + std::strerror(errno); }
+
+// The number of a file of the outbox; 0 for any other name.
+uint32_t NumberOf(const std::string& name) {
+  const bool isOne = name.size() == kNumberDigits + sizeof kSuffix - 1 &&
+                     name.find_first_not_of("0123456789") == kNumberDigits &&
+                     name.compare(kNumberDigits, std::string::npos, kSuffix) == 0;
+  return isOne ? static_cast<uint32_t>(std::stoul(name.substr(0, kNumberDigits))) : 0;
+}
+
+// Makes a folder and those above it. What fails shows when the folder is opened.
+void MakeFolders(const std::string& folder) {
+  for (size_t slash = folder.find('/', 1); slash != std::string::npos;
+       slash = folder.find('/', slash + 1)) {
+    mkdir(folder.substr(0, slash).c_str(), 0755);
+  }
+  mkdir(folder.c_str(), 0700);
+}
+
+// Up to `size` bytes of a file from `offset` on; as many as there are.
+std::string ReadBytes(const std::string& path, uint32_t offset, size_t size) {
+  const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "re"), &fclose);
+  if (!file || fseek(file.get(), 0, SEEK_END) != 0) return {};
+  const long end = ftell(file.get());
+  if (end <= static_cast<long>(offset)) return {};
+  if (fseek(file.get(), static_cast<long>(offset), SEEK_SET) != 0) return {};
+  std::string text(std::min(size, static_cast<size_t>(end) - offset), '\0');
+  text.resize(fread(text.data(), 1, size, file.get()));
+  return text;
+}
+
+bool WriteAll(int fd, const std::string& text) {
+  for (size_t written = 0; written < text.size();) {
+    const ssize_t count = write(fd, text.data() + written, text.size() - written);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return false;
+    written += static_cast<size_t>(count);
+  }
+  return true;
+}
+
+}  // namespace
+
+OutboxFiles::OutboxFiles(std::string folder, uint64_t maxBytes)
+    : m_folder(std::move(folder)), m_maxBytes(maxBytes) {}
+
+OutboxFiles::~OutboxFiles() {
+  EndFile();
+  if (m_folderFd >= 0) close(m_folderFd);
+}
+
+std::string OutboxFiles::Path(uint32_t file) const {
+  const std::string digits = std::to_string(file);
+  const size_t zeros = kNumberDigits - std::min(kNumberDigits, digits.size());
+  return m_folder + "/" + std::string(zeros, '0') + digits + kSuffix;
+}
+
+std::string OutboxFiles::Open() {
+  std::string problem = TakeFolder();
+  if (!problem.empty()) return problem;
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(m_folder.c_str()), &closedir);
+  if (!folder) {
+    problem = Reason(m_folder);
+    close(std::exchange(m_folderFd, -1));
+    return problem;
+  }
+  std::vector<uint32_t> files;
+  while (const dirent* const entry = readdir(folder.get())) {
+    if (const uint32_t file = NumberOf(entry->d_name); file != 0) files.push_back(file);
+  }
+  std::sort(files.begin(), files.end());
+  for (const uint32_t file : files) ReadFile(file);
+  m_newest = files.empty() ? 0 : files.back();
+  return {};
+}
+
+// Opens the folder and takes it for this process.
+std::string OutboxFiles::TakeFolder() {
+  MakeFolders(m_folder);
+  const int fd = open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return Reason(m_folder);
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    const std::string problem =
+        errno == EWOULDBLOCK ? m_folder + ": another process has it" : Reason(m_folder);
+    close(fd);
+    return problem;
+  }
+  m_folderFd = fd;
+  return {};
+}
+
+// Takes in a file that an earlier process left.
+void OutboxFiles::ReadFile(uint32_t file) {
+  const std::string text = ReadBytes(Path(file), 0, kLargestFile);
+  const std::string_view all = text;
+  m_files[file].bytes = text.size();
+  OutboxRecord record;
+  for (size_t offset = 0; offset < all.size();) {
+    bool waits = false;
+    const size_t size = ReadOutboxRecord(all.substr(offset), record, waits);
+    if (size == 0) {
+      // Looks on behind the next line end: damage costs what it has damaged.
+      const size_t next = std::min(all.find('\n', offset), all.size() - 1) + 1;
+      m_skippedBytes += next - offset;
+      offset = next;
+      continue;
+    }
+    if (waits) {
+      m_entries.push_back({file, static_cast<uint32_t>(offset), static_cast<uint32_t>(size)});
+      ++m_files[file].waiting;
+    }
+    offset += size;
+  }
+  RemoveIfDone(file);
+}
+
+std::string OutboxFiles::Append(const OutboxRecord& record, size_t& dropped) {
+  dropped = 0;
+  const std::string text = OutboxRecordText(record);
+  if (text.size() > m_maxBytes / 2) return "an entry of " + std::to_string(text.size()) + " bytes";
+  for (; Bytes() + text.size() > m_maxBytes && !m_entries.empty(); ++dropped) RemoveFront();
+
+  const bool isFull = m_fileFd >= 0 && m_files[m_newest].bytes + text.size() >
+                                           std::max(m_maxBytes / kFilesOfAll, text.size());
+  if (isFull) EndFile();
+  if (m_fileFd < 0) {
+    const std::string problem = BeginFile();
+    if (!problem.empty()) return problem;
+  }
+  File& file = m_files[m_newest];
+  if (!WriteAll(m_fileFd, text) || fdatasync(m_fileFd) != 0) {
+    const std::string problem = Reason(Path(m_newest));
+    // A part of a record must not stand before the next one; where it can't be taken back, the next
+    // begins a file.
+    if (ftruncate(m_fileFd, static_cast<off_t>(file.bytes)) != 0) EndFile();
+    return problem;
+  }
+  m_entries.push_back(
+      {m_newest, static_cast<uint32_t>(file.bytes), static_cast<uint32_t>(text.size())});
+  file.bytes += text.size();
+  ++file.waiting;
+  return {};
+}
+
+std::string OutboxFiles::BeginFile() {
+  const std::string path = Path(++m_newest);
+  const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0600);
+  if (fd < 0) return Reason(path);
+  if (fsync(m_folderFd) != 0) {
+    const std::string problem = Reason(m_folder);
+    close(fd);
+    unlink(path.c_str());
+    return problem;
+  }
+  m_fileFd = fd;
+  m_files[m_newest] = {};
+  return {};
+}
+
+void OutboxFiles::EndFile() {
+  if (m_fileFd < 0) return;
+  close(std::exchange(m_fileFd, -1));
+  RemoveIfDone(m_newest);
+}
+
+bool OutboxFiles::Front(OutboxRecord& record, size_t& dropped) {
+  for (dropped = 0; !m_entries.empty(); ++dropped) {
+    const Entry& entry = m_entries.front();
+    const std::string text = ReadBytes(Path(entry.file), entry.offset, entry.size);
+    bool waits = false;
+    if (ReadOutboxRecord(text, record, waits) == entry.size) return true;
+    RemoveFront();
+  }
+  return false;
+}
+
+void OutboxFiles::RemoveFront() {
+  const Entry entry = m_entries.front();
+  m_entries.pop_front();
+  const int fd = open(Path(entry.file).c_str(), O_WRONLY | O_CLOEXEC);
+  if (fd >= 0) {
+    // One that stays unmarked is delivered again: its key tells the service.
+    [[maybe_unused]] const ssize_t written = pwrite(fd, &kOutboxDone, 1, entry.offset);
+    close(fd);
+  }
+  --m_files[entry.file].waiting;
+  RemoveIfDone(entry.file);
+}
+
+// Removes a file of which nothing waits, unless it is appended to; that one only when the outbox is
+// full of it.
+void OutboxFiles::RemoveIfDone(uint32_t file) {
+  const auto found = m_files.find(file);
+  const bool isAppendedTo = m_fileFd >= 0 && file == m_newest;
+  if (found == m_files.end() || found->second.waiting != 0 || isAppendedTo) return;
+  unlink(Path(file).c_str());
+  m_files.erase(found);
+}
+
+uint64_t OutboxFiles::Bytes() const {
+  uint64_t bytes = 0;
+  for (const auto& [number, file] : m_files) bytes += file.bytes;
+  return bytes;
+}
+
+}  // namespace cloudclient

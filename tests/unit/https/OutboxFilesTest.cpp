@@ -1,0 +1,238 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <csignal>
+#include <memory>
+
+#include "OutboxTest.h"
+
+namespace unit {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class OutboxFilesTest : public OutboxFolderTest {
+ protected:
+  OutboxFilesTest() { Reopen(); }
+
+  // As a new process: what the old one holds is let go first.
+  void Reopen(uint64_t maxBytes = kMaxBytes) {
+    files.reset();
+    files = std::make_unique<OutboxFiles>(Folder(), maxBytes);
+    EXPECT_EQ(files->Open(), "");
+  }
+
+  static OutboxRecord Entry(const std::string& key, size_t size = 10) {
+    return {17, key, "", "17", std::string(size, 'x')};
+  }
+  // Puts an entry; how many gave way.
+  size_t Put(const std::string& key, size_t size = 10) {
+    size_t dropped = 0;
+    EXPECT_EQ(files->Append(Entry(key, size), dropped), "");
+    return dropped;
+  }
+  // The key of the oldest; "" without one.
+  std::string Oldest() {
+    OutboxRecord record;
+    size_t dropped = 0;
+    const bool found = files->Front(record, dropped);
+    EXPECT_EQ(dropped, 0u);
+    return found ? record.key : "";
+  }
+  // Takes everything out, in order.
+  std::vector<std::string> TakeAll() {
+    std::vector<std::string> keys;
+    for (std::string key = Oldest(); !key.empty(); key = Oldest()) {
+      keys.push_back(key);
+      files->RemoveFront();
+    }
+    return keys;
+  }
+
+  std::unique_ptr<OutboxFiles> files;
+};
+
+TEST_F(OutboxFilesTest, Gives_out_in_the_order_of_putting) {
+  for (const char* const key : {"a", "b", "c"}) EXPECT_EQ(Put(key), 0u);
+  EXPECT_EQ(files->Count(), 3u);
+  EXPECT_EQ(Oldest(), "a");
+  EXPECT_EQ(Oldest(), "a");
+  EXPECT_THAT(TakeAll(), ElementsAre("a", "b", "c"));
+  EXPECT_EQ(files->Count(), 0u);
+}
+
+TEST_F(OutboxFilesTest, Holds_over_the_end_of_a_process_what_is_not_done) {
+  for (const char* const key : {"a", "b", "c"}) Put(key);
+  EXPECT_EQ(Oldest(), "a");
+  files->RemoveFront();
+  Reopen();
+  EXPECT_EQ(files->Count(), 2u);
+  EXPECT_EQ(files->SkippedBytes(), 0u);
+  Put("d");
+  EXPECT_THAT(TakeAll(), ElementsAre("b", "c", "d"));
+  Reopen();
+  EXPECT_THAT(TakeAll(), IsEmpty());
+}
+
+TEST_F(OutboxFilesTest, Is_made_for_its_owner_alone) {
+  Put("a");
+  struct stat status = {};
+  ASSERT_EQ(stat(Folder().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0700U);
+  ASSERT_EQ(stat(FileNamed("00000001.outbox").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
+TEST_F(OutboxFilesTest, A_file_goes_when_everything_in_it_is_done_and_no_more_is_put_there) {
+  Put("a", kMaxBytes / 64);
+  Put("b", kMaxBytes / 64);
+  EXPECT_THAT(Names(), ElementsAre("00000001.outbox", "00000002.outbox"));
+  files->RemoveFront();
+  EXPECT_THAT(Names(), ElementsAre("00000002.outbox"));
+  files->RemoveFront();
+  EXPECT_THAT(Names(), ElementsAre("00000002.outbox"));
+  Put("c");
+  EXPECT_THAT(Names(), ElementsAre("00000003.outbox"));
+  Reopen();
+  EXPECT_THAT(TakeAll(), ElementsAre("c"));
+  EXPECT_THAT(Names(), IsEmpty());
+}
+
+TEST_F(OutboxFilesTest, Many_small_ones_share_a_file) {
+  for (int i = 0; i < 100; ++i) Put("k" + std::to_string(i));
+  EXPECT_THAT(Names(), SizeIs(testing::Lt(10)));
+  EXPECT_THAT(TakeAll(), SizeIs(100));
+}
+
+TEST_F(OutboxFilesTest, The_oldest_give_way_and_the_disk_is_never_used_beyond_the_limit) {
+  size_t dropped = 0;
+  for (int i = 0; i < 500; ++i) {
+    dropped += Put("k" + std::to_string(i), 300);
+    ASSERT_LE(BytesOnDisk(), kMaxBytes) << i;
+  }
+  EXPECT_GT(dropped, 200u);
+  EXPECT_EQ(files->Count() + dropped, 500u);
+  EXPECT_EQ(Oldest(), "k" + std::to_string(dropped));
+  // No more gave way than a file or two hold.
+  EXPECT_GT(BytesOnDisk(), kMaxBytes - kMaxBytes / 16);
+  const size_t kept = files->Count();
+  Reopen();
+  EXPECT_THAT(TakeAll(), SizeIs(kept));
+}
+
+TEST_F(OutboxFilesTest, One_that_takes_half_the_room_is_refused_and_nothing_gives_way) {
+  Put("a");
+  size_t dropped = 0;
+  EXPECT_EQ(files->Append(Entry("b", kMaxBytes / 2), dropped),
+            "an entry of " + std::to_string(kMaxBytes / 2 + 29) + " bytes");
+  EXPECT_EQ(dropped, 0u);
+  for (int i = 0; i < 10; ++i) {
+    Put("big", kMaxBytes / 2 - 100);
+    EXPECT_LE(BytesOnDisk(), kMaxBytes);
+  }
+}
+
+TEST_F(OutboxFilesTest, Torn_at_any_byte_loses_only_the_entry_that_is_torn) {
+  Put("a");
+  const size_t first = Text(FileNamed("00000001.outbox")).size();
+  Put("b");
+  const std::string whole = Text(FileNamed("00000001.outbox"));
+  for (size_t size = 0; size <= whole.size(); ++size) {
+    files.reset();
+    std::filesystem::remove_all(Folder());
+    Write(FileNamed("00000001.outbox"), whole.substr(0, size));
+    Reopen();
+    const size_t kept = (size >= first ? 1 : 0) + (size == whole.size() ? 1 : 0);
+    EXPECT_EQ(files->Count(), kept) << size;
+    EXPECT_EQ(files->SkippedBytes(), size - (kept == 0 ? 0 : kept == 1 ? first : size)) << size;
+    Put("c");
+    EXPECT_THAT(TakeAll(), SizeIs(kept + 1)) << size;
+  }
+}
+
+TEST_F(OutboxFilesTest, Damage_costs_what_it_has_damaged) {
+  for (const char* const key : {"a", "b", "c"}) Put(key);
+  files.reset();
+  std::string text = Text(FileNamed("00000001.outbox"));
+  text[text.size() / 2] = '!';
+  Write(FileNamed("00000001.outbox"), text);
+  Reopen();
+  EXPECT_EQ(files->SkippedBytes(), text.size() / 3);
+  EXPECT_THAT(TakeAll(), ElementsAre("a", "c"));
+}
+
+TEST_F(OutboxFilesTest, One_that_can_not_be_read_any_more_is_passed_over) {
+  Put("a");
+  Put("b", kMaxBytes / 64);
+  std::filesystem::remove(FileNamed("00000001.outbox"));
+  OutboxRecord record;
+  size_t dropped = 0;
+  ASSERT_TRUE(files->Front(record, dropped));
+  EXPECT_EQ(record.key, "b");
+  EXPECT_EQ(dropped, 1u);
+}
+
+TEST_F(OutboxFilesTest, Leaves_other_files_alone) {
+  files.reset();
+  for (const char* const name : {"1.outbox", "00000000.outbox", "0000000a.outbox", "00000001.log",
+                                 "00000001.outbox.bak", "readme"}) {
+    Write(FileNamed(name), "text");
+  }
+  Reopen();
+  EXPECT_EQ(files->SkippedBytes(), 0u);
+  EXPECT_THAT(Names(), SizeIs(6));
+}
+
+TEST_F(OutboxFilesTest, Has_one_process_at_a_time) {
+  OutboxFiles other(Folder(), kMaxBytes);
+  EXPECT_EQ(other.Open(), Folder() + ": another process has it");
+  EXPECT_FALSE(other.IsOpen());
+  Put("a");
+  files.reset();
+  EXPECT_EQ(other.Open(), "");
+  EXPECT_EQ(other.Count(), 1u);
+}
+
+TEST_F(OutboxFilesTest, A_folder_that_can_not_be_made_is_told_with_its_reason) {
+  Write(Base() + "/file", "");
+  OutboxFiles other(Base() + "/file/outbox", kMaxBytes);
+  EXPECT_EQ(other.Open(), Base() + "/file/outbox: Not a directory");
+}
+
+// The size of a file as the system bounds it: what is beyond is not written.
+void BoundFiles(rlim_t bytes) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  const rlimit limit = {bytes, RLIM_INFINITY};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+}
+
+TEST_F(OutboxFilesTest, One_that_is_half_written_is_taken_back) {
+  Put("a");
+  const std::string path = FileNamed("00000001.outbox");
+  const std::string before = Text(path);
+  BoundFiles(before.size() + 20);
+  size_t dropped = 0;
+  EXPECT_EQ(files->Append(Entry("b"), dropped), path + ": File too large");
+  EXPECT_EQ(Text(path), before);
+  EXPECT_EQ(files->Count(), 1u);
+  BoundFiles(RLIM_INFINITY);
+  Put("c");
+  EXPECT_THAT(TakeAll(), ElementsAre("a", "c"));
+}
+
+TEST_F(OutboxFilesTest, A_file_of_the_next_number_that_is_there_already_is_left_alone) {
+  Write(FileNamed("00000001.outbox"), "text");
+  size_t dropped = 0;
+  EXPECT_EQ(files->Append(Entry("a"), dropped), FileNamed("00000001.outbox") + ": File exists");
+  Put("b");
+  EXPECT_EQ(Text(FileNamed("00000001.outbox")), "text");
+  EXPECT_THAT(TakeAll(), ElementsAre("b"));
+}
+
+}  // namespace
+}  // namespace unit
