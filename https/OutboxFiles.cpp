@@ -111,7 +111,7 @@ std::string OutboxFiles::TakeFolder() {
   const int fd = open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (fd < 0) return Reason(m_folder);
   if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
-    const std::string problem =
+    std::string problem =
         errno == EWOULDBLOCK ? m_folder + ": another process has it" : Reason(m_folder);
     close(fd);
     return problem;
@@ -155,12 +155,12 @@ std::string OutboxFiles::Append(const OutboxRecord& record, size_t& dropped) {
                                            std::max(m_maxBytes / kFilesOfAll, text.size());
   if (isFull) EndFile();
   if (m_fileFd < 0) {
-    const std::string problem = BeginFile();
+    std::string problem = BeginFile();
     if (!problem.empty()) return problem;
   }
   File& file = m_files[m_newest];
   if (!WriteAll(m_fileFd, text) || fdatasync(m_fileFd) != 0) {
-    const std::string problem = Reason(Path(m_newest));
+    std::string problem = Reason(Path(m_newest));
     // A part of a record must not stand before the next one; where it can't be taken back, the next
     // begins a file.
     if (ftruncate(m_fileFd, static_cast<off_t>(file.bytes)) != 0) EndFile();
@@ -178,7 +178,7 @@ std::string OutboxFiles::BeginFile() {
   const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0600);
   if (fd < 0) return Reason(path);
   if (fsync(m_folderFd) != 0) {
-    const std::string problem = Reason(m_folder);
+    std::string problem = Reason(m_folder);
     close(fd);
     unlink(path.c_str());
     return problem;
