@@ -85,6 +85,10 @@ Policy::Changes::Deliver DeliverOf(const json_t* value) {
   return word == "all" ? Deliver::kAll : Deliver::kLatest;
 }
 
+bool LacksFreshAnswers(const Policy& policy) {
+  return !policy.outbox.folder.empty() && !policy.transport.freshAnswers;
+}
+
 using Set = void (*)(Policy&, const json_t*);
 
 constexpr PolicyKey Flag(const char* name, const char* hardened, Set set) {
@@ -226,6 +230,9 @@ const std::vector<PolicyContradiction>& PolicyContradictions() {
          return p.registration.firstRetrySeconds > p.registration.mostRetrySeconds;
        },
        "is below \"Registration.RetrySeconds.First\""},
+      // An answer that begins with what another one left can't be compared with anything.
+      {"Outbox.Folder", LacksFreshAnswers, "needs \"Transport.FreshAnswers\""},
+      {"Transport.FreshAnswers", LacksFreshAnswers, "is needed by \"Outbox.Folder\""},
       {"Outbox.MaxBytes", [](const Policy& p) { return p.outbox.folder.empty(); },
        "does nothing without \"Outbox.Folder\""},
       {"Outbox.MaxBytes", [](const Policy& p) { return p.outbox.maxBytes < kSmallestOutbox; },

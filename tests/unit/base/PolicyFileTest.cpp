@@ -73,12 +73,15 @@ TEST(PolicyParseTest, An_empty_object_is_the_kept_behaviour) {
 TEST(PolicyParseTest, Takes_the_keys_of_the_outbox) {
   const Policy none = PolicyOf("{}").policy;
   EXPECT_EQ(none.outbox.folder, "");
-  const Policy::Outbox outbox =
-      PolicyOf(R"({"Outbox": {"Folder": "/o", "MaxBytes": 65536, "MaxDays": 60}})").policy.outbox;
+  const Policy::Outbox outbox = PolicyOf(R"({"Transport": {"FreshAnswers": true},
+                   "Outbox": {"Folder": "/o", "MaxBytes": 65536, "MaxDays": 60}})")
+                                    .policy.outbox;
   EXPECT_EQ(outbox.folder, "/o");
   EXPECT_EQ(outbox.maxBytes, 65536u);
   EXPECT_EQ(outbox.maxDays, 60);
-  const Policy::Outbox standard = PolicyOf(R"({"Outbox": {"Folder": "/o"}})").policy.outbox;
+  const Policy::Outbox standard =
+      PolicyOf(R"({"Transport": {"FreshAnswers": true}, "Outbox": {"Folder": "/o"}})")
+          .policy.outbox;
   EXPECT_EQ(standard.maxBytes, 16777216u);
   EXPECT_EQ(standard.maxDays, 30);
   const Policy::Outbox hardened = PolicyOf(R"({"Preset": "hardened"})").policy.outbox;
@@ -94,14 +97,21 @@ TEST(PolicyParseTest, Refuses_an_outbox_that_can_be_none) {
             R"(line 1, column 23: "Outbox.Folder" is neither an absolute path nor empty)");
   EXPECT_EQ(Refused(R"({"Outbox": {"Folder": 1}})"),
             R"(line 1, column 23: "Outbox.Folder" is neither an absolute path nor empty)");
-  EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "/o", "MaxBytes": 65535}})"),
-            R"(line 1, column 29: "Outbox.MaxBytes" is less than 65536)");
+  EXPECT_EQ(
+      Refused(
+          R"({"Outbox": {"Folder": "/o", "MaxBytes": 65535}, "Transport": {"FreshAnswers": true}})"),
+      R"(line 1, column 29: "Outbox.MaxBytes" is less than 65536)");
   EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "/o", "MaxBytes": 1073741825}})"),
             R"(line 1, column 41: "Outbox.MaxBytes" is not an integer from 0 to 1073741824)");
-  EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "/o", "MaxDays": 0}})"),
-            R"(line 1, column 29: "Outbox.MaxDays" is less than 1)");
+  EXPECT_EQ(
+      Refused(R"({"Outbox": {"Folder": "/o", "MaxDays": 0}, "Transport": {"FreshAnswers": true}})"),
+      R"(line 1, column 29: "Outbox.MaxDays" is less than 1)");
   EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "/o", "MaxDays": 61}})"),
             R"(line 1, column 40: "Outbox.MaxDays" is not an integer from 0 to 60)");
+  EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "/o"}})"),
+            R"(line 1, column 13: "Outbox.Folder" needs "Transport.FreshAnswers")");
+  EXPECT_EQ(Refused(R"({"Preset": "hardened", "Transport": {"FreshAnswers": false}})"),
+            R"(line 1, column 38: "Transport.FreshAnswers" is needed by "Outbox.Folder")");
   EXPECT_EQ(Refused(R"({"Outbox": {"MaxDays": 3}})"),
             R"(line 1, column 13: "Outbox.MaxDays" does nothing without "Outbox.Folder")");
   EXPECT_EQ(Refused(R"({"Preset": "hardened", "Outbox": {"Folder": "", "MaxBytes": 70000}})"),
