@@ -2,8 +2,9 @@
 // Waits between attempts.
 #include "base/RetryWait.h"
 
-#include <sys/random.h>
+#include <fcntl.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -16,14 +17,16 @@ timespec MonotonicTime() {
   return now;
 }
 
-// Of 0 to below 1. Where the system has no number yet, early after its start, that of the clock's
-// nanoseconds, in which appliances differ too.
+// Of 0 to below 1. Without the system's random numbers that of the clock's nanoseconds, in which
+// appliances differ too.
 double Fraction() {
   constexpr double kNumbers = 4294967296.0;
   uint32_t number = 0;
-  if (getrandom(&number, sizeof number, GRND_NONBLOCK) != sizeof number) {
+  const int source = open("/dev/urandom", O_RDONLY | O_CLOEXEC);
+  if (source < 0 || read(source, &number, sizeof number) != ssize_t{sizeof number}) {
     number = static_cast<uint32_t>(MonotonicTime().tv_nsec) << 2;
   }
+  if (source >= 0) close(source);
   return number / kNumbers;
 }
 

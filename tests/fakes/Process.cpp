@@ -16,7 +16,6 @@ int __real_pthread_join(pthread_t thread, void** result);
 unsigned int __wrap_sleep(unsigned int seconds);
 int __wrap_usleep(useconds_t microseconds);
 time_t __wrap_time(time_t* result);
-int __real_clock_gettime(clockid_t clock, struct timespec* result);
 int __wrap_clock_gettime(clockid_t clock, struct timespec* result);
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
                           void* argument);
@@ -89,9 +88,10 @@ time_t __wrap_time(time_t* result) {
 }
 
 int __wrap_clock_gettime(clockid_t clock, struct timespec* result) {
-  if (clock != CLOCK_MONOTONIC) return __real_clock_gettime(clock, result);
   const fakes::RecordLock lock(fakes::RecordMutex());
-  const uint64_t now = fakes::platform().clock.monotonicUs;
+  const fakes::Clock& fake = fakes::platform().clock;
+  const uint64_t now =
+      clock == CLOCK_MONOTONIC ? fake.monotonicUs : static_cast<uint64_t>(fake.now) * 1000000;
   result->tv_sec = static_cast<time_t>(now / 1000000);
   result->tv_nsec = static_cast<long>(now % 1000000 * 1000);
   return 0;

@@ -16,7 +16,7 @@ namespace fakes {
 // Thrown by a test's hook to leave a loop that does not end by itself.
 struct Leave {};
 
-// What `time` answers, and `clock_gettime` of the monotonic clock, which each sleep moves on.
+// What `time` and `clock_gettime` answer. Each sleep moves the monotonic clock on.
 struct Clock {
   time_t now = 1772716029;  // 2026-03-05T13:07:09Z
   uint64_t monotonicUs = 4711000000;

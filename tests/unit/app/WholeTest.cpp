@@ -2,6 +2,8 @@
 // The application with the real device manager: what its start and its end do to threads, alarm and
 // notifications.
 #include "AppTest.h"
+#include "base/Policy.h"
+#include "device/DeviceMgr.h"
 
 // `main` of the program.
 int CloudClientMain(int argc, char** argv);
@@ -89,6 +91,26 @@ TEST_F(WholeTest, Each_life_of_the_threads_is_joined_once) {
   }
   ASSERT_EQ(fakes::platform().threads.created.size(), 6);
   for (const fakes::Thread& thread : fakes::platform().threads.created) EXPECT_EQ(thread.joins, 1);
+}
+
+TEST_F(WholeTest, A_registration_anew_begins_another_life_of_the_threads) {
+  Policy policy;
+  policy.registration.firstRetrySeconds = 5;
+  policy.registration.mostRetrySeconds = 300;
+  UsePolicy(policy);
+  service.isDown();
+  Work(true);
+  service.isDown(CURLE_OK);
+  LookUpIsAnswered(403);
+  ServiceRegisters();
+  Work(true);
+  ASSERT_EQ(fakes::platform().threads.created.size(), 4);
+  EXPECT_THAT(fakes::platform().threads.joined,
+              ElementsAre(fakes::platform().threads.created[0].handle,
+                          fakes::platform().threads.created[1].handle));
+  EXPECT_EQ(fakes::platform().timer.waiting.size(), 1);
+  EXPECT_EQ(fakes::platform().proxy.eventRegistrations.size(), 1);
+  EXPECT_TRUE(DeviceMgr::IsAlarmSyncRequested());
 }
 
 TEST_F(WholeTest, Stopping_leaves_the_threads_alone) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The waits between attempts.
-#include <algorithm>
+#include <sys/resource.h>
 
 #include "base/RetryWait.h"
 #include "fakes/PlatformTest.h"
@@ -39,6 +39,18 @@ TEST_F(RetryWaitTest, Takes_from_half_to_all_of_its_longest_evenly) {
   // 500 and five times the standard deviation.
   EXPECT_GT(early, 420);
   EXPECT_LT(early, 580);
+}
+
+TEST_F(RetryWaitTest, Is_drawn_by_the_clock_where_the_system_gives_no_number) {
+  rlimit files = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &files), 0);
+  const rlimit none = {0, files.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  fakes::platform().clock.monotonicUs = 500000;  // nearly half of the numbers
+  wait.Begin(1000, 5, 30);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
+  EXPECT_FALSE(wait.IsOver(1003.6));
+  EXPECT_TRUE(wait.IsOver(1003.7));
 }
 
 TEST_F(RetryWaitTest, Begins_with_the_first_again_after_a_reset) {
