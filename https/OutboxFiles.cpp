@@ -151,8 +151,9 @@ std::string OutboxFiles::Append(const OutboxRecord& record, size_t& dropped) {
   if (text.size() > m_maxBytes / 2) return "an entry of " + std::to_string(text.size()) + " bytes";
   for (; Bytes() + text.size() > m_maxBytes && !m_entries.empty(); ++dropped) RemoveFront();
 
-  const bool isFull = m_fileFd >= 0 && m_files[m_newest].bytes + text.size() >
-                                           std::max(m_maxBytes / kFilesOfAll, text.size());
+  const bool isFull =
+      m_fileFd >= 0 && m_files[m_newest].bytes + text.size() >
+                           std::max<uint64_t>(m_maxBytes / kFilesOfAll, text.size());
   if (isFull) EndFile();
   if (m_fileFd < 0) {
     std::string problem = BeginFile();
