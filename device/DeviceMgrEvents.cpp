@@ -72,7 +72,7 @@ void DeviceMgr::PostDeviceEvent(const DeviceEvent& event, const std::string& cha
 
 void DeviceMgr::SendOutbox() {
   const bool isRunning = m_running;
-  m_outbox.Send(*m_httpsClient, [this, isRunning] { return !isRunning || m_running; });
+  m_outbox.Send(m_httpsClient, [this, isRunning] { return !isRunning || m_running; });
 }
 
 // Kept: docs/kept-behaviour.md#clears-the-queue

@@ -128,11 +128,11 @@ bool Outbox::Put(OutboxRecord record) {
   return false;
 }
 
-void Outbox::Send(HttpsClient& client, const std::function<bool()>& goOn) {
+void Outbox::Send(HttpsClient* client, const std::function<bool()>& goOn) {
   if (!IsWanted() || IsHeld()) return;
   OutboxRecord record;
   for (int count = 0; count < kMostAtOnce && Next(record); ++count) {
-    const Outcome outcome = Deliver(client, record);
+    const Outcome outcome = Deliver(*client, record);
     if (outcome == Outcome::kHeld) {
       Hold();
       return;

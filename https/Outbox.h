@@ -45,7 +45,7 @@ class Outbox {
   // the policy keeps, is dropped with a message. Sends nothing while the configuration has no URL,
   // token or chassis. Ends after the request under way once `goOn` says no. Blocks for its
   // requests.
-  void Send(HttpsClient& client, const std::function<bool()>& goOn);
+  void Send(HttpsClient* client, const std::function<bool()>& goOn);
 
   // Begins the pause: for what finds that the service can't be asked at present.
   void Hold();

@@ -51,7 +51,7 @@ class OutboxTest : public OutboxFolderTest {
   }
 
   void Send() {
-    outbox.Send(client, [] { return true; });
+    outbox.Send(&client, [] { return true; });
   }
   static void Wait(time_t seconds) {
     platform().clock.now += seconds;
@@ -284,7 +284,7 @@ TEST_F(OutboxTest, Of_several_chassis_keeps_the_one_that_it_names) {
 TEST_F(OutboxTest, Ends_after_the_request_under_way_when_it_is_told_to) {
   for (const char* const document : {"e1", "e2", "e3"}) outbox.PutEvent(document, "17");
   int asked = 0;
-  outbox.Send(client, [&asked] { return ++asked < 2; });
+  outbox.Send(&client, [&asked] { return ++asked < 2; });
   EXPECT_THAT(Posted(), ElementsAre("e1", "e2"));
   EXPECT_FALSE(outbox.IsIdle());
 }

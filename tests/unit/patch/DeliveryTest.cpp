@@ -413,7 +413,7 @@ class OutboxDeliveryTest : public DeliveryTest {
     cloudclient::UsePolicy(policy);
   }
   void Send() {
-    outbox.Send(client, [] { return true; });
+    outbox.Send(&client, [] { return true; });
   }
 
   cloudclient::Outbox outbox;
