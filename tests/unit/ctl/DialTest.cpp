@@ -1,15 +1,41 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <arpa/inet.h>
+#include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <functional>
 #include <future>
 #include <memory>
 
 #include <gtest/gtest.h>
 
 #include "ctl/Dial.h"
+
+namespace {
+
+using LookUpName = std::function<int(const char* node, const char* service, const addrinfo* hints,
+                                     addrinfo** list)>;
+
+// Answers for names in the place of the system when it is set.
+LookUpName g_lookUpName;
+
+}  // namespace
+
+extern "C" {
+int __real_getaddrinfo(const char* node, const char* service, const addrinfo* hints,
+                       addrinfo** list);
+int __wrap_getaddrinfo(const char* node, const char* service, const addrinfo* hints,
+                       addrinfo** list);
+}
+
+int __wrap_getaddrinfo(const char* node, const char* service, const addrinfo* hints,
+                       addrinfo** list) {
+  const LookUpName lookUp = g_lookUpName ? g_lookUpName : __real_getaddrinfo;
+  return lookUp(node, service, hints, list);
+}
 
 namespace {
 
@@ -113,6 +139,60 @@ TEST_F(DialTest, A_descriptor_that_is_never_ready_is_given_up) {
   ASSERT_EQ(listen(m_socket.Get(), 1), 0);
   ASSERT_FALSE(ctl::Dial(m_address, 3600, m_connection));
   EXPECT_FALSE(ctl::WaitUntilReady(m_connection.Get(), POLLIN, ctl::After(0)));
+}
+
+class DialNameTest : public DialTest {
+ protected:
+  void TearDown() override { g_lookUpName = nullptr; }
+
+  // What comes of a name whose look-up ends so.
+  std::string Failed(int error, int systemError = 0) {
+    g_lookUpName = [=](auto...) {
+      errno = systemError;
+      return error;
+    };
+    return ctl::Dial({"cloud.test", "443"}, 3600, m_connection).Text();
+  }
+};
+
+TEST_F(DialNameTest, That_nobody_has_is_told) {
+  EXPECT_EQ(Failed(EAI_NONAME), "there is no host cloud.test");
+}
+
+TEST_F(DialNameTest, That_cannot_be_looked_up_is_told_with_the_reason) {
+  EXPECT_EQ(Failed(EAI_AGAIN),
+            "the name cloud.test cannot be looked up: " + std::string(gai_strerror(EAI_AGAIN)));
+  EXPECT_EQ(Failed(EAI_SYSTEM, EMFILE),
+            "the name cloud.test cannot be looked up: Too many open files");
+}
+
+TEST_F(DialNameTest, That_nobody_answers_for_is_given_up) {
+  auto release = std::make_shared<std::promise<void>>();
+  auto ended = std::make_shared<std::promise<void>>();
+  g_lookUpName = [released = release->get_future().share(), ended](auto...) {
+    released.wait();
+    ended->set_value();
+    return EAI_NONAME;
+  };
+  EXPECT_EQ(ctl::Dial({"cloud.test", "443"}, 0.001, m_connection).Text(),
+            "the name cloud.test was not found within 0.001 s");
+  release->set_value();
+  ended->get_future().wait();
+}
+
+TEST_F(DialNameTest, Of_several_addresses_leads_to_the_first_that_takes_the_connection) {
+  const host::Fd nobody = std::move(m_socket);
+  const std::string closed = m_address.port;
+  SetUp();
+  ASSERT_EQ(listen(m_socket.Get(), 1), 0);
+  g_lookUpName = [&](const char*, const char*, const addrinfo* hints, addrinfo** list) {
+    const int first = __real_getaddrinfo("127.0.0.1", closed.c_str(), hints, list);
+    return first != 0
+               ? first
+               : __real_getaddrinfo("127.0.0.1", m_address.port.c_str(), hints, &(*list)->ai_next);
+  };
+  EXPECT_EQ(ctl::Dial({"cloud.test", "443"}, 3600, m_connection).Text(), "");
+  EXPECT_TRUE(host::Fd(accept(m_socket.Get(), nullptr, nullptr)).IsOpen());
 }
 
 }  // namespace
