@@ -7,15 +7,19 @@ The daemon may be another machine's, run by an emulator and with a clock of its 
 
     ... --daemon=build/powerpc --emulator="qemu-ppc-static -L /usr/powerpc-linux-gnu" \
         --clock=build/powerpc/tests/powerpc/clock.so
+
+With --policy=hardened the daemon has that preset, and cases run that it should not change.
 """
 
+import os
 import pathlib
 import shlex
 
 import pytest
 
+from differences import is_meant
 from harness.ctl import Ctl
-from harness.daemon import Daemon
+from harness.daemon import Daemon, HardenedDaemon
 from harness.device import Device
 from harness.proxy import Proxy
 from harness.recorder import Recorder
@@ -31,25 +35,39 @@ def pytest_addoption(parser):
     parser.addoption("--emulator", default="", help="command that runs the daemon's program")
     parser.addoption("--clock", default="",
                      help="accelerated clock that is preloaded into the daemon, in place of faketime")
+    parser.addoption("--policy", choices=["", "hardened"],
+                     default=os.environ.get("CLOUDCLIENT_POLICY", ""),
+                     help="preset of the daemon's policy (CLOUDCLIENT_POLICY)")
 
 
 def pytest_collection_modifyitems(config, items):
-    """With another machine's daemon, what has no daemon in it is not tried again, and what is tried
-    on two stores only on one."""
-    if config.getoption("--daemon"):
+    """With another machine's daemon or a preset, what has no daemon in it is not tried again, and what
+    is tried on two stores only on one."""
+    if config.getoption("--policy"):
+        differ = [item for item in items if is_meant(item.nodeid)]
+        config.hook.pytest_deselected(items=differ)
+        items[:] = [item for item in items if item not in differ]
+    if config.getoption("--daemon") or config.getoption("--policy"):
         kept = [item for item in items
-                if "daemon" in item.fixturenames and POSTGRESQL not in item.name]
+                if "make_daemon" in item.fixturenames and POSTGRESQL not in item.name]
         config.hook.pytest_deselected(items=[item for item in items if item not in kept])
         items[:] = kept
 
 
 @pytest.fixture
-def daemon(programs, folder, root, under_watch, pytestconfig):
+def make_daemon(programs, pytestconfig):
+    """Makes a daemon in a folder, and with a root, of its own."""
     other = pytestconfig.getoption("--daemon")
-    return under_watch(Daemon(
+    kind = HardenedDaemon if pytestconfig.getoption("--policy") else Daemon
+    return lambda folder, root: kind(
         pathlib.Path(other).resolve() if other else programs, folder, root,
         emulator=shlex.split(pytestconfig.getoption("--emulator")),
-        clock_library=pytestconfig.getoption("--clock")))
+        clock_library=pytestconfig.getoption("--clock"))
+
+
+@pytest.fixture
+def daemon(make_daemon, folder, root, under_watch):
+    return under_watch(make_daemon(folder, root))
 
 
 @pytest.fixture

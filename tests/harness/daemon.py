@@ -7,10 +7,13 @@ import fcntl
 import json
 import os
 import re
+import ssl
 import time
+import urllib.parse
 from collections import namedtuple
 
 from .process import Process, clock, environment
+from .wire import pin_of
 
 UUID = "6d7a7c3e-5a54-4a0e-9d0b-6f1c2a3b4c5d"
 EMAIL = "keeper+plant&2@example.org"
@@ -71,6 +74,11 @@ class Daemon(Process):
         self.write("sysinfo.json", {"SysName": name})
 
     @property
+    def began(self):
+        """When it was started, by time.monotonic()."""
+        return self._began
+
+    @property
     def token(self):
         return self.config()["XAuthToken"]
 
@@ -126,3 +134,25 @@ class Daemon(Process):
             found = self.logged(text)
             return found if len(found) >= times else None
         return self.wait_until(seen, f"log line {text!r}, {times} times")
+
+
+class HardenedDaemon(Daemon):
+    """With the preset, and the key of the service that it finds when it starts. Its deadlines are
+    longer: under an accelerated clock the service's disk would have a fraction of a second."""
+
+    _DEADLINES = {"ConnectTimeoutSeconds": 600, "RequestTimeoutSeconds": 600, "StallSeconds": 600}
+
+    def start(self, *arguments, **more):
+        pins = self._pins()
+        self.write("policy.json", {"Preset": "hardened", "Transport": {
+            **self._DEADLINES, **({"PinnedPublicKey": pins} if pins else {})}})
+        super().start(*arguments, **more)
+
+    def _pins(self):
+        try:
+            url = urllib.parse.urlsplit(self.config()["Url"])
+            if url.scheme != "https":
+                return []
+            return [pin_of(ssl.get_server_certificate((url.hostname, url.port), timeout=5))]
+        except (OSError, ValueError, KeyError, TypeError):
+            return []  # a service that is not there, or a file that is none
