@@ -1,92 +1,132 @@
 # SPDX-License-Identifier: Apache-2.0
-"""A random walk: whatever happens to device, link and daemon, both sides are equal in the end."""
+"""Random walks: whatever happens to device, link, service, daemon and clock, both sides are equal in
+the end."""
 
+import contextlib
+import io
 import os
+import pathlib
 import random
-import time
 
 import pytest
 
-from harness.alarms import SEVERITIES, at_the_device, at_the_service
-from harness.process import clock
-from harness.proxy import DISTURBED, THROUGH
-from harness.waiting import wait_until
+from harness.clocks import MovableClock
+from harness.device import Device
+from harness.folders import case_folder
+from harness.service import Service
+from harness.walks import POLICY, Step, Walk, shortest, steps_of
 
-ENABLED = "cloudclient is now registered for device changes"
-STEPS = 500
-SPEED = 200
-SLOWER = 20  # where no time-out is part of what happens
-NOON = "2026-03-05 12:00:00"
-NUMBERS = (4711, 4712, 4713)
-MODULES = {4711: 3, 4712: 1, 4713: 1}
+IS_LOAD = os.environ.get("CLOUDCLIENT_LOAD") == "1"
+LENGTH = 200 if IS_LOAD else 60
+SHORTER_DEADLINE = 20  # of a walk that failed, and is tried again
+PARTS, WALKS = 10, 100 if IS_LOAD else 2
 
 
-def seeds():
-    """Five of a fixed choice; CLOUDCLIENT_SEEDS takes a number of fresh ones, or "=SEED"."""
+def seeds_of(part):
+    """Odd seeds walk with the policy. CLOUDCLIENT_SEEDS takes a number of fresh ones for each part,
+    or "=SEED" for one."""
     wanted = os.environ.get("CLOUDCLIENT_SEEDS", "")
     if wanted.startswith("="):
         return [int(wanted[1:])]
     if wanted:
         return [random.randrange(2**32) for _ in range(int(wanted))]
-    return [1, 2, 3, 4, 5]
+    return range(part * 100, part * 100 + WALKS)
 
 
-class Walk:
-    def __init__(self, seed, daemon, device, proxy, clock_of):
-        self._random = random.Random(seed)
-        self._daemon, self._device, self._proxy = daemon, device, proxy
-        self._clock_of = clock_of
-        self.starts = self.outages = 0
+class Done:
+    """The walks of a part that passed, in a file of the folder CLOUDCLIENT_KEPT, if there is one: a
+    part that was broken off goes on where it was."""
 
-    def describe(self):
-        """What the device is like when the daemon starts: some events are active."""
-        self._device.describe({
-            "ProductSequenceId": "1.2.3",
-            "Points": [{"Id": 1201, "Name": "supply", "Value": "21"}],
-            "Events": [{"GddId": n, "Text": f"Event {n}", "Modules": MODULES[n],
-                        "State": self._random.choice(("Cleared", *SEVERITIES))}
-                       for n in NUMBERS]})
+    def __init__(self, part):
+        folder = os.environ.get("CLOUDCLIENT_KEPT")
+        self._file = pathlib.Path(folder, f"walks.{part}.{LENGTH}") if folder else None
 
-    def start(self, speed=SPEED):
-        self.describe()
-        self._daemon.start(self._clock_of(NOON, speed))
-        self._daemon.logs(ENABLED)
-        self.starts += 1
+    def seeds(self):
+        if not self._file or not self._file.exists():
+            return set()
+        return {int(line) for line in self._file.read_text().split()}
 
-    def step(self):
-        what = self._random.random()
-        number = self._random.choice(NUMBERS)
-        module = self._random.randrange(MODULES[number])
-        if what < 0.5:
-            self._device.raises(number, module, self._random.choice(SEVERITIES))
-        elif what < 0.85:
-            self._device.clears(number, module)
-        elif what < 0.91:
-            self._proxy.becomes(self._random.choice(DISTURBED))
-            self.outages += 1
-        elif what < 0.98:
-            self._proxy.becomes(THROUGH)
+    def add(self, seed):
+        if self._file:
+            with open(self._file, "a", encoding="ascii") as file:
+                file.write(f"{seed}\n")
+
+
+@pytest.fixture
+def goes(programs, make_daemon):
+    """Takes a walk in a folder of its own; the processes are stopped and judged at its end."""
+    def go(seed, steps, **deadline):
+        hardened = seed % 2 == 1
+        with contextlib.ExitStack() as ends:
+            folder = ends.enter_context(case_folder())
+            root = folder / "root"
+            root.mkdir()
+            daemon = make_daemon(folder, root)
+            service = Service(programs, folder)
+            for process in (daemon, service):
+                ends.callback(process.close)
+            if hardened:
+                daemon.write("policy.json", POLICY)
+            walk = Walk(seed, daemon, Device(root), service,
+                        lambda start, speed: MovableClock(folder, start, speed), hardened)
+            try:
+                walk.goes(steps, **deadline)
+            except AssertionError:
+                print(daemon.story())
+                raise
+    return go
+
+
+def failure_of(goes, seed):
+    """Takes the walk of a seed. Of one that fails, what is wrong, and the shortest beginning that
+    fails; None otherwise."""
+    print(f"seed {seed}: repeat with CLOUDCLIENT_SEEDS=={seed} CLOUDCLIENT_LOAD={int(IS_LOAD)}")
+    steps = steps_of(seed, LENGTH)
+    try:
+        goes(seed, steps)
+        return None
+    except AssertionError as failure:
+        told = failure
+
+    def fails(shorter):
+        try:
+            with contextlib.redirect_stdout(io.StringIO()):
+                goes(seed, shorter, deadline=SHORTER_DEADLINE)
+        except AssertionError:
+            return True
+        return False
+    length, left = shortest(steps, fails)
+    return "\n".join([f"seed {seed}: {told}", f"The first {length} steps fail, of which are left:",
+                      *(f"  {step.name}{step.arguments}" for step in left)])
+
+
+@pytest.mark.load
+@pytest.mark.parametrize("part", range(PARTS))
+def test_both_sides_are_equal_after_walks(goes, part):
+    """20 walks in all; 1,000 longer ones under CLOUDCLIENT_LOAD=1."""
+    done = Done(part)
+    failures = []
+    for seed in seeds_of(part):
+        if seed in done.seeds():
+            continue
+        failure = failure_of(goes, seed)
+        if failure:
+            failures.append(failure)
         else:
-            self._daemon.stop_in_real_time()
-            self.start()
-        time.sleep(self._random.uniform(0, 0.03))  # where the daemon is by then is not to be known
+            done.add(seed)
+    assert not failures, "\n".join(failures)
 
 
-@pytest.mark.parametrize("seed", seeds())
-def test_both_sides_are_equal_after_a_walk(daemon, device, service, proxy_to, clock_of, seed):
-    print(f"seed {seed}: repeat with CLOUDCLIENT_SEEDS=={seed}")
-    service.start("--http", faketime=clock(SPEED))
-    proxy = proxy_to(service)
-    daemon.configure(Url=proxy.url)
-    walk = Walk(seed, daemon, device, proxy, clock_of)
-    walk.start()
-    wait_until(lambda: daemon.chassis, "a chassis")
-    for _ in range(STEPS):
-        walk.step()
-    assert walk.starts > 1 and walk.outages > 1
-    proxy.becomes(THROUGH)
-    daemon.stop_in_real_time()
-    walk.start(SLOWER)
-    wait_until(lambda: at_the_service(service, daemon) == at_the_device(device),
-               "the same alarms on both sides")
-    daemon.stop_in_real_time()
+def test_walk_that_fails_is_made_short():
+    steps = [Step("begins", (), 0), *(Step(f"step {number}", (), 0) for number in range(100))]
+    tried = []
+
+    def fails(shorter):
+        tried.append(shorter)
+        names = [step.name for step in shorter]
+        return "step 20" in names and "step 35" in names
+    length, left = shortest(steps, fails, most=100)
+    assert length == 37
+    assert [step.name for step in left] == ["begins", "step 20", "step 35"]
+    assert shortest(steps, fails, most=3)[0] <= len(steps)
+    assert all(shorter[0].name == "begins" for shorter in tried)

@@ -2,11 +2,13 @@
 """A way to the service with the faults of a hostile network."""
 
 import random
+import re
 import socket
 import threading
 
 from .wire import Server, answer, read_body, read_head, reset
 
+_KEY = re.compile(rb"\r\nMessage-Key: *(\S+)\r\n")
 _PATIENCE = 600  # real seconds that a fault holds at most: a case that fails leaves nothing behind
 
 
@@ -220,8 +222,9 @@ def _take(link, size):
 class Exchange:
     """One request, and the means to spoil its answer."""
 
-    def __init__(self, link, request, service):
-        self._link, self._service = link, service
+    def __init__(self, link, request, service, heard):
+        """`heard`: told of each answer of the service."""
+        self._link, self._service, self._heard = link, service, heard
         self.request = request
 
     def answered(self):
@@ -234,6 +237,7 @@ class Exchange:
                 raw += piece
         if not raw:
             raise ConnectionError("the service ended without an answer")
+        self._heard(raw)
         return raw
 
     def sends(self, raw):
@@ -253,6 +257,7 @@ class FaultyWay(Server):
         self._fault = self._chance = None
         self._begins = ""
         self._touched = []
+        self._keyed = {}
         self._all = set()
         super().__init__(tls)
 
@@ -293,6 +298,12 @@ class FaultyWay(Server):
         with self._lock:
             return list(self._touched)
 
+    def keyed(self):
+        """The keys of the requests that had one (`Message-Key`), and how the service answered each
+        time that it got the request: [(status, body)]."""
+        with self._lock:
+            return {key: list(answers) for key, answers in self._keyed.items()}
+
     def close(self):
         with self._lock:
             held = set(self._all)
@@ -319,6 +330,18 @@ class FaultyWay(Server):
                 self._touched.append(line)
         return fault
 
+    def _answers_of(self, head):
+        """What is to be told of each answer to the request with this head."""
+        key = _KEY.search(head)
+        with self._lock:
+            answers = self._keyed.setdefault(key[1].decode(), []) if key else None
+
+        def heard(raw):
+            if answers is not None:
+                with self._lock:
+                    answers.append((int(raw.split(b" ")[1]), raw.partition(b"\r\n\r\n")[2]))
+        return heard
+
     def _serve(self, link):
         while self._pass_on(link):
             pass
@@ -328,11 +351,12 @@ class FaultyWay(Server):
         raw = read_head(link)
         if raw is None:
             return False
+        answers = self._answers_of(raw)
         fault = self._take(raw.split(b" HTTP/1.1\r\n", 1)[0].decode())
         if fault and fault.of_request:
             fault.breaks(link, raw)
             return False
-        exchange = Exchange(link, read_body(link, raw), self._service)
+        exchange = Exchange(link, read_body(link, raw), self._service, answers)
         if fault:
             return fault.serve(exchange)
         exchange.sends(exchange.answered())
