@@ -88,7 +88,7 @@ void Poster::MakePass() {
     Guarded([this] { ProcessQueuedCov(); });
   }
   Guarded([this] { m_mgr.SendOutbox(); });
-  if (DeviceMgr::IsAlarmSyncRequested() && m_mgr.GetOutbox().IsIdle()) {
+  if (DeviceMgr::IsAlarmSyncRequested()) {
     Guarded([this] { ServeAlarmSyncRequest(); });
   }
 }

@@ -87,7 +87,6 @@ bool Outbox::IsOpen() {
     m_toldProblem = problem;
     return false;
   }
-  m_toldProblem.clear();
   if (m_files->SkippedBytes() != 0) {
     __dlog_printf(4, kUnit, "%s: %lu bytes in %s are no entries", "Open",
                   static_cast<unsigned long>(m_files->SkippedBytes()), policy.folder.c_str());

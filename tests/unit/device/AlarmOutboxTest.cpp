@@ -290,6 +290,29 @@ TEST_F(AlarmOutboxTest, What_is_notified_during_the_comparison_stays_in_the_queu
   EXPECT_THAT(Posted(), IsEmpty());
 }
 
+TEST_F(AlarmOutboxTest, What_is_notified_is_at_the_service_before_its_alarms_are_read) {
+  platform().proxy.HasActive(10, 0, kAlarm);
+  service.answers("POST", kEventsPath, 503);
+  WhileTheDeviceIsAsked([this] { Notified(10, 0, kAlarm); });
+  RunPoster({Request});
+  EXPECT_EQ(ListsAsked(), 0u);
+  EXPECT_TRUE(DeviceMgr::IsAlarmSyncRequested());
+}
+
+TEST_F(AlarmOutboxTest, At_a_connection_what_waits_is_sent_first) {
+  ASSERT_TRUE(mgr->GetOutbox().PutEvent("{}", "17"));
+  mgr->SyncChassisAlarms(0, "17");
+  EXPECT_THAT(service.requests("POST", kEventsPath), SizeIs(1));
+  EXPECT_EQ(ListsAsked(), 1u);
+  EXPECT_FALSE(DeviceMgr::IsAlarmSyncRequested());
+}
+
+TEST_F(AlarmOutboxTest, At_a_connection_one_that_is_put_off_is_left_to_the_poster) {
+  ServiceLists("17", "Warning", "", 500);
+  mgr->SyncChassisAlarms(0, "17");
+  EXPECT_TRUE(DeviceMgr::IsAlarmSyncRequested());
+}
+
 TEST_F(AlarmOutboxTest, At_a_connection_it_is_left_to_the_poster_while_something_waits) {
   service.isDown();
   ASSERT_TRUE(mgr->GetOutbox().PutEvent("{}", "17"));

@@ -1,12 +1,52 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <memory>
 
 #include "OutboxTest.h"
+
+namespace {
+
+// The system call that fails: with EIO, and `write` once, with EINTR.
+const char* g_failing = nullptr;
+
+bool Fails(const char* name) { return g_failing != nullptr && std::strcmp(g_failing, name) == 0; }
+
+}  // namespace
+
+extern "C" {
+int __real_fdatasync(int fd);
+int __real_fsync(int fd);
+ssize_t __real_write(int fd, const void* bytes, size_t size);
+int __wrap_fdatasync(int fd);
+int __wrap_fsync(int fd);
+ssize_t __wrap_write(int fd, const void* bytes, size_t size);
+
+int __wrap_fdatasync(int fd) {
+  if (!Fails("fdatasync")) return __real_fdatasync(fd);
+  errno = EIO;
+  return -1;
+}
+
+int __wrap_fsync(int fd) {
+  if (!Fails("fsync")) return __real_fsync(fd);
+  errno = EIO;
+  return -1;
+}
+
+ssize_t __wrap_write(int fd, const void* bytes, size_t size) {
+  if (!Fails("write")) return __real_write(fd, bytes, size);
+  g_failing = nullptr;
+  errno = EINTR;
+  return -1;
+}
+}
 
 namespace unit {
 namespace {
@@ -120,9 +160,10 @@ TEST_F(OutboxFilesTest, The_oldest_give_way_and_the_disk_is_never_used_beyond_th
   EXPECT_EQ(Oldest(), "k" + std::to_string(dropped));
   // No more gave way than a file or two hold.
   EXPECT_GT(BytesOnDisk(), kMaxBytes - kMaxBytes / 16);
-  const size_t kept = files->Count();
   Reopen();
-  EXPECT_THAT(TakeAll(), SizeIs(kept));
+  const std::vector<std::string> keys = TakeAll();
+  ASSERT_THAT(keys, SizeIs(500 - dropped));
+  for (size_t i = 0; i < keys.size(); ++i) EXPECT_EQ(keys[i], "k" + std::to_string(dropped + i));
 }
 
 TEST_F(OutboxFilesTest, One_that_takes_half_the_room_is_refused_and_nothing_gives_way) {
@@ -223,6 +264,36 @@ TEST_F(OutboxFilesTest, One_that_is_half_written_is_taken_back) {
   BoundFiles(RLIM_INFINITY);
   Put("c");
   EXPECT_THAT(TakeAll(), ElementsAre("a", "c"));
+}
+
+TEST_F(OutboxFilesTest, One_that_is_not_on_the_disk_is_not_there) {
+  const std::string path = FileNamed("00000001.outbox");
+  Put("a");
+  const std::string before = Text(path);
+  size_t dropped = 0;
+  g_failing = "fdatasync";
+  EXPECT_EQ(files->Append(Entry("b"), dropped), path + ": Input/output error");
+  g_failing = nullptr;
+  EXPECT_EQ(Text(path), before);
+  EXPECT_THAT(TakeAll(), ElementsAre("a"));
+}
+
+TEST_F(OutboxFilesTest, A_file_whose_name_is_not_on_the_disk_is_none) {
+  size_t dropped = 0;
+  g_failing = "fsync";
+  EXPECT_EQ(files->Append(Entry("a"), dropped), Folder() + ": Input/output error");
+  g_failing = nullptr;
+  EXPECT_THAT(Names(), IsEmpty());
+  Put("b");
+  EXPECT_THAT(TakeAll(), ElementsAre("b"));
+}
+
+TEST_F(OutboxFilesTest, A_write_that_a_signal_interrupts_goes_on) {
+  Put("a");
+  g_failing = "write";
+  Put("b");
+  EXPECT_EQ(g_failing, nullptr);
+  EXPECT_THAT(TakeAll(), ElementsAre("a", "b"));
 }
 
 TEST_F(OutboxFilesTest, A_file_of_the_next_number_that_is_there_already_is_left_alone) {

@@ -274,6 +274,32 @@ TEST_F(OutboxTest, Goes_with_the_chassis_of_a_new_registration) {
   EXPECT_EQ(patches[0].Header("X-Auth-Token"), "token-2");
 }
 
+TEST_F(OutboxTest, Patches_the_new_chassis_itself) {
+  outbox.PutPatch("/redfish/v1/Chassis/17", "{}", "17");
+  platform().cloud.chassis.clear();
+  platform().cloud.chassis["4242"] = 0;
+  Send();
+  EXPECT_THAT(service.lines(), ElementsAre("PATCH /redfish/v1/Chassis/4242"));
+}
+
+TEST_F(OutboxTest, Takes_no_document_of_no_resource) {
+  EXPECT_FALSE(outbox.PutPatch("", "{}", "17"));
+  EXPECT_TRUE(outbox.IsIdle());
+}
+
+TEST_F(OutboxTest, One_that_gave_way_while_it_was_sent_takes_no_other_with_it) {
+  outbox.PutEvent("e1", "17");
+  fakes::curl().onPerform = [this](fakes::Transfer& /*transfer*/) {
+    fakes::curl().onPerform = nullptr;
+    for (int i = 0; i < 200; ++i) outbox.PutEvent(std::to_string(i) + std::string(500, 'x'), "17");
+  };
+  Send();
+  const std::vector<std::string> posted = Posted();
+  ASSERT_GT(posted.size(), 50u);
+  EXPECT_EQ(posted[0], "e1");
+  EXPECT_EQ(std::stoul(posted[1]), 200 - (posted.size() - 1));
+}
+
 TEST_F(OutboxTest, Of_several_chassis_keeps_the_one_that_it_names) {
   platform().cloud.chassis["05"] = 1;
   outbox.PutEvent(kEvent, "17");
