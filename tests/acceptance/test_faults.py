@@ -146,6 +146,30 @@ def test_odd_answer_of_a_change_costs_nothing(daemon, device, recorder, way, con
     assert not daemon.logged(LOST)
 
 
+@POLICIES
+def test_event_that_is_delivered_twice_is_there_once_by_its_key(daemon, device, service, hardened):
+    """Without a policy an event has no key, and is there twice."""
+    service.start("--http", faketime=clock(1))
+    way = FaultyWay(service.port)
+    try:
+        way.does(Delivers(2), EVENTS)
+        if hardened:
+            daemon.write("policy.json", {"Preset": "hardened"})
+        daemon.configure(Url=way.url)
+        daemon.start(clock(SPEED))
+        daemon.logs(ENABLED)
+        device.raises(4711)
+        wait_until(way.touched, "an event")
+        device.raises(4711, 1)
+        # In order: when the second is there, what becomes of the first is decided.
+        wait_until(lambda: len(way.touched()) >= 2, "another event")
+    finally:
+        way.close()
+    events = service.documents("/redfish/v1/Oem/Quorvan:Events?$expand=.", daemon.token)
+    first = [event for event in events if event["MessageId"] == "Zarvel.GDD.4711:0"]
+    assert len(first) == (1 if hardened else 2)
+
+
 @pytest.mark.parametrize("at", [0, 30])
 def test_stall_holds_everything_until_it_ends(daemon, device, recorder, way, connected, at):
     """Kept behaviour: no deadline."""

@@ -6,7 +6,7 @@ import re
 import socket
 import threading
 
-from .wire import Server, answer, read_body, read_head, reset
+from .wire import Server, answer, missing, read_body, read_head, reset
 
 _KEY = re.compile(rb"\r\nMessage-Key: *(\S+)\r\n")
 _PATIENCE = 600  # real seconds that a fault holds at most: a case that fails leaves nothing behind
@@ -35,8 +35,8 @@ class Fault:
 
 
 class ResetRequest(Fault):
-    """Resets the connection once so many bytes of the request were read, its head at least; the
-    service gets none of it."""
+    """Resets the connection once so many bytes of the request were read, its head at least, or all of
+    it; the service gets none of it."""
 
     of_request = True
 
@@ -45,7 +45,7 @@ class ResetRequest(Fault):
         self.at = at
 
     def breaks(self, link, raw):
-        _take(link, self.at - len(raw))
+        _take(link, min(self.at - len(raw), missing(raw)))
         reset(link)
 
 

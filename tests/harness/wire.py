@@ -36,17 +36,22 @@ def read_head(link):
     return raw
 
 
-def read_body(link, raw):
-    """The whole request whose beginning, its head at least, is `raw`."""
+def missing(raw):
+    """How many bytes of a request have not come yet, whose head at least has."""
     head, _, body = raw.partition(b"\r\n\r\n")
     length = _LENGTH.search(head)
-    missing = int(length.group(1) if length else 0) - len(body)
-    while missing > 0:
+    return int(length.group(1) if length else 0) - len(body)
+
+
+def read_body(link, raw):
+    """The whole request whose beginning, its head at least, is `raw`."""
+    left = missing(raw)
+    while left > 0:
         piece = link.recv(65536)
         if not piece:
             raise ConnectionError("the request ended within its body")
         raw += piece
-        missing -= len(piece)
+        left -= len(piece)
     return raw
 
 
