@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// Posts a document so many times, by HttpsClient or by a bare libcurl loop that makes a fresh
-// handle for each request, and prints what the requests cost as a JSON object:
+// Posts a document so many times, by HttpsClient or by a bare libcurl loop, with a fresh handle for
+// each request or with one that is kept, and prints what the requests cost as a JSON object:
 //
-//   bench_https_post client|bare URL COUNT [REQUEST ...]
+//   bench_https_post client|bare|client-kept|bare-kept URL COUNT [REQUEST ...]
 //
 // "cpu_us" is the user and system time of the requests alone, "rss_kib" the resident size after
 // each of the REQUESTs.
@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Policy.h"
 #include "https/HttpsClient.h"
 
 namespace {
@@ -64,8 +65,7 @@ size_t Append(char* data, size_t size, size_t count, void* text) {
 }
 
 // The same request on the wire with nothing around libcurl.
-bool PostBare(const char* url) {
-  CURL* const curl = curl_easy_init();
+bool PostBare(CURL* curl, const char* url) {
   if (curl == nullptr) return false;
   std::string body;
   std::string header;
@@ -90,8 +90,20 @@ bool PostBare(const char* url) {
   const bool sent = curl_easy_perform(curl) == CURLE_OK &&
                     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status) == CURLE_OK;
   curl_slist_free_all(list);
-  curl_easy_cleanup(curl);
   return sent && status == 201;
+}
+
+bool PostBareFresh(const char* url) {
+  CURL* const curl = curl_easy_init();
+  const bool sent = PostBare(curl, url);
+  curl_easy_cleanup(curl);
+  return sent;
+}
+
+bool PostBareKept(const char* url) {
+  static CURL* const curl = curl_easy_init();
+  curl_easy_reset(curl);
+  return PostBare(curl, url);
 }
 
 int Measure(const std::function<bool()>& post, long count, const std::vector<long>& residentAt) {
@@ -117,14 +129,20 @@ int Measure(const std::function<bool()>& post, long count, const std::vector<lon
 
 int main(int argc, char** argv) {
   const std::string side = argc > 1 ? argv[1] : "";
-  if (argc < 4 || (side != "client" && side != "bare")) {
-    std::cerr << "usage: bench_https_post client|bare URL COUNT [REQUEST ...]\n";
+  const bool byClient = side == "client" || side == "client-kept";
+  const bool kept = side == "client-kept" || side == "bare-kept";
+  if (argc < 4 || (!byClient && !kept && side != "bare")) {
+    std::cerr << "usage: bench_https_post client|bare|client-kept|bare-kept URL COUNT "
+                 "[REQUEST ...]\n";
     return 2;
   }
   const std::string url = argv[2];
   std::vector<long> residentAt;
   for (int i = 4; i < argc; ++i) residentAt.push_back(strtol(argv[i], nullptr, 10));
 
+  cloudclient::Policy policy;
+  policy.transport.keepConnection = kept;
+  cloudclient::UsePolicy(policy);
   cloudclient::HttpsClient client;
   uint32_t code = 0;
   if (client.InitCurl(code) != cloudclient::kHttpsOk) return 1;
@@ -135,9 +153,11 @@ int main(int argc, char** argv) {
     std::string header;
     return client.PostJsonDocument(url, body, header, document, token) == cloudclient::kHttpsOk;
   };
-  const auto postBare = [&] { return PostBare(url.c_str()); };
+  const auto postBare = [&] {
+    return kept ? PostBareKept(url.c_str()) : PostBareFresh(url.c_str());
+  };
   const std::function<bool()> post =
-      side == "client" ? std::function<bool()>(postByClient) : std::function<bool()>(postBare);
+      byClient ? std::function<bool()>(postByClient) : std::function<bool()>(postBare);
   if (!post()) return 1;  // what only the first request costs is not counted
   return Measure(post, strtol(argv[3], nullptr, 10), residentAt);
 }
