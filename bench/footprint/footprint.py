@@ -21,13 +21,14 @@ import report  # noqa: E402
 from harness.figures import Goals, table  # noqa: E402
 from harness.folders import case_folder  # noqa: E402
 from harness.unpacked import unpack  # noqa: E402
-from programs import Daemon, DaemonOfUnitFile, NullDaemon  # noqa: E402
+from programs import Daemon, DaemonOfUnitFile, HardenedDaemon, NullDaemon  # noqa: E402
 from sizes import Builds  # noqa: E402
 
 PARTS = ("sizes", "start", "idle", "days")
 GOAL_SIZE_KIB = 160
 GOAL_START = 1.5
 GOAL_PROPORTIONAL = 1.10
+GOAL_HARDENED = 1.15
 GOAL_ANONYMOUS_MIB = 2.3
 # The checker looks twice a second, the application and the poster every five seconds, and the
 # alarm's clock once a minute.
@@ -81,7 +82,8 @@ class Run:
              for program, times in found.items()])
 
     def idle(self):
-        programs = [self._null, self._daemon]
+        hardened = HardenedDaemon(self._folder / "hardened", self._options.build)
+        programs = [self._null, self._daemon, hardened]
         if self._options.write:
             tree = unpack(self._options.agents, agents.PACKAGES)
             programs += [kind(self._folder / kind.__name__.lower(), tree)
@@ -90,6 +92,8 @@ class Run:
         null, daemon = found[self._null.name], found[self._daemon.name]
         self.goals.at_most("proportional memory when idle, ratio", daemon["Pss"] / null["Pss"],
                            GOAL_PROPORTIONAL)
+        self.goals.at_most("the same with the hardened preset",
+                           found[hardened.name]["Pss"] / null["Pss"], GOAL_HARDENED)
         self.goals.at_most("anonymous memory when idle, MiB", daemon["Anonymous"] / 1024,
                            GOAL_ANONYMOUS_MIB)
         self.goals.at_most("wake-ups a second", daemon["wake_ups"], GOAL_WAKE_UPS)

@@ -10,6 +10,7 @@ import subprocess
 from harness.daemon import UUID, Daemon as DaemonFiles
 from harness.device import Device
 from harness.process import environment
+from harness.wire import pin_of
 from sink import Sink
 
 # The daemon's own rhythm: a heartbeat after 19 passes of 5 seconds.
@@ -115,6 +116,18 @@ class Daemon(Program):
     def failures(self):
         """Messages of failures since the start."""
         return len(re.findall(r"(?m)^\S+ 3 ", (self.folder / "log").read_text(errors="replace")))
+
+
+class HardenedDaemon(Daemon):
+    """With the policy's preset; the certificate of the server is its own, and pinned."""
+
+    name = "cloudclient, hardened"
+
+    def prepare(self):
+        super().prepare()
+        pin = pin_of((self.folder / "server.pem").read_text())
+        self._files.write("policy.json", {"Preset": "hardened",
+                                          "Transport": {"PinnedPublicKey": pin}})
 
 
 class DaemonOfUnitFile(Daemon):
