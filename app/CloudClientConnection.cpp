@@ -92,6 +92,7 @@ bool CloudClient::NeedsChassis() {
 // for the next one, and only a time without refusals shortens it again.
 void CloudClient::KeepConnected() {
   const Policy::Registration& policy = ThePolicy().registration;
+  if (!policy.Retries()) return;
   const double now = RetryWait::Now();
   if (m_connection == Connection::kFailed && m_retryWait.IsOver(now)) {
     __dlog_printf(5, kUnit, "%s: connecting with the Cloud Service again", "DoWork");

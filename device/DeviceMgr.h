@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "base/RetryWait.h"
 #include "device/CloudAlarm.h"
 #include "device/DeviceActiveAlarmsMgr.h"
 #include "https/HttpsClient.h"
@@ -76,6 +77,8 @@ class DeviceMgr {
   PatchMgr& GetPatchMgr() { return m_patchMgr; }
   LxTimerMgr& GetTimerMgr() { return m_timerMgr; }
   Outbox& GetOutbox() { return m_outbox; }
+  // False for a while after a synchronisation that was put off.
+  bool IsSyncDue() const { return m_syncWait.IsOver(RetryWait::Now()); }
 
   // The queues. Locking returns the mutex's status. Only `HasEvents` and `HasCovs` may be asked
   // without the mutex.
@@ -244,6 +247,7 @@ class DeviceMgr {
   LxTimerMgr m_timerMgr;
   bool m_syncInProgress = false;
   Outbox m_outbox;
+  RetryWait m_syncWait;  // with an outbox, after a synchronisation that was put off
   // With an outbox: what the device answered to the last question for its active events, if it did;
   // guarded as the event queue.
   std::optional<std::vector<DeviceEvent>> m_activeEvents;

@@ -17,6 +17,10 @@ namespace cloudclient {
 
 namespace {
 
+// Seconds before a synchronisation that was put off is made again.
+constexpr long kFirstSyncWait = 5;
+constexpr long kLongestSyncWait = 300;
+
 // Raises a plain flag for a scope.
 class FlagRaised {
  public:
@@ -156,10 +160,11 @@ bool DeviceMgr::CompareThroughOutbox(std::vector<CloudAlarm>& cloudAlarms,
       !ReadAlarmsFromCloudForChassis(m_httpsClient, chassisId, cloudAlarms)) {
     __dlog_printf(4, kUnit, "%s: put off, %s", "SyncAlarms",
                   isAnswered ? "the service does not answer" : "the device does not answer");
-    m_outbox.Hold();
+    m_syncWait.Begin(RetryWait::Now(), kFirstSyncWait, kLongestSyncWait);
     SetAlarmSyncRequested(true);
     return false;
   }
+  m_syncWait.Reset();
   deviceEvents = WithNotified(*active, notified, cloudAlarms);
   return true;
 }

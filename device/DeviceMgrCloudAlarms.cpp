@@ -108,7 +108,7 @@ bool DeviceMgr::ProcessAlarmList(HttpsClient* httpsClient, const std::string& li
                   Masked(listDocument).c_str());
     return false;
   }
-  bool isWhole = true;
+  bool isWhole = json_is_array(root.get());
   const int count = static_cast<int>(json_array_size(root.get()));
   __dlog_printf(7, kUnit, "%s: number of active events: %d", "ProcessAlarmList", count);
   for (int i = 0; i < count; ++i) {

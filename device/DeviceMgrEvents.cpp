@@ -19,9 +19,13 @@ void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::str
     m_activeAlarms.AddActiveAlarm(static_cast<uint32_t>(alarm.GetAlarmKey()), alarm.GetMessageId(),
                                   alarm);
   };
-  if (Outbox::IsWanted() && m_outbox.PutEvent(EventDocument(alarm, chassisId), chassisId)) {
-    track();
-    return;
+  if (Outbox::IsWanted()) {
+    if (m_outbox.PutEvent(EventDocument(alarm, chassisId), chassisId)) {
+      track();
+      return;
+    }
+    // It overtakes what waits there: what comes of that is made good.
+    if (!m_outbox.IsIdle()) SetAlarmSyncRequested(true);
   }
   const cfg_cloud::CfgCloud* const cfg = CloudCfg();
   std::string token;
@@ -72,7 +76,9 @@ void DeviceMgr::PostDeviceEvent(const DeviceEvent& event, const std::string& cha
 
 void DeviceMgr::SendOutbox() {
   const bool isRunning = m_running;
-  m_outbox.Send(m_httpsClient, [this, isRunning] { return !isRunning || m_running; });
+  m_outbox.Send(m_httpsClient, [this, isRunning] {
+    return !m_httpsClient->IsStop() && (!isRunning || m_running);
+  });
 }
 
 // Kept: docs/kept-behaviour.md#clears-the-queue

@@ -29,8 +29,7 @@ void* DeviceMgr::CloudPoster(void* /*argument*/) {
   Guarded([] {
     Poster poster(*GetInstance());
     poster.Run();
-    // What was queued after the last pass would be lost with the process.
-    if (Outbox::IsWanted() && GetInstance()->HasEvents()) poster.PostQueuedEvents();
+    if (Outbox::IsWanted()) poster.PutRest();
   });
   return nullptr;
 }
@@ -87,8 +86,10 @@ void Poster::MakePass() {
   if (m_mgr.HasCovs()) {
     Guarded([this] { ProcessQueuedCov(); });
   }
-  Guarded([this] { m_mgr.SendOutbox(); });
-  if (DeviceMgr::IsAlarmSyncRequested()) {
+  if (m_mgr.IsRunning()) {
+    Guarded([this] { m_mgr.SendOutbox(); });
+  }
+  if (DeviceMgr::IsAlarmSyncRequested() && (!Outbox::IsWanted() || m_mgr.IsSyncDue())) {
     Guarded([this] { ServeAlarmSyncRequest(); });
   }
 }
@@ -116,6 +117,15 @@ void Poster::PostQueuedEvent(const DeviceEvent& event) {
   m_mgr.PostDeviceEvent(event, m_chassisId, m_managerId);
 }
 
+// What was queued after the last pass would be lost with the process; without a chassis it has to
+// wait for one.
+void Poster::PutRest() {
+  if (m_chassis.empty()) return;
+  if (m_mgr.HasEvents()) Guarded([this] { PostQueuedEvents(); });
+  const bool isKept = ThePolicy().changes.deliver == Policy::Changes::Deliver::kAll;
+  if (isKept && m_mgr.HasCovs()) Guarded([this] { ProcessQueuedCov(); });
+}
+
 void Poster::ProcessQueuedCov() {
   std::vector<DeviceCov> covs;
   if (m_mgr.TakeCovs(covs) != 0) {
@@ -134,7 +144,7 @@ void Poster::ProcessQueuedCov() {
     case Policy::Changes::Deliver::kAll:
       for (const DeviceCov& cov : covs) {
         Guarded([&] { DeliverCov(cov); });
-        if (!m_mgr.IsRunning()) return;
+        if (!m_mgr.IsRunning() && !Outbox::IsWanted()) return;
       }
       break;
   }
@@ -171,6 +181,9 @@ std::string Poster::LabelOf(const DeviceCov& cov) const {
 }
 
 void Poster::ServeAlarmSyncRequest() {
+  // One that is put off requests itself anew.
+  const bool hasOutbox = Outbox::IsWanted();
+  if (hasOutbox) DeviceMgr::SetAlarmSyncRequested(false);
   std::map<std::string, cfg_cloud::CfgCloudChassis> configured;
   CloudCfg()->GetConfiguredChassis(configured);
   // Each call synchronises all chassis: of several, each is synchronised several times.
@@ -181,8 +194,9 @@ void Poster::ServeAlarmSyncRequest() {
     chassis.GetVelocityInstance(velId);
     Guarded([&, chassisId = id] { m_mgr.SyncChassisAlarms(velId, chassisId); });
   }
-  // What it put into the outbox is to be seen at the service: else it is made once more.
-  DeviceMgr::SetAlarmSyncRequested(!m_mgr.GetOutbox().IsIdle());
+  if (!hasOutbox) DeviceMgr::SetAlarmSyncRequested(false);
+  // What it put there is to be seen at the service: else it is made once more.
+  if (!m_mgr.GetOutbox().IsIdle()) DeviceMgr::SetAlarmSyncRequested(true);
 }
 
 }  // namespace cloudclient

@@ -28,12 +28,13 @@ class Poster {
   // appliance's UUID cannot be read. Blocks for all requests of its steps.
   void Run();
 
-  // Posts the events that are queued.
-  void PostQueuedEvents();
+  // With an outbox: puts there what is still queued after the last pass.
+  void PutRest();
 
  private:
   void WaitForChassis();
   void MakePass();
+  void PostQueuedEvents();
   void PostQueuedEvent(const DeviceEvent& event);
   void ProcessQueuedCov();
   void DeliverCov(const DeviceCov& cov);

@@ -32,7 +32,7 @@ enum : HttpsResult {
   kHttpsPatchRefused = 10,    // PATCH answered with a status other than 200, 202 or 204
 };
 
-// The daemon's one HTTPS transport: five synchronous operations against the service.
+// The daemon's one HTTPS transport: synchronous operations against the service.
 //
 // Every operation blocks for the whole exchange (no time-out is set), may be called from any
 // thread and holds `lock` throughout, so that requests go out one at a time. When locking fails,
@@ -60,6 +60,7 @@ class HttpsClient {
   // What tells that the process is asked to stop: a request then ends within a second, if the
   // policy has a deadline. Called on the threads of requests; before the first of them.
   void EndWhen(std::function<bool()> isStop) { m_isStop = std::move(isStop); }
+  bool IsStop() const { return m_isStop && m_isStop(); }
 
   // Whether the service refused a token (401, 403) since the last call. Noted only where the policy
   // tries connections again. Any thread.

@@ -130,35 +130,39 @@ bool Outbox::Put(OutboxRecord record) {
 void Outbox::Send(HttpsClient* client, const std::function<bool()>& goOn) {
   if (!IsWanted() || IsHeld()) return;
   OutboxRecord record;
-  for (int count = 0; count < kMostAtOnce && Next(record); ++count) {
-    const Outcome outcome = Deliver(*client, record);
-    if (outcome == Outcome::kHeld) {
+  uint64_t number = 0;
+  for (int count = 0; count < kMostAtOnce && goOn() && Next(record, number); ++count) {
+    if (Deliver(*client, record) == Outcome::kHeld) {
       Hold();
       return;
     }
     m_pause.Reset();
-    Done(record);
-    if (!goOn()) return;
+    Done(number);
   }
 }
 
-// The oldest that is not too old; false when there is none.
-bool Outbox::Next(OutboxRecord& record) {
+// The oldest that is not too old; false when there is none, or none that can be read at present.
+bool Outbox::Next(OutboxRecord& record, uint64_t& number) {
   const MutexGuard guard(m_mutex);
   if (guard.Status() != 0 || !IsOpen()) return false;
-  size_t unreadable = 0;
+  size_t damaged = 0;
   size_t old = 0;
-  bool found = m_files->Front(record, unreadable);
-  while (found && IsTooOld(record)) {
-    m_files->RemoveFront();
-    ++old;
-    size_t more = 0;
-    found = m_files->Front(record, more);
-    unreadable += more;
+  bool found = false;
+  std::string problem;
+  for (;; ++old) {
+    size_t dropped = 0;
+    found = m_files->Front(record, number, dropped, problem);
+    damaged += dropped;
+    if (!found || !IsTooOld(record)) break;
+    m_files->RemoveFront(number);
   }
-  if (unreadable != 0) {
-    __dlog_printf(3, kUnit, "%s: %lu entries of the outbox can't be read any more", "Send",
-                  static_cast<unsigned long>(unreadable));
+  if (!problem.empty()) {
+    __dlog_printf(3, kUnit, "%s: Failed to read the outbox (%s)", "Send", problem.c_str());
+    Hold();
+  }
+  if (damaged != 0) {
+    __dlog_printf(3, kUnit, "%s: %lu entries of the outbox were removed or damaged", "Send",
+                  static_cast<unsigned long>(damaged));
   }
   if (old != 0) {
     __dlog_printf(4, kUnit, "%s: %lu entries of the outbox were too old", "Send",
@@ -168,14 +172,11 @@ bool Outbox::Next(OutboxRecord& record) {
 }
 
 // Takes a delivery off, unless it had to give way meanwhile.
-void Outbox::Done(const OutboxRecord& record) {
+void Outbox::Done(uint64_t number) {
   const MutexGuard guard(m_mutex);
   if (guard.Status() != 0) return;
-  OutboxRecord front;
-  size_t unreadable = 0;
-  if (m_files->Front(front, unreadable) && front.key == record.key) m_files->RemoveFront();
-  if (m_files->Count() != 0) return;
-  m_toldFull = false;
+  m_files->RemoveFront(number);
+  if (m_files->Count() == 0) m_toldFull = false;
 }
 
 void Outbox::Hold() { m_pause.Begin(RetryWait::Now(), kFirstPause, kLongestPause); }
@@ -215,11 +216,13 @@ Outbox::Outcome Outbox::Deliver(HttpsClient& client, OutboxRecord record) {
   __dlog_printf(7, kUnit, "%s: url: %s  doc: %s", "Send", Masked(url).c_str(),
                 Masked(record.document).c_str());
   long status = 0;
-  const HttpsResult result = record.IsEvent()
-                                 ? client.PostEvent(url, record.document, token, record.key, status)
-                                 : client.PatchResource(url, token, record.document, status);
+  if (record.IsEvent()) {
+    client.PostEvent(url, record.document, token, record.key, status);
+  } else {
+    client.PatchResource(url, token, record.document, status);
+  }
   // Without a status nothing was sent, also where the transport reports no failure.
-  if (result == kHttpsOk && status != 0) return Outcome::kTaken;
+  if (status >= 200 && status < 300) return Outcome::kTaken;
   if (!IsRefusedForGood(status)) return Outcome::kHeld;
   __dlog_printf(3, kUnit, "%s: the service refuses an entry of the outbox for good (%ld)", "Send",
                 status);

@@ -59,8 +59,8 @@ class Outbox {
 
   bool IsOpen();
   bool Put(OutboxRecord record);
-  bool Next(OutboxRecord& record);
-  void Done(const OutboxRecord& record);
+  bool Next(OutboxRecord& record, uint64_t& number);
+  void Done(uint64_t number);
   bool IsHeld() const;
   static bool Readdress(OutboxRecord& record);
   static Outcome Deliver(HttpsClient& client, OutboxRecord record);

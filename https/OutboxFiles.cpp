@@ -32,7 +32,7 @@ constexpr size_t kLargestFile = 64UL * 1024 * 1024;
 std::string Reason(const std::string& what) { return what + ": " + std::strerror(errno); }
 
 // The number of a file of the outbox; 0 for any other name.
-uint32_t NumberOf(const std::string& name) {
+uint32_t FileNumberOf(const std::string& name) {
   const bool isOne = name.size() == kNumberDigits + sizeof kSuffix - 1 &&
                      name.find_first_not_of("0123456789") == kNumberDigits &&
                      name.compare(kNumberDigits, std::string::npos, kSuffix) == 0;
@@ -48,16 +48,17 @@ void MakeFolders(const std::string& folder) {
   mkdir(folder.c_str(), 0700);
 }
 
-// Up to `size` bytes of a file from `offset` on; as many as there are.
-std::string ReadBytes(const std::string& path, uint32_t offset, size_t size) {
+// Up to `size` bytes of a file from `offset` on, as many as there are. False, with errno, when it
+// can't be read.
+bool ReadBytes(const std::string& path, uint32_t offset, size_t size, std::string& text) {
   const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "re"), &fclose);
-  if (!file || fseek(file.get(), 0, SEEK_END) != 0) return {};
+  if (!file || fseek(file.get(), 0, SEEK_END) != 0) return false;
   const long end = ftell(file.get());
-  if (end <= static_cast<long>(offset)) return {};
-  if (fseek(file.get(), static_cast<long>(offset), SEEK_SET) != 0) return {};
-  std::string text(std::min(size, static_cast<size_t>(end) - offset), '\0');
-  text.resize(fread(text.data(), 1, size, file.get()));
-  return text;
+  if (end < 0 || fseek(file.get(), static_cast<long>(offset), SEEK_SET) != 0) return false;
+  const auto rest = static_cast<size_t>(std::max(end - static_cast<long>(offset), 0L));
+  text.assign(std::min(size, rest), '\0');
+  text.resize(fread(text.data(), 1, text.size(), file.get()));
+  return ferror(file.get()) == 0;
 }
 
 bool WriteAll(int fd, const std::string& text) {
@@ -77,7 +78,15 @@ OutboxFiles::OutboxFiles(std::string folder, uint64_t maxBytes)
 
 OutboxFiles::~OutboxFiles() {
   EndFile();
-  if (m_folderFd >= 0) close(m_folderFd);
+  Close();
+}
+
+// Lets the folder go, and what was read of it.
+void OutboxFiles::Close() {
+  if (m_folderFd >= 0) close(std::exchange(m_folderFd, -1));
+  m_files.clear();
+  m_entries.clear();
+  m_skippedBytes = 0;
 }
 
 std::string OutboxFiles::Path(uint32_t file) const {
@@ -87,21 +96,33 @@ std::string OutboxFiles::Path(uint32_t file) const {
 }
 
 std::string OutboxFiles::Open() {
-  std::string problem = TakeFolder();
-  if (!problem.empty()) return problem;
-  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(m_folder.c_str()), &closedir);
-  if (!folder) {
-    problem = Reason(m_folder);
-    close(std::exchange(m_folderFd, -1));
+  try {
+    std::string problem = TakeFolder();
+    if (problem.empty()) problem = ReadFolder();
+    if (!problem.empty()) Close();
     return problem;
+  } catch (...) {
+    Close();
+    throw;
   }
+}
+
+std::string OutboxFiles::ReadFolder() {
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(m_folder.c_str()), &closedir);
+  if (!folder) return Reason(m_folder);
   std::vector<uint32_t> files;
+  errno = 0;
   while (const dirent* const entry = readdir(folder.get())) {
-    if (const uint32_t file = NumberOf(entry->d_name); file != 0) files.push_back(file);
+    if (const uint32_t file = FileNumberOf(entry->d_name); file != 0) files.push_back(file);
+    errno = 0;
   }
+  if (errno != 0) return Reason(m_folder);
   std::sort(files.begin(), files.end());
-  for (const uint32_t file : files) ReadFile(file);
   m_newest = files.empty() ? 0 : files.back();
+  for (const uint32_t file : files) {
+    std::string problem = ReadFile(file);
+    if (!problem.empty()) return problem;
+  }
   return {};
 }
 
@@ -120,9 +141,10 @@ std::string OutboxFiles::TakeFolder() {
   return {};
 }
 
-// Takes in a file that an earlier process left.
-void OutboxFiles::ReadFile(uint32_t file) {
-  const std::string text = ReadBytes(Path(file), 0, kLargestFile);
+// Takes in a file that an earlier process left. Empty, or why it can't be read.
+std::string OutboxFiles::ReadFile(uint32_t file) {
+  std::string text;
+  if (!ReadBytes(Path(file), 0, kLargestFile, text)) return Reason(Path(file));
   const std::string_view all = text;
   m_files[file].bytes = text.size();
   OutboxRecord record;
@@ -143,13 +165,14 @@ void OutboxFiles::ReadFile(uint32_t file) {
     offset += size;
   }
   RemoveIfDone(file);
+  return {};
 }
 
 std::string OutboxFiles::Append(const OutboxRecord& record, size_t& dropped) {
   dropped = 0;
   const std::string text = OutboxRecordText(record);
   if (text.size() > m_maxBytes / 2) return "an entry of " + std::to_string(text.size()) + " bytes";
-  for (; Bytes() + text.size() > m_maxBytes && !m_entries.empty(); ++dropped) RemoveFront();
+  for (; Bytes() + text.size() > m_maxBytes && !m_entries.empty(); ++dropped) DropFront();
 
   const bool isFull =
       m_fileFd >= 0 && m_files[m_newest].bytes + text.size() >
@@ -160,15 +183,20 @@ std::string OutboxFiles::Append(const OutboxRecord& record, size_t& dropped) {
     if (!problem.empty()) return problem;
   }
   File& file = m_files[m_newest];
-  if (!WriteAll(m_fileFd, text) || fdatasync(m_fileFd) != 0) {
-    std::string problem = Reason(Path(m_newest));
-    // A part of a record must not stand before the next one; where it can't be taken back, the next
-    // begins a file.
-    if (ftruncate(m_fileFd, static_cast<off_t>(file.bytes)) != 0) EndFile();
-    return problem;
-  }
+  // What can throw comes before the write: a record that is there and not known would shift those
+  // behind it.
   m_entries.push_back(
       {m_newest, static_cast<uint32_t>(file.bytes), static_cast<uint32_t>(text.size())});
+  if (!WriteAll(m_fileFd, text) || fdatasync(m_fileFd) != 0) {
+    const int error = errno;
+    m_entries.pop_back();
+    // A part of a record must not stand before the next one; where it can't be taken back, the next
+    // begins a file.
+    const uint32_t number = m_newest;
+    if (ftruncate(m_fileFd, static_cast<off_t>(file.bytes)) != 0) EndFile();
+    errno = error;
+    return Reason(Path(number));
+  }
   file.bytes += text.size();
   ++file.waiting;
   return {};
@@ -195,18 +223,32 @@ void OutboxFiles::EndFile() {
   RemoveIfDone(m_newest);
 }
 
-bool OutboxFiles::Front(OutboxRecord& record, size_t& dropped) {
+bool OutboxFiles::Front(OutboxRecord& record, uint64_t& number, size_t& dropped,
+                        std::string& problem) {
   for (dropped = 0; !m_entries.empty(); ++dropped) {
     const Entry& entry = m_entries.front();
-    const std::string text = ReadBytes(Path(entry.file), entry.offset, entry.size);
+    std::string text;
+    if (!ReadBytes(Path(entry.file), entry.offset, entry.size, text) && errno != ENOENT) {
+      problem = Reason(Path(entry.file));
+      return false;
+    }
     bool waits = false;
+    number = NumberOf(entry);
     if (ReadOutboxRecord(text, record, waits) == entry.size) return true;
-    RemoveFront();
+    DropFront();
   }
   return false;
 }
 
-void OutboxFiles::RemoveFront() {
+void OutboxFiles::RemoveFront(uint64_t number) {
+  if (!m_entries.empty() && NumberOf(m_entries.front()) == number) DropFront();
+}
+
+uint64_t OutboxFiles::NumberOf(const Entry& entry) {
+  return static_cast<uint64_t>(entry.file) << 32U | entry.offset;
+}
+
+void OutboxFiles::DropFront() {
   const Entry entry = m_entries.front();
   m_entries.pop_front();
   const int fd = open(Path(entry.file).c_str(), O_WRONLY | O_CLOEXEC);
@@ -219,8 +261,7 @@ void OutboxFiles::RemoveFront() {
   RemoveIfDone(entry.file);
 }
 
-// Removes a file of which nothing waits, unless it is appended to; that one only when the outbox is
-// full of it.
+// Removes a file of which nothing waits, unless it is appended to.
 void OutboxFiles::RemoveIfDone(uint32_t file) {
   const auto found = m_files.find(file);
   const bool isAppendedTo = m_fileFd >= 0 && file == m_newest;

@@ -29,7 +29,7 @@ class OutboxFiles {
   OutboxFiles& operator=(const OutboxFiles&) = delete;
 
   // Makes the folder, with those above it, when there is none, takes it for this process, and reads
-  // what waits. Empty, or why not; it may then be called again.
+  // what waits. Empty, or why not: nothing is taken then, and it may be called again.
   std::string Open();
   bool IsOpen() const { return m_folderFd >= 0; }
   // Bytes that Open found in the files and that are no records.
@@ -40,11 +40,12 @@ class OutboxFiles {
   std::string Append(const OutboxRecord& record, size_t& dropped);
 
   size_t Count() const { return m_entries.size(); }
-  // The oldest record; false when there is none. One that can't be read any more is passed over,
-  // which `dropped` counts.
-  bool Front(OutboxRecord& record, size_t& dropped);
-  // Marks the oldest record as done.
-  void RemoveFront();
+  // The oldest record, and a number of its own in `number`; false when there is none. One that was
+  // removed or damaged is passed over, which `dropped` counts. False with a `problem` when it can't
+  // be read at present.
+  bool Front(OutboxRecord& record, uint64_t& number, size_t& dropped, std::string& problem);
+  // Marks the oldest record as done, if it is the one of this number.
+  void RemoveFront(uint64_t number);
 
  private:
   struct Entry {
@@ -57,9 +58,13 @@ class OutboxFiles {
     size_t waiting = 0;
   };
 
+  static uint64_t NumberOf(const Entry& entry);
   std::string Path(uint32_t file) const;
   std::string TakeFolder();
-  void ReadFile(uint32_t file);
+  std::string ReadFolder();
+  std::string ReadFile(uint32_t file);
+  void Close();
+  void DropFront();
   std::string BeginFile();
   void EndFile();
   void RemoveIfDone(uint32_t file);

@@ -57,7 +57,9 @@ PatchResult PatchMgr::ProcessCOV(uint32_t deviceId, int32_t pointId, uint16_t ex
   if (taken != kPatchOk) return taken;
   // Kept: docs/kept-behaviour.md#refused-patch-no-event
   const auto device = static_cast<uint16_t>(deviceId);
-  if (SendChange(device, resource, client, chassisId, uuid) != kPatchOk) return kPatchFailed;
+  if (SendChange(device, resource, client, chassisId, uuid) != kPatchOk && !Outbox::IsWanted()) {
+    return kPatchFailed;
+  }
   return SendEventOfChange(change, client, chassisId, label);
 }
 
@@ -79,7 +81,8 @@ void PatchMgr::ProcessNewestCOVs(const std::vector<PointChange>& changes, HttpsC
   for (const auto& [name, one] : due) {
     if (!goOn()) return;
     const auto device = static_cast<uint16_t>(one.changes.front().deviceId);
-    if (SendResource(device, one.resource, client, chassisId, uuid) != kPatchOk) continue;
+    const bool isSent = SendResource(device, one.resource, client, chassisId, uuid) == kPatchOk;
+    if (!isSent && !Outbox::IsWanted()) continue;
     for (const PointChange& change : one.changes) {
       if (!goOn()) return;
       SendEventOfChange(change, client, chassisId, label);

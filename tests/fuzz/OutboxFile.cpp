@@ -94,9 +94,12 @@ void OpenAnything(const std::string& text) {
     fuzz::Require(files.Append({1, "last", "", "", ""}, dropped).empty() && dropped == 0,
                   "there is room for one more");
     OutboxRecord record;
+    uint64_t number = 0;
+    std::string problem;
     while (files.Count() > 0) {
-      fuzz::Require(files.Front(record, dropped) && dropped == 0, "what was taken can be read");
-      files.RemoveFront();
+      fuzz::Require(files.Front(record, number, dropped, problem) && dropped == 0,
+                    "what was taken can be read");
+      files.RemoveFront(number);
     }
     fuzz::Require(record.key == "last", "what is put comes last");
   }

@@ -116,6 +116,45 @@ TEST_F(AlarmOutboxTest, What_is_queued_when_the_poster_ends_is_put_and_not_sent)
   EXPECT_THAT(Outboxed(), testing::HasSubstr("Zarvel.GDD.11"));
 }
 
+TEST_F(AlarmOutboxTest, A_poster_that_found_no_chassis_leaves_the_queue_to_the_next) {
+  platform().cloud.chassis.clear();
+  platform().sleeps.hook = [this](uint64_t /*microseconds*/) {
+    if (mgr->HasEvents()) mgr->Stop();
+    Notified(11, 0, kFault);
+  };
+  mgr->Start();
+  platform().threads.Run(0);
+  EXPECT_FALSE(mgr->IsRunning());
+  EXPECT_TRUE(mgr->HasEvents());
+  EXPECT_THAT(Log(3), IsEmpty());
+}
+
+TEST_F(AlarmOutboxTest, A_stop_between_two_passes_sends_nothing_more) {
+  RunPoster({[this] { service.isDown(); }, Event(10, kAlarm),
+             [this] {
+               service.forget();
+               service.isDown(CURLE_OK);
+               Minute();
+               Notified(11, 0, kFault);
+               mgr->Stop();
+             }});
+  EXPECT_THAT(Posted(), IsEmpty());
+  EXPECT_THAT(Outboxed(), testing::HasSubstr("Zarvel.GDD.11"));
+}
+
+TEST_F(AlarmOutboxTest, A_stop_of_the_process_ends_the_sending) {
+  bool stops = false;
+  client.EndWhen([&stops] { return stops; });
+  RunPoster({[this] { service.isDown(); }, Event(10, kAlarm), Event(11, kAlarm),
+             [&] {
+               service.forget();
+               service.isDown(CURLE_OK);
+               Minute();
+               fakes::curl().onPerform = [&](fakes::Transfer& /*transfer*/) { stops = true; };
+             }});
+  EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17"));
+}
+
 TEST_F(AlarmOutboxTest, A_stop_ends_the_sending_after_the_request_under_way) {
   RunPoster({[this] { service.isDown(); }, Event(10, kAlarm), Event(11, kAlarm),
              [this] {
@@ -243,6 +282,27 @@ TEST_F(AlarmOutboxTest, With_an_event_that_can_not_be_had_it_is_put_off_too) {
   EXPECT_THAT(Log(4), Contains("4 SyncAlarms: put off, the service does not answer"));
   EXPECT_THAT(Posted(), IsEmpty());
   EXPECT_TRUE(DeviceMgr::IsAlarmSyncRequested());
+}
+
+TEST_F(AlarmOutboxTest, With_an_answer_that_is_no_list_it_is_put_off_too) {
+  platform().proxy.HasActive(11, 0, kFault);
+  ServiceLists("17", "Fault", "{}");
+  RunPoster({Request});
+  EXPECT_THAT(Posted(), IsEmpty());
+  EXPECT_TRUE(DeviceMgr::IsAlarmSyncRequested());
+}
+
+TEST_F(AlarmOutboxTest, One_that_is_put_off_again_and_again_waits_longer_and_holds_no_event) {
+  platform().proxy.activeEventsStatus = 7;
+  std::vector<std::function<void()>> passes = {Request};
+  for (int i = 0; i < 100; ++i) passes.emplace_back([] {});
+  passes.push_back(Event(10, kAlarm));
+  RunPoster(passes);
+  // Five seconds a pass: after 5, 10, 20, 40, 80, 160 and 300 s, or half of that.
+  const size_t attempts = platform().proxy.activeEventsAsked.size();
+  EXPECT_GE(attempts, 6u);
+  EXPECT_LE(attempts, 10u);
+  EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17"));
 }
 
 TEST_F(AlarmOutboxTest, An_event_that_says_nothing_is_left_out_and_holds_up_nothing) {

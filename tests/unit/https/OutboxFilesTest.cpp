@@ -80,8 +80,10 @@ class OutboxFilesTest : public OutboxFolderTest {
   std::string Oldest() {
     OutboxRecord record;
     size_t dropped = 0;
-    const bool found = files->Front(record, dropped);
+    std::string problem;
+    const bool found = files->Front(record, number, dropped, problem);
     EXPECT_EQ(dropped, 0u);
+    EXPECT_EQ(problem, "");
     return found ? record.key : "";
   }
   // Takes everything out, in order.
@@ -89,12 +91,13 @@ class OutboxFilesTest : public OutboxFolderTest {
     std::vector<std::string> keys;
     for (std::string key = Oldest(); !key.empty(); key = Oldest()) {
       keys.push_back(key);
-      files->RemoveFront();
+      files->RemoveFront(number);
     }
     return keys;
   }
 
   std::unique_ptr<OutboxFiles> files;
+  uint64_t number = 0;  // of the oldest
 };
 
 TEST_F(OutboxFilesTest, Gives_out_in_the_order_of_putting) {
@@ -109,7 +112,7 @@ TEST_F(OutboxFilesTest, Gives_out_in_the_order_of_putting) {
 TEST_F(OutboxFilesTest, Holds_over_the_end_of_a_process_what_is_not_done) {
   for (const char* const key : {"a", "b", "c"}) Put(key);
   EXPECT_EQ(Oldest(), "a");
-  files->RemoveFront();
+  files->RemoveFront(number);
   Reopen();
   EXPECT_EQ(files->Count(), 2u);
   EXPECT_EQ(files->SkippedBytes(), 0u);
@@ -132,9 +135,11 @@ TEST_F(OutboxFilesTest, A_file_goes_when_everything_in_it_is_done_and_no_more_is
   Put("a", kMaxBytes / 64);
   Put("b", kMaxBytes / 64);
   EXPECT_THAT(Names(), ElementsAre("00000001.outbox", "00000002.outbox"));
-  files->RemoveFront();
+  EXPECT_EQ(Oldest(), "a");
+  files->RemoveFront(number);
   EXPECT_THAT(Names(), ElementsAre("00000002.outbox"));
-  files->RemoveFront();
+  EXPECT_EQ(Oldest(), "b");
+  files->RemoveFront(number);
   EXPECT_THAT(Names(), ElementsAre("00000002.outbox"));
   Put("c");
   EXPECT_THAT(Names(), ElementsAre("00000003.outbox"));
@@ -207,15 +212,69 @@ TEST_F(OutboxFilesTest, Damage_costs_what_it_has_damaged) {
   EXPECT_THAT(TakeAll(), ElementsAre("a", "c"));
 }
 
-TEST_F(OutboxFilesTest, One_that_can_not_be_read_any_more_is_passed_over) {
+TEST_F(OutboxFilesTest, Only_the_oldest_is_taken_out_by_its_number) {
+  Put("a");
+  Put("b");
+  EXPECT_EQ(Oldest(), "a");
+  const uint64_t first = number;
+  files->RemoveFront(first);
+  files->RemoveFront(first);
+  EXPECT_THAT(TakeAll(), ElementsAre("b"));
+  files->RemoveFront(first);
+}
+
+TEST_F(OutboxFilesTest, One_that_was_removed_or_damaged_is_passed_over) {
   Put("a");
   Put("b", kMaxBytes / 64);
+  Put("c", kMaxBytes / 64);
   std::filesystem::remove(FileNamed("00000001.outbox"));
+  Write(FileNamed("00000002.outbox"), "damaged");
   OutboxRecord record;
   size_t dropped = 0;
-  ASSERT_TRUE(files->Front(record, dropped));
-  EXPECT_EQ(record.key, "b");
-  EXPECT_EQ(dropped, 1u);
+  std::string problem;
+  ASSERT_TRUE(files->Front(record, number, dropped, problem));
+  EXPECT_EQ(record.key, "c");
+  EXPECT_EQ(dropped, 2u);
+  EXPECT_EQ(problem, "");
+}
+
+// A file that the system does not give out, although the tests run as root.
+void MakeUnreadable(const std::string& path) {
+  std::filesystem::rename(path, path + ".kept");
+  std::filesystem::create_symlink(path, path);
+}
+void MakeReadable(const std::string& path) {
+  std::filesystem::remove(path);
+  std::filesystem::rename(path + ".kept", path);
+}
+
+TEST_F(OutboxFilesTest, One_that_can_not_be_read_at_present_stays) {
+  Put("a");
+  const std::string path = FileNamed("00000001.outbox");
+  MakeUnreadable(path);
+  OutboxRecord record;
+  size_t dropped = 0;
+  std::string problem;
+  EXPECT_FALSE(files->Front(record, number, dropped, problem));
+  EXPECT_EQ(problem, path + ": Too many levels of symbolic links");
+  EXPECT_EQ(dropped, 0u);
+  MakeReadable(path);
+  EXPECT_THAT(TakeAll(), ElementsAre("a"));
+}
+
+TEST_F(OutboxFilesTest, With_a_file_that_can_not_be_read_nothing_is_opened_and_nothing_removed) {
+  Put("a");
+  Put("b", kMaxBytes / 64);
+  files.reset();
+  const std::string path = FileNamed("00000002.outbox");
+  MakeUnreadable(path);
+  files = std::make_unique<OutboxFiles>(Folder(), kMaxBytes);
+  EXPECT_EQ(files->Open(), path + ": Too many levels of symbolic links");
+  EXPECT_FALSE(files->IsOpen());
+  EXPECT_EQ(files->Count(), 0u);
+  MakeReadable(path);
+  EXPECT_EQ(files->Open(), "");
+  EXPECT_THAT(TakeAll(), ElementsAre("a", "b"));
 }
 
 TEST_F(OutboxFilesTest, Leaves_other_files_alone) {

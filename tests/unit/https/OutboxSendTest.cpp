@@ -320,7 +320,7 @@ TEST_F(OutboxTest, Of_several_chassis_keeps_the_one_that_it_names) {
 TEST_F(OutboxTest, Ends_after_the_request_under_way_when_it_is_told_to) {
   for (const char* const document : {"e1", "e2", "e3"}) outbox.PutEvent(document, "17");
   int asked = 0;
-  outbox.Send(&client, [&asked] { return ++asked < 2; });
+  outbox.Send(&client, [&asked] { return ++asked < 3; });
   EXPECT_THAT(Posted(), ElementsAre("e1", "e2"));
   EXPECT_FALSE(outbox.IsIdle());
 }
@@ -400,13 +400,39 @@ TEST_F(OutboxTest, One_that_can_not_be_put_is_told_each_time) {
   EXPECT_TRUE(outbox.IsIdle());
 }
 
-TEST_F(OutboxTest, What_can_not_be_read_any_more_is_told_and_passed_over) {
+TEST_F(OutboxTest, What_was_removed_is_told_and_passed_over) {
   outbox.PutEvent("e1", "17");
   std::filesystem::remove(FileNamed("00000001.outbox"));
   Send();
   EXPECT_THAT(Posted(), IsEmpty());
   EXPECT_THAT(Lines(),
-              ElementsAre("3 Outbox Send: 1 entries of the outbox can't be read any more"));
+              ElementsAre("3 Outbox Send: 1 entries of the outbox were removed or damaged"));
+}
+
+TEST_F(OutboxTest, What_can_not_be_read_at_present_is_told_and_held) {
+  outbox.PutEvent("e1", "17");
+  const std::string path = FileNamed("00000001.outbox");
+  std::filesystem::rename(path, path + ".kept");
+  std::filesystem::create_symlink(path, path);
+  Send();
+  EXPECT_THAT(Lines(), ElementsAre("3 Outbox Send: Failed to read the outbox (" + path +
+                                   ": Too many levels of symbolic links)"));
+  std::filesystem::remove(path);
+  std::filesystem::rename(path + ".kept", path);
+  Send();
+  EXPECT_THAT(Posted(), IsEmpty());
+  Wait(5);
+  Send();
+  EXPECT_THAT(Posted(), ElementsAre("e1"));
+}
+
+TEST_F(OutboxTest, Any_answer_of_success_takes_it) {
+  for (const long status : {200, 201, 202, 204, 299}) {
+    service.answers("POST", kEvents, status);
+    outbox.PutEvent("e1", "17");
+    Send();
+    EXPECT_TRUE(outbox.IsIdle()) << status;
+  }
 }
 
 }  // namespace

@@ -446,6 +446,23 @@ TEST_F(OutboxDeliveryTest, Else_the_change_is_sent_and_its_event_waits) {
   }
 }
 
+TEST_F(OutboxDeliveryTest, An_event_is_kept_although_its_change_could_not_be_sent) {
+  platform().cloud.chassis["17"] = 1;
+  for (const Deliver deliver : {Deliver::kFirst, Deliver::kLatest}) {
+    Use(deliver);
+    Loaded(Map(kThermal, PointWithEvent()));
+    service.isDown();
+    Process(1);
+    patch.ProcessNewestCOVs({{1, 1, 0, 215}}, &client, "17", "uuid", "label-1",
+                            [] { return true; });
+    service.isDown(CURLE_OK);
+    service.forget();
+    Send();
+    EXPECT_THAT(service.lines(),
+                ElementsAre(std::string("POST ") + kEvents, std::string("POST ") + kEvents));
+  }
+}
+
 TEST_F(OutboxDeliveryTest, All_resources_are_sent_at_once) {
   Use(Deliver::kAll);
   Loaded(Map(kThermal, PointWithEvent()));
