@@ -13,9 +13,12 @@ using cloudclient::OutboxRecord;
 using cloudclient::OutboxRecordText;
 using cloudclient::ReadOutboxRecord;
 
+// A NUL, no UTF-8, and what looks like another record.
+constexpr char kBytes[] = "{\n\"a\": \"\0\xff\"}\n+ ";
+
 OutboxRecord Patched() {
   return {1772716029, "0123456789abcdef0123456789abcdef", "/redfish/v1/Chassis/17", "17",
-          std::string("{\n\"a\": \"\0\xff\"}\n+ ", 17)};
+          std::string(kBytes, sizeof kBytes - 1)};
 }
 
 void ExpectSame(const OutboxRecord& record, const OutboxRecord& other) {
