@@ -11,7 +11,7 @@ import pytest
 
 from harness.appliance import Appliance
 from harness.operators import Operator
-from harness.postgresql import database
+from harness.postgresql import BINARIES, database
 from harness.process import Process, clock, environment
 from harness.service import Service
 from harness.waiting import wait_until
@@ -145,6 +145,16 @@ def test_service_moves_to_a_server_and_back(url, programs, folder, under_watch, 
     appliance.raises(9)
 
 
+def nobody_is_at(url):
+    """Waits until the server has noticed that those who were connected have ended."""
+    def others():
+        query = ("SELECT count(*) FROM pg_stat_activity "
+                 "WHERE datname = current_database() AND pid <> pg_backend_pid()")
+        return subprocess.run([f"{BINARIES}/psql", "-qAtX", "-c", query, url], check=True,
+                              capture_output=True, text=True).stdout.strip()
+    wait_until(lambda: others() == "0", "the end of what was killed at the server")
+
+
 def test_copy_goes_on_after_it_was_killed_anywhere(url, service, copy, folder):
     fill(service)
     service.stop()
@@ -160,6 +170,7 @@ def test_copy_goes_on_after_it_was_killed_anywhere(url, service, copy, folder):
             if "copy complete" in copy.error_text() or not copy.running:
                 break
             copy.crash()
+            nobody_is_at(url)
             kills += 1
         copy.ends(0)
         assert kills > 5
