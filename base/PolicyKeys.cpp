@@ -13,7 +13,7 @@ using Type = PolicyKey::Type;
 constexpr int64_t kLongestSeconds = 86400;
 
 // An outbox below this has no room for a few large entries.
-constexpr uint64_t kSmallestOutbox = 65536;
+constexpr int64_t kSmallestOutbox = 65536;
 constexpr int64_t kLargestOutbox = INT64_C(1) << 30U;
 // The service knows the keys of what it has taken for so long: later it could take one twice.
 constexpr int64_t kLongestKept = 60;
@@ -168,11 +168,13 @@ std::vector<PolicyKey> OtherKeys() {
       {"Outbox.MaxBytes", Type::kNumber, kLargestOutbox, nullptr, "16777216", "16777216", false,
        [](Policy& p, const json_t* v) {
          p.outbox.maxBytes = static_cast<uint64_t>(json_integer_value(v));
-       }},
+       },
+       kSmallestOutbox},
       {"Outbox.MaxDays", Type::kNumber, kLongestKept, nullptr, "30", "30", false,
        [](Policy& p, const json_t* v) {
          p.outbox.maxDays = static_cast<long>(json_integer_value(v));
-       }},
+       },
+       1},
       Number("Queues.Most", 1000000, "10000",
              [](Policy& p, const json_t* v) {
                p.queues.most = static_cast<size_t>(json_integer_value(v));
@@ -235,11 +237,8 @@ const std::vector<PolicyContradiction>& PolicyContradictions() {
       {"Transport.FreshAnswers", LacksFreshAnswers, "is needed by \"Outbox.Folder\""},
       {"Outbox.MaxBytes", [](const Policy& p) { return p.outbox.folder.empty(); },
        "does nothing without \"Outbox.Folder\""},
-      {"Outbox.MaxBytes", [](const Policy& p) { return p.outbox.maxBytes < kSmallestOutbox; },
-       "is less than 65536"},
       {"Outbox.MaxDays", [](const Policy& p) { return p.outbox.folder.empty(); },
        "does nothing without \"Outbox.Folder\""},
-      {"Outbox.MaxDays", [](const Policy& p) { return p.outbox.maxDays < 1; }, "is less than 1"},
   };
   return contradictions;
 }

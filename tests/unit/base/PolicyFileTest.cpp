@@ -100,14 +100,14 @@ TEST(PolicyParseTest, Refuses_an_outbox_that_can_be_none) {
   EXPECT_EQ(
       Refused(
           R"({"Outbox": {"Folder": "/o", "MaxBytes": 65535}, "Transport": {"FreshAnswers": true}})"),
-      R"(line 1, column 29: "Outbox.MaxBytes" is less than 65536)");
+      R"(line 1, column 41: "Outbox.MaxBytes" is not an integer from 65536 to 1073741824)");
   EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "/o", "MaxBytes": 1073741825}})"),
-            R"(line 1, column 41: "Outbox.MaxBytes" is not an integer from 0 to 1073741824)");
+            R"(line 1, column 41: "Outbox.MaxBytes" is not an integer from 65536 to 1073741824)");
   EXPECT_EQ(
       Refused(R"({"Outbox": {"Folder": "/o", "MaxDays": 0}, "Transport": {"FreshAnswers": true}})"),
-      R"(line 1, column 29: "Outbox.MaxDays" is less than 1)");
+      R"(line 1, column 40: "Outbox.MaxDays" is not an integer from 1 to 60)");
   EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "/o", "MaxDays": 61}})"),
-            R"(line 1, column 40: "Outbox.MaxDays" is not an integer from 0 to 60)");
+            R"(line 1, column 40: "Outbox.MaxDays" is not an integer from 1 to 60)");
   EXPECT_EQ(Refused(R"({"Outbox": {"Folder": "/o"}})"),
             R"(line 1, column 13: "Outbox.Folder" needs "Transport.FreshAnswers")");
   EXPECT_EQ(Refused(R"({"Preset": "hardened", "Transport": {"FreshAnswers": false}})"),
