@@ -134,13 +134,14 @@ class CloudClient : public LxBaseProxyApp {
   // What enabling does: true when the appliance is connected then.
   bool GoIntoService();
   bool Connect();
-  bool AddToService(AppResult found);
+  bool AddToService(AppResult found, const std::string& managerDoc);
   bool NeedsChassis();
   void KeepConnected();
   void NoteConnection(bool made);
   AppResult ValidateUnitName();
   bool RenameUnit();
   AppResult RecordChassis(const std::string& responseBody, int velId);
+  bool TakeLinkedChassis(const std::string& managerDoc);
   AppResult LinkedChassisId(const json_t* link, std::string& id);
 
   bool m_ready = false;

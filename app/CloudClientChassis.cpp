@@ -53,6 +53,7 @@ AppResult CloudClient::PostChassisInstance() {
   m_deviceMgr->FillSevenDayValues(document);
   m_deviceMgr->UpdateDocWithTempUomValues(velId, document);
 
+  m_httpsClient.EndConnection();
   std::string body;
   std::string header;
   if (m_httpsClient.PostJsonDocument(url, body, header, document, token) != kHttpsOk) {
@@ -84,6 +85,27 @@ AppResult CloudClient::RecordChassis(const std::string& responseBody, int velId)
   m_cfgCloud->AddChassis(JsonText(id), velId);
   m_cfgCloud->Save();
   return kAppOk;
+}
+
+// Takes a chassis that the service links with the manager for the configured one: what answered its
+// post was lost. A link that leads nowhere is none.
+bool CloudClient::TakeLinkedChassis(const std::string& managerDoc) {
+  const int velId = GetManagedDeviceVelId();
+  const size_t brace = managerDoc.find('{');
+  if (velId < 0 || brace == std::string::npos) return false;
+  const JsonRef root(json_loads(managerDoc.c_str() + brace, JSON_DISABLE_EOF_CHECK, nullptr));
+  const json_t* const links = json_object_get(root.get(), "Links");
+  const json_t* const chassis = json_object_get(links, "ManagerForChassis");
+  for (size_t i = 0; i < json_array_size(chassis); ++i) {
+    std::string id;
+    if (LinkedChassisId(json_array_get(chassis, i), id) != kAppOk || id.empty()) continue;
+    __dlog_printf(5, kUnit, "%s: the Cloud Service has chassis %s of this appliance already",
+                  "ConnectWithCloudService", id.c_str());
+    m_cfgCloud->AddChassis(id, velId);
+    m_cfgCloud->Save();
+    return true;
+  }
+  return false;
 }
 
 // Kept: docs/kept-behaviour.md#unread-manager

@@ -40,7 +40,7 @@ bool CloudClient::Connect() {
   if (found == kAppNotRegistered || needsChassis) {
     // The poster keeps its map of chassis for life, and pages are rendered on one thread at a time.
     if (running) m_deviceMgr->Stop();
-    const bool added = AddToService(found);
+    const bool added = AddToService(found, managerDoc);
     // What was refused so far was refused to another token.
     m_httpsClient.TakeRefusal();
     if (running) m_deviceMgr->Start();
@@ -54,8 +54,9 @@ bool CloudClient::Connect() {
   return true;
 }
 
-// Registers an appliance that the service was not found to know, and posts the chassis.
-bool CloudClient::AddToService(AppResult found) {
+// Registers an appliance that the service was not found to know, and posts the chassis, unless the
+// manager that was found has one.
+bool CloudClient::AddToService(AppResult found, const std::string& managerDoc) {
   if (found == kAppNotRegistered) {
     const AppResult registered = Register();
     if (registered != kAppOk) {
@@ -67,6 +68,7 @@ bool CloudClient::AddToService(AppResult found) {
     std::string token;
     m_cfgCloud->GetXAuthToken(token);
   }
+  if (found == kAppOk && TakeLinkedChassis(managerDoc)) return true;
   // Kept: docs/kept-behaviour.md#chassis-once
   const AppResult posted = PostChassisInstance();
   if (posted != kAppOk) {

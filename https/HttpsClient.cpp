@@ -215,6 +215,13 @@ HttpsResult HttpsClient::CloseHandle() {
   return kHttpsOk;
 }
 
+void HttpsClient::EndConnection() {
+  if (!ThePolicy().transport.keepConnection) return;
+  const MutexGuard guard(lock);
+  m_reusable = false;
+  CloseHandle();
+}
+
 // Performs the prepared transfer, and again while the host cannot be resolved.
 // Kept: docs/kept-behaviour.md#three-attempts
 CURLcode HttpsClient::Perform(void (*logUnresolved)()) {

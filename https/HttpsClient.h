@@ -66,6 +66,10 @@ class HttpsClient {
   // tries connections again. Any thread.
   bool TakeRefusal() { return m_tokenRefused.exchange(false); }
 
+  // Ends the connection that is kept, if one is: libcurl sends a request that found it ended once
+  // more, and a service may have taken both. Before what must not be there twice. Any thread.
+  void EndConnection();
+
   // POST of a JSON document. `responseBody` receives header block and body together. An empty
   // token sends no token header. On kHttpsPostRefused the answer is handed out all the same. Where
   // libcurl refuses one of the last options, nothing is sent and kHttpsOk returned with the outputs

@@ -13,6 +13,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 using testing::Not;
 
 const char kPauseOfWork[] = "sleep 5000000";
@@ -215,6 +216,89 @@ TEST_F(RetryTest, A_chassis_that_was_not_posted_is_posted_for_the_manager_that_i
   expected.insert(expected.end(), {"DeviceMgr::Start", kSyncRequested});
   EXPECT_THAT(Work(), ElementsAreArray(expected));
   EXPECT_EQ(service.requests("POST", kRegisterPath).size(), 1U);
+}
+
+// The chassis that a look-up's answer links, where none is configured.
+class LinkedChassisTest : public RetryTest {
+ protected:
+  void SetUp() override {
+    RetryTest::SetUp();
+    cloud.chassis.clear();
+    ServiceRegisters();
+    service.answers("GET", "/c/8", 200, R"({"Id":"c-8"})");
+    service.answers("GET", "/c/9", 200, R"({"Id":"c-9"})");
+    service.answers("GET", "/c/none", 404);
+    service.answers("GET", "/c/nameless", 200, R"({"Id":""})");
+  }
+  std::vector<std::string> WorkWithLinks(const std::string& elements) {
+    LookUpIsAnswered(200, R"({"Links":{"ManagerForChassis":[)" + elements + "]}}");
+    return Work();
+  }
+};
+
+TEST_F(LinkedChassisTest, Is_taken_and_none_posted) {
+  const auto all = WorkWithLinks(R"({"@odata.id":"/c/9"},{"@odata.id":"/c/8"})");
+  EXPECT_THAT(all, IsSupersetOf({"GET /c/9",
+                                 "5 ConnectWithCloudService: the Cloud Service has chassis c-9 of "
+                                 "this appliance already",
+                                 "cloud.AddChassis", "cloud.Save",
+                                 "DeviceMgr::SyncChassisAlarms(3, c-9)"}));
+  EXPECT_THAT(all, Not(Contains("POST /redfish/v1/Chassis")));
+  EXPECT_THAT(cloud.chassis, ElementsAre(std::make_pair("c-9", 3)));
+  EXPECT_THAT(Asked(1000, [] {}), IsEmpty());
+}
+
+TEST_F(LinkedChassisTest, That_leads_nowhere_or_has_no_name_is_none) {
+  EXPECT_THAT(WorkWithLinks(R"({"@odata.id":"/c/none"},{"@odata.id":"/c/nameless"},{},7,
+                               {"@odata.id":"/c/8"})"),
+              Contains("DeviceMgr::SyncChassisAlarms(3, c-8)"));
+  EXPECT_EQ(cloud.chassis.size(), 1U);
+}
+
+TEST_F(LinkedChassisTest, Of_which_there_is_none_is_posted) {
+  const auto all = WorkWithLinks(R"({"@odata.id":"/c/none"})");
+  EXPECT_THAT(all, Contains("POST /redfish/v1/Chassis"));
+  EXPECT_THAT(all, Contains("DeviceMgr::SyncChassisAlarms(3, c-1)"));
+}
+
+TEST_F(LinkedChassisTest, Is_not_looked_for_in_a_document_that_is_none) {
+  for (const char* document :
+       {"", "no document", "{", R"({"Links":7})", R"({"Links":{"ManagerForChassis":{}}})"}) {
+    cloud.enabled = true;
+    LookUpIsAnswered(200, document);
+    EXPECT_THAT(Work(), Contains("POST /redfish/v1/Chassis")) << document;
+    cloud.chassis.clear();
+    cloud.enabled = false;
+    Work();
+    cloud.token = "t-1";
+  }
+}
+
+TEST_F(LinkedChassisTest, Is_not_looked_at_by_a_device_without_a_number) {
+  fakes::platform().framework.managedVelId = -1;
+  const auto all = WorkWithLinks(R"({"@odata.id":"/c/9"})");
+  EXPECT_THAT(all, Contains("3 PostChassisInstance: Invalid managed device id(-1)"));
+  EXPECT_TRUE(cloud.chassis.empty());
+}
+
+TEST_F(LinkedChassisTest, Of_which_there_is_none_is_posted_on_a_connection_of_its_own) {
+  Policy policy = ThePolicy();
+  policy.transport.keepConnection = true;
+  UsePolicy(policy);
+  bool ended = false;
+  fakes::curl().onPerform = [&ended](const fakes::Transfer& transfer) {
+    const auto& all = fakes::curl().transfers;
+    if (transfer.Method() == "POST") ended = all[all.size() - 2]->cleanedUp;
+  };
+  WorkWithLinks("");
+  EXPECT_TRUE(ended);
+  EXPECT_EQ(cloud.chassis.count("c-1"), 1U);
+}
+
+TEST_F(LinkedChassisTest, Is_not_looked_for_after_a_registration) {
+  LookUpIsAnswered(403);
+  EXPECT_THAT(Work(), Contains("POST /redfish/v1/Chassis"));
+  EXPECT_TRUE(service.requests("GET", "/c/*").empty());
 }
 
 TEST_F(RetryTest, A_chassis_that_cannot_be_posted_is_a_failed_connection) {

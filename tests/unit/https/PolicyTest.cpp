@@ -268,6 +268,19 @@ TEST_F(TransportPolicyTest, KeepConnection_renews_the_handle_after_a_request_tha
   EXPECT_EQ(curl().liveHandles, 0);
 }
 
+TEST_F(TransportPolicyTest, KeepConnection_renews_the_handle_on_request) {
+  Use([](auto& transport) { transport.keepConnection = true; });
+  client.EndConnection();
+  curl().Answers(200).Answers(200);
+  EXPECT_EQ(GetAuth(), 0u);
+  client.EndConnection();
+  EXPECT_TRUE(curl().Last().cleanedUp);
+  EXPECT_EQ(curl().liveHandles, 0);
+  EXPECT_EQ(GetAuth(), 0u);
+  EXPECT_EQ(curl().liveHandles, 1);
+  client.EndConnection();
+}
+
 TEST_F(TransportPolicyTest, KeepConnection_closes_the_handle_before_libcurl_ends) {
   Use([](auto& transport) { transport.keepConnection = true; });
   {
