@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
 #if defined(__SANITIZE_THREAD__)
 // One case uses a mutex wrongly on purpose, and the C library's lock around its time zone is not
 // seen by the sanitizer.
@@ -9,8 +7,3 @@ extern "C" const char* __tsan_default_suppressions() {
   return "mutex:LxLinuxMutexTest_Wrong_uses\nrace:tzset_internal\n";
 }
 #endif
-
-int main(int argc, char** argv) {
-  testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
-}
