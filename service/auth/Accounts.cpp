@@ -75,8 +75,7 @@ Admission Accounts::Admit(const std::string& peer, const std::string& email,
 // addresses have accounts.
 std::optional<std::int64_t> Accounts::Match(const Registered& known, const std::string& key) {
   const std::vector<std::string>& hashes = known.hashes;
-  std::call_once(m_nobodyKnown, [this] { m_nobodysHash = HashPassword(""); });
-  const std::string& like = hashes.empty() ? m_nobodysHash : hashes.front();
+  const std::string like = hashes.empty() ? NobodysHash() : hashes.front();
   const std::optional<std::string> same = HashPasswordLike(key, like);
   const bool matches = std::any_of(hashes.begin(), hashes.end(), [&](const std::string& hash) {
     // Two keys that were added at the same moment may have salts of their own.

@@ -3,7 +3,6 @@
 #define SERVICE_AUTH_ACCOUNTS_H_
 
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -61,8 +60,6 @@ class Accounts {
   const Clock m_clock;
   FailureLimit m_limit;
   KnownWrong m_wrong;
-  std::once_flag m_nobodyKnown;
-  std::string m_nobodysHash;
 };
 
 }  // namespace cloudservice

@@ -91,8 +91,6 @@ class Operators {
   // Passwords that were right, by operator: scripts don't wait for the slow hash at each request.
   std::map<std::int64_t, Verified> m_verified;
   const std::string m_salt;
-  std::once_flag m_nobodyKnown;
-  std::string m_nobodysHash;
 };
 
 }  // namespace cloudservice

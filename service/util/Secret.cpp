@@ -147,6 +147,10 @@ std::string HashPassword(const std::string& password) {
   return Written({cost, salt, Scrypt(password, salt, cost)});
 }
 
+std::string NobodysHash() {
+  return Written({Cost(), std::string(2 * kSaltBytes, '0'), std::string(2 * kHashBytes, '0')});
+}
+
 std::optional<std::string> HashPasswordLike(const std::string& password, const std::string& hash) {
   const std::optional<StoredHash> like = ParseHash(hash);
   if (!like) return std::nullopt;

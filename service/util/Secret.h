@@ -27,6 +27,9 @@ std::optional<std::string> DecodeBase64(const std::string& text);
 // Throws std::runtime_error.
 std::string HashPassword(const std::string& password);
 
+// A hash that no password has, to take as long for what does not exist.
+std::string NobodysHash();
+
 // The hash of `password` with the cost and the salt of `hash`; none when `hash` does not have the
 // form above. Blocks as long as HashPassword(). Throws std::runtime_error.
 std::optional<std::string> HashPasswordLike(const std::string& password, const std::string& hash);

@@ -193,9 +193,10 @@ TEST_F(SqliteCopyTest, Source_that_has_changed_since_is_refused) {
 }
 
 // Each table has a case to itself: each column takes a copy, and each copy many writes to the disk.
-class CopiedTableTest : public SqliteCopyTest, public testing::WithParamInterface<CopiedTable> {};
+class SqliteCopiedTableTest : public SqliteCopyTest,
+                              public testing::WithParamInterface<CopiedTable> {};
 
-TEST_P(CopiedTableTest, Differences_are_found_in_every_column) {
+TEST_P(SqliteCopiedTableTest, Differences_are_found_in_every_column) {
   const CopiedTable& table = CopiedTables().at(GetParam().number);
   Fill();
   for (std::size_t i = 0; i < table.columns.size(); ++i) {
@@ -219,7 +220,7 @@ TEST_P(CopiedTableTest, Differences_are_found_in_every_column) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Tables, CopiedTableTest, testing::ValuesIn(CopiedTables()),
+INSTANTIATE_TEST_SUITE_P(Tables, SqliteCopiedTableTest, testing::ValuesIn(CopiedTables()),
                          [](const testing::TestParamInfo<CopiedTable>& one) {
                            return one.param.name;
                          });

@@ -18,6 +18,11 @@ TEST(SecretTest, Hash_matches_its_password_alone_and_is_another_each_time) {
   EXPECT_NE(HashPassword("a password"), hash);
 }
 
+TEST(SecretTest, Nobodys_hash_costs_as_much_and_matches_nothing) {
+  EXPECT_THAT(NobodysHash(), MatchesRegex("scrypt\\$15\\$8\\$1\\$[0-9a-f]{32}\\$[0-9a-f]{64}"));
+  EXPECT_FALSE(MatchesPassword("", NobodysHash()));
+}
+
 TEST(SecretTest, What_is_no_hash_matches_nothing) {
   for (const char* hash : {"", "a password", "scrypt$15$8$1$00", "scrypt$99$8$1$00$00",
                            "scrypt$0$8$1$00$00", "scrypt$x$8$1$00$00", "bcrypt$15$8$1$00$00"}) {
