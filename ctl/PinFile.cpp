@@ -72,10 +72,8 @@ Problem WithPin(const std::string& path, const std::string& text, const std::str
   }
   json_object_set_new(group, kKey, PinsValue(pins).release());
   // 15 digits: a version of TLS that is written as a number stays what it is.
-  const std::unique_ptr<char, decltype(&std::free)> dumped(
-      json_dumps(root.get(), JSON_INDENT(2) | JSON_REAL_PRECISION(15)), &std::free);
-  if (!dumped) return Problem("out of memory");
-  const std::string after = dumped.get() + std::string("\n");
+  const std::string after =
+      host::DumpedJson(root.get(), JSON_INDENT(2) | JSON_REAL_PRECISION(15)) + "\n";
   if (Problem problem = OfReading(cloudclient::ParsePolicy(path, after))) return problem;
   result = after;
   return {};

@@ -242,7 +242,7 @@ int32_t DeviceMgr::FindPath(int velId, std::string& path, const std::string& fil
 }
 
 void* DeviceMgr::ChangeOfCheckerThread(void* /*argument*/) {
-  Guarded([] { GetInstance()->RunChangeOfChecker(); });
+  Guarded([] { GetInstance()->RunChangeOfChecker(); }, "ChangeOfCheckerThread");
   return nullptr;
 }
 
@@ -250,7 +250,7 @@ void DeviceMgr::RunChangeOfChecker() {
   if (!m_running) return;
   do {
     bool goOn = true;
-    Guarded([&] { goOn = PumpNotifications(); });
+    Guarded([&] { goOn = PumpNotifications(); }, "ChangeOfCheckerThread");
     if (!goOn) return;
     usleep(500000);
   } while (m_running);

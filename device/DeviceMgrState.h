@@ -3,6 +3,9 @@
 #define DEVICE_DEVICEMGRSTATE_H_
 
 // What the source files of this folder share among themselves.
+#include <exception>
+
+#include "platform/util/dlog.h"
 
 namespace cloudclient {
 
@@ -20,14 +23,19 @@ extern unsigned short g_todAlarmId;
 // While non-zero, nothing is registered for at the engine. Set by nothing.
 extern unsigned char g_registrationSuppressed;
 
-// Runs one operation of a thread. No exception may leave the thread: one that the operation throws
-// ends this operation alone.
+// Runs one operation of a thread, which the message names `caller`. No exception may leave the
+// thread: one that the operation throws, most likely for want of memory, ends this operation alone.
+// Whether it came to its end.
 template <typename Operation>
-void Guarded(const Operation& operation) {
+bool Guarded(const Operation& operation, const char* caller) {
   try {
     operation();
-  } catch (...) {  // NOLINT(bugprone-empty-catch): the operation has logged what it could
+    return true;
+  } catch (const std::exception& error) {
+    __dlog_printf(3, kUnit, "%s: an operation ended early: %s", caller, error.what());
+  } catch (...) {  // NOLINT(bugprone-empty-catch): nothing of the daemon's throws anything else
   }
+  return false;
 }
 
 }  // namespace cloudclient

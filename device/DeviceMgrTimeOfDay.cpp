@@ -40,12 +40,13 @@ void DeviceMgr::TimeOfDayAlarmCB(unsigned short alarmId, void* /*context*/) {
   // Kept: docs/kept-behaviour.md#no-next-alarm
   if (!mgr->ArmTimeOfDayAlarm("TimeOfDayAlarmCB")) return;
   PatchMgr& patch = mgr->m_patchMgr;
-  Guarded([&] { patch.NewDayAccumulators(); });
+  Guarded([&] { patch.NewDayAccumulators(); }, "TimeOfDayAlarmCB");
   Guarded(
-      [&] { patch.NewDaySyncHumAccumulator(kDailyDeviceId, mgr->m_httpsClient, mgr->m_pldProxy); });
-  Guarded([&] {
-    patch.NewDaySyncTempAccumulator(kDailyDeviceId, mgr->m_httpsClient, mgr->m_pldProxy);
-  });
+      [&] { patch.NewDaySyncHumAccumulator(kDailyDeviceId, mgr->m_httpsClient, mgr->m_pldProxy); },
+      "TimeOfDayAlarmCB");
+  Guarded(
+      [&] { patch.NewDaySyncTempAccumulator(kDailyDeviceId, mgr->m_httpsClient, mgr->m_pldProxy); },
+      "TimeOfDayAlarmCB");
   SetAlarmSyncRequested(true);
 }
 

@@ -26,11 +26,13 @@ constexpr int kPassSeconds = 5;
 // The manager's member that begins the thread stands here, so that the manager does not know the
 // poster.
 void* DeviceMgr::CloudPoster(void* /*argument*/) {
-  Guarded([] {
+  const auto run = [] {
     Poster poster(*GetInstance());
     poster.Run();
     if (Outbox::IsWanted()) poster.PutRest();
-  });
+  };
+  // An appliance without a poster would be deaf until its next start: it begins again.
+  while (!Guarded(run, "CloudPoster") && GetInstance()->IsRunning()) sleep(kPassSeconds);
   return nullptr;
 }
 
@@ -55,7 +57,7 @@ void Poster::Run() {
       if (countdown <= 0) break;
       if (!m_mgr.IsRunning()) return;
     }
-    Guarded([this] { m_mgr.SendHeartbeat(); });
+    Guarded([this] { m_mgr.SendHeartbeat(); }, "CloudPoster");
   }
 }
 
@@ -81,16 +83,16 @@ void Poster::WaitForChassis() {
 
 void Poster::MakePass() {
   if (m_mgr.HasEvents() && !m_mgr.IsSyncInProgress()) {
-    Guarded([this] { PostQueuedEvents(); });
+    Guarded([this] { PostQueuedEvents(); }, "CloudPoster");
   }
   if (m_mgr.HasCovs()) {
-    Guarded([this] { ProcessQueuedCov(); });
+    Guarded([this] { ProcessQueuedCov(); }, "CloudPoster");
   }
   if (m_mgr.IsRunning()) {
-    Guarded([this] { m_mgr.SendOutbox(); });
+    Guarded([this] { m_mgr.SendOutbox(); }, "CloudPoster");
   }
   if (DeviceMgr::IsAlarmSyncRequested() && (!Outbox::IsWanted() || m_mgr.IsSyncDue())) {
-    Guarded([this] { ServeAlarmSyncRequest(); });
+    Guarded([this] { ServeAlarmSyncRequest(); }, "CloudPoster");
   }
 }
 
@@ -102,7 +104,7 @@ void Poster::PostQueuedEvents() {
     return;
   }
   for (const DeviceEvent& event : events) {
-    Guarded([&] { PostQueuedEvent(event); });
+    Guarded([&] { PostQueuedEvent(event); }, "CloudPoster");
   }
 }
 
@@ -121,9 +123,9 @@ void Poster::PostQueuedEvent(const DeviceEvent& event) {
 // wait for one.
 void Poster::PutRest() {
   if (m_chassis.empty()) return;
-  if (m_mgr.HasEvents()) Guarded([this] { PostQueuedEvents(); });
+  if (m_mgr.HasEvents()) Guarded([this] { PostQueuedEvents(); }, "CloudPoster");
   const bool isKept = ThePolicy().changes.deliver == Policy::Changes::Deliver::kAll;
-  if (isKept && m_mgr.HasCovs()) Guarded([this] { ProcessQueuedCov(); });
+  if (isKept && m_mgr.HasCovs()) Guarded([this] { ProcessQueuedCov(); }, "CloudPoster");
 }
 
 void Poster::ProcessQueuedCov() {
@@ -143,7 +145,7 @@ void Poster::ProcessQueuedCov() {
       break;
     case Policy::Changes::Deliver::kAll:
       for (const DeviceCov& cov : covs) {
-        Guarded([&] { DeliverCov(cov); });
+        Guarded([&] { DeliverCov(cov); }, "CloudPoster");
         if (!m_mgr.IsRunning() && !Outbox::IsWanted()) return;
       }
       break;
@@ -192,7 +194,7 @@ void Poster::ServeAlarmSyncRequest() {
     m_chassisId = id;
     int velId = 0;
     chassis.GetVelocityInstance(velId);
-    Guarded([&, chassisId = id] { m_mgr.SyncChassisAlarms(velId, chassisId); });
+    Guarded([&, chassisId = id] { m_mgr.SyncChassisAlarms(velId, chassisId); }, "CloudPoster");
   }
   if (!hasOutbox) DeviceMgr::SetAlarmSyncRequested(false);
   // What it put there is to be seen at the service: else it is made once more.

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
+#include <new>
 #include <utility>
 
 #include "host/util/Files.h"
@@ -16,7 +16,11 @@
 namespace host {
 namespace {
 
-JsonRef Copy(const json_t* value) { return JsonRef(json_deep_copy(value)); }
+JsonRef Copy(const json_t* value) {
+  JsonRef copy(json_deep_copy(value));
+  if (copy == nullptr) throw std::bad_alloc();
+  return copy;
+}
 
 void Apply(json_t* root, const std::string& key, const std::string& member, const json_t* value) {
   json_t* target = root;
@@ -24,7 +28,7 @@ void Apply(json_t* root, const std::string& key, const std::string& member, cons
   if (!member.empty()) {
     target = json_object_get(root, key.c_str());
     if (!json_is_object(target)) {
-      json_object_set_new(root, key.c_str(), json_object());
+      PutJson(root, key.c_str(), JsonRef(json_object()));
       target = json_object_get(root, key.c_str());
     }
     name = member.c_str();
@@ -32,7 +36,7 @@ void Apply(json_t* root, const std::string& key, const std::string& member, cons
   if (value == nullptr) {
     json_object_del(target, name);
   } else {
-    json_object_set_new(target, name, json_deep_copy(value));
+    PutJson(target, name, Copy(value));
   }
 }
 
@@ -73,10 +77,7 @@ Problem Check(const JsonKey& key, const json_t* value) {
   return {};
 }
 
-std::string FileText(const json_t* root) {
-  std::unique_ptr<char, decltype(&std::free)> text(json_dumps(root, JSON_INDENT(2)), &std::free);
-  return text == nullptr ? std::string() : std::string(text.get()) + "\n";
-}
+std::string FileText(const json_t* root) { return DumpedJson(root, JSON_INDENT(2)) + "\n"; }
 
 }  // namespace
 
@@ -85,6 +86,7 @@ ConfigStore::ConfigStore(std::string path, std::vector<Key> keys, int lockWaitMs
       m_keys(std::move(keys)),
       m_lockWaitMs(lockWaitMs),
       m_current(json_object()) {
+  if (m_current == nullptr) throw std::bad_alloc();
   Reload();
   m_changes.clear();
 }
@@ -143,7 +145,6 @@ Problem ConfigStore::Write(Problem& warning, Lines& lines) {
     text = FileText(m_current.get());
     serial = m_lastSerial;
   }
-  if (text.empty()) return Problem("out of memory");
   if (Problem problem = ReplaceFile(path, ownership, text, warning)) return problem;
 
   const MutexLock reading(m_readMutex);

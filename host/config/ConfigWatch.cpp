@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -28,7 +29,7 @@ std::pair<dev_t, ino_t> IdentityOf(const std::string& folder) {
 }  // namespace
 
 ConfigWatch::ConfigWatch(std::string folder, std::vector<ConfigStore*> stores)
-    : m_folder(std::move(folder)), m_stores(std::move(stores)) {
+    : m_folder(std::move(folder)), m_stores(std::move(stores)), m_unread(m_stores.size(), true) {
   if (Problem problem = Attach()) {
     HOST_LOG(4, "%s is not watched yet: %s", m_folder.c_str(), problem.Text().c_str());
   } else {
@@ -67,6 +68,10 @@ void ConfigWatch::WatchTargets() {
   }
 }
 
+bool ConfigWatch::IsUnread() const {
+  return std::find(m_unread.begin(), m_unread.end(), true) != m_unread.end();
+}
+
 bool ConfigWatch::Concerns(size_t store, int watch, const std::string& name) const {
   if (watch == m_watch && m_folder + "/" + name == m_stores[store]->Path()) return true;
   const Target& target = m_targets[store];
@@ -74,10 +79,17 @@ bool ConfigWatch::Concerns(size_t store, int watch, const std::string& name) con
 }
 
 void ConfigWatch::ReloadAll() {
-  for (ConfigStore* store : m_stores) store->Reload();
+  for (size_t i = 0; i < m_stores.size(); ++i) Reload(i);
+}
+
+// An exception leaves the file unread, too.
+void ConfigWatch::Reload(size_t store) {
+  m_unread[store] = true;
+  m_unread[store] = !m_stores[store]->Reload();
 }
 
 void ConfigWatch::Want(Wait& wait) {
+  if (IsUnread()) wait.Until(m_nextReadMs);
   if (m_watch >= 0) {
     wait.ForRead(m_inotify.Get());
   } else {
@@ -87,6 +99,12 @@ void ConfigWatch::Want(Wait& wait) {
 
 void ConfigWatch::Serve(const Wait& wait, int64_t nowMs) {
   if (m_watch >= 0 && wait.Ready(m_inotify.Get())) TakeEvents();
+  if (IsUnread() && nowMs >= m_nextReadMs) {
+    m_nextReadMs = nowMs + kTryMs;
+    for (size_t i = 0; i < m_stores.size(); ++i) {
+      if (m_unread[i]) Reload(i);
+    }
+  }
   if (m_watch >= 0 || nowMs < m_nextTryMs) return;
   m_nextTryMs = nowMs + kTryMs;
   if (Attach()) return;
@@ -122,7 +140,7 @@ void ConfigWatch::TakeEvents() {
     }
   }
   for (size_t i = 0; i < m_stores.size(); ++i) {
-    if (changed[i]) m_stores[i]->Reload();
+    if (changed[i]) Reload(i);
   }
   if (m_watch >= 0) WatchTargets();  // a link may name another file now
   if (folderReplaced && m_watch >= 0) DropReplacedFolder();

@@ -3,7 +3,6 @@
 #include "host/device/ControlProtocol.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
 #include <memory>
 
@@ -14,10 +13,7 @@
 namespace host {
 namespace {
 
-std::string Dumped(const json_t* value) {
-  std::unique_ptr<char, decltype(&std::free)> text(json_dumps(value, JSON_COMPACT), &std::free);
-  return text == nullptr ? R"({"ok":false,"error":"out of memory"})" : text.get();
-}
+std::string Dumped(const json_t* value) { return DumpedJson(value, JSON_COMPACT); }
 
 std::string Done(const Problem& problem) {
   return problem ? ControlError(problem.Text()) : R"({"ok":true})";
@@ -65,41 +61,40 @@ std::string Raise(DeviceEngine& engine, const json_t* request) {
 JsonRef PointJson(const DeviceEngine::PointView& view) {
   const PointModel& model = *view.model;
   JsonRef point(json_object());
-  json_object_set_new(point.get(), "id", json_integer(model.id));
-  json_object_set_new(point.get(), "name", JsonString(model.name).release());
-  json_object_set_new(point.get(), "value", JsonString(view.value).release());
-  json_object_set_new(point.get(), "unit", JsonString(model.unit).release());
-  json_object_set_new(point.get(), "modules", json_integer(model.modules));
-  json_object_set_new(point.get(), "report", json_integer(model.report));
+  PutJson(point.get(), "id", JsonRef(json_integer(model.id)));
+  PutJson(point.get(), "name", JsonString(model.name));
+  PutJson(point.get(), "value", JsonString(view.value));
+  PutJson(point.get(), "unit", JsonString(model.unit));
+  PutJson(point.get(), "modules", JsonRef(json_integer(model.modules)));
+  PutJson(point.get(), "report", JsonRef(json_integer(model.report)));
   if (model.source) {
-    json_object_set_new(point.get(), "source", JsonString(model.source->path).release());
+    PutJson(point.get(), "source", JsonString(model.source->path));
   }
   return point;
 }
 
 JsonRef EventJson(const DeviceEngine::EventView& view) {
   JsonRef event(json_object());
-  json_object_set_new(event.get(), "gdd", json_integer(view.model->gddId));
-  json_object_set_new(event.get(), "module", json_integer(view.module));
-  json_object_set_new(event.get(), "state", json_string(EventStateText(view.state)));
-  json_object_set_new(event.get(), "text", JsonString(view.model->text).release());
+  PutJson(event.get(), "gdd", JsonRef(json_integer(view.model->gddId)));
+  PutJson(event.get(), "module", JsonRef(json_integer(view.module)));
+  PutJson(event.get(), "state", JsonRef(json_string(EventStateText(view.state))));
+  PutJson(event.get(), "text", JsonString(view.model->text));
   return event;
 }
 
 std::string List(const DeviceEngine& engine) {
   const DeviceModel& model = engine.Model();
   JsonRef answer(json_object());
-  json_object_set_new(answer.get(), "ok", json_true());
-  json_object_set_new(answer.get(), "velocityId", json_integer(model.velId));
-  json_object_set_new(answer.get(), "label", JsonString(model.label).release());
-  json_object_set_new(answer.get(), "psi",
-                      model.psi ? JsonString(*model.psi).release() : json_null());
-  json_t* points = json_array();
-  for (const auto& view : engine.Points()) json_array_append_new(points, PointJson(view).release());
-  json_object_set_new(answer.get(), "points", points);
-  json_t* events = json_array();
-  for (const auto& view : engine.Events()) json_array_append_new(events, EventJson(view).release());
-  json_object_set_new(answer.get(), "events", events);
+  PutJson(answer.get(), "ok", JsonRef(json_true()));
+  PutJson(answer.get(), "velocityId", JsonRef(json_integer(model.velId)));
+  PutJson(answer.get(), "label", JsonString(model.label));
+  PutJson(answer.get(), "psi", model.psi ? JsonString(*model.psi) : JsonRef(json_null()));
+  JsonRef points(json_array());
+  for (const auto& view : engine.Points()) AppendJson(points.get(), PointJson(view));
+  PutJson(answer.get(), "points", std::move(points));
+  JsonRef events(json_array());
+  for (const auto& view : engine.Events()) AppendJson(events.get(), EventJson(view));
+  PutJson(answer.get(), "events", std::move(events));
   return Dumped(answer.get());
 }
 
@@ -115,17 +110,17 @@ JsonRef AnyText(const std::string& text) {
 
 std::string Messages() {
   JsonRef answer(json_object());
-  json_object_set_new(answer.get(), "ok", json_true());
-  json_t* messages = json_array();
+  PutJson(answer.get(), "ok", JsonRef(json_true()));
+  JsonRef messages(json_array());
   for (const LogMessage& message : RecentMessages()) {
-    json_t* entry = json_object();
-    json_object_set_new(entry, "time", json_string(message.time.c_str()));
-    json_object_set_new(entry, "level", json_integer(message.level));
-    json_object_set_new(entry, "unit", AnyText(message.unit).release());
-    json_object_set_new(entry, "text", AnyText(message.text).release());
-    json_array_append_new(messages, entry);
+    JsonRef entry(json_object());
+    PutJson(entry.get(), "time", JsonRef(json_string(message.time.c_str())));
+    PutJson(entry.get(), "level", JsonRef(json_integer(message.level)));
+    PutJson(entry.get(), "unit", AnyText(message.unit));
+    PutJson(entry.get(), "text", AnyText(message.text));
+    AppendJson(messages.get(), std::move(entry));
   }
-  json_object_set_new(answer.get(), "messages", messages);
+  PutJson(answer.get(), "messages", std::move(messages));
   return Dumped(answer.get());
 }
 
@@ -133,10 +128,10 @@ std::string Messages() {
 
 std::string ControlError(const std::string& text) {
   JsonRef answer(json_object());
-  json_object_set_new(answer.get(), "ok", json_false());
+  PutJson(answer.get(), "ok", JsonRef(json_false()));
   JsonRef error = JsonString(text);
   if (error == nullptr) error.reset(json_string("out of memory"));
-  json_object_set_new(answer.get(), "error", error.release());
+  PutJson(answer.get(), "error", std::move(error));
   return Dumped(answer.get());
 }
 

@@ -5,9 +5,13 @@
 #include "host/framework/AppFramework.h"
 #include "host/framework/CommandLine.h"
 #include "host/util/Log.h"
+#include "host/util/UncaughtException.h"
 #include "platform/framework/KyrosInfo.h"
 
 namespace {
+
+// Before the program's first object: what that throws is told, too.
+__attribute__((constructor(101))) void TellUncaughtExceptions() { host::EndOnUncaughtException(); }
 
 // Marks the time in which the main thread runs the application.
 class Running {

@@ -5,8 +5,11 @@
 
 #include <jansson.h>
 
+#include <exception>
 #include <memory>
+#include <new>
 #include <string>
+#include <utility>
 
 namespace host {
 
@@ -19,6 +22,35 @@ using JsonRef = std::unique_ptr<json_t, JsonRelease>;
 // A JSON string of any bytes that are UTF-8, NUL included; null for others.
 inline JsonRef JsonString(const std::string& text) {
   return JsonRef(json_stringn(text.data(), text.size()));
+}
+
+// Adds a value that was just made. Throws std::bad_alloc where it could not be made or is not
+// taken: jansson has nothing else to refuse it for, the texts are UTF-8.
+inline void PutJson(json_t* object, const char* key, JsonRef made) {
+  if (json_object_set_new(object, key, made.release()) != 0) throw std::bad_alloc();
+}
+inline void AppendJson(json_t* array, JsonRef made) {
+  if (json_array_append_new(array, made.release()) != 0) throw std::bad_alloc();
+}
+
+// The text of a value, by jansson's flags. Throws std::bad_alloc. With json_dumps a name would be
+// missing for which there was no memory: jansson does not look whether a name was taken.
+inline std::string DumpedJson(const json_t* value, size_t flags) {
+  struct Sink {
+    std::string text;
+    bool failed = false;
+  } sink;
+  const auto append = [](const char* bytes, size_t size, void* into) {
+    auto& taken = *static_cast<Sink*>(into);
+    try {
+      taken.text.append(bytes, size);
+    } catch (const std::exception&) {
+      taken.failed = true;
+    }
+    return taken.failed ? -1 : 0;
+  };
+  if (json_dump_callback(value, append, &sink, flags) != 0 || sink.failed) throw std::bad_alloc();
+  return std::move(sink.text);
 }
 
 // The text of a JSON string; empty for null and for a value of another type.

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -29,6 +30,9 @@ struct timespec Now() {
   return now;
 }
 
+// Lines for which there was no memory, since the last that was printed.
+std::atomic<unsigned long> g_lost{0};
+
 void Print(const Settings& settings, const struct timespec& now, int level, const char* unit,
            const std::string& text) {
   static auto* const writer =
@@ -39,6 +43,20 @@ void Print(const Settings& settings, const struct timespec& now, int level, cons
             journal);
       });
   writer->Write(host::LogLine(now, level, unit, text, settings.journal));
+}
+
+// The line, and before it how many are missing.
+void PrintWithLoss(const Settings& settings, const struct timespec& now, int level,
+                   const char* unit, const std::string& text) {
+  if (const unsigned long lost = g_lost.exchange(0)) {
+    try {
+      Print(settings, now, 4, "Host", "no memory for lines; missing here: " + std::to_string(lost));
+    } catch (...) {
+      g_lost += lost;
+      throw;
+    }
+  }
+  Print(settings, now, level, unit, text);
 }
 
 Settings ReadSettings() {
@@ -93,10 +111,11 @@ void __dlog_printf(int level, const char* unit, const char* format, ...) {
       const std::string text = Formatted(format, arguments);
       const struct timespec now = Now();
       if (kept) host::KeepMessage(now, level, unit, text);
-      if (printed) Print(settings, now, level, unit, text);
+      if (printed) PrintWithLoss(settings, now, level, unit, text);
     }
   } catch (...) {
     // Out of memory: this line is lost, its caller is not.
+    ++g_lost;
   }
   va_end(arguments);
   errno = savedErrno;

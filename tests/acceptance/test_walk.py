@@ -5,7 +5,6 @@ the end."""
 import contextlib
 import io
 import os
-import pathlib
 import random
 
 import pytest
@@ -13,6 +12,7 @@ import pytest
 from harness.clocks import MovableClock
 from harness.device import Device
 from harness.folders import case_folder
+from harness.kept import Kept
 from harness.service import Service
 from harness.walks import POLICY, Step, Walk, shortest, steps_of
 
@@ -31,25 +31,6 @@ def seeds_of(part):
     if wanted:
         return [random.randrange(2**32) for _ in range(int(wanted))]
     return range(part * 100, part * 100 + WALKS)
-
-
-class Done:
-    """The walks of a part that passed, in a file of the folder CLOUDCLIENT_KEPT, if there is one: a
-    part that was broken off goes on where it was."""
-
-    def __init__(self, part):
-        folder = os.environ.get("CLOUDCLIENT_KEPT")
-        self._file = pathlib.Path(folder, f"walks.{part}.{LENGTH}") if folder else None
-
-    def seeds(self):
-        if not self._file or not self._file.exists():
-            return set()
-        return {int(line) for line in self._file.read_text().split()}
-
-    def add(self, seed):
-        if self._file:
-            with open(self._file, "a", encoding="ascii") as file:
-                file.write(f"{seed}\n")
 
 
 @pytest.fixture
@@ -104,10 +85,10 @@ def failure_of(goes, seed):
 @pytest.mark.parametrize("part", range(PARTS))
 def test_both_sides_are_equal_after_walks(goes, part):
     """20 walks in all; 1,000 longer ones under CLOUDCLIENT_LOAD=1."""
-    done = Done(part)
+    done = Kept(f"walks.{part}.{LENGTH}")
     failures = []
     for seed in seeds_of(part):
-        if seed in done.seeds():
+        if seed in done.numbers():
             continue
         failure = failure_of(goes, seed)
         if failure:

@@ -21,7 +21,8 @@ DOCUMENT = TOP / "docs" / "messages.md"
 DAEMON = ("app", "base", "device", "https", "patch")
 HOST_CALL = re.compile(r"(?<!#define )\bHOST_LOG\s*\(")
 # What the log says of itself: a line that is made by hand and ends in a number.
-HOST_LINE = re.compile(r'\bLogLine\(\s*Now\(\), (\d), "Host",\s*"([^"]*)" \+')
+HOST_LINE = re.compile(
+    r'\b(?:LogLine\(\s*Now\(\)|Print\(settings, now), (\d), "Host",\s*"([^"]*)" \+')
 UNIT = re.compile(r'\bkUnit\[\] = "(\w+)"')
 OPERATION = re.compile(r"\b(\w+)\s*\([^()]*(?:\([^()]*\)[^()]*)*const char\* caller\)")
 CONVERSION = re.compile(r"%[-+ #0]*\d*(?:\.\d+)?(?:hh|h|ll|l|z|j|t)?[diouxXcsp]")

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "HostTest.h"
+#include "Scarcity.h"
 #include "SystemCalls.h"
 #include "host/config/ConfigKeys.h"
 #include "host/config/ConfigStore.h"
@@ -44,6 +45,54 @@ TEST_F(ConfigStoreTest, Missing_file_is_defaults_without_a_message) {
   EXPECT_FALSE(store->Flag(host::kEnabled));
   EXPECT_EQ(store->Object(host::kChassis), nullptr);
   EXPECT_EQ(Log(), "");
+}
+
+TEST_F(ConfigStoreTest, Values_are_read_whole_or_not_at_all) {
+  Write(kCloudFile,
+        R"({"Enabled": true, "Url": "https://a", "Chassis": {"c": {"VelocityInstance": 1}}})");
+  int failures = 0;
+  for (bool failed = true; failed; failures += failed ? 1 : 0) {
+    std::unique_ptr<host::ConfigStore> store;
+    {
+      const FailingJson memory(failures);
+      try {
+        store = Open();
+      } catch (const std::bad_alloc&) {
+      }
+      failed = memory.Failed();
+    }
+    if (store == nullptr) continue;
+    const bool whole = store->Text(host::kUrl) == "https://a";
+    EXPECT_EQ(store->Flag(host::kEnabled), whole) << failures;
+    EXPECT_EQ(store->Object(host::kChassis) != nullptr, whole) << failures;
+    EXPECT_TRUE(whole || LogCount("; the values in use stay") > 0) << failures;
+    EXPECT_TRUE(store->Reload());
+    EXPECT_EQ(store->Text(host::kUrl), "https://a");
+  }
+  EXPECT_GT(failures, 10);
+}
+
+TEST_F(ConfigStoreTest, Value_that_cannot_be_set_is_told_and_the_others_are_kept) {
+  Write(kCloudFile, R"({"Enabled": true})");
+  const auto store = Open();
+  int failures = 0;
+  for (bool failed = true; failed; failures += failed ? 1 : 0) {
+    bool told = false;
+    {
+      const FailingJson memory(failures);
+      try {
+        told = static_cast<bool>(store->SetText(host::kUrl, "u" + std::to_string(failures)));
+      } catch (const std::bad_alloc&) {
+        told = true;
+      }
+      failed = memory.Failed();
+    }
+    EXPECT_EQ(told, failed);
+    EXPECT_TRUE(told || store->Text(host::kUrl) == "u" + std::to_string(failures));
+  }
+  EXPECT_GT(failures, 1);
+  EXPECT_TRUE(store->Flag(host::kEnabled));
+  EXPECT_TRUE(store->Save());
 }
 
 TEST_F(ConfigStoreTest, Values_are_read) {

@@ -5,6 +5,8 @@
 #include <filesystem>
 
 #include "HostTest.h"
+#include "Scarcity.h"
+#include "SystemCalls.h"
 #include "host/config/ConfigKeys.h"
 #include "host/config/ConfigWatch.h"
 #include "host/util/Clock.h"
@@ -47,6 +49,26 @@ TEST_F(ConfigWatchTest, File_written_in_place_is_read) {
   m_loop.RunOnce(-1);
   EXPECT_THAT(m_sysInfo.TakeChanges(), ElementsAre("SysName"));
   EXPECT_THAT(m_cloud.TakeChanges(), IsEmpty());
+}
+
+TEST_F(ConfigWatchTest, File_that_could_not_be_read_is_read_again) {
+  Watch();
+  int64_t nowUs = 1000000;
+  g_monotonicUs = [&nowUs] { return nowUs += 2000000; };
+  int failures = 0;
+  for (bool failed = true; failed; failures += failed ? 1 : 0) {
+    const std::string name = "name " + std::to_string(failures);
+    Write(kSysInfo, R"({"SysName": ")" + name + "\"}");
+    {
+      const FailingJson memory(failures);
+      m_loop.RunOnce(-1);
+      failed = memory.Failed();
+    }
+    m_loop.RunOnce(0);
+    EXPECT_EQ(m_sysInfo.Text(host::kSysName), name) << failures;
+  }
+  EXPECT_GT(failures, 3);
+  g_monotonicUs = nullptr;
 }
 
 TEST_F(ConfigWatchTest, File_replaced_by_a_rename_is_read) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "HostTest.h"
+#include "Scarcity.h"
 #include "host/device/ControlProtocol.h"
 #include "host/util/Log.h"
 #include "host/util/Secrets.h"
@@ -16,6 +17,26 @@ class ControlProtocolTest : public testing::Test {
     std::string text;
     m_engine.PointText(1201, text);
     return text;
+  }
+  // Answers the line while one request for memory after the other fails; how many there are.
+  template <typename Failing>
+  int FailuresOf(const std::string& line) {
+    const std::string whole = Answer(line);
+    int failures = 0;
+    for (bool failed = true; failed; failures += failed ? 1 : 0) {
+      std::string answer;
+      {
+        const Failing memory(failures);
+        try {
+          answer = Answer(line);
+        } catch (const std::bad_alloc&) {
+        }
+        failed = memory.Failed();
+      }
+      EXPECT_TRUE(answer.empty() || answer == whole || answer.rfind(R"({"ok":false)", 0) == 0)
+          << answer;
+    }
+    return failures;
   }
   int State(uint16_t module) const { return m_engine.Events().at(module).state; }
 
@@ -35,6 +56,14 @@ TEST_F(ControlProtocolTest, Set_changes_a_value) {
   EXPECT_EQ(Value(), "23.5");
   EXPECT_EQ(Answer(R"({"op": "set", "point": 1201, "value": ""})"), kOk);
   EXPECT_EQ(Value(), "");
+}
+
+TEST_F(ControlProtocolTest, Answer_for_which_there_is_no_memory_is_none_or_says_so) {
+  HOST_LOG(3, "a message");
+  for (const char* line : {R"({"op": "list"})", R"({"op": "messages"})"}) {
+    EXPECT_GT(FailuresOf<FailingJson>(line), 10);
+    EXPECT_GT(FailuresOf<FailingMemory>(line), 3);
+  }
 }
 
 TEST_F(ControlProtocolTest, Raise_and_clear_take_module_0_unless_told) {

@@ -93,6 +93,21 @@ TEST_F(LogTest, Memory_that_fails_costs_a_line_and_the_first_one_no_more) {
   EXPECT_EQ(LogCount(" 5 Host a notice"), 1);
 }
 
+TEST_F(LogTest, Lines_for_which_there_was_no_memory_are_counted_before_the_next) {
+  HOST_LOG(3, "the first");
+  for (int i = 0; i < 2; ++i) {
+    const FailingMemory memory(0);
+    HOST_LOG(3, "a line that is longer than what a text holds without memory: %d", i);
+    EXPECT_TRUE(memory.Failed());
+  }
+  HOST_LOG(3, "there");
+  HOST_LOG(3, "there, too");
+  const std::string log = Log();
+  EXPECT_EQ(LogCount("a line that is longer"), 0);
+  EXPECT_EQ(LogCount(" 4 Host no memory for lines; missing here: "), 1);
+  EXPECT_LT(log.find("missing here: 2\n"), log.find(" 3 Host there\n"));
+}
+
 TEST_F(LogTest, Message_of_any_length_is_one_line) {
   const std::string text(3000000, 'y');
   HOST_LOG(3, "begin %s end", text.c_str());

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Scarcity.h"
 
+#include <jansson.h>
+
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
@@ -39,6 +42,23 @@ void operator delete[](void* memory, size_t /*size*/) noexcept { std::free(memor
 FailingMemory::FailingMemory(int allocation) { t_allocationsLeft = allocation; }
 FailingMemory::~FailingMemory() { t_allocationsLeft = kNone; }
 bool FailingMemory::Failed() const { return t_allocationsLeft == kNone; }
+
+namespace {
+
+std::atomic<int> g_jsonLeft{kNone};
+
+void* JsonAllocated(size_t size) {
+  return g_jsonLeft >= 0 && g_jsonLeft-- == 0 ? nullptr : std::malloc(size);
+}
+
+}  // namespace
+
+FailingJson::FailingJson(int allocation) {
+  g_jsonLeft = allocation;
+  json_set_alloc_funcs(&JsonAllocated, &std::free);
+}
+FailingJson::~FailingJson() { g_jsonLeft = kNone; }
+bool FailingJson::Failed() const { return g_jsonLeft == kNone; }
 
 NoThreads::NoThreads() {
   pthread_getattr_default_np(&m_before);

@@ -16,6 +16,17 @@ class FailingMemory {
   bool Failed() const;
 };
 
+// The same for what jansson takes, on any thread.
+class FailingJson {
+ public:
+  explicit FailingJson(int allocation);
+  ~FailingJson();
+  FailingJson(const FailingJson&) = delete;
+  FailingJson& operator=(const FailingJson&) = delete;
+
+  bool Failed() const;
+};
+
 // While it lives, no thread can be started.
 class NoThreads {
  public:

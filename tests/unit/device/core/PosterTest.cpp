@@ -34,6 +34,29 @@ TEST_F(PosterTest, Ends_when_the_manager_has_no_identifier) {
   EXPECT_TRUE(mgr->IsRunning());
 }
 
+TEST_F(PosterTest, Begins_again_after_what_ended_it_early) {
+  int asked = 0;
+  platform.cloud.onCall = [&](const std::string& operation) {
+    if (operation == "GetUUID" && ++asked <= 2) throw std::bad_alloc();
+  };
+  RunPoster(21);
+  EXPECT_GE(asked, 3);
+  EXPECT_EQ(Heartbeats(), 1u);
+  const std::string ended = "3 CloudPoster: an operation ended early: std::bad_alloc";
+  EXPECT_THAT(Lines(4), ElementsAre(ended, ended));
+}
+
+TEST_F(PosterTest, Does_not_begin_again_when_the_manager_has_stopped) {
+  Start();
+  platform.cloud.onCall = [&](const std::string& operation) {
+    if (operation != "GetUUID") return;
+    mgr->Stop();
+    throw std::bad_alloc();
+  };
+  EXPECT_TRUE(platform.threads.Run(0));
+  EXPECT_THAT(platform.sleeps.microseconds, IsEmpty());
+}
+
 TEST_F(PosterTest, Sleeps_two_seconds_after_the_map_then_five_before_each_pass) {
   RunPoster(3);
   EXPECT_THAT(platform.sleeps.microseconds, ElementsAre(kTwoSeconds, kPass, kPass, kPass));
@@ -172,7 +195,8 @@ TEST_F(PosterTest, Takes_what_a_heartbeat_throws_as_that_heartbeat_failed) {
   RunPoster(39);
   EXPECT_EQ(passes, 39);
   EXPECT_EQ(fakes::curl().transfers.size(), 2u);
-  EXPECT_TRUE(Lines(4).empty());
+  EXPECT_THAT(Lines(4), Each("3 CloudPoster: an operation ended early: transfer"));
+  EXPECT_EQ(Lines(4).size(), 2u);
   EXPECT_EQ(platform.mutexes.Held(), 0);
 }
 
