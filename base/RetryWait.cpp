@@ -2,11 +2,12 @@
 // Waits between attempts.
 #include "base/RetryWait.h"
 
-#include <fcntl.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
+
+#include "base/RandomBytes.h"
 
 namespace cloudclient {
 namespace {
@@ -22,11 +23,9 @@ timespec MonotonicTime() {
 double Fraction() {
   constexpr double kNumbers = 4294967296.0;
   uint32_t number = 0;
-  const int source = open("/dev/urandom", O_RDONLY | O_CLOEXEC);
-  if (source < 0 || read(source, &number, sizeof number) != ssize_t{sizeof number}) {
+  if (!RandomBytes(&number, sizeof number)) {
     number = static_cast<uint32_t>(MonotonicTime().tv_nsec) << 2;
   }
-  if (source >= 0) close(source);
   return number / kNumbers;
 }
 

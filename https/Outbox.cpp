@@ -2,15 +2,14 @@
 // What waits on the disk for the service: putting and sending.
 #include "https/Outbox.h"
 
-#include <cstdio>
 #include <ctime>
 #include <map>
-#include <memory>
 
 #include "base/CloudCfg.h"
 #include "base/Masked.h"
 #include "base/MutexGuard.h"
 #include "base/Policy.h"
+#include "base/RandomBytes.h"
 #include "base/ServiceUrl.h"
 #include "https/HttpsClient.h"
 #include "platform/util/LocalPath.h"
@@ -37,8 +36,7 @@ constexpr time_t kClockIsSet = 1577836800;
 std::string RandomKey() {
   constexpr char kDigits[] = "0123456789abcdef";
   unsigned char bytes[16];
-  const std::unique_ptr<FILE, int (*)(FILE*)> random(fopen("/dev/urandom", "re"), &fclose);
-  if (!random || fread(bytes, 1, sizeof bytes, random.get()) != sizeof bytes) return {};
+  if (!RandomBytes(bytes, sizeof bytes)) return {};
   std::string key;
   for (const unsigned char byte : bytes) {
     key += kDigits[byte >> 4U];

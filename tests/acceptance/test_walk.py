@@ -14,7 +14,7 @@ from harness.device import Device
 from harness.folders import case_folder
 from harness.kept import Kept
 from harness.service import Service
-from harness.walks import POLICY, Step, Walk, shortest, steps_of
+from harness.walks import POLICY, Step, Walk, ends_of, shortest, steps_of
 
 IS_LOAD = os.environ.get("CLOUDCLIENT_LOAD") == "1"
 LENGTH = 200 if IS_LOAD else 60
@@ -58,11 +58,10 @@ def goes(programs, make_daemon):
     return go
 
 
-def failure_of(goes, seed):
-    """Takes the walk of a seed. Of one that fails, what is wrong, and the shortest beginning that
-    fails; None otherwise."""
+def failure_of(goes, seed, steps):
+    """Takes a walk. Of one that fails, what is wrong, and the shortest beginning that fails; None
+    otherwise."""
     print(f"seed {seed}: repeat with CLOUDCLIENT_SEEDS=={seed} CLOUDCLIENT_LOAD={int(IS_LOAD)}")
-    steps = steps_of(seed, LENGTH)
     try:
         goes(seed, steps)
         return None
@@ -81,21 +80,35 @@ def failure_of(goes, seed):
                       *(f"  {step.name}{step.arguments}" for step in left)])
 
 
-@pytest.mark.load
-@pytest.mark.parametrize("part", range(PARTS))
-def test_both_sides_are_equal_after_walks(goes, part):
-    """20 walks in all; 1,000 longer ones under CLOUDCLIENT_LOAD=1."""
-    done = Kept(f"walks.{part}.{LENGTH}")
+def take(goes, seeds, done, steps):
+    """Takes the walks of the seeds, but of those that are done."""
     failures = []
-    for seed in seeds_of(part):
+    for seed in seeds:
         if seed in done.numbers():
             continue
-        failure = failure_of(goes, seed)
+        failure = failure_of(goes, seed, steps(seed))
         if failure:
             failures.append(failure)
         else:
             done.add(seed)
     assert not failures, "\n".join(failures)
+
+
+@pytest.mark.load
+@pytest.mark.parametrize("part", range(PARTS))
+def test_both_sides_are_equal_after_walks(goes, part):
+    """20 walks in all; 1,000 longer ones under CLOUDCLIENT_LOAD=1."""
+    take(goes, seeds_of(part), Kept(f"walks.{part}.{LENGTH}"),
+         lambda seed: steps_of(seed, LENGTH))
+
+
+@pytest.mark.load
+@pytest.mark.parametrize("end", ["stops", "kills"])
+def test_end_at_any_moment_loses_nothing_of_the_outbox(goes, end):
+    """20 ends of each kind, each followed by a start; 10,000 under CLOUDCLIENT_LOAD=1."""
+    walks, ends = (100, 100) if IS_LOAD else (1, 20)
+    take(goes, range(1, 2 * walks, 2), Kept(f"{end}.{ends}"),
+         lambda seed: ends_of(seed, end, ends))
 
 
 def test_walk_that_fails_is_made_short():

@@ -107,6 +107,19 @@ def steps_of(seed, length):
     return steps
 
 
+def ends_of(seed, end, count):
+    """A walk in which the daemon starts and ends so often, by "stops" or "kills", at whatever moment
+    of its first half minute, while the device raises and clears alarms."""
+    chance = random.Random(seed)
+    steps = [Step("begins", (_states(chance),), 0)]
+    makers = {name: make for _, name, make in _MAKERS}
+    for _ in range(count):
+        for name in chance.choices(("raises", "clears"), k=chance.randrange(4)):
+            steps.append(Step(name, makers[name](chance), chance.uniform(0, 0.1)))
+        steps.append(Step(end, (_states(chance),), chance.uniform(0, 30 / SPEED)))
+    return steps
+
+
 def keys_that_wait(folder):
     """The keys of the whole records that wait in the files of an outbox."""
     for path in sorted(folder.glob("*.outbox")):
