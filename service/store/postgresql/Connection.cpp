@@ -149,8 +149,9 @@ Connection::Connection(const std::string& url, std::chrono::seconds patience)
   PQsetnonblocking(m_connection.get(), 1);
   EnterPipeline();
   const std::string most = std::to_string(std::chrono::milliseconds(patience).count());
+  // A process that is killed within a long statement would keep its locks until that is done.
   Execute("SET statement_timeout = " + most + "; SET idle_in_transaction_session_timeout = " +
-          most + "; SET client_min_messages = error");
+          most + "; SET client_min_messages = error; SET client_connection_check_interval = 1000");
 }
 
 void Connection::EnterPipeline() { PQenterPipelineMode(m_connection.get()); }

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Connections to a server, the pool of them, and the schema.
 #include <sys/eventfd.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <memory>
 #include <string>
 #include <thread>
@@ -33,6 +35,11 @@ const Sql kOwnProcess("/* of a test */ SELECT pg_backend_pid()");
 const Sql kEnd("/* of a test */ SELECT pg_terminate_backend($1, 10000)");
 const Sql kAdd("/* of a test */ INSERT INTO one VALUES ($1)");
 const Sql kCount("/* of a test */ SELECT count(*) FROM one");
+
+const Sql kSleep("/* of a test */ SELECT pg_sleep(600)");
+const Sql kSleepers(
+    "/* of a test */ SELECT count(*) FROM pg_stat_activity WHERE datname = current_database() AND "
+    "query LIKE '%pg_sleep(600)' AND pid <> pg_backend_pid()");
 
 class PostgresConnectionTest : public testing::Test {
  protected:
@@ -134,6 +141,20 @@ TEST_F(PostgresConnectionTest, Wrong_url_is_refused_without_showing_it) {
     EXPECT_THAT(Refused(url), HasSubstr("the URL of the database is wrong")) << url;
     EXPECT_THAT(Refused(url), Not(HasSubstr("geheim"))) << url;
   }
+}
+
+TEST_F(PostgresConnectionTest, Session_of_a_process_that_is_killed_within_a_statement_ends) {
+  const pid_t child = fork();
+  if (child == 0) {
+    database.Connect().Run(kSleep);
+    _exit(0);
+  }
+  Connection other = database.Connect();
+  const auto sleepers = [&] { return other.Run(kSleepers).First().Number(0); };
+  while (sleepers() == 0) std::this_thread::yield();
+  kill(child, SIGKILL);
+  EXPECT_EQ(waitpid(child, nullptr, 0), child);
+  while (sleepers() != 0) std::this_thread::yield();
 }
 
 TEST_F(PostgresConnectionTest, Server_that_is_not_there_is_told_without_the_password) {
