@@ -141,7 +141,8 @@ class CloudClient : public LxBaseProxyApp {
   AppResult ValidateUnitName();
   bool RenameUnit();
   AppResult RecordChassis(const std::string& responseBody, int velId);
-  bool TakeLinkedChassis(const std::string& managerDoc);
+  AppResult TakeLinkedChassis(const std::string& managerDoc);
+  AppResult FetchChassisId(const std::string& path, std::string& id);
   AppResult LinkedChassisId(const json_t* link, std::string& id);
 
   bool m_ready = false;

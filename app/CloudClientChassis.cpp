@@ -88,24 +88,51 @@ AppResult CloudClient::RecordChassis(const std::string& responseBody, int velId)
 }
 
 // Takes a chassis that the service links with the manager for the configured one: what answered its
-// post was lost. A link that leads nowhere is none.
-bool CloudClient::TakeLinkedChassis(const std::string& managerDoc) {
+// post was lost. kAppNoCollection when there is none; a link that leads nowhere is none.
+// kAppDocumentNotFetched when that can't be known, kAppNoId when the configuration does not take
+// it.
+AppResult CloudClient::TakeLinkedChassis(const std::string& managerDoc) {
   const int velId = GetManagedDeviceVelId();
   const size_t brace = managerDoc.find('{');
-  if (velId < 0 || brace == std::string::npos) return false;
+  if (velId < 0 || brace == std::string::npos) return kAppNoCollection;
   const JsonRef root(json_loads(managerDoc.c_str() + brace, JSON_DISABLE_EOF_CHECK, nullptr));
   const json_t* const links = json_object_get(root.get(), "Links");
   const json_t* const chassis = json_object_get(links, "ManagerForChassis");
   for (size_t i = 0; i < json_array_size(chassis); ++i) {
+    const json_t* const link = json_object_get(json_array_get(chassis, i), "@odata.id");
+    if (!json_is_string(link)) continue;
     std::string id;
-    if (LinkedChassisId(json_array_get(chassis, i), id) != kAppOk || id.empty()) continue;
+    const AppResult fetched = FetchChassisId(JsonText(link), id);
+    if (fetched != kAppOk) return fetched;
+    if (id.empty()) continue;
     __dlog_printf(5, kUnit, "%s: the Cloud Service has chassis %s of this appliance already",
                   "ConnectWithCloudService", id.c_str());
-    m_cfgCloud->AddChassis(id, velId);
+    if (m_cfgCloud->AddChassis(id, velId) != 0) return kAppNoId;
     m_cfgCloud->Save();
-    return true;
+    return kAppOk;
   }
-  return false;
+  return kAppNoCollection;
+}
+
+// The `Id` of a chassis document; empty where the service says that there is none.
+AppResult CloudClient::FetchChassisId(const std::string& path, std::string& id) {
+  std::string baseUrl;
+  std::string token;
+  if (m_cfgCloud->GetUrl(baseUrl) != 0 || m_cfgCloud->GetXAuthToken(token) != 0) {
+    return kAppConfigUnreadable;
+  }
+  std::string body;
+  std::string header;
+  long status = 0;
+  if (m_httpsClient.GetAuthDocument(baseUrl + path, body, header, token, status) != kHttpsOk) {
+    constexpr long kNotFound = 404;
+    constexpr long kGone = 410;
+    return status == kNotFound || status == kGone ? kAppOk : kAppDocumentNotFetched;
+  }
+  const size_t brace = std::min(body.find('{'), body.size());
+  const JsonRef root(json_loads(body.c_str() + brace, JSON_DISABLE_EOF_CHECK, nullptr));
+  id = JsonText(json_object_get(root.get(), "Id"));
+  return kAppOk;
 }
 
 // Kept: docs/kept-behaviour.md#unread-manager

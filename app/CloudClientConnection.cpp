@@ -68,12 +68,12 @@ bool CloudClient::AddToService(AppResult found, const std::string& managerDoc) {
     std::string token;
     m_cfgCloud->GetXAuthToken(token);
   }
-  if (found == kAppOk && TakeLinkedChassis(managerDoc)) return true;
+  AppResult added = found == kAppOk ? TakeLinkedChassis(managerDoc) : kAppNoCollection;
   // Kept: docs/kept-behaviour.md#chassis-once
-  const AppResult posted = PostChassisInstance();
-  if (posted != kAppOk) {
+  if (added == kAppNoCollection) added = PostChassisInstance();
+  if (added != kAppOk) {
     __dlog_printf(3, kUnit, "%s: Failed to add chassis to cloud service (%u)",
-                  "ConnectWithCloudService", posted);
+                  "ConnectWithCloudService", added);
     return false;
   }
   __dlog_printf(7, kUnit, "%s: config save delay start", "ConnectWithCloudService");

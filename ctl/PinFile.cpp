@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
-#include <memory>
 
 #include "base/PolicyFile.h"
 #include "host/util/Files.h"
@@ -42,7 +40,7 @@ host::JsonRef PinsValue(const std::vector<std::string>& pins) {
   if (pins.size() == 1) return host::JsonString(pins.front());
   host::JsonRef array(json_array());
   for (const std::string& pin : pins) {
-    json_array_append_new(array.get(), host::JsonString(pin).release());
+    host::AppendJson(array.get(), host::JsonString(pin));
   }
   return array;
 }
@@ -67,10 +65,10 @@ Problem WithPin(const std::string& path, const std::string& text, const std::str
   const host::JsonRef root(json_loadb(before.data(), before.size(), 0, nullptr));
   json_t* group = json_object_get(root.get(), kGroup);
   if (group == nullptr) {
-    json_object_set_new(root.get(), kGroup, json_object());
+    host::PutJson(root.get(), kGroup, host::JsonRef(json_object()));
     group = json_object_get(root.get(), kGroup);
   }
-  json_object_set_new(group, kKey, PinsValue(pins).release());
+  host::PutJson(group, kKey, PinsValue(pins));
   // 15 digits: a version of TLS that is written as a number stays what it is.
   const std::string after =
       host::DumpedJson(root.get(), JSON_INDENT(2) | JSON_REAL_PRECISION(15)) + "\n";

@@ -81,6 +81,7 @@ void DeviceMgr::SetAlarmSyncRequested(bool requested) { g_alarmSyncRequested = r
 void DeviceMgr::Start() {
   m_running = true;
   // A creation that fails leaves its handle undefined, and no thread to join.
+  // Kept: docs/kept-behaviour.md#unchecked-threads
   pthread_t thread;
   if (pthread_create(&thread, nullptr, CloudPoster, nullptr) == 0) {
     m_cloudPosterThread = thread;

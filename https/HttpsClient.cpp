@@ -357,11 +357,20 @@ HttpsResult HttpsClient::GetDocument(const std::string& url, std::string& respon
   if (request.Opened() != kHttpsOk) return request.Opened();
 
   if (SetupRequest(handle, url) != CURLE_OK) return kHttpsSetupFailed;
-  return PerformGet(handle, url, responseBody, responseHeader);
+  long status = 0;
+  return PerformGet(handle, url, responseBody, responseHeader, status);
 }
 
 HttpsResult HttpsClient::GetAuthDocument(const std::string& url, std::string& responseBody,
                                          std::string& responseHeader, const std::string& token) {
+  long status = 0;
+  return GetAuthDocument(url, responseBody, responseHeader, token, status);
+}
+
+HttpsResult HttpsClient::GetAuthDocument(const std::string& url, std::string& responseBody,
+                                         std::string& responseHeader, const std::string& token,
+                                         long& status) {
+  status = 0;
   const Request request(*this, token);
   if (request.Opened() != kHttpsOk) return request.Opened();
 
@@ -374,11 +383,12 @@ HttpsResult HttpsClient::GetAuthDocument(const std::string& url, std::string& re
   // Nothing is sent, and no failure reported, when the list is refused.
   // Kept: docs/kept-behaviour.md#unsent-succeeds
   if (Options(handle).Set(CURLOPT_HTTPHEADER, headers.Get()).Refused()) return kHttpsOk;
-  return PerformGet(handle, url, responseBody, responseHeader);
+  return PerformGet(handle, url, responseBody, responseHeader, status);
 }
 
 HttpsResult HttpsClient::PerformGet(CURL* curlHandle, const std::string& url,
-                                    std::string& responseBody, std::string& responseHeader) {
+                                    std::string& responseBody, std::string& responseHeader,
+                                    long& status) {
   const CURLcode code = Perform([] { __dlog_printf(5, kUnit, "%s: GET DNS fail", "PerformGet"); });
   if (code != CURLE_OK) {
     __dlog_printf(3, kUnit, "%s: Get(%s) failed (curlres: %u - %s)", "PerformGet",
@@ -387,7 +397,8 @@ HttpsResult HttpsClient::PerformGet(CURL* curlHandle, const std::string& url,
                   int{kHttpsTransportFailed});
     return kHttpsTransportFailed;
   }
-  switch (const long status = ResponseCode(curlHandle)) {
+  status = ResponseCode(curlHandle);
+  switch (status) {
     case 200:
       HandOutBody(responseBody, responseHeader);
       return kHttpsOk;

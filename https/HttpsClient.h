@@ -99,6 +99,9 @@ class HttpsClient {
                           std::string& responseHeader);
   HttpsResult GetAuthDocument(const std::string& url, std::string& responseBody,
                               std::string& responseHeader, const std::string& token);
+  // The same; `status` receives the answer's, 0 where there was none.
+  HttpsResult GetAuthDocument(const std::string& url, std::string& responseBody,
+                              std::string& responseHeader, const std::string& token, long& status);
 
   // DELETE. An answer's body goes to standard output.
   HttpsResult DeleteResource(const std::string& url, const std::string& token);
@@ -113,7 +116,7 @@ class HttpsClient {
   HttpsResult Post(const std::string& url, Answer& answer, const std::string& document,
                    const std::string& token, const std::string& key);
   HttpsResult PerformGet(CURL* curlHandle, const std::string& url, std::string& responseBody,
-                         std::string& responseHeader);
+                         std::string& responseHeader, long& status);
 
   bool initialised = false;
   CURL* handle = nullptr;

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <utility>
 
+#include "host/util/Clock.h"
 #include "host/util/Files.h"
 #include "host/util/Log.h"
 
@@ -18,6 +19,7 @@ namespace host {
 namespace {
 
 constexpr int64_t kTryMs = 1000;
+constexpr int64_t kLongestReadPauseMs = 60000;
 
 // Which folder stands at a path; zeros for none.
 std::pair<dev_t, ino_t> IdentityOf(const std::string& folder) {
@@ -29,7 +31,10 @@ std::pair<dev_t, ino_t> IdentityOf(const std::string& folder) {
 }  // namespace
 
 ConfigWatch::ConfigWatch(std::string folder, std::vector<ConfigStore*> stores)
-    : m_folder(std::move(folder)), m_stores(std::move(stores)), m_unread(m_stores.size(), true) {
+    : m_folder(std::move(folder)),
+      m_stores(std::move(stores)),
+      m_unread(m_stores.size(), false),
+      m_readPauseMs(kTryMs / 2) {
   if (Problem problem = Attach()) {
     HOST_LOG(4, "%s is not watched yet: %s", m_folder.c_str(), problem.Text().c_str());
   } else {
@@ -79,13 +84,19 @@ bool ConfigWatch::Concerns(size_t store, int watch, const std::string& name) con
 }
 
 void ConfigWatch::ReloadAll() {
-  for (size_t i = 0; i < m_stores.size(); ++i) Reload(i);
+  m_unread.assign(m_stores.size(), true);
+  ReadUnread();
 }
 
-// An exception leaves the file unread, too.
-void ConfigWatch::Reload(size_t store) {
-  m_unread[store] = true;
-  m_unread[store] = !m_stores[store]->Reload();
+// What an exception leaves unread is read the next time, and so is what can't be read now; that
+// comes after waits that double, for the file may be wrong until somebody corrects it.
+void ConfigWatch::ReadUnread() {
+  m_readPauseMs = std::min(2 * m_readPauseMs, kLongestReadPauseMs);
+  m_nextReadMs = MonotonicMs() + m_readPauseMs;
+  for (size_t i = 0; i < m_stores.size(); ++i) {
+    if (m_unread[i]) m_unread[i] = !m_stores[i]->Reload();
+  }
+  if (!IsUnread()) m_readPauseMs = kTryMs / 2;
 }
 
 void ConfigWatch::Want(Wait& wait) {
@@ -98,13 +109,13 @@ void ConfigWatch::Want(Wait& wait) {
 }
 
 void ConfigWatch::Serve(const Wait& wait, int64_t nowMs) {
-  if (m_watch >= 0 && wait.Ready(m_inotify.Get())) TakeEvents();
-  if (IsUnread() && nowMs >= m_nextReadMs) {
-    m_nextReadMs = nowMs + kTryMs;
-    for (size_t i = 0; i < m_stores.size(); ++i) {
-      if (m_unread[i]) Reload(i);
-    }
+  try {
+    if (m_watch >= 0 && wait.Ready(m_inotify.Get())) TakeEvents();
+  } catch (...) {
+    m_watch = -1;  // what the events told is lost: watching begins anew
+    throw;
   }
+  if (IsUnread() && nowMs >= m_nextReadMs) ReadUnread();
   if (m_watch >= 0 || nowMs < m_nextTryMs) return;
   m_nextTryMs = nowMs + kTryMs;
   if (Attach()) return;
@@ -121,7 +132,7 @@ void ConfigWatch::DropReplacedFolder() {
 
 void ConfigWatch::TakeEvents() {
   alignas(struct inotify_event) char buffer[4096];
-  std::vector<bool> changed(m_stores.size(), false);
+  bool changed = false;
   bool folderReplaced = false;
   ssize_t got = 0;
   while ((got = read(m_inotify.Get(), buffer, sizeof(buffer))) > 0) {
@@ -132,18 +143,20 @@ void ConfigWatch::TakeEvents() {
       at += static_cast<ssize_t>(sizeof(event) + event.len);
       const bool lost = (event.mask & IN_Q_OVERFLOW) != 0;
       for (size_t i = 0; i < m_stores.size(); ++i) {
-        if (lost || Concerns(i, event.wd, name)) changed[i] = true;
+        if (!lost && !Concerns(i, event.wd, name)) continue;
+        m_unread[i] = true;
+        changed = true;
       }
       if ((event.mask & IN_MOVE_SELF) != 0) inotify_rm_watch(m_inotify.Get(), event.wd);
       if ((event.mask & IN_IGNORED) != 0 && event.wd == m_watch) m_watch = -1;
       if (lost || event.wd == m_watchAbove) folderReplaced = true;
     }
   }
-  for (size_t i = 0; i < m_stores.size(); ++i) {
-    if (changed[i]) Reload(i);
-  }
   if (m_watch >= 0) WatchTargets();  // a link may name another file now
   if (folderReplaced && m_watch >= 0) DropReplacedFolder();
+  if (!changed) return;
+  m_readPauseMs = kTryMs / 2;
+  ReadUnread();
 }
 
 }  // namespace host

@@ -21,7 +21,8 @@ namespace host {
 // or the folder is removed, it is tried again once a second. When a file is a link, the folder of
 // its target is watched as well. So is the folder above, where that is possible: when another
 // folder takes the place of the watched one, that is watched instead. A file that could not be read
-// is read again once a second: memory or descriptors may have been short.
+// is read again after a second, and after waits that double up to a minute: memory or descriptors
+// may have been short.
 class ConfigWatch : public EventSource {
  public:
   // Borrows the stores. The folder is this machine's.
@@ -38,7 +39,7 @@ class ConfigWatch : public EventSource {
   void TakeEvents();
   void DropReplacedFolder();
   void WatchTargets();
-  void Reload(size_t store);
+  void ReadUnread();
   bool IsUnread() const;
   bool Concerns(size_t store, int watch, const std::string& name) const;
 
@@ -56,6 +57,7 @@ class ConfigWatch : public EventSource {
   std::vector<Target> m_targets;
   std::vector<bool> m_unread;  // of each store whether its file could not be read
   int64_t m_nextTryMs = 0;
+  int64_t m_readPauseMs;
   int64_t m_nextReadMs = 0;
 };
 

@@ -3,6 +3,7 @@
 the end."""
 
 import contextlib
+import functools
 import io
 import os
 import random
@@ -22,21 +23,23 @@ SHORTER_DEADLINE = 20  # of a walk that failed, and is tried again
 PARTS, WALKS = 10, 100 if IS_LOAD else 2
 
 
-def seeds_of(part):
-    """Odd seeds walk with the policy. CLOUDCLIENT_SEEDS takes a number of fresh ones for each part,
-    or "=SEED" for one."""
+def wanted_seeds():
+    """CLOUDCLIENT_SEEDS takes a number of fresh ones, or "=SEED" for one."""
     wanted = os.environ.get("CLOUDCLIENT_SEEDS", "")
     if wanted.startswith("="):
         return [int(wanted[1:])]
-    if wanted:
-        return [random.randrange(2**32) for _ in range(int(wanted))]
-    return range(part * 100, part * 100 + WALKS)
+    return [random.randrange(2**32) for _ in range(int(wanted or 0))]
+
+
+def seeds_of(part):
+    """Odd seeds walk with the policy."""
+    return wanted_seeds() or range(part * 100, part * 100 + WALKS)
 
 
 @pytest.fixture
 def goes(programs, make_daemon):
     """Takes a walk in a folder of its own; the processes are stopped and judged at its end."""
-    def go(seed, steps, **deadline):
+    def go(seed, steps, is_hasty=False, **deadline):
         hardened = seed % 2 == 1
         with contextlib.ExitStack() as ends:
             folder = ends.enter_context(case_folder())
@@ -49,7 +52,8 @@ def goes(programs, make_daemon):
             if hardened:
                 daemon.write("policy.json", POLICY)
             walk = Walk(seed, daemon, Device(root), service,
-                        lambda start, speed: MovableClock(folder, start, speed), hardened)
+                        lambda start, speed: MovableClock(folder, start, speed), hardened,
+                        is_hasty)
             try:
                 walk.goes(steps, **deadline)
             except AssertionError:
@@ -61,7 +65,8 @@ def goes(programs, make_daemon):
 def failure_of(goes, seed, steps):
     """Takes a walk. Of one that fails, what is wrong, and the shortest beginning that fails; None
     otherwise."""
-    print(f"seed {seed}: repeat with CLOUDCLIENT_SEEDS=={seed} CLOUDCLIENT_LOAD={int(IS_LOAD)}")
+    print(f"seed {seed}: repeat with CLOUDCLIENT_SEEDS=={seed} CLOUDCLIENT_LOAD={int(IS_LOAD)} "
+          f"{os.environ['PYTEST_CURRENT_TEST']}")
     try:
         goes(seed, steps)
         return None
@@ -107,8 +112,8 @@ def test_both_sides_are_equal_after_walks(goes, part):
 def test_end_at_any_moment_loses_nothing_of_the_outbox(goes, end):
     """20 ends of each kind, each followed by a start; 10,000 under CLOUDCLIENT_LOAD=1."""
     walks, ends = (100, 100) if IS_LOAD else (1, 20)
-    take(goes, range(1, 2 * walks, 2), Kept(f"{end}.{ends}"),
-         lambda seed: ends_of(seed, end, ends))
+    take(functools.partial(goes, is_hasty=True), wanted_seeds() or range(1, 2 * walks, 2),
+         Kept(f"{end}.{ends}"), lambda seed: ends_of(seed, end, ends))
 
 
 def test_walk_that_fails_is_made_short():

@@ -109,7 +109,7 @@ def steps_of(seed, length):
 
 def ends_of(seed, end, count):
     """A walk in which the daemon starts and ends so often, by "stops" or "kills", at whatever moment
-    of its first half minute, while the device raises and clears alarms."""
+    of its first minute and a half, while the device raises and clears alarms."""
     chance = random.Random(seed)
     steps = [Step("begins", (_states(chance),), 0)]
     makers = {name: make for _, name, make in _MAKERS}
@@ -134,10 +134,12 @@ def keys_that_wait(folder):
 class Walk:
     """One walk, with programs and a folder of its own. The daemon is one with a policy, or none."""
 
-    def __init__(self, seed, daemon, device, service, clock_of, hardened):
+    def __init__(self, seed, daemon, device, service, clock_of, hardened, is_hasty=False):
+        """A hasty one goes on as soon as the daemon has begun to start."""
         self._daemon, self._device, self._service = daemon, device, service
         self._clock_of, self._hardened = clock_of, hardened
         self._clock = None
+        self._begins_with = " starts" if is_hasty else "cloudclient is now ENABLED"
         self._speed = SPEED
         self._seed = seed
         self._way = None
@@ -208,7 +210,7 @@ class Walk:
                         "State": state} for number, state in states.items()]})
         self._clock = self._clock_of(NOON, self._speed)
         self._daemon.start(self._clock)
-        self._daemon.logs("cloudclient is now ENABLED")
+        self._daemon.logs(self._begins_with)
 
     # The steps
 

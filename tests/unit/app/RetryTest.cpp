@@ -241,7 +241,7 @@ TEST_F(LinkedChassisTest, Is_taken_and_none_posted) {
   EXPECT_THAT(all, IsSupersetOf({"GET /c/9",
                                  "5 ConnectWithCloudService: the Cloud Service has chassis c-9 of "
                                  "this appliance already",
-                                 "cloud.AddChassis", "cloud.Save",
+                                 "cloud.AddChassis", "cloud.Save", "sleep 6000000",
                                  "DeviceMgr::SyncChassisAlarms(3, c-9)"}));
   EXPECT_THAT(all, Not(Contains("POST /redfish/v1/Chassis")));
   EXPECT_THAT(cloud.chassis, ElementsAre(std::make_pair("c-9", 3)));
@@ -253,6 +253,28 @@ TEST_F(LinkedChassisTest, That_leads_nowhere_or_has_no_name_is_none) {
                                {"@odata.id":"/c/8"})"),
               Contains("DeviceMgr::SyncChassisAlarms(3, c-8)"));
   EXPECT_EQ(cloud.chassis.size(), 1U);
+}
+
+TEST_F(LinkedChassisTest, That_cannot_be_looked_at_is_a_failed_connection) {
+  for (const long status : {403L, 500L, 503L}) {
+    service.answersOnce("GET", "/c/9", status);
+    const auto all = WorkWithLinks(R"({"@odata.id":"/c/9"},{"@odata.id":"/c/8"})");
+    EXPECT_THAT(all,
+                Contains("3 ConnectWithCloudService: Failed to add chassis to cloud service (19)"));
+    EXPECT_THAT(all, Not(Contains("POST /redfish/v1/Chassis")));
+    EXPECT_TRUE(cloud.chassis.empty());
+    fakes::platform().clock.monotonicUs += 700000000;
+  }
+  service.fails("GET", "/c/9", CURLE_RECV_ERROR);
+  EXPECT_EQ(WorkWithLinks(R"({"@odata.id":"/c/9"})").back().substr(0, 23),
+            NextWithin(5).substr(0, 23));
+  EXPECT_TRUE(cloud.chassis.empty());
+}
+
+TEST_F(LinkedChassisTest, That_the_configuration_refuses_is_a_failed_connection) {
+  cloud.fails["AddChassis"] = 1;
+  EXPECT_THAT(WorkWithLinks(R"({"@odata.id":"/c/9"})"),
+              Contains("3 ConnectWithCloudService: Failed to add chassis to cloud service (16)"));
 }
 
 TEST_F(LinkedChassisTest, Of_which_there_is_none_is_posted) {

@@ -30,10 +30,14 @@ TEST(RandomBytesTest, Fills_all_and_differs_each_time) {
 }
 
 TEST(RandomBytesTest, Without_a_descriptor_there_are_none) {
-  const rlimit none = {0, 0};
+  rlimit before = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none = {0, before.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
   Bytes bytes = {};
-  EXPECT_FALSE(RandomBytes(bytes.data(), bytes.size()));
+  const bool filled = RandomBytes(bytes.data(), bytes.size());
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_FALSE(filled);
 }
 
 }  // namespace
