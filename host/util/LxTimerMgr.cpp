@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <thread>
 
 #include "host/util/ExceptionText.h"
@@ -25,6 +26,8 @@ constexpr unsigned short kNoAlarm = 65535;
 // the second that was waited for.
 constexpr long kWithinSecondNs = 10000000;
 
+constexpr int kRetryMs = 60000;
+
 void Drain(int fd) {
   uint64_t count = 0;
   while (read(fd, &count, sizeof(count)) > 0) {
@@ -41,6 +44,7 @@ struct LxTimerMgr::Impl {
       host::Needed(timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd");
   host::Fd wake = host::Needed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd");
   std::thread thread GUARDED_BY(mutex);
+  bool isSet = false;  // the timer, as far as its thread knows
 
   void Wake() const;
   void Run();
@@ -89,13 +93,17 @@ void LxTimerMgr::Impl::SetTimer() {
       when.it_value.tv_nsec = kWithinSecondNs;
     }
   }
-  timerfd_settime(timer.Get(), TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &when, nullptr);
+  // A clock that was set meanwhile is told by an error, and the timer set nevertheless.
+  isSet = timerfd_settime(timer.Get(), TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &when,
+                          nullptr) == 0 ||
+          errno == ECANCELED;
+  if (!isSet) HOST_LOG(3, "the timer is not set, tried again in a minute: %s", strerror(errno));
 }
 
 // Until the timer's time, a clock that was set, or a wake-up.
 void LxTimerMgr::Impl::Sleep() const {
   struct pollfd fds[] = {{timer.Get(), POLLIN, 0}, {wake.Get(), POLLIN, 0}};
-  poll(fds, 2, -1);
+  poll(fds, 2, isSet ? -1 : kRetryMs);
   Drain(timer.Get());
   Drain(wake.Get());
 }
