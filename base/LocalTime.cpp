@@ -17,13 +17,16 @@ time_t OffsetAt(time_t when) {
 
 }  // namespace
 
-struct tm LocalTimeNow() {
+struct tm LocalTimeAt(time_t when) {
   // Unlike localtime, localtime_r alone does not notice that the machine's zone was changed.
   tzset();
-  const time_t now = time(nullptr);
   struct tm local = {};
-  localtime_r(&now, &local);
+  localtime_r(&when, &local);
   return local;
+}
+
+struct tm LocalTimeNow() {
+  return LocalTimeAt(time(nullptr));
 }
 
 time_t LocalTimeToday(int hour, int minute, int second) {
@@ -41,14 +44,18 @@ time_t LocalTimeToday(int hour, int minute, int second) {
   return exists(before) || !exists(after) ? before : after;
 }
 
-std::string LocalTimeText(const char* format, size_t size) {
-  const struct tm local = LocalTimeNow();
-  std::string text(size, '\0');
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // checked where this is called
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // checked where these are called
+std::string LocalTimeText(const char* format, size_t size, time_t when) {
+  const struct tm local = LocalTimeAt(when);
+  std::string text(size, '\0');
   text.resize(strftime(text.data(), size, format, &local));
-#pragma GCC diagnostic pop
   return text;
 }
+
+std::string LocalTimeText(const char* format, size_t size) {
+  return LocalTimeText(format, size, time(nullptr));
+}
+#pragma GCC diagnostic pop
 
 }  // namespace cloudclient

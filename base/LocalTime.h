@@ -7,8 +7,9 @@
 
 namespace cloudclient {
 
-// The current local broken-down time, by `time` and `localtime_r`, in the zone that the machine has
-// now. Any thread.
+// The local broken-down time of `when`, or the current one by `time`; by `localtime_r`, in the zone
+// that the machine has now. Any thread.
+struct tm LocalTimeAt(time_t when);
 struct tm LocalTimeNow();
 
 // When today's local date shows this time of day, in seconds since the epoch: the same whenever it
@@ -16,8 +17,10 @@ struct tm LocalTimeNow();
 // it skips the time, as long after the gap as the time is into it. Any thread.
 time_t LocalTimeToday(int hour, int minute, int second);
 
-// The current local time by strftime's `format`; empty when the text does not fit into a buffer of
-// `size` bytes. Any thread.
+// The local time of `when`, or the current one, by strftime's `format`; empty when the text does
+// not fit into a buffer of `size` bytes. Any thread.
+std::string LocalTimeText(const char* format, size_t size, time_t when)
+    __attribute__((format(strftime, 1, 0)));
 std::string LocalTimeText(const char* format, size_t size) __attribute__((format(strftime, 1, 0)));
 
 }  // namespace cloudclient

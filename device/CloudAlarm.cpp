@@ -15,7 +15,7 @@ namespace {
 const char kMessageIdPrefix[] = "Zarvel.GDD.";
 
 // Kept: docs/kept-behaviour.md#offset-without-colon
-std::string AlarmTimeText() { return LocalTimeText("%Y-%m-%dT%H:%M:%S%z", 80); }
+std::string AlarmTimeText(time_t when) { return LocalTimeText("%Y-%m-%dT%H:%M:%S%z", 80, when); }
 
 }  // namespace
 
@@ -31,11 +31,12 @@ void CloudAlarm::SetEventId(uint32_t eventId, int32_t instance) {
 
 void CloudAlarm::SetState(const std::string& state) {
   m_severity = state;
-  if (state == LxVelEventUtil::TYPE_CLEARED_STRING) {
-    m_clearedTime = AlarmTimeText();
-  } else {
-    m_created = AlarmTimeText();
-  }
+  SetStateTime(time(nullptr));
+}
+
+void CloudAlarm::SetStateTime(time_t when) {
+  const bool isCleared = m_severity == LxVelEventUtil::TYPE_CLEARED_STRING;
+  (isCleared ? m_clearedTime : m_created) = AlarmTimeText(when);
 }
 
 }  // namespace cloudclient

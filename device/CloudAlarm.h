@@ -3,6 +3,7 @@
 #define DEVICE_CLOUDALARM_H_
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 
 namespace cloudclient {
@@ -29,6 +30,8 @@ class CloudAlarm {
   // Text of the event's state. Stamps the current local time as the time of clearing when `state`
   // is the platform's cleared text, else as the time of creation.
   void SetState(const std::string& state);
+  // Stamps the local time of `when` in its place.
+  void SetStateTime(time_t when);
   const std::string& GetSeverity() const { return m_severity; }
   // Whether the event document shows it as active: its severity is not kSeverityCleared.
   bool IsActive() const { return m_severity != kSeverityCleared; }

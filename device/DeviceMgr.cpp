@@ -39,11 +39,13 @@ bool g_alarmSyncRequested = false;
 int32_t g_proxyMissingCount = 0;
 
 // Makes room for one more entry where the policy bounds a queue, and counts what gives way.
-template <typename Entry>
-void MakeRoom(std::vector<Entry>& queue, size_t& dropped) {
+// `onDropped` gets the newest of it.
+template <typename Entry, typename OnDropped>
+void MakeRoom(std::vector<Entry>& queue, size_t& dropped, const OnDropped& onDropped) {
   const size_t most = ThePolicy().queues.most;
   if (most == 0 || queue.size() < most) return;
   const size_t surplus = queue.size() - most + 1;
+  onDropped(queue[surplus - 1]);
   queue.erase(queue.begin(), queue.begin() + static_cast<std::ptrdiff_t>(surplus));
   dropped += surplus;
 }
@@ -80,6 +82,10 @@ void DeviceMgr::SetAlarmSyncRequested(bool requested) { g_alarmSyncRequested = r
 
 void DeviceMgr::Start() {
   m_running = true;
+  if (Outbox::IsWanted()) {
+    const MutexGuard guard(m_eventMutex);
+    if (guard.Status() == 0) Guarded([this] { m_told.Open(m_deviceEvents); }, "Start");
+  }
   // A creation that fails leaves its handle undefined, and no thread to join.
   // Kept: docs/kept-behaviour.md#unchecked-threads
   pthread_t thread;
@@ -146,8 +152,18 @@ void DeviceMgr::AddDeviceEvent(const DeviceEvent& event) {
                   guard.Status());
     return;
   }
-  MakeRoom(m_deviceEvents, m_droppedEvents);
-  m_deviceEvents.push_back(event);
+  DeviceEvent kept = event;
+  if (Outbox::IsWanted()) {
+    Guarded(
+        [&] {
+          m_told.Open(m_deviceEvents);
+          m_told.Put(kept);
+        },
+        "AddDeviceEvent");
+  }
+  MakeRoom(m_deviceEvents, m_droppedEvents,
+           [this](const DeviceEvent& dropped) { m_told.Done(dropped); });
+  m_deviceEvents.push_back(kept);
 }
 
 void DeviceMgr::AddDeviceCOV(const LxPldCovNotification& notification) {
@@ -163,7 +179,7 @@ void DeviceMgr::AddDeviceCOV(const LxPldCovNotification& notification) {
     __dlog_printf(3, kUnit, "%s: Failed to lock the COV list mutex", "AddDeviceCOV");
     return;
   }
-  MakeRoom(m_deviceCovs, m_droppedCovs);
+  MakeRoom(m_deviceCovs, m_droppedCovs, [](const DeviceCov& /*cov*/) {});
   m_deviceCovs.push_back(cov);
 }
 

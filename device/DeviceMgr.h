@@ -14,6 +14,8 @@
 #include "base/RetryWait.h"
 #include "device/CloudAlarm.h"
 #include "device/DeviceActiveAlarmsMgr.h"
+#include "device/DeviceEvent.h"
+#include "device/ToldEvents.h"
 #include "https/HttpsClient.h"
 #include "https/Outbox.h"
 #include "patch/PatchMgr.h"
@@ -24,15 +26,6 @@
 #include "platform/util/LxTimerMgr.h"
 
 namespace cloudclient {
-
-// A queued device event: the first 16 bytes of the engine's notification, field for field.
-struct DeviceEvent {
-  uint32_t velId;       // first word of the notification, 0 when queued; used as device instance
-  uint32_t gddId;       // the event's number in the device's data dictionary
-  uint16_t module;      // module that the event concerns
-  uint16_t eventState;  // state code, see LxVelEventUtil
-  uint32_t spare;       // copied through, never read
-};
 
 // A queued change of value.
 struct DeviceCov {
@@ -111,7 +104,8 @@ class DeviceMgr {
   // append them to the queues.
   void RegisterForDeviceDataChange(int velId);
 
-  // Append to a queue; where the policy bounds it the oldest give way. Any thread.
+  // Append to a queue; where the policy bounds it the oldest give way. Any thread. With an outbox
+  // an event is on the disk before it is queued.
   void AddDeviceEvent(const DeviceEvent& event);
   void AddDeviceCOV(const LxPldCovNotification& notification);
 
@@ -150,14 +144,17 @@ class DeviceMgr {
   // throws counts as a failure.
 
   // Posts the event document of `alarm`; an active alarm that the service took is tracked. With an
-  // outbox it is put there, and counts as taken.
+  // outbox it is put there, under `key` where that is not empty, and counts as taken.
   void PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
-                                const std::string& managerId);
+                                const std::string& managerId, const std::string& key = {});
 
   // Posts the state of an event that the device has told of, unless it is the one that is tracked.
-  // What is cleared is tracked no more.
+  // What is cleared is tracked no more. With an outbox the event need not be kept any longer.
   void PostDeviceEvent(const DeviceEvent& event, const std::string& chassisId,
                        const std::string& managerId);
+
+  // With an outbox: an event that is not to be posted need not be kept any longer.
+  void ForgetTold(const DeviceEvent& event) { m_told.Done(event); }
 
   // Sends what waits in the outbox. Blocks for its requests; a stop ends it after the one under
   // way.
@@ -247,6 +244,7 @@ class DeviceMgr {
   LxTimerMgr m_timerMgr;
   bool m_syncInProgress = false;
   Outbox m_outbox;
+  ToldEvents m_told;
   RetryWait m_syncWait;  // with an outbox, after a synchronisation that was put off
   // With an outbox: what the device answered to the last question for its active events, if it did;
   // guarded as the event queue.

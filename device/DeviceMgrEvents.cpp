@@ -13,14 +13,14 @@
 namespace cloudclient {
 
 void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
-                                         const std::string& managerId) {
+                                         const std::string& managerId, const std::string& key) {
   const auto track = [&] {
     if (!alarm.IsActive()) return;
     m_activeAlarms.AddActiveAlarm(static_cast<uint32_t>(alarm.GetAlarmKey()), alarm.GetMessageId(),
                                   alarm);
   };
   if (Outbox::IsWanted()) {
-    if (m_outbox.PutEvent(EventDocument(alarm, chassisId), chassisId)) {
+    if (m_outbox.PutEvent(EventDocument(alarm, chassisId), chassisId, key)) {
       track();
       return;
     }
@@ -60,16 +60,22 @@ void DeviceMgr::PostDeviceEvent(const DeviceEvent& event, const std::string& cha
   if (m_activeAlarms.FindActiveAlarmByEventId(event.velId, event.gddId, trackedKey, alarm) != 0 &&
       alarm.GetMessageArg() == event.module) {
     const std::string eventState = LxVelEventUtil(event.eventState).GetEventStateString();
-    if (alarm.GetSeverity() == eventState) return;
+    if (alarm.GetSeverity() == eventState) {
+      m_told.Done(event);
+      return;
+    }
     alarm.SetState(eventState);
   } else {
     alarm = CloudAlarm();
     InitCloudAlarmFromDeviceEvent(alarm, event);
   }
+  const ToldEvents::Telling telling = m_told.TellingOf(event);
+  if (!telling.key.empty()) alarm.SetStateTime(telling.time);
   __dlog_printf(7, kUnit, "%s: Posting alarm for %d  state %s", "CloudPoster",
                 static_cast<int>(alarm.GetEventId()), alarm.GetSeverity().c_str());
   // Kept: docs/kept-behaviour.md#no-second-post
-  PostEventForAlarmToCloud(alarm, chassisId, managerId);
+  PostEventForAlarmToCloud(alarm, chassisId, managerId, telling.key);
+  m_told.Done(event);
   // Kept: docs/kept-behaviour.md#cleared-anyway
   if (!alarm.IsActive()) m_activeAlarms.RemoveActiveAlarm(event.velId, alarm.GetMessageId());
 }

@@ -113,6 +113,7 @@ void Poster::PostQueuedEvent(const DeviceEvent& event) {
   if (chassis == m_chassis.end()) {
     __dlog_printf(3, kUnit, "%s: Failed to find chassis instance for velid: %u", "CloudPoster",
                   event.velId);
+    m_mgr.ForgetTold(event);
     return;
   }
   m_chassisId = chassis->second;

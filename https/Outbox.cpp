@@ -32,19 +32,6 @@ constexpr time_t kSecondsOfDay = 86400;
 // 2020-01-01. A time before it is that of a clock that was not set yet, which tells no age.
 constexpr time_t kClockIsSet = 1577836800;
 
-// 32 hexadecimal digits; empty when there are none to be had.
-std::string RandomKey() {
-  constexpr char kDigits[] = "0123456789abcdef";
-  unsigned char bytes[16];
-  if (!RandomBytes(bytes, sizeof bytes)) return {};
-  std::string key;
-  for (const unsigned char byte : bytes) {
-    key += kDigits[byte >> 4U];
-    key += kDigits[byte & 0xFU];
-  }
-  return key;
-}
-
 // `text` with another identifier wherever it names the chassis `from`.
 std::string WithChassis(std::string text, const std::string& from, const std::string& to) {
   const std::string old = kChassisPath + from;
@@ -71,6 +58,18 @@ bool IsRefusedForGood(long status) {
 
 bool Outbox::IsWanted() { return !ThePolicy().outbox.folder.empty(); }
 
+std::string Outbox::NewKey() {
+  constexpr char kDigits[] = "0123456789abcdef";
+  unsigned char bytes[16];
+  if (!RandomBytes(bytes, sizeof bytes)) return {};
+  std::string key;
+  for (const unsigned char byte : bytes) {
+    key += kDigits[byte >> 4U];
+    key += kDigits[byte & 0xFU];
+  }
+  return key;
+}
+
 // Opens the folder if that has not been done. The caller holds the mutex.
 bool Outbox::IsOpen() {
   if (m_files && m_files->IsOpen()) return true;
@@ -96,8 +95,9 @@ bool Outbox::IsOpen() {
   return true;
 }
 
-bool Outbox::PutEvent(const std::string& document, const std::string& chassis) {
-  return Put({0, {}, {}, chassis, document});
+bool Outbox::PutEvent(const std::string& document, const std::string& chassis,
+                      const std::string& key) {
+  return Put({0, key, {}, chassis, document});
 }
 
 bool Outbox::PutPatch(const std::string& resource, const std::string& document,
@@ -111,7 +111,7 @@ bool Outbox::Put(OutboxRecord record) {
   const MutexGuard guard(m_mutex);
   if (guard.Status() != 0 || !IsOpen()) return false;
   record.time = time(nullptr);
-  record.key = RandomKey();
+  if (record.key.empty()) record.key = NewKey();
   size_t dropped = 0;
   const std::string problem =
       record.key.empty() ? "no random numbers" : m_files->Append(record, dropped);

@@ -31,11 +31,16 @@ class Outbox {
   // Whether the policy asks for an outbox.
   static bool IsWanted();
 
+  // A key that nothing else has: 32 hexadecimal digits; empty where there are no random numbers.
+  static std::string NewKey();
+
   // Put an event, or the document of a resource (its path behind the service's base URL), behind
-  // what waits. `chassis` is the identifier by which they name the chassis. True when it is on the
+  // what waits. `chassis` is the identifier by which they name the chassis, `key` the one that an
+  // event goes out with, a new one where it is empty. True when it is on the
   // disk, and with that as good as delivered; false, after a message, when it could not be put: the
   // caller then sends it as without an outbox. Block for the disk.
-  bool PutEvent(const std::string& document, const std::string& chassis);
+  bool PutEvent(const std::string& document, const std::string& chassis,
+                const std::string& key = {});
   bool PutPatch(const std::string& resource, const std::string& document,
                 const std::string& chassis);
 

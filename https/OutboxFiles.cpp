@@ -39,13 +39,25 @@ uint32_t FileNumberOf(const std::string& name) {
   return isOne ? static_cast<uint32_t>(std::stoul(name.substr(0, kNumberDigits))) : 0;
 }
 
-// Makes a folder and those above it. What fails shows when the folder is opened.
+// Has a folder's own list of names on the disk. What fails costs at most a power cut's worth.
+void SyncFolder(const std::string& folder) {
+  const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  fsync(fd);
+  close(fd);
+}
+
+// Makes a folder and those above it, each named in its parent for good. What fails shows when the
+// folder is opened.
 void MakeFolders(const std::string& folder) {
-  for (size_t slash = folder.find('/', 1); slash != std::string::npos;
-       slash = folder.find('/', slash + 1)) {
-    mkdir(folder.substr(0, slash).c_str(), 0755);
+  for (size_t slash = folder.find('/', 1);; slash = folder.find('/', slash + 1)) {
+    const bool isLast = slash == std::string::npos;
+    const std::string path = folder.substr(0, slash);
+    if (mkdir(path.c_str(), isLast ? 0700 : 0755) == 0) {
+      SyncFolder(path.substr(0, std::max<size_t>(path.rfind('/'), 1)));
+    }
+    if (isLast) return;
   }
-  mkdir(folder.c_str(), 0700);
 }
 
 // Up to `size` bytes of a file from `offset` on, as many as there are. False, with errno, when it
@@ -242,6 +254,19 @@ bool OutboxFiles::Front(OutboxRecord& record, uint64_t& number, size_t& dropped,
 
 void OutboxFiles::RemoveFront(uint64_t number) {
   if (!m_entries.empty() && NumberOf(m_entries.front()) == number) DropFront();
+}
+
+bool OutboxFiles::Read(size_t index, OutboxRecord& record, uint64_t& number) const {
+  const Entry& entry = m_entries[index];
+  number = NumberOf(entry);
+  std::string text;
+  bool waits = false;
+  return ReadBytes(Path(entry.file), entry.offset, entry.size, text) &&
+         ReadOutboxRecord(text, record, waits) == entry.size;
+}
+
+void OutboxFiles::RemoveUpTo(uint64_t number) {
+  while (!m_entries.empty() && NumberOf(m_entries.front()) <= number) DropFront();
 }
 
 uint64_t OutboxFiles::NumberOf(const Entry& entry) {

@@ -47,6 +47,13 @@ class OutboxFiles {
   // Marks the oldest record as done, if it is the one of this number.
   void RemoveFront(uint64_t number);
 
+  // The record at `index`, the oldest has 0, and its number; false when it can't be read.
+  bool Read(size_t index, OutboxRecord& record, uint64_t& number) const;
+  // The number of the newest record; there is one. Numbers grow.
+  uint64_t Newest() const { return NumberOf(m_entries.back()); }
+  // Marks the records up to this number as done.
+  void RemoveUpTo(uint64_t number);
+
  private:
   struct Entry {
     uint32_t file;

@@ -6,7 +6,7 @@ import shutil
 import pytest
 
 from harness.alarms import at_the_device, at_the_service, events_url
-from harness.faults import Answers, Delivers, FaultyWay, Reset
+from harness.faults import Answers, Delivers, FaultyWay, Reset, Stall
 from harness.process import clock
 from harness.waiting import wait_until
 from harness.wire import answer
@@ -16,6 +16,7 @@ POSTED = "CloudPoster: Posting alarm for "
 POST = f"POST {events_url()} "
 TAKEN = "/redfish/v1/Oem/Quorvan:Events?$expand=."
 FOLDER = "var/lib/cloudclient/outbox"
+TOLD = FOLDER + "/told"
 EVENTS = [{"GddId": 4711, "Text": "Filter clogged"}, {"GddId": 4712, "Text": "Pump stopped"}]
 
 
@@ -66,9 +67,15 @@ def arrive(service, daemon, *events):
     assert arrived(service, daemon) == events
 
 
+def waiting(daemon, folder=FOLDER):
+    """The texts behind the heads of the entries that wait."""
+    lines = "".join(file.read_text()
+                    for file in sorted((daemon.root / folder).glob("*.outbox"))).splitlines()
+    return [text for head, text in zip(lines, lines[1:]) if head.startswith("+ ")]
+
+
 def nothing_waits(daemon):
-    entries = "".join(file.read_text() for file in (daemon.root / FOLDER).glob("*.outbox"))
-    return not any(line.startswith("+ ") for line in entries.splitlines())
+    return not waiting(daemon) and not waiting(daemon, TOLD)
 
 
 STORY = ((4711, "Alarm"), (4711, "Cleared"), (4712, "Fault"), (4711, "Warning"))
@@ -97,6 +104,22 @@ def test_events_of_an_outage_outlive_the_daemon(keeping, device, service, way, h
     keeping.logs("SyncAlarms: unprocessed device events (0) that need posted")
     arrive(service, keeping, *STORY)
     assert at_the_service(service, keeping) == at_the_device(device)
+
+
+def test_event_outlives_a_kill_before_the_poster_takes_it(keeping, device, service, way, happens):
+    way.does(Stall(0), POST)
+    happens(4711, "Alarm")
+    wait_until(way.touched, "a post that is held")
+    device.raises(4712, state="Fault")
+    wait_until(lambda: waiting(keeping, TOLD) == ["4712 0 4"], "what the device told")
+    keeping.crash()
+    device.describe({"ProductSequenceId": "1.2.3", "Points": [], "Events": [
+        {**EVENTS[0], "State": "Alarm"}, {**EVENTS[1], "State": "Fault"}]})
+    way.heals()
+    keeping.start(clock(50))
+    keeping.logs("Open: 1 events were told before the start")
+    arrive(service, keeping, (4711, "Alarm"), (4712, "Fault"))
+    wait_until(lambda: nothing_waits(keeping), "an empty outbox")
 
 
 @pytest.mark.parametrize("fault", [Delivers(2), Reset(0), Reset(40)], ids=["twice", "reset", "cut"])

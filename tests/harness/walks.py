@@ -164,10 +164,11 @@ class Walk:
             self._way.close()
 
     def _looks_into_the_outbox(self):
-        """Whether it is empty; what is there is remembered."""
+        """Whether it is empty; what is there is remembered. Of what the device told and the poster has
+        not taken yet some is never put: a state that is posted already."""
         waiting = set(keys_that_wait(self._daemon.root / OUTBOX))
         self._put |= waiting
-        return not waiting
+        return not waiting and not any(keys_that_wait(self._daemon.root / OUTBOX / "told"))
 
     def _each_event_arrived_once(self, deadline):
         """Of the events that were seen in the outbox, or on their way, none is missing at the service

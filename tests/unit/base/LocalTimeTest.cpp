@@ -64,6 +64,14 @@ TEST_F(LocalTimeTest, Text_follows_the_clock) {
   EXPECT_EQ(LocalTimeText("%F", 64), "2026-03-06");
 }
 
+TEST_F(LocalTimeTest, Text_of_another_time_does_not_follow_it) {
+  const time_t before = fakes::platform().clock.now;
+  const std::string text = LocalTimeText("%H:%M:%S", 80);
+  fakes::platform().clock.now += 60;
+  EXPECT_EQ(LocalTimeText("%H:%M:%S", 80, before), text);
+  EXPECT_NE(LocalTimeText("%H:%M:%S", 80), text);
+}
+
 TEST_F(LocalTimeTest, Text_that_does_not_fit_is_empty) {
   EXPECT_EQ(LocalTimeText("%F", 11), "2026-03-05");
   EXPECT_EQ(LocalTimeText("%F", 10), "");

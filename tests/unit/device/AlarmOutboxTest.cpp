@@ -73,6 +73,32 @@ class AlarmOutboxTest : public AlarmTest {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   }
   std::string Root() const { return m_root.string(); }
+  // What the device told and no poster has taken.
+  static std::vector<uint32_t> Told() {
+    ToldEvents told;
+    std::vector<DeviceEvent> queue;
+    told.Open(queue);
+    std::vector<uint32_t> numbers;
+    numbers.reserve(queue.size());
+    for (const DeviceEvent& event : queue) numbers.push_back(event.gddId);
+    return numbers;
+  }
+  // What the files of the queue hold, done or not, while the manager has them.
+  std::string ToldText() const {
+    std::ifstream file(m_root / "outbox" / "told" / "00000001.outbox", std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  }
+  // An earlier process was told of an event, and ended; its key.
+  static std::string ToldBefore(uint32_t gddId, uint16_t state) {
+    ToldEvents told;
+    std::vector<DeviceEvent> queue;
+    told.Open(queue);
+    DeviceEvent event = {};
+    event.gddId = gddId;
+    event.eventState = state;
+    told.Put(event);
+    return told.TellingOf(event).key;
+  }
 
  private:
   std::filesystem::path m_root;
@@ -95,6 +121,71 @@ TEST_F(AlarmOutboxTest, An_event_counts_as_posted_when_it_is_on_the_disk) {
                Minute();
              }});
   EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17", "Zarvel.GDD.10 cleared of 17"));
+}
+
+TEST_F(AlarmOutboxTest, An_event_is_on_the_disk_until_the_poster_has_put_it) {
+  RunPoster({[this] {
+               Notified(10, 1, kAlarm);
+               EXPECT_THAT(ToldText(), testing::StartsWith("+ "));
+               EXPECT_THAT(ToldText(), testing::EndsWith("10 1 3\n"));
+             },
+             [this] { EXPECT_THAT(ToldText(), testing::StartsWith("- ")); }});
+  EXPECT_THAT(Posted(), SizeIs(1));
+}
+
+TEST_F(AlarmOutboxTest, What_an_earlier_process_was_told_is_posted_with_its_time_and_key) {
+  const std::string key = ToldBefore(10, kAlarm);
+  platform().clock.now += 60;
+  RunPoster({[this] { Notified(11, 0, kAlarm); }});
+  EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17", "Zarvel.GDD.11 Alarm of 17"));
+  EXPECT_THAT(Documents()[0], testing::HasSubstr(kNow));
+  EXPECT_THAT(Documents()[1], testing::HasSubstr(kLater));
+  EXPECT_THAT(service.requests()[0].headerLines, Contains("Message-Key: " + key));
+}
+
+TEST_F(AlarmOutboxTest, A_clearing_has_the_time_at_which_it_was_told) {
+  ToldBefore(10, kCleared);
+  platform().clock.now += 60;
+  RunPoster({[] {}});
+  ASSERT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 cleared of 17"));
+  EXPECT_THAT(Documents()[0], testing::HasSubstr(kNow));
+}
+
+TEST_F(AlarmOutboxTest, What_is_not_posted_is_not_kept) {
+  RunPoster({Event(10, kAlarm), Event(10, kAlarm)});
+  EXPECT_THAT(Posted(), SizeIs(1));
+  EXPECT_THAT(ToldText(), Not(testing::HasSubstr("+ ")));
+}
+
+TEST_F(AlarmOutboxTest, What_is_of_no_chassis_is_not_kept) {
+  platform().cloud.chassis["17"] = 3;
+  RunPoster({Event(10, kAlarm)});
+  EXPECT_THAT(Log(3), ElementsAre("3 CloudPoster: Failed to find chassis instance for velid: 0"));
+  EXPECT_THAT(ToldText(), testing::StartsWith("- "));
+}
+
+TEST_F(AlarmOutboxTest, What_gives_way_in_the_queue_is_not_kept) {
+  Policy policy = ThePolicy();
+  policy.queues.most = 2;
+  UsePolicy(policy);
+  RunPoster({[this] {
+    for (const uint32_t gddId : {10, 11, 12}) Notified(gddId, 0, kAlarm);
+    EXPECT_THAT(ToldText(), testing::StartsWith("- "));
+  }});
+  EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.11 Alarm of 17", "Zarvel.GDD.12 Alarm of 17"));
+}
+
+TEST_F(AlarmOutboxTest, What_is_told_before_there_is_a_chassis_waits_for_the_next_process) {
+  platform().cloud.chassis.clear();
+  platform().sleeps.hook = [this](uint64_t /*microseconds*/) {
+    if (mgr->HasEvents()) mgr->Stop();
+    Notified(11, 0, kFault);
+  };
+  mgr->Start();
+  platform().threads.Run(0);
+  delete mgr;
+  mgr = nullptr;
+  EXPECT_THAT(Told(), Not(IsEmpty()));
 }
 
 TEST_F(AlarmOutboxTest, An_event_that_can_not_be_put_is_posted_as_without_an_outbox) {
