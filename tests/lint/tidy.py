@@ -57,6 +57,9 @@ class Group:
         self.entries = entries
         self.command = command_of(entries[0])
 
+    def size(self):
+        return sum(pathlib.Path(entry["file"]).stat().st_size for entry in self.entries)
+
     def key(self, common):
         digest = hashlib.sha256(common)
         for entry in self.entries:
@@ -123,8 +126,10 @@ def groups(build):
         options = tuple(word for word in command_of(entry) if word.startswith("-"))
         target = entry["file"] if alone else str(pathlib.Path(entry["file"]).parent)
         targets.setdefault((target, options[:options.index("-o")]), []).append(entry)
-    return [Group(folder, entries[at:at + TOGETHER])
-            for entries in targets.values() for at in range(0, len(entries), TOGETHER)]
+    found = [Group(folder, entries[at:at + TOGETHER])
+             for entries in targets.values() for at in range(0, len(entries), TOGETHER)]
+    # The largest first: it would be the only one that runs at the end.
+    return sorted(found, key=Group.size, reverse=True)
 
 
 def forget_the_old():
