@@ -20,6 +20,9 @@ extern std::function<void(int64_t us)> g_usleep;
 // Asked for the microseconds of the monotonic clock.
 extern std::function<int64_t()> g_monotonicUs;
 
+// Asked in the place of timerfd_settime: 0, or the errno that it fails with.
+extern std::function<int()> g_timerSet;
+
 void EmptyHooks();
 
 #endif  // TESTS_UNIT_HOST_SYSTEMCALLS_H_

@@ -6,6 +6,7 @@
 
 #include "HostTest.h"
 #include "Scarcity.h"
+#include "SystemCalls.h"
 #include "platform/util/LxTimerMgr.h"
 
 namespace {
@@ -157,6 +158,22 @@ TEST_F(LxTimerMgrTest, Exception_of_a_callback_does_not_end_the_timer) {
   EXPECT_TRUE(Await([] { return g_expired == 1; }));
   EXPECT_EQ(LogCount("the timer goes on after alarm 1: oops"), 1);
   EXPECT_EQ(LogCount("the timer goes on after alarm 2: an exception without a text"), 1);
+}
+
+TEST_F(LxTimerMgrTest, Timer_that_can_not_be_set_is_set_again_within_a_minute) {
+  std::atomic<bool> fails{true};
+  std::atomic<int> timeoutMs{0};
+  g_timerSet = [&] { return fails ? ENOMEM : 0; };
+  g_poll = [&](int its) { timeoutMs = its; };
+  Create(3600);
+  m_timer->activate();
+  AwaitLog("the timer is not set, tried again in a minute: Cannot allocate memory");
+  ASSERT_TRUE(Await([&] { return timeoutMs == 60000; }));
+  fails = false;
+  Create(0);  // wakes it before the minute is over
+  EXPECT_TRUE(Await([] { return g_expired == 1; }));
+  ASSERT_TRUE(Await([&] { return timeoutMs == -1; }));
+  m_timer.reset();
 }
 
 TEST_F(LxTimerMgrTest, Thread_that_cannot_be_started_may_be_started_later) {
