@@ -15,13 +15,16 @@ namespace ctl {
 namespace {
 
 const char kFooter[] = R"(Examples:
+  cloudclientctl setup
   cloudclientctl status
+  cloudclientctl doctor
   cloudclientctl config set Url https://cloud.example.org
   cloudclientctl enable
   cloudclientctl device raise 4711 --state Warning
   cloudclientctl device set 1201 23.5
   cloudclientctl map check /var/local/orv/pldserver/0/covpatchmap.txt
   cloudclientctl trust https://cloud.example.org
+  cloudclientctl log explain
 
 CLOUDCLIENT_ROOT is put before the daemon's paths, as it is for the daemon.
 
@@ -76,9 +79,12 @@ int Main(int argc, char** argv) {
   app.add_option("--timeout", choice.timeout, "Seconds to wait for an answer, 0.001 to 3600")
       ->capture_default_str()
       ->check(CheckTimeout);
+  AddSetupCommand(app, choice);
   AddStatusCommand(app, choice);
+  AddDoctorCommand(app, choice);
   AddConfigCommands(app, choice);
   AddDeviceCommands(app, choice);
+  AddLogCommands(app, choice);
   AddMapCommands(app, choice);
   AddPolicyCommands(app, choice);
   AddTrustCommand(app, choice);

@@ -25,8 +25,11 @@ struct Choice {
 // Each adds its commands to the program's; parsing one of them sets `choice.run`.
 void AddConfigCommands(CLI::App& app, Choice& choice);
 void AddDeviceCommands(CLI::App& app, Choice& choice);
+void AddDoctorCommand(CLI::App& app, Choice& choice);
+void AddLogCommands(CLI::App& app, Choice& choice);
 void AddMapCommands(CLI::App& app, Choice& choice);
 void AddPolicyCommands(CLI::App& app, Choice& choice);
+void AddSetupCommand(CLI::App& app, Choice& choice);
 void AddStatusCommand(CLI::App& app, Choice& choice);
 void AddTrustCommand(CLI::App& app, Choice& choice);
 

@@ -122,17 +122,6 @@ int Store(const Setting& setting, const std::string& value) {
   return store.Save() ? kDone : kFailed;  // the store has said why not
 }
 
-// What a rename ends, in a sentence; empty when it ends nothing.
-std::string EndedByName(const std::string& name) {
-  const host::ConfigStore& cloud = host::CloudStore();
-  const bool connected = cloud.Flag(host::kEnabled) && !cloud.Text(host::kXAuthToken).empty();
-  if (!connected || name == host::SysInfoStore().Text(host::kSysName)) return "";
-  const host::JsonRef chassis = cloud.Object(host::kChassis);
-  return "a new name unregisters the appliance: " + cloud.Text(host::kUrl) + " deletes manager " +
-         cloud.Text(host::kUuid) + ", " + std::to_string(json_object_size(chassis.get())) +
-         " chassis and their history";
-}
-
 int Set(const ConfigArguments& arguments) {
   const Setting& setting = Find(arguments.key);
   std::string value = arguments.value;

@@ -9,6 +9,8 @@
 
 #include "ctl/Output.h"
 #include "ctl/QuietTerminal.h"
+#include "host/config/ConfigKeys.h"
+#include "host/util/Files.h"
 
 namespace ctl {
 
@@ -27,6 +29,14 @@ std::string ReadInput(const std::string& key) {
     text += static_cast<char>(c);
   }
   return text;
+}
+
+// Takes the end of the line off; false when that leaves none, or several.
+bool IsOneLine(std::string& secret) {
+  if (!secret.empty() && secret.back() == '\n') secret.pop_back();
+  if (!secret.empty() && secret.back() == '\r') secret.pop_back();
+  const bool isLine = secret.find_first_of(std::string("\n\0", 2)) == std::string::npos;
+  return isLine && !secret.empty() && secret.size() <= kLongestSecret;
 }
 
 // Whether the daemon can make its addresses of that one: it puts paths behind it as it is.
@@ -78,16 +88,27 @@ host::Problem CheckValue(const host::ConfigStore::Key& key, const std::string& v
   return {};
 }
 
+std::string EndedByName(const std::string& name) {
+  const host::ConfigStore& cloud = host::CloudStore();
+  const bool connected = cloud.Flag(host::kEnabled) && !cloud.Text(host::kXAuthToken).empty();
+  if (!connected || name == host::SysInfoStore().Text(host::kSysName)) return "";
+  const host::JsonRef chassis = cloud.Object(host::kChassis);
+  return "a new name unregisters the appliance: " + cloud.Text(host::kUrl) + " deletes manager " +
+         cloud.Text(host::kUuid) + ", " + std::to_string(json_object_size(chassis.get())) +
+         " chassis and their history";
+}
+
 bool ReadSecret(const std::string& key, std::string& secret) {
   secret = ReadInput(key);
-  if (!secret.empty() && secret.back() == '\n') secret.pop_back();
-  if (!secret.empty() && secret.back() == '\r') secret.pop_back();
-  const bool isLine = secret.find_first_of(std::string("\n\0", 2)) == std::string::npos;
-  if (secret.empty() || secret.size() > kLongestSecret || !isLine) {
-    PrintError("standard input does not hold one line with the value of " + key);
-    return false;
-  }
-  return true;
+  if (IsOneLine(secret)) return true;
+  PrintError("standard input does not hold one line with the value of " + key);
+  return false;
+}
+
+Problem ReadSecretFile(const std::string& file, std::string& secret) {
+  if (const Problem problem = host::ReadFile(file, kLongestSecret, secret))
+    return problem.With(file);
+  return IsOneLine(secret) ? Problem() : Problem(file + " does not hold one line");
 }
 
 }  // namespace ctl

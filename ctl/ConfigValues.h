@@ -13,9 +13,15 @@ namespace ctl {
 // key may have it, removes a value.
 host::Problem CheckValue(const host::ConfigStore::Key& key, const std::string& value);
 
+// What a new name of the appliance would end, in a sentence; empty when it ends nothing.
+std::string EndedByName(const std::string& name);
+
 // Reads a secret, one line, from standard input; at a terminal without showing it. False, and a
 // message, when there is none.
 bool ReadSecret(const std::string& key, std::string& secret);
+
+// The same of a file: its one line. A problem, which names the file, when it holds none.
+host::Problem ReadSecretFile(const std::string& file, std::string& secret);
 
 }  // namespace ctl
 

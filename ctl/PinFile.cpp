@@ -17,7 +17,7 @@ namespace {
 
 constexpr char kGroup[] = "Transport";
 constexpr char kKey[] = "PinnedPublicKey";
-constexpr size_t kLargestPolicy = 64UL * 1024;
+
 constexpr int kPolicyLockWaitMs = 5000;
 
 Problem OfReading(const cloudclient::PolicyReading& reading) {

@@ -2,12 +2,16 @@
 #ifndef CTL_PINFILE_H_
 #define CTL_PINFILE_H_
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "host/util/Problem.h"
 
 namespace ctl {
+
+// No policy file that is written here is longer.
+constexpr size_t kLargestPolicy = 64UL * 1024;
 
 // The keys that the policy file at `path`, which is this machine's, pins; none without a file. A
 // problem, which names the file, when there is one that is no policy.

@@ -2,16 +2,13 @@
 // trust
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdio>
 #include <memory>
 
 #include <CLI/CLI.hpp>
 
 #include "base/PolicyFile.h"
-#include "ctl/Certificate.h"
 #include "ctl/Commands.h"
-#include "ctl/Dial.h"
+#include "ctl/Meeting.h"
 #include "ctl/Output.h"
 #include "ctl/PinFile.h"
 #include "platform/util/LocalPath.h"
@@ -32,91 +29,11 @@ struct TrustArguments {
   bool add = false;  // pins that are there stay
 };
 
-// A service, and what the policy pins so far.
-struct Meeting {
-  ServiceAddress address;
-  Certificate certificate;
-  std::string file;
-  std::vector<std::string> pins;
-
-  bool IsPinned() const {
-    return std::find(pins.begin(), pins.end(), certificate.pin) != pins.end();
-  }
-};
-
-std::string Joined(const std::vector<std::string>& texts) {
-  std::string joined;
-  for (const std::string& text : texts) joined += (joined.empty() ? "" : ", ") + text;
-  return joined;
-}
-
-// "no: why"
-std::string Verdict(bool yes, const std::string& why) { return yes ? "yes" : "no: " + why; }
-
-void PrintMeeting(const Meeting& meeting) {
-  const Certificate& certificate = meeting.certificate;
-  const std::string& store = certificate.storeProblem;
-  const auto print = [](const char* name, const std::string& value) {
-    PrintLine(name + Printable(value.empty() ? "-" : value));
-  };
-  print("service      ", meeting.address.Text());
-  print("subject      ", certificate.subject);
-  print("names        ", Joined(certificate.names));
-  print("issuer       ", certificate.issuer);
-  print("from         ", certificate.notBefore);
-  print("until        ", certificate.notAfter);
-  print("fingerprint  ", certificate.fingerprint);
-  print("pin          ", certificate.pin);
-  print("vouched for  ", Verdict(store.empty(), store));
-  print("of this host ", Verdict(certificate.isOfHost, "it does not name " + meeting.address.host));
-  for (const std::string& pin : meeting.pins) print("pinned now   ", pin);
-}
-
-host::JsonRef TextArray(const std::vector<std::string>& texts) {
-  host::JsonRef array(json_array());
-  for (const std::string& text : texts) {
-    json_array_append_new(array.get(), host::JsonString(text).release());
-  }
-  return array;
-}
-
-// `written`: this run has pinned the key.
-void PrintMeetingJson(const Meeting& meeting, bool written) {
-  const Certificate& certificate = meeting.certificate;
-  const host::JsonRef all(json_object());
-  const auto set = [&all](const char* key, host::JsonRef value) {
-    json_object_set_new(all.get(), key, value.release());
-  };
-  set("service", host::JsonString(meeting.address.Text()));
-  set("subject", host::JsonString(certificate.subject));
-  set("names", TextArray(certificate.names));
-  set("issuer", host::JsonString(certificate.issuer));
-  set("from", host::JsonString(certificate.notBefore));
-  set("until", host::JsonString(certificate.notAfter));
-  set("fingerprint", host::JsonString(certificate.fingerprint));
-  set("pin", host::JsonString(certificate.pin));
-  set("vouchedFor", host::JsonRef(json_boolean(certificate.storeProblem.empty())));
-  set("storeProblem", host::JsonString(certificate.storeProblem));
-  set("ofThisHost", host::JsonRef(json_boolean(certificate.isOfHost)));
-  set("pinnedBefore", TextArray(meeting.pins));
-  set("file", host::JsonString(meeting.file));
-  set("written", host::JsonRef(json_boolean(written)));
-  PrintJson(all.get());
-}
-
-// Asks on the terminal; anything but a yes is none.
-bool IsMeant(const Meeting& meeting, bool add) {
+std::string Question(const Meeting& meeting, bool add) {
   std::string others;
   if (!meeting.pins.empty())
     others = add ? " beside what is pinned" : " in place of what is pinned";
-  std::fflush(stdout);
-  std::fprintf(stderr, "Pin this key in %s%s? [y/N] ", Printable(meeting.file).c_str(),
-               others.c_str());
-  std::string line;
-  for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar()) {
-    line += static_cast<char>(c);
-  }
-  return line == "y" || line == "Y" || line == "yes";
+  return "Pin this key in " + meeting.file + others + "?";
 }
 
 // Whether the key is to be pinned; prints why not.
@@ -126,17 +43,9 @@ bool IsWanted(const Choice& choice, const TrustArguments& arguments, const Meeti
     PrintError("nothing is written: nobody can be asked here; --yes if the key is to be pinned");
     return false;
   }
-  if (IsMeant(meeting, arguments.add)) return true;
+  if (IsMeant(Question(meeting, arguments.add))) return true;
   PrintError("nothing is written");
   return false;
-}
-
-Problem Meet(const Choice& choice, Meeting& meeting) {
-  // First: with a file that is no policy there is nothing to go on with.
-  if (Problem problem = ReadPins(meeting.file, meeting.pins)) return problem;
-  host::Fd connection;
-  if (Problem problem = Dial(meeting.address, choice.timeout, connection)) return problem;
-  return ReadCertificate(connection.Get(), meeting.address, choice.timeout, meeting.certificate);
 }
 
 // Pins the key, if that is wanted; `written` tells. The exit status.
@@ -160,7 +69,7 @@ int Trust(const Choice& choice, const TrustArguments& arguments) {
     return kWrongArguments;
   }
   meeting.file = LocalPath(cloudclient::kPolicyFile);
-  if (Problem problem = Meet(choice, meeting)) {
+  if (Problem problem = Meet(choice.timeout, meeting)) {
     PrintError(problem.Text());
     return kFailed;
   }
@@ -168,7 +77,9 @@ int Trust(const Choice& choice, const TrustArguments& arguments) {
   bool written = false;
   const int status = meeting.IsPinned() ? kDone : Pin(choice, arguments, meeting, written);
   if (choice.json) {
-    PrintMeetingJson(meeting, written);
+    const host::JsonRef all = MeetingJson(meeting);
+    host::PutJson(all.get(), "written", host::JsonRef(json_boolean(written)));
+    PrintJson(all.get());
   } else if (status == kDone) {
     PrintLine(written ? "pinned in " + Printable(meeting.file) + ": restart the daemon"
                       : "the key is pinned already; nothing is written");

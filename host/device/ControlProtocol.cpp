@@ -2,7 +2,6 @@
 // Requests of the control socket and their answers.
 #include "host/device/ControlProtocol.h"
 
-#include <algorithm>
 #include <limits>
 #include <memory>
 
@@ -96,16 +95,6 @@ std::string List(const DeviceEngine& engine) {
   for (const auto& view : engine.Events()) AppendJson(events.get(), EventJson(view));
   PutJson(answer.get(), "events", std::move(events));
   return Dumped(answer.get());
-}
-
-// A text that perhaps is not UTF-8, which JSON has to be.
-JsonRef AnyText(const std::string& text) {
-  JsonRef value = JsonString(text);
-  if (value != nullptr) return value;
-  std::string ascii = text;
-  std::replace_if(
-      ascii.begin(), ascii.end(), [](char c) { return static_cast<signed char>(c) < 0; }, '?');
-  return JsonString(ascii);
 }
 
 std::string Messages() {

@@ -27,13 +27,6 @@ bool IsThere(const std::string& path) {
   return stat(LocalPath(path).c_str(), &status) == 0;
 }
 
-bool IsOnPath(const std::string& psi, const std::string& name) {
-  for (std::string folder = DeviceFolder(psi); folder != "/"; folder = FolderOf(folder)) {
-    if (IsThere(folder + "/" + name)) return true;
-  }
-  return false;
-}
-
 }  // namespace
 
 std::vector<std::string> PageFolders(const std::string& psi) {
@@ -46,13 +39,21 @@ std::vector<std::string> PageFolders(const std::string& psi) {
   return folders;
 }
 
+std::string PathOfDataFile(const std::string& psi, const std::string& name) {
+  for (std::string folder = DeviceFolder(psi); folder != "/"; folder = FolderOf(folder)) {
+    std::string path = folder + "/" + name;
+    if (IsThere(path)) return path;
+  }
+  return {};
+}
+
 void CheckDataFiles(const std::optional<std::string>& psi) {
   if (!psi) {
     HOST_LOG(4, "the device has no product sequence id: its data files are not looked for");
     return;
   }
   for (const char* name : {pld::kChassisTemplateFile, pld::kPatchMapFile}) {
-    if (IsOnPath(*psi, name)) continue;
+    if (!PathOfDataFile(*psi, name).empty()) continue;
     HOST_LOG(4, "%s is neither in %s nor in a folder above it", name, DeviceFolder(*psi).c_str());
   }
 }

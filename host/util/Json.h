@@ -24,6 +24,17 @@ inline JsonRef JsonString(const std::string& text) {
   return JsonRef(json_stringn(text.data(), text.size()));
 }
 
+// A JSON string of a text that perhaps is not UTF-8, which JSON has to be: its other bytes are then
+// "?".
+inline JsonRef AnyText(std::string text) {
+  JsonRef value = JsonString(text);
+  if (value != nullptr) return value;
+  for (char& c : text) {
+    if (static_cast<signed char>(c) < 0) c = '?';
+  }
+  return JsonString(text);
+}
+
 // Adds a value that was just made. Throws std::bad_alloc where it could not be made or is not
 // taken: jansson has nothing else to refuse it for, the texts are UTF-8.
 inline void PutJson(json_t* object, const char* key, JsonRef made) {

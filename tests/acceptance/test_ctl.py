@@ -43,12 +43,13 @@ def running(daemon, device, recorder):
     (), ("status",), ("enable",), ("disable",), ("config",), ("config", "get"), ("config", "set"),
     ("config", "show"), ("device",), ("device", "list"), ("device", "set"), ("device", "raise"),
     ("device", "clear"), ("device", "check"), ("map",), ("map", "check"),
-    ("policy",), ("policy", "show"), ("policy", "check"), ("trust",)], ids=lambda c: "_".join(c) or "program")
+    ("policy",), ("policy", "show"), ("policy", "check"), ("trust",), ("setup",), ("doctor",), ("log",),
+    ("log", "explain")], ids=lambda c: "_".join(c) or "program")
 def test_help_of_every_command(ctl, command):
     assert f"Usage: {' '.join(['cloudclientctl', *command])}" in ctl.does(*command, "--help")
 
 
-@pytest.mark.parametrize("command", [(), ("config",), ("device",), ("map",), ("policy",)],
+@pytest.mark.parametrize("command", [(), ("config",), ("device",), ("map",), ("policy",), ("log",)],
                          ids=lambda c: "_".join(c) or "program")
 def test_help_of_a_group_has_examples_of_its_own(ctl, command):
     _, examples = ctl.does(*command, "--help").split("Examples:\n")
@@ -57,7 +58,8 @@ def test_help_of_a_group_has_examples_of_its_own(ctl, command):
 
 @pytest.mark.parametrize("group, commands", [
     ("config", ["get", "set", "show"]), ("device", ["list", "check", "set", "raise", "clear"]),
-    ("map", ["check"]), ("policy", ["show", "check"])], ids=["config", "device", "map", "policy"])
+    ("map", ["check"]), ("policy", ["show", "check"]), ("log", ["explain"])],
+    ids=["config", "device", "map", "policy", "log"])
 def test_group_alone_lists_its_commands(ctl, group, commands):
     listed = ctl.does(group)
     assert listed == ctl.does(group, "--help")

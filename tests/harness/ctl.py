@@ -15,15 +15,23 @@ class Ctl:
         self.environment = {"PATH": "/usr/bin:/bin", "LC_ALL": "C.UTF-8",
                             "CLOUDCLIENT_ROOT": str(root)}
 
-    def run(self, *arguments, stdout=subprocess.PIPE, stdin=b""):
+    def run(self, *arguments, stdout=subprocess.PIPE, stdin=b"", before=None):
+        """`before` is called in the process that becomes the program."""
         return subprocess.run(
             [*self.command, *arguments], input=stdin, stdout=stdout,
             stderr=subprocess.PIPE, cwd=self._folder, timeout=DEADLINE,
-            env=self.environment)
+            env=self.environment, preexec_fn=before)
 
     def does(self, *arguments, stdin=b""):
         """What it writes when all is well."""
         ended = self.run(*arguments, stdin=stdin)
+        assert (ended.returncode, ended.stderr) == (0, b"")
+        return ended.stdout.decode()
+
+    def at(self, terminal, *arguments):
+        """What it writes when all is well and its input is a terminal."""
+        ended = subprocess.run([*self.command, *arguments], stdin=terminal, capture_output=True,
+                               cwd=self._folder, timeout=DEADLINE, env=self.environment)
         assert (ended.returncode, ended.stderr) == (0, b"")
         return ended.stdout.decode()
 

@@ -22,7 +22,7 @@ ROOMS = {
     "host/config": ("host/util", "platform"),
     "host/device": ("host/config", "host/util", "platform"),
     "host/framework": ("host/device", "host/config", "host/util", "platform"),
-    "ctl": ("patch", "base", "host/device", "host/config", "host/util", "platform"),
+    "ctl": ("patch", "https", "base", "host/device", "host/config", "host/util", "platform"),
     "service/util": (),
     "service/json": ("service/util",),
     "service/store": ("service/json", "service/util"),
