@@ -25,6 +25,7 @@ const char kFooter[] = R"(Examples:
   cloudclientctl map check /var/local/orv/pldserver/0/covpatchmap.txt
   cloudclientctl trust https://cloud.example.org
   cloudclientctl log explain
+  cloudclientctl watch
 
 CLOUDCLIENT_ROOT is put before the daemon's paths, as it is for the daemon.
 
@@ -88,6 +89,7 @@ int Main(int argc, char** argv) {
   AddMapCommands(app, choice);
   AddPolicyCommands(app, choice);
   AddTrustCommand(app, choice);
+  AddWatchCommand(app, choice);
   app.footer(kFooter);  // after the commands, which would take it over
   try {
     app.parse(argc, argv);

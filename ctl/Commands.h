@@ -32,6 +32,7 @@ void AddPolicyCommands(CLI::App& app, Choice& choice);
 void AddSetupCommand(CLI::App& app, Choice& choice);
 void AddStatusCommand(CLI::App& app, Choice& choice);
 void AddTrustCommand(CLI::App& app, Choice& choice);
+void AddWatchCommand(CLI::App& app, Choice& choice);
 
 // The program: parses the command line, runs what it chose, and returns the exit status.
 int Main(int argc, char** argv);

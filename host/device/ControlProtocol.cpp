@@ -8,6 +8,7 @@
 #include "host/device/EventStates.h"
 #include "host/util/Json.h"
 #include "host/util/Log.h"
+#include "host/util/RequestRing.h"
 
 namespace host {
 namespace {
@@ -113,6 +114,30 @@ std::string Messages() {
   return Dumped(answer.get());
 }
 
+// The requests of the daemon since a number, which asking has it keep from now on.
+std::string Requests(const json_t* request) {
+  const json_t* since = json_object_get(request, "since");
+  if (!json_is_integer(since) || json_integer_value(since) < 0) {
+    return ControlError("\"since\" is not a number of a request, or 0");
+  }
+  JsonRef answer(json_object());
+  PutJson(answer.get(), "ok", JsonRef(json_true()));
+  JsonRef requests(json_array());
+  for (const SeenRequest& seen : RequestsSince(static_cast<uint64_t>(json_integer_value(since)))) {
+    JsonRef entry(json_object());
+    PutJson(entry.get(), "number", JsonRef(json_integer(static_cast<json_int_t>(seen.number))));
+    PutJson(entry.get(), "time", JsonString(seen.time));
+    PutJson(entry.get(), "method", AnyText(seen.method));
+    PutJson(entry.get(), "url", AnyText(seen.url));
+    PutJson(entry.get(), "status", JsonRef(json_integer(seen.status)));
+    PutJson(entry.get(), "milliseconds", JsonRef(json_integer(seen.milliseconds)));
+    PutJson(entry.get(), "problem", AnyText(seen.problem));
+    AppendJson(requests.get(), std::move(entry));
+  }
+  PutJson(answer.get(), "requests", std::move(requests));
+  return Dumped(answer.get());
+}
+
 }  // namespace
 
 std::string ControlError(const std::string& text) {
@@ -139,6 +164,7 @@ std::string AnswerControlLine(DeviceEngine& engine, const std::string& line) {
   if (name == "clear") return Change(engine, request.get(), kCleared);
   if (name == "list") return List(engine);
   if (name == "messages") return Messages();
+  if (name == "requests") return Requests(request.get());
   return ControlError("unknown op \"" + name + "\"");
 }
 

@@ -43,7 +43,7 @@ def running(daemon, device, recorder):
     (), ("status",), ("enable",), ("disable",), ("config",), ("config", "get"), ("config", "set"),
     ("config", "show"), ("device",), ("device", "list"), ("device", "set"), ("device", "raise"),
     ("device", "clear"), ("device", "check"), ("map",), ("map", "check"),
-    ("policy",), ("policy", "show"), ("policy", "check"), ("trust",), ("setup",), ("doctor",), ("log",),
+    ("policy",), ("policy", "show"), ("policy", "check"), ("trust",), ("setup",), ("doctor",), ("watch",), ("log",),
     ("log", "explain")], ids=lambda c: "_".join(c) or "program")
 def test_help_of_every_command(ctl, command):
     assert f"Usage: {' '.join(['cloudclientctl', *command])}" in ctl.does(*command, "--help")
