@@ -4,6 +4,7 @@
 #   daemon         cloudclient; with host/ a unit file of systemd
 #   tools          cloudclientctl
 #   service        cloudservice
+#   source-TYPE    a module of sources, one component for each kind
 #   development    the headers of platform/ and the package cloudclient-platform
 #   documentation  docs/, examples/ and the licence
 include(GNUInstallDirs)
@@ -25,6 +26,12 @@ if(CLOUDCLIENT_PLATFORM STREQUAL "host")
   install(FILES "${CMAKE_BINARY_DIR}/cloudclient.service" DESTINATION lib/systemd/system
     COMPONENT daemon)
 endif()
+
+get_property(_sources GLOBAL PROPERTY CLOUDCLIENT_SOURCES)
+foreach(_type IN LISTS _sources)
+  install(TARGETS source_${_type} LIBRARY COMPONENT source-${_type}
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/cloudclient/sources")
+endforeach()
 
 # find_package(cloudclient-platform) gives the target cloudclient::platform.
 set(_package cloudclient-platform)

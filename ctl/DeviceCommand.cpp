@@ -100,7 +100,7 @@ int Check(const Choice& choice, const std::string& file) {
   }
   Findings findings;
   host::ParseDeviceModel(root.get(), findings);
-  for (const std::string& key : host::UnknownKeysOf(root.get(), host::DeviceKeys())) {
+  for (const std::string& key : host::UnknownDeviceKeys(root.get())) {
     findings.push_back("unknown key " + key);
   }
   FindKeysWrittenTwice(file, findings);

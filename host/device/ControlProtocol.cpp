@@ -58,6 +58,12 @@ std::string Raise(DeviceEngine& engine, const json_t* request) {
   return Change(engine, request, state);
 }
 
+// A file's path, or the source that it belongs to, or its kind.
+const std::string& SourceName(const PointSource& source) {
+  if (!source.path.empty()) return source.path;
+  return source.module.from.empty() ? source.module.type : source.module.from;
+}
+
 JsonRef PointJson(const DeviceEngine::PointView& view) {
   const PointModel& model = *view.model;
   JsonRef point(json_object());
@@ -68,7 +74,7 @@ JsonRef PointJson(const DeviceEngine::PointView& view) {
   PutJson(point.get(), "modules", JsonRef(json_integer(model.modules)));
   PutJson(point.get(), "report", JsonRef(json_integer(model.report)));
   if (model.source) {
-    PutJson(point.get(), "source", JsonString(model.source->path));
+    PutJson(point.get(), "source", JsonString(SourceName(*model.source)));
   }
   return point;
 }

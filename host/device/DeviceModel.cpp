@@ -2,13 +2,16 @@
 // Reading the device's file, and what is wrong with it.
 #include "host/device/DeviceModel.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <set>
 #include <utility>
 
 #include "host/device/DeviceKeys.h"
 #include "host/util/JsonFile.h"
+#include "host/util/JsonReader.h"
 #include "host/util/Log.h"
+#include "host/util/Numbers.h"
 #include "host/util/UnknownKeys.h"
 #include "platform/pld/PldConstants.h"
 
@@ -16,102 +19,93 @@ namespace host {
 namespace {
 
 using Problems = std::vector<std::string>;
+using Reader = JsonReader;
 
-// Reads the members of one object by its table of keys, and adds what is wrong with them to the
-// problems, with the object's place.
-class Reader {
- public:
-  Reader(const json_t* object, const std::vector<JsonKey>& keys, std::string where,
-         Problems& problems)
-      : m_object(object), m_keys(keys), m_where(std::move(where)), m_problems(problems) {}
-
-  // Whether the object holds the key, with whatever value.
-  bool Holds(const char* key) const { return AnyValue(key) != nullptr; }
-
-  // Whatever the key's value is; null when there is none.
-  const json_t* AnyValue(const char* key) const { return json_object_get(m_object, key); }
-
-  // The value, if it is what the table asks for; else null, and a problem unless there is none.
-  const json_t* Value(const char* key) const {
-    const json_t* const value = AnyValue(key);
-    if (value == nullptr) return nullptr;
-    const Problem problem = CheckJson(KeyOf(m_keys, key), value);
-    if (!problem) return value;
-    Wrong(key, problem.Text());
-    return nullptr;
-  }
-
-  std::string Text(const char* key) const { return JsonText(Value(key)); }
-
-  int64_t Integer(const char* key, int64_t otherwise) const {
-    const json_t* const value = Value(key);
-    return value == nullptr ? otherwise : json_integer_value(value);
-  }
-
-  double Number(const char* key, double otherwise) const {
-    const json_t* const value = Value(key);
-    return value == nullptr ? otherwise : json_number_value(value);
-  }
-
-  // The number that names the object; 0, and a problem, when there is none.
-  uint16_t Identity(const char* key) const {
-    if (!Holds(key)) Wrong(key, "is missing");
-    return static_cast<uint16_t>(Integer(key, 0));
-  }
-
-  // A reader of the object that is the key's value; none, and a problem, of another value.
-  std::optional<Reader> Inner(const char* key) const {
-    const json_t* const value = Value(key);
-    if (value == nullptr) return std::nullopt;
-    return Reader(value, KeyOf(m_keys, key).inner, " in \"" + std::string(key) + "\"" + m_where,
-                  m_problems);
-  }
-
-  // Calls `take` with a reader of each object in the array that is the key's value.
-  template <typename Take>
-  void ForEach(const char* key, const Take& take) const {
-    const json_t* const array = Value(key);
-    for (size_t i = 0; i < json_array_size(array); ++i) {
-      const json_t* const element = json_array_get(array, i);
-      const std::string place = "[" + std::to_string(i) + "]";
-      if (json_is_object(element)) {
-        take(Reader(element, KeyOf(m_keys, key).inner,
-                    " of \"" + std::string(key) + "\"" + place + m_where, m_problems));
-      } else {
-        Wrong(key, place + " is not an object");
-      }
-    }
-  }
-
-  void Wrong(const char* key, const std::string& what) const {
-    m_problems.push_back("\"" + std::string(key) + "\"" + m_where + " " + what);
-  }
-
- private:
-  const json_t* m_object;
-  const std::vector<JsonKey>& m_keys;
-  std::string m_where;
-  Problems& m_problems;
-};
-
-std::optional<FileSource> ParseSource(const Reader& point) {
-  const std::optional<Reader> reader = point.Inner("Source");
-  if (!reader) return std::nullopt;
-  if (reader->Text("Type") != "file") {
-    reader->Wrong("Type", "is not \"file\"");
-    return std::nullopt;
-  }
-  FileSource source;
-  source.path = reader->Text("Path");
-  source.scale = reader->Number("Scale", 1);
-  if (source.path.empty() || source.path.front() != '/') {
-    reader->Wrong("Path", "is not an absolute path");
-    return std::nullopt;
-  }
-  return source;
+// Whether a text names a kind of source: it becomes the name of a file, and can't be a path.
+bool IsSourceType(const std::string& text) {
+  constexpr size_t kLongestType = 16;
+  return !text.empty() && text.size() <= kLongestType &&
+         text.find_first_not_of("abcdefghijklmnopqrstuvwxyz") == std::string::npos;
 }
 
-PointModel ParsePoint(const Reader& reader) {
+bool IsNamedSource(const DeviceModel& model, const std::string& name) {
+  return std::any_of(model.sources.begin(), model.sources.end(),
+                     [&](const NamedSource& source) { return source.name == name; });
+}
+
+// What the file says of a source of a module; none, and a problem, when it says of no module.
+std::optional<ModuleSource> ParseModuleSource(const Reader& reader, const DeviceModel& model) {
+  ModuleSource source;
+  source.type = reader.Text("Type");
+  source.from = reader.Text("From");
+  source.where = reader.Where();
+  source.settings = DumpedJson(reader.Object(), JSON_COMPACT | JSON_SORT_KEYS);
+  if (reader.Holds("Type") && reader.Holds("From")) {
+    reader.Wrong("From", "stands beside a \"Type\"");
+    return std::nullopt;
+  }
+  if (reader.Holds("From")) {
+    if (IsNamedSource(model, source.from)) return source;
+    reader.Wrong("From", "names none of \"Sources\"");
+    return std::nullopt;
+  }
+  if (IsSourceType(source.type)) return source;
+  reader.Wrong("Type", "names no kind of source");
+  return std::nullopt;
+}
+
+void ParseSources(const Reader& device, DeviceModel& model) {
+  device.ForEachNamed("Sources", [&](const std::string& name, const Reader& reader) {
+    if (reader.Holds("From")) {
+      reader.Wrong("From", "is for points and events");
+    } else if (reader.Text("Type") == "file") {
+      reader.Wrong("Type", "is a point's own");
+    } else if (std::optional<ModuleSource> source = ParseModuleSource(reader, model)) {
+      model.sources.push_back({name, std::move(*source)});
+    }
+  });
+}
+
+std::optional<PointSource> ParseFileSource(const Reader& reader, PointModel& point) {
+  PointSource source;
+  source.path = reader.Text("Path");
+  if (const json_t* const scale = reader.Value("Scale")) point.scale = json_number_value(scale);
+  if (!source.path.empty() && source.path.front() == '/') return source;
+  reader.Wrong("Path", "is not an absolute path");
+  return std::nullopt;
+}
+
+std::optional<PointSource> ParsePointSource(const Reader& point, PointModel& model,
+                                            const DeviceModel& device) {
+  const std::vector<JsonKey> keys = SourceKeys();
+  const std::vector<JsonKey> fileKeys = FileSourceKeys();
+  const std::optional<Reader> reader = point.Inner("Source", keys);
+  if (!reader) return std::nullopt;
+  if (JsonText(reader->AnyValue("Type")) == "file") {
+    return ParseFileSource(reader->By(fileKeys), model);
+  }
+  std::optional<ModuleSource> module = ParseModuleSource(*reader, device);
+  if (!module) return std::nullopt;
+  return PointSource{"", std::move(*module)};
+}
+
+std::vector<StateText> ParseStates(const Reader& point) {
+  std::vector<StateText> states;
+  // jansson iterates over its objects only without const.
+  auto* object = const_cast<json_t*>(  // NOLINT(cppcoreguidelines-pro-type-const-cast)
+      point.Value("States"));
+  const char* told = nullptr;
+  json_t* text = nullptr;
+  json_object_foreach(object, told, text) {
+    double number = 0;
+    const bool isNumber = ParseNumber(told, number);
+    states.push_back(
+        {told, isNumber ? std::optional<double>(number) : std::nullopt, JsonText(text)});
+  }
+  return states;
+}
+
+PointModel ParsePoint(const Reader& reader, const DeviceModel& device) {
   PointModel point;
   point.id = reader.Identity("Id");
   point.name = reader.Text("Name");
@@ -120,7 +114,9 @@ PointModel ParsePoint(const Reader& reader) {
   point.decimals = static_cast<int>(reader.Integer("Decimals", 0));
   point.modules = static_cast<uint32_t>(reader.Integer("Modules", 1));
   point.report = static_cast<uint32_t>(reader.Integer("Report", point.id));
-  point.source = ParseSource(reader);
+  if (const json_t* const scale = reader.Value("Scale")) point.scale = json_number_value(scale);
+  point.states = ParseStates(reader);
+  point.source = ParsePointSource(reader, point, device);
   if (point.id == pld::kLabelPoint) {
     reader.Wrong("Id", "is the number of the device's label");
     point.id = 0;
@@ -200,7 +196,7 @@ std::optional<WhenModel> ParseWhen(const Reader& event) {
   return usable ? std::optional<WhenModel>(when) : std::nullopt;
 }
 
-EventModel ParseEvent(const Reader& reader) {
+EventModel ParseEvent(const Reader& reader, const DeviceModel& device) {
   EventModel event;
   event.gddId = reader.Identity("GddId");
   event.text = reader.Text("Text");
@@ -209,6 +205,10 @@ EventModel ParseEvent(const Reader& reader) {
     reader.Wrong("State", "is none of Cleared, Message, Warning, Alarm, Fault");
   }
   event.when = ParseWhen(reader);
+  const std::vector<JsonKey> keys = SourceKeys();
+  if (const std::optional<Reader> source = reader.Inner("Source", keys)) {
+    event.source = ParseModuleSource(*source, device);
+  }
   return event;
 }
 
@@ -260,20 +260,31 @@ DeviceModel ParseDeviceModel(const json_t* root, std::vector<std::string>& probl
   model.label = reader.Text("Label");
   model.pollSeconds = static_cast<int>(reader.Integer("PollSeconds", 1));
   model.psi = ParseSequenceId(reader);
+  ParseSources(reader, model);
   std::set<uint16_t> points;
   reader.ForEach("Points", [&](const Reader& element) {
-    PointModel point = ParsePoint(element);
+    PointModel point = ParsePoint(element, model);
     const uint16_t id = point.id;
     AddNew(std::move(point), id, "point", points, model.points, problems);
   });
   std::set<uint16_t> events;
   reader.ForEach("Events", [&](const Reader& element) {
-    EventModel event = ParseEvent(element);
+    EventModel event = ParseEvent(element, model);
     const uint16_t id = event.gddId;
     AddNew(std::move(event), id, "event", events, model.events, problems);
   });
   CheckRules(model, problems);
   return model;
+}
+
+void LogFindings(const std::string& path, const std::vector<std::string>& problems,
+                 const std::vector<std::string>& unknown) {
+  for (const std::string& text : problems) {
+    HOST_LOG(3, "%s: %s; it counts as absent", path.c_str(), text.c_str());
+  }
+  const std::string keys = UnknownKeysText(unknown);
+  if (keys.empty()) return;
+  HOST_LOG(4, "%s: keys that are not known are not used: %s", path.c_str(), keys.c_str());
 }
 
 DeviceModel LoadDeviceModel(const std::string& path) {
@@ -288,13 +299,7 @@ DeviceModel LoadDeviceModel(const std::string& path) {
   }
   std::vector<std::string> problems;
   DeviceModel model = ParseDeviceModel(root.get(), problems);
-  for (const std::string& text : problems) {
-    HOST_LOG(3, "%s: %s; it counts as absent", path.c_str(), text.c_str());
-  }
-  const std::string unknown = UnknownKeysText(UnknownKeysOf(root.get(), DeviceKeys()));
-  if (!unknown.empty()) {
-    HOST_LOG(4, "%s: keys that are not known are not used: %s", path.c_str(), unknown.c_str());
-  }
+  LogFindings(path, problems, UnknownDeviceKeys(root.get()));
   return model;
 }
 

@@ -12,10 +12,31 @@
 
 namespace host {
 
-// A file that holds a number.
-struct FileSource {
-  std::string path;  // the appliance's
-  double scale = 1;
+// What a source of a module is by the file: its own keys are checked when the module is known.
+struct ModuleSource {
+  std::string type;      // empty where it is `from` another one
+  std::string from;      // which of the device's sources it belongs to; empty when it is its own
+  std::string settings;  // the JSON text of the object that describes it
+  std::string where;     // the object's place in the file, as problems tell it
+};
+
+// Where the value of a point comes from.
+struct PointSource {
+  std::string path;     // of a file that holds a number, the appliance's; empty for a module's
+  ModuleSource module;  // of others
+};
+
+// A source that points and events share, by its name.
+struct NamedSource {
+  std::string name;
+  ModuleSource module;
+};
+
+// The text of a state, by what the source tells: a number where it is one, however it is written.
+struct StateText {
+  std::string told;
+  std::optional<double> number;
+  std::string text;
 };
 
 struct PointModel {
@@ -24,9 +45,11 @@ struct PointModel {
   std::string value;
   std::string unit;
   int decimals = 0;
+  std::optional<double> scale;  // what a source's number is multiplied by
+  std::vector<StateText> states;
   uint32_t modules = 1;
   uint32_t report = 0;
-  std::optional<FileSource> source;
+  std::optional<PointSource> source;
 };
 
 // A rule: it raises and clears an event by the value of a point.
@@ -58,6 +81,7 @@ struct EventModel {
   uint32_t modules = 1;
   uint16_t state = kCleared;  // of module 0, at start
   std::optional<WhenModel> when;
+  std::optional<ModuleSource> source;  // what else raises and clears it
 };
 
 // The managed device as its file describes it.
@@ -66,18 +90,23 @@ struct DeviceModel {
   std::optional<std::string> psi;
   std::string label;
   int pollSeconds = 1;
+  std::vector<NamedSource> sources;
   std::vector<PointModel> points;
   std::vector<EventModel> events;
 };
 
 // Reads a description by the table of its keys (DeviceKeys.h). What is missing or wrong takes its
 // default; each wrong key adds one text that names it to `problems`. A point or event without a
-// number of its own is left out.
+// number of its own is left out. What only a module knows of its sources is not looked at.
 DeviceModel ParseDeviceModel(const json_t* root, std::vector<std::string>& problems);
 
 // The same of a file of this machine. Problems and unknown keys are logged. A file that is missing
 // or can't be parsed is a device without points.
 DeviceModel LoadDeviceModel(const std::string& path);
+
+// Logs what is wrong in a file, and which of its keys are not known.
+void LogFindings(const std::string& path, const std::vector<std::string>& problems,
+                 const std::vector<std::string>& unknown);
 
 }  // namespace host
 

@@ -21,6 +21,7 @@ DeviceService::DeviceService(EventLoop& loop)
       m_engine(LoadDeviceModel(LocalPath(kDeviceFile))),
       m_proxy(m_engine),
       m_poller(m_engine),
+      m_readers(m_engine, LoadSources(m_engine.Model(), LocalPath(kDeviceFile))),
       m_socket(LocalPath(kControlSocket),
                [this](const std::string& line) { return AnswerControlLine(m_engine, line); },
                {ControlError("a line is at most " + std::to_string(ControlSocket::kLongestLine) +
@@ -28,14 +29,19 @@ DeviceService::DeviceService(EventLoop& loop)
                 ControlError("the request failed")}) {
   CheckDataFiles(m_engine.Model().psi);
   // Whatever asks first shall find values, but a source that hangs must not keep the daemon.
+  const int64_t end = MonotonicMs() + kFirstRoundMs;
   m_poller.Serve(Wait(), MonotonicMs());
+  m_readers.Serve(Wait(), MonotonicMs());
   m_poller.AwaitRound(kFirstRoundMs);
+  m_readers.AwaitFirst(static_cast<int>(end - MonotonicMs()));
   m_loop.Add(&m_poller);
+  m_loop.Add(&m_readers);
   m_loop.Add(&m_socket);
 }
 
 DeviceService::~DeviceService() {
   m_loop.Remove(&m_socket);
+  m_loop.Remove(&m_readers);
   m_loop.Remove(&m_poller);
 }
 

@@ -6,6 +6,7 @@
 #include "host/device/DeviceEngine.h"
 #include "host/device/DeviceProxy.h"
 #include "host/device/SourcePoller.h"
+#include "host/device/SourceReaders.h"
 #include "host/util/EventThread.h"
 
 namespace host {
@@ -29,6 +30,7 @@ class DeviceService {
   DeviceEngine m_engine;
   DeviceProxy m_proxy;
   SourcePoller m_poller;
+  SourceReaders m_readers;
   ControlSocket m_socket;
 };
 

@@ -4,11 +4,11 @@
 
 #include <unistd.h>
 
-#include <cmath>
 #include <exception>
 #include <list>
 #include <utility>
 
+#include "host/device/PointValue.h"
 #include "host/util/Clock.h"
 #include "host/util/ExceptionText.h"
 #include "host/util/Files.h"
@@ -16,6 +16,7 @@
 #include "host/util/Mutex.h"
 #include "host/util/Numbers.h"
 #include "host/util/QuietThread.h"
+#include "host/util/Trimmed.h"
 #include "platform/util/LocalPath.h"
 
 namespace host {
@@ -25,13 +26,6 @@ constexpr size_t kLargestSource = 4096;
 constexpr int64_t kAnswerMs = 5000;
 constexpr useconds_t kRoundPauseUs = 1000;
 
-std::string Trimmed(const std::string& text) {
-  constexpr char kBlanks[] = " \t\r\n";
-  const size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string::npos) return "";
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 }  // namespace
 
 Problem ReadFileSource(const PointModel& point, std::string& value) {
@@ -39,10 +33,8 @@ Problem ReadFileSource(const PointModel& point, std::string& value) {
   std::string text;
   if (Problem problem = ReadFile(path, kLargestSource, text)) return problem.With(path);
   double number = 0;
-  if (!ParseNumber(Trimmed(text), number) || !std::isfinite(number * point.source->scale)) {
-    return Problem("holds no number").With(path);
-  }
-  value = NumberText(number * point.source->scale, point.decimals);
+  if (!ParseNumber(Trimmed(text), number)) return Problem("holds no number").With(path);
+  if (Problem problem = ValueOfNumber(point, number, value)) return problem.With(path);
   return {};
 }
 
@@ -80,7 +72,7 @@ struct SourcePoller::Shared {
 
   Shared(DeviceEngine& itsEngine, Read itsRead) : read(std::move(itsRead)), engine(&itsEngine) {
     for (const PointModel& point : itsEngine.Model().points) {
-      if (point.source) sources.emplace_back(point);
+      if (point.source && !point.source->path.empty()) sources.emplace_back(point);
     }
   }
 

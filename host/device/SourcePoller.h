@@ -13,12 +13,12 @@
 
 namespace host {
 
-// The value of a point from its file: the number in it times the scale, with the point's decimals.
-// Blocks for as long as the file does.
+// The value of a point from its file: that of the number in it (PointValue.h). Blocks for as long
+// as the file does.
 Problem ReadFileSource(const PointModel& point, std::string& value);
 
-// Reads the sources of the points at the device's interval and gives their values to the engine,
-// which it borrows. A source that fails is logged once, and again when it has a value.
+// Reads the points whose source is a file at the device's interval and gives their values to the
+// engine, which it borrows. A source that fails is logged once, and again when it has a value.
 //
 // A thread of its own reads one source after the other, for a source may block: a sensor that
 // hangs, a file on a network. A source that blocks for more than five to ten seconds has no value

@@ -2,35 +2,14 @@
 #ifndef HOST_UTIL_EVENTTHREAD_H_
 #define HOST_UTIL_EVENTTHREAD_H_
 
-#include <poll.h>
-
 #include <cstdint>
 #include <vector>
 
 #include "host/util/Fd.h"
 #include "host/util/Mutex.h"
+#include "host/util/Wait.h"
 
 namespace host {
-
-// What one turn of an event loop waits for, and what of it became ready.
-class Wait {
- public:
-  void ForRead(int fd) { m_fds.push_back({fd, POLLIN, 0}); }
-  void ForWrite(int fd) { m_fds.push_back({fd, POLLOUT, 0}); }
-  // Not longer than until that time of the monotonic clock, in milliseconds.
-  void Until(int64_t timeMs);
-
-  // Whether a descriptor that was waited for can be read, written, or has failed.
-  bool Ready(int fd) const;
-
-  // Waits, at most `limitMs` (-1: without end). False when waiting itself failed.
-  bool Poll(int limitMs);
-
- private:
-  std::vector<struct pollfd> m_fds;
-  bool m_bounded = false;
-  int64_t m_endMs = 0;
-};
 
 // Something that an event loop serves. Both operations run on the loop's thread, must not block
 // and must not add or remove sources.

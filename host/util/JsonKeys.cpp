@@ -22,6 +22,30 @@ Problem CheckText(const JsonKey& key, const json_t* value) {
   return Problem("is longer than " + std::to_string(key.high) + " bytes");
 }
 
+Problem CheckTexts(const JsonKey& key, const json_t* value) {
+  if (!json_is_array(value) || json_array_size(value) == 0) {
+    return Problem("is not an array of texts");
+  }
+  for (size_t i = 0; i < json_array_size(value); ++i) {
+    const Problem problem = CheckText(key, json_array_get(value, i));
+    if (problem) return Problem("[" + std::to_string(i) + "] " + problem.Text());
+  }
+  return {};
+}
+
+Problem CheckNamedTexts(const JsonKey& key, const json_t* value) {
+  if (!json_is_object(value)) return Problem("is not an object");
+  // jansson iterates over its objects only without const.
+  auto* iterated = const_cast<json_t*>(value);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
+  const char* name = nullptr;
+  json_t* text = nullptr;
+  json_object_foreach(iterated, name, text) {
+    const Problem problem = CheckText(key, text);
+    if (problem) return Problem("has a \"" + std::string(name) + "\" that " + problem.Text());
+  }
+  return {};
+}
+
 Problem CheckInteger(const JsonKey& key, const json_t* value) {
   const json_int_t number = json_integer_value(value);
   const bool ranged = key.low != key.high;
@@ -77,8 +101,13 @@ Problem CheckJson(const JsonKey& key, const json_t* value) {
     case Type::kTextOrNumber:
       return Require(json_is_string(value) || json_is_number(value),
                      "is neither a text nor a number");
+    case Type::kTexts:
+      return CheckTexts(key, value);
+    case Type::kNamedTexts:
+      return CheckNamedTexts(key, value);
     case Type::kObject:
     case Type::kNamedObjects:
+    case Type::kOpenObject:
       return Require(json_is_object(value), "is not an object");
     case Type::kObjects:
       break;

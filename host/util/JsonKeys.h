@@ -22,9 +22,12 @@ struct JsonKey {
     kInteger,       // of `low` to `high`; any when these are the same
     kNumber,        // integer or not
     kTextOrNumber,  // of any length
+    kTexts,         // an array of texts, each as kText, at least one
+    kNamedTexts,    // an object whose members, of any name, are such texts
     kObject,        // with the keys of `inner`
     kObjects,       // an array of such objects
     kNamedObjects,  // an object whose members, of any name, are such objects
+    kOpenObject,    // whose keys stand in another table
   };
 
   JsonKey(const char* itsName, Type itsType, int64_t itsLow = 0, int64_t itsHigh = 0)

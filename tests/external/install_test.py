@@ -34,6 +34,12 @@ def documents():
             | {f"{DOC}/{name}" for name in tracked("examples") | {"LICENSE"}})
 
 
+def sources():
+    """The modules that the build has."""
+    return {f"lib/cloudclient/sources/{path.name}"
+            for path in (pathlib.Path(BUILD) / "app" / "sources").glob("*.so")}
+
+
 def headers():
     return {f"include/cloudclient/{n}" for n in tracked("platform") if n.endswith(".h")}
 
@@ -54,6 +60,8 @@ class Installed(unittest.TestCase):
     def test_components(self):
         self.assertEqual(self.install(component="daemon"), DAEMON)
         self.assertEqual(self.install(component="tools"), {"bin/cloudclientctl"})
+        for module in sources():
+            self.assertEqual(self.install(component=f"source-{pathlib.Path(module).stem}"), {module})
         self.assertEqual(self.install(component="service"), {"bin/cloudservice"})
         self.assertEqual(self.install(component="documentation"), documents())
         self.assertEqual(self.install(component="development"), headers() | {
@@ -78,9 +86,9 @@ class Installed(unittest.TestCase):
 
     def test_z_whole_tree(self):  # the last one: what follows builds upon this tree
         files = self.install()
-        self.assertEqual(files, DAEMON | PROGRAMS | documents() | headers() | {
+        self.assertEqual(files, DAEMON | PROGRAMS | sources() | documents() | headers() | {
             f"{PACKAGE}.cmake", f"{PACKAGE}-version.cmake"})
-        for program in PROGRAMS:
+        for program in PROGRAMS | sources():
             self.assertTrue(os.access(TREE / "usr" / program, os.X_OK), program)
             dynamic = subprocess.run(["readelf", "-d", TREE / "usr" / program], check=True,
                                      capture_output=True, text=True).stdout

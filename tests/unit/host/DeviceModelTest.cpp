@@ -57,7 +57,7 @@ TEST_F(DeviceModelTest, Every_key_is_read) {
   EXPECT_EQ(point.report, 7u);
   ASSERT_TRUE(point.source.has_value());
   EXPECT_EQ(point.source->path, "/sys/t");
-  EXPECT_EQ(point.source->scale, 0.001);
+  EXPECT_EQ(point.scale, 0.001);
   ASSERT_EQ(model.events.size(), 1u);
   const host::EventModel& event = model.events[0];
   EXPECT_EQ(event.gddId, 4711);
@@ -185,19 +185,66 @@ TEST_F(DeviceModelTest, Value_that_no_notification_holds_is_refused) {
 
 TEST_F(DeviceModelTest, Wrong_sources_are_named_and_left_out) {
   const host::DeviceModel model = Parse(R"({"Points": [
-      {"Id": 1, "Source": {"Type": "snmp"}}, {"Id": 2, "Source": {"Type": "file"}},
+      {"Id": 1, "Source": {"Type": "../x"}}, {"Id": 2, "Source": {"Type": "file"}},
       {"Id": 3, "Source": {"Type": "file", "Path": "relative"}},
       {"Id": 4, "Source": {"Type": "file", "Path": "/x", "Scale": "2"}}]})");
   EXPECT_FALSE(model.points.at(0).source.has_value());
   EXPECT_FALSE(model.points.at(1).source.has_value());
   EXPECT_FALSE(model.points.at(2).source.has_value());
   ASSERT_TRUE(model.points.at(3).source.has_value());
-  EXPECT_EQ(model.points.at(3).source->scale, 1);
+  EXPECT_FALSE(model.points.at(3).scale.has_value());
   EXPECT_THAT(m_problems,
-              ElementsAre("\"Type\" in \"Source\" of \"Points\"[0] is not \"file\"",
+              ElementsAre("\"Type\" in \"Source\" of \"Points\"[0] names no kind of source",
                           "\"Path\" in \"Source\" of \"Points\"[1] is not an absolute path",
                           "\"Path\" in \"Source\" of \"Points\"[2] is not an absolute path",
                           "\"Scale\" in \"Source\" of \"Points\"[3] is not a number"));
+}
+
+TEST_F(DeviceModelTest, Sources_of_modules_are_taken_as_they_are_said) {
+  const host::DeviceModel model = Parse(R"({
+    "Sources": {"pdu": {"Type": "snmp", "Address": "pdu.example", "PollSeconds": 10}},
+    "Points": [{"Id": 1, "Scale": 0.1, "States": {"1": "On", "idle": "Off"},
+                "Source": {"From": "pdu", "Oid": "1.3.6"}},
+               {"Id": 2, "Source": {"Type": "hwmon", "Label": "CPU"}}],
+    "Events": [{"GddId": 9, "Source": {"From": "pdu", "Raise": "1.3"}}]})");
+  EXPECT_THAT(m_problems, IsEmpty());
+  ASSERT_EQ(model.sources.size(), 1u);
+  EXPECT_EQ(model.sources[0].name, "pdu");
+  EXPECT_EQ(model.sources[0].module.type, "snmp");
+  EXPECT_EQ(model.sources[0].module.settings,
+            R"({"Address":"pdu.example","PollSeconds":10,"Type":"snmp"})");
+  EXPECT_EQ(model.sources[0].module.where, " in \"pdu\" of \"Sources\"");
+  const host::PointModel& first = model.points.at(0);
+  EXPECT_EQ(first.scale, 0.1);
+  ASSERT_EQ(first.states.size(), 2u);
+  EXPECT_EQ(first.states[0].number, 1);
+  EXPECT_EQ(first.states[0].text, "On");
+  EXPECT_FALSE(first.states[1].number.has_value());
+  ASSERT_TRUE(first.source.has_value());
+  EXPECT_EQ(first.source->path, "");
+  EXPECT_EQ(first.source->module.from, "pdu");
+  EXPECT_EQ(model.points.at(1).source->module.type, "hwmon");
+  ASSERT_TRUE(model.events.at(0).source.has_value());
+  EXPECT_EQ(model.events[0].source->from, "pdu");
+}
+
+TEST_F(DeviceModelTest, Sources_that_say_no_kind_are_named_and_left_out) {
+  const host::DeviceModel model = Parse(R"({
+    "Sources": {"a": {}, "b": {"Type": "file"}, "c": {"From": "a"}, "d": 5, "e": {"Type": "snmp"}},
+    "Points": [{"Id": 1, "Source": {"From": "a"}}, {"Id": 2, "Source": {"From": "e", "Type": "x"}},
+               {"Id": 3, "States": {"1": 2}, "Source": {"Type": "aaaaaaaaaaaaaaaaa"}}]})");
+  ASSERT_EQ(model.sources.size(), 1u);
+  EXPECT_EQ(model.sources[0].name, "e");
+  for (const host::PointModel& point : model.points) EXPECT_FALSE(point.source.has_value());
+  EXPECT_THAT(m_problems,
+              ElementsAre("\"Type\" in \"a\" of \"Sources\" names no kind of source",
+                          "\"Type\" in \"b\" of \"Sources\" is a point's own",
+                          "\"From\" in \"c\" of \"Sources\" is for points and events",
+                          "\"Sources\" .d is not an object",
+                          "\"From\" in \"Source\" of \"Points\"[0] names none of \"Sources\"",
+                          "\"From\" in \"Source\" of \"Points\"[1] stands beside a \"Type\"",
+                          "\"States\" of \"Points\"[2] has a \"1\" that is not a text",
+                          "\"Type\" in \"Source\" of \"Points\"[2] names no kind of source"));
 }
 
 TEST_F(DeviceModelTest, Wrong_events_are_named_and_take_their_defaults) {

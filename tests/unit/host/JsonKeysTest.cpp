@@ -36,7 +36,14 @@ TEST(JsonKeysTest, Each_type_says_what_it_asks_for) {
   EXPECT_EQ(Wrong({"k", Type::kTextOrNumber}, "true"), "is neither a text nor a number");
   EXPECT_EQ(Wrong({"k", Type::kObject}, "[]"), "is not an object");
   EXPECT_EQ(Wrong({"k", Type::kNamedObjects}, "[]"), "is not an object");
+  EXPECT_EQ(Wrong({"k", Type::kOpenObject}, "[]"), "is not an object");
   EXPECT_EQ(Wrong({"k", Type::kObjects}, "{}"), "is not an array");
+  EXPECT_EQ(Wrong({"k", Type::kTexts}, "\"a\""), "is not an array of texts");
+  EXPECT_EQ(Wrong({"k", Type::kTexts}, "[]"), "is not an array of texts");
+  EXPECT_EQ(Wrong({"k", Type::kTexts}, R"(["a", 5])"), "[1] is not a text");
+  EXPECT_EQ(Wrong({"k", Type::kNamedTexts}, "[]"), "is not an object");
+  EXPECT_EQ(Wrong({"k", Type::kNamedTexts, 0, 1}, R"({"a": "b", "c": "dd"})"),
+            "has a \"c\" that is longer than 1 bytes");
 }
 
 TEST(JsonKeysTest, Each_type_takes_what_it_asks_for) {
@@ -50,7 +57,10 @@ TEST(JsonKeysTest, Each_type_takes_what_it_asks_for) {
   EXPECT_EQ(Wrong({"k", Type::kTextOrNumber}, "1.5"), "");
   EXPECT_EQ(Wrong({"k", Type::kObject}, "{}"), "");
   EXPECT_EQ(Wrong({"k", Type::kNamedObjects}, "{}"), "");
+  EXPECT_EQ(Wrong({"k", Type::kOpenObject}, "{}"), "");
   EXPECT_EQ(Wrong({"k", Type::kObjects}, "[]"), "");
+  EXPECT_EQ(Wrong({"k", Type::kTexts}, R"(["a", ""])"), "");
+  EXPECT_EQ(Wrong({"k", Type::kNamedTexts}, R"({"a": "b"})"), "");
 }
 
 TEST(JsonKeysTest, Ranges_hold_their_ends) {

@@ -15,7 +15,7 @@ host::JsonRef Json(const char* text) { return host::JsonRef(json_loads(text, 0, 
 
 // The unknown keys of a device.
 std::vector<std::string> Unknown(const char* text) {
-  return host::UnknownKeysOf(Json(text).get(), host::DeviceKeys());
+  return host::UnknownDeviceKeys(Json(text).get());
 }
 
 }  // namespace
@@ -36,23 +36,26 @@ TEST_F(UnknownKeysTest, Nearest_of_several_is_meant) {
 }
 
 TEST_F(UnknownKeysTest, Device_is_searched_to_its_rules) {
-  EXPECT_THAT(Unknown(R"({
+  EXPECT_THAT(
+      Unknown(R"({
     "Lable": "", "Points": [{"Id": 1, "Source": {"Type": "file", "Scal": 1}}, {"id": 1}],
     "Events": [{"Gdd": 1, "When": {"Pont": 1, "above": 2}}]})"),
-              ElementsAre(R"("Lable" (is "Label" meant?))",
-                          R"("Scal" (is "Scale" meant?) in "Source" of "Points"[0])",
-                          R"("id" (is "Id" meant?) of "Points"[1])",
-                          R"("Gdd" (is "GddId" meant?) of "Events"[0])",
-                          R"("Pont" (is "Point" meant?) in "When" of "Events"[0])",
-                          R"("above" (is "Above" meant?) in "When" of "Events"[0])"));
+      ElementsAre(R"("Lable" (is "Label" meant?))", R"("id" (is "Id" meant?) of "Points"[1])",
+                  R"("Gdd" (is "GddId" meant?) of "Events"[0])",
+                  R"("Pont" (is "Point" meant?) in "When" of "Events"[0])",
+                  R"("above" (is "Above" meant?) in "When" of "Events"[0])",
+                  R"("Scal" (is "Scale" meant?) in "Source" of "Points"[0])"));
 }
 
 TEST_F(UnknownKeysTest, Device_with_all_keys_has_no_unknown_one) {
   EXPECT_THAT(Unknown(R"({
     "VelocityId": 0, "ProductSequenceId": "1", "Label": "", "PollSeconds": 1,
     "Points": [{"Id": 1, "Name": "", "Value": "", "Unit": "", "Decimals": 0, "Modules": 1,
-                "Report": 1, "Source": {"Type": "file", "Path": "/", "Scale": 1}}],
-    "Events": [{"GddId": 1, "Text": "", "Modules": 1, "State": "", "When": {
+                "Report": 1, "Scale": 1, "States": {},
+                "Source": {"Type": "file", "Path": "/", "Scale": 1}},
+               {"Source": {"Type": "snmp", "Of a module": 1}}],
+    "Sources": {"a": {"Of a module": 1}},
+    "Events": [{"Source": {"Of a module": 1}, "GddId": 1, "Text": "", "Modules": 1, "State": "", "When": {
                 "Point": 1, "Above": 1, "Below": 1, "Equals": 1, "NotEquals": 1, "Missing": true,
                 "Hysteresis": 1, "State": ""}}]})"),
               IsEmpty());
