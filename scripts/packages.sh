@@ -8,7 +8,7 @@
 BUILD_PACKAGES=(
   g++ cmake ninja-build pkg-config ccache
   libcurl4-openssl-dev libjansson-dev libboost-dev nlohmann-json3-dev libcli11-dev
-  libsqlite3-dev libpq-dev libssl-dev
+  libsqlite3-dev libpq-dev libssl-dev libsnmp-dev libmodbus-dev
   openssl ca-certificates faketime python3
 )
 # Node.js from elsewhere brings npm with it, and Debian's npm would not stand beside it.
@@ -20,7 +20,7 @@ TEST_PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang clang-format clang-tidy libclang-rt-14-dev shellcheck
   python3-pytest chromium chromium-driver python3-selenium git valgrind strace curl dpkg-dev tzdata
-  postgresql-15 haproxy
+  postgresql-15 haproxy snmpd snmp snmpsim python3-pymodbus
 )
 
 # For the appliance's processor, beside those.
