@@ -2,11 +2,16 @@
 // The command line.
 #include "service/CommandLine.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <map>
+#include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "service/OptionsFile.h"
 #include "service/store/Backends.h"
 #include "service/util/Address.h"
 
@@ -62,6 +67,7 @@ std::string Conflict(const Options& options) {
   return "";
 }
 
+// Prints the message; returns the status that the process ends with.
 int Wrong(const std::string& message) {
   std::fprintf(stderr, "cloudservice: %s (see cloudservice --help)\n", message.c_str());
   return kWrongArguments;
@@ -172,6 +178,10 @@ void DescribeRetention(CLI::App& app, Options& options) {
 
 void Describe(CLI::App& app, Options& options, std::string& listen) {
   app.set_version_flag("--version", std::string("cloudservice ") + CLOUDSERVICE_VERSION);
+  app.add_option("--config", options.file,
+                 "File with more options, a line each: NAME = VALUE; those here go before it")
+      ->type_name("FILE")
+      ->configurable(false);
   app.add_option(
          "--listen", listen,
          "Address and port; port 0 picks a free one, IPv6 in brackets; not used where the service "
@@ -216,42 +226,116 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
   DescribeRetention(app, options);
 }
 
+// One reading of a command line.
+class Line {
+ public:
+  Line();
+
+  // Reads the words behind the program's name. Throws CLI::ParseError: CLI::Success for --help and
+  // --version, else one that says which word is wrong.
+  void Read(std::vector<std::string> words);
+
+  // Valid after Read().
+  const Options& Said() const { return m_options; }
+  const std::string& File() const { return m_options.file; }
+  bool Has(const std::string& name) const { return m_app.get_option("--" + name)->count() > 0; }
+
+  // The option of this name, where it may stand in a file; else null.
+  const CLI::Option* FindForFile(const std::string& name) const;
+  int Exit(const CLI::Success& wish) const { return m_app.exit(wish); }
+
+ private:
+  Options m_options;
+  std::string m_listen = "127.0.0.1:8443";
+  std::vector<std::string> m_proxies;
+  CLI::App m_app{"The cloud side: a Redfish service for appliances that run cloudclient.",
+                 "cloudservice"};
+};
+
+Line::Line() {
+  Describe(m_app, m_options, m_listen);
+  DescribeProxies(m_app, m_proxies);
+  DescribeQuotas(m_app, m_options.quotas);
+}
+
+void Line::Read(std::vector<std::string> words) {
+  std::reverse(words.begin(), words.end());  // as CLI11 takes them
+  m_app.parse(std::move(words));
+  if (!ParseEndpoint(m_listen, m_options.address, m_options.port)) {
+    throw CLI::ValidationError("--listen " + m_listen + ": neither ADDR:PORT nor [ADDR]:PORT");
+  }
+  for (const std::string& proxy : m_proxies) {
+    if (m_options.trustedProxies.Add(proxy)) continue;
+    throw CLI::ValidationError(
+        "--trusted-proxy " + proxy +
+        ": neither an address nor a network whose other bits are 0, as 10.0.0.0/8");
+  }
+}
+
+const CLI::Option* Line::FindForFile(const std::string& name) const {
+  const CLI::Option* const option = m_app.get_option_no_throw("--" + name);
+  return option != nullptr && option->get_configurable() ? option : nullptr;
+}
+
+// What is wrong with an option of a file; empty when nothing is. `lines` has the options before it,
+// and gets this one.
+std::string Fault(const FileOption& option, std::map<std::string, std::size_t>& lines) {
+  Line alone;
+  const CLI::Option* const known = alone.FindForFile(option.name);
+  if (known == nullptr) return "there is no option '" + option.name + "'";
+  const bool once = known->get_items_expected_max() <= 1;
+  const auto [before, isFirst] = lines.emplace(option.name, option.line);
+  if (once && !isFirst) {
+    return "'" + option.name + "' stands in line " + std::to_string(before->second) + " already";
+  }
+  try {
+    alone.Read({"--" + option.name + "=" + option.value});
+  } catch (const CLI::ParseError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+// The words that stand for the file's options; those that `line` has itself are left out. Throws
+// std::runtime_error.
+std::vector<std::string> WordsOfFile(const Line& line) {
+  std::vector<std::string> words;
+  std::map<std::string, std::size_t> lines;
+  for (const FileOption& option : ReadOptionsFile(line.File())) {
+    const std::string fault = Fault(option, lines);
+    if (!fault.empty()) {
+      throw std::runtime_error(line.File() + ":" + std::to_string(option.line) + ": " + fault);
+    }
+    if (!line.Has(option.name)) words.push_back("--" + option.name + "=" + option.value);
+  }
+  return words;
+}
+
 }  // namespace
 
 std::optional<Options> ParseOptions(int argc, const char* const* argv, int& status) {
-  Options options;
-  std::string listen = "127.0.0.1:8443";
-  CLI::App app("The cloud side: a Redfish service for appliances that run cloudclient.",
-               "cloudservice");
-  std::vector<std::string> proxies;
-  Describe(app, options, listen);
-  DescribeProxies(app, proxies);
-  DescribeQuotas(app, options.quotas);
+  const std::vector<std::string> said(argv + 1, argv + argc);
+  Line first;
+  Line whole;
   try {
-    app.parse(argc, argv);
+    first.Read(said);
+    std::vector<std::string> words;
+    if (!first.File().empty()) words = WordsOfFile(first);
+    words.insert(words.end(), said.begin(), said.end());
+    whole.Read(words);
   } catch (const CLI::Success& wish) {
-    status = app.exit(wish);
+    status = first.Exit(wish);
     return std::nullopt;
-  } catch (const CLI::ParseError& error) {
+  } catch (const std::runtime_error& error) {  // CLI::ParseError among them
     status = Wrong(error.what());
     return std::nullopt;
   }
-  if (!ParseEndpoint(listen, options.address, options.port)) {
-    status = Wrong("--listen " + listen + ": neither ADDR:PORT nor [ADDR]:PORT");
-    return std::nullopt;
-  }
-  for (const std::string& proxy : proxies) {
-    if (options.trustedProxies.Add(proxy)) continue;
-    status = Wrong("--trusted-proxy " + proxy +
-                   ": neither an address nor a network whose other bits are 0, as 10.0.0.0/8");
-    return std::nullopt;
-  }
-  const std::string conflict = Conflict(options);
+  const std::string conflict = Conflict(whole.Said());
   if (!conflict.empty()) {
     status = Wrong(conflict);
     return std::nullopt;
   }
-  return options;
+  return whole.Said();
 }
 
 }  // namespace cloudservice

@@ -27,6 +27,7 @@ enum class Command {
 // The values of the command line's options, and the command that it names.
 struct Options {
   Command command = Command::kServe;
+  std::string file;                   // with more options; these have been taken from it
   std::string subject;                // the account's e-mail address or the operator's name
   bool secretFromInput = false;       // account add, operator add: read the secret from the input
   bool replace = false;               // account add: the new key replaces the account's others
@@ -55,8 +56,9 @@ struct Options {
   Quotas quotas;             // of each appliance
 };
 
-// Reads the command line. Returns none when the process is to end with `status`; the help, the
-// version or one message about a wrong argument has been printed by then.
+// Reads the command line, and the file of options that it names. Returns none when the process is
+// to end with `status`; the help, the version or one message about a wrong argument has been
+// printed by then.
 std::optional<Options> ParseOptions(int argc, const char* const* argv, int& status);
 
 }  // namespace cloudservice

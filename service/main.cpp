@@ -130,6 +130,13 @@ Operations::Service ServiceOf(RedfishService& service, OperatorApi& api, Route& 
           }};
 }
 
+// The beginning of a command on the same database. A URL may hold a password.
+std::string CommandOf(const Options& options) {
+  if (!options.file.empty()) return "cloudservice --config " + options.file;
+  const bool onServer = IsPostgresUrl(options.database);
+  return "cloudservice --db " + (onServer ? "postgresql://..." : options.database);
+}
+
 // A database on a server is for any number of processes.
 std::unique_ptr<DatabaseLock> LockOf(const Options& options) {
   if (IsPostgresUrl(options.database)) return nullptr;
@@ -162,6 +169,7 @@ class Program {
   Lanes::Lane LaneOf(const Request& request) const;
   Load LoadNow();
   void BeginToListen(const Options& options);
+  void TellWhoIsMissing();
   void WaitForSignal();
   void Stop();
   void TellReady();
@@ -173,6 +181,7 @@ class Program {
   void MakeRoom(std::chrono::steady_clock::duration step) const;
 
   const Log& m_log;
+  const std::string m_command;  // what a person types to change the database
   const Notify m_notify;
   const std::chrono::microseconds m_watchdogInterval;  // 0: there is no watchdog
   const std::unique_ptr<DatabaseLock> m_lock;
@@ -207,6 +216,7 @@ class Program {
 
 Program::Program(const Options& options, const Log& log)
     : m_log(log),
+      m_command(CommandOf(options)),
       m_notify(getenv("NOTIFY_SOCKET"), log),
       m_watchdogInterval(WatchdogInterval(getenv("WATCHDOG_USEC"), getenv("WATCHDOG_PID"))),
       m_lock(LockOf(options)),
@@ -310,11 +320,22 @@ Load Program::LoadNow() {
   return load;
 }
 
+// A new service is of no use before somebody may register and somebody may look.
+void Program::TellWhoIsMissing() {
+  if (!m_accounts.Any()) {
+    m_log.Line("no account: no appliance can register; make one: " + m_command +
+               " account add EMAIL");
+  }
+  if (!m_operators.Any()) {
+    m_log.Line("no operator: nobody can sign in; make one: " + m_command + " operator add NAME");
+  }
+}
+
 void Program::Run() {
   KeepClean();
   WaitForSignal();
   WaitForHangUp();
-  if (!m_accounts.Any()) m_log.Line("no account: no appliance can register");
+  TellWhoIsMissing();
   for (const std::string& url : m_server.Urls()) std::printf("listening on %s\n", url.c_str());
   std::fflush(stdout);
   TellReady();

@@ -55,6 +55,12 @@ Operators::Operators(Store& store, Clock clock)
       m_limit(store, m_clock),
       m_salt(RandomHex(kTokenBytes)) {}
 
+bool Operators::Any() {
+  return m_store.Read([](Transaction& store) {
+    return !store.ListOperators({std::nullopt, 1}).empty();
+  });
+}
+
 Identity Operators::Identify(const std::string& peer, const Credentials& credentials) {
   if (!credentials.authorization.empty()) return IdentifyByHeader(peer, credentials.authorization);
   const std::optional<Signed> found = FindSigned(credentials.session);

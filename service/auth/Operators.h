@@ -40,6 +40,9 @@ class Operators {
   // The store outlives this object.
   Operators(Store& store, Clock clock);
 
+  // Whether there is any operator.
+  bool Any();
+
   // The operator that the credentials of the sender `peer` belong to. Where there is an
   // authorization, the session is ignored. Blocks for a slow hash when the authorization has a
   // password that was not right before.

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fstream>
+#include <map>
+#include <regex>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "TempFolder.h"
 #include "service/CommandLine.h"
 
 namespace cloudservice {
@@ -24,6 +28,23 @@ class CommandLineTest : public testing::Test {
     return options;
   }
 
+  // Parses with a file of options of this content.
+  std::optional<Options> ParseFile(const std::string& content,
+                                   std::vector<const char*> words = {}) {
+    std::ofstream(path) << content;
+    words.insert(words.begin(), {"--config", path.c_str()});
+    return Parse(words);
+  }
+
+  // The message about a file of this content.
+  std::string Complaint(const std::string& content) {
+    EXPECT_FALSE(ParseFile(content)) << content;
+    EXPECT_EQ(status, 2);
+    return err;
+  }
+
+  TempFolder folder;
+  const std::string path = folder.File("options");
   int status = -1;
   std::string out;
   std::string err;
@@ -237,6 +258,101 @@ TEST_F(CommandLineTest, Wrong_arguments_are_status_2_and_one_line) {
     EXPECT_EQ(err.find('\n'), err.size() - 1) << err;
     EXPECT_EQ(out, "");
   }
+}
+
+TEST_F(CommandLineTest, Options_of_a_file_are_taken) {
+  const auto options = ParseFile(
+      "# a comment\n\n  listen = [::1]:0 \r\nregistration-key = two words # and = more\n"
+      "email=a@b\nhttp = true\ntrusted-proxy = 192.0.2.1\ntrusted-proxy = 2001:db8::/32\n"
+      "quota-events = 7");
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->file, path);
+  EXPECT_EQ(options->address, "::1");
+  EXPECT_EQ(options->registrationKey, "two words # and = more");
+  EXPECT_EQ(options->email, "a@b");
+  EXPECT_TRUE(options->plainHttp);
+  EXPECT_TRUE(options->trustedProxies.Trust("192.0.2.1"));
+  EXPECT_TRUE(options->trustedProxies.Trust("2001:db8::7"));
+  EXPECT_EQ(options->quotas.events, 7);
+  EXPECT_FALSE(ParseFile("http = false")->plainHttp);
+}
+
+TEST_F(CommandLineTest, Options_of_the_command_line_go_before_those_of_the_file) {
+  const std::string content =
+      "retention = 3\nio-timeout = 4\nhttp = true\ntrusted-proxy = 192.0.2.1\n";
+  const auto options =
+      ParseFile(content, {"--retention", "5", "--http=false", "--trusted-proxy", "192.0.2.2"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->retention, 5);
+  EXPECT_EQ(options->ioTimeout, 4);
+  EXPECT_FALSE(options->plainHttp);
+  EXPECT_FALSE(options->trustedProxies.Trust("192.0.2.1"));
+  EXPECT_TRUE(options->trustedProxies.Trust("192.0.2.2"));
+}
+
+TEST_F(CommandLineTest, Commands_take_the_database_from_the_file) {
+  const auto options = ParseFile("db = /x/y.db\n", {"operator", "add", "olga"});
+  ASSERT_TRUE(options) << err;
+  EXPECT_EQ(options->command, Command::kAddOperator);
+  EXPECT_EQ(options->database, "/x/y.db");
+}
+
+TEST_F(CommandLineTest, Wrong_line_of_a_file_is_named) {
+  const std::string place = "cloudservice: " + path + ":2: ";
+  const std::map<std::string, std::string> cases = {
+      {"nonsense = 1", "there is no option 'nonsense'"},
+      {"help = true", "there is no option 'help'"},
+      {"version = true", "there is no option 'version'"},
+      {"config = /x", "there is no option 'config'"},
+      {"--http = true", "there is no option '--http'"},
+      {"create = true", "there is no option 'create'"},
+      {"= 1", "there is no option ''"},
+      {"http", "neither NAME = VALUE nor a # comment"},
+      {"[service]", "neither NAME = VALUE nor a # comment"},
+      {"email =", "'email' has no value"},
+      {"email = \"a@b\"", "the value of 'email' stands without quotes"},
+      {"db = 'x'", "the value of 'db' stands without quotes"},
+      {"retention = 8", "'retention' stands in line 1 already"},
+      {"max-body = many", "--max-body: Value many not in range 1 to 1073741824"},
+      {"io-timeout = 0", "--io-timeout: Value 0 not in range 1 to 100000000"},
+      {"listen = 8443", "--listen 8443: neither ADDR:PORT nor [ADDR]:PORT"},
+      {"trusted-proxy = 10.0.0.1/8",
+       "--trusted-proxy 10.0.0.1/8: neither an address nor a network whose other bits are 0, as "
+       "10.0.0.0/8"},
+  };
+  for (const auto& [line, complaint] : cases) {
+    EXPECT_EQ(Complaint("retention = 7\n" + line + "\n"),
+              place + complaint + " (see cloudservice --help)\n");
+  }
+}
+
+TEST_F(CommandLineTest, Options_that_contradict_each_other_do_so_in_a_file_too) {
+  EXPECT_THAT(Complaint("cert = c\n"), HasSubstr("--cert and --key go together"));
+}
+
+TEST_F(CommandLineTest, File_of_options_that_cannot_be_read_is_named) {
+  EXPECT_FALSE(Parse({"--config", "/nowhere/options"}));
+  EXPECT_EQ(status, 2);
+  EXPECT_THAT(err, StartsWith("cloudservice: /nowhere/options: No such file or directory"));
+  EXPECT_FALSE(Parse({"--config", "/"}));
+  EXPECT_THAT(err, StartsWith("cloudservice: / cannot be read"));
+}
+
+TEST_F(CommandLineTest, File_that_is_shipped_is_one_with_every_line_of_it) {
+  std::ifstream shipped(CLOUDSERVICE_OPTIONS_FILE);
+  const std::string content{std::istreambuf_iterator<char>(shipped), {}};
+  ASSERT_TRUE(ParseFile(content)) << err;
+  EXPECT_EQ(Parse({"--config", CLOUDSERVICE_OPTIONS_FILE})->database,
+            "/var/lib/cloudservice/cloudservice.db");
+  // One at a time: some exclude each other.
+  const std::regex off("\n#([a-z-]+ = .*)");
+  std::size_t count = 0;
+  for (std::sregex_iterator found(content.begin(), content.end(), off), end; found != end;
+       ++found, ++count) {
+    ParseFile((*found)[1]);
+    EXPECT_THAT(err, testing::Not(HasSubstr(path + ":"))) << err;
+  }
+  EXPECT_GT(count, 15u);
 }
 
 }  // namespace

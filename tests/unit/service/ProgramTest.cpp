@@ -115,6 +115,25 @@ TEST_F(ProgramTest, Prints_one_line_when_it_listens_and_stops_with_0) {
   EXPECT_THAT(Log(), EndsWith(" stopped\n"));
 }
 
+TEST_F(ProgramTest, New_service_says_how_to_make_an_account_and_an_operator) {
+  Start({"--http", "--listen", "127.0.0.1:0"});
+  EXPECT_THAT(Line(), StartsWith("listening on "));
+  const std::string make = "; make one: cloudservice --db " + folder.File("s.db");
+  EXPECT_THAT(Log(),
+              HasSubstr(" no account: no appliance can register" + make + " account add EMAIL\n"));
+  EXPECT_THAT(Log(), HasSubstr(" no operator: nobody can sign in" + make + " operator add NAME\n"));
+  EXPECT_EQ(Stop(SIGTERM), 0);
+}
+
+TEST_F(ProgramTest, Who_takes_options_from_a_file_is_told_to_name_it) {
+  std::ofstream(folder.File("options")) << "http = true\nlisten = 127.0.0.1:0\n";
+  Start({"--config", folder.File("options")});
+  EXPECT_THAT(Line(), StartsWith("listening on http://127.0.0.1:"));
+  EXPECT_THAT(Log(), HasSubstr("; make one: cloudservice --config " + folder.File("options") +
+                               " operator add NAME\n"));
+  EXPECT_EQ(Stop(SIGTERM), 0);
+}
+
 TEST_F(ProgramTest, Hang_up_without_tls_is_a_line_in_the_log) {
   StartPlain();
   const std::string line = " nothing to read again: the service speaks plain HTTP\n";
