@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 # What `cmake --install` puts where, by component:
 #
-#   daemon         cloudclient; with host/ a unit file of systemd
+#   daemon         cloudclient; with host/ its unit of systemd, user and folders
 #   tools          cloudclientctl
-#   service        cloudservice
+#   service        cloudservice; its unit, user and folders
 #   source-TYPE    a module of sources, one component for each kind
 #   development    the headers of platform/ and the package cloudclient-platform
 #   documentation  docs/, examples/ and the licence
@@ -17,14 +17,34 @@ endif()
 if(TARGET cloudservice)
   install(TARGETS cloudservice RUNTIME COMPONENT service)
 endif()
+
+set(CLOUDCLIENT_UNIT_FOLDER lib/systemd/system CACHE STRING
+  "Where units of systemd are installed; a relative path lies below the prefix")
+
+# install_unit(NAME COMPONENT): the unit of systemd that starts the program NAME, and what its user
+# and folders are made from. The unit names the program as it is installed.
+function(install_unit name component)
+  set(_units "${CMAKE_SOURCE_DIR}/packaging/systemd")
+  set(_built "${CMAKE_BINARY_DIR}/packaging")
+  install(CODE "
+    set(program \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/${name}\")
+    file(READ \"${_units}/sandbox.conf\" sandbox)
+    string(CONFIGURE \"\${sandbox}\" sandbox @ONLY)
+    configure_file(\"${_units}/${name}.service.in\" \"${_built}/${name}.service\" @ONLY)"
+    COMPONENT ${component})
+  install(FILES "${_built}/${name}.service" DESTINATION "${CLOUDCLIENT_UNIT_FOLDER}"
+    COMPONENT ${component})
+  foreach(_kind sysusers tmpfiles)
+    install(FILES "${_units}/${name}.${_kind}" DESTINATION lib/${_kind}.d RENAME ${name}.conf
+      COMPONENT ${component})
+  endforeach()
+endfunction()
 # The appliance's own framework starts the daemon that is linked against it.
 if(CLOUDCLIENT_PLATFORM STREQUAL "host")
-  install(CODE "
-    set(program \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/cloudclient\")
-    configure_file(\"${CMAKE_SOURCE_DIR}/cmake/cloudclient.service.in\"
-                   \"${CMAKE_BINARY_DIR}/cloudclient.service\" @ONLY)" COMPONENT daemon)
-  install(FILES "${CMAKE_BINARY_DIR}/cloudclient.service" DESTINATION lib/systemd/system
-    COMPONENT daemon)
+  install_unit(cloudclient daemon)
+endif()
+if(TARGET cloudservice)
+  install_unit(cloudservice service)
 endif()
 
 get_property(_sources GLOBAL PROPERTY CLOUDCLIENT_SOURCES)

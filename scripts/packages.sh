@@ -27,6 +27,15 @@ TEST_PACKAGES=(
 # shellcheck disable=SC2034
 POWERPC_PACKAGES=(g++-powerpc-linux-gnu qemu-user-static googletest libmbedtls-dev)
 
+# For the Debian packages, beside those for building.
+# shellcheck disable=SC2034
+PACKAGING_PACKAGES=(debhelper dpkg-dev pandoc)
+# And for their tests.
+# shellcheck disable=SC2034
+PACKAGING_TEST_PACKAGES=(
+  lintian man-db mmdebstrap iproute2 python3-pytest python3-seccomp systemd zsh
+)
+
 # install_packages PACKAGE...: installs those that are missing; says nothing when none is.
 install_packages() {
   local package missing=() root=()
@@ -48,4 +57,22 @@ install_packages() {
   "${root[@]}" apt-get update -qq || return 1
   "${root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends "${missing[@]}" || return 1
+}
+
+# install_foreign_packages ARCHITECTURE: what a build for another architecture needs: its compiler
+# and its libraries, the build machine's own tools.
+install_foreign_packages() {
+  local architecture=$1 package packages=() root=()
+  for package in "${BUILD_PACKAGES[@]}"; do
+    case "$package" in
+      libcli11-dev) packages+=("$package") ;;  # the same for all
+      lib*-dev) packages+=("$package:$architecture") ;;
+      *) packages+=("$package") ;;
+    esac
+  done
+  if ! dpkg --print-foreign-architectures | grep -qx "$architecture"; then
+    if ((EUID != 0)); then root=(sudo); fi
+    "${root[@]}" dpkg --add-architecture "$architecture"
+  fi
+  install_packages "crossbuild-essential-$architecture" qemu-user-static "${packages[@]}"
 }

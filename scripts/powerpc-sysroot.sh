@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # The libraries that the daemon and its tests need on the 32-bit big-endian PowerPC: jansson, mbedtls
 # and libcurl, built from the source packages of the same versions as the build machine's own, and
-# GoogleTest and CLI11 from what the build machine has installed.
+# GoogleTest and CLI11 from what the build machine has installed. jansson and libcurl are there as
+# shared libraries, with which the tests run, and as archives, which the package is linked with.
 #
 #   scripts/powerpc-sysroot.sh          builds them unless they are there, prints their folder
 #   scripts/powerpc-sysroot.sh --path   prints the folder and builds nothing
@@ -107,15 +108,19 @@ build_all() {
   fetch mbedtls "$mbedtls"
   fetch curl "$curl"
 
-  build jansson "$work/jansson" -DJANSSON_BUILD_SHARED_LIBS=ON -DJANSSON_BUILD_DOCS=OFF \
-    -DJANSSON_WITHOUT_TESTS=ON -DJANSSON_EXAMPLES=OFF
+  for shared in OFF ON; do
+    build "jansson-$shared" "$work/jansson" -DJANSSON_BUILD_SHARED_LIBS=$shared \
+      -DJANSSON_BUILD_DOCS=OFF -DJANSSON_WITHOUT_TESTS=ON -DJANSSON_EXAMPLES=OFF
+  done
   build mbedtls "$work/mbedtls" -DENABLE_PROGRAMS=OFF -DENABLE_TESTING=OFF -DGEN_FILES=OFF
   # curl tries poll by running a program, which a cross build can't: without the answer it falls
   # back to select.
-  build curl "$work/curl" -DBUILD_CURL_EXE=OFF -DBUILD_SHARED_LIBS=ON -DBUILD_TESTING=OFF \
-    -DHTTP_ONLY=ON -DCURL_USE_MBEDTLS=ON -DCURL_USE_OPENSSL=OFF -DCURL_USE_LIBSSH2=OFF \
-    -DCURL_ZLIB=OFF -DUSE_LIBIDN2=OFF -DCURL_CA_PATH=none \
-    -DCURL_CA_BUNDLE=/etc/ssl/certs/ca-certificates.crt -DHAVE_POLL_FINE=1
+  for shared in OFF ON; do
+    build "curl-$shared" "$work/curl" -DBUILD_CURL_EXE=OFF -DBUILD_SHARED_LIBS=$shared \
+      -DBUILD_TESTING=OFF -DHTTP_ONLY=ON -DCURL_USE_MBEDTLS=ON -DCURL_USE_OPENSSL=OFF \
+      -DCURL_USE_LIBSSH2=OFF -DCURL_ZLIB=OFF -DUSE_LIBIDN2=OFF -DCURL_CA_PATH=none \
+      -DCURL_CA_BUNDLE=/etc/ssl/certs/ca-certificates.crt -DHAVE_POLL_FINE=1
+  done
   build googletest /usr/src/googletest -DBUILD_GMOCK=ON
 
   cp -r /usr/include/CLI "$prefix/include/"

@@ -15,7 +15,7 @@ import sys
 TOP = pathlib.Path(__file__).resolve().parent.parent.parent
 DOCUMENT = TOP / "docs" / "architecture.md"
 FOLDERS = ("app", "base", "bench", "cmake", "ctl", "device", "docs", "examples", "host", "https",
-           "patch", "platform", "scripts", "service", "tests")
+           "packaging", "patch", "platform", "scripts", "service", "tests")
 SOURCES = ("app", "base", "ctl", "device", "host", "https", "patch", "platform", "service")
 SPAN = re.compile(r"`([^`\n]+)`")
 FILE = re.compile(r"[\w.-]+(?:/[\w.-]+)*\.(?:cpp|h|ts|tsx|json|md|py|sh|in|cmake|supp)")

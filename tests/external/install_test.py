@@ -17,7 +17,15 @@ import unittest
 TOP = pathlib.Path(__file__).resolve().parent.parent.parent
 PACKAGE = "share/cmake/cloudclient-platform/cloudclient-platform-config"
 DOC = "share/doc/cloudclient"
-DAEMON = {"bin/cloudclient", "lib/systemd/system/cloudclient.service"}
+UNIT_PARTS = ("systemd/system/{}.service", "sysusers.d/{}.conf", "tmpfiles.d/{}.conf")
+
+
+def with_unit(program):
+    return {f"bin/{program}"} | {f"lib/{part.format(program)}" for part in UNIT_PARTS}
+
+
+DAEMON = with_unit("cloudclient")
+SERVICE = with_unit("cloudservice")
 PROGRAMS = {"bin/cloudclient", "bin/cloudclientctl", "bin/cloudservice"}
 
 
@@ -62,7 +70,7 @@ class Installed(unittest.TestCase):
         self.assertEqual(self.install(component="tools"), {"bin/cloudclientctl"})
         for module in sources():
             self.assertEqual(self.install(component=f"source-{pathlib.Path(module).stem}"), {module})
-        self.assertEqual(self.install(component="service"), {"bin/cloudservice"})
+        self.assertEqual(self.install(component="service"), SERVICE)
         self.assertEqual(self.install(component="documentation"), documents())
         self.assertEqual(self.install(component="development"), headers() | {
             f"{PACKAGE}.cmake", f"{PACKAGE}-version.cmake"})
@@ -71,12 +79,13 @@ class Installed(unittest.TestCase):
         self.install("/opt/cloud", "daemon")
         unit = (TREE / "opt/cloud/lib/systemd/system/cloudclient.service").read_text()
         self.assertEqual(re.findall(r"(?m)^ExecStart=(.*)$", unit), ["/opt/cloud/bin/cloudclient"])
-        self.assertNotIn("@", unit)
+        self.assertIn("\nExecPaths=/opt/cloud/bin/cloudclient /usr/lib\n", unit)
+        self.assertNotRegex(unit, "@[a-z]+@")
         self.assertIn("\nEnvironment=GLIBC_TUNABLES=", unit)
 
     def test_unit_file_starts_the_daemon_again_for_good(self):
         self.install(component="daemon")
-        unit = configparser.ConfigParser(interpolation=None)
+        unit = configparser.ConfigParser(interpolation=None, strict=False)
         unit.optionxform = str
         unit.read(TREE / "usr/lib/systemd/system/cloudclient.service")
         self.assertEqual(unit["Unit"]["StartLimitIntervalSec"], "0")
@@ -86,7 +95,7 @@ class Installed(unittest.TestCase):
 
     def test_z_whole_tree(self):  # the last one: what follows builds upon this tree
         files = self.install()
-        self.assertEqual(files, DAEMON | PROGRAMS | sources() | documents() | headers() | {
+        self.assertEqual(files, DAEMON | SERVICE | PROGRAMS | sources() | documents() | headers() | {
             f"{PACKAGE}.cmake", f"{PACKAGE}-version.cmake"})
         for program in PROGRAMS | sources():
             self.assertTrue(os.access(TREE / "usr" / program, os.X_OK), program)
