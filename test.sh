@@ -10,13 +10,14 @@ usage() {
   cat <<'TXT'
 Usage: ./test.sh [LAYER...]
 
-Runs the named layers, or without a name lint, asan, browser, tsan and powerpc.
+Runs the named layers, or without a name lint, asan, browser, tsan, powerpc and packages.
 
   lint        format, clang-tidy, shell scripts, documents
   asan        unit and acceptance tests under AddressSanitizer and UBSan
   browser     cloudservice's page in Chromium without a window
   tsan        unit tests under ThreadSanitizer
   powerpc     unit and acceptance tests with the daemon on the appliance's processor, emulated
+  packages    the Debian packages, built and used in fresh roots; needs root
 
   quick       for every change: lint, unit tests, and a few acceptance tests
   unit        unit tests without a sanitizer: the cases of asan
@@ -30,7 +31,7 @@ commit and the layers.
 TXT
 }
 
-every=(lint asan browser tsan powerpc)
+every=(lint asan browser tsan powerpc packages)
 known=" ${every[*]} quick unit acceptance load fuzz "
 layers=()
 for arg in "$@"; do
@@ -92,6 +93,10 @@ if has powerpc; then
   step "packages powerpc" install_packages "${POWERPC_PACKAGES[@]}"
   step "libraries powerpc" scripts/powerpc-sysroot.sh
 fi
+if has packages || has load; then
+  step "packages packaging" install_packages "${PACKAGING_PACKAGES[@]}" \
+    "${PACKAGING_TEST_PACKAGES[@]}"
+fi
 
 mkdir -p build
 : >build/CTestTestfile.cmake
@@ -109,6 +114,7 @@ elif [[ $programs == debug ]] && { has browser || has powerpc; }; then
   plain=(cloudclient cloudservice cloudclientctl)
 fi
 if has lint && [[ ${plain[*]} != all ]]; then plain+=(page); fi
+if has packages; then plain+=(packages); fi
 
 labels=()
 if ((${#plain[@]})); then
@@ -145,6 +151,7 @@ if has browser; then
   if [[ $programs == asan ]]; then labels+=('asan\.browser'); else labels+=(browser); fi
 fi
 if has tsan; then labels+=('tsan\.unit'); fi
+if has packages; then labels+=(packages); fi
 if has powerpc; then labels+=('powerpc\.unit' 'powerpc\.acceptance'); fi
 if has load; then labels+=('asan\.load' 'release\.load'); fi
 if has fuzz; then labels+=(fuzz); fi

@@ -1,0 +1,51 @@
+# SPDX-License-Identifier: Apache-2.0
+"""That the same sources give the same bytes, and packages of other machines. Takes long."""
+
+import hashlib
+import re
+import subprocess
+
+import pytest
+
+from conftest import TOP, build, field
+
+pytestmark = pytest.mark.load
+
+
+def output_of(*words):
+    return subprocess.run(words, check=True, capture_output=True, text=True).stdout
+
+
+def digests(packages):
+    return {path.name: hashlib.sha256(path.read_bytes()).hexdigest() for path in packages.values()}
+
+
+def test_build_elsewhere_at_another_time_gives_the_same_bytes(folder):
+    """Both compile all of it: the second would else be served with what the first one made."""
+    first = build(TOP, folder / "first", CCACHE_DISABLE="1")
+    tree = folder / "a rather different place"
+    subprocess.run(["cp", "-r", "--no-preserve=timestamps", TOP, tree], check=True)
+    subprocess.run(["rm", "-rf", tree / "build"], check=True)
+    again = (f"umask 077; cd / && exec faketime '+400 days' '{tree}/packaging/build.sh' "
+             f"'{folder}/second'")
+    subprocess.run(["bash", "-c", again], check=True, stdout=subprocess.DEVNULL, env={
+        "PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "HOME": "/root", "CCACHE_DISABLE": "1",
+        "LC_ALL": "de_DE.UTF-8", "LANG": "tr_TR.UTF-8", "TZ": "Asia/Kathmandu",
+        "DEB_BUILD_OPTIONS": "parallel=1"})
+    second = {path.name.split("_")[0]: path for path in (folder / "second").glob("*.deb")}
+    assert digests(second) == digests(first)
+
+
+def test_daemon_for_powerpc_depends_on_the_c_library_alone(folder):
+    packages = build(TOP, folder / "out", "--host", "powerpc")
+    assert set(packages) == {"cloudclient"}
+    package = packages["cloudclient"]
+    assert field(package, "Architecture") == "powerpc"
+    assert re.fullmatch(r"libc6 \(>= [0-9.]+\)", field(package, "Depends"))
+    subprocess.run(["dpkg-deb", "--extract", package, folder / "tree"], check=True)
+    program = folder / "tree/usr/bin/cloudclient"
+    needed = output_of("readelf", "-d", program)
+    assert set(re.findall(r"NEEDED.*\[(.*)\]", needed)) <= {"libc.so.6", "libm.so.6", "ld.so.1"}
+    shown = output_of("qemu-ppc-static", "-L", "/usr/powerpc-linux-gnu", program, "--version")
+    assert shown.startswith("cloudclient ")
+    assert output_of("lintian", "--allow-root", "--pedantic", package) == ""
