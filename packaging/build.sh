@@ -103,7 +103,7 @@ SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git_here log -1 --format=%ct 2>/dev/nul
 export SOURCE_DATE_EPOCH
 
 install_packages "${PACKAGING_PACKAGES[@]}"
-options=()
+options=(--build=binary)
 case "$host" in
   "$native") install_packages "${BUILD_PACKAGES[@]}" ;;
   powerpc)
@@ -136,7 +136,7 @@ export npm_config_userconfig=${npm_config_userconfig:-$HOME/.npmrc}
 DEB_BUILD_OPTIONS="nocheck parallel=$(nproc) ${DEB_BUILD_OPTIONS-}"
 export DEB_BUILD_OPTIONS
 cd "$tree"
-if ! dpkg-buildpackage --no-sign --build=binary "${options[@]}" >"$work/log" 2>&1; then
+if ! dpkg-buildpackage --no-sign "${options[@]}" >"$work/log" 2>&1; then
   tail -n 60 "$work/log" >&2
   echo "build.sh: the packages can't be built" >&2
   exit 1
