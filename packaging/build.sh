@@ -62,7 +62,7 @@ sources() {
   if git_here rev-parse HEAD >/dev/null 2>&1; then
     git_here ls-files -z --cached --others --exclude-standard
   else
-    (cd "$top" && find . -path './build*' -prune -o \( -type f -o -type l \) -printf '%P\0')
+    (cd "$top" && find . \( -path ./build -o -path './build-*' \) -prune -o \( -type f -o -type l \) -printf '%P\0')
   fi | sort -zu | while IFS= read -r -d '' file; do
     if [[ -e $top/$file || -L $top/$file ]]; then printf '%s\0' "$file"; fi
   done

@@ -29,7 +29,7 @@ POWERPC_PACKAGES=(g++-powerpc-linux-gnu qemu-user-static googletest libmbedtls-d
 
 # For the Debian packages, beside those for building.
 # shellcheck disable=SC2034
-PACKAGING_PACKAGES=(debhelper dpkg-dev pandoc)
+PACKAGING_PACKAGES=(build-essential debhelper pandoc)
 # And for their tests.
 # shellcheck disable=SC2034
 PACKAGING_TEST_PACKAGES=(

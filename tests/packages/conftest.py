@@ -40,6 +40,13 @@ def field(package, name):
 
 
 @pytest.fixture(scope="session")
+def version():
+    """The project's version."""
+    text = (TOP / "CMakeLists.txt").read_text()
+    return re.search(r"project\(\w+ VERSION (\S+)", text).group(1)
+
+
+@pytest.fixture(scope="session")
 def packages(pytestconfig):
     found = by_name(pathlib.Path(pytestconfig.getoption("--packages")).resolve())
     assert set(found) >= {"cloudclient", "cloudservice", "cloudclient-dev"}, "build.sh has not run"

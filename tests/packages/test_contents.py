@@ -6,6 +6,7 @@ import subprocess
 
 import pytest
 
+from conftest import TOP
 from program_help import describe
 
 PROGRAMS = {"cloudclient": "cloudclient", "cloudclientctl": "cloudclient",
@@ -48,6 +49,21 @@ def test_headers_package_and_guide_are_for_whoever_ports(unpacked, folder):
     for words in (["-S", folder, "-B", folder / "build", f"-DCMAKE_PREFIX_PATH={tree}/usr"],
                   ["--build", folder / "build"]):
         subprocess.run(["cmake", *words], check=True, capture_output=True)
+
+
+@pytest.mark.parametrize("words, reason", [
+    ([], "name the folder that gets the packages"),
+    (["--host", "m68k", "out"], "nothing is built for m68k"),
+    (["--host"], "--host takes an architecture"),
+    (["--sign", "out"], "there is no option --sign"),
+    (["out", "more"], "one folder is enough: more"),
+])
+def test_build_that_is_asked_for_something_else_says_what(words, reason, folder):
+    ended = subprocess.run([TOP / "packaging" / "build.sh", *words], capture_output=True, text=True,
+                           check=False, cwd=folder)
+    assert (ended.returncode, ended.stdout) == (2, "")
+    assert ended.stderr.startswith(f"build.sh: {reason}\n")
+    assert not list(folder.iterdir())
 
 
 # Manual pages
