@@ -135,14 +135,14 @@ export npm_config_userconfig=${npm_config_userconfig:-$HOME/.npmrc}
 # The tests try what was built.
 DEB_BUILD_OPTIONS="nocheck parallel=$(nproc) ${DEB_BUILD_OPTIONS-}"
 export DEB_BUILD_OPTIONS
+mkdir -p "$out"
 cd "$tree"
 if ! dpkg-buildpackage --no-sign "${options[@]}" >"$work/log" 2>&1; then
-  tail -n 60 "$work/log" >&2
-  echo "build.sh: the packages can't be built" >&2
+  mv "$work/log" "$out/build.log"
+  tail -n 20 "$out/build.log" >&2
+  echo "build.sh: the packages can't be built; all that was said is in $out/build.log" >&2
   exit 1
 fi
-
-mkdir -p "$out"
 for package in "$work"/*.deb; do
   mv "$package" "$out"
   echo "$out/$(basename "$package")"
