@@ -66,7 +66,7 @@ install_foreign_packages() {
   for package in "${BUILD_PACKAGES[@]}"; do
     case "$package" in
       libcli11-dev) packages+=("$package") ;;  # the same for all
-      lib*-dev) packages+=("$package:$architecture") ;;
+      lib*-dev | pkg-config) packages+=("$package:$architecture") ;;
       *) packages+=("$package") ;;
     esac
   done
