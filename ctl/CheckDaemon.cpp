@@ -12,7 +12,7 @@ using host::Problem;
 
 namespace {
 
-constexpr json_int_t kFailureLevel = 3;
+constexpr json_int_t kLevelOfFailure = 3;
 
 host::JsonRef AskDaemon(const char* op, double seconds, Problem& problem) {
   const host::JsonRef request(json_pack("{s:s}", "op", op));
@@ -35,7 +35,7 @@ void CheckDaemon(double seconds, Checkup& checkup) {
   size_t index = 0;
   const json_t* message = nullptr;
   json_array_foreach(json_object_get(answer.get(), "messages"), index, message) {
-    if (json_integer_value(json_object_get(message, "level")) == kFailureLevel) last = message;
+    if (json_integer_value(json_object_get(message, "level")) == kLevelOfFailure) last = message;
   }
   if (last == nullptr) {
     checkup.Good("log", "no failure among the newest messages");

@@ -10,15 +10,15 @@ namespace ctl {
 
 namespace {
 
-const char* WordOf(Check::Verdict verdict) {
+const char* WordOf(Look::Verdict verdict) {
   switch (verdict) {
-    case Check::Verdict::kGood:
+    case Look::Verdict::kGood:
       return "good";
-    case Check::Verdict::kNotice:
+    case Look::Verdict::kNotice:
       return "notice";
-    case Check::Verdict::kWrong:
+    case Look::Verdict::kWrong:
       return "wrong";
-    case Check::Verdict::kSkipped:
+    case Look::Verdict::kSkipped:
       break;
   }
   return "skipped";
@@ -32,41 +32,40 @@ std::string Padded(std::string text, size_t width) {
 }  // namespace
 
 bool Checkup::IsWrong(const std::string& subject) const {
-  return std::any_of(m_checks.begin(), m_checks.end(), [&](const Check& check) {
-    return check.subject == subject && check.verdict == Check::Verdict::kWrong;
+  return std::any_of(m_looks.begin(), m_looks.end(), [&](const Look& look) {
+    return look.subject == subject && look.verdict == Look::Verdict::kWrong;
   });
 }
 
 size_t Checkup::CountWrong() const {
-  return static_cast<size_t>(
-      std::count_if(m_checks.begin(), m_checks.end(),
-                    [](const Check& check) { return check.verdict == Check::Verdict::kWrong; }));
+  return static_cast<size_t>(std::count_if(m_looks.begin(), m_looks.end(), [](const Look& look) {
+    return look.verdict == Look::Verdict::kWrong;
+  }));
 }
 
 std::string Checkup::Text(size_t from) const {
   constexpr size_t kVerdictWidth = 7;  // "skipped"
   size_t width = 0;
-  for (const Check& check : m_checks) width = std::max(width, check.subject.size());
+  for (const Look& look : m_looks) width = std::max(width, look.subject.size());
   std::string text;
-  for (size_t i = from; i < m_checks.size(); ++i) {
-    const Check& check = m_checks[i];
-    text += Padded(WordOf(check.verdict), kVerdictWidth) + Padded(check.subject, width) +
-            Printable(check.text) + "\n";
-    if (check.toDo.empty()) continue;
-    text +=
-        Padded("", kVerdictWidth) + Padded("", width) + "to do: " + Printable(check.toDo) + "\n";
+  for (size_t i = from; i < m_looks.size(); ++i) {
+    const Look& look = m_looks[i];
+    text += Padded(WordOf(look.verdict), kVerdictWidth) + Padded(look.subject, width) +
+            Printable(look.text) + "\n";
+    if (look.toDo.empty()) continue;
+    text += Padded("", kVerdictWidth) + Padded("", width) + "to do: " + Printable(look.toDo) + "\n";
   }
   return text;
 }
 
 host::JsonRef Checkup::Json() const {
   host::JsonRef all(json_array());
-  for (const Check& check : m_checks) {
+  for (const Look& look : m_looks) {
     host::JsonRef object(json_object());
-    host::PutJson(object.get(), "verdict", host::JsonString(WordOf(check.verdict)));
-    host::PutJson(object.get(), "subject", host::AnyText(check.subject));
-    host::PutJson(object.get(), "text", host::AnyText(check.text));
-    host::PutJson(object.get(), "toDo", host::AnyText(check.toDo));
+    host::PutJson(object.get(), "verdict", host::JsonString(WordOf(look.verdict)));
+    host::PutJson(object.get(), "subject", host::AnyText(look.subject));
+    host::PutJson(object.get(), "text", host::AnyText(look.text));
+    host::PutJson(object.get(), "toDo", host::AnyText(look.toDo));
     host::AppendJson(all.get(), std::move(object));
   }
   return all;

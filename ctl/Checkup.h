@@ -10,7 +10,7 @@
 namespace ctl {
 
 // What looking at one thing came to.
-struct Check {
+struct Look {
   enum class Verdict {
     kGood,
     kNotice,   // it works, and should be known
@@ -28,22 +28,22 @@ struct Check {
 class Checkup {
  public:
   void Good(const std::string& subject, const std::string& text) {
-    Add({Check::Verdict::kGood, subject, text, {}});
+    Add({Look::Verdict::kGood, subject, text, {}});
   }
   void Notice(const std::string& subject, const std::string& text, const std::string& toDo = {}) {
-    Add({Check::Verdict::kNotice, subject, text, toDo});
+    Add({Look::Verdict::kNotice, subject, text, toDo});
   }
   void Wrong(const std::string& subject, const std::string& text, const std::string& toDo) {
-    Add({Check::Verdict::kWrong, subject, text, toDo});
+    Add({Look::Verdict::kWrong, subject, text, toDo});
   }
   void Skipped(const std::string& subject, const std::string& text) {
-    Add({Check::Verdict::kSkipped, subject, text, {}});
+    Add({Look::Verdict::kSkipped, subject, text, {}});
   }
 
   // Whether anything of a subject is wrong.
   bool IsWrong(const std::string& subject) const;
   size_t CountWrong() const;
-  const std::vector<Check>& All() const { return m_checks; }
+  const std::vector<Look>& All() const { return m_looks; }
 
   // For a person, from this check on: a line each, and one below it for what to do.
   std::string Text(size_t from = 0) const;
@@ -52,9 +52,9 @@ class Checkup {
   host::JsonRef Json() const;
 
  private:
-  void Add(Check check) { m_checks.push_back(std::move(check)); }
+  void Add(Look look) { m_looks.push_back(std::move(look)); }
 
-  std::vector<Check> m_checks;
+  std::vector<Look> m_looks;
 };
 
 }  // namespace ctl

@@ -18,7 +18,7 @@ using host::Problem;
 
 namespace {
 
-constexpr char kProgram[] = "journalctl";
+constexpr char kJournalProgram[] = "journalctl";
 
 }  // namespace
 
@@ -31,16 +31,16 @@ Problem Journal::Open(const std::string& unit, const std::string& part) {
   if (pipe2(ends.data(), O_CLOEXEC) != 0) return Problem::OfErrno(errno).With("a pipe");
   const host::Fd writing(ends[1]);
   m_lines.reset(fdopen(ends[0], "r"));
-  Problem problem =
-      Spawn({kProgram, "--no-pager", "--quiet", "--output=short-iso", "--unit=" + unit, part},
-            writing.Get(), m_process);
+  Problem problem = Spawn(
+      {kJournalProgram, "--no-pager", "--quiet", "--output=short-iso", "--unit=" + unit, part},
+      writing.Get(), m_process);
   if (problem) m_process = 0;
   return problem;
 }
 
 Problem Journal::End() {
   m_lines.reset();  // it then ends also when it has not written everything
-  return AwaitEnd(kProgram, std::exchange(m_process, 0));
+  return AwaitEnd(kJournalProgram, std::exchange(m_process, 0));
 }
 
 bool ReadLine(FILE* log, std::string& line) {

@@ -17,14 +17,15 @@ using host::Problem;
 
 namespace {
 
-constexpr char kProgram[] = "systemctl";
+constexpr char kServiceManager[] = "systemctl";
 
 Problem RestartByManager() {
   pid_t process = 0;
-  if (Problem problem = Spawn({kProgram, "restart", "cloudclient"}, STDERR_FILENO, process)) {
+  if (Problem problem =
+          Spawn({kServiceManager, "restart", "cloudclient"}, STDERR_FILENO, process)) {
     return problem;
   }
-  return AwaitEnd(kProgram, process);
+  return AwaitEnd(kServiceManager, process);
 }
 
 bool IsRunning(double seconds) {
