@@ -147,6 +147,14 @@ std::string ProxyTo(const std::string& url, const Policy& policy) {
   return {};
 }
 
+std::string WithoutUser(std::string url) {
+  const size_t scheme = url.find("://");
+  const size_t begin = scheme == std::string::npos ? 0 : scheme + 3;
+  const size_t at = url.rfind('@', url.find_first_of("/?#", begin));
+  if (at != std::string::npos && at >= begin) url.replace(begin, at - begin, host::kMask);
+  return url;
+}
+
 bool IsKnown(const Appliance& appliance, double seconds) {
   ServiceAnswer answer;
   return !appliance.token.empty() && !LookUp(appliance, seconds, answer) && RefersToManager(answer);
@@ -155,7 +163,8 @@ bool IsKnown(const Appliance& appliance, double seconds) {
 void CheckWay(const std::string& url, double seconds, Checkup& checkup, Certificate& shown) {
   const std::string proxy = ProxyTo(url, cloudclient::ThePolicy());
   if (!proxy.empty()) {
-    checkup.Notice("proxy", "requests go by " + proxy + ", which looks the service up");
+    checkup.Notice("proxy",
+                   "requests go by " + WithoutUser(proxy) + ", which looks the service up");
     return;
   }
   ServiceAddress address;

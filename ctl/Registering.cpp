@@ -48,15 +48,16 @@ std::string HaveDaemonRestarted(bool isNeeded, double seconds) {
   return problem ? problem.Text() + ": " + what : std::string();
 }
 
-bool AwaitRegistration(const std::string& url, double wait, double seconds) {
+bool AwaitRegistration(const std::string& url, const std::string& formerToken, double wait,
+                       double seconds) {
   constexpr useconds_t kPause = 300000;
   host::ConfigStore& cloud = host::CloudStore();
   const SteadyClock::time_point end = After(wait);
   do {
     cloud.Reload();
     const Appliance now = {url, cloud.Text(host::kUuid), cloud.Text(host::kXAuthToken)};
-    const bool isComplete =
-        !now.token.empty() && json_object_size(cloud.Object(host::kChassis).get()) != 0;
+    const bool isComplete = !now.token.empty() && now.token != formerToken &&
+                            json_object_size(cloud.Object(host::kChassis).get()) != 0;
     if (isComplete && IsKnown(now, seconds)) return true;
     usleep(kPause);
   } while (SteadyClock::now() < end);

@@ -11,9 +11,10 @@ namespace ctl {
 // empty for nothing. The daemon's answer may take so many seconds.
 std::string HaveDaemonRestarted(bool isNeeded, double seconds);
 
-// Waits, `wait` seconds at most, until the configuration holds a token that the service at `url`
-// knows, and a chassis; each request within `seconds`.
-bool AwaitRegistration(const std::string& url, double wait, double seconds);
+// Waits, `wait` seconds at most, until the configuration holds a token other than the former one
+// that the service at `url` knows, and a chassis; each request within `seconds`.
+bool AwaitRegistration(const std::string& url, const std::string& formerToken, double wait,
+                       double seconds);
 
 }  // namespace ctl
 

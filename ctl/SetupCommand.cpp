@@ -77,6 +77,8 @@ class Setup {
   Meeting m_meeting;
   bool m_pins = false;  // the key is to be pinned
   bool m_written = false;
+  std::string m_ended;        // what of a registration ends, as a sentence; empty for nothing
+  std::string m_formerToken;  // that has to be followed by another one; empty for none
   Checkup m_checkup;
   size_t m_shown = 0;  // checks that a person has seen
 };
@@ -214,9 +216,17 @@ void Setup::SayWhatEnds() {
   if (before.uuid.empty()) return;
   if (before.url == m_wanted.url && IsKnown(before, m_choice.timeout)) {
     m_checkup.Good("registration", "the service knows manager " + before.uuid + " already");
-    const std::string ended = EndedByName(m_wanted.name);
-    if (!ended.empty()) m_checkup.Notice("registration", ended);
+    m_ended = EndedByName(m_wanted.name);
+    if (!m_ended.empty()) {
+      m_formerToken = before.token;
+      m_checkup.Notice("registration", m_ended);
+    } else if (cloud.Text(host::kUserEmail) != m_wanted.email ||
+               cloud.Text(host::kRegistrationKey) != m_wanted.key) {
+      m_checkup.Notice("registration",
+                       "e-mail address and key are tried at the next registration only");
+    }
   } else {
+    if (!before.token.empty()) m_ended = "the registration at " + before.url + " is given up";
     m_checkup.Notice("registration", "if the service knows " + before.uuid +
                                          ", a new registration drops what it has "
                                          "of it: chassis, documents and events");
@@ -247,6 +257,10 @@ bool Setup::Store() {
 }
 
 bool Setup::Write() {
+  if (!m_wanted.yes && !m_canAsk && !m_ended.empty()) {
+    PrintError(m_ended + "; --yes if that is meant");
+    return false;
+  }
   if (m_canAsk && !m_wanted.yes && !IsMeant("Write this and enable the appliance?")) return false;
   if (m_pins) {
     // Beside others: until everything is written the appliance may be another service's.
@@ -284,7 +298,8 @@ int Setup::Fail(const std::string& text) {
 int Setup::Conclude() {
   const std::string restart = HaveDaemonRestarted(m_pins, m_choice.timeout);
   if (!restart.empty() && !m_choice.json) PrintLine(restart);
-  const bool isRegistered = AwaitRegistration(m_wanted.url, m_wanted.wait, m_choice.timeout);
+  const bool isRegistered =
+      AwaitRegistration(m_wanted.url, m_formerToken, m_wanted.wait, m_choice.timeout);
   const host::ConfigStore& cloud = host::CloudStore();
   const Appliance now = {cloud.Text(host::kUrl), cloud.Text(host::kUuid),
                          cloud.Text(host::kXAuthToken)};

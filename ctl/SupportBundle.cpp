@@ -14,6 +14,7 @@
 #include <memory>
 
 #include "base/PolicyFile.h"
+#include "ctl/CheckService.h"
 #include "ctl/DeviceSocket.h"
 #include "ctl/Journal.h"
 #include "ctl/Output.h"
@@ -74,7 +75,8 @@ void WriteConfiguration(Bundle& bundle) {
     if (isSecret && !value.empty()) value = host::kMask;
     if (key.json.type == Type::kFlag) value = store.Flag(name) ? "true" : "false";
     if (key.json.type == Type::kNamedObjects) {
-      value = host::DumpedJson(store.Object(name).get(), 0);
+      const host::JsonRef object = store.Object(name);
+      value = object == nullptr ? "{}" : host::DumpedJson(object.get(), 0);
     }
     bundle.Write(std::string(name) + " " + Printable(value));
   };
@@ -89,7 +91,8 @@ void WritePolicy(Bundle& bundle) {
   if (!reading.problem.empty()) bundle.Write(reading.problem);
   if (!reading.exists) bundle.Write("there is none");
   for (const cloudclient::PolicyValue& value : reading.values) {
-    bundle.Write(value.key + " " + Printable(value.secret ? host::kMask : value.value));
+    bundle.Write(value.key + " " +
+                 Printable(value.secret ? host::kMask : WithoutUser(value.value)));
   }
 }
 

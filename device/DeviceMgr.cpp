@@ -84,7 +84,7 @@ void DeviceMgr::Start() {
   m_running = true;
   if (Outbox::IsWanted()) {
     const MutexGuard guard(m_eventMutex);
-    if (guard.Status() == 0) Guarded([this] { m_told.Open(m_deviceEvents); }, "Start");
+    if (guard.Status() == 0) Guarded([this] { QueueToldEarlier(); }, "Start");
   }
   // A creation that fails leaves its handle undefined, and no thread to join.
   // Kept: docs/kept-behaviour.md#unchecked-threads
@@ -156,7 +156,7 @@ void DeviceMgr::AddDeviceEvent(const DeviceEvent& event) {
   if (Outbox::IsWanted()) {
     Guarded(
         [&] {
-          m_told.Open(m_deviceEvents);
+          QueueToldEarlier();
           m_told.Put(kept);
         },
         "AddDeviceEvent");
@@ -164,6 +164,13 @@ void DeviceMgr::AddDeviceEvent(const DeviceEvent& event) {
   MakeRoom(m_deviceEvents, m_droppedEvents,
            [this](const DeviceEvent& dropped) { m_told.Done(dropped); });
   m_deviceEvents.push_back(kept);
+}
+
+// Puts what was told to an earlier process before what is queued. What the device has become since
+// is compared afterwards: a synchronisation that was made before would know neither. The caller
+// holds the queue's mutex.
+void DeviceMgr::QueueToldEarlier() {
+  if (m_told.Open(m_deviceEvents)) SetAlarmSyncRequested(true);
 }
 
 void DeviceMgr::AddDeviceCOV(const LxPldCovNotification& notification) {

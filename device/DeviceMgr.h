@@ -206,6 +206,7 @@ class DeviceMgr {
 
   void RunChangeOfChecker();
   bool PumpNotifications();
+  void QueueToldEarlier();
 
   // Arms the daily alarm of tomorrow; false, with a message in the name of `caller`, when tomorrow
   // can't be computed.

@@ -47,9 +47,9 @@ DeviceEvent EventOf(std::string text, uint64_t number) {
 
 }  // namespace
 
-void ToldEvents::Open(std::vector<DeviceEvent>& queue) {
+bool ToldEvents::Open(std::vector<DeviceEvent>& queue) {
   const MutexGuard guard(m_mutex);
-  if (guard.Status() != 0 || m_isRead) return;
+  if (guard.Status() != 0 || m_isRead) return false;
   if (!m_files) m_files.emplace(LocalPath(ThePolicy().outbox.folder + kFolder), kMostBytes);
   const std::string problem = m_files->IsOpen() ? std::string() : m_files->Open();
   if (!problem.empty()) {
@@ -59,7 +59,7 @@ void ToldEvents::Open(std::vector<DeviceEvent>& queue) {
                     problem.c_str());
     }
     m_toldProblem = problem;
-    return;
+    return false;
   }
   std::vector<DeviceEvent> events;
   OutboxRecord record;
@@ -73,6 +73,7 @@ void ToldEvents::Open(std::vector<DeviceEvent>& queue) {
     __dlog_printf(5, kUnit, "%s: %lu events were told before the start", "Open",
                   static_cast<unsigned long>(events.size()));
   }
+  return !events.empty();
 }
 
 void ToldEvents::Put(DeviceEvent& event) {

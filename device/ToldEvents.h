@@ -26,8 +26,8 @@ class ToldEvents {
 
   // Opens the folder, unless that has been done, and puts what was told to earlier processes before
   // what is in `queue`. A folder that can't be opened is told of once, and tried again by the next
-  // call.
-  void Open(std::vector<DeviceEvent>& queue);
+  // call. Whether there was something.
+  bool Open(std::vector<DeviceEvent>& queue);
 
   // Puts an event behind the others and numbers it; one that can't be put has the number 0, after a
   // message unless the folder is not open. Blocks for the disk.

@@ -122,6 +122,22 @@ def test_event_outlives_a_kill_before_the_poster_takes_it(keeping, device, servi
     wait_until(lambda: nothing_waits(keeping), "an empty outbox")
 
 
+def test_event_of_an_earlier_life_gives_way_to_what_the_device_has_become(keeping, device, service,
+                                                                         way, happens):
+    way.does(Stall(0), POST)
+    happens(4711, "Alarm")
+    wait_until(way.touched, "a post that is held")
+    device.raises(4712, state="Fault")
+    wait_until(lambda: waiting(keeping, TOLD) == ["4712 0 4"], "what the device told")
+    keeping.crash()
+    device.describe({"ProductSequenceId": "1.2.3", "Points": [], "Events": EVENTS})
+    way.heals()
+    keeping.start(clock(50))
+    wait_until(lambda: ("Zarvel.GDD.4712", "Cleared") in arrived(service, keeping), "a clearing")
+    assert ("Zarvel.GDD.4712", "Fault") in arrived(service, keeping)
+    assert at_the_service(service, keeping) == at_the_device(device) == set()
+
+
 @pytest.mark.parametrize("fault", [Delivers(2), Reset(0), Reset(40)], ids=["twice", "reset", "cut"])
 def test_event_whose_answer_is_lost_is_taken_once(keeping, service, way, happens, fault):
     way.does(fault, POST)
