@@ -32,6 +32,9 @@ def test_a_program_its_unit_and_what_makes_user_and_folders_lie_together(unpacke
                      f"usr/lib/sysusers.d/{name}.conf", f"usr/lib/tmpfiles.d/{name}.conf"):
             assert (unpacked[name] / path).is_file(), path
     assert (unpacked["cloudclient"] / "usr/bin/cloudclientctl").is_file()
+    # Those that need no library but the daemon's.
+    modules = (unpacked["cloudclient"] / "usr/lib").glob("*/cloudclient/sources/*")
+    assert {path.name for path in modules} == {"command.so", "hwmon.so"}
     examples = unpacked["cloudclient"] / "usr/share/doc/cloudclient/examples"
     assert {path.name for path in examples.iterdir()} == {
         "cooling-unit", "command-sources.conf", "serial-lines.conf"}
