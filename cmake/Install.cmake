@@ -28,6 +28,7 @@ function(install_unit name component)
   set(_built "${CMAKE_BINARY_DIR}/packaging")
   install(CODE "
     set(program \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/${name}\")
+    set(modules \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/cloudclient\")
     file(READ \"${_units}/sandbox.conf\" sandbox)
     string(CONFIGURE \"\${sandbox}\" sandbox @ONLY)
     configure_file(\"${_units}/${name}.service.in\" \"${_built}/${name}.service\" @ONLY)"

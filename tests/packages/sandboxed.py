@@ -41,7 +41,8 @@ def mount_sandbox(settings):
         for path in settings["writable"]:
             bind(root + path, f"rw{noexec}")
         for path in " ".join(unit.get("ExecPaths", [])).split() if noexec else []:
-            bind(root + path, "ro,exec")
+            if not path.startswith("-"):  # where it is: below one of the others
+                bind(root + path, "ro,exec")
     if unit.get("PrivateTmp") == ["yes"]:
         for path in ("/tmp", "/var/tmp"):
             mount("-t", "tmpfs", "-o", "mode=1777,noexec", "tmpfs", root + path)
