@@ -10,18 +10,18 @@ usage() {
   cat <<'TXT'
 Usage: ./test.sh [LAYER...]
 
-Runs the named layers, or without a name lint, asan, browser, tsan, powerpc and packages.
+Runs the named layers, or without a name lint, asan, browser, tsan and powerpc.
 
   lint        format, clang-tidy, shell scripts, documents
   asan        unit and acceptance tests under AddressSanitizer and UBSan
   browser     cloudservice's page in Chromium without a window
   tsan        unit tests under ThreadSanitizer
   powerpc     unit and acceptance tests with the daemon on the appliance's processor, emulated
-  packages    the Debian packages, built and used in fresh roots; needs root
 
   quick       for every change: lint, unit tests, and a few acceptance tests
   unit        unit tests without a sanitizer: the cases of asan
   acceptance  the real programs against each other under an accelerated clock: the cases of asan
+  packages    the Debian packages, built and used in fresh roots; needs root
   load        what takes long: many stops, long walks, the benchmarks
   fuzz        each parser under libFuzzer for 60 seconds; CLOUDCLIENT_FUZZ_SECONDS says otherwise
 
@@ -31,8 +31,8 @@ commit and the layers.
 TXT
 }
 
-every=(lint asan browser tsan powerpc packages)
-known=" ${every[*]} quick unit acceptance load fuzz "
+every=(lint asan browser tsan powerpc)
+known=" ${every[*]} packages quick unit acceptance load fuzz "
 layers=()
 for arg in "$@"; do
   case "$arg" in
