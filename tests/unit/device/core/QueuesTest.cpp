@@ -36,7 +36,7 @@ AT_32_BITS(offsetof(DeviceEvent, gddId) == 4);
 AT_32_BITS(offsetof(DeviceEvent, module) == 8);
 AT_32_BITS(offsetof(DeviceEvent, eventState) == 10);
 AT_32_BITS(offsetof(DeviceEvent, spare) == 12);
-AT_32_BITS(sizeof(DeviceEvent) == 16);
+AT_32_BITS(offsetof(DeviceEvent, told) == 16);
 static_assert(sizeof(DeviceCov::valueText) == 256, "the whole value buffer");
 
 class InstanceTest : public CoreTest {};
