@@ -26,6 +26,7 @@ struct Script {
   int eventFd = -1;
   int readings = 0;
   bool open = true;
+  bool gone = false;  // the connection is, and with it what its thread does
 
   // Waits while the door is shut.
   void Pass() {
@@ -46,6 +47,10 @@ struct Script {
 class Scripted : public host::SourceConnection {
  public:
   explicit Scripted(std::shared_ptr<Script> script) : m_script(std::move(script)) {}
+  ~Scripted() override {
+    const std::lock_guard<std::mutex> lock(m_script->mutex);
+    m_script->gone = true;
+  }
   void AddPoint(size_t /*point*/, const std::string& /*settings*/,
                 host::SettingFaults& /*faults*/) override {}
   host::Problem Read(host::SourceSink& sink) override {
@@ -289,19 +294,25 @@ TEST_F(SourceReadersTest, Connection_that_hangs_costs_its_own_points_until_it_an
 TEST_F(SourceReadersTest, End_waits_a_second_at_most_for_a_connection_that_hangs) {
   m_script->open = false;
   m_script->read = TellBoth;
+  // The hooks are there before the thread, and go when it has ended.
+  std::atomic<int64_t> nowUs = 100000000;
+  std::atomic<bool> ends = false;
+  g_monotonicUs = [&nowUs] { return nowUs.load(); };
+  g_usleep = [&](int64_t us) { nowUs += ends ? us : 0; };
   Start();
   EXPECT_TRUE(Await([this] {
     const std::lock_guard<std::mutex> lock(m_script->mutex);
     return m_script->readings == 1;
   }));
   EXPECT_FALSE(m_readers->AwaitFirst(0));
-  std::atomic<int64_t> nowUs = 100000000;
-  g_monotonicUs = [&nowUs] { return nowUs.load(); };
-  g_usleep = [&nowUs](int64_t us) { nowUs += us; };
+  ends = true;
   m_readers.reset();
   EXPECT_EQ(nowUs, 101000000);
   m_script->SetOpen(true);
-  EXPECT_TRUE(Await([this] { return m_script.use_count() == 1; }));  // its thread has ended
+  EXPECT_TRUE(Await([this] {
+    const std::lock_guard<std::mutex> lock(m_script->mutex);
+    return m_script->gone;
+  }));
   EXPECT_EQ(Text(1), "none");
   EmptyHooks();
 }
