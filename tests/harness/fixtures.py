@@ -113,8 +113,9 @@ def under_watch(request, store):
         try:
             process.close()
         except AssertionError as fault:
-            faults.append(str(fault))
-    assert not faults, "; ".join(faults)
+            # Its files are gone when this case's report is made.
+            faults.append(f"{fault}\n{process.story()}")
+    assert not faults, "\n".join(faults)
 
 
 @pytest.fixture
