@@ -197,9 +197,12 @@ class Walk:
         self._speed = SLOWER
         if self._hardened and (self._seed // 100 + self._seed // 2) % 2:
             self._clock.slow_to(SLOWER, self._daemon.began)
+            # Armed: of a midnight before that nothing is told.
+            self._daemon.logs(ENABLED)
             wait_until(lambda: self._daemon.chassis, "a chassis")
+            expired = len(self._daemon.logged(" Expired "))
             self._clock.step(self._daemon.until_midnight() - 30)
-            self._daemon.logs(" Expired ", times=len(self._daemon.logged(" Expired ")) + 1)
+            self._daemon.logs(" Expired ", times=expired + 1)
         else:
             self._stops(states)
 
