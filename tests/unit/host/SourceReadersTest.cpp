@@ -96,6 +96,15 @@ class SourceReadersTest : public HostTest {
     m_readers->Serve(host::Wait(), host::MonotonicMs());
   }
 
+  // Until the thread is gone too: the hooks are there before it, and go after it.
+  void AwaitEnd() {
+    EXPECT_TRUE(Await([this] {
+      const std::lock_guard<std::mutex> lock(m_script->mutex);
+      return m_script->gone;
+    }));
+    EmptyHooks();
+  }
+
   // Waits until so many more readings have begun.
   bool AwaitReadings(int more) {
     const auto readings = [this] {
@@ -244,10 +253,9 @@ TEST_F(SourceReadersTest, Pauses_after_failures_grow_to_a_minute) {
   m_script->Reads(TellBoth);
   AwaitLog("answers again");
   m_readers.reset();
-  const std::lock_guard<std::mutex> lock(mutex);
+  AwaitEnd();
   pauses.resize(6);
   EXPECT_THAT(pauses, ElementsAre(10, 20, 40, 60, 60, 60));
-  EmptyHooks();
 }
 
 TEST_F(SourceReadersTest, Listener_without_points_is_not_read_again) {
@@ -294,7 +302,6 @@ TEST_F(SourceReadersTest, Connection_that_hangs_costs_its_own_points_until_it_an
 TEST_F(SourceReadersTest, End_waits_a_second_at_most_for_a_connection_that_hangs) {
   m_script->open = false;
   m_script->read = TellBoth;
-  // The hooks are there before the thread, and go when it has ended.
   std::atomic<int64_t> nowUs = 100000000;
   std::atomic<bool> ends = false;
   g_monotonicUs = [&nowUs] { return nowUs.load(); };
@@ -309,12 +316,8 @@ TEST_F(SourceReadersTest, End_waits_a_second_at_most_for_a_connection_that_hangs
   m_readers.reset();
   EXPECT_EQ(nowUs, 101000000);
   m_script->SetOpen(true);
-  EXPECT_TRUE(Await([this] {
-    const std::lock_guard<std::mutex> lock(m_script->mutex);
-    return m_script->gone;
-  }));
+  AwaitEnd();
   EXPECT_EQ(Text(1), "none");
-  EmptyHooks();
 }
 
 TEST_F(SourceReadersTest, Thread_that_cannot_be_started_is_tried_again) {
