@@ -94,7 +94,7 @@ struct Policy {
 // The policy in force: the kept behaviour until UsePolicy is called. Any thread.
 const Policy& ThePolicy();
 
-// Puts a policy in force. Once, before a thread is started that asks for it.
+// Puts a policy in force, before a thread is started that asks for it.
 void UsePolicy(const Policy& policy);
 
 }  // namespace cloudclient

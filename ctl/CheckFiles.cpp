@@ -233,8 +233,8 @@ void CheckRights(Checkup& checkup) {
     const std::string wrong = WrongRights(file.path, folder.st_uid, file.isSecret);
     if (wrong.empty()) continue;
     checkup.Wrong("rights", wrong,
-                  "chown --reference=" + LocalPath(host::kConfigFolder) + " and chmod 600 " +
-                      LocalPath(file.path));
+                  "chown --reference=" + LocalPath(host::kConfigFolder) + " " +
+                      LocalPath(file.path) + " && chmod 600 " + LocalPath(file.path));
   }
   if (!checkup.IsWrong("rights")) {
     checkup.Good("rights", "the files belong to user " + std::to_string(folder.st_uid));
@@ -295,10 +295,12 @@ void CheckOutbox(const cloudclient::Policy& policy, Checkup& checkup) {
   }
   Waiting waiting;
   const Problem problem = CountWaiting(folder, waiting);
+  // What the device told and the poster has not taken yet; nothing where the folder is not there.
+  if (!problem) static_cast<void>(CountWaiting(folder + "/told", waiting));
   if (problem.Errno() == ENOENT) {
     checkup.Good("outbox", "nothing was ever put into " + folder);
   } else if (problem) {
-    checkup.Wrong("outbox", problem.Text(), "the folder is the daemon's user's");
+    checkup.Wrong("outbox", problem.Text(), "give the folder to the daemon's user");
   } else if (waiting.count == 0) {
     checkup.Good("outbox", "empty");
   } else {

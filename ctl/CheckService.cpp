@@ -71,7 +71,7 @@ void JudgeCertificate(const std::string& url, const Certificate& certificate, Ch
     checkup.Notice("certificate", "is not checked: anybody between can read and change everything",
                    trust);
   } else if (!transport.caFile.empty() || !transport.caPath.empty()) {
-    checkup.Good("certificate", "of " + certificate.issuer + ", checked with the policy's CA");
+    checkup.Good("certificate", "of " + certificate.issuer + "; the policy's CA decides, below");
   } else if (certificate.storeProblem.empty() && certificate.isOfHost) {
     checkup.Good("certificate", "of " + certificate.issuer);
   } else {
@@ -116,12 +116,49 @@ void CheckHeartbeat(const ServiceAnswer& answer, Checkup& checkup) {
   }
   const std::string last = host::JsonText(json_object_get(found, "Last"));
   if (last.empty()) {
-    checkup.Wrong("heartbeat", "none came yet", "wait two minutes; see the daemon's log");
+    checkup.Notice("heartbeat", "none came yet",
+                   "wait two minutes after a registration; then see the daemon's log");
   } else if (json_is_true(json_object_get(found, "Overdue"))) {
     checkup.Wrong("heartbeat", "the last came at " + last, "see the daemon's log");
   } else {
     checkup.Good("heartbeat", "the last came at " + last);
   }
+}
+
+std::string Variable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value == nullptr ? std::string() : value;
+}
+
+// Whether the environment excepts the URL's host from its proxies, as libcurl reads that: names of
+// hosts or domains with commas or blanks between, or an asterisk.
+bool IsWithoutProxy(const std::string& url) {
+  std::string all = Variable("no_proxy");
+  if (all.empty()) all = Variable("NO_PROXY");
+  ServiceAddress address;
+  const size_t behind = url.find("://");
+  if (behind == std::string::npos || ParseServiceUrl("https" + url.substr(behind), address)) {
+    return false;
+  }
+  const std::string host = "." + address.host;
+  constexpr char kBetween[] = ", ";
+  for (size_t from = all.find_first_not_of(kBetween); from != std::string::npos;) {
+    const size_t end = std::min(all.find_first_of(kBetween, from), all.size());
+    std::string name = all.substr(from, end - from);
+    if (name == "*") return true;
+    if (name.front() != '.') name.insert(0, ".");
+    const bool ends = host.size() >= name.size() &&
+                      strcasecmp(host.c_str() + host.size() - name.size(), name.c_str()) == 0;
+    if (ends) return true;
+    from = all.find_first_not_of(kBetween, end);
+  }
+  return false;
+}
+
+// What to do about a request that failed.
+std::string Advice(const Checkup& checkup) {
+  return checkup.CountWrong() != 0 ? "what is wrong above"
+                                   : "is the URL the service's? see its log, and what is between";
 }
 
 bool RefersToManager(const ServiceAnswer& answer) {
@@ -140,9 +177,12 @@ std::string ProxyTo(const std::string& url, const Policy& policy) {
   if (policy.transport.proxy) return *policy.transport.proxy;
   // The daemon's own environment may be another one; this is what is known here.
   const bool isTls = strncasecmp(url.c_str(), "https:", 6) == 0;
-  for (const char* name : {isTls ? "https_proxy" : "http_proxy", "ALL_PROXY", "all_proxy"}) {
-    const char* const value = std::getenv(name);
-    if (value != nullptr && *value != '\0') return value;
+  if (IsWithoutProxy(url)) return {};
+  const std::vector<const char*> names =
+      isTls ? std::vector<const char*>{"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}
+            : std::vector<const char*>{"http_proxy", "all_proxy", "ALL_PROXY"};
+  for (const char* name : names) {
+    if (std::string value = Variable(name); !value.empty()) return value;
   }
   return {};
 }
@@ -176,7 +216,8 @@ void CheckWay(const std::string& url, double seconds, Checkup& checkup, Certific
   }
   host::Fd connection;
   if (const Problem problem = Dial(address, seconds, connection)) {
-    checkup.Wrong("connection", problem.Text(), "name server, network, firewall, the URL");
+    checkup.Wrong("connection", problem.Text(),
+                  "look at the URL, the name server, the network and firewalls");
     return;
   }
   checkup.Good("connection", "with " + address.Text());
@@ -186,7 +227,8 @@ void CheckWay(const std::string& url, double seconds, Checkup& checkup, Certific
     return;
   }
   if (const Problem problem = ReadCertificate(connection.Get(), address, seconds, shown)) {
-    checkup.Wrong("certificate", problem.Text(), "does the port speak TLS?");
+    checkup.Wrong("certificate", problem.Text(),
+                  "see whether the port is the service's, and speaks TLS");
     return;
   }
   JudgeCertificate(url, shown, checkup);
@@ -195,7 +237,7 @@ void CheckWay(const std::string& url, double seconds, Checkup& checkup, Certific
 void CheckRoot(const std::string& url, double seconds, Checkup& checkup) {
   ServiceAnswer answer;
   if (const Problem problem = AskService(url + kRootPath, {}, seconds, answer)) {
-    checkup.Wrong("service", host::WithoutSecrets(problem.Text()), "what is wrong above");
+    checkup.Wrong("service", host::WithoutSecrets(problem.Text()), Advice(checkup));
     return;
   }
   const host::JsonRef root(json_loadb(answer.body.data(), answer.body.size(), 0, nullptr));
@@ -219,7 +261,7 @@ bool CheckRegistration(const Appliance& appliance, double seconds, Checkup& chec
   }
   ServiceAnswer answer;
   if (const Problem problem = LookUp(appliance, seconds, answer)) {
-    checkup.Wrong("registration", host::WithoutSecrets(problem.Text()), "what is wrong above");
+    checkup.Wrong("registration", host::WithoutSecrets(problem.Text()), Advice(checkup));
     return false;
   }
   if (!RefersToManager(answer)) {
@@ -246,7 +288,7 @@ void CheckChassis(const Appliance& appliance, double seconds, Checkup& checkup) 
     const std::string url = appliance.url + kRootPath + "/Chassis/" + id;
     const Problem problem = AskService(url, appliance.token, seconds, answer);
     if (problem) {
-      checkup.Wrong("chassis", host::WithoutSecrets(problem.Text()), "what is wrong above");
+      checkup.Wrong("chassis", host::WithoutSecrets(problem.Text()), Advice(checkup));
     } else if (answer.status != kFound) {
       checkup.Wrong("chassis", StatusText(answer.status) + " for chassis " + id,
                     "cloudclientctl disable, then enable: the service forgets what it has");

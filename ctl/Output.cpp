@@ -38,7 +38,18 @@ void PrintJson(const json_t* value) {
   if (text) PrintLine(text.get());
 }
 
-std::string Printable(const std::string& text) { return host::EscapeControls(text); }
+std::string Printable(const std::string& text) {
+  // In UTF-8 there are more of them, which a terminal may obey: U+0080 to U+009F.
+  std::string printable = host::EscapeControls(text);
+  for (size_t at = printable.find('\xC2'); at != std::string::npos;
+       at = printable.find('\xC2', at + 1)) {
+    const auto next = at + 1 < printable.size() ? static_cast<unsigned char>(printable[at + 1]) : 0;
+    if (next < 0x80 || next > 0x9f) continue;
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    printable.replace(at, 2, std::string("\\xC2\\x") + kDigits[next >> 4U] + kDigits[next & 0xFU]);
+  }
+  return printable;
+}
 
 std::string Cell(const json_t* object, const char* key) {
   const json_t* const value = json_object_get(object, key);

@@ -2,6 +2,8 @@
 // Pins in the policy file.
 #include "ctl/PinFile.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 
@@ -101,6 +103,20 @@ Problem WritePin(const std::string& path, const std::string& pin, bool keepOther
     return problem.With(path + " is not written");
   }
   return {};
+}
+
+Problem PutPolicyBack(const std::string& path, const std::optional<std::string>& text) {
+  std::string target = path;
+  if (Problem problem = host::FollowLinks(target)) return problem.With(path);
+  const host::Ownership ownership = host::OwnershipOf(target);
+  const host::FileLock lock(target + ".lock", kPolicyLockWaitMs, ownership);
+  if (lock.Failure()) return lock.Failure().With(target + ".lock");
+  if (!text) {
+    return unlink(target.c_str()) == 0 ? Problem() : Problem::OfErrno(errno).With(path);
+  }
+  Problem warning;
+  const Problem problem = host::ReplaceFile(target, ownership, *text, warning);
+  return problem ? problem.With(path) : Problem();
 }
 
 }  // namespace ctl

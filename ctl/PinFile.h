@@ -3,6 +3,7 @@
 #define CTL_PINFILE_H_
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,9 @@ host::Problem WithPin(const std::string& path, const std::string& text, const st
 // problem, which names the file, it is as it was. `warning` is what else could not be done.
 host::Problem WritePin(const std::string& path, const std::string& pin, bool keepOthers,
                        host::Problem& warning);
+
+// Puts the file back: as this text, or, without one, away. Under its lock.
+host::Problem PutPolicyBack(const std::string& path, const std::optional<std::string>& text);
 
 }  // namespace ctl
 

@@ -86,6 +86,9 @@ Problem AskService(const std::string& url, const std::string& token, double seco
   CURLcode code = SetRequest(handle.get(), url, headers.get(), seconds, receiver);
   if (code == CURLE_OK) code = curl_easy_perform(handle.get());
   if (receiver.tooLong) return Problem("its answer is longer than 1 MiB");
+  // libcurl has its own limit for a line of the header, and no other word for it.
+  if (code == CURLE_OUT_OF_MEMORY)
+    return Problem("a header line is too long, or memory is missing");
   if (code != CURLE_OK) {
     return Problem(reason.front() != '\0' ? reason.data() : curl_easy_strerror(code));
   }

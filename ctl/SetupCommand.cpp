@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include <CLI/CLI.hpp>
 
@@ -61,6 +62,7 @@ class Setup {
   bool AskForKey();
   bool AskForAll();
   bool ChoosePolicy();
+  bool IsTrusted(const cloudclient::Policy& policy) const;
   bool DecidePin(const cloudclient::PolicyReading& reading, std::string& text);
   bool LookAtService();
   void SayWhatEnds();
@@ -116,7 +118,10 @@ bool Setup::AskFor(const char* key, const char* question, std::string& value) {
       std::fflush(stdout);
       const std::string offer = now.empty() ? "" : " [" + Printable(now) + "]";
       std::fprintf(stderr, "%s%s: ", question, offer.c_str());
-      if (!ReadAnswer(value)) return false;
+      if (!ReadAnswer(value)) {
+        PrintError("the input has ended");
+        return false;
+      }
       if (value.empty()) value = now;
     }
     Problem problem = CheckValue(KeyNamed(key), value);
@@ -151,12 +156,19 @@ bool Setup::AskForAll() {
          AskFor(host::kSysName, "Name of the appliance", m_wanted.name);
 }
 
+// Whether the policy, which is in force, takes the certificate as it is, or somebody vouches for
+// it: the system's store, or the policy's own authority, of which a request knows.
+bool Setup::IsTrusted(const cloudclient::Policy& policy) const {
+  if (!m_meeting.pins.empty()) return m_meeting.IsPinned();
+  ServiceAnswer answer;
+  return m_meeting.IsVouchedFor() ||
+         (policy.transport.verifyServer &&
+          !AskService(m_wanted.url + "/redfish/v1", {}, m_choice.timeout, answer));
+}
+
 // Whether to go on with a certificate that nothing vouches for; `text` becomes that of the policy
 // with its pin.
 bool Setup::DecidePin(const cloudclient::PolicyReading& reading, std::string& text) {
-  const bool isTrusted =
-      m_meeting.IsPinned() || (m_meeting.pins.empty() && m_meeting.IsVouchedFor());
-  if (isTrusted) return true;
   if (!m_wanted.yes) {
     if (!m_canAsk) {
       PrintError("nobody vouches for the service's key, " + m_meeting.certificate.pin +
@@ -190,8 +202,9 @@ bool Setup::ChoosePolicy() {
       return false;
     }
     if (!m_choice.json) PrintMeeting(m_meeting);
+    cloudclient::UsePolicy(reading.policy);
     std::string text;
-    if (!DecidePin(reading, text)) return false;
+    if (!IsTrusted(reading.policy) && !DecidePin(reading, text)) return false;
     if (m_pins) reading = cloudclient::ParsePolicy(m_policyFile, text);
   }
   cloudclient::UsePolicy(reading.policy);
@@ -239,6 +252,7 @@ bool Setup::Store() {
   host::ConfigStore& info = host::SysInfoStore();
   host::ConfigStore& cloud = host::CloudStore();
   const std::string formerName = info.Text(host::kSysName);
+  const bool hadInfo = access(info.Path().c_str(), F_OK) == 0;
   const auto set = [](host::ConfigStore& store, const char* key, const std::string& value) {
     const Problem problem = store.SetText(key, value);
     if (problem) PrintError(std::string(key) + " " + problem.Text());
@@ -252,7 +266,11 @@ bool Setup::Store() {
   cloud.SetFlag(host::kEnabled, true);
   if (formerName != m_wanted.name && !info.Save()) return false;
   if (cloud.Save()) return true;
-  if (formerName != m_wanted.name && set(info, host::kSysName, formerName)) info.Save();
+  if (!hadInfo) {
+    unlink(info.Path().c_str());
+  } else if (formerName != m_wanted.name && set(info, host::kSysName, formerName)) {
+    info.Save();
+  }
   return false;
 }
 
@@ -262,8 +280,10 @@ bool Setup::Write() {
     return false;
   }
   if (m_canAsk && !m_wanted.yes && !IsMeant("Write this and enable the appliance?")) return false;
+  std::optional<std::string> formerPolicy;
   if (m_pins) {
-    // Beside others: until everything is written the appliance may be another service's.
+    std::string text;
+    if (!host::ReadFile(m_policyFile, kLargestPolicy, text)) formerPolicy = text;
     Problem warning;
     if (const Problem problem = WritePin(m_policyFile, m_meeting.certificate.pin, true, warning)) {
       PrintError(problem.Text());
@@ -272,6 +292,10 @@ bool Setup::Write() {
     if (warning) PrintError(m_policyFile + " is written, but " + warning.Text());
   }
   m_written = Store();
+  if (!m_written && m_pins) {
+    const Problem problem = PutPolicyBack(m_policyFile, formerPolicy);
+    if (problem) PrintError(problem.Text());
+  }
   return m_written;
 }
 
@@ -297,7 +321,8 @@ int Setup::Fail(const std::string& text) {
 // Has the daemon take what was written, and waits for what comes of it.
 int Setup::Conclude() {
   const std::string restart = HaveDaemonRestarted(m_pins, m_choice.timeout);
-  if (!restart.empty() && !m_choice.json) PrintLine(restart);
+  if (!restart.empty()) m_checkup.Notice("daemon", restart);
+  Show();
   const bool isRegistered =
       AwaitRegistration(m_wanted.url, m_formerToken, m_wanted.wait, m_choice.timeout);
   const host::ConfigStore& cloud = host::CloudStore();

@@ -7,6 +7,7 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -137,35 +138,7 @@ void WriteLog(Bundle& bundle, double seconds) {
   WriteMessages(bundle, seconds);
 }
 
-// Masks what stands between `before` and one of the bytes in `ends`, wherever that is.
-void MaskBehind(std::string& line, const std::string& before, const char* ends) {
-  for (size_t at = line.find(before); at != std::string::npos; at = line.find(before, at)) {
-    at += before.size();
-    const size_t end = std::min(line.find_first_of(ends, at), line.size());
-    if (end == at) continue;
-    line.replace(at, end - at, host::kMask);
-    at += sizeof host::kMask - 1;
-  }
-}
-
-}  // namespace
-
-std::string WithoutKeys(std::string line) {
-  // Line ends inside a message stand as "\r\n" in it.
-  for (const char* header :
-       {"X-Auth-Token: ", "x-auth-token: ", "xauthtoken:", "Authorization: "}) {
-    MaskBehind(line, header, "\\\r\n");
-  }
-  MaskBehind(line, "registration_key=", " )&\\\r\n");
-  MaskBehind(line, "Failed to delete manager (", ")");
-  return line;
-}
-
-Problem WriteSupportBundle(const std::string& file, const Checkup& checkup, double seconds) {
-  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (fd < 0) return Problem::OfErrno(errno).With(file);
-  std::unique_ptr<FILE, int (*)(FILE*)> out(fdopen(fd, "w"), &std::fclose);
-  Bundle bundle(out.get());
+void WriteAll(Bundle bundle, const Checkup& checkup, double seconds) {
   WriteMachine(bundle);
   bundle.Begin("doctor");
   bundle.Write(checkup.Text());
@@ -173,6 +146,46 @@ Problem WriteSupportBundle(const std::string& file, const Checkup& checkup, doub
   WritePolicy(bundle);
   WriteDevice(bundle);
   WriteLog(bundle, seconds);
+}
+
+// Masks what follows `before`, in any case and behind blanks, up to a line end, which inside a
+// message stands as "\r\n" in it.
+void MaskBehind(std::string& line, const std::string& before) {
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+  const auto same = [&lower](char a, char b) { return lower(a) == b; };
+  for (size_t from = 0;;) {
+    const auto found = std::search(line.begin() + static_cast<std::ptrdiff_t>(from), line.end(),
+                                   before.begin(), before.end(), same);
+    if (found == line.end()) return;
+    const auto behind = static_cast<size_t>(found - line.begin()) + before.size();
+    from = std::min(line.find_first_not_of(' ', behind), line.size());
+    const size_t end = std::min(line.find_first_of("\\\r\n", from), line.size());
+    if (end == from) continue;
+    line.replace(from, end - from, host::kMask);
+    from += sizeof host::kMask - 1;
+  }
+}
+
+}  // namespace
+
+std::string WithoutKeys(std::string line) {
+  for (const char* before : {"x-auth-token:", "xauthtoken:", "authorization:", "registration_key=",
+                             "failed to delete manager ("}) {
+    MaskBehind(line, before);
+  }
+  return line;
+}
+
+Problem WriteSupportBundle(const std::string& file, const Checkup& checkup, double seconds) {
+  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (fd < 0) return Problem::OfErrno(errno).With(file);
+  std::unique_ptr<FILE, int (*)(FILE*)> out(fdopen(fd, "w"), &std::fclose);
+  try {
+    WriteAll(Bundle(out.get()), checkup, seconds);
+  } catch (...) {
+    unlink(file.c_str());
+    throw;
+  }
   const bool isWritten = std::fflush(out.get()) == 0 && std::ferror(out.get()) == 0;
   if (isWritten && std::fclose(out.release()) == 0) return {};
   const int error = errno;

@@ -43,7 +43,7 @@ class Watch {
  private:
   Problem Ask(const json_t* request, host::JsonRef& answer) const;
   Problem LookAtDevice(bool print);
-  Problem LookAtRequests();
+  Problem LookAtRequests(bool print);
   void Print(const char* what, const std::string& text, host::JsonRef object) const;
   void PrintPoint(const json_t* point, const std::string& before) const;
   void PrintEvent(const json_t* event, const std::string& before) const;
@@ -135,16 +135,23 @@ Problem Watch::LookAtDevice(bool print) {
   return {};
 }
 
-Problem Watch::LookAtRequests() {
+Problem Watch::LookAtRequests(bool print) {
   const host::JsonRef request(json_pack("{s:s,s:I}", "op", "requests", "since", m_request));
   host::JsonRef answer;
   if (Problem problem = Ask(request.get(), answer)) return problem;
+  const json_int_t newest = NumberOf(answer.get(), "newest");
+  // A daemon that was started meanwhile counts anew.
+  if (newest < m_request) m_request = 0;
   size_t index = 0;
   const json_t* seen = nullptr;
   json_array_foreach(json_object_get(answer.get(), "requests"), index, seen) {
+    if (!print) continue;
+    const json_int_t missing = NumberOf(seen, "number") - m_request - 1;
+    if (missing > 0 && m_request != 0) PrintError(std::to_string(missing) + " requests not seen");
     m_request = NumberOf(seen, "number");
     PrintRequest(seen);
   }
+  m_request = newest;
   return {};
 }
 
@@ -156,12 +163,12 @@ Problem Watch::Begin() {
         std::to_string(m_values.size()) + " points, " + std::to_string(m_states.size()) +
             " events; what changes from now on",
         std::move(object));
-  return LookAtRequests();
+  return LookAtRequests(false);
 }
 
 Problem Watch::Look() {
   if (Problem problem = LookAtDevice(true)) return problem;
-  return LookAtRequests();
+  return LookAtRequests(true);
 }
 
 int RunWatch(const Choice& choice, const WatchArguments& arguments) {

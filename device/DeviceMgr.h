@@ -144,12 +144,14 @@ class DeviceMgr {
   // throws counts as a failure.
 
   // Posts the event document of `alarm`; an active alarm that the service took is tracked. With an
-  // outbox it is put there, under `key` where that is not empty, and counts as taken.
-  void PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
+  // outbox it is put there, and counts as taken; it goes out under `key` where that is not empty.
+  // Whether it was taken.
+  bool PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
                                 const std::string& managerId, const std::string& key = {});
 
   // Posts the state of an event that the device has told of, unless it is the one that is tracked.
-  // What is cleared is tracked no more. With an outbox the event need not be kept any longer.
+  // What is cleared is tracked no more. With an outbox the event need not be kept any longer,
+  // unless it could neither be put there nor sent: then it is posted after the next start.
   void PostDeviceEvent(const DeviceEvent& event, const std::string& chassisId,
                        const std::string& managerId);
 

@@ -12,7 +12,7 @@
 
 namespace cloudclient {
 
-void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
+bool DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::string& chassisId,
                                          const std::string& managerId, const std::string& key) {
   const auto track = [&] {
     if (!alarm.IsActive()) return;
@@ -22,7 +22,7 @@ void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::str
   if (Outbox::IsWanted()) {
     if (m_outbox.PutEvent(EventDocument(alarm, chassisId), chassisId, key)) {
       track();
-      return;
+      return true;
     }
     // It overtakes what waits there: what comes of that is made good.
     if (!m_outbox.IsIdle()) SetAlarmSyncRequested(true);
@@ -31,26 +31,30 @@ void DeviceMgr::PostEventForAlarmToCloud(const CloudAlarm& alarm, const std::str
   std::string token;
   if (cfg->GetXAuthToken(token) != 0) {
     __dlog_printf(3, kUnit, "%s: missing the xauthtoken ", "PostEventForAlarmToCloud");
-    return;
+    return false;
   }
   const std::string document = EventDocument(alarm, chassisId);
   std::string baseUrl;
   if (cfg->GetUrl(baseUrl) != 0) {
     __dlog_printf(3, kUnit, "%s: Failed to get cloud service URL", "PostEventForAlarmToCloud");
-    return;
+    return false;
   }
   const std::string url = EventsUrl(baseUrl, managerId);
   __dlog_printf(7, kUnit, "%s: url(%s)", "PostEventForAlarmToCloud", Masked(url).c_str());
   __dlog_printf(7, kUnit, "%s: doc(%s)", "PostEventForAlarmToCloud", Masked(document).c_str());
   std::string body;
   std::string header;
-  const HttpsResult result = m_httpsClient->PostJsonDocument(url, body, header, document, token);
+  long status = 0;
+  const HttpsResult result =
+      key.empty() ? m_httpsClient->PostJsonDocument(url, body, header, document, token)
+                  : m_httpsClient->PostEvent(url, document, token, key, status);
   if (result != kHttpsOk) {
     __dlog_printf(3, kUnit, "%s: Failed to POST Event (%u)  %s  %s", "PostEventForAlarmToCloud",
                   result, Masked(header).c_str(), Masked(body).c_str());
-    return;
+    return false;
   }
   track();
+  return true;
 }
 
 void DeviceMgr::PostDeviceEvent(const DeviceEvent& event, const std::string& chassisId,
@@ -70,12 +74,11 @@ void DeviceMgr::PostDeviceEvent(const DeviceEvent& event, const std::string& cha
     InitCloudAlarmFromDeviceEvent(alarm, event);
   }
   const ToldEvents::Telling telling = m_told.TellingOf(event);
-  if (!telling.key.empty()) alarm.SetStateTime(telling.time);
+  if (IsOfSetClock(telling.time)) alarm.SetStateTime(telling.time);
   __dlog_printf(7, kUnit, "%s: Posting alarm for %d  state %s", "CloudPoster",
                 static_cast<int>(alarm.GetEventId()), alarm.GetSeverity().c_str());
   // Kept: docs/kept-behaviour.md#no-second-post
-  PostEventForAlarmToCloud(alarm, chassisId, managerId, telling.key);
-  m_told.Done(event);
+  if (PostEventForAlarmToCloud(alarm, chassisId, managerId, telling.key)) m_told.Done(event);
   // Kept: docs/kept-behaviour.md#cleared-anyway
   if (!alarm.IsActive()) m_activeAlarms.RemoveActiveAlarm(event.velId, alarm.GetMessageId());
 }

@@ -63,10 +63,11 @@ bool ToldEvents::Open(std::vector<DeviceEvent>& queue) {
   }
   std::vector<DeviceEvent> events;
   OutboxRecord record;
-  uint64_t number = 0;
-  for (size_t index = 0; index < m_files->Count(); ++index) {
-    if (m_files->Read(index, record, number)) events.push_back(EventOf(record.document, number));
+  for (const uint64_t number : m_files->Numbers()) {
+    if (m_files->Read(number, record)) events.push_back(EventOf(record.document, number));
   }
+  // What was told while the folder could not be opened.
+  for (DeviceEvent& event : queue) Append(event);
   queue.insert(queue.begin(), events.begin(), events.end());
   m_isRead = true;
   if (!events.empty()) {
@@ -79,7 +80,11 @@ bool ToldEvents::Open(std::vector<DeviceEvent>& queue) {
 void ToldEvents::Put(DeviceEvent& event) {
   event.told = 0;
   const MutexGuard guard(m_mutex);
-  if (guard.Status() != 0 || !m_isRead) return;
+  if (guard.Status() == 0 && m_isRead) Append(event);
+}
+
+void ToldEvents::Append(DeviceEvent& event) {
+  if (event.told != 0) return;
   size_t dropped = 0;  // only from the disk: the queue knows them
   const std::string problem =
       m_files->Append({time(nullptr), Outbox::NewKey(), {}, {}, TextOf(event)}, dropped);
@@ -92,20 +97,14 @@ void ToldEvents::Put(DeviceEvent& event) {
 
 ToldEvents::Telling ToldEvents::TellingOf(const DeviceEvent& event) {
   const MutexGuard guard(m_mutex);
-  if (event.told == 0 || guard.Status() != 0) return {};
   OutboxRecord record;
-  uint64_t number = 0;
-  for (size_t index = 0; index < m_files->Count() && number < event.told; ++index) {
-    if (m_files->Read(index, record, number) && number == event.told)
-      return {record.time, record.key};
-  }
-  return {};
+  const bool isThere = event.told != 0 && guard.Status() == 0 && m_files->Read(event.told, record);
+  return isThere ? Telling{record.time, record.key} : Telling();
 }
 
 void ToldEvents::Done(const DeviceEvent& event) {
   const MutexGuard guard(m_mutex);
-  if (event.told == 0 || guard.Status() != 0) return;
-  m_files->RemoveUpTo(event.told);
+  if (event.told != 0 && guard.Status() == 0) m_files->Remove(event.told);
 }
 
 }  // namespace cloudclient

@@ -24,9 +24,9 @@ class ToldEvents {
   ToldEvents(const ToldEvents&) = delete;
   ToldEvents& operator=(const ToldEvents&) = delete;
 
-  // Opens the folder, unless that has been done, and puts what was told to earlier processes before
-  // what is in `queue`. A folder that can't be opened is told of once, and tried again by the next
-  // call. Whether there was something.
+  // Opens the folder, unless that has been done: puts what was told to earlier processes before
+  // what is in `queue`, and that on the disk. A folder that can't be opened is told of once, and
+  // tried again by the next call. Whether there was something.
   bool Open(std::vector<DeviceEvent>& queue);
 
   // Puts an event behind the others and numbers it; one that can't be put has the number 0, after a
@@ -40,10 +40,12 @@ class ToldEvents {
   };
   Telling TellingOf(const DeviceEvent& event);
 
-  // Takes an event off, and those before it.
+  // Takes an event off.
   void Done(const DeviceEvent& event);
 
  private:
+  void Append(DeviceEvent& event);
+
   LxLinuxMutex m_mutex;  // guards what follows
   std::optional<OutboxFiles> m_files;
   bool m_isRead = false;

@@ -29,8 +29,6 @@ constexpr long kFirstPause = 5;
 constexpr long kLongestPause = 60;
 
 constexpr time_t kSecondsOfDay = 86400;
-// 2020-01-01. A time before it is that of a clock that was not set yet, which tells no age.
-constexpr time_t kClockIsSet = 1577836800;
 
 // `text` with another identifier wherever it names the chassis `from`.
 std::string WithChassis(std::string text, const std::string& from, const std::string& to) {
@@ -46,7 +44,7 @@ std::string WithChassis(std::string text, const std::string& from, const std::st
 
 bool IsTooOld(const OutboxRecord& record) {
   const time_t most = ThePolicy().outbox.maxDays * kSecondsOfDay;
-  return record.time >= kClockIsSet && time(nullptr) - record.time > most;
+  return IsOfSetClock(record.time) && time(nullptr) - record.time > most;
 }
 
 bool IsRefusedForGood(long status) {
@@ -152,7 +150,7 @@ bool Outbox::Next(OutboxRecord& record, uint64_t& number) {
     found = m_files->Front(record, number, dropped, problem);
     damaged += dropped;
     if (!found || !IsTooOld(record)) break;
-    m_files->RemoveFront(number);
+    m_files->Remove(number);
   }
   if (!problem.empty()) {
     __dlog_printf(3, kUnit, "%s: Failed to read the outbox (%s)", "Send", problem.c_str());
@@ -173,7 +171,7 @@ bool Outbox::Next(OutboxRecord& record, uint64_t& number) {
 void Outbox::Done(uint64_t number) {
   const MutexGuard guard(m_mutex);
   if (guard.Status() != 0) return;
-  m_files->RemoveFront(number);
+  m_files->Remove(number);
   if (m_files->Count() == 0) m_toldFull = false;
 }
 

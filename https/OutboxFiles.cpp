@@ -184,7 +184,8 @@ std::string OutboxFiles::Append(const OutboxRecord& record, size_t& dropped) {
   dropped = 0;
   const std::string text = OutboxRecordText(record);
   if (text.size() > m_maxBytes / 2) return "an entry of " + std::to_string(text.size()) + " bytes";
-  for (; Bytes() + text.size() > m_maxBytes && !m_entries.empty(); ++dropped) DropFront();
+  for (; Bytes() + text.size() > m_maxBytes && !m_entries.empty(); ++dropped)
+    Drop(m_entries.begin());
 
   const bool isFull =
       m_fileFd >= 0 && m_files[m_newest].bytes + text.size() >
@@ -247,35 +248,46 @@ bool OutboxFiles::Front(OutboxRecord& record, uint64_t& number, size_t& dropped,
     bool waits = false;
     number = NumberOf(entry);
     if (ReadOutboxRecord(text, record, waits) == entry.size) return true;
-    DropFront();
+    Drop(m_entries.begin());
   }
   return false;
 }
 
-void OutboxFiles::RemoveFront(uint64_t number) {
-  if (!m_entries.empty() && NumberOf(m_entries.front()) == number) DropFront();
+void OutboxFiles::Remove(uint64_t number) {
+  const auto found = Find(number);
+  if (found != m_entries.end()) Drop(found);
 }
 
-bool OutboxFiles::Read(size_t index, OutboxRecord& record, uint64_t& number) const {
-  const Entry& entry = m_entries[index];
-  number = NumberOf(entry);
+std::vector<uint64_t> OutboxFiles::Numbers() const {
+  std::vector<uint64_t> numbers;
+  numbers.reserve(m_entries.size());
+  for (const Entry& entry : m_entries) numbers.push_back(NumberOf(entry));
+  return numbers;
+}
+
+bool OutboxFiles::Read(uint64_t number, OutboxRecord& record) const {
+  const auto found = Find(number);
   std::string text;
   bool waits = false;
-  return ReadBytes(Path(entry.file), entry.offset, entry.size, text) &&
-         ReadOutboxRecord(text, record, waits) == entry.size;
+  return found != m_entries.end() &&
+         ReadBytes(Path(found->file), found->offset, found->size, text) &&
+         ReadOutboxRecord(text, record, waits) == found->size;
 }
 
-void OutboxFiles::RemoveUpTo(uint64_t number) {
-  while (!m_entries.empty() && NumberOf(m_entries.front()) <= number) DropFront();
+std::deque<OutboxFiles::Entry>::const_iterator OutboxFiles::Find(uint64_t number) const {
+  const auto found = std::lower_bound(
+      m_entries.begin(), m_entries.end(), number,
+      [](const Entry& entry, uint64_t wanted) { return NumberOf(entry) < wanted; });
+  return found != m_entries.end() && NumberOf(*found) == number ? found : m_entries.end();
 }
 
 uint64_t OutboxFiles::NumberOf(const Entry& entry) {
   return static_cast<uint64_t>(entry.file) << 32U | entry.offset;
 }
 
-void OutboxFiles::DropFront() {
-  const Entry entry = m_entries.front();
-  m_entries.pop_front();
+void OutboxFiles::Drop(std::deque<Entry>::const_iterator at) {
+  const Entry entry = *at;
+  m_entries.erase(at);
   const int fd = open(Path(entry.file).c_str(), O_WRONLY | O_CLOEXEC);
   if (fd >= 0) {
     // One that stays unmarked is delivered again: its key tells the service.

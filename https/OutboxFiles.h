@@ -7,6 +7,7 @@
 #include <deque>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "https/OutboxRecord.h"
 
@@ -44,15 +45,15 @@ class OutboxFiles {
   // removed or damaged is passed over, which `dropped` counts. False with a `problem` when it can't
   // be read at present.
   bool Front(OutboxRecord& record, uint64_t& number, size_t& dropped, std::string& problem);
-  // Marks the oldest record as done, if it is the one of this number.
-  void RemoveFront(uint64_t number);
+  // Marks the record of this number as done, if it still waits.
+  void Remove(uint64_t number);
 
-  // The record at `index`, the oldest has 0, and its number; false when it can't be read.
-  bool Read(size_t index, OutboxRecord& record, uint64_t& number) const;
-  // The number of the newest record; there is one. Numbers grow.
+  // The numbers of what waits, the oldest first. They grow.
+  std::vector<uint64_t> Numbers() const;
+  // The number of the newest record; there is one.
   uint64_t Newest() const { return NumberOf(m_entries.back()); }
-  // Marks the records up to this number as done.
-  void RemoveUpTo(uint64_t number);
+  // The record of this number; false when it does not wait, or can't be read.
+  bool Read(uint64_t number, OutboxRecord& record) const;
 
  private:
   struct Entry {
@@ -71,7 +72,8 @@ class OutboxFiles {
   std::string ReadFolder();
   std::string ReadFile(uint32_t file);
   void Close();
-  void DropFront();
+  std::deque<Entry>::const_iterator Find(uint64_t number) const;
+  void Drop(std::deque<Entry>::const_iterator at);
   std::string BeginFile();
   void EndFile();
   void RemoveIfDone(uint32_t file);

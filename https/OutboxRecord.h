@@ -20,6 +20,9 @@ struct OutboxRecord {
   bool IsEvent() const { return resource.empty(); }
 };
 
+// Whether a time is not that of a clock which was not set yet, and tells nothing: from 2020 on.
+constexpr bool IsOfSetClock(time_t time) { return time >= 1577836800; }
+
 // A record as it stands in a file: a line of "+", time, key, the lengths of the three texts and a
 // checksum (CRC-32, in hexadecimal digits), with blanks between; the texts; a line end.
 std::string OutboxRecordText(const OutboxRecord& record);

@@ -129,7 +129,9 @@ std::string Requests(const json_t* request) {
   JsonRef answer(json_object());
   PutJson(answer.get(), "ok", JsonRef(json_true()));
   JsonRef requests(json_array());
-  for (const SeenRequest& seen : RequestsSince(static_cast<uint64_t>(json_integer_value(since)))) {
+  uint64_t newest = 0;
+  for (const SeenRequest& seen :
+       RequestsSince(static_cast<uint64_t>(json_integer_value(since)), newest)) {
     JsonRef entry(json_object());
     PutJson(entry.get(), "number", JsonRef(json_integer(static_cast<json_int_t>(seen.number))));
     PutJson(entry.get(), "time", JsonString(seen.time));
@@ -140,6 +142,7 @@ std::string Requests(const json_t* request) {
     PutJson(entry.get(), "problem", AnyText(seen.problem));
     AppendJson(requests.get(), std::move(entry));
   }
+  PutJson(answer.get(), "newest", JsonRef(json_integer(static_cast<json_int_t>(newest))));
   PutJson(answer.get(), "requests", std::move(requests));
   return Dumped(answer.get());
 }

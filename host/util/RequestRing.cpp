@@ -43,13 +43,14 @@ void SeeRequest(SeenRequest request) {
   if (ring.requests.size() > kMost) ring.requests.pop_front();
 }
 
-std::vector<SeenRequest> RequestsSince(uint64_t number) {
+std::vector<SeenRequest> RequestsSince(uint64_t number, uint64_t& newest) {
   Ring& ring = TheRing();
   const bool wasWatched = IsWatched();
   ring.watchedUntil = (Clock::now() + kPatience).time_since_epoch().count();
   const MutexLock guard(ring.mutex);
   // What was kept for somebody who has gone has a gap behind it.
   if (!wasWatched) ring.requests.clear();
+  newest = ring.newest;
   std::vector<SeenRequest> found;
   for (const SeenRequest& request : ring.requests) {
     if (request.number > number) found.push_back(request);

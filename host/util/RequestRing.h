@@ -26,9 +26,9 @@ bool IsWatched();
 // Keeps a request in place of the oldest of 200.
 void SeeRequest(SeenRequest request);
 
-// The requests that came after this number, the oldest first; what has come since somebody began to
-// ask.
-std::vector<SeenRequest> RequestsSince(uint64_t number);
+// The requests that came after this number, the oldest first, of those that are kept; `newest`
+// becomes the number of the newest of all.
+std::vector<SeenRequest> RequestsSince(uint64_t number, uint64_t& newest);
 
 }  // namespace host
 

@@ -149,6 +149,13 @@ def test_doctor_sees_a_file_that_is_nowhere_and_a_map_that_is_none(described, da
             "put it into /var/local/orv/pldserver/0") in doctor("data files")
 
 
+def test_doctor_sees_what_the_device_told_and_nobody_took(well, doctor):
+    well.crash()
+    folder = well.root / FOLDER[1:] / "told"
+    (folder / "00000099.outbox").write_text(record("4711 0 3", 7300))
+    assert doctor.one("outbox")[:2] == ("wrong", "1 to be delivered, the oldest since 2 hours")
+
+
 def test_doctor_names_a_source_without_a_value(device, daemon, doctor):
     device.describe({"ProductSequenceId": "1.2.3", "Points": [
         {"Id": 7, "Name": "fan", "Source": {"Type": "file", "Path": "/sys/none"}}]})
@@ -262,6 +269,22 @@ def test_bundle_of_an_appliance_that_has_nothing(ctl, daemon, folder, content):
     bundle = (folder / "case.txt").read_text()
     assert "== the daemon's newest failures and warnings" in bundle
     assert "Transport.Proxy" in bundle and "s3cret" not in bundle
+
+
+def test_bundle_holds_the_journal_without_the_keys_of_anybody(well, ctl, folder):
+    programs = folder / "programs"
+    programs.mkdir()
+    (programs / "journalctl").write_text(
+        "#!/bin/sh\ncat <<'TXT'\n"
+        "box cloudclient[7]: HttpsClient DeleteResource: xauthtoken:former-token\n"
+        f"box cloudclient[7]: CloudClient Register: the key {KEY}\nTXT\n")
+    (programs / "journalctl").chmod(0o755)
+    ctl.environment["PATH"] = f"{programs}:{ctl.environment['PATH']}"
+    ctl.does("doctor", "--bundle", "case.txt")
+    _, journal = (folder / "case.txt").read_text().split("== the journal\n")
+    assert journal.splitlines() == [
+        "box cloudclient[7]: HttpsClient DeleteResource: xauthtoken:********",
+        "box cloudclient[7]: CloudClient Register: the key ********"]
 
 
 def test_bundle_replaces_no_file(ctl, folder):

@@ -115,8 +115,9 @@ def test_setup_as_json(fresh, cloud, ctl):
     said = ctl.tells("setup", "--url", cloud.url, *ARGUMENTS, "--yes")
     assert said["written"] is True
     verdicts = {check["subject"]: check["verdict"] for check in said["checks"]}
-    assert verdicts == dict.fromkeys(
-        ("connection", "certificate", "service", "clock", "registration", "chassis"), "good")
+    assert verdicts == {**dict.fromkeys(
+        ("connection", "certificate", "service", "clock", "registration", "chassis"), "good"),
+        "daemon": "notice"}
 
 
 def test_setup_has_the_daemon_started_where_a_manager_runs(fresh, cloud, ctl, folder, root):
@@ -230,21 +231,28 @@ def test_wrong_files_are_left_alone(fresh, cloud, ctl):
     assert fresh.config() == BEFORE
 
 
-def test_configuration_that_can_not_be_written_leaves_the_name_as_it_was(fresh, cloud, ctl):
+@pytest.mark.parametrize("name", [None, "former"], ids=["fresh", "named"])
+def test_configuration_that_can_not_be_written_leaves_all_as_it_was(
+        fresh, cloud, ctl, folder, name):
     fresh.stop()
-    fresh.write("sysinfo.json", {"SysName": "former"})
-    pinned = {"Transport": {"PinnedPublicKey": [pin_of(cloud.certificate())]}}
-    fresh.write("policy.json", pinned)
+    (folder / "key").write_text("k" * 100)  # with it the configuration is the largest of the files
+    before = fresh.path("cloud.json").read_text()
+    if name:
+        fresh.write("sysinfo.json", {"SysName": name})
+        fresh.write("policy.json", {"Alarms": {"PairAll": True}})
 
-    def names_only():
+    def less_than_that():
         signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-        resource.setrlimit(resource.RLIMIT_FSIZE, (100, 100))
-    ended = ctl.run("setup", "--url", cloud.url, *ARGUMENTS, "--yes", before=names_only)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (200, 200))
+    ended = ctl.run("setup", "--url", cloud.url, *ARGUMENTS, "--yes", before=less_than_that)
     assert ended.returncode == 1
     assert ended.stderr.decode().splitlines()[-1] == (
         "cloudclientctl: the configuration is as it was")
-    assert json.loads(fresh.path("sysinfo.json").read_text()) == {"SysName": "former"}
-    assert fresh.config()["Enabled"] is False
+    assert fresh.path("cloud.json").read_text() == before
+    for file, content in (("sysinfo.json", {"SysName": name}),
+                          ("policy.json", {"Alarms": {"PairAll": True}})):
+        assert fresh.path(file).exists() == bool(name)
+        assert not name or json.loads(fresh.path(file).read_text()) == content
 
 
 def test_wrong_key_is_told_with_the_daemons_reason(fresh, cloud, ctl, folder):

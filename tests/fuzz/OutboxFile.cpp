@@ -99,7 +99,7 @@ void OpenAnything(const std::string& text) {
     while (files.Count() > 0) {
       fuzz::Require(files.Front(record, number, dropped, problem) && dropped == 0,
                     "what was taken can be read");
-      files.RemoveFront(number);
+      files.Remove(number);
     }
     fuzz::Require(record.key == "last", "what is put comes last");
   }

@@ -15,7 +15,6 @@
 #include <stdexcept>
 
 #include "SystemCalls.h"
-#include "host/util/Clock.h"
 #include "host/util/Json.h"
 
 namespace fs = std::filesystem;

@@ -91,7 +91,7 @@ class OutboxFilesTest : public OutboxFolderTest {
     std::vector<std::string> keys;
     for (std::string key = Oldest(); !key.empty(); key = Oldest()) {
       keys.push_back(key);
-      files->RemoveFront(number);
+      files->Remove(number);
     }
     return keys;
   }
@@ -112,7 +112,7 @@ TEST_F(OutboxFilesTest, Gives_out_in_the_order_of_putting) {
 TEST_F(OutboxFilesTest, Holds_over_the_end_of_a_process_what_is_not_done) {
   for (const char* const key : {"a", "b", "c"}) Put(key);
   EXPECT_EQ(Oldest(), "a");
-  files->RemoveFront(number);
+  files->Remove(number);
   Reopen();
   EXPECT_EQ(files->Count(), 2u);
   EXPECT_EQ(files->SkippedBytes(), 0u);
@@ -136,10 +136,10 @@ TEST_F(OutboxFilesTest, A_file_goes_when_everything_in_it_is_done_and_no_more_is
   Put("b", kMaxBytes / 64);
   EXPECT_THAT(Names(), ElementsAre("00000001.outbox", "00000002.outbox"));
   EXPECT_EQ(Oldest(), "a");
-  files->RemoveFront(number);
+  files->Remove(number);
   EXPECT_THAT(Names(), ElementsAre("00000002.outbox"));
   EXPECT_EQ(Oldest(), "b");
-  files->RemoveFront(number);
+  files->Remove(number);
   EXPECT_THAT(Names(), ElementsAre("00000002.outbox"));
   Put("c");
   EXPECT_THAT(Names(), ElementsAre("00000003.outbox"));
@@ -217,10 +217,10 @@ TEST_F(OutboxFilesTest, Only_the_oldest_is_taken_out_by_its_number) {
   Put("b");
   EXPECT_EQ(Oldest(), "a");
   const uint64_t first = number;
-  files->RemoveFront(first);
-  files->RemoveFront(first);
+  files->Remove(first);
+  files->Remove(first);
   EXPECT_THAT(TakeAll(), ElementsAre("b"));
-  files->RemoveFront(first);
+  files->Remove(first);
 }
 
 TEST_F(OutboxFilesTest, One_that_was_removed_or_damaged_is_passed_over) {
