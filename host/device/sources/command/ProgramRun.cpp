@@ -98,6 +98,8 @@ class Child {
   int End() {
     if (m_pid <= 0) return m_status;
     kill(-m_pid, SIGKILL);
+    // Its group may not be there yet on an emulated machine, where it is not waited for.
+    kill(m_pid, SIGKILL);
     while (waitpid(m_pid, &m_status, 0) < 0 && errno == EINTR) {
     }
     m_pid = -1;
