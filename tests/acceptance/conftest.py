@@ -21,6 +21,7 @@ from differences import is_meant
 from harness.ctl import Ctl
 from harness.daemon import Daemon, HardenedDaemon
 from harness.device import Device
+from harness.process import clock
 from harness.proxy import Proxy
 from harness.recorder import Recorder
 from harness.service import POSTGRESQL
@@ -87,6 +88,28 @@ def ctl(programs, root, folder, daemon):
 @pytest.fixture
 def device(root, daemon):
     return Device(root)
+
+
+@pytest.fixture
+def runs(daemon, device):
+    """Starts a disabled daemon with that device, whose engine runs all the same. What sources wait for
+    is real: so is its clock."""
+    def start(description, **more):
+        device.describe(description)
+        daemon.disable()
+        daemon.start(clock(1), **more)
+    return start
+
+
+@pytest.fixture
+def values(daemon, device):
+    """Waits until the points have these values."""
+    def become(**expected):
+        def seen():
+            found = {p["name"]: p["value"] for p in device.lists()["points"]}
+            return all(found[name] == value for name, value in expected.items())
+        daemon.wait_until(seen, f"values {expected}")
+    return become
 
 
 @pytest.fixture

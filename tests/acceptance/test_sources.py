@@ -3,34 +3,6 @@
 
 import os
 
-import pytest
-
-from harness.process import clock
-
-# What a module waits for is real: the clock of these cases is too.
-REAL = clock(1)
-
-
-@pytest.fixture
-def runs(daemon, device):
-    """Starts a disabled daemon with that device, whose engine runs all the same."""
-    def start(description, **more):
-        device.describe(description)
-        daemon.disable()
-        daemon.start(REAL, **more)
-    return start
-
-
-@pytest.fixture
-def values(daemon, device):
-    """Waits until the points have these values."""
-    def become(**expected):
-        def seen():
-            found = {p["name"]: p["value"] for p in device.lists()["points"]}
-            return all(found[name] == value for name, value in expected.items())
-        daemon.wait_until(seen, f"values {expected}")
-    return become
-
 
 def program(folder, name, text):
     path = folder / name

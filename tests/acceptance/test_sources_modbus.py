@@ -4,10 +4,6 @@
 import pytest
 
 from harness.modbus import Cable, Units, words
-from harness.process import clock
-
-# A unit's time is the real one.
-REAL = clock(1)
 
 
 @pytest.fixture
@@ -20,26 +16,6 @@ def cable():
     line = Cable()
     yield line
     line.close()
-
-
-@pytest.fixture
-def runs(daemon, device):
-    def start(description):
-        device.describe(description)
-        daemon.disable()
-        daemon.start(REAL)
-    return start
-
-
-@pytest.fixture
-def values(daemon, device):
-    """Waits until the points have these values."""
-    def become(**expected):
-        def seen():
-            found = {p["name"]: p["value"] for p in device.lists()["points"]}
-            return all(found[name] == value for name, value in expected.items())
-        daemon.wait_until(seen, f"values {expected}")
-    return become
 
 
 def source(address, **more):

@@ -6,13 +6,12 @@ import pytest
 from harness.appliance import Appliance
 from harness.controller import CHASSIS, PASSWORD, USER, Controller
 from harness.daemon import UUID
-from harness.process import clock
 from harness.snmp import credentials
 from harness.wire import pin_of, tls_context
 
-# A controller's time is the real one.
-REAL = clock(1)
 SECRETS = "/etc/cloudclient/bmc.json"
+
+pytestmark = pytest.mark.usefixtures("secrets")
 
 
 @pytest.fixture
@@ -33,28 +32,8 @@ def tls_controller(folder):
 
 
 @pytest.fixture
-def secrets(root):
+def secrets(root, device):
     return credentials(root / "etc/cloudclient", "bmc.json", User=USER, Password=PASSWORD)
-
-
-@pytest.fixture
-def runs(daemon, device, secrets):
-    def start(description):
-        device.describe(description)
-        daemon.disable()
-        daemon.start(REAL)
-    return start
-
-
-@pytest.fixture
-def values(daemon, device):
-    """Waits until the points have these values."""
-    def become(**expected):
-        def seen():
-            found = {p["name"]: p["value"] for p in device.lists()["points"]}
-            return all(found[name] == value for name, value in expected.items())
-        daemon.wait_until(seen, f"values {expected}")
-    return become
 
 
 def source(server, **more):

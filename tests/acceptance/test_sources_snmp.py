@@ -3,14 +3,13 @@
 
 import pytest
 
-from harness.process import clock
 from harness.snmp import COMMUNITY, OBJECTS, USER, Agent, credentials, free_udp_port, notifies
 
-# An agent's time is the real one.
-REAL = clock(1)
 LINK_DOWN = "1.3.6.1.6.3.1.1.5.3"
 LINK_UP = "1.3.6.1.6.3.1.1.5.4"
 ENGINE = "80001f8804706475"
+
+pytestmark = pytest.mark.usefixtures("secrets")
 
 
 @pytest.fixture
@@ -19,7 +18,7 @@ def agent(folder, under_watch):
 
 
 @pytest.fixture
-def secrets(root):
+def secrets(root, device):
     """Credentials of both versions, where the daemon finds them."""
     credentials(root / "etc/cloudclient", "v2c.json", Community=COMMUNITY)
     credentials(root / "etc/cloudclient", "v3.json", **USER)
@@ -34,26 +33,6 @@ def source(agent, version, **more):
 def point(number, **more):
     return {"Id": number, "Name": f"p{number}", **more,
             "Source": {"From": "pdu", "Oid": f"{OBJECTS}.{number}"}}
-
-
-@pytest.fixture
-def runs(daemon, device, secrets):
-    def start(description):
-        device.describe(description)
-        daemon.disable()
-        daemon.start(REAL)
-    return start
-
-
-@pytest.fixture
-def values(daemon, device):
-    """Waits until the points have these values."""
-    def become(**expected):
-        def seen():
-            found = {p["name"]: p["value"] for p in device.lists()["points"]}
-            return all(found[name] == value for name, value in expected.items())
-        daemon.wait_until(seen, f"values {expected}")
-    return become
 
 
 @pytest.fixture
