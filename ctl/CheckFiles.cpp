@@ -16,16 +16,15 @@
 #include <optional>
 
 #include "ctl/ConfigValues.h"
+#include "ctl/DeviceCheck.h"
 #include "ctl/Findings.h"
 #include "ctl/MapCheck.h"
 #include "host/config/ConfigKeys.h"
 #include "host/device/DataFolder.h"
-#include "host/device/DeviceKeys.h"
 #include "host/device/DeviceModel.h"
 #include "host/util/Files.h"
 #include "host/util/JsonFile.h"
 #include "host/util/Paths.h"
-#include "host/util/UnknownKeys.h"
 #include "https/OutboxRecord.h"
 #include "platform/pld/PldConstants.h"
 #include "platform/util/LocalPath.h"
@@ -271,11 +270,8 @@ void CheckDevice(Checkup& checkup) {
                   isMissing ? "describe the device there" : "correct it");
     return;
   }
-  Findings findings;
-  const host::DeviceModel device = host::ParseDeviceModel(root.get(), findings);
-  for (const std::string& key : host::UnknownKeysOf(root.get(), host::DeviceKeys())) {
-    findings.push_back("unknown key " + key);
-  }
+  host::DeviceModel device;
+  Findings findings = FindingsOf(root.get(), device);
   FindKeysWrittenTwice(path, findings);
   if (findings.empty()) {
     checkup.Good("device", Counted(device.points.size(), "point") + ", " +

@@ -5,11 +5,10 @@
 #include <CLI/CLI.hpp>
 
 #include "ctl/Commands.h"
+#include "ctl/DeviceCheck.h"
 #include "ctl/DeviceSocket.h"
 #include "ctl/Findings.h"
 #include "ctl/Output.h"
-#include "host/device/DeviceKeys.h"
-#include "host/device/DeviceModel.h"
 #include "host/util/JsonFile.h"
 
 namespace ctl {
@@ -98,11 +97,8 @@ int Check(const Choice& choice, const std::string& file) {
     PrintError(problem.Text());
     return kFailed;
   }
-  Findings findings;
-  host::ParseDeviceModel(root.get(), findings);
-  for (const std::string& key : host::UnknownDeviceKeys(root.get())) {
-    findings.push_back("unknown key " + key);
-  }
+  host::DeviceModel model;
+  Findings findings = FindingsOf(root.get(), model);
   FindKeysWrittenTwice(file, findings);
   return PrintFindings(choice.json, file, findings);
 }

@@ -690,6 +690,21 @@ def test_device_is_checked(ctl, folder):
         f"device.json: {finding}" for finding in findings]
 
 
+@pytest.mark.parametrize("source, finding", [
+    ({"Type": "hwmon", "Chip": "coretemp"}, '"Label" in "Source" of "Points"[0] is missing'),
+    ({"Type": "hwmon", "Chip": "coretemp", "Label": "a/b", "Attribute": "a/b"},
+     '"Attribute" in "Source" of "Points"[0] holds a slash'),
+    ({"Type": "command", "Command": ["/bin/true"], "Pointr": ""},
+     'unknown key "Pointr" (is "Pointer" meant?) in "Source" of "Points"[0]'),
+    ({"Type": "nowhere"}, 'sources of the type "nowhere" are not read: its module is not installed'),
+])
+def test_settings_of_sources_are_checked_by_their_modules(ctl, folder, source, finding):
+    (folder / "device.json").write_text(json.dumps({"Points": [{"Id": 1, "Source": source}]}))
+    ended = ctl.run("device", "check", "device.json")
+    assert (ended.returncode, ended.stderr) == (1, b"")
+    assert ended.stdout.decode() == f"device.json: {finding}\n"
+
+
 def test_device_that_can_not_be_read(ctl, folder):
     assert "none.json: No such file" in ctl.refuses(1, "device", "check", "none.json")
     (folder / "device.json").write_text('{\n"Points": [\n')
