@@ -26,6 +26,8 @@ struct Choice {
 void AddConfigCommands(CLI::App& app, Choice& choice);
 void AddDeviceCommands(CLI::App& app, Choice& choice);
 void AddDoctorCommand(CLI::App& app, Choice& choice);
+// Of `device`.
+void AddInitCommands(CLI::App& device, Choice& choice);
 void AddLogCommands(CLI::App& app, Choice& choice);
 void AddMapCommands(CLI::App& app, Choice& choice);
 void AddPolicyCommands(CLI::App& app, Choice& choice);

@@ -20,7 +20,8 @@ const char kDeviceExamples[] = R"(Examples:
   cloudclientctl device set 1201 23.5
   cloudclientctl device raise 4711 --module 1 --state Warning
   cloudclientctl device clear 4711 --module 1
-  cloudclientctl device check /etc/cloudclient/device.json)";
+  cloudclientctl device check /etc/cloudclient/device.json
+  cloudclientctl device init hwmon --to trial)";
 
 struct DeviceArguments {
   int point = 0;
@@ -180,6 +181,7 @@ void AddDeviceCommands(CLI::App& app, Choice& choice) {
   AddSetCommand(*device, choice, arguments);
   AddRaiseCommand(*device, choice, arguments);
   AddClearCommand(*device, choice, arguments);
+  AddInitCommands(*device, choice);
 }
 
 }  // namespace ctl

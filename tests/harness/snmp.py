@@ -16,12 +16,22 @@ USER = {"User": "keeper", "AuthProtocol": "SHA-256", "AuthPassword": "auth-passw
 # Without these programs' own files.
 ENVIRONMENT = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C.UTF-8", "MIBS": ""}
 
+# The tables of sensors and of their names.
+SENSORS = "1.3.6.1.2.1.99.1.1.1"
+PARTS = "1.3.6.1.2.1.47.1.1.1.1.7"
+
 _PASS = """#!/bin/sh
-# Answers one object of the file beside it: name, type, value.
-[ "$1" = -g ] || exit 0
-grep -F "$2 " {objects} | while read -r name type value; do
-  [ "$name" = "$2" ] && printf '%s\\n%s\\n%s\\n' "$name" "$type" "$value"
-done
+# Answers one object of the file beside it, whose lines are in order: name, type, value. With -n that
+# behind the name; a name that none of the lines has comes before all of them.
+next=
+grep -qF "$2 " {objects} || next=$1
+while read -r name type value; do
+  if [ "$name" = "$2" ] && [ "$1" = -n ]; then next=-n; continue; fi
+  if [ "$name" = "$2" ] || [ "$next" = -n ]; then
+    printf '%s\\n%s\\n%s\\n' "$name" "$type" "$value"
+    exit 0
+  fi
+done <{objects}
 """
 
 
@@ -66,8 +76,16 @@ class Agent(Process):
         self._values.update({int(name[1:]): value for name, value in objects.items()})
         new = self._root / "objects.new"
         new.write_text("".join(f".{OBJECTS}.{number} {kind} {value}\n"
-                               for number, (kind, value) in self._values.items()))
+                               for number, (kind, value) in sorted(self._values.items())))
         os.replace(new, self._objects)
+
+    def has_sensor(self, row, name, kind, scale, precision, value):
+        """A sensor of ENTITY-SENSOR-MIB, before the agent starts."""
+        columns = enumerate((kind, scale, precision, value), 1)
+        with self._config.open("a") as config:
+            config.write(f'override .{PARTS}.{row} octet_str "{name}"\n')
+            config.writelines(f"override .{SENSORS}.{column}.{row} integer {number}\n"
+                              for column, number in columns)
 
     def start(self):
         self.launch(["/usr/sbin/snmpd", "-f", "-Lo", "-C", "-c", self._config],

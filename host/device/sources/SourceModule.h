@@ -3,8 +3,10 @@
 #define HOST_DEVICE_SOURCES_SOURCEMODULE_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/util/JsonKeys.h"
@@ -21,7 +23,7 @@
 namespace host {
 
 // Another number whenever something changes here, in JsonKeys.h or in Problem.h.
-constexpr int kSourceInterface = 1;
+constexpr int kSourceInterface = 2;
 
 // What is wrong in a setting: the key, and words that follow it, as in "Oid" "is no identifier".
 struct SettingFault {
@@ -76,6 +78,39 @@ class SourceConnection {
   virtual void TakeEvents(SourceSink& sink);
 };
 
+// Something that a point could show, as it was found. Texts are the device's, of any bytes.
+struct OfferedPoint {
+  std::string settings;  // a JSON object with keys of a point
+  std::string name;      // what the device, or its owner, calls it
+  std::string value;     // what it is now, for persons; empty when it has none, or was not asked
+  std::string unit;      // "degC", "V", "rpm" ...; empty when it is not known
+  double scale = 1;      // `unit` for each of what is told
+  int decimals = 0;
+  std::vector<std::pair<std::string, std::string>> states;  // what is told, and its text
+};
+
+// A connection with what it could show.
+struct OfferedSource {
+  std::string name;      // what tells it from others of its kind
+  std::string settings;  // a JSON object with keys of a connection
+  std::vector<OfferedPoint> points;
+};
+
+struct Offer {
+  std::vector<OfferedSource> sources;
+  bool isCut = false;  // there is more than was asked for
+};
+
+// What is looked for, and how far.
+struct OfferRequest {
+  std::string
+      settings;         // of the connection, a JSON object with its keys; empty where it finds them
+  std::string begin;    // where to look, in the module's own words; empty: where it is usual
+  SourceLimits limits;  // of each answer
+  size_t most = 0;      // points in all
+  int64_t untilMs = 0;  // the time of MonotonicMs after which nothing is asked any more
+};
+
 // A kind of source. Used by the thread that reads the device's file.
 class SourceModule {
  public:
@@ -93,6 +128,10 @@ class SourceModule {
   virtual std::unique_ptr<SourceConnection> Open(const std::string& settings,
                                                  const SourceLimits& limits,
                                                  SettingFaults& faults) const = 0;
+
+  // Looks at a device for what points could show: their numbers. Blocks, within the request's
+  // limits. With a fault or a problem the offer is of no use.
+  virtual Problem FindOffer(const OfferRequest& request, SettingFaults& faults, Offer& offer) const;
 };
 
 inline void SourceConnection::AddEvent(size_t /*event*/, const std::string& /*settings*/,
@@ -101,6 +140,11 @@ inline void SourceConnection::AddEvent(size_t /*event*/, const std::string& /*se
 }
 
 inline void SourceConnection::TakeEvents(SourceSink& /*sink*/) {}
+
+inline Problem SourceModule::FindOffer(const OfferRequest& /*request*/, SettingFaults& /*faults*/,
+                                       Offer& /*offer*/) const {
+  return Problem("a source of this type can't be looked at");
+}
 
 // What a library offers.
 struct SourceEntry {

@@ -128,3 +128,80 @@ TEST_F(HwmonTest, Settings_that_name_no_sensor_are_faults) {
   EXPECT_THAT(chip.faults,
               ElementsAre("Label is missing", "Label is empty", "Attribute holds a slash"));
 }
+
+namespace {
+
+// What the module offers: "chip settings", then "name settings value unit" of each point.
+std::vector<std::string> Offered(const host::HwmonModule& module, const std::string& begin = "",
+                                 size_t most = 100) {
+  host::OfferRequest request;
+  request.settings = "{}";
+  request.begin = begin;
+  request.most = most;
+  host::SettingFaults faults;
+  host::Offer offer;
+  if (const host::Problem problem = module.FindOffer(request, faults, offer)) {
+    return {problem.Text()};
+  }
+  std::vector<std::string> texts;
+  for (const host::OfferedSource& source : offer.sources) {
+    texts.push_back(source.name + " " + source.settings);
+    for (const host::OfferedPoint& point : source.points) {
+      texts.push_back(point.name + " " + point.settings + " " + point.value + " " + point.unit);
+    }
+  }
+  if (offer.isCut) texts.emplace_back("cut");
+  return texts;
+}
+
+}  // namespace
+
+TEST_F(HwmonTest, Offer_is_every_sensor_with_its_unit) {
+  Sensor(0, "in0_input", "1024");
+  Sensor(0, "pwm1", "255");
+  Sensor(0, "power1_average", "12500000");
+  EXPECT_THAT(
+      Offered(m_module),
+      ElementsAre(R"(coretemp {"Chip":"coretemp"})",
+                  R"(Package id 0 {"Label":"Package id 0"} 45.0 degC)",
+                  R"(Core 0 {"Label":"Core 0"} 43.5 degC)", R"(in0 {"Label":"in0"} 1.024 V)",
+                  R"(power1 {"Label":"power1","Attribute":"average"} 12.5 W)"));
+}
+
+TEST_F(HwmonTest, Offer_tells_alike_sensors_apart) {
+  Sensor(0, "fan1_input", "900");
+  Sensor(0, "fan1_label", "Core 0");
+  Sensor(0, "temp3_input", "1000");
+  Sensor(0, "temp3_label", "Package id 0");
+  EXPECT_THAT(Offered(m_module),
+              testing::UnorderedElementsAre(R"(coretemp {"Chip":"coretemp"})",
+                                            R"(temp1 {"Label":"temp1","Kind":"temp"} 45.0 degC)",
+                                            R"(Core 0 {"Label":"Core 0","Kind":"temp"} 43.5 degC)",
+                                            R"(temp3 {"Label":"temp3","Kind":"temp"} 1.0 degC)",
+                                            R"(Core 0 {"Label":"Core 0","Kind":"fan"} 900 rpm)"));
+}
+
+TEST_F(HwmonTest, Offer_tells_alike_chips_apart_by_their_devices) {
+  for (int number = 1; number <= 2; ++number) {
+    Chip(number, "nvme", "pci0000:00/0000:0" + std::to_string(number) + ":00.0/nvme/nvme0");
+    Sensor(number, "temp1_input", std::to_string(1000 * number));
+  }
+  EXPECT_THAT(
+      Offered(m_module, "nvme"),
+      ElementsAre(
+          R"(nvme 0000:01:00.0/nvme/nvme0 {"Chip":"nvme","Device":"0000:01:00.0/nvme/nvme0"})",
+          R"(temp1 {"Label":"temp1"} 1.0 degC)",
+          R"(nvme 0000:02:00.0/nvme/nvme0 {"Chip":"nvme","Device":"0000:02:00.0/nvme/nvme0"})",
+          R"(temp1 {"Label":"temp1"} 2.0 degC)"));
+  OpenedSource chip(m_module, R"({"Chip":"nvme","Device":"0000:02:00.0/nvme/nvme0"})");
+  chip.Point(R"({"Label":"temp1"})");
+  EXPECT_EQ(chip.Read(), "");
+  EXPECT_EQ(chip.told.values[0], "2");
+}
+
+TEST_F(HwmonTest, Offer_is_cut_and_may_be_none) {
+  EXPECT_THAT(Offered(m_module, "", 1),
+              ElementsAre(R"(coretemp {"Chip":"coretemp"})",
+                          R"(Package id 0 {"Label":"Package id 0"} 45.0 degC)", "cut"));
+  EXPECT_THAT(Offered(m_module, "none"), ElementsAre("no chip \"none\" has a sensor"));
+}

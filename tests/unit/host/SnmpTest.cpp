@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <sys/stat.h>
 
+#include <sstream>
+
 #include "HostTest.h"
 #include "SourceDouble.h"
 #include "host/device/sources/snmp/Agent.h"
 #include "host/device/sources/snmp/Listener.h"
 #include "host/device/sources/snmp/Snmp.h"
+#include "host/device/sources/snmp/Walk.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -168,4 +171,151 @@ TEST_F(SnmpTest, Settings_of_listeners_are_looked_at) {
   EXPECT_THAT(traps.faults,
               ElementsAre("Raise is missing", "Raise is no object identifier of numbers",
                           "From names a listener"));
+}
+
+namespace {
+
+// An agent that answers what is behind an identifier, some objects at once.
+class AgentDouble {
+ public:
+  void Has(const host::Oid& name, long number) {
+    m_objects.emplace_back(name, host::PduRef(snmp_pdu_create(SNMP_MSG_RESPONSE)));
+    Add(*m_objects.back().second, name, ASN_INTEGER, &number, sizeof(number));
+  }
+  void HasText(const host::Oid& name, const std::string& text) {
+    m_objects.emplace_back(name, host::PduRef(snmp_pdu_create(SNMP_MSG_RESPONSE)));
+    Add(*m_objects.back().second, name, ASN_OCTET_STR, text.data(), text.size());
+  }
+
+  host::SnmpAsk Ask() {
+    return [this](host::PduRef request, host::PduRef& answer) {
+      ++requests;
+      const host::Oid behind = host::NameOf(*request->variables);
+      answer.reset(snmp_pdu_create(SNMP_MSG_RESPONSE));
+      answer->errstat = error;
+      int left = 2;
+      for (const auto& [name, pdu] : m_objects) {
+        if (!circles && name <= behind) continue;
+        const netsnmp_variable_list& its = *pdu->variables;
+        Add(*answer, name, its.type, its.val.string, its.val_len);
+        if (--left == 0) return host::Problem();
+      }
+      if (left == 2) Add(*answer, behind, SNMP_ENDOFMIBVIEW, nullptr, 0);
+      return host::Problem();
+    };
+  }
+
+  int requests = 0;
+  long error = SNMP_ERR_NOERROR;
+  bool circles = false;
+
+ private:
+  static void Add(netsnmp_pdu& pdu, const host::Oid& name, u_char type, const void* bytes,
+                  size_t size) {
+    const std::vector<oid> numbers(name.begin(), name.end());
+    snmp_pdu_add_variable(&pdu, numbers.data(), numbers.size(), type, bytes, size);
+  }
+
+  std::vector<std::pair<host::Oid, host::PduRef>> m_objects;  // in their order
+};
+
+const host::Oid kTop = {1, 3, 6, 1, 4, 1, 58888};
+
+host::Oid Under(host::Oid oid, std::initializer_list<uint32_t> more) {
+  oid.insert(oid.end(), more);
+  return oid;
+}
+
+// The walk's problem, empty when there was none.
+std::string Walked(AgentDouble& agent, const host::WalkLimits& limits, host::SnmpTree& tree,
+                   bool& isCut) {
+  return host::WalkTree(agent.Ask(), kTop, limits, tree, isCut).Text();
+}
+
+constexpr host::WalkLimits kAmple = {100, INT64_MAX};
+
+// "name oid value unit scale decimals" of each point.
+std::vector<std::string> TextsOf(const std::vector<host::OfferedPoint>& points) {
+  std::vector<std::string> texts;
+  for (const host::OfferedPoint& point : points) {
+    std::ostringstream text;
+    text << point.name << ' ' << point.settings << ' ' << point.value << ' ' << point.unit << ' '
+         << point.scale << ' ' << point.decimals;
+    texts.push_back(text.str());
+  }
+  return texts;
+}
+
+}  // namespace
+
+TEST_F(SnmpTest, Walk_ends_where_the_subtree_does) {
+  AgentDouble agent;
+  agent.Has({1, 3, 6, 1, 4, 1, 58887, 9}, 1);
+  for (uint32_t i = 1; i <= 5; ++i) agent.Has(Under(kTop, {i, 0}), i);
+  agent.Has({1, 3, 6, 1, 4, 1, 58889, 1}, 9);
+  agent.Has({1, 3, 6, 1, 4, 1, 58889, 2}, 9);
+  host::SnmpTree tree;
+  bool isCut = false;
+  EXPECT_EQ(Walked(agent, kAmple, tree, isCut), "");
+  EXPECT_EQ(tree.size(), 5u);
+  EXPECT_EQ(agent.requests, 3);
+  EXPECT_FALSE(isCut);
+  EXPECT_THAT(TextsOf(host::PointsOfTree(tree, kTop)),
+              testing::Contains(R"(object 2.0 {"Oid":"1.3.6.1.4.1.58888.2.0"} 2  1 0)"));
+}
+
+TEST_F(SnmpTest, Walk_is_cut_by_number_and_by_time) {
+  AgentDouble agent;
+  for (uint32_t i = 1; i <= 5; ++i) agent.Has(Under(kTop, {i, 0}), i);
+  host::SnmpTree tree;
+  bool isCut = false;
+  EXPECT_EQ(Walked(agent, {3, INT64_MAX}, tree, isCut), "");
+  EXPECT_EQ(tree.size(), 3u);
+  EXPECT_TRUE(isCut);
+  isCut = false;
+  agent.requests = 0;
+  EXPECT_EQ(Walked(agent, {100, 0}, tree, isCut), "");
+  EXPECT_EQ(agent.requests, 0);
+  EXPECT_TRUE(isCut);
+}
+
+TEST_F(SnmpTest, Walk_does_not_go_in_circles) {
+  AgentDouble agent;
+  for (uint32_t i = 1; i <= 2; ++i) agent.Has(Under(kTop, {i, 0}), i);
+  agent.circles = true;
+  host::SnmpTree tree;
+  bool isCut = false;
+  EXPECT_EQ(Walked(agent, kAmple, tree, isCut),
+            "its device does not answer objects in their order");
+  agent.error = SNMP_ERR_GENERR;
+  EXPECT_THAT(Walked(agent, kAmple, tree, isCut), HasSubstr("its device answers: "));
+}
+
+TEST_F(SnmpTest, Sensors_have_units_scales_and_names_of_their_tables) {
+  AgentDouble agent;
+  const auto sensor = [&agent](uint32_t column, std::initializer_list<long> values) {
+    uint32_t row = 1;
+    for (const long value : values) agent.Has(Under(host::kSensorTable, {column, row++}), value);
+  };
+  sensor(1, {8, 3, 6, 12, 10});         // degrees, volts, watts, true or false, revolutions
+  sensor(2, {9, 8, 10, 9, 9});          // units, thousandths, thousands
+  sensor(3, {1, 0, 0, 0, 0});           // digits behind the point
+  sensor(4, {235, 11950, 2, 1, 5400});  // values
+  host::SnmpTree sensors;
+  bool isCut = false;
+  EXPECT_FALSE(host::WalkTree(agent.Ask(), host::kSensorTable, kAmple, sensors, isCut));
+  AgentDouble parts;
+  parts.HasText(Under(host::kPartDescriptions, {2}), "12 V rail");
+  parts.HasText(Under(host::kPartNames, {1}), "Inlet");
+  host::SnmpTree names;
+  for (const host::Oid& column : {host::kPartNames, host::kPartDescriptions}) {
+    EXPECT_FALSE(host::WalkTree(parts.Ask(), column, kAmple, names, isCut));
+  }
+  const auto points = host::PointsOfSensors(sensors, names);
+  EXPECT_THAT(TextsOf(points),
+              ElementsAre(R"(Inlet {"Oid":"1.3.6.1.2.1.99.1.1.1.4.1"} 23.5 degC 0.1 1)",
+                          R"(12 V rail {"Oid":"1.3.6.1.2.1.99.1.1.1.4.2"} 11.950 V 0.001 3)",
+                          R"(sensor 3 {"Oid":"1.3.6.1.2.1.99.1.1.1.4.3"} 2000 W 1000 0)",
+                          R"(sensor 4 {"Oid":"1.3.6.1.2.1.99.1.1.1.4.4"} true  1 0)",
+                          R"(sensor 5 {"Oid":"1.3.6.1.2.1.99.1.1.1.4.5"} 5400 rpm 1 0)"));
 }

@@ -48,13 +48,6 @@ std::string DeviceOf(const std::string& folder) {
   return full == nullptr ? std::string() : std::string(full.get());
 }
 
-bool EndsInSteps(const std::string& path, const std::string& end) {
-  if (end.size() > path.size()) return false;
-  const size_t begin = path.size() - end.size();
-  if (path.compare(begin, end.size(), end) != 0) return false;
-  return begin == 0 || end.front() == '/' || path[begin - 1] == '/';
-}
-
 std::string Joined(const std::vector<std::string>& texts) {
   std::string joined;
   for (const std::string& text : texts) joined += (joined.empty() ? "" : ", ") + text;
@@ -84,18 +77,35 @@ double ScaleOf(const std::string& kind, const std::string& attribute) {
 
 }  // namespace
 
-Problem FindChip(const std::string& name, const std::string& device, std::string& folder) {
+bool EndsInSteps(const std::string& path, const std::string& end) {
+  if (end.size() > path.size()) return false;
+  const size_t begin = path.size() - end.size();
+  if (path.compare(begin, end.size(), end) != 0) return false;
+  return begin == 0 || end.front() == '/' || path[begin - 1] == '/';
+}
+
+Problem ListChips(std::vector<ChipPlace>& chips) {
   const std::string root = LocalPath(kClass);
   std::vector<std::string> entries;
   if (Problem problem = ListFolder(root, entries)) return problem;
+  for (const std::string& entry : entries) {
+    const std::string folder = root + "/" + entry;
+    const std::string name = TextOf(folder + "/name");
+    if (!name.empty()) chips.push_back({name, folder, DeviceOf(folder)});
+  }
+  return {};
+}
+
+Problem FindChip(const std::string& name, const std::string& device, std::string& folder) {
+  std::vector<ChipPlace> chips;
+  if (Problem problem = ListChips(chips)) return problem;
   std::vector<std::string> folders;
   std::vector<std::string> devices;
-  for (const std::string& entry : entries) {
-    const std::string path = root + "/" + entry;
-    if (TextOf(path + "/name") != name) continue;
-    const std::string its = DeviceOf(path);
+  for (const ChipPlace& chip : chips) {
+    if (chip.name != name) continue;
+    const std::string& its = chip.device;
     if (!device.empty() && !EndsInSteps(its, device)) continue;
-    folders.push_back(path);
+    folders.push_back(chip.folder);
     devices.push_back(its.empty() ? "none" : its.substr(its.rfind('/') + 1));
   }
   if (folders.empty()) {
@@ -143,6 +153,30 @@ Problem SensorTable::Find(const SensorName& sensor, std::string& file, double& s
   file = m_folder + "/" + found.front() + "_" + sensor.attribute;
   scale = ScaleOf(KindOf(found.front()), sensor.attribute);
   return {};
+}
+
+std::vector<SensorName> SensorTable::NamesOf(const std::string& attribute) const {
+  std::vector<SensorName> names;
+  std::string file;
+  double scale = 1;
+  for (const auto& [label, sensor] : m_sensors) {
+    if (label != sensor || m_files.count(sensor + "_" + attribute) == 0) continue;
+    const std::string wanted = m_folder + "/" + sensor + "_" + attribute;
+    SensorName name = {sensor, KindOf(sensor), attribute};
+    for (const auto& [other, its] : m_sensors) {
+      if (its == sensor && other != sensor) name.label = other;
+    }
+    // By its label alone, else by kind too, else as its files are named.
+    SensorName shorter = name;
+    shorter.kind.clear();
+    if (!Find(shorter, file, scale) && file == wanted) {
+      name = shorter;
+    } else if (Find(name, file, scale) || file != wanted) {
+      name.label = sensor;
+    }
+    names.push_back(name);
+  }
+  return names;
 }
 
 }  // namespace host

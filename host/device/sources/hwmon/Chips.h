@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "host/util/Problem.h"
 
@@ -12,6 +13,18 @@ namespace host {
 
 // The monitoring chips of this machine, below /sys/class/hwmon. Their numbers there change from
 // start to start; name, device and labels stay.
+
+struct ChipPlace {
+  std::string name;
+  std::string folder;
+  std::string device;  // the path of the device behind it; empty when it has none
+};
+
+// All chips that have a name, by their numbers' order as texts.
+Problem ListChips(std::vector<ChipPlace>& chips);
+
+// Whether `end` is the end of the path, in whole steps.
+bool EndsInSteps(const std::string& path, const std::string& end);
 
 // The folder of the chip of that name. `device`, when not empty, is the end of its device's path,
 // in whole steps ("0000:01:00.0"), and tells chips of one name apart. A problem when there is none,
@@ -35,6 +48,10 @@ class SensorTable {
   // volts, amperes, watts, joules, per cent, hertz or revolutions per minute. A problem when there
   // is no such sensor, or more than one.
   Problem Find(const SensorName& sensor, std::string& file, double& scale) const;
+
+  // A name for each sensor with that attribute by which Find finds it; its label where that is
+  // enough.
+  std::vector<SensorName> NamesOf(const std::string& attribute) const;
 
  private:
   std::string m_folder;

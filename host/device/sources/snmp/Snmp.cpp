@@ -7,12 +7,14 @@
 #include "host/device/sources/Settings.h"
 #include "host/device/sources/snmp/Agent.h"
 #include "host/device/sources/snmp/Listener.h"
+#include "host/device/sources/snmp/Walk.h"
 
 namespace host {
 namespace {
 
 constexpr uint16_t kAgentPort = 161;
 constexpr uint16_t kTrapPort = 162;
+constexpr size_t kMostWalked = 10000;  // objects of a walk
 
 // The identifier that the key's text is; none, and a fault, of another text.
 std::optional<Oid> NeededOid(const Settings& settings, const char* key, SettingFaults& faults) {
@@ -113,6 +115,39 @@ class Traps : public SourceConnection {
   SnmpListener m_listener;
 };
 
+// A way to the agent of the settings, which were looked at.
+Problem OpenSession(const Settings& settings, const SourceLimits& limits, SnmpSession& session) {
+  SnmpIdentity identity;
+  const bool isVersion3 = settings.Text("Version") == "3";
+  if (Problem problem = ReadIdentity(settings.Text("Credentials"), isVersion3, identity)) {
+    return problem;
+  }
+  const auto address = ParseNetAddress(settings.Text("Address"), kAgentPort);
+  return session.Open(address.value_or(NetAddress()), identity, limits);
+}
+
+// The sensors that the agent has, and with an identifier all numbers below it.
+Problem FindPoints(const SnmpAsk& ask, const std::optional<Oid>& begin, const WalkLimits& limits,
+                   std::vector<OfferedPoint>& points, bool& isCut) {
+  SnmpTree tree;
+  if (begin) {
+    if (Problem problem = WalkTree(ask, *begin, limits, tree, isCut)) return problem;
+    points = PointsOfTree(tree, *begin);
+    return points.empty() ? Problem("its device has no number below " + OidText(*begin))
+                          : Problem();
+  }
+  if (Problem problem = WalkTree(ask, kSensorTable, limits, tree, isCut)) return problem;
+  SnmpTree names;
+  for (const Oid& column : {kPartNames, kPartDescriptions}) {
+    if (Problem problem = WalkTree(ask, column, limits, names, isCut)) return problem;
+  }
+  points = PointsOfSensors(tree, names);
+  return points.empty() ? Problem(
+                              "its device has no table of sensors (ENTITY-SENSOR-MIB): name "
+                              "the object below which its numbers are")
+                        : Problem();
+}
+
 }  // namespace
 
 std::vector<JsonKey> SnmpModule::ConnectionKeys() const {
@@ -156,6 +191,34 @@ std::unique_ptr<SourceConnection> SnmpModule::Open(const std::string& settings,
   if (!faults.empty()) return nullptr;
   if (listens) return std::make_unique<Traps>(*address, its);
   return std::make_unique<Agent>(*address, its, limits);
+}
+
+Problem SnmpModule::FindOffer(const OfferRequest& request, SettingFaults& faults,
+                              Offer& offer) const {
+  const std::optional<Oid> begin = request.begin.empty() ? std::nullopt : ParseOid(request.begin);
+  if (!request.begin.empty() && !begin) {
+    return Problem("\"" + request.begin + "\" is no object identifier of numbers");
+  }
+  const Settings its(request.settings);
+  if (its.Holds("Listen")) return Problem("a listener has no points");
+  static_cast<void>(Open(request.settings, request.limits, faults));
+  if (!faults.empty()) return {};
+  SnmpSession session;
+  if (Problem problem = OpenSession(its, request.limits, session)) return problem;
+  const SnmpAsk ask = [&session](PduRef asked, PduRef& answer) {
+    return session.Ask(std::move(asked), answer);
+  };
+  OfferedSource source;
+  source.name = its.Text("Address");
+  source.settings = request.settings;
+  const WalkLimits limits = {kMostWalked, request.untilMs};
+  if (Problem problem = FindPoints(ask, begin, limits, source.points, offer.isCut)) return problem;
+  if (source.points.size() > request.most) {
+    source.points.resize(request.most);
+    offer.isCut = true;
+  }
+  offer.sources.push_back(std::move(source));
+  return {};
 }
 
 }  // namespace host

@@ -19,6 +19,8 @@ class SnmpModule : public SourceModule {
   std::vector<JsonKey> EventKeys() const override;
   std::unique_ptr<SourceConnection> Open(const std::string& settings, const SourceLimits& limits,
                                          SettingFaults& faults) const override;
+  Problem FindOffer(const OfferRequest& request, SettingFaults& faults,
+                    Offer& offer) const override;
 };
 
 }  // namespace host

@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: Apache-2.0
+// device init hwmon|snmp|modbus
+#include <algorithm>
+#include <initializer_list>
+#include <memory>
+#include <utility>
+
+#include <CLI/CLI.hpp>
+
+#include "ctl/Commands.h"
+#include "ctl/DeviceCheck.h"
+#include "ctl/NewDevice.h"
+#include "ctl/NewFiles.h"
+#include "ctl/Output.h"
+#include "ctl/PointTable.h"
+#include "host/device/SourceLoader.h"
+#include "host/util/Clock.h"
+#include "host/util/Files.h"
+#include "host/util/Paths.h"
+#include "platform/pld/PldConstants.h"
+#include "platform/util/LocalPath.h"
+
+namespace ctl {
+
+namespace {
+
+using host::JsonRef;
+using host::Problem;
+
+constexpr int64_t kLongestLookMs = 60000;  // for all of a device
+constexpr size_t kLargestTable = size_t{1} << 20;
+
+const char kInitExamples[] = R"(Examples:
+  cloudclientctl device init hwmon --label "Server 3"
+  cloudclientctl device init snmp pdu-7.example.org --credentials /etc/cloudclient/pdu-7.json
+  cloudclientctl device init snmp 192.0.2.7:161 --snmp-version 2c --oid 1.3.6.1.4.1.58888 \
+      --credentials /etc/cloudclient/pdu-7.json
+  cloudclientctl device init modbus 192.0.2.9 --table registers.csv --to trial)";
+
+// What the command line says.
+struct InitWords {
+  NewDeviceWords device;
+  std::string where;  // the device: address, URL, path of a line
+  std::string begin;  // where in it to look
+  std::string table;
+  std::string version = "3";
+  std::string credentials;
+  std::string to;  // a folder for all files
+  size_t most = 200;
+  bool replace = false;
+};
+
+// Texts among the settings of a connection; empty ones are left out.
+std::string SettingsOf(std::initializer_list<std::pair<const char*, std::string>> texts) {
+  const JsonRef settings(json_object());
+  for (const auto& [key, text] : texts) {
+    if (!text.empty()) host::PutJson(settings.get(), key, host::AnyText(text));
+  }
+  return host::DumpedJson(settings.get(), JSON_COMPACT);
+}
+
+std::string ConnectionOf(const InitWords& words) {
+  const std::string& type = words.device.type;
+  if (type == "snmp") {
+    return SettingsOf(
+        {{"Address", words.where}, {"Version", words.version}, {"Credentials", words.credentials}});
+  }
+  if (type != "modbus") return "{}";
+  return SettingsOf({{words.where.rfind('/', 0) == 0 ? "Device" : "Address", words.where}});
+}
+
+Problem ProblemOf(const host::SettingFaults& faults) {
+  if (faults.empty()) return {};
+  return Problem("\"" + faults.front().key + "\" " + faults.front().what);
+}
+
+// The points of a person's table, each looked at by the module.
+Problem ReadTable(const host::SourceModule& module, const InitWords& words,
+                  const host::OfferRequest& request, host::Offer& offer) {
+  std::string text;
+  if (Problem problem = host::ReadFile(words.table, kLargestTable, text)) {
+    return problem.With(words.table);
+  }
+  std::vector<TableRow> rows;
+  if (Problem problem = ReadPointTable(text, module.PointKeys(), rows)) {
+    return problem.With(words.table);
+  }
+  host::SettingFaults faults;
+  const auto connection = module.Open(request.settings, request.limits, faults);
+  if (Problem problem = ProblemOf(faults)) return problem.With(words.where);
+  host::OfferedSource source;
+  source.name = words.where;
+  source.settings = request.settings;
+  for (const TableRow& row : rows) {
+    connection->AddPoint(source.points.size(), row.point.settings, faults);
+    if (Problem problem = ProblemOf(faults)) {
+      return problem.With("line " + std::to_string(row.line)).With(words.table);
+    }
+    source.points.push_back(row.point);
+  }
+  offer.sources.push_back(std::move(source));
+  return {};
+}
+
+Problem FindOffer(const Choice& choice, const InitWords& words, host::Offer& offer) {
+  host::SourceLoader loader;
+  Problem problem;
+  const host::SourceModule* const module = loader.Load(words.device.type, problem);
+  if (module == nullptr) return problem.With("sources of the type \"" + words.device.type + "\"");
+  host::OfferRequest request;
+  request.settings = ConnectionOf(words);
+  request.begin = words.begin;
+  request.limits.timeoutMs = std::max(1, static_cast<int>(choice.timeout * 1000));
+  request.limits.retries = 1;
+  request.most = words.most;
+  request.untilMs = host::MonotonicMs() + kLongestLookMs;
+  if (!words.table.empty()) return ReadTable(*module, words, request, offer);
+  host::SettingFaults faults;
+  problem = module->FindOffer(request, faults, offer);
+  if (!faults.empty()) problem = ProblemOf(faults);
+  if (!problem) return {};
+  return words.where.empty() ? problem : problem.With(words.where);
+}
+
+// Where the files go: into one folder, or where the daemon looks for them.
+std::vector<NewFile> FilesOf(const InitWords& words, const NewDevice& device) {
+  std::string folder = words.to;
+  std::string description = words.to + "/device.json";
+  if (words.to.empty()) {
+    std::string steps = words.device.sequence;
+    std::replace(steps.begin(), steps.end(), '.', '/');
+    folder = LocalPath(std::string(pld::kDataFolder) + "/" + steps);
+    description = LocalPath(host::kDeviceFile);
+  }
+  std::vector<NewFile> files = {
+      {description, host::DumpedJson(device.Description(), JSON_INDENT(2)) + "\n"}};
+  for (const DataText& data : device.DataFiles()) {
+    files.push_back({folder + "/" + data.name, data.text});
+  }
+  return files;
+}
+
+void Report(const Choice& choice, const NewDevice& device, const std::vector<NewFile>& files,
+            bool isCut) {
+  std::vector<std::vector<std::string>> rows = device.Rows();
+  if (choice.json) {
+    const JsonRef all(json_object());
+    host::PutJson(all.get(), "points", JsonRef(json_integer(static_cast<json_int_t>(rows.size()))));
+    host::PutJson(all.get(), "isCut", JsonRef(json_boolean(isCut)));
+    host::PutJson(all.get(), "files", JsonRef(json_array()));
+    json_t* const names = json_object_get(all.get(), "files");
+    for (const NewFile& file : files) host::AppendJson(names, host::AnyText(file.path));
+    PrintJson(all.get());
+    return;
+  }
+  rows.insert(rows.begin(), {"POINT", "NAME", "FOUND", "UNIT", "SOURCE"});
+  PrintTable(rows);
+  PrintLine("");
+  if (isCut) PrintLine("There is more: --most takes more, and less is below another beginning.");
+  for (const NewFile& file : files) PrintLine("written: " + Printable(file.path));
+  PrintLine("The README explains the files. The daemon reads them when it starts.");
+}
+
+int Init(const Choice& choice, InitWords words) {
+  host::Offer offer;
+  if (Problem problem = FindOffer(choice, words, offer)) {
+    PrintError(problem.Text());
+    return kFailed;
+  }
+  if (words.device.label.empty()) {
+    words.device.label = words.where.empty() ? "This machine" : words.where;
+  }
+  const NewDevice device(words.device, offer);
+  host::DeviceModel model;
+  const Findings findings = FindingsOf(device.Description(), model);
+  if (!findings.empty()) {
+    PrintError(findings.front());
+    return kFailed;
+  }
+  const std::vector<NewFile> files = FilesOf(words, device);
+  if (Problem problem = WriteNewFiles(files, words.replace)) {
+    const bool isThere = problem.Text().find("is there already") != std::string::npos;
+    PrintError(problem.Text() + (isThere ? ": --force replaces it" : "") + "; nothing is written");
+    return kFailed;
+  }
+  Report(choice, device, files, offer.isCut);
+  return kDone;
+}
+
+using Words = std::shared_ptr<InitWords>;
+
+// A kind of source, with what all of them take.
+CLI::App* AddKind(CLI::App& init, Choice& choice, const std::string& type, const char* text,
+                  Words& words) {
+  words = std::make_shared<InitWords>();
+  words->device.type = type;
+  words->device.sequence = "1.0.0";
+  CLI::App* const kind = init.add_subcommand(type, text);
+  kind->add_option("--label", words->device.label, "Name of the device, for persons");
+  kind->add_option("--sequence", words->device.sequence,
+                   "Product sequence identifier, which names the folder of the data files")
+      ->capture_default_str();
+  kind->add_option("--to", words->to, "Folder for all files, in place of the daemon's own");
+  kind->add_option("--most", words->most, "Most points that are taken")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 1000));
+  kind->add_flag("--force", words->replace, "Replace files that are there");
+  kind->callback(
+      [&choice, words] { choice.run = [&choice, words] { return Init(choice, *words); }; });
+  return kind;
+}
+
+void AddSnmpKind(CLI::App& init, Choice& choice) {
+  Words words;
+  CLI::App* const kind = AddKind(init, choice, "snmp", "From what an SNMP agent has", words);
+  kind->add_option("ADDRESS", words->where, "Its host, and port where it is not 161")->required();
+  kind->add_option("--credentials", words->credentials,
+                   "The appliance's file of the community or the user")
+      ->required();
+  kind->add_option("--snmp-version", words->version, "2c or 3")
+      ->capture_default_str()
+      ->check(CLI::IsMember({"2c", "3"}));
+  kind->add_option("--oid", words->begin,
+                   "Take the numbers below it, in place of the table of sensors");
+}
+
+void AddModbusKind(CLI::App& init, Choice& choice) {
+  Words words;
+  CLI::App* const kind =
+      AddKind(init, choice, "modbus", "From registers that a table names", words);
+  kind->add_option("ADDRESS", words->where, "Its host, and port where it is not 502; or its line")
+      ->required();
+  kind->add_option("--table", words->table, "The table: a line of names, then a register a line")
+      ->required();
+}
+
+}  // namespace
+
+void AddInitCommands(CLI::App& device, Choice& choice) {
+  CLI::App* const init = device.add_subcommand(
+      "init", "Write a device's description and data files from what a source offers");
+  init->require_subcommand(1);
+  init->fallthrough();
+  init->footer(kInitExamples);
+  Words words;
+  CLI::App* const hwmon =
+      AddKind(*init, choice, "hwmon", "From the monitoring chips of this machine", words);
+  hwmon->add_option("--chip", words->begin, "Name of the chip, where not all are meant");
+  AddSnmpKind(*init, choice);
+  AddModbusKind(*init, choice);
+}
+
+}  // namespace ctl
