@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/device/sources/SourceModule.h"
+#include "host/device/SourceLoader.h"
 #include "host/util/JsonKeys.h"
 #include "host/util/Problem.h"
 

@@ -221,7 +221,7 @@ class AgentDouble {
 
 const host::Oid kTop = {1, 3, 6, 1, 4, 1, 58888};
 
-host::Oid Under(host::Oid oid, std::initializer_list<uint32_t> more) {
+host::Oid Inside(host::Oid oid, std::initializer_list<uint32_t> more) {
   oid.insert(oid.end(), more);
   return oid;
 }
@@ -251,7 +251,7 @@ std::vector<std::string> TextsOf(const std::vector<host::OfferedPoint>& points) 
 TEST_F(SnmpTest, Walk_ends_where_the_subtree_does) {
   AgentDouble agent;
   agent.Has({1, 3, 6, 1, 4, 1, 58887, 9}, 1);
-  for (uint32_t i = 1; i <= 5; ++i) agent.Has(Under(kTop, {i, 0}), i);
+  for (uint32_t i = 1; i <= 5; ++i) agent.Has(Inside(kTop, {i, 0}), i);
   agent.Has({1, 3, 6, 1, 4, 1, 58889, 1}, 9);
   agent.Has({1, 3, 6, 1, 4, 1, 58889, 2}, 9);
   host::SnmpTree tree;
@@ -266,7 +266,7 @@ TEST_F(SnmpTest, Walk_ends_where_the_subtree_does) {
 
 TEST_F(SnmpTest, Walk_is_cut_by_number_and_by_time) {
   AgentDouble agent;
-  for (uint32_t i = 1; i <= 5; ++i) agent.Has(Under(kTop, {i, 0}), i);
+  for (uint32_t i = 1; i <= 5; ++i) agent.Has(Inside(kTop, {i, 0}), i);
   host::SnmpTree tree;
   bool isCut = false;
   EXPECT_EQ(Walked(agent, {3, INT64_MAX}, tree, isCut), "");
@@ -281,7 +281,7 @@ TEST_F(SnmpTest, Walk_is_cut_by_number_and_by_time) {
 
 TEST_F(SnmpTest, Walk_does_not_go_in_circles) {
   AgentDouble agent;
-  for (uint32_t i = 1; i <= 2; ++i) agent.Has(Under(kTop, {i, 0}), i);
+  for (uint32_t i = 1; i <= 2; ++i) agent.Has(Inside(kTop, {i, 0}), i);
   agent.circles = true;
   host::SnmpTree tree;
   bool isCut = false;
@@ -295,7 +295,7 @@ TEST_F(SnmpTest, Sensors_have_units_scales_and_names_of_their_tables) {
   AgentDouble agent;
   const auto sensor = [&agent](uint32_t column, std::initializer_list<long> values) {
     uint32_t row = 1;
-    for (const long value : values) agent.Has(Under(host::kSensorTable, {column, row++}), value);
+    for (const long value : values) agent.Has(Inside(host::kSensorTable, {column, row++}), value);
   };
   sensor(1, {8, 3, 6, 12, 10});         // degrees, volts, watts, true or false, revolutions
   sensor(2, {9, 8, 10, 9, 9});          // units, thousandths, thousands
@@ -305,8 +305,8 @@ TEST_F(SnmpTest, Sensors_have_units_scales_and_names_of_their_tables) {
   bool isCut = false;
   EXPECT_FALSE(host::WalkTree(agent.Ask(), host::kSensorTable, kAmple, sensors, isCut));
   AgentDouble parts;
-  parts.HasText(Under(host::kPartDescriptions, {2}), "12 V rail");
-  parts.HasText(Under(host::kPartNames, {1}), "Inlet");
+  parts.HasText(Inside(host::kPartDescriptions, {2}), "12 V rail");
+  parts.HasText(Inside(host::kPartNames, {1}), "Inlet");
   host::SnmpTree names;
   for (const host::Oid& column : {host::kPartNames, host::kPartDescriptions}) {
     EXPECT_FALSE(host::WalkTree(parts.Ask(), column, kAmple, names, isCut));
