@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// device init hwmon|snmp|modbus
+// device init hwmon|snmp|redfish|modbus
 #include <algorithm>
 #include <initializer_list>
 #include <memory>
@@ -35,6 +35,7 @@ const char kInitExamples[] = R"(Examples:
   cloudclientctl device init snmp pdu-7.example.org --credentials /etc/cloudclient/pdu-7.json
   cloudclientctl device init snmp 192.0.2.7:161 --snmp-version 2c --oid 1.3.6.1.4.1.58888 \
       --credentials /etc/cloudclient/pdu-7.json
+  cloudclientctl device init redfish https://bmc.example.org --credentials /etc/cloudclient/bmc.json
   cloudclientctl device init modbus 192.0.2.9 --table registers.csv --to trial)";
 
 // What the command line says.
@@ -45,6 +46,8 @@ struct InitWords {
   std::string table;
   std::string version = "3";
   std::string credentials;
+  std::string caFile;
+  std::string pin;
   std::string to;  // a folder for all files
   size_t most = 200;
   bool replace = false;
@@ -64,6 +67,12 @@ std::string ConnectionOf(const InitWords& words) {
   if (type == "snmp") {
     return SettingsOf(
         {{"Address", words.where}, {"Version", words.version}, {"Credentials", words.credentials}});
+  }
+  if (type == "redfish") {
+    return SettingsOf({{"Url", words.where},
+                       {"Credentials", words.credentials},
+                       {"CaFile", words.caFile},
+                       {"PinnedPublicKey", words.pin}});
   }
   if (type != "modbus") return "{}";
   return SettingsOf({{words.where.rfind('/', 0) == 0 ? "Device" : "Address", words.where}});
@@ -224,6 +233,18 @@ void AddSnmpKind(CLI::App& init, Choice& choice) {
                    "Take the numbers below it, in place of the table of sensors");
 }
 
+void AddRedfishKind(CLI::App& init, Choice& choice) {
+  Words words;
+  CLI::App* const kind =
+      AddKind(init, choice, "redfish", "From a chassis of a controller that speaks Redfish", words);
+  kind->add_option("URL", words->where, "Its URL, without a slash at its end")->required();
+  kind->add_option("--credentials", words->credentials,
+                   "The appliance's file of the user or the token");
+  kind->add_option("--chassis", words->begin, "Identifier of the chassis, where it has several");
+  kind->add_option("--ca-file", words->caFile, "What its certificate is checked against");
+  kind->add_option("--pin", words->pin, "Its key, sha256//..., in place of that");
+}
+
 void AddModbusKind(CLI::App& init, Choice& choice) {
   Words words;
   CLI::App* const kind =
@@ -247,6 +268,7 @@ void AddInitCommands(CLI::App& device, Choice& choice) {
       AddKind(*init, choice, "hwmon", "From the monitoring chips of this machine", words);
   hwmon->add_option("--chip", words->begin, "Name of the chip, where not all are meant");
   AddSnmpKind(*init, choice);
+  AddRedfishKind(*init, choice);
   AddModbusKind(*init, choice);
 }
 

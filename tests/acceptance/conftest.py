@@ -47,10 +47,12 @@ def pytest_collection_modifyitems(config, items):
     is not built for the other machine, for want of its library, has no case there."""
     if config.getoption("--daemon"):
         modules = pathlib.Path(config.getoption("--daemon")) / "app" / "sources"
-        missing = [f"test_sources_{name}.py" for name in ("modbus", "redfish", "snmp")
-                   if not (modules / f"{name}.so").exists()]
+        servers = {"modbus": "units", "redfish": "controller", "snmp": "agent"}
+        missing = [name for name in servers if not (modules / f"{name}.so").exists()]
+        files = [f"test_sources_{name}.py" for name in missing]
+        fixtures = {"names", *(servers[name] for name in missing)}
         named = [item for item in items
-                 if "names" in item.fixturenames or item.path.name in missing]
+                 if fixtures.intersection(item.fixturenames) or item.path.name in files]
         config.hook.pytest_deselected(items=named)
         items[:] = [item for item in items if item not in named]
     if config.getoption("--policy"):

@@ -5,7 +5,10 @@ import json
 
 import pytest
 
+from harness.controller import PASSWORD, Controller
+from harness.controller import USER as KEEPER
 from harness.modbus import Units
+from harness.process import clock
 from harness.snmp import COMMUNITY, OBJECTS, USER, Agent, credentials
 
 DATA = "var/local/orv/pldserver/0"
@@ -26,6 +29,14 @@ def chips(root):
 @pytest.fixture
 def agent(folder, under_watch):
     return under_watch(Agent(folder))
+
+
+@pytest.fixture
+def controller(root, daemon):
+    credentials(root / "etc/cloudclient", "bmc.json", User=KEEPER, Password=PASSWORD)
+    server = Controller()
+    yield server
+    server.close()
 
 
 @pytest.fixture
@@ -53,11 +64,10 @@ def inits(ctl, daemon, root):
 
 @pytest.fixture
 def runs_as_made(daemon):
-    """Starts a disabled daemon, whose engine runs all the same."""
+    """Starts a disabled daemon, whose engine runs all the same. What sources wait for is real."""
     def start():
-        (daemon.root / "run/cloudclient").mkdir(parents=True, exist_ok=True)
         daemon.disable()
-        daemon.start()
+        daemon.start(clock(1))
     return start
 
 
@@ -170,6 +180,25 @@ def test_sensors_of_an_agent_come_with_units_and_names(
         ("degC", 1), ("W", None)]
     runs_as_made()
     values(inlet="23.5", input="2000")
+
+
+def test_readings_of_a_controller_become_a_device(
+        inits, device, daemon, controller, runs_as_made, values):
+    device.file.unlink()
+    made = inits("redfish", controller.url, "--credentials", "/etc/cloudclient/bmc.json")
+    assert {point["Name"]: point.get("Unit") for point in made["Points"]} == {
+        "cpu1_temp": "degC", "fan1": "rpm", "point_1003": "W", "inlet": "degC"}
+    assert PASSWORD not in json.dumps(made)
+    runs_as_made()
+    values(cpu1_temp="41.5", fan1="5400", point_1003="344", inlet="22.2")
+    assert PASSWORD not in daemon.error_text()
+
+
+def test_wrong_password_of_a_controller_is_said_without_it(ctl, root, daemon, controller):
+    credentials(root / "etc/cloudclient", "bmc.json", User=KEEPER, Password="wrong-secret")
+    said = ctl.refuses(1, "device", "init", "redfish", controller.url, "--credentials",
+                       "/etc/cloudclient/bmc.json")
+    assert "its controller refuses the credentials" in said and "wrong-secret" not in said
 
 
 def test_agent_without_sensors_is_told_what_to_do(ctl, root, agent, daemon):

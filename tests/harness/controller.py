@@ -14,6 +14,10 @@ USER, PASSWORD = "keeper", "pass-4711"
 
 def documents():
     return {
+        "/redfish/v1/Chassis": {"Members": [{"@odata.id": CHASSIS}]},
+        CHASSIS: {"@odata.id": CHASSIS, "Id": "1U", "Name": "Server", **{
+            name: {"@odata.id": f"{CHASSIS}/{name}"} for name in ("Thermal", "Power", "Sensors")}},
+        f"{CHASSIS}/Sensors": {"Members": [{"@odata.id": f"{CHASSIS}/Sensors/Inlet"}]},
         f"{CHASSIS}/Thermal": {
             "@odata.id": f"{CHASSIS}/Thermal", "@odata.type": "#Thermal.v1_7_1.Thermal",
             "Id": "Thermal", "Name": "Thermal",

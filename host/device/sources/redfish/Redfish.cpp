@@ -7,6 +7,7 @@
 
 #include "host/device/sources/Credentials.h"
 #include "host/device/sources/Settings.h"
+#include "host/device/sources/redfish/ChassisOffer.h"
 #include "host/device/sources/redfish/WebClient.h"
 
 namespace host {
@@ -16,6 +17,7 @@ constexpr long kOk = 200;
 constexpr long kCreated = 201;
 constexpr long kUnauthorized = 401;
 constexpr long kForbidden = 403;
+constexpr long kNotFound = 404;
 constexpr char kSessions[] = "/redfish/v1/SessionService/Sessions";
 
 // How the controller is asked to believe us.
@@ -56,6 +58,21 @@ class Controller : public SourceConnection {
       for (const ResourcePoint& point : points) sink.NoValue(point.point, problem);
     }
     return {};
+  }
+
+  // A resource as it is; null where there is none.
+  Problem FetchJson(const std::string& path, JsonRef& resource) {
+    WebExchange exchange;
+    if (Problem problem = Fetch(path, exchange)) return problem.With(path);
+    resource.reset();
+    if (exchange.status == kNotFound) return {};
+    if (exchange.status != kOk) {
+      return Problem("its controller answers status " + std::to_string(exchange.status)).With(path);
+    }
+    resource.reset(
+        json_loadb(exchange.answer.data(), exchange.answer.size(), JSON_ALLOW_NUL, nullptr));
+    return resource == nullptr ? Problem("its controller's answer is no JSON").With(path)
+                               : Problem();
   }
 
  private:
@@ -161,6 +178,20 @@ WebServer ServerOf(const Settings& settings, SettingFaults& faults) {
   return server;
 }
 
+// Null, and a fault, of settings that are wrong.
+std::unique_ptr<Controller> OpenController(const Settings& settings, const SourceLimits& limits,
+                                           SettingFaults& faults) {
+  WebServer server = ServerOf(settings, faults);
+  Login login;
+  login.credentials = settings.Text("Credentials");
+  const std::string way = settings.Holds("Login") ? settings.Text("Login") : "basic";
+  login.bySession = way == "session";
+  if (way != "basic" && way != "session")
+    faults.push_back({"Login", "is neither basic nor session"});
+  if (!faults.empty()) return nullptr;
+  return std::make_unique<Controller>(std::move(server), std::move(login), limits);
+}
+
 }  // namespace
 
 void TellResource(const std::string& answer, const std::vector<ResourcePoint>& points,
@@ -195,16 +226,24 @@ std::vector<JsonKey> RedfishModule::PointKeys() const {
 std::unique_ptr<SourceConnection> RedfishModule::Open(const std::string& settings,
                                                       const SourceLimits& limits,
                                                       SettingFaults& faults) const {
-  const Settings its(settings);
-  WebServer server = ServerOf(its, faults);
-  Login login;
-  login.credentials = its.Text("Credentials");
-  const std::string way = its.Holds("Login") ? its.Text("Login") : "basic";
-  login.bySession = way == "session";
-  if (way != "basic" && way != "session")
-    faults.push_back({"Login", "is neither basic nor session"});
-  if (!faults.empty()) return nullptr;
-  return std::make_unique<Controller>(std::move(server), std::move(login), limits);
+  return OpenController(Settings(settings), limits, faults);
+}
+
+Problem RedfishModule::FindOffer(const OfferRequest& request, SettingFaults& faults,
+                                 Offer& offer) const {
+  const Settings its(request.settings);
+  const auto controller = OpenController(its, request.limits, faults);
+  if (controller == nullptr) return {};
+  OfferedSource source;
+  source.name = its.Text("Url").substr(its.Text("Url").find("//") + 2);
+  source.settings = request.settings;
+  const FetchResource fetch = [&controller](const std::string& path, JsonRef& resource) {
+    return controller->FetchJson(path, resource);
+  };
+  Problem problem =
+      FindReadings(fetch, request.begin, request.untilMs, request.most, source.points, offer.isCut);
+  if (!problem) offer.sources.push_back(std::move(source));
+  return problem;
 }
 
 }  // namespace host

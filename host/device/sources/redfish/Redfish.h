@@ -19,6 +19,8 @@ class RedfishModule : public SourceModule {
   std::vector<JsonKey> PointKeys() const override;
   std::unique_ptr<SourceConnection> Open(const std::string& settings, const SourceLimits& limits,
                                          SettingFaults& faults) const override;
+  Problem FindOffer(const OfferRequest& request, SettingFaults& faults,
+                    Offer& offer) const override;
 };
 
 // A point of a resource.
