@@ -40,11 +40,10 @@ std::string UnknownCommand(const CLI::App& app) {
 
 // Whether the line names a group of commands and ends there.
 bool EndsInGroup(const CLI::App& app) {
-  const std::vector<CLI::App*> chosen = app.get_subcommands();
-  if (chosen.size() != 1 || !UnknownCommand(app).empty()) return false;
-  const CLI::App& group = *chosen.front();
-  const bool hasCommands = !group.get_subcommands([](const CLI::App*) { return true; }).empty();
-  return hasCommands && group.get_subcommands().empty();
+  if (app.get_subcommands().size() != 1 || !UnknownCommand(app).empty()) return false;
+  const CLI::App* last = &app;
+  while (!last->get_subcommands().empty()) last = last->get_subcommands().front();
+  return !last->get_subcommands([](const CLI::App*) { return true; }).empty();
 }
 
 // Empty when the text is a time to wait for an answer, else why not.

@@ -208,7 +208,10 @@ CLI::App* AddKind(CLI::App& init, Choice& choice, const std::string& type, const
   kind->add_option("--label", words->device.label, "Name of the device, for persons");
   kind->add_option("--sequence", words->device.sequence,
                    "Product sequence identifier, which names the folder of the data files")
-      ->capture_default_str();
+      ->capture_default_str()
+      ->check([](const std::string& given) {
+        return given.empty() ? std::string("takes numbers joined by full stops") : std::string();
+      });
   kind->add_option("--to", words->to, "Folder for all files, in place of the daemon's own");
   kind->add_option("--most", words->most, "Most points that are taken")
       ->capture_default_str()

@@ -42,7 +42,7 @@ def running(daemon, device, recorder):
 @pytest.mark.parametrize("command", [
     (), ("status",), ("enable",), ("disable",), ("config",), ("config", "get"), ("config", "set"),
     ("config", "show"), ("device",), ("device", "list"), ("device", "set"), ("device", "raise"),
-    ("device", "clear"), ("device", "check"), ("map",), ("map", "check"),
+    ("device", "clear"), ("device", "check"), ("device", "init"), ("device", "init", "hwmon"), ("map",), ("map", "check"),
     ("policy",), ("policy", "show"), ("policy", "check"), ("trust",), ("setup",), ("doctor",), ("watch",), ("log",),
     ("log", "explain")], ids=lambda c: "_".join(c) or "program")
 def test_help_of_every_command(ctl, command):
@@ -57,12 +57,13 @@ def test_help_of_a_group_has_examples_of_its_own(ctl, command):
 
 
 @pytest.mark.parametrize("group, commands", [
-    ("config", ["get", "set", "show"]), ("device", ["list", "check", "set", "raise", "clear"]),
+    ("config", ["get", "set", "show"]), ("device", ["list", "check", "set", "raise", "clear", "init"]),
+    ("device init", ["hwmon", "snmp", "redfish", "modbus"]),
     ("map", ["check"]), ("policy", ["show", "check"]), ("log", ["explain"])],
-    ids=["config", "device", "map", "policy", "log"])
+    ids=["config", "device", "device init", "map", "policy", "log"])
 def test_group_alone_lists_its_commands(ctl, group, commands):
-    listed = ctl.does(group)
-    assert listed == ctl.does(group, "--help")
+    listed = ctl.does(*group.split())
+    assert listed == ctl.does(*group.split(), "--help")
     for command in commands:
         assert re.search(fr"^  {command} +\w", listed, re.MULTILINE), command
 
