@@ -27,12 +27,15 @@ bool CleanUp::Step() {
 
 bool CleanUp::RemoveLeft() {
   return Try([this] {
-    const std::int64_t before = m_clock() - kChangesKept;
+    const std::int64_t now = m_clock();
+    const std::int64_t before = now - kChangesKept;
     const bool changes = m_store.Write(
         [&](Transaction& store) { return store.RemoveChanges(before, kChangesAtOnce); });
+    const std::int64_t settled =
+        m_store.Write([&](Transaction& store) { return store.Settle(now, kRowsAtOnce); });
     const Left left =
         m_store.Write([](Transaction& store) { return store.RemoveNext(kRowsAtOnce); });
-    return changes || left != Left::kNothing;
+    return changes || settled == kRowsAtOnce || left != Left::kNothing;
   });
 }
 

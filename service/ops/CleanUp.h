@@ -21,8 +21,8 @@ class CleanUp {
 
   // Each removes a limited number of rows, and is true when more may be left. Blocks for some
   // thousandths of a second. The first of failures that follow each other becomes a line in the
-  // log. Step() removes what is old, RemoveLeft() what was left, and changes that are older than
-  // ten minutes: to be called every few seconds.
+  // log. Step() removes what is old. RemoveLeft() removes what was left, and changes that are
+  // older than ten minutes, and finds who has become late: to be called every few seconds.
   bool Step();
   bool RemoveLeft();
 

@@ -95,6 +95,11 @@ class Transaction {
   // times remain when the clock is set back, and would keep the appliances alive for that long.
   // Returns how many it set.
   virtual std::int64_t ClampHeartbeats(std::int64_t now, std::int64_t most) = 0;
+  // Finds anew the states of up to `most` appliances for which the time has come. All that tells of
+  // states is right without it too, but has to look at each of those: to be called every few
+  // seconds. A state found by a clock that was set back since is found anew as well, and is wrong
+  // until then. Returns how many it found.
+  virtual std::int64_t Settle(std::int64_t now, std::int64_t most) = 0;
   // Removes rows that removed managers, chassis and accounts have left, up to `most` (a row with a
   // large document counts as several; the last one may exceed the number), and tells what is left.
   // It is told also by what other processes have removed, and before a restart.

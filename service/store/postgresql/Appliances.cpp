@@ -6,14 +6,14 @@ namespace cloudservice::postgresql {
 
 namespace {
 
-// Searches the time of being late and that of being offline apart, so that each search has its
-// index.
+// Those that were found late or offline since, and those of which their times say it.
 const Sql kDue(
     "SELECT time, uuid FROM ("
-    "SELECT late_at AS time, manager FROM heartbeat "
-    "WHERE late_at >= $1 AND late_at <= $3 AND offline_at > $3 "
-    "UNION ALL SELECT offline_at, manager FROM heartbeat "
-    "WHERE offline_at >= $1 AND offline_at <= $3) AS due JOIN manager ON manager.key = due.manager "
+    "SELECT CASE WHEN offline_at <= $3 THEN offline_at ELSE late_at END AS time, manager "
+    "FROM heartbeat WHERE state > 0 AND went_at >= $1 AND went_at <= $3 "
+    "UNION SELECT CASE WHEN offline_at <= $3 THEN offline_at ELSE late_at END, manager "
+    "FROM heartbeat WHERE state IN (0, 1) AND next_at <= $3 AND late_at <= $3) AS due "
+    "JOIN manager ON manager.key = due.manager "
     "WHERE (time, uuid) >= ($1, $2) ORDER BY time, uuid LIMIT $4");
 
 const std::string kManagerDocuments =

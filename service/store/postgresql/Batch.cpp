@@ -13,6 +13,7 @@ const Sql kOwn(
 const Sql kAddHeartbeats(
     "UPDATE heartbeat SET count = heartbeat.count + sent.count, last = sent.last, "
     "interval = sent.interval, late_at = sent.late_at, offline_at = sent.offline_at, "
+    "state = 0, next_at = least(next_at, sent.late_at), silent = false, "
     "address = coalesce(nullif(sent.address, ''), heartbeat.address) "
     "FROM unnest((SELECT $1::bigint[]), (SELECT $2::bigint[]), (SELECT $3::bigint[]), (SELECT "
     "$4::bigint[]), (SELECT $5::bigint[]), "

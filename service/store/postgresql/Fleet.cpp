@@ -29,11 +29,12 @@ std::string Alarmed(const std::string& severity) {
 
 std::string Has(const std::string& column) { return "strpos(lower(" + column + "), $6) > 0"; }
 
-// The appliances that pass a FleetFilter: $1 to $4 are the bounds of the times of its state. Its
-// text is in lower case.
+// The appliances that pass a FleetFilter: $1 to $4 are the bounds of the times of its state, and
+// the states that were found last are where an index finds the late ones. Its text is in lower
+// case.
 const std::string kPassingFilter =
     "WHERE late_at >= $1 AND late_at <= $2 AND offline_at >= $3 "
-    "AND offline_at <= $4 AND " +
+    "AND offline_at <= $4 AND (state > 0 OR (state = 0 AND next_at <= $2)) AND " +
     Alarmed("$5") + "AND ($6::text IS NULL OR " + Has("label") + " OR " + Has("uuid") + " OR " +
     Has("model") + " OR " + Has("serial") + " OR " + Has("firmware") + " OR " + Has("address") +
     " OR " + Has("account.email") + ") ";
@@ -85,14 +86,33 @@ struct Order {
 const FleetOrders<Order> kOrders("sorted", "heard");
 
 const Sql kCountPassing("SELECT count(*) " + kFleet + kPassingFilter, Sql::Plan::kEachTime);
-const Sql kOverdue(
-    "SELECT count(*) FILTER (WHERE late_at <= $1), count(*) FILTER (WHERE offline_at <= $1) "
-    "FROM heartbeat WHERE late_at <= $1",
-    Sql::Plan::kEachTime);
-const Sql kOverdueWithAlarm(
-    "SELECT count(*) FILTER (WHERE late_at <= $1), count(*) FILTER (WHERE offline_at <= $1) "
-    "FROM heartbeat JOIN manager ON key = manager WHERE late_at <= $1 AND " +
-        Alarmed("$2"),
+
+// Those whose state may be another by now than the one that was found last.
+const std::string kUnsettled = "state IN (0, 1) AND next_at <= $1";
+
+// How many appliances are late or offline, and how many offline: those that were found so and stay
+// so for now, and those of which their times say it.
+std::string Overdue(const std::string& from, const std::string& condition) {
+  const std::string count = "(SELECT count(*) FROM " + from + " WHERE " + condition + "AND ";
+  const std::string due = kUnsettled + " AND ";
+  return "SELECT " + count + "state IN (1, 2) AND next_at > $1) + " + count + due +
+         "late_at <= $1), " + count + "state = 2 AND next_at > $1) + " + count + due +
+         "offline_at <= $1)";
+}
+const Sql kOverdue(Overdue("heartbeat", "true "), Sql::Plan::kEachTime);
+const Sql kOverdueWithAlarm(Overdue("heartbeat JOIN manager ON key = manager", Alarmed("$2")),
+                            Sql::Plan::kEachTime);
+
+// An appliance that is offline stays so until a heartbeat comes.
+const Sql kSettle(
+    "UPDATE heartbeat SET "
+    "state = CASE WHEN offline_at <= $1 THEN 2 WHEN late_at <= $1 THEN 1 ELSE 0 END, "
+    "next_at = CASE WHEN offline_at <= $1 THEN 9223372036854775807 "
+    "WHEN late_at <= $1 THEN offline_at ELSE late_at END, "
+    "went_at = CASE WHEN offline_at <= $1 THEN offline_at WHEN late_at <= $1 THEN late_at "
+    "ELSE 0 END WHERE manager IN (SELECT manager FROM heartbeat WHERE " +
+        kUnsettled +
+        " UNION ALL SELECT manager FROM heartbeat WHERE state > 0 AND went_at > $1 LIMIT $2)",
     Sql::Plan::kEachTime);
 
 Values FilterOf(const FleetFilter& filter) {
@@ -204,6 +224,10 @@ std::int64_t PostgresTransaction::CountAppliances(const FleetFilter& filter) {
                         : states[0] + states[1] + states[2];
   }
   return Run(kCountPassing, FilterOf(filter)).First().Number(0);
+}
+
+std::int64_t PostgresTransaction::Settle(std::int64_t now, std::int64_t most) {
+  return Run(kSettle, {now, most}).Changed();
 }
 
 StateCounts PostgresTransaction::CountStates(std::int64_t now) {

@@ -18,7 +18,8 @@ const Sql kAddManager(
     "(uuid, name, token_hash, registered, account, changed, label, documents, bytes) "
     "VALUES ($1, $2, $3, $4, $5, $4, '', 0, 0) RETURNING key");
 const Sql kAddHeart(
-    "INSERT INTO heartbeat (manager, address, late_at, offline_at) VALUES ($1, $2, $3, $4)");
+    "INSERT INTO heartbeat (manager, address, late_at, offline_at, next_at) "
+    "VALUES ($1, $2, $3, $4, $3)");
 // With its document and its heartbeats.
 const Sql kDeleteManager(
     "DELETE FROM manager WHERE uuid = $1 RETURNING key, faults, alarms, warnings, "

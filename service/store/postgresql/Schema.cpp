@@ -13,7 +13,7 @@ namespace {
 
 // Step N brings version N to version N + 1. The result of a step that was released never changes.
 // Texts stand in the order of their bytes, whatever the order of the database is.
-constexpr std::array<const char*, 4> kSteps = {
+constexpr std::array<const char*, 5> kSteps = {
     R"sql(
 -- Who owns appliances, and with which keys they register.
 CREATE TABLE account (
@@ -300,6 +300,24 @@ CREATE TABLE message (
   UNIQUE (manager, key)
 );
 CREATE INDEX message_received ON message (received);
+)sql",
+    R"sql(
+-- A heartbeat changes no index, so that its new row stays on the page of the old one. What an index
+-- needs changes with the appliance's state alone: the state that was found last (of Rules.h), before
+-- when it can be no other, which is never later than it is, and since when it is late or offline.
+-- A state is exact where that time has come by the times of the row, and is found anew every few
+-- seconds.
+DROP INDEX heartbeat_heard;
+DROP INDEX heartbeat_late;
+DROP INDEX heartbeat_offline;
+ALTER TABLE heartbeat ADD COLUMN state smallint NOT NULL DEFAULT 0;
+ALTER TABLE heartbeat ADD COLUMN next_at bigint NOT NULL DEFAULT 0;
+ALTER TABLE heartbeat ADD COLUMN went_at bigint NOT NULL DEFAULT 0;
+ALTER TABLE heartbeat ADD COLUMN silent boolean NOT NULL DEFAULT true;
+UPDATE heartbeat SET silent = last IS NULL;
+CREATE INDEX heartbeat_state ON heartbeat (state, next_at);
+CREATE INDEX heartbeat_went ON heartbeat (went_at) WHERE state > 0;
+CREATE INDEX heartbeat_silent ON heartbeat (manager) WHERE silent;
 )sql",
 };
 

@@ -10,7 +10,7 @@ const Sql kTotals(
     "SELECT coalesce(sum(managers), 0), coalesce(sum(chassis), 0), coalesce(sum(faults), 0), "
     "coalesce(sum(alarms), 0), coalesce(sum(warnings), 0), coalesce(sum(faulty), 0), "
     "coalesce(sum(alarmed), 0), coalesce(sum(warned), 0) FROM total");
-const Sql kSilent("SELECT count(*) FROM heartbeat WHERE heard < 0");
+const Sql kSilent("SELECT count(*) FROM heartbeat WHERE silent");
 const Sql kBytes("SELECT pg_database_size(current_database())");
 
 }  // namespace

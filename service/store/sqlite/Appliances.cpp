@@ -14,13 +14,12 @@ const Sql kAppliance(
     "(SELECT id FROM chassis WHERE chassis.manager = manager.id ORDER BY number LIMIT 1) "
     "FROM manager LEFT JOIN account ON account.id = manager.account WHERE manager.uuid = ?");
 
-// Searches the time of being late and that of being offline apart, so that each search has its
-// index.
+// Those that were found late or offline since, and those of which their times say it.
 const Sql kDue(
-    "SELECT late_at AS time, uuid FROM manager "
-    "WHERE (late_at, uuid) >= (?1, ?2) AND late_at <= ?3 AND offline_at > ?3 "
-    "UNION ALL SELECT offline_at, uuid FROM manager "
-    "WHERE (offline_at, uuid) >= (?1, ?2) AND offline_at <= ?3 "
+    "SELECT iif(offline_at <= ?3, offline_at, late_at) AS time, uuid FROM manager "
+    "WHERE state > 0 AND (went_at, uuid) >= (?1, ?2) AND went_at <= ?3 "
+    "UNION SELECT iif(offline_at <= ?3, offline_at, late_at) AS time, uuid FROM manager "
+    "WHERE state IN (0, 1) AND next_at <= ?3 AND late_at <= ?3 AND (time, uuid) >= (?1, ?2) "
     "ORDER BY time, uuid LIMIT ?4");
 
 const std::string kManagerDocuments =

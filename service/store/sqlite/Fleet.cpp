@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The list of all appliances, in every order and by every filter.
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "service/store/FleetOrders.h"
@@ -62,61 +61,42 @@ struct Order {
 
 const FleetOrders<Order> kOrders("label", "heard_at");
 
+// Those whose state may be another by now than the one that was found last.
+const std::string kUnsettled = "state IN (0, 1) AND next_at <= ?1";
+
 // The appliances of one state, ordered by name. The plus keeps the search away from the index of
 // names, of which much would have to be read to find few appliances.
-const Sql kOfState(Uuids("AND late_at >= ? AND late_at <= ? AND (+label, +uuid) > (?, ?)",
+const Sql kOfState(Uuids("AND (state = ?2 OR (" + kUnsettled + ")) AND (+label, +uuid) > (?, ?)",
                          "+label, +uuid") +
                    " OFFSET ?");
 
 const Sql kCountFiltered("SELECT count(*) " + kFiltered);
 
-// Counts the appliances for which one time has come, and those for which it has not, up to a limit:
-// all of them, and those with an open alarm of a severity.
-struct Counts {
-  explicit Counts(const std::string& time)
-      : due(Of(time + " <= ?1")),
-        others(Of(time + " > ?1")),
-        dueAlarmed(Of(time + " <= ?1 AND " + Alarmed("?3"))),
-        othersAlarmed(Of(time + " > ?1 AND " + Alarmed("?3"))) {}
+// How many appliances are late or offline, and how many offline: those that were found so and stay
+// so for now, and those of which their times say it.
+std::string Overdue(const std::string& condition) {
+  const std::string count = "(SELECT count(*) FROM manager WHERE ";
+  const std::string found = " AND next_at > ?1 AND " + condition + ") + ";
+  const std::string due = kUnsettled + " AND " + condition + " AND ";
+  return "SELECT " + count + "state IN (1, 2)" + found + count + due + "late_at <= ?1), " + count +
+         "state = 2" + found + count + due + "offline_at <= ?1)";
+}
+const Sql kOverdue(Overdue("TRUE"));
+const Sql kOverdueAlarmed(Overdue(Alarmed("?2")));
 
-  const Sql due;
-  const Sql others;
-  const Sql dueAlarmed;
-  const Sql othersAlarmed;
-
- private:
-  static std::string Of(const std::string& condition) {
-    return "SELECT count(*) FROM (SELECT 1 FROM manager WHERE " + condition + " LIMIT ?2)";
-  }
-};
-
-const Counts kLate("late_at");
-const Counts kOffline("offline_at");
+// An appliance that is offline stays so until a heartbeat comes.
+const Sql kSettle(
+    "UPDATE manager SET state = " + kState +
+    ", next_at = CASE WHEN offline_at <= ?1 THEN 9223372036854775807 "
+    "WHEN late_at <= ?1 THEN offline_at ELSE late_at END, "
+    "went_at = CASE WHEN offline_at <= ?1 THEN offline_at WHEN late_at <= ?1 THEN late_at "
+    "ELSE 0 END WHERE id IN (SELECT id FROM manager WHERE " +
+    kUnsettled + " UNION ALL SELECT id FROM manager WHERE state > 0 AND went_at > ?1 LIMIT ?2)");
 
 template <typename T>
 std::optional<std::int64_t> NumberOf(const std::optional<T>& word) {
   if (!word) return std::nullopt;
   return static_cast<std::int64_t>(*word);
-}
-
-// The number of those out of `all` appliances for which the time has come. Mostly that is nearly
-// none or nearly all: both sides are counted a bit further in turn, until one of them ends.
-std::int64_t CountDue(Database& database, const Counts& counts, std::int64_t now,
-                      std::optional<Severity> severity, std::int64_t all) {
-  constexpr std::int64_t kFirst = 256;
-  constexpr std::int64_t kFurther = 4;
-  const auto count = [&](const Sql& sql, std::int64_t most) {
-    Statement select(database, sql);
-    select.Bind(now).Bind(most);
-    if (severity) select.Bind(NumberOf(severity));
-    return select.Step() ? select.Number(0) : 0;
-  };
-  for (std::int64_t most = kFirst;; most *= kFurther) {
-    const std::int64_t due = count(severity ? counts.dueAlarmed : counts.due, most);
-    if (due < most) return due;
-    const std::int64_t others = count(severity ? counts.othersAlarmed : counts.others, most);
-    if (others < most) return all - others;
-  }
 }
 
 void BindFilter(Statement& select, const FleetFilter& filter) {
@@ -164,12 +144,9 @@ std::vector<std::string> ListInOrder(Database& database, const FleetFilter& filt
 }
 
 std::vector<std::string> SearchState(Database& database, const FleetFilter& filter) {
-  using Times = std::numeric_limits<std::int64_t>;
-  const bool alive = filter.state == State::kAlive;
   const FleetPlace place = filter.after.value_or(FleetPlace());
   Statement select(database, kOfState);
   BindFilter(select, filter);
-  select.Bind(alive ? filter.now + 1 : Times::min()).Bind(alive ? Times::max() : filter.now);
   select.Bind(place.label).Bind(place.uuid).Bind(filter.limit).Bind(filter.offset);
   std::vector<std::string> uuids;
   TakeTexts(select, uuids);
@@ -243,10 +220,18 @@ StateCounts SqliteTransaction::CountStates(std::int64_t now) {
 }
 
 StateCounts SqliteTransaction::CountStates(std::int64_t now, std::optional<Severity> severity) {
-  const std::int64_t all = CountAll(severity);
-  const std::int64_t overdue = CountDue(m_database, kLate, now, severity, all);
-  const std::int64_t offline = CountDue(m_database, kOffline, now, severity, all);
-  return {all - overdue, overdue - offline, offline};
+  Statement select(m_database, severity ? kOverdueAlarmed : kOverdue);
+  select.Bind(now);
+  if (severity) select.Bind(NumberOf(severity));
+  if (!select.Step()) return {};
+  const std::int64_t overdue = select.Number(0);
+  const std::int64_t offline = select.Number(1);
+  return {CountAll(severity) - overdue, overdue - offline, offline};
+}
+
+std::int64_t SqliteTransaction::Settle(std::int64_t now, std::int64_t most) {
+  Statement(m_database, kSettle).Bind(now).Bind(most).Run();
+  return m_database.Changes();
 }
 
 std::int64_t SqliteTransaction::CountAll(std::optional<Severity> severity) {

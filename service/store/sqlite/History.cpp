@@ -34,9 +34,11 @@ const Sql kValues(
     "AND manager = (SELECT id FROM manager WHERE uuid = ?)) "
     "AND reading.id > ? AND time >= ? ORDER BY reading.id LIMIT ?");
 
+// Looks at all: once in a while that costs less than an index that each heartbeat changes.
 const Sql kClamp(
     "UPDATE manager SET heartbeat_last = ?1, late_at = late_at - heartbeat_last + ?1, "
-    "offline_at = offline_at - heartbeat_last + ?1 WHERE id IN "
+    "offline_at = offline_at - heartbeat_last + ?1, state = 0, "
+    "next_at = late_at - heartbeat_last + ?1 WHERE id IN "
     "(SELECT id FROM manager WHERE heard_at > ?1 LIMIT ?2)");
 const Sql kDropReadings(
     "DELETE FROM reading WHERE id IN (SELECT id FROM reading WHERE time < ? LIMIT ?) "

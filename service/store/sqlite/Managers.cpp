@@ -18,7 +18,7 @@ const Sql kSender(
 const Sql kNumber("SELECT id FROM manager WHERE uuid = ?");
 const Sql kAddManager(
     "INSERT INTO manager (uuid, name, token_hash, registered, account, address, changed, late_at, "
-    "offline_at, documents, bytes) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, 0, 0)");
+    "offline_at, next_at, documents, bytes) VALUES (?, ?, ?, ?, ?, ?, ?, ?8, ?, ?8, 0, 0)");
 const Sql kTakeManager("DELETE FROM manager WHERE id = ?");
 const Sql kLeaveRest("INSERT INTO removal (manager) VALUES (?)");
 const Sql kSomeOfAccount("SELECT uuid FROM manager WHERE account = ? LIMIT ?");
@@ -33,7 +33,9 @@ const Sql kAddHeartbeat(
     "UPDATE manager SET heartbeat_count = heartbeat_count + 1, heartbeat_last = ?, "
     "heartbeat_interval = ?, late_at = ?, offline_at = ?, address = coalesce(nullif(?, ''), "
     "address) "
-    "WHERE uuid = ? RETURNING heartbeat_count");
+    "WHERE uuid = ? RETURNING heartbeat_count, state > 0 OR next_at > late_at");
+// Of a state that is no longer so, or of an interval that has become shorter.
+const Sql kIsAlive("UPDATE manager SET state = 0, next_at = late_at WHERE uuid = ?");
 
 // Stores a manager's document and the values that lists show of it. Called inside a transaction.
 void PutDocument(Database& database, const std::string& uuid, const std::string& document,
@@ -139,6 +141,7 @@ std::int64_t SqliteTransaction::AddHeartbeat(const std::string& uuid, std::int64
   update.Bind(when).Bind(interval).Bind(due.late).Bind(due.offline).Bind(address).Bind(uuid);
   if (!update.Step()) return 0;
   const std::int64_t count = update.Number(0);
+  if (update.Number(1) != 0) Statement(m_database, kIsAlive).Bind(uuid).Run();
   NoteAppliance(uuid);
   return count;
 }

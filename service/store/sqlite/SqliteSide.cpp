@@ -112,10 +112,10 @@ const Sql kCopyManager(Putting(
     "manager",
     "INSERT INTO manager (id, uuid, name, token_hash, registered, account, changed, label, model, "
     "serial, firmware, faults, alarms, warnings, heartbeat_count, heartbeat_last, "
-    "heartbeat_interval, late_at, offline_at, address) "
+    "heartbeat_interval, late_at, offline_at, next_at, address) "
     "SELECT key, uuid, name, token_hash, registered, account, changed, label, model, serial, "
     "firmware, faults, alarms, warnings, heartbeats, last_heartbeat, heartbeat_interval, late_at, "
-    "offline_at, address FROM new"));
+    "offline_at, late_at, address FROM new"));
 const Sql kCopyDocument(Putting(
     "manager", "INSERT INTO manager_document (manager, document) SELECT key, document FROM new"));
 const Sql kCopyChassis(PuttingAsIs("chassis"));

@@ -68,6 +68,7 @@ class SqliteTransaction : public Transaction {
                                               const ListPage<std::string>& page) override;
   std::vector<HistoryValue> ListHistory(const HistoryFilter& filter) override;
   std::int64_t ClampHeartbeats(std::int64_t now, std::int64_t most) override;
+  std::int64_t Settle(std::int64_t now, std::int64_t most) override;
   Left RemoveNext(std::int64_t most) override;
   OldLeft RemoveOld(const OldRows& old) override;
   StoredEvent AddEvent(const EventRecord& event, const std::string& alarm) override;

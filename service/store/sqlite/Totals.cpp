@@ -15,7 +15,7 @@ namespace {
 const Sql kTotals(
     "SELECT managers, faults, alarms, warnings, chassis, with_fault, with_alarm, with_warning "
     "FROM total WHERE id = 1");
-const Sql kSilent("SELECT count(*) FROM manager WHERE heard_at < 0");
+const Sql kSilent("SELECT count(*) FROM manager WHERE heartbeat_last IS NULL");
 const Sql kBytes("SELECT page_count * page_size FROM pragma_page_count, pragma_page_size");
 
 }  // namespace

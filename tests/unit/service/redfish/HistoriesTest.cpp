@@ -210,5 +210,13 @@ TEST_F(HistoriesTest, Old_events_go_but_for_open_alarms) {
   EXPECT_THAT((*store)->ListEvents({"u-1", id, false, {}}, {{}, 9}), testing::SizeIs(1));
 }
 
+TEST_F(HistoriesTest, States_are_found_by_the_clean_up) {
+  now += 1000;
+  EXPECT_EQ((*store)->CountStates(now), (StateCounts{0, 0, 1}));
+  cleanUp->RemoveLeft();
+  EXPECT_EQ((*store)->Settle(now, 9), 0);
+  EXPECT_EQ((*store)->CountStates(now), (StateCounts{0, 0, 1}));
+}
+
 }  // namespace
 }  // namespace cloudservice

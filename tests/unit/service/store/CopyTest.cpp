@@ -399,7 +399,7 @@ change: id what manager event kind name time
 chassis: number id manager document created changed
 event: id manager chassis message_id severity document received kind
 failure: sender whole
-manager: id uuid name token_hash registered account address changed heartbeat_count heartbeat_last heartbeat_interval late_at offline_at heard_at label model serial firmware faults alarms warnings events documents bytes day day_events
+manager: id uuid name token_hash registered account address changed heartbeat_count heartbeat_last heartbeat_interval late_at offline_at heard_at label model serial firmware faults alarms warnings events documents bytes day day_events state next_at went_at
 manager_document: manager document
 member: id manager chassis path name
 message: id manager key digest event received

@@ -166,6 +166,15 @@ ALTER TABLE manager DROP COLUMN bytes;
 ALTER TABLE manager DROP COLUMN day;
 ALTER TABLE manager DROP COLUMN day_events;
 DROP TABLE message;
+DROP INDEX manager_state;
+DROP INDEX manager_went;
+DROP INDEX manager_silent;
+ALTER TABLE manager DROP COLUMN state;
+ALTER TABLE manager DROP COLUMN next_at;
+ALTER TABLE manager DROP COLUMN went_at;
+CREATE INDEX manager_late ON manager (late_at, uuid);
+CREATE INDEX manager_offline ON manager (offline_at, uuid);
+CREATE INDEX manager_heard ON manager (heard_at, label, uuid);
 PRAGMA user_version = 6;
 )sql";
 
@@ -190,6 +199,17 @@ TEST_F(UpgradeTest, What_is_kept_of_each_manager_is_counted_at_the_first_questio
                                     "SELECT document FROM manager_document" +
                                     own + ")"));
   EXPECT_EQ(store->AddEvent({0, "u7", "", "m", "OK", "{}", 1}, "").kept, 151);
+}
+
+TEST_F(UpgradeTest, States_are_those_that_the_times_say) {
+  TestStore store(file);
+  const StateCounts before = store->CountStates(3150);
+  EXPECT_GT(before[0], 0);
+  EXPECT_GT(before[1], 0);
+  EXPECT_EQ(before[0] + before[1] + before[2], 40);
+  EXPECT_EQ(store->Settle(3150, 99), 40);
+  EXPECT_EQ(store->CountStates(3150), before);
+  EXPECT_EQ(store->Settle(3150, 99), 0);
 }
 
 TEST_F(UpgradeTest, Service_goes_on_where_it_was) {

@@ -280,6 +280,11 @@ TEST_F(PostgresSchemaTest, First_version_is_upgraded_and_keeps_its_rows) {
       "ALTER TABLE manager DROP COLUMN documents, DROP COLUMN bytes; "
       "ALTER TABLE event_count DROP COLUMN before; "
       "DROP TABLE message; "
+      "ALTER TABLE heartbeat DROP COLUMN state, DROP COLUMN next_at, DROP COLUMN went_at, "
+      "DROP COLUMN silent; "
+      "CREATE INDEX heartbeat_heard ON heartbeat (heard); "
+      "CREATE INDEX heartbeat_late ON heartbeat (late_at, offline_at); "
+      "CREATE INDEX heartbeat_offline ON heartbeat (offline_at); "
       "UPDATE cloudservice_schema SET version = 1; "
       "INSERT INTO change (id, origin, what, manager, event, kind, name, time) VALUES "
       "(1, 5, 2, 'of now', 0, 0, '', 0), (9e17, 5, 2, 'of a former time', 0, 0, '', 0)");

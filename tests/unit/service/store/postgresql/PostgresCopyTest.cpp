@@ -453,7 +453,9 @@ TEST_F(PostgresCopyTest, Every_column_is_known) {
           "chassis: number id manager document created changed", "cloudservice_schema: version",
           "event: id day manager chassis message_id severity document received kind",
           "event_count: manager day count before", "failure: sender whole",
-          "heartbeat: manager count last interval heard late_at offline_at address",
+          "heartbeat: manager count last interval heard late_at offline_at address state next_at "
+          "went_at "
+          "silent",
           "manager: key uuid name token_hash registered account changed label sorted model serial "
           "firmware faults alarms warnings revision documents bytes",
           "manager_document: manager document",
