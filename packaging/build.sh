@@ -10,9 +10,9 @@ usage() {
   cat <<'TXT'
 Usage: packaging/build.sh [--host ARCHITECTURE] OUT
 
-Installs what is missing (Debian packages), builds cloudclient, cloudservice and cloudclient-dev
-from this tree, changes that are not committed included, puts them into the folder OUT and prints
-their paths. The same sources give the same bytes.
+Installs what is missing (Debian packages), builds cloudclient with its sources, cloudservice and
+cloudclient-dev from this tree, changes that are not committed included, puts them into the folder
+OUT and prints their paths. The same sources give the same bytes.
 
   --host ARCHITECTURE  for another machine than this one: arm64, or powerpc, for which there is the
                        daemon alone, with its libraries in it

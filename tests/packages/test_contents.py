@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 
-from conftest import TOP
+from conftest import TOP, field
 from program_help import describe
 
 PROGRAMS = {"cloudclient": "cloudclient", "cloudclientctl": "cloudclient",
@@ -33,12 +33,28 @@ def test_a_program_its_unit_and_what_makes_user_and_folders_lie_together(unpacke
             assert (unpacked[name] / path).is_file(), path
     assert (unpacked["cloudclient"] / "usr/bin/cloudclientctl").is_file()
     # Those that need no library but the daemon's.
-    modules = (unpacked["cloudclient"] / "usr/lib").glob("*/cloudclient/sources/*")
-    assert {path.name for path in modules} == {"command.so", "hwmon.so"}
+    assert modules(unpacked, "cloudclient") == {"command.so", "hwmon.so"}
     examples = unpacked["cloudclient"] / "usr/share/doc/cloudclient/examples"
     assert {path.name for path in examples.iterdir()} == {
         "cooling-unit", "command-sources.conf", "serial-lines.conf"}
     assert not (unpacked["cloudclient"] / "etc").exists()
+
+
+def modules(unpacked, package):
+    return {path.name for path in (unpacked[package] / "usr/lib").glob("*/cloudclient/sources/*")}
+
+
+@pytest.mark.parametrize("name, library", [
+    ("modbus", "libmodbus5"), ("redfish", "libcurl4"), ("snmp", "libsnmp40")])
+def test_source_lies_in_a_package_of_its_own_with_its_library(packages, unpacked, name, library):
+    package = f"cloudclient-source-{name}"
+    assert modules(unpacked, package) == {f"{name}.so"}
+    depends = field(packages[package], "Depends")
+    assert f"cloudclient (= {field(packages['cloudclient'], 'Version')})" in depends
+    assert library in depends
+    files = {path.relative_to(unpacked[package]).parts[:3] for path in
+             unpacked[package].rglob("*") if path.is_file()}
+    assert {parts[:2] for parts in files} == {("usr", "lib"), ("usr", "share")}
 
 
 def test_headers_package_and_guide_are_for_whoever_ports(unpacked, folder):

@@ -3,6 +3,8 @@
 
 import json
 
+import pytest
+
 from conftest import field
 from world import CONFIG, World
 
@@ -70,6 +72,26 @@ def test_policy_is_the_administrator_s_after_the_first_installation(root, packag
     root.run("apt-get", "remove", "--yes", "cloudclient")
     root.install(packages["cloudclient"])
     assert not exists(root, POLICY)
+
+
+@pytest.mark.parametrize("name, settings", [
+    ("modbus", {"Address": "10.1.2.3", "Table": "holding", "Register": 10}),
+    ("redfish", {"Url": "https://10.1.2.3", "Path": "/redfish/v1/Chassis/1/Power",
+                 "Pointer": "/PowerControl/0/PowerConsumedWatts"}),
+    ("snmp", {"Address": "10.1.2.3", "Credentials": "/etc/cloudclient/snmp.json",
+              "Oid": "1.3.6.1.2.1.1.3.0"})])
+def test_source_is_found_when_its_package_is_there(root, packages, name, settings):
+    device = {"ProductSequenceId": "1.0.0", "Points": [
+        {"Id": 1, "Source": {"Type": name, **settings}}]}
+    root.install(packages["cloudclient"])
+    root.run("sh", "-c", "cat >/srv/device.json", stdin=json.dumps(device))
+    check = ("cloudclientctl", "device", "check", "/srv/device.json")
+    missing = f'sources of the type "{name}" are not read: its module is not installed'
+    assert missing in root.run(*check, status=1)
+    root.install(packages[f"cloudclient-source-{name}"])
+    assert missing not in root.run(*check)
+    root.run("apt-get", "purge", "--yes", f"cloudclient-source-{name}")
+    assert missing in root.run(*check, status=1)
 
 
 def test_policy_that_is_there_before_the_package_stays(root, packages):
