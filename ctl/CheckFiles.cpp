@@ -82,16 +82,26 @@ std::string WrongValue() {
   return {};
 }
 
-// Empty, or why a file is not what it should be for the daemon's user.
-std::string WrongRights(const std::string& path, uid_t owner, bool isSecret) {
-  struct stat status = {};
-  if (stat(LocalPath(path).c_str(), &status) != 0) return {};  // missing, or told of elsewhere
-  constexpr mode_t kOfOthers = 077;
-  if (status.st_uid != owner) {
-    return path + " belongs to user " + std::to_string(status.st_uid) +
-           ", its folder, and so the daemon, to " + std::to_string(owner);
+// Whether the user and the group may read the file.
+bool MayRead(const struct stat& file, uid_t user, gid_t group) {
+  if (user == 0) return true;
+  if (file.st_uid == user) return (file.st_mode & S_IRUSR) != 0;
+  return (file.st_mode & (file.st_gid == group ? S_IRGRP : S_IROTH)) != 0;
+}
+
+// Empty, or why a file is not what it should be for the daemon, whose user and group own its
+// folder.
+std::string WrongRights(const std::string& path, const struct stat& folder, bool isSecret) {
+  struct stat file = {};
+  if (stat(LocalPath(path).c_str(), &file) != 0) return {};  // missing, or told of elsewhere
+  if (!MayRead(file, folder.st_uid, folder.st_gid)) {
+    return path + " can't be read by user " + std::to_string(folder.st_uid) +
+           ", to whom its folder belongs, and so the daemon";
   }
-  if (isSecret && (status.st_mode & kOfOthers) != 0) return path + " can be read by others";
+  const bool isOthersGroup = file.st_gid != folder.st_gid && (file.st_mode & S_IRGRP) != 0;
+  if (isSecret && (isOthersGroup || (file.st_mode & S_IROTH) != 0)) {
+    return path + " can be read by others";
+  }
   return {};
 }
 
@@ -217,7 +227,7 @@ void CheckConfiguration(Checkup& checkup) {
   }
 }
 
-void CheckRights(Checkup& checkup) {
+void CheckRights(const cloudclient::Policy& policy, Checkup& checkup) {
   struct stat folder = {};
   if (stat(LocalPath(host::kConfigFolder).c_str(), &folder) != 0) {
     checkup.Wrong("rights", std::string(host::kConfigFolder) + ": " + std::strerror(errno), kSetup);
@@ -228,15 +238,16 @@ void CheckRights(Checkup& checkup) {
     bool isSecret;
   };
   for (const File& file : {File{host::kCloudFile, true}, File{host::kSysInfoFile, false},
-                           File{host::kDeviceFile, false}, File{cloudclient::kPolicyFile, false}}) {
-    const std::string wrong = WrongRights(file.path, folder.st_uid, file.isSecret);
+                           File{host::kDeviceFile, false},
+                           File{cloudclient::kPolicyFile, !policy.transport.proxyAuth.empty()}}) {
+    const std::string wrong = WrongRights(file.path, folder, file.isSecret);
     if (wrong.empty()) continue;
     checkup.Wrong("rights", wrong,
                   "chown --reference=" + LocalPath(host::kConfigFolder) + " " +
                       LocalPath(file.path) + " && chmod 600 " + LocalPath(file.path));
   }
   if (!checkup.IsWrong("rights")) {
-    checkup.Good("rights", "the files belong to user " + std::to_string(folder.st_uid));
+    checkup.Good("rights", "user " + std::to_string(folder.st_uid) + " can read the files");
   }
 }
 

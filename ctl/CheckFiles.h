@@ -11,8 +11,9 @@ namespace ctl {
 
 // "configuration": the files can be read, and hold what a connection needs.
 void CheckConfiguration(Checkup& checkup);
-// "rights": files and folder belong to one user, and what holds secrets is nobody else's to read.
-void CheckRights(Checkup& checkup);
+// "rights": the daemon's user, to whom the folder belongs, can read the files, and nobody else what
+// holds secrets: of the policy a proxy's password.
+void CheckRights(const cloudclient::Policy& policy, Checkup& checkup);
 // "policy": what reading it came to, and whether the files are there that it names.
 void CheckPolicy(const cloudclient::PolicyReading& reading, Checkup& checkup);
 // "device", "data files", "map": what `device check` and `map check` find.

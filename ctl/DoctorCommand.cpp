@@ -50,9 +50,9 @@ void CheckServiceSide(double seconds, Checkup& checkup) {
 Checkup LookAtAll(double seconds) {
   Checkup checkup;
   CheckConfiguration(checkup);
-  CheckRights(checkup);
   const cloudclient::PolicyReading reading =
       cloudclient::ReadPolicy(LocalPath(cloudclient::kPolicyFile));
+  CheckRights(reading.policy, checkup);
   CheckPolicy(reading, checkup);
   cloudclient::UsePolicy(reading.policy);
   CheckDevice(checkup);

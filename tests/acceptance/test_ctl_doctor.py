@@ -114,9 +114,39 @@ def test_doctor_sees_rights_that_are_wrong(well, doctor):
     well.path("cloud.json").chmod(0o644)
     assert doctor.one("rights")[1] == "/etc/cloudclient/cloud.json can be read by others"
     well.path("cloud.json").chmod(0o600)
-    os.chown(well.path("device.json"), 1, 1)
-    assert doctor.one("rights")[1] == ("/etc/cloudclient/device.json belongs to user 1, its folder, "
-                                       f"and so the daemon, to {os.getuid()}")
+    assert doctor.one("rights")[0] == "good"
+
+
+@pytest.mark.skipif(os.geteuid() != 0, reason="only root gives files away")
+def test_doctor_sees_what_the_daemon_s_user_can_not_read(well, doctor):
+    folder = well.path("device.json").parent
+    os.chown(folder, 1, 1)
+    for path in folder.iterdir():
+        os.chown(path, 1, 1)
+    assert doctor.one("rights") == ("good", "user 1 can read the files", "")
+    device = well.path("device.json")
+    os.chown(device, 0, 0)
+    device.chmod(0o644)
+    assert doctor.one("rights")[0] == "good", "of root, and to be read by all"
+    device.chmod(0o600)
+    assert doctor.one("rights")[1] == (
+        "/etc/cloudclient/device.json can't be read by user 1, to whom its folder belongs, and so the "
+        "daemon")
+    os.chown(device, 0, 1)
+    device.chmod(0o640)
+    assert doctor.one("rights")[0] == "good", "by its group"
+
+
+def test_policy_with_a_proxy_s_password_is_a_secret(well, doctor):
+    well.path("policy.json").chmod(0o644)
+    assert doctor.one("rights")[0] == "good"
+    policy = json.loads(well.path("policy.json").read_text())
+    policy["Transport"]["Proxy"] = "http://127.0.0.1:1"
+    policy["Transport"]["ProxyAuth"] = "me:secret-4711"
+    well.path("policy.json").write_text(json.dumps(policy))
+    assert doctor.one("rights")[1] == "/etc/cloudclient/policy.json can be read by others"
+    well.path("policy.json").chmod(0o600)
+    assert doctor.one("rights")[0] == "good"
 
 
 def test_doctor_sees_a_policy_that_is_wrong(daemon, doctor):
