@@ -82,10 +82,7 @@ void DeviceMgr::SetAlarmSyncRequested(bool requested) { g_alarmSyncRequested = r
 
 void DeviceMgr::Start() {
   m_running = true;
-  if (Outbox::IsWanted()) {
-    const MutexGuard guard(m_eventMutex);
-    if (guard.Status() == 0) Guarded([this] { QueueToldEarlier(); }, "Start");
-  }
+  QueueTold();
   // A creation that fails leaves its handle undefined, and no thread to join.
   // Kept: docs/kept-behaviour.md#unchecked-threads
   pthread_t thread;
@@ -164,6 +161,12 @@ void DeviceMgr::AddDeviceEvent(const DeviceEvent& event) {
   MakeRoom(m_deviceEvents, m_droppedEvents,
            [this](const DeviceEvent& dropped) { m_told.Done(dropped); });
   m_deviceEvents.push_back(kept);
+}
+
+void DeviceMgr::QueueTold() {
+  if (!Outbox::IsWanted()) return;
+  const MutexGuard guard(m_eventMutex);
+  if (guard.Status() == 0) Guarded([this] { QueueToldEarlier(); }, "Start");
 }
 
 // Puts what was told to an earlier process before what is queued. What the device has become since

@@ -82,6 +82,9 @@ class DeviceMgr {
   bool HasEvents() const { return !m_deviceEvents.empty(); }
   bool HasCovs() const { return !m_deviceCovs.empty(); }
   void ClearEvents() { m_deviceEvents.clear(); }
+  // Queues what was told to an earlier process, once; where that can't be read it does nothing, and
+  // is to be called again. With an outbox only.
+  void QueueTold();
   void ClearCovs() { m_deviceCovs.clear(); }
   std::vector<DeviceEvent>& GetEventList() { return m_deviceEvents; }
   std::vector<DeviceCov>& GetCovList() { return m_deviceCovs; }

@@ -82,6 +82,7 @@ void Poster::WaitForChassis() {
 }
 
 void Poster::MakePass() {
+  m_mgr.QueueTold();
   if (m_mgr.HasEvents() && !m_mgr.IsSyncInProgress()) {
     Guarded([this] { PostQueuedEvents(); }, "CloudPoster");
   }

@@ -143,6 +143,18 @@ TEST_F(AlarmOutboxTest, What_an_earlier_process_was_told_is_posted_with_its_time
   EXPECT_THAT(service.requests()[0].headerLines, Contains("Message-Key: " + key));
 }
 
+TEST_F(AlarmOutboxTest, What_could_not_be_read_at_the_start_is_posted_when_it_can_be) {
+  ToldBefore(10, kAlarm);
+  const std::string told = Root() + "/outbox/told";
+  std::filesystem::rename(told, told + ".aside");
+  std::ofstream(told) << "in the way";
+  RunPoster({[&] {
+    std::filesystem::remove(told);
+    std::filesystem::rename(told + ".aside", told);
+  }});
+  EXPECT_THAT(Posted(), ElementsAre("Zarvel.GDD.10 Alarm of 17"));
+}
+
 TEST_F(AlarmOutboxTest, A_clearing_has_the_time_at_which_it_was_told) {
   ToldBefore(10, kCleared);
   platform().clock.now += 60;
