@@ -146,7 +146,12 @@ bool Setup::AskForKey() {
   if (!now.empty() && (!m_canAsk || !IsMeant("Another registration key than the present one?"))) {
     return true;
   }
-  if (m_canAsk) return ReadSecret(host::kRegistrationKey, m_wanted.key);
+  if (m_canAsk) {
+    while (!ReadSecret(host::kRegistrationKey, m_wanted.key)) {
+      if (std::feof(stdin) != 0) return false;
+    }
+    return true;
+  }
   PrintError("RegistrationKey is missing: --key-file names a file with it, - is standard input");
   return false;
 }

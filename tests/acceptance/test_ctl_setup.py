@@ -83,6 +83,8 @@ def test_setup_by_a_dialogue(fresh, cloud, ctl):
     person.reads("good     certificate  its key is pinned")
     person.reads("good     service")
     person.answers("E-mail address of the account: ", EMAIL)
+    person.answers("RegistrationKey: ", "")
+    person.reads("standard input does not hold one line")
     person.answers("RegistrationKey: ", KEY)
     person.answers("Name of the appliance: ", NAME)
     person.answers("Write this and enable the appliance? [y/N] ", "y")
