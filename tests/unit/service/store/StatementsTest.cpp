@@ -173,6 +173,25 @@ TEST_F(StatementsTest, What_follows_a_place_in_the_fleet_is_a_stretch_of_an_inde
                          by("registered", "registered>?"), by("registered", "registered<?")));
 }
 
+TEST_F(StatementsTest, Heartbeat_changes_no_index) {
+  const std::set<std::string> changed = {"heartbeat_count", "heartbeat_last", "heartbeat_interval",
+                                         "heard_at",        "late_at",        "offline_at",
+                                         "address"};
+  const std::vector<std::string> indexed =
+      Rows(database,
+           "SELECT info.name FROM pragma_index_list('manager') AS list, "
+           "pragma_index_info(list.name) AS info");
+  EXPECT_THAT(indexed, Contains("next_at"));
+  for (const std::string& column : indexed) EXPECT_EQ(changed.count(column), 0u) << column;
+  for (const Sql* sql : Sql::All()) {
+    const std::string& text = sql->Text();
+    if (text.rfind("UPDATE manager SET heartbeat_count", 0) != 0) continue;
+    for (const char* column : {"state", "next_at", "went_at"}) {
+      EXPECT_EQ(text.find(column + std::string(" = ")), std::string::npos) << text;
+    }
+  }
+}
+
 TEST_F(StatementsTest, None_is_made_that_this_test_does_not_see) {
   TestStore(folder.File("s.db")).Check();
   EXPECT_THROW(Sql("SELECT 1"), std::logic_error);

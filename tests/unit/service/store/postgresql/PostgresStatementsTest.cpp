@@ -80,5 +80,25 @@ TEST_F(PostgresStatementsTest, Each_is_accepted_and_none_scans_what_grows_with_t
   }
 }
 
+// A new version of a row stays on its page only where nothing that an index has is changed.
+TEST_F(PostgresStatementsTest, Heartbeat_changes_no_index) {
+  store.Write([](Transaction& work) {
+    work.AddManager({"u", "n", "{}", 1000, {}}, "hash");
+    work.AddHeartbeat("u", 1010, 60, "");
+  });
+  const Sql indexed(
+      "SELECT coalesce(string_agg(attname, ' '), '') FROM pg_index "
+      "JOIN pg_attribute ON attrelid = indrelid AND attnum = ANY (indkey) "
+      "WHERE indrelid = 'heartbeat'::regclass "
+      "AND attname IN ('count', 'last', 'interval', 'heard', 'late_at', 'offline_at', 'address')",
+      Sql::Plan::kEachTime);
+  EXPECT_EQ(connection.Run(indexed).First().Text(0), "");
+  const Sql values("SELECT state || ' ' || next_at || ' ' || silent FROM heartbeat",
+                   Sql::Plan::kEachTime);
+  const std::string before = connection.Run(values).First().Text(0);
+  store.Write([](Transaction& work) { work.AddHeartbeat("u", 1070, 60, ""); });
+  EXPECT_EQ(connection.Run(values).First().Text(0), before);
+}
+
 }  // namespace
 }  // namespace cloudservice::postgresql
