@@ -15,13 +15,18 @@
 namespace host {
 namespace {
 
-// Appends `change` and removes an older change of the same key.
-template <typename Key, typename Value>
-void Queue(std::deque<std::pair<Key, Value>>& changes, std::pair<Key, Value> change) {
-  auto older = std::find_if(changes.begin(), changes.end(),
-                            [&](const auto& entry) { return entry.first == change.first; });
-  if (older != changes.end()) changes.erase(older);
-  changes.push_back(std::move(change));
+std::map<uint16_t, const PointModel*> PointsByNumber(const DeviceModel& model) {
+  std::map<uint16_t, const PointModel*> points;
+  for (const PointModel& point : model.points) points.emplace(point.id, &point);
+  return points;
+}
+
+std::multimap<uint16_t, const EventModel*> RulesByPoint(const DeviceModel& model) {
+  std::multimap<uint16_t, const EventModel*> rules;
+  for (const EventModel& event : model.events) {
+    if (event.when) rules.emplace(event.when->point, &event);
+  }
+  return rules;
 }
 
 enum class RuleResult { kRaise, kClear, kLeave };
@@ -63,7 +68,10 @@ uint16_t TenfoldReading(const std::string& value) {
   return tenfold >= kLargest ? kLargest : static_cast<uint16_t>(tenfold);
 }
 
-DeviceEngine::DeviceEngine(DeviceModel model) : m_model(std::move(model)) {
+DeviceEngine::DeviceEngine(DeviceModel model)
+    : m_model(std::move(model)),
+      m_pointModels(PointsByNumber(m_model)),
+      m_rules(RulesByPoint(m_model)) {
   for (const PointModel& point : m_model.points) {
     m_points[point.id] =
         Point{point.value, point.source ? Point::State::kUnread : Point::State::kKnown};
@@ -75,10 +83,8 @@ DeviceEngine::DeviceEngine(DeviceModel model) : m_model(std::move(model)) {
 }
 
 const PointModel* DeviceEngine::FindPoint(uint16_t point) const {
-  for (const PointModel& model : m_model.points) {
-    if (model.id == point) return &model;
-  }
-  return nullptr;
+  const auto found = m_pointModels.find(point);
+  return found == m_pointModels.end() ? nullptr : found->second;
 }
 
 const EventModel* DeviceEngine::FindEvent(uint16_t gddId) const {
@@ -215,16 +221,15 @@ void DeviceEngine::SetValueLocked(const PointModel& point, Point next) {
   // A value that was never known cannot be lost: no change is sent.
   const bool seen = next.state == Point::State::kKnown || current.state == Point::State::kKnown;
   current = std::move(next);
-  if (seen && m_covCallback != nullptr) Queue(m_valueChanges, {point.id, current.value});
+  if (seen && m_covCallback != nullptr) m_valueChanges.Put(point.id, current.value);
   ApplyRulesLocked(point, false);
 }
 
 void DeviceEngine::ApplyRulesLocked(const PointModel& point, bool starting) {
   const Point& current = m_points.at(point.id);
   if (current.state == Point::State::kUnread) return;
-  for (const EventModel& event : m_model.events) {
-    if (event.when && event.when->point == point.id) ApplyRuleLocked(event, current, starting);
-  }
+  const auto [begin, end] = m_rules.equal_range(point.id);
+  for (auto rule = begin; rule != end; ++rule) ApplyRuleLocked(*rule->second, current, starting);
 }
 
 void DeviceEngine::ApplyRuleLocked(const EventModel& event, const Point& point, bool starting) {
@@ -261,7 +266,7 @@ void DeviceEngine::SetStateLocked(EventKey key, uint16_t state) {
   } else {
     m_active[key] = state;
   }
-  Queue(m_eventChanges, {key, state});
+  m_eventChanges.Put(key, state);
 }
 
 void DeviceEngine::RegisterEvents(LxPldProxy::EventCallback callback) {
@@ -280,14 +285,13 @@ bool DeviceEngine::DispatchEvent() {
   bool more = false;
   {
     const MutexLock guard(m_mutex);
-    if (m_eventCallback == nullptr || m_eventChanges.empty()) return false;
+    if (m_eventCallback == nullptr || m_eventChanges.IsEmpty()) return false;
     callback = m_eventCallback;
-    const auto& [key, state] = m_eventChanges.front();
+    const auto [key, state] = m_eventChanges.Take();
     notification.gddId = key.first;
     notification.module = key.second;
     notification.eventState = state;
-    m_eventChanges.pop_front();
-    more = !m_eventChanges.empty();
+    more = !m_eventChanges.IsEmpty();
   }
   callback(0, &notification);
   return more;
@@ -300,16 +304,15 @@ bool DeviceEngine::DispatchCov() {
   bool more = false;
   {
     const MutexLock guard(m_mutex);
-    if (m_covCallback == nullptr || m_valueChanges.empty()) return false;
+    if (m_covCallback == nullptr || m_valueChanges.IsEmpty()) return false;
     callback = m_covCallback;
-    const auto& [point, value] = m_valueChanges.front();
+    const auto [point, value] = m_valueChanges.Take();
     const uint16_t reading = TenfoldReading(value);
     text[0] = static_cast<char>(reading >> 8);
     text[1] = static_cast<char>(reading & 0xff);
     std::copy_n(value.begin(), std::min(value.size(), kLongestValue), text + 2);
     notification.pointId = point;
-    m_valueChanges.pop_front();
-    more = !m_valueChanges.empty();
+    more = !m_valueChanges.IsEmpty();
   }
   notification.valueText = text;
   callback(0, &notification);
@@ -323,7 +326,7 @@ void DeviceEngine::ActiveEvents(LxPldProxy::ActiveEventsCallback callback) {
     for (const auto& [key, state] : m_active) events.push_back({key.second, key.first, state});
     // Without a callback the caller learns every state from this answer. With one it keeps its own
     // record from the changes, and must miss none.
-    if (m_eventCallback == nullptr) m_eventChanges.clear();
+    if (m_eventCallback == nullptr) m_eventChanges.Clear();
   }
   std::list<LxPldProxy::ActiveEvent*> list;
   for (LxPldProxy::ActiveEvent& event : events) list.push_back(&event);

@@ -3,7 +3,7 @@
 #define HOST_DEVICE_DEVICEENGINE_H_
 
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <map>
 #include <string>
 #include <utility>
@@ -15,6 +15,40 @@
 #include "platform/pld/LxPldProxy.h"
 
 namespace host {
+
+// Changes that wait, of each key only the newest, in the order of the newest ones.
+template <typename Key, typename Value>
+class ChangeQueue {
+  using Changes = std::list<std::pair<Key, Value>>;
+
+ public:
+  void Put(const Key& key, Value value) {
+    // Nothing has changed where there is no memory for it.
+    Changes change;
+    change.emplace_back(key, std::move(value));
+    const auto place = change.begin();
+    const auto [known, isNew] = m_places.emplace(key, place);
+    m_changes.splice(m_changes.end(), change);
+    if (isNew) return;
+    m_changes.erase(known->second);
+    known->second = place;
+  }
+  bool IsEmpty() const { return m_changes.empty(); }
+  std::pair<Key, Value> Take() {
+    std::pair<Key, Value> first = std::move(m_changes.front());
+    m_places.erase(first.first);
+    m_changes.pop_front();
+    return first;
+  }
+  void Clear() {
+    m_changes.clear();
+    m_places.clear();
+  }
+
+ private:
+  Changes m_changes;
+  std::map<Key, typename Changes::iterator> m_places;
+};
 
 // The managed device: its points and events, and the notifications that wait to be dispatched.
 // Any thread; callbacks run without a lock held, on the thread that dispatches.
@@ -92,14 +126,17 @@ class DeviceEngine {
       REQUIRES(m_mutex);
 
   const DeviceModel m_model;
+  const std::map<uint16_t, const PointModel*> m_pointModels;  // by number
+  // The rules of each point, by its number.
+  const std::multimap<uint16_t, const EventModel*> m_rules;
 
   mutable Mutex m_mutex;
   std::map<uint16_t, Point> m_points GUARDED_BY(m_mutex);
   std::map<EventKey, uint16_t> m_active GUARDED_BY(m_mutex);  // what is not cleared
   LxPldProxy::EventCallback m_eventCallback GUARDED_BY(m_mutex) = nullptr;
   LxPldProxy::CovCallback m_covCallback GUARDED_BY(m_mutex) = nullptr;
-  std::deque<std::pair<EventKey, uint16_t>> m_eventChanges GUARDED_BY(m_mutex);
-  std::deque<std::pair<uint16_t, std::string>> m_valueChanges GUARDED_BY(m_mutex);
+  ChangeQueue<EventKey, uint16_t> m_eventChanges GUARDED_BY(m_mutex);
+  ChangeQueue<uint16_t, std::string> m_valueChanges GUARDED_BY(m_mutex);
 };
 
 // The first 16 bits of a change of value: the number times ten, rounded to nearest. A text that is
