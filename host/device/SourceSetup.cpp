@@ -75,10 +75,7 @@ class Setup {
         m_loader(loader),
         m_problems(problems),
         m_unknown(unknown),
-        m_missing(missing) {
-    m_prepared.stop =
-        std::make_shared<Fd>(Needed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd"));
-  }
+        m_missing(missing) {}
 
   PreparedSources Run() {
     for (const NamedSource& source : m_model.sources) AddNamed(source);
@@ -178,6 +175,10 @@ PreparedSource* Setup::Open(const std::string& name, const Kind& kind, const Sai
     const json_t* const value = json_object_get(settings.get(), key);
     return value == nullptr ? otherwise : static_cast<int>(json_integer_value(value));
   };
+  if (m_prepared.stop == nullptr) {
+    m_prepared.stop =
+        std::make_shared<Fd>(Needed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd"));
+  }
   PreparedSource source;
   source.name = name;
   source.intervalMs = int64_t{1000} * integer("PollSeconds", m_model.pollSeconds);

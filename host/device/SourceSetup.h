@@ -33,7 +33,7 @@ struct PreparedSource {
 
 // Every source of a device but its files, ready to be read.
 struct PreparedSources {
-  std::shared_ptr<Fd> stop;  // the limits' stopFd
+  std::shared_ptr<Fd> stop;  // the limits' stopFd; null where there are none
   std::vector<PreparedSource> sources;
   std::vector<uint16_t> unserved;  // points that no source will tell
 };
