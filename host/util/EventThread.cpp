@@ -2,11 +2,9 @@
 // The event loop, and the thread that runs it.
 #include "host/util/EventThread.h"
 
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 
 #include "host/util/Clock.h"
 #include "host/util/ExceptionText.h"
@@ -17,13 +15,6 @@ namespace host {
 namespace {
 
 constexpr useconds_t kRetryPauseUs = 10000;
-
-// Two threads may clear the count at once: none of them may block on it.
-void Drain(int fd) {
-  uint64_t count = 0;
-  while (read(fd, &count, sizeof(count)) > 0) {
-  }
-}
 
 // Whether the step was done. An exception, most likely for lack of memory, is logged and followed
 // by a pause: the step may be tried again at once.
@@ -40,8 +31,6 @@ bool TryStep(Step step) {
 }
 
 }  // namespace
-
-EventLoop::EventLoop() : m_wake(Needed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")) {}
 
 void EventLoop::Add(EventSource* source) {
   {
@@ -61,11 +50,7 @@ void EventLoop::Remove(EventSource* source) {
   Wake();
 }
 
-void EventLoop::Wake() {
-  const uint64_t one = 1;
-  while (write(m_wake.Get(), &one, sizeof(one)) < 0 && errno == EINTR) {
-  }
-}
+void EventLoop::Wake() { m_wake.Give(); }
 
 void EventLoop::RunOnce(int limitMs) {
   TryStep([&] { Turn(limitMs); });
@@ -87,7 +72,7 @@ void EventLoop::Turn(int limitMs) {
     usleep(kRetryPauseUs);  // out of memory: nothing was waited for
     return;
   }
-  if (wait.Ready(m_wake.Get())) Drain(m_wake.Get());
+  if (wait.Ready(m_wake.Get())) m_wake.Take();
 
   const MutexLock guard(m_mutex);
   // A descriptor that was waited for may be another source's by now.

@@ -8,6 +8,7 @@
 #include "host/util/Fd.h"
 #include "host/util/Mutex.h"
 #include "host/util/Wait.h"
+#include "host/util/WakeUp.h"
 
 namespace host {
 
@@ -24,8 +25,6 @@ class EventSource {
 // of memory, is logged and ends neither the loop nor the thread.
 class EventLoop {
  public:
-  EventLoop();
-
   // Any thread, but none that is inside a source. Once `Remove` has returned the source is not
   // being served and will not be.
   void Add(EventSource* source);
@@ -41,7 +40,7 @@ class EventLoop {
  private:
   void Turn(int limitMs);
 
-  Fd m_wake;
+  WakeUp m_wake;
   Mutex m_mutex;  // held while sources are asked and served
   std::vector<EventSource*> m_sources GUARDED_BY(m_mutex);
   unsigned long m_generation GUARDED_BY(m_mutex) = 0;

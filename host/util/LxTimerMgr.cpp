@@ -3,8 +3,8 @@
 #include "platform/util/LxTimerMgr.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/timerfd.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -18,6 +18,7 @@
 #include "host/util/Mutex.h"
 #include "host/util/QuietThread.h"
 #include "host/util/TimerCore.h"
+#include "host/util/WakeUp.h"
 
 namespace {
 
@@ -28,12 +29,6 @@ constexpr long kWithinSecondNs = 10000000;
 
 constexpr int kRetryMs = 60000;
 
-void Drain(int fd) {
-  uint64_t count = 0;
-  while (read(fd, &count, sizeof(count)) > 0) {
-  }
-}
-
 }  // namespace
 
 struct LxTimerMgr::Impl {
@@ -42,22 +37,15 @@ struct LxTimerMgr::Impl {
   bool ending GUARDED_BY(mutex) = false;
   host::Fd timer =
       host::Needed(timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd");
-  host::Fd wake = host::Needed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd");
+  host::WakeUp wake;
   std::thread thread GUARDED_BY(mutex);
   bool isSet = false;  // the timer, as far as its thread knows
 
-  void Wake() const;
   void Run();
   bool RunDue();
   void SetTimer();
   void Sleep() const;
 };
-
-void LxTimerMgr::Impl::Wake() const {
-  const uint64_t one = 1;
-  while (write(wake.Get(), &one, sizeof(one)) < 0 && errno == EINTR) {
-  }
-}
 
 void LxTimerMgr::Impl::Run() {
   while (RunDue()) {
@@ -104,8 +92,10 @@ void LxTimerMgr::Impl::SetTimer() {
 void LxTimerMgr::Impl::Sleep() const {
   struct pollfd fds[] = {{timer.Get(), POLLIN, 0}, {wake.Get(), POLLIN, 0}};
   poll(fds, 2, isSet ? -1 : kRetryMs);
-  Drain(timer.Get());
-  Drain(wake.Get());
+  uint64_t expirations = 0;
+  while (read(timer.Get(), &expirations, sizeof(expirations)) > 0) {
+  }
+  wake.Take();
 }
 
 LxTimerMgr::LxTimerMgr() : m_impl(new Impl) {}
@@ -115,7 +105,7 @@ LxTimerMgr::~LxTimerMgr() {
     const host::MutexLock guard(m_impl->mutex);
     m_impl->ending = true;
   }
-  m_impl->Wake();
+  m_impl->wake.Give();
   if (m_impl->thread.joinable()) m_impl->thread.join();
   delete m_impl;
 }
@@ -149,7 +139,7 @@ unsigned short LxTimerMgr::CreateLocalTODAlarm(struct tm* when, Callback expired
     const host::MutexLock guard(m_impl->mutex);
     id = m_impl->core.Add(alarm);
   }
-  m_impl->Wake();
+  m_impl->wake.Give();
   return id;
 }
 

@@ -19,6 +19,7 @@
 #endif
 
 std::function<int(int fd)> g_fsync;
+std::function<int(int fd)> g_write;
 std::function<void(int timeoutMs)> g_poll;
 std::function<void(int64_t us)> g_usleep;
 std::function<int64_t()> g_monotonicUs;
@@ -26,6 +27,7 @@ std::function<int()> g_timerSet;
 
 void EmptyHooks() {
   g_fsync = nullptr;
+  g_write = nullptr;
   g_poll = nullptr;
   g_usleep = nullptr;
   g_monotonicUs = nullptr;
@@ -36,6 +38,8 @@ extern "C" {
 
 int RealFsync(int fd) __asm__("__real_fsync");
 int WrappedFsync(int fd) __asm__("__wrap_fsync");
+ssize_t RealWrite(int fd, const void* bytes, size_t size) __asm__("__real_write");
+ssize_t WrappedWrite(int fd, const void* bytes, size_t size) __asm__("__wrap_write");
 int RealPoll(struct pollfd* fds, nfds_t count, int timeoutMs) __asm__("__real_poll");
 int WrappedPoll(struct pollfd* fds, nfds_t count, int timeoutMs) __asm__("__wrap_poll");
 int RealUsleep(useconds_t us) __asm__("__real_usleep");
@@ -51,6 +55,13 @@ int WrappedFsync(int fd) {
   if (!g_fsync) return RealFsync(fd);
   const int error = g_fsync(fd);
   if (error == 0) return 0;
+  errno = error;
+  return -1;
+}
+
+ssize_t WrappedWrite(int fd, const void* bytes, size_t size) {
+  const int error = g_write ? g_write(fd) : 0;
+  if (error == 0) return RealWrite(fd, bytes, size);
   errno = error;
   return -1;
 }

@@ -11,6 +11,9 @@
 // Asked in the place of fsync: 0, or the errno that it fails with.
 extern std::function<int(int fd)> g_fsync;
 
+// Asked before each write to a descriptor: 0, or the errno that it fails with.
+extern std::function<int(int fd)> g_write;
+
 // Told of each poll before it is done.
 extern std::function<void(int timeoutMs)> g_poll;
 
