@@ -78,7 +78,8 @@ def test_policy_is_the_administrator_s_after_the_first_installation(root, packag
     ("modbus", {"Address": "10.1.2.3", "Table": "holding", "Register": 10}),
     ("redfish", {"Url": "https://10.1.2.3", "Path": "/redfish/v1/Chassis/1/Power",
                  "Pointer": "/PowerControl/0/PowerConsumedWatts"}),
-    ("snmp", {"Address": "10.1.2.3", "Credentials": "/etc/cloudclient/snmp.json",
+    ("snmp", {"Address": "10.1.2.3", "Version": "2c",
+              "Credentials": "/etc/cloudclient/snmp.json",
               "Oid": "1.3.6.1.2.1.1.3.0"})])
 def test_source_is_found_when_its_package_is_there(root, packages, name, settings):
     device = {"ProductSequenceId": "1.0.0", "Points": [
