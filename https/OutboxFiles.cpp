@@ -285,7 +285,7 @@ uint64_t OutboxFiles::NumberOf(const Entry& entry) {
   return static_cast<uint64_t>(entry.file) << 32U | entry.offset;
 }
 
-void OutboxFiles::Drop(std::deque<Entry>::const_iterator at) {
+void OutboxFiles::Drop(const std::deque<Entry>::const_iterator& at) {
   const Entry entry = *at;
   m_entries.erase(at);
   const int fd = open(Path(entry.file).c_str(), O_WRONLY | O_CLOEXEC);

@@ -73,7 +73,7 @@ class OutboxFiles {
   std::string ReadFile(uint32_t file);
   void Close();
   std::deque<Entry>::const_iterator Find(uint64_t number) const;
-  void Drop(std::deque<Entry>::const_iterator at);
+  void Drop(const std::deque<Entry>::const_iterator& at);
   std::string BeginFile();
   void EndFile();
   void RemoveIfDone(uint32_t file);
