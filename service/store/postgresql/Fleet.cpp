@@ -58,8 +58,9 @@ std::string Select(const std::string& condition, const std::string& order) {
 
 // The statements for one order: by `columns`, and where these are equal by `ties`, which ascend.
 // The appliances after a place are first its equals in `columns` with greater ties (`equals`), and
-// then those behind them in `columns` (`others`). Each of the two is one stretch of an index. They
-// are planned each time: whether an index leads to few appliances depends on the filter.
+// then those behind them in `columns` (`others`). Each of the two is one stretch of an index, but
+// for the order of the last heartbeat, which has none. They are planned each time: whether an index
+// leads to few appliances depends on the filter.
 struct Order {
   Order(const Columns& columns, const Columns& ties, bool down)
       : Order(columns, ties, down ? " < " : " > ",
@@ -164,7 +165,7 @@ std::optional<ApplianceRecord> PostgresTransaction::FindAppliance(const std::str
   return ReadAppliance(result.First());
 }
 
-// Lists along the index of the order.
+// Lists along the index of the order, where it has one.
 std::vector<ApplianceRecord> PostgresTransaction::ListInOrder(const FleetFilter& filter) {
   const Order& order = kOrders.Of(filter);
   std::vector<ApplianceRecord> appliances;
@@ -187,8 +188,8 @@ std::vector<ApplianceRecord> PostgresTransaction::ListInOrder(const FleetFilter&
   return appliances;
 }
 
-// Joins three lists by name, one for each state: no index has the states, since they change with
-// the clock.
+// Joins three lists by name, one for each state: an index has the states that were found last, and
+// they change with the clock.
 std::vector<ApplianceRecord> PostgresTransaction::ListByState(const FleetFilter& filter) {
   std::vector<State> states = {State::kAlive, State::kLate, State::kOffline};
   if (filter.descending) std::reverse(states.begin(), states.end());

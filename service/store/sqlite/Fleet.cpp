@@ -39,7 +39,8 @@ std::string Uuids(const std::string& condition, const std::string& order) {
 
 // The statements for one order: by `columns`, and where these are equal by `ties`, which ascend.
 // The appliances after a place are first its equals in `columns` with greater ties (`equals`), and
-// then those behind them in `columns` (`others`). Each of the two is one stretch of an index.
+// then those behind them in `columns` (`others`). Each of the two is one stretch of an index, but
+// for the order of the last heartbeat, which has none.
 struct Order {
   Order(const Columns& columns, const Columns& ties, bool down)
       : Order(columns, ties, down ? " < " : " > ",
@@ -118,7 +119,7 @@ void TakeTexts(Statement& select, std::vector<std::string>& texts) {
   while (select.Step()) texts.push_back(select.Text(0));
 }
 
-// Lists along the index of the order.
+// Lists along the index of the order, where it has one.
 std::vector<std::string> ListInOrder(Database& database, const FleetFilter& filter) {
   const Order& order = kOrders.Of(filter);
   std::vector<std::string> uuids;
@@ -162,8 +163,8 @@ std::vector<std::string> SqliteTransaction::ListOfState(const FleetFilter& filte
   return few ? SearchState(m_database, filter) : ListInOrder(m_database, filter);
 }
 
-// Joins three lists by name, one for each state: no index has the states, since they change with
-// the clock.
+// Joins three lists by name, one for each state: an index has the states that were found last, and
+// they change with the clock.
 std::vector<std::string> SqliteTransaction::ListByState(const FleetFilter& filter) {
   std::vector<State> states = {State::kAlive, State::kLate, State::kOffline};
   if (filter.descending) std::reverse(states.begin(), states.end());
