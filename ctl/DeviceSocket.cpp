@@ -79,6 +79,10 @@ Problem Connect(int socket, const std::string& path, Clock::time_point end) {
   return connected ? Problem() : Problem::OfErrno(errno);
 }
 
+// Whether the other side ended the connection: a daemon does so to nobody who asks, but by its own
+// end.
+bool IsLost(int error) { return error == ECONNRESET || error == EPIPE; }
+
 // The problem in the words for a person who waits.
 Problem Reworded(const Problem& problem) {
   return problem.Errno() == EAGAIN ? Problem("it takes too long") : problem;
@@ -87,26 +91,30 @@ Problem Reworded(const Problem& problem) {
 }  // namespace
 
 bool IsDaemonMissing(const Problem& problem) {
-  return problem.Errno() == ENOENT || problem.Errno() == ECONNREFUSED;
+  const int error = problem.Errno();
+  return error == ENOENT || error == ECONNREFUSED || IsLost(error);
 }
 
 Problem RequestFromDaemon(const json_t* request, double seconds, host::JsonRef& answer) {
   const auto end = Clock::now() + std::chrono::microseconds(static_cast<int64_t>(seconds * 1e6));
   const std::string path = LocalPath(host::kControlSocket);
   const host::Fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  const Problem problem =
+  const Problem refusal =
       socket.IsOpen() ? Connect(socket.Get(), path, end) : Problem::OfErrno(errno);
-  if (problem) {
+  if (refusal) {
     const char* const what =
-        IsDaemonMissing(problem) ? "no daemon answers at " : "no connection with ";
-    return Reworded(problem).With(what + path);
+        IsDaemonMissing(refusal) ? "no daemon answers at " : "no connection with ";
+    return Reworded(refusal).With(what + path);
   }
   const std::unique_ptr<char, decltype(&std::free)> text(json_dumps(request, JSON_COMPACT),
                                                          &std::free);
   std::string line;
   if (!text || !SendAll(socket.Get(), text.get() + std::string("\n"), end) ||
       !ReceiveLine(socket.Get(), line, end)) {
-    return Reworded(Problem::OfErrno(errno)).With("no answer from " + path);
+    const Problem problem = Problem::OfErrno(errno);
+    const char* const what =
+        IsLost(problem.Errno()) ? "the daemon ended before it answered at " : "no answer from ";
+    return Reworded(problem).With(what + path);
   }
   answer.reset(json_loadb(line.data(), line.size(), JSON_ALLOW_NUL, nullptr));
   if (!json_is_object(answer.get())) {

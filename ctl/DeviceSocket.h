@@ -11,7 +11,7 @@ namespace ctl {
 // object, `seconds` at most.
 host::Problem RequestFromDaemon(const json_t* request, double seconds, host::JsonRef& answer);
 
-// Whether that is the problem of a request: no daemon runs.
+// Whether that is the problem of a request: no daemon runs, or the one that was asked has ended.
 bool IsDaemonMissing(const host::Problem& problem);
 
 }  // namespace ctl
