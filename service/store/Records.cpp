@@ -20,6 +20,12 @@ State StateOf(const ManagerRecord& manager, std::int64_t now) {
   return StateSince(manager.registered, manager.heartbeat, now);
 }
 
+StateCounts StatesOf(const Totals& found, const DueCounts& due) {
+  const std::int64_t overdue = found.foundLate + found.foundOffline - due.foundLate + due.overdue;
+  const std::int64_t offline = found.foundOffline + due.offline;
+  return {found.managers - overdue, overdue - offline, offline};
+}
+
 FleetPlace PlaceOf(const ApplianceRecord& appliance, const FleetFilter& filter) {
   FleetPlace place = {{}, appliance.shown.name, appliance.uuid};
   switch (filter.sort) {

@@ -284,7 +284,20 @@ struct Totals {
   std::int64_t chassis = 0;
   AlarmCounts alarms = {};   // open alarms by severity
   AlarmCounts alarmed = {};  // managers with an open alarm, by its severity
+  // Managers by the state that was found last; CountStates() tells the present ones.
+  std::int64_t foundLate = 0;
+  std::int64_t foundOffline = 0;
 };
+
+// Appliances whose state may be another by now than the one that was found last.
+struct DueCounts {
+  std::int64_t foundLate = 0;  // so many of them were found late, the others alive
+  std::int64_t overdue = 0;    // so many are late or offline
+  std::int64_t offline = 0;    // so many are offline
+};
+
+// The states of all appliances, of those that were found last and of those that are due.
+StateCounts StatesOf(const Totals& found, const DueCounts& due);
 
 // The place of an event in the order of arrival.
 struct EventPlace {

@@ -91,29 +91,39 @@ const Sql kCountPassing("SELECT count(*) " + kFleet + kPassingFilter, Sql::Plan:
 // Those whose state may be another by now than the one that was found last.
 const std::string kUnsettled = "state IN (0, 1) AND next_at <= $1";
 
-// How many appliances are late or offline, and how many offline: those that were found so and stay
-// so for now, and those of which their times say it.
-std::string Overdue(const std::string& from, const std::string& condition) {
-  const std::string count = "(SELECT count(*) FROM " + from + " WHERE " + condition + "AND ";
+// How many appliances with an alarm of the severity are late or offline, and how many offline:
+// those that were found so and stay so for now, and those of which their times say it.
+std::string OverdueWithAlarm() {
+  const std::string count = "(SELECT count(*) FROM heartbeat JOIN manager ON key = manager WHERE " +
+                            Alarmed("$2") + "AND ";
   const std::string due = kUnsettled + " AND ";
   return "SELECT " + count + "state IN (1, 2) AND next_at > $1) + " + count + due +
          "late_at <= $1), " + count + "state = 2 AND next_at > $1) + " + count + due +
          "offline_at <= $1)";
 }
-const Sql kOverdue(Overdue("heartbeat", "true "), Sql::Plan::kEachTime);
-const Sql kOverdueWithAlarm(Overdue("heartbeat JOIN manager ON key = manager", Alarmed("$2")),
-                            Sql::Plan::kEachTime);
+const Sql kOverdueWithAlarm(OverdueWithAlarm(), Sql::Plan::kEachTime);
+
+// What the counts of the states that were found last do not tell: how many of those found late are
+// offline by now, and how many of the unsettled are late or offline, and how many offline.
+const Sql kDue(
+    "SELECT count(*) FILTER (WHERE state = 1), count(*) FILTER (WHERE late_at <= $1), "
+    "count(*) FILTER (WHERE offline_at <= $1) FROM heartbeat WHERE " +
+        kUnsettled,
+    Sql::Plan::kEachTime);
 
 // An appliance that is offline stays so until a heartbeat comes.
 const Sql kSettle(
-    "UPDATE heartbeat SET "
-    "state = CASE WHEN offline_at <= $1 THEN 2 WHEN late_at <= $1 THEN 1 ELSE 0 END, "
-    "next_at = CASE WHEN offline_at <= $1 THEN 9223372036854775807 "
-    "WHEN late_at <= $1 THEN offline_at ELSE late_at END, "
-    "went_at = CASE WHEN offline_at <= $1 THEN offline_at WHEN late_at <= $1 THEN late_at "
-    "ELSE 0 END WHERE manager IN (SELECT manager FROM heartbeat WHERE " +
-        kUnsettled +
-        " UNION ALL SELECT manager FROM heartbeat WHERE state > 0 AND went_at > $1 LIMIT $2)",
+    "WITH due AS (SELECT manager, state FROM heartbeat WHERE " + kUnsettled +
+        " UNION ALL SELECT manager, state FROM heartbeat WHERE state > 0 AND went_at > $1 "
+        "LIMIT $2), settled AS (UPDATE heartbeat SET "
+        "state = CASE WHEN offline_at <= $1 THEN 2 WHEN late_at <= $1 THEN 1 ELSE 0 END, "
+        "next_at = CASE WHEN offline_at <= $1 THEN 9223372036854775807 "
+        "WHEN late_at <= $1 THEN offline_at ELSE late_at END, "
+        "went_at = CASE WHEN offline_at <= $1 THEN offline_at WHEN late_at <= $1 THEN late_at "
+        "ELSE 0 END FROM due WHERE heartbeat.manager = due.manager "
+        "RETURNING due.state AS before, heartbeat.state) "
+        "SELECT count(*), count(*) FILTER (WHERE state = 1) - count(*) FILTER (WHERE before = 1), "
+        "count(*) FILTER (WHERE state = 2) - count(*) FILTER (WHERE before = 2) FROM settled",
     Sql::Plan::kEachTime);
 
 Values FilterOf(const FleetFilter& filter) {
@@ -220,7 +230,8 @@ std::vector<ApplianceRecord> PostgresTransaction::ListAppliances(const FleetFilt
 
 std::int64_t PostgresTransaction::CountAppliances(const FleetFilter& filter) {
   if (!filter.text) {
-    const StateCounts states = CountStates(filter.now, filter.severity);
+    const StateCounts states =
+        filter.severity ? CountStates(filter.now, *filter.severity) : CountStates(filter.now);
     return filter.state ? states.at(static_cast<std::size_t>(*filter.state))
                         : states[0] + states[1] + states[2];
   }
@@ -228,22 +239,24 @@ std::int64_t PostgresTransaction::CountAppliances(const FleetFilter& filter) {
 }
 
 std::int64_t PostgresTransaction::Settle(std::int64_t now, std::int64_t most) {
-  return Run(kSettle, {now, most}).Changed();
+  const Result settled = Run(kSettle, {now, most});
+  const Row row = settled.First();
+  TotalsChange change;
+  change.foundLate = row.Number(1);
+  change.foundOffline = row.Number(2);
+  if (change.foundLate != 0 || change.foundOffline != 0) ChangeTotals(change);
+  return row.Number(0);
 }
 
 StateCounts PostgresTransaction::CountStates(std::int64_t now) {
-  return CountStates(now, std::nullopt);
+  const Result due = Run(kDue, {now});
+  const Row row = due.First();
+  return StatesOf(CountTotals(), {row.Number(0), row.Number(1), row.Number(2)});
 }
 
-StateCounts PostgresTransaction::CountStates(std::int64_t now, std::optional<Severity> severity) {
-  const Totals totals = CountTotals();
-  std::int64_t all = totals.managers;
-  Values values = {now};
-  if (severity) {
-    all = totals.alarmed.at(static_cast<std::size_t>(*severity));
-    values.emplace_back(static_cast<std::int64_t>(*severity));
-  }
-  const Result result = Run(severity ? kOverdueWithAlarm : kOverdue, values);
+StateCounts PostgresTransaction::CountStates(std::int64_t now, Severity severity) {
+  const std::int64_t all = CountTotals().alarmed.at(static_cast<std::size_t>(severity));
+  const Result result = Run(kOverdueWithAlarm, {now, static_cast<std::int64_t>(severity)});
   const std::int64_t overdue = result.First().Number(0);
   const std::int64_t offline = result.First().Number(1);
   return {all - overdue, overdue - offline, offline};

@@ -9,7 +9,8 @@ namespace {
 // Arrays are selected, as in all frequent statements: the server would see how short they are, and
 // plan anew for each run.
 const std::string kAskedManagers =
-    "SELECT uuid, name, account, key, documents, bytes, heartbeat.count, token_hash FROM manager "
+    "SELECT uuid, name, account, key, documents, bytes, heartbeat.count, token_hash, "
+    "heartbeat.state FROM manager "
     "JOIN heartbeat ON heartbeat.manager = key WHERE ";
 // A token ends with the account that it was given for.
 const Sql kSenders(
@@ -92,6 +93,7 @@ PostgresTransaction::Known* PostgresTransaction::Keep(const Row& row) {
   manager.key = row.Number(3);
   manager.sender = {uuid, row.Text(1), row.OptionalNumber(2)};
   manager.beats = row.Number(6);
+  manager.found = static_cast<State>(row.Number(8));
   if (!row.IsNull(4)) manager.usage = {row.Number(4), row.Number(5)};
   return &m_managers.emplace(uuid, std::move(manager)).first->second;
 }

@@ -23,7 +23,8 @@ const Sql kAddHeart(
 // With its document and its heartbeats.
 const Sql kDeleteManager(
     "DELETE FROM manager WHERE uuid = $1 RETURNING key, faults, alarms, warnings, "
-    "(SELECT count(*) FROM chassis WHERE manager = key)");
+    "(SELECT count(*) FROM chassis WHERE manager = key), "
+    "(SELECT state FROM heartbeat WHERE manager = key)");
 const Sql kAddRemoval("INSERT INTO removal (kind, key) VALUES (1, $1)");
 const Sql kPutManagerDocument(
     "WITH old AS (SELECT octet_length(document) AS size FROM manager_document WHERE manager = $1), "
@@ -36,6 +37,12 @@ const Sql kPutManagerDocument(
 const Sql kChangeShown(
     "UPDATE manager SET label = left(coalesce(nullif($2, ''), name), 200), model = $3, "
     "serial = $4, firmware = $5, changed = $6 WHERE key = $1");
+
+// An appliance is no longer one of those that were found in this state.
+void TakeFound(State state, TotalsChange& change) {
+  if (state == State::kLate) --change.foundLate;
+  if (state == State::kOffline) --change.foundOffline;
+}
 
 }  // namespace
 
@@ -102,6 +109,7 @@ bool PostgresTransaction::RemoveManager(const std::string& uuid) {
     change.alarms.at(severity) = -row.Number(1 + i);
     change.alarmed.at(severity) = row.Number(1 + i) > 0 ? -1 : 0;
   }
+  TakeFound(static_cast<State>(row.Number(5)), change);
   ChangeTotals(change);
   NoteGone(uuid);
   return true;
@@ -114,7 +122,14 @@ std::int64_t PostgresTransaction::AddHeartbeat(const std::string& uuid, std::int
   m_batch.AddHeartbeat(manager->key, when, interval, address);
   ++m_writes;
   NoteAppliance(uuid);
-  return ++manager->beats;
+  const std::int64_t beats = ++manager->beats;
+  if (manager->found != State::kAlive) {
+    TotalsChange change;
+    TakeFound(manager->found, change);
+    // Behind the heartbeat: it forgets what is known of the manager.
+    ChangeTotals(change);
+  }
+  return beats;
 }
 
 }  // namespace cloudservice::postgresql

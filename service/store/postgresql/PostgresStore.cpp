@@ -28,7 +28,8 @@ const Sql kAddTotalsUp(
     "WITH gone AS (DELETE FROM total RETURNING *) INSERT INTO total "
     "SELECT coalesce(sum(managers), 0), coalesce(sum(chassis), 0), coalesce(sum(faults), 0), "
     "coalesce(sum(alarms), 0), coalesce(sum(warnings), 0), coalesce(sum(faulty), 0), "
-    "coalesce(sum(alarmed), 0), coalesce(sum(warned), 0) FROM gone");
+    "coalesce(sum(alarmed), 0), coalesce(sum(warned), 0), coalesce(sum(late), 0), "
+    "coalesce(sum(offline), 0) FROM gone");
 
 // Random numbers of the calling thread.
 std::mt19937_64& Random() {

@@ -25,7 +25,7 @@ const Sql kCountUsage("UPDATE manager SET (documents, bytes) = (SELECT count(*),
                       "resource WHERE manager = $1) AS kept) "
                       "WHERE key = $1 RETURNING documents, bytes");
 
-const Sql kAddTotals("INSERT INTO total VALUES ($1, $2, $3, $4, $5, $6, $7, $8)");
+const Sql kAddTotals("INSERT INTO total VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10)");
 
 }  // namespace
 
@@ -112,7 +112,8 @@ Usage PostgresTransaction::FindUsage(const std::string& manager) {
 void PostgresTransaction::ChangeTotals(const TotalsChange& change) {
   m_totalsChanged = true;
   Defer(kAddTotals, {change.managers, change.chassis, change.alarms[0], change.alarms[1],
-                     change.alarms[2], change.alarmed[0], change.alarmed[1], change.alarmed[2]});
+                     change.alarms[2], change.alarmed[0], change.alarmed[1], change.alarmed[2],
+                     change.foundLate, change.foundOffline});
 }
 
 void PostgresTransaction::NoteAppliance(const std::string& uuid) {

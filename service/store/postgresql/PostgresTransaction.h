@@ -25,6 +25,8 @@ struct TotalsChange {
   std::int64_t chassis = 0;
   AlarmCounts alarms = {};
   AlarmCounts alarmed = {};
+  std::int64_t foundLate = 0;
+  std::int64_t foundOffline = 0;
 };
 
 // A unit of work on a connection. It begins with its first operation. Without a Commit() the
@@ -163,6 +165,7 @@ class PostgresTransaction : public Transaction {
     std::int64_t key = 0;
     SenderRecord sender;
     std::int64_t beats = 0;
+    State found = State::kAlive;  // the state that was found last
     std::optional<Usage> usage;  // none: not counted yet, or changed since
   };
   using InManager = std::pair<std::string, std::string>;  // its UUID, and what is below it
@@ -203,7 +206,7 @@ class PostgresTransaction : public Transaction {
   std::vector<ApplianceRecord> ListInOrder(const FleetFilter& filter);
   std::vector<ApplianceRecord> ListByState(const FleetFilter& filter);
   // Counts only appliances with an open alarm of the severity, if one is given.
-  StateCounts CountStates(std::int64_t now, std::optional<Severity> severity);
+  StateCounts CountStates(std::int64_t now, Severity severity);
 
   std::optional<OpenAlarm> FindOpenAlarm(const std::string& chassis, const std::string& alarm);
   // Counts one open alarm less of severity `gone` and one more of severity `come`; either may be

@@ -13,7 +13,7 @@ namespace {
 
 // Step N brings version N to version N + 1. The result of a step that was released never changes.
 // Texts stand in the order of their bytes, whatever the order of the database is.
-constexpr std::array<const char*, 5> kSteps = {
+constexpr std::array<const char*, 6> kSteps = {
     R"sql(
 -- Who owns appliances, and with which keys they register.
 CREATE TABLE account (
@@ -318,6 +318,14 @@ UPDATE heartbeat SET silent = last IS NULL;
 CREATE INDEX heartbeat_state ON heartbeat (state, next_at);
 CREATE INDEX heartbeat_went ON heartbeat (went_at) WHERE state > 0;
 CREATE INDEX heartbeat_silent ON heartbeat (manager) WHERE silent;
+)sql",
+    R"sql(
+-- By the states that were found last, so that counting a fleet of which much is offline costs no
+-- more.
+ALTER TABLE total ADD COLUMN late bigint NOT NULL DEFAULT 0;
+ALTER TABLE total ADD COLUMN offline bigint NOT NULL DEFAULT 0;
+INSERT INTO total SELECT 0, 0, 0, 0, 0, 0, 0, 0, count(*) FILTER (WHERE state = 1),
+  count(*) FILTER (WHERE state = 2) FROM heartbeat;
 )sql",
 };
 

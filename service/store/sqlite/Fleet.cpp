@@ -82,8 +82,17 @@ std::string Overdue(const std::string& condition) {
   return "SELECT " + count + "state IN (1, 2)" + found + count + due + "late_at <= ?1), " + count +
          "state = 2" + found + count + due + "offline_at <= ?1)";
 }
-const Sql kOverdue(Overdue("TRUE"));
 const Sql kOverdueAlarmed(Overdue(Alarmed("?2")));
+
+// What the counts of the states that were found last do not tell: how many of those found late are
+// offline by now, and how many of the unsettled are late or offline, and how many offline.
+const Sql kDue(
+    "SELECT (SELECT count(*) FROM manager WHERE state = 1 AND next_at <= ?1), "
+    "(SELECT count(*) FROM manager WHERE " +
+    kUnsettled +
+    " AND late_at <= ?1), "
+    "(SELECT count(*) FROM manager WHERE " +
+    kUnsettled + " AND offline_at <= ?1)");
 
 // An appliance that is offline stays so until a heartbeat comes.
 const Sql kSettle(
@@ -208,7 +217,8 @@ std::vector<ApplianceRecord> SqliteTransaction::ListAppliances(const FleetFilter
 std::int64_t SqliteTransaction::CountAppliances(const FleetFilter& filter) {
   if (!filter.text && !filter.state) return CountAll(filter.severity);
   if (!filter.text) {
-    const StateCounts states = CountStates(filter.now, filter.severity);
+    const StateCounts states =
+        filter.severity ? CountStates(filter.now, *filter.severity) : CountStates(filter.now);
     return states.at(static_cast<std::size_t>(*filter.state));
   }
   Statement select(m_database, kCountFiltered);
@@ -217,14 +227,14 @@ std::int64_t SqliteTransaction::CountAppliances(const FleetFilter& filter) {
 }
 
 StateCounts SqliteTransaction::CountStates(std::int64_t now) {
-  return CountStates(now, std::nullopt);
+  Statement select(m_database, kDue);
+  if (!select.Bind(now).Step()) return {};
+  return StatesOf(CountTotals(), {select.Number(0), select.Number(1), select.Number(2)});
 }
 
-StateCounts SqliteTransaction::CountStates(std::int64_t now, std::optional<Severity> severity) {
-  Statement select(m_database, severity ? kOverdueAlarmed : kOverdue);
-  select.Bind(now);
-  if (severity) select.Bind(NumberOf(severity));
-  if (!select.Step()) return {};
+StateCounts SqliteTransaction::CountStates(std::int64_t now, Severity severity) {
+  Statement select(m_database, kOverdueAlarmed);
+  if (!select.Bind(now).Bind(static_cast<std::int64_t>(severity)).Step()) return {};
   const std::int64_t overdue = select.Number(0);
   const std::int64_t offline = select.Number(1);
   return {CountAll(severity) - overdue, overdue - offline, offline};

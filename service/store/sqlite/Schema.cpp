@@ -15,7 +15,7 @@ namespace {
 constexpr std::int64_t kApplicationId = 0x4b636c64;
 
 // Step N brings version N to version N + 1. The result of a step that was released never changes.
-constexpr std::array<const char*, 9> kSteps = {
+constexpr std::array<const char*, 10> kSteps = {
     R"sql(
 CREATE TABLE manager (
   uuid TEXT PRIMARY KEY,
@@ -578,6 +578,23 @@ ALTER TABLE manager ADD COLUMN went_at INTEGER NOT NULL DEFAULT 0;
 CREATE INDEX manager_state ON manager (state, next_at);
 CREATE INDEX manager_went ON manager (went_at, uuid) WHERE state > 0;
 CREATE INDEX manager_silent ON manager (id) WHERE heartbeat_last IS NULL;
+)sql",
+    R"sql(
+-- By the states that were found last, so that counting a fleet of which much is offline costs no
+-- more.
+ALTER TABLE total ADD COLUMN late INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE total ADD COLUMN offline INTEGER NOT NULL DEFAULT 0;
+UPDATE total SET late = (SELECT count(*) FROM manager WHERE state = 1),
+  offline = (SELECT count(*) FROM manager WHERE state = 2);
+CREATE TRIGGER manager_state_changes AFTER UPDATE OF state ON manager
+WHEN new.state <> old.state BEGIN
+  UPDATE total SET
+    late = late + (new.state = 1) - (old.state = 1),
+    offline = offline + (new.state = 2) - (old.state = 2);
+END;
+CREATE TRIGGER manager_state_goes BEFORE DELETE ON manager WHEN old.state > 0 BEGIN
+  UPDATE total SET late = late - (old.state = 1), offline = offline - (old.state = 2);
+END;
 )sql",
 };
 

@@ -13,8 +13,8 @@ namespace cloudservice {
 namespace {
 
 const Sql kTotals(
-    "SELECT managers, faults, alarms, warnings, chassis, with_fault, with_alarm, with_warning "
-    "FROM total WHERE id = 1");
+    "SELECT managers, faults, alarms, warnings, chassis, with_fault, with_alarm, with_warning, "
+    "late, offline FROM total WHERE id = 1");
 const Sql kSilent("SELECT count(*) FROM manager WHERE heartbeat_last IS NULL");
 const Sql kBytes("SELECT page_count * page_size FROM pragma_page_count, pragma_page_size");
 
@@ -28,6 +28,8 @@ Totals SqliteTransaction::CountTotals() {
   totals.alarms = {select.Number(1), select.Number(2), select.Number(3)};
   totals.chassis = select.Number(4);
   totals.alarmed = {select.Number(5), select.Number(6), select.Number(7)};
+  totals.foundLate = select.Number(8);
+  totals.foundOffline = select.Number(9);
   return totals;
 }
 

@@ -410,7 +410,7 @@ removal: id account manager chassis
 resource: id manager chassis path document changed
 session: hash operator used
 sqlite_sequence: name seq
-total: id managers chassis faults alarms warnings with_fault with_alarm with_warning
+total: id managers chassis faults alarms warnings with_fault with_alarm with_warning late offline
 )");
 }
 

@@ -17,6 +17,7 @@ namespace cloudservice {
 namespace {
 
 using testing::Contains;
+using testing::HasSubstr;
 using testing::ContainsRegex;
 using testing::Not;
 using testing::StartsWith;
@@ -190,6 +191,16 @@ TEST_F(StatementsTest, Heartbeat_changes_no_index) {
       EXPECT_EQ(text.find(column + std::string(" = ")), std::string::npos) << text;
     }
   }
+}
+
+TEST_F(StatementsTest, Counting_states_reads_those_alone_whose_time_has_come) {
+  for (const Sql* sql : Sql::All()) {
+    if (sql->Text().rfind("SELECT (SELECT count(*) FROM manager WHERE state = 1", 0) != 0) continue;
+    EXPECT_THAT(Plan(sql->Text()),
+                Contains(HasSubstr("manager_state (state=? AND next_at<?)")).Times(3));
+    return;
+  }
+  FAIL() << "no such statement";
 }
 
 TEST_F(StatementsTest, None_is_made_that_this_test_does_not_see) {

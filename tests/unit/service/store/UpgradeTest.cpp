@@ -147,7 +147,14 @@ TEST_F(UpgradeTest, Totals_are_those_of_the_rows) {
   for (const std::int64_t count : totals.alarms) EXPECT_GT(count, 0);
 }
 
-// The tables of version 6: what came with the next one is taken away again.
+// The tables of version 9, and of version 6 from there: what came later is taken away again.
+constexpr const char* kBackToVersion9 = R"sql(
+DROP TRIGGER manager_state_changes;
+DROP TRIGGER manager_state_goes;
+ALTER TABLE total DROP COLUMN late;
+ALTER TABLE total DROP COLUMN offline;
+PRAGMA user_version = 9;
+)sql";
 constexpr const char* kBackToVersion6 = R"sql(
 DROP TRIGGER resource_document_comes;
 DROP TRIGGER resource_document_changes;
@@ -180,6 +187,7 @@ PRAGMA user_version = 6;
 
 TEST_F(UpgradeTest, What_is_kept_of_each_manager_is_counted_at_the_first_question) {
   TestStore(file).Check();
+  Database(file).Execute(kBackToVersion9);
   Database(file).Execute(kBackToVersion6);
   TestStore store(file);
   EXPECT_EQ(store.UpgradeBackup(), file + ".v6");
@@ -210,6 +218,19 @@ TEST_F(UpgradeTest, States_are_those_that_the_times_say) {
   EXPECT_EQ(store->Settle(3150, 99), 40);
   EXPECT_EQ(store->CountStates(3150), before);
   EXPECT_EQ(store->Settle(3150, 99), 0);
+}
+
+TEST_F(UpgradeTest, States_that_were_found_before_are_counted) {
+  StateCounts states = {};
+  {
+    TestStore before(file);
+    ASSERT_EQ(before->Settle(3150, 99), 40);
+    states = before->CountStates(3150);
+  }
+  Database(file).Execute(kBackToVersion9);
+  TestStore store(file);
+  EXPECT_EQ(store.UpgradeBackup(), file + ".v9");
+  EXPECT_EQ(store->CountStates(3150), states);
 }
 
 TEST_F(UpgradeTest, Service_goes_on_where_it_was) {

@@ -280,6 +280,7 @@ TEST_F(PostgresSchemaTest, First_version_is_upgraded_and_keeps_its_rows) {
       "ALTER TABLE manager DROP COLUMN documents, DROP COLUMN bytes; "
       "ALTER TABLE event_count DROP COLUMN before; "
       "DROP TABLE message; "
+      "ALTER TABLE total DROP COLUMN late, DROP COLUMN offline; "
       "ALTER TABLE heartbeat DROP COLUMN state, DROP COLUMN next_at, DROP COLUMN went_at, "
       "DROP COLUMN silent; "
       "CREATE INDEX heartbeat_heard ON heartbeat (heard); "

@@ -464,7 +464,7 @@ TEST_F(PostgresCopyTest, Every_column_is_known) {
           "operator: id name password_hash token_hash created", "reading: id member time value",
           "registration_key: id account hash created", "removal: kind key",
           "resource: manager path chassis document changed", "session: hash operator used",
-          "total: managers chassis faults alarms warnings faulty alarmed warned"));
+          "total: managers chassis faults alarms warnings faulty alarmed warned late offline"));
 }
 
 }  // namespace
