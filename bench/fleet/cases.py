@@ -19,6 +19,7 @@ BEATS_EVERY, VALUES_EVERY = 95, 60
 SMALL_FLEET = 100
 ALARMS = 3
 CONNECTIONS = 64
+SLOWEST = 4000  # heartbeats a second, at least
 
 GOAL_TLS = 1.6
 GOAL_PLAIN = {"SQLite": 0.4, "PostgreSQL": 0.2}
@@ -159,8 +160,11 @@ class Measures:
         with self._programs.service(small) as few, self._programs.service(large) as all_of_them:
             yield {"small": (few, SMALL_FLEET), "large": (all_of_them, self._options.fleet)}
 
-    def _by_size(self, backend, **options):
+    def _by_size(self, backend, seconds_before=0, **options):
         with self._small_and_large(backend) as services:
+            if seconds_before:
+                for service, count in services.values():
+                    self._load(service, appliances=count, seconds=seconds_before, **options)
             found = in_turn({
                 name: lambda service=service, count=count:
                 self._load(service, appliances=count, **options)
@@ -170,10 +174,13 @@ class Measures:
         return ratio(found, cpu, "large", "small")
 
     def heartbeat_size(self, backend):
+        # The first request of each appliance since the start costs more, in a fleet of any size:
+        # each has sent before anything is measured.
+        before = self._options.fleet / SLOWEST
         self._goals.at_most(
             f"CPU of a heartbeat at {self._options.fleet} appliances with "
             f"{self._options.fleet * ALARMS} open alarms / at {SMALL_FLEET}, {backend.title}",
-            self._by_size(backend, flat_out="beat"), GOAL_SIZE)
+            self._by_size(backend, before, flat_out="beat"), GOAL_SIZE)
 
     def page_size(self, backend):
         self._goals.at_most(

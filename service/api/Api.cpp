@@ -93,6 +93,7 @@ void OperatorApi::AddRoutes() {
        {"q", "state", "severity", "sort", "limit", "offset", "after"},
        &A::ListAppliances});
   add("GET", "appliances/*", {kOperator, {}, &A::GetAppliance});
+  add("DELETE", "appliances/*", {kOperator, {}, &A::RemoveAppliance});
   add("GET", "appliances/*/alarms", {kOperator, {}, &A::ListAlarms});
   add("GET", "appliances/*/events",
       {kOperator, {"severity", "kind", "since", "until", "q", "limit", "before"}, &A::ListEvents});

@@ -90,6 +90,7 @@ class OperatorApi {
 
   Response ListAppliances(const Call& call);
   Response GetAppliance(const Call& call);
+  Response RemoveAppliance(const Call& call);
   Response ListAlarms(const Call& call);
 
   Response ListEvents(const Call& call);

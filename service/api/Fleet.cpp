@@ -136,6 +136,18 @@ Response OperatorApi::GetAppliance(const Call& call) {
   });
 }
 
+Response OperatorApi::RemoveAppliance(const Call& call) {
+  const std::string name = m_store.Write([&](Transaction& store) {
+    const ApplianceRecord appliance = FindAppliance(store, call.uuid);
+    store.DeleteManager(call.uuid);
+    return appliance.shown.name;
+  });
+  m_log.Line("manager removed: " + name + " (UUID " + call.uuid + ") by operator " + call.who.name);
+  Response response;
+  response.status = 204;
+  return response;
+}
+
 Response OperatorApi::ListAlarms(const Call& call) {
   std::vector<AlarmRecord> alarms = m_store.Read([&](Transaction& store) {
     FindAppliance(store, call.uuid);

@@ -99,7 +99,7 @@ def be_refused_for_the_request(operator, uuid, uri):
 def be_refused_for_the_sender(operator):
     operator.headers = {}
     guarded = [(method, path.removeprefix(BASE)) for method, path in DESCRIPTION.operations()
-               if not DESCRIPTION.is_open(method, path) and method != "DELETE"]
+               if not DESCRIPTION.is_open(method, path)]
     for method, path in guarded:
         operator.ask(method, path, "u-1", 401)
     operator.signs_in("wrong", expected=401)
@@ -132,6 +132,7 @@ def test_every_path_status_and_parameter_is_as_described(service, operator):
     types = follow_everything(operator, service, appliance)
     ask_for_too_many_streams(service, operator)
     be_refused_for_the_request(operator, appliance.uuid, uri)
+    operator.ask("DELETE", ONE, appliance.uuid, 204)
     operator.signs_in()
     operator.ask("DELETE", "/session", expected=204)
     be_refused_for_the_sender(operator)
@@ -142,6 +143,29 @@ def test_every_path_status_and_parameter_is_as_described(service, operator):
     assert operator.used == {(method, path, *parameter) for method, path in DESCRIPTION.operations()
                              for parameter in DESCRIPTION.parameters(method, path)}
     assert types == set(DESCRIPTION.notices())
+
+
+def test_appliance_that_is_removed_leaves_nothing_and_may_come_back(service, operator):
+    appliance, other = rack(service), rack(service, "u-2", "Rack 8")
+    appliance.keeps("Thermal", THERMAL)
+    appliance.raises(4711)
+    stream = operator.follows()
+    operator.ask("DELETE", ONE, "u-1", 204)
+    assert stream.until("gone") == {"uuid": "u-1"}
+    stream.close()
+    service.says("manager removed: Rack 7 (UUID u-1) by operator olga")
+    fleet = operator.ask("GET", "/appliances")
+    assert [one["uuid"] for one in fleet["items"]] == ["u-2"]
+    assert fleet["alarms"] == {"Fault": 0, "Alarm": 0, "Warning": 0}
+    for path in (ONE, f"{ONE}/alarms", f"{ONE}/events", f"{ONE}/resources"):
+        operator.ask("GET", path, "u-1", 404)
+    operator.ask("DELETE", ONE, "u-1", 404)
+    appliance.sends("PATCH", "/redfish/v1/Managers/u-1", {"Oem": {}}, expected=401)
+    other.beats()
+    again = rack(service)
+    assert operator.ask("GET", f"{ONE}/events", "u-1")["items"] == []
+    again.beats()
+    assert operator.ask("GET", ONE, "u-1")["heartbeats"] == 1
 
 
 def test_description_that_is_served_is_the_one_that_is_kept(operator, programs):
