@@ -8,7 +8,7 @@
 BUILD_PACKAGES=(
   g++ cmake ninja-build pkg-config ccache
   libcurl4-openssl-dev libjansson-dev libboost-dev nlohmann-json3-dev libcli11-dev
-  libsqlite3-dev libpq-dev libssl-dev libsnmp-dev libmodbus-dev
+  libsqlite3-dev libpq-dev libssl-dev libsnmp-dev libmodbus-dev zlib1g-dev
   openssl ca-certificates faketime python3
 )
 # Node.js from elsewhere brings npm with it, and Debian's npm would not stand beside it.

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "service/api/Error.h"
+#include "service/http/EntityTag.h"
 
 namespace cloudservice {
 
@@ -164,6 +165,12 @@ Response OperatorApi::Guarded(const Request& request,
   Found found;
   Response response = Caught(request, work, found);
   response.route = found.route;
+  // No answer holds a secret beside what its sender has chosen, so that its length tells nothing.
+  response.mayBeCompressed = true;
+  const bool looks = request.method == "GET" || request.method == "HEAD";
+  if (looks && response.status == 200 && !response.body.empty()) {
+    AddWeakTag(request, EntityTag(response.body), response);
+  }
   return response;
 }
 

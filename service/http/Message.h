@@ -41,6 +41,7 @@ struct Response {
   std::string body;                                          // may be empty
   std::string type = "application/json; charset=utf-8";      // Content-Type of the body
   std::shared_ptr<Stream> stream = nullptr;                  // replaces `body` when it has no end
+  bool mayBeCompressed = false;                              // for a sender who takes that
   Route* route = nullptr;  // of the request; outlives the response; null: it fits none
 
   // The value of the header `name`, in exactly these letters; empty when there is none.

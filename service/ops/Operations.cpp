@@ -8,6 +8,7 @@
 #include <exception>
 #include <numeric>
 
+#include "service/http/Compression.h"
 #include "service/http/Pretty.h"
 #include "service/http/Target.h"
 #include "service/util/Secret.h"
@@ -198,6 +199,7 @@ std::optional<Response> Operations::RefuseHead(const Request& head) {
 Response Operations::Answer(const Request& request, const std::function<Response()>& answer) {
   Response response = answer();
   IndentIfAsked(request.target, response);
+  CompressFor(request, response);
   const std::chrono::nanoseconds time = steady_clock::now() - request.arrived;
   const std::string what = request.target.Text().empty()
                                ? "unreadable"
@@ -251,6 +253,7 @@ Response Operations::Metrics() {
   Response response;
   response.type = "text/plain; version=0.0.4; charset=utf-8";
   response.body = MetricsText();
+  response.mayBeCompressed = true;
   response.route = &m_metrics;
   return response;
 }

@@ -14,6 +14,7 @@ struct Asset {
   std::string_view type;  // Content-Type
   std::string_view etag;  // with its quotes; changes with the content
   std::string_view bytes;
+  std::string_view gzip;  // the same, compressed
 };
 
 // All files of the web page; the first is the page itself.

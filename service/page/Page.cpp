@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "service/http/Compression.h"
+#include "service/http/EntityTag.h"
 #include "service/http/Target.h"
 #include "service/page/Assets.h"
 
@@ -29,12 +31,6 @@ const Asset* Find(const Target& target) {
   return found == Assets().end() ? nullptr : &*found;
 }
 
-// A tag has no quote inside it, so that a tag that is found with its quotes is a whole one.
-bool IsKnown(const Request& request, const Asset& asset) {
-  const std::string tags = request.Header("If-None-Match");
-  return tags == "*" || tags.find(asset.etag) != std::string::npos;
-}
-
 Response WrongMethod(const std::string& method) {
   Response response;
   response.status = 405;
@@ -53,17 +49,16 @@ std::optional<Response> AnswerPage(const Request& request) {
   Response response;
   response.type = asset->type;
   const bool page = asset == &Assets().front();
+  const bool gzip = TakesGzip(request);
   response.SetHeader("Cache-Control", page ? "no-cache" : "public, max-age=31536000, immutable");
-  response.SetHeader("ETag", std::string(asset->etag));
+  TellItMayBeGzip(response);
   response.SetHeader("Content-Security-Policy", kPolicy);
   response.SetHeader("Cross-Origin-Opener-Policy", "same-origin");
   response.SetHeader("Referrer-Policy", "no-referrer");
   response.SetHeader("X-Content-Type-Options", "nosniff");
-  if (IsKnown(request, *asset)) {
-    response.status = 304;
-  } else {
-    response.body = asset->bytes;
-  }
+  response.body = gzip ? asset->gzip : asset->bytes;
+  AddWeakTag(request, std::string(asset->etag), response);
+  if (gzip && !response.body.empty()) response.SetHeader("Content-Encoding", "gzip");
   return response;
 }
 

@@ -5,6 +5,7 @@
 import {createHash} from "node:crypto";
 import {mkdirSync, readFileSync, readdirSync, rmSync, writeFileSync} from "node:fs";
 import {basename} from "node:path";
+import {gzipSync} from "node:zlib";
 import {build} from "esbuild";
 
 const TYPES = {
@@ -77,12 +78,14 @@ function literal(bytes) {
 function table(files) {
   const lines = ['#include "service/page/Assets.h"', "", "namespace cloudservice {", "", "namespace {", ""];
   files.forEach(({bytes}, i) => lines.push(
-      `constexpr unsigned char kBytes${i}[] = {\n${literal(bytes)}};`));
+      `constexpr unsigned char kBytes${i}[] = {\n${literal(bytes)}};`,
+      `constexpr unsigned char kGzip${i}[] = {\n${literal(gzipSync(bytes, {level: 9}))}};`));
   lines.push("", "}  // namespace", "", "const std::vector<Asset>& Assets() {",
              "  static const std::vector<Asset> assets = {");
   files.forEach(({path, bytes}, i) => lines.push(
       `      {"${path}", "${TYPES[path.split(".").pop()]}", "\\"${digest(bytes)}\\"",`,
-      `       {reinterpret_cast<const char*>(kBytes${i}), sizeof kBytes${i}}},`));
+      `       {reinterpret_cast<const char*>(kBytes${i}), sizeof kBytes${i}},`,
+      `       {reinterpret_cast<const char*>(kGzip${i}), sizeof kGzip${i}}},`));
   lines.push("  };", "  return assets;", "}", "", "}  // namespace cloudservice", "");
   return lines.join("\n");
 }

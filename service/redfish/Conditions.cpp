@@ -4,39 +4,11 @@
 
 #include <strings.h>
 
+#include "service/http/EntityTag.h"
 #include "service/redfish/Refusal.h"
-#include "service/util/Secret.h"
+#include "service/util/Text.h"
 
 namespace cloudservice {
-
-namespace {
-
-std::string Trimmed(const std::string& text) {
-  const std::size_t from = text.find_first_not_of(" \t");
-  if (from == std::string::npos) return "";
-  return text.substr(from, text.find_last_not_of(" \t") - from + 1);
-}
-
-}  // namespace
-
-std::string EntityTag(const std::string& body) {
-  constexpr std::size_t kDigits = 32;
-  return "\"" + Sha256Hex(body).substr(0, kDigits) + "\"";
-}
-
-bool MeansTag(const std::string& header, const std::optional<std::string>& tag, Comparison how) {
-  if (!tag) return false;
-  // The header may be split at commas, since no tag of this service has one in it.
-  std::size_t from = 0;
-  for (;;) {
-    const std::size_t comma = header.find(',', from);
-    std::string piece = Trimmed(header.substr(from, comma - from));
-    if (how == Comparison::kWeak && piece.rfind("W/", 0) == 0) piece.erase(0, 2);
-    if (piece == "*" || piece == *tag) return true;
-    if (comma == std::string::npos) return false;
-    from = comma + 1;
-  }
-}
 
 void ApplyConditions(const Request& request, Response& response) {
   const std::string tag = EntityTag(response.body);
@@ -70,7 +42,7 @@ void CheckNegotiation(const Request& request) {
   }
   if (request.method != "POST" && request.method != "PATCH") return;
   const std::string type = request.Header("Content-Type");
-  const std::string media = Trimmed(type.substr(0, type.find(';')));
+  const std::string media = WithoutBlanks(type.substr(0, type.find(';')));
   if (!media.empty() && strcasecmp(media.c_str(), "application/json") != 0) {
     throw Refusal(415, {"HeaderInvalid", {"Content-Type"}},
                   "Of the types of bodies only application/json is taken here.");

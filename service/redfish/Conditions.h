@@ -9,17 +9,6 @@
 
 namespace cloudservice {
 
-// The entity tag of a body, with its quotation marks. Equal bytes have equal tags.
-std::string EntityTag(const std::string& body);
-
-// How a tag that is marked as weak is compared (RFC 9110): kWeak ignores the mark, for
-// If-None-Match; kStrong lets it match no tag of this service, for If-Match.
-enum class Comparison { kWeak, kStrong };
-
-// Whether a header matches `tag`: it lists the tag, or it has "*". Without a tag there is no
-// resource, and nothing matches.
-bool MeansTag(const std::string& header, const std::optional<std::string>& tag, Comparison how);
-
 // Adds the entity tag to the answer to a GET, and makes the answer a 304 when If-None-Match matches
 // the tag. Throws Refusal (412) when If-Match does not match it.
 void ApplyConditions(const Request& request, Response& response);

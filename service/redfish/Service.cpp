@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "service/http/EntityTag.h"
 #include "service/redfish/Body.h"
 #include "service/redfish/Chassis.h"
 #include "service/redfish/Conditions.h"

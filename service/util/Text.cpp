@@ -12,6 +12,12 @@ std::string Lower(std::string text) {
   return text;
 }
 
+std::string WithoutBlanks(const std::string& text) {
+  const std::size_t from = text.find_first_not_of(" \t");
+  if (from == std::string::npos) return "";
+  return text.substr(from, text.find_last_not_of(" \t") - from + 1);
+}
+
 std::vector<std::string> Split(const std::string& text, char separator) {
   std::vector<std::string> pieces;
   std::size_t from = 0;

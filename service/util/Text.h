@@ -10,6 +10,9 @@ namespace cloudservice {
 // The text with the letters A to Z in lower case; every other byte stays.
 std::string Lower(std::string text);
 
+// The text without the blanks and tabs in front and at the end.
+std::string WithoutBlanks(const std::string& text);
+
 // The pieces of a text between its separators, one more than there are separators; pieces may be
 // empty.
 std::vector<std::string> Split(const std::string& text, char separator);

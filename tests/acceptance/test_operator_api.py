@@ -2,6 +2,7 @@
 """What operators ask, against the description of it."""
 
 import contextlib
+import gzip
 import json
 import urllib.parse
 
@@ -82,6 +83,19 @@ def follow_everything(operator, service, appliance):
     return stream.types
 
 
+def ask_what_is_known(operator, uuid, uri):
+    """Each GET again with the tag of its answer, which has not changed since."""
+    needed = {f"{ONE}/resources/detail": {"uri": uri}, f"{ONE}/history": {"uri": uri}}
+    for method, path in DESCRIPTION.operations():
+        if 304 not in DESCRIPTION.statuses(method, path):
+            continue
+        path = path.removeprefix(BASE)
+        operator.ask(method, path, uuid, **needed.get(path, {}))
+        tag = operator.answered["ETag"]
+        operator.ask(method, path, uuid, 304, headers={"If-None-Match": tag}, **needed.get(path, {}))
+        assert operator.answered["ETag"] == tag
+
+
 def be_refused_for_the_request(operator, uuid, uri):
     for path in ("/appliances", f"{ONE}/events"):
         operator.ask("GET", path, uuid, 400, limit=0)
@@ -129,6 +143,7 @@ def test_every_path_status_and_parameter_is_as_described(service, operator):
     uri = appliance.keeps("Thermal", THERMAL)
     appliance.raises(4711)
     ask_everything(operator, appliance.uuid, uri)
+    ask_what_is_known(operator, appliance.uuid, uri)
     types = follow_everything(operator, service, appliance)
     ask_for_too_many_streams(service, operator)
     be_refused_for_the_request(operator, appliance.uuid, uri)
@@ -191,6 +206,42 @@ def test_what_is_not_described_is_not_there(service, operator):
     assert json.loads(text)["error"]["code"] == "method_not_allowed"
     answer, text = raw(service, "HEAD", "/api/v1/stream", **operator.headers)
     assert (answer.status, text) == (200, b"")
+
+
+def test_tag_of_an_answer_is_another_when_something_has_changed(service, operator):
+    appliance = rack(service)
+    operator.ask("GET", "/appliances")
+    known = {"If-None-Match": f'"other", {operator.answered["ETag"]}'}
+    operator.ask("GET", "/appliances", expected=304, headers=known)
+    operator.ask("GET", "/appliances", expected=304, headers=known, pretty="true")
+    appliance.raises(4711)
+    fleet = operator.ask("GET", "/appliances", headers=known)
+    assert fleet["alarms"]["Alarm"] == 1
+    assert operator.answered["ETag"] not in known["If-None-Match"]
+
+
+def test_answers_are_compressed_for_who_takes_that(service, operator):
+    for i in range(5):
+        rack(service, f"u-{i}")
+    plain = {path: raw(service, "GET", path, **operator.headers)
+             for path in ("/api/v1/appliances", "/api/v1/openapi.json", "/metrics", "/")}
+    for path, (answer, text) in plain.items():
+        assert "Content-Encoding" not in answer.headers
+        assert answer.headers["Vary"] == "Accept-Encoding"
+        sent = {**operator.headers, "Accept-Encoding": "br, gzip"}
+        packed, bytes_ = raw(service, "GET", path, **sent)
+        assert packed.headers["Content-Encoding"] == "gzip", path
+        assert packed.headers["Vary"] == "Accept-Encoding"
+        assert packed.headers["ETag"] == answer.headers["ETag"]
+        assert len(bytes_) < len(text)
+        if path != "/metrics":  # counts requests
+            assert gzip.decompress(bytes_) == text
+        head, nothing = raw(service, "HEAD", path, **sent)
+        assert (head.headers["Content-Encoding"], nothing) == ("gzip", b"")
+    answer, text = raw(service, "GET", "/api/v1/session", **operator.headers,
+                       **{"Accept-Encoding": "gzip"})
+    assert "Content-Encoding" not in answer.headers
+    assert json.loads(text)["name"] == "olga"
 
 
 def test_what_is_too_large_is_refused_in_the_same_form(service, operator):

@@ -166,7 +166,7 @@ class PostgresTransaction : public Transaction {
     SenderRecord sender;
     std::int64_t beats = 0;
     State found = State::kAlive;  // the state that was found last
-    std::optional<Usage> usage;  // none: not counted yet, or changed since
+    std::optional<Usage> usage;   // none: not counted yet, or changed since
   };
   using InManager = std::pair<std::string, std::string>;  // its UUID, and what is below it
 

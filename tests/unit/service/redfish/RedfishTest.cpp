@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <set>
 
-#include "service/redfish/Conditions.h"
 #include "service/redfish/Shape.h"
 #include "service/redfish/schema/SchemaFiles.h"
 #include "service/redfish/schema/SchemaUris.h"
@@ -243,17 +242,6 @@ TEST_F(RedfishTest, Condition_of_another_owner_tells_nothing) {
   const std::string other = Token("u-2");
   EXPECT_EQ(Ask("DELETE", chassis, other, "", {{"If-Match", "*"}}).status, 404u);
   EXPECT_EQ(Ask("DELETE", "/redfish/v1/Chassis/none", other, "", {{"If-Match", "*"}}).status, 404u);
-}
-
-TEST_F(RedfishTest, Tag_is_found_in_a_list) {
-  EXPECT_TRUE(MeansTag("\"a\" , W/\"b\"", "\"b\"", Comparison::kWeak));
-  EXPECT_FALSE(MeansTag("\"a\" , W/\"b\"", "\"b\"", Comparison::kStrong));
-  for (const Comparison how : {Comparison::kWeak, Comparison::kStrong}) {
-    EXPECT_TRUE(MeansTag("\"a\" , \"b\"", "\"b\"", how));
-    EXPECT_TRUE(MeansTag("*", "\"b\"", how));
-    EXPECT_FALSE(MeansTag("*", std::nullopt, how));
-    EXPECT_FALSE(MeansTag("\"ab\", b, ,", "\"b\"", how));
-  }
 }
 
 TEST_F(RedfishTest, Members_that_the_service_gives_are_refused_where_they_come_alone) {

@@ -17,8 +17,8 @@ namespace cloudservice {
 namespace {
 
 using testing::Contains;
-using testing::HasSubstr;
 using testing::ContainsRegex;
+using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
