@@ -23,6 +23,17 @@ std::string EventText(const char* type, const Json& data) {
   return std::string("event: ") + type + "\ndata: " + CompactText(data) + "\n\n";
 }
 
+// The heartbeats that told nothing but that the appliance is alive, by UUID.
+std::string HeartbeatsEvent(const std::map<std::string, std::int64_t>& heard) {
+  std::map<std::int64_t, std::vector<std::string>> byTime;
+  for (const auto& [uuid, time] : heard) byTime[time].push_back(uuid);
+  Json list = Json::array();
+  for (const auto& [time, uuids] : byTime) {
+    list.push_back({{"time", UtcTime(time)}, {"uuids", uuids}});
+  }
+  return EventText("heartbeats", {{"heartbeats", std::move(list)}});
+}
+
 std::string ResetEvent() { return EventText("reset", Json::object()); }
 
 }  // namespace
@@ -48,8 +59,9 @@ std::shared_ptr<Stream> Feed::Open(std::int64_t person, const std::string& sessi
     return ++events <= kMissed && text.size() <= kMissedBytes;
   };
   std::optional<Place> place = PlaceOf(last);
+  Heard heard;
   // Most of it is read before the other readers have to wait.
-  bool whole = place && GoOn(*place, Here(), kMissed, take);
+  bool whole = place && GoOn(*place, Here(), kMissed, heard, take);
 
   const std::lock_guard<std::mutex> guard(m_mutex);
   DropEnded();
@@ -68,7 +80,8 @@ std::shared_ptr<Stream> Feed::Open(std::int64_t person, const std::string& sessi
   } else {
     TellAll();
   }
-  whole = whole && GoOn(*place, m_place, kMissed, take);
+  whole = whole && GoOn(*place, m_place, kMissed, heard, take) &&
+          (heard.empty() || take("", *place, HeartbeatsEvent(heard)));
   if (!whole) text = last.empty() ? "" : LineOf(m_place) + ResetEvent();
   auto stream = std::make_shared<Stream>(kMaxUnread + kMissedBytes);
   // The identifier lets the reader catch up even if the connection breaks before the next event.
@@ -143,16 +156,16 @@ void Feed::Try(const std::function<void()>& tell) {
 
 void Feed::TellAll() {
   const Place here = Here();
-  // While something is held, no event has an identifier: a reader who comes back goes on before all
+  // While something waits, no event has an identifier: a reader who comes back goes on before all
   // that it was not told.
   const Take take = [this](const std::string& uuid, const Place& place, const std::string& text) {
-    Write((m_held == 0 ? LineOf(place) : "") + text);
+    Write((m_held == 0 && m_heard.empty() ? LineOf(place) : "") + text);
     Told& told = m_told[uuid];
     ++told.events;
     told.bytes += text.size();
     return true;
   };
-  const bool whole = GoOn(m_place, here, kMaxWaiting, take,
+  const bool whole = GoOn(m_place, here, kMaxWaiting, m_heard, take,
                           [this](const std::string& uuid) { return Hold(uuid); });
   // Ticks stand still where the clock runs much too fast.
   if (here.time < m_counted || here.time - m_counted > kTickSeconds) Release();
@@ -172,7 +185,7 @@ bool Feed::Hold(const std::string& uuid) {
 }
 
 void Feed::Release() {
-  std::string text;
+  std::string text = m_heard.empty() ? "" : HeartbeatsEvent(m_heard);
   for (const auto& [uuid, told] : m_told) {
     if (told.held) text += EventText("more", {{"uuid", uuid}});
   }
@@ -182,6 +195,7 @@ void Feed::Release() {
 
 void Feed::CountAnew() {
   m_told.clear();
+  m_heard.clear();
   m_held = 0;
   m_counted = m_place.time;
 }
@@ -207,7 +221,7 @@ Feed::Place Feed::Here() {
   return {m_store.Read([](Transaction& store) { return store.LastChange(); }), m_clock()};
 }
 
-bool Feed::GoOn(Place& place, const Place& end, std::size_t most, const Take& take,
+bool Feed::GoOn(Place& place, const Place& end, std::size_t most, Heard& heard, const Take& take,
                 const Skip& skip) {
   // The change at the place as well: while it is kept, all behind it are.
   const ListPage<std::int64_t> page = {place.change - 1, static_cast<std::int64_t>(most) + 2};
@@ -216,6 +230,11 @@ bool Feed::GoOn(Place& place, const Place& end, std::size_t most, const Take& ta
   if (changes.size() > most + 1) return false;
   for (const ChangeRecord& one : changes) {
     if (one.id <= place.change || one.id > end.change) continue;
+    if (one.change.what == Change::What::kHeartbeat) {
+      heard[one.change.manager] = one.change.number;
+      place.change = one.id;
+      continue;
+    }
     const bool skipped = skip && skip(one.change.manager);
     const std::string event = skipped ? "" : EventOf(one.change);
     place.change = one.id;
@@ -263,7 +282,7 @@ std::string Feed::EventOf(const Change& change) {
     case Change::What::kEvent: {
       LogFilter one;
       one.manager = change.manager;
-      one.before = change.event + 1;
+      one.before = change.number + 1;
       one.limit = 1;
       const auto found = m_store.Read([&](Transaction& store) { return store.ListLog(one); });
       if (found.empty()) return {};
@@ -271,6 +290,7 @@ std::string Feed::EventOf(const Change& change) {
       data["uuid"] = change.manager;
       return EventText("event", data);
     }
+    case Change::What::kHeartbeat:  // told together
     case Change::What::kAny:
       break;
   }

@@ -102,6 +102,9 @@ class Feed {
   // it. False when it wants no more.
   using Take =
       std::function<bool(const std::string& uuid, const Place& place, const std::string& text)>;
+  // When heartbeats have come, by UUID. They are told together, once in a while: those of a large
+  // fleet one by one would be most of what a stream carries.
+  using Heard = std::map<std::string, std::int64_t>;
   // Whether a change of an appliance is not to be told one by one.
   using Skip = std::function<bool(const std::string& uuid)>;
   // What has been told of an appliance since the last Release().
@@ -117,9 +120,10 @@ class Feed {
 
   // The place behind all that there is.
   Place Here();
-  // Moves the place on to `end`, and tells what lies between. False when the changes behind the
+  // Moves the place on to `end`, and tells what lies between, but for heartbeats, which it adds to
+  // `heard`. False when the changes behind the
   // place are not all kept any more or more than `most`, or when `take` wants no more.
-  bool GoOn(Place& place, const Place& end, std::size_t most, const Take& take,
+  bool GoOn(Place& place, const Place& end, std::size_t most, Heard& heard, const Take& take,
             const Skip& skip = nullptr);
   bool TellDue(Place& place, std::int64_t now, const Take& take);
   // The text of the event that tells of the change, without its identifier. Empty when there is
@@ -129,7 +133,8 @@ class Feed {
 
   // Whether as much of the appliance has been told as may be; notes that there is more.
   bool Hold(const std::string& uuid);
-  // Tells of which appliances more has changed than was told, and begins to count anew.
+  // Tells the heartbeats, and of which appliances more has changed than was told, and begins to
+  // count anew.
   void Release();
   void CountAnew();
   std::size_t CountOf(std::int64_t person) const;
@@ -159,6 +164,7 @@ class Feed {
   Place m_place;                       // how far the readers have been told, while there are any
   std::map<std::string, Told> m_told;  // by UUID
   std::size_t m_held = 0;              // how many of them are held
+  Heard m_heard;                       // what was not told yet
   std::int64_t m_counted = 0;          // the time of the last Release()
   std::int64_t m_ticks = 0;
   std::function<void()> m_opened;

@@ -256,12 +256,13 @@ struct LogFilter {
 
 // A change that a unit of work has made to what appliances keep.
 struct Change {
-  // kAny: of many appliances, or of parts of them that have no kind of their own.
-  enum class What { kAppliance, kEvent, kDocument, kGone, kAny };
+  // kAny: of many appliances, or of parts of them that have no kind of their own. kHeartbeat: of an
+  // appliance that was alive and that nothing else has changed of.
+  enum class What { kAppliance, kEvent, kDocument, kGone, kAny, kHeartbeat };
   What what = What::kAppliance;
   std::string manager;
-  std::int64_t event = 0;  // kEvent: the new event's identifier
-  DocumentName document;   // kDocument: the changed document
+  std::int64_t number = 0;  // kEvent: the new event's identifier; kHeartbeat: when it came
+  DocumentName document;    // kDocument: the changed document
 };
 
 // A change as it is kept for all processes.

@@ -77,6 +77,8 @@ def follow_everything(operator, service, appliance):
     stream.until("resource")
     Appliance(service, "u-2").leaves()
     stream.until("gone")
+    appliance.beats()
+    stream.until("heartbeats")
     appliance.beats_often(400)
     stream.until("more")
     stream.close()

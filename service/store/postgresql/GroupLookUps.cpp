@@ -10,7 +10,7 @@ namespace {
 // plan anew for each run.
 const std::string kAskedManagers =
     "SELECT uuid, name, account, key, documents, bytes, heartbeat.count, token_hash, "
-    "heartbeat.state FROM manager "
+    "heartbeat.state, heartbeat.interval, late_at, address FROM manager "
     "JOIN heartbeat ON heartbeat.manager = key WHERE ";
 // A token ends with the account that it was given for.
 const Sql kSenders(
@@ -94,6 +94,9 @@ PostgresTransaction::Known* PostgresTransaction::Keep(const Row& row) {
   manager.sender = {uuid, row.Text(1), row.OptionalNumber(2)};
   manager.beats = row.Number(6);
   manager.found = static_cast<State>(row.Number(8));
+  manager.interval = row.OptionalNumber(9);
+  manager.lateAt = row.Number(10);
+  manager.address = row.Text(11);
   if (!row.IsNull(4)) manager.usage = {row.Number(4), row.Number(5)};
   return &m_managers.emplace(uuid, std::move(manager)).first->second;
 }

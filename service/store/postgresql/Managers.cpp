@@ -121,7 +121,16 @@ std::int64_t PostgresTransaction::AddHeartbeat(const std::string& uuid, std::int
   if (manager == nullptr) return 0;
   m_batch.AddHeartbeat(manager->key, when, interval, address);
   ++m_writes;
-  NoteAppliance(uuid);
+  const bool isSteady = manager->lateAt > when && manager->interval == interval &&
+                        (address.empty() || manager->address == address);
+  if (isSteady) {
+    m_changes.push_back({Change::What::kHeartbeat, uuid, when, {}});
+  } else {
+    NoteAppliance(uuid);
+  }
+  manager->interval = interval;
+  manager->lateAt = DueTimesOf(when, when, interval).late;
+  if (!address.empty()) manager->address = address;
   const std::int64_t beats = ++manager->beats;
   if (manager->found != State::kAlive) {
     TotalsChange change;

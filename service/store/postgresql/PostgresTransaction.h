@@ -166,6 +166,10 @@ class PostgresTransaction : public Transaction {
     SenderRecord sender;
     std::int64_t beats = 0;
     State found = State::kAlive;  // the state that was found last
+    // Of its last heartbeat.
+    std::optional<std::int64_t> interval;
+    std::int64_t lateAt = 0;
+    std::string address;
     std::optional<Usage> usage;   // none: not counted yet, or changed since
   };
   using InManager = std::pair<std::string, std::string>;  // its UUID, and what is below it

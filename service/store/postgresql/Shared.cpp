@@ -58,7 +58,7 @@ void PostgresTransaction::KeepChanges() {
   for (const Change& change : m_changes) {
     Add(whats, change.what);
     managers.push_back(change.manager);
-    Add(events, change.event);
+    Add(events, change.number);
     Add(kinds, change.document.kind);
     names.push_back(change.document.name);
   }

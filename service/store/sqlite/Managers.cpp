@@ -34,6 +34,10 @@ const Sql kAddHeartbeat(
     "heartbeat_interval = ?, late_at = ?, offline_at = ?, address = coalesce(nullif(?, ''), "
     "address) "
     "WHERE uuid = ? RETURNING heartbeat_count, state > 0 OR next_at > late_at");
+// Whether the appliance is alive at the time, and the heartbeat tells nothing else that is new.
+const Sql kIsSteady(
+    "SELECT 1 FROM manager WHERE uuid = ?1 AND late_at > ?2 AND heartbeat_interval = ?3 "
+    "AND (?4 = '' OR address = ?4)");
 // Of a state that is no longer so, or of an interval that has become shorter.
 const Sql kIsAlive("UPDATE manager SET state = 0, next_at = late_at WHERE uuid = ?");
 
@@ -136,13 +140,19 @@ void SqliteTransaction::DeleteManager(const std::string& uuid) { TakeManager(uui
 
 std::int64_t SqliteTransaction::AddHeartbeat(const std::string& uuid, std::int64_t when,
                                              std::int64_t interval, const std::string& address) {
+  Statement steady(m_database, kIsSteady);
+  const bool isSteady = steady.Bind(uuid).Bind(when).Bind(interval).Bind(address).Step();
   const DueTimes due = DueTimesOf(when, when, interval);
   Statement update(m_database, kAddHeartbeat);
   update.Bind(when).Bind(interval).Bind(due.late).Bind(due.offline).Bind(address).Bind(uuid);
   if (!update.Step()) return 0;
   const std::int64_t count = update.Number(0);
   if (update.Number(1) != 0) Statement(m_database, kIsAlive).Bind(uuid).Run();
-  NoteAppliance(uuid);
+  if (isSteady) {
+    Note({Change::What::kHeartbeat, uuid, when, {}});
+  } else {
+    NoteAppliance(uuid);
+  }
   return count;
 }
 

@@ -43,7 +43,7 @@ void SqliteTransaction::Note(const Change& change) {
   Statement(m_database, kAddChange)
       .Bind(static_cast<std::int64_t>(change.what))
       .Bind(change.manager)
-      .Bind(change.event)
+      .Bind(change.number)
       .Bind(static_cast<std::int64_t>(change.document.kind))
       .Bind(change.document.name)
       .Run();

@@ -59,9 +59,13 @@ class FeedTest : public ServiceTest {
     return events;
   }
 
+  // Heartbeats that each tell something new of the appliance.
   void Beat(std::size_t times) {
     store->Write([&](Transaction& work) {
-      for (std::size_t i = 0; i < times; ++i) work.AddHeartbeat("u-1", now, 90, "");
+      for (std::size_t i = 0; i < times; ++i) {
+        interval = interval == 90 ? 91 : 90;
+        work.AddHeartbeat("u-1", now, interval, "");
+      }
     });
   }
 
@@ -73,6 +77,7 @@ class FeedTest : public ServiceTest {
 
   Operators operators{*store, [this] { return now; }};
   std::int64_t person = 0;
+  std::int64_t interval = 90;
   std::atomic<int> woken = 0;
   Feed feed{*store, operators, log, [this] { return now; }, [this] { ++woken; }};
 };
@@ -164,6 +169,56 @@ TEST_F(FeedTest, Refused_request_tells_nothing) {
   Ask("POST", "/hb/u-1", token, "{}");
   Register("a b");
   EXPECT_EQ(Types(*stream), "");
+}
+
+TEST_F(FeedTest, Heartbeats_that_tell_nothing_else_are_told_together) {
+  for (const char* uuid : {"u-1", "u-2", "u-3"}) {
+    Token(uuid);
+    (*store)->AddHeartbeat(uuid, now, 90, "");
+  }
+  const auto stream = Open();
+  const std::string before = IdentifierOf(*stream);
+  (*store)->AddHeartbeat("u-3", now, 90, "");
+  (*store)->AddHeartbeat("u-1", now, 90, "");
+  (*store)->AddHeartbeat("u-2", now + 1, 90, "");
+  for (int i = 0; i < 400; ++i) (*store)->AddHeartbeat("u-1", now + 1, 90, "");
+  EXPECT_EQ(Text(*stream), "");
+  const std::string told = R"(event: heartbeats
+data: {"heartbeats":[{"time":")" +
+                           UtcTime(now) + R"(","uuids":["u-3"]},{"time":")" + UtcTime(now + 1) +
+                           R"(","uuids":["u-1","u-2"]}]}
+
+)";
+  feed.Tick();
+  const std::string text = stream->Take();
+  EXPECT_THAT(text, StartsWith(told + "id: "));
+  EXPECT_EQ(TypesIn(Open(IdentifierIn(text))->Take()), "");
+  const std::string again = Open(before)->Take();
+  EXPECT_THAT(again, HasSubstr(told)) << "who missed them is told all of them together, too";
+  EXPECT_EQ(TypesIn(again), "heartbeats ");
+  feed.Tick();
+  EXPECT_EQ(stream->Take(), "");
+}
+
+TEST_F(FeedTest, Reader_who_leaves_while_heartbeats_wait_is_told_them) {
+  const std::string token = Token("u-1");
+  (*store)->AddHeartbeat("u-1", now, 90, "");
+  const auto stream = Open();
+  const std::string before = IdentifierOf(*stream);
+  (*store)->AddHeartbeat("u-1", now, 90, "");
+  Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, R"({"A": 1})");
+  const std::string text = Text(*stream);
+  EXPECT_THAT(text, StartsWith("event: resource\n")) << "without an identifier";
+  EXPECT_EQ(TypesIn(Open(before)->Take()), "resource heartbeats ");
+}
+
+TEST_F(FeedTest, Heartbeat_of_an_appliance_that_was_late_is_told_at_once) {
+  Token("u-1");
+  (*store)->AddHeartbeat("u-1", now, 90, "");
+  const auto stream = Open();
+  now += 180;
+  (*store)->AddHeartbeat("u-1", now, 90, "");
+  EXPECT_EQ(Types(*stream), "appliance ");
 }
 
 TEST_F(FeedTest, Overdue_appliances_are_told_at_the_tick_after) {

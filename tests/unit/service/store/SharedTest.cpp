@@ -17,9 +17,10 @@ class SharedTest : public StoreTest {
  protected:
   // A change, in one word each.
   static std::string Worded(const Change& change) {
-    static const char* const kWords[] = {"appliance", "event", "document", "gone", "any"};
+    static const char* const kWords[] = {"appliance", "event", "document",
+                                         "gone",      "any",   "heartbeat"};
     std::string text = std::string(kWords[static_cast<int>(change.what)]) + " " + change.manager;
-    if (change.event > 0) text += " " + std::to_string(change.event);
+    if (change.number > 0) text += " " + std::to_string(change.number);
     if (change.what == Change::What::kDocument) {
       text +=
           " " + std::to_string(static_cast<int>(change.document.kind)) + " " + change.document.name;
@@ -36,6 +37,32 @@ class SharedTest : public StoreTest {
 
   TestStore store{file};
 };
+
+TEST_F(SharedTest, Heartbeat_that_tells_nothing_else_is_a_change_of_its_own) {
+  store->AddManager({"u", "name", "{}", 1000, {}}, "t");
+  const std::int64_t before = store->LastChange();
+  store->AddHeartbeat("u", 1005, 60, "::1");
+  store->AddHeartbeat("u", 1065, 60, "::1");
+  store->AddHeartbeat("u", 1066, 60, "");
+  store->AddHeartbeat("u", 1067, 60, "::2");
+  store->AddHeartbeat("u", 1068, 50, "");
+  store->AddHeartbeat("u", 1068 + 99, 50, "");
+  store->AddHeartbeat("u", 1167 + 100, 50, "");
+  store->AddHeartbeat("u", 1267, 50, "");
+  EXPECT_THAT(Kept(before),
+              ElementsAre("appliance u", "heartbeat u 1065", "heartbeat u 1066", "appliance u",
+                          "appliance u", "heartbeat u 1167", "appliance u", "heartbeat u 1267"));
+}
+
+TEST_F(SharedTest, Heartbeats_of_one_unit_of_work_are_told_each_by_what_it_changes) {
+  store->AddManager({"u", "name", "{}", 1000, {}}, "t");
+  const std::int64_t before = store->LastChange();
+  store.Store::Write([](Transaction& work) {
+    for (const std::int64_t interval : {60, 60, 50, 50}) work.AddHeartbeat("u", 1005, interval, "");
+  });
+  EXPECT_THAT(Kept(before),
+              ElementsAre("appliance u", "heartbeat u 1005", "appliance u", "heartbeat u 1005"));
+}
 
 TEST_F(SharedTest, Every_change_is_kept_in_its_order) {
   store->AddManager({"u", "n", "{}", 1, {}}, "u");
