@@ -74,6 +74,26 @@ def test_an_appliance_without_alarms_says_so(seeded, browser):
     browser.sees_text("Nothing has happened yet", "[aria-labelledby=events]")
 
 
+def test_what_is_not_known_is_not_called_clear(seeded, browser):
+    west = seeded.appliances["Roof unit west"]
+    pump = seeded.appliances["Pump room"]
+    newcomer = seeded.joins("Annex")
+    west.clears(4720)
+    west.clears(4711)
+    place = "[aria-labelledby=alarms]"
+    browser.signs_in(seeded.service.url, f"/appliances/{west.uuid}")
+    browser.sees_text("No alarms were open when the appliance was last heard", place)
+    assert re.search(r"Its last heartbeat came 6 Mar 2026, 05:30:\d\d \(2 d 6 h ago\)",
+                     browser.text(place))
+    assert browser.find(f"{place} .icon-clear") == []
+    browser.goes(f"/appliances/{newcomer.uuid}")
+    browser.sees_text("No alarms are known", place)
+    browser.sees_text("has not sent a heartbeat yet", place)
+    assert browser.find(f"{place} .icon-clear") == []
+    browser.goes(f"/appliances/{pump.uuid}")
+    browser.sees(f"{place} .icon-clear")
+
+
 def test_the_time_line_holds_every_event_newest_first(seeded, visitor, hall):
     answer = seeded.ask(f"/appliances/{hall.uuid}/events")
     assert [one["kind"] for one in answer["items"]] == ["alarm", "alarm", "point", "clear", "alarm"]

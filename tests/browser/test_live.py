@@ -3,6 +3,11 @@
 
 import pytest
 
+from harness.fleet import SUPPLY
+
+SUPPLY_ROW = f"[aria-labelledby=temperature] tr[data-pointer='{SUPPLY}']"
+SUPPLY_NOW = f"{SUPPLY_ROW} .current"
+
 
 @pytest.fixture
 def watcher(seeded, line, browser):
@@ -53,9 +58,9 @@ def test_an_open_appliance_follows_its_events_and_values(seeded, watcher):
                   "the alarm, first")
     watcher.until(lambda: watcher.texts(".event p")[0] == "[1] Compressor stopped.", "the event")
     hall.reads(29.9, 34, 45)
-    watcher.until(lambda: watcher.texts("[aria-labelledby=temperature] .current")[0] == "29.9 °C",
+    watcher.until(lambda: watcher.texts(SUPPLY_NOW)[0] == "29.9 °C",
                   "the new temperature")
-    watcher.sees_text("29.9 °C", "[aria-labelledby=temperature] tbody tr td:last-child")
+    watcher.sees_text("29.9 °C", f"{SUPPLY_ROW} td:last-child")
 
 
 def test_an_appliance_that_leaves_while_it_is_looked_at_is_said_to_be_gone(seeded, watcher):
@@ -85,7 +90,7 @@ def hall(seeded, watcher):
 
 
 def shows_reading(browser, value):
-    browser.until(lambda: browser.texts("[aria-labelledby=temperature] .current")[0] == f"{value} °C",
+    browser.until(lambda: browser.texts(SUPPLY_NOW)[0] == f"{value} °C",
                   f"the reading {value}")
 
 

@@ -30,6 +30,10 @@ export interface ApplianceDetail extends Appliance {
   chassisList: {id: string; name: string; created: string}[];
 }
 
+// Whether what is known of the appliance is how it is now.
+export const isHeard = ({state, lastHeartbeat}: Appliance) =>
+  state === "alive" && lastHeartbeat !== null;
+
 export interface Fleet {
   total: number;  // on all pages
   counts: Record<State, number>;  // of all appliances, without the filters

@@ -3,7 +3,7 @@
 import type {ComponentChildren} from "preact";
 import {useEffect} from "preact/hooks";
 import {Link} from "./address";
-import {type Alarm, api, ApiError, type ApplianceDetail} from "./api";
+import {type Alarm, api, ApiError, type ApplianceDetail, isHeard} from "./api";
 import {Charts} from "./charts";
 import {Documents} from "./documents";
 import {Events} from "./events";
@@ -63,7 +63,26 @@ function OpenAlarm({alarm}: {alarm: Alarm}) {
   );
 }
 
-function OpenAlarms({uuid}: {uuid: string}) {
+// There are no open alarms, as far as is known.
+function NoAlarms({one}: {one: ApplianceDetail}) {
+  if (isHeard(one)) return <Notice icon="clear" title="No open alarms" />;
+  if (one.lastHeartbeat === null) {
+    return (
+      <Notice icon={one.state === "alive" ? "late" : one.state} title="No alarms are known">
+        The appliance has not sent a heartbeat yet.
+      </Notice>
+    );
+  }
+  return (
+    <Notice icon={one.state} title="No alarms were open when the appliance was last heard">
+      Its last heartbeat came <MomentAndAge time={one.lastHeartbeat} />. What has happened since is
+      not known.
+    </Notice>
+  );
+}
+
+function OpenAlarms({one}: {one: ApplianceDetail}) {
+  const {uuid} = one;
   const alarms = useLoad("", (signal) => api.alarms(uuid, signal));
   useChanges((change) => {
     const ours = change.uuid === uuid && change.type !== "resource";
@@ -74,7 +93,7 @@ function OpenAlarms({uuid}: {uuid: string}) {
       <h2 id="alarms">Open alarms</h2>
       <Shown of={alarms} what="the open alarms" rows={2}>{(items) => items.length > 0
         ? <ul class="alarms">{items.map((alarm) => <OpenAlarm key={alarm.id} alarm={alarm} />)}</ul>
-        : <Notice icon="clear" title="No open alarms" />}
+        : <NoAlarms one={one} />}
       </Shown>
     </section>
   );
@@ -116,7 +135,7 @@ export function AppliancePage({uuid}: {uuid: string}) {
             <StateMark state={one.state} />
           </div>
           <div class="columns">
-            <div class="column"><OpenAlarms uuid={uuid} /><Charts uuid={uuid} /></div>
+            <div class="column"><OpenAlarms one={one} /><Charts one={one} /></div>
             <div class="column side"><Heartbeat one={one} /><Identity one={one} /></div>
           </div>
           <Events uuid={uuid} />

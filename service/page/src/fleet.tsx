@@ -8,6 +8,7 @@ import {Age, Moment} from "./format";
 import {Icon, type IconName, STATE_TEXT, StateMark} from "./icons";
 import {useChanges} from "./live";
 import {useLoad} from "./load";
+import {SortHeading} from "./sorting";
 import {Loading, Notice, Shown} from "./states";
 
 const PAGE = 100;
@@ -118,15 +119,9 @@ function Order({sort}: {sort: string}) {
 function Heading({sort, title, chosen}: {sort: string; title: string; chosen: string}) {
   if (!sort) return <th scope="col">{title}</th>;
   const current = chosen.replace("-", "") === sort;
-  const down = chosen.startsWith("-");
   const next = current ? opposite(chosen) : FIRST[sort] ?? sort;
-  return (
-    <th scope="col" {...(current ? {"aria-sort": down ? "descending" : "ascending"} as const : {})}>
-      <button class="sort" onClick={() => go(addressWith({sort: next, offset: ""}), true)}>
-        {title}<span class="arrow" aria-hidden="true">{current ? (down ? "↓" : "↑") : ""}</span>
-      </button>
-    </th>
-  );
+  return <SortHeading title={title} press={() => go(addressWith({sort: next, offset: ""}), true)}
+                      order={current ? chosen.startsWith("-") ? "descending" : "ascending" : undefined} />;
 }
 
 function AlarmBadges({alarms}: {alarms: Appliance["alarms"]}) {
