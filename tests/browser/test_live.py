@@ -94,6 +94,30 @@ def shows_reading(browser, value):
                   f"the reading {value}")
 
 
+def test_charts_are_changed_under_the_pointer_and_stay_the_same(watcher, hall):
+    chart = "section[aria-labelledby=temperature]"
+    watcher.points_at(f"{chart} .u-over")
+    watcher.sees_text("Then", f"{chart} thead")
+    pointed = watcher.texts(f"{chart} .current")
+    watcher.run("window.plots = [...document.querySelectorAll('.uplot, .uplot canvas')]")
+    hall.reads(29.9, 34, 45)
+    watcher.sees_text("29.9 °C", f"{SUPPLY_ROW} td:last-child")
+    same = ("const now = [...document.querySelectorAll('.uplot, .uplot canvas')];"
+            "return now.length === plots.length && now.every((one, i) => one === plots[i])")
+    assert watcher.run(same)
+    # The pointer is still there, and so are its values.
+    assert watcher.texts(f"{chart} thead th")[1] == "Then"
+    assert watcher.texts(f"{chart} .current") == pointed
+    assert "29.9 °C" not in pointed
+    wide = watcher.run("return plots[1].width")
+    watcher.resize(1000, 900)
+    watcher.until(lambda: watcher.run("return plots[1].width") < wide, "the narrower chart")
+    watcher.prefers(dark=True)
+    hall.keeps("Thermal", {"Spare": {"ReadingCelsius": 11}})
+    watcher.until(lambda: len(watcher.find(f"{chart} tbody tr")) == 3, "another line")
+    assert watcher.run(same)
+
+
 def histories(browser):
     return [one.partition("?")[0].rpartition("/")[2] for one in browser.asked()
             if "/numbers" in one or "/history" in one]

@@ -95,7 +95,10 @@ class Chromium:
                 ("Network.clearBrowserCookies", {}), ("Network.clearBrowserCache", {}),
                 ("Storage.clearDataForOrigin", {"origin": url, "storageTypes": "all"})):
             self.driver.execute_cdp_cmd(command, parameters)
-        self.driver.close()
+        for window in self.driver.window_handles:
+            if window != self._first:
+                self.driver.switch_to.window(window)
+                self.driver.close()
         self.driver.switch_to.window(self._first)
 
     def __enter__(self):
@@ -187,6 +190,25 @@ class Browser:
         self.types("input[name=password]", password)
         self.clicks(".sign-in button")
 
+    # Tabs of one reader
+
+    @property
+    def tab(self):
+        """The one that is looked at."""
+        return self._driver.current_window_handle
+
+    def opens_tab(self, path="/"):
+        self._driver.switch_to.new_window("tab")
+        self.goes(path)
+        return self.tab
+
+    def looks_at(self, tab):
+        self._driver.switch_to.window(tab)
+
+    def closes_tab(self):
+        """Another must be looked at before anything else."""
+        self._driver.close()
+
     # Looking
 
     def find(self, css):
@@ -241,6 +263,15 @@ class Browser:
         field = self.sees(css)
         field.send_keys(Keys.CONTROL, "a")
         field.send_keys(text)
+
+    def points_at(self, css):
+        """Moves the pointer to the middle of it."""
+        x, y = self.run("const one = document.querySelector(arguments[0]);"
+                        "one.scrollIntoView({block: 'center'});"
+                        "const place = one.getBoundingClientRect();"
+                        "return [place.x + place.width / 2, place.y + place.height / 2]", css)
+        for step in (1, 0):
+            self._tell("Input.dispatchMouseEvent", type="mouseMoved", x=x - step, y=y)
 
     def chooses(self, css, value):
         """In a list of choices."""
