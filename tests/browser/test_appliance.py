@@ -140,11 +140,20 @@ def test_the_time_line_is_turned_like_pages(seeded, visitor, hall):
     visitor.goes(f"/appliances/{hall.uuid}")
     first = seeded.ask(f"/appliances/{hall.uuid}/events", limit=25)
     shows_events(visitor, first)
+    place = "return Math.round(scrollY)"
+    visitor.run("document.querySelector('[aria-labelledby=events] .pages').scrollIntoView()")
+    assert visitor.run(place) > 1000
     visitor.clicks("[aria-labelledby=events] .pages a")
     shows_events(visitor, seeded.ask(f"/appliances/{hall.uuid}/events", limit=25,
                                      before=first["next"]))
+    # The reader stays at the events, and so does the keyboard.
+    assert visitor.run(place) > 500
+    focused = "return document.activeElement.closest('[aria-labelledby=events] .pages') !== null"
+    visitor.until(lambda: visitor.run(focused), "the focus among the pages")
     visitor.clicks("[aria-labelledby=events] .pages a")
     shows_events(visitor, first)
+    assert visitor.run(place) > 500
+    visitor.until(lambda: visitor.run(focused), "the focus among the pages")
 
 
 def test_a_document_is_a_table_and_its_json_a_click_away(seeded, visitor, hall):

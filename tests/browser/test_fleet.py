@@ -155,3 +155,29 @@ def test_who_asks_for_more_than_there_is_sees_the_last_page(seeded, reader):
     assert reader.address == "/?q=roof"
     reader.goes("/?q=nobody-at-all&offset=100")
     reader.sees_text("No appliance fits")
+
+
+def test_who_comes_back_to_the_fleet_finds_it_as_it_was(fleet, browser):
+    for number in range(40):
+        fleet.joins(f"Unit {number:03}")
+    browser.signs_in(fleet.service.url, "/?q=unit&sort=-name")
+    browser.until(lambda: len(rows(browser)) == 40, "the rows")
+    place = "return Math.round(scrollY)"
+
+    def comes_back(how):
+        browser.run("scrollTo(0, 900)")
+        browser.clicks("tr:nth-child(20) .whole")
+        browser.sees("h1:not(.hidden)")
+        browser.until(lambda: browser.run(place) == 0, "the top of the appliance")
+        how()
+        browser.until(lambda: len(rows(browser)) == 40, "the rows again")
+        browser.until(lambda: browser.run(place) == 900, "the place in the list")
+        assert browser.address == "/?q=unit&sort=-name"
+        assert browser.run("return document.querySelector('[type=search]').value") == "unit"
+
+    comes_back(browser.goes_back)
+    comes_back(lambda: browser.clicks(".back"))
+    comes_back(lambda: browser.clicks(".home"))
+    # In the fleet it leads to all of it.
+    browser.clicks(".home")
+    browser.until(lambda: browser.address == "/", "the whole fleet")

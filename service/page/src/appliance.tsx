@@ -2,7 +2,7 @@
 // One appliance: its identity, its state, its events, its numbers and its documents.
 import type {ComponentChildren} from "preact";
 import {useEffect} from "preact/hooks";
-import {Link} from "./address";
+import {FleetLink} from "./address";
 import {type Alarm, api, ApiError, type ApplianceDetail, isHeard} from "./api";
 import {Charts} from "./charts";
 import {Documents} from "./documents";
@@ -104,7 +104,7 @@ function Unknown() {
     <section class="card">
       <Notice icon="offline" title="There is no such appliance">
         <p>It has never registered with this service, or it has been removed.</p>
-        <Link to="/" class="button">Show the fleet</Link>
+        <FleetLink class="button">Show the fleet</FleetLink>
       </Notice>
     </section>
   );
@@ -127,7 +127,7 @@ export function AppliancePage({uuid}: {uuid: string}) {
   const gone = loaded.error instanceof ApiError && loaded.error.status === 404;
   return (
     <>
-      <Link to="/" class="back"><Icon name="back" />Fleet</Link>
+      <FleetLink class="back"><Icon name="back" />Fleet</FleetLink>
       {gone ? <Unknown /> : <Shown of={loaded} what="the appliance" rows={6}>{(one) => (
         <>
           <div class="title">

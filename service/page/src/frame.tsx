@@ -2,7 +2,7 @@
 // The frame around every view: its head and its notices.
 import type {ComponentChildren} from "preact";
 import {useEffect} from "preact/hooks";
-import {Link} from "./address";
+import {FleetLink} from "./address";
 import {api, ApiError, type Session} from "./api";
 import {durationText, useTick} from "./format";
 import {Icon} from "./icons";
@@ -88,7 +88,7 @@ export function Frame({session, signedOut, children}: FrameProps) {
       <a class="skip" href="#main" onClick={focusMain}>Skip to content</a>
       <header class="top">
         <div class="wide">
-          <Link to="/" class="home"><span class="brand"><Icon name="mark" /></span>Fleet</Link>
+          <FleetLink class="home"><span class="brand"><Icon name="mark" /></span>Fleet</FleetLink>
           <LinkState />
           <span class="spring" />
           <ThemeSwitch />
