@@ -138,6 +138,10 @@ class Browser:
         """From the next page on that it goes to."""
         self._tell("Page.addScriptToEvaluateOnNewDocument", source="{" + HELD_CLOCK + "}")
 
+    def lacks(self, name):
+        """From the next page on that it goes to in this tab, scripts find no such thing."""
+        self._tell("Page.addScriptToEvaluateOnNewDocument", source=f"delete {name}")
+
     def passes(self, seconds):
         self.run("held.pass(arguments[0])", seconds)
 
