@@ -212,3 +212,20 @@ def test_data_that_cannot_be_loaded_are_asked_for_again(line, watcher):
     line.mend()
     watcher.sees("h1")
     watcher.misses(".notice [role=alert]")
+
+
+def test_a_request_that_hangs_ends_in_a_notice(line, watcher):
+    watcher.holds_clock()
+    watcher.goes("/")
+    watcher.sees_text("Live", ".link")
+    watcher.settles()
+    line.hang()
+    watcher.clicks(".fleet thead th:nth-child(2) button")
+    watcher.until(lambda: 20 in watcher.waits(), "a request with an end")
+    watcher.passes(19)
+    assert watcher.find(".stale") == []
+    watcher.passes(1)
+    watcher.sees_text("Not up to date: The service has not answered for 20 s.", ".stale")
+    line.flow()
+    watcher.clicks(".stale button")
+    watcher.until(lambda: watcher.passes(1) or not watcher.find(".stale"), "the end of the notice")
