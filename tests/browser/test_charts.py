@@ -155,6 +155,27 @@ def test_dark_and_light_draw_in_their_own_colours(visitor):
         PIXEL, "humidity", mark["left"], mark["top"])), "the line in its dark colour")
 
 
+def test_the_name_of_the_last_day_is_whole(seeded, visitor):
+    # A little after midnight where the reader is, so that the last day begins at the right edge.
+    seeded.clock.step(11 * 3600 + 58 * 60)  # shorter than a session lasts
+    visitor.goes(visitor.address)
+    visitor.sees("section[aria-labelledby=temperature] .extreme")
+    visitor.run("""
+      const write = CanvasRenderingContext2D.prototype.fillText;
+      window.written = [];
+      CanvasRenderingContext2D.prototype.fillText = function(text, x, y) {
+        const half = this.measureText(text).width / 2;
+        written.push([text, x + half, this.canvas.width, this.textAlign]);
+        write.call(this, text, x, y);
+      }""")
+    visitor.resize(1100, 900)
+    ends = visitor.until(lambda: [one for one in visitor.run("return written")
+                                  if one[0] == "9 Mar"], "the name of the last day")
+    for _, right, width, align in ends:
+        assert align == "center"
+        assert width - 60 < right <= width
+
+
 def test_any_other_number_can_be_chosen(seeded, visitor, hall):
     others = [one for one in seeded.ask(f"/appliances/{hall.uuid}/numbers")["items"]
               if one["quantity"] is None]

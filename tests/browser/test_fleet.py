@@ -41,7 +41,7 @@ def shows(browser, answer):
 
 
 def test_rows_and_counts_are_those_of_the_service(seeded, reader):
-    answer = seeded.ask("/appliances", sort="name")
+    answer = seeded.ask("/appliances", sort="-alarms")
     assert [one["state"] for one in answer["items"]].count("alive") == 6
     shows(reader, answer)
     for name, count in {**answer["counts"], **answer["alarms"]}.items():
@@ -49,6 +49,7 @@ def test_rows_and_counts_are_those_of_the_service(seeded, reader):
     assert answer["counts"] == {"alive": 6, "late": 1, "offline": 1}
     assert answer["alarms"] == {"Fault": 1, "Alarm": 2, "Warning": 2}
     assert reader.text("#found") == "8 appliances"
+    assert reader.title == "(3) Fleet"
 
 
 def test_the_age_of_a_heartbeat_is_the_service_clocks(seeded, reader):
@@ -70,27 +71,33 @@ def test_every_order_is_the_services(seeded, reader):
 
 
 def test_headings_sort_and_turn_the_order_round(seeded, reader):
+    # The worst come first where the address says nothing else.
     heading = ".fleet thead th:nth-child(3)"
-    reader.clicks(f"{heading} button")
-    shows(reader, seeded.ask("/appliances", sort="-alarms"))
     assert reader.values(heading, "aria-sort") == ["descending"]
     reader.clicks(f"{heading} button")
     shows(reader, seeded.ask("/appliances", sort="alarms"))
     assert reader.values(heading, "aria-sort") == ["ascending"]
     assert reader.address == "/?sort=alarms"
+    heading = ".fleet thead th:nth-child(2)"
+    reader.clicks(f"{heading} button")
+    shows(reader, seeded.ask("/appliances", sort="name"))
+    assert reader.values(heading, "aria-sort") == ["ascending"]
+    reader.clicks(f"{heading} button")
+    shows(reader, seeded.ask("/appliances", sort="-name"))
+    assert reader.values(heading, "aria-sort") == ["descending"]
 
 
 def test_a_count_filters_and_is_let_go_again(seeded, reader):
     for name, value in (("state", "late"), ("state", "offline"), ("state", "alive"),
                         ("severity", "Fault"), ("severity", "Alarm"), ("severity", "Warning")):
         reader.clicks(f"[data-count={value}]")
-        answer = seeded.ask("/appliances", sort="name", **{name: value})
+        answer = seeded.ask("/appliances", sort="-alarms", **{name: value})
         assert 0 < answer["total"] < 8
         shows(reader, answer)
         assert reader.address == f"/?{name}={value}"
         assert reader.values(f"[data-count={value}]", "aria-pressed") == ["true"]
         reader.clicks(f"[data-count={value}]")
-        shows(reader, seeded.ask("/appliances", sort="name"))
+        shows(reader, seeded.ask("/appliances", sort="-alarms"))
         assert reader.address == "/"
 
 
@@ -98,7 +105,7 @@ def test_a_count_filters_and_is_let_go_again(seeded, reader):
                          ids=["word", "capitals", "version", "signs"])
 def test_a_search_is_the_services_and_stays_in_the_address(seeded, reader, text):
     reader.types("input[type=search]", text)
-    answer = seeded.ask("/appliances", q=text, sort="name")
+    answer = seeded.ask("/appliances", q=text, sort="-alarms")
     if answer["total"]:
         shows(reader, answer)
     else:
@@ -115,12 +122,40 @@ def test_a_search_is_the_services_and_stays_in_the_address(seeded, reader, text)
 def test_filters_add_up_and_the_arrows_of_the_browser_go_back(seeded, reader):
     reader.clicks("[data-count=alive]")
     reader.clicks("[data-count=Warning]")
-    shows(reader, seeded.ask("/appliances", sort="name", state="alive", severity="Warning"))
+    shows(reader, seeded.ask("/appliances", sort="-alarms", state="alive", severity="Warning"))
     assert reader.text("#found") == "2 appliances found"
     reader.goes_back()
-    shows(reader, seeded.ask("/appliances", sort="name", state="alive"))
+    shows(reader, seeded.ask("/appliances", sort="-alarms", state="alive"))
     reader.clicks(".tools button.quiet")
-    shows(reader, seeded.ask("/appliances", sort="name"))
+    shows(reader, seeded.ask("/appliances", sort="-alarms"))
+
+
+def test_the_head_of_the_list_stays_and_dense_rows_last(seeded, reader):
+    row = "return document.querySelector('.fleet tbody tr').clientHeight"
+    roomy = reader.run(row)
+    assert reader.values(".dense-switch", "aria-pressed") == ["false"]
+    reader.clicks(".dense-switch")
+    reader.until(lambda: reader.run(row) < roomy * 0.7, "dense rows")
+    reader.goes("/")
+    reader.sees("table.fleet")
+    assert reader.values(".dense-switch", "aria-pressed") == ["true"]
+    assert reader.run(row) < roomy * 0.7
+    reader.clicks(".dense-switch")
+    reader.resize(1280, 400)
+    reader.run("scrollTo(0, 400)")
+    top = ("const [head, bar] = ['.fleet thead th', '.top'].map("
+           "css => document.querySelector(css).getBoundingClientRect());"
+           "return [scrollY > 300, Math.abs(head.top - bar.bottom) <= 2]")
+    reader.until(lambda: reader.run(top) == [True, True], "the head below the bar")
+
+
+def test_a_wide_screen_is_used(seeded, reader):
+    reader.resize(1920, 900)
+    assert reader.run("return document.querySelector('.list').clientWidth") > 1700
+    badges = ("return [...document.querySelectorAll('.badges')].map(one => new Set("
+              "[...one.children].map(badge => badge.offsetTop)).size)")
+    reader.resize(1000, 900)
+    assert set(reader.run(badges)) == {1}
 
 
 def test_a_fleet_without_appliances_says_what_to_expect(fleet, browser):

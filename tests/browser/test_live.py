@@ -41,6 +41,33 @@ def test_a_heartbeat_brings_an_appliance_back(seeded, watcher):
     assert watcher.text(f"tr[data-uuid='{west.uuid}'] .mark") == "Alive"
 
 
+def test_changes_are_told_to_screen_readers_one_at_a_time(seeded, browser):
+    browser.signs_in(seeded.service.url)
+    browser.holds_clock()
+    browser.goes("/")
+    browser.sees_text("Live", ".link")
+    browser.settles()
+    browser.passes(6)
+    room = seeded.appliances["Server room B"]
+    heard = lambda: browser.texts("#news")[0]
+    assert heard() == ""
+    room.raises(4711, "Fault", "[1] Filter clogged.")
+    browser.until(lambda: browser.settles() or heard(), "the first message")
+    assert heard() == "Alive 6, Late 1, Offline 1, Fault 2, Alarm 2, Warning 2."
+    assert browser.title == "(4) Fleet"
+    room.raises(4712, "Fault", "[1] Fan failure.")
+    browser.until(lambda: browser.settles() or count(browser, "Fault") == "3", "a third fault")
+    assert "Fault 2" in heard()
+    browser.passes(5)
+    browser.until(lambda: "Fault 3" in heard(), "the second message")
+    browser.goes(f"/appliances/{room.uuid}")
+    browser.sees(".alarm")
+    browser.settles()
+    room.raises(4713, "Alarm", "[1] Humidity low.")
+    browser.until(lambda: browser.settles() or heard(), "the new alarm")
+    assert heard() == "New alarm: [1] Humidity low."
+
+
 def test_appliances_join_and_leave(seeded, watcher):
     newcomer = seeded.joins("Annex")
     watcher.sees(f"tr[data-uuid='{newcomer.uuid}']")

@@ -87,6 +87,43 @@ def test_a_phone_shows_all_of_it_without_moving_sideways(seeded, opens, views):
             PHONE[0]] * 2, path
 
 
+# Texts that lie outside what holds them, and words that stand on two lines.
+CROWDED = """
+  const found = [];
+  for (const one of document.querySelectorAll('body *')) {
+    const style = getComputedStyle(one);
+    if (!one.checkVisibility() || style.display === 'contents' || one.closest('.hidden, .skip, svg, .plot, .scroll, pre')) continue;
+    if (style.position === 'absolute' || one.tagName === 'OPTION') continue;
+    let holder = one.parentElement;
+    while (getComputedStyle(holder).display === 'contents') holder = holder.parentElement;
+    const [own, around] = [one, holder].map(each => each.getBoundingClientRect());
+    if (own.width > around.width + 1) found.push(['wide', one.tagName, one.className]);
+  }
+  const walk = document.createTreeWalker(document.querySelector('#main'), NodeFilter.SHOW_TEXT);
+  while (walk.nextNode()) {
+    const holder = walk.currentNode.parentElement;
+    if (!holder.checkVisibility() || holder.closest('.hidden, .code, pre, option')) continue;
+    for (const word of walk.currentNode.data.matchAll(/[\\p{L}\\p{N}]+/gu)) {
+      const range = document.createRange();
+      range.setStart(walk.currentNode, word.index);
+      range.setEnd(walk.currentNode, word.index + word[0].length);
+      const lines = new Set([...range.getClientRects()].map(place => Math.round(place.top)));
+      if (lines.size > 1) found.push(['broken', word[0], holder.className]);
+    }
+  }
+  return found;
+"""
+
+
+@pytest.mark.parametrize("width", [640, 900])
+def test_a_zoomed_page_breaks_no_word(seeded, opens, views, width):
+    browser = opens(size=(width, 450), ratio=2)
+    browser.signs_in(seeded.service.url)
+    for path, css in views.items():
+        opened(browser, path, css)
+        assert browser.run(CROWDED) == [], path
+
+
 def test_the_switch_of_colours_wins_over_the_system_and_lasts(reader):
     ground = "return getComputedStyle(document.documentElement).backgroundColor"
     light = reader.run(ground)
@@ -110,7 +147,7 @@ def test_the_keyboard_reaches_everything_in_order(reader):
     reader.presses("\ue004")
     assert reader.focus() == ["A", "Skip to content"]
     seen = []
-    for _ in range(22):
+    for _ in range(23):
         reader.presses("\ue004")
         seen.append(reader.focus())
         outline = reader.run("const one = document.activeElement;"
@@ -121,10 +158,10 @@ def test_the_keyboard_reaches_everything_in_order(reader):
     wanted = ["Fleet", "Colours: as the system has it", "Sign out", "Alive 6", "Late 1",
               "Offline 1", "Fault 1", "Alarm 2", "Warning 2"]
     assert names[:len(wanted)] == wanted
-    # The search, the order, the headings, and then the rows.
-    assert [tag for tag, _ in seen[9:15]] == ["INPUT", "SELECT"] + ["BUTTON"] * 4
-    assert [tag for tag, _ in seen[15:]] == ["A"] * 7
-    assert names[15:] == reader.texts("tbody .whole")[:7]
+    # The search, the order, the density, the headings, and then the rows.
+    assert [tag for tag, _ in seen[9:16]] == ["INPUT", "SELECT"] + ["BUTTON"] * 5
+    assert [tag for tag, _ in seen[16:]] == ["A"] * 7
+    assert names[16:] == reader.texts("tbody .whole")[:7]
 
 
 def test_return_opens_the_row_and_the_skip_link_leads_to_the_content(seeded, reader):

@@ -109,11 +109,12 @@ class Chromium:
 
 
 class Browser:
-    def __init__(self, chromium, dark=False, size=DESK):
+    def __init__(self, chromium, dark=False, size=DESK, ratio=1):
         chromium.admits()
         self._chromium = chromium
         self._driver = chromium.driver
         self._url = ""
+        self._ratio = ratio  # of pixels
         self.resize(*size)
         self.prefers(dark)
         self._tell("Emulation.setTimezoneOverride", timezoneId=ZONE)
@@ -127,7 +128,7 @@ class Browser:
 
     def resize(self, width, height):
         self._tell("Emulation.setDeviceMetricsOverride", width=width, height=height,
-                   deviceScaleFactor=1, mobile=width < 600)
+                   deviceScaleFactor=self._ratio, mobile=width < 600)
 
     def prefers(self, dark):
         """As the reader's system says."""

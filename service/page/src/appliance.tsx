@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // One appliance: its identity, its state, its events, its numbers and its documents.
 import type {ComponentChildren} from "preact";
-import {useEffect} from "preact/hooks";
+import {useEffect, useRef} from "preact/hooks";
 import {FleetLink} from "./address";
 import {type Alarm, api, ApiError, type ApplianceDetail, isHeard} from "./api";
 import {Charts} from "./charts";
@@ -11,6 +11,7 @@ import {Age, intervalText, Moment, MomentAndAge} from "./format";
 import {Icon, SeverityMark, StateMark} from "./icons";
 import {useChanges} from "./live";
 import {useLoad} from "./load";
+import {announce, useTitle} from "./news";
 import {Notice, Shown} from "./states";
 
 const REFRESH = 30_000;  // milliseconds; an appliance becomes late without any event
@@ -88,6 +89,16 @@ function OpenAlarms({one}: {one: ApplianceDetail}) {
     const ours = change.uuid === uuid && change.type !== "resource";
     if (ours || change.type === "reset") alarms.reload();
   });
+  const known = useRef<ReadonlySet<number>>();
+  useEffect(() => {
+    if (!alarms.data) return;
+    const before = known.current;
+    known.current = new Set(alarms.data.map(({id}) => id));
+    if (!before) return;
+    for (const {id, severity, message} of alarms.data) {
+      if (!before.has(id)) announce(`New ${severity.toLowerCase()}: ${message || "no text"}`);
+    }
+  }, [alarms.data]);
   return (
     <section class="card" aria-labelledby="alarms">
       <h2 id="alarms">Open alarms</h2>
@@ -119,10 +130,7 @@ export function AppliancePage({uuid}: {uuid: string}) {
     const timer = setInterval(loaded.reload, REFRESH);
     return () => clearInterval(timer);
   }, []);
-  const name = loaded.data?.name;
-  useEffect(() => {
-    document.title = name || "Appliance";
-  }, [name]);
+  useTitle(loaded.data?.name || "Appliance", loaded.data?.alarms);
 
   const gone = loaded.error instanceof ApiError && loaded.error.status === 404;
   return (

@@ -7,6 +7,7 @@ import {api, ApiError, type Session} from "./api";
 import {durationText, useTick} from "./format";
 import {Icon} from "./icons";
 import {retryNow, useLink} from "./live";
+import {News} from "./news";
 import {setTheme, useTheme, type Theme} from "./theme";
 
 const NEXT: Record<Theme, Theme> = {auto: "light", light: "dark", dark: "auto"};
@@ -97,6 +98,7 @@ export function Frame({session, signedOut, children}: FrameProps) {
         </div>
       </header>
       <LostNotice />
+      <News />
       <main id="main" class="wide" tabIndex={-1}>{children}</main>
       <footer class="wide muted">
         <span>cloudservice {session.version}</span>

@@ -199,7 +199,7 @@ export class Plot {
     return {
       width,
       height: HEIGHT,
-      padding: [16, 12, 0, 0],
+      padding: [16, WIDE_DAY / 2, 0, 0],  // the name of the last day is whole
       legend: {show: false},
       cursor: {y: false, drag: {x: false, y: false}, points: {show: false}},
       scales: {
