@@ -123,7 +123,9 @@ def test_marks_stand_at_the_extremes_on_their_line(visitor, history):
     by_time = sorted(zip(marks, wanted), key=lambda pair: pair[1][2]["time"])
     assert [mark["left"] for mark, _ in by_time] == sorted(mark["left"] for mark in marks)
     for mark in marks:
-        pixels = visitor.run(PIXEL, "temperature", mark["left"], mark["top"])
+        # The line may be a dashed one, with a gap at the mark itself.
+        pixels = [pixel for right in range(0, 9, 2) for pixel in visitor.run(
+            PIXEL, "temperature", mark["left"] + right, mark["top"])]
         assert any(like(pixel, colour(mark["colour"])) for pixel in pixels), (mark, pixels)
 
 

@@ -130,7 +130,7 @@ def test_filters_add_up_and_the_arrows_of_the_browser_go_back(seeded, reader):
     shows(reader, seeded.ask("/appliances", sort="-alarms"))
 
 
-def test_the_head_of_the_list_stays_and_dense_rows_last(seeded, reader):
+def test_the_list_keeps_its_head_and_its_density_and_uses_the_screen(seeded, reader):
     row = "return document.querySelector('.fleet tbody tr').clientHeight"
     roomy = reader.run(row)
     assert reader.values(".dense-switch", "aria-pressed") == ["false"]
@@ -147,15 +147,13 @@ def test_the_head_of_the_list_stays_and_dense_rows_last(seeded, reader):
            "css => document.querySelector(css).getBoundingClientRect());"
            "return [scrollY > 300, Math.abs(head.top - bar.bottom) <= 2]")
     reader.until(lambda: reader.run(top) == [True, True], "the head below the bar")
-
-
-def test_a_wide_screen_is_used(seeded, reader):
+    # A wide screen is used, and on a narrow one badges stand side by side.
     reader.resize(1920, 900)
     assert reader.run("return document.querySelector('.list').clientWidth") > 1700
-    badges = ("return [...document.querySelectorAll('.badges')].map(one => new Set("
-              "[...one.children].map(badge => badge.offsetTop)).size)")
     reader.resize(1000, 900)
-    assert set(reader.run(badges)) == {1}
+    rows_of_badges = reader.run("return [...document.querySelectorAll('.badges')].map("
+                                "one => new Set([...one.children].map(one => one.offsetTop)).size)")
+    assert set(rows_of_badges) == {1}
 
 
 def test_a_fleet_without_appliances_says_what_to_expect(fleet, browser):

@@ -156,8 +156,8 @@ export function serviceNow(): number {
   return Date.now() + clockOffset;
 }
 
-// Runs `work` with a signal that ends it in time, or with `signal`. What has begun by then, such as a
-// stream, `signal` alone ends.
+// Runs `work` with a signal that ends it in time, or with `signal`. What has begun by then, such as
+// a stream, `signal` alone ends.
 async function timely<T>(signal: AbortSignal | null | undefined,
                          work: (signal: AbortSignal) => Promise<T>): Promise<T> {
   const stop = new AbortController();

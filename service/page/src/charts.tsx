@@ -36,8 +36,8 @@ const silentSince = (one: ApplianceDetail): number | undefined =>
 
 type Labelled = <T extends Quantified>(number: T) => T;
 
-// The service knows name, unit and quantity of a number by what stands around it. Of one whose place
-// in the document is gone they are what they were while this view saw them.
+// The service knows name, unit and quantity of a number by what stands around it. Of one whose
+// place in the document is gone they are what they were while this view saw them.
 function useLabels(): Labelled {
   const known = useRef(new Map<string, Partial<Quantified>>());
   return (number) => {
@@ -117,8 +117,10 @@ function QuantityChart({quantity, drawn, silentSince}: QuantityChartProps) {
     units.length === 1 ? TITLES[quantity] : `${TITLES[quantity]} ${unit ? `in ${unit}` : "without unit"}`;
   return (
     <>{units.map((unit, i) => (
-      <Figure key={unit} id={i === 0 ? quantity : `${quantity}-${i + 1}`} {...drawn} first={COLOURS[quantity]}
-              silentSince={silentSince} title={`${title(unit)}, ${DAYS} days`} series={series.filter((one) => one.unit === unit)}
+      <Figure key={unit} id={i === 0 ? quantity : `${quantity}-${i + 1}`} {...drawn}
+              first={COLOURS[quantity]} silentSince={silentSince}
+              title={`${title(unit)}, ${DAYS} days`}
+              series={series.filter((one) => one.unit === unit)}
               extremes={extremes.filter((one) =>
                 one.unit === unit || (i === 0 && !units.includes(one.unit)))} />
     ))}</>
@@ -145,8 +147,8 @@ function OneNumber({one, number}: {one: ApplianceDetail; number: Quantified}) {
   useFollowed(uuid, loaded);
   return (
     <Shown of={loaded} what="the history" rows={3}>{(drawn) =>
-      <Figure id="other" title={name} {...drawn} series={drawn.series.map((one) => ({...one, name, unit}))}
-              silentSince={silentSince(one)} first={3} />}
+      <Figure id="other" title={name} {...drawn} silentSince={silentSince(one)} first={3}
+              series={drawn.series.map((series) => ({...series, name, unit}))} />}
     </Shown>
   );
 }
@@ -188,8 +190,9 @@ export function Charts({one}: {one: ApplianceDetail}) {
     <Shown of={loaded} what="the histories" rows={5}>{({numbers, drawn}) => (
       <>
         {drawn.series.some((series) => series.quantity !== null)
-          ? QUANTITIES.map((quantity) =>
-              <QuantityChart key={quantity} quantity={quantity} drawn={drawn} silentSince={silentSince(one)} />)
+          ? QUANTITIES.map((quantity) => (
+              <QuantityChart key={quantity} quantity={quantity} drawn={drawn}
+                             silentSince={silentSince(one)} />))
           : <section class="card"><h2>Temperature and humidity</h2>
               <Notice icon="point" title="No readings yet">
                 This appliance has sent neither temperatures nor humidity in the last {DAYS} days.

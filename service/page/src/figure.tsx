@@ -42,8 +42,8 @@ function ReportedExtremes({extremes}: {extremes: ReportedExtreme[]}) {
   );
 }
 
-// The series in the order of their names, each with its line. What stopped being sent, or belongs to
-// an appliance that is not heard, is known up to its last value or the last heartbeat.
+// The series in the order of their names, each with its line. What stopped being sent, or belongs
+// to an appliance that is not heard, is known up to its last value or the last heartbeat.
 function readingsOf({series, to, silentSince}: FigureProps, on: ReadonlySet<string>): Reading[] {
   const many = areMany(series);
   return [...series].sort((one, other) => byName(one.name, other.name)).map((one, index) => {

@@ -44,11 +44,11 @@ function LostNotice() {
   if (link.state !== "lost") return null;
   const left = Math.max(0, Math.ceil((link.retryAt - Date.now()) / 1000));
   return (
-    <div class="lost">
+    <section class="lost" aria-label="Connection">
       <p><Icon name="broken" /><span>The connection is lost: what you see may be out of date. </span>
         <span class="muted">{left > 0 ? `Next attempt in ${durationText(left)}.` : "Trying again."}</span></p>
       <button onClick={retryNow}>Try now</button>
-    </div>
+    </section>
   );
 }
 

@@ -6,6 +6,7 @@ import type {Peak, Sample, Series} from "./api";
 import {momentText, withUnit} from "./format";
 import {colourOf, dashOf, type Line, sampleAt} from "./plot";
 import {byName, SortHeading} from "./sorting";
+import {Scroll} from "./states";
 
 // With more lines than this, only the outermost are drawn until the reader switches others on.
 const MANY = 6;
@@ -156,7 +157,7 @@ export function Readings(props: ReadingsProps) {
   return (
     <>
       {many && <Hidden {...props} />}
-      <div class="scroll">
+      <Scroll name="Readings">
         <table class="readings">
           <thead><tr>
             {heading("name", "Reading")}
@@ -166,7 +167,7 @@ export function Readings(props: ReadingsProps) {
           <tbody>{sorted(props, order).map((one) => (
             <Row key={keyOf(one.series)} reading={one} props={props} />))}</tbody>
         </table>
-      </div>
+      </Scroll>
     </>
   );
 }
