@@ -167,15 +167,24 @@ def test_the_name_of_the_last_day_is_whole(seeded, visitor):
       window.written = [];
       CanvasRenderingContext2D.prototype.fillText = function(text, x, y) {
         const half = this.measureText(text).width / 2;
-        written.push([text, x + half, this.canvas.width, this.textAlign]);
+        written.push([text, x + half, this.canvas.width, this.textAlign, x]);
         write.call(this, text, x, y);
       }""")
     visitor.resize(1100, 900)
     ends = visitor.until(lambda: [one for one in visitor.run("return written")
                                   if one[0] == "9 Mar"], "the name of the last day")
-    for _, right, width, align in ends:
+    for _, right, width, align, _ in ends:
         assert align == "center"
         assert width - 60 < right <= width
+    # On a narrow screen some days are left out, so that no two overlap.
+    visitor.run("written.length = 0")
+    visitor.resize(360, 740)
+    visitor.until(lambda: visitor.run("return written.length"), "the narrow chart")
+    spans = {text: (2 * x - right, right) for text, right, _, _, x in visitor.run(
+        "return written.filter(one => / Mar$/.test(one[0]) && one[2] < 360)")}
+    ordered = sorted(spans.values())
+    assert len(ordered) >= 3
+    assert all(one[1] <= other[0] for one, other in zip(ordered, ordered[1:])), spans
 
 
 def test_any_other_number_can_be_chosen(seeded, visitor, hall):

@@ -7,6 +7,7 @@ import {shortDay, withUnit} from "./format";
 
 const HEIGHT = 216;  // as in the style sheet
 const WIDE_DAY = 52;  // pixels for the name of a day
+const WIDE_NUMBER = 62;
 const COLOURS = 6;
 const DASHES: readonly number[][] = [[], [7, 4], [2, 3], [10, 3, 2, 3], [4, 4], [12, 5]];
 // Seconds for which a value is shown at most while no newer one comes. Appliances send every
@@ -187,10 +188,11 @@ export class Plot {
     return [
       {...axis, size: 42, splits: (plot) => {
         const days = midnights(this.picture.from, this.picture.to);
-        const every = Math.ceil(days.length * WIDE_DAY / Math.max(plot.over.clientWidth, 1));
+        const wide = Math.max(plot.width - WIDE_NUMBER - WIDE_DAY / 2, 1);
+        const every = Math.ceil(days.length * WIDE_DAY / wide);
         return days.filter((_, i) => (days.length - 1 - i) % every === 0);
       }, values: (_, times) => times.map(shortDay)},
-      {...axis, size: 62, space: 32,
+      {...axis, size: WIDE_NUMBER, space: 32,
        values: (_, values) => values.map((value) => withUnit(value, this.picture.unit))},
     ];
   }
