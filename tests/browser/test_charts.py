@@ -308,6 +308,9 @@ def test_of_many_lines_the_outermost_are_shown_until_others_are_chosen(crowd):
     assert lines_on(crowd) == [f"Probe {number}" for number in (3, 5, 6, 8, 11, 14)]
     crowd.sees_text("8 of 14 lines are hidden.", ".lines")
     assert len(crowd.run(MARKS, "temperature")) == 6
+    # No two lines look the same.
+    assert len(set(crowd.run("return [...document.querySelectorAll(`${arguments[0]} .swatch`)].map("
+                             "one => one.innerHTML)", CROWD))) == 14
     crowd.run(f"document.querySelector('{CROWD} tbody input').focus()")
     crowd.presses(" ")
     crowd.sees_text("7 of 14 lines are hidden.", ".lines")

@@ -187,7 +187,7 @@ def test_an_appliance_that_registers_again_begins_anew(seeded, watcher, hall):
     anew = seeded.joins(hall.name)
     assert (anew.uuid, anew.chassis == hall.chassis) == (hall.uuid, False)
     watcher.sees_text("Nothing has happened yet", "[aria-labelledby=events]")
-    watcher.sees_text("No open alarms", "[aria-labelledby=alarms]")
+    watcher.sees_text("No alarms are known", "[aria-labelledby=alarms]")
     watcher.sees_text("No readings yet")
     shows_documents(seeded, watcher, anew)
 

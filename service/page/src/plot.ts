@@ -49,7 +49,9 @@ export function sampleAt({samples, end}: Line, time: number): Sample | undefined
 // The colour of a line. Charts on one view have different `first`, and so different colours.
 export const colourOf = (index: number, first: number) => `series-${(first + index) % COLOURS + 1}`;
 
-export const dashOf = (index: number) => DASHES[index % DASHES.length]!;
+// The dashes of a line. They shift whenever the colours begin anew, so that 36 lines differ.
+export const dashOf = (index: number) =>
+  DASHES[(index + Math.floor(index / COLOURS)) % DASHES.length]!;
 
 // Times and values of one line, with null where no value is known.
 function columns({samples, end}: Line, to: number): [number[], (number | null)[]] {
