@@ -39,7 +39,8 @@ def shows_events(browser, answer):
 
 def test_identity_and_heartbeat_are_told(seeded, visitor, hall):
     one = seeded.ask(f"/appliances/{hall.uuid}")
-    assert visitor.text("h1") == one["name"] == visitor.title
+    assert visitor.text("h1") == one["name"]
+    assert visitor.title == f"(1) {one['name']}"  # its alarm; a warning does not count
     assert visitor.text(".title .mark") == "Alive"
     told = facts(visitor)
     for name, member in (("UUID", "uuid"), ("Model", "model"), ("Serial number", "serial"),
@@ -72,6 +73,26 @@ def test_an_appliance_without_alarms_says_so(seeded, browser):
     browser.sees_text("No open alarms", "[aria-labelledby=alarms]")
     browser.sees_text("No readings yet")
     browser.sees_text("Nothing has happened yet", "[aria-labelledby=events]")
+
+
+def test_what_is_not_known_is_not_called_clear(seeded, browser):
+    west = seeded.appliances["Roof unit west"]
+    pump = seeded.appliances["Pump room"]
+    newcomer = seeded.joins("Annex")
+    west.clears(4720)
+    west.clears(4711)
+    place = "[aria-labelledby=alarms]"
+    browser.signs_in(seeded.service.url, f"/appliances/{west.uuid}")
+    browser.sees_text("No alarms were open when the appliance was last heard", place)
+    assert re.search(r"Its last heartbeat came 6 Mar 2026, 05:30:\d\d \(2 d 6 h ago\)",
+                     browser.text(place))
+    assert browser.find(f"{place} .icon-clear") == []
+    browser.goes(f"/appliances/{newcomer.uuid}")
+    browser.sees_text("No alarms are known", place)
+    browser.sees_text("has not sent a heartbeat yet", place)
+    assert browser.find(f"{place} .icon-clear") == []
+    browser.goes(f"/appliances/{pump.uuid}")
+    browser.sees(f"{place} .icon-clear")
 
 
 def test_the_time_line_holds_every_event_newest_first(seeded, visitor, hall):
@@ -120,11 +141,20 @@ def test_the_time_line_is_turned_like_pages(seeded, visitor, hall):
     visitor.goes(f"/appliances/{hall.uuid}")
     first = seeded.ask(f"/appliances/{hall.uuid}/events", limit=25)
     shows_events(visitor, first)
+    place = "return Math.round(scrollY)"
+    visitor.run("document.querySelector('[aria-labelledby=events] .pages').scrollIntoView()")
+    assert visitor.run(place) > 1000
     visitor.clicks("[aria-labelledby=events] .pages a")
     shows_events(visitor, seeded.ask(f"/appliances/{hall.uuid}/events", limit=25,
                                      before=first["next"]))
+    # The reader stays at the events, and so does the keyboard.
+    assert visitor.run(place) > 500
+    focused = "return document.activeElement.closest('[aria-labelledby=events] .pages') !== null"
+    visitor.until(lambda: visitor.run(focused), "the focus among the pages")
     visitor.clicks("[aria-labelledby=events] .pages a")
     shows_events(visitor, first)
+    assert visitor.run(place) > 500
+    visitor.until(lambda: visitor.run(focused), "the focus among the pages")
 
 
 def test_a_document_is_a_table_and_its_json_a_click_away(seeded, visitor, hall):
@@ -202,5 +232,5 @@ def test_what_appliances_send_is_text_whatever_it_is(fleet, browser):
     browser.run("document.querySelectorAll('[data-uri]').forEach(one => one.open = true)")
     browser.until(lambda: len(browser.find(".readable")) == 3, "the tables")
     assert browser.texts("[data-uri$='/Notes'] .values:not(.grid) td")[-1] == NASTY
-    assert browser.title == NASTY
+    assert browser.title == f"(1) {NASTY}"
     assert browser.run("return document.querySelectorAll('img, main script').length") == 0

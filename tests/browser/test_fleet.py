@@ -41,7 +41,7 @@ def shows(browser, answer):
 
 
 def test_rows_and_counts_are_those_of_the_service(seeded, reader):
-    answer = seeded.ask("/appliances", sort="name")
+    answer = seeded.ask("/appliances", sort="-alarms")
     assert [one["state"] for one in answer["items"]].count("alive") == 6
     shows(reader, answer)
     for name, count in {**answer["counts"], **answer["alarms"]}.items():
@@ -49,6 +49,7 @@ def test_rows_and_counts_are_those_of_the_service(seeded, reader):
     assert answer["counts"] == {"alive": 6, "late": 1, "offline": 1}
     assert answer["alarms"] == {"Fault": 1, "Alarm": 2, "Warning": 2}
     assert reader.text("#found") == "8 appliances"
+    assert reader.title == "(3) Fleet"
 
 
 def test_the_age_of_a_heartbeat_is_the_service_clocks(seeded, reader):
@@ -70,27 +71,33 @@ def test_every_order_is_the_services(seeded, reader):
 
 
 def test_headings_sort_and_turn_the_order_round(seeded, reader):
+    # The worst come first where the address says nothing else.
     heading = ".fleet thead th:nth-child(3)"
-    reader.clicks(f"{heading} button")
-    shows(reader, seeded.ask("/appliances", sort="-alarms"))
     assert reader.values(heading, "aria-sort") == ["descending"]
     reader.clicks(f"{heading} button")
     shows(reader, seeded.ask("/appliances", sort="alarms"))
     assert reader.values(heading, "aria-sort") == ["ascending"]
     assert reader.address == "/?sort=alarms"
+    heading = ".fleet thead th:nth-child(2)"
+    reader.clicks(f"{heading} button")
+    shows(reader, seeded.ask("/appliances", sort="name"))
+    assert reader.values(heading, "aria-sort") == ["ascending"]
+    reader.clicks(f"{heading} button")
+    shows(reader, seeded.ask("/appliances", sort="-name"))
+    assert reader.values(heading, "aria-sort") == ["descending"]
 
 
 def test_a_count_filters_and_is_let_go_again(seeded, reader):
     for name, value in (("state", "late"), ("state", "offline"), ("state", "alive"),
                         ("severity", "Fault"), ("severity", "Alarm"), ("severity", "Warning")):
         reader.clicks(f"[data-count={value}]")
-        answer = seeded.ask("/appliances", sort="name", **{name: value})
+        answer = seeded.ask("/appliances", sort="-alarms", **{name: value})
         assert 0 < answer["total"] < 8
         shows(reader, answer)
         assert reader.address == f"/?{name}={value}"
         assert reader.values(f"[data-count={value}]", "aria-pressed") == ["true"]
         reader.clicks(f"[data-count={value}]")
-        shows(reader, seeded.ask("/appliances", sort="name"))
+        shows(reader, seeded.ask("/appliances", sort="-alarms"))
         assert reader.address == "/"
 
 
@@ -98,7 +105,7 @@ def test_a_count_filters_and_is_let_go_again(seeded, reader):
                          ids=["word", "capitals", "version", "signs"])
 def test_a_search_is_the_services_and_stays_in_the_address(seeded, reader, text):
     reader.types("input[type=search]", text)
-    answer = seeded.ask("/appliances", q=text, sort="name")
+    answer = seeded.ask("/appliances", q=text, sort="-alarms")
     if answer["total"]:
         shows(reader, answer)
     else:
@@ -115,12 +122,38 @@ def test_a_search_is_the_services_and_stays_in_the_address(seeded, reader, text)
 def test_filters_add_up_and_the_arrows_of_the_browser_go_back(seeded, reader):
     reader.clicks("[data-count=alive]")
     reader.clicks("[data-count=Warning]")
-    shows(reader, seeded.ask("/appliances", sort="name", state="alive", severity="Warning"))
+    shows(reader, seeded.ask("/appliances", sort="-alarms", state="alive", severity="Warning"))
     assert reader.text("#found") == "2 appliances found"
     reader.goes_back()
-    shows(reader, seeded.ask("/appliances", sort="name", state="alive"))
+    shows(reader, seeded.ask("/appliances", sort="-alarms", state="alive"))
     reader.clicks(".tools button.quiet")
-    shows(reader, seeded.ask("/appliances", sort="name"))
+    shows(reader, seeded.ask("/appliances", sort="-alarms"))
+
+
+def test_the_list_keeps_its_head_and_its_density_and_uses_the_screen(seeded, reader):
+    row = "return document.querySelector('.fleet tbody tr').clientHeight"
+    roomy = reader.run(row)
+    assert reader.values(".dense-switch", "aria-pressed") == ["false"]
+    reader.clicks(".dense-switch")
+    reader.until(lambda: reader.run(row) < roomy * 0.7, "dense rows")
+    reader.goes("/")
+    reader.sees("table.fleet")
+    assert reader.values(".dense-switch", "aria-pressed") == ["true"]
+    assert reader.run(row) < roomy * 0.7
+    reader.clicks(".dense-switch")
+    reader.resize(1280, 400)
+    reader.run("scrollTo(0, 400)")
+    top = ("const [head, bar] = ['.fleet thead th', '.top'].map("
+           "css => document.querySelector(css).getBoundingClientRect());"
+           "return [scrollY > 300, Math.abs(head.top - bar.bottom) <= 2]")
+    reader.until(lambda: reader.run(top) == [True, True], "the head below the bar")
+    # A wide screen is used, and on a narrow one badges stand side by side.
+    reader.resize(1920, 900)
+    assert reader.run("return document.querySelector('.list').clientWidth") > 1700
+    reader.resize(1000, 900)
+    rows_of_badges = reader.run("return [...document.querySelectorAll('.badges')].map("
+                                "one => new Set([...one.children].map(one => one.offsetTop)).size)")
+    assert set(rows_of_badges) == {1}
 
 
 def test_a_fleet_without_appliances_says_what_to_expect(fleet, browser):
@@ -155,3 +188,29 @@ def test_who_asks_for_more_than_there_is_sees_the_last_page(seeded, reader):
     assert reader.address == "/?q=roof"
     reader.goes("/?q=nobody-at-all&offset=100")
     reader.sees_text("No appliance fits")
+
+
+def test_who_comes_back_to_the_fleet_finds_it_as_it_was(fleet, browser):
+    for number in range(40):
+        fleet.joins(f"Unit {number:03}")
+    browser.signs_in(fleet.service.url, "/?q=unit&sort=-name")
+    browser.until(lambda: len(rows(browser)) == 40, "the rows")
+    place = "return Math.round(scrollY)"
+
+    def comes_back(how):
+        browser.run("scrollTo(0, 900)")
+        browser.clicks("tr:nth-child(20) .whole")
+        browser.sees("h1:not(.hidden)")
+        browser.until(lambda: browser.run(place) == 0, "the top of the appliance")
+        how()
+        browser.until(lambda: len(rows(browser)) == 40, "the rows again")
+        browser.until(lambda: browser.run(place) == 900, "the place in the list")
+        assert browser.address == "/?q=unit&sort=-name"
+        assert browser.run("return document.querySelector('[type=search]').value") == "unit"
+
+    comes_back(browser.goes_back)
+    comes_back(lambda: browser.clicks(".back"))
+    comes_back(lambda: browser.clicks(".home"))
+    # In the fleet it leads to all of it.
+    browser.clicks(".home")
+    browser.until(lambda: browser.address == "/", "the whole fleet")

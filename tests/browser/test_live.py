@@ -3,6 +3,11 @@
 
 import pytest
 
+from harness.fleet import SUPPLY
+
+SUPPLY_ROW = f"[aria-labelledby=temperature] tr[data-pointer='{SUPPLY}']"
+SUPPLY_NOW = f"{SUPPLY_ROW} .current"
+
 
 @pytest.fixture
 def watcher(seeded, line, browser):
@@ -36,6 +41,33 @@ def test_a_heartbeat_brings_an_appliance_back(seeded, watcher):
     assert watcher.text(f"tr[data-uuid='{west.uuid}'] .mark") == "Alive"
 
 
+def test_changes_are_told_to_screen_readers_one_at_a_time(seeded, browser):
+    browser.signs_in(seeded.service.url)
+    browser.holds_clock()
+    browser.goes("/")
+    browser.sees_text("Live", ".link")
+    browser.settles()
+    browser.passes(6)
+    room = seeded.appliances["Server room B"]
+    heard = lambda: browser.texts("#news")[0]
+    assert heard() == ""
+    room.raises(4711, "Fault", "[1] Filter clogged.")
+    browser.until(lambda: browser.settles() or heard(), "the first message")
+    assert heard() == "Alive 6, Late 1, Offline 1, Fault 2, Alarm 2, Warning 2."
+    assert browser.title == "(4) Fleet"
+    room.raises(4712, "Fault", "[1] Fan failure.")
+    browser.until(lambda: browser.settles() or count(browser, "Fault") == "3", "a third fault")
+    assert "Fault 2" in heard()
+    browser.passes(5)
+    browser.until(lambda: "Fault 3" in heard(), "the second message")
+    browser.goes(f"/appliances/{room.uuid}")
+    browser.sees(".alarm")
+    browser.settles()
+    room.raises(4713, "Alarm", "[1] Humidity low.")
+    browser.until(lambda: browser.settles() or heard(), "the new alarm")
+    assert heard() == "New alarm: [1] Humidity low."
+
+
 def test_appliances_join_and_leave(seeded, watcher):
     newcomer = seeded.joins("Annex")
     watcher.sees(f"tr[data-uuid='{newcomer.uuid}']")
@@ -53,9 +85,9 @@ def test_an_open_appliance_follows_its_events_and_values(seeded, watcher):
                   "the alarm, first")
     watcher.until(lambda: watcher.texts(".event p")[0] == "[1] Compressor stopped.", "the event")
     hall.reads(29.9, 34, 45)
-    watcher.until(lambda: watcher.texts("[aria-labelledby=temperature] .current")[0] == "29.9 °C",
+    watcher.until(lambda: watcher.texts(SUPPLY_NOW)[0] == "29.9 °C",
                   "the new temperature")
-    watcher.sees_text("29.9 °C", "[aria-labelledby=temperature] tbody tr td:last-child")
+    watcher.sees_text("29.9 °C", f"{SUPPLY_ROW} td:last-child")
 
 
 def test_an_appliance_that_leaves_while_it_is_looked_at_is_said_to_be_gone(seeded, watcher):
@@ -85,8 +117,32 @@ def hall(seeded, watcher):
 
 
 def shows_reading(browser, value):
-    browser.until(lambda: browser.texts("[aria-labelledby=temperature] .current")[0] == f"{value} °C",
+    browser.until(lambda: browser.texts(SUPPLY_NOW)[0] == f"{value} °C",
                   f"the reading {value}")
+
+
+def test_charts_are_changed_under_the_pointer_and_stay_the_same(watcher, hall):
+    chart = "section[aria-labelledby=temperature]"
+    watcher.points_at(f"{chart} .u-over")
+    watcher.sees_text("Then", f"{chart} thead")
+    pointed = watcher.texts(f"{chart} .current")
+    watcher.run("window.plots = [...document.querySelectorAll('.uplot, .uplot canvas')]")
+    hall.reads(29.9, 34, 45)
+    watcher.sees_text("29.9 °C", f"{SUPPLY_ROW} td:last-child")
+    same = ("const now = [...document.querySelectorAll('.uplot, .uplot canvas')];"
+            "return now.length === plots.length && now.every((one, i) => one === plots[i])")
+    assert watcher.run(same)
+    # The pointer is still there, and so are its values.
+    assert watcher.texts(f"{chart} thead th")[1] == "Then"
+    assert watcher.texts(f"{chart} .current") == pointed
+    assert "29.9 °C" not in pointed
+    wide = watcher.run("return plots[1].width")
+    watcher.resize(1000, 900)
+    watcher.until(lambda: watcher.run("return plots[1].width") < wide, "the narrower chart")
+    watcher.prefers(dark=True)
+    hall.keeps("Thermal", {"Spare": {"ReadingCelsius": 11}})
+    watcher.until(lambda: len(watcher.find(f"{chart} tbody tr")) == 3, "another line")
+    assert watcher.run(same)
 
 
 def histories(browser):
@@ -131,7 +187,7 @@ def test_an_appliance_that_registers_again_begins_anew(seeded, watcher, hall):
     anew = seeded.joins(hall.name)
     assert (anew.uuid, anew.chassis == hall.chassis) == (hall.uuid, False)
     watcher.sees_text("Nothing has happened yet", "[aria-labelledby=events]")
-    watcher.sees_text("No open alarms", "[aria-labelledby=alarms]")
+    watcher.sees_text("No alarms are known", "[aria-labelledby=alarms]")
     watcher.sees_text("No readings yet")
     shows_documents(seeded, watcher, anew)
 
@@ -183,3 +239,20 @@ def test_data_that_cannot_be_loaded_are_asked_for_again(line, watcher):
     line.mend()
     watcher.sees("h1")
     watcher.misses(".notice [role=alert]")
+
+
+def test_a_request_that_hangs_ends_in_a_notice(line, watcher):
+    watcher.holds_clock()
+    watcher.goes("/")
+    watcher.sees_text("Live", ".link")
+    watcher.settles()
+    line.hang()
+    watcher.clicks(".fleet thead th:nth-child(2) button")
+    watcher.until(lambda: 20 in watcher.waits(), "a request with an end")
+    watcher.passes(19)
+    assert watcher.find(".stale") == []
+    watcher.passes(1)
+    watcher.sees_text("Not up to date: The service has not answered for 20 s.", ".stale")
+    line.flow()
+    watcher.clicks(".stale button")
+    watcher.until(lambda: watcher.passes(1) or not watcher.find(".stale"), "the end of the notice")

@@ -95,7 +95,10 @@ class Chromium:
                 ("Network.clearBrowserCookies", {}), ("Network.clearBrowserCache", {}),
                 ("Storage.clearDataForOrigin", {"origin": url, "storageTypes": "all"})):
             self.driver.execute_cdp_cmd(command, parameters)
-        self.driver.close()
+        for window in self.driver.window_handles:
+            if window != self._first:
+                self.driver.switch_to.window(window)
+                self.driver.close()
         self.driver.switch_to.window(self._first)
 
     def __enter__(self):
@@ -106,11 +109,12 @@ class Chromium:
 
 
 class Browser:
-    def __init__(self, chromium, dark=False, size=DESK):
+    def __init__(self, chromium, dark=False, size=DESK, ratio=1):
         chromium.admits()
         self._chromium = chromium
         self._driver = chromium.driver
         self._url = ""
+        self._ratio = ratio  # of pixels
         self.resize(*size)
         self.prefers(dark)
         self._tell("Emulation.setTimezoneOverride", timezoneId=ZONE)
@@ -124,7 +128,7 @@ class Browser:
 
     def resize(self, width, height):
         self._tell("Emulation.setDeviceMetricsOverride", width=width, height=height,
-                   deviceScaleFactor=1, mobile=width < 600)
+                   deviceScaleFactor=self._ratio, mobile=width < 600)
 
     def prefers(self, dark):
         """As the reader's system says."""
@@ -134,6 +138,10 @@ class Browser:
     def holds_clock(self):
         """From the next page on that it goes to."""
         self._tell("Page.addScriptToEvaluateOnNewDocument", source="{" + HELD_CLOCK + "}")
+
+    def lacks(self, name):
+        """From the next page on that it goes to in this tab, scripts find no such thing."""
+        self._tell("Page.addScriptToEvaluateOnNewDocument", source=f"delete {name}")
 
     def passes(self, seconds):
         self.run("held.pass(arguments[0])", seconds)
@@ -186,6 +194,25 @@ class Browser:
         self.types("input[name=name]", name)
         self.types("input[name=password]", password)
         self.clicks(".sign-in button")
+
+    # Tabs of one reader
+
+    @property
+    def tab(self):
+        """The one that is looked at."""
+        return self._driver.current_window_handle
+
+    def opens_tab(self, path="/"):
+        self._driver.switch_to.new_window("tab")
+        self.goes(path)
+        return self.tab
+
+    def looks_at(self, tab):
+        self._driver.switch_to.window(tab)
+
+    def closes_tab(self):
+        """Another must be looked at before anything else."""
+        self._driver.close()
 
     # Looking
 
@@ -241,6 +268,15 @@ class Browser:
         field = self.sees(css)
         field.send_keys(Keys.CONTROL, "a")
         field.send_keys(text)
+
+    def points_at(self, css):
+        """Moves the pointer to the middle of it."""
+        x, y = self.run("const one = document.querySelector(arguments[0]);"
+                        "one.scrollIntoView({block: 'center'});"
+                        "const place = one.getBoundingClientRect();"
+                        "return [place.x + place.width / 2, place.y + place.height / 2]", css)
+        for step in (1, 0):
+            self._tell("Input.dispatchMouseEvent", type="mouseMoved", x=x - step, y=y)
 
     def chooses(self, css, value):
         """In a list of choices."""

@@ -61,10 +61,13 @@ class Proxy(Server):
 
 
 class Line(Server):
-    """A line to the service, whatever is spoken on it, that can be cut and mended."""
+    """A line to the service, whatever is spoken on it, that can be cut and mended, and that can hang
+    for a while."""
 
     def __init__(self, port):
         self._service = ("127.0.0.1", port)
+        self._flows = threading.Event()
+        self._flows.set()
         super().__init__()
 
     def cut(self):
@@ -74,16 +77,29 @@ class Line(Server):
     def mend(self):
         self.listen()
 
+    def hang(self):
+        """From now on nothing arrives, and nobody is told."""
+        self._flows.clear()
+
+    def flow(self):
+        """What was held arrives."""
+        self._flows.set()
+
+    def close(self):
+        self.flow()
+        super().close()
+
     def _serve(self, link):
         with self._hold(socket.create_connection(self._service)) as far:
-            threading.Thread(target=_carry, args=(far, link), daemon=True).start()
-            _carry(link, far)
+            threading.Thread(target=_carry, args=(far, link, self._flows), daemon=True).start()
+            _carry(link, far, self._flows)
 
 
-def _carry(source, target):
+def _carry(source, target, flows):
     """Until one of the two ends; then the other ends as well."""
     try:
         while piece := source.recv(65536):
+            flows.wait()
             target.sendall(piece)
     except OSError:
         pass

@@ -10,12 +10,70 @@ function moved(): void {
   for (const listener of [...listeners]) listener();
 }
 
-window.addEventListener("popstate", moved);
+// The browser would scroll before a view has loaded what it shows.
+history.scrollRestoration = "manual";
 
-export function go(address: string, replace = false): void {
-  if (replace) history.replaceState(null, "", address);
-  else history.pushState(null, "", address);
+const ARRIVAL = 5_000;  // milliseconds in which a view reaches the height that it had
+const SCROLL_PAUSE = 150;
+
+// Where the reader left the fleet.
+let fleet = {address: "/", scroll: 0};
+let endArrival = () => {};
+
+// Keeps in the history how far down the reader is.
+function keepScroll(): void {
+  history.replaceState({scroll: scrollY}, "");
+  if (applianceOf(location.pathname) === undefined) {
+    fleet = {address: location.pathname + location.search, scroll: scrollY};
+  }
+}
+
+// Scrolls as soon as the view is high enough, unless the reader does something first.
+function arriveAt(scroll: number): void {
+  endArrival();
+  const watcher = new ResizeObserver(() => {
+    window.scrollTo(0, scroll);
+    if (Math.abs(scrollY - scroll) <= 1) endArrival();
+  });
+  const timer = setTimeout(() => endArrival(), ARRIVAL);
+  const hands = ["wheel", "touchstart", "keydown", "pointerdown"];
+  endArrival = () => {
+    watcher.disconnect();
+    clearTimeout(timer);
+    hands.forEach((name) => window.removeEventListener(name, endArrival));
+    endArrival = () => {};
+  };
+  hands.forEach((name) => window.addEventListener(name, endArrival, {passive: true}));
+  watcher.observe(document.body);
+}
+
+let scrolled: number | undefined;
+window.addEventListener("scroll", () => {
+  clearTimeout(scrolled);
+  scrolled = window.setTimeout(keepScroll, SCROLL_PAUSE);
+}, {passive: true});
+
+window.addEventListener("popstate", () => {
+  clearTimeout(scrolled);
   moved();
+  arriveAt(history.state?.scroll ?? 0);
+});
+
+arriveAt(history.state?.scroll ?? 0);
+
+// Goes to an address of this page. A new path begins at `scroll`; below the same path the reader
+// stays where he is.
+export function go(address: string, replace = false, scroll = 0): void {
+  const elsewhere = new URL(address, location.href).pathname !== location.pathname;
+  clearTimeout(scrolled);
+  if (replace) {
+    history.replaceState(history.state, "", address);
+  } else {
+    keepScroll();
+    history.pushState(null, "", address);
+  }
+  moved();
+  if (elsewhere) arriveAt(scroll);
 }
 
 export function useAddress(): {path: string; query: URLSearchParams} {
@@ -53,17 +111,24 @@ export function applianceOf(path: string): string | undefined {
 
 interface LinkProps {
   to: string;
+  scroll?: number;  // where a new view begins
   class?: string;
   children: ComponentChildren;
 }
 
-export function Link({to, children, ...rest}: LinkProps) {
+export function Link({to, scroll = 0, children, ...rest}: LinkProps) {
   const onClick = (event: MouseEvent) => {
     const own = event.button === 0 && !event.metaKey && !event.ctrlKey && !event.shiftKey && !event.altKey;
     if (!own) return;
     event.preventDefault();
-    go(to);
-    window.scrollTo(0, 0);
+    go(to, false, scroll);
   };
   return <a href={to} onClick={onClick} {...rest}>{children}</a>;
+}
+
+// Leads to the fleet as the reader left it; from the fleet to the whole of it.
+export function FleetLink(rest: Omit<LinkProps, "to" | "scroll">) {
+  const {path} = useAddress();
+  if (applianceOf(path) === undefined) return <Link to="/" {...rest} />;
+  return <Link to={fleet.address} scroll={fleet.scroll} {...rest} />;
 }

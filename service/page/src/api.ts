@@ -30,6 +30,10 @@ export interface ApplianceDetail extends Appliance {
   chassisList: {id: string; name: string; created: string}[];
 }
 
+// Whether what is known of the appliance is how it is now.
+export const isHeard = ({state, lastHeartbeat}: Appliance) =>
+  state === "alive" && lastHeartbeat !== null;
+
 export interface Fleet {
   total: number;  // on all pages
   counts: Record<State, number>;  // of all appliances, without the filters
@@ -134,6 +138,9 @@ export class ApiError extends Error {
   }
 }
 
+// Milliseconds in which an answer comes. The service gives up on its own work much sooner.
+const PATIENCE = 20_000;
+
 type Query = Record<string, string | number | undefined>;
 
 let signedOut = () => {};
@@ -149,7 +156,30 @@ export function serviceNow(): number {
   return Date.now() + clockOffset;
 }
 
-export async function request(path: string, options: RequestInit = {}): Promise<Response> {
+// Runs `work` with a signal that ends it in time, or with `signal`. What has begun by then, such as
+// a stream, `signal` alone ends.
+async function timely<T>(signal: AbortSignal | null | undefined,
+                         work: (signal: AbortSignal) => Promise<T>): Promise<T> {
+  const stop = new AbortController();
+  const abort = () => stop.abort();
+  let late = false;
+  const timer = setTimeout(() => {
+    late = true;
+    abort();
+  }, PATIENCE);
+  if (signal?.aborted) abort();
+  signal?.addEventListener("abort", abort, {once: true});
+  try {
+    return await work(stop.signal);
+  } catch (fault) {
+    if (late) throw new ApiError(0, `The service has not answered for ${PATIENCE / 1000} s.`);
+    throw fault;
+  } finally {
+    clearTimeout(timer);
+  }
+}
+
+async function ask(path: string, options: RequestInit): Promise<Response> {
   const headers = new Headers(options.headers);
   headers.set("X-Requested-With", "page");
   let answer: Response;
@@ -159,7 +189,7 @@ export async function request(path: string, options: RequestInit = {}): Promise<
     if (options.signal?.aborted) throw fault;
     throw new ApiError(0, "The service does not answer.");
   }
-  const date = Date.parse(answer.headers.get("Date") ?? "");
+ const date = Date.parse(answer.headers.get("Date") ?? "");
   // The header gives whole seconds; adding half a second makes the error smallest.
   if (!Number.isNaN(date)) clockOffset = date + 500 - Date.now();
   if (answer.ok) return answer;
@@ -168,6 +198,9 @@ export async function request(path: string, options: RequestInit = {}): Promise<
   throw new ApiError(answer.status, text ?? `The service answered ${answer.status}.`);
 }
 
+export const request = (path: string, options: RequestInit = {}): Promise<Response> =>
+  timely(options.signal, (signal) => ask(path, {...options, signal}));
+
 async function get<T>(path: string, query: Query, signal: AbortSignal): Promise<T> {
   const parameters = new URLSearchParams();
   for (const [name, value] of Object.entries(query)) {
@@ -175,7 +208,8 @@ async function get<T>(path: string, query: Query, signal: AbortSignal): Promise<
   }
   // The service takes a "+" for a plus, not for a blank.
   const text = parameters.toString().replaceAll("+", "%20");
-  return (await request(text ? `${path}?${text}` : path, {signal})).json();
+  return timely(signal, async (limited) =>
+    (await ask(text ? `${path}?${text}` : path, {signal: limited})).json());
 }
 
 const one = (uuid: string) => `/appliances/${encodeURIComponent(uuid)}`;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // One appliance: its identity, its state, its events, its numbers and its documents.
 import type {ComponentChildren} from "preact";
-import {useEffect} from "preact/hooks";
-import {Link} from "./address";
-import {type Alarm, api, ApiError, type ApplianceDetail} from "./api";
+import {useEffect, useRef} from "preact/hooks";
+import {FleetLink} from "./address";
+import {type Alarm, api, ApiError, type ApplianceDetail, isHeard} from "./api";
 import {Charts} from "./charts";
 import {Documents} from "./documents";
 import {Events} from "./events";
@@ -11,6 +11,7 @@ import {Age, intervalText, Moment, MomentAndAge} from "./format";
 import {Icon, SeverityMark, StateMark} from "./icons";
 import {useChanges} from "./live";
 import {useLoad} from "./load";
+import {announce, useTitle} from "./news";
 import {Notice, Shown} from "./states";
 
 const REFRESH = 30_000;  // milliseconds; an appliance becomes late without any event
@@ -63,18 +64,47 @@ function OpenAlarm({alarm}: {alarm: Alarm}) {
   );
 }
 
-function OpenAlarms({uuid}: {uuid: string}) {
+// There are no open alarms, as far as is known.
+function NoAlarms({one}: {one: ApplianceDetail}) {
+  if (isHeard(one)) return <Notice icon="clear" title="No open alarms" />;
+  if (one.lastHeartbeat === null) {
+    return (
+      <Notice icon={one.state === "alive" ? "late" : one.state} title="No alarms are known">
+        The appliance has not sent a heartbeat yet.
+      </Notice>
+    );
+  }
+  return (
+    <Notice icon={one.state} title="No alarms were open when the appliance was last heard">
+      Its last heartbeat came <MomentAndAge time={one.lastHeartbeat} />. What has happened since is
+      not known.
+    </Notice>
+  );
+}
+
+function OpenAlarms({one}: {one: ApplianceDetail}) {
+  const {uuid} = one;
   const alarms = useLoad("", (signal) => api.alarms(uuid, signal));
   useChanges((change) => {
     const ours = change.uuid === uuid && change.type !== "resource";
     if (ours || change.type === "reset") alarms.reload();
   });
+  const known = useRef<ReadonlySet<number>>();
+  useEffect(() => {
+    if (!alarms.data) return;
+    const before = known.current;
+    known.current = new Set(alarms.data.map(({id}) => id));
+    if (!before) return;
+    for (const {id, severity, message} of alarms.data) {
+      if (!before.has(id)) announce(`New ${severity.toLowerCase()}: ${message || "no text"}`);
+    }
+  }, [alarms.data]);
   return (
     <section class="card" aria-labelledby="alarms">
       <h2 id="alarms">Open alarms</h2>
       <Shown of={alarms} what="the open alarms" rows={2}>{(items) => items.length > 0
         ? <ul class="alarms">{items.map((alarm) => <OpenAlarm key={alarm.id} alarm={alarm} />)}</ul>
-        : <Notice icon="clear" title="No open alarms" />}
+        : <NoAlarms one={one} />}
       </Shown>
     </section>
   );
@@ -85,7 +115,7 @@ function Unknown() {
     <section class="card">
       <Notice icon="offline" title="There is no such appliance">
         <p>It has never registered with this service, or it has been removed.</p>
-        <Link to="/" class="button">Show the fleet</Link>
+        <FleetLink class="button">Show the fleet</FleetLink>
       </Notice>
     </section>
   );
@@ -100,15 +130,12 @@ export function AppliancePage({uuid}: {uuid: string}) {
     const timer = setInterval(loaded.reload, REFRESH);
     return () => clearInterval(timer);
   }, []);
-  const name = loaded.data?.name;
-  useEffect(() => {
-    document.title = name || "Appliance";
-  }, [name]);
+  useTitle(loaded.data?.name || "Appliance", loaded.data?.alarms);
 
   const gone = loaded.error instanceof ApiError && loaded.error.status === 404;
   return (
     <>
-      <Link to="/" class="back"><Icon name="back" />Fleet</Link>
+      <FleetLink class="back"><Icon name="back" />Fleet</FleetLink>
       {gone ? <Unknown /> : <Shown of={loaded} what="the appliance" rows={6}>{(one) => (
         <>
           <div class="title">
@@ -116,7 +143,7 @@ export function AppliancePage({uuid}: {uuid: string}) {
             <StateMark state={one.state} />
           </div>
           <div class="columns">
-            <div class="column"><OpenAlarms uuid={uuid} /><Charts uuid={uuid} /></div>
+            <div class="column"><OpenAlarms one={one} /><Charts one={one} /></div>
             <div class="column side"><Heartbeat one={one} /><Identity one={one} /></div>
           </div>
           <Events uuid={uuid} />

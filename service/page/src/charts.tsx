@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // Temperature and humidity over seven days, and any other number on demand.
-import {useEffect, useState} from "preact/hooks";
-import {api, type History, type Quantified, type Quantity, type Resource, type Series, serviceNow} from "./api";
+import {useEffect, useRef, useState} from "preact/hooks";
+import {api, type ApplianceDetail, type History, isHeard, type Quantified, type Quantity,
+        type Resource, type Series, serviceNow} from "./api";
 import {Figure, type ReportedExtreme} from "./figure";
 import {Notice, Shown} from "./states";
 import {concerns, useChanges} from "./live";
 import {type Loaded, useLoad, useSpaced} from "./load";
+import {byName} from "./sorting";
 
 const DAYS = 7;
 const REFRESH = 300_000;
@@ -26,6 +28,25 @@ interface Span {
 interface Drawn extends Span {
   series: Series[];
   extremes: ReportedExtreme[];
+}
+
+// Until when the appliance is known, in seconds since 1970, if it is not heard now.
+const silentSince = (one: ApplianceDetail): number | undefined =>
+  isHeard(one) ? undefined : one.lastHeartbeat ? Date.parse(one.lastHeartbeat) / 1000 : -Infinity;
+
+type Labelled = <T extends Quantified>(number: T) => T;
+
+// The service knows name, unit and quantity of a number by what stands around it. Of one whose
+// place in the document is gone they are what they were while this view saw them.
+function useLabels(): Labelled {
+  const known = useRef(new Map<string, Partial<Quantified>>());
+  return (number) => {
+    const key = `${number.uri} ${number.member}`;
+    if (!number.present) return {...number, ...known.current.get(key)};
+    const {name, unit, quantity} = number;
+    known.current.set(key, {name, unit, quantity});
+    return number;
+  };
 }
 
 function lastDays(): Span {
@@ -55,7 +76,8 @@ function extremesOf(histories: History[], titles: Map<string, string>): Reported
 
 // Loads the histories of the temperatures and humidities among `numbers`: with one request for each
 // document, or for each number of a document that has too many.
-async function loadAll(uuid: string, numbers: Quantified[], signal: AbortSignal): Promise<Drawn> {
+async function loadAll(uuid: string, numbers: Quantified[], labelled: Labelled,
+                       signal: AbortSignal): Promise<Drawn> {
   const wanted = numbers.filter((number) => number.quantity !== null);
   const span = lastDays();
   const uris = [...new Set(wanted.map((number) => number.uri))];
@@ -72,22 +94,33 @@ async function loadAll(uuid: string, numbers: Quantified[], signal: AbortSignal)
   ]);
   return {
     ...span,
-    series: histories.flatMap(({series}) => series),
+    series: histories.flatMap(({series}) => series.map(labelled)),
     extremes: extremesOf(histories, titlesOf(documents)),
   };
 }
 
-// The charts of a quantity: one for each unit, since a chart has one scale.
-function QuantityChart({quantity, drawn}: {quantity: Quantity; drawn: Drawn}) {
-  const series = drawn.series.filter((one) => one.quantity === quantity);
+interface QuantityChartProps {
+  quantity: Quantity;
+  drawn: Drawn;
+  silentSince: number | undefined;
+}
+
+// The charts of a quantity: one for each unit, since a chart has one scale. What is no longer sent
+// and has lost its unit stays among the others.
+function QuantityChart({quantity, drawn, silentSince}: QuantityChartProps) {
+  const all = drawn.series.filter((one) => one.quantity === quantity);
+  const told = all.find((one) => one.present || one.unit !== null)?.unit ?? null;
+  const series = all.map((one) => one.present || one.unit !== null ? one : {...one, unit: told});
   const extremes = drawn.extremes.filter((one) => one.quantity === quantity);
   const units = [...new Set(series.map(({unit}) => unit))];
   const title = (unit: string | null) =>
     units.length === 1 ? TITLES[quantity] : `${TITLES[quantity]} ${unit ? `in ${unit}` : "without unit"}`;
   return (
     <>{units.map((unit, i) => (
-      <Figure key={unit} id={i === 0 ? quantity : `${quantity}-${i + 1}`} {...drawn} first={COLOURS[quantity]}
-              title={`${title(unit)}, ${DAYS} days`} series={series.filter((one) => one.unit === unit)}
+      <Figure key={unit} id={i === 0 ? quantity : `${quantity}-${i + 1}`} {...drawn}
+              first={COLOURS[quantity]} silentSince={silentSince}
+              title={`${title(unit)}, ${DAYS} days`}
+              series={series.filter((one) => one.unit === unit)}
               extremes={extremes.filter((one) =>
                 one.unit === unit || (i === 0 && !units.includes(one.unit)))} />
     ))}</>
@@ -103,8 +136,9 @@ function useFollowed(uuid: string, loaded: Loaded<unknown>): void {
   });
 }
 
-function OneNumber({uuid, number}: {uuid: string; number: Quantified}) {
-  const {uri, member} = number;
+function OneNumber({one, number}: {one: ApplianceDetail; number: Quantified}) {
+  const {uuid} = one;
+  const {uri, member, name, unit} = number;
   const loaded = useLoad(`${uri} ${member}`, async (signal) => {
     const span = lastDays();
     const {series} = await api.history(uuid, {uri, member, points: MOST_SAMPLES}, signal);
@@ -113,12 +147,13 @@ function OneNumber({uuid, number}: {uuid: string; number: Quantified}) {
   useFollowed(uuid, loaded);
   return (
     <Shown of={loaded} what="the history" rows={3}>{(drawn) =>
-      <Figure id="other" title={number.name} {...drawn} first={3} />}
+      <Figure id="other" title={name} {...drawn} silentSince={silentSince(one)} first={3}
+              series={drawn.series.map((series) => ({...series, name, unit}))} />}
     </Shown>
   );
 }
 
-function Others({uuid, numbers}: {uuid: string; numbers: Quantified[]}) {
+function Others({one, numbers}: {one: ApplianceDetail; numbers: Quantified[]}) {
   const [chosen, setChosen] = useState("");
   const name = (number: Quantified) => `${number.uri} ${number.member}`;
   const number = numbers.find((one) => name(one) === chosen);
@@ -130,19 +165,21 @@ function Others({uuid, numbers}: {uuid: string; numbers: Quantified[]}) {
         <select aria-label="Value" value={chosen}
                 onChange={(event) => setChosen((event.target as HTMLSelectElement).value)}>
           <option value="">Choose one</option>
-          {numbers.map((one) => (
+          {[...numbers].sort((left, right) => byName(left.name, right.name)).map((one) => (
             <option key={name(one)} value={name(one)}>{one.name}{one.present ? "" : " (no longer sent)"}</option>))}
         </select>
       </div>
-      {number && <OneNumber key={chosen} uuid={uuid} number={number} />}
+      {number && <OneNumber key={chosen} one={one} number={number} />}
     </section>
   );
 }
 
-export function Charts({uuid}: {uuid: string}) {
+export function Charts({one}: {one: ApplianceDetail}) {
+  const {uuid} = one;
+  const labelled = useLabels();
   const loaded = useLoad("", async (signal) => {
-    const numbers = await api.numbers(uuid, signal);
-    return {numbers, drawn: await loadAll(uuid, numbers, signal)};
+    const numbers = (await api.numbers(uuid, signal)).map(labelled);
+    return {numbers, drawn: await loadAll(uuid, numbers, labelled, signal)};
   });
   useFollowed(uuid, loaded);
   useEffect(() => {
@@ -153,12 +190,14 @@ export function Charts({uuid}: {uuid: string}) {
     <Shown of={loaded} what="the histories" rows={5}>{({numbers, drawn}) => (
       <>
         {drawn.series.some((series) => series.quantity !== null)
-          ? QUANTITIES.map((quantity) => <QuantityChart key={quantity} quantity={quantity} drawn={drawn} />)
+          ? QUANTITIES.map((quantity) => (
+              <QuantityChart key={quantity} quantity={quantity} drawn={drawn}
+                             silentSince={silentSince(one)} />))
           : <section class="card"><h2>Temperature and humidity</h2>
               <Notice icon="point" title="No readings yet">
                 This appliance has sent neither temperatures nor humidity in the last {DAYS} days.
               </Notice></section>}
-        <Others uuid={uuid} numbers={numbers.filter((number) => number.quantity === null)} />
+        <Others one={one} numbers={numbers.filter((number) => number.quantity === null)} />
       </>
     )}</Shown>
   );

@@ -21,7 +21,7 @@ function Opened({uuid, uri}: {uuid: string; uri: string}) {
     <div class="document">
       <div class="switch" role="group" aria-label="Form">{choice("Table", false)}{choice("JSON", true)}</div>
       <Shown of={loaded} what="the document" rows={3}>{({document}) => raw
-        ? <pre tabIndex={0} aria-label="JSON">{JSON.stringify(document, null, 2)}</pre>
+        ? <pre tabIndex={0} role="group" aria-label="JSON">{JSON.stringify(document, null, 2)}</pre>
         : <Readable document={document} />}
       </Shown>
     </div>

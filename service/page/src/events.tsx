@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The events of an appliance, newest first. The address holds the filters and the page.
+import {useEffect, useRef} from "preact/hooks";
 import {addressWith, go, Link, useAddress} from "./address";
 import {api, type EventPage, type Kind, KINDS, type LogEvent, SEVERITIES, type Severity} from "./api";
 import {Age, dayText, Moment, MomentAndAge} from "./format";
@@ -127,6 +128,15 @@ function days(items: LogEvent[]): [day: string, items: LogEvent[]][] {
 }
 
 function Page({page, paged, filtered}: {page: EventPage; paged: boolean; filtered: boolean}) {
+  const pages = useRef<HTMLElement>(null);
+  const turned = useRef(false);
+  useEffect(() => {
+    // The last page has no link to older ones any more, and the first none to newer ones.
+    if (turned.current && document.activeElement === document.body) {
+      pages.current?.focus({preventScroll: true});
+    }
+    turned.current = false;
+  }, [page]);
   return (
     <>
       {days(page.items).map(([day, items]) => (
@@ -140,9 +150,10 @@ function Page({page, paged, filtered}: {page: EventPage; paged: boolean; filtere
           {filtered && page.next ? "The search goes on among older events." : ""}
         </Notice>
       )}
-      <nav class="pages" aria-label="Pages of the events">
-        {paged && <Link to={addressWith({before: ""})}>Newest</Link>}
-        {page.next !== null && <Link to={addressWith({before: String(page.next)})}>Older</Link>}
+      <nav class="pages" aria-label="Pages of the events" ref={pages} tabIndex={-1}
+           onClick={() => turned.current = true}>
+        {paged && <Link key="newest" to={addressWith({before: ""})}>Newest</Link>}
+        {page.next !== null && <Link key="older" to={addressWith({before: String(page.next)})}>Older</Link>}
       </nav>
     </>
   );

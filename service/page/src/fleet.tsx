@@ -8,11 +8,15 @@ import {Age, Moment} from "./format";
 import {Icon, type IconName, STATE_TEXT, StateMark} from "./icons";
 import {useChanges} from "./live";
 import {useLoad} from "./load";
+import {announce, useTitle} from "./news";
+import {SortHeading} from "./sorting";
 import {Loading, Notice, Shown} from "./states";
+import {recall, remember} from "./store";
 
 const PAGE = 100;
 const REFRESH = 30_000;  // milliseconds; appliances become late without any event
 const TYPING_PAUSE = 200;
+const DENSE = "dense";  // among what the browser keeps
 
 const COLUMNS = [
   {sort: "state", title: "State"},
@@ -24,11 +28,11 @@ const COLUMNS = [
 ] as const;
 
 const ORDERS: readonly [sort: string, text: string][] = [
+  ["-alarms", "Alarms, worst first"],
   ["name", "Name, A to Z"],
   ["-name", "Name, Z to A"],
   ["-state", "State, offline first"],
   ["state", "State, alive first"],
-  ["-alarms", "Alarms, worst first"],
   ["alarms", "Alarms, none first"],
   ["-lastHeartbeat", "Heartbeat, newest first"],
   ["lastHeartbeat", "Heartbeat, oldest first"],
@@ -115,18 +119,16 @@ function Order({sort}: {sort: string}) {
   );
 }
 
+function DenseSwitch({dense, setDense}: {dense: boolean; setDense: (dense: boolean) => void}) {
+  return <button class="dense-switch" aria-pressed={dense} onClick={() => setDense(!dense)}>Dense</button>;
+}
+
 function Heading({sort, title, chosen}: {sort: string; title: string; chosen: string}) {
   if (!sort) return <th scope="col">{title}</th>;
   const current = chosen.replace("-", "") === sort;
-  const down = chosen.startsWith("-");
   const next = current ? opposite(chosen) : FIRST[sort] ?? sort;
-  return (
-    <th scope="col" {...(current ? {"aria-sort": down ? "descending" : "ascending"} as const : {})}>
-      <button class="sort" onClick={() => go(addressWith({sort: next, offset: ""}), true)}>
-        {title}<span class="arrow" aria-hidden="true">{current ? (down ? "↓" : "↑") : ""}</span>
-      </button>
-    </th>
-  );
+  return <SortHeading title={title} press={() => go(addressWith({sort: next, offset: ""}), true)}
+                      order={current ? chosen.startsWith("-") ? "descending" : "ascending" : undefined} />;
 }
 
 function AlarmBadges({alarms}: {alarms: Appliance["alarms"]}) {
@@ -196,14 +198,22 @@ function NoRows({fleet}: {fleet: Fleet}) {
   );
 }
 
-function List({fleet, sort, offset, old}: {fleet: Fleet; sort: string; offset: number; old: boolean}) {
+interface ListProps {
+  fleet: Fleet;
+  sort: string;
+  offset: number;
+  old: boolean;
+  dense: boolean;
+}
+
+function List({fleet, sort, offset, old, dense}: ListProps) {
   if (fleet.items.length === 0) {
     const elsewhere = fleet.total > 0;  // there are rows on earlier pages
     return <section class="card">{elsewhere ? <Loading what="the last page" /> : <NoRows fleet={fleet} />}</section>;
   }
   return (
     <section class={`card list ${old ? "old" : ""}`} aria-label="Appliances" aria-busy={old}>
-      <table class="fleet">
+      <table class={dense ? "fleet dense" : "fleet"}>
         <thead><tr>{COLUMNS.map((column) =>
           <Heading key={column.title} {...column} chosen={sort} />)}</tr></thead>
         <tbody>{fleet.items.map((one) => <Row key={one.uuid} one={one} />)}</tbody>
@@ -213,13 +223,37 @@ function List({fleet, sort, offset, old}: {fleet: Fleet; sort: string; offset: n
   );
 }
 
+// Tells screen readers when the counts have changed.
+function useCounts(fleet: Fleet | undefined): void {
+  const counts = fleet && [
+    ...STATES.map((state) => `${STATE_TEXT[state]} ${fleet.counts[state]}`),
+    ...SEVERITIES.map((severity) => `${severity} ${fleet.alarms[severity]}`),
+  ].join(", ");
+  const told = useRef<string>();
+  useEffect(() => {
+    if (counts === undefined) return;
+    if (told.current !== undefined && told.current !== counts) announce(`${counts}.`, true);
+    told.current = counts;
+  }, [counts]);
+}
+
+// Whether rows are dense: a choice that this browser keeps.
+function useDense(): [dense: boolean, setDense: (dense: boolean) => void] {
+  const [dense, setDense] = useState(() => recall(DENSE) === "yes");
+  return [dense, (next) => {
+    remember(DENSE, next ? "yes" : null);
+    setDense(next);
+  }];
+}
+
 export function FleetPage() {
   const {query} = useAddress();
+  const [dense, setDense] = useDense();
   const ask = {
     q: query.get("q") ?? "",
     state: query.get("state") ?? "",
     severity: query.get("severity") ?? "",
-    sort: query.get("sort") || "name",
+    sort: query.get("sort") || "-alarms",
     offset: Number(query.get("offset")) || 0,
   };
   const key = JSON.stringify(ask);
@@ -235,8 +269,9 @@ export function FleetPage() {
     const last = Math.floor((fleet.data!.total - 1) / PAGE) * PAGE;
     go(addressWith({offset: last > 0 ? String(last) : ""}), true);
   }, [beyond, key]);
+  useTitle("Fleet", fleet.data?.alarms);
+  useCounts(fleet.data);
   useEffect(() => {
-    document.title = "Fleet";
     const timer = setInterval(fleet.reload, REFRESH);
     return () => clearInterval(timer);
   }, []);
@@ -250,6 +285,7 @@ export function FleetPage() {
           <div class="tools" role="search">
             <Search value={ask.q} />
             <Order sort={ask.sort} />
+            <DenseSwitch dense={dense} setDense={setDense} />
             <span class="spring" />
             <span class="muted" role="status" id="found">
               {data.total === 1 ? "1 appliance" : `${data.total} appliances`}
@@ -257,7 +293,8 @@ export function FleetPage() {
             {filtered && <button class="quiet" onClick={() => go(addressWith(
                 {q: "", state: "", severity: "", offset: ""}))}>Show all</button>}
           </div>
-          <List fleet={data} sort={ask.sort} offset={ask.offset} old={fleet.key !== key} />
+          <List fleet={data} sort={ask.sort} offset={ask.offset} dense={dense}
+                old={fleet.key !== key} />
         </>
       )}</Shown>
     </>

@@ -2,11 +2,12 @@
 // The frame around every view: its head and its notices.
 import type {ComponentChildren} from "preact";
 import {useEffect} from "preact/hooks";
-import {Link} from "./address";
+import {FleetLink} from "./address";
 import {api, ApiError, type Session} from "./api";
 import {durationText, useTick} from "./format";
 import {Icon} from "./icons";
 import {retryNow, useLink} from "./live";
+import {News} from "./news";
 import {setTheme, useTheme, type Theme} from "./theme";
 
 const NEXT: Record<Theme, Theme> = {auto: "light", light: "dark", dark: "auto"};
@@ -43,11 +44,11 @@ function LostNotice() {
   if (link.state !== "lost") return null;
   const left = Math.max(0, Math.ceil((link.retryAt - Date.now()) / 1000));
   return (
-    <div class="lost">
+    <section class="lost" aria-label="Connection">
       <p><Icon name="broken" /><span>The connection is lost: what you see may be out of date. </span>
         <span class="muted">{left > 0 ? `Next attempt in ${durationText(left)}.` : "Trying again."}</span></p>
       <button onClick={retryNow}>Try now</button>
-    </div>
+    </section>
   );
 }
 
@@ -88,7 +89,7 @@ export function Frame({session, signedOut, children}: FrameProps) {
       <a class="skip" href="#main" onClick={focusMain}>Skip to content</a>
       <header class="top">
         <div class="wide">
-          <Link to="/" class="home"><span class="brand"><Icon name="mark" /></span>Fleet</Link>
+          <FleetLink class="home"><span class="brand"><Icon name="mark" /></span>Fleet</FleetLink>
           <LinkState />
           <span class="spring" />
           <ThemeSwitch />
@@ -97,6 +98,7 @@ export function Frame({session, signedOut, children}: FrameProps) {
         </div>
       </header>
       <LostNotice />
+      <News />
       <main id="main" class="wide" tabIndex={-1}>{children}</main>
       <footer class="wide muted">
         <span>cloudservice {session.version}</span>

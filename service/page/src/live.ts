@@ -1,119 +1,114 @@
 // SPDX-License-Identifier: Apache-2.0
-// The service's stream of changes. It is kept open, and opened again when it ends.
+// What this tab hears of changes. The tabs of a browser share one stream: a lock elects the tab that
+// holds it, and that one tells the others. When it closes, the lock goes to another.
 import {useEffect, useState} from "preact/hooks";
-import {ApiError, request} from "./api";
+import {type Change, follow, type Link, type Listener, retry, SILENCE} from "./stream";
 
-export interface Change {
-  type: string;  // "appliance", "event", "resource", "gone", "more": anything of the appliance may
-                 // have changed, and "reset": anything may
-  uuid: string;  // empty for "reset"
-}
+// What tabs tell each other.
+type Word =
+  | {say: "change"; change: Change}
+  | {say: "link"; link: Link}
+  | {say: "ask"}     // a tab that has come wants to know the link
+  | {say: "retry"};  // a reader wants it tried at once
 
-export type Link =
-  | {state: "connecting"}
-  | {state: "live"}
-  | {state: "lost"; retryAt: number};  // milliseconds of the reader's clock
-
-const SILENCE = 50_000;  // milliseconds; the service writes to the stream at least every 15 s
-const FIRST_PAUSE = 1_000;
-const LONGEST_PAUSE = 30_000;
+const NAME = "stream";
 
 const changeListeners = new Set<(change: Change) => void>();
 const linkListeners = new Set<(link: Link) => void>();
 let link: Link = {state: "connecting"};
 let opened: AbortController | undefined;
-let endPause = () => {};
-
-function setLink(next: Link): void {
-  link = next;
-  for (const listener of [...linkListeners]) listener(next);
-}
+let channel: BroadcastChannel | undefined;
+let holds = false;  // this tab has the stream
+let silence: number | undefined;
 
 function tell(change: Change): void {
   for (const listener of [...changeListeners]) listener(change);
 }
 
-function take(block: string): void {
-  let type = "message";
-  const data: string[] = [];
-  for (const line of block.split("\n")) {
-    const [, name, value] = line.match(/^(\w+):? ?(.*)$/) ?? [];
-    if (name === "event") type = value ?? "";
-    if (name === "data") data.push(value ?? "");
-  }
-  if (type === "reset") return tell({type, uuid: ""});
-  if (data.length === 0) return;
-  try {
-    tell({type, uuid: String(JSON.parse(data.join("\n")).uuid ?? "")});
-  } catch {
-    tell({type: "reset", uuid: ""});
-  }
+function setLink(next: Link): void {
+  if (next.state === "live" && link.state === "live") return;
+  link = next;
+  for (const listener of [...linkListeners]) listener(next);
+  // Changes while there was no stream are not known.
+  if (next.state === "live") tell({type: "reset", uuid: ""});
 }
 
-async function follow(body: ReadableStream<Uint8Array<ArrayBuffer>>, stop: AbortController): Promise<void> {
-  const reader = body.pipeThrough(new TextDecoderStream()).getReader();
-  let rest = "";
-  for (;;) {
-    const timer = setTimeout(() => stop.abort(), SILENCE);
-    const {done, value} = await reader.read().finally(() => clearTimeout(timer));
-    if (done) return;
-    const blocks = (rest + value).replaceAll("\r\n", "\n").split("\n\n");
-    rest = blocks.pop() ?? "";
-    blocks.forEach(take);
-  }
+const say = (word: Word) => channel?.postMessage(word);
+
+const holder: Listener = {
+  changed: (change) => {
+    say({say: "change", change});
+    tell(change);
+  },
+  linked: (next) => {
+    say({say: "link", link: next});
+    setLink(next);
+  },
+  alive: () => say({say: "link", link}),
+};
+
+// A tab that holds the stream and has stopped without an end, as one that the browser has frozen,
+// tells nothing any more.
+function expectWords(): void {
+  clearTimeout(silence);
+  silence = window.setTimeout(() => setLink({state: "lost", retryAt: Date.now()}), SILENCE);
 }
 
-const pause = (time: number) => new Promise<void>((resolve) => {
-  const timer = setTimeout(resolve, time);
-  endPause = () => {
-    clearTimeout(timer);
-    resolve();
-  };
-});
-
-async function run(stop: AbortController): Promise<void> {
-  let wait = FIRST_PAUSE;
-  while (!stop.signal.aborted) {
-    const attempt = new AbortController();
-    stop.signal.addEventListener("abort", () => attempt.abort(), {once: true});
-    try {
-      const answer = await request("/stream", {
-        headers: {Accept: "text/event-stream"},
-        signal: attempt.signal,
-      });
-      wait = FIRST_PAUSE;
-      setLink({state: "live"});
-      // Changes while the stream was closed are not known.
-      tell({type: "reset", uuid: ""});
-      if (answer.body) await follow(answer.body, attempt);
-    } catch (fault) {
-      if (fault instanceof ApiError && fault.status === 401) return;
-    }
-    if (stop.signal.aborted) return;
-    const time = wait * (0.8 + 0.4 * Math.random());
-    setLink({state: "lost", retryAt: Date.now() + time});
-    await pause(time);
-    wait = Math.min(2 * wait, LONGEST_PAUSE);
+function hear({data}: MessageEvent<Word>): void {
+  if (holds) {
+    if (data.say === "ask") say({say: "link", link});
+    if (data.say === "retry") retry();
+    return;
   }
+  if (data.say === "ask" || data.say === "retry") return;
+  expectWords();
+  if (data.say === "change") tell(data.change);
+  else setLink(data.link);
+}
+
+async function hold(signal: AbortSignal): Promise<void> {
+  clearTimeout(silence);
+  holds = true;
+  // Nobody knows what came after the former holder's last word.
+  holder.linked({state: "connecting"});
+  await follow(signal, holder);
+  holds = false;
 }
 
 export function openStream(): void {
-  opened?.abort();
-  opened = new AbortController();
+  closeStream();
+  const {signal} = opened = new AbortController();
   setLink({state: "connecting"});
-  void run(opened);
+  // Browsers have locks only where the connection is safe.
+  if (!("locks" in navigator) || !("BroadcastChannel" in window)) return void hold(signal);
+  channel = new BroadcastChannel(NAME);
+  channel.onmessage = hear;
+  expectWords();
+  say({say: "ask"});
+  // Refused only when it is no longer wanted.
+  navigator.locks.request(NAME, {signal}, () => hold(signal)).catch(() => {});
 }
 
 export function closeStream(): void {
   opened?.abort();
-  endPause();
+  opened = undefined;
+  channel?.close();
+  channel = undefined;
+  clearTimeout(silence);
 }
 
 export function retryNow(): void {
-  endPause();
+  retry();
+  say({say: "retry"});
 }
 
 window.addEventListener("online", retryNow);
+// A page that the browser keeps for the way back holds up no other.
+window.addEventListener("pagehide", () => {
+  if (!opened) return;
+  closeStream();
+  window.addEventListener("pageshow", openStream, {once: true});
+});
 
 export function useLink(): Link {
   const [seen, setSeen] = useState(link);

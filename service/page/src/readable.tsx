@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A document as tables: a single value is a row, a list of objects is a table of its own.
 import {numberText} from "./format";
+import {Scroll} from "./states";
 
 type Item = Record<string, unknown>;
 
@@ -78,7 +79,7 @@ function Grid({items}: {items: Item[]}) {
   const names = [...new Set(items.flatMap((item) => shown(item).map(([name]) => name)))];
   const numeric = (name: string) => items.every((item) => typeof item[name] === "number");
   return (
-    <div class="scroll"><table class="values grid">
+    <Scroll name="Values"><table class="values grid">
       <thead><tr>{names.map((name) => (
         <th key={name} scope="col" title={name} class={numeric(name) ? "number" : ""}>{label(name)}</th>))}
       </tr></thead>
@@ -87,7 +88,7 @@ function Grid({items}: {items: Item[]}) {
           <td key={name} class={numeric(name) ? "number" : ""}>
             <Value name={name} value={item[name]} beside={item} /></td>))}</tr>))}
       </tbody>
-    </table></div>
+    </table></Scroll>
   );
 }
 
@@ -95,10 +96,10 @@ function Part({item, path}: {item: Item; path: string[]}) {
   const inner = shown(item).filter(([, value]) => isTable(value) || isObject(value));
   return (
     <>
-      {path.length > 0 && shown(item).length > inner.length && <h4>{path.map(label).join(" › ")}</h4>}
+      {path.length > 0 && shown(item).length > inner.length && <h3>{path.map(label).join(" › ")}</h3>}
       <Rows item={item} />
       {inner.map(([name, value]) => isTable(value)
-        ? <div key={name}><h4>{[...path, name].map(label).join(" › ")}</h4><Grid items={value} /></div>
+        ? <div key={name}><h3>{[...path, name].map(label).join(" › ")}</h3><Grid items={value} /></div>
         : <Part key={name} item={value as Item} path={[...path, name]} />)}
     </>
   );

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a view shows without data: while it loads, when there are none, and after a failure.
 import type {ComponentChildren} from "preact";
+import {useEffect, useRef, useState} from "preact/hooks";
 import {ApiError} from "./api";
 import {Icon, type IconName} from "./icons";
 import type {Loaded} from "./load";
@@ -20,6 +21,21 @@ export function Notice({icon, title, children, alert}: NoticeProps) {
       {children && <div class="muted">{children}</div>}
     </div>
   );
+}
+
+// What is moved sideways where it is too wide; then the keyboard can move it too.
+export function Scroll({name, children}: {name: string; children: ComponentChildren}) {
+  const place = useRef<HTMLDivElement>(null);
+  const [wide, setWide] = useState(false);
+  useEffect(() => {
+    const at = place.current!;
+    const observer = new ResizeObserver(() => setWide(at.scrollWidth > at.clientWidth));
+    observer.observe(at);
+    if (at.firstElementChild) observer.observe(at.firstElementChild);
+    return () => observer.disconnect();
+  }, []);
+  const reached = wide ? {tabIndex: 0, role: "group", "aria-label": name} as const : {};
+  return <div class="scroll" ref={place} {...reached}>{children}</div>;
 }
 
 export function Loading({what, rows = 4}: {what: string; rows?: number}) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The colour theme: light, dark, or that of the reader's system.
 import {useEffect, useState} from "preact/hooks";
+import {recall, remember} from "./store";
 
 export type Theme = "auto" | "light" | "dark";
 
@@ -9,13 +10,8 @@ const listeners = new Set<() => void>();
 const system = matchMedia("(prefers-color-scheme: dark)");
 
 function stored(): Theme {
-  try {
-    const value = localStorage.getItem(KEY);
-    if (value === "light" || value === "dark") return value;
-  } catch {
-    // A browser that stores nothing shows the system's theme.
-  }
-  return "auto";
+  const value = recall(KEY);
+  return value === "light" || value === "dark" ? value : "auto";
 }
 
 let theme = stored();
@@ -30,12 +26,7 @@ system.addEventListener("change", apply);
 
 export function setTheme(next: Theme): void {
   theme = next;
-  try {
-    if (next === "auto") localStorage.removeItem(KEY);
-    else localStorage.setItem(KEY, next);
-  } catch {
-    // The choice then lasts until the page is left.
-  }
+  remember(KEY, next === "auto" ? null : next);
   apply();
 }
 

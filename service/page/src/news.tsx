@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+// What screen readers are told of changes, and the count of open alarms in the title.
+import {useEffect, useState} from "preact/hooks";
+import type {AlarmCounts} from "./api";
+
+const SPACING = 5_000;  // milliseconds between two messages, so that one can be heard out
+const MOST = 3;         // parts of a message
+
+let waiting: string[] = [];
+let last = -Infinity;
+let timer: number | undefined;
+let show = (_: string) => {};
+
+function speak(): void {
+  timer = undefined;
+  last = Date.now();
+  const more = waiting.length - MOST;
+  show(waiting.slice(0, MOST).join(" ") + (more > 0 ? ` And ${more} more.` : ""));
+  waiting = [];
+}
+
+// Tells a sentence. Those that come too early are told together as one message; one that is told
+// `instead` takes the place of those that still wait.
+export function announce(text: string, instead = false): void {
+  waiting = instead ? [text] : [...waiting, text];
+  timer ??= window.setTimeout(speak, Math.max(0, last + SPACING - Date.now()));
+}
+
+// The one place where screen readers hear of changes.
+export function News() {
+  const [text, setText] = useState("");
+  useEffect(() => {
+    show = setText;
+    return () => {
+      clearTimeout(timer);
+      timer = undefined;
+      waiting = [];
+      show = () => {};
+    };
+  }, []);
+  return <p class="hidden" id="news" aria-live="polite">{text}</p>;
+}
+
+// The title of a view, with the count of its open faults and alarms.
+export function useTitle(name: string, alarms: AlarmCounts | undefined): void {
+  const open = alarms ? alarms.Fault + alarms.Alarm : 0;
+  const title = open > 0 ? `(${open}) ${name}` : name;
+  useEffect(() => {
+    document.title = title;
+  }, [title]);
+}
