@@ -234,3 +234,33 @@ def test_what_appliances_send_is_text_whatever_it_is(fleet, browser):
     assert browser.texts("[data-uri$='/Notes'] .values:not(.grid) td")[-1] == NASTY
     assert browser.title == f"(1) {NASTY}"
     assert browser.run("return document.querySelectorAll('img, main script').length") == 0
+
+
+def test_an_appliance_is_removed_after_saying_what_that_means(seeded, browser):
+    west = seeded.appliances["Roof unit west"]
+    browser.signs_in(seeded.service.url, f"/appliances/{west.uuid}")
+    browser.clicks(".removal > button")
+    said = browser.text("dialog")
+    assert said.startswith("Remove Roof unit west? Its readings, events, alarms and documents are gone")
+    assert "Should it come back, it is refused until it is started again" in said
+    browser.clicks(".choices button:first-child")
+    browser.until(lambda: not browser.find("dialog")[0].is_displayed(), "the end of the question")
+    browser.clicks(".removal > button")
+    browser.clicks(".danger")
+    browser.sees("table.fleet")
+    assert browser.address == "/"
+    browser.until(lambda: west.uuid not in browser.values("tr[data-uuid]", "data-uuid"),
+                  "the fleet without it")
+    seeded.service.says(f"manager removed: Roof unit west (UUID {west.uuid}) by operator")
+
+
+def test_a_removal_that_fails_says_why_and_can_be_tried_again(seeded, line, browser):
+    west = seeded.appliances["Roof unit west"]
+    browser.signs_in(line.url, f"/appliances/{west.uuid}")
+    browser.clicks(".removal > button")
+    line.cut()
+    browser.clicks(".danger")
+    browser.sees_text("The service does not answer.", "dialog")
+    line.mend()
+    browser.clicks(".danger")
+    browser.sees("table.fleet")

@@ -41,6 +41,24 @@ def test_a_heartbeat_brings_an_appliance_back(seeded, watcher):
     assert watcher.text(f"tr[data-uuid='{west.uuid}'] .mark") == "Alive"
 
 
+def test_heartbeats_come_to_the_rows_without_loading_the_list(seeded, browser):
+    browser.signs_in(seeded.service.url)
+    browser.holds_clock()
+    browser.goes("/")
+    browser.sees_text("Live", ".link")
+    browser.settles()
+    room = seeded.appliances["Server room B"]
+    room.beats()
+    browser.settles()
+    asked = browser.asked()
+    moment = lambda: browser.values(f"tr[data-uuid='{room.uuid}'] time", "datetime")[0]
+    before = moment()
+    seeded.clock.step(3)
+    room.beats()
+    browser.until(lambda: moment() != before, "the newer heartbeat")
+    assert browser.asked() == asked
+
+
 def test_changes_are_told_to_screen_readers_one_at_a_time(seeded, browser):
     browser.signs_in(seeded.service.url)
     browser.holds_clock()

@@ -222,6 +222,10 @@ class Browser:
     def run(self, script, *arguments):
         return self._driver.execute_script(script, *arguments)
 
+    def waits_for(self, script):
+        """What the script gives to its argument, a function."""
+        return self._driver.execute_async_script(script)
+
     def until(self, predicate, what):
         """Waits; what is drawn anew meanwhile is looked at again."""
         def seen():

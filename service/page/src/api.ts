@@ -192,7 +192,7 @@ async function ask(path: string, options: RequestInit): Promise<Response> {
  const date = Date.parse(answer.headers.get("Date") ?? "");
   // The header gives whole seconds; adding half a second makes the error smallest.
   if (!Number.isNaN(date)) clockOffset = date + 500 - Date.now();
-  if (answer.ok) return answer;
+  if (answer.ok || answer.status === 304) return answer;
   const text = await answer.json().then((body) => body?.error?.message, () => undefined);
   if (answer.status === 401) signedOut();
   throw new ApiError(answer.status, text ?? `The service answered ${answer.status}.`);
@@ -201,6 +201,22 @@ async function ask(path: string, options: RequestInit): Promise<Response> {
 export const request = (path: string, options: RequestInit = {}): Promise<Response> =>
   timely(options.signal, (signal) => ask(path, {...options, signal}));
 
+// Answers of late, by their addresses: the service sends none again that has not changed since.
+const known = new Map<string, {tag: string; data: unknown}>();
+const MOST_KNOWN = 50;
+
+async function getKnown<T>(address: string, signal: AbortSignal): Promise<T> {
+  const before = known.get(address);
+  const answer = await ask(address, {signal, ...(before && {headers: {"If-None-Match": before.tag}})});
+  if (answer.status === 304 && before) return before.data as T;
+  const data = await answer.json();
+  const tag = answer.headers.get("ETag");
+  known.delete(address);
+  if (tag) known.set(address, {tag, data});
+  if (known.size > MOST_KNOWN) known.delete(known.keys().next().value!);
+  return data;
+}
+
 async function get<T>(path: string, query: Query, signal: AbortSignal): Promise<T> {
   const parameters = new URLSearchParams();
   for (const [name, value] of Object.entries(query)) {
@@ -208,8 +224,8 @@ async function get<T>(path: string, query: Query, signal: AbortSignal): Promise<
   }
   // The service takes a "+" for a plus, not for a blank.
   const text = parameters.toString().replaceAll("+", "%20");
-  return timely(signal, async (limited) =>
-    (await ask(text ? `${path}?${text}` : path, {signal: limited})).json());
+  const address = text ? `${path}?${text}` : path;
+  return timely(signal, (limited) => getKnown<T>(address, limited));
 }
 
 const one = (uuid: string) => `/appliances/${encodeURIComponent(uuid)}`;
@@ -224,10 +240,14 @@ export const api = {
     });
   },
   signOut: async (): Promise<void> => {
+    known.clear();
     await request("/session", {method: "DELETE"});
   },
   fleet: (query: Query, signal: AbortSignal) => get<Fleet>("/appliances", query, signal),
   appliance: (uuid: string, signal: AbortSignal) => get<ApplianceDetail>(one(uuid), {}, signal),
+  remove: async (uuid: string): Promise<void> => {
+    await request(one(uuid), {method: "DELETE"});
+  },
   alarms: async (uuid: string, signal: AbortSignal) =>
     (await get<{items: Alarm[]}>(`${one(uuid)}/alarms`, {}, signal)).items,
   events: (uuid: string, query: Query, signal: AbortSignal) =>

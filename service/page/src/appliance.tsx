@@ -12,6 +12,7 @@ import {Icon, SeverityMark, StateMark} from "./icons";
 import {useChanges} from "./live";
 import {useLoad} from "./load";
 import {announce, useTitle} from "./news";
+import {Removal} from "./removal";
 import {Notice, Shown} from "./states";
 
 const REFRESH = 30_000;  // milliseconds; an appliance becomes late without any event
@@ -124,7 +125,8 @@ function Unknown() {
 export function AppliancePage({uuid}: {uuid: string}) {
   const loaded = useLoad("", (signal) => api.appliance(uuid, signal));
   useChanges((change) => {
-    if (change.uuid === uuid || change.type === "reset") loaded.reload();
+    const ours = change.uuid === uuid || change.heard?.has(uuid);
+    if (ours || change.type === "reset") loaded.reload();
   });
   useEffect(() => {
     const timer = setInterval(loaded.reload, REFRESH);
@@ -148,6 +150,7 @@ export function AppliancePage({uuid}: {uuid: string}) {
           </div>
           <Events uuid={uuid} />
           <Documents uuid={uuid} />
+          <Removal one={one} />
         </>
       )}</Shown>}
     </>

@@ -127,7 +127,7 @@ function QuantityChart({quantity, drawn, silentSince}: QuantityChartProps) {
   );
 }
 
-function useFollowed(uuid: string, loaded: Loaded<unknown>): void {
+function useFollowed(uuid: string, loaded: Pick<Loaded<unknown>, "reload">): void {
   const spaced = useSpaced(loaded.reload, SPACING);
   useChanges((change) => {
     if (!concerns(change, uuid, "resource")) return;

@@ -246,6 +246,14 @@ function useDense(): [dense: boolean, setDense: (dense: boolean) => void] {
   }];
 }
 
+// The rows with their newest heartbeats; the same object where none is newer.
+function withHeartbeats(fleet: Fleet, heard: ReadonlyMap<string, string>): Fleet {
+  const isNewer = (one: Appliance) => (heard.get(one.uuid) ?? "") > (one.lastHeartbeat ?? "");
+  if (!fleet.items.some(isNewer)) return fleet;
+  return {...fleet, items: fleet.items.map((one) =>
+    isNewer(one) ? {...one, lastHeartbeat: heard.get(one.uuid)!} : one)};
+}
+
 export function FleetPage() {
   const {query} = useAddress();
   const [dense, setDense] = useDense();
@@ -260,6 +268,10 @@ export function FleetPage() {
   const fleet = useLoad(key, (signal) =>
     api.fleet({...ask, offset: ask.offset || undefined, limit: PAGE}, signal));
   useChanges((change) => {
+    if (change.heard) {
+      fleet.change((data) => withHeartbeats(data, change.heard!));
+      if (ask.sort.endsWith("lastHeartbeat")) fleet.reload();
+    }
     if (["appliance", "gone", "more", "reset"].includes(change.type)) fleet.reload();
   });
   // The list may have become shorter, so that the address names a page behind its end.

@@ -7,6 +7,7 @@ export interface Loaded<T> {
   error: Error | undefined;    // why the last attempt failed
   key: string | undefined;     // the key for which `data` was loaded
   reload: () => void;          // loads again soon, at most once a second
+  change: (change: (data: T) => T) => void;  // puts newer data in the place of those that there are
 }
 
 const SPACING = 1_000;
@@ -29,7 +30,7 @@ export function useSpaced(call: () => void, spacing: number): () => void {
 
 // Loads data whenever `key` changes. `load` may be a new function at each call.
 export function useLoad<T>(key: string, load: (signal: AbortSignal) => Promise<T>): Loaded<T> {
-  const [seen, setSeen] = useState<Omit<Loaded<T>, "reload">>(
+  const [seen, setSeen] = useState<Omit<Loaded<T>, "reload" | "change">>(
       {data: undefined, error: undefined, key: undefined});
   const latest = useRef(load);
   latest.current = load;
@@ -68,5 +69,8 @@ export function useLoad<T>(key: string, load: (signal: AbortSignal) => Promise<T
     };
   }, [key]);
 
-  return {...seen, reload: useCallback(() => again.current(), [])};
+  const reload = useCallback(() => again.current(), []);
+  const change = useCallback((change: (data: T) => T) => setSeen((before) =>
+    before.data === undefined ? before : {...before, data: change(before.data)}), []);
+  return {...seen, reload, change};
 }

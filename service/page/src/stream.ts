@@ -4,8 +4,9 @@ import {ApiError, request} from "./api";
 
 export interface Change {
   type: string;  // "appliance", "event", "resource", "gone", "more": anything of the appliance may
-                 // have changed, and "reset": anything may
-  uuid: string;  // empty for "reset"
+                 // have changed, "reset": anything may, and "heartbeats"
+  uuid: string;  // empty for "reset" and "heartbeats"
+  heard?: ReadonlyMap<string, string>;  // "heartbeats": the times of the last ones by UUID
 }
 
 export type Link =
@@ -28,6 +29,13 @@ let endPause = () => {};
 // Ends the pause before the next attempt.
 export const retry = () => endPause();
 
+interface Heartbeats {
+  heartbeats: {time: string; uuids: string[]}[];
+}
+
+const heardIn = ({heartbeats}: Heartbeats) =>
+  new Map(heartbeats.flatMap(({time, uuids}) => uuids.map((uuid): [string, string] => [uuid, time])));
+
 function changeOf(block: string): Change | undefined {
   let type = "message";
   const data: string[] = [];
@@ -39,7 +47,9 @@ function changeOf(block: string): Change | undefined {
   if (type === "reset") return {type, uuid: ""};
   if (data.length === 0) return undefined;
   try {
-    return {type, uuid: String(JSON.parse(data.join("\n")).uuid ?? "")};
+    const told = JSON.parse(data.join("\n"));
+    if (type === "heartbeats") return {type, uuid: "", heard: heardIn(told)};
+    return {type, uuid: String(told.uuid ?? "")};
   } catch {
     return {type: "reset", uuid: ""};
   }

@@ -170,7 +170,7 @@ class PostgresTransaction : public Transaction {
     std::optional<std::int64_t> interval;
     std::int64_t lateAt = 0;
     std::string address;
-    std::optional<Usage> usage;   // none: not counted yet, or changed since
+    std::optional<Usage> usage;  // none: not counted yet, or changed since
   };
   using InManager = std::pair<std::string, std::string>;  // its UUID, and what is below it
 
