@@ -138,6 +138,7 @@ export function AppliancePage({uuid}: {uuid: string}) {
   return (
     <>
       <FleetLink class="back"><Icon name="back" />Fleet</FleetLink>
+      {(gone || !loaded.data) && <h1 class="hidden">Appliance</h1>}
       {gone ? <Unknown /> : <Shown of={loaded} what="the appliance" rows={6}>{(one) => (
         <>
           <div class="title">
