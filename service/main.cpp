@@ -227,7 +227,7 @@ Program::Program(const Options& options, const Log& log)
       m_operators(*m_store, WallClock),
       m_feed(*m_store, m_operators, log, WallClock,
              [this] { m_teller.Post([this] { m_feed.TellChanges(); }); }),
-      m_api(*m_store, m_operators, m_feed, log, WallClock, m_tls != nullptr),
+      m_api(*m_store, m_operators, m_feed, log, WallClock, m_tls != nullptr, m_command),
       m_cleanUp(*m_store, log, WallClock, RetentionOf(options)),
       m_answers(m_io, log),
       m_strand(boost::asio::make_strand(m_io)),

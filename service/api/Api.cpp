@@ -54,13 +54,14 @@ bool IsPage(const Request& request) {
 }  // namespace
 
 OperatorApi::OperatorApi(Store& store, Operators& operators, Feed& feed, const Log& log,
-                         Clock clock, bool secure)
+                         Clock clock, bool secure, std::string command)
     : m_store(store),
       m_operators(operators),
       m_feed(feed),
       m_log(log),
       m_clock(std::move(clock)),
-      m_secure(secure) {
+      m_secure(secure),
+      m_command(std::move(command)) {
   AddRoutes();
 }
 

@@ -25,9 +25,10 @@ namespace cloudservice {
 // it.
 class OperatorApi {
  public:
-  // `secure`: browsers send the cookie over TLS only.
+  // `secure`: browsers send the cookie over TLS only. `command`: the beginning of commands on the
+  // service's database, without what is secret.
   OperatorApi(Store& store, Operators& operators, Feed& feed, const Log& log, Clock clock,
-              bool secure);
+              bool secure, std::string command);
 
   // Whether this interface serves requests with this target.
   static bool Serves(const Target& target);
@@ -108,6 +109,7 @@ class OperatorApi {
   const Log& m_log;
   const Clock m_clock;
   const bool m_secure;
+  const std::string m_command;
   Router<Endpoint> m_routes;
 };
 

@@ -65,7 +65,8 @@ Response OperatorApi::SignIn(const Call& call) {
 }
 
 Response OperatorApi::GetSession(const Call& call) {
-  return ApiAnswer(200, {{"name", call.who.name}, {"version", CLOUDSERVICE_VERSION}});
+  return ApiAnswer(
+      200, {{"name", call.who.name}, {"version", CLOUDSERVICE_VERSION}, {"command", m_command}});
 }
 
 Response OperatorApi::SignOut(const Call& call) {

@@ -4,6 +4,7 @@
 import contextlib
 import gzip
 import json
+import re
 import urllib.parse
 
 import pytest
@@ -208,6 +209,12 @@ def test_what_is_not_described_is_not_there(service, operator):
     assert json.loads(text)["error"]["code"] == "method_not_allowed"
     answer, text = raw(service, "HEAD", "/api/v1/stream", **operator.headers)
     assert (answer.status, text) == (200, b"")
+
+
+def test_session_tells_how_commands_of_the_service_begin(service, operator):
+    told = operator.ask("GET", "/session")["command"]
+    assert re.fullmatch(r"cloudservice --db (/\S+|postgresql://\.\.\.)", told)
+    service.says(f"no operator: nobody can sign in; make one: {told} operator add NAME")
 
 
 def test_tag_of_an_answer_is_another_when_something_has_changed(service, operator):

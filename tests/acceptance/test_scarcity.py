@@ -27,6 +27,7 @@ POLICIES = {"none": None, "hardened": {"Preset": "hardened", "Transport": DEADLI
 KINDS = ("memory", "EIO", "ENOSPC", "EMFILE", "EINTR")
 IS_LOAD = os.environ.get("CLOUDCLIENT_LOAD") == "1"
 GRACE = 1.5  # seconds for what a life still does after a trouble
+SILENT_GRACE = 20  # where nothing tells whether it goes on; all of a life on a busy machine
 STOPPING = 10  # a stop has 60 seconds of this clock
 # Kept behaviour: nobody looks whether the device's threads could be created, and without a policy a
 # folder that could not be opened is searched for without end.
@@ -65,11 +66,13 @@ class ScarceDaemon(Daemon):
                 return True
             if self.is_troubled():
                 end = min(end, time.monotonic() + GRACE)
+            elif self.told()[0] in SILENT:
+                end = min(end, time.monotonic() + SILENT_GRACE)
             time.sleep(0.01)
         return False
 
     def is_troubled(self):
-        return self.told()[0] in SILENT or any(entry.level <= 4 for entry in self.entries())
+        return any(entry.level <= 4 for entry in self.entries())
 
     def asked_to_stop(self):
         """The status that it ends with."""

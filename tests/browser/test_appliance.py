@@ -6,6 +6,7 @@ import pathlib
 import re
 
 import pytest
+from selenium.webdriver.common.keys import Keys
 
 NASTY = '<img src=x onerror="document.title=1"><script>document.title=2</script>\'"; DROP TABLE x;--'
 
@@ -238,19 +239,21 @@ def test_what_appliances_send_is_text_whatever_it_is(fleet, browser):
 
 def test_an_appliance_is_removed_after_saying_what_that_means(seeded, browser):
     west = seeded.appliances["Roof unit west"]
-    browser.signs_in(seeded.service.url, f"/appliances/{west.uuid}")
+    browser.signs_in(seeded.service.url, "/?state=offline")
+    browser.clicks(f"tr[data-uuid='{west.uuid}'] .whole")
     browser.clicks(".removal > button")
     said = browser.text("dialog")
     assert said.startswith("Remove Roof unit west? Its readings, events, alarms and documents are gone")
-    assert "Should it come back, it is refused until it is started again" in said
-    browser.clicks(".choices button:first-child")
-    browser.until(lambda: not browser.find("dialog")[0].is_displayed(), "the end of the question")
-    browser.clicks(".removal > button")
+    assert "Should it come back, it is refused. It registers anew, with an empty history," in said
+    for leave in (lambda: browser.clicks(".choices button:first-child"),
+                  lambda: browser.presses(Keys.ESCAPE)):
+        leave()
+        browser.until(lambda: not browser.find("dialog")[0].is_displayed(), "the end of the question")
+        assert browser.focus() == ["BUTTON", "Remove this appliance"]
+        browser.clicks(".removal > button")
     browser.clicks(".danger")
-    browser.sees("table.fleet")
-    assert browser.address == "/"
-    browser.until(lambda: west.uuid not in browser.values("tr[data-uuid]", "data-uuid"),
-                  "the fleet without it")
+    browser.sees_text("No appliance fits")
+    assert browser.address == "/?state=offline"
     seeded.service.says(f"manager removed: Roof unit west (UUID {west.uuid}) by operator")
 
 

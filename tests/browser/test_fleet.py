@@ -156,10 +156,19 @@ def test_the_list_keeps_its_head_and_its_density_and_uses_the_screen(seeded, rea
     assert set(rows_of_badges) == {1}
 
 
-def test_a_fleet_without_appliances_says_what_to_expect(fleet, browser):
+def test_a_fleet_without_appliances_says_how_to_connect_the_first(fleet, browser):
     browser.signs_in(fleet.service.url)
     browser.sees_text("No appliance has registered yet")
     assert browser.texts(".tile-count") == ["0"] * 6
+    browser.sees(".first pre")
+    account, *others = browser.texts(".first pre")
+    told = fleet.ask("/session")["command"]
+    assert account == f"{told} account add you@example.org"
+    assert others == ["cloudclientctl device init --help",
+                      f"cloudclientctl setup --url {fleet.service.url}"]
+    fleet.joins("Unit 1")
+    browser.sees("table.fleet")
+    browser.misses(".first")
 
 
 def test_more_than_a_page_is_turned_like_pages(fleet, browser):

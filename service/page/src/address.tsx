@@ -127,6 +127,9 @@ export function Link({to, scroll = 0, children, ...rest}: LinkProps) {
 }
 
 // Leads to the fleet as the reader left it; from the fleet to the whole of it.
+// Goes where the reader left the fleet.
+export const goToFleet = () => go(fleet.address, false, fleet.scroll);
+
 export function FleetLink(rest: Omit<LinkProps, "to" | "scroll">) {
   const {path} = useAddress();
   if (applianceOf(path) === undefined) return <Link to="/" {...rest} />;

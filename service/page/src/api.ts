@@ -129,6 +129,7 @@ export interface History {
 export interface Session {
   name: string;
   version: string;
+  command: string;  // how commands on the service's database begin where it runs
 }
 
 // The service's answer when it gave no data. Status 0: it did not answer.
@@ -156,9 +157,9 @@ export function serviceNow(): number {
   return Date.now() + clockOffset;
 }
 
-// Runs `work` with a signal that ends it in time, or with `signal`. What has begun by then, such as
-// a stream, `signal` alone ends.
-async function timely<T>(signal: AbortSignal | null | undefined,
+// Runs `work` with a signal that ends it in time, or with `signal`. Where `work` is only the
+// beginning, as of a stream, `signal` ends what follows.
+async function timely<T>(signal: AbortSignal | null | undefined, isWhole: boolean,
                          work: (signal: AbortSignal) => Promise<T>): Promise<T> {
   const stop = new AbortController();
   const abort = () => stop.abort();
@@ -176,6 +177,7 @@ async function timely<T>(signal: AbortSignal | null | undefined,
     throw fault;
   } finally {
     clearTimeout(timer);
+    if (isWhole) signal?.removeEventListener("abort", abort);
   }
 }
 
@@ -189,7 +191,7 @@ async function ask(path: string, options: RequestInit): Promise<Response> {
     if (options.signal?.aborted) throw fault;
     throw new ApiError(0, "The service does not answer.");
   }
- const date = Date.parse(answer.headers.get("Date") ?? "");
+  const date = Date.parse(answer.headers.get("Date") ?? "");
   // The header gives whole seconds; adding half a second makes the error smallest.
   if (!Number.isNaN(date)) clockOffset = date + 500 - Date.now();
   if (answer.ok || answer.status === 304) return answer;
@@ -199,7 +201,7 @@ async function ask(path: string, options: RequestInit): Promise<Response> {
 }
 
 export const request = (path: string, options: RequestInit = {}): Promise<Response> =>
-  timely(options.signal, (signal) => ask(path, {...options, signal}));
+  timely(options.signal, false, (signal) => ask(path, {...options, signal}));
 
 // Answers of late, by their addresses: the service sends none again that has not changed since.
 const known = new Map<string, {tag: string; data: unknown}>();
@@ -225,7 +227,7 @@ async function get<T>(path: string, query: Query, signal: AbortSignal): Promise<
   // The service takes a "+" for a plus, not for a blank.
   const text = parameters.toString().replaceAll("+", "%20");
   const address = text ? `${path}?${text}` : path;
-  return timely(signal, (limited) => getKnown<T>(address, limited));
+  return timely(signal, true, (limited) => getKnown<T>(address, limited));
 }
 
 const one = (uuid: string) => `/appliances/${encodeURIComponent(uuid)}`;

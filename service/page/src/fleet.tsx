@@ -4,6 +4,7 @@ import type {ComponentChildren} from "preact";
 import {useEffect, useRef, useState} from "preact/hooks";
 import {addressWith, applianceAddress, go, Link, useAddress} from "./address";
 import {api, type Appliance, type Fleet, SEVERITIES, STATES} from "./api";
+import {FirstSteps} from "./first";
 import {Age, Moment} from "./format";
 import {Icon, type IconName, STATE_TEXT, StateMark} from "./icons";
 import {useChanges} from "./live";
@@ -183,13 +184,7 @@ function Pages({total, offset}: {total: number; offset: number}) {
 
 function NoRows({fleet}: {fleet: Fleet}) {
   const registered = STATES.some((state) => fleet.counts[state] > 0);
-  if (!registered) {
-    return (
-      <Notice icon="empty" title="No appliance has registered yet">
-        <p>An appliance appears here as soon as it registers with this service.</p>
-      </Notice>
-    );
-  }
+  if (!registered) return <FirstSteps />;
   return (
     <Notice icon="search" title="No appliance fits">
       <p>None has what you search and filter for.</p>
@@ -254,6 +249,16 @@ function withHeartbeats(fleet: Fleet, heard: ReadonlyMap<string, string>): Fleet
     isNewer(one) ? {...one, lastHeartbeat: heard.get(one.uuid)!} : one)};
 }
 
+// Whether the row of the appliance is shown and neither counts nor its place can be others now.
+function staysInPlace(fleet: Fleet, now: Appliance): boolean {
+  const before = fleet.items.find((one) => one.uuid === now.uuid);
+  return before !== undefined && before.state === now.state && before.name === now.name &&
+      SEVERITIES.every((severity) => before.alarms[severity] === now.alarms[severity]);
+}
+
+const withRow = (fleet: Fleet, row: Appliance): Fleet =>
+  ({...fleet, items: fleet.items.map((one) => one.uuid === row.uuid ? row : one)});
+
 export function FleetPage() {
   const {query} = useAddress();
   const [dense, setDense] = useDense();
@@ -270,9 +275,16 @@ export function FleetPage() {
   useChanges((change) => {
     if (change.heard) {
       fleet.change((data) => withHeartbeats(data, change.heard!));
-      if (ask.sort.endsWith("lastHeartbeat")) fleet.reload();
+      // What is heard is alive, and the order may be another.
+      const isElsewhere = (one: Appliance) => one.state !== "alive" && change.heard!.has(one.uuid);
+      if (ask.sort.endsWith("lastHeartbeat") || fleet.data?.items.some(isElsewhere)) fleet.reload();
     }
-    if (["appliance", "gone", "more", "reset"].includes(change.type)) fleet.reload();
+    const {appliance} = change;
+    if (appliance && fleet.data && staysInPlace(fleet.data, appliance)) {
+      fleet.change((data) => withRow(data, appliance));
+    } else if (["appliance", "gone", "more", "reset"].includes(change.type)) {
+      fleet.reload();
+    }
   });
   // The list may have become shorter, so that the address names a page behind its end.
   const beyond = fleet.key === key && ask.offset > 0 && fleet.data?.items.length === 0;

@@ -28,9 +28,9 @@ export function announce(text: string, instead = false): void {
 
 // The one place where screen readers hear of changes.
 export function News() {
-  const [text, setText] = useState("");
+  const [said, setSaid] = useState({text: "", number: 0});
   useEffect(() => {
-    show = setText;
+    show = (text) => setSaid(({number}) => ({text, number: number + 1}));
     return () => {
       clearTimeout(timer);
       timer = undefined;
@@ -38,7 +38,8 @@ export function News() {
       show = () => {};
     };
   }, []);
-  return <p class="hidden" id="news" aria-live="polite">{text}</p>;
+  // The same message again is another node, since screen readers tell what is new.
+  return <p class="hidden" id="news" aria-live="polite"><span key={said.number}>{said.text}</span></p>;
 }
 
 // The title of a view, with the count of its open faults and alarms.

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // The service's stream of changes. It is kept open, and opened again when it ends.
-import {ApiError, request} from "./api";
+import {ApiError, type Appliance, request} from "./api";
 
 export interface Change {
   type: string;  // "appliance", "event", "resource", "gone", "more": anything of the appliance may
                  // have changed, "reset": anything may, and "heartbeats"
   uuid: string;  // empty for "reset" and "heartbeats"
   heard?: ReadonlyMap<string, string>;  // "heartbeats": the times of the last ones by UUID
+  appliance?: Appliance;                // "appliance": as it is now
 }
 
 export type Link =
@@ -49,7 +50,8 @@ function changeOf(block: string): Change | undefined {
   try {
     const told = JSON.parse(data.join("\n"));
     if (type === "heartbeats") return {type, uuid: "", heard: heardIn(told)};
-    return {type, uuid: String(told.uuid ?? "")};
+    const appliance: Appliance | undefined = type === "appliance" ? told : undefined;
+    return {type, uuid: String(told.uuid ?? ""), ...(appliance && {appliance})};
   } catch {
     return {type: "reset", uuid: ""};
   }

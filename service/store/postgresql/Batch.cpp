@@ -20,6 +20,7 @@ const Sql kAddHeartbeats(
     "(SELECT $6::bigint[]), (SELECT $7::text[])) "
     "AS sent (manager, count, last, interval, late_at, offline_at, address) "
     "WHERE heartbeat.manager = sent.manager");
+const Sql kAddBack("INSERT INTO total VALUES (0, 0, 0, 0, 0, 0, 0, 0, -$1::bigint, -$2::bigint)");
 // What the manager keeps changes with its documents.
 const Sql kPutResources(
     "WITH sent AS (SELECT * FROM unnest((SELECT $1::bigint[]), (SELECT $2::text[]), (SELECT "
@@ -147,6 +148,7 @@ void Batch::WriteBeats(Connection& connection) const {
   }
   connection.Defer(kAddHeartbeats,
                    {managers, counts, lasts, intervals, lates, offlines, addresses});
+  if (m_back != StateCounts{}) connection.Defer(kAddBack, {m_back[1], m_back[2]});
 }
 
 void Batch::WriteResources(Connection& connection) const {

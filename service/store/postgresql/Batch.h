@@ -26,6 +26,8 @@ class Batch {
   // An empty `address` keeps the known one.
   void AddHeartbeat(std::int64_t manager, std::int64_t when, std::int64_t interval,
                     const std::string& address);
+  // The manager, of which a heartbeat was added, is no longer one of those found in this state.
+  void TakeFound(State found) { ++m_back.at(static_cast<std::size_t>(found)); }
   // Whether something of this document waits. It must be written before more is added.
   bool Has(std::int64_t manager, const std::string& path) const {
     return m_documents.count({manager, path}) > 0;
@@ -54,6 +56,7 @@ class Batch {
   // other and not each for the other.
   std::set<std::int64_t> m_owned;
   std::map<std::int64_t, Beats> m_beats;
+  StateCounts m_back = {};  // how many are alive again, by the states that they were found in
   std::set<std::pair<std::int64_t, std::string>> m_documents;  // by manager and path
   std::vector<std::pair<std::int64_t, ResourceRecord>> m_resources;
   std::vector<std::pair<std::int64_t, Readings>> m_readings;

@@ -239,8 +239,11 @@ std::int64_t PostgresTransaction::CountAppliances(const FleetFilter& filter) {
 }
 
 std::int64_t PostgresTransaction::Settle(std::int64_t now, std::int64_t most) {
-  const Result settled = Run(kSettle, {now, most});
-  const Row row = settled.First();
+  return CountFound(Run(kSettle, {now, most}));
+}
+
+std::int64_t PostgresTransaction::CountFound(const Result& found) {
+  const Row row = found.First();
   TotalsChange change;
   change.foundLate = row.Number(1);
   change.foundOffline = row.Number(2);

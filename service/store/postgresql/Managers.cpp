@@ -38,12 +38,6 @@ const Sql kChangeShown(
     "UPDATE manager SET label = left(coalesce(nullif($2, ''), name), 200), model = $3, "
     "serial = $4, firmware = $5, changed = $6 WHERE key = $1");
 
-// An appliance is no longer one of those that were found in this state.
-void TakeFound(State state, TotalsChange& change) {
-  if (state == State::kLate) --change.foundLate;
-  if (state == State::kOffline) --change.foundOffline;
-}
-
 }  // namespace
 
 void PostgresTransaction::PutDocument(std::int64_t key, const std::string& document,
@@ -109,7 +103,9 @@ bool PostgresTransaction::RemoveManager(const std::string& uuid) {
     change.alarms.at(severity) = -row.Number(1 + i);
     change.alarmed.at(severity) = row.Number(1 + i) > 0 ? -1 : 0;
   }
-  TakeFound(static_cast<State>(row.Number(5)), change);
+  const auto found = static_cast<State>(row.Number(5));
+  change.foundLate = found == State::kLate ? -1 : 0;
+  change.foundOffline = found == State::kOffline ? -1 : 0;
   ChangeTotals(change);
   NoteGone(uuid);
   return true;
@@ -121,7 +117,8 @@ std::int64_t PostgresTransaction::AddHeartbeat(const std::string& uuid, std::int
   if (manager == nullptr) return 0;
   m_batch.AddHeartbeat(manager->key, when, interval, address);
   ++m_writes;
-  const bool isSteady = manager->lateAt > when && manager->interval == interval &&
+  const bool isSteady = manager->found == State::kAlive && manager->lateAt > when &&
+                        manager->interval == interval &&
                         (address.empty() || manager->address == address);
   if (isSteady) {
     m_changes.push_back({Change::What::kHeartbeat, uuid, when, {}});
@@ -131,14 +128,12 @@ std::int64_t PostgresTransaction::AddHeartbeat(const std::string& uuid, std::int
   manager->interval = interval;
   manager->lateAt = DueTimesOf(when, when, interval).late;
   if (!address.empty()) manager->address = address;
-  const std::int64_t beats = ++manager->beats;
   if (manager->found != State::kAlive) {
-    TotalsChange change;
-    TakeFound(manager->found, change);
-    // Behind the heartbeat: it forgets what is known of the manager.
-    ChangeTotals(change);
+    m_batch.TakeFound(manager->found);
+    manager->found = State::kAlive;
+    m_totalsChanged = true;
   }
-  return beats;
+  return ++manager->beats;
 }
 
 }  // namespace cloudservice::postgresql

@@ -203,6 +203,9 @@ class PostgresTransaction : public Transaction {
   std::int64_t Owned(const std::string& uuid);
 
   void ChangeTotals(const TotalsChange& change);
+  // Takes a row of how many states were found anew, and of how many more of them are late and
+  // offline. Returns the first.
+  std::int64_t CountFound(const Result& found);
   void PutDocument(std::int64_t key, const std::string& document, std::int64_t changed);
   // False when there is no such manager.
   bool RemoveManager(const std::string& uuid);

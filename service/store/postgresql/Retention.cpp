@@ -8,10 +8,13 @@ namespace {
 
 // Looks at all: once in a while that costs less than an index that each heartbeat changes.
 const Sql kClamp(
-    "UPDATE heartbeat SET last = $1, late_at = late_at - last + $1, "
-    "offline_at = offline_at - last + $1, state = 0, next_at = late_at - last + $1 WHERE manager "
-    "IN "
-    "(SELECT manager FROM heartbeat WHERE heard > $1 LIMIT $2)");
+    "WITH ahead AS (SELECT manager, state FROM heartbeat WHERE heard > $1 LIMIT $2), "
+    "clamped AS (UPDATE heartbeat SET last = $1, late_at = late_at - last + $1, "
+    "offline_at = offline_at - last + $1, state = 0, next_at = late_at - last + $1 "
+    "FROM ahead WHERE heartbeat.manager = ahead.manager RETURNING ahead.state) "
+    "SELECT count(*), -count(*) FILTER (WHERE state = 1), -count(*) FILTER (WHERE state = 2) "
+    "FROM clamped",
+    Sql::Plan::kEachTime);
 
 // One process cleans up at a time.
 const Sql kLockRetention("SELECT pg_try_advisory_xact_lock('removal'::regclass::oid::bigint)");
@@ -47,7 +50,7 @@ const Sql kDropAlarmsOf(
 }  // namespace
 
 std::int64_t PostgresTransaction::ClampHeartbeats(std::int64_t now, std::int64_t most) {
-  return Run(kClamp, {now, most}).Changed();
+  return CountFound(Run(kClamp, {now, most}));
 }
 
 // Days go as a whole, and where the next step begins does not matter.

@@ -36,7 +36,8 @@ const Sql kAddHeartbeat(
     "WHERE uuid = ? RETURNING heartbeat_count, state > 0 OR next_at > late_at");
 // Whether the appliance is alive at the time, and the heartbeat tells nothing else that is new.
 const Sql kIsSteady(
-    "SELECT 1 FROM manager WHERE uuid = ?1 AND late_at > ?2 AND heartbeat_interval = ?3 "
+    "SELECT 1 FROM manager WHERE uuid = ?1 AND state = 0 AND late_at > ?2 "
+    "AND heartbeat_interval = ?3 "
     "AND (?4 = '' OR address = ?4)");
 // Of a state that is no longer so, or of an interval that has become shorter.
 const Sql kIsAlive("UPDATE manager SET state = 0, next_at = late_at WHERE uuid = ?");

@@ -563,7 +563,8 @@ class OperatorApiTest : public FeedTest {
                   std::vector<std::pair<std::string, std::string>> headers = {}) {
     return api.Handle(Request{method, target, "", "", "192.0.2.7", std::move(headers)});
   }
-  OperatorApi api{*store, operators, feed, log, [this] { return now; }, true};
+  OperatorApi api{
+      *store, operators, feed, log, [this] { return now; }, true, "cloudservice --db F"};
 };
 
 TEST_F(OperatorApiTest, Serves_what_lies_below_api_alone) {

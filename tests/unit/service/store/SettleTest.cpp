@@ -153,6 +153,23 @@ TEST_F(SettleTest, Clock_that_was_set_back_is_followed) {
   ExpectDue(before - 1);
 }
 
+TEST_F(SettleTest, What_a_clock_that_was_ahead_found_late_is_counted_back) {
+  for (const char* uuid : {"a", "b"}) Add(uuid);
+  const std::int64_t before = m_now;
+  m_now += 1000;
+  store->AddHeartbeat("a", m_now, 60, "");
+  store->AddHeartbeat("b", m_now, 300, "");
+  m_now += 700;
+  SettleAll();
+  ExpectStates();
+  m_now = before;
+  EXPECT_EQ(store->ClampHeartbeats(m_now, 9), 2);
+  ExpectStates();
+  m_now += 1000;
+  SettleAll();
+  ExpectStates();
+}
+
 TEST_F(SettleTest, Registered_anew_is_alive) {
   Add("a");
   m_now += 1000;

@@ -54,6 +54,17 @@ TEST_F(SharedTest, Heartbeat_that_tells_nothing_else_is_a_change_of_its_own) {
                           "appliance u", "heartbeat u 1167", "appliance u", "heartbeat u 1267"));
 }
 
+TEST_F(SharedTest, Heartbeat_of_an_appliance_that_was_found_late_tells_more) {
+  store->AddManager({"u", "name", "{}", 1000, {}}, "t");
+  store->AddHeartbeat("u", 1000, 60, "");
+  EXPECT_EQ(store->Settle(1120, 9), 1);
+  const std::int64_t before = store->LastChange();
+  // By a process whose clock is behind.
+  store->AddHeartbeat("u", 1119, 60, "");
+  store->AddHeartbeat("u", 1120, 60, "");
+  EXPECT_THAT(Kept(before), ElementsAre("appliance u", "heartbeat u 1120"));
+}
+
 TEST_F(SharedTest, Heartbeats_of_one_unit_of_work_are_told_each_by_what_it_changes) {
   store->AddManager({"u", "name", "{}", 1000, {}}, "t");
   const std::int64_t before = store->LastChange();

@@ -262,6 +262,8 @@ class PostgresSchemaTest : public PostgresConnectionTest {
 const Sql kVersion("/* of a test */ SELECT version FROM cloudservice_schema", Sql::Plan::kEachTime);
 
 const Sql kChanges("/* of a test */ SELECT manager FROM change", Sql::Plan::kEachTime);
+const Sql kFound("/* of a test */ SELECT sum(late)::bigint, sum(offline)::bigint FROM total",
+                 Sql::Plan::kEachTime);
 const Sql kOrigin(
     "SELECT 1 FROM pg_attribute WHERE attrelid = 'change'::regclass AND attname = 'origin'",
     Sql::Plan::kEachTime);
@@ -295,6 +297,21 @@ TEST_F(PostgresSchemaTest, First_version_is_upgraded_and_keeps_its_rows) {
   ASSERT_EQ(changes.Rows(), 1);
   EXPECT_EQ(changes.First().Text(0), "of now");
   EXPECT_EQ(database.Connect().Run(kOrigin).Rows(), 0);
+}
+
+TEST_F(PostgresSchemaTest, States_that_were_found_before_are_counted) {
+  Upgrade();
+  database.Connect().Execute(
+      "INSERT INTO manager (uuid, name, label, token_hash, registered, changed) "
+      "SELECT 'u' || i, 'n', 'n', 't' || i, 0, 0 FROM generate_series(1, 6) AS i; "
+      "INSERT INTO heartbeat (manager, late_at, offline_at, state) "
+      "SELECT key, 1, 1, (row_number() OVER ())::int / 3 FROM manager; "
+      "ALTER TABLE total DROP COLUMN late, DROP COLUMN offline; "
+      "UPDATE cloudservice_schema SET version = 5");
+  Upgrade();
+  const Result found = database.Connect().Run(kFound);
+  EXPECT_EQ(found.First().Number(0), 3);
+  EXPECT_EQ(found.First().Number(1), 1);
 }
 
 TEST_F(PostgresSchemaTest, Is_made_by_one_of_many_that_come_at_once) {

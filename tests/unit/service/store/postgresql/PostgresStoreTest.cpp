@@ -351,6 +351,16 @@ TEST_F(PostgresSendersTest, Heartbeats_are_written_by_one_statement_and_each_has
   EXPECT_EQ(Transactions(), 1u);
 }
 
+TEST_F(PostgresSendersTest, Those_of_appliances_that_come_back_are_written_by_one_statement_too) {
+  store.Write([](Transaction& work) { EXPECT_EQ(work.Settle(100000, 99), 2); });
+  std::int64_t count = 0;
+  RunThem({Beats("u", count), Beats("v", count), Beats("u", count)});
+  EXPECT_THAT(Statements(), ElementsAre("heartbeat", "heartbeat")) << "the first settled them";
+  EXPECT_EQ(Transactions(), 1u);
+  EXPECT_EQ(store.Read([](Transaction& look) { return look.CountStates(2001); }),
+            (StateCounts{2, 0, 0}));
+}
+
 TEST_F(PostgresSendersTest, Values_are_written_by_one_statement) {
   std::int64_t count = 0;
   RunThem({Sends("u", "1"), Beats("v", count), Sends("v", "2")});
