@@ -34,6 +34,12 @@ std::string HeartbeatsEvent(const std::map<std::string, std::int64_t>& heard) {
   return EventText("heartbeats", {{"heartbeats", std::move(list)}});
 }
 
+// What waits of heartbeats is told before anything else, so that an identifier means that all up to
+// it was told.
+std::string Taken(std::map<std::string, std::int64_t>& heard) {
+  return heard.empty() ? "" : HeartbeatsEvent(std::exchange(heard, {}));
+}
+
 std::string ResetEvent() { return EventText("reset", Json::object()); }
 
 }  // namespace
@@ -54,12 +60,12 @@ std::shared_ptr<Stream> Feed::Open(std::int64_t person, const std::string& sessi
                                    const std::string& last) {
   std::string text;
   std::size_t events = 0;
+  Heard heard;
   const Take take = [&](const std::string&, const Place& at, const std::string& event) {
-    text += LineOf(at) + event;
+    text += Taken(heard) + LineOf(at) + event;
     return ++events <= kMissed && text.size() <= kMissedBytes;
   };
   std::optional<Place> place = PlaceOf(last);
-  Heard heard;
   // Most of it is read before the other readers have to wait.
   bool whole = place && GoOn(*place, Here(), kMissed, heard, take);
 
@@ -80,8 +86,8 @@ std::shared_ptr<Stream> Feed::Open(std::int64_t person, const std::string& sessi
   } else {
     TellAll();
   }
-  whole = whole && GoOn(*place, m_place, kMissed, heard, take) &&
-          (heard.empty() || take("", *place, HeartbeatsEvent(heard)));
+  whole = whole && GoOn(*place, m_place, kMissed, heard, take);
+  text += Taken(heard);
   if (!whole) text = last.empty() ? "" : LineOf(m_place) + ResetEvent();
   auto stream = std::make_shared<Stream>(kMaxUnread + kMissedBytes);
   // The identifier lets the reader catch up even if the connection breaks before the next event.
@@ -156,10 +162,10 @@ void Feed::Try(const std::function<void()>& tell) {
 
 void Feed::TellAll() {
   const Place here = Here();
-  // While something waits, no event has an identifier: a reader who comes back goes on before all
+  // While something is held, no event has an identifier: a reader who comes back goes on before all
   // that it was not told.
   const Take take = [this](const std::string& uuid, const Place& place, const std::string& text) {
-    Write((m_held == 0 && m_heard.empty() ? LineOf(place) : "") + text);
+    Write(Taken(m_heard) + (m_held == 0 ? LineOf(place) : "") + text);
     Told& told = m_told[uuid];
     ++told.events;
     told.bytes += text.size();
@@ -185,7 +191,7 @@ bool Feed::Hold(const std::string& uuid) {
 }
 
 void Feed::Release() {
-  std::string text = m_heard.empty() ? "" : HeartbeatsEvent(m_heard);
+  std::string text = Taken(m_heard);
   for (const auto& [uuid, told] : m_told) {
     if (told.held) text += EventText("more", {{"uuid", uuid}});
   }

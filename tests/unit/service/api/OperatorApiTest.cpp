@@ -208,8 +208,10 @@ TEST_F(FeedTest, Reader_who_leaves_while_heartbeats_wait_is_told_them) {
   (*store)->AddHeartbeat("u-1", now, 90, "");
   Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, R"({"A": 1})");
   const std::string text = Text(*stream);
-  EXPECT_THAT(text, StartsWith("event: resource\n")) << "without an identifier";
-  EXPECT_EQ(TypesIn(Open(before)->Take()), "resource heartbeats ");
+  EXPECT_EQ(TypesIn(text), "heartbeats resource ") << "all up to an identifier is told";
+  EXPECT_THAT(text, testing::ContainsRegex("\n\nid: [0-9-]+\nevent: resource\n"));
+  EXPECT_EQ(TypesIn(Open(before)->Take()), "heartbeats resource ");
+  EXPECT_EQ(TypesIn(Open(IdentifierIn(text))->Take()), "");
 }
 
 TEST_F(FeedTest, Heartbeat_of_an_appliance_that_was_late_is_told_at_once) {
