@@ -121,8 +121,8 @@ class Feed {
   // The place behind all that there is.
   Place Here();
   // Moves the place on to `end`, and tells what lies between, but for heartbeats, which it adds to
-  // `heard`. False when the changes behind the
-  // place are not all kept any more or more than `most`, or when `take` wants no more.
+  // `heard`. False when the changes behind the place are not all kept any more or more than `most`,
+  // or when `take` wants no more.
   bool GoOn(Place& place, const Place& end, std::size_t most, Heard& heard, const Take& take,
             const Skip& skip = nullptr);
   bool TellDue(Place& place, std::int64_t now, const Take& take);

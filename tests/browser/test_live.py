@@ -41,12 +41,16 @@ def test_a_heartbeat_brings_an_appliance_back(seeded, watcher):
     assert watcher.text(f"tr[data-uuid='{west.uuid}'] .mark") == "Alive"
 
 
-def test_heartbeats_come_to_the_rows_without_loading_the_list(seeded, browser):
+def follows_with_held_clock(seeded, browser):
     browser.signs_in(seeded.service.url)
     browser.holds_clock()
     browser.goes("/")
     browser.sees_text("Live", ".link")
     browser.settles()
+
+
+def test_heartbeats_come_to_the_rows_without_loading_the_list(seeded, browser):
+    follows_with_held_clock(seeded, browser)
     room = seeded.appliances["Server room B"]
     room.beats()
     browser.settles()
@@ -60,11 +64,7 @@ def test_heartbeats_come_to_the_rows_without_loading_the_list(seeded, browser):
 
 
 def test_changes_are_told_to_screen_readers_one_at_a_time(seeded, browser):
-    browser.signs_in(seeded.service.url)
-    browser.holds_clock()
-    browser.goes("/")
-    browser.sees_text("Live", ".link")
-    browser.settles()
+    follows_with_held_clock(seeded, browser)
     browser.passes(6)
     room = seeded.appliances["Server room B"]
     heard = lambda: browser.texts("#news")[0]

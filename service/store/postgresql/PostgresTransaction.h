@@ -212,7 +212,7 @@ class PostgresTransaction : public Transaction {
 
   std::vector<ApplianceRecord> ListInOrder(const FleetFilter& filter);
   std::vector<ApplianceRecord> ListByState(const FleetFilter& filter);
-  // Counts only appliances with an open alarm of the severity, if one is given.
+  // Counts only appliances with an open alarm of the severity.
   StateCounts CountStates(std::int64_t now, Severity severity);
 
   std::optional<OpenAlarm> FindOpenAlarm(const std::string& chassis, const std::string& alarm);

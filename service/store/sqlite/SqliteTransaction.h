@@ -135,7 +135,7 @@ class SqliteTransaction : public Transaction {
   std::vector<std::string> ListByState(const FleetFilter& filter);
   // The UUIDs of the appliances in the filter's state, ordered by name.
   std::vector<std::string> ListOfState(const FleetFilter& filter);
-  // Counts only appliances with an open alarm of the severity, if one is given.
+  // Counts only appliances with an open alarm of the severity.
   StateCounts CountStates(std::int64_t now, Severity severity);
   std::int64_t CountAll(std::optional<Severity> severity);
   std::optional<OpenAlarm> FindOpenAlarm(const std::string& chassis, const std::string& alarm);
