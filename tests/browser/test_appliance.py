@@ -263,7 +263,7 @@ def test_a_removal_that_fails_says_why_and_can_be_tried_again(seeded, line, brow
     browser.clicks(".removal > button")
     line.cut()
     browser.clicks(".danger")
-    browser.sees_text("The service does not answer.", "dialog")
+    browser.sees_text("The service does not answer. It may be gone all the same.", "dialog")
     line.mend()
     browser.clicks(".danger")
     browser.sees("table.fleet")

@@ -126,10 +126,10 @@ export function Link({to, scroll = 0, children, ...rest}: LinkProps) {
   return <a href={to} onClick={onClick} {...rest}>{children}</a>;
 }
 
-// Leads to the fleet as the reader left it; from the fleet to the whole of it.
 // Goes where the reader left the fleet.
 export const goToFleet = () => go(fleet.address, false, fleet.scroll);
 
+// Leads to the fleet as the reader left it; from the fleet to the whole of it.
 export function FleetLink(rest: Omit<LinkProps, "to" | "scroll">) {
   const {path} = useAddress();
   if (applianceOf(path) === undefined) return <Link to="/" {...rest} />;

@@ -2,7 +2,7 @@
 // The removal of an appliance, with what it means said before.
 import {useRef, useState} from "preact/hooks";
 import {goToFleet} from "./address";
-import {api, type ApplianceDetail} from "./api";
+import {api, ApiError, type ApplianceDetail} from "./api";
 import {Icon} from "./icons";
 
 const MEANING = "Its readings, events, alarms and documents are gone at once and for good.";
@@ -25,7 +25,8 @@ export function Removal({one}: {one: ApplianceDetail}) {
       await api.remove(one.uuid);
       goToFleet();
     } catch (failure) {
-      setFault((failure as Error).message);
+      const isAnswered = failure instanceof ApiError && failure.status > 0;
+      setFault((failure as Error).message + (isAnswered ? "" : " It may be gone all the same."));
       setBusy(false);
     }
   };
@@ -38,7 +39,7 @@ export function Removal({one}: {one: ApplianceDetail}) {
         <h2 id="removal">Remove {one.name || one.uuid}?</h2>
         <p>{MEANING}</p>
         <p>{one.state === "alive" ? `It is alive: ${AFTER}` : `Should it come back, ${AFTER}`}</p>
-        {fault && <p class="fault" role="alert"><Icon name="Fault" />{fault} It may be gone all the same.</p>}
+        {fault && <p class="fault" role="alert"><Icon name="Fault" />{fault}</p>}
         <div class="choices">
           <button disabled={busy} onClick={() => dialog.current?.close()}>Keep it</button>
           <button class="danger" disabled={busy} onClick={remove}>Remove it for good</button>
