@@ -21,6 +21,19 @@ host::JsonRef AskDaemon(const char* op, double seconds, Problem& problem) {
   return answer;
 }
 
+std::string WhatHappened(const json_t* message) {
+  const std::string text = host::JsonText(json_object_get(message, "unit")) + " " +
+                           host::JsonText(json_object_get(message, "text"));
+  const auto explanation = MessageTable(kMessagesDocument).Find(text);
+  return host::JsonText(json_object_get(message, "time")) + ": " +
+         (explanation ? explanation->happened : text);
+}
+
+bool IsOfFullQueue(const json_t* message) {
+  const std::string text = host::JsonText(json_object_get(message, "text"));
+  return text.find(": queue full, ") != std::string::npos;
+}
+
 }  // namespace
 
 void CheckDaemon(double seconds, Checkup& checkup) {
@@ -31,23 +44,26 @@ void CheckDaemon(double seconds, Checkup& checkup) {
     return;
   }
   checkup.Good("daemon", "runs");
-  const json_t* last = nullptr;
+  const json_t* failure = nullptr;
+  const json_t* dropped = nullptr;
   size_t index = 0;
   const json_t* message = nullptr;
   json_array_foreach(json_object_get(answer.get(), "messages"), index, message) {
-    if (json_integer_value(json_object_get(message, "level")) == kLevelOfFailure) last = message;
+    if (json_integer_value(json_object_get(message, "level")) == kLevelOfFailure) failure = message;
+    if (IsOfFullQueue(message)) dropped = message;
   }
-  if (last == nullptr) {
+  if (dropped == nullptr) {
+    checkup.Good("queues", "nothing was dropped, by the newest messages");
+  } else {
+    checkup.Notice("queues", "at " + WhatHappened(dropped),
+                   "see why requests take so long, or whether the device changes without end");
+  }
+  if (failure == nullptr) {
     checkup.Good("log", "no failure among the newest messages");
-    return;
+  } else {
+    checkup.Notice("log", "the last failure, at " + WhatHappened(failure),
+                   "cloudclientctl log explain");
   }
-  const std::string text = host::JsonText(json_object_get(last, "unit")) + " " +
-                           host::JsonText(json_object_get(last, "text"));
-  const auto explanation = MessageTable(kMessagesDocument).Find(text);
-  checkup.Notice("log",
-                 "the last failure, at " + host::JsonText(json_object_get(last, "time")) + ": " +
-                     (explanation ? explanation->happened : text),
-                 "cloudclientctl log explain");
 }
 
 void CheckSources(double seconds, Checkup& checkup) {

@@ -8,7 +8,8 @@ namespace ctl {
 
 // Ask the daemon over its socket, which may take so many seconds.
 
-// "daemon": whether it answers. "log": what failed in it last.
+// "daemon": whether it answers. "queues": whether more waited than the policy lets wait, as far as
+// the newest messages tell. "log": what failed in it last.
 void CheckDaemon(double seconds, Checkup& checkup);
 // "sources": points whose source gives no value.
 void CheckSources(double seconds, Checkup& checkup);

@@ -57,10 +57,12 @@ void CheckDates(const Certificate& certificate, Checkup& checkup) {
 }
 
 // What the policy makes of a certificate.
+bool IsTls(const std::string& url) { return strncasecmp(url.c_str(), "https:", 6) == 0; }
+
 void JudgeCertificate(const std::string& url, const Certificate& certificate, Checkup& checkup) {
   const Policy::Transport& transport = cloudclient::ThePolicy().transport;
   const std::vector<std::string> pins = Pins();
-  const std::string trust = "cloudclientctl trust " + url;
+  const std::string trust = "cloudclientctl trust " + WithoutUser(url);
   const bool isPinned = std::find(pins.begin(), pins.end(), certificate.pin) != pins.end();
   if (isPinned) {
     checkup.Good("certificate", "its key is pinned");
@@ -81,6 +83,16 @@ void JudgeCertificate(const std::string& url, const Certificate& certificate, Ch
         trust + ", or a CaFile in the policy");
   }
   if (!checkup.IsWrong("certificate")) CheckDates(certificate, checkup);
+}
+
+// Behind a proxy the certificate is not looked at here: only requests by the policy tell.
+void JudgeUnseen(Checkup& checkup) {
+  if (cloudclient::ThePolicy().transport.verifyServer || !Pins().empty()) return;
+  checkup.Notice(
+      "certificate",
+      "is not checked, and behind a proxy no key is pinned here: anybody between can read "
+      "and change everything",
+      "set Transport.VerifyServer or Transport.PinnedPublicKey in the policy");
 }
 
 std::string DifferenceText(time_t seconds) {
@@ -176,7 +188,7 @@ Problem LookUp(const Appliance& appliance, double seconds, ServiceAnswer& answer
 std::string ProxyTo(const std::string& url, const Policy& policy) {
   if (policy.transport.proxy) return *policy.transport.proxy;
   // The daemon's own environment may be another one; this is what is known here.
-  const bool isTls = strncasecmp(url.c_str(), "https:", 6) == 0;
+  const bool isTls = IsTls(url);
   if (IsWithoutProxy(url)) return {};
   const std::vector<const char*> names =
       isTls ? std::vector<const char*>{"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}
@@ -187,14 +199,6 @@ std::string ProxyTo(const std::string& url, const Policy& policy) {
   return {};
 }
 
-std::string WithoutUser(std::string url) {
-  const size_t scheme = url.find("://");
-  const size_t begin = scheme == std::string::npos ? 0 : scheme + 3;
-  const size_t at = url.rfind('@', url.find_first_of("/?#", begin));
-  if (at != std::string::npos && at >= begin) url.replace(begin, at - begin, host::kMask);
-  return url;
-}
-
 bool IsKnown(const Appliance& appliance, double seconds) {
   ServiceAnswer answer;
   return !appliance.token.empty() && !LookUp(appliance, seconds, answer) && RefersToManager(answer);
@@ -202,13 +206,14 @@ bool IsKnown(const Appliance& appliance, double seconds) {
 
 void CheckWay(const std::string& url, double seconds, Checkup& checkup, Certificate& shown) {
   const std::string proxy = ProxyTo(url, cloudclient::ThePolicy());
+  const bool isTls = IsTls(url);
   if (!proxy.empty()) {
     checkup.Notice("proxy",
                    "requests go by " + WithoutUser(proxy) + ", which looks the service up");
+    if (isTls) JudgeUnseen(checkup);
     return;
   }
   ServiceAddress address;
-  const bool isTls = strncasecmp(url.c_str(), "https:", 6) == 0;
   const std::string named = isTls ? url : "https" + url.substr(std::min<size_t>(4, url.size()));
   if (const Problem problem = ParseServiceUrl(named, address)) {
     checkup.Wrong("connection", problem.Text(), "cloudclientctl config set Url");

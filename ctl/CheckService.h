@@ -17,9 +17,6 @@ namespace ctl {
 // for none.
 std::string ProxyTo(const std::string& url, const cloudclient::Policy& policy);
 
-// A URL without the user and password that it may hold.
-std::string WithoutUser(std::string url);
-
 // "connection", "certificate", or "proxy" where one stands between. `shown` becomes the
 // certificate, where the service has shown one.
 void CheckWay(const std::string& url, double seconds, Checkup& checkup, Certificate& shown);

@@ -4,9 +4,11 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 
+#include "ctl/Dial.h"
 #include "ctl/Output.h"
 #include "ctl/QuietTerminal.h"
 #include "host/config/ConfigKeys.h"
@@ -39,6 +41,14 @@ bool IsOneLine(std::string& secret) {
   return isLine && !secret.empty() && secret.size() <= kLongestSecret;
 }
 
+// They would end a header's line, or write on a terminal.
+bool HoldsControlByte(const std::string& text) {
+  return std::any_of(text.begin(), text.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7f;
+  });
+}
+
 // Whether the daemon can make its addresses of that one: it puts paths behind it as it is.
 Problem CheckUrl(const std::string& key, const std::string& url) {
   size_t host = 0;
@@ -49,11 +59,8 @@ Problem CheckUrl(const std::string& key, const std::string& url) {
   if (host == 0) return Problem(key + " begins with https:// or http://");
   if (url.size() == host) return Problem(key + " names no host");
   if (url.back() == '/') return Problem(key + " has no slash at its end");
-  for (const char c : url) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte <= 0x20 || byte == 0x7f || c == '?' || c == '#') {
-      return Problem(key + " has no blanks, no control bytes, no ? and no #");
-    }
+  if (HoldsControlByte(url) || url.find_first_of(" ?#") != std::string::npos) {
+    return Problem(key + " has no blanks, no control bytes, no ? and no #");
   }
   return {};
 }
@@ -81,6 +88,7 @@ host::Problem CheckValue(const host::ConfigStore::Key& key, const std::string& v
     return Problem(name + " is a name: the daemon does not connect an appliance that has none");
   }
   if (key.form == Form::kUrl && !value.empty()) return CheckUrl(name, value);
+  if (HoldsControlByte(value)) return Problem(name + " has no control bytes");
   if (key.form == Form::kUuid && !value.empty() && !IsUuid(value)) {
     return Problem(name +
                    " has the form 6d7a7c3e-5a54-4a0e-9d0b-6f1c2a3b4c5d, or is empty for a new one");
@@ -93,9 +101,9 @@ std::string EndedByName(const std::string& name) {
   const bool connected = cloud.Flag(host::kEnabled) && !cloud.Text(host::kXAuthToken).empty();
   if (!connected || name == host::SysInfoStore().Text(host::kSysName)) return "";
   const host::JsonRef chassis = cloud.Object(host::kChassis);
-  return "a new name unregisters the appliance: " + cloud.Text(host::kUrl) + " deletes manager " +
-         cloud.Text(host::kUuid) + ", " + std::to_string(json_object_size(chassis.get())) +
-         " chassis and their history";
+  return "a new name unregisters the appliance: " + WithoutUser(cloud.Text(host::kUrl)) +
+         " deletes manager " + cloud.Text(host::kUuid) + ", " +
+         std::to_string(json_object_size(chassis.get())) + " chassis and their history";
 }
 
 bool ReadSecret(const std::string& key, std::string& secret) {

@@ -16,6 +16,7 @@
 
 #include "host/util/Numbers.h"
 #include "host/util/QuietThread.h"
+#include "host/util/Secrets.h"
 
 namespace ctl {
 
@@ -90,14 +91,23 @@ std::string ServiceAddress::Text() const {
   return (isIpv6 ? "[" + host + "]" : host) + ":" + port;
 }
 
+std::string WithoutUser(std::string url) {
+  const size_t scheme = url.find("://");
+  const size_t begin = scheme == std::string::npos ? 0 : scheme + 3;
+  const size_t at = url.rfind('@', url.find_first_of("/?#", begin));
+  if (at != std::string::npos && at >= begin) url.replace(begin, at - begin, host::kMask);
+  return url;
+}
+
 Problem ParseServiceUrl(const std::string& url, ServiceAddress& address) {
   constexpr size_t kSchemeSize = sizeof kScheme - 1;
   if (strncasecmp(url.c_str(), kScheme, kSchemeSize) != 0) {
     return Problem("a service with a certificate has a URL that begins with https://");
   }
-  const std::string authority =
+  std::string authority =
       url.substr(kSchemeSize, url.find_first_of("/?#", kSchemeSize) - kSchemeSize);
-  Problem wrong("'" + url + "' names no host, or a port that is none");
+  authority.erase(0, authority.rfind('@') + 1);
+  Problem wrong("'" + WithoutUser(url) + "' names no host, or a port that is none");
   const bool isBracketed = authority.compare(0, 1, "[") == 0;
   const size_t bracket = isBracketed ? authority.find(']') : 0;
   if (bracket == std::string::npos) return wrong;
@@ -108,7 +118,7 @@ Problem ParseServiceUrl(const std::string& url, ServiceAddress& address) {
   const size_t hostEnd = isBracketed ? bracket + 1 : parsed.host.size();
   const bool ends = hostEnd == std::min(colon, authority.size());
   const bool plain = std::all_of(parsed.host.begin(), parsed.host.end(), [](char c) {
-    return static_cast<unsigned char>(c) > 0x20 && c != '@' && c != 0x7f;
+    return static_cast<unsigned char>(c) > 0x20 && c != 0x7f;
   });
   if (!ends || !plain || parsed.host.empty() || !IsPort(parsed.port)) return wrong;
   address = parsed;

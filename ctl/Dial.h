@@ -22,7 +22,11 @@ struct ServiceAddress {
   std::string Text() const;
 };
 
-// The address that an https URL names; what follows it in the URL is not looked at.
+// A URL with a mask for the user and password that it may hold.
+std::string WithoutUser(std::string url);
+
+// The address that an https URL names; a user before it and what follows it are not looked at. A
+// problem shows the URL without them.
 host::Problem ParseServiceUrl(const std::string& url, ServiceAddress& address);
 
 // The time that is so many seconds from now.

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // device init hwmon|snmp|redfish|modbus
 #include <algorithm>
+#include <cerrno>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include <CLI/CLI.hpp>
@@ -36,7 +38,9 @@ const char kInitExamples[] = R"(Examples:
   cloudclientctl device init snmp 192.0.2.7:161 --snmp-version 2c --oid 1.3.6.1.4.1.58888 \
       --credentials /etc/cloudclient/pdu-7.json
   cloudclientctl device init redfish https://bmc.example.org --credentials /etc/cloudclient/bmc.json
-  cloudclientctl device init modbus 192.0.2.9 --table registers.csv --to trial)";
+  cloudclientctl device init modbus 192.0.2.9 --table registers.csv --to trial
+  cloudclientctl device init modbus /dev/ttyUSB0 --baud 19200 --parity none --stop-bits 2 \
+      --table registers.csv)";
 
 // What the command line says.
 struct InitWords {
@@ -48,16 +52,24 @@ struct InitWords {
   std::string credentials;
   std::string caFile;
   std::string pin;
+  std::optional<int> baud;
+  std::string parity;
+  std::optional<int> stopBits;
   std::string to;  // a folder for all files
   size_t most = 200;
   bool replace = false;
 };
 
-// Texts among the settings of a connection; empty ones are left out.
-std::string SettingsOf(std::initializer_list<std::pair<const char*, std::string>> texts) {
+// Texts and numbers among the settings of a connection; those that nobody gave are left out.
+std::string SettingsOf(
+    std::initializer_list<std::pair<const char*, std::string>> texts,
+    std::initializer_list<std::pair<const char*, std::optional<int>>> numbers = {}) {
   const JsonRef settings(json_object());
   for (const auto& [key, text] : texts) {
     if (!text.empty()) host::PutJson(settings.get(), key, host::AnyText(text));
+  }
+  for (const auto& [key, number] : numbers) {
+    if (number) host::PutJson(settings.get(), key, JsonRef(json_integer(*number)));
   }
   return host::DumpedJson(settings.get(), JSON_COMPACT);
 }
@@ -75,7 +87,9 @@ std::string ConnectionOf(const InitWords& words) {
                        {"PinnedPublicKey", words.pin}});
   }
   if (type != "modbus") return "{}";
-  return SettingsOf({{words.where.rfind('/', 0) == 0 ? "Device" : "Address", words.where}});
+  const bool isLine = words.where.rfind('/', 0) == 0;
+  return SettingsOf({{isLine ? "Device" : "Address", words.where}, {"Parity", words.parity}},
+                    {{"Baud", words.baud}, {"StopBits", words.stopBits}});
 }
 
 Problem ProblemOf(const host::SettingFaults& faults) {
@@ -188,8 +202,8 @@ int Init(const Choice& choice, InitWords words) {
   }
   const std::vector<NewFile> files = FilesOf(words, device);
   if (Problem problem = WriteNewFiles(files, words.replace)) {
-    const bool isThere = problem.Text().find("is there already") != std::string::npos;
-    PrintError(problem.Text() + (isThere ? ": --force replaces it" : "") + "; nothing is written");
+    const char* const hint = problem.Errno() == EEXIST ? ": --force replaces it" : "";
+    PrintError(problem.Text() + hint + "; nothing is written");
     return kFailed;
   }
   Report(choice, device, files, offer.isCut);
@@ -256,6 +270,12 @@ void AddModbusKind(CLI::App& init, Choice& choice) {
       ->required();
   kind->add_option("--table", words->table, "The table: a line of names, then a register a line")
       ->required();
+  kind->add_option("--baud", words->baud, "Of a line, bits a second; 9600 if not given")
+      ->check(CLI::Range(110, 4000000));
+  kind->add_option("--parity", words->parity, "Of a line: none, even or odd; even if not given")
+      ->check(CLI::IsMember({"none", "even", "odd"}));
+  kind->add_option("--stop-bits", words->stopBits, "Of a line: 1 or 2; 1 if not given")
+      ->check(CLI::Range(1, 2));
 }
 
 }  // namespace

@@ -3,14 +3,16 @@
 #include "ctl/Journal.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <utility>
 
+#include "ctl/Dial.h"
 #include "ctl/Spawn.h"
-#include "host/util/Fd.h"
 
 namespace ctl {
 
@@ -19,6 +21,7 @@ using host::Problem;
 namespace {
 
 constexpr char kJournalProgram[] = "journalctl";
+constexpr double kLongestEnd = 5;  // seconds, of one whose output is closed
 
 }  // namespace
 
@@ -29,8 +32,11 @@ Journal::~Journal() {
 Problem Journal::Open(const std::string& unit, const std::string& part) {
   std::array<int, 2> ends = {};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) return Problem::OfErrno(errno).With("a pipe");
+  m_pipe = host::Fd(ends[0]);
   const host::Fd writing(ends[1]);
-  m_lines.reset(fdopen(ends[0], "r"));
+  m_isSilent = false;
+  m_lines.reset(fopencookie(this, "r", {&Journal::Read, nullptr, nullptr, nullptr}));
+  if (!m_lines) return Problem::OfErrno(errno).With(kJournalProgram);
   Problem problem = Spawn(
       {kJournalProgram, "--no-pager", "--quiet", "--output=short-iso", "--unit=" + unit, part},
       writing.Get(), m_process);
@@ -38,9 +44,23 @@ Problem Journal::Open(const std::string& unit, const std::string& part) {
   return problem;
 }
 
+// A part of what it writes, for the stream.
+ssize_t Journal::Read(void* journal, char* bytes, size_t size) {
+  auto& its = *static_cast<Journal*>(journal);
+  its.m_isSilent = !WaitUntilReady(its.m_pipe.Get(), POLLIN, After(its.m_longestSilence));
+  if (!its.m_isSilent) return read(its.m_pipe.Get(), bytes, size);
+  errno = ETIMEDOUT;
+  return -1;
+}
+
 Problem Journal::End() {
-  m_lines.reset();  // it then ends also when it has not written everything
-  return AwaitEnd(kJournalProgram, std::exchange(m_process, 0));
+  m_lines.reset();
+  m_pipe = host::Fd();  // it then ends also when it has not written everything
+  if (m_isSilent) kill(m_process, SIGKILL);
+  const Problem problem = AwaitEnd(kJournalProgram, std::exchange(m_process, 0), kLongestEnd);
+  if (!m_isSilent) return problem;
+  return Problem(std::string(kJournalProgram) + " has written nothing for " +
+                 SecondsText(m_longestSilence));
 }
 
 bool ReadLine(FILE* log, std::string& line) {

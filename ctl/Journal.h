@@ -8,14 +8,16 @@
 #include <memory>
 #include <string>
 
+#include "host/util/Fd.h"
 #include "host/util/Problem.h"
 
 namespace ctl {
 
-// The log of a unit, as journalctl writes it.
+// The log of a unit, as journalctl writes it; it has failed where it writes nothing for too long.
 class Journal {
  public:
-  Journal() = default;
+  // `longestSilence` is in seconds.
+  explicit Journal(double longestSilence = 30) : m_longestSilence(longestSilence) {}
   // Ends journalctl, if End has not been called.
   ~Journal();
   Journal(const Journal&) = delete;
@@ -26,10 +28,15 @@ class Journal {
   host::Problem Open(const std::string& unit, const std::string& part);
   // What it writes; not null once it is open.
   FILE* Lines() const { return m_lines.get(); }
-  // Waits for it to end, and says whether it has failed.
+  // Ends it, also where it has more to write, and says whether it has failed.
   host::Problem End();
 
  private:
+  static ssize_t Read(void* journal, char* bytes, size_t size);
+
+  const double m_longestSilence;
+  host::Fd m_pipe;
+  bool m_isSilent = false;  // for too long
   std::unique_ptr<FILE, int (*)(FILE*)> m_lines{nullptr, &std::fclose};
   pid_t m_process = 0;
 };

@@ -101,7 +101,7 @@ class Writing {
 Problem WriteNewFiles(const std::vector<NewFile>& files, bool replace) {
   for (const NewFile& file : files) {
     if (!replace && access(file.path.c_str(), F_OK) == 0) {
-      return Problem("is there already").With(file.path);
+      return Problem::OfErrno(EEXIST).With(file.path);
     }
   }
   Writing writing(replace);

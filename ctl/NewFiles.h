@@ -15,7 +15,7 @@ struct NewFile {
 };
 
 // Writes all of these files, or none of them; each for all to read, and its folder made where it is
-// missing. A file that is there already is a problem, unless it is to be replaced.
+// missing. A file that is there already is a problem (EEXIST), unless it is to be replaced.
 host::Problem WriteNewFiles(const std::vector<NewFile>& files, bool replace);
 
 }  // namespace ctl

@@ -18,6 +18,8 @@ using host::Problem;
 namespace {
 
 constexpr char kServiceManager[] = "systemctl";
+// The manager itself gives a unit that does not stop 90 s.
+constexpr double kLongestRestart = 120;
 
 Problem RestartByManager() {
   pid_t process = 0;
@@ -25,7 +27,7 @@ Problem RestartByManager() {
           Spawn({kServiceManager, "restart", "cloudclient"}, STDERR_FILENO, process)) {
     return problem;
   }
-  return AwaitEnd(kServiceManager, process);
+  return AwaitEnd(kServiceManager, process, kLongestRestart);
 }
 
 bool IsRunning(double seconds) {

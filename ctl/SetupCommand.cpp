@@ -244,7 +244,8 @@ void Setup::SayWhatEnds() {
                        "e-mail address and key are tried at the next registration only");
     }
   } else {
-    if (!before.token.empty()) m_ended = "the registration at " + before.url + " is given up";
+    if (!before.token.empty())
+      m_ended = "the registration at " + WithoutUser(before.url) + " is given up";
     m_checkup.Notice("registration", "if the service knows " + before.uuid +
                                          ", a new registration drops what it has "
                                          "of it: chassis, documents and events");

@@ -7,6 +7,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+
+#include "ctl/Dial.h"
 
 namespace ctl {
 
@@ -25,9 +28,18 @@ Problem Spawn(std::vector<std::string> words, int output, pid_t& process) {
   return error == 0 ? Problem() : Problem::OfErrno(error).With(words.front() + " can't be run");
 }
 
-Problem AwaitEnd(const std::string& program, pid_t process) {
+Problem AwaitEnd(const std::string& program, pid_t process, double seconds) {
+  constexpr useconds_t kPause = 20000;
+  const SteadyClock::time_point end = After(seconds);
   int status = 0;
-  while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
+  for (;;) {
+    const bool isOver = SteadyClock::now() >= end;
+    if (isOver) kill(process, SIGKILL);
+    const pid_t ended = waitpid(process, &status, isOver ? 0 : WNOHANG);
+    if (ended < 0 && errno == EINTR) continue;
+    if (isOver) return Problem(program + " has not ended within " + SecondsText(seconds));
+    if (ended != 0) break;
+    usleep(kPause);
   }
   const bool isDone = WIFEXITED(status) && WEXITSTATUS(status) == 0;
   return isDone ? Problem() : Problem(program + " has failed");

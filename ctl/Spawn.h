@@ -15,8 +15,9 @@ namespace ctl {
 // goes to `output`. A problem, which names the program, when it can't be run.
 host::Problem Spawn(std::vector<std::string> words, int output, pid_t& process);
 
-// Waits for its end; a problem, which names the program, when it has failed.
-host::Problem AwaitEnd(const std::string& program, pid_t process);
+// Waits for its end, so many seconds at most, beyond which it is killed. A problem, which names the
+// program, when it has failed or was killed.
+host::Problem AwaitEnd(const std::string& program, pid_t process, double seconds);
 
 }  // namespace ctl
 

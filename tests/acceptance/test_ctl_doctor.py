@@ -81,7 +81,7 @@ def test_doctor_finds_nothing_wrong_with_an_appliance_that_works(well, ctl, doct
     said = ctl.does("doctor")
     assert said.endswith("\nNothing is wrong.\n")
     verdicts = {line.split()[1]: line.split()[0] for line in said.splitlines() if line[:1].isalpha()}
-    for subject in ("configuration", "rights", "policy", "device", "daemon", "sources", "connection",
+    for subject in ("configuration", "rights", "policy", "device", "daemon", "queues", "sources", "connection",
                     "certificate", "service", "clock", "registration", "heartbeat", "chassis",
                     "outbox", "disk"):
         assert verdicts[subject] == "good", said
@@ -258,7 +258,16 @@ def test_doctor_asks_by_the_proxy(described, daemon, recorder, doctor):
     daemon.configure(Url="http://cloud.example.org")
     assert doctor.one("proxy")[1] == f"requests go by {recorder.url}, which looks the service up"
     assert recorder.lines()[0] == "GET http://cloud.example.org/redfish/v1"
-    assert doctor("connection") == []
+    assert doctor("connection") == doctor("certificate") == []
+
+
+def test_doctor_says_that_nothing_is_pinned_behind_a_proxy(described, daemon, recorder, doctor):
+    daemon.configure(Url="https://cloud.example.org")
+    daemon.write("policy.json", {"Transport": {"Proxy": recorder.url}})
+    verdict, text, _ = doctor.one("certificate")
+    assert verdict == "notice" and "behind a proxy no key is pinned here" in text
+    daemon.write("policy.json", {"Transport": {"Proxy": recorder.url, "VerifyServer": True}})
+    assert doctor("certificate") == []
 
 
 def test_doctor_sees_what_waits_too_long(well, doctor):

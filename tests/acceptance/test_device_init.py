@@ -92,7 +92,7 @@ def test_files_that_are_there_are_left_unless_told(ctl, root, chips, daemon):
     before = files_of(root)
     description = root / "etc/cloudclient/device.json"
     assert ctl.refuses(1, "device", "init", "hwmon", "--label", "new") == (
-        f"{description}: is there already: --force replaces it; nothing is written")
+        f"{description}: File exists: --force replaces it; nothing is written")
     assert files_of(root) == before
     ctl.does("device", "init", "hwmon", "--label", "new", "--force")
     assert json.loads(description.read_text())["Label"] == "new"
@@ -120,6 +120,8 @@ def test_files_go_into_one_folder(ctl, root, folder, chips, daemon):
     (("hwmon", "--sequence", "1.x"), '"ProductSequenceId"'),
     (("modbus", "[::1", "--table", "t.csv"), '[::1: "Address" is no host'),
     (("modbus", "127.0.0.1", "--table", "none.csv"), "none.csv: No such file"),
+    (("modbus", "127.0.0.1", "--table", "t.csv", "--baud", "9600"),
+     '127.0.0.1: "Baud" goes with a "Device" alone'),
     (("modbus", "127.0.0.1", "--table", "bad.csv"), 'bad.csv: line 3: "Table" is none of holding'),
     (("snmp", "127.0.0.1:1", "--credentials", "x"), '"Credentials" is not an absolute path'),
     (("snmp", "127.0.0.1:1", "--credentials", "/nowhere.json"), "/nowhere.json: No such file"),
@@ -132,6 +134,17 @@ def test_bad_input_is_one_message(ctl, root, folder, chips, daemon, arguments, m
     before = files_of(root)
     assert message in ctl.refuses(1, "device", "init", *arguments)
     assert files_of(root) == before
+
+
+def test_serial_line_is_described(ctl, folder, daemon):
+    (folder / "t.csv").write_text("Name,Register\na,1\n")
+    ctl.does("device", "init", "modbus", "/dev/ttyUSB0", "--baud", "19200", "--parity", "none",
+             "--stop-bits", "2", "--table", "t.csv", "--to", "line")
+    (line,) = json.loads((folder / "line/device.json").read_text())["Sources"].values()
+    assert line == {"Type": "modbus", "Device": "/dev/ttyUSB0", "Baud": 19200, "Parity": "none",
+                    "StopBits": 2}
+    assert "--parity" in ctl.refuses(
+        2, "device", "init", "modbus", "/dev/ttyUSB0", "--table", "t.csv", "--parity", "odd?")
 
 
 def test_registers_of_a_table_become_a_device(

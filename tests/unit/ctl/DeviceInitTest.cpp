@@ -189,7 +189,7 @@ TEST_F(NewFilesTest, Are_written_for_all_to_read) {
 TEST_F(NewFilesTest, Leave_alone_what_is_there) {
   std::ofstream(In("two")) << "old";
   EXPECT_EQ(ctl::WriteNewFiles({{In("one"), "1"}, {In("two"), "2"}}, false).Text(),
-            In("two") + ": is there already");
+            In("two") + ": File exists");
   EXPECT_THAT(All(), ElementsAre("two"));
   EXPECT_EQ(TextOf("two"), "old");
 }

@@ -1,73 +1,38 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <sys/socket.h>
-#include <sys/stat.h>
-
-#include <cstdlib>
-#include <filesystem>
 #include <string>
-#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "DaemonOfOneAnswer.h"
 #include "ctl/DeviceSocket.h"
-#include "host/util/Fd.h"
-#include "host/util/Files.h"
 #include "host/util/Paths.h"
-#include "host/util/UnixAddress.h"
 #include "platform/util/LocalPath.h"
 
-namespace fs = std::filesystem;
 using testing::StartsWith;
 
 namespace {
 
 constexpr double kSeconds = 60;
 
-// A daemon of one client, which it answers with `answer` before it ends.
 class DeviceSocketTest : public testing::Test {
  protected:
-  DeviceSocketTest() {
-    std::string name = fs::temp_directory_path() / "device_socket.XXXXXX";
-    EXPECT_NE(mkdtemp(&name[0]), nullptr);
-    m_root = name;
-    setenv("CLOUDCLIENT_ROOT", name.c_str(), 1);
-    const std::string path = LocalPath(host::kControlSocket);
-    EXPECT_FALSE(host::MakeFolders(host::FolderOf(path)));
-    const host::UnixAddress address(path);
-    m_listener = host::Fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    EXPECT_EQ(bind(m_listener.Get(), address.Get(), address.Size()), 0);
-    EXPECT_EQ(listen(m_listener.Get(), 1), 0);
-  }
-  ~DeviceSocketTest() override {
-    unsetenv("CLOUDCLIENT_ROOT");
-    fs::remove_all(m_root);
-  }
-
   // Asks a daemon that answers so; `reads` says whether it takes the request first.
   host::Problem Ask(const std::string& answer, bool reads) {
-    std::thread daemon([&] {
-      const host::Fd client(accept4(m_listener.Get(), nullptr, nullptr, SOCK_CLOEXEC));
-      char request[64];
-      if (reads) {
-        EXPECT_GT(recv(client.Get(), request, sizeof request, 0), 0);
-      }
-      EXPECT_EQ(send(client.Get(), answer.data(), answer.size(), MSG_NOSIGNAL),
-                static_cast<ssize_t>(answer.size()));
+    host::Problem problem;
+    m_daemon.Answers(answer, reads, [&] {
+      const host::JsonRef request(json_pack("{s:s}", "op", "list"));
+      problem = ctl::RequestFromDaemon(request.get(), kSeconds, m_answer);
     });
-    const host::JsonRef request(json_pack("{s:s}", "op", "list"));
-    host::Problem problem = ctl::RequestFromDaemon(request.get(), kSeconds, m_answer);
-    daemon.join();
     return problem;
   }
 
-  std::string Path() const { return LocalPath(host::kControlSocket); }
+  static std::string Path() { return LocalPath(host::kControlSocket); }
 
   host::JsonRef m_answer;
 
  private:
-  fs::path m_root;
-  host::Fd m_listener;
+  test::DaemonOfOneAnswer m_daemon;
 };
 
 TEST_F(DeviceSocketTest, A_line_is_the_answer) {
