@@ -19,7 +19,7 @@ BEATS_EVERY, VALUES_EVERY = 95, 60
 SMALL_FLEET = 100
 ALARMS = 3
 CONNECTIONS = 64
-SLOWEST = 4000  # heartbeats a second, at least
+SLOWEST = 2500  # heartbeats a second, at least
 
 GOAL_TLS = 1.6
 GOAL_PLAIN = {"SQLite": 0.4, "PostgreSQL": 0.2}
@@ -203,25 +203,26 @@ class Measures:
     def _beside(self, backend, disturbance):
         """The first rounds are without it. That it had an effect of its own is looked at, so that
         a disturbance that does nothing is not taken for one that does no harm."""
-        fleet = self._options.fleet
+        fleet = min(self._options.fleet, disturbance.largest or self._options.fleet)
         database = backend.seeded(appliances=fleet, alarms=ALARMS, **disturbance.seed)
         with self._programs.service(database, *disturbance.calm) as service:
+            self._load(service, flat_out="beat", appliances=fleet, seconds=fleet / SLOWEST)
             most = throughput(self._load(service, flat_out="beat", appliances=fleet))
             beats = {"rate": f"beat={most / 2:.1f}", "appliances": fleet}
             alone = self._load(service, **beats)
             if not disturbance.needs_start:
-                meanwhile = self._disturbed(service, disturbance, beats)
+                meanwhile = self._disturbed(service, disturbance, fleet, beats)
         if disturbance.needs_start:
             with self._programs.service(database) as service:
-                meanwhile = self._disturbed(service, disturbance, beats)
+                meanwhile = self._disturbed(service, disturbance, fleet, beats)
         self._say_load("alone", alone)
         self._say_load(f"beside {disturbance.title}", meanwhile)
         self._goals.at_most(f"p99 of a heartbeat at {most / 2:.0f} a second beside "
                             f"{disturbance.title} / alone, {backend.title}",
                             p99(meanwhile) / p99(alone), GOAL_BESIDE)
 
-    def _disturbed(self, service, disturbance, beats):
-        with disturbance(self._programs, service, self._options.fleet, self._options.seconds):
+    def _disturbed(self, service, disturbance, fleet, beats):
+        with disturbance(self._programs, service, fleet, self._options.seconds):
             return self._load(service, warm_up=disturbance.warm_up, **beats)
 
     def hold(self, backend):

@@ -173,6 +173,7 @@ void Feed::TellAll() {
   };
   const bool whole = GoOn(m_place, here, kMaxWaiting, m_heard, take,
                           [this](const std::string& uuid) { return Hold(uuid); });
+  if (m_heard.size() >= kMostHeard) Write(Taken(m_heard));
   // Ticks stand still where the clock runs much too fast.
   if (here.time < m_counted || here.time - m_counted > kTickSeconds) Release();
   if (whole) return;

@@ -45,6 +45,9 @@ class Feed {
   // end takes the streams from nobody.
   static constexpr std::size_t kOfAppliance = 300;
   static constexpr std::size_t kBytesOfAppliance = 128 * 1024;
+  // Heartbeats that wait for the next Tick(): those of a whole fleet at once would be more than may
+  // wait for a reader. One takes some 40 bytes.
+  static constexpr std::size_t kMostHeard = 500;
   // Seconds between calls of Tick() while a stream is open, and between comments on the streams.
   static constexpr std::int64_t kTickSeconds = 5;
   static constexpr std::int64_t kCommentSeconds = 15;

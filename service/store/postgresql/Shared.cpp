@@ -20,9 +20,9 @@ const Sql kNextChanges(
 const Sql kLastChange("SELECT coalesce(max(id), 0) FROM change WHERE id < change_horizon()");
 // The last one stays. Those that are later than it came before the clock was set back.
 const Sql kDropChanges(
-    "DELETE FROM change WHERE id IN (SELECT id FROM change "
-    "WHERE id < (SELECT max(id) FROM change) ORDER BY id LIMIT $2) "
-    "AND (time < $1 OR time > (SELECT time FROM change ORDER BY id DESC LIMIT 1))");
+    "DELETE FROM change WHERE id IN (SELECT id FROM (SELECT id, time FROM change "
+    "WHERE id < (SELECT max(id) FROM change) ORDER BY id LIMIT $2) AS first "
+    "WHERE time < $1 OR time > (SELECT time FROM change ORDER BY id DESC LIMIT 1))");
 
 const Sql kAddSession("INSERT INTO session (hash, operator, used) VALUES ($1, $2, $3)");
 const Sql kDropSession(

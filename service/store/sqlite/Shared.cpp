@@ -16,9 +16,9 @@ const Sql kChangesBehind(
 const Sql kLastChange("SELECT id FROM change ORDER BY id DESC LIMIT 1");
 // The last one stays. Those that are later than it came before the clock was set back.
 const Sql kDropChanges(
-    "DELETE FROM change WHERE id IN (SELECT id FROM change "
-    "WHERE id < (SELECT max(id) FROM change) ORDER BY id LIMIT ?2) AND "
-    "(time < ?1 OR time > (SELECT time FROM change ORDER BY id DESC LIMIT 1))");
+    "DELETE FROM change WHERE id IN (SELECT id FROM (SELECT id, time FROM change "
+    "WHERE id < (SELECT max(id) FROM change) ORDER BY id LIMIT ?2) "
+    "WHERE time < ?1 OR time > (SELECT time FROM change ORDER BY id DESC LIMIT 1))");
 
 const Sql kAddSession("INSERT INTO session (hash, operator, used) VALUES (?, ?, ?)");
 const Sql kDropSession(

@@ -200,6 +200,28 @@ data: {"heartbeats":[{"time":")" +
   EXPECT_EQ(stream->Take(), "");
 }
 
+TEST_F(FeedTest, Heartbeats_of_a_large_fleet_do_not_wait_for_the_tick) {
+  const auto beat = [&](std::size_t first, std::size_t behind, bool isNew) {
+    store->Write([&](Transaction& work) {
+      for (std::size_t i = first; i < behind; ++i) {
+        const std::string uuid = "many-" + std::to_string(i);
+        if (isNew) work.AddManager({uuid, "n", "{}", now, {}}, uuid);
+        work.AddHeartbeat(uuid, now, 90, "");
+      }
+    });
+  };
+  beat(0, Feed::kMostHeard, true);
+  const auto stream = Open();
+  stream->Take();
+  beat(1, Feed::kMostHeard, false);
+  EXPECT_EQ(Text(*stream), "");
+  beat(0, 1, false);
+  const std::string text = Text(*stream);
+  EXPECT_EQ(TypesIn(text), "heartbeats ");
+  EXPECT_THAT(text, HasSubstr("\"many-499\""));
+  EXPECT_THAT(text, Not(HasSubstr("id: "))) << "who comes back is told them again";
+}
+
 TEST_F(FeedTest, Reader_who_leaves_while_heartbeats_wait_is_told_them) {
   const std::string token = Token("u-1");
   (*store)->AddHeartbeat("u-1", now, 90, "");
