@@ -57,7 +57,7 @@ Problem Journal::End() {
   m_lines.reset();
   m_pipe = host::Fd();  // it then ends also when it has not written everything
   if (m_isSilent) kill(m_process, SIGKILL);
-  const Problem problem = AwaitEnd(kJournalProgram, std::exchange(m_process, 0), kLongestEnd);
+  Problem problem = AwaitEnd(kJournalProgram, std::exchange(m_process, 0), kLongestEnd);
   if (!m_isSilent) return problem;
   return Problem(std::string(kJournalProgram) + " has written nothing for " +
                  SecondsText(m_longestSilence));

@@ -223,6 +223,8 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
       ->type_name("SECONDS")
       ->check(CLI::Range(1, 100 * 1000 * 1000))
       ->capture_default_str();
+  app.add_flag("--metrics-of-appliances", options.metricsOfAppliances,
+               "Let /metrics tell of each appliance, with its name, to whoever asks");
   DescribeRetention(app, options);
 }
 

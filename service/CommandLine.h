@@ -54,6 +54,7 @@ struct Options {
   int retention = 7;         // days for which readings are kept
   int eventRetention = 365;  // days for which events are kept
   Quotas quotas;             // of each appliance
+  bool metricsOfAppliances = false;
 };
 
 // Reads the command line, and the file of options that it names. Returns none when the process is

@@ -102,7 +102,7 @@ std::string RegistrationKeyOf(const Options& options) {
 
 // The handlers behind Operations: the operators' interface, the page, and the Redfish service.
 Operations::Service ServiceOf(RedfishService& service, OperatorApi& api, Route& pageRoute,
-                              std::function<Load()> load) {
+                              std::function<Load()> load, bool ofAppliances) {
   std::vector<const Route*> routes = service.ListRoutes();
   for (const Route* route : api.ListRoutes()) routes.push_back(route);
   routes.push_back(&pageRoute);
@@ -127,7 +127,8 @@ Operations::Service ServiceOf(RedfishService& service, OperatorApi& api, Route& 
           [&service](const std::shared_ptr<const Request>& request, Ready ready) {
             return !OperatorApi::Serves(request->target) &&
                    service.Begin(request, std::move(ready));
-          }};
+          },
+          ofAppliances};
 }
 
 // The beginning of a command on the same database. A URL may hold a password.
@@ -238,7 +239,9 @@ Program::Program(const Options& options, const Log& log)
       m_server(m_io, m_tls.get(), ContextOf(options),
                {options.maxConnections, options.maxConnectionsOfSender}),
       m_operations(*m_store, log, WallClock,
-                   ServiceOf(m_service, m_api, m_pageRoute, [this] { return LoadNow(); })),
+                   ServiceOf(
+                       m_service, m_api, m_pageRoute, [this] { return LoadNow(); },
+                       options.metricsOfAppliances)),
       m_teller({}, log),
       m_upkeep({1, 1000, kUpkeepNiceness}, log),
       m_ticker(m_io, m_feed, m_teller),
@@ -439,7 +442,7 @@ void Program::Rest() {
 
 // Leaves the writer to others for longer than a step has kept it from them.
 void Program::MakeRoom(std::chrono::steady_clock::duration step) const {
-  constexpr int kTimes = 4;
+  constexpr int kTimes = 9;
   constexpr std::chrono::milliseconds kMost(200);
   if (m_stopping) return;
   std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(kTimes * step, kMost));

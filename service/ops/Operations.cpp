@@ -11,6 +11,8 @@
 #include "service/http/Compression.h"
 #include "service/http/Pretty.h"
 #include "service/http/Target.h"
+#include "service/ops/ApplianceMetrics.h"
+#include "service/ops/MetricsWriter.h"
 #include "service/util/Secret.h"
 
 namespace cloudservice {
@@ -42,49 +44,7 @@ std::string Milliseconds(std::chrono::nanoseconds time) {
   return text;
 }
 
-std::string Seconds(std::chrono::nanoseconds time) {
-  char text[32];
-  snprintf(text, sizeof text, "%.9f", std::chrono::duration<double>(time).count());
-  return text;
-}
-
 }  // namespace
-
-// Writes metrics in Prometheus' text format.
-class MetricsWriter {
- public:
-  void Begin(const std::string& name, const char* type, const char* help) {
-    m_name = "cloudservice_" + name;
-    m_text += "# HELP " + m_name + " " + help + "\n# TYPE " + m_name + " " + type + "\n";
-  }
-  void Sample(const std::string& value, const std::string& labels = "", const char* suffix = "") {
-    m_text += m_name + suffix + (labels.empty() ? "" : "{" + labels + "}") + " " + value + "\n";
-  }
-  void Single(const std::string& name, const char* type, const char* help, std::int64_t value) {
-    Begin(name, type, help);
-    Sample(std::to_string(value));
-  }
-  void Times(const Histogram& histogram, const std::string& labels) {
-    const Histogram::Values values = histogram.Now();
-    std::uint64_t count = 0;
-    for (std::size_t i = 0; i < values.counts.size(); ++i) {
-      count += values.counts.at(i);
-      char bound[32] = "+Inf";
-      if (i < Histogram::kBounds.size()) {
-        const std::chrono::duration<double> seconds = Histogram::kBounds.at(i);
-        snprintf(bound, sizeof bound, "%g", seconds.count());
-      }
-      Sample(std::to_string(count), labels + ",le=\"" + bound + "\"", "_bucket");
-    }
-    Sample(Seconds(values.sum), labels, "_sum");
-    Sample(std::to_string(count), labels, "_count");
-  }
-  const std::string& Text() const { return m_text; }
-
- private:
-  std::string m_name;
-  std::string m_text;
-};
 
 namespace {
 
@@ -266,6 +226,7 @@ std::string Operations::MetricsText() {
   WriteTimes(out, m_store.Times());
   const std::int64_t now = m_clock();
   m_store.Read([&](Transaction& store) { WriteStore(out, store, now, DatabaseBytes(store, now)); });
+  if (m_service.ofAppliances) WriteAppliances(out, m_store, now);
   return out.Text();
 }
 

@@ -53,7 +53,8 @@ class Operations {
     std::function<Load()> load;
     // Of the answers of `handler`; they outlive this object.
     std::vector<const Route*> routes = {};
-    Beginner begin = nullptr;  // none: every request needs the handler
+    Beginner begin = nullptr;   // none: every request needs the handler
+    bool ofAppliances = false;  // whether the metrics tell of each appliance, with its name
   };
 
   Operations(Store& store, const Log& log, Clock clock, Service service);

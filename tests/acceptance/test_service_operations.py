@@ -48,6 +48,15 @@ def test_every_line_of_the_metrics_is_of_the_format(service):
         assert sample.fullmatch(line) or re.match("# (HELP|TYPE) cloudservice_[a-z_]+ ", line), line
 
 
+def test_metrics_of_appliances_are_told_when_they_are_asked_for(service):
+    register(service)
+    name = '\ncloudservice_appliance_state{uuid="'
+    assert name not in service.metrics()
+    service.stop()
+    service.start("--http", "--metrics-of-appliances")
+    assert service.metrics().count(name) == 1
+
+
 def test_answer_and_log_have_the_same_identifier(service):
     service.start("--http")
     _, headers = service.send("GET", "/redfish/v1")

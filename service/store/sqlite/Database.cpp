@@ -15,9 +15,6 @@ namespace cloudservice {
 namespace {
 
 constexpr int kBusyMilliseconds = 5000;
-// How long KeepLogSmall() waits for readers.
-constexpr int kReaderMilliseconds = 100;
-constexpr int kLongLog = 10 * Database::kLogPages;
 // The size to which the file of the log shrinks when the log begins anew.
 constexpr const char* kLogFileSize = "PRAGMA journal_size_limit = 67108864";
 // Pages that the writer keeps, in KiB: with those that 50,000 heartbeats change it reads none
@@ -100,17 +97,17 @@ void Database::NoteUndone(int before) {
   m_changedRows = std::min(m_changedRows, before);
 }
 
-void Database::KeepLogSmall() {
-  // A log that has begun anew is shorter than before.
-  m_emptiedAtPages = std::min(m_emptiedAtPages, m_logPages);
-  if (m_logPages - m_emptiedAtPages < kLogPages) return;
-  m_emptiedAtPages = m_logPages;
-  const bool restart = m_logPages >= kLongLog;
-  if (restart) sqlite3_busy_timeout(Handle(), kReaderMilliseconds);
-  sqlite3_wal_checkpoint_v2(Handle(), nullptr,
-                            restart ? SQLITE_CHECKPOINT_RESTART : SQLITE_CHECKPOINT_PASSIVE,
-                            nullptr, nullptr);
-  if (restart) sqlite3_busy_timeout(Handle(), kBusyMilliseconds);
+void Database::MoveLog() {
+  sqlite3_wal_checkpoint_v2(Handle(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+}
+
+bool Database::EmptyLog() {
+  sqlite3_busy_timeout(Handle(), 0);
+  const int code =
+      sqlite3_wal_checkpoint_v2(Handle(), nullptr, SQLITE_CHECKPOINT_RESTART, nullptr, nullptr);
+  sqlite3_busy_timeout(Handle(), kBusyMilliseconds);
+  if (code == SQLITE_OK) m_logPages = 0;
+  return code == SQLITE_OK;
 }
 
 bool Database::InTransaction() const { return sqlite3_get_autocommit(Handle()) == 0; }

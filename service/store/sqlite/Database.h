@@ -57,12 +57,17 @@ class Database {
   int ChangedRows() const;
   // The key of the row that was inserted last.
   std::int64_t LastInsertId() const;
-  // Moves what was committed from the write-ahead log into the database file when the log has grown
-  // by kLogPages since the last time. Waits up to a tenth of a second for readers once the log is
-  // ten times as long: it begins anew only when nobody reads it. Throws nothing: what stays in the
-  // log is safe there.
+  // Moves what was committed from the write-ahead log into the database file, as far as no reader
+  // needs it there; any connection may. Throws nothing: what stays in the log is safe there.
+  void MoveLog();
+  // The log is moved whenever it has grown by so many pages.
   static constexpr int kLogPages = 1000;
-  void KeepLogSmall();
+  // The length of the log after this connection's last commit, and from which on it should begin
+  // anew.
+  static constexpr int kLongLog = 10 * kLogPages;
+  int LogPages() const { return m_logPages; }
+  // Has the log begin anew with the next commit; false, at once, when somebody reads it.
+  bool EmptyLog();
   // False also when SQLite has rolled the transaction back by itself, as it does after some errors.
   bool InTransaction() const;
   sqlite3* Handle() const { return m_handle.get(); }
@@ -98,8 +103,7 @@ class Database {
   std::atomic<bool> m_changeFailed{false};
   int m_changedRows = 0;  // ChangedRows() at the last NoteChange()
   int m_undoneRows = 0;
-  int m_logPages = 0;        // the length of the write-ahead log after the last commit
-  int m_emptiedAtPages = 0;  // and at the last look at it
+  int m_logPages = 0;  // the length of the write-ahead log after the last commit
 };
 
 // A prepared statement with its values; the database outlives it and keeps what was prepared. Each

@@ -283,7 +283,7 @@ void SqliteSide::Put(const CopiedTable& table, const std::vector<CopiedRow>& row
     Statement(m_database, kPutNote).Bind(name).Bind(value).Run();
   }
   transaction.Commit();
-  m_database.KeepLogSmall();
+  if (m_database.LogPages() >= Database::kLogPages) m_database.MoveLog();
 }
 
 void SqliteSide::Put(const CopiedTable& table, const CopiedRow& row) {

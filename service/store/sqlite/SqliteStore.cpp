@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <future>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "service/store/Backends.h"
@@ -24,7 +25,8 @@ SqliteStore::SqliteStore(const std::string& file, MissingFile missing)
     : m_file(file),
       m_database(file, missing),
       m_upgradeBackup(UpgradeSchema(m_database, file)),
-      m_writer([this] { WriteOrders(); }) {}
+      m_writer([this] { WriteOrders(); }),
+      m_mover([this] { MoveLog(); }) {}
 
 SqliteStore::~SqliteStore() {
   {
@@ -33,6 +35,12 @@ SqliteStore::~SqliteStore() {
   }
   m_changed.notify_one();
   m_writer.join();
+  {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    m_moving = Moving::kStopping;
+  }
+  m_asked.notify_one();
+  m_mover.join();
 }
 
 std::size_t SqliteStore::Waiting() const {
@@ -40,8 +48,22 @@ std::size_t SqliteStore::Waiting() const {
   return m_orders.size();
 }
 
+SqliteStore::Reading::Reading(SqliteStore& store) : m_store(store) {
+  std::unique_lock<std::mutex> lock(store.m_mutex);
+  // The writer itself, who reads while it tells of a change, would wait for itself.
+  const bool isWriter = std::this_thread::get_id() == store.m_writer.get_id();
+  store.m_readable.wait(lock, [&] { return isWriter || store.m_held == 0; });
+  ++store.m_reading;
+}
+
+SqliteStore::Reading::~Reading() {
+  const std::lock_guard<std::mutex> guard(m_store.m_mutex);
+  --m_store.m_reading;
+}
+
 void SqliteStore::Check() {
   if (m_database.ChangeFailed()) throw DatabaseError("the last change is not on the disk");
+  const Reading reading(*this);
   std::unique_ptr<Database> reader = TakeReader();
   Statement(*reader, kAny).Run();
   PutReader(std::move(reader));
@@ -49,6 +71,7 @@ void SqliteStore::Check() {
 
 // A connection that fails is not used again.
 void SqliteStore::RunRead(const Unit& work) {
+  const Reading reading(*this);
   std::unique_ptr<Database> reader = TakeReader();
   try {
     const DatabaseTransaction transaction(*reader, DatabaseTransaction::Mode::kRead);
@@ -108,6 +131,8 @@ bool SqliteStore::Add(Order order, std::size_t most) {
 void SqliteStore::WriteOrders() {
   std::unique_lock<std::mutex> lock(m_mutex);
   for (;;) {
+    // Without a commit to come nobody would let them go.
+    if (m_orders.empty()) LetReadersGo();
     m_changed.wait(lock, [this] { return m_stopping || !m_orders.empty(); });
     if (m_orders.empty()) return;
     Orders orders = std::exchange(m_orders, {});
@@ -130,7 +155,60 @@ void SqliteStore::Commit(Orders& orders) {
     for (auto order = begin; order != end; ++order) TryTogether(order, order + 1, Undo::kEach);
   }
   for (const Order& order : orders) order.finish(order.error);
-  m_database.KeepLogSmall();
+  KeepLogSmall();
+}
+
+void SqliteStore::KeepLogSmall() {
+  const int pages = m_database.LogPages();
+  // A log that has begun anew is shorter than before.
+  m_moveAt = std::min(m_moveAt, pages + Database::kLogPages);
+  if (pages < Database::kLongLog) m_emptyAt = Database::kLongLog;
+  if (pages >= m_emptyAt) return EmptyLog();
+  if (pages < m_moveAt) return;
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  if (m_moving != Moving::kDone) return;
+  m_moving = Moving::kAsked;
+  m_asked.notify_one();
+  m_moveAt = pages + Database::kLogPages;
+}
+
+void SqliteStore::EmptyLog() {
+  const bool isUsed = !HoldReaders();
+  if (isUsed && m_held < kMostHeld) return;
+  // Who reads on for so long, or another process that does, is given as much log again.
+  const int later = m_database.LogPages() + Database::kLongLog;
+  m_emptyAt = !isUsed && m_database.EmptyLog() ? Database::kLongLog : later;
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  LetReadersGo();
+}
+
+void SqliteStore::MoveLog() {
+  std::unique_ptr<Database> log;
+  std::unique_lock<std::mutex> lock(m_mutex);
+  for (;;) {
+    m_asked.wait(lock, [this] { return m_moving != Moving::kDone; });
+    if (m_moving == Moving::kStopping) return;
+    lock.unlock();
+    try {
+      if (!log)
+        log = std::make_unique<Database>(m_file, MissingFile::kRefuse, Database::Use::kRead);
+      log->MoveLog();
+    } catch (const DatabaseError&) {
+      // What stays in the log is safe there.
+    }
+    lock.lock();
+    if (m_moving == Moving::kAsked) m_moving = Moving::kDone;
+  }
+}
+
+bool SqliteStore::HoldReaders() {
+  const std::lock_guard<std::mutex> guard(m_mutex);
+  ++m_held;
+  return m_reading == 0 && m_moving != Moving::kAsked;
+}
+
+void SqliteStore::LetReadersGo() {
+  if (std::exchange(m_held, 0) != 0) m_readable.notify_all();
 }
 
 bool SqliteStore::TryTogether(First first, First end, Undo undo) {

@@ -18,8 +18,10 @@
 namespace cloudservice {
 
 // A store in one file. One thread writes: everything that waits for it goes into one commit, so
-// that many writers share the time that the disk takes. Readers have connections of their own and
-// neither wait for the writer nor hold it up.
+// that many writers share the time that the disk takes. Another one moves what was committed from
+// the write-ahead log into the file, which takes the disk as long. Readers have connections of
+// their own and do not hold it up; once in a while new ones wait for those before them, so that
+// nobody reads the write-ahead log and it can begin anew.
 class SqliteStore : public Store {
  public:
   // Opens the file, as OpenStore() does.
@@ -30,6 +32,8 @@ class SqliteStore : public Store {
 
   // How many may wait for the writer when another one comes that nobody waits for.
   static constexpr std::size_t kMostLater = 4096;
+  // For how many commits new readers may have to wait for those before them.
+  static constexpr int kMostHeld = 64;
 
   std::size_t Waiting() const override;
   void Check() override;
@@ -70,6 +74,28 @@ class SqliteStore : public Store {
   // False when it has failed and its changes are there.
   bool RunOne(Order& order, Undo undo, bool& changed);
 
+  // Somebody who reads. Waits while new readers are held.
+  class Reading {
+   public:
+    explicit Reading(SqliteStore& store);
+    ~Reading();
+    Reading(const Reading&) = delete;
+    Reading& operator=(const Reading&) = delete;
+
+   private:
+    SqliteStore& m_store;
+  };
+
+  // Has the log's beginning moved into the file, or the log begin anew where it is long: now if
+  // nobody reads, else after one of the next commits, for which new readers are held.
+  void KeepLogSmall();
+  void EmptyLog();
+  // Whether nobody uses the log, and nobody begins to.
+  bool HoldReaders();
+  void LetReadersGo();
+  // Moves what was committed from the log into the file, as often as the writer asks for it.
+  void MoveLog();
+
   std::unique_ptr<Database> TakeReader();
   void PutReader(std::unique_ptr<Database> reader);
 
@@ -83,8 +109,19 @@ class SqliteStore : public Store {
   Orders m_orders;
   bool m_stopping = false;
   std::vector<std::unique_ptr<Database>> m_readers;  // those that nobody uses
+  std::condition_variable m_readable;
+  int m_reading = 0;
+  int m_held = 0;  // for how many commits new readers have been held; 0: they are not
+
+  enum class Moving { kDone, kAsked, kStopping } m_moving = Moving::kDone;
+  std::condition_variable m_asked;
+
+  // Pages of the log at which it is moved, and at which it begins anew; of the writer's thread.
+  int m_moveAt = Database::kLogPages;
+  int m_emptyAt = Database::kLongLog;
 
   std::thread m_writer;
+  std::thread m_mover;
 };
 
 }  // namespace cloudservice

@@ -7,6 +7,7 @@
 
 #include "ServiceTest.h"
 #include "service/http/Pretty.h"
+#include "service/ops/ApplianceMetrics.h"
 #include "service/ops/Operations.h"
 #include "service/store/Backup.h"
 
@@ -370,6 +371,48 @@ TEST_F(SqliteBackupTest, Of_nothing_makes_nothing) {
   EXPECT_THAT(Fails(none, copy), HasSubstr("is the database of another program"));
   EXPECT_FALSE(std::filesystem::exists(copy));
   EXPECT_THAT(Fails(database, folder.File("no/copy.db")), HasSubstr("cannot write "));
+}
+
+TEST_F(OperationsTest, Gauges_of_appliances_are_told_where_they_are_wanted) {
+  store->Write([&](Transaction& work) {
+    work.AddManager({"u-2", "Pump \"7\\\n", "{}", now, {}}, "t-2");
+    work.AddHeartbeat("u-1", now - 1, 90, "");
+    work.AddHeartbeat("u-2", now - 1000, 90, "");
+    work.AddChassis({"c-2", "u-2", "{}", now});
+    work.AddEvent({0, "u-2", "c-2", "c-2", "FAULT", "{}", now}, "c-2");
+  });
+  EXPECT_THAT(Metrics(), Not(HasSubstr("cloudservice_appliance_")));
+  MetricsWriter out;
+  WriteAppliances(out, *store, now);
+  EXPECT_THAT(out.Text(), HasSubstr("\ncloudservice_appliance_info{uuid=\"u-1\",name=\"Unit 7\","
+                                    "model=\"Kyros\",serial=\"\",firmware=\"\"} 1\n"));
+  EXPECT_THAT(out.Text(), HasSubstr("{uuid=\"u-2\",name=\"Pump \\\"7\\\\\\n\","));
+  EXPECT_THAT(out.Text(), HasSubstr("# TYPE cloudservice_appliance_state gauge\n"
+                                    "cloudservice_appliance_state{uuid=\"u-2\"} 2\n"
+                                    "cloudservice_appliance_state{uuid=\"u-1\"} 0\n"));
+  EXPECT_THAT(out.Text(),
+              HasSubstr("\ncloudservice_appliance_last_heartbeat_timestamp_seconds{uuid=\"u-1\"} " +
+                        std::to_string(now - 1) + "\n"));
+  EXPECT_THAT(out.Text(), EndsWith("appliances that have any.\n"
+                                   "# TYPE cloudservice_appliance_open_alarms gauge\n"
+                                   "cloudservice_appliance_open_alarms{uuid=\"u-2\","
+                                   "severity=\"fault\"} 1\n"));
+}
+
+TEST_F(OperationsTest, Gauges_of_appliances_are_those_of_all_pages) {
+  constexpr int kMany = 1001;
+  store->Write([&](Transaction& work) {
+    for (int i = 1; i < kMany; ++i) {
+      const std::string uuid = "many-" + std::to_string(i);
+      work.AddManager({uuid, "n", "{}", now, {}}, uuid);
+    }
+  });
+  MetricsWriter out;
+  WriteAppliances(out, *store, now);
+  const std::string sample = "\ncloudservice_appliance_state{";
+  int count = 0;
+  for (std::size_t at = 0; (at = out.Text().find(sample, at)) != std::string::npos; ++at) ++count;
+  EXPECT_EQ(count, kMany);
 }
 
 }  // namespace

@@ -94,6 +94,36 @@ class StoreThreadsTest : public StoreTest {
       });
     }
   }
+  // The same without an end between them: each unit of work hands the next one in. `before` is
+  // called in each with its number, from 0.
+  void WriteChain(int count, const std::function<void(int)>& before) {
+    std::promise<void> end;
+    const std::function<void(int)> write = [&](int number) {
+      const auto unit = [&, number](Transaction& transaction) {
+        before(number);
+        const std::string uuid = std::to_string(m_large++);
+        transaction.AddManager({uuid, "n", std::string(400'000, 'd'), 1, {}}, uuid);
+        if (number + 1 < count) write(number + 1);
+      };
+      store.WriteLater(unit, [&, number](const std::exception_ptr&) {
+        if (number + 1 == count) end.set_value();
+      });
+    };
+    write(0);
+    end.get_future().wait();
+  }
+  // A reader on a thread of its own, until the promise is kept; the future is ready when it reads.
+  std::future<void> Reads(std::promise<void>& go) {
+    const auto begun = std::make_shared<std::promise<void>>();
+    m_threads.emplace_back([this, begun, end = go.get_future().share()] {
+      store.Read([&](Transaction& transaction) {
+        transaction.CountTotals();
+        begun->set_value();
+        end.wait();
+      });
+    });
+    return begun->get_future();
+  }
   std::uintmax_t LogBytes() const { return std::filesystem::file_size(file + "-wal"); }
 
   std::int64_t Managers() {
@@ -307,9 +337,12 @@ TEST_F(StoreThreadsTest, Readers_do_not_wait_for_each_other) {
   slow.join();
 }
 
+// Documents of WriteLarge() that make a log long.
+constexpr int kLong = Database::kLongLog / 100;
+
 TEST_F(StoreThreadsTest, Log_of_the_database_begins_anew) {
-  WriteLarge(40);
-  EXPECT_LT(LogBytes(), 8'000'000U);
+  WriteLarge(250);
+  EXPECT_LT(LogBytes(), 80'000'000U);
 }
 
 TEST_F(StoreThreadsTest, Log_that_a_reader_held_begins_anew_after_it) {
@@ -323,13 +356,59 @@ TEST_F(StoreThreadsTest, Log_that_a_reader_held_begins_anew_after_it) {
     });
   });
   begun.get_future().wait();
-  WriteLarge(20);
+  WriteLarge(kLong + 10);
   const std::uintmax_t held = LogBytes();
-  EXPECT_GT(held, 8'000'000U);
+  EXPECT_GT(held, kLong * 400'000U);
   go.set_value();
   slow.join();
-  WriteLarge(100);
-  EXPECT_LT(LogBytes(), 2 * held);
+  WriteLarge(60);
+  EXPECT_LT(LogBytes(), held + 50 * 400'000U);
+}
+
+TEST_F(StoreThreadsTest, New_readers_wait_until_a_long_log_has_begun_anew) {
+  std::promise<void> first;
+  std::promise<void> second;
+  Reads(first).wait();
+  std::future<void> begun;
+  WriteChain(kLong + 100, [&](int number) {
+    if (number == kLong + 2) begun = Reads(second);
+    if (number == kLong + 6) {
+      EXPECT_EQ(begun.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+      first.set_value();
+    }
+  });
+  begun.wait();
+  const std::uintmax_t held = LogBytes();
+  EXPECT_LT(held, (kLong + 80) * 410'000U) << "the readers came one after the other";
+  second.set_value();
+}
+
+TEST_F(StoreThreadsTest, New_readers_do_not_wait_for_one_that_does_not_end) {
+  std::promise<void> first;
+  std::promise<void> second;
+  Reads(first).wait();
+  std::future<void> begun;
+  constexpr int kCount = kLong + SqliteStore::kMostHeld + 10;
+  WriteChain(kCount, [&](int number) {
+    if (number == kLong + 2) begun = Reads(second);
+    if (number == kCount - 1) begun.wait();
+  });
+  EXPECT_GT(LogBytes(), (kLong + SqliteStore::kMostHeld) * 400'000U);
+  first.set_value();
+  second.set_value();
+}
+
+TEST_F(StoreThreadsTest, Readers_that_wait_go_on_when_nobody_writes) {
+  std::promise<void> first;
+  std::promise<void> second;
+  Reads(first).wait();
+  std::future<void> begun;
+  WriteChain(kLong + 4, [&](int number) {
+    if (number == kLong + 2) begun = Reads(second);
+  });
+  begun.wait();
+  first.set_value();
+  second.set_value();
 }
 
 TEST_F(StoreThreadsTest, Many_threads_lose_nothing) {
