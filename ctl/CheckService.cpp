@@ -56,9 +56,9 @@ void CheckDates(const Certificate& certificate, Checkup& checkup) {
   }
 }
 
-// What the policy makes of a certificate.
 bool IsTls(const std::string& url) { return strncasecmp(url.c_str(), "https:", 6) == 0; }
 
+// What the policy makes of a certificate.
 void JudgeCertificate(const std::string& url, const Certificate& certificate, Checkup& checkup) {
   const Policy::Transport& transport = cloudclient::ThePolicy().transport;
   const std::vector<std::string> pins = Pins();

@@ -20,7 +20,7 @@ TEST_PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang clang-format clang-tidy libclang-rt-14-dev shellcheck
   python3-pytest chromium chromium-driver python3-selenium git valgrind strace curl dpkg-dev tzdata
-  postgresql-15 haproxy snmpd snmp snmpsim python3-pymodbus
+  postgresql-15 haproxy snmpd snmp snmpsim python3-pymodbus prometheus
 )
 
 # For the appliance's processor, beside those.
