@@ -329,11 +329,13 @@ def test_set_keeps_what_it_does_not_know(ctl, daemon):
     assert daemon.path("cloud.json").stat().st_mode & 0o777 == 0o600
 
 
-def test_control_bytes_are_escaped(ctl):
-    ctl.does("config", "set", "UnitName", "a\x1b[31mb\nc")
+def test_control_bytes_are_escaped_and_not_taken(ctl, daemon):
+    daemon.configure(UnitName="a\x1b[31mb\nc")
     assert ctl.does("config", "get", "UnitName") == "a\\x1B[31mb\\nc\n"
     assert "a\\x1B[31mb\\nc" in ctl.does("config", "show")
     assert ctl.tells("config", "get", "UnitName") == "a\x1b[31mb\nc"
+    assert ctl.refuses(2, "config", "set", "UserEmail", "a\nb@c") == (
+        "UserEmail has no control bytes")
 
 
 @pytest.mark.parametrize("file", ["cloud.json", "sysinfo.json"])
