@@ -9,7 +9,7 @@
 
 namespace cloudservice {
 
-// Writes what is known of each appliance at the time `now`, some 500 bytes for each: who it is, its
+// Writes what is known of each appliance at the time `now`, some 450 bytes for each: who it is, its
 // state, its last heartbeat, its open alarms. The fleet is read a page at a time, each as it is
 // then.
 void WriteAppliances(MetricsWriter& out, Store& store, std::int64_t now);

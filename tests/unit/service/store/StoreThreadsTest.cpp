@@ -345,6 +345,12 @@ TEST_F(StoreThreadsTest, Log_of_the_database_begins_anew) {
   EXPECT_LT(LogBytes(), 80'000'000U);
 }
 
+TEST_F(StoreThreadsTest, Log_is_moved_into_the_file_before_it_is_long) {
+  WriteLarge(kLong / 4);
+  while (std::filesystem::file_size(file) < kLong / 10 * 400'000U) std::this_thread::yield();
+  EXPECT_LT(LogBytes(), kLong / 2 * 400'000U);
+}
+
 TEST_F(StoreThreadsTest, Log_that_a_reader_held_begins_anew_after_it) {
   std::promise<void> begun;
   std::promise<void> go;
@@ -365,11 +371,17 @@ TEST_F(StoreThreadsTest, Log_that_a_reader_held_begins_anew_after_it) {
   EXPECT_LT(LogBytes(), held + 50 * 400'000U);
 }
 
-TEST_F(StoreThreadsTest, New_readers_wait_until_a_long_log_has_begun_anew) {
+// A reader that reads until `first` is kept, and one that may begin later.
+class StoreReadersTest : public StoreThreadsTest {
+ protected:
+  StoreReadersTest() { Reads(first).wait(); }
+
   std::promise<void> first;
   std::promise<void> second;
-  Reads(first).wait();
   std::future<void> begun;
+};
+
+TEST_F(StoreReadersTest, New_readers_wait_until_a_long_log_has_begun_anew) {
   WriteChain(kLong + 100, [&](int number) {
     if (number == kLong + 2) begun = Reads(second);
     if (number == kLong + 6) {
@@ -383,11 +395,7 @@ TEST_F(StoreThreadsTest, New_readers_wait_until_a_long_log_has_begun_anew) {
   second.set_value();
 }
 
-TEST_F(StoreThreadsTest, New_readers_do_not_wait_for_one_that_does_not_end) {
-  std::promise<void> first;
-  std::promise<void> second;
-  Reads(first).wait();
-  std::future<void> begun;
+TEST_F(StoreReadersTest, New_readers_do_not_wait_for_one_that_does_not_end) {
   constexpr int kCount = kLong + SqliteStore::kMostHeld + 10;
   WriteChain(kCount, [&](int number) {
     if (number == kLong + 2) begun = Reads(second);
@@ -398,11 +406,7 @@ TEST_F(StoreThreadsTest, New_readers_do_not_wait_for_one_that_does_not_end) {
   second.set_value();
 }
 
-TEST_F(StoreThreadsTest, Readers_that_wait_go_on_when_nobody_writes) {
-  std::promise<void> first;
-  std::promise<void> second;
-  Reads(first).wait();
-  std::future<void> begun;
+TEST_F(StoreReadersTest, Readers_that_wait_go_on_when_nobody_writes) {
   WriteChain(kLong + 4, [&](int number) {
     if (number == kLong + 2) begun = Reads(second);
   });
