@@ -372,16 +372,16 @@ TEST_F(StoreThreadsTest, Log_that_a_reader_held_begins_anew_after_it) {
 }
 
 // A reader that reads until `first` is kept, and one that may begin later.
-class StoreReadersTest : public StoreThreadsTest {
+class SqliteReadersTest : public StoreThreadsTest {
  protected:
-  StoreReadersTest() { Reads(first).wait(); }
+  SqliteReadersTest() { Reads(first).wait(); }
 
   std::promise<void> first;
   std::promise<void> second;
   std::future<void> begun;
 };
 
-TEST_F(StoreReadersTest, New_readers_wait_until_a_long_log_has_begun_anew) {
+TEST_F(SqliteReadersTest, New_readers_wait_until_a_long_log_has_begun_anew) {
   WriteChain(kLong + 100, [&](int number) {
     if (number == kLong + 2) begun = Reads(second);
     if (number == kLong + 6) {
@@ -395,7 +395,7 @@ TEST_F(StoreReadersTest, New_readers_wait_until_a_long_log_has_begun_anew) {
   second.set_value();
 }
 
-TEST_F(StoreReadersTest, New_readers_do_not_wait_for_one_that_does_not_end) {
+TEST_F(SqliteReadersTest, New_readers_do_not_wait_for_one_that_does_not_end) {
   constexpr int kCount = kLong + SqliteStore::kMostHeld + 10;
   WriteChain(kCount, [&](int number) {
     if (number == kLong + 2) begun = Reads(second);
@@ -406,7 +406,7 @@ TEST_F(StoreReadersTest, New_readers_do_not_wait_for_one_that_does_not_end) {
   second.set_value();
 }
 
-TEST_F(StoreReadersTest, Readers_that_wait_go_on_when_nobody_writes) {
+TEST_F(SqliteReadersTest, Readers_that_wait_go_on_when_nobody_writes) {
   WriteChain(kLong + 4, [&](int number) {
     if (number == kLong + 2) begun = Reads(second);
   });
