@@ -3,7 +3,6 @@
 #include "service/api/ReadingLabels.h"
 
 #include <cctype>
-#include <iterator>
 #include <map>
 #include <vector>
 
@@ -100,7 +99,7 @@ std::optional<ReadingLabel> ExtremeOf(const std::string& member) {
 
 // The name of the part that the object stands for; empty when it has none.
 std::string NameOf(const Json& object) {
-  for (const char* member : {"Name", "MemberId"}) {
+  for (const char* member : {"Name", "DeviceName", "MemberId"}) {
     const Json name = TextOrNull(object, member);
     if (name.is_string() && !name.get_ref<const std::string&>().empty()) return name;
   }
@@ -119,33 +118,77 @@ ReadingLabel LabelIn(const Json& object, const std::string& owner, const std::st
   if (reading && !label.unit) label.unit = ReadingUnit(object);
   label.name = reading && !owner.empty() ? owner : Sentence(words) + position;
   if (!reading && !owner.empty()) label.name = owner + ": " + label.name;
-  label.quantity = QuantityOf(reading ? owner : member, label.unit);
+  const std::string told = TextMember(object, "ReadingType").value_or("");
+  label.quantity = QuantityOf(reading ? owner + " " + told : member, label.unit);
   return label;
 }
+
+// The label of the "Reading" of an excerpt of a sensor, which is the value of the member `member`;
+// none where that is no excerpt. `owner` and `position` as for LabelIn().
+std::optional<ReadingLabel> ExcerptOf(const std::string& owner, const std::string& member,
+                                      const std::string& position) {
+  std::vector<std::string> words = Words(member);
+  ReadingLabel label;
+  label.unit = TakeUnit(words);
+  if (!label.unit) return std::nullopt;
+  label.name = owner.empty() ? Sentence(words) + position : owner;
+  label.quantity = QuantityOf(member, label.unit);
+  return label;
+}
+
+// Takes the positions of an element of arrays off the end of its place.
+std::string TakePosition(const Json& document, Json::json_pointer& place) {
+  std::string position;
+  while (!place.empty() && document.at(place.parent_pointer()).is_array()) {
+    position = " " + place.back() + position;
+    place.pop_back();
+  }
+  return position;
+}
+
+std::string TakePosition(std::vector<NameStep>& steps) {
+  std::string position;
+  for (; !steps.empty() && steps.back().element; steps.pop_back()) {
+    position = " " + steps.back().text + position;
+  }
+  return position;
+}
+
+bool IsReading(const std::string& member) { return member == "Reading"; }
 
 }  // namespace
 
 ReadingLabel LabelOf(const Json& document, const std::string& pointer) {
   Json::json_pointer place(pointer);
   // An element of an array of numbers has the name of the array and its position.
-  std::string position;
-  while (document.at(place.parent_pointer()).is_array()) {
-    position = " " + place.back() + position;
-    place.pop_back();
-  }
-  const Json::json_pointer around = place.parent_pointer();
+  const std::string position = TakePosition(document, place);
+  const std::string member = place.back();
+  Json::json_pointer around = place.parent_pointer();
   const Json& object = document.at(around);
-  return LabelIn(object, around.empty() ? "" : NameOf(object), place.back(), position);
+  const bool isSensor = around.empty() && member.rfind("Reading", 0) == 0;
+  const std::string owner = around.empty() && !isSensor ? "" : NameOf(object);
+  if (IsReading(member) && !around.empty() && !ReadingUnit(object)) {
+    const std::string element = TakePosition(document, around);
+    if (!around.empty()) {
+      if (const auto excerpt = ExcerptOf(owner, around.back(), element)) return *excerpt;
+    }
+  }
+  return LabelIn(object, owner, member, position);
 }
 
 ReadingLabel LabelOf(const std::vector<NameStep>& steps) {
-  std::string position;
-  auto last = steps.rbegin();
-  for (; last != steps.rend() && last->element; ++last) position = " " + last->text + position;
-  const bool named = last != steps.rend() && std::next(last) != steps.rend() &&
-                     std::next(last)->identifier == "MemberId";
-  return LabelIn(Json::object(), named ? std::next(last)->text : "",
-                 last == steps.rend() ? "" : last->text, position);
+  std::vector<NameStep> rest = steps;
+  const std::string position = TakePosition(rest);
+  if (rest.empty()) return LabelIn(Json::object(), "", "", position);
+  const std::string member = rest.back().text;
+  rest.pop_back();
+  const bool named = !rest.empty() && rest.back().identifier == "MemberId";
+  const std::string owner = named ? rest.back().text : "";
+  const std::string element = TakePosition(rest);
+  if (IsReading(member) && !rest.empty()) {
+    if (const auto excerpt = ExcerptOf(owner, rest.back().text, element)) return *excerpt;
+  }
+  return LabelIn(Json::object(), owner, member, position);
 }
 
 }  // namespace cloudservice

@@ -20,9 +20,11 @@ struct ReadingLabel {
 };
 
 // The meaning of the number at `pointer`, a place that the document has. The label's name begins
-// with "Name" (else "MemberId") of the object around the number. A reading has that name alone; for
-// every other number the words of its member follow. The unit is the member's last word
-// ("ReadingCelsius", "HumidityPercent"), or "ReadingUnits" of the object.
+// with "Name" (else "DeviceName", "MemberId") of the object around the number. A reading has that
+// name alone, also where the object is the document, such as that of a sensor; for every other
+// number the words of its member follow. The unit is the member's last word ("ReadingCelsius",
+// "HumidityPercent"), or "ReadingUnits" of the object. The "Reading" of an excerpt
+// ("TemperatureCelsius": {"Reading": 21}) has name and unit of the member around it.
 ReadingLabel LabelOf(const Json& document, const std::string& pointer);
 
 // The meaning of a number as far as its name tells it, for a document that has no place for the

@@ -198,6 +198,26 @@ def test_any_other_number_can_be_chosen(seeded, visitor, hall):
     assert re.match(r"Fan speed 62.5 % 8 Mar 2026, \S+ 62.5 % ", visitor.text(row))
 
 
+def test_readings_carry_the_names_of_their_documents(seeded, browser):
+    pump = seeded.appliances["Pump room"]
+    pump.keeps("EnvironmentMetrics", {
+        "Name": "Environment", "TemperatureCelsius": {"Reading": 21}, "HumidityPercent": {"Reading": 40},
+        "FanSpeedsPercent": [{"DeviceName": "Fan 1", "Reading": 50}], "PowerWatts": {"Reading": 90}})
+    pump.keeps("Sensors/Inlet", {"Name": "Inlet", "Reading": 19.5, "ReadingUnits": "Cel"})
+    pump.keeps("Sensors/Line", {"Name": "Line", "Reading": 229, "ReadingUnits": "V"})
+    browser.signs_in(seeded.service.url, f"/appliances/{pump.uuid}")
+    rows = lambda section: [one.partition(" 8 Mar")[0] for one in browser.texts(
+        f"section[aria-labelledby={section}] tbody tr")]
+    browser.until(lambda: sorted(rows("temperature")) == ["Inlet 19.5 °C", "Temperature 21 °C"],
+                  "the temperatures")
+    assert rows("humidity") == ["Humidity 40 %"]
+    assert browser.texts("[aria-labelledby=others] option") == ["Choose one", "Fan 1", "Line", "Power"]
+    for document, member, told in (("EnvironmentMetrics", "PowerWatts/Reading", "Power 90 W"),
+                                   ("Sensors/Line", "Reading", "Line 229 V")):
+        browser.chooses("[aria-labelledby=others] select", f"{pump.chassis_path}/{document} {member}")
+        browser.until(lambda: rows("other") == [told], told)
+
+
 def test_each_unit_has_a_chart_of_its_own(seeded, browser):
     pump = seeded.appliances["Pump room"]
     pump.keeps("Thermal", {"Temperatures": [{"MemberId": "a", "ReadingCelsius": 20},

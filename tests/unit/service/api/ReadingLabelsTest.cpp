@@ -35,6 +35,38 @@ TEST(ReadingLabelsTest, Numbers_are_named_by_what_stands_around_them) {
   EXPECT_EQ(Described(R"({"": 1})", "/"), "|-|-|-");
 }
 
+TEST(ReadingLabelsTest, Document_of_a_sensor_is_named_by_itself) {
+  const char* const inlet =
+      R"({"Name": "Inlet", "Reading": 21.5, "ReadingUnits": "Cel", "ReadingRangeMax": 60,
+          "Thresholds": {"UpperCaution": {"Reading": 30}}})";
+  EXPECT_EQ(Described(inlet, "/Reading"), "Inlet|°C|temperature|-");
+  EXPECT_EQ(Described(inlet, "/ReadingRangeMax"), "Inlet: Reading range max|-|-|-");
+  EXPECT_EQ(Described(inlet, "/Thresholds/UpperCaution/Reading"), "Reading|-|-|-");
+  EXPECT_EQ(Described(R"({"Name": "Rack", "Reading": 40, "ReadingUnits": "%",
+                          "ReadingType": "Humidity"})",
+                      "/Reading"),
+            "Rack|%|humidity|-");
+  EXPECT_EQ(Described(R"({"Reading": 1})", "/Reading"), "Reading|-|-|-");
+}
+
+TEST(ReadingLabelsTest, Reading_of_an_excerpt_is_named_by_the_member_around_it) {
+  const char* const metrics =
+      R"({"Name": "Environment metrics", "TemperatureCelsius": {"Reading": 21},
+          "HumidityPercent": {"DataSourceUri": "/x", "Reading": 40},
+          "PowerWatts": {"Reading": 90, "ApparentVA": 95},
+          "FanSpeedsPercent": [{"DeviceName": "Fan 1", "Reading": 50, "SpeedRPM": 900},
+                               {"Reading": 60}],
+          "Other": {"Reading": 1}, "VolumeLiters": {"Reading": 1, "ReadingUnits": "gal"}})";
+  EXPECT_EQ(Described(metrics, "/TemperatureCelsius/Reading"), "Temperature|°C|temperature|-");
+  EXPECT_EQ(Described(metrics, "/HumidityPercent/Reading"), "Humidity|%|humidity|-");
+  EXPECT_EQ(Described(metrics, "/PowerWatts/Reading"), "Power|W|-|-");
+  EXPECT_EQ(Described(metrics, "/FanSpeedsPercent/0/Reading"), "Fan 1|%|-|-");
+  EXPECT_EQ(Described(metrics, "/FanSpeedsPercent/0/SpeedRPM"), "Fan 1: Speed|rpm|-|-");
+  EXPECT_EQ(Described(metrics, "/FanSpeedsPercent/1/Reading"), "Fan speeds 1|%|-|-");
+  EXPECT_EQ(Described(metrics, "/Other/Reading"), "Reading|-|-|-");
+  EXPECT_EQ(Described(metrics, "/VolumeLiters/Reading"), "Reading|gal|-|-");
+}
+
 std::string DescribedByName(const std::string& name) {
   const ReadingLabel label = LabelOf(StepsOf(name));
   return label.name + "|" + label.unit.value_or("-") + "|" + label.quantity.value_or("-") + "|" +
@@ -50,6 +82,8 @@ TEST(ReadingLabelsTest, What_is_gone_is_named_as_far_as_its_name_tells) {
   EXPECT_EQ(DescribedByName("Oem/Quorvan/HumidityPercent"), "Humidity|%|humidity|-");
   EXPECT_EQ(DescribedByName("SevenDays/LowestHumidity"), "Lowest humidity|%|humidity|lowest");
   EXPECT_EQ(DescribedByName("[0]"), " 0|-|-|-");
+  EXPECT_EQ(DescribedByName("TemperatureCelsius/Reading"), "Temperature|°C|temperature|-");
+  EXPECT_EQ(DescribedByName("FanSpeedsPercent[1]/Reading"), "Fan speeds 1|%|-|-");
 }
 
 }  // namespace
