@@ -210,6 +210,13 @@ class Browser:
     def looks_at(self, tab):
         self._driver.switch_to.window(tab)
 
+    def freezes_tab(self):
+        """As the browser does with one in the background; another must be looked at then."""
+        self._tell("Page.setWebLifecycleState", state="frozen")
+
+    def thaws_tab(self):
+        self._tell("Page.setWebLifecycleState", state="active")
+
     def closes_tab(self):
         """Another must be looked at before anything else."""
         self._driver.close()

@@ -21,7 +21,7 @@ export interface Listener {
   alive: () => void;  // the service has written something
 }
 
-export const SILENCE = 50_000;  // milliseconds; the service writes at least every 15 s
+const SILENCE = 50_000;  // milliseconds; the service writes at least every 15 s
 const FIRST_PAUSE = 1_000;
 const LONGEST_PAUSE = 30_000;
 
