@@ -158,6 +158,35 @@ def test_the_time_line_is_turned_like_pages(seeded, visitor, hall):
     visitor.until(lambda: visitor.run(focused), "the focus among the pages")
 
 
+def test_head_of_the_events_stays_in_view_when_they_are_turned(seeded, visitor, hall):
+    for number in range(30):
+        hall.tells("ModeChanged", f"Step {number}")
+    visitor.resize(1280, 2200)
+    visitor.goes(f"/appliances/{hall.uuid}")
+    first = seeded.ask(f"/appliances/{hall.uuid}/events", limit=25)
+    last = seeded.ask(f"/appliances/{hall.uuid}/events", limit=25, before=first["next"])
+    head = lambda: visitor.run("return Math.round(document.querySelector("
+                               "'[aria-labelledby=events]').getBoundingClientRect().top)")
+    pages = "[aria-labelledby=events] .pages"
+    for css in (".event", "[data-uri]", "section[aria-labelledby=temperature] .extreme"):
+        visitor.sees(css)
+    # Where it is seen it stays, also where the page ends sooner then.
+    visitor.run("scrollTo(0, document.body.scrollHeight)")
+    before = head()
+    assert before > 0
+    for answer in (last, first):
+        visitor.clicks(f"{pages} a")
+        shows_events(visitor, answer)
+        visitor.until(lambda: abs(head() - before) <= 1, "the head where it was")
+    # From further down the reader comes to it.
+    visitor.resize(1280, 700)
+    for answer in (last, first):
+        visitor.run(f"document.querySelector('{pages}').scrollIntoView({{block: 'end'}})")
+        visitor.clicks(f"{pages} a")
+        shows_events(visitor, answer)
+        visitor.until(lambda: 0 <= head() < 100, "the head at the top")
+
+
 def test_a_document_is_a_table_and_its_json_a_click_away(seeded, visitor, hall):
     uris = [one["uri"] for one in seeded.ask(f"/appliances/{hall.uuid}/resources")["items"]]
     visitor.sees("[data-uri]")

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The events of an appliance, newest first. The address holds the filters and the page.
-import {useEffect, useRef} from "preact/hooks";
+import {useLayoutEffect, useRef} from "preact/hooks";
 import {addressWith, go, Link, useAddress} from "./address";
 import {api, type EventPage, type Kind, KINDS, type LogEvent, SEVERITIES, type Severity} from "./api";
 import {Age, dayText, Moment, MomentAndAge} from "./format";
@@ -127,15 +127,35 @@ function days(items: LogEvent[]): [day: string, items: LogEvent[]][] {
   return [...found];
 }
 
+const topOf = (section: HTMLElement) => section.getBoundingClientRect().top;
+
+// Keeps the section's head at `top`, or shows it where it would be out of sight. The events may have
+// become too few for the page to reach that far; then the section stays higher than they are.
+function keepHead(section: HTMLElement, top: number): void {
+  const highest = parseFloat(getComputedStyle(section).scrollMarginTop);
+  const wanted = Math.max(top, highest);
+  section.style.minHeight = "";
+  window.scrollBy(0, topOf(section) - wanted);
+  const lack = Math.ceil(topOf(section) - wanted);
+  if (lack <= 0) return;
+  section.style.minHeight = `${section.offsetHeight + lack}px`;
+  window.scrollBy(0, lack);
+}
+
 function Page({page, paged, filtered}: {page: EventPage; paged: boolean; filtered: boolean}) {
   const pages = useRef<HTMLElement>(null);
-  const turned = useRef(false);
-  useEffect(() => {
+  const turned = useRef<{section: HTMLElement; top: number}>();
+  const turn = () => {
+    const section = pages.current!.closest("section")!;
+    turned.current = {section, top: topOf(section)};
+  };
+  useLayoutEffect(() => {
+    if (!turned.current) return;
+    const {section, top} = turned.current;
+    turned.current = undefined;
+    keepHead(section, top);
     // The last page has no link to older ones any more, and the first none to newer ones.
-    if (turned.current && document.activeElement === document.body) {
-      pages.current?.focus({preventScroll: true});
-    }
-    turned.current = false;
+    if (document.activeElement === document.body) pages.current?.focus({preventScroll: true});
   }, [page]);
   return (
     <>
@@ -151,7 +171,7 @@ function Page({page, paged, filtered}: {page: EventPage; paged: boolean; filtere
         </Notice>
       )}
       <nav class="pages" aria-label="Pages of the events" ref={pages} tabIndex={-1}
-           onClick={() => turned.current = true}>
+           onClick={turn}>
         {paged && <Link key="newest" to={addressWith({before: ""})}>Newest</Link>}
         {page.next !== null && <Link key="older" to={addressWith({before: String(page.next)})}>Older</Link>}
       </nav>
@@ -169,7 +189,7 @@ export function Events({uuid}: {uuid: string}) {
   });
   const filtered = Object.keys(FILTERS).some((name) => name !== "before" && ask[name]);
   return (
-    <section class="card" aria-labelledby="events">
+    <section class="card log" aria-labelledby="events">
       <h2 id="events">Events</h2>
       <Filters query={query} />
       <div class={loaded.key === key ? "" : "old"}>
