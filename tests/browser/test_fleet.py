@@ -156,6 +156,19 @@ def test_the_list_keeps_its_head_and_its_density_and_uses_the_screen(seeded, rea
     assert set(rows_of_badges) == {1}
 
 
+def test_the_search_says_where_it_looks(seeded, reader):
+    hint = "#searched"
+    assert not reader.find(hint)[0].is_displayed()
+    reader.presses("/")
+    assert reader.text(hint) == ("Looks in name, UUID, model, serial number, firmware, address, "
+                                 "account")
+    assert reader.values("[type=search]", "aria-describedby") == [hint[1:]]
+    one = seeded.ask("/appliances", q="hall")["items"][0]
+    for name in ("name", "uuid", "model", "serial", "firmware", "address", "account"):
+        assert one["uuid"] in [found["uuid"] for found in
+                               seeded.ask("/appliances", q=one[name])["items"]], name
+
+
 def test_a_fleet_without_appliances_says_how_to_connect_the_first(fleet, browser):
     browser.signs_in(fleet.service.url)
     browser.sees_text("No appliance has registered yet")

@@ -17,6 +17,7 @@ import {recall, remember} from "./store";
 const PAGE = 100;
 const REFRESH = 30_000;  // milliseconds; appliances become late without any event
 const TYPING_PAUSE = 200;
+const SEARCHED = "Looks in name, UUID, model, serial number, firmware, address, account";
 const DENSE = "dense";  // among what the browser keeps
 
 const COLUMNS = [
@@ -103,8 +104,9 @@ function Search({value}: {value: string}) {
     <label class="search">
       <Icon name="search" /><span class="hidden">Search appliances</span>
       <input type="search" value={text} maxLength={200} onInput={onInput} aria-keyshortcuts="/"
-             placeholder="Name, model, serial, address" />
+             placeholder="Name, number, model, …" aria-describedby="searched" />
       <kbd aria-hidden="true">/</kbd>
+      <span class="searched" id="searched" aria-hidden="true">{SEARCHED}</span>
     </label>
   );
 }
