@@ -300,6 +300,10 @@ def test_a_number_that_goes_stays_in_its_chart_as_it_was_known(seeded, browser):
     assert re.match(r"Probe 2 No longer sent None last 22 °C, .* 22 °C .* 22 °C ", gone)
     assert now.startswith("Probe 10 30 °C ")
     assert browser.texts(f"{place} .extreme b") == ["22 °C", "30 °C"]
+    # The tab keeps it when the page is loaded anew.
+    browser.goes(browser.address)
+    browser.until(lambda: browser.texts(f"{place} tbody th")
+                  == ["Probe 2 No longer sent", "Probe 10"], "the rows of the page loaded anew")
 
 
 @pytest.fixture

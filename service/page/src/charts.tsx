@@ -8,6 +8,7 @@ import {Notice, Shown} from "./states";
 import {concerns, useChanges} from "./live";
 import {type Loaded, useLoad, useSpaced} from "./load";
 import {byName} from "./sorting";
+import {recall, remember, tab} from "./store";
 
 const DAYS = 7;
 const REFRESH = 300_000;
@@ -36,17 +37,22 @@ const silentSince = (one: ApplianceDetail): number | undefined =>
 
 type Labelled = <T extends Quantified>(number: T) => T;
 
+type Label = Pick<Quantified, "name" | "unit" | "quantity">;
+
 // The service knows name, unit and quantity of a number by what stands around it. Of one whose
-// place in the document is gone they are what they were while this view saw them.
-function useLabels(): Labelled {
-  const known = useRef(new Map<string, Partial<Quantified>>());
-  return (number) => {
+// place in the document is gone they are what they were while this tab saw them.
+function useLabels(uuid: string): {labelled: Labelled; keepLabels: () => void} {
+  const place = `labels ${uuid}`;
+  const known = useRef<Map<string, Label>>();
+  known.current ??= new Map<string, Label>(JSON.parse(recall(place, tab) ?? "[]"));
+  const labelled: Labelled = (number) => {
     const key = `${number.uri} ${number.member}`;
-    if (!number.present) return {...number, ...known.current.get(key)};
+    if (!number.present) return {...number, ...known.current!.get(key)};
     const {name, unit, quantity} = number;
-    known.current.set(key, {name, unit, quantity});
+    known.current!.set(key, {name, unit, quantity});
     return number;
   };
+  return {labelled, keepLabels: () => remember(place, JSON.stringify([...known.current!]), tab)};
 }
 
 function lastDays(): Span {
@@ -176,9 +182,10 @@ function Others({one, numbers}: {one: ApplianceDetail; numbers: Quantified[]}) {
 
 export function Charts({one}: {one: ApplianceDetail}) {
   const {uuid} = one;
-  const labelled = useLabels();
+  const {labelled, keepLabels} = useLabels(uuid);
   const loaded = useLoad("", async (signal) => {
     const numbers = (await api.numbers(uuid, signal)).map(labelled);
+    keepLabels();
     return {numbers, drawn: await loadAll(uuid, numbers, labelled, signal)};
   });
   useFollowed(uuid, loaded);

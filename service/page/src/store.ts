@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
-// What this browser keeps for the reader.
+// What this browser keeps for the reader, or only this tab.
 
-export function recall(key: string): string | null {
+type Place = () => Storage;  // throws in a browser that stores nothing
+
+const browser: Place = () => localStorage;
+export const tab: Place = () => sessionStorage;  // until it is closed
+
+export function recall(key: string, place = browser): string | null {
   try {
-    return localStorage.getItem(key);
+    return place().getItem(key);
   } catch {
-    return null;  // a browser that stores nothing
+    return null;
   }
 }
 
-export function remember(key: string, value: string | null): void {
+export function remember(key: string, value: string | null, place = browser): void {
   try {
-    if (value === null) localStorage.removeItem(key);
-    else localStorage.setItem(key, value);
+    if (value === null) place().removeItem(key);
+    else place().setItem(key, value);
   } catch {
     // The choice then lasts until the page is left.
   }
