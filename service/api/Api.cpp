@@ -99,6 +99,16 @@ void OperatorApi::AddRoutes() {
   add("GET", "appliances/*/alarms", {kOperator, {}, &A::ListAlarms});
   add("GET", "appliances/*/events",
       {kOperator, {"severity", "kind", "since", "until", "q", "limit", "before"}, &A::ListEvents});
+  add("GET", "alarms",
+      {kOperator,
+       {"state", "severity", "acknowledged", "kind", "uuid", "q", "limit", "after"},
+       &A::ListFleetAlarms});
+  add("PUT", "alarms/*/acknowledgement", {kOperator, {}, &A::Acknowledge});
+  add("DELETE", "alarms/*/acknowledgement", {kOperator, {}, &A::EndAcknowledgement});
+  add("GET", "events",
+      {kOperator,
+       {"severity", "kind", "since", "until", "q", "limit", "before"},
+       &A::ListFleetEvents});
   add("GET", "appliances/*/resources", {kOperator, {}, &A::ListResources});
   add("GET", "appliances/*/resources/detail", {kOperator, {"uri"}, &A::GetResource});
   add("GET", "appliances/*/numbers", {kOperator, {}, &A::ListNumbers});

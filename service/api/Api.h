@@ -51,7 +51,7 @@ class OperatorApi {
   // A request with what has been found out about it.
   struct Call {
     const Request& request;
-    std::string uuid;  // the path's segment that names an appliance
+    std::string name;  // the path's segment that names an appliance, by its UUID, or an alarm
     Credentials credentials;
     Identity who;
     Query query;
@@ -95,6 +95,13 @@ class OperatorApi {
   Response ListAlarms(const Call& call);
 
   Response ListEvents(const Call& call);
+  Response ListFleetEvents(const Call& call);
+
+  Response ListFleetAlarms(const Call& call);
+  Response Acknowledge(const Call& call);
+  Response EndAcknowledgement(const Call& call);
+  // Throws ApiError (404) when there is no such open alarm.
+  void KeepWord(const Call& call, const std::optional<Acknowledgement>& word);
 
   Response ListResources(const Call& call);
   Response GetResource(const Call& call);

@@ -37,12 +37,12 @@ Json ResourceView(const DocumentRecord& record) {
 Response OperatorApi::ListResources(const Call& call) {
   // Of the documents only what is shown is kept: all together may be large.
   std::vector<std::pair<std::string, Json>> views = m_store.Read([&](Transaction& store) {
-    FindAppliance(store, call.uuid);
+    FindAppliance(store, call.name);
     std::vector<std::pair<std::string, Json>> made;
     const auto add = [&](const DocumentRecord& record) {
       made.emplace_back(UriOf(record.name), ResourceView(record));
     };
-    ForEach(store, add, &Transaction::ListDocuments, call.uuid);
+    ForEach(store, add, &Transaction::ListDocuments, call.name);
     return made;
   });
   std::sort(views.begin(), views.end(),
@@ -55,7 +55,7 @@ Response OperatorApi::ListResources(const Call& call) {
 Response OperatorApi::GetResource(const Call& call) {
   const std::string uri = call.query.RequiredText("uri");
   const DocumentRecord record =
-      m_store.Read([&](Transaction& store) { return FindDocument(store, call.uuid, uri); });
+      m_store.Read([&](Transaction& store) { return FindDocument(store, call.name, uri); });
   return ApiAnswer(200, {{"uri", uri},
                          {"updated", UtcTime(record.changed)},
                          {"document", ParseStored(record.document)}});

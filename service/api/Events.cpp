@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The log of an appliance's events.
+// The log of an appliance's events, and that of all appliances.
 #include <algorithm>
 
 #include "service/api/Api.h"
@@ -16,25 +16,32 @@ constexpr std::int64_t kMaxLookedAt = 5000;
 constexpr std::int64_t kBatch = 100;
 constexpr std::int64_t kMaxId = 999999999999999999;
 
-LogFilter FilterOf(const Query& query, const std::string& uuid) {
+// Takes what both logs are filtered by.
+template <typename Filter>
+void TakeFilter(const Query& query, Filter& filter) {
   static const std::vector<std::string> kKinds = {"alarm", "clear", "message", "point"};
-  LogFilter filter;
-  filter.manager = uuid;
   filter.severity = query.Word("severity");
   filter.since = query.Time("since");
   filter.until = query.Time("until");
-  filter.before = query.Number("before", 1, kMaxId);
+  filter.limit = kBatch;
   if (const auto kind = query.OneOf("kind", kKinds)) {
     const auto at = std::find(kKinds.begin(), kKinds.end(), *kind) - kKinds.begin();
     filter.kind = static_cast<EventKind>(at);
   }
-  return filter;
 }
 
-Response Page(Json items, const std::optional<std::int64_t>& next) {
-  Json view = {{"items", std::move(items)}, {"next", nullptr}};
-  if (next) view["next"] = *next;
-  return ApiAnswer(200, view);
+// The place behind which a page of the log of all appliances begins: "next" of an earlier answer.
+std::string PlaceText(const EventPlace& place) {
+  return CompactText(Json::array({place.received, place.id}));
+}
+EventPlace ParsePlace(const std::string& text) {
+  const Json parts = Json::parse(text, nullptr, false);
+  const auto isNumber = [](const Json& part) { return part.is_number_integer(); };
+  if (!parts.is_array() || parts.size() != 2 ||
+      !std::all_of(parts.begin(), parts.end(), isNumber)) {
+    throw ApiError(400, "\"before\" is no \"next\" of a list of events.");
+  }
+  return {parts[0].get<std::int64_t>(), parts[1].get<std::int64_t>()};
 }
 
 bool HoldsText(const Json& view, const std::string& text) {
@@ -42,30 +49,65 @@ bool HoldsText(const Json& view, const std::string& text) {
          Lower(view.at("messageId").get<std::string>()).find(text) != std::string::npos;
 }
 
+// A page of what `list` lists behind filter.before, of those whose view holds the text.
+// `take(entry)` returns the entry's view and moves filter.before to it, `next()` tells that place.
+template <typename List, typename Take, typename Next>
+Response PageOf(const Query& query, const List& list, const Take& take, const Next& next) {
+  const auto limit = static_cast<std::size_t>(query.Limit());
+  const std::string text = query.Sought().value_or("");
+  Json items = Json::array();
+  const auto page = [&](bool more) {
+    return ApiAnswer(200, {{"items", std::move(items)}, {"next", more ? next() : Json()}});
+  };
+  bool more = true;
+  for (std::int64_t lookedAt = 0; more && lookedAt < kMaxLookedAt; lookedAt += kBatch) {
+    const auto log = list();
+    more = static_cast<std::int64_t>(log.size()) == kBatch;
+    for (const auto& entry : log) {
+      if (items.size() == limit) return page(true);
+      Json view = take(entry);
+      if (HoldsText(view, text)) items.push_back(std::move(view));
+    }
+  }
+  return page(more);
+}
+
 }  // namespace
 
 Response OperatorApi::ListEvents(const Call& call) {
-  LogFilter filter = FilterOf(call.query, call.uuid);
-  const std::int64_t limit = call.query.Limit();
-  const std::string text = call.query.Sought().value_or("");
-  filter.limit = kBatch;
-
+  LogFilter whole;
+  TakeFilter(call.query, whole);
+  whole.manager = call.name;
+  whole.before = call.query.Number("before", 1, kMaxId);
   return m_store.Read([&](Transaction& store) {
-    FindAppliance(store, call.uuid);
-    Json items = Json::array();
-    const auto full = [&] { return static_cast<std::int64_t>(items.size()) == limit; };
-    bool more = true;
-    for (std::int64_t lookedAt = 0; more && lookedAt < kMaxLookedAt; lookedAt += kBatch) {
-      const std::vector<LoggedEvent> log = store.ListLog(filter);
-      more = static_cast<std::int64_t>(log.size()) == kBatch;
-      for (const LoggedEvent& entry : log) {
-        if (full()) return Page(std::move(items), filter.before);
-        Json view = EventView(entry);
-        if (HoldsText(view, text)) items.push_back(std::move(view));
-        filter.before = entry.event.id;
-      }
-    }
-    return Page(std::move(items), more ? filter.before : std::nullopt);
+    FindAppliance(store, call.name);
+    LogFilter filter = whole;
+    const auto take = [&](const LoggedEvent& entry) {
+      filter.before = entry.event.id;
+      return EventView(entry);
+    };
+    return PageOf(
+        call.query, [&] { return store.ListLog(filter); }, take,
+        [&] { return OrNull(filter.before); });
+  });
+}
+
+Response OperatorApi::ListFleetEvents(const Call& call) {
+  FleetLogFilter whole;
+  TakeFilter(call.query, whole);
+  if (const auto before = call.query.Text("before")) whole.before = ParsePlace(*before);
+  return m_store.Read([&](Transaction& store) {
+    FleetLogFilter filter = whole;
+    const auto take = [&](const FleetEvent& one) {
+      filter.before = EventPlace{one.entry.event.received, one.entry.event.id};
+      Json view = EventView(one.entry);
+      view["uuid"] = one.entry.event.manager;
+      view["name"] = one.label;
+      return view;
+    };
+    return PageOf(
+        call.query, [&] { return store.ListFleetLog(filter); }, take,
+        [&] { return Json(PlaceText(*filter.before)); });
   });
 }
 

@@ -117,11 +117,11 @@ Response OperatorApi::ListAppliances(const Call& call) {
 
 Response OperatorApi::GetAppliance(const Call& call) {
   return m_store.Read([&](Transaction& store) {
-    const ApplianceRecord appliance = FindAppliance(store, call.uuid);
+    const ApplianceRecord appliance = FindAppliance(store, call.name);
     Json view = ApplianceView(appliance, m_clock());
     view["heartbeats"] = appliance.heartbeat.count;
     view["updated"] = UtcTime(appliance.changed);
-    const std::optional<ManagerRecord> manager = store.FindManager(call.uuid);
+    const std::optional<ManagerRecord> manager = store.FindManager(call.name);
     view["document"] = manager ? ParseStored(manager->document) : Json();
     Json list = Json::array();
     const auto add = [&](const ChassisRecord& chassis) {
@@ -130,7 +130,7 @@ Response OperatorApi::GetAppliance(const Call& call) {
                       {"name", name.is_string() ? name : Json("Chassis " + chassis.id)},
                       {"created", UtcTime(chassis.created)}});
     };
-    ForEach(store, add, &Transaction::ListChassisRecords, call.uuid);
+    ForEach(store, add, &Transaction::ListChassisRecords, call.name);
     view["chassisList"] = std::move(list);
     return ApiAnswer(200, view);
   });
@@ -138,11 +138,11 @@ Response OperatorApi::GetAppliance(const Call& call) {
 
 Response OperatorApi::RemoveAppliance(const Call& call) {
   const std::string name = m_store.Write([&](Transaction& store) {
-    const ApplianceRecord appliance = FindAppliance(store, call.uuid);
-    store.DeleteManager(call.uuid);
+    const ApplianceRecord appliance = FindAppliance(store, call.name);
+    store.DeleteManager(call.name);
     return appliance.shown.name;
   });
-  m_log.Line("manager removed: " + name + " (UUID " + call.uuid + ") by operator " + call.who.name);
+  m_log.Line("manager removed: " + name + " (UUID " + call.name + ") by operator " + call.who.name);
   Response response;
   response.status = 204;
   return response;
@@ -150,8 +150,8 @@ Response OperatorApi::RemoveAppliance(const Call& call) {
 
 Response OperatorApi::ListAlarms(const Call& call) {
   std::vector<AlarmRecord> alarms = m_store.Read([&](Transaction& store) {
-    FindAppliance(store, call.uuid);
-    return AllOf(store, &Transaction::ListOpenAlarms, call.uuid);
+    FindAppliance(store, call.name);
+    return AllOf(store, &Transaction::ListOpenAlarms, call.name);
   });
   std::stable_sort(alarms.begin(), alarms.end(), [](const AlarmRecord& a, const AlarmRecord& b) {
     return SeverityOf(a.severity) < SeverityOf(b.severity);

@@ -104,15 +104,15 @@ void AddSamples(Json& series, const Downsampling& downsampling) {
 
 Response OperatorApi::ListNumbers(const Call& call) {
   return m_store.Read([&](Transaction& store) {
-    FindAppliance(store, call.uuid);
+    FindAppliance(store, call.name);
     std::map<std::string, std::vector<MemberRecord>> members;
     const auto add = [&](MemberRecord& member) {
       members[member.path].push_back(std::move(member));
     };
-    ForEach(store, add, &Transaction::ListMembers, call.uuid, std::nullopt);
+    ForEach(store, add, &Transaction::ListMembers, call.name, std::nullopt);
     Json items = Json::array();
     for (const auto& [path, ofPath] : members) {
-      const auto record = store.FindDocument(call.uuid, DocumentAt(path));
+      const auto record = store.FindDocument(call.name, DocumentAt(path));
       if (!record) continue;
       const Json document = ParseStored(record->document);
       for (const Place& place : PlacesOf(ofPath, document)) {
@@ -131,11 +131,11 @@ Response OperatorApi::GetHistory(const Call& call) {
       call.query.Number("points", kMinPoints, kMaxPoints).value_or(kPoints));
 
   return m_store.Read([&](Transaction& store) {
-    const DocumentRecord record = FindDocument(store, call.uuid, uri);
+    const DocumentRecord record = FindDocument(store, call.name, uri);
     if (since >= until) throw ApiError(400, "\"since\" is not before \"until\".");
     const Json document = ParseStored(record.document);
     std::vector<Place> places =
-        PlacesOf(AllOf(store, &Transaction::ListMembers, call.uuid, uri), document);
+        PlacesOf(AllOf(store, &Transaction::ListMembers, call.name, uri), document);
     Keep(places, call.query, uri);
     if (places.size() > kMaxSeries) places.resize(kMaxSeries);
     Json list = Json::array();

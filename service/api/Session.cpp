@@ -1,38 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Signing in and out, and the interface's description.
-#include <strings.h>
-
 #include "service/api/Api.h"
+#include "service/api/Body.h"
 #include "service/api/Description.h"
 #include "service/api/Error.h"
 
 namespace cloudservice {
-
-namespace {
-
-bool IsJson(const std::string& type) {
-  static const std::string kJson = "application/json";
-  const std::size_t end = type.find_first_of("; ");
-  return strcasecmp(type.substr(0, end).c_str(), kJson.c_str()) == 0;
-}
-
-std::string Member(const Json& object, const char* name) {
-  const Json text = TextOrNull(object, name);
-  if (!text.is_string()) {
-    throw ApiError(400, std::string("\"") + name + "\" is missing or no string.");
-  }
-  return text.get<std::string>();
-}
-
-Json ParseBody(const std::string& body) {
-  try {
-    return ParseObject(body);
-  } catch (const JsonError& error) {
-    throw ApiError(400, error.what());
-  }
-}
-
-}  // namespace
 
 Response OperatorApi::GetDescription(const Call&) {
   // The members keep the order that they have in the file.
@@ -43,13 +16,9 @@ Response OperatorApi::GetDescription(const Call&) {
 }
 
 Response OperatorApi::SignIn(const Call& call) {
-  // A form on another site cannot send this type.
-  if (!IsJson(call.request.Header("Content-Type"))) {
-    throw ApiError(415, "The body has to be said to be application/json.");
-  }
-  const Json body = ParseBody(call.request.body);
-  const Identity who =
-      m_operators.Check(call.request.peer, Member(body, "name"), Member(body, "password"));
+  const Json body = BodyOf(call.request);
+  const Identity who = m_operators.Check(call.request.peer, RequiredText(body, "name"),
+                                         RequiredText(body, "password"));
   if (who.wait > 0) {
     Response response = Refused(call.request, 429, "Too many wrong passwords from this address.");
     response.SetHeader("Retry-After", std::to_string(who.wait));

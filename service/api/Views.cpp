@@ -8,11 +8,6 @@ namespace cloudservice {
 
 namespace {
 
-Json TimeOrNull(const std::optional<std::int64_t>& time) {
-  if (!time) return nullptr;
-  return UtcTime(*time);
-}
-
 Json ArgumentsView(const Json& document) {
   Json arguments = Json::array();
   const auto found = document.find("MessageArgs");
@@ -37,6 +32,11 @@ Json CreatedTime(const Json& created) {
 }
 
 }  // namespace
+
+Json TimeOrNull(const std::optional<std::int64_t>& time) {
+  if (!time) return nullptr;
+  return UtcTime(*time);
+}
 
 Json CountsView(const AlarmCounts& counts) {
   Json view = Json::object();

@@ -31,6 +31,8 @@ Json OrNull(const std::optional<T>& value) {
   return *value;
 }
 
+Json TimeOrNull(const std::optional<std::int64_t>& time);
+
 // The value of the member if it is a string, else null.
 Json TextOrNull(const Json& object, const char* name);
 

@@ -6,6 +6,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "service/json/Numbers.h"
@@ -254,6 +255,32 @@ struct LogFilter {
   std::int64_t limit = 0;
 };
 
+// The place of an event in the order of the times of arrival.
+struct EventPlace {
+  std::int64_t received = std::numeric_limits<std::int64_t>::min();
+  std::int64_t id = 0;
+};
+inline bool operator<(const EventPlace& one, const EventPlace& other) {
+  return std::tie(one.received, one.id) < std::tie(other.received, other.id);
+}
+
+// An event in the log of all appliances.
+struct FleetEvent {
+  LoggedEvent entry;
+  std::string label;  // the appliance's name
+};
+
+// A part of the log of all appliances, newest first by the times of arrival, and of the same time
+// the greater identifier first.
+struct FleetLogFilter {
+  std::optional<EventKind> kind;
+  std::optional<std::string> severity;  // in any case of letters
+  std::optional<std::int64_t> since;    // only events received then or later
+  std::optional<std::int64_t> until;    // only events received earlier
+  std::optional<EventPlace> before;     // only events that follow this one in the log
+  std::int64_t limit = 0;
+};
+
 // A change that a unit of work has made to what appliances keep.
 struct Change {
   // kAny: of many appliances, or of parts of them that have no kind of their own. kHeartbeat: of an
@@ -299,12 +326,6 @@ struct DueCounts {
 
 // The states of all appliances, of those that were found last and of those that are due.
 StateCounts StatesOf(const Totals& found, const DueCounts& due);
-
-// The place of an event in the order of arrival.
-struct EventPlace {
-  std::int64_t received = std::numeric_limits<std::int64_t>::min();
-  std::int64_t id = 0;
-};
 
 // What a step of RemoveOld() is to remove.
 struct OldRows {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "service/store/FleetAlarms.h"
 #include "service/store/Records.h"
 
 namespace cloudservice {
@@ -169,7 +170,14 @@ class Transaction {
   // The manager's open alarms, newest first.
   virtual std::vector<AlarmRecord> ListOpenAlarms(const std::string& manager,
                                                   const ListPage<std::int64_t>& page) = 0;
+  // A page of the fleet's list of alarms. Silences stand in it alone: an appliance that could read
+  // one back would clear it.
+  virtual std::vector<FleetAlarm> ListAlarms(const AlarmFilter& filter) = 0;
+  // Keeps what an operator says of an open alarm, in the place of what was said before; none:
+  // nobody looks after it. False when there is no such alarm, or it is not open.
+  virtual bool Acknowledge(const AlarmName& alarm, const std::optional<Acknowledgement>& word) = 0;
   virtual std::vector<LoggedEvent> ListLog(const LogFilter& filter) = 0;
+  virtual std::vector<FleetEvent> ListFleetLog(const FleetLogFilter& filter) = 0;
   // The documents of the manager itself, then of its chassis in the order of creation, then of its
   // resources in the order of paths.
   virtual std::vector<DocumentRecord> ListDocuments(const std::string& manager,

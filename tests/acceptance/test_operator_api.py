@@ -17,6 +17,8 @@ from harness.wire import connect
 
 pytestmark = pytest.mark.both_stores
 ONE = "/appliances/{uuid}"
+WORD = "/alarms/{id}/acknowledgement"
+JSON = {"Content-Type": "application/json"}
 START = "2026-03-05 13:00:00"
 
 
@@ -64,6 +66,13 @@ def ask_everything(operator, uuid, uri):
     operator.ask("GET", f"{ONE}/history", uuid, uri=uri, pointer="/Temperatures/0/ReadingCelsius",
                  member="Temperatures[MemberId=supply]/ReadingCelsius",
                  since="2000-01-01T00:00:00Z", until="2100-01-01T00:00:00Z", points=100)
+    operator.ask("GET", "/events", severity="alarm", kind="alarm", q="filter", limit=1,
+                 since="2000-01-01T00:00:00Z", until="2100-01-01T00:00:00Z", before="[4102444800,1]")
+    alarm = operator.ask("GET", "/alarms", limit=1)["items"][0]
+    operator.ask("PUT", WORD, alarm["id"], headers=JSON, body='{"note": "on my way"}')
+    operator.ask("GET", "/alarms", state="open", severity="Alarm", acknowledged="true", kind="alarm",
+                 uuid=uuid, q="on my", limit=10, after='[0,0,"a1"]')
+    operator.ask("DELETE", WORD, alarm["id"], 204)
 
 
 def follow_everything(operator, service, appliance):
@@ -100,17 +109,19 @@ def ask_what_is_known(operator, uuid, uri):
 
 
 def be_refused_for_the_request(operator, uuid, uri):
-    for path in ("/appliances", f"{ONE}/events"):
+    for path in ("/appliances", f"{ONE}/events", "/events", "/alarms"):
         operator.ask("GET", path, uuid, 400, limit=0)
     operator.ask("GET", f"{ONE}/resources/detail", uuid, 400)
     operator.ask("GET", f"{ONE}/history", uuid, 400, uri=uri, points=1)
-    operator.ask("POST", "/session", expected=400, headers={"Content-Type": "application/json"},
-                 body="[]")
+    operator.ask("POST", "/session", expected=400, headers=JSON, body="[]")
     operator.ask("POST", "/session", expected=415, body="{}")
+    operator.ask("PUT", WORD, "a1", 400, headers=JSON, body='{"notes": ""}')
+    operator.ask("PUT", WORD, "a1", 415, body="{}")
     for method, path in DESCRIPTION.operations():
-        if "{uuid}" in path:
+        if 404 in DESCRIPTION.statuses(method, path):
             extra = {"uri": uri} if {("query", "uri")} <= DESCRIPTION.parameters(method, path) else {}
-            operator.ask(method, path.removeprefix(BASE), "nobody", 404, **extra)
+            operator.ask(method, path.removeprefix(BASE), "nobody", 404, headers=JSON, body="{}",
+                         **extra)
 
 
 def be_refused_for_the_sender(operator):

@@ -78,7 +78,9 @@ class Device:
                 return ""
 
     def asks(self, op, **arguments):
-        answer = json.loads(self.says(json.dumps({"op": op, **arguments})))
+        text = self.says(json.dumps({"op": op, **arguments}))
+        assert text, f"{op}: the device went away without an answer"
+        answer = json.loads(text)
         assert answer["ok"], answer
         return answer
 

@@ -14,6 +14,7 @@ from .wire import connect
 BASE = "/api/v1"
 DESCRIPTION = Description(
     pathlib.Path(__file__).resolve().parents[2] / "service" / "api" / "openapi.json")
+NAMES = ("uuid", "id")  # what a path may name by a segment
 PASSWORD = "the operator's pass word"
 
 
@@ -45,10 +46,13 @@ class Operator:
         self._service = service
         return self
 
-    def ask(self, method, path, uuid="", expected=200, headers=None, body=None, **query):
-        """One request; `path` as the description has it, behind the base. The answer as JSON."""
+    def ask(self, method, path, uuid="", /, expected=200, headers=None, body=None, **query):
+        """One request; `path` as the description has it, behind the base, and `uuid` what names its
+        appliance or its alarm. The answer as JSON."""
         path = BASE + path
-        target = path.replace("{uuid}", urllib.parse.quote(uuid, safe=""))
+        target = path
+        for name in NAMES:
+            target = target.replace(f"{{{name}}}", urllib.parse.quote(uuid, safe=""))
         if query:
             target += "?" + urllib.parse.urlencode(query, quote_via=urllib.parse.quote)
         sent = {**self.headers, **(headers or {})}
@@ -71,8 +75,7 @@ class Operator:
         self.seen.add((method, path, status))
         if status >= 300:
             return
-        if "{uuid}" in path:
-            parameters = parameters | {("path", "uuid")}
+        parameters = parameters | {("path", name) for name in NAMES if f"{{{name}}}" in path}
         self.used |= {(method, path, *parameter) for parameter in parameters}
 
     def signs_in(self, password=PASSWORD, expected=204):

@@ -12,7 +12,7 @@ namespace cloudservice {
 namespace {
 
 // A column holds numbers, or texts where that stands behind it. One in parentheses is not compared.
-constexpr std::array<std::array<const char*, 2>, 12> kCarried = {{
+constexpr std::array<std::array<const char*, 2>, 13> kCarried = {{
     {"account", "id email:text created"},
     {"registration_key", "id account hash:text created"},
     {"operator", "id name:text password_hash:text token_hash:text created"},
@@ -28,7 +28,10 @@ constexpr std::array<std::array<const char*, 2>, 12> kCarried = {{
     {"event",
      "id manager chassis:text message_id:text severity:text document:text received kind (open)"},
     {"alarm",
-     "id manager chassis:text message_id:text severity:text rank event opening opened closed"},
+     "id manager chassis:text message_id:text severity:text rank event opening opened closed "
+     "acknowledged acknowledged_by:text note:text"},
+    {"silence",
+     "id manager rank opened offline closed acknowledged acknowledged_by:text note:text"},
     // Those that have a reading, each with its last one.
     {"member", "id manager chassis:text path:text name:text (last_time) (last_value:text)"},
     {"reading", "id member time value:text"},

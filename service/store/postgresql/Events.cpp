@@ -29,7 +29,10 @@ const Sql kOpenAlarm(
 const Sql kAddAlarm(
     "INSERT INTO alarm (manager, chassis, message_id, severity, rank, event, opened, opening) "
     "VALUES ($1, $2, $3, $4, $5, $6, $7, $6)");
-const Sql kChangeAlarm("UPDATE alarm SET severity = $2, rank = $3, event = $4 WHERE id = $1");
+// Nobody looks after an alarm that has become worse.
+const Sql kChangeAlarm(
+    "UPDATE alarm SET severity = $2, rank = $3, event = $4, "
+    "acknowledged = CASE WHEN $3 >= rank THEN acknowledged END WHERE id = $1");
 const Sql kCloseAlarm("UPDATE alarm SET closed = $2 WHERE id = $1");
 const Sql kAddToAlarmCounts(
     "UPDATE manager SET faults = faults + $2, alarms = alarms + $3, warnings = warnings + $4 "

@@ -30,7 +30,7 @@ const Sql kIdentity(
 constexpr const char* kBeginReading =
     "SET lock_timeout = '10s'; BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY; "
     "LOCK TABLE account, registration_key, operator, removal, manager, manager_document, "
-    "heartbeat, chassis, resource, event, alarm, member, reading, message IN SHARE MODE";
+    "heartbeat, chassis, resource, event, alarm, silence, member, reading, message IN SHARE MODE";
 const Sql kBeginLooking("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", kEachTime);
 const Sql kBeginSide("BEGIN", kEachTime);
 const Sql kCommitSide("COMMIT", kEachTime);
@@ -162,6 +162,7 @@ const Kept kKeptEvent(
     "DO UPDATE SET count = event_count.count + excluded.count",
     Kept::Parts::kEvents);
 const KeptAsIs kKeptAlarm("alarm", "id", OfManager("alarm"));
+const KeptAsIs kKeptSilence("silence", "id", OfManager("silence"));
 const KeptAsIs kKeptMember(
     "member", "id",
     OfManager("member") + "AND EXISTS (SELECT 1 FROM reading WHERE reading.member = member.id) ");
@@ -174,9 +175,10 @@ const KeptAsIs kKeptMessage("message", "id", OfManager("message"));
 
 const Kept& KeptOf(const CopiedTable& table) {
   // In the order of CopiedTables().
-  static const std::array<const Kept*, 12> all = {
-      &kKeptAccount,  &kKeptKey,   &kKeptOperator, &kKeptRemoval, &kKeptManager, &kKeptChassis,
-      &kKeptResource, &kKeptEvent, &kKeptAlarm,    &kKeptMember,  &kKeptReading, &kKeptMessage};
+  static const std::array<const Kept*, 13> all = {
+      &kKeptAccount, &kKeptKey,      &kKeptOperator, &kKeptRemoval, &kKeptManager,
+      &kKeptChassis, &kKeptResource, &kKeptEvent,    &kKeptAlarm,   &kKeptSilence,
+      &kKeptMember,  &kKeptReading,  &kKeptMessage};
   return *all.at(table.number);
 }
 
@@ -195,23 +197,29 @@ struct Sequence {
   const Sql last;
   const Sql set;
 };
-const std::array<Sequence, 10> kSequences = {{{"account", "account_id_seq"},
+const std::array<Sequence, 11> kSequences = {{{"account", "account_id_seq"},
                                               {"registration_key", "registration_key_id_seq"},
                                               {"operator", "operator_id_seq"},
                                               {"manager", "manager_key_seq"},
                                               {"chassis", "chassis_number_seq"},
                                               {"event", "event_id"},
                                               {"alarm", "alarm_id_seq"},
+                                              {"silence", "silence_id_seq"},
                                               {"member", "member_id_seq"},
                                               {"reading", "reading_id"},
                                               {"message", "message_id_seq"}}};
 const Sql kLastChangeCopied("SELECT coalesce(max(id), 0) FROM change", kEachTime);
 
+// A silence that is open ends with the next heartbeat where the state is known.
 constexpr const char* kFinishCopy =
-    "BEGIN; DELETE FROM total; "
+    "BEGIN; UPDATE heartbeat SET state = 3 - rank, went_at = coalesce(silence.offline, opened) "
+    "FROM silence WHERE silence.manager = heartbeat.manager AND closed IS NULL; "
+    "DELETE FROM total; "
     "INSERT INTO total SELECT count(*), (SELECT count(*) FROM chassis), coalesce(sum(faults), 0), "
     "coalesce(sum(alarms), 0), coalesce(sum(warnings), 0), count(*) FILTER (WHERE faults > 0), "
-    "count(*) FILTER (WHERE alarms > 0), count(*) FILTER (WHERE warnings > 0) FROM manager; "
+    "count(*) FILTER (WHERE alarms > 0), count(*) FILTER (WHERE warnings > 0), "
+    "count(*) FILTER (WHERE state = 1), count(*) FILTER (WHERE state = 2) "
+    "FROM manager JOIN heartbeat ON heartbeat.manager = key; "
     "DROP TABLE copy_note; COMMIT";
 
 CopiedRow RowOf(const CopiedTable& table, const Row& row) {

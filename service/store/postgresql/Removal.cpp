@@ -21,6 +21,7 @@ std::string DropSome(const std::string& table, const std::string& key) {
 }
 // What refers to a row goes before it.
 const Sql kRemoveAlarms(DropSome("alarm", "id"));
+const Sql kRemoveSilences(DropSome("silence", "id"));
 const Sql kRemoveEvents(DropSome("event", "id"), Sql::Plan::kEachTime);
 const Sql kRemoveCounts(DropSome("event_count", "day"));
 const Sql kRemoveMessages(DropSome("message", "id"));
@@ -28,9 +29,9 @@ const Sql kRemoveResources(DropSome("resource", "path"));
 const Sql kRemoveChassis(DropSome("chassis", "number"));
 const Sql kRemoveMembers("WITH gone AS (" + DropSome("member", "id") +
                          " RETURNING id) INSERT INTO removal (kind, key) SELECT 2, id FROM gone");
-const std::array<const Sql*, 7> kPartsOfManager = {
-    &kRemoveAlarms,    &kRemoveEvents,  &kRemoveMessages, &kRemoveCounts,
-    &kRemoveResources, &kRemoveChassis, &kRemoveMembers};
+const std::array<const Sql*, 8> kPartsOfManager = {
+    &kRemoveAlarms, &kRemoveSilences,  &kRemoveEvents,  &kRemoveMessages,
+    &kRemoveCounts, &kRemoveResources, &kRemoveChassis, &kRemoveMembers};
 
 const Sql kRemoveReadings(
     "DELETE FROM reading WHERE member = $1 "

@@ -47,6 +47,9 @@ const Sql kDropKept(
 const Sql kDropAlarmsOf(
     "DELETE FROM alarm WHERE event = ANY ($1::bigint[]) AND closed IS NOT NULL");
 
+const Sql kDropSilences(
+    "DELETE FROM silence WHERE id IN (SELECT id FROM silence WHERE closed < $1 LIMIT $2)");
+
 }  // namespace
 
 std::int64_t PostgresTransaction::ClampHeartbeats(std::int64_t now, std::int64_t most) {
@@ -60,7 +63,8 @@ OldLeft PostgresTransaction::RemoveOld(const OldRows& old) {
   MakeNextDay("event");
   const bool moreReadings = RemoveOldReadings(old.readings, old.most);
   const bool moreEvents = RemoveOldEvents(old.events, old.most);
-  return {moreReadings || moreEvents, {}};
+  const bool moreSilences = Run(kDropSilences, {old.events, old.most}).Changed() == old.most;
+  return {moreReadings || moreEvents || moreSilences, {}};
 }
 
 // The day after the newest one that has rows.

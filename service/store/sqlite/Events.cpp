@@ -20,7 +20,10 @@ const Sql kAddAlarm(
     "INSERT INTO alarm (manager, chassis, message_id, severity, rank, event, opened, opening) "
     "VALUES ((SELECT manager FROM chassis WHERE id = ?1), "
     "(SELECT number FROM chassis WHERE id = ?1), ?2, ?3, ?4, ?5, ?6, ?5)");
-const Sql kChangeAlarm("UPDATE alarm SET severity = ?, rank = ?, event = ? WHERE id = ?");
+// Nobody looks after an alarm that has become worse.
+const Sql kChangeAlarm(
+    "UPDATE alarm SET severity = ?1, rank = ?2, event = ?3, "
+    "acknowledged = CASE WHEN ?2 >= rank THEN acknowledged END WHERE id = ?4");
 const Sql kCloseAlarm("UPDATE alarm SET closed = ? WHERE id = ?");
 const Sql kAddToAlarmCounts(
     "UPDATE manager SET faults = faults + ?, alarms = alarms + ?, warnings = warnings + ? "

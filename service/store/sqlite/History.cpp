@@ -46,6 +46,8 @@ const Sql kDropReadings(
 const Sql kDropMember(
     "DELETE FROM member WHERE id = ? AND NOT EXISTS "
     "(SELECT 1 FROM reading WHERE reading.member = member.id)");
+const Sql kDropSilences(
+    "DELETE FROM silence WHERE id IN (SELECT id FROM silence WHERE closed < ? LIMIT ?)");
 // The last event of a step that begins behind a place: the nth from there that is old.
 const Sql kLastOfStep(
     "SELECT received, id FROM event WHERE (received, id) > (?, ?) AND received < ? "
@@ -116,8 +118,10 @@ std::int64_t SqliteTransaction::ClampHeartbeats(std::int64_t now, std::int64_t m
 
 OldLeft SqliteTransaction::RemoveOld(const OldRows& old) {
   const bool moreReadings = RemoveOldReadings(old.readings, old.most);
+  Statement(m_database, kDropSilences).Bind(old.events).Bind(old.most).Run();
+  const bool moreSilences = m_database.Changes() == old.most;
   OldLeft left = RemoveOldEvents(old);
-  left.more |= moreReadings;
+  left.more |= moreReadings || moreSilences;
   return left;
 }
 

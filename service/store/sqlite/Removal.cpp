@@ -42,6 +42,7 @@ const Rows kAlarmsOfManager("alarm", "id", "0", "manager = ?1");
 // The plus keeps the search away from the index of managers.
 const Rows kAlarmsOfChassis("alarm", "id", "0", "+manager = ?1 AND chassis = ?3");
 const Rows kEventsOfManager("event", "id", kDocumentBytes, "manager = ?1");
+const Rows kSilencesOfManager("silence", "id", "0", "manager = ?1");
 const Rows kMessagesOfManager("message", "id", "0", "manager = ?1");
 const Rows kChassisOfManager("chassis", "number", kDocumentBytes, "manager = ?1");
 
@@ -54,8 +55,8 @@ struct Rest {
 
 std::vector<const Rows*> PartsOf(const Rest& rest) {
   if (rest.chassis) return {&kResourcesOfChassis, &kAlarmsOfChassis};
-  return {&kResourcesOfManager, &kAlarmsOfManager, &kEventsOfManager, &kMessagesOfManager,
-          &kChassisOfManager};
+  return {&kResourcesOfManager, &kAlarmsOfManager,   &kEventsOfManager,
+          &kMessagesOfManager,  &kSilencesOfManager, &kChassisOfManager};
 }
 
 // Each removes up to `most` rows, and returns for how many they count: less than `most` when none

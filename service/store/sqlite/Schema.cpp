@@ -15,7 +15,7 @@ namespace {
 constexpr std::int64_t kApplicationId = 0x4b636c64;
 
 // Step N brings version N to version N + 1. The result of a step that was released never changes.
-constexpr std::array<const char*, 10> kSteps = {
+constexpr std::array<const char*, 11> kSteps = {
     R"sql(
 CREATE TABLE manager (
   uuid TEXT PRIMARY KEY,
@@ -594,6 +594,52 @@ WHEN new.state <> old.state BEGIN
 END;
 CREATE TRIGGER manager_state_goes BEFORE DELETE ON manager WHEN old.state > 0 BEGIN
   UPDATE total SET late = late - (old.state = 1), offline = offline - (old.state = 2);
+END;
+)sql",
+    R"sql(
+-- Who looks after an open alarm; nobody any more once it has become worse.
+ALTER TABLE alarm ADD COLUMN acknowledged INTEGER;
+ALTER TABLE alarm ADD COLUMN acknowledged_by TEXT;
+ALTER TABLE alarm ADD COLUMN note TEXT;
+-- The order of the fleet's list.
+CREATE INDEX alarm_worst ON alarm (rank, opened, id) WHERE closed IS NULL;
+CREATE INDEX alarm_ended ON alarm (closed, id) WHERE closed IS NOT NULL;
+
+-- When an appliance was late or offline, as the state that was found tells. A copy brings an open
+-- one along before it finds the state.
+CREATE TABLE silence (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  manager INTEGER NOT NULL,
+  rank INTEGER NOT NULL,
+  opened INTEGER NOT NULL,
+  offline INTEGER,
+  closed INTEGER,
+  acknowledged INTEGER,
+  acknowledged_by TEXT,
+  note TEXT
+) STRICT;
+CREATE INDEX silence_manager ON silence (manager);
+CREATE UNIQUE INDEX silence_open ON silence (manager) WHERE closed IS NULL;
+CREATE INDEX silence_worst ON silence (rank, opened, id) WHERE closed IS NULL;
+CREATE INDEX silence_ended ON silence (closed, id) WHERE closed IS NOT NULL;
+INSERT INTO silence (manager, rank, opened, offline)
+SELECT id, 3 - state, late_at, CASE state WHEN 2 THEN offline_at END FROM manager WHERE state > 0;
+CREATE TRIGGER manager_falls_silent AFTER UPDATE OF state ON manager
+WHEN old.state = 0 AND new.state > 0 BEGIN
+  INSERT INTO silence (manager, rank, opened, offline)
+  SELECT new.id, 3 - new.state, new.late_at, CASE new.state WHEN 2 THEN new.offline_at END
+  WHERE NOT EXISTS (SELECT 1 FROM silence WHERE manager = new.id AND closed IS NULL);
+END;
+CREATE TRIGGER manager_stays_silent AFTER UPDATE OF state ON manager
+WHEN old.state = 1 AND new.state = 2 BEGIN
+  UPDATE silence SET rank = 1, offline = new.offline_at, acknowledged = NULL
+  WHERE manager = new.id AND closed IS NULL;
+END;
+-- A state that was found by a clock that was set back since may end before it began.
+CREATE TRIGGER manager_is_heard AFTER UPDATE OF state ON manager
+WHEN old.state > 0 AND new.state = 0 BEGIN
+  UPDATE silence SET closed = max(opened, coalesce(new.heartbeat_last, opened))
+  WHERE manager = new.id AND closed IS NULL;
 END;
 )sql",
 };

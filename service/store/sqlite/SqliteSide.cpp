@@ -91,8 +91,9 @@ const Kept kKeptEvent(
     "event", OfManager("event"));
 const Kept kKeptAlarm("alarm", "alarm.id",
                       "alarm.id, alarm.manager, chassis.id, message_id, severity, rank, event, "
-                      "opening, opened, closed",
+                      "opening, opened, closed, acknowledged, acknowledged_by, note",
                       "alarm CROSS JOIN chassis ON number = alarm.chassis", OfManager("alarm"));
+const Kept kKeptSilence("silence", "id", AsIs("silence"), "silence", OfManager("silence"));
 const Kept kKeptMember("member", "id",
                        "id, manager, " + ChassisIdOf("member") + ", path, name, " +
                            LastReading("time") + ", " + LastReading("value"),
@@ -132,10 +133,11 @@ const Sql kCopyEvent(
 const Sql kCopyAlarm(
     Putting("alarm",
             "INSERT INTO alarm (id, manager, chassis, message_id, severity, rank, event, opening, "
-            "opened, closed) SELECT id, manager, " +
+            "opened, closed, acknowledged, acknowledged_by, note) SELECT id, manager, " +
                 kNewChassis +
-                ", message_id, severity, rank, event, opening, opened, closed "
-                "FROM new"));
+                ", message_id, severity, rank, event, opening, opened, closed, acknowledged, "
+                "acknowledged_by, note FROM new"));
+const Sql kCopySilence(PuttingAsIs("silence"));
 const Sql kCopyMember(
     Putting("member", "INSERT INTO member (id, manager, chassis, path, name) SELECT id, manager, " +
                           kNewChassis + ", path, name FROM new"));
@@ -159,6 +161,7 @@ const std::vector<Way>& Ways() {
       {"resource", kKeptResource, {&kCopyResource}},
       {"event", kKeptEvent, {&kCopyEvent}},
       {"alarm", kKeptAlarm, {&kCopyAlarm}},
+      {"silence", kKeptSilence, {&kCopySilence}},
       {"member", kKeptMember, {&kCopyMember}},
       {"reading", kKeptReading, {&kCopyReading}},
       {"message", kKeptMessage, {&kCopyMessage}},
@@ -186,6 +189,11 @@ const Sql kCountTotals(
     "SELECT coalesce(sum(faults), 0), coalesce(sum(alarms), 0), coalesce(sum(warnings), 0), "
     "coalesce(sum(faults > 0), 0), coalesce(sum(alarms > 0), 0), coalesce(sum(warnings > 0), 0) "
     "FROM manager)");
+
+// A silence that is open ends with the next heartbeat where the state is known.
+const Sql kFindSilent(
+    "UPDATE manager SET state = 3 - rank, went_at = coalesce(offline, opened) "
+    "FROM silence WHERE silence.manager = manager.id AND closed IS NULL");
 
 CopiedRow RowOf(const CopiedTable& table, const Statement& statement) {
   CopiedRow row(table.columns.size());
@@ -306,6 +314,7 @@ void SqliteSide::Finish(const Numbers& source) {
     Statement(m_database, kAddNumber).Bind(number).Bind(name).Run();
   }
   Statement(m_database, kCountTotals).Run();
+  Statement(m_database, kFindSilent).Run();
   Statement(m_database, kBeginChanges)
       .Bind(source.at("change"))
       .Bind(static_cast<std::int64_t>(Change::What::kAny))

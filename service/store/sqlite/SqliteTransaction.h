@@ -98,7 +98,10 @@ class SqliteTransaction : public Transaction {
                                     const ListPage<DueAppliance>& page) override;
   std::vector<AlarmRecord> ListOpenAlarms(const std::string& manager,
                                           const ListPage<std::int64_t>& page) override;
+  std::vector<FleetAlarm> ListAlarms(const AlarmFilter& filter) override;
+  bool Acknowledge(const AlarmName& alarm, const std::optional<Acknowledgement>& word) override;
   std::vector<LoggedEvent> ListLog(const LogFilter& filter) override;
+  std::vector<FleetEvent> ListFleetLog(const FleetLogFilter& filter) override;
   std::vector<DocumentRecord> ListDocuments(const std::string& manager,
                                             const ListPage<DocumentPlace>& page) override;
   std::optional<DocumentRecord> FindDocument(const std::string& manager,

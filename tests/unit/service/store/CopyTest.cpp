@@ -394,7 +394,7 @@ TEST_F(SqliteCopyTest, Every_column_is_known) {
     all += "\n";
   }
   EXPECT_EQ(all, R"(account: id email created
-alarm: id manager chassis message_id severity rank event opening opened closed
+alarm: id manager chassis message_id severity rank event opening opened closed acknowledged acknowledged_by note
 change: id what manager event kind name time
 chassis: number id manager document created changed
 event: id manager chassis message_id severity document received kind
@@ -409,6 +409,7 @@ registration_key: id account hash created
 removal: id account manager chassis
 resource: id manager chassis path document changed
 session: hash operator used
+silence: id manager rank opened offline closed acknowledged acknowledged_by note
 sqlite_sequence: name seq
 total: id managers chassis faults alarms warnings with_fault with_alarm with_warning late offline
 )");

@@ -139,6 +139,17 @@ inline void FillService(Transaction& work) {
   event("u", "chassisu2", "m", "Alarm", kNoon + 3 * kDaySeconds, "m");
   event("u", "chassisu1", "back", "Alarm", kNoon, "back");  // the clock was set back
   event("u", "chassisu1", "last", "OK", kNoon + 3 * kDaySeconds, "last");
+  // "w" was silent, "u" is late, "v" was never heard.
+  work.Settle(kNoon + 200, 99);
+  work.AddHeartbeat("w", kNoon + 201, 600, "");
+  AlarmFilter alarms;
+  alarms.manager = "u";
+  alarms.limit = 1;
+  for (const AlarmName::Kind kind : {AlarmName::Kind::kAlarm, AlarmName::Kind::kSilence}) {
+    alarms.kind = kind;
+    const AlarmName name = work.ListAlarms(alarms).at(0).name;
+    work.Acknowledge(name, Acknowledgement{kNoon + 250, "olga", "Ü"});
+  }
   work.AddMessage("u", {"key", "digest", work.ListEventPage({"u", 0, 20, 1}).at(0), kNoon});
   work.AddMessage("u", {"last", "digest", work.ListEventPage({"u", 0, 90, 1}).at(0), kNoon + 1});
   work.AddMessage("z", {"key", "digest", 1, kNoon});
@@ -165,6 +176,7 @@ class ToldService {
       m_lines.clear();
       Owners(look);
       for (const ApplianceRecord& one : look.ListAppliances(All())) Appliance(look, one.uuid);
+      FleetAlarms(look);
       Counts(look);
     });
   }
@@ -259,6 +271,27 @@ class ToldService {
   void Event(const LoggedEvent& one) {
     Line("event", one.event.chassis, one.event.messageId, one.event.severity, one.event.document,
          one.event.received, static_cast<std::int64_t>(one.event.kind), one.cleared);
+  }
+
+  void FleetAlarms(Transaction& look) {
+    AlarmFilter filter;
+    filter.limit = 1000;
+    for (const bool open : {true, false}) {
+      filter.open = open;
+      for (const FleetAlarm& one : look.ListAlarms(filter)) {
+        Line("of the fleet", static_cast<std::int64_t>(one.name.kind), one.name.id, one.manager,
+             static_cast<std::int64_t>(one.severity), one.opened, Shown(one.closed), one.chassis,
+             one.messageId, one.document, Shown(one.offline));
+        const Acknowledgement word = one.acknowledged.value_or(Acknowledgement{});
+        Line("acknowledged", word.time, word.by, word.note);
+      }
+    }
+    FleetLogFilter log;
+    log.limit = 1000;
+    for (const FleetEvent& one : look.ListFleetLog(log)) {
+      Line(one.label, one.entry.event.manager);
+      Event(one.entry);
+    }
   }
 
   void Histories(Transaction& look, const std::string& uuid) {

@@ -147,7 +147,20 @@ TEST_F(UpgradeTest, Totals_are_those_of_the_rows) {
   for (const std::int64_t count : totals.alarms) EXPECT_GT(count, 0);
 }
 
-// The tables of version 9, and of version 6 from there: what came later is taken away again.
+// The tables of version 10, of version 9 from there and of version 6 from there: what came later is
+// taken away again.
+constexpr const char* kBackToVersion10 = R"sql(
+DROP TRIGGER manager_falls_silent;
+DROP TRIGGER manager_stays_silent;
+DROP TRIGGER manager_is_heard;
+DROP TABLE silence;
+DROP INDEX alarm_worst;
+DROP INDEX alarm_ended;
+ALTER TABLE alarm DROP COLUMN acknowledged;
+ALTER TABLE alarm DROP COLUMN acknowledged_by;
+ALTER TABLE alarm DROP COLUMN note;
+PRAGMA user_version = 10;
+)sql";
 constexpr const char* kBackToVersion9 = R"sql(
 DROP TRIGGER manager_state_changes;
 DROP TRIGGER manager_state_goes;
@@ -187,6 +200,7 @@ PRAGMA user_version = 6;
 
 TEST_F(UpgradeTest, What_is_kept_of_each_manager_is_counted_at_the_first_question) {
   TestStore(file).Check();
+  Database(file).Execute(kBackToVersion10);
   Database(file).Execute(kBackToVersion9);
   Database(file).Execute(kBackToVersion6);
   TestStore store(file);
@@ -227,10 +241,33 @@ TEST_F(UpgradeTest, States_that_were_found_before_are_counted) {
     ASSERT_EQ(before->Settle(3150, 99), 40);
     states = before->CountStates(3150);
   }
+  Database(file).Execute(kBackToVersion10);
   Database(file).Execute(kBackToVersion9);
   TestStore store(file);
   EXPECT_EQ(store.UpgradeBackup(), file + ".v9");
   EXPECT_EQ(store->CountStates(3150), states);
+}
+
+TEST_F(UpgradeTest, Appliances_that_were_found_late_or_offline_are_silent_since_then) {
+  StateCounts states = {};
+  {
+    TestStore before(file);
+    before->Settle(3150, 99);
+    before->Settle(3199, 99);
+    states = before->CountStates(3199);
+  }
+  Database(file).Execute(kBackToVersion10);
+  TestStore store(file);
+  EXPECT_EQ(store.UpgradeBackup(), file + ".v10");
+  const std::string silent = "silence JOIN manager ON manager.id = silence.manager WHERE ";
+  EXPECT_GT(states[1], 0);
+  EXPECT_GT(states[2], 0);
+  EXPECT_EQ(store.Count(silent + "state = 1 AND rank = 2 AND opened = late_at AND offline IS NULL"),
+            states[1]);
+  EXPECT_EQ(
+      store.Count(silent + "state = 2 AND rank = 1 AND opened = late_at AND offline = offline_at"),
+      states[2]);
+  EXPECT_EQ(store->CountStates(3199), states);
 }
 
 TEST_F(UpgradeTest, Service_goes_on_where_it_was) {

@@ -264,6 +264,10 @@ const Sql kVersion("/* of a test */ SELECT version FROM cloudservice_schema", Sq
 const Sql kChanges("/* of a test */ SELECT manager FROM change", Sql::Plan::kEachTime);
 const Sql kFound("/* of a test */ SELECT sum(late)::bigint, sum(offline)::bigint FROM total",
                  Sql::Plan::kEachTime);
+const Sql kSilent(
+    "/* of a test */ SELECT count(*) FILTER (WHERE rank = 2 AND offline IS NULL AND opened = 1), "
+    "count(*) FILTER (WHERE rank = 1 AND offline = 2 AND opened = 1) FROM silence",
+    Sql::Plan::kEachTime);
 const Sql kOrigin(
     "SELECT 1 FROM pg_attribute WHERE attrelid = 'change'::regclass AND attname = 'origin'",
     Sql::Plan::kEachTime);
@@ -274,9 +278,16 @@ TEST_F(PostgresSchemaTest, Carries_its_version_and_is_made_once) {
   EXPECT_EQ(database.Connect().Run(kVersion).First().Number(0), NewestSchemaVersion());
 }
 
+// Takes away again what the last step makes.
+constexpr const char* kBackToVersion6 =
+    "DROP TABLE silence; DROP TRIGGER heartbeat_state_changes ON heartbeat; "
+    "DROP FUNCTION note_silence; DROP INDEX alarm_worst, alarm_ended, event_time; "
+    "ALTER TABLE alarm DROP COLUMN acknowledged, DROP COLUMN acknowledged_by, DROP COLUMN note";
+
 // What the second step takes away is put back: a database as the first version made it.
 TEST_F(PostgresSchemaTest, First_version_is_upgraded_and_keeps_its_rows) {
   Upgrade();
+  database.Connect().Execute(kBackToVersion6);
   database.Connect().Execute(
       "ALTER TABLE change ADD COLUMN origin bigint NOT NULL; "
       "ALTER TABLE manager DROP COLUMN documents, DROP COLUMN bytes; "
@@ -301,17 +312,21 @@ TEST_F(PostgresSchemaTest, First_version_is_upgraded_and_keeps_its_rows) {
 
 TEST_F(PostgresSchemaTest, States_that_were_found_before_are_counted) {
   Upgrade();
+  database.Connect().Execute(kBackToVersion6);
   database.Connect().Execute(
       "INSERT INTO manager (uuid, name, label, token_hash, registered, changed) "
       "SELECT 'u' || i, 'n', 'n', 't' || i, 0, 0 FROM generate_series(1, 6) AS i; "
       "INSERT INTO heartbeat (manager, late_at, offline_at, state) "
-      "SELECT key, 1, 1, (row_number() OVER ())::int / 3 FROM manager; "
+      "SELECT key, 1, 2, (row_number() OVER ())::int / 3 FROM manager; "
       "ALTER TABLE total DROP COLUMN late, DROP COLUMN offline; "
       "UPDATE cloudservice_schema SET version = 5");
   Upgrade();
   const Result found = database.Connect().Run(kFound);
   EXPECT_EQ(found.First().Number(0), 3);
   EXPECT_EQ(found.First().Number(1), 1);
+  const Result silent = database.Connect().Run(kSilent);
+  EXPECT_EQ(silent.First().Number(0), 3) << "late";
+  EXPECT_EQ(silent.First().Number(1), 1) << "offline";
 }
 
 TEST_F(PostgresSchemaTest, Is_made_by_one_of_many_that_come_at_once) {

@@ -448,7 +448,8 @@ TEST_F(PostgresCopyTest, Every_column_is_known) {
             "AND NOT relispartition GROUP BY relname ORDER BY relname COLLATE \"C\""),
       ElementsAre(
           "account: id email created",
-          "alarm: id manager chassis message_id severity rank event opening opened closed",
+          "alarm: id manager chassis message_id severity rank event opening opened closed "
+          "acknowledged acknowledged_by note",
           "change: id what manager event kind name time",
           "chassis: number id manager document created changed", "cloudservice_schema: version",
           "event: id day manager chassis message_id severity document received kind",
@@ -464,6 +465,7 @@ TEST_F(PostgresCopyTest, Every_column_is_known) {
           "operator: id name password_hash token_hash created", "reading: id member time value",
           "registration_key: id account hash created", "removal: kind key",
           "resource: manager path chassis document changed", "session: hash operator used",
+          "silence: id manager rank opened offline closed acknowledged acknowledged_by note",
           "total: managers chassis faults alarms warnings faulty alarmed warned late offline"));
 }
 
