@@ -34,6 +34,7 @@
 #include "service/auth/Accounts.h"
 #include "service/auth/Operators.h"
 #include "service/http/AnswerQueue.h"
+#include "service/http/AnswerRoom.h"
 #include "service/http/Lanes.h"
 #include "service/http/Server.h"
 #include "service/http/Tls.h"
@@ -102,7 +103,8 @@ std::string RegistrationKeyOf(const Options& options) {
 
 // The handlers behind Operations: the operators' interface, the page, and the Redfish service.
 Operations::Service ServiceOf(RedfishService& service, OperatorApi& api, Route& pageRoute,
-                              std::function<Load()> load, bool ofAppliances) {
+                              std::function<Load()> load, bool ofAppliances,
+                              std::shared_ptr<AnswerRoom> room) {
   std::vector<const Route*> routes = service.ListRoutes();
   for (const Route* route : api.ListRoutes()) routes.push_back(route);
   routes.push_back(&pageRoute);
@@ -128,7 +130,8 @@ Operations::Service ServiceOf(RedfishService& service, OperatorApi& api, Route& 
             return !OperatorApi::Serves(request->target) &&
                    service.Begin(request, std::move(ready));
           },
-          ofAppliances};
+          ofAppliances,
+          std::move(room)};
 }
 
 // The beginning of a command on the same database. A URL may hold a password.
@@ -205,6 +208,8 @@ class Program {
   std::atomic<bool> m_stopping{false};
   bool m_stopped = false;  // no connection is left; of the strand
   const std::shared_ptr<Budget> m_bodies = std::make_shared<Budget>(kBodiesBytes);
+  const std::shared_ptr<AnswerRoom> m_answerRoom =
+      std::make_shared<AnswerRoom>(AnswerRoom::Limits());
   Server m_server;
   Route m_pageRoute{"page"};
   Operations m_operations;
@@ -241,7 +246,7 @@ Program::Program(const Options& options, const Log& log)
       m_operations(*m_store, log, WallClock,
                    ServiceOf(
                        m_service, m_api, m_pageRoute, [this] { return LoadNow(); },
-                       options.metricsOfAppliances)),
+                       options.metricsOfAppliances, m_answerRoom)),
       m_teller({}, log),
       m_upkeep({1, 1000, kUpkeepNiceness}, log),
       m_ticker(m_io, m_feed, m_teller),
@@ -305,12 +310,13 @@ Lanes::Lane Program::LaneOf(const Request& request) const {
 Load Program::LoadNow() {
   static constexpr std::array<const char*, Quotas::kKinds> kQuotas = {
       "quota_documents", "quota_bytes", "quota_events_of_day", "quota_events"};
-  Load load = {m_server.Counts(), m_bodies->Taken(), m_feed.Streams()};
+  Load load = {m_server.Counts(), m_bodies->Taken(), m_answerRoom->Taken(), m_feed.Streams()};
   const QuotaRefusals::Counts overQuotas = m_service.OverQuotas();
   for (std::size_t i = 0; i < kQuotas.size(); ++i) {
     load.refused.emplace_back(kQuotas.at(i), overQuotas.at(i));
   }
   load.refused.emplace_back("bodies", m_bodies->Refused());
+  load.refused.emplace_back("answers", m_answerRoom->Refused());
   load.refused.emplace_back("changes", m_lanes.Refused(Lanes::kChanges));
   load.refused.emplace_back("looks", m_lanes.Refused(Lanes::kLooks));
   load.refused.emplace_back("sign_ins", m_lanes.Refused(Lanes::kSignIns));

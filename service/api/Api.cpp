@@ -179,8 +179,8 @@ Response OperatorApi::Guarded(const Request& request,
   // No answer holds a secret beside what its sender has chosen, so that its length tells nothing.
   response.mayBeCompressed = true;
   const bool looks = request.method == "GET" || request.method == "HEAD";
-  if (looks && response.status == 200 && !response.body.empty()) {
-    AddWeakTag(request, EntityTag(response.body), response);
+  if (looks && response.status == 200 && !response.Content().empty()) {
+    AddWeakTag(request, EntityTag(std::string(response.Content())), response);
   }
   return response;
 }

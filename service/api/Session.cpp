@@ -11,7 +11,7 @@ Response OperatorApi::GetDescription(const Call&) {
   // The members keep the order that they have in the file.
   static const std::string text = nlohmann::ordered_json::parse(kDescription).dump();
   Response response;
-  response.body = text;
+  response.lasting = text;
   return response;
 }
 

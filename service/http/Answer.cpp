@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The bytes of an answer.
+// The bytes of an answer: its header, and what follows it.
 #include "service/http/Answer.h"
 
 #include "service/util/Clock.h"
@@ -65,7 +65,7 @@ bool HasBody(unsigned status) { return status != 204 && status != 304; }
 
 }  // namespace
 
-std::string AnswerBytes(const Response& response, time_t now, bool keepAlive, bool head) {
+std::string AnswerHeader(const Response& response, time_t now, bool keepAlive) {
   std::string text =
       "HTTP/1.1 " + std::to_string(response.status) + " " + ReasonPhrase(response.status) + "\r\n";
   AddLine(text, "Date", HttpDate(now));
@@ -75,13 +75,16 @@ std::string AnswerBytes(const Response& response, time_t now, bool keepAlive, bo
   if (response.stream != nullptr) {
     AddLine(text, "Content-Type", response.type);
   } else if (HasBody(response.status)) {
-    if (!response.body.empty()) AddLine(text, "Content-Type", response.type);
-    AddLine(text, "Content-Length", std::to_string(response.body.size()));
+    if (!response.Content().empty()) AddLine(text, "Content-Type", response.type);
+    AddLine(text, "Content-Length", std::to_string(response.Content().size()));
   }
   if (!keepAlive) AddLine(text, "Connection", "close");
   text += "\r\n";
-  if (!head && HasBody(response.status)) text += response.body;
   return text;
+}
+
+std::string_view AnswerBody(const Response& response) {
+  return HasBody(response.status) ? response.Content() : std::string_view();
 }
 
 }  // namespace cloudservice

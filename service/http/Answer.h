@@ -4,15 +4,19 @@
 
 #include <ctime>
 #include <string>
+#include <string_view>
 
 #include "service/http/Message.h"
 
 namespace cloudservice {
 
-// The bytes of an answer, header and body. With `head` the body is left out, and the header still
-// gives its length. `keepAlive`: another request may follow on the connection. `now` becomes the
-// Date header. A response without Cache-Control gets "no-store".
-std::string AnswerBytes(const Response& response, time_t now, bool keepAlive, bool head);
+// The header of an answer, with the empty line behind it. `keepAlive`: another request may follow
+// on the connection. `now` becomes the Date header. A response without Cache-Control gets
+// "no-store".
+std::string AnswerHeader(const Response& response, time_t now, bool keepAlive);
+
+// What follows the header: the body, and nothing where the status has none.
+std::string_view AnswerBody(const Response& response);
 
 }  // namespace cloudservice
 

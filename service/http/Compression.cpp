@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "service/util/Text.h"
 
@@ -26,7 +27,7 @@ bool IsRefused(const std::string& parameters) {
          parameters.find_first_not_of("0.", 2) == std::string::npos;
 }
 
-std::string Gzip(const std::string& body) {
+std::string Gzip(std::string_view body) {
   z_stream stream = {};
   if (deflateInit2(&stream, kLevel, Z_DEFLATED, kGzipWindowBits, kMemoryLevel,
                    Z_DEFAULT_STRATEGY) != Z_OK) {
@@ -67,8 +68,8 @@ void TellItMayBeGzip(Response& response) { response.SetHeader("Vary", "Accept-En
 void CompressFor(const Request& request, Response& response) {
   if (!response.mayBeCompressed) return;
   TellItMayBeGzip(response);
-  if (response.body.size() < kLeastToCompress || !TakesGzip(request)) return;
-  response.body = Gzip(response.body);
+  if (response.Content().size() < kLeastToCompress || !TakesGzip(request)) return;
+  response.SetContent(Gzip(response.Content()));
   response.SetHeader("Content-Encoding", "gzip");
 }
 

@@ -31,7 +31,7 @@ void AddWeakTag(const Request& request, const std::string& tag, Response& respon
   const std::string known = request.Header("If-None-Match");
   if (known.empty() || !MeansTag(known, tag, Comparison::kWeak)) return;
   response.status = 304;
-  response.body.clear();
+  response.SetContent("");
 }
 
 }  // namespace cloudservice

@@ -5,6 +5,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace cloudservice {
 
@@ -18,6 +19,11 @@ std::string Request::Header(const std::string& name) const {
     found = true;
   }
   return values;
+}
+
+void Response::SetContent(std::string bytes) {
+  body = std::move(bytes);
+  lasting = {};
 }
 
 std::string Response::Header(const std::string& name) const {

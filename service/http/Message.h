@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -39,11 +40,17 @@ struct Response {
   unsigned status = 200;
   std::vector<std::pair<std::string, std::string>> headers;  // with their names as they are sent
   std::string body;                                          // may be empty
-  std::string type = "application/json; charset=utf-8";      // Content-Type of the body
-  std::shared_ptr<Stream> stream = nullptr;                  // replaces `body` when it has no end
-  bool mayBeCompressed = false;                              // for a sender who takes that
+  std::string_view lasting = {};  // replaces `body`: bytes that live as long as the program
+  std::string type = "application/json; charset=utf-8";  // Content-Type of the body
+  std::shared_ptr<Stream> stream = nullptr;              // replaces `body` when it has no end
+  bool mayBeCompressed = false;                          // for a sender who takes that
   Route* route = nullptr;  // of the request; outlives the response; null: it fits none
+  std::shared_ptr<void> room = nullptr;  // what the body takes of an AnswerRoom, until it is sent
 
+  // The bytes of the body.
+  std::string_view Content() const { return lasting.empty() ? std::string_view(body) : lasting; }
+  // Gives it other bytes, which may be none.
+  void SetContent(std::string bytes);
   // The value of the header `name`, in exactly these letters; empty when there is none.
   std::string Header(const std::string& name) const;
   // Sets the header `name`; replaces the value of one that is there.

@@ -48,13 +48,13 @@ class Indenter {
 }  // namespace
 
 void IndentIfAsked(const Target& target, Response& response) {
-  if (response.body.empty() || !IsJson(response.type)) return;
+  if (response.Content().empty() || !IsJson(response.type)) return;
   if (!target.Pretty()) return;
-  std::optional<std::string> text = Indented(response.body);
-  if (text) response.body = *std::move(text);
+  std::optional<std::string> text = Indented(response.Content());
+  if (text) response.SetContent(*std::move(text));
 }
 
-std::optional<std::string> Indented(const std::string& json, std::size_t most) {
+std::optional<std::string> Indented(std::string_view json, std::size_t most) {
   Indenter indenter;
   for (const char c : json) {
     indenter.Take(c);

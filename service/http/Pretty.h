@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "service/http/Message.h"
 
@@ -20,7 +21,7 @@ void IndentIfAsked(const Target& target, Response& response);
 // Indents a compact JSON text: each member and each element stands on a line of its own, two blanks
 // deeper than the object or array around it, and the text ends with a line feed. None when the
 // result is longer than `most` bytes.
-std::optional<std::string> Indented(const std::string& json, std::size_t most = kMaxIndented);
+std::optional<std::string> Indented(std::string_view json, std::size_t most = kMaxIndented);
 
 }  // namespace cloudservice
 

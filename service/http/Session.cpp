@@ -5,6 +5,7 @@
 #include <array>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include <boost/asio/buffer.hpp>
@@ -35,6 +36,8 @@ using Plain = TimedSocket;
 using Tls = beast::ssl_stream<TimedSocket>;
 
 constexpr std::size_t kReadSize = 4096;
+// Bytes of a body at most that are sent in one piece with the header.
+constexpr std::size_t kSmallBody = 16 * 1024;
 // Size of the buffer of unparsed bytes, as a multiple of the largest header: a chunk's extensions
 // and trailers wait in it until they are complete.
 constexpr std::size_t kBufferedHeaders = 2;
@@ -246,8 +249,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
 
   // Any thread.
   void OnAdmission(std::optional<Response> refusal) {
-    asio::post(m_stream.get_executor(), Kept([this, refusal = std::move(refusal)] {
-                 if (refusal) return Answer(*refusal, false, m_request.method == "HEAD");
+    asio::post(m_stream.get_executor(), Kept([this, refusal = std::move(refusal)]() mutable {
+                 if (refusal) return Answer(*std::move(refusal), false, m_request.method == "HEAD");
                  m_answering = false;
                  if (m_stopping) return CloseGently();
                  AskForBody();
@@ -259,7 +262,7 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     if (!m_share.Take(length ? *length : m_context.limits.bodyBytes)) {
       Response response = m_context.refuse(503, m_request, "No room for the body just now.");
       response.SetHeader("Retry-After", std::to_string(kRetrySeconds));
-      return Answer(response, false, m_request.method == "HEAD");
+      return Answer(std::move(response), false, m_request.method == "HEAD");
     }
     if (m_parser->get()[http::field::expect].empty()) return ReadBody();
     Expire(m_context.limits.header);
@@ -295,9 +298,10 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
 
   // Any thread.
   void OnResponse(Response response, bool head) {
-    asio::dispatch(m_stream.get_executor(), Kept([this, head, response = std::move(response)] {
+    asio::dispatch(m_stream.get_executor(),
+                   Kept([this, head, response = std::move(response)]() mutable {
                      if (response.stream && !m_stopping) return AnswerWithStream(response);
-                     Answer(response, m_keepAlive, head);
+                     Answer(std::move(response), m_keepAlive, head);
                    }));
   }
 
@@ -318,23 +322,39 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
     Answer(m_context.refuse(status, m_request, reason), false, m_request.method == "HEAD");
   }
 
-  void Answer(const Response& response, bool keepAlive, bool head) {
+  // A small body goes with its header, a larger one is sent from where it is: it is not copied.
+  void Answer(Response response, bool keepAlive, bool head) {
     m_answering = true;
     const bool keep = keepAlive && !m_stopping;
-    m_answer = AnswerBytes(response, m_context.clock(), keep, head);
+    m_answer = AnswerHeader(response, m_context.clock(), keep);
+    m_response.emplace(std::move(response));
+    std::string_view body = head ? std::string_view() : AnswerBody(*m_response);
+    if (body.size() <= kSmallBody) m_answer += std::exchange(body, {});
     Expire(m_context.limits.body);
-    asio::async_write(m_stream, asio::buffer(m_answer), Then([this, keep](error_code error) {
-                        m_answer.clear();
-                        if (error) return;
-                        if (keep) return WaitForRequest();
-                        CloseGently();
+    asio::async_write(m_stream, asio::buffer(m_answer), Then([this, body, keep](error_code error) {
+                        if (error || body.empty()) return OnAnswer(error, keep);
+                        SendBody(body, keep);
                       }));
+  }
+
+  void SendBody(std::string_view body, bool keep) {
+    asio::async_write(m_stream, asio::buffer(body),
+                      Then([this, keep](error_code error) { OnAnswer(error, keep); }));
+  }
+
+  void OnAnswer(error_code error, bool keep) {
+    // A connection that waits for its next request keeps nothing of the last answer.
+    std::string().swap(m_answer);
+    m_response.reset();
+    if (error) return;
+    if (keep) return WaitForRequest();
+    CloseGently();
   }
 
   void AnswerWithStream(const Response& response) {
     m_answering = true;
     m_out = response.stream;
-    m_answer = AnswerBytes(response, m_context.clock(), false, false);
+    m_answer = AnswerHeader(response, m_context.clock(), false);
     Expire(m_context.limits.body);
     asio::async_write(m_stream, asio::buffer(m_answer), Then([this](error_code error) {
                         if (error) return;
@@ -413,7 +433,8 @@ class SessionOn final : public Session, public std::enable_shared_from_this<Sess
   std::optional<http::request_parser<http::string_body>> m_parser;
   Request m_request;
   bool m_keepAlive = false;  // the request's sender wants to keep the connection
-  std::string m_answer;
+  std::string m_answer;      // the header of an answer, or a piece of a stream, that is being sent
+  std::optional<Response> m_response;  // whose body is being sent
   std::shared_ptr<cloudservice::Stream>
       m_out;               // the stream that is being sent, if the answer is one
   bool m_sending = false;  // a piece of the stream is being sent

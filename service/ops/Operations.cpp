@@ -14,6 +14,7 @@
 #include "service/ops/ApplianceMetrics.h"
 #include "service/ops/MetricsWriter.h"
 #include "service/util/Secret.h"
+#include "service/util/Sender.h"
 
 namespace cloudservice {
 
@@ -62,6 +63,8 @@ void WriteLoad(MetricsWriter& out, const Load& load, std::size_t writes) {
   out.Sample(std::to_string(load.connections.refusedOfSender), "limit=\"sender\"");
   out.Begin("body_bytes", "gauge", "Bytes of bodies that are being read or answered.");
   out.Sample(Text(load.bodyBytes));
+  out.Begin("answer_bytes", "gauge", "Bytes of large answers that are not yet sent.");
+  out.Sample(Text(load.answerBytes));
   out.Begin("streams", "gauge", "Open live streams.");
   out.Sample(Text(load.streams));
   out.Begin("requests_waiting", "gauge", "Requests that wait for a thread, by lane.");
@@ -160,16 +163,30 @@ Response Operations::Answer(const Request& request, const std::function<Response
   Response response = answer();
   IndentIfAsked(request.target, response);
   CompressFor(request, response);
+  TakeRoom(request, response);
   const std::chrono::nanoseconds time = steady_clock::now() - request.arrived;
   const std::string what = request.target.Text().empty()
                                ? "unreadable"
                                : request.method + " " + request.target.Loggable();
   const std::string id = m_run + "-" + std::to_string(Count(request, response, time));
   m_log.Line("request " + id + " from " + request.peer + ": " + what + ": " +
-             std::to_string(response.status) + ", " + std::to_string(response.body.size()) +
+             std::to_string(response.status) + ", " + std::to_string(response.Content().size()) +
              " bytes, " + Milliseconds(time) + " ms");
   response.headers.emplace_back("X-Request-Id", id);
   return response;
+}
+
+// A change's answer stays: the change is made, and the room of its body is taken until it is sent.
+void Operations::TakeRoom(const Request& request, Response& response) {
+  if (!m_service.room || request.method != "GET" || !m_service.room->Needs(response.body.size())) {
+    return;
+  }
+  response.room = m_service.room->Take(SenderOf(request.peer), response.body.size());
+  if (response.room) return;
+  Route* const route = response.route;
+  response = m_service.refuse(503, request, "No room for the answer just now.");
+  response.SetHeader("Retry-After", std::to_string(kRetrySeconds));
+  response.route = route;
 }
 
 std::uint64_t Operations::Count(const Request& request, const Response& response,

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "service/http/AnswerRoom.h"
 #include "service/http/Connections.h"
 #include "service/http/Lanes.h"
 #include "service/http/Message.h"
@@ -29,6 +30,7 @@ namespace cloudservice {
 struct Load {
   ConnectionCounts connections;
   std::size_t bodyBytes = 0;                            // of bodies that are being read or answered
+  std::size_t answerBytes = 0;                          // of large answers that are not yet sent
   std::size_t streams = 0;                              // open live streams
   std::array<std::size_t, Lanes::kCount> waiting = {};  // requests, by Lanes::Lane
   // How many requests each limit has refused; by the limit's name, which is of letters and "_".
@@ -55,6 +57,7 @@ class Operations {
     std::vector<const Route*> routes = {};
     Beginner begin = nullptr;   // none: every request needs the handler
     bool ofAppliances = false;  // whether the metrics tell of each appliance, with its name
+    std::shared_ptr<AnswerRoom> room = nullptr;  // none: large answers have no limit
   };
 
   Operations(Store& store, const Log& log, Clock clock, Service service);
@@ -71,6 +74,7 @@ class Operations {
 
  private:
   Response Answer(const Request& request, const std::function<Response()>& answer);
+  void TakeRoom(const Request& request, Response& response);
   // Counts an answer; returns its number.
   std::uint64_t Count(const Request& request, const Response& response,
                       std::chrono::nanoseconds time);

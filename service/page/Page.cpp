@@ -56,9 +56,9 @@ std::optional<Response> AnswerPage(const Request& request) {
   response.SetHeader("Cross-Origin-Opener-Policy", "same-origin");
   response.SetHeader("Referrer-Policy", "no-referrer");
   response.SetHeader("X-Content-Type-Options", "nosniff");
-  response.body = gzip ? asset->gzip : asset->bytes;
+  response.lasting = gzip ? asset->gzip : asset->bytes;
   AddWeakTag(request, std::string(asset->etag), response);
-  if (gzip && !response.body.empty()) response.SetHeader("Content-Encoding", "gzip");
+  if (gzip && !response.Content().empty()) response.SetHeader("Content-Encoding", "gzip");
   return response;
 }
 

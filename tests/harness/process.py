@@ -129,6 +129,11 @@ class Process:
         with open(f"/proc/{self.pid}/status", encoding="ascii") as status:
             return re.search(rf"(?m)^{key}:\s+(\S+)", status.read()).group(1)
 
+    def is_sanitized(self):
+        """Whether it was built with the sanitizer that holds freed memory back."""
+        with open(f"/proc/{self.pid}/maps", encoding="utf-8") as maps:
+            return "libasan" in maps.read()
+
     def sleeps(self, times):
         """Waits until the main thread has gone to sleep so often: whoever looks again and again has
         done all that there was to do."""

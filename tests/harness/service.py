@@ -60,8 +60,8 @@ class Asked:
         return self._request("GET", "/metrics", "", None)[2].decode()
 
     def metric(self, name):
-        """A metric without labels."""
-        return int(re.search(rf"^cloudservice_{name} (\d+)$", self.metrics(), re.M)[1])
+        """A metric, with its labels if it has any."""
+        return int(re.search(rf"^cloudservice_{re.escape(name)} (\d+)$", self.metrics(), re.M)[1])
 
     def documents(self, path, token):
         """A collection's members, over all its pages, as they stand there: links, or with $expand

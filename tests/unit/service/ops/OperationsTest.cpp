@@ -38,7 +38,8 @@ class OperationsTest : public ServiceTest {
        },
        [this](const Request& head) { return service->RefuseHead(head); },
        [] {
-         return Load{{3, 4, 5}, 6, 13, {7, 8, 9, 10}, {{"quota_bytes", 11}, {"all_streams", 12}}};
+         return Load{
+             {3, 4, 5}, 6, 14, 13, {7, 8, 9, 10}, {{"quota_bytes", 11}, {"all_streams", 12}}};
        },
        service->ListRoutes()}};
 
@@ -190,8 +191,8 @@ TEST_F(OperationsTest, Metrics_count_what_was_answered) {
                         "cloudservice_requests_total{method=\"other\",status=\"404\"} 1\n"));
   for (const char* sample :
        {"connections 3", "connections_refused_total{limit=\"all\"} 4",
-        "connections_refused_total{limit=\"sender\"} 5", "body_bytes 6", "streams 13",
-        "requests_waiting{lane=\"changes\"} 7", "requests_waiting{lane=\"looks\"} 8",
+        "connections_refused_total{limit=\"sender\"} 5", "body_bytes 6", "answer_bytes 14",
+        "streams 13", "requests_waiting{lane=\"changes\"} 7", "requests_waiting{lane=\"looks\"} 8",
         "requests_waiting{lane=\"sign_ins\"} 9", "requests_waiting{lane=\"health\"} 10",
         "requests_refused_total{limit=\"quota_bytes\"} 11",
         "requests_refused_total{limit=\"all_streams\"} 12", "writes_waiting 0"}) {

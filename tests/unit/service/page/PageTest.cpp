@@ -24,7 +24,7 @@ TEST(PageTest, Page_is_the_same_at_each_of_its_addresses) {
     ASSERT_TRUE(response) << target;
     EXPECT_EQ(response->status, 200U);
     EXPECT_EQ(response->type, "text/html; charset=utf-8");
-    EXPECT_EQ(response->body, page);
+    EXPECT_EQ(response->Content(), page);
     EXPECT_EQ(response->Header("Cache-Control"), "no-cache");
   }
 }
@@ -38,7 +38,7 @@ TEST(PageTest, Every_file_that_the_page_names_is_served_and_may_be_kept) {
     const std::optional<Response> response = AnswerPage(Asking(path));
     ASSERT_TRUE(response) << path;
     EXPECT_EQ(response->status, 200U);
-    EXPECT_FALSE(response->body.empty());
+    EXPECT_FALSE(response->Content().empty());
     EXPECT_EQ(response->Header("Cache-Control"), "public, max-age=31536000, immutable");
     ++named;
   }
@@ -48,6 +48,14 @@ TEST(PageTest, Every_file_that_the_page_names_is_served_and_may_be_kept) {
 TEST(PageTest, Page_names_no_address_outside_the_service) {
   const std::string page = Text(Assets().front().bytes);
   EXPECT_EQ(page.find("//"), std::string::npos);
+}
+
+// However many ask for them and do not read.
+TEST(PageTest, Files_are_not_copied_for_each_answer) {
+  for (const Asset& asset : Assets()) {
+    const std::string path = &asset == &Assets().front() ? "/" : Text(asset.path);
+    EXPECT_EQ(AnswerPage(Asking(path))->Content().data(), asset.bytes.data());
+  }
 }
 
 TEST(PageTest, Answers_carry_the_policies_of_a_page_that_trusts_nobody_else) {
@@ -68,7 +76,7 @@ TEST(PageTest, A_browser_that_has_the_file_is_told_so) {
     request.headers = {{"if-none-match", known}};
     const Response response = *AnswerPage(request);
     EXPECT_EQ(response.status, 304U) << known;
-    EXPECT_EQ(response.body, "");
+    EXPECT_EQ(response.Content(), "");
     EXPECT_EQ(response.Header("ETag"), etag);
     EXPECT_EQ(response.Header("Vary"), "Accept-Encoding");
   }
