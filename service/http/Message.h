@@ -48,7 +48,10 @@ struct Response {
   std::shared_ptr<void> room = nullptr;  // what the body takes of an AnswerRoom, until it is sent
 
   // The bytes of the body.
-  std::string_view Content() const { return lasting.empty() ? std::string_view(body) : lasting; }
+  std::string_view Content() const {
+    if (!lasting.empty()) return lasting;
+    return body;
+  }
   // Gives it other bytes, which may be none.
   void SetContent(std::string bytes);
   // The value of the header `name`, in exactly these letters; empty when there is none.
