@@ -5,7 +5,7 @@
 #include "service/api/Api.h"
 #include "service/api/Error.h"
 #include "service/api/Find.h"
-#include "service/util/Text.h"
+#include "service/api/Views.h"
 
 namespace cloudservice {
 
@@ -44,17 +44,12 @@ EventPlace ParsePlace(const std::string& text) {
   return {parts[0].get<std::int64_t>(), parts[1].get<std::int64_t>()};
 }
 
-bool HoldsText(const Json& view, const std::string& text) {
-  return Lower(view.at("message").get<std::string>()).find(text) != std::string::npos ||
-         Lower(view.at("messageId").get<std::string>()).find(text) != std::string::npos;
-}
-
-// A page of what `list` lists behind filter.before, of those whose view holds the text.
+// A page of what `list` lists behind filter.before, of those whose view holds what is sought.
 // `take(entry)` returns the entry's view and moves filter.before to it, `next()` tells that place.
 template <typename List, typename Take, typename Next>
 Response PageOf(const Query& query, const List& list, const Take& take, const Next& next) {
   const auto limit = static_cast<std::size_t>(query.Limit());
-  const std::string text = query.Sought().value_or("");
+  const Words words = query.Sought();
   Json items = Json::array();
   const auto page = [&](bool more) {
     return ApiAnswer(200, {{"items", std::move(items)}, {"next", more ? next() : Json()}});
@@ -66,7 +61,7 @@ Response PageOf(const Query& query, const List& list, const Take& take, const Ne
     for (const auto& entry : log) {
       if (items.size() == limit) return page(true);
       Json view = take(entry);
-      if (HoldsText(view, text)) items.push_back(std::move(view));
+      if (words.AreIn(TextsOf(view, {"message", "messageId"}))) items.push_back(std::move(view));
     }
   }
   return page(more);

@@ -68,7 +68,7 @@ FleetFilter FilterOf(const Query& query, std::int64_t now) {
                                                   "registered"};
   FleetFilter filter;
   filter.now = now;
-  filter.text = query.Sought();
+  filter.words = query.Sought();
   filter.state = NumberedOf<State>(query, "state", kStateNames);
   filter.severity = NumberedOf<Severity>(query, "severity", kSeverityNames);
   const std::string sort = SortOf(query);

@@ -6,8 +6,8 @@
 #include "service/api/Api.h"
 #include "service/api/Body.h"
 #include "service/api/Error.h"
+#include "service/api/Views.h"
 #include "service/util/Clock.h"
-#include "service/util/Text.h"
 
 namespace cloudservice {
 
@@ -72,14 +72,12 @@ AlarmFilter FilterOf(const Query& query) {
   return filter;
 }
 
-bool HoldsText(const Json& view, const std::string& text) {
-  const auto holds = [&](const Json& part) {
-    return part.is_string() && Lower(part.get<std::string>()).find(text) != std::string::npos;
-  };
-  const Json& word = view.at("acknowledged");
-  return holds(view.at("name")) || holds(view.at("uuid")) || holds(view.at("message")) ||
-         holds(view.at("messageId")) ||
-         (word.is_object() && (holds(word.at("by")) || holds(word.at("note"))));
+bool Holds(const Json& view, const Words& words) {
+  std::vector<std::string_view> texts = TextsOf(view, {"name", "uuid", "message", "messageId"});
+  for (const std::string_view text : TextsOf(view.at("acknowledged"), {"by", "note"})) {
+    texts.push_back(text);
+  }
+  return words.AreIn(texts);
 }
 
 Json WordView(const std::optional<Acknowledgement>& word) {
@@ -132,7 +130,7 @@ std::string NoteIn(const Json& body) {
 Response OperatorApi::ListFleetAlarms(const Call& call) {
   const AlarmFilter whole = FilterOf(call.query);
   const auto limit = static_cast<std::size_t>(call.query.Limit());
-  const std::string text = call.query.Sought().value_or("");
+  const Words words = call.query.Sought();
   return m_store.Read([&](Transaction& store) {
     AlarmFilter filter = whole;
     Json items = Json::array();
@@ -148,7 +146,7 @@ Response OperatorApi::ListFleetAlarms(const Call& call) {
       for (const FleetAlarm& alarm : alarms) {
         if (items.size() == limit) return page(true);
         Json view = FleetAlarmView(alarm);
-        if (HoldsText(view, text)) items.push_back(std::move(view));
+        if (Holds(view, words)) items.push_back(std::move(view));
         filter.after = PlaceOf(alarm);
       }
     }

@@ -87,10 +87,6 @@ std::optional<std::string> Query::Word(const std::string& name) const {
   return Text(name, kMaxWord);
 }
 
-std::optional<std::string> Query::Sought() const {
-  std::optional<std::string> word = Word("q");
-  if (word) word = Lower(*word);
-  return word;
-}
+Words Query::Sought() const { return Words(Word("q").value_or("")); }
 
 }  // namespace cloudservice

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "service/http/Target.h"
+#include "service/util/Words.h"
 
 namespace cloudservice {
 
@@ -34,8 +35,8 @@ class Query {
   std::int64_t Limit() const;
   // A short text that items are compared with.
   std::optional<std::string> Word(const std::string& name) const;
-  // "q": the text to search for, made lower case.
-  std::optional<std::string> Sought() const;
+  // "q": what to search for.
+  Words Sought() const;
 
  private:
   std::map<std::string, std::string> m_values;

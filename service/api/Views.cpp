@@ -104,6 +104,18 @@ Json EventView(const LoggedEvent& entry) {
 
 Json TextOrNull(const Json& object, const char* name) { return OrNull(TextMember(object, name)); }
 
+std::vector<std::string_view> TextsOf(const Json& object,
+                                      std::initializer_list<const char*> names) {
+  std::vector<std::string_view> texts;
+  for (const char* const name : names) {
+    const auto member = object.find(name);
+    if (member != object.end() && member->is_string()) {
+      texts.push_back(member->get_ref<const std::string&>());
+    }
+  }
+  return texts;
+}
+
 Response ApiAnswer(unsigned status, const Json& document) {
   Response response;
   response.status = status;

@@ -4,8 +4,11 @@
 
 #include <array>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "service/http/Message.h"
 #include "service/json/Json.h"
@@ -35,6 +38,9 @@ Json TimeOrNull(const std::optional<std::int64_t>& time);
 
 // The value of the member if it is a string, else null.
 Json TextOrNull(const Json& object, const char* name);
+
+// The members of these names that are texts, as long as the object lives.
+std::vector<std::string_view> TextsOf(const Json& object, std::initializer_list<const char*> names);
 
 Response ApiAnswer(unsigned status, const Json& document);
 

@@ -12,6 +12,7 @@
 #include "service/json/Numbers.h"
 #include "service/store/Rules.h"
 #include "service/store/Shown.h"
+#include "service/util/Words.h"
 
 namespace cloudservice {
 
@@ -118,7 +119,7 @@ struct FleetFilter {
   std::int64_t now = 0;              // the time at which states are looked at
   std::optional<State> state;        // only appliances in this state
   std::optional<Severity> severity;  // only appliances with an open alarm of this severity
-  std::optional<std::string> text;   // only those with this text in what a list shows; lower case
+  Words words;                       // only those that have them in what a list shows
   std::optional<FleetPlace> after;   // only appliances behind this place
   std::int64_t offset = 0;           // without `after`: how many to skip
   std::int64_t limit = 0;            // how many to return at most

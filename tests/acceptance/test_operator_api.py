@@ -363,7 +363,9 @@ def test_fleet_is_filtered_sorted_and_paged(service, operator):
     assert names(sort="-alarms") == ["gamma", "alpha 2", "Alpha", "beta"]
     assert names(q="ALPHA") == ["Alpha", "alpha 2"]
     assert names(q="u-3") == ["gamma"]
+    assert names(q="4 ALPHA") == ["alpha 2"]
     assert names(q="%") == []
+    assert names(q=" ") == names()
     assert names(severity="Warning") == ["Alpha", "gamma"]
     assert names(state="offline") == []
     page = operator.ask("GET", "/appliances", limit=2, offset=1)
@@ -453,6 +455,7 @@ def test_event_log_is_filtered_and_paged(service, operator):
     assert ids(severity="FAULT") == [again]
     assert ids(q="<B>filter") == [raised]
     assert ids(q="modechanged") == [point]
+    assert ids(q="x' NOW modeCHANGED") == [point]
     assert ids(q="' OR 1=1 --") == []
     assert ids(until="2000-01-01T00:00:00Z") == []
     assert ids(since="2000-01-01T00:00:00+01:00") == ids()

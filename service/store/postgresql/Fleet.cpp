@@ -27,17 +27,22 @@ std::string Alarmed(const std::string& severity) {
          " WHEN 0 THEN faults WHEN 1 THEN alarms ELSE warnings END > 0) ";
 }
 
-std::string Has(const std::string& column) { return "strpos(lower(" + column + "), $6) > 0"; }
+// The columns as one text that is folded like a word of Words, one of whose words cannot reach
+// from one column into the next.
+std::string FoldedTexts(const std::string& columns) {
+  return "translate(lower(concat_ws(' ', " + columns +
+         ") COLLATE \"und-x-icu\"), U&'\\03C2\\0307', U&'\\03C3') COLLATE \"C\"";
+}
+const std::string kSought =
+    FoldedTexts("label, uuid, model, serial, firmware, address, account.email");
 
 // The appliances that pass a FleetFilter: $1 to $4 are the bounds of the times of its state, and
-// the states that were found last are where an index finds the late ones. Its text is in lower
-// case.
+// the states that were found last are where an index finds the late ones.
 const std::string kPassingFilter =
     "WHERE late_at >= $1 AND late_at <= $2 AND offline_at >= $3 "
     "AND offline_at <= $4 AND (state > 0 OR (state = 0 AND next_at <= $2)) AND " +
-    Alarmed("$5") + "AND ($6::text IS NULL OR " + Has("label") + " OR " + Has("uuid") + " OR " +
-    Has("model") + " OR " + Has("serial") + " OR " + Has("firmware") + " OR " + Has("address") +
-    " OR " + Has("account.email") + ") ";
+    Alarmed("$5") + "AND ($6::text[] IS NULL OR NOT EXISTS (SELECT FROM unnest($6::text[]) word " +
+    "WHERE strpos(" + kSought + ", word) = 0)) ";
 constexpr int kFilterValues = 6;
 
 std::string Rowed(const Columns& names) { return "(" + Joined(names) + ")"; }
@@ -136,7 +141,9 @@ Values FilterOf(const FleetFilter& filter) {
   if (filter.state == State::kOffline) offline[1] = filter.now;
   std::optional<std::int64_t> severity;
   if (filter.severity) severity = static_cast<std::int64_t>(*filter.severity);
-  return {late[0], late[1], offline[0], offline[1], severity, filter.text};
+  std::optional<std::vector<std::string>> words;
+  if (!filter.words.AreNone()) words = filter.words.All();
+  return {late[0], late[1], offline[0], offline[1], severity, words};
 }
 
 void AddColumns(Values& values, const FleetFilter& filter) {
@@ -229,7 +236,7 @@ std::vector<ApplianceRecord> PostgresTransaction::ListAppliances(const FleetFilt
 }
 
 std::int64_t PostgresTransaction::CountAppliances(const FleetFilter& filter) {
-  if (!filter.text) {
+  if (filter.words.AreNone()) {
     const StateCounts states =
         filter.severity ? CountStates(filter.now, *filter.severity) : CountStates(filter.now);
     return filter.state ? states.at(static_cast<std::size_t>(*filter.state))

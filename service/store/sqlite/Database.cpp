@@ -8,7 +8,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <new>
+#include <string_view>
 #include <utility>
+
+#include "service/util/Words.h"
 
 namespace cloudservice {
 
@@ -22,6 +26,23 @@ constexpr const char* kLogFileSize = "PRAGMA journal_size_limit = 67108864";
 constexpr const char* kWritersCache = "PRAGMA cache_size = -49152";
 
 [[noreturn]] void Fail(sqlite3* handle) { throw DatabaseError(sqlite3_errmsg(handle)); }
+
+// are_words_in(words, text, ...): whether Words are in the texts, of which any may be NULL.
+void AreWordsIn(sqlite3_context* context, int count, sqlite3_value** values) {
+  try {
+    std::vector<std::string_view> texts;
+    for (int i = 0; i < count; ++i) {
+      // The text first: it is what the number of bytes is of.
+      const auto* const text = reinterpret_cast<const char*>(sqlite3_value_text(values[i]));
+      texts.emplace_back(text, static_cast<std::size_t>(sqlite3_value_bytes(values[i])));
+    }
+    const Words words{std::string(texts.front())};
+    texts.erase(texts.begin());
+    sqlite3_result_int(context, words.AreIn(texts) ? 1 : 0);
+  } catch (const std::bad_alloc&) {
+    sqlite3_result_error_nomem(context);
+  }
+}
 
 std::vector<const Sql*>& Known() {
   static std::vector<const Sql*> known;
@@ -63,6 +84,11 @@ Database::Database(const std::string& file, MissingFile missing, Use use) {
     Execute("PRAGMA foreign_keys = ON");
     Execute("PRAGMA trusted_schema = OFF");
     Execute(kLogFileSize);
+    constexpr int kProperties = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_DIRECTONLY;
+    if (sqlite3_create_function(handle, "are_words_in", -1, kProperties, nullptr, AreWordsIn,
+                                nullptr, nullptr) != SQLITE_OK) {
+      Fail(handle);
+    }
     Execute(use == Use::kRead ? "PRAGMA query_only = ON" : kWritersCache);
     sqlite3_wal_hook(
         handle,

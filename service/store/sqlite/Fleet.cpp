@@ -20,13 +20,11 @@ std::string Alarmed(const std::string& severity) {
          " WHEN 0 THEN faults WHEN 1 THEN alarms ELSE warnings END > 0)";
 }
 
-// The appliances that pass a FleetFilter. Its text is in lower case.
+// The appliances that pass a FleetFilter.
 const std::string kFiltered =
     "FROM manager WHERE (?2 IS NULL OR " + kState + " = ?2) AND " + Alarmed("?3") +
-    " AND (?4 IS NULL OR instr(lower(label), ?4) OR instr(lower(uuid), ?4) OR "
-    "instr(lower(model), ?4) OR instr(lower(serial), ?4) OR instr(lower(firmware), ?4) OR "
-    "instr(lower(nullif(address, '')), ?4) OR "
-    "instr(lower((SELECT email FROM account WHERE account.id = manager.account)), ?4)) ";
+    " AND (?4 IS NULL OR are_words_in(?4, label, uuid, model, serial, firmware, address, "
+    "(SELECT email FROM account WHERE account.id = manager.account))) ";
 
 std::string Row(const Columns& names) { return "(" + Joined(names) + ")"; }
 
@@ -111,7 +109,11 @@ std::optional<std::int64_t> NumberOf(const std::optional<T>& word) {
 
 void BindFilter(Statement& select, const FleetFilter& filter) {
   select.Bind(filter.now).Bind(NumberOf(filter.state)).Bind(NumberOf(filter.severity));
-  select.Bind(filter.text);
+  if (filter.words.AreNone()) {
+    select.BindNull();
+  } else {
+    select.Bind(filter.words.Text());
+  }
 }
 
 void BindColumns(Statement& select, const FleetFilter& filter) {
@@ -215,8 +217,8 @@ std::vector<ApplianceRecord> SqliteTransaction::ListAppliances(const FleetFilter
 }
 
 std::int64_t SqliteTransaction::CountAppliances(const FleetFilter& filter) {
-  if (!filter.text && !filter.state) return CountAll(filter.severity);
-  if (!filter.text) {
+  if (filter.words.AreNone() && !filter.state) return CountAll(filter.severity);
+  if (filter.words.AreNone()) {
     const StateCounts states =
         filter.severity ? CountStates(filter.now, *filter.severity) : CountStates(filter.now);
     return states.at(static_cast<std::size_t>(*filter.state));

@@ -2,6 +2,7 @@
 // What lists of the store show: the fleet, its counts, and the log of an appliance.
 #include <algorithm>
 #include <array>
+#include <map>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@ namespace cloudservice {
 namespace {
 
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsEmpty;
 
 // A store with manager "u" and its chassis "c" and "d".
@@ -224,7 +226,7 @@ TEST_F(FleetTest, Pages_that_follow_each_other_are_the_whole_list_in_every_order
       filter.severity = Severity::kWarning;
       ExpectPagesOfWhole(filter);
       filter.state.reset();
-      filter.text = "m1";
+      filter.words = Words("m1");
       ExpectPagesOfWhole(filter);
     }
   }
@@ -349,6 +351,41 @@ TEST_F(EventLogTest, Page_of_a_stretch_of_time_follows_an_event_that_went) {
   EXPECT_THAT(Logged(page), IsEmpty());
 }
 
+TEST_F(FleetTest, Is_searched_by_words_in_any_order_and_any_case) {
+  const auto add = [&](const char* uuid, const char* label) {
+    store->AddManager({uuid, label, R"({"Model": "Kyros"})", 1000, {}}, uuid);
+  };
+  add("a", "Kühlraum ÖSTLICH 2");
+  add("b", "Котельная №2");
+  add("c", "ΔΡΌΜΟΣ");
+  add("d", "İstanbul 100%");
+  add("e", "rack_7 ky");
+  FleetFilter filter;
+  filter.limit = 9;
+  const std::map<std::string, std::vector<std::string>> cases = {
+      {"2 KÜHLRAUM", {"a"}},
+      {"östlich kyros", {"a"}},
+      {"КОТЕЛЬНАЯ 2", {"b"}},
+      {"δρόμος", {"c"}},
+      {"ΔΡΌΜΟΣ", {"c"}},
+      {"istanbul", {"d"}},
+      {"İSTANBUL kyros", {"d"}},
+      {"100%", {"d"}},
+      {"rack_7", {"e"}},
+      {"rack%7", {}},
+      {"rack 8", {}},
+      {"kyros\\", {}},
+      {"kykyros", {}},
+      {"7 7 rack_7", {"e"}},
+      {"{a,\"}", {}},
+  };
+  for (const auto& [text, found] : cases) {
+    filter.words = Words(text);
+    EXPECT_THAT(Listed(filter), ElementsAreArray(found)) << text;
+    EXPECT_EQ(store->CountAppliances(filter), found.size()) << text;
+  }
+}
+
 TEST_F(FleetTest, Is_filtered_by_state_severity_and_text) {
   store->AddRegistrationKey("Olga@b", "hash", false, 1);
   store->AddManager({"v",
@@ -365,13 +402,13 @@ TEST_F(FleetTest, Is_filtered_by_state_severity_and_text) {
   filter.now = 1520;
   filter.limit = 9;
   for (const char* text : {"b", "kyros", "s-7", "f", "192.0.2.", "olga@", "v"}) {
-    filter.text = text;
+    filter.words = Words(text);
     EXPECT_THAT(Listed(filter), ElementsAre("v")) << text;
     EXPECT_EQ(store->CountAppliances(filter), 1) << text;
   }
-  filter.text = "hash";
+  filter.words = Words("hash");
   EXPECT_THAT(Listed(filter), IsEmpty());
-  filter.text.reset();
+  filter.words = {};
   filter.state = State::kLate;
   EXPECT_THAT(Listed(filter), ElementsAre("v"));
   EXPECT_EQ(store->CountAppliances(filter), 1);
