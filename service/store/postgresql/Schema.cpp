@@ -381,6 +381,9 @@ FOR EACH ROW WHEN (OLD.state <> NEW.state) EXECUTE FUNCTION note_silence();
 constexpr const char* kSchemaTable = "CREATE TABLE cloudservice_schema (version integer NOT NULL)";
 
 const Sql kEncoding("SELECT current_setting('server_encoding')", Sql::Plan::kEachTime);
+// What a search folds letters by.
+const Sql kHasAlphabets("SELECT count(*) > 0 FROM pg_collation WHERE collname = 'und-x-icu'",
+                        Sql::Plan::kEachTime);
 const Sql kHasSchema("SELECT to_regclass('cloudservice_schema') IS NOT NULL", Sql::Plan::kEachTime);
 const Sql kCountTables(
     "SELECT count(*) FROM pg_class WHERE relnamespace = current_schema()::regnamespace "
@@ -428,6 +431,9 @@ void Upgrade(Connection& connection, const std::string& database) {
   const std::string encoding = connection.Run(kEncoding).First().Text(0);
   if (encoding != "UTF8") {
     throw DatabaseError(database + " has the encoding " + encoding + " instead of UTF8");
+  }
+  if (!connection.Run(kHasAlphabets).First().Truth(0)) {
+    throw DatabaseError(database + " has no collation und-x-icu; the server is built without ICU");
   }
   std::int64_t version = CheckedVersion(connection, database);
   if (version < NewestSchemaVersion()) {

@@ -348,6 +348,11 @@ TEST_F(PostgresSchemaTest, Database_of_a_newer_version_is_left_alone) {
   EXPECT_THAT(UpgradeFails(), HasSubstr("shown was written by a newer cloudservice (version 999"));
 }
 
+TEST_F(PostgresSchemaTest, Database_that_does_not_know_every_alphabet_is_refused) {
+  database.Connect().Execute("DROP COLLATION pg_catalog.\"und-x-icu\"");
+  EXPECT_EQ(UpgradeFails(), "shown has no collation und-x-icu; the server is built without ICU");
+}
+
 TEST_F(PostgresSchemaTest, Database_that_cannot_hold_every_text_is_refused) {
   const PostgresDatabase latin(
       "ENCODING 'LATIN1' LOCALE 'C' LOCALE_PROVIDER libc "
