@@ -97,6 +97,9 @@ if has packages || has load; then
   step "packages packaging" install_packages "${PACKAGING_PACKAGES[@]}" \
     "${PACKAGING_TEST_PACKAGES[@]}"
 fi
+if has load; then
+  step "packages load" install_packages "${LOAD_PACKAGES[@]}"
+fi
 
 mkdir -p build
 : >build/CTestTestfile.cmake

@@ -36,6 +36,10 @@ PACKAGING_TEST_PACKAGES=(
   lintian man-db mmdebstrap iproute2 python3-pytest python3-seccomp systemd zsh
 )
 
+# For the tests that take long, beside those for testing.
+# shellcheck disable=SC2034
+LOAD_PACKAGES=(patroni python3-pysyncobj)
+
 # install_packages PACKAGE...: installs those that are missing; says nothing when none is.
 install_packages() {
   local package missing=() root=()
