@@ -176,6 +176,20 @@ void DescribeRetention(CLI::App& app, Options& options) {
       ->capture_default_str();
 }
 
+// What the service tells of itself.
+void DescribeTold(CLI::App& app, Options& options) {
+  app.add_flag("--metrics-of-appliances", options.metricsOfAppliances,
+               "Let /metrics tell of each appliance, with its name, to whoever asks");
+  const auto takeLevel = [&options](const std::string& level) {
+    options.logLevel = level == "notice" ? LogLevel::kNotice : LogLevel::kInfo;
+  };
+  app.add_option_function<std::string>(
+         "--log-level", takeLevel,
+         "notice: no line for a request that succeeds, a heartbeat, a changed document")
+      ->type_name("LEVEL")
+      ->check(CLI::IsMember({"info", "notice"}));
+}
+
 void Describe(CLI::App& app, Options& options, std::string& listen) {
   app.set_version_flag("--version", std::string("cloudservice ") + CLOUDSERVICE_VERSION);
   app.add_option("--config", options.file,
@@ -223,8 +237,7 @@ void Describe(CLI::App& app, Options& options, std::string& listen) {
       ->type_name("SECONDS")
       ->check(CLI::Range(1, 100 * 1000 * 1000))
       ->capture_default_str();
-  app.add_flag("--metrics-of-appliances", options.metricsOfAppliances,
-               "Let /metrics tell of each appliance, with its name, to whoever asks");
+  DescribeTold(app, options);
   DescribeRetention(app, options);
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "service/redfish/Quota.h"
+#include "service/util/Log.h"
 #include "service/util/TrustedProxies.h"
 
 namespace cloudservice {
@@ -55,6 +56,7 @@ struct Options {
   int eventRetention = 365;  // days for which events are kept
   Quotas quotas;             // of each appliance
   bool metricsOfAppliances = false;
+  LogLevel logLevel = LogLevel::kInfo;
 };
 
 // Reads the command line, and the file of options that it names. Returns none when the process is

@@ -491,7 +491,8 @@ int Main(int argc, char** argv) {
       return std::cout ? EXIT_SUCCESS : EXIT_FAILURE;
     }
     StandardError out(WallClock);
-    return Run(*options, Log([&out](const std::string& line) { out.Write(line); }, WallClock));
+    return Run(*options, Log([&out](const std::string& line) { out.Write(line); }, WallClock,
+                             options->logLevel));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "cloudservice: %s\n", error.what());
     return EXIT_FAILURE;

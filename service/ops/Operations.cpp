@@ -169,9 +169,11 @@ Response Operations::Answer(const Request& request, const std::function<Response
                                ? "unreadable"
                                : request.method + " " + request.target.Loggable();
   const std::string id = m_run + "-" + std::to_string(Count(request, response, time));
-  m_log.Line("request " + id + " from " + request.peer + ": " + what + ": " +
-             std::to_string(response.status) + ", " + std::to_string(response.Content().size()) +
-             " bytes, " + Milliseconds(time) + " ms");
+  const std::string line = "request " + id + " from " + request.peer + ": " + what + ": " +
+                           std::to_string(response.status) + ", " +
+                           std::to_string(response.Content().size()) + " bytes, " +
+                           Milliseconds(time) + " ms";
+  response.status < 400 ? m_log.Routine(line) : m_log.Line(line);
   response.headers.emplace_back("X-Request-Id", id);
   return response;
 }

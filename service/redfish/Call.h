@@ -38,9 +38,11 @@ struct Answer {
   unsigned status = 200;
   Json document;  // null: none
   std::vector<std::pair<std::string, std::string>> headers;
-  std::string text;                // where `document` is null
-  std::string type;                // Content-Type of `text`
-  std::vector<std::string> lines;  // for the log, written after the transaction
+  std::string text;  // where `document` is null
+  std::string type;  // Content-Type of `text`
+  // For the log, written after the transaction; `routine` where they come all day.
+  std::vector<std::string> lines;
+  bool routine = false;
 };
 
 // 200 with the document.

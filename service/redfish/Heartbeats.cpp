@@ -51,6 +51,7 @@ Answer Heartbeats::Take(const Call& call, Transaction& store) const {
   const std::int64_t count = store.AddHeartbeat(call.owner->uuid, now, interval, call.request.peer);
   Answer answer = Found(HeartbeatView({count, now, interval}, State::kAlive));
   answer.lines = {"heartbeat " + std::to_string(count) + " from " + Named(*call.owner)};
+  answer.routine = true;
   return answer;
 }
 

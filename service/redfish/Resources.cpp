@@ -74,6 +74,7 @@ Answer Resources::Patch(const Call& call, Transaction& store) const {
   store.PutResource(resource, ReadingsOf(call, resource.chassis, resource.changed));
   Answer answer = Done();
   answer.lines = {(before ? "resource changed: " : "resource created: ") + resource.path};
+  answer.routine = true;
   return answer;
 }
 

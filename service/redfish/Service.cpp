@@ -358,7 +358,9 @@ Response RedfishService::Refuse(unsigned status, const Request& request,
 }
 
 void RedfishService::Tell(const Answer& answer) const {
-  for (const std::string& line : answer.lines) m_log.Line(line);
+  for (const std::string& line : answer.lines) {
+    answer.routine ? m_log.Routine(line) : m_log.Line(line);
+  }
 }
 
 Response RedfishService::Refused(const Refusal& refusal, const Request& request) const {

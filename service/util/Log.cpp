@@ -41,7 +41,12 @@ std::size_t CharacterAt(const std::string& text, std::size_t at) {
 
 }  // namespace
 
-Log::Log(Sink sink, Clock clock) : m_sink(std::move(sink)), m_clock(std::move(clock)) {}
+Log::Log(Sink sink, Clock clock, LogLevel level)
+    : m_sink(std::move(sink)), m_clock(std::move(clock)), m_level(level) {}
+
+void Log::Routine(const std::string& text) const {
+  if (m_level == LogLevel::kInfo) Line(text);
+}
 
 void Log::Line(const std::string& text) const {
   std::string line = LogTime(m_clock()) + " " + Printable(text);

@@ -12,6 +12,12 @@
 
 namespace cloudservice {
 
+// The least that a log keeps.
+enum class LogLevel {
+  kInfo,    // all
+  kNotice,  // not what a healthy fleet says all day
+};
+
 // Writes one line for each event: local time, a blank, the text. The text is made Printable(), so
 // that text from a request cannot forge a line. A line of more than 1,000 bytes is cut there and
 // ends in "...".
@@ -21,9 +27,11 @@ class Log {
   // them. Threads may call it at once.
   using Sink = std::function<void(const std::string& lines)>;
 
-  Log(Sink sink, Clock clock);
+  Log(Sink sink, Clock clock, LogLevel level = LogLevel::kInfo);
 
   void Line(const std::string& text) const;
+  // A line that comes with nearly every request, which kNotice leaves out.
+  void Routine(const std::string& text) const;
 
   // While it lives, the lines of its thread wait and go to the sink together, at the latest when it
   // ends: many lines cost hardly more than one. One at a time on a thread.
@@ -46,6 +54,7 @@ class Log {
  private:
   const Sink m_sink;
   const Clock m_clock;
+  const LogLevel m_level;
 };
 
 // Writes each line to standard error, together with its line end; several with line ends between

@@ -11,6 +11,7 @@ import threading
 
 import pytest
 
+from harness.appliance import Appliance
 from harness.daemon import EMAIL, KEY, UUID
 from harness.process import clock, environment
 
@@ -61,6 +62,23 @@ def test_answer_and_log_have_the_same_identifier(service):
     service.start("--http")
     _, headers = service.send("GET", "/redfish/v1")
     service.says(f" request {headers['X-Request-Id']} from 127.0.0.1: GET /redfish/v1: 200, ")
+
+
+def test_log_of_what_is_notable_leaves_out_what_comes_all_day(service):
+    service.start("--http", "--log-level", "notice")
+    appliance = Appliance(service, "u-1").has_chassis()
+    appliance.beats()
+    appliance.keeps("Thermal", {"Reading": 21})
+    appliance.keeps("Thermal", {"Reading": 22})
+    appliance.raises(4711)
+    service.ask("GET", "/redfish/v1/Chassis")
+    appliance.drops_chassis()
+    service.says("chassis removed: ")
+    told = service.error_text().splitlines()
+    assert [re.match(r"\S+ ([a-z]+( (?=[a-z]+:)[a-z]+)?)", line)[1] for line in told] == [
+        "account", "no operator", "manager registered", "chassis created", "alarm open",
+        "refused", "request", "chassis removed"]
+    assert ": GET /redfish/v1/Chassis: 401, " in told[-2]
 
 
 def test_sockets_of_the_service_manager_are_taken(service):

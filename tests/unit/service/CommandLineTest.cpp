@@ -65,6 +65,7 @@ TEST_F(CommandLineTest, Nothing_said_gives_the_defaults) {
   EXPECT_EQ(options->quotas.bytes, 64 * 1024 * 1024);
   EXPECT_EQ(options->quotas.eventsOfDay, 100000);
   EXPECT_EQ(options->quotas.events, 10000000);
+  EXPECT_EQ(options->logLevel, LogLevel::kInfo);
   EXPECT_FALSE(options->plainHttp);
 }
 
@@ -100,7 +101,9 @@ TEST_F(CommandLineTest, Everything_said_is_taken) {
                               "--quota-events-of-day",
                               "2",
                               "--quota-events",
-                              "1000000000000000"});
+                              "1000000000000000",
+                              "--log-level",
+                              "notice"});
   ASSERT_TRUE(options) << err;
   EXPECT_EQ(options->address, "::1");
   EXPECT_EQ(options->port, 0);
@@ -118,6 +121,7 @@ TEST_F(CommandLineTest, Everything_said_is_taken) {
   EXPECT_EQ(options->quotas.documents, 1);
   EXPECT_EQ(options->quotas.bytes, 5000000000);
   EXPECT_EQ(options->quotas.eventsOfDay, 2);
+  EXPECT_EQ(options->logLevel, LogLevel::kNotice);
   EXPECT_EQ(options->quotas.events, 1000000000000000);
 }
 
@@ -239,6 +243,9 @@ TEST_F(CommandLineTest, Wrong_arguments_are_status_2_and_one_line) {
       {"--quota-bytes", "x"},
       {"--quota-events-of-day", "-1"},
       {"--quota-events", "1000000000000001"},
+      {"--log-level", "warning"},
+      {"--log-level", "1"},
+      {"--log-level"},
       {"backup"},
       {"backup", ""},
       {"backup", "a", "b"},

@@ -28,6 +28,17 @@ TEST_F(LogTest, Line_begins_with_the_local_time) {
   EXPECT_EQ(lines.at(0), "2026-03-05T14:07:09+0100 started");
 }
 
+TEST_F(LogTest, Routine_is_left_out_where_only_what_is_notable_is_kept) {
+  log.Routine("heartbeat");
+  EXPECT_EQ(lines.at(0), "2026-03-05T14:07:09+0100 heartbeat");
+  const Log notable([this](const std::string& line) { lines.push_back(line); },
+                    [] { return time_t{1772716029}; }, LogLevel::kNotice);
+  notable.Routine("heartbeat");
+  notable.Line("started");
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines.at(1), "2026-03-05T14:07:09+0100 started");
+}
+
 TEST_F(LogTest, Control_bytes_are_written_out) {
   log.Line("a\nb\rc\td\x7f\\\xc3\xbc");
   EXPECT_EQ(lines.at(0), "2026-03-05T14:07:09+0100 a\\nb\\rc\\x09d\\x7f\\\xc3\xbc");
