@@ -101,6 +101,7 @@ class OperatorApi {
   Response Acknowledge(const Call& call);
   Response EndAcknowledgement(const Call& call);
   // Throws ApiError (404) when there is no such open alarm.
+  void FindSilences();
   void KeepWord(const Call& call, const std::optional<Acknowledgement>& word);
 
   Response ListResources(const Call& call);

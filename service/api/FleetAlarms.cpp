@@ -131,6 +131,7 @@ Response OperatorApi::ListFleetAlarms(const Call& call) {
   const AlarmFilter whole = FilterOf(call.query);
   const auto limit = static_cast<std::size_t>(call.query.Limit());
   const Words words = call.query.Sought();
+  if (whole.open) FindSilences();
   return m_store.Read([&](Transaction& store) {
     AlarmFilter filter = whole;
     Json items = Json::array();
@@ -152,6 +153,17 @@ Response OperatorApi::ListFleetAlarms(const Call& call) {
     }
     return page(more);
   });
+}
+
+// The stream tells of whoever goes late or offline as soon as it is so: who asks then is to find
+// it.
+void OperatorApi::FindSilences() {
+  constexpr std::int64_t kAtOnce = 1000;
+  try {
+    m_store.Write([&](Transaction& store) { return store.Settle(m_clock(), kAtOnce); });
+  } catch (const DatabaseError&) {
+    // What is known can be told although nothing can be changed.
+  }
 }
 
 Response OperatorApi::Acknowledge(const Call& call) {

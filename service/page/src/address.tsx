@@ -3,6 +3,7 @@
 // others or to reach again with the browser's arrows.
 import type {ComponentChildren} from "preact";
 import {useEffect, useState} from "preact/hooks";
+import {Icon} from "./icons";
 
 const listeners = new Set<() => void>();
 
@@ -16,16 +17,22 @@ history.scrollRestoration = "manual";
 const ARRIVAL = 5_000;  // milliseconds in which a view reaches the height that it had
 const SCROLL_PAUSE = 150;
 
-// Where the reader left the fleet.
-let fleet = {address: "/", scroll: 0};
+// The views over all appliances.
+export const VIEWS = {"/": "Fleet", "/alarms": "Alarms", "/events": "Events"} as const;
+export type View = keyof typeof VIEWS;
+
+// Where the reader left each of them, and which one last.
+const left: Partial<Record<View, {address: string; scroll: number}>> = {};
+let lastView: View = "/";
 let endArrival = () => {};
 
 // Keeps in the history how far down the reader is.
 function keepScroll(): void {
   history.replaceState({scroll: scrollY}, "");
-  if (applianceOf(location.pathname) === undefined) {
-    fleet = {address: location.pathname + location.search, scroll: scrollY};
-  }
+  const view = viewOf(location.pathname);
+  if (!view) return;
+  left[view] = {address: location.pathname + location.search, scroll: scrollY};
+  lastView = view;
 }
 
 // Scrolls as soon as the view is high enough, unless the reader does something first.
@@ -109,10 +116,17 @@ export function applianceOf(path: string): string | undefined {
   }
 }
 
+// The view over all appliances that a path leads to, unless it leads to one of them.
+export function viewOf(path: string): View | undefined {
+  if (applianceOf(path) !== undefined) return undefined;
+  return path in VIEWS ? path as View : "/";
+}
+
 interface LinkProps {
   to: string;
   scroll?: number;  // where a new view begins
   class?: string;
+  "aria-current"?: "page";
   children: ComponentChildren;
 }
 
@@ -126,12 +140,23 @@ export function Link({to, scroll = 0, children, ...rest}: LinkProps) {
   return <a href={to} onClick={onClick} {...rest}>{children}</a>;
 }
 
-// Goes where the reader left the fleet.
-export const goToFleet = () => go(fleet.address, false, fleet.scroll);
+const placeOf = (view: View) => left[view] ?? {address: view, scroll: 0};
 
-// Leads to the fleet as the reader left it; from the fleet to the whole of it.
-export function FleetLink(rest: Omit<LinkProps, "to" | "scroll">) {
+// Goes where the reader came from to an appliance.
+export function goBack(): void {
+  const {address, scroll} = placeOf(lastView);
+  go(address, false, scroll);
+}
+
+// Leads to a view as the reader left it; from the view to the whole of it.
+export function ViewLink({view, ...rest}: Omit<LinkProps, "to" | "scroll"> & {view: View}) {
   const {path} = useAddress();
-  if (applianceOf(path) === undefined) return <Link to="/" {...rest} />;
-  return <Link to={fleet.address} scroll={fleet.scroll} {...rest} />;
+  if (viewOf(path) === view) return <Link to={view} aria-current="page" {...rest} />;
+  const {address, scroll} = placeOf(view);
+  return <Link to={address} scroll={scroll} {...rest} />;
+}
+
+// Leads from an appliance to where the reader came from.
+export function BackLink() {
+  return <ViewLink view={lastView} class="back"><Icon name="back" />{VIEWS[lastView]}</ViewLink>;
 }

@@ -41,13 +41,26 @@ export interface Fleet {
   items: Appliance[];
 }
 
+// Who looks after an alarm.
+export interface Acknowledgement {
+  time: string;
+  by: string;
+  note: string;
+}
+
+// An open alarm of an appliance, or one that has ended; or that nothing was heard of it.
 export interface Alarm {
-  id: number;
+  id: string;
+  kind: "alarm" | "silence";
+  uuid: string;
+  name: string;
   severity: Severity;
   message: string;
-  messageId: string;
-  origin: string;
+  messageId: string | null;
   opened: string;
+  offline: string | null;  // a silence: since when the appliance is, or was, offline
+  ended: string | null;
+  acknowledged: Acknowledgement | null;
 }
 
 export type Kind = "alarm" | "clear" | "message" | "point";
@@ -66,11 +79,13 @@ export interface LogEvent {
   origin: string | null;
   args: (string | null)[];
   cleared: boolean;
+  uuid?: string;  // whose it is, and its name: in the log of all appliances
+  name?: string;
 }
 
-export interface EventPage {
-  items: LogEvent[];
-  next: number | null;
+export interface Page<T> {
+  items: T[];
+  next: string | number | null;  // where the page behind it begins
 }
 
 export interface Resource {
@@ -231,6 +246,7 @@ async function get<T>(path: string, query: Query, signal: AbortSignal): Promise<
 }
 
 const one = (uuid: string) => `/appliances/${encodeURIComponent(uuid)}`;
+const acknowledgement = (alarm: string) => `/alarms/${encodeURIComponent(alarm)}/acknowledgement`;
 
 export const api = {
   session: async (): Promise<Session> => (await request("/session")).json(),
@@ -250,10 +266,19 @@ export const api = {
   remove: async (uuid: string): Promise<void> => {
     await request(one(uuid), {method: "DELETE"});
   },
-  alarms: async (uuid: string, signal: AbortSignal) =>
-    (await get<{items: Alarm[]}>(`${one(uuid)}/alarms`, {}, signal)).items,
-  events: (uuid: string, query: Query, signal: AbortSignal) =>
-    get<EventPage>(`${one(uuid)}/events`, query, signal),
+  alarms: (query: Query, signal: AbortSignal) => get<Page<Alarm>>("/alarms", query, signal),
+  acknowledge: async (alarm: string, note: string): Promise<Acknowledgement> =>
+    (await request(acknowledgement(alarm), {
+      method: "PUT",
+      headers: {"Content-Type": "application/json"},
+      body: JSON.stringify({note}),
+    })).json(),
+  takeBack: async (alarm: string): Promise<void> => {
+    await request(acknowledgement(alarm), {method: "DELETE"});
+  },
+  // Those of one appliance, or of all.
+  events: (uuid: string | undefined, query: Query, signal: AbortSignal) =>
+    get<Page<LogEvent>>(uuid === undefined ? "/events" : `${one(uuid)}/events`, query, signal),
   resources: async (uuid: string, signal: AbortSignal) =>
     (await get<{items: Resource[]}>(`${one(uuid)}/resources`, {}, signal)).items,
   resource: (uuid: string, uri: string, signal: AbortSignal) =>

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 import "uplot/dist/uPlot.min.css";
 import "./style.css";
-import {render} from "preact";
+import {type ComponentType, render} from "preact";
 import {useEffect, useRef, useState} from "preact/hooks";
-import {applianceOf, useAddress} from "./address";
+import {applianceOf, useAddress, type View, viewOf} from "./address";
+import {AlarmsPage} from "./alarms";
 import {api, ApiError, onSignedOut, type Session} from "./api";
 import {AppliancePage} from "./appliance";
+import {EventsPage} from "./events";
 import {FleetPage} from "./fleet";
 import {Frame} from "./frame";
 import {closeStream, openStream} from "./live";
@@ -17,7 +19,9 @@ type Who =
   | {at: "work"; session: Session}
   | {at: "nowhere"; error?: Error};  // not known yet, or `error` says why not
 
-function View() {
+const PAGES: Record<View, ComponentType> = {"/": FleetPage, "/alarms": AlarmsPage, "/events": EventsPage};
+
+function Content() {
   const {path} = useAddress();
   const shown = useRef(path);
   useEffect(() => {
@@ -27,8 +31,13 @@ function View() {
     // there.
     document.getElementById("main")?.focus({preventScroll: true});
   }, [path]);
-  const uuid = applianceOf(path);
-  return uuid === undefined ? <FleetPage /> : <AppliancePage key={uuid} uuid={uuid} />;
+  const view = viewOf(path);
+  if (view) {
+    const Page = PAGES[view];
+    return <Page />;
+  }
+  const uuid = applianceOf(path)!;
+  return <AppliancePage key={uuid} uuid={uuid} />;
 }
 
 function App() {
@@ -53,7 +62,7 @@ function App() {
   if (who.at === "work") {
     return (
       <Frame session={who.session} signedOut={() => setWho({at: "door", ended: false})}>
-        <View />
+        <Content />
       </Frame>
     );
   }

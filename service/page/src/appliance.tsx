@@ -1,20 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 // One appliance: its identity, its state, its events, its numbers and its documents.
 import type {ComponentChildren} from "preact";
-import {useEffect, useRef} from "preact/hooks";
-import {FleetLink} from "./address";
-import {type Alarm, api, ApiError, type ApplianceDetail, isHeard} from "./api";
+import {useEffect} from "preact/hooks";
+import {BackLink, Link, ViewLink} from "./address";
+import {AlarmList} from "./alarmlist";
+import {api, ApiError, type ApplianceDetail, isHeard} from "./api";
 import {Charts} from "./charts";
 import {Documents} from "./documents";
 import {Events} from "./events";
 import {Age, intervalText, Moment, MomentAndAge} from "./format";
-import {Icon, SeverityMark, StateMark} from "./icons";
-import {useChanges} from "./live";
+import {StateMark} from "./icons";
+import {concerns, useChanges} from "./live";
 import {useLoad} from "./load";
-import {announce, useTitle} from "./news";
+import {useTitle} from "./news";
 import {Removal} from "./removal";
+import {Silences} from "./silences";
 import {Notice, Shown} from "./states";
 
+const MOST = 500;        // open alarms that are shown
 const REFRESH = 30_000;  // milliseconds; an appliance becomes late without any event
 
 function Fact({name, children}: {name: string; children: ComponentChildren}) {
@@ -53,18 +56,6 @@ function Heartbeat({one}: {one: ApplianceDetail}) {
   );
 }
 
-function OpenAlarm({alarm}: {alarm: Alarm}) {
-  return (
-    <li class={`alarm ${alarm.severity}`} data-alarm={alarm.id}>
-      <SeverityMark severity={alarm.severity} />
-      <span class="alarm-text">{alarm.message || <span class="muted">No text</span>}
-        <span class="under muted"><span class="code">{alarm.messageId}</span></span></span>
-      <span class="alarm-time muted">Opened <Age time={alarm.opened} />
-        <span class="under"><Moment time={alarm.opened} /></span></span>
-    </li>
-  );
-}
-
 // There are no open alarms, as far as is known.
 function NoAlarms({one}: {one: ApplianceDetail}) {
   if (isHeard(one)) return <Notice icon="clear" title="No open alarms" />;
@@ -85,28 +76,19 @@ function NoAlarms({one}: {one: ApplianceDetail}) {
 
 function OpenAlarms({one}: {one: ApplianceDetail}) {
   const {uuid} = one;
-  const alarms = useLoad("", (signal) => api.alarms(uuid, signal));
+  const alarms = useLoad("", (signal) => api.alarms({uuid, kind: "alarm", limit: MOST}, signal));
   useChanges((change) => {
-    const ours = change.uuid === uuid && change.type !== "resource";
-    if (ours || change.type === "reset") alarms.reload();
+    if (concerns(change, uuid, "appliance", "event")) alarms.reload();
   });
-  const known = useRef<ReadonlySet<number>>();
-  useEffect(() => {
-    if (!alarms.data) return;
-    const before = known.current;
-    known.current = new Set(alarms.data.map(({id}) => id));
-    if (!before) return;
-    for (const {id, severity, message} of alarms.data) {
-      if (!before.has(id)) announce(`New ${severity.toLowerCase()}: ${message || "no text"}`);
-    }
-  }, [alarms.data]);
   return (
     <section class="card" aria-labelledby="alarms">
       <h2 id="alarms">Open alarms</h2>
-      <Shown of={alarms} what="the open alarms" rows={2}>{(items) => items.length > 0
-        ? <ul class="alarms">{items.map((alarm) => <OpenAlarm key={alarm.id} alarm={alarm} />)}</ul>
-        : <NoAlarms one={one} />}
-      </Shown>
+      <Shown of={alarms} what="the open alarms" rows={2}>{({items, next}) => (
+        <>
+          <AlarmList items={items} tellsWhose={false} reload={alarms.reload}><NoAlarms one={one} /></AlarmList>
+          {next !== null && <Link to={`/alarms?uuid=${encodeURIComponent(uuid)}`}>There are more</Link>}
+        </>
+      )}</Shown>
     </section>
   );
 }
@@ -116,7 +98,7 @@ function Unknown() {
     <section class="card">
       <Notice icon="offline" title="There is no such appliance">
         <p>It has never registered with this service, or it has been removed.</p>
-        <FleetLink class="button">Show the fleet</FleetLink>
+        <ViewLink view="/" class="button">Show the fleet</ViewLink>
       </Notice>
     </section>
   );
@@ -137,7 +119,7 @@ export function AppliancePage({uuid}: {uuid: string}) {
   const gone = loaded.error instanceof ApiError && loaded.error.status === 404;
   return (
     <>
-      <FleetLink class="back"><Icon name="back" />Fleet</FleetLink>
+      <BackLink />
       {(gone || !loaded.data) && <h1 class="hidden">Appliance</h1>}
       {gone ? <Unknown /> : <Shown of={loaded} what="the appliance" rows={6}>{(one) => (
         <>
@@ -147,7 +129,7 @@ export function AppliancePage({uuid}: {uuid: string}) {
           </div>
           <div class="columns">
             <div class="column"><OpenAlarms one={one} /><Charts one={one} /></div>
-            <div class="column side"><Heartbeat one={one} /><Identity one={one} /></div>
+            <div class="column side"><Heartbeat one={one} /><Silences uuid={uuid} /><Identity one={one} /></div>
           </div>
           <Events uuid={uuid} />
           <Documents uuid={uuid} />

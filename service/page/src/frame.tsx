@@ -2,7 +2,7 @@
 // The frame around every view: its head and its notices.
 import type {ComponentChildren} from "preact";
 import {useEffect} from "preact/hooks";
-import {FleetLink} from "./address";
+import {type View, ViewLink, VIEWS} from "./address";
 import {api, ApiError, type Session} from "./api";
 import {durationText, useTick} from "./format";
 import {Icon} from "./icons";
@@ -68,6 +68,18 @@ function focusSearch(event: KeyboardEvent): void {
   search.select();
 }
 
+function Views() {
+  const [fleet, ...others] = Object.keys(VIEWS) as View[];
+  return (
+    <nav class="views" aria-label="Views">
+      <ViewLink view={fleet!} class="home">
+        <span class="brand"><Icon name="mark" /></span><span class="view">{VIEWS[fleet!]}</span>
+      </ViewLink>
+      {others.map((view) => <ViewLink key={view} view={view} class="view">{VIEWS[view]}</ViewLink>)}
+    </nav>
+  );
+}
+
 interface FrameProps {
   session: Session;
   signedOut: () => void;
@@ -89,7 +101,7 @@ export function Frame({session, signedOut, children}: FrameProps) {
       <a class="skip" href="#main" onClick={focusMain}>Skip to content</a>
       <header class="top">
         <div class="wide">
-          <FleetLink class="home"><span class="brand"><Icon name="mark" /></span>Fleet</FleetLink>
+          <Views />
           <LinkState />
           <span class="spring" />
           <ThemeSwitch />

@@ -179,10 +179,11 @@ export function useLink(): Link {
   return seen;
 }
 
-// Whether the change may concern what a view shows of this appliance; `type` is the type of the
-// changes that tell about it.
-export const concerns = (change: Change, uuid: string, type: string) =>
-  change.type === "reset" || (change.uuid === uuid && [type, "gone", "more"].includes(change.type));
+// Whether the change may concern what a view shows of this appliance, or of all; `types` are the
+// types of the changes that tell about it.
+export const concerns = (change: Change, uuid: string | undefined, ...types: string[]) =>
+  change.type === "reset" || ((uuid === undefined || change.uuid === uuid) &&
+                              [...types, "gone", "more"].includes(change.type));
 
 export function useChanges(listener: (change: Change) => void): void {
   useEffect(() => {

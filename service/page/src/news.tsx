@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // What screen readers are told of changes, and the count of open alarms in the title.
 import {useEffect, useState} from "preact/hooks";
-import type {AlarmCounts} from "./api";
+import {type AlarmCounts, api} from "./api";
+import {concerns, useChanges} from "./live";
+import {useLoad} from "./load";
 
 const SPACING = 5_000;  // milliseconds between two messages, so that one can be heard out
 const MOST = 3;         // parts of a message
@@ -49,4 +51,13 @@ export function useTitle(name: string, alarms: AlarmCounts | undefined): void {
   useEffect(() => {
     document.title = title;
   }, [title]);
+}
+
+// The same for a view over all appliances that does not load them.
+export function useFleetTitle(name: string): void {
+  const fleet = useLoad("", (signal) => api.fleet({limit: 1}, signal));
+  useChanges((change) => {
+    if (concerns(change, undefined, "appliance")) fleet.reload();
+  });
+  useTitle(name, fleet.data?.alarms);
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The removal of an appliance, with what it means said before.
 import {useRef, useState} from "preact/hooks";
-import {goToFleet} from "./address";
+import {goBack} from "./address";
 import {api, ApiError, type ApplianceDetail} from "./api";
 import {Icon} from "./icons";
 
@@ -23,7 +23,7 @@ export function Removal({one}: {one: ApplianceDetail}) {
     setFault("");
     try {
       await api.remove(one.uuid);
-      goToFleet();
+      goBack();
     } catch (failure) {
       const isAnswered = failure instanceof ApiError && failure.status > 0;
       setFault((failure as Error).message + (isAnswered ? "" : " It may be gone all the same."));
