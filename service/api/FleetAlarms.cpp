@@ -19,7 +19,8 @@ using Kind = AlarmName::Kind;
 constexpr std::int64_t kMaxLookedAt = 5000;
 constexpr std::int64_t kBatch = 500;
 constexpr std::size_t kMaxNote = 1000;
-constexpr const char* kNoPlace = "\"after\" is no \"next\" of a list of alarms in this state.";
+constexpr const char* kNoPlaceOfAlarm =
+    "\"after\" is no \"next\" of a list of alarms in this state.";
 
 std::string NameText(const AlarmName& name) {
   return (name.kind == Kind::kAlarm ? "a" : "s") + std::to_string(name.id);
@@ -44,12 +45,12 @@ AlarmPlace ParsePlace(const std::string& text, bool open) {
   const Json parts = Json::parse(text, nullptr, false);
   if (!parts.is_array() || parts.size() != 3 || !parts[0].is_number_integer() ||
       !parts[1].is_number_integer() || !parts[2].is_string()) {
-    throw ApiError(400, kNoPlace);
+    throw ApiError(400, kNoPlaceOfAlarm);
   }
   const auto name = ParseName(parts[2].get<std::string>());
   const auto rank = parts[0].get<std::int64_t>();
   const auto ranks = static_cast<std::int64_t>(open ? kSeverityNames.size() : 1);
-  if (!name || rank < 0 || rank >= ranks) throw ApiError(400, kNoPlace);
+  if (!name || rank < 0 || rank >= ranks) throw ApiError(400, kNoPlaceOfAlarm);
   return {rank, parts[1].get<std::int64_t>(), *name};
 }
 

@@ -11,8 +11,8 @@ namespace {
 
 // How the alarms of one kind are listed: those of the whole fleet along the index of their order,
 // and those of one appliance along that of appliances.
-struct Listing {
-  Listing(const std::string& name, const std::string& columns)
+struct Stretches {
+  Stretches(const std::string& name, const std::string& columns)
       : open(Text(name, columns, kOpen, "opened", "")),
         ended(Text(name, columns, kEnded, "closed", "")),
         openOfOne(Text(name, columns, kOpen, "opened", kOfOne)),
@@ -46,10 +46,10 @@ struct Listing {
   }
 };
 
-const Listing kAlarms("alarm", "event, chassis, message_id");
-const Listing kSilences("silence", "offline");
+const Stretches kAlarms("alarm", "event, chassis, message_id");
+const Stretches kSilences("silence", "offline");
 
-const Sql kDocuments(
+const Sql kDocumentsOfAlarms(
     "SELECT id, document FROM event WHERE (manager, id) IN "
     "(SELECT * FROM unnest($1::bigint[], $2::bigint[])) AND day = ANY ($3::integer[])",
     Sql::Plan::kEachTime);
@@ -109,7 +109,7 @@ std::vector<FleetAlarm> PostgresTransaction::ListAlarms(const AlarmFilter& filte
   });
   std::map<std::int64_t, std::string> documents;
   if (!events.empty()) {
-    const Result found = Run(kDocuments, {managers, events, days});
+    const Result found = Run(kDocumentsOfAlarms, {managers, events, days});
     for (const Row row : found) documents[row.Number(0)] = row.Text(1);
   }
   for (FleetAlarm& alarm : alarms) alarm.document = std::move(documents[alarm.event]);

@@ -8,8 +8,8 @@ namespace {
 
 // How the alarms of one kind are listed: those of the whole fleet along the index of their order,
 // and those of one appliance along that of appliances.
-struct Listing {
-  Listing(const std::string& name, const std::string& columns, const std::string& more)
+struct Stretches {
+  Stretches(const std::string& name, const std::string& columns, const std::string& more)
       : open(Text(name, columns, more, kOpen, "opened", false)),
         ended(Text(name, columns, more, kEnded, "closed", false)),
         openOfOne(Text(name, columns, more, kOpen, "opened", true)),
@@ -44,10 +44,10 @@ struct Listing {
 };
 
 // Those of a removed chassis stay for a while, and are not seen.
-const Listing kAlarms("alarm", "event.id, chassis.id, alarm.message_id, event.document",
-                      "CROSS JOIN chassis ON number = alarm.chassis "
-                      "CROSS JOIN event ON event.id = alarm.event ");
-const Listing kSilences("silence", "offline", "");
+const Stretches kAlarms("alarm", "event.id, chassis.id, alarm.message_id, event.document",
+                        "CROSS JOIN chassis ON number = alarm.chassis "
+                        "CROSS JOIN event ON event.id = alarm.event ");
+const Stretches kSilences("silence", "offline", "");
 
 const Sql kAcknowledgeAlarm(
     "UPDATE alarm SET acknowledged = ?2, acknowledged_by = ?3, note = ?4 "
