@@ -19,29 +19,52 @@ namespace {
                       column + ": " + what);
 }
 
-// Checks what the parser does not check: a NUL byte ends the text for the parser, and it follows
-// nested arrays and objects to any depth.
-void CheckBytes(const std::string& body) {
-  int depth = 0;
-  bool quoted = false;
-  for (std::size_t i = 0; i < body.size(); ++i) {
-    const char c = body[i];
-    if (c == '\0') Malformed(body, i, "a NUL byte");
-    if (quoted) {
-      if (c == '\\') ++i;
-      if (c == '"') quoted = false;
-      if (i < body.size() && body[i] == '\0') Malformed(body, i, "a NUL byte");
-    } else if (c == '"') {
-      quoted = true;
-    } else if (c == '{' || c == '[') {
-      if (++depth > kMaxDepth) {
-        Malformed(body, i, "nested deeper than " + std::to_string(kMaxDepth));
+// Checks what the parser does not check: a NUL byte ends the text for the parser, it follows nested
+// arrays and objects to any depth, and makes any number of values.
+class ByteCheck {
+ public:
+  explicit ByteCheck(const std::string& body) : m_body(body) {}
+
+  void Run() {
+    bool quoted = false;
+    for (std::size_t i = 0; i < m_body.size(); ++i) {
+      const char c = m_body[i];
+      if (c == '\0') Malformed(m_body, i, "a NUL byte");
+      if (quoted) {
+        if (c == '\\') ++i;
+        if (c == '"') quoted = false;
+        if (i < m_body.size() && m_body[i] == '\0') Malformed(m_body, i, "a NUL byte");
+      } else {
+        quoted = c == '"';
+        TakeOutside(i, c);
       }
-    } else if (c == '}' || c == ']') {
-      --depth;
     }
   }
-}
+
+ private:
+  // A byte outside of strings, the quotation mark before one included.
+  void TakeOutside(std::size_t at, char c) {
+    if (c == ' ' || c == '\t' || c == '\r' || c == '\n') return;
+    const bool opens = c == '{' || c == '[';
+    const bool closes = c == '}' || c == ']';
+    // A value follows each comma, and each bracket that is not closed at once.
+    if (c == ',' || (m_opened && !closes)) ++m_values;
+    m_opened = opens;
+    if (opens) ++m_depth;
+    if (closes) --m_depth;
+    if (m_depth > kMaxDepth) {
+      Malformed(m_body, at, "nested deeper than " + std::to_string(kMaxDepth));
+    }
+    if (m_values > kMaxValues) {
+      Malformed(m_body, at, "more than " + std::to_string(kMaxValues) + " values");
+    }
+  }
+
+  const std::string& m_body;
+  int m_depth = 0;
+  bool m_opened = false;  // nothing stands behind the last bracket yet
+  std::size_t m_values = 1;
+};
 
 // The reason from the parser's message, without the place and the quotation of the body in it.
 std::string Reason(const std::string& what) {
@@ -60,7 +83,7 @@ Json ParseObject(const std::string& body) {
   if (body.empty()) {
     throw JsonError(JsonError::Kind::kEmpty, 0, "The body is empty; a JSON object is expected.");
   }
-  CheckBytes(body);
+  ByteCheck(body).Run();
   try {
     Json document = Json::parse(body);
     if (document.is_object()) return document;
@@ -76,6 +99,13 @@ Json ParseObject(const std::string& body) {
 }
 
 Json ParseStored(const std::string& document) { return Json::parse(document); }
+
+std::size_t CountValues(const Json& document) {
+  std::size_t values = 1;
+  if (!document.is_structured()) return values;
+  for (const Json& part : document) values += CountValues(part);
+  return values;
+}
 
 std::string CompactText(const Json& document) {
   return document.dump(-1, ' ', false, Json::error_handler_t::replace);

@@ -16,6 +16,10 @@ using Json = nlohmann::json;
 // Levels of nested arrays and objects in a body, the outermost included.
 constexpr int kMaxDepth = 32;
 
+// Values of a body, a stored document and an answer: each takes memory, however few bytes it has.
+constexpr std::size_t kMaxValues = 100'000;
+constexpr std::size_t kMaxAnswerValues = 2 * kMaxValues;
+
 // Bytes of a stored document. Each PATCH may make a document longer, up to this.
 constexpr std::size_t kMaxDocument = std::size_t{4} << 20;
 
@@ -42,11 +46,15 @@ class JsonError : public std::runtime_error {
 
 // Parses a request's body, which must be a JSON object. Throws JsonError that says what is wrong
 // and at which line and column (both from 1, columns in bytes): the body is not JSON, is not UTF-8,
-// has a NUL byte, is nested deeper than kMaxDepth, or is no object.
+// has a NUL byte, is nested deeper than kMaxDepth, has more than kMaxValues values, or is no
+// object.
 Json ParseObject(const std::string& body);
 
 // Parses a document that this service has stored.
 Json ParseStored(const std::string& document);
+
+// The number of values in a document, itself and all that is inside it.
+std::size_t CountValues(const Json& document);
 
 // The text of a document as an answer carries it: without white space between its parts, before or
 // after it. Bytes that are not UTF-8 are replaced.

@@ -33,7 +33,14 @@ Json ParseBody(const std::string& body) {
 
 std::string MergedText(const std::string& document, const Json& patch) {
   Json merged = ParseStored(document);
+  const std::size_t before = CountValues(merged);
   merged.merge_patch(patch);
+  const std::size_t values = CountValues(merged);
+  // One that an older version has kept with more may still be changed.
+  if (values > kMaxValues && values > before) {
+    throw Refusal(413, "The document would grow to " + std::to_string(values) +
+                           " values; it may have " + std::to_string(kMaxValues) + ".");
+  }
   std::string text = StoredText(merged);
   if (text.size() > kMaxDocument) {
     throw Refusal(413, "The document would grow to " + std::to_string(text.size()) +

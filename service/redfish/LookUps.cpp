@@ -15,11 +15,16 @@ std::string LookUps::Schema(const std::string& path, const std::function<std::st
                 "The answer has more than " + std::to_string(kMost) + " links to look up.");
 }
 
-void LookUps::Count(std::size_t bytes) {
+void LookUps::Count(std::size_t bytes, std::size_t values) {
   m_bytes += bytes;
-  if (m_status == 0 || m_bytes <= kMaxAnswer) return;
-  throw Refusal(m_status,
-                "The answer would have more than " + std::to_string(kMaxAnswer) + " bytes.");
+  m_values += values;
+  if (m_status == 0) return;
+  const auto refuse = [this](std::size_t most, const char* what) {
+    throw Refusal(m_status,
+                  "The answer would have more than " + std::to_string(most) + " " + what + ".");
+  };
+  if (m_bytes > kMaxAnswer) refuse(kMaxAnswer, "bytes");
+  if (m_values > kMaxAnswerValues) refuse(kMaxAnswerValues, "values");
 }
 
 const Json& LookUps::Document(const std::string& path, const std::function<Json()>& make) {

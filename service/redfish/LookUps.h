@@ -19,11 +19,12 @@ class LookUps {
   static constexpr std::size_t kMost = 1000;
 
   // Refuses a request that exceeds a limit with this status (400 or 507). Without this call,
-  // further links count as links to nothing, and bytes are not limited.
+  // further links count as links to nothing, and bytes and values are not limited.
   void RefuseMore(unsigned status) { m_status = status; }
 
-  // Adds the bytes of a view to those of the answer. Throws Refusal when they exceed kMaxAnswer.
-  void Count(std::size_t bytes);
+  // Adds the bytes and the values of a view to those of the answer. Throws Refusal when they exceed
+  // kMaxAnswer or kMaxAnswerValues.
+  void Count(std::size_t bytes, std::size_t values);
 
   // The schema of the resource at the path; calls `find` at the first look-up of the path. Throws
   // Refusal when there are too many links.
@@ -35,6 +36,7 @@ class LookUps {
  private:
   unsigned m_status = 0;
   std::size_t m_bytes = 0;
+  std::size_t m_values = 0;
   std::map<std::string, std::string> m_schemas;
   std::map<std::string, Json> m_documents;
 };

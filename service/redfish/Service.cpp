@@ -282,7 +282,9 @@ Response RedfishService::Get(Call& call, const Endpoint& endpoint) {
     return made;
   });
   Response response = Rendered(answer);
-  if (!IsChosen(call.query)) call.lookUps->Count(response.body.size());
+  if (!IsChosen(call.query)) {
+    call.lookUps->Count(response.body.size(), CountValues(answer.document));
+  }
   Tell(answer);
   return response;
 }
@@ -313,10 +315,10 @@ Answer RedfishService::Changed(Call& call, const Endpoint& endpoint, Transaction
 }
 
 Json RedfishService::Chosen(const Call& call, Transaction& store, const Json& document) const {
-  call.lookUps->Count(CompactText(document).size());
+  call.lookUps->Count(CompactText(document).size(), CountValues(document));
   const auto fetch = [&](const std::string& path) {
     const Json& found = Fetched(call, store, path);
-    if (found.is_object()) call.lookUps->Count(CompactText(found).size());
+    if (found.is_object()) call.lookUps->Count(CompactText(found).size(), CountValues(found));
     return found;
   };
   return Selected(Expanded(document, call.query, fetch), call.query);

@@ -87,7 +87,7 @@ Json ShapedFor(const Call& call, Transaction& store, const std::string& owner, c
   try {
     return Shaped(TypeNamed(type), path, sent, resolve);
   } catch (const ViewTooLarge&) {
-    call.lookUps->Count(kMaxAnswer + 1);
+    call.lookUps->Count(kMaxAnswer + 1, 0);
     return Shaped(TypeNamed(type), path, Json::object(), resolve);
   }
 }

@@ -69,6 +69,22 @@ TEST_F(MalformedTest, Depth_of_33_is_refused_and_of_32_taken) {
   EXPECT_EQ(Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, brackets).status, 204u);
 }
 
+TEST_F(MalformedTest, More_than_100000_values_are_refused_before_they_take_memory) {
+  // Itself, the array, and its elements.
+  const auto with = [](const std::string& element, int count) {
+    std::string elements = element;
+    for (int i = 1; i < count; ++i) elements += ", " + element;
+    return "{\"a\": [" + elements + "]}";
+  };
+  for (const std::string element : {"1", "{}", "[ ]", "\"[,{\""}) {
+    EXPECT_THAT(Reason(with(element, 99999)), HasSubstr("more than 100000 values"));
+    EXPECT_EQ(Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, with(element, 99998)).status, 204u);
+  }
+  EXPECT_THAT(Reason("{\"a\": [" + std::string(900000, ',')),
+              HasSubstr("column 100007: more than"));
+  EXPECT_THAT(Reason(with("{\"b\": 1}", 50000)), HasSubstr("more than 100000 values"));
+}
+
 TEST_F(MalformedTest, Unknown_path_is_404_with_or_without_a_token) {
   for (const char* path : {"/", "/x", "/redfish/v2", "/redfish/v1/Systems", "/hb", "/hb/u-1/x",
                            "/redfish/v1/Oem", "/redfish/v1/Oem/Quorvan:Events/1/x"}) {

@@ -88,6 +88,31 @@ TEST_F(ResourcesTest, Refused_patch_changes_nothing) {
   EXPECT_EQ(Rest(path).at("x"), 1);
 }
 
+TEST_F(ResourcesTest, Document_grows_to_100000_values_and_no_further) {
+  const auto many = [](const char* name, std::size_t count) {
+    return Json({{name, std::vector<int>(count, 1)}}).dump();
+  };
+  EXPECT_EQ(Ask("PATCH", path, token, many("a", 60000)).status, 204u);
+  const Response refused = Ask("PATCH", path, token, many("b", 60000));
+  EXPECT_EQ(refused.status, 413u);
+  EXPECT_EQ(ErrorText(refused), "The document would grow to 120003 values; it may have 100000.");
+  EXPECT_EQ(Ask("PATCH", path, token, many("b", 39997)).status, 204u);
+  EXPECT_EQ(Ask("PATCH", path, token, R"({"c": 1})").status, 413u);
+  EXPECT_EQ(Ask("PATCH", path, token, R"({"a": null, "c": 1})").status, 204u);
+}
+
+TEST_F(ResourcesTest, Answer_of_many_documents_has_a_limit_of_values) {
+  const std::string chassis = path.substr(0, path.rfind('/'));
+  const Json many = {{"a", std::vector<int>(90000, 1)}};
+  for (const char* name : {"/A", "/B", "/C"}) {
+    EXPECT_EQ(Ask("PATCH", chassis + name, token, many.dump()).status, 204u);
+  }
+  EXPECT_EQ(Ask("GET", chassis + "/A", token).status, 200u);
+  const Response refused = Ask("GET", chassis + "?$expand=*", token);
+  EXPECT_EQ(refused.status, 507u);
+  EXPECT_EQ(ErrorText(refused), "The answer would have more than 200000 values.");
+}
+
 TEST_F(ResourcesTest, Document_grows_to_its_limit_and_no_further) {
   const Json megabyte(std::string(std::size_t{1} << 20, 'x'));
   for (const std::string& of : {path, std::string("/redfish/v1/Managers/u-1"),
