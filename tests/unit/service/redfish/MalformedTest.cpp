@@ -81,7 +81,7 @@ TEST_F(MalformedTest, More_than_100000_values_are_refused_before_they_take_memor
     EXPECT_EQ(Ask("PATCH", "/redfish/v1/Managers/u-1/X", token, with(element, 99998)).status, 204u);
   }
   EXPECT_THAT(Reason("{\"a\": [" + std::string(900000, ',')),
-              HasSubstr("column 100007: more than"));
+              HasSubstr("column 100006: more than"));
   EXPECT_THAT(Reason(with("{\"b\": 1}", 50000)), HasSubstr("more than 100000 values"));
 }
 
