@@ -25,13 +25,16 @@ struct Script {
   std::function<void(host::SourceSink&)> takeEvents;
   int eventFd = -1;
   int readings = 0;
+  int waiting = 0;  // before the door
   bool open = true;
   bool gone = false;  // the connection is, and with it what its thread does
 
   // Waits while the door is shut.
   void Pass() {
     std::unique_lock<std::mutex> lock(mutex);
+    ++waiting;
     changed.wait(lock, [this] { return open; });
+    --waiting;
   }
   void SetOpen(bool isOpen) {
     const std::lock_guard<std::mutex> lock(mutex);
@@ -103,6 +106,14 @@ class SourceReadersTest : public HostTest {
       return m_script->gone;
     }));
     EmptyHooks();
+  }
+
+  // The door is shut; a reading may have begun just before.
+  bool AwaitReadingThatHangs() {
+    return Await([this] {
+      const std::lock_guard<std::mutex> lock(m_script->mutex);
+      return m_script->waiting > 0;
+    });
   }
 
   // Waits until so many more readings have begun.
@@ -284,7 +295,7 @@ TEST_F(SourceReadersTest, Connection_that_hangs_costs_its_own_points_until_it_an
   Start();
   ASSERT_TRUE(m_readers->AwaitFirst(60000));
   m_script->SetOpen(false);
-  EXPECT_TRUE(AwaitReadings(1));
+  EXPECT_TRUE(AwaitReadingThatHangs());
   m_readers->Serve(host::Wait(), host::MonotonicMs() + 8000);
   EXPECT_EQ(LogCount("hangs"), 0);
   m_readers->Serve(host::Wait(), host::MonotonicMs() + 20000);
