@@ -57,7 +57,7 @@ def test_identity_and_heartbeat_are_told(seeded, visitor, hall):
 def test_open_alarms_are_told_worst_first(seeded, visitor, hall):
     items = seeded.ask(f"/appliances/{hall.uuid}/alarms")["items"]
     assert [one["severity"] for one in items] == ["Alarm", "Warning"]
-    assert visitor.values("[data-alarm]", "data-alarm") == [str(one["id"]) for one in items]
+    assert visitor.values("[data-alarm]", "data-alarm") == [f"a{one['id']}" for one in items]
     assert visitor.texts(".alarm .mark") == [one["severity"] for one in items]
     for text, one in zip(visitor.texts(".alarm-text"), items):
         assert text == f"{one['message']} {one['messageId']}"

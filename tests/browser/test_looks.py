@@ -206,7 +206,7 @@ def test_the_keyboard_reaches_everything_in_order(reader):
     reader.presses("\ue004")
     assert reader.focus() == ["A", "Skip to content"]
     seen = []
-    for _ in range(23):
+    for _ in range(25):
         reader.presses("\ue004")
         seen.append(reader.focus())
         outline = reader.run("const one = document.activeElement;"
@@ -214,13 +214,13 @@ def test_the_keyboard_reaches_everything_in_order(reader):
                              " getComputedStyle(one, '::after').outlineStyle]")
         assert "solid" in outline, seen[-1]
     names = [name for _, name in seen]
-    wanted = ["Fleet", "Colours: as the system has it", "Sign out", "Alive 6", "Late 1",
-              "Offline 1", "Fault 1", "Alarm 2", "Warning 2"]
+    wanted = ["Fleet", "Alarms", "Events", "Colours: as the system has it", "Sign out", "Alive 6",
+              "Late 1", "Offline 1", "Fault 1", "Alarm 2", "Warning 2"]
     assert names[:len(wanted)] == wanted
     # The search, the order, the density, the headings, and then the rows.
-    assert [tag for tag, _ in seen[9:16]] == ["INPUT", "SELECT"] + ["BUTTON"] * 5
-    assert [tag for tag, _ in seen[16:]] == ["A"] * 7
-    assert names[16:] == reader.texts("tbody .whole")[:7]
+    assert [tag for tag, _ in seen[11:18]] == ["INPUT", "SELECT"] + ["BUTTON"] * 5
+    assert [tag for tag, _ in seen[18:]] == ["A"] * 7
+    assert names[18:] == reader.texts("tbody .whole")[:7]
 
 
 def test_return_opens_the_row_and_the_skip_link_leads_to_the_content(seeded, reader):
