@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <limits>
 #include <map>
-#include <utility>
 
 #include "service/store/postgresql/PostgresTransaction.h"
 #include "service/util/Text.h"
@@ -54,12 +53,13 @@ const Sql kDocuments(
 using Bounds = std::numeric_limits<std::int64_t>;
 
 template <typename Filter>
-Values FilterOf(std::optional<std::string> manager, const Filter& filter, std::int64_t limit) {
+Values FilterOf(const std::optional<std::string>& manager, const Filter& filter,
+                std::int64_t limit) {
   std::optional<std::int64_t> kind;
   if (filter.kind) kind = static_cast<std::int64_t>(*filter.kind);
   std::optional<std::string> severity;
   if (filter.severity) severity = Lower(*filter.severity);
-  return {std::move(manager), kind, severity, limit};
+  return {manager, kind, severity, limit};
 }
 
 Values And(Values values, const Values& more) {
